@@ -1,0 +1,55 @@
+# Sourced by the scripts beside this folder: messages, the packages a build needs, and the build itself.
+# shellcheck shell=bash
+
+set -euo pipefail
+cd "$(dirname "${BASH_SOURCE[0]}")/../.."
+
+say() { printf '\n== %s\n' "$*"; }
+
+fail() {
+    printf '\n%s: %s\n' "$(basename "$0")" "$*" >&2
+    exit 1
+}
+
+# Prints the comment block at the top of the calling script.
+usage() { awk 'NR > 1 { if (!/^#/) exit; sub(/^# ?/, ""); print }' "$0"; }
+
+build_packages=(g++ cmake ninja-build qt6-base-dev libgdal-dev fonts-dejavu-core)
+test_packages=(libgtest-dev libgmock-dev)
+bench_packages=(libbenchmark-dev libgeos-dev libgeos++-dev libboost-dev pkg-config)
+check_packages=(clang-format clang-tidy)
+
+# need_packages <name>...: installs what is missing; without anything missing it needs no network and no rights.
+need_packages() {
+    local missing=() package
+    for package in "$@"; do
+        if [ "$(dpkg-query -W -f '${db:Status-Status}' "$package" 2>/dev/null || true)" != installed ]; then
+            missing+=("$package")
+        fi
+    done
+    if [ ${#missing[@]} -eq 0 ]; then
+        return
+    fi
+    say "Installing from Debian: ${missing[*]}"
+    local root=()
+    if [ "$(id -u)" -ne 0 ]; then
+        command -v sudo >/dev/null || fail "these packages are missing and there is no sudo to install them with: ${missing[*]}"
+        root=(sudo)
+    fi
+    "${root[@]}" apt-get update -qq || fail "apt-get update failed; is there a network?"
+    "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
+        fail "apt-get could not install: ${missing[*]}"
+}
+
+# configure_and_build <preset> [cmake argument]...: the preset's build folder is build/<preset>.
+configure_and_build() {
+    local preset=$1
+    shift
+    say "Configuring ($preset) in build/$preset"
+    mkdir -p build
+    local log=build/$preset-configure.log
+    cmake --preset "$preset" "$@" >"$log" 2>&1 ||
+        { cat "$log"; fail "CMake could not configure the project, see above."; }
+    say "Building ($preset)"
+    cmake --build --preset "$preset" || fail "the build failed, see above."
+}
