@@ -1,0 +1,101 @@
+#pragma once
+
+#include <Cartolith/Core/Spatial/ISpatialIndex.h>
+#include <Cartolith/Core/Spatial/RTreeBuildStrategy.h>
+#include <Cartolith/Core/Spatial/SpatialIndexItem.h>
+
+#include <memory>
+
+namespace Cartolith::Core::Spatial::RTree {
+
+class RTreeNode;
+
+/// A packed R-tree: the index to choose unless there is a reason against it.
+///
+/// build() orders all items once, by the centre along the longer axis or by the centre's place on a Hilbert
+/// curve, and cuts that sequence into leaves of maxItemsPerNode items. The tree it makes has two levels at
+/// most, a root over all leaves. insert() descends by least enlargement and splits an overflowing leaf the
+/// same way, in place: the leaf becomes an inner node over the new leaves. Inner nodes are not split.
+///
+/// Results come in leaf order, and within a leaf in the order of its items. Among items with equal keys that
+/// order is not fixed.
+///
+/// A search costs about the square root of the number of items plus the hits; build() is linear in practice;
+/// insert() is linear in the number of children of the nodes on its way. Infinite bounds are valid.
+/// A shape with an empty extent is left out by build(), kept by insert() and never found.
+///
+/// The packing follows Kamel and Faloutsos (1993), descent by least enlargement Guttman (1984).
+class CARTOLITH_CORE_EXPORT RTreeSpatialIndex final : public ISpatialIndex {
+public:
+    /// \throws std::out_of_range "RTreeSpatialIndex maxItemsPerNode must be at least 4."
+    RTreeSpatialIndex(int maxItemsPerNode, RTreeBuildStrategy strategy);
+    RTreeSpatialIndex(const RTreeSpatialIndex&) = delete;
+    RTreeSpatialIndex& operator=(const RTreeSpatialIndex&) = delete;
+    ~RTreeSpatialIndex() override;
+
+    /// True after build() or insert(), until clear().
+    bool isBuilt() const override { return m_built; }
+    void clear() override;
+
+    /// \throws std::invalid_argument "RTreeSpatialIndex::insert shape cannot be null."
+    void insert(Shapes::GisShape* shape) override;
+    void build(const QList<Shapes::GisShape*>& shapes) override;
+    QList<Shapes::GisShape*> search(const Shapes::GisExtent& extent) const override;
+    int search(const Shapes::GisExtent& extent, QList<Shapes::GisShape*>& results) const override;
+
+    /// The ids, as they are now, of the shapes that search() returns, in the same order.
+    QList<int> searchShapeIds(const Shapes::GisExtent& extent) const;
+    /// The same, appended to what the list already holds. Returns how many were appended.
+    int searchShapeIds(const Shapes::GisExtent& extent, QList<int>& ids) const;
+
+    /// The tree, for tests and tools; null before the first build() or insert(). Valid until the next change.
+    const RTreeNode* root() const noexcept { return m_root.get(); }
+
+    /// NaN for an empty extent; NaN or infinite for infinite bounds.
+    static double area(const Shapes::GisExtent& extent);
+    /// By how much the area of the first extent grows when it takes in the second.
+    static double enlargement(const Shapes::GisExtent& extent, const Shapes::GisExtent& added);
+    static double centerX(const Shapes::GisExtent& extent);
+    static double centerY(const Shapes::GisExtent& extent);
+    /// Closed; false when either is empty.
+    static bool intersects(const Shapes::GisExtent& a, const Shapes::GisExtent& b);
+    /// The same for bounds and a query that is not empty.
+    static bool intersectsFast(double xMin, double yMin, double xMax, double yMax,
+                               const Shapes::GisExtent& query);
+    /// The union of the extents that are not empty.
+    static Shapes::GisExtent calculateExtent(const QList<SpatialIndexItem>& items);
+    static Shapes::GisExtent calculateExtent(const QList<Shapes::GisExtent>& extents);
+    /// The place of a value between min and max on a grid of 0 to 65535, rounded half up and clamped. 0 when
+    /// there is no range, and when the range or the value leave no place (NaN).
+    static quint16 normalizeCoordinate(double value, double min, double max);
+    /// One step of hilbertIndex(): mirrors and swaps x and y (modulo 2^32) for the quadrant (rx, ry) of a
+    /// square with side n.
+    static void rotateHilbert(quint32 n, quint32& x, quint32& y, quint32 rx, quint32 ry);
+    /// The distance along the Hilbert curve that fills a grid of 2^order cells a side, at cell (x, y). The
+    /// order is 1 to 32.
+    static quint64 hilbertIndex(quint32 x, quint32 y, int order);
+
+    /// The items in the order of the strategy, cut into groups of maxItemsPerNode; the last one takes the
+    /// rest.
+    QList<QList<SpatialIndexItem>> splitItems(const QList<SpatialIndexItem>& items) const;
+    QList<QList<SpatialIndexItem>> splitItemsHilbert(const QList<SpatialIndexItem>& items) const;
+    /// Orders by centerX when the items together are at least as wide as high, else by centerY; a centre that
+    /// is NaN comes last.
+    QList<QList<SpatialIndexItem>> splitItemsSortAxis(const QList<SpatialIndexItem>& items) const;
+    /// The tree over the items: a leaf, or a node over leaves when there are more than maxItemsPerNode.
+    RTreeNode buildNode(const QList<SpatialIndexItem>& items) const;
+    /// Turns a leaf into an inner node over leaves that hold the items.
+    void splitLeaf(RTreeNode& node, const QList<SpatialIndexItem>& items) const;
+    /// The index of the child that grows least, then the smallest, then the first. The node has children.
+    static qsizetype chooseBestChild(const RTreeNode& node, const Shapes::GisExtent& extent);
+
+private:
+    void insert(RTreeNode& node, const SpatialIndexItem& item) const;
+
+    int m_maxItemsPerNode;
+    RTreeBuildStrategy m_strategy;
+    std::unique_ptr<RTreeNode> m_root;
+    bool m_built = false;
+};
+
+} // namespace Cartolith::Core::Spatial::RTree
