@@ -1,0 +1,64 @@
+#pragma once
+
+#include <Cartolith/Core/Export.h>
+#include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+
+#include <QList>
+#include <QString>
+#include <QStringList>
+
+#include <memory>
+
+namespace Cartolith::Core::Serialization::Wkt {
+
+/// Reads well-known text, leniently: a keyword in any case, then whatever stands between the first "(" and
+/// the last ")", taken apart at parentheses and commas. Text outside the parentheses and between groups is
+/// skipped, unbalanced parentheses lose the group they spoil, and no minimum number of vertices is asked for.
+///
+/// Numbers are those of the C locale, in whatever spelling QLocale::toDouble() accepts. A coordinate is
+/// separated by ASCII white space; a third and a fourth ordinate are passed over unread. The polygons of a
+/// multipolygon are flattened into one list of rings.
+///
+/// Input is not trusted: time and memory are linear in the length of the text and the stack is constant.
+/// Errors are std::runtime_error, unless said otherwise, and quote the text they concern. All operations are
+/// safe to call from several threads.
+class CARTOLITH_CORE_EXPORT GisWktReader {
+public:
+    /// A POINT, LINESTRING, MULTILINESTRING, POLYGON or MULTIPOLYGON, told apart by the beginning of the
+    /// text. \throws std::invalid_argument for blank text
+    static std::unique_ptr<Shapes::GisShape> read(const QString& wkt);
+
+    /// These do not look at the keyword: they read any text of the right structure. Text that ends in "EMPTY"
+    /// gives a shape without parts, or an error for a point.
+    static Shapes::GisShapePoint readPoint(const QString& wkt);
+    static Shapes::GisShapePolyline readLineString(const QString& wkt);
+    static Shapes::GisShapePolyline readMultiLineString(const QString& wkt);
+    static Shapes::GisShapePolygon readPolygon(const QString& wkt);
+    static Shapes::GisShapePolygon readMultiPolygon(const QString& wkt);
+
+    /// Case-insensitive.
+    static bool startsWith(const QString& text, const QString& prefix);
+
+    /// The text trimmed, without the "(" and ")" around it if it has both, and trimmed again.
+    static QString trimOuterParentheses(const QString& text);
+
+    /// True when the trimmed text ends in "EMPTY", in any case.
+    static bool isEmpty(const QString& text);
+
+    /// What stands between the first "(" and the last ")", trimmed. Throws when there is no such pair.
+    static QString extractContent(const QString& text);
+
+    /// The first two ordinates of "x y ...".
+    static Shapes::GisShapePoint parsePoint(const QString& text);
+
+    /// The outermost "(...)" groups, parentheses included.
+    static QStringList splitTopLevelGroups(const QString& text);
+
+    /// The coordinates of "x y, x y, ...". Nothing between two commas is no coordinate; blanks are a bad one.
+    static QList<Shapes::GisShapePoint> parsePointList(const QString& text);
+};
+
+} // namespace Cartolith::Core::Serialization::Wkt
