@@ -1,0 +1,31 @@
+#pragma once
+
+#include <Cartolith/Core/Shapes/GisExtent.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+
+#include <QSize>
+#include <QString>
+
+#include <stdexcept>
+
+/// A command line that cannot be obeyed: exit code 2, and a hint at --help.
+class UsageError : public std::runtime_error {
+public:
+    explicit UsageError(const QString& message) : std::runtime_error(message.toStdString()) {}
+};
+
+/// Reading of single command-line values; each throws UsageError naming the option and what it wants.
+namespace Arguments {
+
+/// "1600x900", each side from 64 to 16384.
+QSize size(const QString& text);
+/// "xmin,ymin,xmax,ymax", finite.
+Cartolith::Core::Shapes::GisExtent extent(const QString& text);
+/// "longitude,latitude" in degrees.
+Cartolith::Core::Shapes::GisShapePoint lonLat(const QString& option, const QString& text);
+/// A number within the closed bounds.
+double number(const QString& option, const QString& text, double least, double most);
+/// "#RRGGBB", given back in upper case.
+QString colour(const QString& option, const QString& text);
+
+} // namespace Arguments

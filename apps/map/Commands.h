@@ -1,0 +1,16 @@
+#pragma once
+
+#include <QStringList>
+
+/// The sub-commands of cartolith-map. Each takes its arguments without the program's and its own name, prints
+/// to standard output and returns the exit code; failures are exceptions: UsageError for a command line that
+/// cannot be obeyed, std::exception for everything else.
+namespace Commands {
+
+int render(const QStringList& arguments);
+int info(const QStringList& arguments);
+
+QString renderHelp();
+QString infoHelp();
+
+} // namespace Commands

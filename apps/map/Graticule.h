@@ -1,0 +1,26 @@
+#pragma once
+
+#include "MapView.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+
+#include <QList>
+#include <QPolygonF>
+
+/// The lines of longitude and latitude of a map, and the outline of a whole-world map, in pixels of a view.
+class Graticule {
+public:
+    /// Lines every so many degrees, chosen for the view when the step is 0.
+    Graticule(const Cartolith::Core::CoordinateSystems::CoordinateSystem& map, const MapView& view,
+              double stepDegrees = 0.0);
+
+    /// Broken where the projection has no value.
+    const QList<QPolygonF>& lines() const { return m_lines; }
+
+    /// The edge of the area the coordinate system is made for, if that goes all around the world; else empty.
+    const QPolygonF& worldOutline() const { return m_outline; }
+
+private:
+    QList<QPolygonF> m_lines;
+    QPolygonF m_outline;
+};

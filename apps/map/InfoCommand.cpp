@@ -1,0 +1,92 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "OpenLayer.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisOgrProvider.h>
+
+#include <QCommandLineParser>
+
+#include <cstdio>
+
+using namespace Cartolith::Core;
+
+namespace {
+
+const char* const help = R"(cartolith-map info: say what is in a file
+
+  cartolith-map info FILE [--layer NAME]
+
+Prints the layers of FILE and, of the first one or the named one: the kind of shapes and their count, the fields,
+the extent, the coordinate system and the area it is made for, and what could not be read and why.
+
+Example
+  cartolith-map info data/world-countries.gpkg
+)";
+
+void print(const char* name, const QString& value) {
+    std::printf("%-12s %s\n", name, value.toUtf8().constData());
+}
+
+QString bounds(const Shapes::GisExtent& extent) {
+    return extent.isEmpty()
+               ? QStringLiteral("empty")
+               : QStringLiteral("x %1 to %2, y %3 to %4")
+                     .arg(QString::number(extent.xMin(), 'g', 10), QString::number(extent.xMax(), 'g', 10),
+                          QString::number(extent.yMin(), 'g', 10), QString::number(extent.yMax(), 'g', 10));
+}
+
+void printSystem(const CoordinateSystems::CoordinateSystem* system) {
+    if (system == nullptr) {
+        print("crs", QStringLiteral("not given in the file"));
+        return;
+    }
+    const QString code = system->epsgCode() > 0 ? QStringLiteral("EPSG:%1").arg(system->epsgCode())
+                                                : QStringLiteral("no EPSG code");
+    print("crs",
+          QStringLiteral("%1 (%2, %3)")
+              .arg(system->name(), code,
+                   system->isGeographic()
+                       ? QStringLiteral("degrees")
+                       : QStringLiteral("%1 metres per unit").arg(system->metersPerUnit().value_or(1.0))));
+    const auto area = CoordinateSystems::CoordinateSystemFactory::areaOfUse(*system);
+    print("area of use", area ? bounds(*area) + QStringLiteral(" (degrees)") : QStringLiteral("unknown"));
+}
+
+} // namespace
+
+QString Commands::infoHelp() {
+    return QString::fromUtf8(help);
+}
+
+int Commands::info(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.addOption({"layer", "", "name"});
+    if (!parser.parse(QStringList{QStringLiteral("info")} + arguments)) {
+        throw UsageError(parser.errorText());
+    }
+    if (parser.positionalArguments().size() != 1) {
+        throw UsageError(QStringLiteral("info wants one FILE"));
+    }
+    const QString file = parser.positionalArguments().constFirst();
+
+    Layers::GisLayerOgrVector layer(file, parser.value("layer"));
+    openWithProgress(layer);
+
+    print("file", file);
+    print("layers", Layers::Providers::GisOgrProvider::layerNames(file).join(QStringLiteral(", ")));
+    print("layer", layer.name());
+    print("content", summary(layer));
+    print("extent", bounds(layer.extent()));
+    printSystem(layer.coordinateSystem().get());
+    for (const Layers::Defs::GisAttributeDefinition& field : layer.attributeDefinitions()) {
+        print("field", QStringLiteral("%1: %2").arg(field.name(), field.typeName()));
+    }
+    for (const auto& skipped : layer.skippedFeatures()) {
+        print("skipped", QStringLiteral("feature %1: %2").arg(skipped.featureId).arg(skipped.reason));
+    }
+    return 0;
+}

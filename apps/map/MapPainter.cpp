@@ -1,0 +1,114 @@
+#include "MapPainter.h"
+
+#include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Symbology/GisSymbolContext.h>
+#include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
+
+#include <QPainter>
+#include <QPainterPath>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace Cartolith::Core;
+using Layers::GisLayerStyle;
+using Layers::GisLayerVector;
+using Shapes::GisShape;
+using Shapes::GisShapePoint;
+
+QList<GisShape*> MapPainter::visibleShapes(GisLayerVector& layer, const MapView& view) {
+    QList<GisShape*> shapes = layer.query(view.visibleExtent());
+    // An index answers in its own order; ids are positions in the layer.
+    std::sort(shapes.begin(), shapes.end(),
+              [](const GisShape* a, const GisShape* b) { return a->id() < b->id(); });
+    return shapes;
+}
+
+MapPainter::Styles MapPainter::stylesFor(const GisLayerVector& layer, const QList<GisShape*>& shapes) {
+    Styles styles;
+    const Symbology::GisSymbolRenderer* renderer = layer.symbolRenderer();
+    if (renderer == nullptr) {
+        styles.m_styles.append(layer.style());
+        return styles;
+    }
+    const qsizetype count =
+        renderer->usesFeatureAttributes() ? shapes.size() : std::min<qsizetype>(shapes.size(), 1);
+    styles.m_styles.reserve(count);
+    for (; styles.m_asked < count; ++styles.m_asked) {
+        styles.m_styles.append(
+            renderer->styleForFeature(Symbology::GisSymbolContext(*shapes.at(styles.m_asked))));
+    }
+    return styles;
+}
+
+void MapPainter::draw(const QList<GisShape*>& shapes, const Styles& styles) {
+    m_painter.save();
+    m_painter.setClipRect(m_view.frame(), Qt::IntersectClip);
+    m_painter.setRenderHint(QPainter::Antialiasing);
+    m_pensSet = false;
+    for (qsizetype i = 0; i < shapes.size(); ++i) {
+        drawShape(*shapes.at(i), styles.at(i));
+    }
+    m_painter.restore();
+}
+
+void MapPainter::usePens(const GisLayerStyle& style) {
+    // Reading colours from text costs more than drawing a small shape; neighbours mostly look alike.
+    if (m_pensSet && m_inUse.fillColor() == style.fillColor() &&
+        m_inUse.fillOpacity() == style.fillOpacity() && m_inUse.lineColor() == style.lineColor() &&
+        m_inUse.lineWidth() == style.lineWidth()) {
+        return;
+    }
+    QColor fill(style.fillColor());
+    fill.setAlpha(std::clamp(style.fillOpacity(), 0, 255));
+    m_painter.setBrush(fill);
+    m_painter.setPen(style.lineWidth() > 0.0F ? QPen(QColor(style.lineColor()), style.lineWidth(),
+                                                     Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin)
+                                              : QPen(Qt::NoPen));
+    m_inUse = style;
+    m_pensSet = true;
+}
+
+QPolygonF MapPainter::toPixels(const QList<GisShapePoint>& vertices) const {
+    // Vertices that fall on the same spot of the picture change nothing in it.
+    constexpr double step = 0.2;
+    QPolygonF pixels;
+    pixels.reserve(vertices.size());
+    for (qsizetype i = 0; i < vertices.size(); ++i) {
+        const QPointF pixel = m_view.toPixel(vertices[i].x(), vertices[i].y());
+        const bool end = i == 0 || i + 1 == vertices.size();
+        if (end || std::abs(pixel.x() - pixels.last().x()) > step ||
+            std::abs(pixel.y() - pixels.last().y()) > step) {
+            pixels.append(pixel);
+        }
+    }
+    return pixels;
+}
+
+void MapPainter::drawShape(const GisShape& shape, const GisLayerStyle& style) {
+    if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape)) {
+        const double radius = static_cast<double>(style.pointSize()) * 0.5;
+        m_painter.save();
+        m_painter.setBrush(QColor(style.pointColor()));
+        m_painter.setPen(QPen(QColor(style.lineColor()), style.lineWidth()));
+        m_painter.drawEllipse(m_view.toPixel(point->x(), point->y()), radius, radius);
+        m_painter.restore();
+    } else if (const auto* line = dynamic_cast<const Shapes::GisShapePolyline*>(&shape)) {
+        usePens(style);
+        for (const QList<GisShapePoint>& part : line->parts()) {
+            m_painter.drawPolyline(toPixels(part));
+        }
+    } else if (const auto* polygon = dynamic_cast<const Shapes::GisShapePolygon*>(&shape)) {
+        usePens(style);
+        QPainterPath path;
+        path.setFillRule(Qt::OddEvenFill);
+        for (const QList<GisShapePoint>& ring : polygon->parts()) {
+            path.addPolygon(toPixels(ring));
+            path.closeSubpath();
+        }
+        m_painter.drawPath(path);
+    }
+}

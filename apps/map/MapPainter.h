@@ -1,0 +1,68 @@
+#pragma once
+
+#include "MapView.h"
+
+#include <Cartolith/Core/Layers/GisLayerStyle.h>
+
+#include <QList>
+#include <QPolygonF>
+
+class QPainter;
+
+namespace Cartolith::Core {
+namespace Layers {
+class GisLayerVector;
+}
+namespace Shapes {
+class GisShape;
+class GisShapePoint;
+} // namespace Shapes
+} // namespace Cartolith::Core
+
+/// Draws vector layers with a QPainter, for a picture or for a window.
+///
+/// The three steps are separate so that a caller can time, count or keep their results: which shapes are in
+/// view (the layer's index), how each of them looks (the layer's renderer, asked once a shape, or once in all
+/// when it does not read the feature), and the drawing itself.
+class MapPainter {
+public:
+    /// One style for each shape, or the same for all of them.
+    class Styles {
+    public:
+        const Cartolith::Core::Layers::GisLayerStyle& at(qsizetype i) const {
+            return m_styles.at(m_styles.size() == 1 ? 0 : i);
+        }
+        /// How often the renderer was asked.
+        qsizetype asked() const { return m_asked; }
+
+    private:
+        friend class MapPainter;
+        QList<Cartolith::Core::Layers::GisLayerStyle> m_styles;
+        qsizetype m_asked = 0;
+    };
+
+    /// The painter must be active and outlive this object.
+    MapPainter(QPainter& painter, const MapView& view) : m_painter(painter), m_view(view) {}
+
+    /// The shapes whose box meets the frame, in drawing order. The layer keeps owning them.
+    static QList<Cartolith::Core::Shapes::GisShape*>
+    visibleShapes(Cartolith::Core::Layers::GisLayerVector& layer, const MapView& view);
+
+    static Styles stylesFor(const Cartolith::Core::Layers::GisLayerVector& layer,
+                            const QList<Cartolith::Core::Shapes::GisShape*>& shapes);
+
+    /// Later shapes lie on top. Rings are filled by the even-odd rule, so holes stay open however they are
+    /// wound.
+    void draw(const QList<Cartolith::Core::Shapes::GisShape*>& shapes, const Styles& styles);
+
+private:
+    void usePens(const Cartolith::Core::Layers::GisLayerStyle& style);
+    void drawShape(const Cartolith::Core::Shapes::GisShape& shape,
+                   const Cartolith::Core::Layers::GisLayerStyle& style);
+    QPolygonF toPixels(const QList<Cartolith::Core::Shapes::GisShapePoint>& vertices) const;
+
+    QPainter& m_painter;
+    MapView m_view;
+    Cartolith::Core::Layers::GisLayerStyle m_inUse;
+    bool m_pensSet = false;
+};

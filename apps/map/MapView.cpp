@@ -1,0 +1,20 @@
+#include "MapView.h"
+
+#include <algorithm>
+
+using Cartolith::Core::Shapes::GisExtent;
+
+MapView::MapView(const GisExtent& extent, const QRectF& frame)
+    : m_frame(frame), m_centerX((extent.xMin() + extent.xMax()) * 0.5),
+      m_centerY((extent.yMin() + extent.yMax()) * 0.5),
+      m_unitsPerPixel(std::max(extent.width() / frame.width(), extent.height() / frame.height())) {
+    if (!(m_unitsPerPixel > 0.0)) {
+        m_unitsPerPixel = 1.0 / std::max(frame.width(), 1.0); // a single place: show one unit around it
+    }
+}
+
+GisExtent MapView::visibleExtent() const {
+    const double halfWidth = m_frame.width() * 0.5 * m_unitsPerPixel;
+    const double halfHeight = m_frame.height() * 0.5 * m_unitsPerPixel;
+    return {m_centerX - halfWidth, m_centerY - halfHeight, m_centerX + halfWidth, m_centerY + halfHeight};
+}

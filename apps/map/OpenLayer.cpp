@@ -1,0 +1,42 @@
+#include "OpenLayer.h"
+
+#include "ProgressBar.h"
+
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+
+using namespace Cartolith::Core;
+using Shapes::GisShapeType;
+
+void openWithProgress(Layers::GisLayerOgrVector& layer) {
+    ProgressBar bar(QStringLiteral("Reading"));
+    layer.setProgressCallback([&bar](double fraction) {
+        bar.show(fraction);
+        return true;
+    });
+    layer.open();
+    layer.setProgressCallback({});
+}
+
+QString kindName(const Layers::GisLayerVector& layer) {
+    switch (layer.shapeType()) {
+    case GisShapeType::Point:
+        return QStringLiteral("Point");
+    case GisShapeType::Polyline:
+        return QStringLiteral("Polyline");
+    case GisShapeType::Polygon:
+        return QStringLiteral("Polygon");
+    default:
+        return layer.count() == 0 ? QStringLiteral("no geometry") : QStringLiteral("mixed");
+    }
+}
+
+QString summary(const Layers::GisLayerOgrVector& layer) {
+    QString text = QStringLiteral("%1 features, %2 shapes (%3), %4 fields")
+                       .arg(QString::number(layer.featureCount()), QString::number(layer.count()),
+                            kindName(layer), QString::number(layer.attributeDefinitions().size()));
+    if (layer.skippedCount() > 0) {
+        text += QStringLiteral(", %1 without a usable geometry").arg(layer.skippedCount());
+    }
+    return text;
+}

@@ -1,0 +1,38 @@
+#pragma once
+
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+
+#include <QString>
+
+#include <memory>
+
+namespace Cartolith::Core {
+namespace CoordinateSystems {
+class CoordinateSystem;
+}
+namespace Layers {
+class GisLayerVector;
+}
+} // namespace Cartolith::Core
+
+/// Taking layers and places into the map's coordinate system.
+namespace Projection {
+
+struct Result {
+    std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> layer;
+    int leftOut = 0; ///< shapes the coordinate system has no value for
+};
+
+/// A new layer with every shape of the source, ids in the source's order, in the named coordinate system.
+///
+/// When the source is in degrees and the target is made for a band around the whole world (Web Mercator ends
+/// at 85 degrees), vertices beyond the band move to its edge: Antarctica is cut off there instead of missing.
+/// \throws std::runtime_error when the source has no coordinate system or the target is unknown
+Result project(const Cartolith::Core::Layers::GisLayerVector& source, const QString& crs);
+
+/// Longitude and latitude in degrees (WGS 84) to the map's units; unchanged when the map has no system.
+Cartolith::Core::Shapes::GisShapePoint
+fromLonLat(const Cartolith::Core::Shapes::GisShapePoint& place,
+           const Cartolith::Core::CoordinateSystems::CoordinateSystem* map);
+
+} // namespace Projection

@@ -1,0 +1,224 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "MapSheet.h"
+#include "OpenLayer.h"
+#include "Projection.h"
+#include "StepLog.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
+
+#include <QCommandLineParser>
+#include <QFileInfo>
+#include <QImageWriter>
+#include <QSaveFile>
+
+#include <cmath>
+#include <memory>
+
+using namespace Cartolith::Core;
+using CoordinateSystems::CoordinateSystem;
+using CoordinateSystems::CoordinateSystemFactory;
+using Layers::GisLayerVector;
+using Shapes::GisExtent;
+using Shapes::GisShape;
+using Shapes::GisShapePoint;
+
+namespace {
+
+const char* const help = R"(cartolith-map render: draw a layer as a map
+
+  cartolith-map render FILE -o PICTURE [options]
+
+  -o, --output PICTURE      the picture to write; its ending tells the format (.png, .jpg, .bmp)
+  --layer NAME              the layer of FILE to draw; the first when not given
+  --size WxH                pixels, 1600x900 when not given
+  --crs CRS                 draw in this coordinate system: EPSG:n, or what GDAL understands (PROJ text, WKT);
+                            the file's own when not given
+  --extent X1,Y1,X2,Y2      draw this part, in units of the map's coordinate system; everything when not given
+  --fill #RRGGBB            area colour
+  --line #RRGGBB            line and outline colour
+  --point #RRGGBB           point colour
+  --width PIXELS            line width
+  --title TEXT              a title above the map
+  --note TEXT               a line below the map, such as the source
+  --no-graticule            no lines of longitude and latitude
+  --identify LON,LAT        say what lies at this place (degrees); may be given several times
+  --quiet                   do not say what was done
+
+Examples
+  cartolith-map render data/world-countries.gpkg -o world.png --crs EPSG:8857 --title "The world"
+  cartolith-map render data/us-counties.gpkg -o ca.png --crs EPSG:3310 --extent=-400000,-620000,560000,460000
+  cartolith-map render places.csv -o places.png --point "#C0392B" --identify 18.07,59.33
+
+The picture is written beside its name first and put in place when it is complete. A feature whose place the
+coordinate system has no value for is left out and counted.
+)";
+
+struct RenderOptions {
+    QString file;
+    QString output;
+    QString layer;
+    QString crs;
+    GisExtent extent;
+    Layers::GisLayerStyle style;
+    MapSheet::Options sheet;
+    QList<GisShapePoint> identify;
+    bool quiet = false;
+};
+
+void addOptions(QCommandLineParser& parser) {
+    parser.addOptions({{{"o", "output"}, "", "picture"},
+                       {"layer", "", "name"},
+                       {"size", "", "WxH"},
+                       {"crs", "", "crs"},
+                       {"extent", "", "extent"},
+                       {"fill", "", "colour"},
+                       {"line", "", "colour"},
+                       {"point", "", "colour"},
+                       {"width", "", "pixels"},
+                       {"title", "", "text"},
+                       {"note", "", "text"},
+                       {"identify", "", "lon,lat"},
+                       {"no-graticule", ""},
+                       {"quiet", ""}});
+}
+
+RenderOptions parse(const QStringList& arguments) {
+    QCommandLineParser parser;
+    addOptions(parser);
+    if (!parser.parse(QStringList{QStringLiteral("render")} + arguments)) {
+        throw UsageError(parser.errorText());
+    }
+    if (parser.positionalArguments().size() != 1) {
+        throw UsageError(QStringLiteral("render wants one FILE"));
+    }
+    RenderOptions options;
+    options.file = parser.positionalArguments().constFirst();
+    options.output = parser.value("output");
+    if (options.output.isEmpty()) {
+        throw UsageError(QStringLiteral("render wants -o PICTURE"));
+    }
+    const QByteArray format = QFileInfo(options.output).suffix().toLower().toLatin1();
+    if (!QImageWriter::supportedImageFormats().contains(format)) {
+        throw UsageError(QStringLiteral("no picture format is known for '%1'").arg(options.output));
+    }
+    options.layer = parser.value("layer");
+    options.crs = parser.value("crs");
+    if (parser.isSet("size")) {
+        options.sheet.size = Arguments::size(parser.value("size"));
+    }
+    if (parser.isSet("extent")) {
+        options.extent = Arguments::extent(parser.value("extent"));
+    }
+    if (parser.isSet("fill")) {
+        options.style.setFillColor(Arguments::colour("fill", parser.value("fill")));
+        options.style.setFillOpacity(255);
+    }
+    if (parser.isSet("line")) {
+        options.style.setLineColor(Arguments::colour("line", parser.value("line")));
+    }
+    if (parser.isSet("point")) {
+        options.style.setPointColor(Arguments::colour("point", parser.value("point")));
+    }
+    if (parser.isSet("width")) {
+        options.style.setLineWidth(
+            static_cast<float>(Arguments::number("width", parser.value("width"), 0.0, 100.0)));
+    }
+    options.sheet.title = parser.value("title");
+    options.sheet.note = parser.value("note");
+    options.sheet.graticule = !parser.isSet("no-graticule");
+    const QStringList places = parser.values("identify");
+    for (const QString& place : places) {
+        options.identify.append(Arguments::lonLat("identify", place));
+    }
+    options.quiet = parser.isSet("quiet");
+    return options;
+}
+
+void save(const QImage& image, const QString& path) {
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) ||
+        !image.save(&file, QFileInfo(path).suffix().toLatin1().constData()) || !file.commit()) {
+        throw std::runtime_error(
+            QStringLiteral("'%1' could not be written: %2").arg(path, file.errorString()).toStdString());
+    }
+}
+
+QString describe(const GisLayerVector& layer, const GisShape& shape) {
+    QStringList values;
+    for (const Layers::Defs::GisAttributeDefinition& field : layer.attributeDefinitions()) {
+        const QVariant value = shape.attributes().value(field.name());
+        if (value.isValid()) {
+            values.append(QStringLiteral("%1=%2").arg(field.name(), value.toString()));
+        }
+    }
+    return values.join(QStringLiteral(", "));
+}
+
+} // namespace
+
+QString Commands::renderHelp() {
+    return QString::fromUtf8(help);
+}
+
+int Commands::render(const QStringList& arguments) {
+    const RenderOptions options = parse(arguments);
+    StepLog log(options.quiet);
+
+    // File to shapes.
+    Layers::GisLayerOgrVector source(options.file, options.layer);
+    openWithProgress(source);
+    log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(source)));
+
+    // Into the map's coordinate system.
+    std::shared_ptr<CoordinateSystem> system = source.coordinateSystem();
+    std::unique_ptr<GisLayerVector> projected;
+    if (!options.crs.isEmpty()) {
+        Projection::Result result = Projection::project(source, options.crs);
+        projected = std::move(result.layer);
+        log.done("reproject",
+                 QStringLiteral("%1 shapes from %2 to %3, %4 left out")
+                     .arg(QString::number(projected->count()), system->name(),
+                          projected->coordinateSystem()->name(), QString::number(result.leftOut)));
+        system = projected->coordinateSystem();
+    }
+    GisLayerVector& layer = projected != nullptr ? *projected : source;
+    if (layer.count() == 0) {
+        throw std::runtime_error("there is nothing to draw");
+    }
+    layer.setSymbolRenderer(std::make_unique<Symbology::GisSimpleSymbolRenderer>(options.style));
+
+    // Index, query, style.
+    layer.buildSpatialIndex();
+    log.done("index", QStringLiteral("built over %1 shapes").arg(layer.count()));
+
+    const MapSheet sheet(options.sheet, options.extent.isEmpty() ? layer.extent() : options.extent, system);
+    const QList<GisShape*> shapes = MapPainter::visibleShapes(layer, sheet.view());
+    log.done("query", QStringLiteral("%1 shapes in the visible extent %2")
+                          .arg(QString::number(shapes.size()), sheet.view().visibleExtent().toString()));
+
+    const MapPainter::Styles styles = MapPainter::stylesFor(layer, shapes);
+    log.done("style", QStringLiteral("for each of %1 shapes, renderer asked %2 times")
+                          .arg(shapes.size())
+                          .arg(styles.asked()));
+
+    // Picture.
+    const QImage image = sheet.draw(shapes, styles);
+    log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
+    save(image, options.output);
+    log.done("write",
+             QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
+
+    for (const GisShapePoint& place : options.identify) {
+        const GisShapePoint here = Projection::fromLonLat(place, system.get());
+        const GisShape* found = layer.findShapeAt(here, 2.0 * sheet.view().unitsPerPixel());
+        log.done("identify",
+                 QStringLiteral("%1, %2: %3")
+                     .arg(QString::number(place.x()), QString::number(place.y()),
+                          found != nullptr ? describe(source, *found) : QStringLiteral("nothing here")));
+    }
+    return 0;
+}

@@ -1,0 +1,17 @@
+#pragma once
+
+#include <QElapsedTimer>
+#include <QString>
+
+/// Says on standard output what a program did, a line a step, with the time since the step before.
+class StepLog {
+public:
+    explicit StepLog(bool quiet) : m_quiet(quiet) { m_timer.start(); }
+
+    /// The step is over; the next one starts now.
+    void done(const QString& step, const QString& what);
+
+private:
+    QElapsedTimer m_timer;
+    bool m_quiet;
+};

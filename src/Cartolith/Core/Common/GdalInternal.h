@@ -1,0 +1,57 @@
+#pragma once
+
+#include <QString>
+#include <cpl_conv.h>
+#include <cpl_error.h>
+#include <gdal_priv.h>
+#include <ogr_spatialref.h>
+#include <ogrsf_frmts.h>
+
+#include <memory>
+
+/// Ownership of what GDAL allocates, and its errors.
+namespace Cartolith::Core::Common::Internal {
+
+struct DatasetClose {
+    void operator()(GDALDataset* dataset) const { GDALClose(dataset); }
+};
+struct FeatureDestroy {
+    void operator()(OGRFeature* feature) const { OGRFeature::DestroyFeature(feature); }
+};
+struct GeometryDestroy {
+    void operator()(OGRGeometry* geometry) const { OGRGeometryFactory::destroyGeometry(geometry); }
+};
+struct TransformationDestroy {
+    void operator()(OGRCoordinateTransformation* t) const { OGRCoordinateTransformation::DestroyCT(t); }
+};
+struct CplFree {
+    void operator()(void* memory) const { VSIFree(memory); }
+};
+
+using DatasetPtr = std::unique_ptr<GDALDataset, DatasetClose>;
+using FeaturePtr = std::unique_ptr<OGRFeature, FeatureDestroy>;
+using GeometryPtr = std::unique_ptr<OGRGeometry, GeometryDestroy>;
+using TransformationPtr = std::unique_ptr<OGRCoordinateTransformation, TransformationDestroy>;
+using CplString = std::unique_ptr<char, CplFree>;
+
+/// While it lives, GDAL's errors of this thread come here instead of standard error.
+class GdalErrorCapture {
+public:
+    GdalErrorCapture();
+    ~GdalErrorCapture();
+    GdalErrorCapture(const GdalErrorCapture&) = delete;
+    GdalErrorCapture& operator=(const GdalErrorCapture&) = delete;
+
+    /// The first failure since the last reset, which names the cause; what follows are its consequences.
+    const QString& message() const { return m_message; }
+    void reset() { m_message.clear(); }
+
+private:
+    static void CPL_STDCALL handle(CPLErr level, CPLErrorNum number, const char* text);
+    QString m_message;
+};
+
+/// Makes GDAL's drivers known, once in a process.
+void registerGdalDrivers();
+
+} // namespace Cartolith::Core::Common::Internal

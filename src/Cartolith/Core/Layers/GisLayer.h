@@ -1,0 +1,125 @@
+#pragma once
+
+#include <Cartolith/Core/Export.h>
+#include <Cartolith/Core/Layers/GisLayerStyle.h>
+#include <Cartolith/Core/Shapes/GisExtent.h>
+
+#include <QString>
+
+#include <memory>
+
+namespace Cartolith::Core {
+namespace CoordinateSystems {
+class CoordinateSystem;
+}
+namespace Symbology {
+class GisSymbolRenderer;
+}
+} // namespace Cartolith::Core
+
+namespace Cartolith::Core::Layers {
+
+namespace Providers {
+class GisLayerProvider;
+}
+
+/// The abstract base of every map layer: name, visibility and scale range, the open, editing and dirty states
+/// with a content revision, the style, the renderer and the coordinate system.
+///
+/// A layer is used by one thread at a time; even queries that look constant may fill caches.
+class CARTOLITH_CORE_EXPORT GisLayer {
+public:
+    virtual ~GisLayer();
+    /// Whether beginEdit() may succeed; false here.
+    virtual bool canEdit() const;
+    /// Everything in the layer, in units of its coordinate system; empty when there is nothing.
+    virtual Shapes::GisExtent extent() const = 0;
+    virtual bool open() = 0;
+    virtual void close() = 0;
+    /// The data source behind the layer; null when there is none. The layer keeps owning it.
+    virtual const Providers::GisLayerProvider* layerProvider() const;
+    virtual Providers::GisLayerProvider* layerProvider();
+
+protected:
+    /// What beginEdit(), commitEdit() and rollbackEdit() do for a kind of layer; false refuses. True here.
+    virtual bool beginEditCore();
+    virtual bool commitEditCore();
+    virtual bool rollbackEditCore();
+
+public:
+    GisLayer(const GisLayer&) = delete;
+    GisLayer& operator=(const GisLayer&) = delete;
+
+    const QString& name() const noexcept { return m_name; }
+    void setName(const QString& name) { m_name = name; }
+
+    bool visible() const noexcept { return m_visible; }
+    void setVisible(bool visible) noexcept { m_visible = visible; }
+
+    /// Scale denominators between which the layer is drawn, both inclusive; 0 means no bound, and so does
+    /// setting anything that is not finite and greater than 0.
+    double minVisibleScale() const noexcept { return m_minVisibleScale; }
+    void setMinVisibleScale(double scale) noexcept;
+    double maxVisibleScale() const noexcept { return m_maxVisibleScale; }
+    void setMaxVisibleScale(double scale) noexcept;
+    bool hasVisibleScaleRange() const noexcept;
+    /// A scale that is not finite or not greater than 0 counts as unknown: a visible layer is visible then.
+    bool isVisibleAtScale(double scale) const noexcept;
+
+    bool isOpen() const noexcept { return m_open; }
+    /// Closing also ends editing and clears the dirty state, without commit or rollback.
+    void setIsOpen(bool open) noexcept;
+
+    bool isEditing() const noexcept { return m_editing; }
+    bool isDirty() const noexcept { return m_dirty; }
+    /// Grows with every change of content; a view compares it with the one it drew.
+    quint64 contentRevision() const noexcept { return m_contentRevision; }
+    /// Advances the revision, and marks the layer dirty while it is being edited.
+    void markContentDirty() noexcept;
+    /// Clears the dirty state only.
+    void clearContentDirty() noexcept { m_dirty = false; }
+
+    /// Starts an edit session. False when one is open, when canEdit() is false or when the layer refuses.
+    bool beginEdit();
+    /// Ends the session and keeps its changes. False outside a session, or when the layer could not: the
+    /// session stays open then.
+    bool commitEdit();
+    /// Ends the session and takes its changes back; otherwise as commitEdit().
+    bool rollbackEdit();
+
+    GisLayerStyle& style() noexcept { return m_style; }
+    const GisLayerStyle& style() const noexcept { return m_style; }
+
+    /// Null when the layer is drawn with style(). The layer owns it.
+    const Symbology::GisSymbolRenderer* symbolRenderer() const noexcept { return m_symbolRenderer.get(); }
+    Symbology::GisSymbolRenderer* symbolRenderer() noexcept { return m_symbolRenderer.get(); }
+    /// Takes ownership and destroys the renderer before.
+    void setSymbolRenderer(std::unique_ptr<Symbology::GisSymbolRenderer> renderer);
+    void clearSymbolRenderer();
+
+    /// Null when unknown.
+    std::shared_ptr<CoordinateSystems::CoordinateSystem> coordinateSystem() const {
+        return m_coordinateSystem;
+    }
+    void setCoordinateSystem(std::shared_ptr<CoordinateSystems::CoordinateSystem> system);
+
+protected:
+    explicit GisLayer(const QString& name);
+
+private:
+    bool endEdit(bool accepted) noexcept;
+
+    QString m_name;
+    bool m_visible = true;
+    double m_minVisibleScale = 0.0;
+    double m_maxVisibleScale = 0.0;
+    bool m_open = false;
+    bool m_editing = false;
+    bool m_dirty = false;
+    quint64 m_contentRevision = 0;
+    GisLayerStyle m_style;
+    std::unique_ptr<Symbology::GisSymbolRenderer> m_symbolRenderer;
+    std::shared_ptr<CoordinateSystems::CoordinateSystem> m_coordinateSystem;
+};
+
+} // namespace Cartolith::Core::Layers

@@ -1,0 +1,157 @@
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisOgrProvider.h>
+#include <Cartolith/Core/Layers/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/OgrGeometryInternal.h>
+#include <Cartolith/Core/Layers/OgrSourceInternal.h>
+
+#include <QFileInfo>
+
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace Cartolith::Core::Layers {
+
+using Shapes::GisExtent;
+using Shapes::GisShape;
+
+namespace {
+
+/// Everything that open() reads, collected aside so that a failure leaves the layer alone.
+struct Content {
+    QList<Defs::GisAttributeDefinition> definitions;
+    std::vector<std::unique_ptr<GisShape>> shapes;
+    QList<qint64> sourceIds;
+    qint64 featureCount = 0;
+    qint64 skippedCount = 0;
+    QList<GisLayerOgrVector::SkippedFeature> skipped;
+
+    void take(OGRFeature& feature, const QString& complaint) {
+        ++featureCount;
+        Internal::OgrShapes read = Internal::shapesOf(Common::Internal::GeometryPtr(feature.StealGeometry()));
+        if (!read.problem.isEmpty()) {
+            constexpr qsizetype most = 1000;
+            ++skippedCount;
+            if (skipped.size() < most) {
+                skipped.append({feature.GetFID(), complaint.isEmpty() ? read.problem : complaint});
+            }
+        }
+        if (read.shapes.empty()) {
+            return;
+        }
+        const QHash<QString, QVariant> values = Internal::attributes(feature, definitions);
+        for (auto& shape : read.shapes) {
+            shape->attributes() = values;
+            shapes.push_back(std::move(shape));
+            sourceIds.append(feature.GetFID());
+        }
+    }
+};
+
+std::shared_ptr<CoordinateSystems::CoordinateSystem> coordinateSystemOf(OGRLayer& layer) {
+    const OGRSpatialReference* const srs = layer.GetSpatialRef();
+    if (srs == nullptr) {
+        return nullptr;
+    }
+    OGRSpatialReference copy(*srs); // the factory changes what it is given
+    return CoordinateSystems::CoordinateSystemFactory::fromSpatialReference(copy);
+}
+
+/// The extent that the source keeps ready; empty when it would have to read everything to know.
+GisExtent storedExtent(OGRLayer& layer) {
+    OGREnvelope envelope;
+    if (layer.GetExtent(&envelope, FALSE) != OGRERR_NONE || !envelope.IsInit() ||
+        !std::isfinite(envelope.MinX) || !std::isfinite(envelope.MinY) || !std::isfinite(envelope.MaxX) ||
+        !std::isfinite(envelope.MaxY)) {
+        return {};
+    }
+    return {envelope.MinX, envelope.MinY, envelope.MaxX, envelope.MaxY};
+}
+
+} // namespace
+
+GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerName)
+    : GisLayerVector(path), m_layerName(layerName),
+      m_provider(std::make_unique<Providers::GisOgrProvider>(path)) {}
+
+GisLayerOgrVector::~GisLayerOgrVector() = default;
+
+bool GisLayerOgrVector::open() {
+    Internal::OgrSource source(path());
+    OGRLayer& layer = source.layer(m_layerName);
+    Content content;
+    content.definitions = Internal::attributeDefinitions(*layer.GetLayerDefn());
+
+    const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
+    const auto goOn = [&](double done) {
+        return !m_progress || m_progress(total > 0.0 ? std::min(done / total, 1.0)
+                                                     : std::numeric_limits<double>::quiet_NaN());
+    };
+    constexpr qint64 interval = 256;
+    layer.ResetReading();
+    while (const auto feature = source.next(layer)) {
+        content.take(*feature, source.complaint());
+        if (content.shapes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+            source.fail(QStringLiteral("it has more shapes than a layer can number"));
+        }
+        if (content.featureCount % interval == 0 && !goOn(static_cast<double>(content.featureCount))) {
+            close();
+            return false;
+        }
+    }
+    if (!goOn(total)) {
+        close();
+        return false;
+    }
+
+    const auto system = coordinateSystemOf(layer);
+    const GisExtent extent = storedExtent(layer);
+    const QString sourceName = QString::fromUtf8(layer.GetName());
+    auto provider =
+        std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());
+
+    // From here on nothing fails.
+    resetVectorLayerState();
+    for (const Defs::GisAttributeDefinition& definition : std::as_const(content.definitions)) {
+        addAttributeDefinition(definition);
+    }
+    replaceShapes(std::move(content.shapes));
+    if (!extent.isEmpty()) {
+        setMetadataExtent(extent);
+    }
+    setCoordinateSystem(system);
+    if (name() == QFileInfo(path()).completeBaseName()) {
+        setName(sourceName);
+    }
+    m_provider = std::move(provider);
+    m_featureCount = content.featureCount;
+    m_skippedCount = content.skippedCount;
+    m_skipped = std::move(content.skipped);
+    m_sourceIds = std::move(content.sourceIds);
+    setIsOpen(true);
+    return true;
+}
+
+void GisLayerOgrVector::close() {
+    resetVectorLayerState();
+    m_provider = std::make_unique<Providers::GisOgrProvider>(path());
+    m_featureCount = 0;
+    m_skippedCount = 0;
+    m_skipped.clear();
+    m_sourceIds.clear();
+}
+
+const Providers::GisLayerProvider* GisLayerOgrVector::layerProvider() const {
+    return m_provider.get();
+}
+
+Providers::GisLayerProvider* GisLayerOgrVector::layerProvider() {
+    return m_provider.get();
+}
+
+void GisLayerOgrVector::setProgressCallback(ProgressCallback callback) {
+    m_progress = std::move(callback);
+}
+
+} // namespace Cartolith::Core::Layers

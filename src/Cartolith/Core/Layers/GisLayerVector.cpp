@@ -1,0 +1,322 @@
+#include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Layers/LodLevelInternal.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Spatial/ISpatialIndex.h>
+
+#include <QFileInfo>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace Cartolith::Core::Layers {
+
+using Shapes::GisExtent;
+using Shapes::GisShape;
+using Shapes::GisShapeType;
+
+GisLayerVector::GisLayerVector(const QString& path)
+    : GisLayer(QFileInfo(path).completeBaseName()), m_path(path) {}
+
+GisLayerVector::~GisLayerVector() = default;
+
+bool GisLayerVector::canEdit() const {
+    return true;
+}
+
+bool GisLayerVector::open() {
+    setIsOpen(true);
+    return true;
+}
+
+void GisLayerVector::close() {
+    setIsOpen(false);
+}
+
+std::unique_ptr<GisLayerVector> GisLayerVector::createInMemory(const QString& name, GisShapeType type,
+                                                               const GisExtent& extent) {
+    auto layer = std::make_unique<GisLayerVector>(QString());
+    layer->setName(name);
+    layer->m_shapeType = type;
+    if (!extent.isEmpty()) {
+        layer->m_metadataExtent = extent;
+    }
+    layer->setIsOpen(true);
+    return layer;
+}
+
+void GisLayerVector::resetVectorLayerState() {
+    clearShapes();
+    clearAttributeDefinitions();
+    clearAttributeValueCache();
+    clearMetadataExtent();
+    setShapeType(GisShapeType::Null);
+    setIsOpen(false);
+}
+
+// Shapes
+
+QList<GisShape*> GisLayerVector::rawShapes() const {
+    QList<GisShape*> shapes;
+    shapes.reserve(count());
+    for (const auto& shape : m_shapes) {
+        if (shape != nullptr) {
+            shapes.append(shape.get());
+        }
+    }
+    return shapes;
+}
+
+int GisLayerVector::indexOfShapeId(int id) const {
+    const auto hasId = [id](const auto& shape) { return shape != nullptr && shape->id() == id; };
+    // Ids are positions, unless somebody set one.
+    if (id >= 1 && id <= count() && hasId(m_shapes[static_cast<std::size_t>(id) - 1])) {
+        return id - 1;
+    }
+    const auto found = std::find_if(m_shapes.begin(), m_shapes.end(), hasId);
+    return found != m_shapes.end() ? static_cast<int>(found - m_shapes.begin()) : -1;
+}
+
+GisShape* GisLayerVector::getShape(int id) const {
+    const int index = indexOfShapeId(id);
+    return index >= 0 ? m_shapes[static_cast<std::size_t>(index)].get() : nullptr;
+}
+
+void GisLayerVector::noteShapeType(const GisShape& shape) {
+    const GisShapeType type = shape.shapeType();
+    if (type == GisShapeType::Null) {
+        return;
+    }
+    const bool isFirst = std::none_of(m_shapes.begin(), m_shapes.end(), [](const auto& other) {
+        return other != nullptr && other->shapeType() != GisShapeType::Null;
+    });
+    if (isFirst) {
+        m_shapeType = type;
+    } else if (m_shapeType != type) {
+        m_shapeType = GisShapeType::Null;
+    }
+}
+
+void GisLayerVector::reassignShapeIds(std::size_t from) {
+    for (std::size_t i = from; i < m_shapes.size(); ++i) {
+        if (m_shapes[i] != nullptr) {
+            m_shapes[i]->setId(static_cast<int>(i) + 1);
+        }
+    }
+}
+
+bool GisLayerVector::addShape(std::unique_ptr<GisShape> shape) {
+    if (shape == nullptr || shape->isEmpty()) {
+        return false;
+    }
+    noteShapeType(*shape);
+    shape->setId(count() + 1);
+    m_shapes.push_back(std::move(shape));
+    markDirty();
+    return true;
+}
+
+bool GisLayerVector::addShape(const GisShape& shape) {
+    return addShape(shape.clone());
+}
+
+bool GisLayerVector::addPoint(const Shapes::GisShapePoint& point) {
+    return addShape(point.clone());
+}
+
+bool GisLayerVector::addPolyline(const Shapes::GisShapePolyline& polyline) {
+    return addShape(polyline.clone());
+}
+
+bool GisLayerVector::addPolygon(const Shapes::GisShapePolygon& polygon) {
+    return addShape(polygon.clone());
+}
+
+bool GisLayerVector::insertShapeAt(int index, std::unique_ptr<GisShape> shape) {
+    if (shape == nullptr || index < 0) {
+        return false;
+    }
+    noteShapeType(*shape);
+    const auto position = static_cast<std::size_t>(std::min(index, count()));
+    m_shapes.insert(m_shapes.begin() + static_cast<std::ptrdiff_t>(position), std::move(shape));
+    reassignShapeIds(position);
+    markDirty();
+    return true;
+}
+
+std::unique_ptr<GisShape> GisLayerVector::takeShapeById(int id, int* index) {
+    const int position = indexOfShapeId(id);
+    if (position < 0) {
+        return nullptr;
+    }
+    const auto at = m_shapes.begin() + position;
+    std::unique_ptr<GisShape> shape = std::move(*at);
+    m_shapes.erase(at);
+    reassignShapeIds(static_cast<std::size_t>(position));
+    markDirty();
+    if (index != nullptr) {
+        *index = position;
+    }
+    return shape;
+}
+
+bool GisLayerVector::removeShape(GisShape* shape) {
+    if (shape == nullptr) {
+        throw std::invalid_argument("Shape cannot be null.");
+    }
+    const auto found = std::find_if(m_shapes.begin(), m_shapes.end(),
+                                    [shape](const auto& owned) { return owned.get() == shape; });
+    if (found == m_shapes.end()) {
+        return false;
+    }
+    const auto position = static_cast<std::size_t>(found - m_shapes.begin());
+    m_shapes.erase(found);
+    reassignShapeIds(position);
+    markDirty();
+    return true;
+}
+
+bool GisLayerVector::removeShapeById(int id) {
+    return takeShapeById(id, nullptr) != nullptr;
+}
+
+std::unique_ptr<GisShape> GisLayerVector::replaceShapeById(int id, std::unique_ptr<GisShape> shape) {
+    const int position = indexOfShapeId(id);
+    if (position < 0 || shape == nullptr) {
+        return nullptr;
+    }
+    if (m_shapeType != GisShapeType::Null && shape->shapeType() != GisShapeType::Null &&
+        shape->shapeType() != m_shapeType) {
+        return nullptr;
+    }
+    shape->setId(id);
+    std::swap(m_shapes[static_cast<std::size_t>(position)], shape);
+    markDirty();
+    return shape;
+}
+
+void GisLayerVector::replaceShapes(std::vector<std::unique_ptr<GisShape>> shapes) {
+    m_shapes.clear();
+    m_shapes.reserve(shapes.size());
+    for (auto& shape : shapes) {
+        if (shape != nullptr) {
+            noteShapeType(*shape);
+        }
+        m_shapes.push_back(std::move(shape));
+    }
+    reassignShapeIds();
+    markDirty();
+}
+
+bool GisLayerVector::setShapeAttributesById(int id, const Attributes& attributes) {
+    GisShape* const shape = getShape(id);
+    if (shape == nullptr) {
+        return false;
+    }
+    shape->attributes() = attributes;
+    markContentDirty();
+    return true;
+}
+
+void GisLayerVector::clearShapes() {
+    m_shapes.clear();
+    markDirty();
+}
+
+// Fields and attribute values
+
+const Defs::GisAttributeDefinition* GisLayerVector::getAttributeDefinition(const QString& name) const {
+    const auto found = std::find_if(m_definitions.begin(), m_definitions.end(),
+                                    [&name](const auto& definition) { return definition.name() == name; });
+    return found != m_definitions.end() ? &*found : nullptr;
+}
+
+void GisLayerVector::addAttributeDefinition(const Defs::GisAttributeDefinition& definition) {
+    m_definitions.append(definition);
+}
+
+void GisLayerVector::clearAttributeDefinitions() {
+    m_definitions.clear();
+}
+
+GisLayerVector::Attributes GisLayerVector::defaultAttributes() const {
+    Attributes defaults;
+    for (const Defs::GisAttributeDefinition& definition : m_definitions) {
+        defaults.insert(definition.name(), definition.defaultValue());
+    }
+    return defaults;
+}
+
+GisLayerVector::Attributes GisLayerVector::attributesForFeatureId(int id) const {
+    const GisShape* const shape = getShape(id);
+    return shape != nullptr ? shape->attributes() : Attributes();
+}
+
+GisLayerVector::Attributes GisLayerVector::attributesForRow(int row) const {
+    if (row < 0 || row >= count() || m_shapes[static_cast<std::size_t>(row)] == nullptr) {
+        return {};
+    }
+    return m_shapes[static_cast<std::size_t>(row)]->attributes();
+}
+
+QVariant GisLayerVector::attributeValueForRow(int row, const QString& field) const {
+    return field.isEmpty() ? QVariant() : attributesForRow(row).value(field);
+}
+
+void GisLayerVector::setCachedAttributeValues(const QString& field, QList<QVariant> values) const {
+    const QMutexLocker lock(&m_valueCacheMutex);
+    m_valueCache.insert(field, std::move(values));
+}
+
+bool GisLayerVector::tryGetCachedAttributeValue(const QString& field, int row, QVariant& value) const {
+    const QMutexLocker lock(&m_valueCacheMutex);
+    const auto found = m_valueCache.constFind(field);
+    if (found == m_valueCache.constEnd()) {
+        return false;
+    }
+    value = found->value(row); // invalid outside the list
+    return true;
+}
+
+void GisLayerVector::clearAttributeValueCache() const {
+    const QMutexLocker lock(&m_valueCacheMutex);
+    m_valueCache.clear();
+}
+
+// Extent
+
+GisExtent GisLayerVector::extent() const {
+    if (m_metadataExtent) {
+        return *m_metadataExtent;
+    }
+    if (m_extentDirty) {
+        m_cachedExtent = calculateExtent();
+        m_extentDirty = false;
+    }
+    return m_cachedExtent;
+}
+
+GisExtent GisLayerVector::calculateExtent() const {
+    GisExtent extent;
+    for (const auto& shape : m_shapes) {
+        if (shape != nullptr) {
+            extent = extent.expand(shape->extent());
+        }
+    }
+    return extent;
+}
+
+void GisLayerVector::expandMetadataExtent(const GisExtent& extent) {
+    m_metadataExtent = m_metadataExtent.value_or(GisExtent()).expand(extent);
+}
+
+void GisLayerVector::markDirty() {
+    m_indexDirty = true;
+    m_extentDirty = true;
+    clearLodCache();
+    markContentDirty();
+}
+
+} // namespace Cartolith::Core::Layers

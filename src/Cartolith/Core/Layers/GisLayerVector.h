@@ -1,0 +1,206 @@
+#pragma once
+
+#include <Cartolith/Core/Export.h>
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisLayer.h>
+#include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Spatial/SpatialIndexType.h>
+
+#include <QHash>
+#include <QList>
+#include <QMutex>
+#include <QVariant>
+
+#include <memory>
+#include <optional>
+#include <vector>
+
+namespace Cartolith::Core {
+namespace Shapes {
+class GisShapePoint;
+class GisShapePolygon;
+class GisShapePolyline;
+} // namespace Shapes
+namespace Spatial {
+class ISpatialIndex;
+}
+} // namespace Cartolith::Core
+
+namespace Cartolith::Core::Layers {
+
+/// The layer that owns a list of shapes with their attributes, answers extent and hit queries through a
+/// spatial index, and keeps simplified stand-ins for drawing at small scales.
+///
+/// Layer order is drawing order: later shapes lie on top. Ids belong to the layer: the shape at position i
+/// has id i + 1, renumbered after every insertion and removal; do not set them. Pointers to shapes are valid
+/// until the layer's list of shapes changes. Index, extent and stand-ins are made when a query first needs
+/// them after a change; who edits a shape's geometry through its pointer calls markDirty() afterwards.
+///
+/// Queries never throw. Used by one thread at a time, queries included: they fill caches. Only the attribute
+/// value cache has a lock of its own.
+class CARTOLITH_CORE_EXPORT GisLayerVector : public GisLayer {
+public:
+    using Attributes = QHash<QString, QVariant>;
+
+    /// A closed, empty layer, named after the file. The path may be empty; nothing is read.
+    explicit GisLayerVector(const QString& path);
+    ~GisLayerVector() override;
+
+    bool canEdit() const override;
+    /// The metadata extent when one is set, else the extent of all shapes.
+    Shapes::GisExtent extent() const override;
+    /// Switches the open state, here without reading anything.
+    bool open() override;
+    void close() override;
+
+    /// Null when there is no such id. Constant time.
+    virtual Shapes::GisShape* getShape(int id) const;
+    /// The topmost shape whose box, grown by the tolerance, holds the point and which contains it within the
+    /// tolerance (layer units); null when there is none. With an index, "topmost" is the last in the index's
+    /// order.
+    virtual Shapes::GisShape* findShapeAt(const Shapes::GisShapePoint& point, double tolerance);
+    /// The shapes whose box meets the extent: in the index's order, or in layer order without one.
+    virtual QList<Shapes::GisShape*> query(const Shapes::GisExtent& extent);
+    /// Level 0 and below: query(). Level 1: shapes simplified with a tolerance of 0.8 layer units. Level 2
+    /// and above: queryOverviewPoints(). What is returned belongs to the layer and carries the ids of the
+    /// originals.
+    virtual QList<Shapes::GisShape*> queryLod(const Shapes::GisExtent& extent, int level);
+    /// One point for each shape, with its id and attributes.
+    virtual QList<Shapes::GisShape*> queryOverviewPoints(const Shapes::GisExtent& extent);
+    virtual Attributes attributesForFeatureId(int id) const;
+    /// Rows count from 0 in layer order; an empty table outside the range.
+    virtual Attributes attributesForRow(int row) const;
+    /// Invalid when the field name is empty, the row is out of range or has no such value.
+    virtual QVariant attributeValueForRow(int row, const QString& field) const;
+
+    /// An open layer without a file. An extent that is not empty becomes the metadata extent.
+    static std::unique_ptr<GisLayerVector> createInMemory(const QString& name, Shapes::GisShapeType type,
+                                                          const Shapes::GisExtent& extent);
+    /// Back to an empty, closed layer without fields; name, path, style and renderer stay.
+    void resetVectorLayerState();
+
+    const QString& path() const noexcept { return m_path; }
+    void setPath(const QString& path) { m_path = path; }
+
+    /// Null while the layer is empty or mixed.
+    Shapes::GisShapeType shapeType() const noexcept { return m_shapeType; }
+    void setShapeType(Shapes::GisShapeType type) noexcept { m_shapeType = type; }
+
+    /// \name Shapes
+    /// The forms here cannot be undone.
+    /// @{
+    int count() const noexcept { return static_cast<int>(m_shapes.size()); }
+    QList<Shapes::GisShape*> rawShapes() const;
+    const std::vector<std::unique_ptr<Shapes::GisShape>>& items() const noexcept { return m_shapes; }
+    /// The position of the shape with that id, or -1. Constant time.
+    int indexOfShapeId(int id) const;
+
+    /// False, and the shape is dropped, when it is null or empty. The first shape of a kind sets the layer's
+    /// kind; one of another kind makes the layer mixed. Amortised constant time.
+    bool addShape(std::unique_ptr<Shapes::GisShape> shape);
+    /// These add a clone.
+    bool addShape(const Shapes::GisShape& shape);
+    bool addPoint(const Shapes::GisShapePoint& point);
+    bool addPolyline(const Shapes::GisShapePolyline& polyline);
+    bool addPolygon(const Shapes::GisShapePolygon& polygon);
+    /// False for a null shape or a negative index; an index past the end appends. An empty shape is accepted,
+    /// so that what was taken out can be put back.
+    bool insertShapeAt(int index, std::unique_ptr<Shapes::GisShape> shape);
+    /// False when the shape is not in the layer. \throws std::invalid_argument "Shape cannot be null."
+    bool removeShape(Shapes::GisShape* shape);
+    bool removeShapeById(int id);
+    /// Takes the shape out and gives it away; null when there is none. Its position goes to `index` when
+    /// given.
+    std::unique_ptr<Shapes::GisShape> takeShapeById(int id, int* index);
+    /// Puts the shape in the place of the one with that id and returns the old one. Null, and the new shape
+    /// is dropped, when there is no such id, the shape is null, or its kind is not that of the layer.
+    std::unique_ptr<Shapes::GisShape> replaceShapeById(int id, std::unique_ptr<Shapes::GisShape> shape);
+    void replaceShapes(std::vector<std::unique_ptr<Shapes::GisShape>> shapes);
+    /// False for an unknown id. Leaves index and stand-ins alone.
+    bool setShapeAttributesById(int id, const Attributes& attributes);
+    void clearShapes();
+    /// @}
+
+    /// \name Fields
+    /// @{
+    const QList<Defs::GisAttributeDefinition>& attributeDefinitions() const noexcept { return m_definitions; }
+    /// Null when there is none of that name; valid until the definitions change.
+    const Defs::GisAttributeDefinition* getAttributeDefinition(const QString& name) const;
+    void addAttributeDefinition(const Defs::GisAttributeDefinition& definition);
+    void clearAttributeDefinitions();
+    /// One value for each field: its default, or an invalid one.
+    Attributes defaultAttributes() const;
+    /// @}
+
+    /// \name Attribute value cache
+    /// Columns of values by row, for whoever fills and reads them; may be used from several threads.
+    /// @{
+    void setCachedAttributeValues(const QString& field, QList<QVariant> values) const;
+    /// False when the field was never set. A row out of range is a hit with an invalid value.
+    bool tryGetCachedAttributeValue(const QString& field, int row, QVariant& value) const;
+    void clearAttributeValueCache() const;
+    /// @}
+
+    /// \name Extent
+    /// @{
+    /// What the data source says its extent is; extent() returns it unchecked from then on.
+    void setMetadataExtent(const Shapes::GisExtent& extent) { m_metadataExtent = extent; }
+    void expandMetadataExtent(const Shapes::GisExtent& extent);
+    void clearMetadataExtent() noexcept { m_metadataExtent.reset(); }
+    std::optional<Shapes::GisExtent> metadataExtent() const noexcept { return m_metadataExtent; }
+    /// The extent of all shapes, computed anew.
+    Shapes::GisExtent calculateExtent() const;
+    /// @}
+
+    /// \name Spatial index
+    /// @{
+    bool useSpatialIndex() const noexcept { return m_useSpatialIndex; }
+    void setUseSpatialIndex(bool use);
+    Spatial::SpatialIndexType spatialIndexType() const noexcept { return m_spatialIndexType; }
+    /// A change takes effect with the next build; an index given by setSpatialIndex() is given up then.
+    void setSpatialIndexType(Spatial::SpatialIndexType type);
+    /// Takes an index made by the caller. One that is built already is used as it is.
+    void setSpatialIndex(std::unique_ptr<Spatial::ISpatialIndex> index);
+    /// Null before the first build.
+    const Spatial::ISpatialIndex* spatialIndex() const noexcept { return m_index.get(); }
+    /// An empty index of the layer's kind.
+    std::unique_ptr<Spatial::ISpatialIndex> createSpatialIndex() const;
+    void buildSpatialIndex();
+    void ensureSpatialIndex();
+    void clearSpatialIndex();
+    /// @}
+
+    /// Tells the layer that geometry has changed: index, extent and stand-ins are made anew when needed.
+    void markDirty();
+    /// Makes the stand-ins for small scales; queries do it by themselves.
+    void ensureLodCache();
+    void buildLodCache();
+    void clearLodCache();
+    /// A point that stands for the shape, with its attributes: the point itself, a polygon's label point,
+    /// else the centre of the box.
+    static std::unique_ptr<Shapes::GisShapePoint> getOverviewPoint(const Shapes::GisShape& shape);
+
+private:
+    struct LodLevel;
+
+    void noteShapeType(const Shapes::GisShape& shape);
+    void reassignShapeIds(std::size_t from = 0);
+
+    QString m_path;
+    std::vector<std::unique_ptr<Shapes::GisShape>> m_shapes;
+    Shapes::GisShapeType m_shapeType = Shapes::GisShapeType::Null;
+    QList<Defs::GisAttributeDefinition> m_definitions;
+    std::optional<Shapes::GisExtent> m_metadataExtent;
+    mutable Shapes::GisExtent m_cachedExtent;
+    mutable bool m_extentDirty = true;
+    bool m_useSpatialIndex = true;
+    Spatial::SpatialIndexType m_spatialIndexType = Spatial::SpatialIndexType::RTree;
+    std::unique_ptr<Spatial::ISpatialIndex> m_index;
+    bool m_indexDirty = true;
+    std::unique_ptr<LodLevel> m_simplified;
+    std::unique_ptr<LodLevel> m_overview;
+    mutable QMutex m_valueCacheMutex;
+    mutable QHash<QString, QList<QVariant>> m_valueCache;
+};
+
+} // namespace Cartolith::Core::Layers

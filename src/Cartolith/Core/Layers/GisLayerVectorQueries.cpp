@@ -1,0 +1,225 @@
+// The index, the queries and the stand-ins of GisLayerVector; its contents are in GisLayerVector.cpp.
+
+#include <Cartolith/Core/Layers/LodLevelInternal.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Spatial/LinearSpatialIndex.h>
+#include <Cartolith/Core/Spatial/QuadTreeSpatialIndex.h>
+#include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
+
+#include <utility>
+
+namespace Cartolith::Core::Layers {
+
+using Shapes::GisExtent;
+using Shapes::GisShape;
+using Shapes::GisShapePoint;
+using Spatial::SpatialIndexType;
+
+namespace {
+
+QList<GisShape*> pointersTo(const std::vector<std::unique_ptr<GisShape>>& shapes) {
+    QList<GisShape*> pointers;
+    pointers.reserve(static_cast<qsizetype>(shapes.size()));
+    for (const auto& shape : shapes) {
+        pointers.append(shape.get());
+    }
+    return pointers;
+}
+
+QList<GisShape*> queryLinear(const QList<GisShape*>& shapes, const GisExtent& extent) {
+    QList<GisShape*> found;
+    for (GisShape* shape : shapes) {
+        if (shape->intersects(extent)) {
+            found.append(shape);
+        }
+    }
+    return found;
+}
+
+} // namespace
+
+// Index
+
+std::unique_ptr<Spatial::ISpatialIndex> GisLayerVector::createSpatialIndex() const {
+    constexpr int itemsPerNode = 64;
+    constexpr int quadTreeDepth = 16;
+    switch (m_spatialIndexType) {
+    case SpatialIndexType::Linear:
+        return std::make_unique<Spatial::Linear::LinearSpatialIndex>();
+    case SpatialIndexType::RTreeHilbert:
+        return std::make_unique<Spatial::RTree::RTreeSpatialIndex>(
+            itemsPerNode, Spatial::RTree::RTreeBuildStrategy::Hilbert);
+    case SpatialIndexType::QuadTree:
+        return std::make_unique<Spatial::QuadTree::QuadTreeSpatialIndex>(itemsPerNode, quadTreeDepth);
+    case SpatialIndexType::RTree:
+        break;
+    }
+    // Also for a number outside the enumeration.
+    return std::make_unique<Spatial::RTree::RTreeSpatialIndex>(itemsPerNode,
+                                                               Spatial::RTree::RTreeBuildStrategy::SortAxis);
+}
+
+void GisLayerVector::setUseSpatialIndex(bool use) {
+    if (m_useSpatialIndex != use) {
+        m_useSpatialIndex = use;
+        clearSpatialIndex();
+    }
+}
+
+void GisLayerVector::setSpatialIndexType(SpatialIndexType type) {
+    if (m_spatialIndexType != type) {
+        m_spatialIndexType = type;
+        clearSpatialIndex();
+        m_index.reset(); // an index of the old kind would be filled again otherwise
+    }
+}
+
+void GisLayerVector::setSpatialIndex(std::unique_ptr<Spatial::ISpatialIndex> index) {
+    m_index = std::move(index);
+    m_indexDirty = m_index == nullptr || !m_index->isBuilt();
+}
+
+void GisLayerVector::clearSpatialIndex() {
+    if (m_index != nullptr) {
+        m_index->clear();
+    }
+    m_indexDirty = true;
+    clearLodCache();
+}
+
+void GisLayerVector::buildSpatialIndex() {
+    if (m_index == nullptr) {
+        m_index = createSpatialIndex();
+    } else if (!m_indexDirty && m_index->isBuilt()) {
+        return;
+    }
+    m_index->build(rawShapes());
+    m_indexDirty = false;
+}
+
+void GisLayerVector::ensureSpatialIndex() {
+    if (m_useSpatialIndex && (m_index == nullptr || m_indexDirty)) {
+        buildSpatialIndex();
+    }
+}
+
+// Queries
+
+QList<GisShape*> GisLayerVector::query(const GisExtent& extent) {
+    if (extent.isEmpty()) {
+        return {};
+    }
+    if (!m_useSpatialIndex) {
+        return queryLinear(rawShapes(), extent);
+    }
+    ensureSpatialIndex();
+    return m_index->search(extent);
+}
+
+GisShape* GisLayerVector::findShapeAt(const GisShapePoint& point, double tolerance) {
+    QList<GisShape*> candidates;
+    if (m_useSpatialIndex) {
+        ensureSpatialIndex();
+        candidates = m_index->search(GisExtent(point.x() - tolerance, point.y() - tolerance,
+                                               point.x() + tolerance, point.y() + tolerance));
+    } else {
+        candidates = rawShapes();
+    }
+    for (auto it = candidates.crbegin(); it != candidates.crend(); ++it) {
+        GisShape* const shape = *it;
+        if (shape->extent().inflate(tolerance, tolerance).contains(point) &&
+            shape->contains(point, tolerance)) {
+            return shape;
+        }
+    }
+    return nullptr;
+}
+
+QList<GisShape*> GisLayerVector::queryLod(const GisExtent& extent, int level) {
+    if (extent.isEmpty()) {
+        return {};
+    }
+    if (level < 1) {
+        return query(extent);
+    }
+    if (level > 1) {
+        return queryOverviewPoints(extent);
+    }
+    ensureLodCache();
+    return m_simplified->query(extent);
+}
+
+QList<GisShape*> GisLayerVector::queryOverviewPoints(const GisExtent& extent) {
+    if (extent.isEmpty()) {
+        return {};
+    }
+    ensureLodCache();
+    return m_overview->query(extent);
+}
+
+QList<GisShape*> GisLayerVector::LodLevel::query(const GisExtent& extent) const {
+    return index != nullptr ? index->search(extent) : queryLinear(pointersTo(shapes), extent);
+}
+
+// Stand-ins for small scales
+
+std::unique_ptr<GisShapePoint> GisLayerVector::getOverviewPoint(const GisShape& shape) {
+    GisShapePoint place;
+    if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape)) {
+        place = *point;
+    } else if (const auto* polygon = dynamic_cast<const Shapes::GisShapePolygon*>(&shape)) {
+        place = polygon->labelPoint();
+    }
+    if (place.isEmpty()) {
+        place = shape.extent().center();
+    }
+    auto result = std::make_unique<GisShapePoint>(place.x(), place.y());
+    result->attributes() = shape.attributes();
+    return result;
+}
+
+void GisLayerVector::clearLodCache() {
+    m_simplified.reset();
+    m_overview.reset();
+}
+
+void GisLayerVector::ensureLodCache() {
+    buildLodCache();
+}
+
+void GisLayerVector::buildLodCache() {
+    if (m_simplified != nullptr && m_overview != nullptr) {
+        return;
+    }
+    constexpr double tolerance = 0.8; // layer units, whatever they are
+    auto simplified = std::make_unique<LodLevel>();
+    auto overview = std::make_unique<LodLevel>();
+    simplified->shapes.reserve(m_shapes.size());
+    overview->shapes.reserve(m_shapes.size());
+    for (const auto& shape : m_shapes) {
+        if (shape == nullptr) {
+            continue;
+        }
+        std::unique_ptr<GisShape> standIn = shape->simplify(tolerance);
+        if (standIn == nullptr) {
+            standIn = shape->clone(); // points do not simplify at all
+        }
+        if (standIn != nullptr) {
+            standIn->setId(shape->id());
+            simplified->shapes.push_back(std::move(standIn));
+        }
+        overview->shapes.push_back(getOverviewPoint(*shape));
+        overview->shapes.back()->setId(shape->id());
+    }
+    if (m_useSpatialIndex) {
+        for (LodLevel* level : {simplified.get(), overview.get()}) {
+            level->index = createSpatialIndex();
+            level->index->build(pointersTo(level->shapes));
+        }
+    }
+    m_simplified = std::move(simplified);
+    m_overview = std::move(overview);
+}
+
+} // namespace Cartolith::Core::Layers

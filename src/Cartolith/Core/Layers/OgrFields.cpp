@@ -1,0 +1,176 @@
+#include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Layers/OgrFieldsInternal.h>
+
+#include <QDateTime>
+#include <QTimeZone>
+
+#include <cmath>
+
+namespace Cartolith::Core::Layers::Internal {
+
+namespace {
+
+QMetaType::Type typeOf(const OGRFieldDefn& field) {
+    switch (field.GetType()) {
+    case OFTInteger:
+        return field.GetSubType() == OFSTBoolean ? QMetaType::Bool : QMetaType::Int;
+    case OFTInteger64:
+        return QMetaType::LongLong;
+    case OFTReal:
+        return QMetaType::Double;
+    case OFTDate:
+        return QMetaType::QDate;
+    case OFTTime:
+        return QMetaType::QTime;
+    case OFTDateTime:
+        return QMetaType::QDateTime;
+    case OFTBinary:
+        return QMetaType::QByteArray;
+    case OFTIntegerList:
+    case OFTInteger64List:
+    case OFTRealList:
+        return QMetaType::QVariantList;
+    case OFTStringList:
+        return QMetaType::QStringList;
+    default:
+        return QMetaType::QString;
+    }
+}
+
+/// OGR gives a default as an SQL expression: a quoted text, a number or a function. Only constants are
+/// values.
+QVariant defaultOf(const OGRFieldDefn& field, QMetaType::Type type) {
+    QString text = QString::fromUtf8(field.GetDefault());
+    if (text.isEmpty() || text.startsWith(QLatin1String("CURRENT_"))) {
+        return {};
+    }
+    if (text.size() >= 2 && text.startsWith(QLatin1Char('\'')) && text.endsWith(QLatin1Char('\''))) {
+        text = text.mid(1, text.size() - 2).replace(QLatin1String("''"), QLatin1String("'"));
+        if (type == QMetaType::QDate || type == QMetaType::QDateTime) {
+            text.replace(QLatin1Char('/'), QLatin1Char('-')); // OGR writes 2020/12/31 12:00:00
+        }
+    }
+    QVariant value(text);
+    return value.convert(QMetaType(type)) ? value : QVariant();
+}
+
+template <typename Value>
+QVariantList listOf(const Value* values, int count) {
+    QVariantList list;
+    list.reserve(count);
+    for (int i = 0; i < count; ++i) {
+        list.append(QVariant::fromValue(values[i]));
+    }
+    return list;
+}
+
+/// Invalid for a date that is none, such as 0000-00-00.
+QVariant dateTimeOf(OGRFeature& feature, int index, OGRFieldType type) {
+    int year = 0;
+    int month = 0;
+    int day = 0;
+    int hour = 0;
+    int minute = 0;
+    float second = 0.0F;
+    int zone = 0;
+    if (!feature.GetFieldAsDateTime(index, &year, &month, &day, &hour, &minute, &second, &zone)) {
+        return {};
+    }
+    const QDate date(year, month, day);
+    const int milliseconds = static_cast<int>(std::lround(static_cast<double>(second) * 1000.0));
+    const QTime time = QTime(hour, minute, 0).addMSecs(milliseconds);
+    if ((type != OFTTime && !date.isValid()) || (type != OFTDate && !time.isValid())) {
+        return {};
+    }
+    if (type == OFTDate) {
+        return date;
+    }
+    if (type == OFTTime) {
+        return time;
+    }
+    // 0 is unknown and 1 local time; 100 is UTC, and each step beside it a quarter of an hour.
+    if (zone < 2) {
+        return QDateTime(date, time);
+    }
+    return zone == 100 ? QDateTime(date, time, Qt::UTC)
+                       : QDateTime(date, time, Qt::OffsetFromUTC, (zone - 100) * 15 * 60);
+}
+
+QVariant valueOf(OGRFeature& feature, int index) {
+    const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
+    int count = 0;
+    switch (field.GetType()) {
+    case OFTInteger:
+        if (field.GetSubType() == OFSTBoolean) {
+            return feature.GetFieldAsInteger(index) != 0;
+        }
+        return feature.GetFieldAsInteger(index);
+    case OFTInteger64:
+        return QVariant::fromValue<qlonglong>(feature.GetFieldAsInteger64(index));
+    case OFTReal:
+        return feature.GetFieldAsDouble(index);
+    case OFTDate:
+    case OFTTime:
+    case OFTDateTime:
+        return dateTimeOf(feature, index, field.GetType());
+    case OFTBinary: {
+        const GByte* const bytes = feature.GetFieldAsBinary(index, &count);
+        return QByteArray(reinterpret_cast<const char*>(bytes), count);
+    }
+    case OFTIntegerList: {
+        const int* const values = feature.GetFieldAsIntegerList(index, &count);
+        return listOf(values, count);
+    }
+    case OFTInteger64List: {
+        const GIntBig* const values = feature.GetFieldAsInteger64List(index, &count);
+        return listOf(values, count);
+    }
+    case OFTRealList: {
+        const double* const values = feature.GetFieldAsDoubleList(index, &count);
+        return listOf(values, count);
+    }
+    case OFTStringList: {
+        QStringList list;
+        for (char** text = feature.GetFieldAsStringList(index); text != nullptr && *text != nullptr; ++text) {
+            list.append(QString::fromUtf8(*text));
+        }
+        return list;
+    }
+    default:
+        return QString::fromUtf8(feature.GetFieldAsString(index));
+    }
+}
+
+} // namespace
+
+QList<Defs::GisAttributeDefinition> attributeDefinitions(OGRFeatureDefn& layer) {
+    QList<Defs::GisAttributeDefinition> definitions;
+    for (int i = 0; i < layer.GetFieldCount(); ++i) {
+        const OGRFieldDefn& field = *layer.GetFieldDefn(i);
+        const QMetaType::Type type = typeOf(field);
+        Defs::GisAttributeDefinition definition(QString::fromUtf8(field.GetNameRef()), type);
+        definition.setWidth(field.GetWidth());
+        definition.setPrecision(field.GetPrecision());
+        definition.setNullable(field.IsNullable() != 0);
+        definition.setDefaultValue(defaultOf(field, type));
+        definitions.append(definition);
+    }
+    return definitions;
+}
+
+QHash<QString, QVariant> attributes(OGRFeature& feature,
+                                    const QList<Defs::GisAttributeDefinition>& definitions) {
+    QHash<QString, QVariant> values;
+    values.reserve(definitions.size());
+    for (int i = 0; i < feature.GetFieldCount(); ++i) {
+        if (feature.IsFieldSetAndNotNull(i)) {
+            QVariant value = valueOf(feature, i);
+            if (value.isValid()) {
+                values.insert(definitions.at(i).name(), std::move(value));
+            }
+        }
+    }
+    return values;
+}
+
+} // namespace Cartolith::Core::Layers::Internal

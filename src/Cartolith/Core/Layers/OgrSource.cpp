@@ -1,0 +1,62 @@
+#include <Cartolith/Core/Layers/OgrSourceInternal.h>
+
+#include <stdexcept>
+
+namespace Cartolith::Core::Layers::Internal {
+
+OgrSource::OgrSource(const QString& path) : m_path(path) {
+    Common::Internal::registerGdalDrivers();
+    if (path.isEmpty()) {
+        fail(QStringLiteral("the path is empty"));
+    }
+    m_dataset.reset(GDALDataset::Open(path.toUtf8().constData(),
+                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR));
+    if (m_dataset == nullptr) {
+        fail(m_errors.message().isEmpty() ? QStringLiteral("GDAL gives no reason") : m_errors.message());
+    }
+    if (m_dataset->GetLayerCount() == 0) {
+        fail(QStringLiteral("it has no vector layer"));
+    }
+    m_errors.reset();
+}
+
+void OgrSource::fail(const QString& reason) const {
+    throw std::runtime_error(QStringLiteral("Cannot read '%1': %2").arg(m_path, reason).toStdString());
+}
+
+QString OgrSource::driverName() const {
+    GDALDriver* const driver = m_dataset->GetDriver();
+    return driver != nullptr ? QString::fromUtf8(driver->GetDescription()) : QString();
+}
+
+QStringList OgrSource::layerNames() const {
+    QStringList names;
+    for (const OGRLayer* layer : m_dataset->GetLayers()) {
+        names.append(QString::fromUtf8(const_cast<OGRLayer*>(layer)->GetName()));
+    }
+    return names;
+}
+
+OGRLayer& OgrSource::layer(const QString& name) const {
+    OGRLayer* const layer =
+        name.isEmpty() ? m_dataset->GetLayer(0) : m_dataset->GetLayerByName(name.toUtf8().constData());
+    if (layer == nullptr) {
+        constexpr qsizetype most = 20;
+        const QStringList names = layerNames();
+        fail(QStringLiteral("there is no layer '%1' (there is: %2%3)")
+                 .arg(name, names.first(std::min(most, names.size())).join(QStringLiteral(", ")),
+                      names.size() > most ? QStringLiteral(", ...") : QString()));
+    }
+    return *layer;
+}
+
+Common::Internal::FeaturePtr OgrSource::next(OGRLayer& layer) {
+    m_errors.reset();
+    Common::Internal::FeaturePtr feature(layer.GetNextFeature());
+    if (feature == nullptr && !m_errors.message().isEmpty()) {
+        fail(m_errors.message());
+    }
+    return feature;
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <Cartolith/Core/Common/GdalInternal.h>
+
+#include <QString>
+#include <QStringList>
+
+namespace Cartolith::Core::Layers::Internal {
+
+/// A vector data source, open for reading. Every failure is a std::runtime_error that names the source and
+/// carries GDAL's own reason.
+class OgrSource {
+public:
+    explicit OgrSource(const QString& path);
+
+    QString driverName() const;
+    QStringList layerNames() const;
+    /// The named layer, or the first when the name is empty. Belongs to the source.
+    OGRLayer& layer(const QString& name) const;
+    /// The next feature of a layer; null at its end.
+    Common::Internal::FeaturePtr next(OGRLayer& layer);
+    /// What GDAL complained about while it read the last feature; empty when it did not.
+    const QString& complaint() const { return m_errors.message(); }
+
+    [[noreturn]] void fail(const QString& reason) const;
+
+private:
+    QString m_path;
+    Common::Internal::GdalErrorCapture m_errors;
+    Common::Internal::DatasetPtr m_dataset;
+};
+
+} // namespace Cartolith::Core::Layers::Internal

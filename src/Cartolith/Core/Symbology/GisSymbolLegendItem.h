@@ -1,0 +1,19 @@
+#pragma once
+
+#include <Cartolith/Core/Layers/GisLayerStyle.h>
+
+#include <QString>
+#include <QTypeInfo>
+
+namespace Cartolith::Core::Symbology {
+
+/// A line of a legend: what a style stands for.
+struct GisSymbolLegendItem {
+    QString label;
+    Layers::GisLayerStyle style;
+    bool enabled = true;
+};
+
+} // namespace Cartolith::Core::Symbology
+
+Q_DECLARE_TYPEINFO(Cartolith::Core::Symbology::GisSymbolLegendItem, Q_RELOCATABLE_TYPE);

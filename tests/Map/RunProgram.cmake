@@ -1,0 +1,22 @@
+# Runs PROGRAM with ARGUMENTS in an empty FOLDER and checks the exit code, the output and what is left there.
+file(REMOVE_RECURSE "${FOLDER}")
+file(MAKE_DIRECTORY "${FOLDER}")
+execute_process(
+  COMMAND "${PROGRAM}" ${ARGUMENTS}
+  WORKING_DIRECTORY "${FOLDER}"
+  RESULT_VARIABLE result
+  OUTPUT_VARIABLE output
+  ERROR_VARIABLE output)
+if(NOT "${result}" STREQUAL "${CODE}")
+  message(FATAL_ERROR "exit code ${result} instead of ${CODE}:\n${output}")
+endif()
+if(NOT "${output}" MATCHES "${PATTERN}")
+  message(FATAL_ERROR "the output does not match '${PATTERN}':\n${output}")
+endif()
+file(GLOB left RELATIVE "${FOLDER}" "${FOLDER}/*")
+if(NOT CODE EQUAL 0 AND left)
+  message(FATAL_ERROR "a failed run left behind: ${left}")
+endif()
+if("world.png" IN_LIST ARGUMENTS AND CODE EQUAL 0 AND NOT "${left}" STREQUAL "world.png")
+  message(FATAL_ERROR "expected the picture alone, found: ${left}")
+endif()
