@@ -1,4 +1,5 @@
 # Runs PROGRAM with ARGUMENTS in an empty FOLDER and checks the exit code, the output and what is left there.
+cmake_minimum_required(VERSION 3.25)
 file(REMOVE_RECURSE "${FOLDER}")
 file(MAKE_DIRECTORY "${FOLDER}")
 execute_process(
