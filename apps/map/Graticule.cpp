@@ -96,9 +96,11 @@ Graticule::Graticule(const CoordinateSystem& map, const MapView& view, double st
     const GisExtent range = degreesInView(CoordinateTransformer(map, *degrees), view);
     const double step = stepDegrees > 0.0 ? stepDegrees : stepFor(std::max(range.width(), range.height()));
 
+    // Web Mercator has no poles: a system for a band around the world ends where the band ends.
     const auto area = CoordinateSystemFactory::areaOfUse(map);
-    const double north = std::min(range.yMax(), area ? area->yMax() : 90.0);
-    const double south = std::max(range.yMin(), area ? area->yMin() : -90.0);
+    const bool isWorld = area && area->width() >= 359.0;
+    const double north = isWorld ? std::min(range.yMax(), area->yMax()) : range.yMax();
+    const double south = isWorld ? std::max(range.yMin(), area->yMin()) : range.yMin();
     for (double x = std::ceil(range.xMin() / step); x * step <= range.xMax(); ++x) {
         trace(fromDegrees, view, {x * step, south}, {x * step, north}, pieces, m_lines);
     }
@@ -106,7 +108,7 @@ Graticule::Graticule(const CoordinateSystem& map, const MapView& view, double st
         trace(fromDegrees, view, {range.xMin(), y * step}, {range.xMax(), y * step}, pieces, m_lines);
     }
 
-    if (area && area->width() >= 359.0) {
+    if (isWorld) {
         const QPointF corners[] = {{area->xMin(), area->yMin()},
                                    {area->xMax(), area->yMin()},
                                    {area->xMax(), area->yMax()},
