@@ -29,7 +29,13 @@ struct WkbHeader {
 ///
 /// Input is not trusted: the memory used is bounded by a small multiple of the bytes given, whatever counts
 /// they declare, and the stack is constant. Errors are std::runtime_error, unless said otherwise, and leave
-/// nothing behind. All operations are safe to call from several threads.
+/// nothing behind:
+/// - "Invalid WKB: unexpected end of data.", "Invalid WKB byte order.",
+/// - "Unsupported WKB geometry type.", "MULTIPOINT WKB is not supported yet." from read(),
+/// - "WKB geometry is not POINT." and so on from the others, for a record of another type,
+/// - "Invalid MULTILINESTRING WKB child geometry." and the same for MULTIPOLYGON.
+///
+/// All operations are safe to call from several threads.
 class CARTOLITH_CORE_EXPORT GisWkbReader {
 public:
     /// Any of the supported types. \throws std::invalid_argument for an empty array

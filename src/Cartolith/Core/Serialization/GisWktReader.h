@@ -23,8 +23,12 @@ namespace Cartolith::Core::Serialization::Wkt {
 /// multipolygon are flattened into one list of rings.
 ///
 /// Input is not trusted: time and memory are linear in the length of the text and the stack is constant.
-/// Errors are std::runtime_error, unless said otherwise, and quote the text they concern. All operations are
-/// safe to call from several threads.
+/// Errors are std::runtime_error, unless said otherwise, and quote the text they concern:
+/// - "Invalid WKT: %1" without a "(" and a ")" behind it,
+/// - "Invalid WKT coordinate: %1" for fewer than two numbers,
+/// - "Unsupported WKT geometry type: %1" from read().
+///
+/// All operations are safe to call from several threads.
 class CARTOLITH_CORE_EXPORT GisWktReader {
 public:
     /// A POINT, LINESTRING, MULTILINESTRING, POLYGON or MULTIPOLYGON, told apart by the beginning of the

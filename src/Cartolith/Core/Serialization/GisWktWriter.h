@@ -17,8 +17,11 @@ namespace Cartolith::Core::Serialization::Wkt {
 /// Writes two-dimensional well-known text in the C locale, whatever the user's locale.
 ///
 /// Numbers have fixed notation with up to 16 decimals, rounded half away from zero, without trailing zeros.
-/// That keeps every bit of a coordinate of magnitude 1 or more; smaller ones lose what lies beyond the 16th
-/// decimal. Nothing here throws; the time is linear. All operations are safe to call from several threads.
+/// That keeps every bit of a number of magnitude 0.5 or more; smaller ones are rounded to a multiple of
+/// 1e-16, which reading and writing again does not change further.
+///
+/// Nothing here throws; time and memory are linear in the number of vertices, and nothing but the finished
+/// text is kept. All operations are safe to call from several threads.
 class CARTOLITH_CORE_EXPORT GisWktWriter {
 public:
     /// "POINT (x y)". An empty point is not recognised here but by the point's own toWkt(): NaN is written.
