@@ -1,6 +1,6 @@
 #pragma once
 
-#include "BoxShape.h"
+#include "../../tests/Spatial/BoxShape.h"
 
 #include <QList>
 

@@ -1,9 +1,10 @@
 #include <Cartolith/Core/Shapes/GisShape.h>
 #include <Cartolith/Core/Spatial/RTreeNode.h>
+#include <Cartolith/Core/Spatial/RTreeOrderInternal.h>
+#include <Cartolith/Core/Spatial/RTreeSearchTableInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
 #include <algorithm>
-#include <cmath>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -15,57 +16,21 @@ using Shapes::GisShape;
 
 namespace {
 
-// Visits the hit items in order. The nodes still to be visited are kept in a list of their own, so that the
-// depth of the tree costs no stack.
-template <typename Visit>
-void visitHits(const RTreeNode& root, const GisExtent& query, Visit visit) {
-    std::vector<const RTreeNode*> pending;
-    if (RTreeSpatialIndex::intersects(root.extent(), query)) {
-        pending.push_back(&root);
-    }
-    while (!pending.empty()) {
-        const RTreeNode& node = *pending.back();
-        pending.pop_back();
-        if (node.isLeaf()) {
-            for (qsizetype i = 0; i < node.items().size(); ++i) {
-                if (RTreeSpatialIndex::intersectsFast(node.itemXMin()[i], node.itemYMin()[i],
-                                                      node.itemXMax()[i], node.itemYMax()[i], query)) {
-                    visit(node.items()[i].shape());
-                }
-            }
-            continue;
-        }
-        for (qsizetype i = node.children().size() - 1; i >= 0; --i) {
-            if (RTreeSpatialIndex::intersectsFast(node.childXMin()[i], node.childYMin()[i],
-                                                  node.childXMax()[i], node.childYMax()[i], query)) {
-                pending.push_back(&node.children()[i]);
-            }
-        }
-    }
-}
-
-template <typename Key>
-QList<QList<SpatialIndexItem>> split(const QList<SpatialIndexItem>& items, int groupSize, Key key) {
-    using Keyed = std::pair<decltype(key(items.first())), qsizetype>;
-    std::vector<Keyed> order;
-    order.reserve(static_cast<std::size_t>(items.size()));
-    for (qsizetype i = 0; i < items.size(); ++i) {
-        order.emplace_back(key(items[i]), i);
-    }
-    std::sort(order.begin(), order.end());
+QList<QList<SpatialIndexItem>> groupsOf(const QList<SpatialIndexItem>& items,
+                                        const std::vector<quint32>& order, int groupSize) {
+    const auto size = static_cast<std::size_t>(groupSize);
+    const SpatialIndexItem* const data = items.constData();
     QList<QList<SpatialIndexItem>> groups;
-    for (std::size_t i = 0; i < order.size(); ++i) {
-        if (i % static_cast<std::size_t>(groupSize) == 0) {
-            groups.emplaceBack();
+    groups.reserve(static_cast<qsizetype>((order.size() + size - 1) / size));
+    for (std::size_t first = 0; first < order.size(); first += size) {
+        const std::size_t last = std::min(first + size, order.size());
+        QList<SpatialIndexItem>& group = groups.emplaceBack();
+        group.reserve(static_cast<qsizetype>(last - first));
+        for (std::size_t i = first; i < last; ++i) {
+            group.append(data[order[i]]);
         }
-        groups.last().append(items[order[i].second]);
     }
     return groups;
-}
-
-// A NaN has no place in a strict weak order: such a centre counts as the largest.
-double sortable(double center) {
-    return std::isnan(center) ? std::numeric_limits<double>::infinity() : center;
 }
 
 } // namespace
@@ -80,6 +45,7 @@ RTreeSpatialIndex::RTreeSpatialIndex(int maxItemsPerNode, RTreeBuildStrategy str
 RTreeSpatialIndex::~RTreeSpatialIndex() = default;
 
 void RTreeSpatialIndex::clear() {
+    m_table.reset();
     m_root.reset();
     m_built = false;
 }
@@ -92,15 +58,22 @@ void RTreeSpatialIndex::insert(GisShape* shape) {
     if (!m_root) {
         m_root = std::make_unique<RTreeNode>();
     }
-    insert(*m_root, item);
+    const qsizetype child = insert(*m_root, item);
+    if (m_table) {
+        m_table->childChanged(*m_root, child);
+        if (m_table->isOutgrown()) {
+            makeTable();
+        }
+    }
     m_built = true;
 }
 
-void RTreeSpatialIndex::insert(RTreeNode& root, const SpatialIndexItem& item) const {
+qsizetype RTreeSpatialIndex::insert(RTreeNode& root, const SpatialIndexItem& item) const {
     const GisExtent extent = item.extent();
     RTreeNode* parent = nullptr;
     RTreeNode* node = &root;
     qsizetype index = 0;
+    qsizetype rootChild = 0;
     for (;;) {
         node->setExtent(node->extent().expand(extent));
         if (parent) {
@@ -110,16 +83,18 @@ void RTreeSpatialIndex::insert(RTreeNode& root, const SpatialIndexItem& item) co
             break;
         }
         index = chooseBestChild(*node, extent);
+        rootChild = parent ? rootChild : index;
         parent = node;
         node = &parent->children()[index];
     }
     node->appendItem(item);
     if (node->items().size() > m_maxItemsPerNode) {
-        splitLeaf(*node, QList<SpatialIndexItem>(node->items()));
+        splitLeaf(*node, std::as_const(*node).items());
         if (parent) {
             parent->refreshChild(index);
         }
     }
+    return rootChild;
 }
 
 void RTreeSpatialIndex::build(const QList<GisShape*>& shapes) {
@@ -136,7 +111,29 @@ void RTreeSpatialIndex::build(const QList<GisShape*>& shapes) {
         }
     }
     m_root = std::make_unique<RTreeNode>(buildNode(items));
+    makeTable();
     m_built = true;
+}
+
+void RTreeSpatialIndex::makeTable() {
+    m_table = m_root->isLeaf() ? nullptr : std::make_unique<RTreeSearchTable>(*m_root, m_strategy);
+}
+
+template <typename Result>
+int RTreeSpatialIndex::append(const GisExtent& extent, QList<Result>& results) const {
+    if (!m_root || extent.isEmpty()) {
+        return 0;
+    }
+    const qsizetype before = results.size();
+    {
+        ResultWriter<Result> writer(results);
+        if (m_table) {
+            m_table->search(*m_root, extent, writer);
+        } else {
+            visitHits(*m_root, extent, [&writer](GisShape* shape) { writer.append(shape); });
+        }
+    }
+    return static_cast<int>(results.size() - before);
 }
 
 QList<GisShape*> RTreeSpatialIndex::search(const GisExtent& extent) const {
@@ -147,12 +144,7 @@ QList<GisShape*> RTreeSpatialIndex::search(const GisExtent& extent) const {
 }
 
 int RTreeSpatialIndex::search(const GisExtent& extent, QList<GisShape*>& results) const {
-    if (!m_root || extent.isEmpty()) {
-        return 0;
-    }
-    const qsizetype before = results.size();
-    visitHits(*m_root, extent, [&results](GisShape* shape) { results.append(shape); });
-    return static_cast<int>(results.size() - before);
+    return append(extent, results);
 }
 
 QList<int> RTreeSpatialIndex::searchShapeIds(const GisExtent& extent) const {
@@ -163,12 +155,7 @@ QList<int> RTreeSpatialIndex::searchShapeIds(const GisExtent& extent) const {
 }
 
 int RTreeSpatialIndex::searchShapeIds(const GisExtent& extent, QList<int>& ids) const {
-    if (!m_root || extent.isEmpty()) {
-        return 0;
-    }
-    const qsizetype before = ids.size();
-    visitHits(*m_root, extent, [&ids](const GisShape* shape) { ids.append(shape->id()); });
-    return static_cast<int>(ids.size() - before);
+    return append(extent, ids);
 }
 
 double RTreeSpatialIndex::area(const GisExtent& extent) {
@@ -213,14 +200,7 @@ GisExtent RTreeSpatialIndex::calculateExtent(const QList<GisExtent>& extents) {
 }
 
 quint16 RTreeSpatialIndex::normalizeCoordinate(double value, double min, double max) {
-    if (min >= max) {
-        return 0;
-    }
-    const double place = (value - min) / (max - min);
-    if (place > 1.0) {
-        return 65535;
-    }
-    return place >= 0.0 ? static_cast<quint16>(std::round(place * 65535.0)) : quint16{0};
+    return gridCoordinate(value, min, max);
 }
 
 void RTreeSpatialIndex::rotateHilbert(quint32 n, quint32& x, quint32& y, quint32 rx, quint32 ry) {
@@ -251,19 +231,13 @@ QList<QList<SpatialIndexItem>> RTreeSpatialIndex::splitItems(const QList<Spatial
 
 QList<QList<SpatialIndexItem>>
 RTreeSpatialIndex::splitItemsHilbert(const QList<SpatialIndexItem>& items) const {
-    const GisExtent all = calculateExtent(items);
-    return split(items, m_maxItemsPerNode, [&all](const SpatialIndexItem& item) {
-        return hilbertIndex(normalizeCoordinate(centerX(item.extent()), all.xMin(), all.xMax()),
-                            normalizeCoordinate(centerY(item.extent()), all.yMin(), all.yMax()), 16);
-    });
+    return groupsOf(items, hilbertOrder(items, calculateExtent(items)), m_maxItemsPerNode);
 }
 
 QList<QList<SpatialIndexItem>>
 RTreeSpatialIndex::splitItemsSortAxis(const QList<SpatialIndexItem>& items) const {
     const GisExtent all = calculateExtent(items);
-    const auto center = all.height() <= all.width() ? &centerX : &centerY;
-    return split(items, m_maxItemsPerNode,
-                 [center](const SpatialIndexItem& item) { return sortable(center(item.extent())); });
+    return groupsOf(items, axisOrder(items, all.height() <= all.width()), m_maxItemsPerNode);
 }
 
 RTreeNode RTreeSpatialIndex::buildNode(const QList<SpatialIndexItem>& items) const {

@@ -9,6 +9,7 @@
 namespace Cartolith::Core::Spatial::RTree {
 
 class RTreeNode;
+class RTreeSearchTable;
 
 /// A packed R-tree: the index to choose unless there is a reason against it.
 ///
@@ -90,11 +91,18 @@ public:
     static qsizetype chooseBestChild(const RTreeNode& node, const Shapes::GisExtent& extent);
 
 private:
-    void insert(RTreeNode& node, const SpatialIndexItem& item) const;
+    // Returns the index of the root's child that took the item; 0 when the root is a leaf.
+    qsizetype insert(RTreeNode& root, const SpatialIndexItem& item) const;
+    void makeTable();
+    template <typename Result>
+    int append(const Shapes::GisExtent& extent, QList<Result>& results) const;
 
     int m_maxItemsPerNode;
     RTreeBuildStrategy m_strategy;
     std::unique_ptr<RTreeNode> m_root;
+    // Derived from the tree below the root, which nobody else can change; null for a root that is a leaf and
+    // for a tree that grew by insertion alone.
+    std::unique_ptr<RTreeSearchTable> m_table;
     bool m_built = false;
 };
 

@@ -4,7 +4,7 @@
 
 #include <QString>
 
-/// The cheapest shape there can be, a stored extent, so that a measurement is of the index.
+/// The cheapest shape there can be, a stored extent, so that only the index is looked at.
 class BoxShape final : public Cartolith::Core::Shapes::GisShape {
 public:
     explicit BoxShape(const Cartolith::Core::Shapes::GisExtent& extent) : m_extent(extent) {}

@@ -1,0 +1,196 @@
+#include <Cartolith/Core/Spatial/RTreeSearchTableInternal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace Cartolith::Core::Spatial::RTree {
+
+using Shapes::GisExtent;
+using Shapes::GisShape;
+
+namespace {
+
+bool covers(const GisExtent& outer, const GisExtent& inner) noexcept {
+    return inner.xMin() >= outer.xMin() && outer.xMax() >= inner.xMax() && inner.yMin() >= outer.yMin() &&
+           outer.yMax() >= inner.yMax();
+}
+
+qsizetype itemCount(const RTreeNode& node) {
+    qsizetype count = 0;
+    visitLeaves(
+        node, [](const RTreeNode&, qsizetype) { return true; },
+        [&count](const RTreeNode& leaf) { count += leaf.items().size(); });
+    return count;
+}
+
+// How many items a slice should have. Along one axis, slices are as wide as their runs of sixteen are high,
+// for a query as wide as high.
+std::size_t sliceSize(std::size_t items, const GisExtent& extent, bool isOrdered) {
+    constexpr std::size_t least = 128;
+    constexpr std::size_t most = 4096;
+    if (isOrdered) {
+        return most;
+    }
+    const double along = std::max(extent.width(), extent.height());
+    const double across = std::min(extent.width(), extent.height());
+    const double size = std::sqrt(static_cast<double>(items) * 16.0 * across / along);
+    return size < static_cast<double>(most) ? std::max(static_cast<std::size_t>(size), least) : most;
+}
+
+// A float's bits as an integer of the same order. Anything will do for a NaN.
+quint32 sortableBits(float value) noexcept {
+    const auto bits = std::bit_cast<quint32>(value);
+    return (bits >> 31U) != 0 ? ~bits : bits | quint32{1} << 31U;
+}
+
+} // namespace
+
+RTreeSearchTable::RTreeSearchTable(const RTreeNode& root, RTreeBuildStrategy strategy)
+    : m_isOrdered(strategy == RTreeBuildStrategy::Hilbert),
+      m_alongX(root.extent().height() <= root.extent().width()) {
+    const GisExtent& extent = root.extent();
+    m_origin = {std::isfinite(extent.xMin()) ? extent.xMin() : 0.0,
+                std::isfinite(extent.yMin()) ? extent.yMin() : 0.0};
+
+    std::vector<std::size_t> counts;
+    counts.reserve(static_cast<std::size_t>(root.children().size()));
+    for (const RTreeNode& child : root.children()) {
+        counts.push_back(static_cast<std::size_t>(itemCount(child)));
+        m_itemCount += counts.back();
+    }
+    const std::size_t size = sliceSize(m_itemCount, extent, m_isOrdered);
+    for (std::size_t child = 0; child < counts.size();) {
+        Slice& slice = m_slices.emplace_back();
+        slice.firstChild = static_cast<qsizetype>(child);
+        std::size_t items = 0;
+        do {
+            items += counts[child++];
+        } while (child < counts.size() && items + counts[child] <= size);
+        slice.childCount = static_cast<qsizetype>(child) - slice.firstChild;
+        slice.itemLimit = std::min(2 * items + 256, maxSliceItems);
+        fillSlice(root, slice);
+    }
+    fillTop();
+}
+
+void RTreeSearchTable::childChanged(const RTreeNode& root, qsizetype child) {
+    ++m_addedCount;
+    const auto behind =
+        std::upper_bound(m_slices.begin(), m_slices.end(), child,
+                         [](qsizetype index, const Slice& slice) { return index < slice.firstChild; });
+    Slice& slice = *std::prev(behind);
+    if (!slice.isPlain) {
+        fillSlice(root, slice);
+        fillTop();
+    }
+}
+
+void RTreeSearchTable::fillSlice(const RTreeNode& root, Slice& slice) const {
+    slice.isPlain = false;
+    slice.shapes.clear();
+    slice.childStarts.clear();
+    slice.places.clear();
+    std::vector<RoundedBounds> bounds;
+    bounds.reserve(slice.itemLimit / 2);
+    slice.shapes.reserve(slice.itemLimit / 2);
+    bool isCovered = true;
+    for (qsizetype i = 0; i < slice.childCount && isCovered; ++i) {
+        const RTreeNode& child = root.children()[slice.firstChild + i];
+        slice.childStarts.push_back(static_cast<quint32>(slice.shapes.size()));
+        isCovered = covers(root.extent(), child.extent());
+        visitLeaves(
+            child,
+            [&isCovered](const RTreeNode& node, qsizetype index) {
+                isCovered = isCovered && covers(node.extent(), node.children()[index].extent());
+                return isCovered;
+            },
+            [&](const RTreeNode& leaf) {
+                for (const SpatialIndexItem& item : leaf.items()) {
+                    const GisExtent extent = item.extent();
+                    isCovered = isCovered && covers(leaf.extent(), extent);
+                    slice.shapes.push_back(item.shape());
+                    bounds.push_back(m_origin.round(extent));
+                }
+            });
+    }
+    if (!isCovered || bounds.size() > slice.itemLimit) {
+        slice.isPlain = true;
+        slice.shapes = {};
+        slice.childStarts = {};
+        slice.places = {};
+        slice.bounds = BoundsTree();
+        return;
+    }
+    if (!m_isOrdered) {
+        orderAcross(slice, bounds);
+    }
+    slice.bounds = BoundsTree(bounds.size());
+    for (std::size_t i = 0; i < bounds.size(); ++i) {
+        slice.bounds.setEntry(i, bounds[m_isOrdered ? i : slice.places[i]]);
+    }
+    slice.bounds.finish();
+}
+
+// Sorts the places by the centre across, to 24 bits: equal ones may come in any order.
+void RTreeSearchTable::orderAcross(Slice& slice, std::vector<RoundedBounds>& bounds) const {
+    constexpr std::array<unsigned int, 3> shifts{24, 32, 40};
+    std::array<std::array<quint32, 256>, 3> starts{};
+    std::vector<quint64> entries(bounds.size());
+    for (std::size_t i = 0; i < bounds.size(); ++i) {
+        const RoundedBounds& box = bounds[i];
+        const quint32 key = sortableBits(m_alongX ? box.yMin + box.yMax : box.xMin + box.xMax);
+        entries[i] = quint64{key} << 16U | i;
+        for (std::size_t pass = 0; pass < shifts.size(); ++pass) {
+            ++starts[pass][entries[i] >> shifts[pass] & 255U];
+        }
+    }
+    std::vector<quint64> other(entries.size());
+    for (std::size_t pass = 0; pass < shifts.size(); ++pass) {
+        quint32 total = 0;
+        for (quint32& start : starts[pass]) {
+            total += std::exchange(start, total);
+        }
+        for (const quint64 entry : entries) {
+            other[starts[pass][entry >> shifts[pass] & 255U]++] = entry;
+        }
+        entries.swap(other);
+    }
+    slice.places.resize(entries.size());
+    std::transform(entries.begin(), entries.end(), slice.places.begin(),
+                   [](quint64 entry) { return static_cast<quint16>(entry); });
+}
+
+void RTreeSearchTable::fillTop() {
+    constexpr float infinity = std::numeric_limits<float>::infinity();
+    m_top = BoundsTree(m_slices.size());
+    for (std::size_t i = 0; i < m_slices.size(); ++i) {
+        // Never skipped and never inside a query.
+        const RoundedBounds everything{-infinity, -infinity, infinity, infinity};
+        m_top.setEntry(i, m_slices[i].isPlain ? everything : m_slices[i].bounds.bounds());
+    }
+    m_top.finish();
+}
+
+bool RTreeSearchTable::meets(const RTreeNode& root, const Slice& slice, std::size_t place,
+                             const GisExtent& query) {
+    const auto behind = std::upper_bound(slice.childStarts.begin(), slice.childStarts.end(), place);
+    const qsizetype child = behind - slice.childStarts.begin() - 1;
+    auto index = static_cast<qsizetype>(place - *std::prev(behind));
+    bool result = false;
+    visitLeaves(
+        root.children()[slice.firstChild + child],
+        [&index](const RTreeNode&, qsizetype) { return index >= 0; },
+        [&](const RTreeNode& leaf) {
+            if (index >= 0 && index < leaf.items().size()) {
+                result =
+                    RTreeSpatialIndex::intersectsFast(leaf.itemXMin()[index], leaf.itemYMin()[index],
+                                                      leaf.itemXMax()[index], leaf.itemYMax()[index], query);
+            }
+            index -= leaf.items().size();
+        });
+    return result;
+}
+
+} // namespace Cartolith::Core::Spatial::RTree
