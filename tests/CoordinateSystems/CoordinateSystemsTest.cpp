@@ -5,7 +5,6 @@
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-
 #include <ogr_spatialref.h>
 
 #include <stdexcept>
@@ -19,7 +18,8 @@ namespace {
 const CoordinateSystem unusable(0, "Nowhere", true, " ", std::nullopt);
 
 /// The message of the runtime_error that the call throws; empty when it throws none.
-template <typename Call> std::string errorOf(Call call) {
+template <typename Call>
+std::string errorOf(Call call) {
     try {
         call();
     } catch (const std::runtime_error& error) {
@@ -33,7 +33,8 @@ TEST(CoordinateSystemFactory, GivesNullForWhatIsNoSystemAndPrintsNothing) {
     for (const int code : {0, -4326, 999999}) {
         EXPECT_EQ(CoordinateSystemFactory::fromEpsg(code), nullptr) << code;
     }
-    for (const char* text : {"", "   ", "EPSG:999999", "no such thing", "GEOGCS[", "EPSG:5773" /* heights only */}) {
+    for (const char* text :
+         {"", "   ", "EPSG:999999", "no such thing", "GEOGCS[", "EPSG:5773" /* heights only */}) {
         EXPECT_EQ(CoordinateSystemFactory::fromUserInput(text), nullptr) << text;
     }
     EXPECT_FALSE(CoordinateSystemFactory::areaOfUse(unusable));
