@@ -82,7 +82,7 @@ std::vector<DataSet> makeDataSets() {
                  [](auto& r) {
                      return box(r, r() % 2 == 0 ? 1e9 : -1e9 + real(r, 0, 1e-3), real(r, 0, 1e-12), 1e-7);
                  }),
-        generate("Extremes", 2000,
+        generate("Extremes", 800,
                  [&extremes](auto& r) {
                      const auto pick = [&] { return extremes[r() % extremes.size()]; };
                      const double x = pick();

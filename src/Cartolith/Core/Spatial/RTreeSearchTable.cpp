@@ -30,12 +30,9 @@ qsizetype itemCount(const RTreeNode& node) {
 std::size_t sliceSize(std::size_t items, const GisExtent& extent, bool isOrdered) {
     constexpr std::size_t least = 128;
     constexpr std::size_t most = 4096;
-    if (isOrdered) {
-        return most;
-    }
     const double along = std::max(extent.width(), extent.height());
-    const double across = std::min(extent.width(), extent.height());
-    const double size = std::sqrt(static_cast<double>(items) * 16.0 * across / along);
+    const double across = isOrdered ? along : std::min(extent.width(), extent.height());
+    const double size = std::sqrt(static_cast<double>(items) * 16.0 * (across / along));
     return size < static_cast<double>(most) ? std::max(static_cast<std::size_t>(size), least) : most;
 }
 
@@ -69,7 +66,7 @@ RTreeSearchTable::RTreeSearchTable(const RTreeNode& root, RTreeBuildStrategy str
             items += counts[child++];
         } while (child < counts.size() && items + counts[child] <= size);
         slice.childCount = static_cast<qsizetype>(child) - slice.firstChild;
-        slice.itemLimit = std::min(2 * items + 256, maxSliceItems);
+        slice.itemLimit = std::min(2 * items + 256, HitMarks::capacity);
         fillSlice(root, slice);
     }
     fillTop();
@@ -120,6 +117,7 @@ void RTreeSearchTable::fillSlice(const RTreeNode& root, Slice& slice) const {
         slice.shapes = {};
         slice.childStarts = {};
         slice.places = {};
+        slice.ranks = {};
         slice.bounds = BoundsTree();
         return;
     }
@@ -134,7 +132,7 @@ void RTreeSearchTable::fillSlice(const RTreeNode& root, Slice& slice) const {
 }
 
 // Sorts the places by the centre across, to 24 bits: equal ones may come in any order.
-void RTreeSearchTable::orderAcross(Slice& slice, std::vector<RoundedBounds>& bounds) const {
+void RTreeSearchTable::orderAcross(Slice& slice, const std::vector<RoundedBounds>& bounds) const {
     constexpr std::array<unsigned int, 3> shifts{24, 32, 40};
     std::array<std::array<quint32, 256>, 3> starts{};
     std::vector<quint64> entries(bounds.size());
@@ -157,9 +155,15 @@ void RTreeSearchTable::orderAcross(Slice& slice, std::vector<RoundedBounds>& bou
         }
         entries.swap(other);
     }
+    const std::vector<GisShape*> shapes = slice.shapes;
     slice.places.resize(entries.size());
-    std::transform(entries.begin(), entries.end(), slice.places.begin(),
-                   [](quint64 entry) { return static_cast<quint16>(entry); });
+    slice.ranks.assign((entries.size() + 63) / 64 * 64, std::numeric_limits<quint16>::max());
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const auto place = static_cast<quint16>(entries[i]);
+        slice.places[i] = place;
+        slice.ranks[place] = static_cast<quint16>(i);
+        slice.shapes[i] = shapes[place];
+    }
 }
 
 void RTreeSearchTable::fillTop() {

@@ -2,11 +2,11 @@
 
 #include <Cartolith/Core/Spatial/RTreeBoundsInternal.h>
 #include <Cartolith/Core/Spatial/RTreeBuildStrategy.h>
+#include <Cartolith/Core/Spatial/RTreeHitMarksInternal.h>
 #include <Cartolith/Core/Spatial/RTreeNode.h>
 #include <Cartolith/Core/Spatial/RTreeResultWriterInternal.h>
 #include <Cartolith/Core/Spatial/RTreeTraversalInternal.h>
 
-#include <array>
 #include <vector>
 
 namespace Cartolith::Core::Spatial::RTree {
@@ -45,18 +45,16 @@ private:
         std::size_t itemLimit = 0;
         // Searched by traversal; everything below is unused then.
         bool isPlain = true;
-        // In result order.
+        // In the order of the bounds.
         std::vector<Shapes::GisShape*> shapes;
+        BoundsTree bounds;
+        // The place of each of them in the result order, and the reverse, padded to a multiple of 64. None
+        // when they are in that order.
+        std::vector<quint16> places;
+        std::vector<quint16> ranks;
         // Of the first item of each child in the result order.
         std::vector<quint32> childStarts;
-        // The entries' places in the result order; none when they are in that order.
-        std::vector<quint16> places;
-        BoundsTree bounds;
     };
-
-    // Places in a slice fit 16 bits.
-    static constexpr std::size_t maxSliceItems = 65536;
-    using Marks = std::array<quint64, maxSliceItems / 64>;
 
     template <typename Result>
     struct TableVisitor;
@@ -65,7 +63,7 @@ private:
     struct MarkingVisitor;
 
     void fillSlice(const RTreeNode& root, Slice& slice) const;
-    void orderAcross(Slice& slice, std::vector<RoundedBounds>& bounds) const;
+    void orderAcross(Slice& slice, const std::vector<RoundedBounds>& bounds) const;
     void fillTop();
     // Asks the tree itself whether the item at a place meets the query.
     static bool meets(const RTreeNode& root, const Slice& slice, std::size_t place,
@@ -107,24 +105,35 @@ struct RTreeSearchTable::MarkingVisitor {
     const RTreeNode& root;
     const Slice& slice;
     const Shapes::GisExtent& query;
-    Marks& marks;
-    std::size_t count = 0;
+    HitMarks& marks;
+    // Consecutive entries inside the query, not marked yet.
+    std::size_t insideFirst = 0;
+    std::size_t insideLast = 0;
 
-    void mark(std::size_t place) { marks[place / 64] |= quint64{1} << (place % 64); }
     void inside(std::size_t first, std::size_t last) {
-        for (std::size_t entry = first; entry < last; ++entry) {
-            mark(slice.places[entry]);
+        if (first != insideLast) {
+            markInside();
+            insideFirst = first;
         }
-        count += last - first;
+        insideLast = last;
     }
     void tested(std::size_t first, unsigned int may, unsigned int surely) {
         for (; may != 0; may &= may - 1) {
             const auto bit = static_cast<unsigned int>(std::countr_zero(may));
-            const std::size_t place = slice.places[first + bit];
-            if ((surely >> bit & 1U) != 0 || meets(root, slice, place, query)) {
-                mark(place);
-                ++count;
+            const std::size_t entry = first + bit;
+            if ((surely >> bit & 1U) != 0 || meets(root, slice, slice.places[entry], query)) {
+                marks.mark(slice.places[entry], slice.shapes[entry]);
             }
+        }
+    }
+    void markInside() {
+        // Comparing all ranks pays from about this share on.
+        if ((insideLast - insideFirst) * 8 > slice.shapes.size()) {
+            marks.markRanks(slice.ranks.data(), slice.ranks.size() / 64, insideFirst, insideLast);
+            return;
+        }
+        for (std::size_t entry = insideFirst; entry < insideLast; ++entry) {
+            marks.mark(slice.places[entry], slice.shapes[entry]);
         }
     }
 };
@@ -136,11 +145,20 @@ struct RTreeSearchTable::TableVisitor {
     const Shapes::GisExtent& query;
     const BlockQuery& blockQuery;
     ResultWriter<Result>& writer;
+    HitMarks marks;
 
     void inside(std::size_t first, std::size_t last) {
         for (std::size_t i = first; i < last; ++i) {
-            const std::vector<Shapes::GisShape*>& shapes = table.m_slices[i].shapes;
-            writer.append(shapes.data(), shapes.size());
+            const Slice& slice = table.m_slices[i];
+            if (table.m_isOrdered) {
+                writer.append(slice.shapes.data(), slice.shapes.size());
+                continue;
+            }
+            Result* out = writer.room(static_cast<qsizetype>(slice.shapes.size()));
+            for (std::size_t place = 0; place < slice.shapes.size(); ++place) {
+                *out++ = ResultWriter<Result>::convert(slice.shapes[slice.ranks[place]]);
+            }
+            writer.commit(out);
         }
     }
     void tested(std::size_t first, unsigned int may, unsigned int) {
@@ -159,28 +177,11 @@ struct RTreeSearchTable::TableVisitor {
             OrderedVisitor<Result> visitor{root, slice, query, writer};
             slice.bounds.visit(blockQuery, visitor);
         } else {
-            searchMarking(slice);
+            MarkingVisitor visitor{root, slice, query, marks};
+            slice.bounds.visit(blockQuery, visitor);
+            visitor.markInside();
+            marks.read(slice.shapes.data(), slice.ranks.data(), slice.ranks.size() / 64, writer);
         }
-    }
-
-    void searchMarking(const Slice& slice) {
-        // Only as many words as the slice needs are ever touched.
-        Marks marks; // NOLINT(cppcoreguidelines-pro-type-member-init)
-        const std::size_t words = (slice.shapes.size() + 63) / 64;
-        std::fill_n(marks.begin(), words, quint64{0});
-        MarkingVisitor visitor{root, slice, query, marks};
-        slice.bounds.visit(blockQuery, visitor);
-        if (visitor.count == 0) {
-            return;
-        }
-        Result* out = writer.room(static_cast<qsizetype>(visitor.count));
-        Shapes::GisShape* const* shapes = slice.shapes.data();
-        for (std::size_t word = 0; word < words; ++word, shapes += 64) {
-            for (quint64 bits = marks[word]; bits != 0; bits &= bits - 1) {
-                *out++ = ResultWriter<Result>::convert(shapes[std::countr_zero(bits)]);
-            }
-        }
-        writer.commit(out);
     }
 };
 
@@ -191,7 +192,7 @@ void RTreeSearchTable::search(const RTreeNode& root, const Shapes::GisExtent& qu
         return;
     }
     const BlockQuery blockQuery(m_origin.round(query));
-    TableVisitor<Result> visitor{*this, root, query, blockQuery, writer};
+    TableVisitor<Result> visitor{*this, root, query, blockQuery, writer, {}};
     m_top.visit(blockQuery, visitor);
 }
 
