@@ -5,8 +5,7 @@
 #include "Projection.h"
 #include "StepLog.h"
 
-#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
-#include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
 
@@ -20,7 +19,6 @@
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
-using CoordinateSystems::CoordinateSystemFactory;
 using Layers::GisLayerVector;
 using Shapes::GisExtent;
 using Shapes::GisShape;

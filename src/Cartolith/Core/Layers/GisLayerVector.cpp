@@ -267,7 +267,7 @@ QVariant GisLayerVector::attributeValueForRow(int row, const QString& field) con
 
 void GisLayerVector::setCachedAttributeValues(const QString& field, QList<QVariant> values) const {
     const QMutexLocker lock(&m_valueCacheMutex);
-    m_valueCache.insert(field, std::move(values));
+    m_valueCache[field] = std::move(values);
 }
 
 bool GisLayerVector::tryGetCachedAttributeValue(const QString& field, int row, QVariant& value) const {

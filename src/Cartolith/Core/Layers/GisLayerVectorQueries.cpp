@@ -7,6 +7,7 @@
 #include <Cartolith/Core/Spatial/QuadTreeSpatialIndex.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
+#include <ranges>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -126,8 +127,7 @@ GisShape* GisLayerVector::findShapeAt(const GisShapePoint& point, double toleran
     } else {
         candidates = rawShapes();
     }
-    for (auto it = candidates.crbegin(); it != candidates.crend(); ++it) {
-        GisShape* const shape = *it;
+    for (GisShape* shape : std::as_const(candidates) | std::views::reverse) {
         if (shape->extent().inflate(tolerance, tolerance).contains(point) &&
             shape->contains(point, tolerance)) {
             return shape;

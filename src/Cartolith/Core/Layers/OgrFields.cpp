@@ -164,9 +164,9 @@ QHash<QString, QVariant> attributes(OGRFeature& feature,
     values.reserve(definitions.size());
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
         if (feature.IsFieldSetAndNotNull(i)) {
-            QVariant value = valueOf(feature, i);
+            const QVariant value = valueOf(feature, i);
             if (value.isValid()) {
-                values.insert(definitions.at(i).name(), std::move(value));
+                values.insert(definitions.at(i).name(), value);
             }
         }
     }

@@ -20,7 +20,7 @@ constexpr quint64 tenTo16 = tenTo8 * tenTo8;
 /// "00" to "99".
 constexpr auto digitPairs = [] {
     std::array<char16_t, 200> pairs{};
-    for (unsigned i = 0; i < 100; ++i) {
+    for (std::size_t i = 0; i < 100; ++i) {
         pairs[2 * i] = static_cast<char16_t>(u'0' + i / 10);
         pairs[2 * i + 1] = static_cast<char16_t>(u'0' + i % 10);
     }
