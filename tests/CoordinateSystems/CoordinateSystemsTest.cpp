@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <ogr_spatialref.h>
 
+#include <limits>
 #include <stdexcept>
 
 using namespace Cartolith::Core;
@@ -118,6 +119,12 @@ TEST(CoordinateTransformer, SaysWhatFailed) {
     const std::string failed = "GDAL/PROJ coordinate transformation failed.";
     EXPECT_EQ(errorOf([&] { mercator.transform(GisShapePoint(0, 100)); }), failed);
     EXPECT_EQ(errorOf([&] { mercator.transformPoints({{0, 0}, {0, 100}, {1, 1}}); }), failed);
+    const CoordinateTransformer fromWeb(*CoordinateSystemFactory::fromEpsg(3857), *degrees);
+    EXPECT_EQ(errorOf([&] { fromWeb.transform(GisShapePoint(1e300, 0)); }), failed)
+        << "GDAL would not return";
+    const CoordinateTransformer same(*degrees, *degrees);
+    EXPECT_EQ(errorOf([&] { same.transform(GisShapePoint(0, std::numeric_limits<double>::infinity())); }),
+              failed);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 

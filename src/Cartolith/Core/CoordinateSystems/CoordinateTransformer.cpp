@@ -5,6 +5,7 @@
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <utility>
@@ -24,6 +25,12 @@ public:
 
     /// Transforms in place; throws when one point has no value in the target.
     void run(std::vector<double>& x, std::vector<double>& y) const {
+        // GDAL brings the longitude of a Web Mercator point into range by subtracting one turn at a time,
+        // which for a value like 1e300 never ends. No system has a coordinate of this size.
+        constexpr double farthest = 1e11;
+        if (std::any_of(x.begin(), x.end(), [](double value) { return std::abs(value) > farthest; })) {
+            fail();
+        }
         const GdalErrorCapture capture;
         std::vector<double> z(x.size(), 0.0);
         // GDAL counts in int: longer lists go in pieces.
@@ -31,9 +38,18 @@ public:
         for (std::size_t start = 0; start < x.size(); start += most) {
             const int count = static_cast<int>(std::min(most, x.size() - start));
             if (!transformation->Transform(count, &x[start], &y[start], &z[start], nullptr)) {
-                throw std::runtime_error("GDAL/PROJ coordinate transformation failed.");
+                fail();
             }
         }
+        const auto isInfinite = [](double value) { return std::isinf(value); };
+        if (std::any_of(x.begin(), x.end(), isInfinite) || std::any_of(y.begin(), y.end(), isInfinite)) {
+            fail(); // PROJ's mark of a point without a value
+        }
+    }
+
+private:
+    [[noreturn]] static void fail() {
+        throw std::runtime_error("GDAL/PROJ coordinate transformation failed.");
     }
 };
 
@@ -111,6 +127,9 @@ std::unique_ptr<GisShape> CoordinateTransformer::transformShape(const GisShape& 
     }
     auto* const line = dynamic_cast<Shapes::GisShapePolyline*>(copy.get());
     auto* const polygon = dynamic_cast<Shapes::GisShapePolygon*>(copy.get());
+    if (line == nullptr && polygon == nullptr) {
+        throw std::invalid_argument("Only points, polylines and polygons can be transformed.");
+    }
     QList<QList<GisShapePoint>>& parts = line != nullptr ? line->parts() : polygon->parts();
     std::vector<double> x;
     std::vector<double> y;

@@ -26,7 +26,8 @@ public:
     CoordinateTransformer& operator=(const CoordinateTransformer&) = delete;
 
     /// A new point without id and attributes.
-    /// \throws std::runtime_error "GDAL/PROJ coordinate transformation failed." where the target has no value
+    /// \throws std::runtime_error "GDAL/PROJ coordinate transformation failed." where the target has no
+    /// value, and for an x beyond 1e11, which is no coordinate
     Shapes::GisShapePoint transform(const Shapes::GisShapePoint& point) const;
 
     /// All points in one call of PROJ: same order, same results, without ids and attributes. One point that

@@ -121,9 +121,10 @@ bool GisLayerOgrVector::open() {
         setMetadataExtent(extent);
     }
     setCoordinateSystem(system);
-    if (name() == QFileInfo(path()).completeBaseName()) {
+    if (name() == QFileInfo(path()).completeBaseName() || name() == m_readName) {
         setName(sourceName);
     }
+    m_readName = sourceName;
     m_provider = std::move(provider);
     m_featureCount = content.featureCount;
     m_skippedCount = content.skippedCount;

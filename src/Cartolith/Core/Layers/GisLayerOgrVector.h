@@ -16,8 +16,8 @@ namespace Cartolith::Core::Layers {
 /// Geometry is taken as far as the planar model goes: curves are made linear, Z and M dropped; each member of
 /// a multipoint becomes a shape of its own, a collection gives its points, one polyline and one polygon, each
 /// of them with the feature's attributes. Rings of a multipolygon lie in one list; holes are wound opposite
-/// to their shell, whatever the file says, shells are left as they are. A null in the source is an absent
-/// attribute.
+/// to their shell, whatever the file says, shells are left as they are. A shape with a coordinate that is not
+/// finite is skipped. A null in the source is an absent attribute.
 class CARTOLITH_CORE_EXPORT GisLayerOgrVector : public GisLayerVector {
 public:
     /// A feature that gave no shape, or not all of its parts.
@@ -33,7 +33,8 @@ public:
     explicit GisLayerOgrVector(const QString& path, const QString& layerName = QString());
     ~GisLayerOgrVector() override;
 
-    /// Reads the layer; what an open layer held before is replaced. False when the callback cancelled: the
+    /// Reads the layer; what an open layer held before is replaced. The layer takes the name it has in the
+    /// source, unless it was given one. False when the callback cancelled: the
     /// layer is closed and empty then. \throws std::runtime_error with the path and GDAL's own message when
     /// the source cannot be read, does not have the layer, or breaks off; the layer is as it was before then.
     /// GDAL prints nothing.
@@ -63,6 +64,7 @@ public:
 
 private:
     QString m_layerName;
+    QString m_readName;
     ProgressCallback m_progress;
     std::unique_ptr<Providers::GisLayerProvider> m_provider;
     qint64 m_featureCount = 0;

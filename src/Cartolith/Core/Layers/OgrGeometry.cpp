@@ -6,6 +6,8 @@
 
 #include <QByteArray>
 
+#include <algorithm>
+#include <cmath>
 #include <exception>
 #include <utility>
 
@@ -49,7 +51,8 @@ public:
         switch (wkbFlatten(geometry.getGeometryType())) {
         case wkbPoint: {
             const OGRPoint& point = *geometry.toPoint();
-            m_result.shapes.push_back(std::make_unique<GisShapePoint>(point.getX(), point.getY()));
+            keep(std::make_unique<GisShapePoint>(point.getX(), point.getY()),
+                 std::isfinite(point.getX()) && std::isfinite(point.getY()));
             break;
         }
         case wkbLineString:
@@ -67,18 +70,43 @@ public:
     }
 
     OgrShapes finish() {
-        if (m_line != nullptr) {
-            m_result.shapes.push_back(std::move(m_line));
-        }
-        if (m_polygon != nullptr) {
-            m_result.shapes.push_back(std::move(m_polygon));
-        }
+        keepParts(m_line);
+        keepParts(m_polygon);
         return std::move(m_result);
     }
 
-    void complain(const QString& problem) { m_result.problem = problem; }
+    /// The first complaint is the one told.
+    void complain(const QString& problem) {
+        if (m_result.problem.isEmpty()) {
+            m_result.problem = problem;
+        }
+    }
 
 private:
+    /// One infinite coordinate would make the extent of the whole layer useless.
+    void keep(std::unique_ptr<GisShape> shape, bool isFinite) {
+        if (!isFinite) {
+            complain(QStringLiteral("a coordinate that is not finite"));
+        } else if (shape->isEmpty()) {
+            complain(QStringLiteral("too few vertices"));
+        } else {
+            m_result.shapes.push_back(std::move(shape));
+        }
+    }
+
+    template <typename Shape>
+    void keepParts(std::unique_ptr<Shape>& shape) {
+        if (shape != nullptr) {
+            const auto& parts = std::as_const(*shape).parts();
+            const bool isFinite = std::all_of(parts.begin(), parts.end(), [](const auto& part) {
+                return std::all_of(part.begin(), part.end(), [](const GisShapePoint& vertex) {
+                    return std::isfinite(vertex.x()) && std::isfinite(vertex.y());
+                });
+            });
+            keep(std::move(shape), isFinite);
+        }
+    }
+
     /// Nesting is bounded: OGR's readers refuse geometries more than 32 levels deep.
     void takeMembers(OGRGeometry& geometry) {
         const OGRwkbGeometryType type = wkbFlatten(geometry.getGeometryType());
