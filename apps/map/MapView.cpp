@@ -1,6 +1,7 @@
 #include "MapView.h"
 
 #include <algorithm>
+#include <cmath>
 
 using Cartolith::Core::Shapes::GisExtent;
 
@@ -11,6 +12,12 @@ MapView::MapView(const GisExtent& extent, const QRectF& frame)
     if (!(m_unitsPerPixel > 0.0)) {
         m_unitsPerPixel = 1.0 / std::max(frame.width(), 1.0); // a single place: show one unit around it
     }
+}
+
+bool MapView::isUsable() const {
+    const GisExtent visible = visibleExtent();
+    return std::isfinite(visible.width()) && std::isfinite(visible.height()) && visible.width() > 0.0 &&
+           visible.height() > 0.0;
 }
 
 GisExtent MapView::visibleExtent() const {

@@ -13,6 +13,9 @@ public:
     /// beside it shows more of the map. An extent without width or height is given some.
     MapView(const Cartolith::Core::Shapes::GisExtent& extent, const QRectF& frame);
 
+    /// False when the extent is so large, or so far away, that no scale can be computed for it.
+    bool isUsable() const;
+
     const QRectF& frame() const { return m_frame; }
     double unitsPerPixel() const { return m_unitsPerPixel; }
 

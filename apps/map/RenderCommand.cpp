@@ -193,7 +193,12 @@ int Commands::render(const QStringList& arguments) {
     layer.buildSpatialIndex();
     log.done("index", QStringLiteral("built over %1 shapes").arg(layer.count()));
 
-    const MapSheet sheet(options.sheet, options.extent.isEmpty() ? layer.extent() : options.extent, system);
+    const GisExtent extent = options.extent.isEmpty() ? layer.extent() : options.extent;
+    const MapSheet sheet(options.sheet, extent, system);
+    if (!sheet.view().isUsable()) {
+        throw std::runtime_error(
+            QStringLiteral("the extent %1 cannot be drawn").arg(extent.toString()).toStdString());
+    }
     const QList<GisShape*> shapes = MapPainter::visibleShapes(layer, sheet.view());
     log.done("query", QStringLiteral("%1 shapes in the visible extent %2")
                           .arg(QString::number(shapes.size()), sheet.view().visibleExtent().toString()));

@@ -141,6 +141,14 @@ private:
             visitor.tested(index * 16, may, query.doMeet(bounds));
             return;
         }
+        // All of them at once, instead of one after the other as the branches below get there.
+        for (unsigned int ahead = may; ahead != 0; ahead &= ahead - 1) {
+            const auto* next = reinterpret_cast<const char*>(
+                &block(level - 1, index * 16 + static_cast<unsigned int>(std::countr_zero(ahead))));
+            for (std::size_t line = 0; line < sizeof(BoundsBlock); line += 64) {
+                _mm_prefetch(next + line, _MM_HINT_T0);
+            }
+        }
         const unsigned int inside = query.areInside(bounds);
         for (; may != 0; may &= may - 1) {
             const auto place = static_cast<unsigned int>(std::countr_zero(may));

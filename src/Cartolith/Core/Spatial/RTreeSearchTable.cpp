@@ -1,4 +1,6 @@
+#include <Cartolith/Core/Spatial/RTreeHitMarksInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSearchTableInternal.h>
+#include <Cartolith/Core/Spatial/RTreeTraversalInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -175,26 +177,6 @@ void RTreeSearchTable::fillTop() {
         m_top.setEntry(i, m_slices[i].isPlain ? everything : m_slices[i].bounds.bounds());
     }
     m_top.finish();
-}
-
-bool RTreeSearchTable::meets(const RTreeNode& root, const Slice& slice, std::size_t place,
-                             const GisExtent& query) {
-    const auto behind = std::upper_bound(slice.childStarts.begin(), slice.childStarts.end(), place);
-    const qsizetype child = behind - slice.childStarts.begin() - 1;
-    auto index = static_cast<qsizetype>(place - *std::prev(behind));
-    bool result = false;
-    visitLeaves(
-        root.children()[slice.firstChild + child],
-        [&index](const RTreeNode&, qsizetype) { return index >= 0; },
-        [&](const RTreeNode& leaf) {
-            if (index >= 0 && index < leaf.items().size()) {
-                result =
-                    RTreeSpatialIndex::intersectsFast(leaf.itemXMin()[index], leaf.itemYMin()[index],
-                                                      leaf.itemXMax()[index], leaf.itemYMax()[index], query);
-            }
-            index -= leaf.items().size();
-        });
-    return result;
 }
 
 } // namespace Cartolith::Core::Spatial::RTree

@@ -2,14 +2,13 @@
 
 #include <Cartolith/Core/Spatial/RTreeBoundsInternal.h>
 #include <Cartolith/Core/Spatial/RTreeBuildStrategy.h>
-#include <Cartolith/Core/Spatial/RTreeHitMarksInternal.h>
 #include <Cartolith/Core/Spatial/RTreeNode.h>
-#include <Cartolith/Core/Spatial/RTreeResultWriterInternal.h>
-#include <Cartolith/Core/Spatial/RTreeTraversalInternal.h>
 
 #include <vector>
 
 namespace Cartolith::Core::Spatial::RTree {
+
+class ResultWriter;
 
 /// What makes searching a wide root quick: everything below it once more, arranged for skipping.
 ///
@@ -34,8 +33,7 @@ public:
     bool isOutgrown() const noexcept { return m_addedCount > m_itemCount; }
 
     /// Appends what a traversal from the root finds, in the same order. The query is not empty.
-    template <typename Result>
-    void search(const RTreeNode& root, const Shapes::GisExtent& query, ResultWriter<Result>& writer) const;
+    void search(const RTreeNode& root, const Shapes::GisExtent& query, ResultWriter& writer) const;
 
 private:
     struct Slice {
@@ -56,9 +54,7 @@ private:
         std::vector<quint32> childStarts;
     };
 
-    template <typename Result>
     struct TableVisitor;
-    template <typename Result>
     struct OrderedVisitor;
     struct MarkingVisitor;
 
@@ -78,122 +74,5 @@ private:
     // Over the slices.
     BoundsTree m_top;
 };
-
-/// For a slice whose entries are in result order.
-template <typename Result>
-struct RTreeSearchTable::OrderedVisitor {
-    const RTreeNode& root;
-    const Slice& slice;
-    const Shapes::GisExtent& query;
-    ResultWriter<Result>& writer;
-
-    void inside(std::size_t first, std::size_t last) { writer.append(&slice.shapes[first], last - first); }
-    void tested(std::size_t first, unsigned int may, unsigned int surely) {
-        Result* out = writer.room(16);
-        for (; may != 0; may &= may - 1) {
-            const auto bit = static_cast<unsigned int>(std::countr_zero(may));
-            if ((surely >> bit & 1U) != 0 || meets(root, slice, first + bit, query)) {
-                *out++ = ResultWriter<Result>::convert(slice.shapes[first + bit]);
-            }
-        }
-        writer.commit(out);
-    }
-};
-
-/// For a slice whose entries are in another order.
-struct RTreeSearchTable::MarkingVisitor {
-    const RTreeNode& root;
-    const Slice& slice;
-    const Shapes::GisExtent& query;
-    HitMarks& marks;
-    // Consecutive entries inside the query, not marked yet.
-    std::size_t insideFirst = 0;
-    std::size_t insideLast = 0;
-
-    void inside(std::size_t first, std::size_t last) {
-        if (first != insideLast) {
-            markInside();
-            insideFirst = first;
-        }
-        insideLast = last;
-    }
-    void tested(std::size_t first, unsigned int may, unsigned int surely) {
-        for (; may != 0; may &= may - 1) {
-            const auto bit = static_cast<unsigned int>(std::countr_zero(may));
-            const std::size_t entry = first + bit;
-            if ((surely >> bit & 1U) != 0 || meets(root, slice, slice.places[entry], query)) {
-                marks.mark(slice.places[entry], slice.shapes[entry]);
-            }
-        }
-    }
-    void markInside() {
-        // Comparing all ranks pays from about this share on.
-        if ((insideLast - insideFirst) * 8 > slice.shapes.size()) {
-            marks.markRanks(slice.ranks.data(), slice.ranks.size() / 64, insideFirst, insideLast);
-            return;
-        }
-        for (std::size_t entry = insideFirst; entry < insideLast; ++entry) {
-            marks.mark(slice.places[entry], slice.shapes[entry]);
-        }
-    }
-};
-
-template <typename Result>
-struct RTreeSearchTable::TableVisitor {
-    const RTreeSearchTable& table;
-    const RTreeNode& root;
-    const Shapes::GisExtent& query;
-    const BlockQuery& blockQuery;
-    ResultWriter<Result>& writer;
-    HitMarks marks;
-
-    void inside(std::size_t first, std::size_t last) {
-        for (std::size_t i = first; i < last; ++i) {
-            const Slice& slice = table.m_slices[i];
-            if (table.m_isOrdered) {
-                writer.append(slice.shapes.data(), slice.shapes.size());
-                continue;
-            }
-            Result* out = writer.room(static_cast<qsizetype>(slice.shapes.size()));
-            for (std::size_t place = 0; place < slice.shapes.size(); ++place) {
-                *out++ = ResultWriter<Result>::convert(slice.shapes[slice.ranks[place]]);
-            }
-            writer.commit(out);
-        }
-    }
-    void tested(std::size_t first, unsigned int may, unsigned int) {
-        for (; may != 0; may &= may - 1) {
-            searchSlice(table.m_slices[first + static_cast<unsigned int>(std::countr_zero(may))]);
-        }
-    }
-
-    void searchSlice(const Slice& slice) {
-        if (slice.isPlain) {
-            for (qsizetype i = 0; i < slice.childCount; ++i) {
-                visitHits(root.children()[slice.firstChild + i], query,
-                          [this](Shapes::GisShape* shape) { writer.append(shape); });
-            }
-        } else if (table.m_isOrdered) {
-            OrderedVisitor<Result> visitor{root, slice, query, writer};
-            slice.bounds.visit(blockQuery, visitor);
-        } else {
-            MarkingVisitor visitor{root, slice, query, marks};
-            slice.bounds.visit(blockQuery, visitor);
-            visitor.markInside();
-            marks.read(slice.shapes.data(), slice.ranks.data(), slice.ranks.size() / 64, writer);
-        }
-    }
-};
-
-template <typename Result>
-void RTreeSearchTable::search(const RTreeNode& root, const Shapes::GisExtent& query,
-                              ResultWriter<Result>& writer) const {
-    if (!RTreeSpatialIndex::intersects(root.extent(), query)) {
-        return;
-    }
-    const BlockQuery blockQuery(m_origin.round(query));
-    TableVisitor<Result> visitor{*this, root, query, blockQuery, writer, {}};
-    m_top.visit(blockQuery, visitor);
-}
 
 } // namespace Cartolith::Core::Spatial::RTree

@@ -1,8 +1,10 @@
 #include <Cartolith/Core/Shapes/GisShape.h>
 #include <Cartolith/Core/Spatial/RTreeNode.h>
 #include <Cartolith/Core/Spatial/RTreeOrderInternal.h>
+#include <Cartolith/Core/Spatial/RTreeResultWriterInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSearchTableInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
+#include <Cartolith/Core/Spatial/RTreeTraversalInternal.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -119,14 +121,20 @@ void RTreeSpatialIndex::makeTable() {
     m_table = m_root->isLeaf() ? nullptr : std::make_unique<RTreeSearchTable>(*m_root, m_strategy);
 }
 
-template <typename Result>
-int RTreeSpatialIndex::append(const GisExtent& extent, QList<Result>& results) const {
+QList<GisShape*> RTreeSpatialIndex::search(const GisExtent& extent) const {
+    QList<GisShape*> results;
+    results.reserve(64);
+    search(extent, results);
+    return results;
+}
+
+int RTreeSpatialIndex::search(const GisExtent& extent, QList<GisShape*>& results) const {
     if (!m_root || extent.isEmpty()) {
         return 0;
     }
     const qsizetype before = results.size();
     {
-        ResultWriter<Result> writer(results);
+        ResultWriter writer(results);
         if (m_table) {
             m_table->search(*m_root, extent, writer);
         } else {
@@ -136,26 +144,19 @@ int RTreeSpatialIndex::append(const GisExtent& extent, QList<Result>& results) c
     return static_cast<int>(results.size() - before);
 }
 
-QList<GisShape*> RTreeSpatialIndex::search(const GisExtent& extent) const {
-    QList<GisShape*> results;
-    results.reserve(64);
-    search(extent, results);
-    return results;
-}
-
-int RTreeSpatialIndex::search(const GisExtent& extent, QList<GisShape*>& results) const {
-    return append(extent, results);
-}
-
 QList<int> RTreeSpatialIndex::searchShapeIds(const GisExtent& extent) const {
     QList<int> ids;
-    ids.reserve(64);
     searchShapeIds(extent, ids);
     return ids;
 }
 
 int RTreeSpatialIndex::searchShapeIds(const GisExtent& extent, QList<int>& ids) const {
-    return append(extent, ids);
+    const QList<GisShape*> shapes = search(extent);
+    ids.reserve(ids.size() + shapes.size());
+    for (const GisShape* shape : shapes) {
+        ids.append(shape->id());
+    }
+    return static_cast<int>(shapes.size());
 }
 
 double RTreeSpatialIndex::area(const GisExtent& extent) {

@@ -94,8 +94,6 @@ private:
     // Returns the index of the root's child that took the item; 0 when the root is a leaf.
     qsizetype insert(RTreeNode& root, const SpatialIndexItem& item) const;
     void makeTable();
-    template <typename Result>
-    int append(const Shapes::GisExtent& extent, QList<Result>& results) const;
 
     int m_maxItemsPerNode;
     RTreeBuildStrategy m_strategy;
