@@ -31,10 +31,10 @@ qsizetype itemCount(const RTreeNode& node) {
 // for a query as wide as high.
 std::size_t sliceSize(std::size_t items, const GisExtent& extent, bool isOrdered) {
     constexpr std::size_t least = 128;
-    constexpr std::size_t most = 4096;
+    constexpr std::size_t most = 6144;
     const double along = std::max(extent.width(), extent.height());
     const double across = isOrdered ? along : std::min(extent.width(), extent.height());
-    const double size = std::sqrt(static_cast<double>(items) * 16.0 * (across / along));
+    const double size = std::sqrt(static_cast<double>(items) * 64.0 * (across / along));
     return size < static_cast<double>(most) ? std::max(static_cast<std::size_t>(size), least) : most;
 }
 
