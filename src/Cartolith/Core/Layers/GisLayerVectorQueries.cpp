@@ -7,7 +7,6 @@
 #include <Cartolith/Core/Spatial/QuadTreeSpatialIndex.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
-#include <ranges>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -127,7 +126,8 @@ GisShape* GisLayerVector::findShapeAt(const GisShapePoint& point, double toleran
     } else {
         candidates = rawShapes();
     }
-    for (GisShape* shape : std::as_const(candidates) | std::views::reverse) {
+    for (auto it = candidates.crbegin(); it != candidates.crend(); ++it) {
+        GisShape* const shape = *it;
         if (shape->extent().inflate(tolerance, tolerance).contains(point) &&
             shape->contains(point, tolerance)) {
             return shape;

@@ -217,7 +217,7 @@ void RTreeSpatialIndex::rotateHilbert(quint32 n, quint32& x, quint32& y, quint32
 
 quint64 RTreeSpatialIndex::hilbertIndex(quint32 x, quint32 y, int order) {
     quint64 distance = 0;
-    for (quint32 s = static_cast<quint32>((quint64{1} << order) / 2); s > 0; s /= 2) {
+    for (auto s = static_cast<quint32>((quint64{1} << order) / 2); s > 0; s /= 2) {
         const quint32 rx = (x & s) != 0 ? 1 : 0;
         const quint32 ry = (y & s) != 0 ? 1 : 0;
         distance += quint64{s} * s * ((3 * rx) ^ ry);
