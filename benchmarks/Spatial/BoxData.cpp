@@ -1,14 +1,12 @@
 #include "BoxData.h"
 
-#include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
+#include "../../tests/Spatial/CountyBoxes.h"
 
-#include <gdal_priv.h>
-#include <ogrsf_frmts.h>
+#include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
 #include <algorithm>
 #include <cmath>
 #include <random>
-#include <stdexcept>
 #include <utility>
 
 using Cartolith::Core::Shapes::GisExtent;
@@ -71,19 +69,7 @@ BoxData BoxData::clustered(int count) {
 }
 
 BoxData BoxData::counties() {
-    GDALAllRegister();
-    const GDALDatasetUniquePtr dataset(
-        GDALDataset::Open(CARTOLITH_DATA_DIR "/us-counties.gpkg", GDAL_OF_VECTOR));
-    if (!dataset) {
-        throw std::runtime_error("cannot open the counties");
-    }
-    std::vector<GisExtent> boxes;
-    for (const OGRFeatureUniquePtr& feature : *dataset->GetLayer(0)) {
-        OGREnvelope envelope;
-        feature->GetGeometryRef()->getEnvelope(&envelope);
-        boxes.emplace_back(envelope.MinX, envelope.MinY, envelope.MaxX, envelope.MaxY);
-    }
-    return {"counties", std::move(boxes)};
+    return {"counties", countyBoxes()};
 }
 
 std::vector<GisExtent> BoxData::windows(double hits) const {

@@ -7,15 +7,11 @@
 #include <QString>
 #include <gtest/gtest.h>
 
-#include <limits>
-
 namespace {
 
 using Cartolith::Core::Shapes::GisExtent;
 using Cartolith::Core::Spatial::QuadTree::QuadTreeSpatialIndex;
 using Node = QuadTreeSpatialIndex::Node;
-
-constexpr double infinity = std::numeric_limits<double>::infinity();
 
 // The quadrants from the root down to the deepest node of a tree that is a chain, and how many items it
 // holds.
@@ -101,21 +97,6 @@ TEST(QuadTree, QuadrantsShareTheirEdgesAndTheLowerLeftOneWins) {
         EXPECT_EQ(QuadTreeSpatialIndex::childIndexContaining(square, row.item), row.quadrant)
             << row.item.toString().toStdString();
     }
-}
-
-TEST(QuadTree, PaddingIsRelativeToTheLongerSide) {
-    struct Row {
-        GisExtent extent;
-        double padding;
-    };
-    for (const Row& row : {Row{{0, 0, 0, 0}, 1e-9},
-                           {{0, 0, 0.5, 0.1}, 1e-9},
-                           {{0, 0, 1, 2000}, 1e-9 * 2000},
-                           {{0, 0, infinity, 1}, infinity}}) {
-        EXPECT_EQ(QuadTreeSpatialIndex::padExtent(row.extent).xMin(), -row.padding);
-        EXPECT_EQ(QuadTreeSpatialIndex::padExtent(row.extent).yMax(), row.extent.yMax() + row.padding);
-    }
-    EXPECT_TRUE(QuadTreeSpatialIndex::padExtent({}).isEmpty());
 }
 
 } // namespace

@@ -101,12 +101,6 @@ TEST(RTree, InsertionSplitsLeavesInPlaceAndDescendsByLeastEnlargement) {
     EXPECT_THAT(leafSizes(*index.root()), ElementsAre(-1, 2));
     EXPECT_THAT(leafSizes(index.root()->children()[0]), ElementsAre(4, 1));
     checkInvariants(*index.root());
-
-    RTreeNode tie;
-    RTreeNode child;
-    child.setExtent({0, 0, 1, 1});
-    tie.setChildren({child, child});
-    EXPECT_EQ(RTreeSpatialIndex::chooseBestChild(tie, {5, 5, 6, 6}), 0);
 }
 
 // Insertions into the same place nest a leaf in a leaf each time; a recursion of that depth would not fit the

@@ -1,12 +1,10 @@
 #include "TestData.h"
 
-#include <gdal_priv.h>
-#include <ogrsf_frmts.h>
+#include "CountyBoxes.h"
 
 #include <algorithm>
 #include <cstdlib>
 #include <limits>
-#include <stdexcept>
 
 namespace test {
 
@@ -33,22 +31,6 @@ double real(std::mt19937& random, double low, double high) {
 
 GisExtent box(std::mt19937& random, double x, double y, double side) {
     return {x, y, x + real(random, 0, side), y + real(random, 0, side)};
-}
-
-DataSet counties() {
-    GDALAllRegister();
-    const GDALDatasetUniquePtr dataset(
-        GDALDataset::Open(CARTOLITH_DATA_DIR "/us-counties.gpkg", GDAL_OF_VECTOR));
-    if (!dataset) {
-        throw std::runtime_error("us-counties.gpkg cannot be opened");
-    }
-    DataSet data{"Counties", {}};
-    for (const OGRFeatureUniquePtr& feature : *dataset->GetLayer(0)) {
-        OGREnvelope envelope;
-        feature->GetGeometryRef()->getEnvelope(&envelope);
-        data.extents.emplace_back(envelope.MinX, envelope.MinY, envelope.MaxX, envelope.MaxY);
-    }
-    return data;
 }
 
 std::vector<DataSet> makeDataSets() {
@@ -96,7 +78,7 @@ std::vector<DataSet> makeDataSets() {
                      return r() % 5 == 0 ? GisExtent(nan, 1, 2, r() % 2 == 0 ? 3 : nan)
                                          : box(r, real(r, 0, 1), real(r, 0, 1), 0.1);
                  }),
-        counties(),
+        {"Counties", countyBoxes()},
     };
 }
 

@@ -103,6 +103,7 @@ public:
     RoundedBounds bounds() const noexcept;
 
     /// Visits, in ascending order, what may meet the query. The visitor gets
+    /// `expect(first)` some time before the entries from `first` on may be asked about,
     /// `inside(first, last)` for consecutive entries that all lie inside the query, and
     /// `tested(first, may, do)` for up to sixteen entries from `first` on, of which bit by bit some may meet
     /// it and some do.
@@ -143,10 +144,13 @@ private:
         }
         // All of them at once, instead of one after the other as the branches below get there.
         for (unsigned int ahead = may; ahead != 0; ahead &= ahead - 1) {
-            const auto* next = reinterpret_cast<const char*>(
-                &block(level - 1, index * 16 + static_cast<unsigned int>(std::countr_zero(ahead))));
+            const std::size_t child = index * 16 + static_cast<unsigned int>(std::countr_zero(ahead));
+            const auto* next = reinterpret_cast<const char*>(&block(level - 1, child));
             for (std::size_t line = 0; line < sizeof(BoundsBlock); line += 64) {
                 _mm_prefetch(next + line, _MM_HINT_T0);
+            }
+            if (level == 1) {
+                visitor.expect(child * 16);
             }
         }
         const unsigned int inside = query.areInside(bounds);

@@ -11,6 +11,16 @@ namespace Cartolith::Core::Spatial::RTree {
 using Shapes::GisExtent;
 using Shapes::GisShape;
 
+namespace {
+
+// The two cache lines from here on.
+void prefetch(const void* address) {
+    _mm_prefetch(static_cast<const char*>(address), _MM_HINT_T0);
+    _mm_prefetch(static_cast<const char*>(address) + 64, _MM_HINT_T0);
+}
+
+} // namespace
+
 /// For a slice whose entries are in result order.
 struct RTreeSearchTable::OrderedVisitor {
     const RTreeNode& root;
@@ -18,6 +28,7 @@ struct RTreeSearchTable::OrderedVisitor {
     const GisExtent& query;
     ResultWriter& writer;
 
+    void expect(std::size_t first) const { prefetch(&slice.shapes[first]); }
     void inside(std::size_t first, std::size_t last) { writer.append(&slice.shapes[first], last - first); }
     void tested(std::size_t first, unsigned int may, unsigned int surely) {
         GisShape** out = writer.room(16);
@@ -42,6 +53,10 @@ struct RTreeSearchTable::MarkingVisitor {
     std::size_t insideLast = 0;
     std::size_t count = 0;
 
+    void expect(std::size_t first) const {
+        prefetch(&slice.shapes[first]);
+        prefetch(&slice.places[first]);
+    }
     void inside(std::size_t first, std::size_t last) {
         if (first != insideLast) {
             markInside();
@@ -82,6 +97,7 @@ struct RTreeSearchTable::TableVisitor {
     ResultWriter& writer;
     HitMarks marks;
 
+    void expect(std::size_t first) const { prefetch(&table.m_slices[first]); }
     void inside(std::size_t first, std::size_t last) {
         for (std::size_t i = first; i < last; ++i) {
             const Slice& slice = table.m_slices[i];
