@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Spatial/IndexItemsInternal.h>
 #include <Cartolith/Core/Spatial/LinearSpatialIndex.h>
 
 #include <stdexcept>
@@ -21,17 +22,7 @@ void LinearSpatialIndex::insert(GisShape* shape) {
 }
 
 void LinearSpatialIndex::build(const QList<GisShape*>& shapes) {
-    clear();
-    m_items.reserve(shapes.size());
-    for (GisShape* shape : shapes) {
-        if (!shape) {
-            continue;
-        }
-        const GisExtent extent = shape->extent();
-        if (!extent.isEmpty()) {
-            m_items.emplaceBack(shape, extent);
-        }
-    }
+    m_items = Internal::itemsOf(shapes);
     m_built = true;
 }
 

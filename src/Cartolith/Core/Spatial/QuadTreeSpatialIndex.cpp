@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Spatial/IndexItemsInternal.h>
 #include <Cartolith/Core/Spatial/QuadTreeSpatialIndex.h>
 
 #include <algorithm>
@@ -83,17 +84,7 @@ void QuadTreeSpatialIndex::insert(GisShape* shape) {
 
 void QuadTreeSpatialIndex::build(const QList<GisShape*>& shapes) {
     clear();
-    QList<SpatialIndexItem> items;
-    items.reserve(shapes.size());
-    for (GisShape* shape : shapes) {
-        if (!shape) {
-            continue;
-        }
-        const GisExtent extent = shape->extent();
-        if (!extent.isEmpty()) {
-            items.emplaceBack(shape, extent);
-        }
-    }
+    const QList<SpatialIndexItem> items = Internal::itemsOf(shapes);
     if (!items.isEmpty()) {
         m_root = buildNode(padExtent(calculateExtent(items)), items, 0);
     }

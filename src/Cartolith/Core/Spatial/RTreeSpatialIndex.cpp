@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Spatial/IndexItemsInternal.h>
 #include <Cartolith/Core/Spatial/RTreeNode.h>
 #include <Cartolith/Core/Spatial/RTreeOrderInternal.h>
 #include <Cartolith/Core/Spatial/RTreeResultWriterInternal.h>
@@ -101,17 +102,7 @@ qsizetype RTreeSpatialIndex::insert(RTreeNode& root, const SpatialIndexItem& ite
 
 void RTreeSpatialIndex::build(const QList<GisShape*>& shapes) {
     clear();
-    QList<SpatialIndexItem> items;
-    items.reserve(shapes.size());
-    for (GisShape* shape : shapes) {
-        if (!shape) {
-            continue;
-        }
-        const GisExtent extent = shape->extent();
-        if (!extent.isEmpty()) {
-            items.emplaceBack(shape, extent);
-        }
-    }
+    const QList<SpatialIndexItem> items = Internal::itemsOf(shapes);
     m_root = std::make_unique<RTreeNode>(buildNode(items));
     makeTable();
     m_built = true;
