@@ -36,7 +36,8 @@ public:
     static std::unique_ptr<Shapes::GisShape> read(const QString& wkt);
 
     /// These do not look at the keyword: they read any text of the right structure. Text that ends in "EMPTY"
-    /// gives a shape without parts, or an error for a point.
+    /// gives a shape without parts, or for a point the error "POINT EMPTY is not supported because
+    /// GisShapePoint requires a point."
     static Shapes::GisShapePoint readPoint(const QString& wkt);
     static Shapes::GisShapePolyline readLineString(const QString& wkt);
     static Shapes::GisShapePolyline readMultiLineString(const QString& wkt);

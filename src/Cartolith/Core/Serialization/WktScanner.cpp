@@ -105,7 +105,9 @@ QStringView scanPoints(QStringView text, QList<GisShapePoint>& points) {
     const char* const begin = latin1.cbegin();
     const char* const end = latin1.cend();
     // A vertex needs four characters, "1 2,": a text of mere commas must not claim memory for vertices.
-    points.reserve(points.size() + std::min(latin1.count(','), latin1.size() / 4) + 1);
+    // Beyond some size growing costs little beside reading.
+    constexpr qsizetype most = 4096;
+    points.reserve(std::min({latin1.count(','), latin1.size() / 4, most}) + 1);
     for (const char* at = begin; at != end;) {
         if (*at == ',') {
             ++at;

@@ -23,7 +23,8 @@ public:
     /// The empty extent.
     GisExtent() noexcept = default;
 
-    /// The rectangle spanned by two opposite corners, given in any order.
+    /// The rectangle spanned by two opposite corners, given in any order. A NaN in the second corner is
+    /// passed over; one in the first makes the extent empty.
     GisExtent(double x1, double y1, double x2, double y2) noexcept
         : m_xMin(x2 < x1 ? x2 : x1), m_yMin(y2 < y1 ? y2 : y1), m_xMax(x2 > x1 ? x2 : x1),
           m_yMax(y2 > y1 ? y2 : y1) {}

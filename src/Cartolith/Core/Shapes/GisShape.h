@@ -24,7 +24,8 @@ namespace Cartolith::Core::Shapes {
 /// not possible, use clone(). A shape is used by one thread at a time; const members do not change it.
 class CARTOLITH_CORE_EXPORT GisShape {
 public:
-    /// The bounding box of all vertices; empty when there are none.
+    /// The bounding box of all vertices; empty when there are none. NaN coordinates of lines and polygons are
+    /// passed over, so that a shape of nothing else has the largest box there is.
     virtual GisExtent extent() const = 0;
 
     /// True when there is nothing to draw or measure; each class says what that means for it.
@@ -41,16 +42,16 @@ public:
     /// A deep copy with the same id and attributes. The base implementation returns simplify(0.0).
     virtual std::unique_ptr<GisShape> clone() const;
 
-    /// A copy with fewer vertices, none of the dropped ones farther than the tolerance (in coordinate units)
-    /// from what remains; null where the class has no simplification. A tolerance of 0 or less drops no
-    /// vertex.
+    /// A copy with fewer vertices, simplified part by part: within a part, no dropped vertex is farther than
+    /// the tolerance (in coordinate units) from what remains. Parts that cannot be drawn are dropped whole,
+    /// at any tolerance. Null where the class has no simplification.
     virtual std::unique_ptr<GisShape> simplify(double tolerance) const;
 
     /// The geometry as two-dimensional WKT, in the C locale.
     virtual QString toWkt() const = 0;
 
     /// Replaces the geometry by what the text says; id and attributes stay. On a throw the shape is
-    /// unchanged. \throws std::invalid_argument, std::runtime_error with the messages of GisWktReader
+    /// unchanged. \throws std::runtime_error with the messages of GisWktReader
     virtual void fromWkt(const QString& wkt) = 0;
 
     /// The geometry as little-endian OGC WKB.

@@ -38,7 +38,7 @@ public:
     GisShapePoint labelPoint() const;
 
     /// Of an 11 by 11 grid over the extent, the point inside the area that is farthest from the boundary; the
-    /// empty point when none is inside. 121 passes over the vertices.
+    /// empty point when none is inside. Some 300 passes over the vertices.
     GisShapePoint findInteriorPoint() const;
 
     /// The distance to the nearest segment of any ring; DBL_MAX when there is none.

@@ -63,7 +63,7 @@ void GisShapePolyline::simplifyDouglasPeucker(const QList<GisShapePoint>& points
 }
 
 QList<GisShapePoint> GisShapePolyline::simplifyPart(const QList<GisShapePoint>& points, double tolerance) {
-    if (points.size() < 3 || !(tolerance > 0.0)) {
+    if (points.size() < 3 || tolerance <= 0.0) {
         return points;
     }
     QList<bool> keep(points.size(), false);

@@ -14,7 +14,8 @@ namespace Cartolith::Core::Spatial::RTree {
 /// them. The list has its true length again when the writer is gone.
 class ResultWriter {
 public:
-    explicit ResultWriter(QList<Shapes::GisShape*>& results) : m_results(results), m_used(results.size()) {}
+    explicit ResultWriter(QList<Shapes::GisShape*>& results)
+        : m_results(results), m_before(results.size()), m_used(m_before) {}
     ResultWriter(const ResultWriter&) = delete;
     ResultWriter& operator=(const ResultWriter&) = delete;
     ~ResultWriter() { m_results.resize(m_used); }
@@ -23,8 +24,10 @@ public:
     Shapes::GisShape** room(std::size_t count) {
         const qsizetype needed = m_used + static_cast<qsizetype>(count);
         if (m_results.size() < needed) {
-            // Some more than asked for, to come here rarely, but nothing that would allocate needlessly.
-            m_results.resize(std::max(needed, std::min(m_results.capacity(), needed + 32 + m_used / 2)));
+            // Some more than asked for, to come here rarely, but nothing that would allocate needlessly, and
+            // in proportion to this search alone: the list may hold the results of many others.
+            const qsizetype more = 32 + (m_used - m_before) / 2;
+            m_results.resize(std::max(needed, std::min(m_results.capacity(), needed + more)));
         }
         return m_results.data() + m_used;
     }
@@ -37,6 +40,7 @@ public:
 
 private:
     QList<Shapes::GisShape*>& m_results;
+    qsizetype m_before;
     qsizetype m_used;
 };
 

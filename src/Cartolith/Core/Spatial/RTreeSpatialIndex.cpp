@@ -143,7 +143,6 @@ QList<int> RTreeSpatialIndex::searchShapeIds(const GisExtent& extent) const {
 
 int RTreeSpatialIndex::searchShapeIds(const GisExtent& extent, QList<int>& ids) const {
     const QList<GisShape*> shapes = search(extent);
-    ids.reserve(ids.size() + shapes.size());
     for (const GisShape* shape : shapes) {
         ids.append(shape->id());
     }
@@ -178,7 +177,9 @@ bool RTreeSpatialIndex::intersectsFast(double xMin, double yMin, double xMax, do
 GisExtent RTreeSpatialIndex::calculateExtent(const QList<SpatialIndexItem>& items) {
     GisExtent extent;
     for (const SpatialIndexItem& item : items) {
-        extent = extent.expand(item.extent());
+        if (const GisExtent next = item.extent(); !next.isEmpty()) {
+            extent = extent.expand(next);
+        }
     }
     return extent;
 }
@@ -186,7 +187,9 @@ GisExtent RTreeSpatialIndex::calculateExtent(const QList<SpatialIndexItem>& item
 GisExtent RTreeSpatialIndex::calculateExtent(const QList<GisExtent>& extents) {
     GisExtent extent;
     for (const GisExtent& next : extents) {
-        extent = extent.expand(next);
+        if (!next.isEmpty()) {
+            extent = extent.expand(next);
+        }
     }
     return extent;
 }

@@ -22,7 +22,9 @@ class RTreeSearchTable;
 /// order is not fixed.
 ///
 /// A search costs about the square root of the number of items plus the hits; build() is linear in practice;
-/// insert() is linear in the number of children of the nodes on its way. Infinite bounds are valid.
+/// insert() is linear in the number of children of the nodes on its way, and rearranges up to a few thousand
+/// items near the new one for searching; it is meant for a few shapes between builds. Equal points inserted
+/// one by one make a chain of nodes as long as their number, in quadratic time. Infinite bounds are valid.
 /// A shape with an empty extent is left out by build(), kept by insert() and never found.
 ///
 /// The packing follows Kamel and Faloutsos (1993), descent by least enlargement Guttman (1984).
