@@ -54,6 +54,18 @@ TEST(QuadTree, BulkBuildSplitsOnlyFullNodes) {
     EXPECT_EQ(chain(index), std::pair(QString(), qsizetype{70}));
 }
 
+TEST(QuadTree, ResultsComeByNodeThenByQuadrant) {
+    const test::Boxes boxes({GisExtent(8, 8, 9, 9), GisExtent(1, 8, 2, 9), GisExtent(4, 4, 6, 6),
+                             GisExtent(8, 1, 9, 2), GisExtent(1, 1, 2, 2)});
+    QuadTreeSpatialIndex index(1, 4);
+    index.build(boxes.pointers());
+    std::vector<int> ids;
+    for (const auto* shape : index.search(GisExtent(0, 0, 10, 10))) {
+        ids.push_back(shape->id());
+    }
+    EXPECT_EQ(ids, (std::vector<int>{2, 4, 3, 1, 0}));
+}
+
 TEST(QuadTree, IdenticalPointsSinkUntilTheCellIsTooSmall) {
     test::Boxes boxes(std::vector<GisExtent>(100, GisExtent(0, 0, 0, 0)));
     QuadTreeSpatialIndex index(64, 16);

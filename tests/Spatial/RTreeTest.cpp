@@ -125,6 +125,47 @@ TEST(RTree, DeepTreesDoNotExhaustTheStack) {
     EXPECT_FALSE(copy.isLeaf());
 }
 
+// Large enough for slices that a window covers wholly, and for groups of slices.
+TEST(RTree, AWideTreeGivesWhatAScanOfItsLeavesGives) {
+    std::vector<GisExtent> extents;
+    std::mt19937 random(test::seed());
+    std::uniform_real_distribution<double> place(0, 1000);
+    for (int i = 0; i < 80000; ++i) {
+        const double x = place(random);
+        const double y = place(random);
+        extents.emplace_back(x, y, x + 1, y + 1);
+    }
+    const test::Boxes boxes(extents);
+    for (const auto strategy : {RTreeBuildStrategy::SortAxis, RTreeBuildStrategy::Hilbert}) {
+        RTreeSpatialIndex index(64, strategy);
+        index.build(boxes.pointers());
+        for (const GisExtent& window : {GisExtent(100, 100, 900, 900), GisExtent(-1, -1, 2000, 500)}) {
+            QList<int> expected{-1};
+            for (const RTreeNode& leaf : index.root()->children()) {
+                for (const SpatialIndexItem& item : leaf.items()) {
+                    if (item.extent().intersects(window)) {
+                        expected.append(item.shape()->id());
+                    }
+                }
+            }
+            QList<int> ids{-1}; // what is there already stays
+            EXPECT_EQ(index.searchShapeIds(window, ids), expected.size() - 1);
+            EXPECT_TRUE(ids == expected) << "seed " << test::seed();
+        }
+    }
+}
+
+TEST(RTree, EmptyExtentsStayOutOfUnions) {
+    test::Boxes boxes;
+    RTreeSpatialIndex index(4, RTreeBuildStrategy::SortAxis);
+    for (const double x : {0.0, 1.0, 2.0, 3.0, std::nan("")}) {
+        index.insert(boxes.add(GisExtent(x, 5, x, 5)));
+        EXPECT_TRUE(index.isBuilt());
+    }
+    ASSERT_EQ(leafSizes(*index.root()), (std::vector<int>{4, 1}));
+    EXPECT_TRUE(std::isnan(index.root()->children()[1].extent().yMin()));
+}
+
 TEST(RTree, CopiesOfTheRootKeepTheirContents) {
     const test::DataSet& data = test::dataSets().front();
     const test::Boxes boxes(data.extents);
