@@ -78,11 +78,12 @@ void HitMarks::readKept(std::size_t count, ResultWriter& writer) const {
             const std::size_t word = first + static_cast<std::size_t>(std::countr_zero(used));
             GisShape* const* const shapes = &m_shapes[word * 64];
             quint64 bits = m_words[word];
-            const quint64 lowest = bits & (~bits + 1); // stands in when the batch has more room than hits
+            // Stands in when the batch has more room than hits: what was not marked was never written.
+            const quint64 highest = quint64{1} << (63 - std::countl_zero(bits));
             GisShape** const end = out + countBits(bits);
             do {
                 for (std::size_t i = 0; i < batch; ++i) {
-                    out[i] = shapes[std::countr_zero(bits != 0 ? bits : lowest)];
+                    out[i] = shapes[std::countr_zero(bits | highest)];
                     bits &= bits - 1;
                 }
                 out += batch;
