@@ -2,6 +2,7 @@
 
 #include "Graticule.h"
 
+#include <QFontMetrics>
 #include <QPainter>
 
 #include <optional>
@@ -87,13 +88,16 @@ QImage MapSheet::draw(const QList<Shapes::GisShape*>& shapes, const MapPainter::
         painter.setPen(QColor::fromRgba(ink));
         painter.setFont(fontOf(qMax(10, height / 26), true));
         painter.drawText(QRectF(frame.left(), 0, frame.width(), frame.top()), Qt::AlignCenter,
-                         m_options.title);
+                         painter.fontMetrics().elidedText(m_options.title, Qt::ElideRight,
+                                                          static_cast<int>(frame.width())));
     }
     if (!m_options.note.isEmpty()) {
         painter.setPen(QColor::fromRgba(faintInk));
         painter.setFont(fontOf(qMax(8, height / 60), false));
         painter.drawText(QRectF(frame.left(), frame.bottom(), frame.width(), height - frame.bottom()),
-                         Qt::AlignVCenter | Qt::AlignRight, m_options.note);
+                         Qt::AlignVCenter | Qt::AlignRight,
+                         painter.fontMetrics().elidedText(m_options.note, Qt::ElideRight,
+                                                          static_cast<int>(frame.width())));
     }
     return image;
 }

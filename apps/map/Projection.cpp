@@ -65,6 +65,10 @@ Projection::Result Projection::project(const Layers::GisLayerVector& source, con
     Result result;
     result.layer = Layers::GisLayerVector::createInMemory(source.name(), source.shapeType(), GisExtent());
     for (const auto& shape : source.items()) {
+        if (band && !shape->intersects(*band)) {
+            ++result.leftOut;
+            continue;
+        }
         try {
             if (band && reachesBeyond(shape->extent(), *band)) {
                 const auto cut = shape->clone();

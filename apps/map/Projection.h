@@ -20,7 +20,7 @@ namespace Projection {
 
 struct Result {
     std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> layer;
-    int leftOut = 0; ///< shapes the coordinate system has no value for
+    int leftOut = 0; ///< shapes outside the band, or for which the coordinate system has no value
 };
 
 /// A new layer with every shape of the source, ids in the source's order, in the named coordinate system.
