@@ -79,7 +79,7 @@ void HitMarks::readKept(std::size_t count, ResultWriter& writer) const {
             GisShape* const* const shapes = &m_shapes[word * 64];
             quint64 bits = m_words[word];
             // Stands in when the batch has more room than hits: what was not marked was never written.
-            const quint64 highest = quint64{1} << (63 - std::countl_zero(bits));
+            const quint64 highest = std::bit_floor(bits);
             GisShape** const end = out + countBits(bits);
             do {
                 for (std::size_t i = 0; i < batch; ++i) {
