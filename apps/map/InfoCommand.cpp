@@ -6,7 +6,7 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
-#include <Cartolith/Core/Layers/GisOgrProvider.h>
+#include <Cartolith/Core/Layers/GisLayerProvider.h>
 
 #include <QCommandLineParser>
 
@@ -77,7 +77,7 @@ int Commands::info(const QStringList& arguments) {
     openWithProgress(layer);
 
     print("file", file);
-    print("layers", Layers::Providers::GisOgrProvider::layerNames(file).join(QStringLiteral(", ")));
+    print("layers", layer.layerProvider()->contents().join(QStringLiteral(", ")));
     print("layer", layer.name());
     print("content", summary(layer));
     print("extent", bounds(layer.extent()));

@@ -9,7 +9,8 @@ MapView::MapView(const GisExtent& extent, const QRectF& frame)
     : m_frame(frame), m_centerX((extent.xMin() + extent.xMax()) * 0.5),
       m_centerY((extent.yMin() + extent.yMax()) * 0.5),
       m_unitsPerPixel(std::max(extent.width() / frame.width(), extent.height() / frame.height())) {
-    if (!(m_unitsPerPixel > 0.0)) {
+    constexpr double place = 1e-8; // the box of a single point is not quite without size
+    if (!(std::max(extent.width(), extent.height()) > place)) {
         m_unitsPerPixel = 1.0 / std::max(frame.width(), 1.0); // a single place: show one unit around it
     }
 }

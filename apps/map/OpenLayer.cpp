@@ -5,6 +5,8 @@
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 
+#include <QScopeGuard>
+
 using namespace Cartolith::Core;
 using Shapes::GisShapeType;
 
@@ -14,8 +16,8 @@ void openWithProgress(Layers::GisLayerOgrVector& layer) {
         bar.show(fraction);
         return true;
     });
+    const auto withoutBar = qScopeGuard([&layer] { layer.setProgressCallback({}); });
     layer.open();
-    layer.setProgressCallback({});
 }
 
 QString kindName(const Layers::GisLayerVector& layer) {

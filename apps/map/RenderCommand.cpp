@@ -216,12 +216,18 @@ int Commands::render(const QStringList& arguments) {
              QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
 
     for (const GisShapePoint& place : options.identify) {
-        const GisShapePoint here = Projection::fromLonLat(place, system.get());
-        const GisShape* found = layer.findShapeAt(here, 2.0 * sheet.view().unitsPerPixel());
-        log.done("identify",
-                 QStringLiteral("%1, %2: %3")
-                     .arg(QString::number(place.x()), QString::number(place.y()),
-                          found != nullptr ? describe(source, *found) : QStringLiteral("nothing here")));
+        QString answer = QStringLiteral("nothing here");
+        try {
+            const GisShapePoint here = Projection::fromLonLat(place, system.get());
+            if (const GisShape* found = layer.findShapeAt(here, 2.0 * sheet.view().unitsPerPixel())) {
+                answer = describe(source, *found);
+            }
+        } catch (const std::runtime_error&) {
+            answer = QStringLiteral("outside the map's coordinate system");
+        }
+        log.done(
+            "identify",
+            QStringLiteral("%1, %2: %3").arg(QString::number(place.x()), QString::number(place.y()), answer));
     }
     return 0;
 }

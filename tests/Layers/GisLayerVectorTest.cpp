@@ -117,6 +117,24 @@ TEST(GisLayerVector, FindsTheTopmostShapeWithAndWithoutAnIndex) {
     }
 }
 
+TEST(GisLayerVector, TheTopmostShapeWinsInEveryIndex) {
+    // More shapes than a leaf holds, the later ones farther left: the order of packing is not that of
+    // drawing.
+    const auto layer = layerOf({});
+    for (int i = 0; i < 200; ++i) {
+        const double x = 50.0 - i * 0.1;
+        Shapes::GisShapePolygon box;
+        box.parts().append({{x, 0}, {x + 100, 0}, {x + 100, 10}, {x, 10}, {x, 0}});
+        layer->addPolygon(box);
+    }
+    for (const auto type : {SpatialIndexType::Linear, SpatialIndexType::RTree, SpatialIndexType::RTreeHilbert,
+                            SpatialIndexType::QuadTree}) {
+        layer->setSpatialIndexType(type);
+        ASSERT_NE(layer->findShapeAt({60, 5}, 0), nullptr);
+        EXPECT_EQ(layer->findShapeAt({60, 5}, 0)->id(), 200) << static_cast<int>(type);
+    }
+}
+
 TEST(GisLayerVector, QueriesSeeEveryChange) {
     const auto layer = layerOf({square});
     const GisExtent everywhere(-1000, -1000, 1000, 1000);

@@ -57,7 +57,9 @@ std::shared_ptr<CoordinateSystem> CoordinateSystemFactory::fromSpatialReference(
     srs.exportToWkt(&exported);
     const CplString owner(exported);
     const QString definition = QString::fromUtf8(exported);
-    const int epsgCode = QByteArray(srs.GetAuthorityCode(nullptr)).toInt();
+    // The code of another authority would name a different system when it is looked up as EPSG's.
+    const bool isEpsg = qstrcmp(srs.GetAuthorityName(nullptr), "EPSG") == 0;
+    const int epsgCode = isEpsg ? QByteArray(srs.GetAuthorityCode(nullptr)).toInt() : 0;
     if (srs.IsGeographic()) {
         return std::make_shared<CoordinateSystem>(
             epsgCode, nameOr(srs, QStringLiteral("Unnamed geographic CRS")), true, definition, std::nullopt);

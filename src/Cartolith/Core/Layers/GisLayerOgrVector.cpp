@@ -84,9 +84,10 @@ bool GisLayerOgrVector::open() {
     content.definitions = Internal::attributeDefinitions(*layer.GetLayerDefn());
 
     const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
+    const ProgressCallback progress = m_progress; // one that replaces itself goes on living here
     const auto goOn = [&](double done) {
-        return !m_progress || m_progress(total > 0.0 ? std::min(done / total, 1.0)
-                                                     : std::numeric_limits<double>::quiet_NaN());
+        return !progress ||
+               progress(total > 0.0 ? std::min(done / total, 1.0) : std::numeric_limits<double>::quiet_NaN());
     };
     constexpr qint64 interval = 256;
     layer.ResetReading();
@@ -99,6 +100,11 @@ bool GisLayerOgrVector::open() {
             close();
             return false;
         }
+    }
+    // This driver stops at the end of a file cut short without a word; its header holds the exact count.
+    if (source.driverName() == QLatin1String("FlatGeobuf") &&
+        static_cast<double>(content.featureCount) < total) {
+        source.fail(QStringLiteral("it ends after %1 of %2 features").arg(content.featureCount).arg(total));
     }
     if (!goOn(total)) {
         close();
@@ -136,6 +142,7 @@ bool GisLayerOgrVector::open() {
 
 void GisLayerOgrVector::close() {
     resetVectorLayerState();
+    setCoordinateSystem(nullptr);
     m_provider = std::make_unique<Providers::GisOgrProvider>(path());
     m_featureCount = 0;
     m_skippedCount = 0;

@@ -200,6 +200,7 @@ std::unique_ptr<GisShape> GisLayerVector::replaceShapeById(int id, std::unique_p
 void GisLayerVector::replaceShapes(std::vector<std::unique_ptr<GisShape>> shapes) {
     m_shapes.clear();
     m_shapes.reserve(shapes.size());
+    m_shapeType = GisShapeType::Null;
     for (auto& shape : shapes) {
         if (shape != nullptr) {
             noteShapeType(*shape);

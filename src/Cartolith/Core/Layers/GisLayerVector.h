@@ -56,8 +56,7 @@ public:
     /// Null when there is no such id. Constant time.
     virtual Shapes::GisShape* getShape(int id) const;
     /// The topmost shape whose box, grown by the tolerance, holds the point and which contains it within the
-    /// tolerance (layer units); null when there is none. With an index, "topmost" is the last in the index's
-    /// order.
+    /// tolerance (layer units); null when there is none.
     virtual Shapes::GisShape* findShapeAt(const Shapes::GisShapePoint& point, double tolerance);
     /// The shapes whose box meets the extent: in the index's order, or in layer order without one.
     virtual QList<Shapes::GisShape*> query(const Shapes::GisExtent& extent);

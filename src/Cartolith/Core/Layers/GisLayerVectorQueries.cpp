@@ -7,6 +7,7 @@
 #include <Cartolith/Core/Spatial/QuadTreeSpatialIndex.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -126,6 +127,9 @@ GisShape* GisLayerVector::findShapeAt(const GisShapePoint& point, double toleran
     } else {
         candidates = rawShapes();
     }
+    // An index answers in its own order; ids are positions, and the last shape is the topmost.
+    std::sort(candidates.begin(), candidates.end(),
+              [](const GisShape* a, const GisShape* b) { return a->id() < b->id(); });
     for (auto it = candidates.crbegin(); it != candidates.crend(); ++it) {
         GisShape* const shape = *it;
         if (shape->extent().inflate(tolerance, tolerance).contains(point) &&

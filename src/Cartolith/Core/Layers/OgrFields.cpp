@@ -4,6 +4,7 @@
 #include <QDateTime>
 #include <QTimeZone>
 
+#include <algorithm>
 #include <cmath>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -77,7 +78,8 @@ QVariant dateTimeOf(OGRFeature& feature, int index, OGRFieldType type) {
         return {};
     }
     const QDate date(year, month, day);
-    const int milliseconds = static_cast<int>(std::lround(static_cast<double>(second) * 1000.0));
+    const int milliseconds =
+        std::min(59999, static_cast<int>(std::lround(static_cast<double>(second) * 1000.0)));
     const QTime time = QTime(hour, minute, 0).addMSecs(milliseconds);
     if ((type != OFTTime && !date.isValid()) || (type != OFTDate && !time.isValid())) {
         return {};
