@@ -10,7 +10,7 @@
 class MapView {
 public:
     /// Shows all of the extent (map units, not empty) inside the frame (pixels); what is left of the frame
-    /// beside it shows more of the map. An extent without width or height is given some.
+    /// beside it shows more of the map. A single place is shown in the middle of one unit.
     MapView(const Cartolith::Core::Shapes::GisExtent& extent, const QRectF& frame);
 
     /// False when the extent is so large, or so far away, that no scale can be computed for it.

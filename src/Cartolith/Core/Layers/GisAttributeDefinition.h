@@ -17,7 +17,7 @@ public:
     explicit GisAttributeDefinition(const QString& name, QMetaType::Type type = QMetaType::QString)
         : m_name(name), m_type(type) {}
 
-    /// Unique within a layer, case-sensitive; the key of the attribute tables.
+    /// Case-sensitive; the key of the attribute tables.
     const QString& name() const noexcept { return m_name; }
     void setName(const QString& name) { m_name = name; }
 

@@ -34,14 +34,15 @@ public:
     ~GisLayerOgrVector() override;
 
     /// Reads the layer; what an open layer held before is replaced. The layer takes the name it has in the
-    /// source, unless it was given one. False when the callback cancelled: the
-    /// layer is closed and empty then. \throws std::runtime_error with the path and GDAL's own message when
-    /// the source cannot be read, does not have the layer, or breaks off; the layer is as it was before then.
-    /// GDAL prints nothing.
+    /// source, unless it was given one. False when the callback cancelled: the layer is closed and empty
+    /// then. GDAL prints nothing. Duplicate field names share one attribute, the last value. \throws
+    /// std::runtime_error with the path and the reason (GDAL's own message where it gives one) when the
+    /// source cannot be read, does not have the layer, or breaks off; the layer is then as it was before
     bool open() override;
     /// Gives up everything read.
     void close() override;
 
+    /// Valid until the next open() or close().
     const Providers::GisLayerProvider* layerProvider() const override;
     Providers::GisLayerProvider* layerProvider() override;
 
