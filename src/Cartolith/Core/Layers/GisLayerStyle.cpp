@@ -5,24 +5,34 @@
 
 namespace Cartolith::Core::Layers {
 
-void GisLayerStyle::setLabelMinVisibleScale(double value) noexcept {
-    m_labelMinVisibleScale = Internal::scaleBound(value);
+// Every new style starts as a copy of one, so that making a default style allocates nothing.
+GisLayerStyle::GisLayerStyle() {
+    static const QSharedDataPointer<Data> defaults(new Data);
+    m_data = defaults;
 }
 
-void GisLayerStyle::setLabelMaxVisibleScale(double value) noexcept {
-    m_labelMaxVisibleScale = Internal::scaleBound(value);
+bool GisLayerStyle::operator==(const GisLayerStyle& other) const {
+    return m_data == other.m_data || m_data->fields == other.m_data->fields;
 }
 
-void GisLayerStyle::setLabelObstacleWeight(double value) noexcept {
-    m_labelObstacleWeight = value > 0.0 ? value : 0.0;
+void GisLayerStyle::setLabelMinVisibleScale(double value) {
+    m_data->fields.labelMinVisibleScale = Internal::scaleBound(value);
 }
 
-void GisLayerStyle::setLabelRepeatDistance(double value) noexcept {
-    m_labelRepeatDistance = value > 0.0 ? value : 0.0;
+void GisLayerStyle::setLabelMaxVisibleScale(double value) {
+    m_data->fields.labelMaxVisibleScale = Internal::scaleBound(value);
 }
 
-void GisLayerStyle::setLabelMaxCandidatesPerFeature(int value) noexcept {
-    m_labelMaxCandidatesPerFeature = std::clamp(value, 1, 16);
+void GisLayerStyle::setLabelObstacleWeight(double value) {
+    m_data->fields.labelObstacleWeight = value > 0.0 ? value : 0.0;
+}
+
+void GisLayerStyle::setLabelRepeatDistance(double value) {
+    m_data->fields.labelRepeatDistance = value > 0.0 ? value : 0.0;
+}
+
+void GisLayerStyle::setLabelMaxCandidatesPerFeature(int value) {
+    m_data->fields.labelMaxCandidatesPerFeature = std::clamp(value, 1, 16);
 }
 
 } // namespace Cartolith::Core::Layers

@@ -3,6 +3,8 @@
 #include <Cartolith/Core/Export.h>
 #include <Cartolith/Core/Layers/LabelPlacementMode.h>
 
+#include <QSharedData>
+#include <QSharedDataPointer>
 #include <QString>
 #include <QTypeInfo>
 
@@ -10,154 +12,168 @@ namespace Cartolith::Core::Layers {
 
 /// How a feature is drawn and labelled: the value that a symbol renderer returns for each feature.
 ///
-/// Colours are text of the form #RRGGBB and are stored as given. A plain value, cheap to copy.
+/// Colours are text of the form #RRGGBB and are stored as given. Implicitly shared: a copy costs an atomic
+/// increment, whatever it holds, and takes fields of its own when it is changed. Copies may be used by
+/// several threads. A style that was moved from may only be assigned to or destroyed.
 class CARTOLITH_CORE_EXPORT GisLayerStyle {
 public:
-    bool operator==(const GisLayerStyle& other) const = default;
+    GisLayerStyle();
+
+    /// True when every field is equal; a copy that nobody changed is always equal.
+    bool operator==(const GisLayerStyle& other) const;
 
     /// Colour as #RRGGBB.
-    const QString& fillColor() const noexcept { return m_fillColor; }
-    void setFillColor(const QString& value) { m_fillColor = value; }
+    const QString& fillColor() const noexcept { return m_data->fields.fillColor; }
+    void setFillColor(const QString& value) { m_data->fields.fillColor = value; }
 
     /// 0 (transparent) to 255 (opaque); not clamped here.
-    int fillOpacity() const noexcept { return m_fillOpacity; }
-    void setFillOpacity(int value) noexcept { m_fillOpacity = value; }
+    int fillOpacity() const noexcept { return m_data->fields.fillOpacity; }
+    void setFillOpacity(int value) { m_data->fields.fillOpacity = value; }
 
-    const QString& lineColor() const noexcept { return m_lineColor; }
-    void setLineColor(const QString& value) { m_lineColor = value; }
+    const QString& lineColor() const noexcept { return m_data->fields.lineColor; }
+    void setLineColor(const QString& value) { m_data->fields.lineColor = value; }
 
     /// In pixels.
-    float lineWidth() const noexcept { return m_lineWidth; }
-    void setLineWidth(float value) noexcept { m_lineWidth = value; }
+    float lineWidth() const noexcept { return m_data->fields.lineWidth; }
+    void setLineWidth(float value) { m_data->fields.lineWidth = value; }
 
-    const QString& pointColor() const noexcept { return m_pointColor; }
-    void setPointColor(const QString& value) { m_pointColor = value; }
+    const QString& pointColor() const noexcept { return m_data->fields.pointColor; }
+    void setPointColor(const QString& value) { m_data->fields.pointColor = value; }
 
     /// Diameter in pixels.
-    float pointSize() const noexcept { return m_pointSize; }
-    void setPointSize(float value) noexcept { m_pointSize = value; }
+    float pointSize() const noexcept { return m_data->fields.pointSize; }
+    void setPointSize(float value) { m_data->fields.pointSize = value; }
 
-    const QString& selectedLineColor() const noexcept { return m_selectedLineColor; }
-    void setSelectedLineColor(const QString& value) { m_selectedLineColor = value; }
+    const QString& selectedLineColor() const noexcept { return m_data->fields.selectedLineColor; }
+    void setSelectedLineColor(const QString& value) { m_data->fields.selectedLineColor = value; }
 
     /// In pixels.
-    float selectedLineWidth() const noexcept { return m_selectedLineWidth; }
-    void setSelectedLineWidth(float value) noexcept { m_selectedLineWidth = value; }
+    float selectedLineWidth() const noexcept { return m_data->fields.selectedLineWidth; }
+    void setSelectedLineWidth(float value) { m_data->fields.selectedLineWidth = value; }
 
-    bool showLabels() const noexcept { return m_showLabels; }
-    void setShowLabels(bool value) noexcept { m_showLabels = value; }
+    bool showLabels() const noexcept { return m_data->fields.showLabels; }
+    void setShowLabels(bool value) { m_data->fields.showLabels = value; }
 
     /// The attribute that the label shows.
-    const QString& labelField() const noexcept { return m_labelField; }
-    void setLabelField(const QString& value) { m_labelField = value; }
+    const QString& labelField() const noexcept { return m_data->fields.labelField; }
+    void setLabelField(const QString& value) { m_data->fields.labelField = value; }
 
-    const QString& labelColor() const noexcept { return m_labelColor; }
-    void setLabelColor(const QString& value) { m_labelColor = value; }
+    const QString& labelColor() const noexcept { return m_data->fields.labelColor; }
+    void setLabelColor(const QString& value) { m_data->fields.labelColor = value; }
 
     /// In points.
-    float labelFontSize() const noexcept { return m_labelFontSize; }
-    void setLabelFontSize(float value) noexcept { m_labelFontSize = value; }
+    float labelFontSize() const noexcept { return m_data->fields.labelFontSize; }
+    void setLabelFontSize(float value) { m_data->fields.labelFontSize = value; }
 
-    bool labelHaloEnabled() const noexcept { return m_labelHaloEnabled; }
-    void setLabelHaloEnabled(bool value) noexcept { m_labelHaloEnabled = value; }
+    bool labelHaloEnabled() const noexcept { return m_data->fields.labelHaloEnabled; }
+    void setLabelHaloEnabled(bool value) { m_data->fields.labelHaloEnabled = value; }
 
-    const QString& labelHaloColor() const noexcept { return m_labelHaloColor; }
-    void setLabelHaloColor(const QString& value) { m_labelHaloColor = value; }
+    const QString& labelHaloColor() const noexcept { return m_data->fields.labelHaloColor; }
+    void setLabelHaloColor(const QString& value) { m_data->fields.labelHaloColor = value; }
 
     /// In pixels.
-    float labelHaloWidth() const noexcept { return m_labelHaloWidth; }
-    void setLabelHaloWidth(float value) noexcept { m_labelHaloWidth = value; }
+    float labelHaloWidth() const noexcept { return m_data->fields.labelHaloWidth; }
+    void setLabelHaloWidth(float value) { m_data->fields.labelHaloWidth = value; }
 
-    const QString& labelFontFamily() const noexcept { return m_labelFontFamily; }
-    void setLabelFontFamily(const QString& value) { m_labelFontFamily = value; }
+    const QString& labelFontFamily() const noexcept { return m_data->fields.labelFontFamily; }
+    void setLabelFontFamily(const QString& value) { m_data->fields.labelFontFamily = value; }
 
-    bool labelBold() const noexcept { return m_labelBold; }
-    void setLabelBold(bool value) noexcept { m_labelBold = value; }
+    bool labelBold() const noexcept { return m_data->fields.labelBold; }
+    void setLabelBold(bool value) { m_data->fields.labelBold = value; }
 
-    bool labelItalic() const noexcept { return m_labelItalic; }
-    void setLabelItalic(bool value) noexcept { m_labelItalic = value; }
-
-    /// 0 means no bound; what is not finite and greater than 0 is stored as 0.
-    double labelMinVisibleScale() const noexcept { return m_labelMinVisibleScale; }
-    void setLabelMinVisibleScale(double value) noexcept;
+    bool labelItalic() const noexcept { return m_data->fields.labelItalic; }
+    void setLabelItalic(bool value) { m_data->fields.labelItalic = value; }
 
     /// 0 means no bound; what is not finite and greater than 0 is stored as 0.
-    double labelMaxVisibleScale() const noexcept { return m_labelMaxVisibleScale; }
-    void setLabelMaxVisibleScale(double value) noexcept;
+    double labelMinVisibleScale() const noexcept { return m_data->fields.labelMinVisibleScale; }
+    void setLabelMinVisibleScale(double value);
 
-    bool labelAllowOverlap() const noexcept { return m_labelAllowOverlap; }
-    void setLabelAllowOverlap(bool value) noexcept { m_labelAllowOverlap = value; }
+    /// 0 means no bound; what is not finite and greater than 0 is stored as 0.
+    double labelMaxVisibleScale() const noexcept { return m_data->fields.labelMaxVisibleScale; }
+    void setLabelMaxVisibleScale(double value);
+
+    bool labelAllowOverlap() const noexcept { return m_data->fields.labelAllowOverlap; }
+    void setLabelAllowOverlap(bool value) { m_data->fields.labelAllowOverlap = value; }
 
     /// Higher ones are placed first.
-    int labelPriority() const noexcept { return m_labelPriority; }
-    void setLabelPriority(int value) noexcept { m_labelPriority = value; }
+    int labelPriority() const noexcept { return m_data->fields.labelPriority; }
+    void setLabelPriority(int value) { m_data->fields.labelPriority = value; }
 
     /// An attribute that gives each feature a priority of its own.
-    const QString& labelPriorityField() const noexcept { return m_labelPriorityField; }
-    void setLabelPriorityField(const QString& value) { m_labelPriorityField = value; }
+    const QString& labelPriorityField() const noexcept { return m_data->fields.labelPriorityField; }
+    void setLabelPriorityField(const QString& value) { m_data->fields.labelPriorityField = value; }
 
-    bool labelAvoidObstacles() const noexcept { return m_labelAvoidObstacles; }
-    void setLabelAvoidObstacles(bool value) noexcept { m_labelAvoidObstacles = value; }
+    bool labelAvoidObstacles() const noexcept { return m_data->fields.labelAvoidObstacles; }
+    void setLabelAvoidObstacles(bool value) { m_data->fields.labelAvoidObstacles = value; }
 
     /// What is not greater than 0 (NaN included) is stored as 0.
-    double labelObstacleWeight() const noexcept { return m_labelObstacleWeight; }
-    void setLabelObstacleWeight(double value) noexcept;
+    double labelObstacleWeight() const noexcept { return m_data->fields.labelObstacleWeight; }
+    void setLabelObstacleWeight(double value);
 
     /// Clamped to 1..16.
-    int labelMaxCandidatesPerFeature() const noexcept { return m_labelMaxCandidatesPerFeature; }
-    void setLabelMaxCandidatesPerFeature(int value) noexcept;
+    int labelMaxCandidatesPerFeature() const noexcept { return m_data->fields.labelMaxCandidatesPerFeature; }
+    void setLabelMaxCandidatesPerFeature(int value);
 
-    LabelPlacementMode labelPlacementMode() const noexcept { return m_labelPlacementMode; }
-    void setLabelPlacementMode(LabelPlacementMode value) noexcept { m_labelPlacementMode = value; }
+    LabelPlacementMode labelPlacementMode() const noexcept { return m_data->fields.labelPlacementMode; }
+    void setLabelPlacementMode(LabelPlacementMode value) { m_data->fields.labelPlacementMode = value; }
 
     /// In pixels, to the right.
-    float labelOffsetX() const noexcept { return m_labelOffsetX; }
-    void setLabelOffsetX(float value) noexcept { m_labelOffsetX = value; }
+    float labelOffsetX() const noexcept { return m_data->fields.labelOffsetX; }
+    void setLabelOffsetX(float value) { m_data->fields.labelOffsetX = value; }
 
     /// In pixels, downwards.
-    float labelOffsetY() const noexcept { return m_labelOffsetY; }
-    void setLabelOffsetY(float value) noexcept { m_labelOffsetY = value; }
+    float labelOffsetY() const noexcept { return m_data->fields.labelOffsetY; }
+    void setLabelOffsetY(float value) { m_data->fields.labelOffsetY = value; }
 
     /// Clockwise.
-    float labelRotationDegrees() const noexcept { return m_labelRotationDegrees; }
-    void setLabelRotationDegrees(float value) noexcept { m_labelRotationDegrees = value; }
+    float labelRotationDegrees() const noexcept { return m_data->fields.labelRotationDegrees; }
+    void setLabelRotationDegrees(float value) { m_data->fields.labelRotationDegrees = value; }
 
     /// Along a line, in pixels; 0 places one label. What is not greater than 0 (NaN included) is stored as 0.
-    double labelRepeatDistance() const noexcept { return m_labelRepeatDistance; }
-    void setLabelRepeatDistance(double value) noexcept;
+    double labelRepeatDistance() const noexcept { return m_data->fields.labelRepeatDistance; }
+    void setLabelRepeatDistance(double value);
 
 private:
-    QString m_fillColor = QStringLiteral("#C8D6D2");
-    int m_fillOpacity = 215;
-    QString m_lineColor = QStringLiteral("#6F8380");
-    float m_lineWidth = 0.9F;
-    QString m_pointColor = QStringLiteral("#2F80C2");
-    float m_pointSize = 8.0F;
-    QString m_selectedLineColor = QStringLiteral("#F59E0B");
-    float m_selectedLineWidth = 3.0F;
-    bool m_showLabels = false;
-    QString m_labelField;
-    QString m_labelColor = QStringLiteral("#253238");
-    float m_labelFontSize = 8.0F;
-    bool m_labelHaloEnabled = true;
-    QString m_labelHaloColor = QStringLiteral("#FFFFFF");
-    float m_labelHaloWidth = 2.0F;
-    QString m_labelFontFamily = QStringLiteral("Arial");
-    bool m_labelBold = false;
-    bool m_labelItalic = false;
-    double m_labelMinVisibleScale = 0.0;
-    double m_labelMaxVisibleScale = 0.0;
-    bool m_labelAllowOverlap = false;
-    int m_labelPriority = 0;
-    QString m_labelPriorityField;
-    bool m_labelAvoidObstacles = true;
-    double m_labelObstacleWeight = 1.0;
-    int m_labelMaxCandidatesPerFeature = 9;
-    LabelPlacementMode m_labelPlacementMode = LabelPlacementMode::Automatic;
-    float m_labelOffsetX = 0.0F;
-    float m_labelOffsetY = 0.0F;
-    float m_labelRotationDegrees = 0.0F;
-    double m_labelRepeatDistance = 0.0;
+    struct Fields {
+        bool operator==(const Fields& other) const = default;
+
+        QString fillColor = QStringLiteral("#C8D6D2");
+        int fillOpacity = 215;
+        QString lineColor = QStringLiteral("#6F8380");
+        float lineWidth = 0.9F;
+        QString pointColor = QStringLiteral("#2F80C2");
+        float pointSize = 8.0F;
+        QString selectedLineColor = QStringLiteral("#F59E0B");
+        float selectedLineWidth = 3.0F;
+        bool showLabels = false;
+        QString labelField;
+        QString labelColor = QStringLiteral("#253238");
+        float labelFontSize = 8.0F;
+        bool labelHaloEnabled = true;
+        QString labelHaloColor = QStringLiteral("#FFFFFF");
+        float labelHaloWidth = 2.0F;
+        QString labelFontFamily = QStringLiteral("Arial");
+        bool labelBold = false;
+        bool labelItalic = false;
+        double labelMinVisibleScale = 0.0;
+        double labelMaxVisibleScale = 0.0;
+        bool labelAllowOverlap = false;
+        int labelPriority = 0;
+        QString labelPriorityField;
+        bool labelAvoidObstacles = true;
+        double labelObstacleWeight = 1.0;
+        int labelMaxCandidatesPerFeature = 9;
+        LabelPlacementMode labelPlacementMode = LabelPlacementMode::Automatic;
+        float labelOffsetX = 0.0F;
+        float labelOffsetY = 0.0F;
+        float labelRotationDegrees = 0.0F;
+        double labelRepeatDistance = 0.0;
+    };
+    struct Data : QSharedData {
+        Fields fields;
+    };
+
+    QSharedDataPointer<Data> m_data;
 };
 
 } // namespace Cartolith::Core::Layers

@@ -18,6 +18,14 @@ std::unique_ptr<GisSymbolRenderer> GisSimpleSymbolRenderer::clone() const {
     return std::make_unique<GisSimpleSymbolRenderer>(m_style);
 }
 
+QList<GisSymbolLegendItem> GisSimpleSymbolRenderer::legendItems() const {
+    return {{QString(), m_style}};
+}
+
+qsizetype GisSimpleSymbolRenderer::legendIndexForFeature(const GisSymbolContext& /*context*/) const {
+    return 0;
+}
+
 bool GisSimpleSymbolRenderer::usesFeatureAttributes() const {
     return false;
 }

@@ -17,7 +17,10 @@ public:
     GisSymbolRendererType type() const override;
     Layers::GisLayerStyle styleForFeature(const GisSymbolContext& context) const override;
     std::unique_ptr<GisSymbolRenderer> clone() const override;
+    /// The one style, without a label: a host puts the layer's name there.
+    QList<GisSymbolLegendItem> legendItems() const override;
     bool usesFeatureAttributes() const override;
+    qsizetype legendIndexForFeature(const GisSymbolContext& context) const override;
 
 private:
     Layers::GisLayerStyle m_style;

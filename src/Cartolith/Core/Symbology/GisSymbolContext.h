@@ -21,8 +21,9 @@ public:
     explicit GisSymbolContext(QHash<QString, QVariant>&& attributes) = delete;
 
     const QHash<QString, QVariant>& attributes() const noexcept { return m_attributes; }
-    /// The value of a field, by exact name; invalid when there is none.
-    QVariant attribute(const QString& fieldName) const { return m_attributes.value(fieldName); }
+    /// The value of a field, by exact name; invalid when there is none. Valid while the attributes stay as
+    /// they are.
+    const QVariant& attribute(const QString& fieldName) const;
     /// The feature itself; null when the context was made from attributes alone.
     const Shapes::GisShape* shape() const noexcept { return m_shape; }
 

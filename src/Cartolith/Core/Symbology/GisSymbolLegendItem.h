@@ -12,6 +12,8 @@ struct GisSymbolLegendItem {
     QString label;
     Layers::GisLayerStyle style;
     bool enabled = true;
+    bool isDefault = false; ///< what features get that match nothing else
+    qsizetype count = -1;   ///< features drawn so; -1 when they were not counted
 };
 
 } // namespace Cartolith::Core::Symbology

@@ -21,10 +21,17 @@ public:
     virtual Layers::GisLayerStyle styleForFeature(const GisSymbolContext& context) const = 0;
     /// A new renderer of the same kind with the same settings.
     virtual std::unique_ptr<GisSymbolRenderer> clone() const = 0;
-    /// What the renderer distinguishes, in drawing order; empty here.
+    /// What the renderer distinguishes, in drawing order, disabled ones included, the default style last;
+    /// empty here.
     virtual QList<GisSymbolLegendItem> legendItems() const;
     /// False when the style is the same for every feature, so that asking once is enough; true here.
     virtual bool usesFeatureAttributes() const;
+    /// The position in legendItems() of what the feature is drawn as; -1 when the kind does not tell, as
+    /// here.
+    virtual qsizetype legendIndexForFeature(const GisSymbolContext& context) const;
+
+    /// legendItems() with the number of features that each item is drawn for. Null shapes are passed over.
+    QList<GisSymbolLegendItem> countedLegendItems(const QList<Shapes::GisShape*>& features) const;
 
 protected:
     GisSymbolRenderer() = default;

@@ -1,0 +1,43 @@
+#pragma once
+
+#include <Cartolith/Core/Symbology/SymbolValueInternal.h>
+
+#include <QHash>
+#include <QSharedData>
+
+#include <map>
+#include <vector>
+
+namespace Cartolith::Core::Symbology::Internal {
+
+/// Finds the first enabled class whose value equals a feature's, without walking the classes.
+///
+/// Texts are found by hash, numbers in an ordered table, both with the smallest position that applies; a
+/// class whose value is of any other type is compared as it is. The answer is always that of findInOrder().
+class CategoryLookup : public QSharedData {
+public:
+    /// The class gets the next position, counted from 0.
+    void append(const QVariant& value, bool enabled);
+    /// The position of the class, or -1.
+    qsizetype find(const QVariant& featureValue) const;
+
+private:
+    struct Entry {
+        StoredSymbolValue value;
+        qsizetype position;
+    };
+
+    qsizetype findInOrder(const SymbolValue& value) const;
+    qsizetype findNumber(double number) const;
+
+    qsizetype m_size = 0;
+    std::vector<Entry> m_entries;           ///< enabled classes, in order
+    std::vector<Entry> m_unusual;           ///< those of them that are in none of the tables below
+    QHash<QString, qsizetype> m_classTexts; ///< a class's text as it stands, and the answer for it
+    QHash<QString, qsizetype> m_texts;      ///< normalised texts
+    QHash<QString, qsizetype> m_wordTexts;  ///< the same for classes that are not numbers
+    bool m_wordReadsAsNumber = false;       ///< one of those, once normalised, would convert
+    std::map<double, qsizetype> m_numbers;  ///< by 1 + number
+};
+
+} // namespace Cartolith::Core::Symbology::Internal
