@@ -1,0 +1,71 @@
+#pragma once
+
+#include <Cartolith/Core/Export.h>
+#include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
+#include <Cartolith/Core/Symbology/GisClassificationMethod.h>
+#include <Cartolith/Core/Symbology/GisColorRamp.h>
+#include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
+#include <Cartolith/Core/Symbology/GisRuleBasedSymbolRenderer.h>
+#include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
+
+#include <QList>
+#include <QString>
+
+#include <memory>
+
+namespace Cartolith::Core::Layers {
+class GisLayerVector;
+}
+
+namespace Cartolith::Core::Symbology {
+
+/// How the classes of a field are found and coloured.
+struct GisClassificationSettings {
+    GisClassificationMethod method = GisClassificationMethod::NaturalBreaks;
+    int classCount = 5;
+    GisColorRamp ramp; ///< the registry's default ramp when it has no stops
+    GisColorRampMode mode = GisColorRampMode::Continuous;
+    bool reversed = false;
+    double interval = 1.0;      ///< of DefinedInterval and the two standard-deviation methods
+    QList<double> manualBreaks; ///< of Manual
+};
+
+/// Builds renderers from a layer's field. The layer is only read.
+///
+/// The colours of the classes go on top of the layer's style, which is also the default style: features
+/// without a value, null ones among them, are drawn with it. O(n log n) for n features, plus what the method
+/// costs.
+///
+/// Errors: std::invalid_argument
+///   "The layer has no field 'x'.": neither its definitions nor any of its shapes name it;
+///   "Field 'x' is not numeric: 'abc'.": with the first value that is no number, when numbers are needed;
+///   "Field 'x' has no values to classify.": all values are null, or not finite when numbers are needed;
+///   "The method makes no classes of field 'x' with these settings.": say, a class count of 0.
+class CARTOLITH_CORE_EXPORT GisSymbolRendererFactory {
+public:
+    GisSymbolRendererFactory() = delete;
+
+    static std::unique_ptr<GisSimpleSymbolRenderer> simple(const Layers::GisLayerVector& layer);
+    /// A class for each different value, ascending: numbers first, by size, then the rest by their text.
+    /// Values that are equal by GisCategorizedSymbolRenderer::valuesEqual() share one, labelled with the
+    /// first of them.
+    static std::unique_ptr<GisCategorizedSymbolRenderer>
+    categorized(const Layers::GisLayerVector& layer, const QString& fieldName, const GisColorRamp& ramp,
+                GisColorRampMode mode = GisColorRampMode::Continuous, bool reversed = false);
+    static std::unique_ptr<GisGraduatedSymbolRenderer> graduated(const Layers::GisLayerVector& layer,
+                                                                 const QString& fieldName,
+                                                                 const GisClassificationSettings& settings);
+    /// The classes of graduated() as rules to go on from: "field >= lower" from the highest class down.
+    static std::unique_ptr<GisRuleBasedSymbolRenderer> ruleBased(const Layers::GisLayerVector& layer,
+                                                                 const QString& fieldName,
+                                                                 const GisClassificationSettings& settings);
+
+    /// The kind with that number; the simple kind reads neither field nor settings, the categorized one the
+    /// ramp, mode and direction. \throws std::invalid_argument also "Unknown symbol renderer type."
+    static std::unique_ptr<GisSymbolRenderer> create(GisSymbolRendererType type,
+                                                     const Layers::GisLayerVector& layer,
+                                                     const QString& fieldName,
+                                                     const GisClassificationSettings& settings);
+};
+
+} // namespace Cartolith::Core::Symbology
