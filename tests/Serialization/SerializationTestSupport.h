@@ -1,5 +1,7 @@
 #pragma once
 
+#include "TestSeed.h"
+
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
@@ -17,10 +19,7 @@ namespace SerializationTest {
 using namespace Cartolith::Core::Shapes;
 using Parts = QList<QList<GisShapePoint>>;
 
-/// Fixed, unless CARTOLITH_TEST_SEED says otherwise. Random tests print it when they fail.
-inline quint64 seed() {
-    return qEnvironmentVariable("CARTOLITH_TEST_SEED", "20260117").toULongLong();
-}
+using test::seed;
 
 inline qsizetype below(std::mt19937_64& random, qsizetype bound) {
     return static_cast<qsizetype>(random() % static_cast<quint64>(bound));

@@ -1,6 +1,7 @@
 // The order and the structure of the R-tree.
 
 #include "TestData.h"
+#include "TestSeed.h"
 
 #include <Cartolith/Core/Spatial/RTreeNode.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>

@@ -1,6 +1,7 @@
 // All indexes against the linear one, and the search of the R-tree against a plain traversal of its nodes.
 
 #include "TestData.h"
+#include "TestSeed.h"
 
 #include <Cartolith/Core/Spatial/LinearSpatialIndex.h>
 #include <Cartolith/Core/Spatial/QuadTreeSpatialIndex.h>

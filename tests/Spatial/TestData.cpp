@@ -1,9 +1,9 @@
 #include "TestData.h"
 
 #include "CountyBoxes.h"
+#include "TestSeed.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <limits>
 
 namespace test {
@@ -83,11 +83,6 @@ std::vector<DataSet> makeDataSets() {
 }
 
 } // namespace
-
-unsigned int seed() {
-    const char* const text = std::getenv("CARTOLITH_TEST_SEED");
-    return text ? static_cast<unsigned int>(std::strtoul(text, nullptr, 10)) : 4711U;
-}
 
 const std::vector<DataSet>& dataSets() {
     static const std::vector<DataSet> sets = makeDataSets();

@@ -11,9 +11,6 @@
 
 namespace test {
 
-/// Fixed, unless CARTOLITH_TEST_SEED says otherwise.
-unsigned int seed();
-
 /// Owns shapes whose extents it is given; their ids are their positions.
 class Boxes {
 public:

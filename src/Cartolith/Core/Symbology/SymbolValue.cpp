@@ -17,7 +17,8 @@ std::optional<double> SymbolValue::number() const {
 
 const QString& SymbolValue::text() const {
     if (!m_text) {
-        m_text = m_value.isNull() ? QString() : m_value.toString().trimmed().toCaseFolded();
+        // Empty, but never null: a null text does not start with an empty one.
+        m_text = m_value.isNull() ? QStringLiteral("") : m_value.toString().trimmed().toCaseFolded();
     }
     return *m_text;
 }
