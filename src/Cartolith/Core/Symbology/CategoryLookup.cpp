@@ -74,6 +74,9 @@ qsizetype CategoryLookup::find(const QVariant& featureValue) const {
         }
     }
     const SymbolValue value(featureValue);
+    if (isText && m_numbers.empty() && m_unusual.empty()) {
+        return m_texts.value(value.text(), -1); // among words the text decides, whether it is a number or not
+    }
     if (!isUsual(featureValue) || !isFinite(value.number())) {
         return findInOrder(value);
     }

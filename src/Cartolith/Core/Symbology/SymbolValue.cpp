@@ -5,10 +5,26 @@
 
 namespace Cartolith::Core::Symbology::Internal {
 
+namespace {
+
+/// A text that begins with a letter other than those of "inf" and "nan" is no number; Qt takes half a
+/// microsecond to find that out.
+bool beginsLikeAWord(const QVariant& value) {
+    if (value.metaType().id() != QMetaType::QString) {
+        return false;
+    }
+    const QString text = value.toString();
+    const char16_t first = text.isEmpty() ? u' ' : text.front().unicode();
+    const char16_t letter = first | 0x20;
+    return letter >= u'a' && letter <= u'z' && letter != u'i' && letter != u'n';
+}
+
+} // namespace
+
 std::optional<double> SymbolValue::number() const {
     if (!m_numberKnown) {
         bool ok = false;
-        const double number = m_value.toDouble(&ok);
+        const double number = beginsLikeAWord(m_value) ? 0.0 : m_value.toDouble(&ok);
         m_number = ok ? std::optional(number) : std::nullopt;
         m_numberKnown = true;
     }
@@ -17,8 +33,10 @@ std::optional<double> SymbolValue::number() const {
 
 const QString& SymbolValue::text() const {
     if (!m_text) {
-        // Empty, but never null: a null text does not start with an empty one.
-        m_text = m_value.isNull() ? QStringLiteral("") : m_value.toString().trimmed().toCaseFolded();
+        m_text = m_value.isNull() ? QString() : m_value.toString().trimmed().toCaseFolded();
+        if (m_text->isNull()) {
+            m_text = QStringLiteral(""); // to QString a null text does not start with an empty one
+        }
     }
     return *m_text;
 }
