@@ -2,9 +2,16 @@
 
 #include <Cartolith/Core/Spatial/ISpatialIndex.h>
 #include <Cartolith/Core/Spatial/RTreeBuildStrategy.h>
+#include <Cartolith/Core/Spatial/RTreeIndexHeader.h>
 #include <Cartolith/Core/Spatial/SpatialIndexItem.h>
 
+#include <QByteArray>
+
+#include <functional>
 #include <memory>
+
+class QFile;
+class QString;
 
 namespace Cartolith::Core::Spatial::RTree {
 
@@ -51,6 +58,59 @@ public:
     /// The same, appended to what the list already holds. Returns how many were appended.
     int searchShapeIds(const Shapes::GisExtent& extent, QList<int>& ids) const;
 
+    /// A cursor over the bytes of an index file. Every operation returns false, and neither moves nor writes,
+    /// when the bytes it needs are not there. Numbers are little-endian.
+    class CARTOLITH_CORE_EXPORT MappedReader {
+    public:
+        /// The bytes must outlive the reader.
+        MappedReader(const unsigned char* data, long long size);
+        MappedReader(const MappedReader&) = delete;
+        MappedReader& operator=(const MappedReader&) = delete;
+        ~MappedReader();
+
+        bool readDouble(double& value);
+        /// xMin, yMin, xMax, yMax.
+        bool readExtent(Shapes::GisExtent& extent);
+        bool readByte(quint8& value);
+        bool readInt32(qint32& value);
+        bool readInt64(qint64& value);
+        /// At most a mebibyte at once.
+        bool readBytes(void* target, long long count);
+        long long remaining() const;
+
+    private:
+        friend class RTreeSpatialIndex;
+        explicit MappedReader(QFile& file);
+        bool fetch(long long count);
+        // The next bytes, valid until the next call; null when there are not so many.
+        const unsigned char* take(long long count);
+
+        const unsigned char* m_at = nullptr;
+        const unsigned char* m_end = nullptr;
+        QFile* m_file = nullptr;
+        qint64 m_unread = 0;
+        QByteArray m_buffer;
+    };
+
+    /// Writes the tree as it is, with the ids that its shapes have now, behind the header, which is written
+    /// unchanged, and whatever writeExtra writes there (it returns false when it fails). Does nothing when
+    /// the index holds nothing yet. A failure leaves a part of the file behind: save under another name and
+    /// rename when that matters. \throws std::runtime_error "RTreeSpatialIndex::save could not open file for
+    /// writing.", "RTreeSpatialIndex::save failed while writing index data."
+    void save(const QString& path, const RTreeIndexHeader& header,
+              const std::function<bool(QFile&)>& writeExtra = {}) const;
+
+    /// Replaces the tree by a saved one whose ids are those of the shapes; of shapes with one id the last
+    /// counts, and an id that none has is left out. The extents are those of the time of saving.
+    ///
+    /// False, and the index is as before, when the file cannot be read, is cut short or malformed, when its
+    /// header is not the expected one (a negative expected count accepts any) or its count is not that of the
+    /// shapes, or when readExtra, which must read exactly what writeExtra wrote, returns false. What follows
+    /// the tree is not looked at. The file is not trusted: the stack is constant, and memory at most about
+    /// ten times the size of the file.
+    bool load(const QString& path, const RTreeIndexHeader& expected, const QList<Shapes::GisShape*>& shapes,
+              const std::function<bool(MappedReader&)>& readExtra = {});
+
     /// The tree, for tests and tools; null before the first build() or insert(). Valid until the next change.
     const RTreeNode* root() const noexcept { return m_root.get(); }
 
@@ -93,6 +153,8 @@ public:
     static qsizetype chooseBestChild(const RTreeNode& node, const Shapes::GisExtent& extent);
 
 private:
+    class TreeReader;
+
     // Returns the index of the root's child that took the item; 0 when the root is a leaf.
     qsizetype insert(RTreeNode& root, const SpatialIndexItem& item) const;
     void makeTable();
