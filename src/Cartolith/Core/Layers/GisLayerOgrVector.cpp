@@ -1,9 +1,11 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
+#include <Cartolith/Core/Layers/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrGeometryInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
+#include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
 #include <QFileInfo>
 
@@ -78,6 +80,7 @@ GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerNa
 GisLayerOgrVector::~GisLayerOgrVector() = default;
 
 bool GisLayerOgrVector::open() {
+    const auto stamp = Internal::IndexFile::stampOf(path());
     Internal::OgrSource source(path());
     OGRLayer& layer = source.layer(m_layerName);
     Content content;
@@ -131,12 +134,16 @@ bool GisLayerOgrVector::open() {
         setName(sourceName);
     }
     m_readName = sourceName;
+    m_sourceName = sourceName;
+    m_sourceSize = stamp ? stamp->size : -1;
+    m_sourceWrittenAt = stamp ? stamp->writtenAt : 0;
     m_provider = std::move(provider);
     m_featureCount = content.featureCount;
     m_skippedCount = content.skippedCount;
     m_skipped = std::move(content.skipped);
     m_sourceIds = std::move(content.sourceIds);
     setIsOpen(true);
+    m_openedRevision = contentRevision();
     return true;
 }
 
@@ -148,6 +155,42 @@ void GisLayerOgrVector::close() {
     m_skippedCount = 0;
     m_skipped.clear();
     m_sourceIds.clear();
+}
+
+// Index file
+
+using Spatial::RTree::RTreeSpatialIndex;
+
+QString GisLayerOgrVector::indexFilePath() const {
+    return Internal::IndexFile::pathFor(path(), m_sourceName);
+}
+
+GisLayerOgrVector::IndexOrigin GisLayerOgrVector::indexOrigin() const noexcept {
+    return m_indexedRevision == contentRevision() ? m_indexOrigin : IndexOrigin::None;
+}
+
+std::optional<Internal::IndexFile> GisLayerOgrVector::indexFile() const {
+    if (!m_usesIndexFile || !isOpen() || m_sourceSize < 0 || contentRevision() != m_openedRevision) {
+        return std::nullopt;
+    }
+    return Internal::IndexFile(path(), m_sourceName, {m_sourceSize, m_sourceWrittenAt});
+}
+
+bool GisLayerOgrVector::restoreSpatialIndex(Spatial::ISpatialIndex& index) {
+    const auto file = indexFile();
+    auto* const tree = dynamic_cast<RTreeSpatialIndex*>(&index);
+    const bool loaded = file && tree != nullptr && file->load(*tree, rawShapes());
+    m_indexedRevision = contentRevision();
+    m_indexOrigin = loaded ? IndexOrigin::Loaded : IndexOrigin::Built;
+    return loaded;
+}
+
+void GisLayerOgrVector::keepSpatialIndex(const Spatial::ISpatialIndex& index) {
+    const auto file = indexFile();
+    const auto* const tree = dynamic_cast<const RTreeSpatialIndex*>(&index);
+    if (file && tree != nullptr && file->save(*tree, count())) {
+        m_indexOrigin = IndexOrigin::BuiltAndSaved;
+    }
 }
 
 const Providers::GisLayerProvider* GisLayerOgrVector::layerProvider() const {

@@ -7,6 +7,10 @@
 
 namespace Cartolith::Core::Layers {
 
+namespace Internal {
+class IndexFile;
+}
+
 /// A vector layer of a file or database that OGR opens: GeoPackage, Shapefile, GeoJSON, FlatGeobuf, CSV with
 /// WKT...
 ///
@@ -63,7 +67,37 @@ public:
     /// The source's own id of the feature a shape was read from, by the shape's position at that time.
     const QList<qint64>& sourceFeatureIds() const noexcept { return m_sourceIds; }
 
+    /// How the spatial index came about.
+    enum class IndexOrigin {
+        None,          ///< there is none yet, or the content has changed since
+        Built,         ///< built, and not saved
+        BuiltAndSaved, ///< built, and saved in indexFilePath()
+        Loaded,        ///< loaded from there
+    };
+
+    /// \name Index file
+    /// When switched on (it is off at first), an R-tree index is saved beside the data source when it is
+    /// first built, and loaded the next time instead, as long as the source has the same size and time of
+    /// writing, and the layer the same name and number of shapes; otherwise it is built and saved anew.
+    /// Nothing is reported when that fails: the index is built then, in a folder that cannot be written to
+    /// every time. No effect for sources that are not one plain file, for other kinds of index, and after the
+    /// content was changed. Whoever can write the file decides what queries find: use it where the data are
+    /// trusted.
+    /// @{
+    bool usesIndexFile() const noexcept { return m_usesIndexFile; }
+    void setUsesIndexFile(bool use) noexcept { m_usesIndexFile = use; }
+    /// The data source's name, the layer's, and ".rtree". The layer is open.
+    QString indexFilePath() const;
+    IndexOrigin indexOrigin() const noexcept;
+    /// @}
+
+protected:
+    bool restoreSpatialIndex(Spatial::ISpatialIndex& index) override;
+    void keepSpatialIndex(const Spatial::ISpatialIndex& index) override;
+
 private:
+    std::optional<Internal::IndexFile> indexFile() const;
+
     QString m_layerName;
     QString m_readName;
     ProgressCallback m_progress;
@@ -72,6 +106,13 @@ private:
     qint64 m_skippedCount = 0;
     QList<SkippedFeature> m_skipped;
     QList<qint64> m_sourceIds;
+    bool m_usesIndexFile = false;
+    QString m_sourceName;     // the layer's name in the source
+    qint64 m_sourceSize = -1; // -1: no index file
+    qint64 m_sourceWrittenAt = 0;
+    quint64 m_openedRevision = 0;
+    quint64 m_indexedRevision = 0;
+    IndexOrigin m_indexOrigin = IndexOrigin::None;
 };
 
 } // namespace Cartolith::Core::Layers

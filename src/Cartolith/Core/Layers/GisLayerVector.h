@@ -179,6 +179,13 @@ public:
     /// else the centre of the box.
     static std::unique_ptr<Shapes::GisShapePoint> getOverviewPoint(const Shapes::GisShape& shape);
 
+protected:
+    /// Called instead of building an index anew, which buildSpatialIndex() does when it returns false, as
+    /// here.
+    virtual bool restoreSpatialIndex(Spatial::ISpatialIndex& index);
+    /// Called when an index was built over all shapes; does nothing here.
+    virtual void keepSpatialIndex(const Spatial::ISpatialIndex& index);
+
 private:
     struct LodLevel;
 

@@ -95,9 +95,18 @@ void GisLayerVector::buildSpatialIndex() {
     } else if (!m_indexDirty && m_index->isBuilt()) {
         return;
     }
-    m_index->build(rawShapes());
+    if (!restoreSpatialIndex(*m_index)) {
+        m_index->build(rawShapes());
+        keepSpatialIndex(*m_index);
+    }
     m_indexDirty = false;
 }
+
+bool GisLayerVector::restoreSpatialIndex(Spatial::ISpatialIndex& /*index*/) {
+    return false;
+}
+
+void GisLayerVector::keepSpatialIndex(const Spatial::ISpatialIndex& /*index*/) {}
 
 void GisLayerVector::ensureSpatialIndex() {
     if (m_useSpatialIndex && (m_index == nullptr || m_indexDirty)) {

@@ -43,7 +43,10 @@ public:
     RTreeSpatialIndex& operator=(const RTreeSpatialIndex&) = delete;
     ~RTreeSpatialIndex() override;
 
-    /// True after build() or insert(), until clear().
+    int maxItemsPerNode() const noexcept { return m_maxItemsPerNode; }
+    RTreeBuildStrategy strategy() const noexcept { return m_strategy; }
+
+    /// True after build(), insert() or load(), until clear().
     bool isBuilt() const override { return m_built; }
     void clear() override;
 
