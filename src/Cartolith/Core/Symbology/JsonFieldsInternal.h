@@ -125,7 +125,7 @@ void fromJsonValue(QList<Item>& target, const QJsonValue& value, const JsonPath&
     const QJsonArray array = value.toArray();
     target.clear();
     target.reserve(array.size());
-    for (const QJsonValue& element : array) {
+    for (const QJsonValue element : array) {
         Item item{};
         fromJsonValue(item, element, path.element(target.size()));
         target.append(std::move(item));

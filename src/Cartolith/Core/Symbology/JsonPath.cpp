@@ -63,7 +63,9 @@ void failReading(const JsonPath& path, const QString& reason) {
 }
 
 void failReading(const JsonPath& path, const QString& expected, const QJsonValue& found) {
-    failReading(path, QStringLiteral("%1 is expected, not %2.").arg(expected, nameOf(found)));
+    failReading(path, found.isUndefined()
+                          ? QStringLiteral("%1 is expected, but there is none.").arg(expected)
+                          : QStringLiteral("%1 is expected, not %2.").arg(expected, nameOf(found)));
 }
 
 void failSaving(const JsonPath& path, const QString& reason) {

@@ -211,7 +211,7 @@ QJsonValue toJsonValue(const QVariant& value, const JsonPath& path) {
     }
     QJsonObject typed{{QStringLiteral("type"), type->name}};
     if (!value.isNull()) {
-        const QJsonValue written = type->write(value, path.member("value"));
+        QJsonValue written = type->write(value, path.member("value"));
         if (const auto plain = plainValue(written); plain && plain->typeId() == type->id) {
             return written;
         }
