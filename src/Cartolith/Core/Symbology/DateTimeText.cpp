@@ -9,7 +9,7 @@ namespace Cartolith::Core::Symbology::Internal {
 
 namespace {
 
-const QLatin1String localZone("local");
+constexpr QLatin1String localZone("local");
 
 QString padded(int number, int digits) {
     return QStringLiteral("%1").arg(number, digits, 10, QLatin1Char('0'));
@@ -106,10 +106,13 @@ std::optional<QString> textOf(const QDateTime& dateTime) {
         text += QLatin1Char('Z');
     } else if (dateTime.timeSpec() == Qt::OffsetFromUTC) {
         text += offset;
-    } else if (dateTime.timeSpec() == Qt::TimeZone) {
-        text += offset + QStringLiteral("[%1]").arg(QLatin1String(dateTime.timeZone().id()));
-    } else if (dateTimeFromText(text) != dateTime) {
-        text += offset + QStringLiteral("[%1]").arg(localZone);
+    } else {
+        // Local time has its offset too: where clocks are set back, which hour Qt takes without it depends on
+        // what the C library converted before.
+        const QString zone = dateTime.timeSpec() == Qt::TimeZone
+                                 ? QString::fromLatin1(dateTime.timeZone().id())
+                                 : QString(localZone);
+        text += offset + QStringLiteral("[%1]").arg(zone);
     }
     const auto readBack = dateTimeFromText(text);
     return readBack && isSame(*readBack, dateTime) ? std::optional(text) : std::nullopt;

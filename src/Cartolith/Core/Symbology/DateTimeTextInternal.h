@@ -18,10 +18,10 @@ std::optional<QDate> dateFromText(const QString& text);
 QString textOf(QTime time);
 std::optional<QTime> timeFromText(const QString& text);
 
-/// "2024-10-27T02:30:00.000", followed by nothing for local time, "Z", an offset "+02:00" or "+02:00:30", or
-/// an offset and a zone "+02:00[Europe/Berlin]". With a zone the clock counts; the offset tells which of two
-/// hours is meant where clocks are set back. Local time where clocks are set back has the zone "local".
-/// None for one that the text would not give back.
+/// "2024-07-01T02:30:00.000", followed by "Z", an offset "+02:00" or "+02:00:30", or an offset and a zone
+/// "+02:00[Europe/Berlin]"; local time has the zone "local". With a zone the clock counts, and the offset
+/// tells which of two hours is meant where clocks are set back. Text with neither is read as local time. None
+/// for one that the text would not give back.
 std::optional<QString> textOf(const QDateTime& dateTime);
 std::optional<QDateTime> dateTimeFromText(const QString& text);
 
