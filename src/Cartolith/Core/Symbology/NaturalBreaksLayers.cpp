@@ -107,7 +107,7 @@ void NaturalBreaksLayers::addUp(const std::vector<double>& sorted) {
     m_evaluation =
         wideUnit * (m_exact ? 6.0 * all : 24.0 * (all + static_cast<double>(farthest * magnitudes)));
     // What one layer adds: see fillLayer().
-    m_layers = m_classes * (2.0 * std::bit_width(n) + 6.0) * m_evaluation;
+    m_layers = m_classes * (2.0 * static_cast<double>(std::bit_width(n)) + 6.0) * m_evaluation;
 }
 
 // Divide and conquer. V meets the quadrangle inequality, V(i,l) + V(o,m) <= V(i,m) + V(o,l) for
