@@ -66,7 +66,8 @@ NaturalBreaksLayers::NaturalBreaksLayers(const std::vector<double>& sorted, std:
     }
     m_exact = sumsAreExact(sorted, greatest);
     addUp(sorted);
-    m_least.assign(k, std::vector<long double>(n + 1, 0.0L));
+    m_least.resize(k);
+    std::for_each(m_least.begin() + 1, m_least.end(), [n](auto& layer) { layer.assign(n + 1, 0.0L); });
     for (std::size_t l = 2; l <= n; ++l) {
         m_least[1][l] = deviations(1, l);
     }
