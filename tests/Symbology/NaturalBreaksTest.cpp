@@ -33,12 +33,11 @@ GisClassificationEngine::Ranges recurrence(const Values& sorted, int k) {
         double s1 = 0.0;
         double s2 = 0.0;
         double variance = 0.0;
-        for (std::size_t m = 1; m <= l; ++m) {
-            const std::size_t i3 = l - m + 1;
+        for (std::size_t i3 = l; i3 > 0; --i3) {
             const double x = sorted[static_cast<qsizetype>(i3 - 1)];
             s1 += x;
             s2 += x * x;
-            variance = s2 - s1 * s1 / static_cast<double>(m);
+            variance = s2 - s1 * s1 / static_cast<double>(l - i3 + 1);
             for (std::size_t j = 2; i3 != 1 && j < width; ++j) {
                 if (variance + sums[i3 - 1][j - 1] < sums[l][j]) {
                     limit[l][j] = static_cast<int>(i3);
