@@ -38,7 +38,7 @@ QString fieldOf(const GisSymbolRenderer& renderer) {
             fields.insert(rule.fieldName);
         }
     }
-    return fields.size() == 1 ? *fields.constBegin() : QString();
+    return fields.size() == 1 ? fields.values().constFirst() : QString();
 }
 
 /// What to call the features that are drawn with the default style, which has that place in the legend.
@@ -121,7 +121,8 @@ LegendContent LegendContent::of(const GisLayerVector& layer, const QString& titl
     const GisSymbolRenderer& renderer = *layer.symbolRenderer();
     const QString field = fieldOf(renderer);
     LegendContent content;
-    content.title = !title.isEmpty() ? title : field.isEmpty() ? layer.name() : field;
+    const bool isOneStyle = renderer.type() == Symbology::GisSymbolRendererType::Simple;
+    content.title = !title.isEmpty() || isOneStyle ? title : field.isEmpty() ? layer.name() : field;
     content.kind = layer.shapeType();
 
     QList<GisSymbolLegendItem> items = renderer.countedLegendItems(layer.rawShapes());
@@ -135,6 +136,9 @@ LegendContent LegendContent::of(const GisLayerVector& layer, const QString& titl
         }
         if (item.isDefault) {
             item.label = defaultLabel(layer, field, i);
+        }
+        if (isOneStyle) {
+            item.label = layer.name();
         }
         content.rows.append({item.label, item.style, item.count, item.isDefault});
     }
