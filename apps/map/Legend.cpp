@@ -18,7 +18,7 @@ using Cartolith::Core::Shapes::GisShapeType;
 namespace {
 
 constexpr int leastLetters = 8;      // pixels
-constexpr double longestLabel = 16;  // in letter heights
+constexpr double longestLabel = 20;  // in letter heights
 constexpr double defaultApart = 0.5; // rows between the classes and the default
 
 double widthOf(const QFont& font, const QString& text) {
@@ -60,7 +60,7 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     m_smallFont = sheetFont(std::max(leastLetters, letterPixels * 4 / 5), false);
     m_row = std::ceil(letterPixels * 1.5);
 
-    // A column: sample, label, count, with a gap after each.
+    // A column: sample, label, count, and a wider gap to the next column.
     const double gap = letterPixels * 0.6;
     const double sample = 2.0 * letterPixels;
     m_labelWidth = 0.0;
@@ -69,10 +69,12 @@ void Legend::layOut(QSizeF room, int letterPixels) {
         m_labelWidth = std::max(m_labelWidth, widthOf(m_font, row.label));
         m_countWidth = std::max(m_countWidth, widthOf(m_font, NumberText::whole(row.count)));
     }
-    const double others = sample + 3 * gap + m_countWidth;
+    const double others = sample + 2 * gap + m_countWidth;
+    const double apart = 2.0 * letterPixels;
     m_labelWidth = std::clamp(m_labelWidth, 0.0,
                               std::max(0.0, std::min(longestLabel * letterPixels, room.width() - others)));
     m_column = others + m_labelWidth;
+    m_columnStep = m_column + apart;
 
     const double head = m_content.title.isEmpty() ? 0.0 : 1.5 * m_row;
     const double foot =
@@ -80,12 +82,13 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     const qsizetype classes = classRows();
     const auto deepest =
         std::max<qsizetype>(1, static_cast<qsizetype>((room.height() - head - foot) / m_row));
-    const auto most = std::max<qsizetype>(1, static_cast<qsizetype>(room.width() / m_column));
+    const auto most =
+        std::max<qsizetype>(1, static_cast<qsizetype>((room.width() + apart) / (m_column + apart)));
     const qsizetype columns = std::clamp<qsizetype>((classes + deepest - 1) / deepest, 1, most);
     m_shown = classes <= deepest * columns ? classes : deepest * columns - 1;
     m_perColumn = std::min(deepest, std::max<qsizetype>(1, (classes + columns - 1) / columns));
 
-    double width = static_cast<double>(columns) * m_column;
+    double width = static_cast<double>(columns) * m_columnStep - apart;
     width = std::max(width, widthOf(m_titleFont, m_content.title));
     width = std::max(width, widthOf(m_smallFont, m_content.smallPrint));
     m_size = {std::min(width, room.width()),
@@ -147,7 +150,7 @@ void Legend::draw(QPainter& painter, QPointF topLeft) const {
         top += 1.5 * m_row;
     }
     const auto place = [&](qsizetype i) {
-        return QRectF(topLeft.x() + static_cast<double>(i / m_perColumn) * m_column,
+        return QRectF(topLeft.x() + static_cast<double>(i / m_perColumn) * m_columnStep,
                       top + static_cast<double>(i % m_perColumn) * m_row, m_column, m_row);
     };
     for (qsizetype i = 0; i < m_shown; ++i) {

@@ -44,6 +44,7 @@ private:
     qsizetype m_perColumn = 1;
     double m_row = 0.0;    ///< height of one
     double m_column = 0.0; ///< width of one
+    double m_columnStep = 0.0;
     double m_labelWidth = 0.0;
     double m_countWidth = 0.0;
     QSizeF m_size;

@@ -52,8 +52,9 @@ Examples
   cartolith-map render data/us-counties.gpkg -o ca.png --crs EPSG:3310 --extent=-400000,-620000,560000,460000
   cartolith-map render places.csv -o places.png --point "#C0392B" --identify 18.07,59.33
 
-The classes are made from all features of the layer, and the legend counts them all. The picture is written beside its name first and put in place when it is complete. A feature whose place the
-coordinate system has no value for is left out and counted.
+The classes are made from all features of the layer, and the legend counts them all. The picture
+is written beside its name first and put in place when it is complete. A feature whose place the coordinate system has
+no value for is left out and counted.
 )";
 
 struct RenderOptions {

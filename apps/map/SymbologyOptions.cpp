@@ -24,10 +24,10 @@ const char* const helpText = R"(  --fill #RRGGBB            area colour
   --line #RRGGBB            line and outline colour
   --point #RRGGBB           point colour
   --width PIXELS            line width
-  --theme NAME              paper, text, styles and ramp of a theme: %1
+  --theme NAME              paper, text, styles and ramp of a theme:%1
 Classes of numbers
   --field FIELD             colour by this numeric field; features without a value are drawn hollow, or in --fill
-  --method METHOD           how classes are found, NaturalBreaks when not given: %2
+  --method METHOD           how classes are found, NaturalBreaks when not given:%2
   --classes N               so many of them, 5 when not given; not for methods that find the number themselves
   --interval X              class width of DefinedInterval; share of the standard deviation of the methods named
                             after it, 1 when not given
@@ -75,25 +75,20 @@ QStringList methodNames() {
     return names;
 }
 
-/// Names after a few words, broken to the width of a help text.
+/// Names on lines of their own, in the column and to the width of the help text.
 QString wrapped(const QStringList& names) {
-    constexpr qsizetype indent = 28;
-    constexpr qsizetype width = 112;
+    constexpr qsizetype width = 84;
+    const QString lineStart = QLatin1Char('\n') + QString(28, QLatin1Char(' '));
     QString text;
-    qsizetype column = width; // the names start on a line of their own
+    QString line;
     for (const QString& name : names) {
-        if (column + name.size() + 2 > width) {
-            text += QLatin1Char('\n') + QString(indent, QLatin1Char(' '));
-            column = indent;
+        if (!line.isEmpty() && line.size() + name.size() + 3 > width) {
+            text += lineStart + line + QLatin1Char(',');
+            line.clear();
         }
-        text += name;
-        column += name.size();
-        if (name != names.constLast()) {
-            text += QStringLiteral(", ");
-            column += 2;
-        }
+        line += (line.isEmpty() ? QString() : QStringLiteral(", ")) + name;
     }
-    return text;
+    return text + lineStart + line;
 }
 
 [[noreturn]] void unknown(const char* what, const QString& name, const QStringList& known) {
