@@ -2,11 +2,10 @@
 #include "MapPainter.h"
 #include "MapSheet.h"
 #include "Projection.h"
+#include "TestLayers.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
-#include <Cartolith/Core/Layers/GisLayerVector.h>
-#include <Cartolith/Core/Serialization/GisWktReader.h>
 #include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
 
 #include <QPainter>
@@ -14,8 +13,8 @@
 
 using namespace Cartolith::Core;
 using Layers::GisLayerStyle;
-using Layers::GisLayerVector;
 using Shapes::GisExtent;
+using test::layerOf;
 
 namespace {
 
@@ -36,14 +35,6 @@ public:
 private:
     int& m_asked;
 };
-
-std::unique_ptr<GisLayerVector> layerOf(const QStringList& texts) {
-    auto layer = GisLayerVector::createInMemory("test", Shapes::GisShapeType::Null, GisExtent());
-    for (const QString& text : texts) {
-        layer->addShape(Serialization::Wkt::GisWktReader::read(text));
-    }
-    return layer;
-}
 
 TEST(MapPainter, DrawsInLayerOrderLeavesHolesOpenAndAsksForEachStyleOnce) {
     const auto layer =
