@@ -1,14 +1,11 @@
 #include "LegendContent.h"
 
 #include "NumberText.h"
+#include "RendererFields.h"
 
 #include <Cartolith/Core/Layers/GisLayerVector.h>
-#include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
-#include <Cartolith/Core/Symbology/GisRuleBasedSymbolRenderer.h>
-
-#include <QSet>
 
 #include <algorithm>
 #include <cmath>
@@ -23,23 +20,6 @@ using Symbology::GisSymbolLegendItem;
 using Symbology::GisSymbolRenderer;
 
 namespace {
-
-/// The field that alone decides; empty when there is none, or several do.
-QString fieldOf(const GisSymbolRenderer& renderer) {
-    if (const auto* graduated = dynamic_cast<const GisGraduatedSymbolRenderer*>(&renderer)) {
-        return graduated->fieldName();
-    }
-    if (const auto* categorized = dynamic_cast<const Symbology::GisCategorizedSymbolRenderer*>(&renderer)) {
-        return categorized->fieldName();
-    }
-    QSet<QString> fields;
-    if (const auto* ruleBased = dynamic_cast<const Symbology::GisRuleBasedSymbolRenderer*>(&renderer)) {
-        for (const Symbology::GisSymbolRule& rule : ruleBased->rules()) {
-            fields.insert(rule.fieldName);
-        }
-    }
-    return fields.size() == 1 ? fields.values().constFirst() : QString();
-}
 
 /// What to call the features that are drawn with the default style, which has that place in the legend.
 QString defaultLabel(const GisLayerVector& layer, const QString& field, qsizetype place) {
@@ -119,7 +99,8 @@ void describeGraduated(const GisGraduatedSymbolRenderer& renderer, const GisLaye
 
 LegendContent LegendContent::of(const GisLayerVector& layer, const QString& title) {
     const GisSymbolRenderer& renderer = *layer.symbolRenderer();
-    const QString field = fieldOf(renderer);
+    const QStringList fields = fieldsOf(renderer);
+    const QString field = fields.size() == 1 ? fields.constFirst() : QString(); // that alone decides
     LegendContent content;
     const bool isOneStyle = renderer.type() == Symbology::GisSymbolRendererType::Simple;
     content.title = !title.isEmpty() || isOneStyle ? title : field.isEmpty() ? layer.name() : field;

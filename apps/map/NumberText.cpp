@@ -22,6 +22,9 @@ QString NumberText::whole(qsizetype number) {
 }
 
 QString NumberText::rounded(double value, int digits) {
+    if (!std::isfinite(value)) {
+        return QString::number(value);
+    }
     const double rounded = rounding(value, digits);
     if (rounded == 0.0) {
         return QStringLiteral("0");

@@ -49,6 +49,7 @@ Examples
   cartolith-map render data/world-countries.gpkg -o world.png --crs EPSG:8857 --title "The world"
   cartolith-map render data/world-countries.gpkg -o pop.png --field pop --classes 6 --ramp Viridis --legend
   cartolith-map render data/world-countries.gpkg -o continents.png --categories continent --legend --theme Dark
+  cartolith-map render data/world-countries.gpkg -o income.png --rules data/world-income.rules.json --legend
   cartolith-map render data/us-counties.gpkg -o ca.png --crs EPSG:3310 --extent=-400000,-620000,560000,460000
   cartolith-map render places.csv -o places.png --point "#C0392B" --identify 18.07,59.33
 
@@ -151,6 +152,7 @@ int Commands::render(const QStringList& arguments) {
 
     // How the features look, by their values in the file.
     auto renderer = options.symbology.makeRenderer(source);
+    options.symbology.save(*renderer);
     log.done("classify", QStringLiteral("%1 styles").arg(renderer->legendItems().size()));
 
     // Into the map's coordinate system.

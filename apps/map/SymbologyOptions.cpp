@@ -2,6 +2,8 @@
 
 #include "Arguments.h"
 #include "NumberText.h"
+#include "RendererFields.h"
+#include "RendererFile.h"
 
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
@@ -34,6 +36,10 @@ Classes of numbers
   --breaks A,B,C            the bounds of the classes, for Manual
 Categories
   --categories FIELD        a colour for each value of this field
+Rules and saved styles
+  --rules FILE              an ordered list of rules, the first that a feature meets counts (JSON)
+  --style FILE              any renderer saved with --save-style
+  --save-style FILE         save what the map is drawn with
 Colours of classes and categories
   --ramp NAME               %3;
                             when not given, the theme's, or Viridis for classes and Unique for categories
@@ -128,6 +134,19 @@ GisColorRamp shortened(const GisColorRamp& ramp, qsizetype count) {
     return {ramp.name(), stops};
 }
 
+/// A file made for other data would silently draw everything alike.
+void requireField(const GisLayerVector& layer, const QString& field) {
+    const bool known = layer.getAttributeDefinition(field) != nullptr ||
+                       std::any_of(layer.items().cbegin(), layer.items().cend(), [&field](const auto& shape) {
+                           return shape->attributes().contains(field);
+                       });
+    if (!known) {
+        throw std::runtime_error(QStringLiteral("the layer has no field '%1', which the style file names")
+                                     .arg(field)
+                                     .toStdString());
+    }
+}
+
 } // namespace
 
 void SymbologyOptions::addTo(QCommandLineParser& parser) {
@@ -142,6 +161,9 @@ void SymbologyOptions::addTo(QCommandLineParser& parser) {
                        {"interval", "", "width"},
                        {"breaks", "", "bounds"},
                        {"categories", "", "field"},
+                       {"rules", "", "file"},
+                       {"style", "", "file"},
+                       {"save-style", "", "file"},
                        {"ramp", "", "name"},
                        {"ramp-mode", "", "mode"},
                        {"reversed", ""}});
@@ -154,7 +176,7 @@ QString SymbologyOptions::help() {
 
 SymbologyOptions::SymbologyOptions(const QCommandLineParser& parser) {
     QStringList sources;
-    for (const char* option : {"field", "categories"}) {
+    for (const char* option : {"field", "categories", "rules", "style"}) {
         if (parser.isSet(option)) {
             sources.append(QStringLiteral("--%1").arg(QLatin1String(option)));
         }
@@ -164,6 +186,23 @@ SymbologyOptions::SymbologyOptions(const QCommandLineParser& parser) {
     }
     readColours(parser);
     readClassification(parser);
+    readFile(parser);
+}
+
+void SymbologyOptions::readFile(const QCommandLineParser& parser) {
+    m_saveTo = parser.value("save-style");
+    const QString option = parser.isSet("rules") ? QStringLiteral("rules") : QStringLiteral("style");
+    if (!parser.isSet(option)) {
+        return;
+    }
+    refuse(parser, {"fill", "line", "point", "width"},
+           QStringLiteral("does not go with --%1: the file says how features look").arg(option));
+    m_fromFile = RendererFile::read(parser.value(option));
+    if (option == QLatin1String("rules") && m_fromFile->type() != GisSymbolRendererType::RuleBased) {
+        throw std::runtime_error(QStringLiteral("'%1' holds a renderer, but no rules; --style draws with it")
+                                     .arg(parser.value(option))
+                                     .toStdString());
+    }
 }
 
 void SymbologyOptions::readColours(const QCommandLineParser& parser) {
@@ -371,10 +410,20 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::categorized(const GisLayerV
 std::unique_ptr<GisSymbolRenderer> SymbologyOptions::makeRenderer(GisLayerVector& layer) const {
     layer.style() = baseStyle(layer);
     if (m_fromFile != nullptr) {
+        const QStringList fields = fieldsOf(*m_fromFile);
+        for (const QString& field : fields) {
+            requireField(layer, field);
+        }
         return m_fromFile->clone();
     }
     if (!m_field.isEmpty()) {
         return graduated(layer);
     }
     return m_categories.isEmpty() ? GisSymbolRendererFactory::simple(layer) : categorized(layer);
+}
+
+void SymbologyOptions::save(const GisSymbolRenderer& renderer) const {
+    if (!m_saveTo.isEmpty()) {
+        RendererFile::save(renderer, m_saveTo);
+    }
 }

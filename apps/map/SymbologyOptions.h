@@ -29,14 +29,18 @@ public:
 
     /// A renderer for the layer and others of the same features. Sets the layer's style, which classes get
     /// their colours on top of.
-    /// \throws std::exception as GisSymbolRendererFactory does, and for an interval that makes too many
-    /// classes
+    /// \throws std::exception as GisSymbolRendererFactory does, for an interval that makes too many classes,
+    /// and for a file that names a field the layer does not have
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer>
     makeRenderer(Cartolith::Core::Layers::GisLayerVector& layer) const;
+
+    /// Writes the renderer to the file of --save-style, if one is named. \throws std::runtime_error
+    void save(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer) const;
 
 private:
     void readColours(const QCommandLineParser& parser);
     void readClassification(const QCommandLineParser& parser);
+    void readFile(const QCommandLineParser& parser);
     Cartolith::Core::Layers::GisLayerStyle
     baseStyle(const Cartolith::Core::Layers::GisLayerVector& layer) const;
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer>
@@ -57,4 +61,5 @@ private:
     QString m_categories;
     Cartolith::Core::Symbology::GisClassificationSettings m_settings;
     std::shared_ptr<const Cartolith::Core::Symbology::GisSymbolRenderer> m_fromFile;
+    QString m_saveTo;
 };

@@ -81,9 +81,9 @@ TEST(SymbologyOptions, MakeAsManyClassesAsTheDataNeedAndNoMore) {
 }
 
 TEST(SymbologyOptions, KeepFeaturesOfOneClassAndThoseWithoutAValueApart) {
-    for (const char* line :
-         {"--field v --classes 3", "--categories v --theme Dark", "--field v --ramp Plasma --theme Blueprint",
-          "--categories v --ramp BrownGreen --reversed --ramp-mode discrete"}) {
+    for (const char* line : {"--field v --method EqualInterval --classes 3", "--categories v --theme Dark",
+                             "--field v --method Quantile --classes 3 --ramp Plasma --theme Blueprint",
+                             "--categories v --ramp BrownGreen --reversed --ramp-mode discrete"}) {
         const auto layer = test::squaresOf({1, 2, 3, QVariant()});
         const SymbologyOptions options = optionsOf(line);
         const auto items = options.makeRenderer(*layer)->legendItems();
