@@ -80,9 +80,14 @@ int main(int argc, char** argv) {
     // Pictures only, never a window: works without a display.
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qInstallMessageHandler(printQtMessage);
-    const QGuiApplication application(argc, argv);
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    }
+    int none = qMin(argc, 1); // Qt has options of its own, --style among them
+    const QGuiApplication application(none, argv);
     try {
-        return run(QGuiApplication::arguments());
+        return run(arguments);
     } catch (const UsageError& error) {
         std::fprintf(stderr, "cartolith-map: %s\nTry: cartolith-map --help\n", error.what());
         return usageError;
