@@ -37,7 +37,7 @@ std::optional<Legend> MapSheet::legendOf(const Options& options) {
     colours.sea = options.graticule ? colours.sea : colours.paper;
     return Legend(*options.legend, colours,
                   {options.size.width() * widestLegend, innerFrame(options).height()},
-                  options.size.height() / 50);
+                  qMax(10, options.size.height() / 45));
 }
 
 QRectF MapSheet::mapFrame(const Options& options, const std::optional<Legend>& legend) {

@@ -48,6 +48,7 @@ Colours of classes and categories
 )";
 
 constexpr int mostClasses = 1000;
+constexpr float outlineWidth = 0.7F; // pixels, around areas and points of a class
 
 enum class Interval { None, Optional, Required };
 
@@ -317,9 +318,9 @@ GisLayerStyle SymbologyOptions::baseStyle(const GisLayerVector& layer) const {
     return style;
 }
 
-GisLayerStyle SymbologyOptions::withoutValue(const GisLayerStyle& style) const {
+GisLayerStyle SymbologyOptions::withoutValue(const GisLayerVector& layer) const {
     // Must not look like any class: hollow, and for lines thin.
-    GisLayerStyle result = style;
+    GisLayerStyle result = layer.style();
     if (!m_fill) {
         result.setFillColor(m_colours.paper.name().toUpper());
         result.setFillOpacity(255);
@@ -330,8 +331,10 @@ GisLayerStyle SymbologyOptions::withoutValue(const GisLayerStyle& style) const {
     if (!m_line && m_theme) {
         result.setLineColor(m_theme->areaStyle.lineColor()); // that of points is made to lie on colours
     }
-    if (!m_width) {
-        result.setLineWidth(0.7F);
+    if (layer.shapeType() == GisShapeType::Polyline) {
+        result.setLineWidth(result.lineWidth() * 0.5F);
+    } else if (!m_width) {
+        result.setLineWidth(outlineWidth);
     }
     return result;
 }
@@ -350,7 +353,7 @@ GisLayerStyle SymbologyOptions::outlined(const GisLayerStyle& style, const GisLa
     result.setFillOpacity(255); // as in the legend, whatever lies below
     result.setLineColor(m_line.value_or(GisColorRamp::interpolateColor(style.fillColor(), towards, share)));
     if (!m_width) {
-        result.setLineWidth(0.7F);
+        result.setLineWidth(outlineWidth);
     }
     return result;
 }
@@ -380,7 +383,7 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::graduated(const GisLayerVec
     auto renderer = GisSymbolRendererFactory::graduated(layer, m_field, m_settings);
     const QList<GisGraduatedSymbolRange> ranges = renderer->ranges();
     renderer->clearRanges();
-    renderer->setDefaultStyle(withoutValue(layer.style()));
+    renderer->setDefaultStyle(withoutValue(layer));
     for (GisGraduatedSymbolRange range : ranges) {
         range.style = outlined(range.style, layer);
         renderer->addRange(range);
@@ -399,7 +402,7 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::categorized(const GisLayerV
     }
     const QList<GisCategorizedSymbolClass> classes = renderer->classes();
     renderer->clearClasses();
-    renderer->setDefaultStyle(withoutValue(layer.style()));
+    renderer->setDefaultStyle(withoutValue(layer));
     for (GisCategorizedSymbolClass symbolClass : classes) {
         symbolClass.style = outlined(symbolClass.style, layer);
         renderer->addClass(symbolClass);

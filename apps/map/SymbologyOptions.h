@@ -48,7 +48,7 @@ private:
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer>
     categorized(const Cartolith::Core::Layers::GisLayerVector& layer) const;
     Cartolith::Core::Layers::GisLayerStyle
-    withoutValue(const Cartolith::Core::Layers::GisLayerStyle& style) const;
+    withoutValue(const Cartolith::Core::Layers::GisLayerVector& layer) const;
     Cartolith::Core::Layers::GisLayerStyle
     outlined(const Cartolith::Core::Layers::GisLayerStyle& style,
              const Cartolith::Core::Layers::GisLayerVector& layer) const;
