@@ -150,8 +150,10 @@ void Legend::draw(QPainter& painter, QPointF topLeft) const {
         top += 1.5 * m_row;
     }
     const auto place = [&](qsizetype i) {
-        return QRectF(topLeft.x() + static_cast<double>(i / m_perColumn) * m_columnStep,
-                      top + static_cast<double>(i % m_perColumn) * m_row, m_column, m_row);
+        const qsizetype column = i / m_perColumn;
+        const qsizetype row = i % m_perColumn;
+        return QRectF(topLeft.x() + static_cast<double>(column) * m_columnStep,
+                      top + static_cast<double>(row) * m_row, m_column, m_row);
     };
     for (qsizetype i = 0; i < m_shown; ++i) {
         drawRow(painter, m_content.rows.at(i), place(i));

@@ -56,7 +56,7 @@ public:
     }
 
     QString label(double lower, double upper) const {
-        const QString from = NumberText::rounded(lower, m_digits);
+        QString from = NumberText::rounded(lower, m_digits);
         if (lower == upper) {
             return from;
         }

@@ -19,7 +19,8 @@ namespace {
 } // namespace
 
 std::unique_ptr<GisSymbolRenderer> RendererFile::read(const QString& path) {
-    constexpr qint64 most = 64 * 1024 * 1024; // bytes: not a picture, or an endless device, by mistake
+    constexpr qint64 most =
+        qint64(64) * 1024 * 1024; // bytes: not a picture, or an endless device, by mistake
     QFile file(path);
     if (!file.open(QIODevice::ReadOnly)) {
         fail(path, file.errorString());

@@ -28,7 +28,7 @@ const char* const helpText = R"(  --fill #RRGGBB            area colour
   --width PIXELS            line width
   --theme NAME              paper, text, styles and ramp of a theme:%1
 Classes of numbers
-  --field FIELD             colour by this numeric field; features without a value are drawn hollow, or in --fill
+  --field FIELD             colour by this numeric field; features without a value are hollow, or in --fill
   --method METHOD           how classes are found, NaturalBreaks when not given:%2
   --classes N               so many of them, 5 when not given; not for methods that find the number themselves
   --interval X              class width of DefinedInterval; share of the standard deviation of the methods named
@@ -48,7 +48,6 @@ Colours of classes and categories
 )";
 
 constexpr int mostClasses = 1000;
-constexpr float outlineWidth = 0.7F; // pixels, around areas and points of a class
 
 enum class Interval { None, Optional, Required };
 
@@ -219,11 +218,11 @@ void SymbologyOptions::readColours(const QCommandLineParser& parser) {
         return parser.isSet(option) ? std::optional(Arguments::colour(option, parser.value(option)))
                                     : std::nullopt;
     };
-    m_fill = colour("fill");
-    m_line = colour("line");
-    m_point = colour("point");
+    m_given.fill = colour("fill");
+    m_given.line = colour("line");
+    m_given.point = colour("point");
     if (parser.isSet("width")) {
-        m_width = static_cast<float>(Arguments::number("width", parser.value("width"), 0.0, 100.0));
+        m_given.width = static_cast<float>(Arguments::number("width", parser.value("width"), 0.0, 100.0));
     }
 }
 
@@ -302,60 +301,8 @@ GisLayerStyle SymbologyOptions::baseStyle(const GisLayerVector& layer) const {
             break;
         }
     }
-    if (m_fill) {
-        style.setFillColor(*m_fill);
-        style.setFillOpacity(255);
-    }
-    if (m_line) {
-        style.setLineColor(*m_line);
-    }
-    if (m_point) {
-        style.setPointColor(*m_point);
-    }
-    if (m_width) {
-        style.setLineWidth(*m_width);
-    }
+    m_given.applyTo(style);
     return style;
-}
-
-GisLayerStyle SymbologyOptions::withoutValue(const GisLayerVector& layer) const {
-    // Must not look like any class: hollow, and for lines thin.
-    GisLayerStyle result = layer.style();
-    if (!m_fill) {
-        result.setFillColor(m_colours.paper.name().toUpper());
-        result.setFillOpacity(255);
-    }
-    if (!m_point) {
-        result.setPointColor(m_colours.paper.name().toUpper());
-    }
-    if (!m_line && m_theme) {
-        result.setLineColor(m_theme->areaStyle.lineColor()); // that of points is made to lie on colours
-    }
-    if (layer.shapeType() == GisShapeType::Polyline) {
-        result.setLineWidth(result.lineWidth() * 0.5F);
-    } else if (!m_width) {
-        result.setLineWidth(outlineWidth);
-    }
-    return result;
-}
-
-GisLayerStyle SymbologyOptions::outlined(const GisLayerStyle& style, const GisLayerVector& layer) const {
-    const bool hasLines =
-        layer.shapeType() == GisShapeType::Polyline || layer.shapeType() == GisShapeType::Null;
-    if (hasLines) {
-        return style; // the line is what carries the colour
-    }
-    // Neighbours of one class keep a border between them: a darker shade of the colour, or a lighter one.
-    constexpr double share = 0.45;
-    const QColor colour(style.fillColor());
-    const QString towards = qGray(colour.rgb()) > 110 ? QStringLiteral("#000000") : QStringLiteral("#FFFFFF");
-    GisLayerStyle result = style;
-    result.setFillOpacity(255); // as in the legend, whatever lies below
-    result.setLineColor(m_line.value_or(GisColorRamp::interpolateColor(style.fillColor(), towards, share)));
-    if (!m_width) {
-        result.setLineWidth(outlineWidth);
-    }
-    return result;
 }
 
 std::unique_ptr<GisSymbolRenderer> SymbologyOptions::graduated(const GisLayerVector& layer) const {
@@ -381,13 +328,7 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::graduated(const GisLayerVec
         }
     }
     auto renderer = GisSymbolRendererFactory::graduated(layer, m_field, m_settings);
-    const QList<GisGraduatedSymbolRange> ranges = renderer->ranges();
-    renderer->clearRanges();
-    renderer->setDefaultStyle(withoutValue(layer));
-    for (GisGraduatedSymbolRange range : ranges) {
-        range.style = outlined(range.style, layer);
-        renderer->addRange(range);
-    }
+    ClassStyles(m_given, m_colours, layer.shapeType()).applyTo(*renderer);
     return renderer;
 }
 
@@ -400,13 +341,7 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::categorized(const GisLayerV
             layer, m_categories, shortened(m_settings.ramp, renderer->classes().size()), m_settings.mode,
             m_settings.reversed);
     }
-    const QList<GisCategorizedSymbolClass> classes = renderer->classes();
-    renderer->clearClasses();
-    renderer->setDefaultStyle(withoutValue(layer));
-    for (GisCategorizedSymbolClass symbolClass : classes) {
-        symbolClass.style = outlined(symbolClass.style, layer);
-        renderer->addClass(symbolClass);
-    }
+    ClassStyles(m_given, m_colours, layer.shapeType()).applyTo(*renderer);
     return renderer;
 }
 

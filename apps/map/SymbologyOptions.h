@@ -1,5 +1,6 @@
 #pragma once
 
+#include "ClassStyles.h"
 #include "SheetColours.h"
 
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
@@ -47,16 +48,10 @@ private:
     graduated(const Cartolith::Core::Layers::GisLayerVector& layer) const;
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer>
     categorized(const Cartolith::Core::Layers::GisLayerVector& layer) const;
-    Cartolith::Core::Layers::GisLayerStyle
-    withoutValue(const Cartolith::Core::Layers::GisLayerVector& layer) const;
-    Cartolith::Core::Layers::GisLayerStyle
-    outlined(const Cartolith::Core::Layers::GisLayerStyle& style,
-             const Cartolith::Core::Layers::GisLayerVector& layer) const;
 
     SheetColours m_colours;
     std::optional<Cartolith::Core::Symbology::GisSymbolTheme> m_theme;
-    std::optional<QString> m_fill, m_line, m_point;
-    std::optional<float> m_width;
+    GivenStyle m_given;
     QString m_field;
     QString m_categories;
     Cartolith::Core::Symbology::GisClassificationSettings m_settings;

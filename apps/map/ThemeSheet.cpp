@@ -109,8 +109,10 @@ QImage ThemeSheet::draw(const QSize& size) {
     const double width = static_cast<double>(size.width()) / columns;
     const double height = static_cast<double>(size.height()) / static_cast<double>(rows);
     for (qsizetype i = 0; i < themes.size(); ++i) {
-        const QRectF tile(static_cast<double>(i % columns) * width, static_cast<double>(i / columns) * height,
-                          width, height);
+        const qsizetype row = i / columns;
+        const qsizetype column = i % columns;
+        const QRectF tile(static_cast<double>(column) * width, static_cast<double>(row) * height, width,
+                          height);
         drawTheme(painter, themes.at(i), tile.adjusted(0.5, 0.5, -0.5, -0.5));
     }
     return image;

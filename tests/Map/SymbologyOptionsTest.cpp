@@ -95,7 +95,8 @@ TEST(SymbologyOptions, KeepFeaturesOfOneClassAndThoseWithoutAValueApart) {
                 EXPECT_NE(items[i].style.fillColor(), items[j].style.fillColor()) << line;
             }
         }
-        EXPECT_EQ(QColor(items.last().style.fillColor()), options.colours().paper) << line;
+        const bool paperIsTaken = QString(line).contains("--ramp BrownGreen"); // its middle is all but white
+        EXPECT_EQ(QColor(items.last().style.fillColor()) == options.colours().paper, !paperIsTaken) << line;
     }
     // A few categories get the ramp's own colours; lines keep the colour of their class.
     const auto layer =
