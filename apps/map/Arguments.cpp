@@ -3,25 +3,26 @@
 #include <QRegularExpression>
 #include <QStringList>
 
+#include <algorithm>
 #include <cmath>
 #include <optional>
-#include <vector>
 
 using namespace Cartolith::Core::Shapes;
 
 namespace {
 
-std::optional<std::vector<double>> numbers(const QString& text, qsizetype count) {
+/// The numbers between commas; nothing when one of them is none, or not finite.
+std::optional<QList<double>> numbers(const QString& text) {
     const QStringList items = text.split(QLatin1Char(','));
-    std::vector<double> values;
+    QList<double> values;
     for (const QString& item : items) {
         bool ok = false;
-        values.push_back(item.toDouble(&ok));
-        if (!ok || !std::isfinite(values.back())) {
+        values.append(item.toDouble(&ok));
+        if (!ok || !std::isfinite(values.constLast())) {
             return std::nullopt;
         }
     }
-    return items.size() == count ? std::optional(values) : std::nullopt;
+    return values;
 }
 
 } // namespace
@@ -41,21 +42,21 @@ QSize Arguments::size(const QString& text) {
 }
 
 GisExtent Arguments::extent(const QString& text) {
-    const auto values = numbers(text, 4);
-    if (!values) {
+    const auto values = numbers(text);
+    if (!values || values->size() != 4) {
         throw UsageError(
             QStringLiteral("--extent wants xmin,ymin,xmax,ymax in map units, not '%1'").arg(text));
     }
-    return {(*values)[0], (*values)[1], (*values)[2], (*values)[3]};
+    return {values->at(0), values->at(1), values->at(2), values->at(3)};
 }
 
 GisShapePoint Arguments::lonLat(const QString& option, const QString& text) {
-    const auto values = numbers(text, 2);
-    if (!values || std::abs((*values)[0]) > 180.0 || std::abs((*values)[1]) > 90.0) {
+    const auto values = numbers(text);
+    if (!values || values->size() != 2 || std::abs(values->at(0)) > 180.0 || std::abs(values->at(1)) > 90.0) {
         throw UsageError(
             QStringLiteral("--%1 wants longitude,latitude in degrees, not '%2'").arg(option, text));
     }
-    return {(*values)[0], (*values)[1]};
+    return {values->at(0), values->at(1)};
 }
 
 double Arguments::number(const QString& option, const QString& text, double least, double most) {
@@ -66,6 +67,26 @@ double Arguments::number(const QString& option, const QString& text, double leas
                              .arg(option, QString::number(least), QString::number(most), text));
     }
     return value;
+}
+
+int Arguments::whole(const QString& option, const QString& text, int least, int most) {
+    bool ok = false;
+    const int value = text.toInt(&ok);
+    if (!ok || value < least || value > most) {
+        throw UsageError(QStringLiteral("--%1 wants a whole number from %2 to %3, not '%4'")
+                             .arg(option, QString::number(least), QString::number(most), text));
+    }
+    return value;
+}
+
+QList<double> Arguments::breaks(const QString& option, const QString& text) {
+    const auto values = numbers(text);
+    if (!values || std::all_of(values->cbegin(), values->cend(),
+                               [&](double value) { return value == values->constFirst(); })) {
+        throw UsageError(
+            QStringLiteral("--%1 wants two or more different numbers, a,b,c, not '%2'").arg(option, text));
+    }
+    return *values;
 }
 
 QString Arguments::colour(const QString& option, const QString& text) {

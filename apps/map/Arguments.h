@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Shapes/GisExtent.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
+#include <QList>
 #include <QSize>
 #include <QString>
 
@@ -25,6 +26,10 @@ Cartolith::Core::Shapes::GisExtent extent(const QString& text);
 Cartolith::Core::Shapes::GisShapePoint lonLat(const QString& option, const QString& text);
 /// A number within the closed bounds.
 double number(const QString& option, const QString& text, double least, double most);
+/// A whole number within the closed bounds.
+int whole(const QString& option, const QString& text, int least, int most);
+/// "1,2.5,4": at least two different finite numbers, in the order given.
+QList<double> breaks(const QString& option, const QString& text);
 /// "#RRGGBB", given back in upper case.
 QString colour(const QString& option, const QString& text);
 

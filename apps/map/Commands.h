@@ -9,8 +9,10 @@ namespace Commands {
 
 int render(const QStringList& arguments);
 int info(const QStringList& arguments);
+int themes(const QStringList& arguments);
 
 QString renderHelp();
 QString infoHelp();
+QString themesHelp();
 
 } // namespace Commands

@@ -1,5 +1,7 @@
 #include "MapPainter.h"
 
+#include "SymbolPainter.h"
+
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
@@ -48,28 +50,11 @@ void MapPainter::draw(const QList<GisShape*>& shapes, const Styles& styles) {
     m_painter.save();
     m_painter.setClipRect(m_view.frame(), Qt::IntersectClip);
     m_painter.setRenderHint(QPainter::Antialiasing);
-    m_pensSet = false;
+    SymbolPainter symbols(m_painter);
     for (qsizetype i = 0; i < shapes.size(); ++i) {
-        drawShape(*shapes.at(i), styles.at(i));
+        drawShape(symbols, *shapes.at(i), styles.at(i));
     }
     m_painter.restore();
-}
-
-void MapPainter::usePens(const GisLayerStyle& style) {
-    // Reading colours from text costs more than drawing a small shape; neighbours mostly look alike.
-    if (m_pensSet && m_inUse.fillColor() == style.fillColor() &&
-        m_inUse.fillOpacity() == style.fillOpacity() && m_inUse.lineColor() == style.lineColor() &&
-        m_inUse.lineWidth() == style.lineWidth()) {
-        return;
-    }
-    QColor fill(style.fillColor());
-    fill.setAlpha(std::clamp(style.fillOpacity(), 0, 255));
-    m_painter.setBrush(fill);
-    m_painter.setPen(style.lineWidth() > 0.0F ? QPen(QColor(style.lineColor()), style.lineWidth(),
-                                                     Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin)
-                                              : QPen(Qt::NoPen));
-    m_inUse = style;
-    m_pensSet = true;
 }
 
 QPolygonF MapPainter::toPixels(const QList<GisShapePoint>& vertices) const {
@@ -88,27 +73,20 @@ QPolygonF MapPainter::toPixels(const QList<GisShapePoint>& vertices) const {
     return pixels;
 }
 
-void MapPainter::drawShape(const GisShape& shape, const GisLayerStyle& style) {
+void MapPainter::drawShape(SymbolPainter& symbols, const GisShape& shape, const GisLayerStyle& style) const {
     if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape)) {
-        const double radius = static_cast<double>(style.pointSize()) * 0.5;
-        m_painter.save();
-        m_painter.setBrush(QColor(style.pointColor()));
-        m_painter.setPen(QPen(QColor(style.lineColor()), style.lineWidth()));
-        m_painter.drawEllipse(m_view.toPixel(point->x(), point->y()), radius, radius);
-        m_painter.restore();
+        symbols.point(m_view.toPixel(point->x(), point->y()), style);
     } else if (const auto* line = dynamic_cast<const Shapes::GisShapePolyline*>(&shape)) {
-        usePens(style);
         for (const QList<GisShapePoint>& part : line->parts()) {
-            m_painter.drawPolyline(toPixels(part));
+            symbols.line(toPixels(part), style);
         }
     } else if (const auto* polygon = dynamic_cast<const Shapes::GisShapePolygon*>(&shape)) {
-        usePens(style);
         QPainterPath path;
         path.setFillRule(Qt::OddEvenFill);
         for (const QList<GisShapePoint>& ring : polygon->parts()) {
             path.addPolygon(toPixels(ring));
             path.closeSubpath();
         }
-        m_painter.drawPath(path);
+        symbols.area(path, style);
     }
 }

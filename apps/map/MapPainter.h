@@ -8,6 +8,7 @@
 #include <QPolygonF>
 
 class QPainter;
+class SymbolPainter;
 
 namespace Cartolith::Core {
 namespace Layers {
@@ -56,13 +57,10 @@ public:
     void draw(const QList<Cartolith::Core::Shapes::GisShape*>& shapes, const Styles& styles);
 
 private:
-    void usePens(const Cartolith::Core::Layers::GisLayerStyle& style);
-    void drawShape(const Cartolith::Core::Shapes::GisShape& shape,
-                   const Cartolith::Core::Layers::GisLayerStyle& style);
+    void drawShape(SymbolPainter& symbols, const Cartolith::Core::Shapes::GisShape& shape,
+                   const Cartolith::Core::Layers::GisLayerStyle& style) const;
     QPolygonF toPixels(const QList<Cartolith::Core::Shapes::GisShapePoint>& vertices) const;
 
     QPainter& m_painter;
     MapView m_view;
-    Cartolith::Core::Layers::GisLayerStyle m_inUse;
-    bool m_pensSet = false;
 };

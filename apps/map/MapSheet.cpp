@@ -1,10 +1,12 @@
 #include "MapSheet.h"
 
 #include "Graticule.h"
+#include "SheetFont.h"
 
 #include <QFontMetrics>
 #include <QPainter>
 
+#include <cmath>
 #include <optional>
 #include <utility>
 
@@ -12,37 +14,46 @@ using namespace Cartolith::Core;
 
 namespace {
 
-constexpr QRgb paper = 0xFFFFFFFF;
-constexpr QRgb sea = 0xFFDCE8F0;
-constexpr QRgb seaLine = 0xFFB4C8D6;
-constexpr QRgb ink = 0xFF253238;
-constexpr QRgb faintInk = 0xFF6B7C85;
+constexpr double widestLegend = 0.45; // of the sheet
 
-QFont fontOf(int pixels, bool bold) {
-    QFont font(QStringLiteral("DejaVu Sans"));
-    font.setPixelSize(pixels);
-    font.setBold(bold);
-    return font;
+double marginOf(const QSize& sheet) {
+    return sheet.height() * 0.025;
 }
 
 } // namespace
 
-QRectF MapSheet::mapFrame(const Options& options) {
-    const double margin = options.size.height() * 0.025;
+QRectF MapSheet::innerFrame(const Options& options) {
+    const double margin = marginOf(options.size);
     const double head = options.title.isEmpty() ? margin : options.size.height() * 0.085;
     const double foot = options.note.isEmpty() ? margin : options.size.height() * 0.045;
     return {margin, head, options.size.width() - 2 * margin, options.size.height() - head - foot};
 }
 
+std::optional<Legend> MapSheet::legendOf(const Options& options) {
+    if (!options.legend) {
+        return std::nullopt;
+    }
+    SheetColours colours = options.colours;
+    colours.sea = options.graticule ? colours.sea : colours.paper;
+    return Legend(*options.legend, colours,
+                  {options.size.width() * widestLegend, innerFrame(options).height()},
+                  qMax(10, options.size.height() / 45));
+}
+
+QRectF MapSheet::mapFrame(const Options& options, const std::optional<Legend>& legend) {
+    const double taken = legend ? legend->size().width() + marginOf(options.size) : 0.0;
+    return innerFrame(options).adjusted(0, 0, -std::ceil(taken), 0);
+}
+
 MapSheet::MapSheet(Options options, const Shapes::GisExtent& extent,
                    std::shared_ptr<CoordinateSystems::CoordinateSystem> system)
-    : m_options(std::move(options)), m_system(std::move(system)),
+    : m_options(std::move(options)), m_system(std::move(system)), m_legend(legendOf(m_options)),
       // A little air between the data and the frame.
-      m_view(extent.inflate(extent.width() * 0.02, extent.height() * 0.02), mapFrame(m_options)) {}
+      m_view(extent.inflate(extent.width() * 0.02, extent.height() * 0.02), mapFrame(m_options, m_legend)) {}
 
 QImage MapSheet::draw(const QList<Shapes::GisShape*>& shapes, const MapPainter::Styles& styles) const {
     QImage image(m_options.size, QImage::Format_ARGB32_Premultiplied);
-    image.fill(paper);
+    image.fill(m_options.colours.paper);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
     const QRectF frame = m_view.frame();
@@ -56,14 +67,14 @@ QImage MapSheet::draw(const QList<Shapes::GisShape*>& shapes, const MapPainter::
     painter.setClipRect(frame);
     if (graticule) {
         painter.setPen(Qt::NoPen);
-        painter.setBrush(QColor::fromRgba(sea));
+        painter.setBrush(m_options.colours.sea);
         if (graticule->worldOutline().isEmpty()) {
             painter.drawRect(frame);
         } else {
             painter.drawPolygon(graticule->worldOutline());
         }
         painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(QColor::fromRgba(seaLine), 0.8));
+        painter.setPen(QPen(m_options.colours.seaLine, 0.8));
         for (const QPolygonF& line : graticule->lines()) {
             painter.drawPolyline(line);
         }
@@ -76,28 +87,32 @@ QImage MapSheet::draw(const QList<Shapes::GisShape*>& shapes, const MapPainter::
     if (graticule && !graticule->worldOutline().isEmpty()) {
         painter.save();
         painter.setClipRect(frame);
-        painter.setPen(QPen(QColor::fromRgba(faintInk), 1.2));
+        painter.setPen(QPen(m_options.colours.faintInk, 1.2));
         painter.drawPolygon(graticule->worldOutline());
         painter.restore();
     }
-    painter.setPen(QPen(QColor::fromRgba(faintInk), 1.0));
+    painter.setPen(QPen(m_options.colours.faintInk, 1.0));
     painter.drawRect(frame);
+    if (m_legend) {
+        m_legend->draw(painter, {frame.right() + marginOf(m_options.size), frame.top()});
+    }
 
+    const QRectF inner = innerFrame(m_options);
     const int height = m_options.size.height();
     if (!m_options.title.isEmpty()) {
-        painter.setPen(QColor::fromRgba(ink));
-        painter.setFont(fontOf(qMax(10, height / 26), true));
-        painter.drawText(QRectF(frame.left(), 0, frame.width(), frame.top()), Qt::AlignCenter,
+        painter.setPen(m_options.colours.ink);
+        painter.setFont(sheetFont(qMax(10, height / 26), true));
+        painter.drawText(QRectF(inner.left(), 0, inner.width(), inner.top()), Qt::AlignCenter,
                          painter.fontMetrics().elidedText(m_options.title, Qt::ElideRight,
-                                                          static_cast<int>(frame.width())));
+                                                          static_cast<int>(inner.width())));
     }
     if (!m_options.note.isEmpty()) {
-        painter.setPen(QColor::fromRgba(faintInk));
-        painter.setFont(fontOf(qMax(8, height / 60), false));
-        painter.drawText(QRectF(frame.left(), frame.bottom(), frame.width(), height - frame.bottom()),
+        painter.setPen(m_options.colours.faintInk);
+        painter.setFont(sheetFont(qMax(8, height / 60), false));
+        painter.drawText(QRectF(inner.left(), inner.bottom(), inner.width(), height - inner.bottom()),
                          Qt::AlignVCenter | Qt::AlignRight,
                          painter.fontMetrics().elidedText(m_options.note, Qt::ElideRight,
-                                                          static_cast<int>(frame.width())));
+                                                          static_cast<int>(inner.width())));
     }
     return image;
 }

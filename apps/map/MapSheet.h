@@ -1,5 +1,6 @@
 #pragma once
 
+#include "Legend.h"
 #include "MapPainter.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
@@ -8,9 +9,10 @@
 #include <QString>
 
 #include <memory>
+#include <optional>
 
-/// A map as a picture to show: title above, frame around the map, graticule below the shapes, a note at the
-/// foot.
+/// A map as a picture to show: title above, frame around the map, graticule below the shapes, a legend
+/// beside it, a note at the foot.
 class MapSheet {
 public:
     struct Options {
@@ -18,6 +20,8 @@ public:
         QString title;
         QString note;
         bool graticule = true;
+        SheetColours colours;
+        std::optional<LegendContent> legend; ///< drawn to the right of the map, which makes room for it
     };
 
     /// The extent is in units of the coordinate system; without a system there is no graticule.
@@ -31,9 +35,13 @@ public:
                 const MapPainter::Styles& styles) const;
 
 private:
-    static QRectF mapFrame(const Options& options);
+    /// What title, note and margins leave for map and legend.
+    static QRectF innerFrame(const Options& options);
+    static std::optional<Legend> legendOf(const Options& options);
+    static QRectF mapFrame(const Options& options, const std::optional<Legend>& legend);
 
     Options m_options;
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> m_system;
+    std::optional<Legend> m_legend;
     MapView m_view;
 };

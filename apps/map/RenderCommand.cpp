@@ -2,19 +2,18 @@
 #include "Commands.h"
 #include "MapSheet.h"
 #include "OpenLayer.h"
+#include "PictureFile.h"
 #include "Projection.h"
 #include "StepLog.h"
+#include "SymbologyOptions.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
-#include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
+#include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 
 #include <QCommandLineParser>
 #include <QFileInfo>
-#include <QImageWriter>
-#include <QSaveFile>
 
-#include <cmath>
 #include <memory>
 
 using namespace Cartolith::Core;
@@ -36,10 +35,10 @@ const char* const help = R"(cartolith-map render: draw a layer as a map
   --crs CRS                 draw in this coordinate system: EPSG:n, or what GDAL understands (PROJ text, WKT);
                             the file's own when not given
   --extent X1,Y1,X2,Y2      draw this part, in units of the map's coordinate system; everything when not given
-  --fill #RRGGBB            area colour
-  --line #RRGGBB            line and outline colour
-  --point #RRGGBB           point colour
-  --width PIXELS            line width
+%1Legend
+  --legend                  draw a legend beside the map, with the number of features in each class
+  --legend-title TEXT       its title; the field's name when not given
+Sheet
   --title TEXT              a title above the map
   --note TEXT               a line below the map, such as the source
   --no-graticule            no lines of longitude and latitude
@@ -48,11 +47,15 @@ const char* const help = R"(cartolith-map render: draw a layer as a map
 
 Examples
   cartolith-map render data/world-countries.gpkg -o world.png --crs EPSG:8857 --title "The world"
+  cartolith-map render data/world-countries.gpkg -o pop.png --field pop --classes 6 --ramp Viridis --legend
+  cartolith-map render data/world-countries.gpkg -o continents.png --categories continent --legend --theme Dark
+  cartolith-map render data/world-countries.gpkg -o income.png --rules data/world-income.rules.json --legend
   cartolith-map render data/us-counties.gpkg -o ca.png --crs EPSG:3310 --extent=-400000,-620000,560000,460000
   cartolith-map render places.csv -o places.png --point "#C0392B" --identify 18.07,59.33
 
-The picture is written beside its name first and put in place when it is complete. A feature whose place the
-coordinate system has no value for is left out and counted.
+The classes are made from all features of the layer, and the legend counts them all. The picture
+is written beside its name first and put in place when it is complete. A feature whose place the coordinate system has
+no value for is left out and counted.
 )";
 
 struct RenderOptions {
@@ -61,7 +64,9 @@ struct RenderOptions {
     QString layer;
     QString crs;
     GisExtent extent;
-    Layers::GisLayerStyle style;
+    SymbologyOptions symbology;
+    bool legend = false;
+    QString legendTitle;
     MapSheet::Options sheet;
     QList<GisShapePoint> identify;
     bool quiet = false;
@@ -73,15 +78,14 @@ void addOptions(QCommandLineParser& parser) {
                        {"size", "", "WxH"},
                        {"crs", "", "crs"},
                        {"extent", "", "extent"},
-                       {"fill", "", "colour"},
-                       {"line", "", "colour"},
-                       {"point", "", "colour"},
-                       {"width", "", "pixels"},
+                       {"legend", ""},
+                       {"legend-title", "", "text"},
                        {"title", "", "text"},
                        {"note", "", "text"},
                        {"identify", "", "lon,lat"},
                        {"no-graticule", ""},
                        {"quiet", ""}});
+    SymbologyOptions::addTo(parser);
 }
 
 RenderOptions parse(const QStringList& arguments) {
@@ -96,13 +100,7 @@ RenderOptions parse(const QStringList& arguments) {
     RenderOptions options;
     options.file = parser.positionalArguments().constFirst();
     options.output = parser.value("output");
-    if (options.output.isEmpty()) {
-        throw UsageError(QStringLiteral("render wants -o PICTURE"));
-    }
-    const QByteArray format = QFileInfo(options.output).suffix().toLower().toLatin1();
-    if (!QImageWriter::supportedImageFormats().contains(format)) {
-        throw UsageError(QStringLiteral("no picture format is known for '%1'").arg(options.output));
-    }
+    PictureFile::checkName(QStringLiteral("render"), options.output);
     options.layer = parser.value("layer");
     options.crs = parser.value("crs");
     if (parser.isSet("size")) {
@@ -111,20 +109,10 @@ RenderOptions parse(const QStringList& arguments) {
     if (parser.isSet("extent")) {
         options.extent = Arguments::extent(parser.value("extent"));
     }
-    if (parser.isSet("fill")) {
-        options.style.setFillColor(Arguments::colour("fill", parser.value("fill")));
-        options.style.setFillOpacity(255);
-    }
-    if (parser.isSet("line")) {
-        options.style.setLineColor(Arguments::colour("line", parser.value("line")));
-    }
-    if (parser.isSet("point")) {
-        options.style.setPointColor(Arguments::colour("point", parser.value("point")));
-    }
-    if (parser.isSet("width")) {
-        options.style.setLineWidth(
-            static_cast<float>(Arguments::number("width", parser.value("width"), 0.0, 100.0)));
-    }
+    options.symbology = SymbologyOptions(parser);
+    options.sheet.colours = options.symbology.colours();
+    options.legend = parser.isSet("legend") || parser.isSet("legend-title");
+    options.legendTitle = parser.value("legend-title");
     options.sheet.title = parser.value("title");
     options.sheet.note = parser.value("note");
     options.sheet.graticule = !parser.isSet("no-graticule");
@@ -134,15 +122,6 @@ RenderOptions parse(const QStringList& arguments) {
     }
     options.quiet = parser.isSet("quiet");
     return options;
-}
-
-void save(const QImage& image, const QString& path) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) ||
-        !image.save(&file, QFileInfo(path).suffix().toLatin1().constData()) || !file.commit()) {
-        throw std::runtime_error(
-            QStringLiteral("'%1' could not be written: %2").arg(path, file.errorString()).toStdString());
-    }
 }
 
 QString describe(const GisLayerVector& layer, const GisShape& shape) {
@@ -159,17 +138,22 @@ QString describe(const GisLayerVector& layer, const GisShape& shape) {
 } // namespace
 
 QString Commands::renderHelp() {
-    return QString::fromUtf8(help);
+    return QString::fromUtf8(help).arg(SymbologyOptions::help());
 }
 
 int Commands::render(const QStringList& arguments) {
-    const RenderOptions options = parse(arguments);
+    RenderOptions options = parse(arguments);
     StepLog log(options.quiet);
 
     // File to shapes.
     Layers::GisLayerOgrVector source(options.file, options.layer);
     openWithProgress(source);
     log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(source)));
+
+    // How the features look, by their values in the file.
+    auto renderer = options.symbology.makeRenderer(source);
+    options.symbology.save(*renderer);
+    log.done("classify", QStringLiteral("%1 styles").arg(renderer->legendItems().size()));
 
     // Into the map's coordinate system.
     std::shared_ptr<CoordinateSystem> system = source.coordinateSystem();
@@ -187,7 +171,10 @@ int Commands::render(const QStringList& arguments) {
     if (layer.count() == 0) {
         throw std::runtime_error("there is nothing to draw");
     }
-    layer.setSymbolRenderer(std::make_unique<Symbology::GisSimpleSymbolRenderer>(options.style));
+    layer.setSymbolRenderer(std::move(renderer));
+    if (options.legend) {
+        options.sheet.legend = LegendContent::of(layer, options.legendTitle);
+    }
 
     // Index, query, style.
     layer.buildSpatialIndex();
@@ -211,7 +198,7 @@ int Commands::render(const QStringList& arguments) {
     // Picture.
     const QImage image = sheet.draw(shapes, styles);
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
-    save(image, options.output);
+    PictureFile::save(image, options.output);
     log.done("write",
              QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
 

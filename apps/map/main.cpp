@@ -20,6 +20,7 @@ const char* const help = R"(cartolith-map: maps from the command line
 
   cartolith-map render FILE -o PICTURE   draw a layer of FILE as a map
   cartolith-map info FILE                say what is in FILE
+  cartolith-map themes -o PICTURE        draw the built-in themes
   cartolith-map COMMAND --help           options and examples of a command
   cartolith-map --version
 
@@ -28,23 +29,31 @@ FILE is anything OGR opens: GeoPackage, Shapefile, GeoJSON, FlatGeobuf, CSV with
 Exit code: 0 done, 1 it could not be done (the reason is on standard error), 2 the command line is wrong.
 )";
 
+struct Command {
+    const char* name;
+    int (*run)(const QStringList&);
+    QString (*help)();
+};
+
+constexpr Command commands[] = {
+    {"render", Commands::render, Commands::renderHelp},
+    {"info", Commands::info, Commands::infoHelp},
+    {"themes", Commands::themes, Commands::themesHelp},
+};
+
 int run(const QStringList& arguments) {
     const QString command = arguments.value(1);
     const QStringList rest = arguments.mid(2);
     const bool wantsHelp = rest.contains(QStringLiteral("--help")) || rest.contains(QStringLiteral("-h"));
-    if (command == QLatin1String("render")) {
+    for (const Command& known : commands) {
+        if (command != QLatin1String(known.name)) {
+            continue;
+        }
         if (wantsHelp) {
-            std::fputs(qPrintable(Commands::renderHelp()), stdout);
+            std::fputs(known.help().toUtf8().constData(), stdout);
             return success;
         }
-        return Commands::render(rest);
-    }
-    if (command == QLatin1String("info")) {
-        if (wantsHelp) {
-            std::fputs(qPrintable(Commands::infoHelp()), stdout);
-            return success;
-        }
-        return Commands::info(rest);
+        return known.run(rest);
     }
     if (command == QLatin1String("--help") || command == QLatin1String("-h")) {
         std::fputs(help, stdout);
@@ -54,7 +63,7 @@ int run(const QStringList& arguments) {
         std::puts("cartolith-map " CARTOLITH_VERSION_STRING);
         return success;
     }
-    throw UsageError(command.isEmpty() ? QStringLiteral("a command is missing: render or info")
+    throw UsageError(command.isEmpty() ? QStringLiteral("a command is missing: render, info or themes")
                                        : QStringLiteral("there is no command '%1'").arg(command));
 }
 
@@ -71,9 +80,14 @@ int main(int argc, char** argv) {
     // Pictures only, never a window: works without a display.
     qputenv("QT_QPA_PLATFORM", "offscreen");
     qInstallMessageHandler(printQtMessage);
-    const QGuiApplication application(argc, argv);
+    QStringList arguments;
+    for (int i = 0; i < argc; ++i) {
+        arguments.append(QString::fromLocal8Bit(argv[i]));
+    }
+    int none = qMin(argc, 1); // Qt has options of its own, --style among them
+    const QGuiApplication application(none, argv);
     try {
-        return run(QGuiApplication::arguments());
+        return run(arguments);
     } catch (const UsageError& error) {
         std::fprintf(stderr, "cartolith-map: %s\nTry: cartolith-map --help\n", error.what());
         return usageError;

@@ -2,20 +2,26 @@
 #include "MapPainter.h"
 #include "MapSheet.h"
 #include "Projection.h"
+#include "SymbolPainter.h"
+#include "TestLayers.h"
+#include "ThemeSheet.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
-#include <Cartolith/Core/Layers/GisLayerVector.h>
-#include <Cartolith/Core/Serialization/GisWktReader.h>
+#include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
 #include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
 
 #include <QPainter>
+#include <QSet>
 #include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
 
 using namespace Cartolith::Core;
 using Layers::GisLayerStyle;
-using Layers::GisLayerVector;
 using Shapes::GisExtent;
+using test::layerOf;
 
 namespace {
 
@@ -36,14 +42,6 @@ public:
 private:
     int& m_asked;
 };
-
-std::unique_ptr<GisLayerVector> layerOf(const QStringList& texts) {
-    auto layer = GisLayerVector::createInMemory("test", Shapes::GisShapeType::Null, GisExtent());
-    for (const QString& text : texts) {
-        layer->addShape(Serialization::Wkt::GisWktReader::read(text));
-    }
-    return layer;
-}
 
 TEST(MapPainter, DrawsInLayerOrderLeavesHolesOpenAndAsksForEachStyleOnce) {
     const auto layer =
@@ -100,6 +98,46 @@ TEST(MapSheet, AFrameOfAnySizeGivesAPicture) {
         options.title = "title";
         const MapSheet sheet(options, GisExtent(300000, 5000000, 300000, 5000000), system);
         EXPECT_EQ(sheet.draw({}, {}).size(), size);
+    }
+}
+
+TEST(SymbolPainter, TakesAnySizeFromAFile) {
+    QImage image(100, 100, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    SymbolPainter symbols(painter);
+    GisLayerStyle style;
+    for (const float size : {1e30F, -1e30F, std::numeric_limits<float>::infinity(), std::nanf("")}) {
+        style.setPointSize(size);
+        style.setLineWidth(size);
+        style.setFillColor("no colour");
+        symbols.point({50, 50}, style);
+        symbols.line({{0, 0}, {100, 100}}, style);
+    }
+    painter.end();
+    EXPECT_EQ(image.pixelColor(3, 90), QColor(style.lineColor())) << "a line wider than the picture fills it";
+}
+
+TEST(ThemeSheet, ShowsEveryThemeInItsColours) {
+    for (const QSize size : {QSize(1200, 700), QSize(64, 64)}) {
+        const QImage sheet = ThemeSheet::draw(size);
+        ASSERT_EQ(sheet.size(), size);
+        QSet<QRgb> colours;
+        for (int y = 0; y < size.height(); ++y) {
+            for (int x = 0; x < size.width(); ++x) {
+                colours.insert(sheet.pixel(x, y));
+            }
+        }
+        for (const Symbology::GisSymbolTheme& theme : Symbology::GisDefaultSymbolStyles::themes()) {
+            const bool all = size.width() > 1000;
+            EXPECT_TRUE(colours.contains(QColor(theme.backgroundColor).rgb())) << qPrintable(theme.name);
+            for (const QString& colour :
+                 {theme.textColor, theme.areaStyle.fillColor(), theme.areaStyle.selectedLineColor(),
+                  theme.pointStyle.pointColor(), theme.areaStyle.labelColor()}) {
+                EXPECT_TRUE(!all || colours.contains(QColor(colour).rgb()))
+                    << qPrintable(theme.name) << qPrintable(colour);
+            }
+        }
     }
 }
 

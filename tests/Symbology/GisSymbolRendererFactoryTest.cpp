@@ -55,7 +55,7 @@ TEST(GisSymbolRendererFactory, Categories) {
 
 TEST(GisSymbolRendererFactory, RangesAndRulesFromNumbersWithNulls) {
     const auto layer =
-        layerOf({0, QVariant(), "10", 4.0, std::nan(""), QVariant(QMetaType(QMetaType::Double))});
+        layerOf({0, QVariant(), "10", " ", 4.0, std::nan(""), QVariant(QMetaType(QMetaType::Double))});
     GisClassificationSettings settings;
     settings.method = GisClassificationMethod::EqualInterval;
     settings.classCount = 2;

@@ -20,7 +20,24 @@ using Ranges = GisClassificationEngine::Ranges;
 
 constexpr double nan = std::numeric_limits<double>::quiet_NaN();
 
-/// What every method that counts classes starts from.
+/// The least and the greatest finite value. Methods that need no more do not sort.
+struct Span {
+    explicit Span(const QList<double>& values) {
+        for (const double value : values) {
+            if (std::isfinite(value)) {
+                min = std::min(min, value);
+                max = std::max(max, value);
+            }
+        }
+    }
+
+    bool isEmpty() const { return min > max; }
+
+    double min = std::numeric_limits<double>::infinity();
+    double max = -std::numeric_limits<double>::infinity();
+};
+
+/// What the other methods start from.
 struct Column {
     Column(const QList<double>& values, int wanted)
         : data(GisClassificationEngine::sortedFiniteValues(values)) {
@@ -86,13 +103,13 @@ Ranges GisClassificationEngine::manualBreaks(const QList<double>& breaks) {
 }
 
 Ranges GisClassificationEngine::definedInterval(const QList<double>& values, double interval) {
-    const Column column(values, 2);
-    if (column.data.isEmpty() || !std::isfinite(interval) || interval <= 0.0) {
+    const Span span(values);
+    if (span.isEmpty() || !std::isfinite(interval) || interval <= 0.0) {
         return {};
     }
     QList<double> breaks;
-    double next = column.min();
-    while (next < column.max()) {
+    double next = span.min;
+    while (next < span.max) {
         breaks.append(next);
         const double following = next + interval;
         if (following == next) {
@@ -100,23 +117,23 @@ Ranges GisClassificationEngine::definedInterval(const QList<double>& values, dou
         }
         next = following;
     }
-    breaks.append(column.max());
+    breaks.append(span.max);
     return rangesFromBreaks(breaks);
 }
 
 Ranges GisClassificationEngine::equalInterval(const QList<double>& values, int classCount) {
-    const Column column(values, 2);
-    if (column.data.isEmpty() || classCount < 1) {
+    const Span span(values);
+    if (span.isEmpty() || classCount < 1) {
         return {};
     }
     QList<double> breaks;
-    if (!column.isConstant()) {
-        const double width = (column.max() - column.min()) / classCount;
+    if (span.min < span.max) {
+        const double width = (span.max - span.min) / classCount;
         for (int i = 0; i < classCount; ++i) {
-            breaks.append(column.min() + i * width);
+            breaks.append(span.min + i * width);
         }
     }
-    breaks.append(column.max());
+    breaks.append(span.max);
     return rangesFromBreaks(breaks);
 }
 

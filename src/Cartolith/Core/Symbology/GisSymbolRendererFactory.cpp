@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
+#include <utility>
 #include <vector>
 
 namespace Cartolith::Core::Symbology {
@@ -42,9 +43,15 @@ std::invalid_argument nothingToClassify(const QString& fieldName) {
     return error(QStringLiteral("Field '%1' has no values to classify.").arg(fieldName));
 }
 
+/// Of columns of text, as CSV files have them: an empty cell is no value.
+bool isBlank(const QVariant& value) {
+    return value.metaType().id() == QMetaType::QString && value.toString().trimmed().isEmpty();
+}
+
 QList<double> numbers(const GisLayerVector& layer, const QString& fieldName) {
-    const QList<QVariant> values = fieldValues(layer, fieldName);
-    for (const QVariant& value : values) {
+    QList<QVariant> values = fieldValues(layer, fieldName);
+    values.removeIf(isBlank);
+    for (const QVariant& value : std::as_const(values)) {
         bool ok = false;
         value.toDouble(&ok);
         if (!ok) {

@@ -1,0 +1,34 @@
+#pragma once
+
+#include <Cartolith/Core/Layers/GisLayerStyle.h>
+#include <Cartolith/Core/Shapes/GisShapeType.h>
+
+#include <QList>
+#include <QString>
+
+namespace Cartolith::Core::Layers {
+class GisLayerVector;
+}
+
+/// What a legend says, before it has a place on a picture.
+struct LegendContent {
+    struct Row {
+        QString label;
+        Cartolith::Core::Layers::GisLayerStyle style;
+        qsizetype count = 0;    ///< features drawn so
+        bool isDefault = false; ///< features that are in no class
+    };
+
+    QString title;
+    QList<Row> rows; ///< in the renderer's order, the default last
+    QString smallPrint;
+    Cartolith::Core::Shapes::GisShapeType kind = Cartolith::Core::Shapes::GisShapeType::Polygon;
+
+    /// Of the layer's renderer, with all features of the layer counted. Disabled classes are left out, empty
+    /// ones are not; the default style is there when some feature is drawn with it, called "No value" when
+    /// none of these has a value. Bounds are rounded as far as classes can still be told apart; labels that
+    /// somebody wrote stay. The title is the field's name, or else the layer's, when none is given.
+    ///
+    /// The layer has a renderer.
+    static LegendContent of(const Cartolith::Core::Layers::GisLayerVector& layer, const QString& title);
+};

@@ -1,0 +1,21 @@
+#pragma once
+
+#include <QColor>
+
+namespace Cartolith::Core::Symbology {
+struct GisSymbolTheme;
+}
+
+/// The colours of a sheet around and below the shapes.
+struct SheetColours {
+    QColor paper{0xFF, 0xFF, 0xFF};
+    QColor sea{0xDC, 0xE8, 0xF0};      ///< what lies below the shapes of a map with a graticule
+    QColor seaLine{0xB4, 0xC8, 0xD6};  ///< the graticule
+    QColor ink{0x25, 0x32, 0x38};      ///< titles and legends
+    QColor faintInk{0x6B, 0x7C, 0x85}; ///< frames and small print
+
+    SheetColours() = default;
+    /// Paper and sea are the theme's background, on which its styles can be read; the rest lies between that
+    /// and the theme's text.
+    explicit SheetColours(const Cartolith::Core::Symbology::GisSymbolTheme& theme);
+};

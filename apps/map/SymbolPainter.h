@@ -1,0 +1,29 @@
+#pragma once
+
+#include <Cartolith/Core/Layers/GisLayerStyle.h>
+
+#include <QPolygonF>
+
+class QPainter;
+class QPainterPath;
+
+/// Draws single symbols in pixels as a style says: the shapes of a map and the samples of a legend look alike
+/// because both are drawn here. Leaves pen and brush of the painter as the last symbol needed them.
+class SymbolPainter {
+public:
+    /// The painter must be active and outlive this object; nobody else sets its pen and brush meanwhile.
+    explicit SymbolPainter(QPainter& painter) : m_painter(painter) {}
+
+    void area(const QPainterPath& path, const Cartolith::Core::Layers::GisLayerStyle& style);
+    void line(const QPolygonF& line, const Cartolith::Core::Layers::GisLayerStyle& style);
+    void point(QPointF centre, const Cartolith::Core::Layers::GisLayerStyle& style);
+
+private:
+    enum class Pens { None, Shape, Point };
+
+    void use(Pens pens, const Cartolith::Core::Layers::GisLayerStyle& style);
+
+    QPainter& m_painter;
+    Cartolith::Core::Layers::GisLayerStyle m_inUse;
+    Pens m_pens = Pens::None;
+};

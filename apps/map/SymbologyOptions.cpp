@@ -1,0 +1,367 @@
+#include "SymbologyOptions.h"
+
+#include "Arguments.h"
+#include "NumberText.h"
+#include "RendererFields.h"
+#include "RendererFile.h"
+
+#include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Symbology/GisClassificationEngine.h>
+#include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
+
+#include <QCommandLineParser>
+
+#include <algorithm>
+#include <stdexcept>
+
+using namespace Cartolith::Core;
+using namespace Cartolith::Core::Symbology;
+using Layers::GisLayerStyle;
+using Layers::GisLayerVector;
+using Shapes::GisShapeType;
+
+namespace {
+
+const char* const helpText = R"(  --fill #RRGGBB            area colour
+  --line #RRGGBB            line and outline colour
+  --point #RRGGBB           point colour
+  --width PIXELS            line width
+  --theme NAME              paper, text, styles and ramp of a theme:%1
+Classes of numbers
+  --field FIELD             colour by this numeric field; features without a value are hollow, or in --fill
+  --method METHOD           how classes are found, NaturalBreaks when not given:%2
+  --classes N               so many of them, 5 when not given; not for methods that find the number themselves
+  --interval X              class width of DefinedInterval; share of the standard deviation of the methods named
+                            after it, 1 when not given
+  --breaks A,B,C            the bounds of the classes, for Manual
+Categories
+  --categories FIELD        a colour for each value of this field
+Rules and saved styles
+  --rules FILE              an ordered list of rules, the first that a feature meets counts (JSON)
+  --style FILE              any renderer saved with --save-style
+  --save-style FILE         save what the map is drawn with
+Colours of classes and categories
+  --ramp NAME               %3;
+                            when not given, the theme's, or Viridis for classes and Unique for categories
+  --ramp-mode MODE          continuous (from end to end of the ramp) or discrete (from the middle of equal parts)
+  --reversed                the ramp the other way round
+)";
+
+constexpr int mostClasses = 1000;
+
+enum class Interval { None, Optional, Required };
+
+struct Method {
+    GisClassificationMethod method;
+    const char* name;
+    bool counts; ///< takes a number of classes
+    Interval interval;
+};
+
+constexpr Method methods[] = {
+    {GisClassificationMethod::Manual, "Manual", false, Interval::None},
+    {GisClassificationMethod::DefinedInterval, "DefinedInterval", false, Interval::Required},
+    {GisClassificationMethod::EqualInterval, "EqualInterval", true, Interval::None},
+    {GisClassificationMethod::Quantile, "Quantile", true, Interval::None},
+    {GisClassificationMethod::NaturalBreaks, "NaturalBreaks", true, Interval::None},
+    {GisClassificationMethod::Quartile, "Quartile", false, Interval::None},
+    {GisClassificationMethod::StandardDeviation, "StandardDeviation", false, Interval::Optional},
+    {GisClassificationMethod::StandardDeviationWithCentral, "StandardDeviationWithCentral", false,
+     Interval::Optional},
+    {GisClassificationMethod::GeometricalInterval, "GeometricalInterval", true, Interval::None},
+    {GisClassificationMethod::KMeans, "KMeans", true, Interval::None},
+    {GisClassificationMethod::KMeansSpatial, "KMeansSpatial", true, Interval::None},
+};
+
+QStringList methodNames() {
+    QStringList names;
+    for (const Method& method : methods) {
+        names.append(QString::fromLatin1(method.name));
+    }
+    return names;
+}
+
+/// Names on lines of their own, in the column and to the width of the help text.
+QString wrapped(const QStringList& names) {
+    constexpr qsizetype width = 84;
+    const QString lineStart = QLatin1Char('\n') + QString(28, QLatin1Char(' '));
+    QString text;
+    QString line;
+    for (const QString& name : names) {
+        if (!line.isEmpty() && line.size() + name.size() + 3 > width) {
+            text += lineStart + line + QLatin1Char(',');
+            line.clear();
+        }
+        line += (line.isEmpty() ? QString() : QStringLiteral(", ")) + name;
+    }
+    return text + lineStart + line;
+}
+
+[[noreturn]] void unknown(const char* what, const QString& name, const QStringList& known) {
+    throw UsageError(QStringLiteral("there is no %1 '%2'; there are %3")
+                         .arg(QString::fromLatin1(what), name, known.join(QStringLiteral(", "))));
+}
+
+const Method& methodOf(const QString& name) {
+    const auto* const found =
+        std::find_if(std::begin(methods), std::end(methods), [&name](const Method& method) {
+            return name.compare(QLatin1String(method.name), Qt::CaseInsensitive) == 0;
+        });
+    if (found == std::end(methods)) {
+        unknown("method", name, methodNames());
+    }
+    return *found;
+}
+
+/// The options of the list make no sense: say why when one of them is there.
+void refuse(const QCommandLineParser& parser, const QStringList& options, const QString& why) {
+    for (const QString& option : options) {
+        if (parser.isSet(option)) {
+            throw UsageError(QStringLiteral("--%1 %2").arg(option, why));
+        }
+    }
+}
+
+/// As many of the ramp's own colours as asked for: between distinct colours lie indistinct ones.
+GisColorRamp shortened(const GisColorRamp& ramp, qsizetype count) {
+    if (count > ramp.stops().size() || count < 2) {
+        return ramp;
+    }
+    QList<GisColorRampStop> stops = ramp.stops().first(count);
+    for (qsizetype i = 0; i < count; ++i) {
+        stops[i].position = static_cast<double>(i) / static_cast<double>(count - 1);
+    }
+    return {ramp.name(), stops};
+}
+
+/// A file made for other data would silently draw everything alike.
+void requireField(const GisLayerVector& layer, const QString& field) {
+    const bool known = layer.getAttributeDefinition(field) != nullptr ||
+                       std::any_of(layer.items().cbegin(), layer.items().cend(), [&field](const auto& shape) {
+                           return shape->attributes().contains(field);
+                       });
+    if (!known) {
+        throw std::runtime_error(QStringLiteral("the layer has no field '%1', which the style file names")
+                                     .arg(field)
+                                     .toStdString());
+    }
+}
+
+} // namespace
+
+void SymbologyOptions::addTo(QCommandLineParser& parser) {
+    parser.addOptions({{"fill", "", "colour"},
+                       {"line", "", "colour"},
+                       {"point", "", "colour"},
+                       {"width", "", "pixels"},
+                       {"theme", "", "name"},
+                       {"field", "", "field"},
+                       {"method", "", "method"},
+                       {"classes", "", "count"},
+                       {"interval", "", "width"},
+                       {"breaks", "", "bounds"},
+                       {"categories", "", "field"},
+                       {"rules", "", "file"},
+                       {"style", "", "file"},
+                       {"save-style", "", "file"},
+                       {"ramp", "", "name"},
+                       {"ramp-mode", "", "mode"},
+                       {"reversed", ""}});
+}
+
+QString SymbologyOptions::help() {
+    return QString::fromUtf8(helpText).arg(wrapped(GisDefaultSymbolStyles::names()), wrapped(methodNames()),
+                                           GisColorRampRegistry::names().join(QStringLiteral(", ")));
+}
+
+SymbologyOptions::SymbologyOptions(const QCommandLineParser& parser) {
+    QStringList sources;
+    for (const char* option : {"field", "categories", "rules", "style"}) {
+        if (parser.isSet(option)) {
+            sources.append(QStringLiteral("--%1").arg(QLatin1String(option)));
+        }
+    }
+    if (sources.size() > 1) {
+        throw UsageError(QStringLiteral("%1 exclude each other").arg(sources.join(QStringLiteral(" and "))));
+    }
+    readColours(parser);
+    readClassification(parser);
+    readFile(parser);
+}
+
+void SymbologyOptions::readFile(const QCommandLineParser& parser) {
+    m_saveTo = parser.value("save-style");
+    const QString option = parser.isSet("rules") ? QStringLiteral("rules") : QStringLiteral("style");
+    if (!parser.isSet(option)) {
+        return;
+    }
+    refuse(parser, {"fill", "line", "point", "width"},
+           QStringLiteral("does not go with --%1: the file says how features look").arg(option));
+    m_fromFile = RendererFile::read(parser.value(option));
+    if (option == QLatin1String("rules") && m_fromFile->type() != GisSymbolRendererType::RuleBased) {
+        throw std::runtime_error(QStringLiteral("'%1' holds a renderer, but no rules; --style draws with it")
+                                     .arg(parser.value(option))
+                                     .toStdString());
+    }
+}
+
+void SymbologyOptions::readColours(const QCommandLineParser& parser) {
+    if (parser.isSet("theme")) {
+        GisSymbolTheme theme;
+        if (!GisDefaultSymbolStyles::tryGetTheme(parser.value("theme"), theme)) {
+            unknown("theme", parser.value("theme"), GisDefaultSymbolStyles::names());
+        }
+        m_theme = theme;
+        m_colours = SheetColours(theme);
+    }
+    const auto colour = [&parser](const char* option) {
+        return parser.isSet(option) ? std::optional(Arguments::colour(option, parser.value(option)))
+                                    : std::nullopt;
+    };
+    m_given.fill = colour("fill");
+    m_given.line = colour("line");
+    m_given.point = colour("point");
+    if (parser.isSet("width")) {
+        m_given.width = static_cast<float>(Arguments::number("width", parser.value("width"), 0.0, 100.0));
+    }
+}
+
+void SymbologyOptions::readClassification(const QCommandLineParser& parser) {
+    for (const char* option : {"field", "categories"}) {
+        if (parser.isSet(option) && parser.value(option).isEmpty()) {
+            throw UsageError(QStringLiteral("--%1 wants the name of a field").arg(QLatin1String(option)));
+        }
+    }
+    m_field = parser.value("field");
+    m_categories = parser.value("categories");
+    if (!parser.isSet("field")) {
+        refuse(parser, {"method", "classes", "interval", "breaks"}, "goes with --field");
+    }
+    if (!parser.isSet("field") && !parser.isSet("categories")) {
+        refuse(parser, {"ramp", "ramp-mode", "reversed"}, "goes with --field or --categories");
+    }
+
+    const Method& method =
+        methodOf(parser.isSet("method") ? parser.value("method") : QStringLiteral("NaturalBreaks"));
+    const QString name = QString::fromLatin1(method.name);
+    m_settings.method = method.method;
+    if (!method.counts) {
+        refuse(parser, {"classes"},
+               QStringLiteral("does not go with %1, which finds the number itself").arg(name));
+    }
+    if (method.interval == Interval::None) {
+        refuse(parser, {"interval"}, QStringLiteral("does not go with %1").arg(name));
+    } else if (method.interval == Interval::Required && !parser.isSet("interval")) {
+        throw UsageError(QStringLiteral("%1 wants --interval").arg(name));
+    }
+    if ((method.method == GisClassificationMethod::Manual) != parser.isSet("breaks")) {
+        throw UsageError(QStringLiteral("--breaks and the method Manual go together"));
+    }
+    if (parser.isSet("classes")) {
+        m_settings.classCount = Arguments::whole("classes", parser.value("classes"), 1, mostClasses);
+    }
+    if (parser.isSet("interval")) {
+        m_settings.interval = Arguments::number("interval", parser.value("interval"), 1e-300, 1e300);
+    }
+    if (parser.isSet("breaks")) {
+        m_settings.manualBreaks = Arguments::breaks("breaks", parser.value("breaks"));
+    }
+
+    if (m_theme) {
+        m_settings.ramp = m_theme->ramp;
+    } else {
+        m_settings.ramp = GisColorRampRegistry::ramp(parser.isSet("categories") ? "Unique" : "Viridis");
+    }
+    if (parser.isSet("ramp") && !GisColorRampRegistry::tryGetRamp(parser.value("ramp"), m_settings.ramp)) {
+        unknown("ramp", parser.value("ramp"), GisColorRampRegistry::names());
+    }
+    if (parser.isSet("ramp-mode")) {
+        const QString mode = parser.value("ramp-mode");
+        if (mode != QLatin1String("continuous") && mode != QLatin1String("discrete")) {
+            unknown("ramp mode", mode, {"continuous", "discrete"});
+        }
+        m_settings.mode =
+            mode == QLatin1String("discrete") ? GisColorRampMode::Discrete : GisColorRampMode::Continuous;
+    }
+    m_settings.reversed = parser.isSet("reversed");
+}
+
+GisLayerStyle SymbologyOptions::baseStyle(const GisLayerVector& layer) const {
+    GisLayerStyle style;
+    if (m_theme) {
+        switch (layer.shapeType()) {
+        case GisShapeType::Point:
+            style = m_theme->pointStyle;
+            break;
+        case GisShapeType::Polyline:
+            style = m_theme->lineStyle;
+            break;
+        default:
+            style = m_theme->areaStyle;
+            break;
+        }
+    }
+    m_given.applyTo(style);
+    return style;
+}
+
+std::unique_ptr<GisSymbolRenderer> SymbologyOptions::graduated(const GisLayerVector& layer) const {
+    if (m_settings.method == GisClassificationMethod::DefinedInterval) {
+        QList<QVariant> column;
+        for (const auto& shape : layer.items()) {
+            column.append(shape->attributes().value(m_field));
+        }
+        const QList<double> values = GisClassificationEngine::numericValues(column);
+        if (!values.isEmpty()) {
+            const auto [least, greatest] = std::minmax_element(values.cbegin(), values.cend());
+            if ((*greatest - *least) / m_settings.interval > mostClasses) {
+                throw std::runtime_error(
+                    QStringLiteral(
+                        "an interval of %1 makes more than %2 classes of field '%3', which reaches "
+                        "from %4 to %5")
+                        .arg(GisClassificationEngine::numberText(m_settings.interval),
+                             NumberText::whole(mostClasses), m_field,
+                             GisClassificationEngine::numberText(*least),
+                             GisClassificationEngine::numberText(*greatest))
+                        .toStdString());
+            }
+        }
+    }
+    auto renderer = GisSymbolRendererFactory::graduated(layer, m_field, m_settings);
+    ClassStyles(m_given, m_colours, layer.shapeType()).applyTo(*renderer);
+    return renderer;
+}
+
+std::unique_ptr<GisSymbolRenderer> SymbologyOptions::categorized(const GisLayerVector& layer) const {
+    auto renderer = GisSymbolRendererFactory::categorized(layer, m_categories, m_settings.ramp,
+                                                          m_settings.mode, m_settings.reversed);
+    if (m_settings.ramp.name() == QLatin1String("Unique") &&
+        m_settings.mode == GisColorRampMode::Continuous) {
+        renderer = GisSymbolRendererFactory::categorized(
+            layer, m_categories, shortened(m_settings.ramp, renderer->classes().size()), m_settings.mode,
+            m_settings.reversed);
+    }
+    ClassStyles(m_given, m_colours, layer.shapeType()).applyTo(*renderer);
+    return renderer;
+}
+
+std::unique_ptr<GisSymbolRenderer> SymbologyOptions::makeRenderer(GisLayerVector& layer) const {
+    layer.style() = baseStyle(layer);
+    if (m_fromFile != nullptr) {
+        const QStringList fields = fieldsOf(*m_fromFile);
+        for (const QString& field : fields) {
+            requireField(layer, field);
+        }
+        return m_fromFile->clone();
+    }
+    if (!m_field.isEmpty()) {
+        return graduated(layer);
+    }
+    return m_categories.isEmpty() ? GisSymbolRendererFactory::simple(layer) : categorized(layer);
+}
+
+void SymbologyOptions::save(const GisSymbolRenderer& renderer) const {
+    if (!m_saveTo.isEmpty()) {
+        RendererFile::save(renderer, m_saveTo);
+    }
+}

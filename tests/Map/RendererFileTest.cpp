@@ -1,0 +1,53 @@
+#include "RendererFile.h"
+
+#include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
+
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gtest/gtest.h>
+
+using namespace Cartolith::Core::Symbology;
+
+namespace {
+
+TEST(RendererFile, SayWhereTheFaultIsAndKeepWhatIsThere) {
+    const QTemporaryDir folder;
+    const struct {
+        const char* text;
+        const char* message;
+    } cases[] = {
+        {"", "JSON, line 1"},
+        {"[]", "an object is expected"},
+        {"{\n\"type\": simple}", "JSON, line 2"},
+        {R"({"type": "striped"})", "renderer.type"},
+        {R"({"type": "ruleBased", "rules": [{"operator": "near"}]})", "rules[0].operator"},
+        {R"({"type": "ruleBased", "rules": [{"style": {"fillColour": "#FFFFFF"}}]})", "rules[0].style"},
+    };
+    const QString path = folder.filePath("style.json");
+    for (const auto& test : cases) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(test.text);
+        file.close();
+        try {
+            RendererFile::read(path);
+            ADD_FAILURE() << test.text;
+        } catch (const std::runtime_error& error) {
+            EXPECT_TRUE(QString(error.what()).contains(path)) << error.what();
+            EXPECT_TRUE(QString(error.what()).contains(test.message)) << error.what();
+        }
+    }
+    EXPECT_THROW(RendererFile::read(folder.path()), std::runtime_error);
+    EXPECT_THROW(RendererFile::read("/dev/zero"), std::runtime_error) << "has no end";
+
+    GisGraduatedSymbolRenderer renderer("v");
+    renderer.addRange({0.1, 0.2, true, true, "low", {}});
+    RendererFile::save(renderer, path);
+    EXPECT_EQ(dynamic_cast<GisGraduatedSymbolRenderer&>(*RendererFile::read(path)).ranges(),
+              renderer.ranges());
+    EXPECT_THROW(RendererFile::save(renderer, folder.path()), std::runtime_error);
+    EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList{"style.json"});
+}
+
+} // namespace
