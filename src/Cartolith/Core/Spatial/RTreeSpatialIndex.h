@@ -77,7 +77,7 @@ public:
         bool readByte(quint8& value);
         bool readInt32(qint32& value);
         bool readInt64(qint64& value);
-        /// At most a mebibyte at once.
+        /// At most 256 KiB at once.
         bool readBytes(void* target, long long count);
         long long remaining() const;
 
