@@ -1,17 +1,23 @@
-// Text and binary geometry, read and written, against GEOS and OGR on the US counties.
+// WKT, WKB and GeoJSON geometry, read and written, against GEOS and OGR on the US counties.
 //
 // Everybody reads the same text and the same bytes, exported by OGR. Our model flattens a multipolygon into
 // one list of rings, so what is written differs by a few parentheses or headers for those counties. Digits:
 // ours prints up to 16 decimals, OGR 15 significant digits, GEOS (trimmed, 2D) 15 decimals.
+#include <Cartolith/Core/Serialization/GisGeoJsonReader.h>
 #include <Cartolith/Core/Serialization/GisWkbReader.h>
 #include <Cartolith/Core/Serialization/GisWkbWriter.h>
 #include <Cartolith/Core/Serialization/GisWktReader.h>
 #include <Cartolith/Core/Serialization/GisWktWriter.h>
 
 #include <QByteArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QString>
 #include <benchmark/benchmark.h>
+#include <geos/geom/Geometry.h>
+#include <geos/io/GeoJSONReader.h>
 #include <geos_c.h>
+#include <ogr_api.h>
 #include <ogrsf_frmts.h>
 
 #include <cstdlib>
@@ -22,6 +28,7 @@
 namespace {
 
 using namespace Cartolith::Core;
+using Serialization::GeoJson::GisGeoJsonReader;
 using Serialization::Wkb::GisWkbReader;
 using Serialization::Wkb::GisWkbWriter;
 using Serialization::Wkt::GisWktReader;
@@ -56,6 +63,8 @@ struct Counties {
     std::vector<QString> text;
     std::vector<std::string> latin1Text;
     std::vector<QByteArray> bytes;
+    std::vector<QString> json;
+    std::vector<std::string> utf8Json;
     double vertices = 0;
 
     Counties() {
@@ -80,6 +89,10 @@ struct Counties {
                                                 reinterpret_cast<const unsigned char*>(wkb.constData()),
                                                 static_cast<size_t>(wkb.size())));
             bytes.push_back(std::move(wkb));
+            char* const exported = geometry->exportToJson();
+            utf8Json.emplace_back(exported);
+            CPLFree(exported);
+            json.push_back(QString::fromStdString(utf8Json.back()));
             ogr.emplace_back(geometry->clone());
         }
     }
@@ -186,6 +199,43 @@ void wkbWriteOgr(benchmark::State& state) {
     });
 }
 
+void geoJsonReadOurs(benchmark::State& state) {
+    run(state, counties().json,
+        [](const QString& text) { benchmark::DoNotOptimize(GisGeoJsonReader::read(text)); });
+}
+
+void geoJsonReadByObject(benchmark::State& state) {
+    run(state, counties().json, [](const QString& text) {
+        benchmark::DoNotOptimize(GisGeoJsonReader::read(GisGeoJsonReader::parseJsonObject(text)));
+    });
+}
+
+/// Not a reader: the tree of JSON values alone.
+void geoJsonParseQt(benchmark::State& state) {
+    run(state, counties().json,
+        [](const QString& text) { benchmark::DoNotOptimize(QJsonDocument::fromJson(text.toUtf8())); });
+}
+
+void geoJsonReadGeos(benchmark::State& state) {
+    const geos::io::GeoJSONReader reader;
+    run(state, counties().utf8Json,
+        [&reader](const std::string& text) { benchmark::DoNotOptimize(reader.read(text)); });
+}
+
+void geoJsonReadOgr(benchmark::State& state) {
+    run(state, counties().utf8Json,
+        [](const std::string& text) { OGR_G_DestroyGeometry(OGR_G_CreateGeometryFromJson(text.c_str())); });
+}
+
+void geoJsonWriteOurs(benchmark::State& state) {
+    run(state, counties().ours,
+        [](const GisShapePolygon& shape) { benchmark::DoNotOptimize(shape.toGeoJson()); });
+}
+
+void geoJsonWriteOgr(benchmark::State& state) {
+    run(state, counties().ogr, [](const auto& geometry) { CPLFree(geometry->exportToJson()); });
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -193,10 +243,16 @@ int main(int argc, char** argv) {
         const char* name;
         void (*body)(benchmark::State&);
     } rows[] = {
-        {"wkt/read/ours", wktReadOurs},   {"wkt/read/geos", wktReadGeos},   {"wkt/read/ogr", wktReadOgr},
-        {"wkt/write/ours", wktWriteOurs}, {"wkt/write/geos", wktWriteGeos}, {"wkt/write/ogr", wktWriteOgr},
-        {"wkb/read/ours", wkbReadOurs},   {"wkb/read/geos", wkbReadGeos},   {"wkb/read/ogr", wkbReadOgr},
-        {"wkb/write/ours", wkbWriteOurs}, {"wkb/write/geos", wkbWriteGeos}, {"wkb/write/ogr", wkbWriteOgr},
+        {"wkt/read/ours", wktReadOurs},         {"wkt/read/geos", wktReadGeos},
+        {"wkt/read/ogr", wktReadOgr},           {"wkt/write/ours", wktWriteOurs},
+        {"wkt/write/geos", wktWriteGeos},       {"wkt/write/ogr", wktWriteOgr},
+        {"wkb/read/ours", wkbReadOurs},         {"wkb/read/geos", wkbReadGeos},
+        {"wkb/read/ogr", wkbReadOgr},           {"wkb/write/ours", wkbWriteOurs},
+        {"wkb/write/geos", wkbWriteGeos},       {"wkb/write/ogr", wkbWriteOgr},
+        {"geojson/read/ours", geoJsonReadOurs}, {"geojson/read/ours/by-object", geoJsonReadByObject},
+        {"geojson/read/geos", geoJsonReadGeos}, {"geojson/read/ogr", geoJsonReadOgr},
+        {"geojson/parse/qt", geoJsonParseQt},   {"geojson/write/ours", geoJsonWriteOurs},
+        {"geojson/write/ogr", geoJsonWriteOgr},
     };
     for (const auto& row : rows) {
         benchmark::RegisterBenchmark(row.name, row.body)->Unit(benchmark::kMillisecond);
