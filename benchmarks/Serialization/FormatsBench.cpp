@@ -50,7 +50,7 @@ struct Geos {
     }
 };
 
-Geos& geos() {
+Geos& geosTools() {
     static Geos instance; // lives as long as the program
     return instance;
 }
@@ -85,7 +85,7 @@ struct Counties {
             for (const auto& ring : ours.back().parts()) {
                 vertices += static_cast<double>(ring.size());
             }
-            geos.push_back(GEOSWKBReader_read_r(::geos().context, ::geos().wkbReader,
+            geos.push_back(GEOSWKBReader_read_r(geosTools().context, geosTools().wkbReader,
                                                 reinterpret_cast<const unsigned char*>(wkb.constData()),
                                                 static_cast<size_t>(wkb.size())));
             bytes.push_back(std::move(wkb));
@@ -121,7 +121,7 @@ void wktReadOurs(benchmark::State& state) {
 }
 
 void wktReadGeos(benchmark::State& state) {
-    const Geos& g = geos();
+    const Geos& g = geosTools();
     run(state, counties().latin1Text, [&g](const std::string& text) {
         GEOSGeom_destroy_r(g.context, GEOSWKTReader_read_r(g.context, g.wktReader, text.c_str()));
     });
@@ -141,7 +141,7 @@ void wktWriteOurs(benchmark::State& state) {
 }
 
 void wktWriteGeos(benchmark::State& state) {
-    const Geos& g = geos();
+    const Geos& g = geosTools();
     run(state, counties().geos, [&g](const GEOSGeometry* geometry) {
         GEOSFree_r(g.context, GEOSWKTWriter_write_r(g.context, g.wktWriter, geometry));
     });
@@ -161,7 +161,7 @@ void wkbReadOurs(benchmark::State& state) {
 }
 
 void wkbReadGeos(benchmark::State& state) {
-    const Geos& g = geos();
+    const Geos& g = geosTools();
     run(state, counties().bytes, [&g](const QByteArray& bytes) {
         const auto* const data = reinterpret_cast<const unsigned char*>(bytes.constData());
         GEOSGeom_destroy_r(
@@ -184,7 +184,7 @@ void wkbWriteOurs(benchmark::State& state) {
 }
 
 void wkbWriteGeos(benchmark::State& state) {
-    const Geos& g = geos();
+    const Geos& g = geosTools();
     run(state, counties().geos, [&g](const GEOSGeometry* geometry) {
         size_t size = 0;
         GEOSFree_r(g.context, GEOSWKBWriter_write_r(g.context, g.wkbWriter, geometry, &size));
