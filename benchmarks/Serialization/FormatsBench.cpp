@@ -3,17 +3,22 @@
 // Everybody reads the same text and the same bytes, exported by OGR. Our model flattens a multipolygon into
 // one list of rings, so what is written differs by a few parentheses or headers for those counties. Digits:
 // ours prints up to 16 decimals, OGR 15 significant digits, GEOS (trimmed, 2D) 15 decimals.
+#include <Cartolith/Core/Serialization/GisGeoJsonFeatureReader.h>
+#include <Cartolith/Core/Serialization/GisGeoJsonFeatureWriter.h>
 #include <Cartolith/Core/Serialization/GisGeoJsonReader.h>
 #include <Cartolith/Core/Serialization/GisWkbReader.h>
 #include <Cartolith/Core/Serialization/GisWkbWriter.h>
 #include <Cartolith/Core/Serialization/GisWktReader.h>
 #include <Cartolith/Core/Serialization/GisWktWriter.h>
 
+#include <QBuffer>
 #include <QByteArray>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QString>
 #include <benchmark/benchmark.h>
+#include <cpl_vsi.h>
 #include <geos/geom/Geometry.h>
 #include <geos/io/GeoJSONReader.h>
 #include <geos_c.h>
@@ -28,6 +33,9 @@
 namespace {
 
 using namespace Cartolith::Core;
+using Serialization::GeoJson::GisGeoJsonFeature;
+using Serialization::GeoJson::GisGeoJsonFeatureReader;
+using Serialization::GeoJson::GisGeoJsonFeatureWriter;
 using Serialization::GeoJson::GisGeoJsonReader;
 using Serialization::Wkb::GisWkbReader;
 using Serialization::Wkb::GisWkbWriter;
@@ -236,6 +244,70 @@ void geoJsonWriteOgr(benchmark::State& state) {
     run(state, counties().ogr, [](const auto& geometry) { CPLFree(geometry->exportToJson()); });
 }
 
+/// The counties with a name and a number, as one collection.
+const QByteArray& collection() {
+    static const QByteArray instance = [] {
+        QBuffer device;
+        device.open(QIODevice::WriteOnly);
+        GisGeoJsonFeatureWriter writer(device);
+        writer.begin();
+        int number = 0;
+        for (const GisShapePolygon& county : counties().ours) {
+            GisGeoJsonFeature feature;
+            feature.id = ++number;
+            feature.shape = county.clone();
+            feature.attributes = {{"name", QString("County %1").arg(number)}, {"number", number}};
+            writer.write(feature);
+        }
+        writer.end();
+        return device.data();
+    }();
+    return instance;
+}
+
+void countFeatures(benchmark::State& state) {
+    const auto features = static_cast<double>(counties().ours.size());
+    state.counters["features/s"] =
+        benchmark::Counter(features, benchmark::Counter::kIsIterationInvariantRate);
+    state.counters["bytes/s"] = benchmark::Counter(static_cast<double>(collection().size()),
+                                                   benchmark::Counter::kIsIterationInvariantRate);
+}
+
+void featuresReadOurs(benchmark::State& state) {
+    for (auto _ : state) {
+        QBuffer device;
+        device.setData(collection());
+        device.open(QIODevice::ReadOnly);
+        GisGeoJsonFeatureReader::readFeatures(device, [](GisGeoJsonFeature&& feature) {
+            benchmark::DoNotOptimize(feature);
+            return true;
+        });
+    }
+    countFeatures(state);
+}
+
+/// Not features: the tree of JSON values alone.
+void featuresParseQt(benchmark::State& state) {
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(QJsonDocument::fromJson(collection()));
+    }
+    countFeatures(state);
+}
+
+void featuresReadOgr(benchmark::State& state) {
+    const char* const path = "/vsimem/counties.geojson";
+    auto* const bytes = reinterpret_cast<GByte*>(const_cast<char*>(collection().constData()));
+    VSIFCloseL(VSIFileFromMemBuffer(path, bytes, static_cast<vsi_l_offset>(collection().size()), FALSE));
+    for (auto _ : state) {
+        const std::unique_ptr<GDALDataset> file(GDALDataset::Open(path, GDAL_OF_VECTOR));
+        for (const auto& feature : *file->GetLayer(0)) {
+            benchmark::DoNotOptimize(feature.get());
+        }
+    }
+    VSIUnlink(path);
+    countFeatures(state);
+}
+
 } // namespace
 
 int main(int argc, char** argv) {
@@ -252,7 +324,8 @@ int main(int argc, char** argv) {
         {"geojson/read/ours", geoJsonReadOurs}, {"geojson/read/ours/by-object", geoJsonReadByObject},
         {"geojson/read/geos", geoJsonReadGeos}, {"geojson/read/ogr", geoJsonReadOgr},
         {"geojson/parse/qt", geoJsonParseQt},   {"geojson/write/ours", geoJsonWriteOurs},
-        {"geojson/write/ogr", geoJsonWriteOgr},
+        {"geojson/write/ogr", geoJsonWriteOgr}, {"features/read/ours", featuresReadOurs},
+        {"features/read/ogr", featuresReadOgr}, {"features/parse/qt", featuresParseQt},
     };
     for (const auto& row : rows) {
         benchmark::RegisterBenchmark(row.name, row.body)->Unit(benchmark::kMillisecond);

@@ -195,6 +195,9 @@ void GisGeoJsonFeatureWriter::require(State state) const {
 }
 
 void GisGeoJsonFeatureWriter::put(const QByteArray& bytes) {
+    if (!m_device.isWritable()) {
+        throw std::runtime_error("GeoJSON cannot be written: the device is not open for writing.");
+    }
     if (m_device.write(bytes) != bytes.size()) {
         throw std::runtime_error(
             QStringLiteral("GeoJSON cannot be written: %1").arg(m_device.errorString()).toStdString());
