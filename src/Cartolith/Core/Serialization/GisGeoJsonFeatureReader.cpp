@@ -1,14 +1,9 @@
-#include <Cartolith/Core/Serialization/GeoJsonScannerInternal.h>
+#include <Cartolith/Core/Serialization/GeoJsonFeatureTextInternal.h>
 #include <Cartolith/Core/Serialization/GeoJsonStreamInternal.h>
 #include <Cartolith/Core/Serialization/GisGeoJsonFeatureReader.h>
-#include <Cartolith/Core/Serialization/GisGeoJsonReader.h>
 
 #include <QByteArray>
 #include <QIODevice>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QJsonParseError>
-#include <QJsonValue>
 
 #include <optional>
 #include <stdexcept>
@@ -16,18 +11,17 @@
 
 namespace Cartolith::Core::Serialization::GeoJson {
 
+using Internal::Found;
 using Internal::GeoJsonStream;
-using Shapes::GisShape;
 
 namespace {
-
-using Unsupported = GisGeoJsonReadOptions::Unsupported;
 
 /// Where one feature lies in the text.
 struct Extent {
     qint64 start = 0;
-    qint64 geometryStart = -1; ///< of the value; -1 when there is not just one that is surely the geometry
-    qint64 geometryEnd = -1;
+    Found geometry = Found::None;
+    qint64 geometryStart = 0;
+    qint64 geometryEnd = 0;
 };
 
 enum class Key { Type, Features, Geometry, Other, Escaped };
@@ -38,18 +32,6 @@ Key keyOf(QByteArrayView quoted) {
            : quoted == "\"geometry\"" ? Key::Geometry
            : quoted.contains('\\')    ? Key::Escaped
                                       : Key::Other;
-}
-
-std::optional<QJsonObject> parse(const QByteArray& utf8, QString* error) {
-    QJsonParseError record;
-    const QJsonDocument document = QJsonDocument::fromJson(utf8, &record);
-    if (record.error != QJsonParseError::NoError) {
-        if (error != nullptr) {
-            *error = record.errorString();
-        }
-        return std::nullopt;
-    }
-    return document.object();
 }
 
 /// Finds the features in a text, hands them out and counts them.
@@ -114,10 +96,10 @@ private:
     void noteValue(Key key, Extent& extent) {
         const qint64 start = m_stream.position();
         m_stream.skipValue();
-        if (key == Key::Escaped || (key == Key::Geometry && extent.geometryEnd >= 0)) {
-            extent.geometryStart = -1; // for good
-            extent.geometryEnd = 0;
+        if (key == Key::Escaped || (key == Key::Geometry && extent.geometry != Found::None)) {
+            extent.geometry = Found::Unsure;
         } else if (key == Key::Geometry) {
+            extent.geometry = Found::One;
             extent.geometryStart = start;
             extent.geometryEnd = m_stream.position();
         }
@@ -195,9 +177,12 @@ private:
 
     void readFeature(const Extent& extent) {
         const QByteArrayView text = m_stream.text(extent.start);
+        const Internal::GeometryText geometry{extent.geometry,
+                                              static_cast<qsizetype>(extent.geometryStart - extent.start),
+                                              static_cast<qsizetype>(extent.geometryEnd - extent.start)};
         std::optional<GisGeoJsonFeature> feature;
         try {
-            feature = makeFeature(text, extent);
+            feature = Internal::readFeature(text, geometry, m_options.unsupported);
         } catch (const std::runtime_error& error) {
             throw std::runtime_error(QStringLiteral("GeoJSON feature %1 at byte %2: %3")
                                          .arg(m_counts.read + m_counts.skipped + 1)
@@ -211,86 +196,6 @@ private:
         }
         ++m_counts.read;
         m_stopped = !m_use(std::move(*feature));
-    }
-
-    /// Nothing when the feature is to be skipped. The geometry, most of the text, is taken straight from it
-    /// where that is possible and left out of what goes to Qt's parser.
-    std::optional<GisGeoJsonFeature> makeFeature(QByteArrayView text, const Extent& extent) const {
-        GisGeoJsonFeature feature;
-        std::optional<QJsonObject> object;
-        if (extent.geometryStart >= 0) {
-            const auto start = static_cast<qsizetype>(extent.geometryStart - extent.start);
-            const auto end = static_cast<qsizetype>(extent.geometryEnd - extent.start);
-            feature.shape = Internal::scanGeometry(text.sliced(start, end - start));
-            if (feature.shape) {
-                QByteArray rest = text.first(start).toByteArray();
-                rest.append("null").append(text.sliced(end));
-                object = parse(rest, nullptr);
-            }
-        } else if (extent.geometryEnd < 0) {
-            feature.shape = Internal::scanGeometry(text);
-            if (feature.shape) {
-                return feature;
-            }
-        }
-        if (!object) {
-            feature.shape.reset();
-            QString error;
-            object = parse(QByteArray::fromRawData(text.data(), text.size()), &error);
-            if (!object) {
-                throw std::runtime_error(QStringLiteral("Invalid GeoJSON: %1").arg(error).toStdString());
-            }
-        }
-        return fill(feature, *object) ? std::optional(std::move(feature)) : std::nullopt;
-    }
-
-    /// False when the feature is to be skipped.
-    bool fill(GisGeoJsonFeature& feature, const QJsonObject& object) const {
-        const QJsonValue type = object.value(QLatin1String("type"));
-        if (!type.isString()) {
-            throw std::runtime_error("Invalid GeoJSON: missing type.");
-        }
-        if (type.toString() != u"Feature") {
-            feature.shape = geometry(object);
-            return feature.shape != nullptr;
-        }
-        const QJsonValue place = object.value(QLatin1String("geometry"));
-        if (place.isObject()) {
-            feature.shape = geometry(place.toObject());
-            if (!feature.shape) {
-                return false;
-            }
-        } else if (!place.isNull() && !place.isUndefined()) {
-            throw std::runtime_error("Invalid GeoJSON: geometry is not an object.");
-        }
-        const QJsonValue id = object.value(QLatin1String("id"));
-        if (id.isString() || id.isDouble()) {
-            feature.id = id.toVariant();
-        } else if (!id.isNull() && !id.isUndefined()) {
-            throw std::runtime_error("Invalid GeoJSON: id is neither a string nor a number.");
-        }
-        const QJsonValue properties = object.value(QLatin1String("properties"));
-        if (properties.isObject()) {
-            const QJsonObject table = properties.toObject();
-            feature.attributes.reserve(table.size());
-            for (auto it = table.begin(); it != table.end(); ++it) {
-                feature.attributes.insert(it.key(), it->isNull() ? QVariant() : it->toVariant());
-            }
-        } else if (!properties.isNull() && !properties.isUndefined()) {
-            throw std::runtime_error("Invalid GeoJSON: properties is not an object.");
-        }
-        return true;
-    }
-
-    /// Null when it is to be skipped.
-    std::unique_ptr<GisShape> geometry(const QJsonObject& object) const {
-        if (m_options.unsupported == Unsupported::Skip) {
-            const QString type = GisGeoJsonReader::geometryType(object);
-            if (type == u"MultiPoint" || type == u"GeometryCollection") {
-                return nullptr;
-            }
-        }
-        return GisGeoJsonReader::read(object);
     }
 
     GeoJsonStream m_stream;

@@ -1,9 +1,8 @@
+#include <Cartolith/Core/Serialization/GeoJsonParseInternal.h>
 #include <Cartolith/Core/Serialization/GeoJsonScannerInternal.h>
 #include <Cartolith/Core/Serialization/GisGeoJsonReader.h>
 
 #include <QByteArray>
-#include <QJsonDocument>
-#include <QJsonParseError>
 #include <QJsonValue>
 
 #include <stdexcept>
@@ -45,25 +44,12 @@ std::unique_ptr<GisShape> owned(Shape&& shape) {
     return std::make_unique<Shape>(std::forward<Shape>(shape));
 }
 
-QJsonObject parse(const QByteArray& utf8) {
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(utf8, &error);
-    if (error.error != QJsonParseError::NoError) {
-        throw std::runtime_error(
-            QStringLiteral("Invalid GeoJSON: %1").arg(error.errorString()).toStdString());
-    }
-    if (!document.isObject()) {
-        throw std::runtime_error("Invalid GeoJSON: root is not an object.");
-    }
-    return document.object();
-}
-
 } // namespace
 
 std::unique_ptr<GisShape> GisGeoJsonReader::read(const QString& json) {
     const QByteArray utf8 = json.toUtf8();
     std::unique_ptr<GisShape> shape = Internal::scanGeometry(utf8);
-    return shape ? std::move(shape) : read(parse(utf8));
+    return shape ? std::move(shape) : read(Internal::parseObject(utf8));
 }
 
 std::unique_ptr<GisShape> GisGeoJsonReader::read(const QJsonObject& geometry) {
@@ -124,7 +110,7 @@ GisShapePolygon GisGeoJsonReader::readMultiPolygon(const QJsonObject& geometry) 
 }
 
 QJsonObject GisGeoJsonReader::parseJsonObject(const QString& json) {
-    return parse(json.toUtf8());
+    return Internal::parseObject(json.toUtf8());
 }
 
 QString GisGeoJsonReader::geometryType(const QJsonObject& geometry) {
