@@ -34,7 +34,7 @@ endfunction()
 function(cartolith_benchmark name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE Cartolith::Core CartolithBuildFlags benchmark::benchmark PkgConfig::GEOS
-                                        geos GDAL::GDAL)
+                                        GDAL::GDAL)
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/benchmarks")
   target_compile_definitions(${name} PRIVATE CARTOLITH_DATA_DIR="${PROJECT_SOURCE_DIR}/data")
 endfunction()

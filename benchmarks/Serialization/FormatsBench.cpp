@@ -22,11 +22,6 @@
 #include <ogr_api.h>
 #include <ogrsf_frmts.h>
 
-// Reading GeoJSON several times needs the reader object of the C++ API.
-#define USE_UNSTABLE_GEOS_CPP_API
-#include <geos/geom/Geometry.h>
-#include <geos/io/GeoJSONReader.h>
-
 #include <cstdlib>
 #include <memory>
 #include <string>
@@ -51,6 +46,7 @@ struct Geos {
     GEOSWKTWriter* wktWriter = GEOSWKTWriter_create_r(context);
     GEOSWKBReader* wkbReader = GEOSWKBReader_create_r(context);
     GEOSWKBWriter* wkbWriter = GEOSWKBWriter_create_r(context);
+    GEOSGeoJSONReader* geoJsonReader = GEOSGeoJSONReader_create_r(context);
 
     Geos() {
         GEOSWKTWriter_setTrim_r(context, wktWriter, 1);
@@ -60,7 +56,7 @@ struct Geos {
     }
 };
 
-Geos& geosTools() {
+Geos& geos() {
     static Geos instance; // lives as long as the program
     return instance;
 }
@@ -95,7 +91,7 @@ struct Counties {
             for (const auto& ring : ours.back().parts()) {
                 vertices += static_cast<double>(ring.size());
             }
-            geos.push_back(GEOSWKBReader_read_r(geosTools().context, geosTools().wkbReader,
+            geos.push_back(GEOSWKBReader_read_r(::geos().context, ::geos().wkbReader,
                                                 reinterpret_cast<const unsigned char*>(wkb.constData()),
                                                 static_cast<size_t>(wkb.size())));
             bytes.push_back(std::move(wkb));
@@ -131,7 +127,7 @@ void wktReadOurs(benchmark::State& state) {
 }
 
 void wktReadGeos(benchmark::State& state) {
-    const Geos& g = geosTools();
+    const Geos& g = geos();
     run(state, counties().latin1Text, [&g](const std::string& text) {
         GEOSGeom_destroy_r(g.context, GEOSWKTReader_read_r(g.context, g.wktReader, text.c_str()));
     });
@@ -151,7 +147,7 @@ void wktWriteOurs(benchmark::State& state) {
 }
 
 void wktWriteGeos(benchmark::State& state) {
-    const Geos& g = geosTools();
+    const Geos& g = geos();
     run(state, counties().geos, [&g](const GEOSGeometry* geometry) {
         GEOSFree_r(g.context, GEOSWKTWriter_write_r(g.context, g.wktWriter, geometry));
     });
@@ -171,7 +167,7 @@ void wkbReadOurs(benchmark::State& state) {
 }
 
 void wkbReadGeos(benchmark::State& state) {
-    const Geos& g = geosTools();
+    const Geos& g = geos();
     run(state, counties().bytes, [&g](const QByteArray& bytes) {
         const auto* const data = reinterpret_cast<const unsigned char*>(bytes.constData());
         GEOSGeom_destroy_r(
@@ -194,7 +190,7 @@ void wkbWriteOurs(benchmark::State& state) {
 }
 
 void wkbWriteGeos(benchmark::State& state) {
-    const Geos& g = geosTools();
+    const Geos& g = geos();
     run(state, counties().geos, [&g](const GEOSGeometry* geometry) {
         size_t size = 0;
         GEOSFree_r(g.context, GEOSWKBWriter_write_r(g.context, g.wkbWriter, geometry, &size));
@@ -227,9 +223,11 @@ void geoJsonParseQt(benchmark::State& state) {
 }
 
 void geoJsonReadGeos(benchmark::State& state) {
-    const geos::io::GeoJSONReader reader;
-    run(state, counties().utf8Json,
-        [&reader](const std::string& text) { benchmark::DoNotOptimize(reader.read(text)); });
+    const Geos& g = geos();
+    run(state, counties().utf8Json, [&g](const std::string& text) {
+        GEOSGeom_destroy_r(g.context,
+                           GEOSGeoJSONReader_readGeometry_r(g.context, g.geoJsonReader, text.c_str()));
+    });
 }
 
 void geoJsonReadOgr(benchmark::State& state) {

@@ -142,7 +142,7 @@ GisGeoJsonFeatureWriter::GisGeoJsonFeatureWriter(QIODevice& device, const GisGeo
 void GisGeoJsonFeatureWriter::begin() {
     require(State::Before);
     if (m_options.layout == Layout::FeatureCollection) {
-        put("{\"type\":\"FeatureCollection\",\"features\":[");
+        put(R"({"type":"FeatureCollection","features":[)");
     }
     m_state = State::Within;
 }

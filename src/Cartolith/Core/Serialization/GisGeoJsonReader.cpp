@@ -48,8 +48,10 @@ std::unique_ptr<GisShape> owned(Shape&& shape) {
 
 std::unique_ptr<GisShape> GisGeoJsonReader::read(const QString& json) {
     const QByteArray utf8 = json.toUtf8();
-    std::unique_ptr<GisShape> shape = Internal::scanGeometry(utf8);
-    return shape ? std::move(shape) : read(Internal::parseObject(utf8));
+    if (auto shape = Internal::scanGeometry(utf8)) {
+        return shape;
+    }
+    return read(Internal::parseObject(utf8));
 }
 
 std::unique_ptr<GisShape> GisGeoJsonReader::read(const QJsonObject& geometry) {
