@@ -1,17 +1,23 @@
 // The serialization members of the shape classes. They are defined here, not beside the classes, so that the
 // geometry model depends on no format.
+#include <Cartolith/Core/Serialization/GisGeoJsonReader.h>
+#include <Cartolith/Core/Serialization/GisGeoJsonWriter.h>
 #include <Cartolith/Core/Serialization/GisWkbReader.h>
 #include <Cartolith/Core/Serialization/GisWkbWriter.h>
 #include <Cartolith/Core/Serialization/GisWktReader.h>
 #include <Cartolith/Core/Serialization/GisWktWriter.h>
 
 #include <QByteArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <stdexcept>
 #include <utility>
 
 namespace Cartolith::Core::Shapes {
 
+using Serialization::GeoJson::GisGeoJsonReader;
+using Serialization::GeoJson::GisGeoJsonWriter;
 using Serialization::Wkb::GisWkbReader;
 using Serialization::Wkb::GisWkbWriter;
 using Serialization::Wkt::GisWktReader;
@@ -53,6 +59,18 @@ void GisShapePoint::fromWkb(const QByteArray& wkb) {
     setShapeType(GisShapeType::Point);
 }
 
+QString GisShapePoint::toGeoJson() const {
+    return GisGeoJsonWriter::writePointString(*this);
+}
+
+void GisShapePoint::fromGeoJson(const QString& json) {
+    // What is no JSON object counts as an empty one: it has no geometry type.
+    const GisShapePoint point = GisGeoJsonReader::readPoint(QJsonDocument::fromJson(json.toUtf8()).object());
+    m_x = point.m_x;
+    m_y = point.m_y;
+    setShapeType(GisShapeType::Point);
+}
+
 QString GisShapePolyline::toWkt() const {
     return isEmpty() ? QStringLiteral("LINESTRING EMPTY") : GisWktWriter::writePolyline(*this);
 }
@@ -74,6 +92,16 @@ void GisShapePolyline::fromWkb(const QByteArray& wkb) {
     setShapeType(GisShapeType::Polyline);
 }
 
+QString GisShapePolyline::toGeoJson() const {
+    return GisGeoJsonWriter::writePolylineString(*this);
+}
+
+void GisShapePolyline::fromGeoJson(const QString& json) {
+    m_parts =
+        takeParts<GisShapePolyline>(GisGeoJsonReader::read(json), "GeoJSON geometry is not a polyline.");
+    setShapeType(GisShapeType::Polyline);
+}
+
 QString GisShapePolygon::toWkt() const {
     return isEmpty() ? QStringLiteral("POLYGON EMPTY") : GisWktWriter::writePolygon(*this);
 }
@@ -89,6 +117,15 @@ QByteArray GisShapePolygon::toWkb() const {
 
 void GisShapePolygon::fromWkb(const QByteArray& wkb) {
     m_parts = takeParts<GisShapePolygon>(GisWkbReader::read(wkb), "WKB geometry is not a polygon.");
+    setShapeType(GisShapeType::Polygon);
+}
+
+QString GisShapePolygon::toGeoJson() const {
+    return GisGeoJsonWriter::writePolygonString(*this);
+}
+
+void GisShapePolygon::fromGeoJson(const QString& json) {
+    m_parts = takeParts<GisShapePolygon>(GisGeoJsonReader::read(json), "GeoJSON geometry is not a polygon.");
     setShapeType(GisShapeType::Polygon);
 }
 

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Serialization/GisWktWriter.h>
+#include <Cartolith/Core/Serialization/RingsInternal.h>
 #include <Cartolith/Core/Serialization/WktNumberInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
@@ -75,15 +76,6 @@ qsizetype vertexCount(const QList<Part>& parts) {
     return count;
 }
 
-bool isOpen(const Part& ring) {
-    if (ring.isEmpty()) {
-        return false;
-    }
-    const GisShapePoint& first = ring.constFirst();
-    const GisShapePoint& last = ring.constLast();
-    return first.x() != last.x() || first.y() != last.y();
-}
-
 } // namespace
 
 QString GisWktWriter::writePoint(const GisShapePoint& point) {
@@ -124,7 +116,7 @@ QString GisWktWriter::writePolygon(const GisShapePolygon& polygon) {
             text.append(u"), (");
         }
         text.append(ring);
-        if (isOpen(ring)) {
+        if (Serialization::Internal::isOpen(ring)) {
             text.append(u", ");
             text.append(ring.constFirst());
         }
@@ -152,11 +144,7 @@ QString GisWktWriter::formatPointList(const QList<GisShapePoint>& points) {
 }
 
 QList<GisShapePoint> GisWktWriter::ensureClosed(const QList<GisShapePoint>& ring) {
-    Part closed = ring;
-    if (isOpen(ring)) {
-        closed.append(ring.constFirst());
-    }
-    return closed;
+    return Serialization::Internal::closedRing(ring);
 }
 
 } // namespace Cartolith::Core::Serialization::Wkt

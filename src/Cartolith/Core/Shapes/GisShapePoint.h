@@ -54,6 +54,9 @@ public:
     /// \throws std::runtime_error for the empty point, which OGC WKB cannot express
     QByteArray toWkb() const override;
     void fromWkb(const QByteArray& wkb) override;
+    /// \throws std::runtime_error for the empty point, which GeoJSON cannot express
+    QString toGeoJson() const override;
+    void fromGeoJson(const QString& json) override;
 
 private:
     double m_x = std::numeric_limits<double>::quiet_NaN();

@@ -78,6 +78,8 @@ public:
     void fromWkt(const QString& wkt) override;
     QByteArray toWkb() const override;
     void fromWkb(const QByteArray& wkb) override;
+    QString toGeoJson() const override;
+    void fromGeoJson(const QString& json) override;
 
 private:
     QList<QList<GisShapePoint>> m_parts;
