@@ -18,7 +18,7 @@ build_packages=(g++ cmake ninja-build qt6-base-dev libgdal-dev fonts-dejavu-core
 test_packages=(libgtest-dev libgmock-dev)
 bench_packages=(libbenchmark-dev libgeos-dev libgeos++-dev libboost-dev pkg-config)
 check_packages=(clang-format clang-tidy)
-fuzz_packages=(clang)
+fuzz_packages=(clang libclang-rt-14-dev)
 
 # need_packages <name>...: installs what is missing; without anything missing it needs no network and no rights.
 need_packages() {

@@ -19,7 +19,7 @@ struct GisGeoJsonReadOptions {
     };
     Unsupported unsupported = Unsupported::Fail;
 
-    /// The most bytes that one feature may have.
+    /// The most bytes that one feature may have, or a collection before its "type" or "features".
     qsizetype maxFeatureSize = qsizetype{256} << 20;
 };
 
