@@ -20,14 +20,15 @@ target_compile_options(
             -ffp-contract=off
             $<$<BOOL:${CARTOLITH_WARNINGS_AS_ERRORS}>:-Werror>)
 
-# cartolith_test(<name> <sources>...): a GoogleTest program, each of its cases a ctest test.
+# cartolith_test(<name> <sources>...): a GoogleTest program, each of its cases a ctest test. CARTOLITH_TEST_PROPERTIES
+# are further properties of these tests.
 function(cartolith_test name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE Cartolith::Core CartolithBuildFlags GTest::gmock GTest::gtest
                                         GTest::gtest_main)
   target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
   target_compile_definitions(${name} PRIVATE CARTOLITH_DATA_DIR="${PROJECT_SOURCE_DIR}/data")
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ${CARTOLITH_TEST_PROPERTIES})
 endfunction()
 
 # cartolith_benchmark(<name> <sources>...): a Google Benchmark program with the rivals linked in.
