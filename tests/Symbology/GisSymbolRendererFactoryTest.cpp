@@ -40,7 +40,8 @@ QStringList labels(const GisSymbolRenderer& renderer) {
 
 TEST(GisSymbolRendererFactory, Categories) {
     const QVariant null = QVariant(QMetaType(QMetaType::QString));
-    const auto layer = layerOf({"b", 10, null, "B ", 9.5, "a", "10.0", QVariant(), "straße"});
+    const double nan = std::nan("");
+    const auto layer = layerOf({"b", 10, null, "B ", 9.5, nan, "a", "10.0", QVariant(), "straße", nan});
     layer->style().setLineWidth(7);
     const auto renderer = Factory::categorized(*layer, "f", GisColorRampRegistry::ramp("Unique"));
     EXPECT_EQ(labels(*renderer), (QStringList{"9.5", "10", "a", "b", "straße", "Other or no value"}));
@@ -49,7 +50,8 @@ TEST(GisSymbolRendererFactory, Categories) {
         EXPECT_EQ(renderer->classes().at(i).style.fillColor(), colors.at(i));
         EXPECT_EQ(renderer->classes().at(i).style.lineWidth(), 7) << "on top of the layer's style";
     }
-    EXPECT_EQ(renderer->countedLegendItems(layer->rawShapes()).constLast().count, 2) << "the nulls";
+    EXPECT_EQ(renderer->countedLegendItems(layer->rawShapes()).constLast().count, 4)
+        << "the nulls, and NaN, which equals nothing";
     EXPECT_EQ(renderer->defaultStyle(), layer->style());
 }
 

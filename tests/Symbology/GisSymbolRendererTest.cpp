@@ -123,6 +123,9 @@ QVariant randomValue(std::mt19937& random) {
                                            noon,
                                            noon.toOffsetFromUtc(3600),
                                            noon.date(),
+                                           QDate(),
+                                           noon.time(),
+                                           "12:00:00.000",
                                            "2026-01-17",
                                            QStringList{"a"},
                                            QVariantList{1},
@@ -208,6 +211,15 @@ TEST(GisCategorizedSymbolRenderer, MissingFieldsAndChangesOfTheClasses) {
     copy.addClass({"a", {}, styled(3), false});
     copy.addClass({"a", {}, styled(4)});
     EXPECT_EQ(styleOf(copy, "a"), 4) << "the first is disabled";
+
+    GisRuleBasedSymbolRenderer rules;
+    rules.addRule({"f", Op::Contains, "a", {}, styled(5)});
+    for (int i = 0; i < 100; ++i) { // the lists move in memory
+        copy.addClass(copy.classes().constLast());
+        rules.addRule(rules.rules().constLast());
+    }
+    EXPECT_EQ(copy.classes().constLast(), copy.classes().at(1)) << "one of its own classes";
+    EXPECT_EQ(styleOf(rules, "a"), 5);
 }
 
 TEST(GisGraduatedSymbolRenderer, TheFirstEnabledRangeThatHoldsTheNumber) {

@@ -133,6 +133,7 @@ const QList<ValueRow>& valueRows() {
         {-0.0F, R"({"type":"float","value":"-0"})"},
         {QString("NaN"), R"("NaN")"},
         {QString::fromUtf16(u"\xd800\u20ac\"\n"), "\"\\ud800\u20ac\\\"\\n\""},
+        {u"\ufeffa"_qs, "\"\ufeffa\""},
         {QByteArray("\0\xff\x10", 3), R"({"type":"QByteArray","value":"AP8Q"})"},
         {QDate(2024, 2, 29), R"({"type":"QDate","value":"2024-02-29"})"},
         {QDate(-44, 3, 15), R"({"type":"QDate","value":"-0044-03-15"})"},

@@ -13,6 +13,7 @@ constexpr qsizetype notFound = std::numeric_limits<qsizetype>::max();
 /// The types for which "equal by QVariant's own comparison" adds nothing to equal numbers or equal texts.
 bool isUsual(const QVariant& value) {
     switch (value.metaType().id()) {
+    case QMetaType::UnknownType: // equal to another such value, and so is their text
     case QMetaType::QString:
         return true;
     case QMetaType::Bool:
@@ -22,6 +23,9 @@ bool isUsual(const QVariant& value) {
     case QMetaType::ULongLong:
     case QMetaType::Float:
     case QMetaType::Double:
+    case QMetaType::QByteArray:
+    case QMetaType::QDate:
+    case QMetaType::QTime:
         return !value.isNull();
     default:
         return false;
@@ -47,13 +51,12 @@ void CategoryLookup::append(const QVariant& value, bool enabled) {
     }
     const Entry& entry = m_entries.emplace_back(Entry{StoredSymbolValue(value), position});
     const StoredSymbolValue& stored = entry.value;
-    if (!isUsual(value) || !isFinite(stored.number)) {
-        m_unusual.push_back(entry);
-        return;
-    }
     insertFirst(m_texts, stored.text, position);
     if (stored.number) {
-        m_numbers.emplace(1.0 + *stored.number, position);
+        m_hasNumbers = true;
+        if (std::isfinite(*stored.number)) { // others equal no number that is looked up
+            m_numbers.emplace(1.0 + *stored.number, position);
+        }
     } else {
         insertFirst(m_wordTexts, stored.text, position);
         const QVariant text(stored.text);
@@ -74,7 +77,7 @@ qsizetype CategoryLookup::find(const QVariant& featureValue) const {
         }
     }
     const SymbolValue value(featureValue);
-    if (isText && m_numbers.empty() && m_unusual.empty()) {
+    if (isText && !m_hasNumbers) {
         return m_texts.value(value.text(), -1); // among words the text decides, whether it is a number or not
     }
     if (!isUsual(featureValue) || !isFinite(value.number())) {
@@ -89,14 +92,6 @@ qsizetype CategoryLookup::find(const QVariant& featureValue) const {
         }
     } else {
         best = m_texts.value(value.text(), notFound);
-    }
-    for (const Entry& entry : m_unusual) {
-        if (entry.position > best) {
-            break;
-        }
-        if (equal(entry.value, value)) {
-            best = entry.position;
-        }
     }
     return best == notFound ? -1 : best;
 }

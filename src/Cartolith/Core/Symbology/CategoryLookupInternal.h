@@ -12,8 +12,9 @@ namespace Cartolith::Core::Symbology::Internal {
 
 /// Finds the first enabled class whose value equals a feature's, without walking the classes.
 ///
-/// Texts are found by hash, numbers in an ordered table, both with the smallest position that applies; a
-/// class whose value is of any other type is compared as it is. The answer is always that of findInOrder().
+/// Texts are found by hash, numbers in an ordered table, both with the smallest position that applies. A
+/// feature's value of which neither decides, a QDateTime or an infinity say, is compared with each class. The
+/// answer is always that of findInOrder().
 class CategoryLookup : public QSharedData {
 public:
     /// The class gets the next position, counted from 0.
@@ -32,12 +33,12 @@ private:
 
     qsizetype m_size = 0;
     std::vector<Entry> m_entries;           ///< enabled classes, in order
-    std::vector<Entry> m_unusual;           ///< those of them that are in none of the tables below
     QHash<QString, qsizetype> m_classTexts; ///< a class's text as it stands, and the answer for it
     QHash<QString, qsizetype> m_texts;      ///< normalised texts
     QHash<QString, qsizetype> m_wordTexts;  ///< the same for classes that are not numbers
     bool m_wordReadsAsNumber = false;       ///< one of those, once normalised, would convert
-    std::map<double, qsizetype> m_numbers;  ///< by 1 + number
+    bool m_hasNumbers = false;              ///< some class converts, if only to NaN
+    std::map<double, qsizetype> m_numbers;  ///< by 1 + number, finite ones
 };
 
 } // namespace Cartolith::Core::Symbology::Internal

@@ -120,7 +120,7 @@ std::optional<QString> textOf(const QDateTime& dateTime) {
 
 std::optional<QDateTime> dateTimeFromText(const QString& text) {
     static const QRegularExpression form(QRegularExpression::anchoredPattern(
-        QStringLiteral("([^T]+)T([^Z+\\-]+)(Z|[+-]\\d\\d:\\d\\d(?::\\d\\d)?)?(?:\\[([^\\]]+)\\])?")));
+        QStringLiteral("([^T]+)T([^Z+\\-]+)(Z|[+-]\\d\\d:[0-5]\\d(?::[0-5]\\d)?)?(?:\\[([^\\]]+)\\])?")));
     if (text.isEmpty()) {
         return QDateTime();
     }

@@ -16,8 +16,8 @@ GisCategorizedSymbolRenderer::operator=(const GisCategorizedSymbolRenderer& othe
 GisCategorizedSymbolRenderer::~GisCategorizedSymbolRenderer() = default;
 
 void GisCategorizedSymbolRenderer::addClass(const GisCategorizedSymbolClass& symbolClass) {
-    m_classes.append(symbolClass);
     m_lookup->append(symbolClass.value, symbolClass.enabled);
+    m_classes.append(symbolClass); // last: the class may be one of these, which move
 }
 
 void GisCategorizedSymbolRenderer::clearClasses() {

@@ -15,7 +15,8 @@ class CategoryLookup;
 /// A style for each value of a field; of several classes that match, the first added wins.
 ///
 /// Values match by valuesEqual(): the number 2 matches the text "2.0", the text " Road " matches "road".
-/// Finding a feature's class takes constant time for texts and logarithmic time for numbers.
+/// Finding a feature's class takes constant time for texts, dates and missing values and logarithmic time for
+/// numbers; a value of another type, a QDateTime say, is compared with each class.
 class CARTOLITH_CORE_EXPORT GisCategorizedSymbolRenderer : public GisSymbolRenderer {
 public:
     GisCategorizedSymbolRenderer();

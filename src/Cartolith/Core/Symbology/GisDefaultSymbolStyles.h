@@ -22,9 +22,10 @@ struct GisSymbolTheme {
 
 /// The built-in themes: "SoftProfessional", "ClassicGIS", "Dark", "Blueprint", "MidnightBlue", "Monochrome".
 ///
-/// Text has a contrast of at least 4.5 to 1 and lines of at least 3 to 1 to the background by WCAG 2's
-/// formula; labels also to their own halo. Names match as those of ramps do, without regard to case and white
-/// space. May be called from several threads.
+/// Text has a contrast of at least 4.5 to 1, and lines, outlines of areas and points of at least 3 to 1, to
+/// the background by WCAG 2's formula; labels also to their own halo. The outline of points sets them off
+/// what they lie on and may be of the background's colour. Names match as those of ramps do, without regard
+/// to case and white space. May be called from several threads.
 class CARTOLITH_CORE_EXPORT GisDefaultSymbolStyles {
 public:
     GisDefaultSymbolStyles() = delete;

@@ -80,8 +80,8 @@ GisRuleBasedSymbolRenderer::operator=(const GisRuleBasedSymbolRenderer& other) =
 GisRuleBasedSymbolRenderer::~GisRuleBasedSymbolRenderer() = default;
 
 void GisRuleBasedSymbolRenderer::addRule(const GisSymbolRule& rule) {
-    m_rules.append(rule);
     m_values->values.emplace_back(rule.value);
+    m_rules.append(rule); // last: the rule may be one of these, which move
 }
 
 void GisRuleBasedSymbolRenderer::clearRules() {

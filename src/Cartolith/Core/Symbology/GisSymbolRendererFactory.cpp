@@ -109,7 +109,8 @@ GisSymbolRendererFactory::categorized(const GisLayerVector& layer, const QString
     QHash<QString, QVariant> attributes;
     for (const QVariant& value : values) {
         attributes.insert(seen.fieldName(), value);
-        if (seen.legendIndexForFeature(GisSymbolContext(attributes)) == seen.classes().size()) {
+        const bool isNew = seen.legendIndexForFeature(GisSymbolContext(attributes)) == seen.classes().size();
+        if (isNew && GisCategorizedSymbolRenderer::valuesEqual(value, value)) { // NaN would be in no class
             seen.addClass({value, {}, {}});
             different.emplace_back(value);
         }

@@ -32,14 +32,17 @@ struct GisClassificationSettings {
 
 /// Builds renderers from a layer's field. The layer is only read.
 ///
-/// The colours of the classes go on top of the layer's style, which is also the default style: features
-/// without a value, null ones among them, are drawn with it. O(n log n) for n features, plus what the method
-/// costs.
+/// The colours of the classes go on top of the layer's style, which is also the default style. Null values
+/// make no class, nor does NaN. Features without a value are drawn with the default style, but a renderer
+/// takes a null QVariant of a numeric type for the 0 that it converts to, and a missing value for an empty
+/// text. O(n log n) for n features, plus what the method costs; categories of a type that the categorized
+/// renderer compares one by one take O(n c) for c of them.
 ///
 /// Errors: std::invalid_argument
 ///   "The layer has no field 'x'.": neither its definitions nor any of its shapes name it;
 ///   "Field 'x' is not numeric: 'abc'.": with the first value that is no number, when numbers are needed;
-///   "Field 'x' has no values to classify.": all values are null, or not finite when numbers are needed;
+///   "Field 'x' has no values to classify.": all values are null or NaN, or not finite when numbers are
+///   needed;
 ///   "The method makes no classes of field 'x' with these settings.": say, a class count of 0.
 class CARTOLITH_CORE_EXPORT GisSymbolRendererFactory {
 public:

@@ -117,7 +117,8 @@ std::unique_ptr<GisSymbolRenderer> GisSymbologyJson::rendererFromJson(const QJso
 }
 
 QByteArray GisSymbologyJson::toText(const QJsonObject& json) {
-    return QJsonDocument(json).toJson(QJsonDocument::Indented);
+    // Escaped, because Qt's reader takes the character for a byte order mark where a string begins with it.
+    return QJsonDocument(json).toJson(QJsonDocument::Indented).replace("\xEF\xBB\xBF", "\\ufeff");
 }
 
 QJsonObject GisSymbologyJson::fromText(const QByteArray& text) {
