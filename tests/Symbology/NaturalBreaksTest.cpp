@@ -136,8 +136,8 @@ TEST(NaturalBreaks, LeaveTheLeastVarianceWithinClasses) {
     Random random(test::seed());
     for (const std::size_t kind : {0U, 1U, 2U, 9U, 10U}) {
         const Values sorted = column(kinds()[kind], 12, random);
-        std::vector<std::pair<double, Values>> best(13, {std::numeric_limits<double>::infinity(), {}});
-        for (unsigned int cuts = 0; cuts < 1U << 11U; ++cuts) { // bit i: a class begins after value i
+        std::vector<std::vector<std::pair<double, Values>>> all(13); // [k]
+        for (unsigned int cuts = 0; cuts < 1U << 11U; ++cuts) {      // bit i: a class begins after value i
             Values breaks{sorted.first()};
             double sum = 0.0;
             for (qsizetype i = 0, begin = 0; i < 12; ++i) {
@@ -151,12 +151,17 @@ TEST(NaturalBreaks, LeaveTheLeastVarianceWithinClasses) {
                     breaks.append(sorted[std::min<qsizetype>(begin, 11)]);
                 }
             }
-            auto& least = best[static_cast<std::size_t>(breaks.size()) - 1];
-            least = std::min(least, std::pair(sum, breaks));
+            all[static_cast<std::size_t>(breaks.size()) - 1].emplace_back(sum, breaks);
         }
         for (int k = 2; k <= 11; ++k) {
-            EXPECT_EQ(GisClassificationEngine::naturalBreaks(sorted, k),
-                      GisClassificationEngine::rangesFromBreaks(best[static_cast<std::size_t>(k)].second))
+            const auto& ways = all[static_cast<std::size_t>(k)];
+            const double least = std::min_element(ways.begin(), ways.end())->first;
+            const auto found = GisClassificationEngine::naturalBreaks(sorted, k);
+            EXPECT_TRUE(std::any_of(ways.begin(), ways.end(),
+                                    [&](const auto& way) { // of whole numbers, several can be the best
+                                        return way.first <= least * (1.0 + 1e-12) &&
+                                               GisClassificationEngine::rangesFromBreaks(way.second) == found;
+                                    }))
                 << kinds()[kind].name << ", k = " << k << ", seed " << test::seed();
         }
     }
