@@ -62,7 +62,7 @@ void CategoryLookup::append(const QVariant& value, bool enabled) {
         const QVariant text(stored.text);
         m_wordReadsAsNumber = m_wordReadsAsNumber || SymbolValue(text).number().has_value();
     }
-    if (value.metaType().id() == QMetaType::QString) {
+    if (value.metaType().id() == QMetaType::QString && !stored.number) {
         // A class that comes later cannot take a text away again.
         insertFirst(m_classTexts, value.toString(), find(value));
     }

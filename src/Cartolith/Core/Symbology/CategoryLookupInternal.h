@@ -33,7 +33,7 @@ private:
 
     qsizetype m_size = 0;
     std::vector<Entry> m_entries;           ///< enabled classes, in order
-    QHash<QString, qsizetype> m_classTexts; ///< a class's text as it stands, and the answer for it
+    QHash<QString, qsizetype> m_classTexts; ///< a word as it stands in a class, and the answer for it
     QHash<QString, qsizetype> m_texts;      ///< normalised texts
     QHash<QString, qsizetype> m_wordTexts;  ///< the same for classes that are not numbers
     bool m_wordReadsAsNumber = false;       ///< one of those, once normalised, would convert

@@ -58,7 +58,8 @@ public:
     static std::unique_ptr<GisGraduatedSymbolRenderer> graduated(const Layers::GisLayerVector& layer,
                                                                  const QString& fieldName,
                                                                  const GisClassificationSettings& settings);
-    /// The classes of graduated() as rules to go on from: "field >= lower" from the highest class down.
+    /// The classes of graduated() as rules to go on from: "field >= lower" from the highest class down. A
+    /// value above all classes, which manual breaks may leave, meets the first of them.
     static std::unique_ptr<GisRuleBasedSymbolRenderer> ruleBased(const Layers::GisLayerVector& layer,
                                                                  const QString& fieldName,
                                                                  const GisClassificationSettings& settings);

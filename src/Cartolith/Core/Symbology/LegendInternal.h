@@ -14,7 +14,7 @@ inline GisSymbolLegendItem defaultLegendItem(const Layers::GisLayerStyle& style)
 /// What a legend calls a value.
 inline QString legendText(const QVariant& value) {
     const QString text = value.toString();
-    return text.isEmpty() ? QStringLiteral("No value") : text;
+    return text.trimmed().isEmpty() ? QStringLiteral("No value") : text;
 }
 
 } // namespace Cartolith::Core::Symbology::Internal
