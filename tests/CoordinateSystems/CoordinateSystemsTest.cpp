@@ -34,8 +34,7 @@ TEST(CoordinateSystemFactory, GivesNullForWhatIsNoSystemAndPrintsNothing) {
     for (const int code : {0, -4326, 999999}) {
         EXPECT_EQ(CoordinateSystemFactory::fromEpsg(code), nullptr) << code;
     }
-    for (const char* text :
-         {"", "   ", "EPSG:999999", "no such thing", "GEOGCS[", "EPSG:5773" /* heights only */}) {
+    for (const char* text : {"", "   ", "EPSG:999999", "no such thing", "GEOGCS[", "EPSG:5773" /* heights only */}) {
         EXPECT_EQ(CoordinateSystemFactory::fromUserInput(text), nullptr) << text;
     }
     EXPECT_FALSE(CoordinateSystemFactory::areaOfUse(unusable));
@@ -120,11 +119,9 @@ TEST(CoordinateTransformer, SaysWhatFailed) {
     EXPECT_EQ(errorOf([&] { mercator.transform(GisShapePoint(0, 100)); }), failed);
     EXPECT_EQ(errorOf([&] { mercator.transformPoints({{0, 0}, {0, 100}, {1, 1}}); }), failed);
     const CoordinateTransformer fromWeb(*CoordinateSystemFactory::fromEpsg(3857), *degrees);
-    EXPECT_EQ(errorOf([&] { fromWeb.transform(GisShapePoint(1e300, 0)); }), failed)
-        << "GDAL would not return";
+    EXPECT_EQ(errorOf([&] { fromWeb.transform(GisShapePoint(1e300, 0)); }), failed) << "GDAL would not return";
     const CoordinateTransformer same(*degrees, *degrees);
-    EXPECT_EQ(errorOf([&] { same.transform(GisShapePoint(0, std::numeric_limits<double>::infinity())); }),
-              failed);
+    EXPECT_EQ(errorOf([&] { same.transform(GisShapePoint(0, std::numeric_limits<double>::infinity())); }), failed);
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 

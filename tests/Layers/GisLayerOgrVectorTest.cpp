@@ -114,8 +114,7 @@ TEST_F(OgrLayer, MakesCurvesLinear) {
         OGRFeature feature(target->GetLayerDefn());
         OGRGeometry* geometry = nullptr;
         OGRGeometryFactory::createFromWkt(
-            "CURVEPOLYGON (CIRCULARSTRING (-5 0, 0 5, 5 0, 0 -5, -5 0), (-1 0, 0 1, 1 0, -1 0))", nullptr,
-            &geometry);
+            "CURVEPOLYGON (CIRCULARSTRING (-5 0, 0 5, 5 0, 0 -5, -5 0), (-1 0, 0 1, 1 0, -1 0))", nullptr, &geometry);
         feature.SetGeometryDirectly(geometry);
         ASSERT_EQ(target->CreateFeature(&feature), OGRERR_NONE);
     }
@@ -251,8 +250,7 @@ TEST_F(OgrLayer, ErrorsNameTheFileAndChangeNothing) {
         {"/nowhere/file.gpkg", "", "No such file"},
         {m_dir.path(), "", "not recognized"},
         {write("text.txt", "hello"), "", "not recognized"},
-        {write("grid.asc", "ncols 1\nnrows 1\nxllcorner 0\nyllcorner 0\ncellsize 1\n7\n"), "",
-         "not recognized"},
+        {write("grid.asc", "ncols 1\nnrows 1\nxllcorner 0\nyllcorner 0\ncellsize 1\n7\n"), "", "not recognized"},
         {write("half.gpkg", whole.readAll().left(100000)), "", "malformed"},
         {write("open.geojson", R"({"type":"FeatureCollection","features":[{"ty)"), "", "Unterminated"},
         {countries, "no%1such", "there is no layer 'no%1such' (there is: world)"},

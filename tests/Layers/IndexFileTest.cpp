@@ -50,8 +50,7 @@ protected:
     }
     void setTime(const QDateTime& time) const {
         QFile file(source);
-        ASSERT_TRUE(file.open(QIODevice::ReadWrite) &&
-                    file.setFileTime(time, QFileDevice::FileModificationTime));
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite) && file.setFileTime(time, QFileDevice::FileModificationTime));
     }
 
     QTemporaryDir folder;
@@ -82,15 +81,13 @@ TEST_F(IndexFileTest, IsBuiltAnewWhenItIsStaleOrBroken) {
          }},
         {"index cut short", [&] { rewrite(index, [](QByteArray& bytes) { bytes.chop(1); }); }},
         {"index empty", [&] { rewrite(index, [](QByteArray& bytes) { bytes.clear(); }); }},
-        {"index much too large",
-         [&] { rewrite(index, [](QByteArray& bytes) { bytes += QByteArray(99999, 'x'); }); }},
+        {"index much too large", [&] { rewrite(index, [](QByteArray& bytes) { bytes += QByteArray(99999, 'x'); }); }},
         {"index of another layer",
          [&] { // the name stands behind the header and three numbers
              rewrite(index, [](QByteArray& bytes) { bytes.replace(36, 5, "wOrld"); });
          }},
         {"index of fewer shapes", [&] { rewrite(index, [](QByteArray& bytes) { --bytes.data()[20]; }); }},
-        {"index of the other strategy",
-         [&] { rewrite(index, [](QByteArray& bytes) { ++bytes.data()[28]; }); }},
+        {"index of the other strategy", [&] { rewrite(index, [](QByteArray& bytes) { ++bytes.data()[28]; }); }},
     };
     for (const auto& row : rows) {
         setTime(then);
@@ -108,9 +105,8 @@ TEST_F(IndexFileTest, HasNoPartInOtherIndexesAndChangedContent) {
               Origin::Built);
     EXPECT_EQ(originAfterAQuery([](auto& layer) { layer.removeShapeById(5); }), Origin::Built);
     EXPECT_FALSE(QFile::exists(index)) << "so far nothing was worth saving";
-    EXPECT_EQ(
-        originAfterAQuery([](auto& layer) { layer.setSpatialIndexType(SpatialIndexType::RTreeHilbert); }),
-        Origin::BuiltAndSaved);
+    EXPECT_EQ(originAfterAQuery([](auto& layer) { layer.setSpatialIndexType(SpatialIndexType::RTreeHilbert); }),
+              Origin::BuiltAndSaved);
     EXPECT_EQ(originAfterAQuery([](auto& layer) { layer.removeShapeById(5); }), Origin::Built)
         << "the saved one is of other content";
 

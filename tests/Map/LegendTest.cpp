@@ -79,20 +79,14 @@ TEST(LegendContent, ShowsEachClassAndWhoIsInNone) {
          ranges(Method::Quantile, {{0, 10}, {10, 20}, {20, 40}}),
          "0 – 10: 2 | 10 – 20: 0 | 20 – 40: 1 | * No value: 1"},
         {"nobody is outside", {1}, ranges(Method::Quantile, {{0, 10}}), "0 – 10: 1"},
-        {"texts and nulls",
-         {1, "x", none},
-         ranges(Method::Quantile, {{0, 10}}),
-         "0 – 10: 1 | * Other or no value: 2"},
+        {"texts and nulls", {1, "x", none}, ranges(Method::Quantile, {{0, 10}}), "0 – 10: 1 | * Other or no value: 2"},
         {"blank is no value", {" "}, ranges(Method::Quantile, {{0, 10}}), "0 – 10: 0 | * No value: 1"},
         {"a disabled class",
          {1, 11},
          ranges(Method::Quantile, {{0, 10, {}, false}, {10, 20}}),
          "10 – 20: 1 | * Other: 1"},
         {"a label somebody wrote", {1}, ranges(Method::Quantile, {{0, 10, "low"}}), "low: 1"},
-        {"the library's own label",
-         {1},
-         ranges(Method::Quantile, {{0, 1234567, "0 - 1234567"}}),
-         "0 – 1,230,000: 1"},
+        {"the library's own label", {1}, ranges(Method::Quantile, {{0, 1234567, "0 - 1234567"}}), "0 – 1,230,000: 1"},
         {"bounds somebody gave", {1}, ranges(Method::Manual, {{0, 1234567}}), "0 – 1,234,567: 1"},
         {"negative numbers", {-1}, ranges(Method::Quantile, {{-10, -0.5}}), "-10 to -0.5: 1"},
         {"a single value", {123456}, ranges(Method::Quantile, {{123456, 123456}}), "123,456: 0 | * Other: 1"},
@@ -128,10 +122,9 @@ TEST(NumberText, IsShortAndKeepsBoundsApart) {
         double value;
         int digits;
         const char* text;
-    } cases[] = {
-        {0, 3, "0"},          {-0.0, 3, "0"},        {1364270000, 3, "1,360,000,000"}, {999.96, 3, "1,000"},
-        {999.96, 4, "1,000"}, {999.96, 5, "999.96"}, {-0.0526, 2, "-0.053"},           {2.50, 5, "2.5"},
-        {1e-9, 3, "1e-09"},   {1e300, 3, "1e+300"},  {0.1, 17, "0.10000000000000001"}};
+    } cases[] = {{0, 3, "0"},          {-0.0, 3, "0"},        {1364270000, 3, "1,360,000,000"}, {999.96, 3, "1,000"},
+                 {999.96, 4, "1,000"}, {999.96, 5, "999.96"}, {-0.0526, 2, "-0.053"},           {2.50, 5, "2.5"},
+                 {1e-9, 3, "1e-09"},   {1e300, 3, "1e+300"},  {0.1, 17, "0.10000000000000001"}};
     for (const auto& test : cases) {
         EXPECT_EQ(NumberText::rounded(test.value, test.digits), test.text);
     }
@@ -144,8 +137,7 @@ TEST(NumberText, IsShortAndKeepsBoundsApart) {
         const double scale = std::pow(10.0, std::uniform_real_distribution<>(-12, 18)(random));
         QList<double> bounds = {std::uniform_real_distribution<>(-scale, scale)(random)};
         for (int i = 0; i < 5; ++i) {
-            bounds.append(bounds.last() +
-                          scale * std::pow(10.0, std::uniform_real_distribution<>(-9, 1)(random)));
+            bounds.append(bounds.last() + scale * std::pow(10.0, std::uniform_real_distribution<>(-9, 1)(random)));
         }
         const int digits = NumberText::digitsFor(bounds);
         for (qsizetype i = 1; i < bounds.size(); ++i) {
@@ -173,8 +165,7 @@ TEST(Legend, StaysInItsRoomAndCountsWhatItDoesNotShow) {
             }
             content.rows.append({"No value", {}, 3, true});
             const Legend legend(content, SheetColours(), room, 16);
-            const QString what =
-                QString("%1 classes in %2 x %3").arg(classes).arg(room.width()).arg(room.height());
+            const QString what = QString("%1 classes in %2 x %3").arg(classes).arg(room.width()).arg(room.height());
             EXPECT_LE(legend.size().width(), room.width()) << qPrintable(what);
             EXPECT_LE(legend.size().height(), room.height()) << qPrintable(what);
 

@@ -44,9 +44,8 @@ private:
 };
 
 TEST(MapPainter, DrawsInLayerOrderLeavesHolesOpenAndAsksForEachStyleOnce) {
-    const auto layer =
-        layerOf({"POLYGON ((0 0, 100 0, 100 100, 0 100, 0 0), (40 40, 60 40, 60 60, 40 60, 40 40))",
-                 "POLYGON ((0 0, 20 0, 20 20, 0 20, 0 0))", "POINT (500 500)"});
+    const auto layer = layerOf({"POLYGON ((0 0, 100 0, 100 100, 0 100, 0 0), (40 40, 60 40, 60 60, 40 60, 40 40))",
+                                "POLYGON ((0 0, 20 0, 20 20, 0 20, 0 0))", "POINT (500 500)"});
     layer->getShape(2)->attributes().insert("top", true);
     int asked = 0;
     layer->setSymbolRenderer(std::make_unique<CountingRenderer>(asked));

@@ -44,8 +44,7 @@ TEST(RendererFile, SayWhereTheFaultIsAndKeepWhatIsThere) {
     GisGraduatedSymbolRenderer renderer("v");
     renderer.addRange({0.1, 0.2, true, true, "low", {}});
     RendererFile::save(renderer, path);
-    EXPECT_EQ(dynamic_cast<GisGraduatedSymbolRenderer&>(*RendererFile::read(path)).ranges(),
-              renderer.ranges());
+    EXPECT_EQ(dynamic_cast<GisGraduatedSymbolRenderer&>(*RendererFile::read(path)).ranges(), renderer.ranges());
     EXPECT_THROW(RendererFile::save(renderer, folder.path()), std::runtime_error);
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files), QStringList{"style.json"});
 }

@@ -64,20 +64,16 @@ TEST(SymbologyOptions, RefuseWhatMakesNoSense) {
         {"--width -1", "--width wants"},
     };
     for (const auto& test : cases) {
-        EXPECT_TRUE(errorOf(test.line).contains(test.message))
-            << test.line << ": " << qPrintable(errorOf(test.line));
+        EXPECT_TRUE(errorOf(test.line).contains(test.message)) << test.line << ": " << qPrintable(errorOf(test.line));
     }
 }
 
 TEST(SymbologyOptions, MakeAsManyClassesAsTheDataNeedAndNoMore) {
     const auto layer = test::squaresOf({0, 1e6});
-    EXPECT_THROW(optionsOf("--field v --method DefinedInterval --interval 1").makeRenderer(*layer),
-                 std::runtime_error);
-    EXPECT_EQ(optionsOf("--field v --method definedinterval --interval 1000")
-                  .makeRenderer(*layer)
-                  ->legendItems()
-                  .size(),
-              1001);
+    EXPECT_THROW(optionsOf("--field v --method DefinedInterval --interval 1").makeRenderer(*layer), std::runtime_error);
+    EXPECT_EQ(
+        optionsOf("--field v --method definedinterval --interval 1000").makeRenderer(*layer)->legendItems().size(),
+        1001);
 }
 
 TEST(SymbologyOptions, KeepFeaturesOfOneClassAndThoseWithoutAValueApart) {
@@ -99,8 +95,7 @@ TEST(SymbologyOptions, KeepFeaturesOfOneClassAndThoseWithoutAValueApart) {
         EXPECT_EQ(QColor(items.last().style.fillColor()) == options.colours().paper, !paperIsTaken) << line;
     }
     // A few categories get the ramp's own colours; lines keep the colour of their class.
-    const auto layer =
-        test::layerOf({"LINESTRING (0 0, 9 9)", "LINESTRING (0 9, 9 0)", "LINESTRING (0 5, 9 5)"});
+    const auto layer = test::layerOf({"LINESTRING (0 0, 9 9)", "LINESTRING (0 9, 9 0)", "LINESTRING (0 5, 9 5)"});
     for (int i = 0; i < 3; ++i) {
         layer->rawShapes()[i]->attributes().insert("v", QString(QChar('a' + i)));
     }
@@ -110,18 +105,13 @@ TEST(SymbologyOptions, KeepFeaturesOfOneClassAndThoseWithoutAValueApart) {
         EXPECT_EQ(items[i].style.lineColor(), own[i]);
         EXPECT_EQ(items[i].style.lineWidth(), 3.0F);
     }
-    EXPECT_EQ(optionsOf("--categories v --line #010203")
-                  .makeRenderer(*layer)
-                  ->legendItems()
-                  .last()
-                  .style.lineColor(),
+    EXPECT_EQ(optionsOf("--categories v --line #010203").makeRenderer(*layer)->legendItems().last().style.lineColor(),
               "#010203");
 }
 
 TEST(MapSheet, ShowsTheColourOfEachClassOnTheMapAndInTheLegend) {
     const auto layer = test::squaresOf({1, 20, 300, 4000, 50000, QVariant()});
-    const SymbologyOptions options =
-        optionsOf("--field v --method Quantile --classes 5 --theme MidnightBlue");
+    const SymbologyOptions options = optionsOf("--field v --method Quantile --classes 5 --theme MidnightBlue");
     layer->setSymbolRenderer(options.makeRenderer(*layer));
     for (const QSize size : {QSize(1600, 900), QSize(240, 160)}) {
         MapSheet::Options sheetOptions;

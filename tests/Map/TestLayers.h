@@ -11,8 +11,7 @@ namespace test {
 
 inline std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> layerOf(const QStringList& texts) {
     using namespace Cartolith::Core;
-    auto layer =
-        Layers::GisLayerVector::createInMemory("test", Shapes::GisShapeType::Null, Shapes::GisExtent());
+    auto layer = Layers::GisLayerVector::createInMemory("test", Shapes::GisShapeType::Null, Shapes::GisExtent());
     for (const QString& text : texts) {
         layer->addShape(Serialization::Wkt::GisWktReader::read(text));
     }

@@ -50,8 +50,7 @@ private:
 };
 
 inline std::string json(const QVariant& value) {
-    const QByteArray array =
-        QJsonDocument(QJsonArray{QJsonValue::fromVariant(value)}).toJson(QJsonDocument::Compact);
+    const QByteArray array = QJsonDocument(QJsonArray{QJsonValue::fromVariant(value)}).toJson(QJsonDocument::Compact);
     return std::string(value.typeName() == nullptr ? "none" : value.typeName()) + array.toStdString();
 }
 

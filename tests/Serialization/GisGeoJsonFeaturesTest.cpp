@@ -60,8 +60,7 @@ TEST(GeoJsonFeatures, ReadsEveryFormOrSaysWhereItFails) {
         {collection(""), "0 read, 0 skipped"},
         {collection(featureText + " ,\n" + featureText), two},
         {collection(featureText) + collection(featureText), two},
-        {R"({"bbox":[0,{"features":[]}],"features":[)" + featureText +
-             R"(],"x":"]}\"","type":"FeatureCollection"})",
+        {R"({"bbox":[0,{"features":[]}],"features":[)" + featureText + R"(],"x":"]}\"","type":"FeatureCollection"})",
          one},
         {R"({"type":"Feature","features":[1],"properties":{"a":1},"geometry":)" + pointText + "}", one},
         {with(R"("id":7,"geometry":null)"), "qlonglong[7] nowhere\n1 read, 0 skipped"},
@@ -92,8 +91,7 @@ TEST(GeoJsonFeatures, ReadsEveryFormOrSaysWhereItFails) {
         {"{}", in + "1 at byte 0: Invalid GeoJSON: missing type."},
         {with(R"("geometry":[])"), in + "1 at byte 0: Invalid GeoJSON: geometry is not an object."},
         {with(R"("properties":[])"), in + "1 at byte 0: Invalid GeoJSON: properties is not an object."},
-        {with(R"("geometry":{"type":"Point","coordinates":[1]})"),
-         in + "1 at byte 0: Invalid GeoJSON coordinate."},
+        {with(R"("geometry":{"type":"Point","coordinates":[1]})"), in + "1 at byte 0: Invalid GeoJSON coordinate."},
         {multi, in + "1 at byte 0: Unsupported GeoJSON geometry type: MultiPoint"},
     };
     for (const auto& [text, expected] : rows) {
@@ -101,8 +99,7 @@ TEST(GeoJsonFeatures, ReadsEveryFormOrSaysWhereItFails) {
     }
     const ReadOptions skip{.unsupported = ReadOptions::Unsupported::Skip};
     EXPECT_EQ(
-        readText(collection(multi + "," + featureText + R"(,{"type":"GeometryCollection","geometries":[]})"),
-                 skip),
+        readText(collection(multi + "," + featureText + R"(,{"type":"GeometryCollection","geometries":[]})"), skip),
         feature + "1 read, 2 skipped");
     EXPECT_EQ(readText(collection(R"({"type":"FeatureCollection"})"), skip),
               in + "1 at byte 40: Unsupported GeoJSON geometry type: FeatureCollection");
@@ -132,10 +129,8 @@ TEST(GeoJsonFeatures, EndsEarlyAndLimitsWhatHostileTextMayTake) {
     EXPECT_EQ(readText(featureText, {.maxFeatureSize = featureText.size() - 1}),
               tooLong + std::to_string(featureText.size()) + ": the feature is too long");
     // What lies beside the features does not count, however long.
-    EXPECT_TRUE(
-        readText(R"({"type":"FeatureCollection","x":")" + QByteArray(size, 'x') + R"(","features":[]})",
-                 small)
-            .ends_with("0 read, 0 skipped"));
+    EXPECT_TRUE(readText(R"({"type":"FeatureCollection","x":")" + QByteArray(size, 'x') + R"(","features":[]})", small)
+                    .ends_with("0 read, 0 skipped"));
 
     Trickle endless(R"({"type":"FeatureCollection","features":[)" + featureText, seed(), "," + featureText);
     int used = 0;
@@ -153,20 +148,13 @@ TEST(GeoJsonFeatures, RandomOnesAreWrittenAndReadBackInEveryLayout) {
     };
     const std::function<QVariant(int)> value = [&](int depth) -> QVariant {
         switch (below(random, depth > 0 ? 7 : 5)) {
-        case 0:
-            return below(random, 2) == 0;
-        case 1:
-            return static_cast<qlonglong>(random());
-        case 2:
-            return static_cast<double>(random() | 1U) / 0x1p70; // not whole
-        case 3:
-            return QString("\"\\{[é\u0001/\n").left(below(random, 9));
-        case 4:
-            return depth == 3 ? QVariant() : QVariant::fromValue(nullptr);
-        case 5:
-            return QVariantList{value(depth - 1), value(depth - 1)};
-        default:
-            return QVariantMap{{"geometry", value(depth - 1)}, {"\"}", value(depth - 1)}};
+        case 0: return below(random, 2) == 0;
+        case 1: return static_cast<qlonglong>(random());
+        case 2: return static_cast<double>(random() | 1U) / 0x1p70; // not whole
+        case 3: return QString("\"\\{[é\u0001/\n").left(below(random, 9));
+        case 4: return depth == 3 ? QVariant() : QVariant::fromValue(nullptr);
+        case 5: return QVariantList{value(depth - 1), value(depth - 1)};
+        default: return QVariantMap{{"geometry", value(depth - 1)}, {"\"}", value(depth - 1)}};
         }
     };
     for (int i = 0; i < 600; ++i) {
@@ -238,8 +226,8 @@ TEST(GeoJsonFeatures, ValuesAreWrittenAsJsonHasThem) {
         writer.begin();
         writer.write(nowhere);
         writer.end();
-        EXPECT_EQ(device.data().toStdString(), R"({"geometry":null,"id":3,"properties":{"v":)" +
-                                                   std::string(expected) + "},\"type\":\"Feature\"}\n");
+        EXPECT_EQ(device.data().toStdString(), R"({"geometry":null,"id":3,"properties":{"v":)" + std::string(expected) +
+                                                   "},\"type\":\"Feature\"}\n");
     }
 }
 
@@ -265,8 +253,8 @@ TEST(GeoJsonFeatures, WhatCannotBeWrittenIsReported) {
 QByteArray byRightHandRule(const GisShape& shape) {
     QBuffer device;
     device.open(QIODevice::WriteOnly);
-    GisGeoJsonFeatureWriter writer(device, {.layout = WriteOptions::Layout::NewlineDelimited,
-                                            .polygons = WriteOptions::Polygons::RightHandRule});
+    GisGeoJsonFeatureWriter writer(
+        device, {.layout = WriteOptions::Layout::NewlineDelimited, .polygons = WriteOptions::Polygons::RightHandRule});
     writer.begin();
     writer.write(shape);
     const QJsonObject feature = QJsonDocument::fromJson(device.data()).object();
@@ -279,17 +267,14 @@ TEST(GeoJsonFeatures, RightHandRuleTellsShellsFromHolesByNesting) {
         {"", "[]", "Polygon"},
         {a, "[[[0,0],[9,0],[9,9],[0,9],[0,0]]]", "Polygon"},
         {"0 0, 9 0, 9 9", "[[[0,0],[9,0],[9,9],[0,0]]]", "Polygon"},
-        {"1 1, 2 1, 2 2, 1 1), (" + a, "[[[0,0],[9,0],[9,9],[0,9],[0,0]],[[1,1],[2,2],[2,1],[1,1]]]",
-         "Polygon"},
-        {a + "), (0 0, 9 9, 9 0, 0 0", "[[[0,0],[9,0],[9,9],[0,9],[0,0]],[[0,0],[9,9],[9,0],[0,0]]]",
-         "Polygon"},
-        {"0 0, 1 0, 1 1, 0 0), (1 0, 2 0, 2 1, 1 0",
-         "[[[[0,0],[1,0],[1,1],[0,0]]],[[[1,0],[2,0],[2,1],[1,0]]]]", "MultiPolygon"},
-        {a + "), (1 1, 8 1, 8 8, 1 1), (3 2, 7 2, 7 6, 3 2",
-         "[[[[0,0],[9,0],[9,9],[0,9],[0,0]],[[1,1],[8,8],[8,1],[1,1]]],[[[3,2],[7,2],[7,6],[3,2]]]]",
+        {"1 1, 2 1, 2 2, 1 1), (" + a, "[[[0,0],[9,0],[9,9],[0,9],[0,0]],[[1,1],[2,2],[2,1],[1,1]]]", "Polygon"},
+        {a + "), (0 0, 9 9, 9 0, 0 0", "[[[0,0],[9,0],[9,9],[0,9],[0,0]],[[0,0],[9,9],[9,0],[0,0]]]", "Polygon"},
+        {"0 0, 1 0, 1 1, 0 0), (1 0, 2 0, 2 1, 1 0", "[[[[0,0],[1,0],[1,1],[0,0]]],[[[1,0],[2,0],[2,1],[1,0]]]]",
          "MultiPolygon"},
-        {"0 0, 1 0, 1 1, 0 0), (0 0, 1 0, 1 1, 0 0",
-         "[[[[0,0],[1,0],[1,1],[0,0]]],[[[0,0],[1,0],[1,1],[0,0]]]]", "MultiPolygon"},
+        {a + "), (1 1, 8 1, 8 8, 1 1), (3 2, 7 2, 7 6, 3 2",
+         "[[[[0,0],[9,0],[9,9],[0,9],[0,0]],[[1,1],[8,8],[8,1],[1,1]]],[[[3,2],[7,2],[7,6],[3,2]]]]", "MultiPolygon"},
+        {"0 0, 1 0, 1 1, 0 0), (0 0, 1 0, 1 1, 0 0", "[[[[0,0],[1,0],[1,1],[0,0]]],[[[0,0],[1,0],[1,1],[0,0]]]]",
+         "MultiPolygon"},
         {"0 0, 3 3, 0 0", "[[[0,0],[3,3],[0,0]]]", "Polygon"},
     };
     for (const auto& [rings, coordinates, type] : rows) {
@@ -306,11 +291,9 @@ TEST(GeoJsonFeatures, RightHandRuleTellsShellsFromHolesByNesting) {
         QByteArray wkb(static_cast<qsizetype>(country.WkbSize()), Qt::Uninitialized);
         country.exportToWkb(wkbNDR, reinterpret_cast<unsigned char*>(wkb.data()));
         const QByteArray text = byRightHandRule(*Wkb::GisWkbReader::read(wkb));
-        const OGRGeometryUniquePtr back(
-            OGRGeometry::FromHandle(OGR_G_CreateGeometryFromJson(text.constData())));
+        const OGRGeometryUniquePtr back(OGRGeometry::FromHandle(OGR_G_CreateGeometryFromJson(text.constData())));
         ASSERT_NE(back, nullptr);
-        EXPECT_NEAR(OGR_G_Area(OGRGeometry::ToHandle(back.get())), country.toMultiPolygon()->get_Area(),
-                    1e-9);
+        EXPECT_NEAR(OGR_G_Area(OGRGeometry::ToHandle(back.get())), country.toMultiPolygon()->get_Area(), 1e-9);
         EXPECT_EQ(byRightHandRule(*GisGeoJsonReader::read(QString(text))), text);
     }
 }

@@ -84,8 +84,7 @@ TEST(GeoJson, SpecificReadersAcceptTheirOwnTypeOnly) {
         for (const auto& [type, coordinates] : types) {
             const QString json = typed(type, coordinates);
             EXPECT_EQ(outcome([&] { return bits(read(Reader::parseJsonObject(json))); }),
-                      type == own ? plain(json)
-                                  : "runtime_error: GeoJSON geometry is not " + own.toStdString() + ".");
+                      type == own ? plain(json) : "runtime_error: GeoJSON geometry is not " + own.toStdString() + ".");
         }
     };
     expectOnly("Point", Reader::readPoint);
@@ -174,9 +173,8 @@ TEST(GeoJson, OddAndRandomTextReadsAsByWayOfObjects) {
     };
     const auto number = [&] {
         const auto digits = static_cast<int>(below(random, 25));
-        return below(random, 60) == 0
-                   ? any(odd)
-                   : QString::number(randomDouble(random), "geg"[below(random, 3)], digits);
+        return below(random, 60) == 0 ? any(odd)
+                                      : QString::number(randomDouble(random), "geg"[below(random, 3)], digits);
     };
     const auto array = [&](const auto& self, int depth) -> QString {
         QStringList items;
@@ -188,10 +186,9 @@ TEST(GeoJson, OddAndRandomTextReadsAsByWayOfObjects) {
         }
         return "[" + items.join(',') + "]";
     };
-    const QStringList types = {"Point",        "LineString",      "Polygon",
-                               "MultiPolygon", "MultiLineString", "MultiPoint"};
-    const QStringList extras = {R"("bbox":[1,2])", R"("type":"Point")", R"("coordinates":[1,2])",
-                                R"("\u0074ype":"x")", R"("a":"é\"")"};
+    const QStringList types = {"Point", "LineString", "Polygon", "MultiPolygon", "MultiLineString", "MultiPoint"};
+    const QStringList extras = {R"("bbox":[1,2])", R"("type":"Point")", R"("coordinates":[1,2])", R"("\u0074ype":"x")",
+                                R"("a":"é\"")"};
     const QString noise = QString("[]{},:\"\\ -+.e0?\u00e9") + QChar(0) + QChar(0xd800) + QChar(0xfeff);
     for (const QString& text : odd) {
         expectSameAsPlain(typed("Point", "[7," + text + "]"));
@@ -200,8 +197,7 @@ TEST(GeoJson, OddAndRandomTextReadsAsByWayOfObjects) {
     int read = 0;
     for (int i = 0; i < 20000; ++i) {
         const auto type = below(random, 6);
-        const int depth =
-            below(random, 20) == 0 ? 2 : std::array{0, 1, 2, 3, 2, 1}[static_cast<std::size_t>(type)];
+        const int depth = below(random, 20) == 0 ? 2 : std::array{0, 1, 2, 3, 2, 1}[static_cast<std::size_t>(type)];
         QStringList members = {"\"type\"" + blank() + ":" + blank() + "\"" + types[type] + "\"",
                                "\"coordinates\":" + array(array, depth)};
         if (below(random, 10) == 0) {

@@ -75,8 +75,7 @@ TEST(Wkt, ReadsOrRejects) {
         {"POINT Z (1 2 3)", "POINT (1 2)"},
         {"POINT (1)", "runtime_error: Invalid WKT coordinate: 1"},
         {"POINT (1.5 %1)", "runtime_error: Invalid WKT coordinate: 1.5 %1"},
-        {"Point z empty ",
-         "runtime_error: POINT EMPTY is not supported because GisShapePoint requires a point."},
+        {"Point z empty ", "runtime_error: POINT EMPTY is not supported because GisShapePoint requires a point."},
         {"LineString(0 0,,1 1,)", "LINESTRING (0 0, 1 1)"},
         {"LINESTRING (1 2", "runtime_error: Invalid WKT: LINESTRING (1 2"},
         {"POLYGON ((0 0, 1 0, 1 1)) tail", "POLYGON ((0 0, 1 0, 1 1, 0 0))"},
@@ -91,16 +90,11 @@ TEST(Wkt, ReadsOrRejects) {
 
 /// The steps that have a faster form in the reader, both ways on the same text.
 void expectSameAsPlain(const QString& text) {
-    const auto all = [](const QList<GisShapePoint>& points) {
-        return bits(*shapeOf<GisShapePolyline>({points}));
-    };
+    const auto all = [](const QList<GisShapePoint>& points) { return bits(*shapeOf<GisShapePolyline>({points})); };
     const std::string rows[][2] = {
-        {outcome([&] { return bits(Reader::parsePoint(text)); }),
-         outcome([&] { return bits(Plain::point(text)); })},
-        {outcome([&] { return all(Reader::parsePointList(text)); }),
-         outcome([&] { return all(Plain::points(text)); })},
-        {Reader::splitTopLevelGroups(text).join('|').toStdString(),
-         Plain::groups(text).join('|').toStdString()},
+        {outcome([&] { return bits(Reader::parsePoint(text)); }), outcome([&] { return bits(Plain::point(text)); })},
+        {outcome([&] { return all(Reader::parsePointList(text)); }), outcome([&] { return all(Plain::points(text)); })},
+        {Reader::splitTopLevelGroups(text).join('|').toStdString(), Plain::groups(text).join('|').toStdString()},
     };
     for (const auto& [actual, expected] : rows) {
         ASSERT_EQ(actual, expected) << "for '" << text.toStdString() << "', seed " << seed();
@@ -125,9 +119,8 @@ TEST(Wkt, OddNumbersAndRandomTextReadAsThePlainReaderReadsThem) {
     const auto any = [&random](const auto& list) { return list[below(random, list.size())]; };
     const auto number = [&] {
         const auto digits = static_cast<int>(below(random, 25));
-        return below(random, 40) == 0
-                   ? any(oddNumbers)
-                   : QString::number(randomDouble(random), "gef"[below(random, 3)], digits);
+        return below(random, 40) == 0 ? any(oddNumbers)
+                                      : QString::number(randomDouble(random), "gef"[below(random, 3)], digits);
     };
     const auto list = [&](const auto& self, int depth) -> QString {
         QStringList items;
@@ -156,9 +149,8 @@ TEST(Wkt, HugeDegenerateTextTakesLinearTime) {
 }
 
 TEST(Wkt, NumbersPrintAsQLocalePrintsThem) {
-    const double rows[] = {-0.0,    1e6,      0.25,      0x1p-17, -3 * 0x1p-17, 1 - 0x1p-53,
-                           5e-17,   -4.9e-17, 0x1p53,    1e17,    -0x1p63,      0x1p63 - 512,
-                           DBL_MAX, 5e-324,   -INFINITY, NAN};
+    const double rows[] = {-0.0,   1e6,  0.25,    0x1p-17,      -3 * 0x1p-17, 1 - 0x1p-53, 5e-17,     -4.9e-17,
+                           0x1p53, 1e17, -0x1p63, 0x1p63 - 512, DBL_MAX,      5e-324,      -INFINITY, NAN};
     std::mt19937_64 random(seed());
     for (int i = 0; i < 200000; ++i) {
         const double value = i < 16 ? rows[i] : randomDouble(random);

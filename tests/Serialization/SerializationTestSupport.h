@@ -28,8 +28,7 @@ inline qsizetype below(std::mt19937_64& random, qsizetype bound) {
 /// Doubles of every magnitude, exact ties at the 16th decimal, short decimals, degrees, non-finite ones.
 inline double randomDouble(std::mt19937_64& random) {
     const auto bits = static_cast<qint64>(random());
-    const double kinds[] = {std::bit_cast<double>(bits),
-                            static_cast<double>(bits >> below(random, 60)) / 0x1p17,
+    const double kinds[] = {std::bit_cast<double>(bits), static_cast<double>(bits >> below(random, 60)) / 0x1p17,
                             std::ldexp(static_cast<double>(bits), -55 - static_cast<int>(below(random, 70))),
                             static_cast<double>(bits % 1000000) / std::pow(10, below(random, 20)),
                             static_cast<double>(bits) * (180.0 / 0x1p63)};

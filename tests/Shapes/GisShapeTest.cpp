@@ -35,8 +35,7 @@ Shape shapeOf(std::initializer_list<Vertices> parts) {
 
 const Vertices square = vertices({{0, 0}, {10, 0}, {10, 10}, {0, 10}, {0, 0}});
 const Vertices hole = vertices({{4, 4}, {4, 6}, {6, 6}, {6, 4}, {4, 4}});
-const Vertices cShape =
-    vertices({{0, 0}, {10, 0}, {10, 2}, {2, 2}, {2, 8}, {10, 8}, {10, 10}, {0, 10}, {0, 0}});
+const Vertices cShape = vertices({{0, 0}, {10, 0}, {10, 2}, {2, 2}, {2, 8}, {10, 8}, {10, 10}, {0, 10}, {0, 0}});
 
 TEST(GisShape, CopyAttributesMergesIntoTheTarget) {
     GisShapePoint source(1, 2);
@@ -209,8 +208,7 @@ TEST(GisShapePolygon, CentroidFallsBackToTheMeanOfTheVertices) {
     EXPECT_TRUE(GisShapePolygon::calculatePolygonCentroid(sliver).isEmpty());
     EXPECT_EQ(shapeOf<GisShapePolygon>({sliver}).centroid().x(), 1);
     EXPECT_EQ(GisShapePolygon::calculatePolygonCentroid(vertices({{0, 0}, {4, 0}, {4, 6}, {0, 6}})).y(), 3);
-    EXPECT_EQ(shapeOf<GisShapePolygon>({sliver, square}).centroid().x(), 5)
-        << "the first usable ring decides";
+    EXPECT_EQ(shapeOf<GisShapePolygon>({sliver, square}).centroid().x(), 5) << "the first usable ring decides";
     EXPECT_TRUE(GisShapePolygon().centroid().isEmpty());
 }
 

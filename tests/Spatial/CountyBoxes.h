@@ -11,8 +11,7 @@
 /// The extents of the counties of the United States.
 inline std::vector<Cartolith::Core::Shapes::GisExtent> countyBoxes() {
     GDALAllRegister();
-    const GDALDatasetUniquePtr dataset(
-        GDALDataset::Open(CARTOLITH_DATA_DIR "/us-counties.gpkg", GDAL_OF_VECTOR));
+    const GDALDatasetUniquePtr dataset(GDALDataset::Open(CARTOLITH_DATA_DIR "/us-counties.gpkg", GDAL_OF_VECTOR));
     if (!dataset) {
         throw std::runtime_error("us-counties.gpkg cannot be opened");
     }

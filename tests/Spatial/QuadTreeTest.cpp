@@ -55,8 +55,8 @@ TEST(QuadTree, BulkBuildSplitsOnlyFullNodes) {
 }
 
 TEST(QuadTree, ResultsComeByNodeThenByQuadrant) {
-    const test::Boxes boxes({GisExtent(8, 8, 9, 9), GisExtent(1, 8, 2, 9), GisExtent(4, 4, 6, 6),
-                             GisExtent(8, 1, 9, 2), GisExtent(1, 1, 2, 2)});
+    const test::Boxes boxes({GisExtent(8, 8, 9, 9), GisExtent(1, 8, 2, 9), GisExtent(4, 4, 6, 6), GisExtent(8, 1, 9, 2),
+                             GisExtent(1, 1, 2, 2)});
     QuadTreeSpatialIndex index(1, 4);
     index.build(boxes.pointers());
     std::vector<int> ids;

@@ -120,8 +120,7 @@ TEST_F(RTreeIndexFile, AnswersAsBeforeAfterLoading) {
             ASSERT_TRUE(loaded.load(path, header, boxes.pointers())) << data.name;
             EXPECT_TRUE(loaded.isBuilt());
             for (const GisExtent& window : test::windows(data, 60, random)) {
-                ASSERT_EQ(loaded.search(window), built.search(window))
-                    << data.name << " seed " << test::seed();
+                ASSERT_EQ(loaded.search(window), built.search(window)) << data.name << " seed " << test::seed();
             }
             loaded.insert(boxes.pointers()[0]);
             const QByteArray before = read();
@@ -180,8 +179,8 @@ TEST_F(RTreeIndexFile, CallersBlock) {
         qint32 number = 0;
         qint64 lower = 0;
         return reader.readDouble(x) && reader.readDouble(y) && reader.readInt64(lower) && x == 1 && y == 2 &&
-               reader.readDouble(x) && x == 4 && reader.readByte(byte) && byte == 7 &&
-               reader.readInt32(number) && number == 1;
+               reader.readDouble(x) && x == 4 && reader.readByte(byte) && byte == 7 && reader.readInt32(number) &&
+               number == 1;
     }));
     EXPECT_FALSE(load({})) << "the block is read as a tree";
     EXPECT_FALSE(load([](Reader& /*reader*/) { return false; }));

@@ -50,9 +50,8 @@ void checkInvariants(const RTreeNode& node) {
             if (!extent.isEmpty()) {
                 ASSERT_THAT((std::array{xMin[i], yMin[i], xMax[i], yMax[i]}),
                             ElementsAre(extent.xMin(), extent.yMin(), extent.xMax(), extent.yMax()));
-                ASSERT_TRUE(
-                    covering.xMin() == node.extent().xMin() && covering.yMin() == node.extent().yMin() &&
-                    covering.xMax() == node.extent().xMax() && covering.yMax() == node.extent().yMax());
+                ASSERT_TRUE(covering.xMin() == node.extent().xMin() && covering.yMin() == node.extent().yMin() &&
+                            covering.xMax() == node.extent().xMax() && covering.yMax() == node.extent().yMax());
             }
         }
     };
@@ -187,8 +186,7 @@ TEST(RTree, GroupsFollowThePlainOrder) {
         const test::Boxes boxes(data.extents);
         const QList<SpatialIndexItem> items = itemsOf(boxes);
         const GisExtent all = RTreeSpatialIndex::calculateExtent(items);
-        const auto center =
-            all.height() <= all.width() ? &RTreeSpatialIndex::centerX : &RTreeSpatialIndex::centerY;
+        const auto center = all.height() <= all.width() ? &RTreeSpatialIndex::centerX : &RTreeSpatialIndex::centerY;
         const auto axisKey = [&](const SpatialIndexItem& item) {
             const double key = center(item.extent());
             return std::pair(std::isnan(key), std::isnan(key) ? 0.0 : key);
@@ -197,8 +195,7 @@ TEST(RTree, GroupsFollowThePlainOrder) {
             const GisExtent e = item.extent();
             return RTreeSpatialIndex::hilbertIndex(
                 RTreeSpatialIndex::normalizeCoordinate(RTreeSpatialIndex::centerX(e), all.xMin(), all.xMax()),
-                RTreeSpatialIndex::normalizeCoordinate(RTreeSpatialIndex::centerY(e), all.yMin(), all.yMax()),
-                16);
+                RTreeSpatialIndex::normalizeCoordinate(RTreeSpatialIndex::centerY(e), all.yMin(), all.yMax()), 16);
         };
         const auto check = [&items](const QList<QList<SpatialIndexItem>>& groups, auto key) {
             QList<SpatialIndexItem> expected = items;
@@ -229,9 +226,7 @@ TEST(RTree, TheHilbertCurveVisitsEveryCellAndStepsToANeighbour) {
     EXPECT_EQ(cells.front(), std::pair(0, 0));
     EXPECT_EQ(cells.back(), std::pair(15, 0));
     for (std::size_t i = 1; i < cells.size(); ++i) {
-        EXPECT_EQ(std::abs(cells[i].first - cells[i - 1].first) +
-                      std::abs(cells[i].second - cells[i - 1].second),
-                  1);
+        EXPECT_EQ(std::abs(cells[i].first - cells[i - 1].first) + std::abs(cells[i].second - cells[i - 1].second), 1);
     }
     EXPECT_EQ(RTreeSpatialIndex::hilbertIndex(65535, 0, 16), 4294967295U);
 }

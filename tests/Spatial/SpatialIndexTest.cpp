@@ -34,9 +34,7 @@ struct Kind {
 
 const std::vector<Kind>& kinds() {
     const auto tree = [](int size, RTreeBuildStrategy strategy) {
-        return [=]() -> std::unique_ptr<ISpatialIndex> {
-            return std::make_unique<RTreeSpatialIndex>(size, strategy);
-        };
+        return [=]() -> std::unique_ptr<ISpatialIndex> { return std::make_unique<RTreeSpatialIndex>(size, strategy); };
     };
     static const std::vector<Kind> kinds{
         {"SortAxis64", tree(64, RTreeBuildStrategy::SortAxis)},
@@ -185,8 +183,7 @@ TEST(SpatialIndex, ErrorsNameTheirCause) {
         {[&] { linear.insert(nullptr); }, "LinearSpatialIndex::insert shape cannot be null.", false},
         {[&] { quadTree.insert(nullptr); }, "QuadTreeSpatialIndex::insert shape cannot be null.", false},
         {[&] { rTree.insert(nullptr); }, "RTreeSpatialIndex::insert shape cannot be null.", false},
-        {[] { QuadTreeSpatialIndex(0, 0); }, "QuadTreeSpatialIndex maxItemsPerNode must be at least 1.",
-         true},
+        {[] { QuadTreeSpatialIndex(0, 0); }, "QuadTreeSpatialIndex maxItemsPerNode must be at least 1.", true},
         {[] { QuadTreeSpatialIndex(64, 0); }, "QuadTreeSpatialIndex maxDepth must be at least 1.", true},
         {[] { RTreeSpatialIndex(3, RTreeBuildStrategy::SortAxis); },
          "RTreeSpatialIndex maxItemsPerNode must be at least 4.", true},

@@ -35,8 +35,7 @@ GisExtent box(std::mt19937& random, double x, double y, double side) {
 
 std::vector<DataSet> makeDataSets() {
     // Every value that a bound can be troublesome with.
-    const std::vector<double> extremes{-infinity, -1e308, -1.0, -5e-324, 0.0,
-                                       1e-300,    1.0,    1e39, 1e308,   infinity};
+    const std::vector<double> extremes{-infinity, -1e308, -1.0, -5e-324, 0.0, 1e-300, 1.0, 1e39, 1e308, infinity};
     return {
         generate("Uniform", 9000, [](auto& r) { return box(r, real(r, 0, 1), real(r, -2, 0), 0.02); }),
         generate("Wide", 4000, [](auto& r) { return box(r, real(r, 0, 1000), real(r, 0, 1), 0.1); }),
@@ -61,9 +60,7 @@ std::vector<DataSet> makeDataSets() {
                  }),
         // Single precision does not tell these apart.
         generate("FineAndFar", 3000,
-                 [](auto& r) {
-                     return box(r, r() % 2 == 0 ? 1e9 : -1e9 + real(r, 0, 1e-3), real(r, 0, 1e-12), 1e-7);
-                 }),
+                 [](auto& r) { return box(r, r() % 2 == 0 ? 1e9 : -1e9 + real(r, 0, 1e-3), real(r, 0, 1e-12), 1e-7); }),
         generate("Extremes", 800,
                  [&extremes](auto& r) {
                      const auto pick = [&] { return extremes[r() % extremes.size()]; };
@@ -71,8 +68,7 @@ std::vector<DataSet> makeDataSets() {
                      const double y = pick();
                      return r() % 2 == 0 ? GisExtent(x, y, x, y) : GisExtent(x, y, pick(), pick());
                  }),
-        generate("AllInfinite", 100,
-                 [](auto&) { return GisExtent(infinity, -infinity, infinity, infinity); }),
+        generate("AllInfinite", 100, [](auto&) { return GisExtent(infinity, -infinity, infinity, infinity); }),
         generate("SomeEmpty", 1000,
                  [](auto& r) {
                      return r() % 5 == 0 ? GisExtent(nan, 1, 2, r() % 2 == 0 ? 3 : nan)

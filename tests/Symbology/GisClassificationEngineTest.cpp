@@ -97,8 +97,7 @@ TEST(GisClassificationEngine, MeetsEveryColumnThatIsNone) {
         EXPECT_EQ(classify(method, {5}), Engine::Ranges{five});
         EXPECT_EQ(classify(method, {5, nan, 5, 5}), Engine::Ranges{five});
         const Values plain{1, 2, 2, 5, 7, 7.5, 9, 20};
-        EXPECT_EQ(classify(method, {20, 2, nan, 7, 5, 2, infinity, 9, 7.5, 1, -infinity}),
-                  classify(method, plain));
+        EXPECT_EQ(classify(method, {20, 2, nan, 7, 5, 2, infinity, 9, 7.5, 1, -infinity}), classify(method, plain));
         const bool counts = method == Method::EqualInterval || method == Method::Quantile ||
                             method == Method::NaturalBreaks || method == Method::GeometricalInterval ||
                             method == Method::KMeans || method == Method::KMeansSpatial;
@@ -268,8 +267,7 @@ TEST(GisClassificationEngine, ColoursClasses) {
     red.setLineWidth(7);
     const GisColorRamp ramp = makeRamp("r", {"#000000", "#FF0000"});
     const GisClassificationRange range{0, 1, false, true, "text"};
-    const auto symbols =
-        Engine::graduatedRanges({range, range}, ramp, red, GisColorRampMode::Continuous, true);
+    const auto symbols = Engine::graduatedRanges({range, range}, ramp, red, GisColorRampMode::Continuous, true);
     red.setFillColor("#FF0000");
     red.setLineColor("#FF0000");
     red.setPointColor("#FF0000");

@@ -48,8 +48,7 @@ TEST(GisColorRamp, ReadsColoursAsPeopleWriteThem) {
 TEST(GisColorRamp, KeepsItsStopsNormalised) {
     const double nan = std::numeric_limits<double>::quiet_NaN();
     const double above = std::nextafter(0.5, 1.0); // within the machine epsilon of 0.5
-    GisColorRamp ramp("x",
-                      {{1.5, "#00f"}, {nan, "#FFFFFF"}, {0.25, "red"}, {0.5, "#ff0000"}, {INFINITY, "#FFF"}});
+    GisColorRamp ramp("x", {{1.5, "#00f"}, {nan, "#FFFFFF"}, {0.25, "red"}, {0.5, "#ff0000"}, {INFINITY, "#FFF"}});
     EXPECT_EQ(ramp.stops(), (QList<GisColorRampStop>{{0.5, "#FF0000"}, {1.0, "#0000FF"}}));
     ramp.addStop({above, "#00ff00"});
     EXPECT_EQ(ramp.stops(), (QList<GisColorRampStop>{{0.5, "#00FF00"}, {1.0, "#0000FF"}}));

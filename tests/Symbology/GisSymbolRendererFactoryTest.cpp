@@ -56,8 +56,7 @@ TEST(GisSymbolRendererFactory, Categories) {
 }
 
 TEST(GisSymbolRendererFactory, RangesAndRulesFromNumbersWithNulls) {
-    const auto layer =
-        layerOf({0, QVariant(), "10", " ", 4.0, std::nan(""), QVariant(QMetaType(QMetaType::Double))});
+    const auto layer = layerOf({0, QVariant(), "10", " ", 4.0, std::nan(""), QVariant(QMetaType(QMetaType::Double))});
     GisClassificationSettings settings;
     settings.method = GisClassificationMethod::EqualInterval;
     settings.classCount = 2;
@@ -102,10 +101,8 @@ TEST(GisSymbolRendererFactory, SaysWhatIsWrong) {
         {[&] { Factory::ruleBased(*texts, "f", {}); }, "Field 'f' is not numeric: 'Brazil'."},
         {[&] { Factory::graduated(*nulls, "f", {}); }, "Field 'f' has no values to classify."},
         {[&] { Factory::categorized(*nulls, "f", {}); }, "Field 'f' has no values to classify."},
-        {[&] { Factory::graduated(*numbers, "declared", {}); },
-         "Field 'declared' has no values to classify."},
-        {[&] { Factory::graduated(*layerOf({std::nan("")}), "f", {}); },
-         "Field 'f' has no values to classify."},
+        {[&] { Factory::graduated(*numbers, "declared", {}); }, "Field 'declared' has no values to classify."},
+        {[&] { Factory::graduated(*layerOf({std::nan("")}), "f", {}); }, "Field 'f' has no values to classify."},
         {[&] { Factory::graduated(*numbers, "f", none); },
          "The method makes no classes of field 'f' with these settings."},
         {[&] { Factory::create(static_cast<GisSymbolRendererType>(4), *numbers, "f", {}); },
@@ -131,8 +128,7 @@ TEST(GisSymbolRendererFactory, EveryMethodPutsEveryCountryWithAValueInAClass) {
         const auto renderer = Factory::graduated(countries, "lifeExp", settings);
         for (const Shapes::GisShape* country : countries.rawShapes()) {
             const GisSymbolContext context(*country);
-            const bool isDefault =
-                renderer->legendItems().at(renderer->legendIndexForFeature(context)).isDefault;
+            const bool isDefault = renderer->legendItems().at(renderer->legendIndexForFeature(context)).isDefault;
             EXPECT_EQ(isDefault, context.attribute("lifeExp").isNull()) << method << " " << country->id();
         }
     }
@@ -155,8 +151,8 @@ double contrast(const QString& a, const QString& b) {
 }
 
 TEST(GisDefaultSymbolStyles, TextAndLinesStandOutFromWhatTheyLieOn) {
-    EXPECT_EQ(GisDefaultSymbolStyles::names(), (QStringList{"SoftProfessional", "ClassicGIS", "Dark",
-                                                            "Blueprint", "MidnightBlue", "Monochrome"}));
+    EXPECT_EQ(GisDefaultSymbolStyles::names(),
+              (QStringList{"SoftProfessional", "ClassicGIS", "Dark", "Blueprint", "MidnightBlue", "Monochrome"}));
     EXPECT_NEAR(contrast("#FFFFFF", "#000000"), 21.0, 1e-9);
     for (const GisSymbolTheme& theme : GisDefaultSymbolStyles::themes()) {
         SCOPED_TRACE(theme.name.toStdString());
@@ -168,8 +164,7 @@ TEST(GisDefaultSymbolStyles, TextAndLinesStandOutFromWhatTheyLieOn) {
         for (const GisLayerStyle& style : {theme.pointStyle, theme.lineStyle, theme.areaStyle}) {
             EXPECT_GE(contrast(style.labelColor(), theme.backgroundColor), 4.5);
             EXPECT_GE(contrast(style.labelColor(), style.labelHaloColor()), 4.5);
-            EXPECT_GE(contrast(style.labelColor(), theme.areaStyle.fillColor()), 4.5)
-                << "labels lie on areas";
+            EXPECT_GE(contrast(style.labelColor(), theme.areaStyle.fillColor()), 4.5) << "labels lie on areas";
             EXPECT_GE(contrast(style.selectedLineColor(), theme.backgroundColor), 3.0);
         }
         double previous = 0.0;

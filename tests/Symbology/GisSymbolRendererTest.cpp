@@ -65,71 +65,22 @@ bool plainEqual(const QVariant& a, const QVariant& b) {
     if (aIsNumber && bIsNumber) {
         return std::abs(x - y) * 1e12 <= std::min(std::abs(x), std::abs(y));
     }
-    const auto text = [](const QVariant& v) {
-        return v.isNull() ? QString() : v.toString().trimmed().toCaseFolded();
-    };
+    const auto text = [](const QVariant& v) { return v.isNull() ? QString() : v.toString().trimmed().toCaseFolded(); };
     return text(a) == text(b);
 }
 
 /// Values of many types, of which many are equal to each other in one way or another.
 QVariant randomValue(std::mt19937& random) {
     static const QDateTime noon(QDate(2026, 1, 17), QTime(12, 0), Qt::UTC);
-    static const QList<QVariant> values = {{},
-                                           QVariant(QMetaType(QMetaType::QString)),
-                                           QVariant(QMetaType(QMetaType::Double)),
-                                           QVariant(QMetaType(QMetaType::Int)),
-                                           "",
-                                           " ",
-                                           "Road",
-                                           " road ",
-                                           "ROAD",
-                                           "straße",
-                                           "STRASSE",
-                                           "true",
-                                           "TRUE",
-                                           true,
-                                           false,
-                                           0,
-                                           1,
-                                           2U,
-                                           "2",
-                                           " 2.0 ",
-                                           2.0,
-                                           2.0F,
-                                           2LL,
-                                           "2e0",
-                                           "2\u00a0",
-                                           QChar('2'),
-                                           QChar('x'),
-                                           "x",
-                                           QByteArray("2"),
-                                           QByteArray("x"),
-                                           0.1F,
-                                           0.1,
-                                           "0.1",
-                                           1e-13,
-                                           -1,
-                                           -1.0,
-                                           infinity,
-                                           -infinity,
-                                           nan,
-                                           "inf",
-                                           "NaN",
-                                           1e300,
-                                           "1E300",
-                                           quint64(1) << 63,
-                                           9.3e18,
-                                           -0.0,
-                                           noon,
-                                           noon.toOffsetFromUtc(3600),
-                                           noon.date(),
-                                           QDate(),
-                                           noon.time(),
-                                           "12:00:00.000",
-                                           "2026-01-17",
-                                           QStringList{"a"},
-                                           QVariantList{1},
-                                           QVariantMap{{"a", 1}}};
+    // clang-format off
+    static const QList<QVariant> values = {
+        {}, QVariant(QMetaType(QMetaType::QString)), QVariant(QMetaType(QMetaType::Double)),
+        QVariant(QMetaType(QMetaType::Int)), "", " ", "Road", " road ", "ROAD", "straße", "STRASSE", "true", "TRUE",
+        true, false, 0, 1, 2U, "2", " 2.0 ", 2.0, 2.0F, 2LL, "2e0", "2\u00a0", QChar('2'), QChar('x'), "x",
+        QByteArray("2"), QByteArray("x"), 0.1F, 0.1, "0.1", 1e-13, -1, -1.0, infinity, -infinity, nan, "inf", "NaN",
+        1e300, "1E300", quint64(1) << 63, 9.3e18, -0.0, noon, noon.toOffsetFromUtc(3600), noon.date(), QDate(),
+        noon.time(), "12:00:00.000", "2026-01-17", QStringList{"a"}, QVariantList{1}, QVariantMap{{"a", 1}}};
+    // clang-format on
     if (random() % 4 == 0) { // numbers around the tolerance of one another
         const double base = std::ldexp(1.0, static_cast<int>(random() % 20)) - 1.0;
         return base + static_cast<double>(random() % 9) * 0.3e-12 * (1.0 + base);
@@ -138,29 +89,18 @@ QVariant randomValue(std::mt19937& random) {
 }
 
 TEST(SymbolRenderers, ValueEquality) {
+    // clang-format off
     const struct {
         QVariant a;
         QVariant b;
         bool equal;
     } rows[] = {
-        {{}, {}, true},
-        {"Road", " road ", true},
-        {2, "2.0", true},
-        {0, 1e-13, true},
-        {0, 1.5e-12, false},
-        {-1, -1.0 + 1e-13, false},
-        {"7", 7.000000000001, true},
-        {7, 7.1, false},
-        {"abc", 7, false},
-        {nan, nan, false},
-        {infinity, infinity, true},
-        {infinity, "inf", false},
-        {true, "TRUE", true},
-        {true, 1, true},
-        {{}, "", true},
-        {{}, 0, false},
-        {"straße", "STRAßE", true},
+        {{}, {}, true}, {"Road", " road ", true}, {2, "2.0", true}, {0, 1e-13, true}, {0, 1.5e-12, false},
+        {-1, -1.0 + 1e-13, false}, {"7", 7.000000000001, true}, {7, 7.1, false}, {"abc", 7, false},
+        {nan, nan, false}, {infinity, infinity, true}, {infinity, "inf", false}, {true, "TRUE", true},
+        {true, 1, true}, {{}, "", true}, {{}, 0, false}, {"straße", "STRAßE", true},
     };
+    // clang-format on
     for (const auto& row : rows) {
         const std::string pair = row.a.toString().toStdString() + " and " + row.b.toString().toStdString();
         EXPECT_EQ(GisCategorizedSymbolRenderer::valuesEqual(row.a, row.b), row.equal) << pair;
@@ -238,11 +178,9 @@ TEST(GisGraduatedSymbolRenderer, TheFirstEnabledRangeThatHoldsTheNumber) {
         for (int i = 0; i < count; ++i) {
             const double lower = ascending ? next : pick();
             next = ascending ? next + static_cast<double>(random() % 4) : pick();
-            renderer.addRange(
-                {lower, next, random() % 4 != 0, random() % 3 == 0, {}, styled(i), random() % 6 != 0});
+            renderer.addRange({lower, next, random() % 4 != 0, random() % 3 == 0, {}, styled(i), random() % 6 != 0});
         }
-        for (const double value :
-             {-3.0, -2.0, -1.0, -0.0, 0.0, 0.5, 1.0, 2.0, 3.0, 4.0, 6.0, 11.0, infinity, nan}) {
+        for (const double value : {-3.0, -2.0, -1.0, -0.0, 0.0, 0.5, 1.0, 2.0, 3.0, 4.0, 6.0, 11.0, infinity, nan}) {
             int expected = -1;
             for (int i = 0; i < count && expected < 0 && std::isfinite(value); ++i) {
                 const GisGraduatedSymbolRange& r = renderer.ranges().at(i);
@@ -262,6 +200,7 @@ TEST(GisGraduatedSymbolRenderer, TheFirstEnabledRangeThatHoldsTheNumber) {
 
 TEST(GisRuleBasedSymbolRenderer, Operators) {
     const QVariant null = QVariant(QMetaType(QMetaType::Int));
+    // clang-format off
     const struct {
         QVariant feature;
         Op op;
@@ -284,6 +223,7 @@ TEST(GisRuleBasedSymbolRenderer, Operators) {
         {0, Op::IsNotNull, {}, true},         {1, static_cast<Op>(11), 1, false},
         {1, static_cast<Op>(-1), 1, false},
     };
+    // clang-format on
     for (const auto& row : rows) {
         const Attributes attributes{{"f", row.feature}};
         const GisSymbolRule rule{"f", row.op, row.rule, {}, styled(5)};
@@ -315,14 +255,13 @@ TEST(GisRuleBasedSymbolRenderer, TheFirstEnabledRuleWinsAcrossFields) {
 }
 
 TEST(GisRuleBasedSymbolRenderer, Labels) {
-    const char* const texts[] = {"=",        "!=",          ">",         ">=",      "<",           "<=",
-                                 "contains", "starts with", "ends with", "is null", "is not null", "="};
+    const char* const texts[] = {
+        "=", "!=", ">", ">=", "<", "<=", "contains", "starts with", "ends with", "is null", "is not null", "="};
     for (int op = 0; op < 12; ++op) {
         EXPECT_EQ(GisRuleBasedSymbolRenderer::operatorText(static_cast<Op>(op)), texts[op]);
     }
     EXPECT_EQ(GisRuleBasedSymbolRenderer::ruleLabel({"class", Op::Equals, "road", {}, {}}), "class = road");
-    EXPECT_EQ(GisRuleBasedSymbolRenderer::ruleLabel({"population", Op::IsNull, 7, {}, {}}),
-              "population is null");
+    EXPECT_EQ(GisRuleBasedSymbolRenderer::ruleLabel({"population", Op::IsNull, 7, {}, {}}), "population is null");
     EXPECT_EQ(GisRuleBasedSymbolRenderer::ruleLabel({"%2", Op::Equals, "%1", {}, {}}), "%2 = %1");
 }
 

@@ -59,23 +59,18 @@ bool same(const QVariant& a, const QVariant& b) {
         return false;
     }
     switch (a.typeId()) {
-    case QMetaType::Double:
-        return sameBits(a.toDouble(), b.toDouble());
-    case QMetaType::Float:
-        return sameBits(a.toFloat(), b.toFloat());
-    case QMetaType::QVariantList:
-        return std::ranges::equal(a.toList(), b.toList(), same);
+    case QMetaType::Double: return sameBits(a.toDouble(), b.toDouble());
+    case QMetaType::Float: return sameBits(a.toFloat(), b.toFloat());
+    case QMetaType::QVariantList: return std::ranges::equal(a.toList(), b.toList(), same);
     case QMetaType::QVariantMap:
-        return a.toMap().keys() == b.toMap().keys() &&
-               std::ranges::equal(a.toMap().values(), b.toMap().values(), same);
+        return a.toMap().keys() == b.toMap().keys() && std::ranges::equal(a.toMap().values(), b.toMap().values(), same);
     case QMetaType::QDateTime: {
         const QDateTime x = a.toDateTime();
         const QDateTime y = b.toDateTime();
         return x == y && x.timeSpec() == y.timeSpec() && x.offsetFromUtc() == y.offsetFromUtc() &&
                (x.timeSpec() != Qt::TimeZone || x.timeZone() == y.timeZone());
     }
-    default:
-        return a == b;
+    default: return a == b;
     }
 }
 
@@ -109,61 +104,46 @@ struct ValueRow {
 const QList<ValueRow>& valueRows() {
     const QTimeZone berlin("Europe/Berlin");
     const qint64 fold = 1729989000123; // 2024-10-27 02:30 in Berlin, for the first time
+    // clang-format off
     static const QList<ValueRow> rows{
-        {QVariant(), R"(null)"},
-        {true, R"(true)"},
-        {nullOf(QMetaType::Int), R"({"type":"int"})"},
+        {QVariant(), R"(null)"}, {true, R"(true)"}, {nullOf(QMetaType::Int), R"({"type":"int"})"},
         {nullOf(QMetaType::QVariantMap), R"({"type":"QVariantMap"})"},
         {std::numeric_limits<int>::min(), R"({"type":"int","value":-2147483648})"},
         {QVariant::fromValue<short>(-32768), R"({"type":"short","value":-32768})"},
         {qlonglong{9007199254740992}, R"(9007199254740992)"},
         {qlonglong{9007199254740993}, R"({"type":"qlonglong","value":"9007199254740993"})"},
         {std::numeric_limits<qlonglong>::min(), R"({"type":"qlonglong","value":"-9223372036854775808"})"},
-        {~qulonglong{0}, R"({"type":"qulonglong","value":"18446744073709551615"})"},
-        {1e300, R"(1e+300)"},
-        {5e-324, R"(5e-324)"},
-        {2.0, R"({"type":"double","value":2})"},
-        {9223372036854775808.0, R"(9223372036854776000)"},
-        {-0.0, R"({"type":"double","value":"-0"})"},
-        {nan, R"({"type":"double","value":"NaN"})"},
-        {-infinity, R"({"type":"double","value":"-Infinity"})"},
+        {~qulonglong{0}, R"({"type":"qulonglong","value":"18446744073709551615"})"}, {1e300, R"(1e+300)"},
+        {5e-324, R"(5e-324)"}, {2.0, R"({"type":"double","value":2})"},
+        {9223372036854775808.0, R"(9223372036854776000)"}, {-0.0, R"({"type":"double","value":"-0"})"},
+        {nan, R"({"type":"double","value":"NaN"})"}, {-infinity, R"({"type":"double","value":"-Infinity"})"},
         {0.9F, R"({"type":"float","value":0.9})"},
         {std::numeric_limits<float>::max(), R"({"type":"float","value":3.4028234663852886e+38})"},
         {std::numeric_limits<float>::denorm_min(), R"({"type":"float","value":1e-45})"},
-        {-0.0F, R"({"type":"float","value":"-0"})"},
-        {QString("NaN"), R"("NaN")"},
-        {QString::fromUtf16(u"\xd800\u20ac\"\n"), "\"\\ud800\u20ac\\\"\\n\""},
-        {u"\ufeffa"_qs, "\"\ufeffa\""},
+        {-0.0F, R"({"type":"float","value":"-0"})"}, {QString("NaN"), R"("NaN")"},
+        {QString::fromUtf16(u"\xd800\u20ac\"\n"), "\"\\ud800\u20ac\\\"\\n\""}, {u"\ufeffa"_qs, "\"\ufeffa\""},
         {QByteArray("\0\xff\x10", 3), R"({"type":"QByteArray","value":"AP8Q"})"},
         {QDate(2024, 2, 29), R"({"type":"QDate","value":"2024-02-29"})"},
         {QDate(-44, 3, 15), R"({"type":"QDate","value":"-0044-03-15"})"},
         {QDate(12345, 1, 1), R"({"type":"QDate","value":"+12345-01-01"})"},
         {QTime(13, 5, 0, 250), R"({"type":"QTime","value":"13:05:00.250"})"},
         {QDateTime(), R"({"type":"QDateTime","value":""})"},
-        {QDateTime(QDate(2024, 7, 1), QTime(2, 30)),
-         R"({"type":"QDateTime","value":"2024-07-01T02:30:00.000+02:00[local]"})"},
-        {QDateTime(QDate(-1, 7, 1), QTime(2, 30, 1, 9), Qt::UTC),
-         R"({"type":"QDateTime","value":"-0001-07-01T02:30:01.009Z"})"},
-        {QDateTime(QDate(2024, 7, 1), QTime(2, 30), Qt::OffsetFromUTC, -16230),
-         R"({"type":"QDateTime","value":"2024-07-01T02:30:00.000-04:30:30"})"},
-        {QDateTime::fromMSecsSinceEpoch(fold),
-         R"({"type":"QDateTime","value":"2024-10-27T02:30:00.123+02:00[local]"})"},
-        {QDateTime::fromMSecsSinceEpoch(fold + 3600000),
-         R"({"type":"QDateTime","value":"2024-10-27T02:30:00.123+01:00[local]"})"},
-        {QDateTime::fromMSecsSinceEpoch(fold, berlin),
-         R"({"type":"QDateTime","value":"2024-10-27T02:30:00.123+02:00[Europe/Berlin]"})"},
-        {QDateTime::fromMSecsSinceEpoch(fold + 3600000, berlin),
-         R"({"type":"QDateTime","value":"2024-10-27T02:30:00.123+01:00[Europe/Berlin]"})"},
-        {QUuid("12345678-9abc-def0-1234-56789abcdef0"),
-         R"({"type":"QUuid","value":"{12345678-9abc-def0-1234-56789abcdef0}"})"},
-        {QUrl(u"http://a.org/\u00e4 b?c=%41#d"_qs),
-         R"({"type":"QUrl","value":"http://a.org/%C3%A4%20b?c=A#d"})"},
+        {QDateTime(QDate(2024, 7, 1), QTime(2, 30)), R"({"type":"QDateTime","value":"2024-07-01T02:30:00.000+02:00[local]"})"},
+        {QDateTime(QDate(-1, 7, 1), QTime(2, 30, 1, 9), Qt::UTC), R"({"type":"QDateTime","value":"-0001-07-01T02:30:01.009Z"})"},
+        {QDateTime(QDate(2024, 7, 1), QTime(2, 30), Qt::OffsetFromUTC, -16230), R"({"type":"QDateTime","value":"2024-07-01T02:30:00.000-04:30:30"})"},
+        {QDateTime::fromMSecsSinceEpoch(fold), R"({"type":"QDateTime","value":"2024-10-27T02:30:00.123+02:00[local]"})"},
+        {QDateTime::fromMSecsSinceEpoch(fold + 3600000), R"({"type":"QDateTime","value":"2024-10-27T02:30:00.123+01:00[local]"})"},
+        {QDateTime::fromMSecsSinceEpoch(fold, berlin), R"({"type":"QDateTime","value":"2024-10-27T02:30:00.123+02:00[Europe/Berlin]"})"},
+        {QDateTime::fromMSecsSinceEpoch(fold + 3600000, berlin), R"({"type":"QDateTime","value":"2024-10-27T02:30:00.123+01:00[Europe/Berlin]"})"},
+        {QUuid("12345678-9abc-def0-1234-56789abcdef0"), R"({"type":"QUuid","value":"{12345678-9abc-def0-1234-56789abcdef0}"})"},
+        {QUrl(u"http://a.org/\u00e4 b?c=%41#d"_qs), R"({"type":"QUrl","value":"http://a.org/%C3%A4%20b?c=A#d"})"},
         {QStringList{"a", ""}, R"({"type":"QStringList","value":["a",""]})"},
         {QVariantList{QVariant(), 1.5, QVariantList{}, 3},
-         R"({"type":"QVariantList","value":[null,1.5,{"type":"QVariantList","value":[]},{"type":"int","value":3}]})"},
+        R"({"type":"QVariantList","value":[null,1.5,{"type":"QVariantList","value":[]},{"type":"int","value":3}]})"},
         {QVariantMap{{"", nullOf(QMetaType::Double)}, {"type", nan}},
-         R"({"type":"QVariantMap","value":{"":{"type":"double"},"type":{"type":"double","value":"NaN"}}})"},
+        R"({"type":"QVariantMap","value":{"":{"type":"double"},"type":{"type":"double","value":"NaN"}}})"},
     };
+    // clang-format on
     return rows;
 }
 
@@ -200,14 +180,10 @@ public:
     }
     QVariant value() {
         switch (below(4)) {
-        case 0:
-            return number();
-        case 1:
-            return single();
-        case 2:
-            return static_cast<qlonglong>(m_engine()) >> below(64);
-        default:
-            return valueRows().at(below(static_cast<int>(valueRows().size()))).value;
+        case 0: return number();
+        case 1: return single();
+        case 2: return static_cast<qlonglong>(m_engine()) >> below(64);
+        default: return valueRows().at(below(static_cast<int>(valueRows().size()))).value;
         }
     }
     /// Some members of the default style with other values.
@@ -252,8 +228,8 @@ TEST_F(GisSymbologyJsonTest, RandomRenderersAndRampsReadBackThroughText) {
             categorized.addClass({random.value(), random.text(), random.style(), random.flip()});
             graduated.addRange({random.number(), random.number(), random.flip(), random.flip(), random.text(),
                                 random.style(), random.flip()});
-            ruleBased.addRule({random.text(), static_cast<GisSymbolRuleOperator>(random.below(14) - 1),
-                               random.value(), random.text(), random.style(), random.flip()});
+            ruleBased.addRule({random.text(), static_cast<GisSymbolRuleOperator>(random.below(14) - 1), random.value(),
+                               random.text(), random.style(), random.flip()});
         }
         categorized.setDefaultStyle(random.style());
         graduated.setDefaultStyle(random.style());
@@ -322,12 +298,10 @@ TEST_F(GisSymbologyJsonTest, ReadsWhatPeopleWrite) {
     EXPECT_TRUE(same(rules[2].value, 2.5) && rules[2].op == GisSymbolRuleOperator{99});
     EXPECT_TRUE(same(rules[3].value, 1e19));
 
-    const auto style =
-        Json::styleFromJson({{"labelMaxCandidatesPerFeature", 100}, {"labelMinVisibleScale", -1}});
+    const auto style = Json::styleFromJson({{"labelMaxCandidatesPerFeature", 100}, {"labelMinVisibleScale", -1}});
     EXPECT_EQ(style.labelMaxCandidatesPerFeature(), 16);
     EXPECT_EQ(style.labelMinVisibleScale(), 0);
-    const auto stops =
-        QJsonArray{QJsonObject{{"position", 1}, {"color", " 0f0"}}, QJsonObject{{"color", "#ff0000"}}};
+    const auto stops = QJsonArray{QJsonObject{{"position", 1}, {"color", " 0f0"}}, QJsonObject{{"color", "#ff0000"}}};
     EXPECT_EQ(Json::rampFromJson({{"name", "x"}, {"stops", stops}}), makeRamp("x", {"#FF0000", "#00FF00"}));
 }
 
@@ -377,8 +351,7 @@ TEST_F(GisSymbologyJsonTest, ErrorsNameTheMember) {
         {'v', R"([1])", ".value: an object is expected, not an array."},
         {'v', R"({"value": 1})", ".value.type: \"\" is no known type."},
         {'v', R"({"type": "int", "valeu": 1})", ".value: there is no member \"valeu\"."},
-        {'v', R"({"type": "ushort", "value": -1})",
-         ".value.value: a whole number from 0 to 65535 is expected."},
+        {'v', R"({"type": "ushort", "value": -1})", ".value.value: a whole number from 0 to 65535 is expected."},
         {'v', R"({"type": "qulonglong", "value": "18446744073709551616"})",
          ".value.value: a whole number from 0 to 18446744073709551615 is expected."},
         {'v', R"({"type": "QByteArray", "value": "A*=="})", ".value.value: \"A*==\" is no base64 text."},
@@ -463,8 +436,8 @@ TEST_F(GisSymbologyJsonTest, SurvivesDamagedText) {
     EXPECT_GT(read, 0);
 
     const int depth = 300; // deeper than is read, and less deep than the parser refuses
-    const QByteArray deep = QByteArray(R"({"type": "QVariantList", "value": [)").repeated(depth) + "1" +
-                            QByteArray("]}").repeated(depth);
+    const QByteArray deep =
+        QByteArray(R"({"type": "QVariantList", "value": [)").repeated(depth) + "1" + QByteArray("]}").repeated(depth);
     EXPECT_THAT(messageOf([&] {
                     Json::rendererFromJson(
                         Json::fromText(R"({"type": "categorized", "classes": [{"value": )" + deep + "}]}"));

@@ -25,8 +25,7 @@ GisClassificationEngine::Ranges recurrence(const Values& sorted, int k) {
     const auto n = static_cast<std::size_t>(sorted.size());
     const auto width = static_cast<std::size_t>(k) + 1;
     std::vector<std::vector<int>> limit(n + 1, std::vector<int>(width, 0));
-    std::vector<std::vector<double>> sums(
-        n + 1, std::vector<double>(width, std::numeric_limits<double>::infinity()));
+    std::vector<std::vector<double>> sums(n + 1, std::vector<double>(width, std::numeric_limits<double>::infinity()));
     std::fill(limit[1].begin() + 1, limit[1].end(), 1);
     std::fill(sums[1].begin(), sums[1].end(), 0.0);
     for (std::size_t l = 2; l <= n; ++l) {
@@ -199,8 +198,7 @@ TEST(NaturalBreaks, AreTheKnownOnesOfPublicData) {
     };
     for (const auto& row : rows) {
         const QStringList texts = QString(row.values).split(' ');
-        const Values values =
-            GisClassificationEngine::numericValues(QVariantList(texts.begin(), texts.end()));
+        const Values values = GisClassificationEngine::numericValues(QVariantList(texts.begin(), texts.end()));
         Values breaks = row.begins;
         breaks.append(*std::max_element(values.begin(), values.end()));
         EXPECT_EQ(GisClassificationEngine::naturalBreaks(values, row.k),
