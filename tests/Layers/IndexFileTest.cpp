@@ -80,6 +80,12 @@ TEST_F(IndexFileTest, IsBuiltAnewWhenItIsStaleOrBroken) {
              setTime(then);
          }},
         {"index cut short", [&] { rewrite(index, [](QByteArray& bytes) { bytes.chop(1); }); }},
+        {"index full of zeros",
+         [&] {
+             rewrite(index, [](QByteArray& bytes) {
+                 bytes.replace(50, bytes.size() - 50, QByteArray(bytes.size() - 50, '\0'));
+             });
+         }},
         {"index empty", [&] { rewrite(index, [](QByteArray& bytes) { bytes.clear(); }); }},
         {"index much too large", [&] { rewrite(index, [](QByteArray& bytes) { bytes += QByteArray(99999, 'x'); }); }},
         {"index of another layer",

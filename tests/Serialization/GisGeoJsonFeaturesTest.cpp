@@ -103,6 +103,9 @@ TEST(GeoJsonFeatures, ReadsEveryFormOrSaysWhereItFails) {
         feature + "1 read, 2 skipped");
     EXPECT_EQ(readText(collection(R"({"type":"FeatureCollection"})"), skip),
               in + "1 at byte 40: Unsupported GeoJSON geometry type: FeatureCollection");
+    const QByteArray twoTypes =
+        R"({"type":"FeatureCollection","x":")" + QByteArray(70000, 'a') + R"(","type":"Feature"})";
+    EXPECT_TRUE(readText(twoTypes).ends_with("type is there twice"));
     QBuffer closed;
     EXPECT_EQ(readAll(closed), "runtime_error: GeoJSON cannot be read: the device is not open for reading.");
 }
@@ -277,6 +280,10 @@ TEST(GeoJsonFeatures, RightHandRuleTellsShellsFromHolesByNesting) {
          "MultiPolygon"},
         {"0 0, 3 3, 0 0", "[[[0,0],[3,3],[0,0]]]", "Polygon"},
     };
+    // The area of the outer ring overflows.
+    const auto huge = Wkt::GisWktReader::read("POLYGON ((-1e200 -1e200, 1e200 -1e200, 1e200 1e200, -1e200 1e200, "
+                                              "-1e200 -1e200), (0 0, 0 1, 1 1, 1 0, 0 0))");
+    EXPECT_TRUE(byRightHandRule(*huge).contains("[[0,0],[0,1],[1,1],[1,0],[0,0]]"));
     for (const auto& [rings, coordinates, type] : rows) {
         const auto shape = Wkt::GisWktReader::read("POLYGON ((" + rings + "))");
         EXPECT_EQ(byRightHandRule(*shape),

@@ -11,6 +11,7 @@
 
 #include <functional>
 #include <limits>
+#include <sys/stat.h>
 
 using namespace Cartolith::Core;
 using namespace Cartolith::Core::Spatial::RTree;
@@ -193,6 +194,7 @@ TEST_F(RTreeIndexFile, CallersBlock) {
     EXPECT_FALSE(reader.readDouble(kept)) << "seven bytes left";
     EXPECT_EQ(reader.remaining(), 7);
     EXPECT_EQ(kept, 9);
+    EXPECT_FALSE(reader.readBytes(&kept, -1));
     EXPECT_FALSE(Reader(nullptr, 100).readDouble(kept));
 }
 
@@ -243,6 +245,8 @@ TEST_F(RTreeIndexFile, HostileAndBrokenFiles) {
     }
     EXPECT_FALSE(index.load(folder.filePath("missing"), headerFor(2), boxes.pointers()));
     EXPECT_FALSE(index.load(folder.path(), headerFor(2), boxes.pointers())) << "a folder";
+    ASSERT_EQ(mkfifo(qPrintable(folder.filePath("pipe")), 0600), 0);
+    EXPECT_FALSE(index.load(folder.filePath("pipe"), headerFor(2), boxes.pointers()));
 }
 
 TEST_F(RTreeIndexFile, ShrinkingWhileItIsRead) {

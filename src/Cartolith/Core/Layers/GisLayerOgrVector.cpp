@@ -107,7 +107,9 @@ bool GisLayerOgrVector::open() {
     // This driver stops at the end of a file cut short without a word; its header holds the exact count.
     if (source.driverName() == QLatin1String("FlatGeobuf") &&
         static_cast<double>(content.featureCount) < total) {
-        source.fail(QStringLiteral("it ends after %1 of %2 features").arg(content.featureCount).arg(total));
+        source.fail(QStringLiteral("it ends after %1 of %2 features")
+                        .arg(content.featureCount)
+                        .arg(static_cast<qint64>(total)));
     }
     if (!goOn(total)) {
         close();
@@ -135,7 +137,7 @@ bool GisLayerOgrVector::open() {
     }
     m_readName = sourceName;
     m_sourceName = sourceName;
-    m_sourceSize = stamp ? stamp->size : -1;
+    m_sourceSize = stamp && Internal::IndexFile::isFor(source.driverName()) ? stamp->size : -1;
     m_sourceWrittenAt = stamp ? stamp->writtenAt : 0;
     m_provider = std::move(provider);
     m_featureCount = content.featureCount;

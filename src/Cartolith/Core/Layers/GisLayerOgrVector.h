@@ -80,9 +80,9 @@ public:
     /// first built, and loaded the next time instead, as long as the source has the same size and time of
     /// writing, and the layer the same name and number of shapes; otherwise it is built and saved anew.
     /// Nothing is reported when that fails: the index is built then, in a folder that cannot be written to
-    /// every time. No effect for sources that are not one plain file, for other kinds of index, and after the
-    /// content was changed. Whoever can write the file decides what queries find: use it where the data are
-    /// trusted.
+    /// every time. No effect for formats of several files (it is for GeoPackage, SQLite, GeoJSON, FlatGeobuf
+    /// and KML) and for sources that are not one plain file, for other kinds of index, and after the content
+    /// was changed. Whoever can write the file decides what queries find: use it where the data are trusted.
     /// @{
     bool usesIndexFile() const noexcept { return m_usesIndexFile; }
     void setUsesIndexFile(bool use) noexcept { m_usesIndexFile = use; }

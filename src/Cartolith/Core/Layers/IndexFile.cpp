@@ -1,8 +1,11 @@
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
+#include <Cartolith/Core/Spatial/RTreeTraversalInternal.h>
 
 #include <QFile>
 #include <QFileInfo>
+#include <QSet>
+#include <QStringList>
 #include <QTemporaryFile>
 #include <QUrl>
 #include <QtEndian>
@@ -43,6 +46,22 @@ QByteArray identityOf(const RTreeSpatialIndex& index, const QByteArray& layerNam
     return block + layerName;
 }
 
+/// A file that was damaged without a change of its length may still be a tree.
+bool holdsEachOnce(const RTreeSpatialIndex& index, qsizetype shapeCount) {
+    QSet<const Shapes::GisShape*> found;
+    found.reserve(shapeCount);
+    qsizetype items = 0;
+    Spatial::RTree::visitLeaves(
+        *index.root(), [](const Spatial::RTree::RTreeNode& /*node*/, qsizetype /*child*/) { return true; },
+        [&](const Spatial::RTree::RTreeNode& leaf) {
+            for (const Spatial::SpatialIndexItem& item : leaf.items()) {
+                ++items;
+                found.insert(item.shape());
+            }
+        });
+    return items == shapeCount && found.size() == items;
+}
+
 } // namespace
 
 std::optional<IndexFile::Stamp> IndexFile::stampOf(const QString& sourcePath) {
@@ -52,7 +71,16 @@ std::optional<IndexFile::Stamp> IndexFile::stampOf(const QString& sourcePath) {
         return std::nullopt;
     }
     constexpr qint64 nanoseconds = 1'000'000'000;
+    constexpr qint64 most = std::numeric_limits<qint64>::max() / nanoseconds - 1;
+    if (status.st_mtim.tv_sec > most || status.st_mtim.tv_sec < -most) {
+        return std::nullopt;
+    }
     return Stamp{status.st_size, status.st_mtim.tv_sec * nanoseconds + status.st_mtim.tv_nsec};
+}
+
+bool IndexFile::isFor(const QString& driverName) {
+    static const QStringList drivers{"GPKG", "SQLite", "GeoJSON", "GeoJSONSeq", "FlatGeobuf", "KML"};
+    return drivers.contains(driverName);
 }
 
 QString IndexFile::pathFor(const QString& sourcePath, const QString& layerName) {
@@ -75,7 +103,8 @@ bool IndexFile::load(RTreeSpatialIndex& index, const QList<Shapes::GisShape*>& s
                       [&identity](RTreeSpatialIndex::MappedReader& reader) {
                           QByteArray found(identity.size(), '\0');
                           return reader.readBytes(found.data(), found.size()) && found == identity;
-                      });
+                      }) &&
+           holdsEachOnce(index, shapes.size());
 }
 
 bool IndexFile::save(const RTreeSpatialIndex& index, qsizetype shapeCount) const {

@@ -29,11 +29,14 @@ public:
         qint64 writtenAt; ///< nanoseconds since 1970
     };
     static std::optional<Stamp> stampOf(const QString& sourcePath);
+    /// Whether the driver keeps all that decides on shapes in the one file that a stamp is taken of.
+    static bool isFor(const QString& driverName);
     static QString pathFor(const QString& sourcePath, const QString& layerName);
 
     IndexFile(const QString& sourcePath, const QString& layerName, const Stamp& stamp);
 
-    /// False, and the index unchanged, when there is no file for this state of the layer.
+    /// False when there is no file for this state of the layer, or it does not hold every shape once; the
+    /// index is to be built then. None of the shapes is empty.
     bool load(Spatial::RTree::RTreeSpatialIndex& index, const QList<Shapes::GisShape*>& shapes) const;
     /// False when it could not be written; an older file is left then. A reader sees the old or the new file.
     bool save(const Spatial::RTree::RTreeSpatialIndex& index, qsizetype shapeCount) const;

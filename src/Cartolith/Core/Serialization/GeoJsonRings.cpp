@@ -105,7 +105,7 @@ QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings) {
             if (area > std::fabs(inner.area) && covers(outer.box, inner.box) &&
                 liesIn(*inner.ring, *outer.ring)) {
                 ++inner.depth;
-                if (area < smallest) {
+                if (inner.innermost < 0 || area < smallest) { // areas may overflow
                     smallest = area;
                     inner.innermost = static_cast<int>(i);
                 }

@@ -24,7 +24,7 @@ GeoJsonStream::GeoJsonStream(QIODevice& device, qsizetype maxKept) : m_device(de
 
 QByteArrayView GeoJsonStream::text(qint64 from) const {
     const auto start = static_cast<qsizetype>(from - m_base);
-    if (m_at - start > m_maxKept) {
+    if (start < 0 || m_at - start > m_maxKept) {
         fail("the feature is too long");
     }
     return QByteArrayView(m_buffer).sliced(start, m_at - start);

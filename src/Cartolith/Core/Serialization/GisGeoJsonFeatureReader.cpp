@@ -143,6 +143,9 @@ private:
                                    : "a FeatureCollection has no features");
         }
         if (!streamed) {
+            if (!m_stream.keeping()) { // a type before this one said that it was a collection
+                m_stream.fail("type is there twice");
+            }
             readFeature(extent);
         }
     }

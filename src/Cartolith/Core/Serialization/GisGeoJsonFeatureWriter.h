@@ -29,7 +29,8 @@ struct GisGeoJsonWriteOptions {
 /// that lies in an even number of the other rings is a shell and is written counterclockwise, one in an odd
 /// number a hole of the smallest ring around it and is written clockwise. More than one shell makes a
 /// MultiPolygon. Rings of no area stay as they are, those without a vertex are left out; open ones are closed
-/// in either case. The time grows with the square of the number of rings.
+/// in either case. The time grows with the square of the number of rings, and of the vertices of rings that
+/// share many edges.
 ///
 /// Values: numbers, bool, text, lists and maps as JSON has them; dates and times as ISO 8601 text; bytes as
 /// Base64 text; other types as the text that QVariant makes of them. What JSON cannot hold is null: numbers

@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
 #include <QFile>
+#include <QFileInfo>
 #include <QHash>
 #include <QtEndian>
 
@@ -200,7 +201,7 @@ bool RTreeSpatialIndex::MappedReader::fetch(long long count) {
 }
 
 const unsigned char* RTreeSpatialIndex::MappedReader::take(long long count) {
-    if (m_end - m_at < count && !fetch(count)) {
+    if (count < 0 || (m_end - m_at < count && !fetch(count))) {
         return nullptr;
     }
     const unsigned char* const bytes = m_at;
@@ -360,7 +361,9 @@ bool RTreeSpatialIndex::load(const QString& path, const RTreeIndexHeader& expect
                              const QList<GisShape*>& shapes,
                              const std::function<bool(MappedReader&)>& readExtra) {
     QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) || file.size() < 1) {
+    // Opening a pipe would wait for its other end.
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly | QIODevice::Unbuffered) ||
+        file.size() < 1) {
         return false;
     }
     MappedReader reader(file);
