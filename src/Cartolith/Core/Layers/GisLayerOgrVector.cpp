@@ -3,8 +3,8 @@
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
-#include <Cartolith/Core/Layers/OgrGeometryInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
+#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
 #include <QFileInfo>
@@ -31,7 +31,8 @@ struct Content {
 
     void take(OGRFeature& feature, const QString& complaint) {
         ++featureCount;
-        Internal::OgrShapes read = Internal::shapesOf(Common::Internal::GeometryPtr(feature.StealGeometry()));
+        Serialization::Ogr::Internal::OgrShapes read =
+            Serialization::Ogr::Internal::shapesOf(Common::Internal::GeometryPtr(feature.StealGeometry()));
         if (!read.problem.isEmpty()) {
             constexpr qsizetype most = 1000;
             ++skippedCount;

@@ -1,9 +1,9 @@
-#include <Cartolith/Core/Serialization/GeoJsonRingsInternal.h>
 #include <Cartolith/Core/Serialization/GisGeoJsonFeatureWriter.h>
 #include <Cartolith/Core/Serialization/GisGeoJsonWriter.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Shapes/RingNestingInternal.h>
 
 #include <QByteArray>
 #include <QDateTime>
@@ -47,7 +47,7 @@ void requireFinite(const QList<QList<GisShapePoint>>& parts) {
 
 QJsonObject polygonByRightHandRule(const GisShapePolygon& shape) {
     QJsonArray polygons;
-    for (const auto& rings : Internal::shellsWithHoles(shape.parts())) {
+    for (const auto& rings : Shapes::Internal::shellsWithHoles(shape.parts())) {
         QJsonArray polygon;
         for (const auto& ring : rings) {
             polygon.append(GisGeoJsonWriter::writePointArray(GisGeoJsonWriter::ensureClosed(ring)));

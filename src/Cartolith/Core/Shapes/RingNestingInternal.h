@@ -5,9 +5,9 @@
 #include <QList>
 
 /// Shells and holes told apart for a format that asks for them; the shapes do not.
-namespace Cartolith::Core::Serialization::GeoJson::Internal {
+namespace Cartolith::Core::Shapes::Internal {
 
-using Ring = QList<Shapes::GisShapePoint>;
+using Ring = QList<GisShapePoint>;
 
 /// The rings as polygons by the right-hand rule: a list for each shell, which runs counterclockwise and comes
 /// first, followed by its holes, which run clockwise. Shells and what follows them keep their order.
@@ -21,4 +21,4 @@ using Ring = QList<Shapes::GisShapePoint>;
 /// nested.
 QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings);
 
-} // namespace Cartolith::Core::Serialization::GeoJson::Internal
+} // namespace Cartolith::Core::Shapes::Internal

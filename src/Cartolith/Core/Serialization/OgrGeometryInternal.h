@@ -8,7 +8,7 @@
 #include <memory>
 #include <vector>
 
-namespace Cartolith::Core::Layers::Internal {
+namespace Cartolith::Core::Serialization::Ogr::Internal {
 
 struct OgrShapes {
     std::vector<std::unique_ptr<Shapes::GisShape>> shapes;
@@ -20,4 +20,10 @@ struct OgrShapes {
 /// polyline and one polygon. Holes are wound opposite to their shell. Empty members give nothing.
 OgrShapes shapesOf(Common::Internal::GeometryPtr geometry);
 
-} // namespace Cartolith::Core::Layers::Internal
+/// The shape as a point, a line string or a polygon, or the multi geometry of several; without a part, the
+/// empty multi geometry, and for the empty point the empty point. Rings are told apart as shells and holes by
+/// nesting, whichever way they run. Vertices with a NaN, line parts of fewer than two vertices and rings of
+/// fewer than three are left out. Null for a shape of another class.
+Common::Internal::GeometryPtr geometryOf(const Shapes::GisShape& shape);
+
+} // namespace Cartolith::Core::Serialization::Ogr::Internal

@@ -1,8 +1,9 @@
-#include <Cartolith/Core/Layers/OgrGeometryInternal.h>
 #include <Cartolith/Core/Serialization/GisWkbReader.h>
+#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Shapes/RingNestingInternal.h>
 
 #include <QByteArray>
 
@@ -11,7 +12,7 @@
 #include <exception>
 #include <utility>
 
-namespace Cartolith::Core::Layers::Internal {
+namespace Cartolith::Core::Serialization::Ogr::Internal {
 
 using Common::Internal::GeometryPtr;
 using Shapes::GisShape;
@@ -144,7 +145,95 @@ private:
     std::unique_ptr<GisShapePolygon> m_polygon;
 };
 
+template <typename Curve>
+std::unique_ptr<Curve> curveOf(const QList<GisShapePoint>& part) {
+    auto curve = std::make_unique<Curve>();
+    curve->setNumPoints(static_cast<int>(part.size()), 0);
+    int count = 0;
+    for (const GisShapePoint& vertex : part) {
+        if (!vertex.isEmpty()) {
+            curve->setPoint(count++, vertex.x(), vertex.y());
+        }
+    }
+    curve->setNumPoints(count, 0);
+    return curve;
+}
+
+std::unique_ptr<OGRPolygon> polygonOf(const QList<QList<GisShapePoint>>& rings) {
+    auto polygon = std::make_unique<OGRPolygon>();
+    for (const QList<GisShapePoint>& part : rings) {
+        auto ring = curveOf<OGRLinearRing>(part);
+        ring->closeRings();
+        polygon->addRingDirectly(ring.release());
+    }
+    return polygon;
+}
+
+/// Three vertices, beside the one that closes the ring, are what OGR and GEOS ask for.
+bool makesRing(const QList<GisShapePoint>& ring) {
+    const auto count =
+        std::count_if(ring.begin(), ring.end(), [](const auto& vertex) { return !vertex.isEmpty(); });
+    const bool closed = count > 0 && ring.constFirst().x() == ring.constLast().x() &&
+                        ring.constFirst().y() == ring.constLast().y();
+    return count >= (closed ? 4 : 3);
+}
+
+/// One member alone is the single geometry, several are the multi geometry.
+template <typename Multi, typename Single>
+GeometryPtr singleOrMulti(std::vector<std::unique_ptr<Single>> members) {
+    if (members.size() == 1) {
+        return GeometryPtr(members.front().release());
+    }
+    auto multi = std::make_unique<Multi>();
+    for (std::unique_ptr<Single>& member : members) {
+        multi->addGeometryDirectly(member.release());
+    }
+    return GeometryPtr(multi.release());
+}
+
+GeometryPtr linesOf(const GisShapePolyline& shape) {
+    std::vector<std::unique_ptr<OGRLineString>> lines;
+    for (const QList<GisShapePoint>& part : shape.parts()) {
+        auto line = curveOf<OGRLineString>(part);
+        if (line->getNumPoints() > 1) {
+            lines.push_back(std::move(line));
+        }
+    }
+    return singleOrMulti<OGRMultiLineString>(std::move(lines));
+}
+
+GeometryPtr polygonsOf(const GisShapePolygon& shape) {
+    QList<QList<GisShapePoint>> rings;
+    for (const QList<GisShapePoint>& ring : shape.parts()) {
+        if (makesRing(ring)) {
+            rings.append(ring);
+        }
+    }
+    std::vector<std::unique_ptr<OGRPolygon>> polygons;
+    if (rings.size() == 1) { // by far the most frequent case, and nothing to tell apart
+        polygons.push_back(polygonOf(rings));
+    } else {
+        for (const auto& shellAndHoles : Shapes::Internal::shellsWithHoles(rings)) {
+            polygons.push_back(polygonOf(shellAndHoles));
+        }
+    }
+    return singleOrMulti<OGRMultiPolygon>(std::move(polygons));
+}
+
 } // namespace
+
+GeometryPtr geometryOf(const GisShape& shape) {
+    if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape)) {
+        return GeometryPtr(point->isEmpty() ? new OGRPoint() : new OGRPoint(point->x(), point->y()));
+    }
+    if (const auto* line = dynamic_cast<const GisShapePolyline*>(&shape)) {
+        return linesOf(*line);
+    }
+    if (const auto* polygon = dynamic_cast<const GisShapePolygon*>(&shape)) {
+        return polygonsOf(*polygon);
+    }
+    return nullptr;
+}
 
 OgrShapes shapesOf(GeometryPtr geometry) {
     Collector collector;
@@ -172,4 +261,4 @@ OgrShapes shapesOf(GeometryPtr geometry) {
     return collector.finish();
 }
 
-} // namespace Cartolith::Core::Layers::Internal
+} // namespace Cartolith::Core::Serialization::Ogr::Internal

@@ -1,13 +1,10 @@
-#include <Cartolith/Core/Serialization/GeoJsonRingsInternal.h>
+#include <Cartolith/Core/Shapes/RingNestingInternal.h>
 
 #include <algorithm>
 #include <cmath>
 #include <vector>
 
-namespace Cartolith::Core::Serialization::GeoJson::Internal {
-
-using Shapes::GisExtent;
-using Shapes::GisShapePoint;
+namespace Cartolith::Core::Shapes::Internal {
 
 namespace {
 
@@ -134,4 +131,4 @@ QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings) {
     return polygons;
 }
 
-} // namespace Cartolith::Core::Serialization::GeoJson::Internal
+} // namespace Cartolith::Core::Shapes::Internal
