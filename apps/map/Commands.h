@@ -10,9 +10,15 @@ namespace Commands {
 int render(const QStringList& arguments);
 int info(const QStringList& arguments);
 int themes(const QStringList& arguments);
+int overlay(const QStringList& arguments);
+int buffer(const QStringList& arguments);
+int check(const QStringList& arguments);
 
 QString renderHelp();
 QString infoHelp();
 QString themesHelp();
+QString overlayHelp();
+QString bufferHelp();
+QString checkHelp();
 
 } // namespace Commands

@@ -1,7 +1,11 @@
 #include "OpenLayer.h"
 
 #include "ProgressBar.h"
+#include "Projection.h"
+#include "StepLog.h"
 
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 
@@ -18,6 +22,23 @@ void openWithProgress(Layers::GisLayerOgrVector& layer) {
     });
     const auto withoutBar = qScopeGuard([&layer] { layer.setProgressCallback({}); });
     layer.open();
+}
+
+std::unique_ptr<Layers::GisLayerVector>
+openIn(const std::shared_ptr<CoordinateSystems::CoordinateSystem>& system, const QString& file,
+       const QString& layerName, StepLog& log) {
+    auto source = std::make_unique<Layers::GisLayerOgrVector>(file, layerName);
+    openWithProgress(*source);
+    log.done("read", QStringLiteral("%1: %2").arg(file, summary(*source)));
+    const auto own = source->coordinateSystem();
+    if (system == nullptr || (own != nullptr && CoordinateSystems::CoordinateSystemFactory::areEquivalent(*own, *system))) {
+        return source;
+    }
+    Projection::Result result = Projection::project(*source, system);
+    log.done("reproject", QStringLiteral("%1 shapes to %2, %3 left out")
+                              .arg(QString::number(result.layer->count()), system->name(),
+                                   QString::number(result.leftOut)));
+    return std::move(result.layer);
 }
 
 QString kindName(const Layers::GisLayerVector& layer) {

@@ -2,13 +2,28 @@
 
 #include <QString>
 
-namespace Cartolith::Core::Layers {
+#include <memory>
+
+class StepLog;
+
+namespace Cartolith::Core {
+namespace CoordinateSystems {
+class CoordinateSystem;
+}
+namespace Layers {
 class GisLayerOgrVector;
 class GisLayerVector;
-} // namespace Cartolith::Core::Layers
+} // namespace Layers
+} // namespace Cartolith::Core
 
 /// Opens the layer with a progress bar on the terminal. \throws std::runtime_error as the layer's open() does
 void openWithProgress(Cartolith::Core::Layers::GisLayerOgrVector& layer);
+
+/// Reads a layer (the first when no name is given) and takes it into the coordinate system, unless that is
+/// null or its own. \throws std::runtime_error when it cannot be read or transformed
+std::unique_ptr<Cartolith::Core::Layers::GisLayerVector>
+openIn(const std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem>& system,
+       const QString& file, const QString& layerName, StepLog& log);
 
 /// "177 shapes (Polygon), 10 fields, 2 without a usable geometry".
 QString summary(const Cartolith::Core::Layers::GisLayerOgrVector& layer);

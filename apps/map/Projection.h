@@ -23,12 +23,15 @@ struct Result {
     int leftOut = 0; ///< shapes outside the band, or for which the coordinate system has no value
 };
 
-/// A new layer with every shape of the source, ids in the source's order, in the named coordinate system.
+/// A new layer with every shape of the source, ids in the source's order, and its fields, in another
+/// coordinate system.
 ///
 /// When the source is in degrees and the target is made for a band around the whole world (Web Mercator ends
 /// at 85 degrees), vertices beyond the band move to its edge: Antarctica is cut off there instead of missing.
 /// \throws std::runtime_error when the source has no coordinate system or the target is unknown
 Result project(const Cartolith::Core::Layers::GisLayerVector& source, const QString& crs);
+Result project(const Cartolith::Core::Layers::GisLayerVector& source,
+               std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> target);
 
 /// Longitude and latitude in degrees (WGS 84) to the map's units; unchanged when the map has no system.
 Cartolith::Core::Shapes::GisShapePoint

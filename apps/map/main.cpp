@@ -21,6 +21,9 @@ const char* const help = R"(cartolith-map: maps from the command line
   cartolith-map render FILE -o PICTURE   draw a layer of FILE as a map
   cartolith-map info FILE                say what is in FILE
   cartolith-map themes -o PICTURE        draw the built-in themes
+  cartolith-map overlay A B -o OUT       union, intersection, difference of two layers of areas
+  cartolith-map buffer FILE -o OUT       what lies within a distance of the features
+  cartolith-map check FILE               find what is wrong with the shapes, and mend it
   cartolith-map COMMAND --help           options and examples of a command
   cartolith-map --version
 
@@ -39,6 +42,9 @@ constexpr Command commands[] = {
     {"render", Commands::render, Commands::renderHelp},
     {"info", Commands::info, Commands::infoHelp},
     {"themes", Commands::themes, Commands::themesHelp},
+    {"overlay", Commands::overlay, Commands::overlayHelp},
+    {"buffer", Commands::buffer, Commands::bufferHelp},
+    {"check", Commands::check, Commands::checkHelp},
 };
 
 int run(const QStringList& arguments) {
@@ -63,7 +69,7 @@ int run(const QStringList& arguments) {
         std::puts("cartolith-map " CARTOLITH_VERSION_STRING);
         return success;
     }
-    throw UsageError(command.isEmpty() ? QStringLiteral("a command is missing: render, info or themes")
+    throw UsageError(command.isEmpty() ? QStringLiteral("a command is missing")
                                        : QStringLiteral("there is no command '%1'").arg(command));
 }
 

@@ -1,0 +1,106 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "OpenLayer.h"
+#include "ProgressBar.h"
+#include "ResultOutput.h"
+#include "StepLog.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Topology/GisTopology.h>
+
+#include <QCommandLineParser>
+#include <QMap>
+
+#include <cstdio>
+#include <optional>
+
+using namespace Cartolith::Core;
+using Layers::GisLayerVector;
+using Topology::GisTopology;
+
+namespace {
+
+const char* const help = R"(cartolith-map check: find what is wrong with the shapes of a layer
+
+  cartolith-map check FILE [--layer NAME] [--fix -o OUT]
+
+Prints a line for each problem: the feature, the part, the place, and what is wrong there (too few vertices, an open
+ring, a repeated vertex, a spike, a crossing of a boundary with itself, a hole outside its shell, nested shells, a
+coordinate that is no number); then how many there are of each kind, and the features that could not be read at all.
+
+  --layer NAME              the layer of FILE; the first when not given
+  --fix                     write the layer to OUT, with every shape that has a problem mended
+%1
+Exit code: 0 no problem found, 1 there are problems (also when they were mended).
+
+Examples
+  cartolith-map check parcels.gpkg
+  cartolith-map check parcels.gpkg --fix -o mended.gpkg
+)";
+
+} // namespace
+
+QString Commands::checkHelp() {
+    return QString::fromUtf8(help).arg(ResultOutput::help());
+}
+
+int Commands::check(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.addOptions({{"layer", "", "name"}, {"fix", ""}});
+    ResultOutput::addTo(parser);
+    if (!parser.parse(QStringList{QStringLiteral("check")} + arguments)) {
+        throw UsageError(parser.errorText());
+    }
+    if (parser.positionalArguments().size() != 1) {
+        throw UsageError(QStringLiteral("check wants one FILE"));
+    }
+    std::optional<ResultOutput> output;
+    if (parser.isSet("fix")) {
+        output.emplace(QStringLiteral("check --fix"), parser);
+    } else if (parser.isSet("output")) {
+        throw UsageError(QStringLiteral("check writes -o OUT only with --fix"));
+    }
+    StepLog log(parser.isSet("quiet"));
+    Layers::GisLayerOgrVector layer(parser.positionalArguments().constFirst(), parser.value("layer"));
+    openWithProgress(layer);
+    log.done("read", summary(layer));
+
+    for (const auto& skipped : layer.skippedFeatures()) {
+        std::printf("feature %lld: not read, %s\n", static_cast<long long>(skipped.featureId),
+                    skipped.reason.toUtf8().constData());
+    }
+    auto fixed = GisLayerVector::createInMemory(layer.name(), layer.shapeType(), {});
+    fixed->setCoordinateSystem(layer.coordinateSystem());
+    for (const Layers::Defs::GisAttributeDefinition& field : layer.attributeDefinitions()) {
+        fixed->addAttributeDefinition(field);
+    }
+    QMap<QString, int> counts;
+    int bad = 0;
+    {
+        ProgressBar bar(QStringLiteral("Checking"));
+        const GisTopology topology;
+        for (const auto& shape : layer.items()) {
+            const auto problems = topology.CheckShape(*shape);
+            PROBLEMS_PLACEHOLDER
+            bad += problems.isEmpty() ? 0 : 1;
+            if (output) {
+                fixed->addShape(problems.isEmpty() ? shape->clone() : topology.FixShape(*shape).shape);
+            }
+            bar.show(static_cast<double>(shape->id()) / layer.count());
+        }
+    }
+    QStringList kinds;
+    for (auto it = counts.constBegin(); it != counts.constEnd(); ++it) {
+        kinds.append(QStringLiteral("%1 x %2").arg(it.value()).arg(it.key()));
+    }
+    log.done("check", bad == 0 ? QStringLiteral("nothing wrong with %1 shapes").arg(layer.count())
+                               : QStringLiteral("%1 of %2 shapes have problems: %3")
+                                     .arg(QString::number(bad), QString::number(layer.count()),
+                                          kinds.join(QStringLiteral(", "))));
+    if (output) {
+        output->write(*fixed, {&layer}, log);
+    }
+    return bad == 0 && layer.skippedCount() == 0 ? 0 : 1;
+}

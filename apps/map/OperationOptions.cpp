@@ -1,0 +1,58 @@
+#include "OperationOptions.h"
+
+#include "Arguments.h"
+#include "ProgressBar.h"
+#include "StepLog.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Topology/GisTopology.h>
+
+#include <QCommandLineParser>
+
+#include <utility>
+
+using namespace Cartolith::Core;
+using Layers::GisLayerVector;
+
+void OperationOptions::addTo(QCommandLineParser& parser) {
+    parser.addOptions({{"crs", "", "crs"}, {"fix", ""}, {"dissolve", ""}});
+}
+
+QString OperationOptions::help() {
+    return QStringLiteral(
+        R"(  --crs CRS                 compute and write in this coordinate system: EPSG:n, or what GDAL understands; the file's
+                            own when not given
+  --fix                     mend shapes that are not valid first
+  --dissolve                one feature of all results, without their fields
+)");
+}
+
+OperationOptions::OperationOptions(const QCommandLineParser& parser)
+    : m_fixFirst(parser.isSet("fix")), m_dissolve(parser.isSet("dissolve")) {
+    if (parser.isSet("crs")) {
+        m_system = CoordinateSystems::CoordinateSystemFactory::fromUserInput(parser.value("crs"));
+        if (m_system == nullptr) {
+            throw UsageError(QStringLiteral("'%1' is not a coordinate system that GDAL and PROJ know")
+                                 .arg(parser.value("crs")));
+        }
+    }
+}
+
+std::unique_ptr<GisLayerVector> OperationOptions::dissolved(const GisLayerVector& layer, StepLog& log) {
+    const QList<Shapes::GisShape*> shapes = layer.rawShapes();
+    auto result = GisLayerVector::createInMemory(layer.name(), Shapes::GisShapeType::Polygon, {});
+    result->setCoordinateSystem(layer.coordinateSystem());
+    ProgressBar bar(QStringLiteral("Dissolve"));
+    Topology::GisTopology topology;
+    topology.SetBusyCallback([&bar](int done, int total) {
+        bar.show(static_cast<double>(done) / total);
+        return true;
+    });
+    auto whole = topology.CascadedUnion(QList<const Shapes::GisShape*>(shapes.begin(), shapes.end()));
+    whole->attributes().clear();
+    result->addShape(std::move(whole));
+    log.done("dissolve", QStringLiteral("%1 features to %2").arg(shapes.size()).arg(result->count()));
+    return result;
+}

@@ -1,0 +1,109 @@
+#include "ResultOutput.h"
+
+#include "Arguments.h"
+#include "OpenLayer.h"
+#include "PictureFile.h"
+#include "ProgressBar.h"
+#include "StepLog.h"
+
+#include <Cartolith/Core/Layers/GisLayerVector.h>
+
+#include <QCommandLineParser>
+#include <QFileInfo>
+#include <QImageWriter>
+
+#include <utility>
+
+using namespace Cartolith::Core;
+using Layers::GisLayerStyle;
+using Layers::GisLayerVector;
+
+namespace {
+
+GisLayerStyle styleOf(const char* fill, int opacity, const char* line, float width) {
+    GisLayerStyle style;
+    style.setFillColor(QLatin1String(fill));
+    style.setFillOpacity(opacity);
+    style.setLineColor(QLatin1String(line));
+    style.setLineWidth(width);
+    style.setPointColor(QLatin1String(line));
+    return style;
+}
+
+MapSheet::Content contentOf(GisLayerVector& layer, const MapView& view, const GisLayerStyle& style) {
+    layer.setSymbolRenderer(nullptr);
+    layer.style() = style;
+    const QList<Shapes::GisShape*> shapes = MapPainter::visibleShapes(layer, view);
+    return {shapes, MapPainter::stylesFor(layer, shapes)};
+}
+
+} // namespace
+
+void ResultOutput::addTo(QCommandLineParser& parser) {
+    parser.addOptions({{{"o", "output"}, "", "file"},
+                       {"size", "", "WxH"},
+                       {"title", "", "text"},
+                       {"note", "", "text"},
+                       {"no-graticule", ""},
+                       {"quiet", ""}});
+}
+
+QString ResultOutput::help() {
+    return QStringLiteral(
+        R"(  -o, --output OUT          what to write; its ending tells the format: a data source (.gpkg, .geojson, .shp,
+                            .fgb, ...) or a picture (.png, .jpg, .bmp)
+  --quiet                   do not say what was done
+Picture
+  --size WxH                pixels, 1600x900 when not given
+  --title TEXT              a title above the map
+  --note TEXT               a line below the map, such as the source
+  --no-graticule            no lines of longitude and latitude
+)");
+}
+
+ResultOutput::ResultOutput(const QString& command, const QCommandLineParser& parser)
+    : m_path(parser.value("output")),
+      m_isPicture(QImageWriter::supportedImageFormats().contains(
+          QFileInfo(m_path).suffix().toLower().toLatin1())) {
+    if (m_path.isEmpty()) {
+        throw UsageError(QStringLiteral("%1 wants -o OUT").arg(command));
+    }
+    if (parser.isSet("size")) {
+        m_sheet.size = Arguments::size(parser.value("size"));
+    }
+    m_sheet.title = parser.value("title");
+    m_sheet.note = parser.value("note");
+    m_sheet.graticule = !parser.isSet("no-graticule");
+}
+
+void ResultOutput::write(GisLayerVector& result, const QList<GisLayerVector*>& inputs, StepLog& log) const {
+    if (m_isPicture) {
+        draw(result, inputs, log);
+    } else {
+        SAVE_PLACEHOLDER
+    }
+    log.done("write", QStringLiteral("%1, %2 bytes").arg(m_path).arg(QFileInfo(m_path).size()));
+}
+
+void ResultOutput::draw(GisLayerVector& result, const QList<GisLayerVector*>& inputs, StepLog& log) const {
+    Shapes::GisExtent extent = result.extent();
+    for (const GisLayerVector* input : inputs) {
+        extent = extent.expand(input->extent());
+    }
+    if (extent.isEmpty()) {
+        throw std::runtime_error("there is nothing to draw");
+    }
+    const MapSheet sheet(m_sheet, extent, result.coordinateSystem());
+    if (!sheet.view().isUsable()) {
+        throw std::runtime_error(
+            QStringLiteral("the extent %1 cannot be drawn").arg(extent.toString()).toStdString());
+    }
+    QList<MapSheet::Content> layers;
+    for (GisLayerVector* input : inputs) {
+        layers.append(contentOf(*input, sheet.view(), styleOf("#F4F1EA", 150, "#A9A294", 0.8F)));
+    }
+    layers.append(contentOf(result, sheet.view(), styleOf("#D9822B", 170, "#8A4B08", 1.0F)));
+    const QImage image = sheet.draw(layers);
+    log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
+    PictureFile::save(image, m_path);
+}
