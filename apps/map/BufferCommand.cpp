@@ -57,8 +57,29 @@ Value choice(const QCommandLineParser& parser, const QString& option,
 }
 
 GisBufferStyle styleOf(const QCommandLineParser& parser) {
+    using namespace Topology;
     GisBufferStyle style;
-    BUFFER_PLACEHOLDER
+    if (parser.isSet("cap")) {
+        style.cap = choice<GisBufferCap>(
+            parser, "cap",
+            {{"round", GisBufferCap::Round}, {"flat", GisBufferCap::Flat}, {"square", GisBufferCap::Square}});
+    }
+    if (parser.isSet("join")) {
+        style.join = choice<GisBufferJoin>(parser, "join",
+                                           {{"round", GisBufferJoin::Round},
+                                            {"mitre", GisBufferJoin::Mitre},
+                                            {"bevel", GisBufferJoin::Bevel}});
+    }
+    if (parser.isSet("mitre-limit")) {
+        style.mitreLimit = Arguments::number("mitre-limit", parser.value("mitre-limit"), 1.0, 1e6);
+    }
+    if (parser.isSet("segments")) {
+        style.quadrantSegments = Arguments::whole("segments", parser.value("segments"), 1, 1000);
+    }
+    if (parser.isSet("side")) {
+        style.side = choice<GisBufferSide>(parser, "side",
+                                           {{"left", GisBufferSide::Left}, {"right", GisBufferSide::Right}});
+    }
     return style;
 }
 
@@ -97,7 +118,8 @@ int Commands::buffer(const QStringList& arguments) {
     const auto layer =
         openIn(options.system(), parser.positionalArguments().constFirst(), parser.value("layer"), log);
     if (layer->coordinateSystem() != nullptr && layer->coordinateSystem()->isGeographic()) {
-        std::fputs("cartolith-map: the distance is in degrees; choose a system in metres with --crs\n", stderr);
+        std::fputs("cartolith-map: the distance is in degrees; choose a system in metres with --crs\n",
+                   stderr);
     }
     auto result = GisLayerVector::createInMemory(layer->name(), Shapes::GisShapeType::Polygon, {});
     result->setCoordinateSystem(layer->coordinateSystem());

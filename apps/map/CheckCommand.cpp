@@ -18,6 +18,8 @@
 
 using namespace Cartolith::Core;
 using Layers::GisLayerVector;
+using Topology::GisShapeProblem;
+using Topology::GisShapeProblemKind;
 using Topology::GisTopology;
 
 namespace {
@@ -39,6 +41,50 @@ Examples
   cartolith-map check parcels.gpkg
   cartolith-map check parcels.gpkg --fix -o mended.gpkg
 )";
+
+QString nameOf(GisShapeProblemKind kind) {
+    switch (kind) {
+    case GisShapeProblemKind::NotANumber:
+        return QStringLiteral("not a number");
+    case GisShapeProblemKind::Infinite:
+        return QStringLiteral("infinite");
+    case GisShapeProblemKind::TooFewVertices:
+        return QStringLiteral("too few vertices");
+    case GisShapeProblemKind::OpenRing:
+        return QStringLiteral("open ring");
+    case GisShapeProblemKind::RepeatedVertex:
+        return QStringLiteral("repeated vertex");
+    case GisShapeProblemKind::Spike:
+        return QStringLiteral("spike");
+    case GisShapeProblemKind::SelfCrossing:
+        return QStringLiteral("self-crossing");
+    case GisShapeProblemKind::RingsCross:
+        return QStringLiteral("rings cross");
+    case GisShapeProblemKind::HoleOutside:
+        return QStringLiteral("hole outside");
+    case GisShapeProblemKind::NestedShells:
+        return QStringLiteral("nested shells");
+    case GisShapeProblemKind::Invalid:
+        break;
+    }
+    return QStringLiteral("invalid");
+}
+
+void print(int shape, const GisShapeProblem& problem) {
+    QString where = QStringLiteral("shape %1").arg(shape);
+    if (problem.part >= 0) {
+        where += QStringLiteral(", part %1").arg(problem.part);
+    }
+    if (problem.vertex >= 0) {
+        where += QStringLiteral(", vertex %1").arg(problem.vertex);
+    }
+    if (!problem.place.isEmpty()) {
+        where += QStringLiteral(", at %1 %2")
+                     .arg(QString::number(problem.place.x(), 'g', 12),
+                          QString::number(problem.place.y(), 'g', 12));
+    }
+    std::printf("%s: %s\n", where.toUtf8().constData(), problem.text.toUtf8().constData());
+}
 
 } // namespace
 
@@ -76,14 +122,17 @@ int Commands::check(const QStringList& arguments) {
     for (const Layers::Defs::GisAttributeDefinition& field : layer.attributeDefinitions()) {
         fixed->addAttributeDefinition(field);
     }
-    QMap<QString, int> counts;
+    QMap<GisShapeProblemKind, int> counts;
     int bad = 0;
     {
         ProgressBar bar(QStringLiteral("Checking"));
         const GisTopology topology;
         for (const auto& shape : layer.items()) {
             const auto problems = topology.CheckShape(*shape);
-            PROBLEMS_PLACEHOLDER
+            for (const GisShapeProblem& problem : problems) {
+                print(shape->id(), problem);
+                ++counts[problem.kind];
+            }
             bad += problems.isEmpty() ? 0 : 1;
             if (output) {
                 fixed->addShape(problems.isEmpty() ? shape->clone() : topology.FixShape(*shape).shape);
@@ -93,7 +142,7 @@ int Commands::check(const QStringList& arguments) {
     }
     QStringList kinds;
     for (auto it = counts.constBegin(); it != counts.constEnd(); ++it) {
-        kinds.append(QStringLiteral("%1 x %2").arg(it.value()).arg(it.key()));
+        kinds.append(QStringLiteral("%1 x %2").arg(it.value()).arg(nameOf(it.key())));
     }
     log.done("check", bad == 0 ? QStringLiteral("nothing wrong with %1 shapes").arg(layer.count())
                                : QStringLiteral("%1 of %2 shapes have problems: %3")

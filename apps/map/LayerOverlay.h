@@ -36,8 +36,8 @@ private:
     using Attributes = QHash<QString, QVariant>;
 
     void intersect();
-    void subtract(Cartolith::Core::Layers::GisLayerVector& from, Cartolith::Core::Layers::GisLayerVector& what,
-                  bool fromB);
+    void subtract(Cartolith::Core::Layers::GisLayerVector& from,
+                  Cartolith::Core::Layers::GisLayerVector& what, bool fromB);
     void keep(std::unique_ptr<Cartolith::Core::Shapes::GisShape> shape, const Attributes& values);
     Attributes renamed(const Attributes& valuesOfB) const;
     void step();

@@ -31,7 +31,8 @@ openIn(const std::shared_ptr<CoordinateSystems::CoordinateSystem>& system, const
     openWithProgress(*source);
     log.done("read", QStringLiteral("%1: %2").arg(file, summary(*source)));
     const auto own = source->coordinateSystem();
-    if (system == nullptr || (own != nullptr && CoordinateSystems::CoordinateSystemFactory::areEquivalent(*own, *system))) {
+    if (system == nullptr ||
+        (own != nullptr && CoordinateSystems::CoordinateSystemFactory::areEquivalent(*own, *system))) {
         return source;
     }
     Projection::Result result = Projection::project(*source, system);

@@ -48,7 +48,8 @@ GisTopologyCombineType operation(const QString& name) {
     const auto found = operations.constFind(name);
     if (found == operations.constEnd()) {
         throw UsageError(
-            QStringLiteral("--op wants union, intersection, difference or symdifference, not '%1'").arg(name));
+            QStringLiteral("--op wants union, intersection, difference or symdifference, not '%1'")
+                .arg(name));
     }
     return *found;
 }
@@ -68,8 +69,9 @@ Topology::GisTopology engine(const QString& name) {
 void requireAreas(const GisLayerVector& layer, const QString& file) {
     for (const auto& shape : layer.items()) {
         if (shape->shapeType() != Shapes::GisShapeType::Polygon) {
-            throw std::runtime_error(
-                QStringLiteral("overlay wants areas only; '%1' has other shapes too").arg(file).toStdString());
+            throw std::runtime_error(QStringLiteral("overlay wants areas only; '%1' has other shapes too")
+                                         .arg(file)
+                                         .toStdString());
         }
     }
 }
@@ -82,8 +84,10 @@ QString Commands::overlayHelp() {
 
 int Commands::overlay(const QStringList& arguments) {
     QCommandLineParser parser;
-    parser.addOptions(
-        {{"op", "", "operation"}, {"layer-a", "", "name"}, {"layer-b", "", "name"}, {"engine", "", "engine"}});
+    parser.addOptions({{"op", "", "operation"},
+                       {"layer-a", "", "name"},
+                       {"layer-b", "", "name"},
+                       {"engine", "", "engine"}});
     OperationOptions::addTo(parser);
     ResultOutput::addTo(parser);
     if (!parser.parse(QStringList{QStringLiteral("overlay")} + arguments)) {

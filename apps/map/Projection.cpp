@@ -64,7 +64,8 @@ Projection::Result Projection::project(const Layers::GisLayerVector& source,
                                        std::shared_ptr<CoordinateSystem> to) {
     const auto from = source.coordinateSystem();
     if (from == nullptr) {
-        throw std::runtime_error("the file does not say its coordinate system, so nothing can be transformed");
+        throw std::runtime_error(
+            "the file does not say its coordinate system, so nothing can be transformed");
     }
     const CoordinateTransformer transformer(*from, *to);
     const std::optional<GisExtent> band = bandAroundTheWorld(*from, *to);

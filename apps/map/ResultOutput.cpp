@@ -62,9 +62,8 @@ Picture
 }
 
 ResultOutput::ResultOutput(const QString& command, const QCommandLineParser& parser)
-    : m_path(parser.value("output")),
-      m_isPicture(QImageWriter::supportedImageFormats().contains(
-          QFileInfo(m_path).suffix().toLower().toLatin1())) {
+    : m_path(parser.value("output")), m_isPicture(QImageWriter::supportedImageFormats().contains(
+                                          QFileInfo(m_path).suffix().toLower().toLatin1())) {
     if (m_path.isEmpty()) {
         throw UsageError(QStringLiteral("%1 wants -o OUT").arg(command));
     }

@@ -39,12 +39,9 @@ struct Command {
 };
 
 constexpr Command commands[] = {
-    {"render", Commands::render, Commands::renderHelp},
-    {"info", Commands::info, Commands::infoHelp},
-    {"themes", Commands::themes, Commands::themesHelp},
-    {"overlay", Commands::overlay, Commands::overlayHelp},
-    {"buffer", Commands::buffer, Commands::bufferHelp},
-    {"check", Commands::check, Commands::checkHelp},
+    {"render", Commands::render, Commands::renderHelp}, {"info", Commands::info, Commands::infoHelp},
+    {"themes", Commands::themes, Commands::themesHelp}, {"overlay", Commands::overlay, Commands::overlayHelp},
+    {"buffer", Commands::buffer, Commands::bufferHelp}, {"check", Commands::check, Commands::checkHelp},
 };
 
 int run(const QStringList& arguments) {
