@@ -13,8 +13,9 @@ GdalErrorCapture::~GdalErrorCapture() {
 
 void GdalErrorCapture::handle(CPLErr level, CPLErrorNum /*number*/, const char* text) {
     auto* self = static_cast<GdalErrorCapture*>(CPLGetErrorHandlerUserData());
-    if (level >= CE_Failure && self->m_message.isEmpty()) {
-        self->m_message = QString::fromUtf8(text).trimmed();
+    QString& first = level >= CE_Failure ? self->m_message : self->m_warning;
+    if (level >= CE_Warning && first.isEmpty()) {
+        first = QString::fromUtf8(text).trimmed();
     }
 }
 

@@ -44,11 +44,17 @@ public:
 
     /// The first failure since the last reset, which names the cause; what follows are its consequences.
     const QString& message() const { return m_message; }
-    void reset() { m_message.clear(); }
+    /// The first warning since the last reset: where values are written, one that was cut or rounded.
+    const QString& warning() const { return m_warning; }
+    void reset() {
+        m_message.clear();
+        m_warning.clear();
+    }
 
 private:
     static void CPL_STDCALL handle(CPLErr level, CPLErrorNum number, const char* text);
     QString m_message;
+    QString m_warning;
 };
 
 /// Makes GDAL's drivers known, once in a process.

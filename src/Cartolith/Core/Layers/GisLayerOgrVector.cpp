@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/StagedFilesInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
@@ -81,6 +82,7 @@ GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerNa
 GisLayerOgrVector::~GisLayerOgrVector() = default;
 
 bool GisLayerOgrVector::open() {
+    Internal::StagedFiles::finishInterrupted(path());
     const auto stamp = Internal::IndexFile::stampOf(path());
     Internal::OgrSource source(path());
     OGRLayer& layer = source.layer(m_layerName);

@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Export.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisLayer.h>
+#include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 #include <Cartolith/Core/Spatial/SpatialIndexType.h>
 
@@ -178,6 +179,24 @@ public:
     /// A point that stands for the shape, with its attributes: the point itself, a polygon's label point,
     /// else the centre of the box.
     static std::unique_ptr<Shapes::GisShapePoint> getOverviewPoint(const Shapes::GisShape& shape);
+
+    /// Writes all shapes, their fields and the coordinate system to a new file, in the format that the suffix
+    /// says: gpkg, geojson or json, geojsonl (also geojsons, ndjson, jsonl), fgb, shp, sqlite. The layer
+    /// stays what it is, path and edit session included. docs/formats.md, "Saving layers", says what each
+    /// format does not keep.
+    ///
+    /// Fields are those declared, then, by name, the attributes that shapes have beside them. A value that
+    /// does not fit its field is an error, not a null. Lines and polygons become multi geometries where one
+    /// of them is; a shape without geometry keeps its attributes.
+    ///
+    /// Everything is written aside in the same folder and put in place at the end, also where there are
+    /// several files: another process finds the old or the new, and this library finds either even after the
+    /// process was killed. GeoJSON, FlatGeobuf and Shapefile take memory of the size of the file.
+    ///
+    /// False when the callback cancelled. \throws std::runtime_error with the path and the reason: a suffix
+    /// or a file that is refused, a shape or a value that the format has no place for, a full disk; the
+    /// folder is then as before.
+    bool saveAs(const QString& path, const GisVectorSaveOptions& options = {}) const;
 
 protected:
     /// Called instead of building an index anew, which buildSpatialIndex() does when it returns false, as

@@ -1,0 +1,271 @@
+// GisLayerVector::saveAs().
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
+#include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
+#include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
+#include <Cartolith/Core/Layers/OgrTargetInternal.h>
+
+#include <QFileInfo>
+#include <QMap>
+#include <QSet>
+
+#include <algorithm>
+#include <cmath>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+namespace Cartolith::Core::Layers {
+
+using Defs::GisAttributeDefinition;
+using Internal::OgrFormat;
+using Internal::OgrTarget;
+using Shapes::GisShape;
+using Shapes::GisShapeType;
+
+namespace {
+
+/// The type that holds values of both; text when no other does.
+QMetaType::Type commonType(QMetaType::Type a, QMetaType::Type b) {
+    const auto rank = [](QMetaType::Type type) {
+        switch (type) {
+        case QMetaType::Int:
+            return 1;
+        case QMetaType::UInt:
+        case QMetaType::LongLong:
+            return 2;
+        case QMetaType::Double:
+            return 3;
+        default:
+            return 0;
+        }
+    };
+    if (a == b) {
+        return a;
+    }
+    return rank(a) > 0 && rank(b) > 0 ? (rank(a) > rank(b) ? a : b) : QMetaType::QString;
+}
+
+/// The fields declared, and after them what shapes have besides, by name.
+QList<GisAttributeDefinition> fieldsOf(const GisLayerVector& layer) {
+    QList<GisAttributeDefinition> fields;
+    QSet<QString> declared;
+    for (const GisAttributeDefinition& definition : layer.attributeDefinitions()) {
+        if (!declared.contains(definition.name())) { // shapes have one value for fields of one name
+            declared.insert(definition.name());
+            fields.append(definition);
+        }
+    }
+    QMap<QString, QMetaType::Type> found;
+    for (const GisShape* shape : layer.rawShapes()) {
+        const auto& attributes = shape->attributes();
+        for (auto it = attributes.cbegin(); it != attributes.cend(); ++it) {
+            if (it->isValid() && !declared.contains(it.key())) {
+                const auto type = static_cast<QMetaType::Type>(it->typeId());
+                found[it.key()] = found.contains(it.key()) ? commonType(found[it.key()], type) : type;
+            }
+        }
+    }
+    for (auto it = found.cbegin(); it != found.cend(); ++it) {
+        fields.append(GisAttributeDefinition(it.key(), it.value()));
+    }
+    return fields;
+}
+
+/// A dBASE number has 24 places: as many after the point as what stands before it leaves free.
+int dbaseDecimals(const GisLayerVector& layer, const QString& field) {
+    double largest = 1.0;
+    for (const GisShape* shape : layer.rawShapes()) {
+        const double value = std::abs(shape->attributes().value(field).toDouble());
+        largest = std::isfinite(value) ? std::max(largest, value) : largest;
+    }
+    constexpr int places = 24;
+    const int before = static_cast<int>(std::log10(largest)) + 1;
+    return std::clamp(places - 2 - before, 0, 15);
+}
+
+/// Null when the shapes are of several kinds, or there are none and the layer does not say.
+GisShapeType kindOf(const GisLayerVector& layer) {
+    std::optional<GisShapeType> kind;
+    for (const GisShape* shape : layer.rawShapes()) {
+        if (kind.value_or(shape->shapeType()) != shape->shapeType()) {
+            return GisShapeType::Null;
+        }
+        kind = shape->shapeType();
+    }
+    return kind.value_or(layer.shapeType());
+}
+
+/// The types that hold one part of a shape, and several.
+std::pair<OGRwkbGeometryType, OGRwkbGeometryType> geometryTypesOf(GisShapeType kind) {
+    switch (kind) {
+    case GisShapeType::Point:
+    case GisShapeType::PointZ:
+        return {wkbPoint, wkbPoint}; // a shape is never several points
+    case GisShapeType::MultiPoint:
+    case GisShapeType::MultiPointZ:
+        return {wkbMultiPoint, wkbMultiPoint};
+    case GisShapeType::Polyline:
+    case GisShapeType::PolylineZ:
+        return {wkbLineString, wkbMultiLineString};
+    case GisShapeType::Polygon:
+    case GisShapeType::PolygonZ:
+        return {wkbPolygon, wkbMultiPolygon};
+    default:
+        return {wkbUnknown, wkbUnknown};
+    }
+}
+
+/// Names of the columns that a database adds by itself, other than those of the fields.
+QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefinition>& fields) {
+    if (!format.isDatabase) {
+        return {};
+    }
+    const auto freeName = [&fields](const QString& wanted) {
+        QString name = wanted;
+        const auto isTaken = [&name](const auto& field) {
+            return field.name().compare(name, Qt::CaseInsensitive) == 0;
+        };
+        while (std::any_of(fields.begin(), fields.end(), isTaken)) {
+            name += QLatin1Char('_');
+        }
+        return name;
+    };
+    return {QStringLiteral("FID=") + freeName(QStringLiteral("fid")),
+            QStringLiteral("GEOMETRY_NAME=") + freeName(QStringLiteral("geom"))};
+}
+
+class Saver {
+public:
+    Saver(const GisLayerVector& layer, const OgrFormat& format, const QString& path)
+        : m_layer(layer), m_format(format), m_path(path), m_target(format, path), m_fields(fieldsOf(layer)) {}
+
+    void makeLayer(const QString& wantedName) {
+        const GisShapeType kind = kindOf(m_layer);
+        if (!m_format.takesMixedKinds && kind == GisShapeType::Null) {
+            m_target.fail(
+                m_layer.rawShapes().isEmpty()
+                    ? QStringLiteral("the format wants to know a kind of shapes, and there are none")
+                    : QStringLiteral("the format takes shapes of one kind only"));
+        }
+        OGRSpatialReference system;
+        if (m_layer.coordinateSystem() != nullptr &&
+            !CoordinateSystems::Internal::toSpatialReference(*m_layer.coordinateSystem(), system)) {
+            m_target.fail(QStringLiteral("its coordinate system is of no use to GDAL"));
+        }
+        const QString fileName = QFileInfo(m_path).completeBaseName();
+        const QString own = m_layer.name().isEmpty() ? fileName : m_layer.name();
+        const bool isNamedByFile = !m_format.family.isEmpty();
+        m_type = geometryType(kind);
+        OGRLayer& target =
+            m_target.createLayer(isNamedByFile ? fileName : (wantedName.isEmpty() ? own : wantedName),
+                                 m_layer.coordinateSystem() != nullptr ? &system : nullptr, m_type,
+                                 columnOptions(m_format, m_fields));
+        for (const GisAttributeDefinition& field : std::as_const(m_fields)) {
+            const auto definition = Internal::fieldOf(field, m_target.driver());
+            if (!m_format.family.isEmpty() && definition->GetType() == OFTReal &&
+                definition->GetWidth() == 0) {
+                definition->SetWidth(24);
+                definition->SetPrecision(dbaseDecimals(m_layer, field.name()));
+            }
+            m_target.addField(*definition);
+        }
+        m_definition = target.GetLayerDefn();
+    }
+
+    void add(const GisShape& shape) {
+        OGRFeature feature(m_definition);
+        auto geometry = geometryOf(shape);
+        if (m_format.isTyped) {
+            geometry = Internal::promoted(std::move(geometry), m_type);
+        }
+        feature.SetGeometryDirectly(geometry.release());
+        try {
+            for (int i = 0; i < m_fields.size(); ++i) {
+                const QVariant value = shape.attributes().value(m_fields[i].name());
+                // What is unset gets the default of the data source, if there is one.
+                if (value.isValid() || m_fields[i].isNullable()) {
+                    Internal::setField(feature, i, value);
+                }
+            }
+        } catch (const std::runtime_error& error) {
+            fail(shape, error);
+        }
+        m_target.add(feature, nameOf(shape));
+    }
+
+    OgrTarget& target() { return m_target; }
+
+private:
+    static QString nameOf(const GisShape& shape) { return QStringLiteral("shape %1").arg(shape.id()); }
+
+    [[noreturn]] void fail(const GisShape& shape, const std::runtime_error& error) const {
+        m_target.fail(QStringLiteral("%1: %2").arg(nameOf(shape), QString::fromUtf8(error.what())));
+    }
+
+    Common::Internal::GeometryPtr geometryOf(const GisShape& shape) const {
+        try {
+            return Internal::savedGeometryOf(shape);
+        } catch (const std::runtime_error& error) {
+            fail(shape, error);
+        }
+    }
+
+    /// That of all shapes: a layer is of multi geometries when one of them is.
+    OGRwkbGeometryType geometryType(GisShapeType kind) const {
+        const auto [single, multi] = geometryTypesOf(kind);
+        const auto shapes = m_layer.rawShapes();
+        const bool isMulti =
+            single != multi && std::any_of(shapes.begin(), shapes.end(), [this](const GisShape* shape) {
+                const auto geometry = geometryOf(*shape);
+                return geometry != nullptr &&
+                       OGR_GT_IsSubClassOf(geometry->getGeometryType(), wkbGeometryCollection);
+            });
+        return isMulti ? multi : single;
+    }
+
+    const GisLayerVector& m_layer;
+    const OgrFormat& m_format;
+    QString m_path;
+    OgrTarget m_target;
+    QList<GisAttributeDefinition> m_fields;
+    OGRwkbGeometryType m_type = wkbUnknown;
+    OGRFeatureDefn* m_definition = nullptr;
+};
+
+} // namespace
+
+bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& options) const {
+    const auto refuse = [&path](const QString& reason) {
+        throw std::runtime_error(QStringLiteral("Cannot write '%1': %2").arg(path, reason).toStdString());
+    };
+    const OgrFormat* const format = OgrFormat::forPath(path);
+    if (format == nullptr) {
+        refuse(QStringLiteral("the name ends in none of the known formats (%1)")
+                   .arg(OgrFormat::knownSuffixes()));
+    }
+    if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
+        refuse(QStringLiteral("there is such a file"));
+    }
+    Saver saver(*this, *format, path);
+    saver.makeLayer(options.layerName);
+    const QList<GisShape*> shapes = rawShapes();
+    constexpr qsizetype interval = 256;
+    for (qsizetype i = 0; i < shapes.size(); ++i) {
+        saver.add(*shapes[i]);
+        if ((i + 1) % interval == 0 && options.progress &&
+            !options.progress(static_cast<double>(i + 1) / static_cast<double>(shapes.size()))) {
+            return false;
+        }
+    }
+    saver.target().close();
+    if (options.progress && !options.progress(1.0)) {
+        return false;
+    }
+    saver.target().publish();
+    return true;
+}
+
+} // namespace Cartolith::Core::Layers

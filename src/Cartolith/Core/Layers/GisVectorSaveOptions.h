@@ -1,0 +1,27 @@
+#pragma once
+
+#include <QString>
+
+#include <functional>
+
+namespace Cartolith::Core::Layers {
+
+/// What GisLayerVector::saveAs() does beside writing.
+struct GisVectorSaveOptions {
+    enum class Existing {
+        Refuse,  ///< an error when there is a file of that name
+        Replace, ///< the file goes, with all layers in it
+    };
+
+    Existing existing = Existing::Refuse;
+
+    /// The layer's name in formats that name their layers; empty means the layer's own name, or the file's
+    /// when it has none.
+    QString layerName;
+
+    /// Gets the fraction done, from 0 to 1, every few hundred shapes and once at the end; returns false to
+    /// cancel, after which everything is as before. May be empty. What it throws passes through, likewise.
+    std::function<bool(double fraction)> progress;
+};
+
+} // namespace Cartolith::Core::Layers

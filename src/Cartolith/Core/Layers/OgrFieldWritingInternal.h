@@ -1,0 +1,22 @@
+#pragma once
+
+#include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+
+#include <memory>
+
+class QVariant;
+
+namespace Cartolith::Core::Layers::Internal {
+
+/// The field that holds values of a definition in files of a driver: of its type, or text where the format
+/// has no such type.
+std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& definition, GDALDriver& driver);
+
+/// Sets a field to a value of its type, or one that says the same: a whole number for a real one, the ISO
+/// 8601 text of a date, "12" for 12, and for a text field any value (lists as JSON, bytes as Base64). An
+/// invalid value, a null one, not-a-number and infinity set it to null. \throws std::runtime_error naming
+/// value and field when the field cannot hold it; it is left as it was
+void setField(OGRFeature& feature, int index, const QVariant& value);
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,91 @@
+#include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
+#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+
+#include <algorithm>
+#include <cmath>
+#include <stdexcept>
+#include <utility>
+
+namespace Cartolith::Core::Layers::Internal {
+
+using Common::Internal::GeometryPtr;
+using Shapes::GisShapePoint;
+
+namespace {
+
+using Parts = QList<QList<GisShapePoint>>;
+
+bool isFinite(const GisShapePoint& point) {
+    return std::isfinite(point.x()) && std::isfinite(point.y());
+}
+
+const Parts* partsOf(const Shapes::GisShape& shape) {
+    if (const auto* line = dynamic_cast<const Shapes::GisShapePolyline*>(&shape)) {
+        return &line->parts();
+    }
+    const auto* const polygon = dynamic_cast<const Shapes::GisShapePolygon*>(&shape);
+    return polygon != nullptr ? &polygon->parts() : nullptr;
+}
+
+qsizetype partCount(const OGRGeometry& geometry) {
+    switch (wkbFlatten(geometry.getGeometryType())) {
+    case wkbPolygon:
+        return 1 + geometry.toPolygon()->getNumInteriorRings();
+    case wkbMultiLineString:
+    case wkbMultiPolygon: {
+        qsizetype count = 0;
+        for (const OGRGeometry* member : *geometry.toGeometryCollection()) {
+            count += partCount(*member);
+        }
+        return count;
+    }
+    default:
+        return 1;
+    }
+}
+
+} // namespace
+
+GeometryPtr savedGeometryOf(const Shapes::GisShape& shape) {
+    const auto* const point = dynamic_cast<const GisShapePoint*>(&shape);
+    const Parts* const parts = partsOf(shape);
+    if (point != nullptr && point->isEmpty()) {
+        return nullptr;
+    }
+    const bool finite =
+        point != nullptr
+            ? isFinite(*point)
+            : parts != nullptr && std::all_of(parts->begin(), parts->end(), [](const auto& part) {
+                  return std::all_of(part.begin(), part.end(), isFinite);
+              });
+    if (!finite) {
+        throw std::runtime_error("it has a coordinate that is not finite");
+    }
+    if (point == nullptr) {
+        const auto filled =
+            std::count_if(parts->begin(), parts->end(), [](const auto& part) { return !part.isEmpty(); });
+        if (filled == 0) {
+            return nullptr;
+        }
+        GeometryPtr geometry = Serialization::Ogr::Internal::geometryOf(shape);
+        if (partCount(*geometry) != filled) {
+            throw std::runtime_error("it has a part of too few vertices");
+        }
+        return geometry;
+    }
+    return Serialization::Ogr::Internal::geometryOf(shape);
+}
+
+GeometryPtr promoted(GeometryPtr geometry, OGRwkbGeometryType type) {
+    const OGRwkbGeometryType flat = wkbFlatten(type);
+    if (geometry == nullptr ||
+        (flat != wkbMultiPoint && flat != wkbMultiLineString && flat != wkbMultiPolygon)) {
+        return geometry;
+    }
+    return GeometryPtr(OGRGeometryFactory::forceTo(geometry.release(), flat));
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,113 @@
+#include <Cartolith/Core/Layers/OgrTargetInternal.h>
+
+#include <QFileInfo>
+#include <QUuid>
+#include <cpl_string.h>
+#include <cpl_vsi.h>
+
+#include <stdexcept>
+
+namespace Cartolith::Core::Layers::Internal {
+
+OgrTarget::OgrTarget(const OgrFormat& format, const QString& path)
+    : m_format(format), m_path(path), m_suffix(QFileInfo(path).suffix()), m_files(path, format.family) {
+    Common::Internal::registerGdalDrivers();
+    if (m_format.isDatabase) {
+        m_workPath = m_files.pathOf(m_suffix);
+    } else {
+        m_memoryFolder = QStringLiteral("/vsimem/cartolith-") + QUuid::createUuid().toString(QUuid::Id128);
+        // Drivers look at the suffix, and in lower case only.
+        m_workPath = QStringLiteral("%1/%2.%3")
+                         .arg(m_memoryFolder, QFileInfo(path).completeBaseName(), m_suffix.toLower());
+    }
+    m_driver = GetGDALDriverManager()->GetDriverByName(m_format.driver);
+    if (m_driver == nullptr) {
+        fail(QStringLiteral("this build of GDAL does not have the format %1").arg(m_format.driver));
+    }
+    m_dataset.reset(m_driver->Create(m_workPath.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
+    if (m_dataset == nullptr) {
+        fail(reasonOr(QStringLiteral("GDAL gives no reason")));
+    }
+}
+
+OgrTarget::~OgrTarget() {
+    m_dataset.reset();
+    if (!m_memoryFolder.isEmpty()) {
+        VSIRmdirRecursive(m_memoryFolder.toUtf8().constData());
+    }
+}
+
+void OgrTarget::fail(const QString& reason) const {
+    throw std::runtime_error(QStringLiteral("Cannot write '%1': %2").arg(m_path, reason).toStdString());
+}
+
+QString OgrTarget::reasonOr(const QString& otherwise) const {
+    return m_errors.message().isEmpty() ? otherwise : m_errors.message();
+}
+
+OGRLayer& OgrTarget::createLayer(const QString& name, OGRSpatialReference* system, OGRwkbGeometryType type,
+                                 const QStringList& options) {
+    CPLStringList list;
+    for (const QString& option : m_format.options + options) {
+        list.AddString(option.toUtf8().constData());
+    }
+    m_layer = m_dataset->CreateLayer(name.toUtf8().constData(), system, type, list.List());
+    if (m_layer == nullptr) {
+        fail(reasonOr(QStringLiteral("GDAL does not make a layer and gives no reason")));
+    }
+    if (m_format.isDatabase && m_dataset->StartTransaction() != OGRERR_NONE) {
+        fail(reasonOr(QStringLiteral("no transaction")));
+    }
+    return *m_layer;
+}
+
+void OgrTarget::addField(OGRFieldDefn& field) {
+    m_errors.reset();
+    const int before = m_layer->GetLayerDefn()->GetFieldCount();
+    if (m_layer->CreateField(&field) != OGRERR_NONE ||
+        m_layer->GetLayerDefn()->GetFieldCount() != before + 1) {
+        fail(QStringLiteral("no field '%1': %2")
+                 .arg(QString::fromUtf8(field.GetNameRef()),
+                      reasonOr(QStringLiteral("the format has a field of that name already"))));
+    }
+}
+
+void OgrTarget::add(OGRFeature& feature, const QString& what) {
+    if (m_format.needsGeometry && feature.GetGeometryRef() == nullptr) {
+        fail(QStringLiteral("%1: the format wants a geometry, and there is none").arg(what));
+    }
+    m_errors.reset();
+    if (m_layer->CreateFeature(&feature) != OGRERR_NONE || !m_errors.message().isEmpty() ||
+        !m_errors.warning().isEmpty()) {
+        fail(QStringLiteral("%1: %2").arg(what, reasonOr(m_errors.warning())));
+    }
+}
+
+void OgrTarget::close() {
+    m_errors.reset();
+    if (m_format.isDatabase && m_dataset->CommitTransaction() != OGRERR_NONE) {
+        fail(reasonOr(QStringLiteral("the transaction failed")));
+    }
+    m_layer = nullptr;
+    m_dataset.reset();
+    if (!m_errors.message().isEmpty()) {
+        fail(m_errors.message());
+    }
+}
+
+void OgrTarget::publish() {
+    if (!m_memoryFolder.isEmpty()) {
+        const CPLStringList names(VSIReadDir(m_memoryFolder.toUtf8().constData()));
+        for (int i = 0; i < names.Count(); ++i) {
+            vsi_l_offset size = 0;
+            const QString name = QString::fromUtf8(names[i]);
+            const GByte* const bytes = VSIGetMemFileBuffer(
+                QStringLiteral("%1/%2").arg(m_memoryFolder, name).toUtf8().constData(), &size, FALSE);
+            m_files.write(QFileInfo(name).suffix(), reinterpret_cast<const char*>(bytes),
+                          static_cast<qint64>(size));
+        }
+    }
+    m_files.publish();
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,56 @@
+#pragma once
+
+#include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/StagedFilesInternal.h>
+
+#include <QString>
+#include <QStringList>
+
+namespace Cartolith::Core::Layers::Internal {
+
+/// A new data source of one layer that takes the place of a path once it is complete.
+///
+/// Formats without transactions do not say when a write fails. Their files are made in memory and copied, so
+/// that every byte is accounted for; that takes memory of the size of the files.
+///
+/// Every failure is a std::runtime_error that names the path, after which nothing is left behind.
+class OgrTarget {
+public:
+    OgrTarget(const OgrFormat& format, const QString& path);
+    ~OgrTarget();
+    OgrTarget(const OgrTarget&) = delete;
+    OgrTarget& operator=(const OgrTarget&) = delete;
+
+    GDALDriver& driver() const { return *m_driver; }
+    /// Called once, before everything below. Options are added to those of the format.
+    OGRLayer& createLayer(const QString& name, OGRSpatialReference* system, OGRwkbGeometryType type,
+                          const QStringList& options);
+    /// The driver may change its name, but not leave it out.
+    void addField(OGRFieldDefn& field);
+    /// `what` names the feature in errors. A value that the driver cuts or rounds is one.
+    void add(OGRFeature& feature, const QString& what);
+    /// Completes the files. The layer is gone afterwards.
+    void close();
+    /// Where they can be read until publish(), after close().
+    QString writtenPath() const { return m_workPath; }
+    void publish();
+
+    [[noreturn]] void fail(const QString& reason) const;
+
+private:
+    QString reasonOr(const QString& otherwise) const;
+
+    const OgrFormat& m_format;
+    QString m_path;
+    QString m_suffix;
+    StagedFiles m_files;
+    QString m_memoryFolder;
+    QString m_workPath;
+    Common::Internal::GdalErrorCapture m_errors;
+    GDALDriver* m_driver;
+    Common::Internal::DatasetPtr m_dataset;
+    OGRLayer* m_layer = nullptr;
+};
+
+} // namespace Cartolith::Core::Layers::Internal

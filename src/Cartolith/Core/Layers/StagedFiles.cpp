@@ -1,0 +1,178 @@
+#include <Cartolith/Core/Layers/StagedFilesInternal.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+
+#include <cerrno>
+#include <cstring>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Cartolith::Core::Layers::Internal {
+
+namespace {
+
+// What the complete folder holds of a file that is to go: an empty file of this name.
+const QLatin1String removalMark(".remove");
+
+[[noreturn]] void fail(const QString& path, const QString& reason) {
+    throw std::runtime_error(QStringLiteral("Cannot write '%1': %2").arg(path, reason).toStdString());
+}
+
+QString lastSystemError() {
+    return QString::fromLocal8Bit(std::strerror(errno));
+}
+
+/// Has the content of a file, or the entries of a folder, reach the disk.
+bool sync(const QString& path) {
+    const int handle = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
+    if (handle < 0) {
+        return false;
+    }
+    const bool done = ::fsync(handle) == 0;
+    ::close(handle);
+    return done;
+}
+
+bool rename(const QString& from, const QString& to) {
+    return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
+}
+
+QString completeFolderOf(const QString& path) {
+    const QFileInfo info(path);
+    return info.dir().filePath(QLatin1Char('.') + info.fileName() + QStringLiteral(".saved"));
+}
+
+/// Moves the files of a complete folder to their places. Can be repeated from any point.
+void putInPlace(const QString& path, const QString& folder) {
+    const QDir target = QFileInfo(path).dir();
+    const QDir source(folder);
+    for (const QString& name : source.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
+        bool done = false;
+        if (name.endsWith(removalMark)) {
+            const QString old = target.filePath(name.chopped(removalMark.size()));
+            done = (!QFile::exists(old) || QFile::remove(old)) && QFile::remove(source.filePath(name));
+        } else {
+            done = rename(source.filePath(name), target.filePath(name));
+        }
+        if (!done) {
+            fail(path, QStringLiteral("'%1' could not be put in place, '%2' holds what is left to do: %3")
+                           .arg(name, folder, lastSystemError()));
+        }
+    }
+    sync(target.path());
+    target.rmdir(source.dirName());
+}
+
+} // namespace
+
+StagedFiles::StagedFiles(const QString& path, const QStringList& family)
+    : m_path(QFileInfo(path).isSymLink() ? QFileInfo(path).symLinkTarget() : path),
+      m_folder(QFileInfo(m_path).path()), m_family(family) {
+    const QFileInfo old(m_path);
+    if (old.exists()) {
+        // The folder decides whether a file can be replaced; a file that is protected is meant to stay.
+        constexpr auto anybody = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
+        if (!old.isFile()) {
+            fail(path, QStringLiteral("it is not a file"));
+        }
+        if ((old.permissions() & anybody) == 0 || !old.isWritable()) {
+            fail(path, QStringLiteral("the file is write-protected"));
+        }
+    }
+    finishInterrupted(m_path);
+    m_staging =
+        std::make_unique<QTemporaryDir>(QStringLiteral("%1/.%2.saving-XXXXXX").arg(m_folder, old.fileName()));
+    if (!m_staging->isValid()) {
+        fail(path, m_staging->errorString());
+    }
+}
+
+StagedFiles::~StagedFiles() = default;
+
+QString StagedFiles::pathOf(const QString& suffix) const {
+    const QFileInfo info(m_path);
+    const bool isUpper = info.suffix() == info.suffix().toUpper();
+    return m_staging->filePath(info.completeBaseName() + QLatin1Char('.') +
+                               (suffix.compare(info.suffix(), Qt::CaseInsensitive) == 0 ? info.suffix()
+                                : isUpper                                               ? suffix.toUpper()
+                                                                                        : suffix));
+}
+
+void StagedFiles::write(const QString& suffix, const char* bytes, qint64 size) const {
+    QFile file(pathOf(suffix));
+    bool done = file.open(QIODevice::WriteOnly | QIODevice::Unbuffered);
+    for (qint64 written = 0; done && written < size;) {
+        const qint64 more = file.write(bytes + written, size - written);
+        done = more > 0;
+        written += more;
+    }
+    if (!done) {
+        fail(m_path, file.errorString());
+    }
+}
+
+void StagedFiles::publish() {
+    const QDir staged(m_staging->path());
+    for (const QString& name : staged.entryList(QDir::Files | QDir::Hidden)) {
+        const QString path = staged.filePath(name);
+        const QFileInfo old(m_folder + QLatin1Char('/') + name);
+        if (old.exists()) {
+            QFile::setPermissions(path, old.permissions());
+        }
+        if (!sync(path)) {
+            fail(m_path, lastSystemError());
+        }
+    }
+    if (m_family.isEmpty()) {
+        if (!rename(staged.filePath(QFileInfo(m_path).fileName()), m_path)) {
+            fail(m_path, lastSystemError());
+        }
+        sync(m_folder);
+        return;
+    }
+    for (const QString& suffix : std::as_const(m_family)) {
+        const QString path = pathOf(suffix);
+        const bool goes =
+            !QFile::exists(path) && QFile::exists(m_folder + QLatin1Char('/') + QFileInfo(path).fileName());
+        if (goes && !QFile(path + removalMark).open(QIODevice::WriteOnly)) {
+            fail(m_path, lastSystemError());
+        }
+    }
+    const QString complete = completeFolderOf(m_path);
+    sync(staged.path());
+    if (!rename(staged.path(), complete)) {
+        fail(m_path, lastSystemError());
+    }
+    m_staging->setAutoRemove(false);
+    sync(m_folder);
+    putInPlace(m_path, complete);
+}
+
+void StagedFiles::finishInterrupted(const QString& path) {
+    const QString folder = completeFolderOf(path);
+    struct stat status {};
+    if (::lstat(QFile::encodeName(folder).constData(), &status) != 0 || !S_ISDIR(status.st_mode)) {
+        return;
+    }
+    const QDateTime interrupted = QFileInfo(folder).lastModified();
+    const QDir target = QFileInfo(path).dir();
+    for (QString name : QDir(folder).entryList(QDir::Files | QDir::Hidden)) {
+        if (name.endsWith(removalMark)) {
+            name.chop(removalMark.size());
+        }
+        const QFileInfo old(target.filePath(name));
+        if (old.exists() && old.lastModified() > interrupted) {
+            fail(path,
+                 QStringLiteral("a save was interrupted, its files are in '%1', and '%2' was changed since")
+                     .arg(folder, name));
+        }
+    }
+    putInPlace(path, folder);
+}
+
+} // namespace Cartolith::Core::Layers::Internal

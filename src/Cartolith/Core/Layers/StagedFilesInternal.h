@@ -1,0 +1,46 @@
+#pragma once
+
+#include <QString>
+#include <QStringList>
+#include <QTemporaryDir>
+
+#include <memory>
+
+namespace Cartolith::Core::Layers::Internal {
+
+/// New files for a data source: made aside, in a hidden folder beside it, and put in place together.
+///
+/// One file replaces another in one step. Of a family of files, no step replaces all; so the hidden folder
+/// gets a name that says it is complete, and then its files go to their places one by one. Whoever opens the
+/// source calls finishInterrupted() first, which does what a killed process had left to do.
+///
+/// Errors are std::runtime_error that name the source.
+class StagedFiles {
+public:
+    /// A source that is a symbolic link is replaced where it points to. The family is that of a format:
+    /// suffixes of files that go when there is no new one.
+    StagedFiles(const QString& path, const QStringList& family);
+    /// Removes whatever is not in place.
+    ~StagedFiles();
+    StagedFiles(const StagedFiles&) = delete;
+    StagedFiles& operator=(const StagedFiles&) = delete;
+
+    /// Where the new file with that suffix is to be written.
+    QString pathOf(const QString& suffix) const;
+    /// Writes one, and sees to it that every byte has reached the disk.
+    void write(const QString& suffix, const char* bytes, qint64 size) const;
+    /// Puts everything in place, and takes the access rights over from what was there.
+    void publish();
+
+    /// Does nothing when there is nothing left to do. A file that was written to since is not replaced: that
+    /// is an error.
+    static void finishInterrupted(const QString& path);
+
+private:
+    QString m_path;
+    QString m_folder;
+    QStringList m_family;
+    std::unique_ptr<QTemporaryDir> m_staging;
+};
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,304 @@
+#include "Layers/Faults.h"
+#include "TestSeed.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Serialization/GisWktReader.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/GisShapePolygon.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <random>
+
+using namespace Cartolith::Core;
+using Layers::GisLayerOgrVector;
+using Layers::GisLayerVector;
+using Layers::GisVectorSaveOptions;
+using Layers::Defs::GisAttributeDefinition;
+using testing::HasSubstr;
+
+namespace {
+
+using Attributes = GisLayerVector::Attributes;
+const GisVectorSaveOptions replace{GisVectorSaveOptions::Existing::Replace, {}, {}};
+const QStringList suffixes{"gpkg", "sqlite", "geojson", "geojsonl", "fgb", "shp"};
+
+std::unique_ptr<GisLayerVector> layerOf(const std::vector<std::pair<const char*, Attributes>>& shapes) {
+    auto layer = GisLayerVector::createInMemory("plots", Shapes::GisShapeType::Null, {});
+    for (const auto& [wkt, attributes] : shapes) {
+        auto shape = Serialization::Wkt::GisWktReader::read(wkt);
+        shape->attributes() = attributes;
+        layer->addShape(std::move(shape));
+    }
+    return layer;
+}
+
+/// Shapes and attributes as another reader finds them.
+QStringList contentOf(const QString& path) {
+    GisLayerOgrVector layer(path);
+    layer.open();
+    QStringList content;
+    for (const auto& shape : layer.items()) {
+        QStringList values;
+        for (const auto& field : layer.attributeDefinitions()) {
+            const QVariant value = shape->attributes().value(field.name());
+            values.append(value.isValid() ? value.toString() : "-");
+        }
+        content.append(shape->toWkt() + " " + values.join(","));
+    }
+    return content;
+}
+
+class SaveAs : public testing::Test {
+protected:
+    QString at(const QString& name) const { return m_dir.filePath(name); }
+    QByteArray bytesOf(const QString& name) const {
+        QFile file(at(name));
+        return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+    }
+    QStringList files() const {
+        return QDir(m_dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
+    }
+    static std::string reasonOf(const GisLayerVector& layer, const QString& path, const GisVectorSaveOptions& options) {
+        try {
+            return layer.saveAs(path, options) ? "saved" : "cancelled";
+        } catch (const std::runtime_error& error) {
+            return error.what();
+        }
+    }
+    QTemporaryDir m_dir;
+};
+
+TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
+    const QDateTime moment(QDate(2024, 2, 29), QTime(23, 59, 58, 250), Qt::OffsetFromUTC, 5400);
+    const Attributes full{{"flag", true},     {"whole", 2147483647},         {"big", qlonglong{9007199254740993}},
+                          {"real", 0.1},      {"Name", "Zürich, \"ZH\""},    {"day", moment.date()},
+                          {"moment", moment}, {"undeclared", 12345678901.5}, {"list", QVariantList{1, 2.5}}};
+    auto layer = layerOf({{"POLYGON ((0 0, 9 0, 9 9, 0 0), (2 1, 8 7, 8 1, 2 1))", full},
+                          {"POLYGON ((0 0, 1 0, 1 1, 0 0), (5 5, 6 5, 6 6, 5 5))", {{"Name", ""}}},
+                          {"POLYGON ((0.1 0.7, 1e6 0, 1 1.0000000000000002, 0.1 0.7))", {{"real", std::nan("")}}}});
+    for (const auto& [name, type] : {std::pair{"flag", QMetaType::Bool},
+                                     {"whole", QMetaType::Int},
+                                     {"big", QMetaType::LongLong},
+                                     {"real", QMetaType::Double},
+                                     {"Name", QMetaType::QString},
+                                     {"day", QMetaType::QDate},
+                                     {"moment", QMetaType::QDateTime}}) {
+        layer->addAttributeDefinition(GisAttributeDefinition(name, type));
+    }
+    layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(4326));
+    for (const QString& suffix : suffixes) {
+        SCOPED_TRACE(suffix.toStdString());
+        const QString path = at("Plots x." + suffix);
+        if (suffix != "fgb") {
+            layer->insertShapeAt(3, std::make_unique<Shapes::GisShapePolygon>());
+        }
+        ASSERT_TRUE(layer->saveAs(path));
+        GisLayerOgrVector read(path);
+        ASSERT_TRUE(read.open());
+        ASSERT_EQ(read.count(), 3);
+        EXPECT_EQ(read.featureCount(), layer->count()) << "one of them without geometry";
+        layer->removeShapeById(4);
+        EXPECT_EQ(read.coordinateSystem()->epsgCode(), 4326);
+        EXPECT_EQ(read.name(), suffix == "shp" || suffix == "geojsonl" ? "Plots x" : layer->name());
+        for (int row = 0; row < 3; ++row) {
+            const auto as = [row](const GisLayerVector& from) { return from.rawShapes().at(row)->extent().toString(); };
+            EXPECT_EQ(as(read), as(*layer));
+        }
+        const bool isShapefile = suffix == "shp";
+        auto expected = full;
+        expected["list"] = suffix.startsWith("geojson") ? QVariant(QVariantList{1.0, 2.5}) : QVariant("[1,2.5]");
+        if (suffix == "fgb") {
+            expected["day"] = moment.date().startOfDay();
+        }
+        if (isShapefile) {
+            expected["flag"] = 1;
+            expected["moment"] = "2024-02-29T23:59:58.250+01:30";
+        }
+        for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
+            const QVariant value = read.attributesForRow(0).value(isShapefile ? it.key().left(10) : it.key());
+            EXPECT_EQ(value, it.value()) << it.key().toStdString();
+        }
+        EXPECT_EQ(read.attributesForRow(1).value("Name", "null"), isShapefile ? "null" : "");
+        EXPECT_FALSE(read.attributesForRow(2).contains("real"));
+    }
+    EXPECT_EQ(files().size(), suffixes.size() + 4) << "and nothing is left behind: " << files().join(" ").toStdString();
+}
+
+TEST_F(SaveAs, KeepsEveryBitOfACoordinate) {
+    std::mt19937_64 random(test::seed());
+    std::uniform_real_distribution<double> any(-1e7, 1e7);
+    auto layer = layerOf({});
+    for (int i = 0; i < 2000; ++i) {
+        layer->addPoint({any(random) / std::pow(10, i % 12), any(random)});
+    }
+    for (const QString& suffix : suffixes) {
+        const bool isText = suffix.startsWith("geojson");
+        ASSERT_TRUE(layer->saveAs(at("points." + suffix)));
+        GisLayerOgrVector read(at("points." + suffix));
+        ASSERT_TRUE(read.open() && read.count() == layer->count());
+        for (std::size_t i = 0; i < layer->items().size(); ++i) {
+            const auto& given = static_cast<const Shapes::GisShapePoint&>(*layer->items()[i]);
+            const auto& found = static_cast<const Shapes::GisShapePoint&>(*read.items()[i]);
+            ASSERT_NEAR(found.x(), given.x(), isText ? 2e-16 : 0.0)
+                << suffix.toStdString() << ", seed " << test::seed();
+            ASSERT_NEAR(found.y(), given.y(), isText ? 2e-9 : 0.0) << suffix.toStdString();
+        }
+    }
+}
+
+TEST_F(SaveAs, KeepsTheCoordinateSystemWhereTheFormatHasOne) {
+    const auto layer = layerOf({{"POINT (500000 6500000)", {}}});
+    layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(3006));
+    for (const QString& suffix : suffixes) {
+        const bool isLongLat = suffix == "geojsonl";
+        ASSERT_TRUE(layer->saveAs(at("p." + suffix)));
+        GisLayerOgrVector read(at("p." + suffix));
+        ASSERT_TRUE(read.open());
+        EXPECT_EQ(read.coordinateSystem()->epsgCode(), isLongLat ? 4326 : 3006) << suffix.toStdString();
+        EXPECT_NEAR(static_cast<Shapes::GisShapePoint&>(*read.getShape(1)).x(), isLongLat ? 15 : 500000, 1e-6);
+    }
+}
+
+TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
+    const auto point = layerOf({{"POINT (1 2)", {{"a", 1}}}});
+    const auto mixed = layerOf({{"POINT (1 2)", {}}, {"LINESTRING (0 0, 1 1)", {}}});
+    const auto declared = [](const char* name, QMetaType::Type type, const QVariant& value) {
+        auto layer = layerOf({{"POINT (1 2)", {{name, value}}}});
+        layer->addAttributeDefinition(GisAttributeDefinition(name, type));
+        return layer;
+    };
+    const auto none = layerOf({});
+    const auto holed = layerOf({{"POINT (1 2)", {}}});
+    holed->insertShapeAt(1, std::make_unique<Shapes::GisShapePoint>());
+    const auto infinite = layerOf({{"POINT (1 2)", {}}});
+    infinite->addPoint({1, std::numeric_limits<double>::infinity()});
+    const auto words = declared("n", QMetaType::Int, "twelve");
+    const auto large = declared("n", QMetaType::Int, 3e9);
+    const auto broken = declared("n", QMetaType::LongLong, 1.5);
+    const auto longText = declared("n", QMetaType::QString, QString(300, 'x'));
+    const auto strange = layerOf({{"POINT (1 2)", {{"x", QVariant::fromValue(QPair<int, int>(1, 2))}}}});
+    const auto stub = layerOf({{"LINESTRING (0 0, 1 1)", {}}, {"MULTILINESTRING ((0 0, 1 1), (5 5))", {}}});
+    auto unknown = layerOf({{"POINT (1 2)", {}}});
+    unknown->setCoordinateSystem(
+        std::make_shared<CoordinateSystems::CoordinateSystem>(0, "?", true, "?", std::nullopt));
+    const struct {
+        const GisLayerVector& layer;
+        const char* name;
+        const char* reason;
+    } rows[] = {
+        {*point, "old", "none of the known formats"},
+        {*point, "old.kmz", "none of the known formats (gpkg, sqlite, geojson"},
+        {*point, "no/such/folder.gpkg", "no/such"},
+        {*point, "folder.geojson", "it is not a file"},
+        {*point, "locked.geojson", "write-protected"},
+        {*mixed, "old.shp", "one kind"},
+        {*none, "old.shp", "there are none"},
+        {*infinite, "old.gpkg", "shape 2: it has a coordinate that is not finite"},
+        {*stub, "old.geojson", "shape 2: it has a part of too few vertices"},
+        {*holed, "old.fgb", "shape 2: the format wants a geometry"},
+        {*words, "old.geojson", "shape 1: the value 'twelve' is none for the field 'n' of type Integer"},
+        {*large, "old.gpkg", "'3e+09'"},
+        {*broken, "old.shp", "'1.5'"},
+        {*longText, "old.shp", "truncated"},
+        {*strange, "old.fgb", "'std::pair<int,int>'"},
+        {*unknown, "old.gpkg", "coordinate system"},
+    };
+    QDir(m_dir.path()).mkdir("folder.geojson");
+    for (const char* name : {"old.gpkg", "old.geojson", "old.shp", "old.fgb", "locked.geojson"}) {
+        ASSERT_TRUE(point->saveAs(at(name)));
+        EXPECT_THAT(reasonOf(*point, at(name), {}), HasSubstr("there is such a file"));
+        ASSERT_TRUE(point->saveAs(at(name), replace));
+    }
+    QFile::setPermissions(at("locked.geojson"), QFile::ReadOwner);
+    const QStringList before = files();
+    testing::internal::CaptureStderr();
+    for (const auto& row : rows) {
+        const QByteArray bytes = bytesOf(row.name);
+        const std::string reason = reasonOf(row.layer, at(row.name), replace);
+        EXPECT_THAT(reason, HasSubstr(row.reason));
+        EXPECT_THAT(reason, HasSubstr("Cannot write '" + at(row.name).toStdString() + "'"));
+        EXPECT_EQ(bytesOf(row.name), bytes) << row.name;
+    }
+    EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+    for (const double last : {0.5, 1.0}) {
+        const auto many = layerOf(std::vector<std::pair<const char*, Attributes>>(512, {"POINT (1 2)", {}}));
+        auto cancelling = replace;
+        cancelling.progress = [last](double fraction) { return fraction < last; };
+        EXPECT_EQ(reasonOf(*many, at("old.shp"), cancelling), "cancelled");
+        cancelling.progress = [](double) -> bool { throw std::runtime_error("mine"); };
+        EXPECT_EQ(reasonOf(*many, at("old.gpkg"), cancelling), "mine");
+    }
+    EXPECT_EQ(files(), before);
+}
+
+TEST_F(SaveAs, AFullDiskOrADeadProcessLeavesTheOldFileOrTheNew) {
+    auto older = layerOf({{"POINT (1 2)", {{"a", "old"}}}});
+    auto newer = layerOf({});
+    for (int i = 0; i < 1000; ++i) {
+        newer->addPoint({i * 1.0, 0});
+        newer->setShapeAttributesById(i + 1, {{"a", QString("new %1").arg(i)}, {"b", i}});
+    }
+    newer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(4326));
+    ASSERT_TRUE(newer->saveAs(at("new.fgb")));
+    const QStringList whole = contentOf(at("new.fgb"));
+    const QStringList old{"POINT (1 2) old"};
+    for (const QString& suffix : suffixes) {
+        SCOPED_TRACE(suffix.toStdString());
+        const QString path = at("x." + suffix);
+        const auto prepare = [&] { ASSERT_TRUE(older->saveAs(path, replace)); };
+        prepare();
+        for (const std::uint64_t bytes : {0U, 100U, 8000U, 20000U}) {
+            EXPECT_FALSE(test::onAFullDisk(bytes, [&] { return reasonOf(*newer, path, replace) == "saved"; })) << bytes;
+            EXPECT_EQ(contentOf(path), old) << bytes;
+        }
+        if (suffix == "sqlite" || suffix == "geojsonl") {
+            continue; // written as those before them
+        }
+        int olds = 0;
+        const bool traced = test::killedInTheMiddle(
+            prepare, [&] { newer->saveAs(path, replace); },
+            [&](bool done) {
+                const QStringList found = contentOf(path);
+                EXPECT_TRUE(found == whole || (!done && found == old)) << found.size();
+                olds += found == old ? 1 : 0;
+            });
+        if (!traced) {
+            GTEST_SKIP() << "processes cannot be traced here";
+        }
+        EXPECT_GT(olds, 3);
+    }
+}
+
+TEST_F(SaveAs, FinishesAnInterruptedReplacementUnlessTheFilesWereChanged) {
+    const auto older = layerOf({{"POINT (1 2)", {{"a", "old"}}}});
+    const auto newer = layerOf({{"POINT (3 4)", {{"a", "new"}}}});
+    for (const bool changed : {false, true}) {
+        ASSERT_TRUE(older->saveAs(at("x.shp"), replace) && newer->saveAs(at("y.shp"), replace));
+        QDir(m_dir.path()).mkdir(".x.shp.saved");
+        for (const QString part : {"shp", "shx", "dbf"}) {
+            QFile::rename(at("y." + part), at(".x.shp.saved/x." + part));
+        }
+        QFile file(at("x.dbf"));
+        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+        file.setFileTime(QDateTime::currentDateTime().addSecs(changed ? 5 : -5), QFileDevice::FileModificationTime);
+        file.close();
+        if (changed) {
+            EXPECT_THROW(contentOf(at("x.shp")), std::runtime_error);
+            QDir(at(".x.shp.saved")).removeRecursively();
+        }
+        EXPECT_EQ(contentOf(at("x.shp")), QStringList(changed ? "POINT (1 2) old" : "POINT (3 4) new"));
+        EXPECT_FALSE(QFile::exists(at(".x.shp.saved")));
+        EXPECT_TRUE(older->saveAs(at("x.shp"), replace));
+    }
+}
+
+} // namespace
