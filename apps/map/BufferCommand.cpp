@@ -139,6 +139,8 @@ int Commands::buffer(const QStringList& arguments) {
     if (options.dissolve()) {
         result = OperationOptions::dissolved(*result, log);
     }
-    output.write(*result, {layer.get()}, log);
+    const ResultOutput::Layers inputs{layer.get()};
+    output.write(*result, distance < 0.0 ? inputs : ResultOutput::Layers(),
+                 distance < 0.0 ? ResultOutput::Layers() : inputs, log);
     return 0;
 }

@@ -149,7 +149,7 @@ int Commands::check(const QStringList& arguments) {
                                      .arg(QString::number(bad), QString::number(layer.count()),
                                           kinds.join(QStringLiteral(", "))));
     if (output) {
-        output->write(*fixed, {&layer}, log);
+        output->write(*fixed, {&layer}, {}, log);
     }
     return bad == 0 && layer.skippedCount() == 0 ? 0 : 1;
 }

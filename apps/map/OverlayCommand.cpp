@@ -122,6 +122,6 @@ int Commands::overlay(const QStringList& arguments) {
     if (options.dissolve()) {
         result = OperationOptions::dissolved(*result, log);
     }
-    output.write(*result, {a.get(), b.get()}, log);
+    output.write(*result, {a.get(), b.get()}, {}, log);
     return 0;
 }

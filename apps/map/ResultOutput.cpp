@@ -7,6 +7,7 @@
 #include "StepLog.h"
 
 #include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
 
 #include <QCommandLineParser>
 #include <QFileInfo>
@@ -17,6 +18,7 @@
 using namespace Cartolith::Core;
 using Layers::GisLayerStyle;
 using Layers::GisLayerVector;
+using Layers::GisVectorSaveOptions;
 
 namespace {
 
@@ -67,6 +69,12 @@ ResultOutput::ResultOutput(const QString& command, const QCommandLineParser& par
     if (m_path.isEmpty()) {
         throw UsageError(QStringLiteral("%1 wants -o OUT").arg(command));
     }
+    const QString target = QFileInfo(m_path).canonicalFilePath();
+    for (const QString& input : parser.positionalArguments()) {
+        if (!target.isEmpty() && target == QFileInfo(input).canonicalFilePath()) {
+            throw UsageError(QStringLiteral("'%1' is read, so it cannot be written").arg(m_path));
+        }
+    }
     if (parser.isSet("size")) {
         m_sheet.size = Arguments::size(parser.value("size"));
     }
@@ -75,18 +83,30 @@ ResultOutput::ResultOutput(const QString& command, const QCommandLineParser& par
     m_sheet.graticule = !parser.isSet("no-graticule");
 }
 
-void ResultOutput::write(GisLayerVector& result, const QList<GisLayerVector*>& inputs, StepLog& log) const {
+void ResultOutput::write(GisLayerVector& result, const Layers& below, const Layers& above,
+                         StepLog& log) const {
+    if (result.count() == 0 && !m_isPicture) {
+        throw std::runtime_error("there is nothing to write: the result has no feature");
+    }
     if (m_isPicture) {
-        draw(result, inputs, log);
+        draw(result, below, above, log);
     } else {
-        SAVE_PLACEHOLDER
+        ProgressBar bar(QStringLiteral("Writing"));
+        GisVectorSaveOptions options;
+        options.existing = GisVectorSaveOptions::Existing::Replace;
+        options.progress = [&bar](double fraction) {
+            bar.show(fraction);
+            return true;
+        };
+        result.saveAs(m_path, options);
     }
     log.done("write", QStringLiteral("%1, %2 bytes").arg(m_path).arg(QFileInfo(m_path).size()));
 }
 
-void ResultOutput::draw(GisLayerVector& result, const QList<GisLayerVector*>& inputs, StepLog& log) const {
+void ResultOutput::draw(GisLayerVector& result, const Layers& below, const Layers& above,
+                        StepLog& log) const {
     Shapes::GisExtent extent = result.extent();
-    for (const GisLayerVector* input : inputs) {
+    for (const GisLayerVector* input : below + above) {
         extent = extent.expand(input->extent());
     }
     if (extent.isEmpty()) {
@@ -98,10 +118,13 @@ void ResultOutput::draw(GisLayerVector& result, const QList<GisLayerVector*>& in
             QStringLiteral("the extent %1 cannot be drawn").arg(extent.toString()).toStdString());
     }
     QList<MapSheet::Content> layers;
-    for (GisLayerVector* input : inputs) {
+    for (GisLayerVector* input : below) {
         layers.append(contentOf(*input, sheet.view(), styleOf("#F4F1EA", 150, "#A9A294", 0.8F)));
     }
     layers.append(contentOf(result, sheet.view(), styleOf("#D9822B", 170, "#8A4B08", 1.0F)));
+    for (GisLayerVector* input : above) {
+        layers.append(contentOf(*input, sheet.view(), styleOf("#F4F1EA", 150, "#8C857A", 0.8F)));
+    }
     const QImage image = sheet.draw(layers);
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
     PictureFile::save(image, m_path);

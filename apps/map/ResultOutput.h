@@ -22,14 +22,17 @@ public:
     /// \throws UsageError when there is no -o, its ending is unknown, or a value is out of range
     ResultOutput(const QString& command, const QCommandLineParser& parser);
 
+    using Layers = QList<Cartolith::Core::Layers::GisLayerVector*>;
+
     /// Written beside its name first and put in place when it is complete. A picture shows the inputs pale
-    /// below the result. \throws std::runtime_error when there is nothing to write or it cannot be written
-    void write(Cartolith::Core::Layers::GisLayerVector& result,
-               const QList<Cartolith::Core::Layers::GisLayerVector*>& inputs, StepLog& log) const;
+    /// below or above the result. \throws std::runtime_error when there is nothing to write or it cannot be
+    /// written
+    void write(Cartolith::Core::Layers::GisLayerVector& result, const Layers& below, const Layers& above,
+               StepLog& log) const;
 
 private:
-    void draw(Cartolith::Core::Layers::GisLayerVector& result,
-              const QList<Cartolith::Core::Layers::GisLayerVector*>& inputs, StepLog& log) const;
+    void draw(Cartolith::Core::Layers::GisLayerVector& result, const Layers& below, const Layers& above,
+              StepLog& log) const;
 
     QString m_path;
     bool m_isPicture;
