@@ -5,6 +5,11 @@
 #include <Cartolith/Core/Shapes/GisShape.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Topology/GisBufferStyle.h>
+#include <Cartolith/Core/Topology/GisCrossing.h>
+#include <Cartolith/Core/Topology/GisLoop.h>
+#include <Cartolith/Core/Topology/GisNearestPoints.h>
+#include <Cartolith/Core/Topology/GisShapeProblem.h>
 #include <Cartolith/Core/Topology/GisTopologyCombineType.h>
 
 #include <QList>
@@ -12,6 +17,11 @@
 
 #include <functional>
 #include <memory>
+#include <vector>
+
+namespace Cartolith::Core::CoordinateSystems {
+class CoordinateSystem;
+}
 
 namespace Cartolith::Core::Topology {
 
@@ -119,6 +129,183 @@ public:
     static std::unique_ptr<Shapes::GisShape> PolygonFromExtent(const Shapes::GisExtent& extent);
     static std::unique_ptr<Shapes::GisShape>
     DifferenceOfExtentRectangles(const Shapes::GisExtent& a, const Shapes::GisExtent& b, double tolerance);
+
+    /// @}
+    /// @name Crossings and loops
+    ///
+    /// Rings count as closed, whether or not the last vertex repeats the first. Segments with a NaN or
+    /// infinite coordinate meet nothing.
+    /// @{
+
+    /// Where the boundaries of two shapes meet, in order along a.
+    ///
+    /// Two segments meet when SegmentIntersectionPoint() says so with the object's tolerance, and a meeting
+    /// within the tolerance of a vertex is at that vertex. Neighbouring meetings within the tolerance of each
+    /// other along a are one; where a comes to a place twice there is a crossing for each time. A stretch
+    /// common to both gives its two ends, however many segments it has and however b runs there, and the
+    /// vertices on it are no crossings. In a ring such a stretch may go over the first vertex: its end then
+    /// comes before its start. Only boundaries count: a point or line inside a polygon meets nothing.
+    ///
+    /// Empty when either shape is empty, when nothing meets, and when the busy callback stops it. Takes
+    /// n log n steps for n segments and as many more as there are pairs with meeting boxes.
+    QList<GisCrossing> GetCrossings(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+
+    /// Where the boundary of one shape meets itself: parts with each other and parts with themselves, apart
+    /// from the vertex that neighbouring segments share. Each place once for each pair of passages,
+    /// `position` being the earlier one. A spike, where a line goes back the way it came, is a common
+    /// stretch.
+    QList<GisCrossing> GetCrossings(const Shapes::GisShape& shape) const;
+
+    /// Where lines and rings cross or touch themselves and so close a loop, in the order in which the loops
+    /// are closed, inner ones before those they hang on. Meetings of different parts, and spikes, make no
+    /// loop. Of the loops of a ring the one with the largest area is the ring itself and not listed.
+    ///
+    /// Loops are simple: what lies between `start` and `end` less the loops closed in between. Where loops
+    /// are interlaced, so that there are several ways to take them apart, the one closed first along the line
+    /// counts. Empty for points and when the busy callback stops it.
+    QList<GisLoop> FindLoops(const Shapes::GisShape& shape) const;
+
+    /// A copy without the loops of less than the given area (square coordinate units) that hang on no larger
+    /// one. The place of a loop becomes a vertex if there is none; every other vertex stays as it is, bit for
+    /// bit. A copy when there is nothing to remove, also for a minArea of 0, negative or NaN; null when the
+    /// busy callback stops it.
+    std::unique_ptr<Shapes::GisShape> RemoveLoops(const Shapes::GisShape& shape, double minArea) const;
+
+    /// @}
+    /// @name Checking and fixing
+    /// @{
+
+    /// What is wrong with a shape, part by part; empty for a sound one, which GEOS then calls valid.
+    ///
+    /// Exact: the tolerance is not used, so that small shapes are judged like large ones. Nesting decides
+    /// what is a shell and what a hole, and rings may run either way round; but where a polygon's rings
+    /// disagree about the direction, readers that go by direction see something else, as the overlay by
+    /// painter path does. That is reported as HoleOutside and NestedShells, against the direction of the
+    /// largest ring. Shells may touch each other in points, and a ring in a hole is an island.
+    ///
+    /// A line may cross itself (see GetCrossings()). Parts with a NaN or infinite vertex are judged by their
+    /// other vertices. An empty shape has no problem, a part without a vertex too few. The list has at most a
+    /// thousand entries of each kind. Empty when the busy callback stops it.
+    QList<GisShapeProblem> CheckShape(const Shapes::GisShape& shape) const;
+
+    /// A sound shape of the same type with the same id and attributes: CheckShape() finds nothing in it.
+    ///
+    /// Vertices that are not finite, repeated vertices and spikes go, open rings are closed, parts with too
+    /// few vertices left are dropped (the result may be empty), holes are wound opposite to their shell.
+    /// Rings that still cross are taken apart by GEOS: each ring covers what it encloses, shells are joined,
+    /// holes taken out. A shape without a problem comes back unchanged, bit for bit. Attributes are never
+    /// touched. The shape is null when the busy callback stops it.
+    GisShapeFix FixShape(const Shapes::GisShape& shape) const;
+
+    /// @}
+    /// @name Splitting
+    ///
+    /// The pieces have the id and attributes of the shape and together are the shape. A vector without a
+    /// piece is returned for an empty shape and when the busy callback stops the work.
+    /// @{
+
+    /// The parts of a polyline cut at the places nearest to the given points, as polylines of one part each.
+    ///
+    /// A point cuts wherever the line passes it within the tolerance, at an existing vertex if one is that
+    /// near, else at a new one; points farther away and empty ones do nothing, nor do cuts at the ends. A
+    /// closed line stays cut at its first vertex. Parts of fewer than two vertices are left out. Points and
+    /// polygons come back as one copy.
+    std::vector<std::unique_ptr<Shapes::GisShape>>
+    SplitAtPoints(const Shapes::GisShape& line, const QList<Shapes::GisShapePoint>& points) const;
+
+    /// A polyline cut wherever GetCrossings() finds it to meet the boundary of the other shape, or a polygon
+    /// cut along a polyline.
+    ///
+    /// A polygon gives one polygon for each connected piece, holes kept; the areas sum to that of the
+    /// polygon. A shell that the line does not cut in two stays as it is, bit for bit: a line that ends
+    /// inside cuts nothing. A polygon with problems is fixed first, as by FixShape(). Points come back as one
+    /// copy.
+    std::vector<std::unique_ptr<Shapes::GisShape>> SplitByLine(const Shapes::GisShape& shape,
+                                                               const Shapes::GisShape& line) const;
+
+    /// A polyline cut wherever GetCrossings() finds it to meet itself. Points and polygons come back as one
+    /// copy.
+    std::vector<std::unique_ptr<Shapes::GisShape>> SplitAtSelfCrossings(const Shapes::GisShape& line) const;
+
+    /// @}
+    /// @name Buffers and hulls
+    /// @{
+
+    /// Everything within the distance of the shape, as a polygon with its id and attributes; with a negative
+    /// distance what of a polygon is farther than that from its boundary. By GEOS; holes are wound opposite
+    /// to their shell.
+    ///
+    /// A polygon without parts comes back for an empty shape, for points and lines at a distance of zero or
+    /// below, and when nothing is left; a polygon at distance 0 comes back valid. A one-sided buffer with a
+    /// negative distance lies on the other side. Vertices with a NaN are left out. Null when the busy
+    /// callback stops it. \throws std::invalid_argument "GisTopology::Buffer distance must be finite.",
+    /// "GisTopology::Buffer quadrantSegments must be 1 to 1000.", "GisTopology::Buffer mitreLimit must be at
+    /// least 1." \throws std::runtime_error "GisTopology::Buffer failed: ..." with what GEOS says, as for
+    /// infinite coordinates
+    std::unique_ptr<Shapes::GisShape> Buffer(const Shapes::GisShape& shape, double distance,
+                                             const GisBufferStyle& style = {}) const;
+
+    /// The smallest convex shape around all vertices: a polygon with one closed counterclockwise ring,
+    /// without the vertices that lie on its edges; a polyline of the two ends when all vertices lie on a
+    /// line; a point when there is one place; a polygon without parts when there is none.
+    ///
+    /// Exact: the tolerance is not used, and orientation is computed without rounding as long as products of
+    /// coordinates neither overflow nor underflow. Vertices that are NaN or infinite are left out. Id and
+    /// attributes are those of the shape. Null when the busy callback stops it. n log n by Andrew's monotone
+    /// chain (1979).
+    std::unique_ptr<Shapes::GisShape> ConvexHull(const Shapes::GisShape& shape) const;
+    /// Around both, with the id and attributes of a.
+    std::unique_ptr<Shapes::GisShape> ConvexHull(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Around all, with the id and attributes of the first. Null entries are skipped; the busy callback is
+    /// asked before each. A list without a shape gives a polygon without parts.
+    std::unique_ptr<Shapes::GisShape> ConvexHull(const QList<const Shapes::GisShape*>& shapes) const;
+
+    /// @}
+    /// @name Measures
+    ///
+    /// Polygons are areas, less their holes: nesting tells the two apart. That differs from the predicates,
+    /// to which a hole belongs to its polygon.
+    /// @{
+
+    /// How far apart two shapes are; 0 when they meet or one lies in the other, infinity when either is empty
+    /// or the busy callback stops it. Vertices that are not finite are left out with their segments.
+    double Distance(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+
+    /// The same, and a pair of points that far apart. The shapes themselves are compared, not with a
+    /// tolerance.
+    GisNearestPoints NearestPoints(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+
+    /// Of all lines, or round all rings, in coordinate units. 0 for points; NaN with a vertex that is not
+    /// finite.
+    static double Length(const Shapes::GisShape& shape);
+
+    /// In square coordinate units, never negative, whichever way rings run; 0 for points and lines. Computed
+    /// relative to each ring, so that small shapes far from the origin keep their digits. NaN with a vertex
+    /// that is not finite. Rings that cross give no meaningful area: fix the shape first.
+    static double Area(const Shapes::GisShape& shape);
+
+    /// Length in metres on the ellipsoid of the system. A projected system's coordinates are first taken to
+    /// its geographic system, vertex by vertex.
+    ///
+    /// Segments are geodesics, the shortest way on the ellipsoid. Longitudes may lie beyond 180 degrees and
+    /// mean what they mean on a plane: a segment from 170 to 190 crosses the antimeridian, one from 170 to
+    /// -170 goes round the other way. Segments of more than 90 degrees of longitude are cut into equal
+    /// pieces, straight in longitude and latitude. NaN with a vertex that is not finite or beyond a pole. By
+    /// C. Karney's algorithms for geodesics (2013), through PROJ. \throws std::runtime_error what
+    /// CoordinateTransformer throws for systems and points it cannot use
+    static double GeodesicLength(const Shapes::GisShape& shape,
+                                 const CoordinateSystems::CoordinateSystem& system);
+
+    /// Area in square metres on the ellipsoid, never negative; see GeodesicLength() for what edges are. A
+    /// polygon around a pole has to run along it, as on a map: from (-180, -90) to (180, -90). One across the
+    /// antimeridian is right with longitudes beyond 180 and when cut in two there.
+    static double GeodesicArea(const Shapes::GisShape& shape,
+                               const CoordinateSystems::CoordinateSystem& system);
+
+    /// A point of the shape that is not at its edge: inside a polygon and off its holes, halfway along the
+    /// longest part of a line, the point itself. Empty for an empty shape and for a polygon without area.
+    /// Vertices that are not finite are left out.
+    static Shapes::GisShapePoint PointOnSurface(const Shapes::GisShape& shape);
 
     /// @}
 
