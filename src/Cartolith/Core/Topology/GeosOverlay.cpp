@@ -133,9 +133,10 @@ GeometryPtr operandOf(const GisShape& shape) {
         const auto copy = withoutBadVertices(*polygon);
         return Serialization::Ogr::Internal::geometryOf(copy == nullptr ? *polygon : *copy);
     }
-    const auto* point = dynamic_cast<const GisShapePoint*>(&shape);
-    return Serialization::Ogr::Internal::geometryOf(point == nullptr || canOverlay(*point) ? shape
-                                                                                           : GisShapePoint());
+    if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape); point != nullptr && !canOverlay(*point)) {
+        return GeometryPtr(new OGRPoint());
+    }
+    return Serialization::Ogr::Internal::geometryOf(shape);
 }
 
 GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type) {
