@@ -117,7 +117,11 @@ GisOverlayCheck GisTopology::CheckOverlay(const GisShape& a, const GisShape& b, 
     QString doubt;
     const ScannedArea expected = expectedArea(scan, type);
     const double negligible = negligibleShare * std::max(check.areaOfA, check.areaOfB);
-    if (std::fabs(check.areaOfResult - expected.area) > expected.uncertainty + negligible) {
+    const double difference = std::fabs(check.areaOfResult - expected.area);
+    if (std::isnan(difference)) {
+        return check;
+    }
+    if (difference > expected.uncertainty + negligible) {
         doubt = QStringLiteral("the area of the result does not follow from those of the inputs");
     } else if (type == Type::Union && !liesWithin(allowed, outline.extent, margin)) {
         doubt = QStringLiteral("the result does not reach as far as the inputs");
