@@ -9,6 +9,8 @@
 #include <Cartolith/Core/Topology/GisCrossing.h>
 #include <Cartolith/Core/Topology/GisLoop.h>
 #include <Cartolith/Core/Topology/GisNearestPoints.h>
+#include <Cartolith/Core/Topology/GisOverlayCheck.h>
+#include <Cartolith/Core/Topology/GisOverlayEngine.h>
 #include <Cartolith/Core/Topology/GisShapeProblem.h>
 #include <Cartolith/Core/Topology/GisTopologyCombineType.h>
 
@@ -110,23 +112,119 @@ public:
 
     /// @}
     /// @name Overlay
+    ///
+    /// Results are new shapes that belong to the caller. Inputs are fixed by FixShape() first when
+    /// ForceShapeFixing() is set. Vertices with a NaN, an infinite coordinate or one beyond 1e100 are left out
+    /// of the overlay of two polygons, and by GEOS always. A null result means that the busy callback stopped
+    /// the work, and nothing else does; it is asked where many vertices make work long, between the steps of
+    /// the engine, which itself cannot be interrupted.
+    ///
+    /// **Trap.** The painter path reads rings by the winding rule: a hole is a hole only when it runs opposite
+    /// to its shell. It may return a hole that runs like its shell, and a further operation would fill that
+    /// in. Put a result through OrientRings() before it is an input again. GEOS reads rings by nesting and
+    /// returns holes wound opposite to their shell.
     /// @{
 
+    GisOverlayEngine OverlayEngine() const noexcept { return m_overlayEngine; }
+    void SetOverlayEngine(GisOverlayEngine engine) noexcept { m_overlayEngine = engine; }
+
+    /// With the painter path engine: a polygon result that CheckOverlay() does not find plausible is computed
+    /// again by GEOS, which reads rings by nesting. Off at first.
+    bool OverlayFallback() const noexcept { return m_overlayFallback; }
+    void SetOverlayFallback(bool fallback) noexcept { m_overlayFallback = fallback; }
+
+    /// A new shape of the same kind without geometry, id and attributes. For a class that is not one of the
+    /// library's, the kind is that of its shapeType(), a polygon if that is none.
     static std::unique_ptr<Shapes::GisShape> EmptyLike(const Shapes::GisShape& shape);
+    /// Geometry, id and attributes.
     static std::unique_ptr<Shapes::GisShape> CloneShape(const Shapes::GisShape& shape);
 
+    /// The operation of that number; EmptyLike(a) for any other.
+    ///
+    /// Both engines: the union with an empty shape is a copy of the other one. Two polygons give a polygon
+    /// with the id and attributes of a, without parts when the result has no area.
+    ///
+    /// What the painter path engine answers for other pairs is said at each operation. GEOS computes them,
+    /// the result has the id and attributes of a, and is like EmptyLike(a) with these when it is empty.
+    /// Because a shape is of one kind, the parts of the highest dimension are returned and lower ones are
+    /// dropped: of the union of a polygon and a point outside, the point; of two lines that share stretches
+    /// and cross elsewhere, the crossings. One point is a point; several are a polyline with a part of two
+    /// equal vertices for each, which extents, distances and predicates take for what they are, and GEOS
+    /// overlay too. A zero-length part beside others is lost there. Lines come back cut at their crossings.
+    /// Shapes of other classes than the library's are left to the painter path engine.
+    ///
+    /// \throws std::runtime_error "Overlay failed: ..." with GEOS's reason, when it refuses a shape also
+    /// after it was made valid. That an invalid shape is accepted does not make the result right: fix it.
     std::unique_ptr<Shapes::GisShape> Combine(const Shapes::GisShape& a, const Shapes::GisShape& b,
                                               GisTopologyCombineType type) const;
+
+    /// By painter path, in this order: of two polygons, the area of either; a copy of the one that contains
+    /// the other; of two polylines, the parts of both with the attributes of a, but no id; else the convex
+    /// hull of both.
     std::unique_ptr<Shapes::GisShape> Union(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+
+    /// By painter path, in this order: of two polygons, the area common to both; EmptyLike(a) for disjoint
+    /// shapes; a copy of the one that lies within the other; of two polylines, their crossings as one
+    /// point, or several as the one part of a polyline, with the id and attributes of a; else EmptyLike(a).
+    ///
+    /// Two axis-parallel rectangles (IsExtentRectanglePolygon()) whose common area is lost by the painter path,
+    /// as it is below some 1e-5 units, give the rectangle common to their extents, if it is wider and higher
+    /// than the tolerance.
     std::unique_ptr<Shapes::GisShape> Intersection(const Shapes::GisShape& a,
                                                    const Shapes::GisShape& b) const;
+
+    /// What of a is not in b. By painter path, in this order: of two polygons, that area, two axis-parallel
+    /// rectangles being told apart by DifferenceOfExtentRectangles() where the painter path finds nothing; a
+    /// copy of a for disjoint shapes; EmptyLike(a) when b contains or equals a; else a copy of a: a line is
+    /// not cut.
     std::unique_ptr<Shapes::GisShape> Difference(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+
+    /// What is in one of them only. By painter path: of two polygons, that area; else the union of the two
+    /// differences.
     std::unique_ptr<Shapes::GisShape> SymmetricalDifference(const Shapes::GisShape& a,
                                                             const Shapes::GisShape& b) const;
+
+    /// Each shape united in turn with the union of those before it. Null entries are skipped; without any
+    /// shape a polygon without parts. The busy callback is called with (i + 1, n) before entry i, and nowhere
+    /// else; stopped, the union so far is returned. Quadratic for many shapes: see CascadedUnion().
+    ///
+    /// The rings of the union so far are read again as they are, so the trap above applies.
     std::unique_ptr<Shapes::GisShape> UnionOnList(const QList<const Shapes::GisShape*>& shapes) const;
 
+    /// The union of many polygons by GEOS, whichever engine is set, neighbours first, so that the time is
+    /// about n log n. Id and attributes are those of the first shape; null entries are skipped, and without
+    /// any shape the result is a polygon without parts. Null when the busy callback stops it, which is asked
+    /// every few thousand vertices. \throws std::invalid_argument "CascadedUnion takes polygons only."
+    /// \throws std::runtime_error as Combine()
+    std::unique_ptr<Shapes::GisShape> CascadedUnion(const QList<const Shapes::GisShape*>& shapes) const;
+
+    /// Whether `result` can be what the operation gives for two polygons, at a fraction of its cost. Other
+    /// shapes are plausible without a measurement.
+    ///
+    /// Along some fifty horizontal lines, and one through each ring, the stretches of a and b are combined and
+    /// compared with those of the result. Between the lines the area of the result is compared with
+    /// what follows from the areas of a and b and the smallest of the pieces estimated along the lines;
+    /// where that, or the extent, casts doubt, GEOS decides. A plausible result may still have errors that
+    /// are small beside a and b; docs/overlay.md has detection rates. Inputs are read by the rule of the
+    /// engine that is set, the result by nesting. Linear in the vertices, apart from sorting along lines.
+    GisOverlayCheck CheckOverlay(const Shapes::GisShape& a, const Shapes::GisShape& b,
+                                 GisTopologyCombineType type, const Shapes::GisShape& result) const;
+
+    /// The same rings with holes opposite to their shell: shells run counterclockwise, each followed by its
+    /// holes, which run clockwise. Nesting tells them apart, the direction of the input does not matter.
+    /// Vertices that cannot be overlaid are left out; id and attributes are kept.
+    static std::unique_ptr<Shapes::GisShapePolygon> OrientRings(const Shapes::GisShapePolygon& polygon);
+
+    /// True for one ring, closed or not, of four corners that are those of its extent within the tolerance,
+    /// the extent being wider and higher than the tolerance.
     static bool IsExtentRectanglePolygon(const Shapes::GisShapePolygon& polygon, double tolerance);
+
+    /// One closed counterclockwise ring from the lower left corner; no part for the empty extent.
     static std::unique_ptr<Shapes::GisShape> PolygonFromExtent(const Shapes::GisExtent& extent);
+
+    /// a minus b as up to four rectangles with common edges: below, above, left and right of b. Strips not
+    /// wider than the tolerance are left out, and so is an overlap: then a comes back whole. No part when a
+    /// is empty.
     static std::unique_ptr<Shapes::GisShape>
     DifferenceOfExtentRectangles(const Shapes::GisExtent& a, const Shapes::GisExtent& b, double tolerance);
 
@@ -312,6 +410,8 @@ public:
 private:
     double m_tolerance = 1e-9;
     bool m_forceShapeFixing = false;
+    bool m_overlayFallback = false;
+    GisOverlayEngine m_overlayEngine = GisOverlayEngine::PainterPath;
     std::function<bool(int, int)> m_busyCallback;
     const Shapes::GisShape* m_relatePrepared = nullptr;
 };

@@ -1,0 +1,53 @@
+#include <Cartolith/Core/Serialization/RingsInternal.h>
+#include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Topology/BoundaryInternal.h>
+#include <Cartolith/Core/Topology/GisTopology.h>
+
+#include <algorithm>
+#include <cmath>
+
+namespace Cartolith::Core::Topology::Internal {
+
+using Shapes::GisShapePoint;
+
+Boundary::Boundary(const Shapes::GisShape& shape) {
+    const bool isPolygon = dynamic_cast<const Shapes::GisShapePolygon*>(&shape) != nullptr;
+    for (const QList<GisShapePoint>& part : GisTopology::BoundaryPartsOf(shape)) {
+        const bool isClosed = isPolygon || (part.size() > 2 && !Serialization::Internal::isOpen(part));
+        m_parts.push_back({isPolygon && part.size() > 1 ? Serialization::Internal::closedRing(part) : part,
+                           isClosed && part.size() > 1});
+    }
+    for (std::size_t i = 0; i < m_parts.size(); ++i) {
+        const QList<GisShapePoint>& vertices = m_parts[i].vertices;
+        const int count = m_parts[i].segmentCount();
+        for (int j = 0; j < count; ++j) {
+            const GisShapePoint& start = vertices[j];
+            const GisShapePoint& end = vertices[std::min<qsizetype>(j + 1, vertices.size() - 1)];
+            if (isFinite(start) && isFinite(end)) {
+                m_segments.push_back({&start, &end, static_cast<int>(i), j});
+            }
+        }
+    }
+}
+
+GisShapePoint Boundary::pointAt(const GisBoundaryPosition& at) const {
+    const QList<GisShapePoint>& vertices = partOf(at).vertices;
+    const GisShapePoint& start = vertices[at.segment];
+    if (at.fraction <= 0.0) {
+        return {start.x(), start.y()};
+    }
+    const GisShapePoint& end = vertices[std::min<qsizetype>(at.segment + 1, vertices.size() - 1)];
+    if (at.fraction >= 1.0) {
+        return {end.x(), end.y()};
+    }
+    return {start.x() + at.fraction * (end.x() - start.x()), start.y() + at.fraction * (end.y() - start.y())};
+}
+
+double fractionAlong(const GisShapePoint& p, const GisShapePoint& a, const GisShapePoint& b) noexcept {
+    const double dx = b.x() - a.x();
+    const double dy = b.y() - a.y();
+    const double t = ((p.x() - a.x()) * dx + (p.y() - a.y()) * dy) / (dx * dx + dy * dy);
+    return t > 0.0 ? std::min(t, 1.0) : 0.0; // 0 for the NaN of a segment too short to square
+}
+
+} // namespace Cartolith::Core::Topology::Internal

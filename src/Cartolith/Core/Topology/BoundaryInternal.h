@@ -1,0 +1,65 @@
+#pragma once
+
+#include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Topology/GisBoundaryPosition.h>
+
+#include <QList>
+
+#include <cmath>
+#include <cstddef>
+#include <tuple>
+#include <vector>
+
+namespace Cartolith::Core::Topology::Internal {
+
+struct BoundaryPart {
+    QList<Shapes::GisShapePoint> vertices; ///< of a ring with the first one repeated at the end
+    bool isClosed = false;                 ///< false for a point, too
+
+    /// A single vertex counts as a segment without length.
+    int segmentCount() const {
+        return static_cast<int>(vertices.size() > 1 ? vertices.size() - 1 : vertices.size());
+    }
+};
+
+struct BoundarySegment {
+    const Shapes::GisShapePoint* start;
+    const Shapes::GisShapePoint* end;
+    int part;
+    int index; ///< in its part
+};
+
+/// Lines, rings and points alike as a list of segments, rings closed. Shares the vertices of the shape.
+class Boundary {
+public:
+    explicit Boundary(const Shapes::GisShape& shape);
+    Boundary(const Boundary&) = delete;
+    Boundary& operator=(const Boundary&) = delete;
+
+    const std::vector<BoundaryPart>& parts() const noexcept { return m_parts; }
+    const BoundaryPart& partOf(const GisBoundaryPosition& at) const {
+        return m_parts[static_cast<std::size_t>(at.part)];
+    }
+    /// Those with finite coordinates, in order.
+    const std::vector<BoundarySegment>& segments() const noexcept { return m_segments; }
+    Shapes::GisShapePoint pointAt(const GisBoundaryPosition& at) const;
+
+private:
+    std::vector<BoundaryPart> m_parts;
+    std::vector<BoundarySegment> m_segments;
+};
+
+inline bool isFinite(const Shapes::GisShapePoint& p) {
+    return std::isfinite(p.x()) && std::isfinite(p.y());
+}
+
+inline bool isBefore(const GisBoundaryPosition& a, const GisBoundaryPosition& b) {
+    return std::tie(a.part, a.segment, a.fraction) < std::tie(b.part, b.segment, b.fraction);
+}
+
+/// How far along the segment from a to b the place nearest to p lies, 0 to 1.
+double fractionAlong(const Shapes::GisShapePoint& p, const Shapes::GisShapePoint& a,
+                     const Shapes::GisShapePoint& b) noexcept;
+
+} // namespace Cartolith::Core::Topology::Internal

@@ -1,0 +1,202 @@
+#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Topology/GeosOverlayInternal.h>
+#include <Cartolith/Core/Topology/PolygonPathInternal.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace Cartolith::Core::Topology::Internal {
+
+using Common::Internal::GdalErrorCapture;
+using Common::Internal::GeometryPtr;
+using Shapes::GisShape;
+using Shapes::GisShapePoint;
+using Shapes::GisShapePolygon;
+using Shapes::GisShapePolyline;
+
+namespace {
+
+/// A copy without the vertices that cannot be overlaid; null when there are none.
+template <typename Shape>
+std::unique_ptr<Shape> withoutBadVertices(const Shape& shape) {
+    const auto isBad = [](const GisShapePoint& vertex) { return !canOverlay(vertex); };
+    const auto hasBad = [&isBad](const auto& part) { return std::any_of(part.begin(), part.end(), isBad); };
+    if (!std::any_of(shape.parts().begin(), shape.parts().end(), hasBad)) {
+        return nullptr;
+    }
+    auto copy = std::make_unique<Shape>();
+    copy->parts() = shape.parts();
+    for (QList<GisShapePoint>& part : copy->parts()) {
+        part.removeIf(isBad);
+    }
+    return copy;
+}
+
+bool hasNoLength(const QList<GisShapePoint>& part) {
+    return std::all_of(part.begin(), part.end(), [&part](const GisShapePoint& vertex) {
+        return vertex.x() == part.constFirst().x() && vertex.y() == part.constFirst().y();
+    });
+}
+
+GeometryPtr pointsOf(const GisShapePolyline& line) {
+    auto points = std::make_unique<OGRMultiPoint>();
+    for (const QList<GisShapePoint>& part : line.parts()) {
+        if (!part.isEmpty()) {
+            const OGRPoint point(part.constFirst().x(), part.constFirst().y());
+            points->addGeometry(&point);
+        }
+    }
+    return GeometryPtr(points.release());
+}
+
+GeometryPtr lineOperandOf(const GisShapePolyline& line) {
+    const auto& parts = line.parts();
+    return !line.isEmpty() && std::all_of(parts.begin(), parts.end(), hasNoLength)
+               ? pointsOf(line)
+               : Serialization::Ogr::Internal::geometryOf(line);
+}
+
+/// The members of one dimension; a repaired geometry may bring others.
+GeometryPtr membersOf(GeometryPtr geometry, int dimension) {
+    if (wkbFlatten(geometry->getGeometryType()) != wkbGeometryCollection) {
+        return geometry;
+    }
+    std::vector<const OGRGeometry*> found;
+    for (const OGRGeometry* member : *geometry->toGeometryCollection()) {
+        if (member->getDimension() == dimension) {
+            found.push_back(member);
+        }
+    }
+    auto type = dimension == 2 ? wkbMultiPolygon : dimension == 1 ? wkbMultiLineString : wkbMultiPoint;
+    GeometryPtr result(OGRGeometryFactory::createGeometry(type));
+    OGRGeometryCollection& multi = *result->toGeometryCollection();
+    for (const OGRGeometry* member : found) {
+        if (OGR_GT_IsSubClassOf(wkbFlatten(member->getGeometryType()), wkbGeometryCollection)) {
+            for (const OGRGeometry* single : *member->toGeometryCollection()) {
+                multi.addGeometry(single);
+            }
+        } else {
+            multi.addGeometry(member);
+        }
+    }
+    return result;
+}
+
+GeometryPtr repaired(const OGRGeometry& geometry) {
+    GeometryPtr valid(geometry.MakeValid());
+    return valid == nullptr ? nullptr : membersOf(std::move(valid), geometry.getDimension());
+}
+
+[[noreturn]] void fail(const GdalErrorCapture& errors) {
+    const QString reason =
+        errors.message().isEmpty() ? QStringLiteral("no reason given") : errors.message();
+    throw std::runtime_error("Overlay failed: " + reason.toStdString());
+}
+
+GeometryPtr attempt(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type) {
+    switch (type) {
+    case GisTopologyCombineType::Intersection:
+        return GeometryPtr(a.Intersection(&b));
+    case GisTopologyCombineType::Difference:
+        return GeometryPtr(a.Difference(&b));
+    case GisTopologyCombineType::SymmetricalDifference:
+        return GeometryPtr(a.SymDifference(&b));
+    case GisTopologyCombineType::Union:
+        break;
+    }
+    return GeometryPtr(a.Union(&b));
+}
+
+void addPolygons(OGRMultiPolygon& all, GeometryPtr geometry) {
+    if (wkbFlatten(geometry->getGeometryType()) == wkbPolygon) {
+        all.addGeometryDirectly(geometry.release());
+    } else if (wkbFlatten(geometry->getGeometryType()) == wkbMultiPolygon) {
+        OGRMultiPolygon& members = *geometry->toMultiPolygon();
+        for (int i = members.getNumGeometries() - 1; i >= 0; --i) { // from the end, where nothing moves up
+            all.addGeometryDirectly(members.getGeometryRef(i));
+            members.removeGeometry(i, FALSE);
+        }
+    }
+}
+
+} // namespace
+
+GeometryPtr operandOf(const GisShape& shape) {
+    if (const auto* line = dynamic_cast<const GisShapePolyline*>(&shape)) {
+        const auto copy = withoutBadVertices(*line);
+        return lineOperandOf(copy == nullptr ? *line : *copy);
+    }
+    if (const auto* polygon = dynamic_cast<const GisShapePolygon*>(&shape)) {
+        const auto copy = withoutBadVertices(*polygon);
+        return Serialization::Ogr::Internal::geometryOf(copy == nullptr ? *polygon : *copy);
+    }
+    if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape); point != nullptr && !canOverlay(*point)) {
+        return GeometryPtr(new OGRPoint());
+    }
+    return Serialization::Ogr::Internal::geometryOf(shape);
+}
+
+GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type) {
+    GdalErrorCapture errors;
+    if (GeometryPtr result = attempt(a, b, type)) {
+        return result;
+    }
+    const GeometryPtr validA = repaired(a);
+    const GeometryPtr validB = repaired(b);
+    GeometryPtr result = validA && validB ? attempt(*validA, *validB, type) : nullptr;
+    if (result == nullptr) {
+        fail(errors);
+    }
+    return result;
+}
+
+GeometryPtr geosUnion(std::vector<GeometryPtr> polygons) {
+    GdalErrorCapture errors;
+    auto all = std::make_unique<OGRMultiPolygon>();
+    for (GeometryPtr& polygon : polygons) {
+        addPolygons(*all, std::move(polygon));
+    }
+    if (GeometryPtr result{all->UnionCascaded()}) {
+        return result;
+    }
+    auto valid = std::make_unique<OGRMultiPolygon>();
+    for (const OGRPolygon* polygon : *all) {
+        if (GeometryPtr one = repaired(*polygon)) {
+            addPolygons(*valid, std::move(one));
+        }
+    }
+    GeometryPtr result(valid->UnionCascaded());
+    if (result == nullptr) {
+        fail(errors);
+    }
+    return result;
+}
+
+std::unique_ptr<GisShape> overlayShapeOf(GeometryPtr geometry, bool areasOnly) {
+    if (geometry->IsEmpty()) {
+        return nullptr;
+    }
+    auto found = Serialization::Ogr::Internal::shapesOf(std::move(geometry));
+    if (!found.problem.isEmpty()) {
+        throw std::runtime_error("Overlay failed: the result has " + found.problem.toStdString());
+    }
+    std::unique_ptr<GisShape>& highest = found.shapes.back(); // points come first, the polygon last
+    const bool isArea = dynamic_cast<const GisShapePolygon*>(highest.get()) != nullptr;
+    if (areasOnly && !isArea) {
+        return nullptr;
+    }
+    if (found.shapes.size() == 1 || dynamic_cast<const GisShapePoint*>(highest.get()) == nullptr) {
+        return std::move(highest);
+    }
+    auto points = std::make_unique<GisShapePolyline>();
+    for (const auto& shape : found.shapes) {
+        const auto& point = static_cast<const GisShapePoint&>(*shape);
+        points->parts().append(QList<GisShapePoint>(2, GisShapePoint(point.x(), point.y())));
+    }
+    return points;
+}
+
+} // namespace Cartolith::Core::Topology::Internal

@@ -1,0 +1,29 @@
+#pragma once
+
+#include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Topology/GisTopologyCombineType.h>
+
+#include <memory>
+#include <vector>
+
+/// Overlay by GEOS, reached through OGR. What GEOS refuses is made valid and tried again;
+/// std::runtime_error with GEOS's reason when that does not help either.
+namespace Cartolith::Core::Topology::Internal {
+
+/// What GEOS can work with: vertices it cannot take are left out, and a line of parts without length, which
+/// is how overlay returns several points, is these points. Null for a class of shape that is not ours.
+Common::Internal::GeometryPtr operandOf(const Shapes::GisShape& shape);
+
+Common::Internal::GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b,
+                                          GisTopologyCombineType type);
+
+/// The union of polygons and multipolygons, by a tree of unions of neighbours.
+Common::Internal::GeometryPtr geosUnion(std::vector<Common::Internal::GeometryPtr> polygons);
+
+/// One shape for a result: its parts of the highest dimension, lower ones dropped, and only areas if those
+/// are asked for. Several points are a line with a part of two equal vertices for each. Without any part,
+/// null.
+std::unique_ptr<Shapes::GisShape> overlayShapeOf(Common::Internal::GeometryPtr geometry, bool areasOnly);
+
+} // namespace Cartolith::Core::Topology::Internal

@@ -1,0 +1,324 @@
+#include <Cartolith/Core/Topology/BoundaryInternal.h>
+#include <Cartolith/Core/Topology/BoxSweepInternal.h>
+#include <Cartolith/Core/Topology/GisTopology.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+
+namespace Cartolith::Core::Topology {
+
+using Internal::Boundary;
+using Internal::BoundaryPart;
+using Internal::BoundarySegment;
+using Internal::isBefore;
+using Shapes::GisExtent;
+using Shapes::GisShape;
+using Shapes::GisShapePoint;
+
+namespace {
+
+/// A part of one boundary that runs along the other.
+struct Stretch {
+    GisCrossing start;
+    GisCrossing end;
+};
+
+class CrossingFinder {
+public:
+    CrossingFinder(const Boundary& first, const Boundary& second, double tolerance)
+        : m_first(first), m_second(second), m_isSelf(&first == &second), m_tolerance(tolerance) {}
+
+    template <typename GoOn>
+    bool run(GoOn goOn) {
+        const std::vector<GisExtent> boxes = boxesOf(m_first);
+        return visitMeetingBoxes(
+            boxes, m_isSelf ? boxes : boxesOf(m_second),
+            [this](std::size_t i, std::size_t j) {
+                if (!m_isSelf || i < j) {
+                    meet(m_first.segments()[i], m_second.segments()[j]);
+                }
+            },
+            goOn);
+    }
+
+    QList<GisCrossing> result() {
+        mergeStretches();
+        QList<GisCrossing> crossings;
+        std::stable_sort(m_points.begin(), m_points.end(), comesBefore);
+        for (const GisCrossing& crossing : m_points) {
+            if (crossing.kind == GisCrossingKind::Crossing || !isOnStretch(crossing)) {
+                append(crossing, crossings);
+            }
+        }
+        joinOverFirstVertex();
+        for (const Stretch& stretch : m_stretches) {
+            crossings.append(stretch.start);
+            crossings.append(stretch.end);
+        }
+        std::stable_sort(crossings.begin(), crossings.end(), comesBefore);
+        return crossings;
+    }
+
+private:
+    static bool comesBefore(const GisCrossing& a, const GisCrossing& b) {
+        return isBefore(a.position, b.position) ||
+               (!isBefore(b.position, a.position) && isBefore(a.other, b.other));
+    }
+
+    /// Widened by as much as the test of two segments forgives, which is a part of their length.
+    std::vector<GisExtent> boxesOf(const Boundary& boundary) const {
+        std::vector<GisExtent> boxes;
+        boxes.reserve(boundary.segments().size());
+        for (const BoundarySegment& segment : boundary.segments()) {
+            const GisExtent box(segment.start->x(), segment.start->y(), segment.end->x(), segment.end->y());
+            const double margin = m_tolerance * (1.0 + box.width() + box.height());
+            boxes.push_back(box.inflate(margin, margin));
+        }
+        return boxes;
+    }
+
+    bool same(const GisShapePoint& a, const GisShapePoint& b) const {
+        return GisTopology::SamePoint(a, b, m_tolerance);
+    }
+
+    GisBoundaryPosition positionOn(const Boundary& boundary, const BoundarySegment& segment,
+                                   const GisShapePoint& p) const {
+        GisBoundaryPosition at{segment.part, segment.index,
+                               Internal::fractionAlong(p, *segment.start, *segment.end)};
+        if (same(p, *segment.start)) {
+            at.fraction = 0.0;
+        } else if (same(p, *segment.end)) {
+            at.fraction = 1.0;
+            if (segment.index + 1 < boundary.partOf(at).segmentCount()) {
+                ++at.segment;
+                at.fraction = 0.0;
+            }
+        }
+        return at;
+    }
+
+    /// The end of a ring is its start.
+    static void wrap(const Boundary& boundary, GisBoundaryPosition& at) {
+        if (at.fraction == 1.0 && boundary.partOf(at).isClosed) {
+            at.segment = 0;
+            at.fraction = 0.0;
+        }
+    }
+
+    GisCrossing crossingAt(const BoundarySegment& a, const BoundarySegment& b, const GisShapePoint& p,
+                           GisCrossingKind kind) const {
+        GisCrossing crossing{{p.x(), p.y()}, kind, positionOn(m_first, a, p), positionOn(m_second, b, p)};
+        for (const GisShapePoint* vertex : {a.start, a.end, b.start, b.end}) {
+            if (same(p, *vertex)) {
+                crossing.point = GisShapePoint(vertex->x(), vertex->y());
+                break;
+            }
+        }
+        return crossing;
+    }
+
+    bool isAtEnd(const Boundary& boundary, const BoundarySegment& segment, const GisShapePoint& p) const {
+        const BoundaryPart& part = boundary.parts()[static_cast<std::size_t>(segment.part)];
+        return !part.isClosed && ((segment.index == 0 && same(p, *segment.start)) ||
+                                  (segment.index + 1 == part.segmentCount() && same(p, *segment.end)));
+    }
+
+    void meet(const BoundarySegment& a, const BoundarySegment& b) {
+        GisShapePoint p;
+        if (!GisTopology::SegmentIntersectionPoint(*a.start, *a.end, *b.start, *b.end, m_tolerance, &p) ||
+            meetAlong(a, b)) {
+            return;
+        }
+        const auto atVertex = [&](const BoundarySegment& segment) {
+            return same(p, *segment.start) || same(p, *segment.end);
+        };
+        GisCrossing crossing = crossingAt(a, b, p, GisCrossingKind::Crossing);
+        if (isAtEnd(m_first, a, p) || isAtEnd(m_second, b, p)) {
+            crossing.kind = GisCrossingKind::EndTouch;
+        } else if (atVertex(a) || atVertex(b)) {
+            crossing.kind = GisCrossingKind::Vertex;
+        }
+        wrap(m_first, crossing.position);
+        wrap(m_second, crossing.other);
+        if (m_isSelf && isSamePassage(m_first, crossing.position, crossing.other, p)) {
+            return; // neighbours share a vertex
+        }
+        if (m_isSelf && isBefore(crossing.other, crossing.position)) {
+            std::swap(crossing.position, crossing.other);
+        }
+        m_points.push_back(crossing);
+    }
+
+    /// True when the segments run along each other for more than a point.
+    bool meetAlong(const BoundarySegment& a, const BoundarySegment& b) {
+        const double cross = (a.end->x() - a.start->x()) * (b.end->y() - b.start->y()) -
+                             (a.end->y() - a.start->y()) * (b.end->x() - b.start->x());
+        if (std::fabs(cross) > m_tolerance) {
+            return false;
+        }
+        const GisShapePoint* from = nullptr;
+        const GisShapePoint* to = nullptr;
+        double low = 2.0;
+        double high = -1.0;
+        const auto take = [&](const GisShapePoint& p, double fraction) {
+            if (fraction < low) {
+                low = fraction;
+                from = &p;
+            }
+            if (fraction > high) {
+                high = fraction;
+                to = &p;
+            }
+        };
+        for (const auto& [p, fraction] : {std::pair(a.start, 0.0), std::pair(a.end, 1.0)}) {
+            if (GisTopology::PointOnSegment(*p, *b.start, *b.end, m_tolerance)) {
+                take(*p, fraction);
+            }
+        }
+        for (const GisShapePoint* p : {b.start, b.end}) {
+            if (GisTopology::PointOnSegment(*p, *a.start, *a.end, m_tolerance)) {
+                take(*p, Internal::fractionAlong(*p, *a.start, *a.end));
+            }
+        }
+        if (from == nullptr || same(*from, *to)) {
+            return false;
+        }
+        m_stretches.push_back({crossingAt(a, b, *from, GisCrossingKind::OverlapStart),
+                               crossingAt(a, b, *to, GisCrossingKind::OverlapEnd)});
+        return true;
+    }
+
+    /// True when the boundary does not leave the place between the two positions.
+    bool isSamePassage(const Boundary& boundary, const GisBoundaryPosition& a, const GisBoundaryPosition& b,
+                       const GisShapePoint& place) const {
+        if (a.part != b.part) {
+            return false;
+        }
+        const BoundaryPart& part = boundary.partOf(a);
+        const auto stays = [&](int from, int to) {
+            for (int i = from; i <= to; ++i) {
+                if (!same(part.vertices[i], place)) {
+                    return false;
+                }
+            }
+            return true;
+        };
+        const auto& [low, high] = std::minmax(a, b, isBefore);
+        return stays(low.segment + 1, high.segment) ||
+               (part.isClosed && stays(high.segment + 1, part.segmentCount()) && stays(1, low.segment));
+    }
+
+    bool isOneMeeting(const GisCrossing& a, const GisCrossing& b) const {
+        return same(a.point, b.point) && isSamePassage(m_first, a.position, b.position, a.point) &&
+               (!m_isSelf || isSamePassage(m_first, a.other, b.other, a.point));
+    }
+
+    /// Unless it is the same meeting as one before.
+    void append(const GisCrossing& crossing, QList<GisCrossing>& crossings) const {
+        for (qsizetype i = crossings.size() - 1; i >= 0 && same(crossings[i].point, crossing.point); --i) {
+            if (isOneMeeting(crossings[i], crossing)) {
+                crossings[i].kind = std::max(crossings[i].kind, crossing.kind);
+                return;
+            }
+        }
+        if (m_first.partOf(crossing.position).isClosed) { // it may be the first one, met again over the start
+            const auto first = std::find_if(crossings.begin(), crossings.end(), [&](const auto& other) {
+                return other.position.part == crossing.position.part;
+            });
+            if (first != crossings.end() && isOneMeeting(*first, crossing)) {
+                return;
+            }
+        }
+        crossings.append(crossing);
+    }
+
+    void mergeStretches() {
+        std::sort(m_stretches.begin(), m_stretches.end(),
+                  [](const Stretch& a, const Stretch& b) { return comesBefore(a.start, b.start); });
+        std::size_t kept = 0;
+        for (const Stretch& next : m_stretches) {
+            if (kept > 0) {
+                GisCrossing& end = m_stretches[kept - 1].end;
+                if (next.start.position.part == end.position.part &&
+                    (!isBefore(end.position, next.start.position) ||
+                     (same(end.point, next.start.point) &&
+                      isSamePassage(m_first, end.position, next.start.position, end.point)))) {
+                    if (isBefore(end.position, next.end.position)) {
+                        end = next.end;
+                    }
+                    continue;
+                }
+            }
+            m_stretches[kept++] = Stretch(next);
+        }
+        m_stretches.resize(kept);
+    }
+
+    bool isOnStretch(const GisCrossing& crossing) const {
+        const auto touches = [&](const Stretch& stretch) {
+            const auto isAt = [&](const GisCrossing& end) {
+                return same(end.point, crossing.point) &&
+                       isSamePassage(m_first, end.position, crossing.position, end.point);
+            };
+            return stretch.start.position.part == crossing.position.part &&
+                   ((!isBefore(crossing.position, stretch.start.position) &&
+                     !isBefore(stretch.end.position, crossing.position)) ||
+                    isAt(stretch.start) || isAt(stretch.end));
+        };
+        const auto after = std::upper_bound(
+            m_stretches.begin(), m_stretches.end(), crossing.position,
+            [](const GisBoundaryPosition& at, const Stretch& s) { return isBefore(at, s.start.position); });
+        const auto ofNextPart =
+            std::lower_bound(after, m_stretches.end(), crossing.position.part,
+                             [](const Stretch& s, int part) { return s.start.position.part <= part; });
+        return (after != m_stretches.end() && touches(*after)) ||
+               (after != m_stretches.begin() && touches(*std::prev(after))) ||
+               (ofNextPart != m_stretches.begin() && touches(*std::prev(ofNextPart)));
+    }
+
+    /// A stretch that ends with a ring goes on with the one that starts it.
+    void joinOverFirstVertex() {
+        for (std::size_t first = 0; first < m_stretches.size(); ++first) {
+            std::size_t last = first;
+            const int part = m_stretches[first].start.position.part;
+            while (last + 1 < m_stretches.size() && m_stretches[last + 1].start.position.part == part) {
+                ++last;
+            }
+            const GisBoundaryPosition& start = m_stretches[first].start.position;
+            if (last > first && m_first.partOf(start).isClosed && start.segment == 0 &&
+                start.fraction == 0.0 && m_stretches[last].end.position.fraction == 1.0) {
+                m_stretches[first].start = m_stretches[last].start;
+                m_stretches.erase(m_stretches.begin() + static_cast<std::ptrdiff_t>(last));
+                --last;
+            }
+            first = last;
+        }
+    }
+
+    const Boundary& m_first;
+    const Boundary& m_second;
+    bool m_isSelf;
+    double m_tolerance;
+    std::vector<GisCrossing> m_points;
+    std::vector<Stretch> m_stretches;
+};
+
+} // namespace
+
+QList<GisCrossing> GisTopology::GetCrossings(const GisShape& a, const GisShape& b) const {
+    const Boundary first(a);
+    const Boundary second(b);
+    CrossingFinder finder(first, second, m_tolerance);
+    const bool done = finder.run([this](int current, int total) { return reportBusy(current, total); });
+    return done ? finder.result() : QList<GisCrossing>();
+}
+
+QList<GisCrossing> GisTopology::GetCrossings(const GisShape& shape) const {
+    const Boundary boundary(shape);
+    CrossingFinder finder(boundary, boundary, m_tolerance);
+    const bool done = finder.run([this](int current, int total) { return reportBusy(current, total); });
+    return done ? finder.result() : QList<GisCrossing>();
+}
+
+} // namespace Cartolith::Core::Topology
