@@ -32,7 +32,7 @@ public:
     template <typename GoOn>
     bool run(GoOn goOn) {
         const std::vector<GisExtent> boxes = boxesOf(m_first);
-        return visitMeetingBoxes(
+        return Internal::visitMeetingBoxes(
             boxes, m_isSelf ? boxes : boxesOf(m_second),
             [this](std::size_t i, std::size_t j) {
                 if (!m_isSelf || i < j) {
@@ -222,7 +222,9 @@ private:
                 return;
             }
         }
-        if (m_first.partOf(crossing.position).isClosed) { // it may be the first one, met again over the start
+        const BoundaryPart& part = m_first.partOf(crossing.position);
+        if (part.isClosed && same(part.vertices.constFirst(), crossing.point)) {
+            // It may be the first one, met again over the start.
             const auto first = std::find_if(crossings.begin(), crossings.end(), [&](const auto& other) {
                 return other.position.part == crossing.position.part;
             });
