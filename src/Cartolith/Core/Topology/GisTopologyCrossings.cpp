@@ -1,6 +1,6 @@
-#include <Cartolith/Core/Topology/BoundaryInternal.h>
 #include <Cartolith/Core/Topology/BoxSweepInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Core/Topology/SegmentListInternal.h>
 
 #include <algorithm>
 #include <array>
@@ -8,10 +8,10 @@
 
 namespace Cartolith::Core::Topology {
 
-using Internal::Boundary;
-using Internal::BoundaryPart;
-using Internal::BoundarySegment;
 using Internal::isBefore;
+using Internal::Segment;
+using Internal::SegmentList;
+using Internal::SegmentPart;
 using Shapes::GisExtent;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
@@ -26,13 +26,13 @@ struct Stretch {
 
 class CrossingFinder {
 public:
-    CrossingFinder(const Boundary& first, const Boundary& second, double tolerance)
+    CrossingFinder(const SegmentList& first, const SegmentList& second, double tolerance)
         : m_first(first), m_second(second), m_isSelf(&first == &second), m_tolerance(tolerance) {}
 
     template <typename GoOn>
     bool run(GoOn goOn) {
         const std::vector<GisExtent> boxes = boxesOf(m_first);
-        return visitMeetingBoxes(
+        return Internal::visitMeetingBoxes(
             boxes, m_isSelf ? boxes : boxesOf(m_second),
             [this](std::size_t i, std::size_t j) {
                 if (!m_isSelf || i < j) {
@@ -67,10 +67,10 @@ private:
     }
 
     /// Widened by as much as the test of two segments forgives, which is a part of their length.
-    std::vector<GisExtent> boxesOf(const Boundary& boundary) const {
+    std::vector<GisExtent> boxesOf(const SegmentList& boundary) const {
         std::vector<GisExtent> boxes;
         boxes.reserve(boundary.segments().size());
-        for (const BoundarySegment& segment : boundary.segments()) {
+        for (const Segment& segment : boundary.segments()) {
             const GisExtent box(segment.start->x(), segment.start->y(), segment.end->x(), segment.end->y());
             const double margin = m_tolerance * (1.0 + box.width() + box.height());
             boxes.push_back(box.inflate(margin, margin));
@@ -82,7 +82,7 @@ private:
         return GisTopology::SamePoint(a, b, m_tolerance);
     }
 
-    GisBoundaryPosition positionOn(const Boundary& boundary, const BoundarySegment& segment,
+    GisBoundaryPosition positionOn(const SegmentList& boundary, const Segment& segment,
                                    const GisShapePoint& p) const {
         GisBoundaryPosition at{segment.part, segment.index,
                                Internal::fractionAlong(p, *segment.start, *segment.end)};
@@ -99,14 +99,14 @@ private:
     }
 
     /// The end of a ring is its start.
-    static void wrap(const Boundary& boundary, GisBoundaryPosition& at) {
+    static void wrap(const SegmentList& boundary, GisBoundaryPosition& at) {
         if (at.fraction == 1.0 && boundary.partOf(at).isClosed) {
             at.segment = 0;
             at.fraction = 0.0;
         }
     }
 
-    GisCrossing crossingAt(const BoundarySegment& a, const BoundarySegment& b, const GisShapePoint& p,
+    GisCrossing crossingAt(const Segment& a, const Segment& b, const GisShapePoint& p,
                            GisCrossingKind kind) const {
         GisCrossing crossing{{p.x(), p.y()}, kind, positionOn(m_first, a, p), positionOn(m_second, b, p)};
         for (const GisShapePoint* vertex : {a.start, a.end, b.start, b.end}) {
@@ -118,19 +118,19 @@ private:
         return crossing;
     }
 
-    bool isAtEnd(const Boundary& boundary, const BoundarySegment& segment, const GisShapePoint& p) const {
-        const BoundaryPart& part = boundary.parts()[static_cast<std::size_t>(segment.part)];
+    bool isAtEnd(const SegmentList& boundary, const Segment& segment, const GisShapePoint& p) const {
+        const SegmentPart& part = boundary.parts()[static_cast<std::size_t>(segment.part)];
         return !part.isClosed && ((segment.index == 0 && same(p, *segment.start)) ||
                                   (segment.index + 1 == part.segmentCount() && same(p, *segment.end)));
     }
 
-    void meet(const BoundarySegment& a, const BoundarySegment& b) {
+    void meet(const Segment& a, const Segment& b) {
         GisShapePoint p;
         if (!GisTopology::SegmentIntersectionPoint(*a.start, *a.end, *b.start, *b.end, m_tolerance, &p) ||
             meetAlong(a, b)) {
             return;
         }
-        const auto atVertex = [&](const BoundarySegment& segment) {
+        const auto atVertex = [&](const Segment& segment) {
             return same(p, *segment.start) || same(p, *segment.end);
         };
         GisCrossing crossing = crossingAt(a, b, p, GisCrossingKind::Crossing);
@@ -151,7 +151,7 @@ private:
     }
 
     /// True when the segments run along each other for more than a point.
-    bool meetAlong(const BoundarySegment& a, const BoundarySegment& b) {
+    bool meetAlong(const Segment& a, const Segment& b) {
         const double cross = (a.end->x() - a.start->x()) * (b.end->y() - b.start->y()) -
                              (a.end->y() - a.start->y()) * (b.end->x() - b.start->x());
         if (std::fabs(cross) > m_tolerance) {
@@ -190,12 +190,12 @@ private:
     }
 
     /// True when the boundary does not leave the place between the two positions.
-    bool isSamePassage(const Boundary& boundary, const GisBoundaryPosition& a, const GisBoundaryPosition& b,
-                       const GisShapePoint& place) const {
+    bool isSamePassage(const SegmentList& boundary, const GisBoundaryPosition& a,
+                       const GisBoundaryPosition& b, const GisShapePoint& place) const {
         if (a.part != b.part) {
             return false;
         }
-        const BoundaryPart& part = boundary.partOf(a);
+        const SegmentPart& part = boundary.partOf(a);
         const auto stays = [&](int from, int to) {
             for (int i = from; i <= to; ++i) {
                 if (!same(part.vertices[i], place)) {
@@ -222,7 +222,9 @@ private:
                 return;
             }
         }
-        if (m_first.partOf(crossing.position).isClosed) { // it may be the first one, met again over the start
+        const SegmentPart& part = m_first.partOf(crossing.position);
+        if (part.isClosed && same(part.vertices.constFirst(), crossing.point)) {
+            // It may be the first one, met again over the start.
             const auto first = std::find_if(crossings.begin(), crossings.end(), [&](const auto& other) {
                 return other.position.part == crossing.position.part;
             });
@@ -296,8 +298,8 @@ private:
         }
     }
 
-    const Boundary& m_first;
-    const Boundary& m_second;
+    const SegmentList& m_first;
+    const SegmentList& m_second;
     bool m_isSelf;
     double m_tolerance;
     std::vector<GisCrossing> m_points;
@@ -307,15 +309,15 @@ private:
 } // namespace
 
 QList<GisCrossing> GisTopology::GetCrossings(const GisShape& a, const GisShape& b) const {
-    const Boundary first(a);
-    const Boundary second(b);
+    const SegmentList first(a);
+    const SegmentList second(b);
     CrossingFinder finder(first, second, m_tolerance);
     const bool done = finder.run([this](int current, int total) { return reportBusy(current, total); });
     return done ? finder.result() : QList<GisCrossing>();
 }
 
 QList<GisCrossing> GisTopology::GetCrossings(const GisShape& shape) const {
-    const Boundary boundary(shape);
+    const SegmentList boundary(shape);
     CrossingFinder finder(boundary, boundary, m_tolerance);
     const bool done = finder.run([this](int current, int total) { return reportBusy(current, total); });
     return done ? finder.result() : QList<GisCrossing>();

@@ -20,6 +20,7 @@ using Type = GisTopologyCombineType;
 namespace {
 
 constexpr double negligibleShare = 1e-6; ///< of the larger input's area
+constexpr double certainShare = 1e-5;
 
 /// The area of the result, from those of a and b and one of the three pieces that a line can measure: the
 /// piece that is known best. Of neighbours that is what they have in common, which is nothing.
@@ -65,6 +66,14 @@ bool liesWithin(const GisExtent& inner, const GisExtent& outer, double margin) {
                                inner.xMax() <= outer.xMax() + margin && inner.yMax() <= outer.yMax() + margin);
 }
 
+double areaByNesting(const GisShapePolygon& polygon) {
+    double sum = 0.0;
+    for (const Outline::Ring& ring : Internal::outlineOf(*GisTopology::OrientRings(polygon)).rings) {
+        sum += ring.area;
+    }
+    return sum;
+}
+
 /// NaN when GEOS cannot tell.
 double areaByGeos(const GisShape& a, const GisShape& b, Type type) {
     try {
@@ -86,23 +95,14 @@ GisOverlayCheck GisTopology::CheckOverlay(const GisShape& a, const GisShape& b, 
     if (polygonA == nullptr || polygonB == nullptr) {
         return check;
     }
-    const auto fail = [&check](const QString& problem) {
-        check.plausible = false;
-        check.problem = problem;
-        return check;
-    };
     if (polygon == nullptr) {
-        return fail(QStringLiteral("the result is no polygon"));
+        check.plausible = false;
+        check.problem = QStringLiteral("the result is no polygon");
+        return check;
     }
     const Outline outlineA = Internal::outlineOf(*polygonA);
     const Outline outlineB = Internal::outlineOf(*polygonB);
     const Outline outline = Internal::outlineOf(*polygon);
-    const double margin = 1e-9 * std::max(outlineA.reach, outlineB.reach);
-    const GisExtent allowed = allowedExtent(outlineA.extent, outlineB.extent, type);
-    if (!liesWithin(outline.extent, allowed, margin)) {
-        return fail(QStringLiteral("the result reaches beyond the extent it can have"));
-    }
-
     const OverlayScan scan =
         Internal::scanOverlay(outlineA, outlineB, outline, type,
                               m_overlayEngine == GisOverlayEngine::Geos ? Internal::RingReading::Nesting
@@ -110,27 +110,35 @@ GisOverlayCheck GisTopology::CheckOverlay(const GisShape& a, const GisShape& b, 
     check.areaOfA = scan.areas[0];
     check.areaOfB = scan.areas[1];
     check.areaOfResult = scan.areas[2];
-    if (!std::isnan(scan.mismatchAt)) {
-        return fail(QStringLiteral("the result is wrong along y = %1").arg(scan.mismatchAt, 0, 'g', 17));
-    }
 
-    QString doubt;
+    const double larger = scan.both.area + std::max(scan.onlyA.area, scan.onlyB.area);
     const ScannedArea expected = expectedArea(scan, type);
-    const double negligible = negligibleShare * std::max(check.areaOfA, check.areaOfB);
-    const double difference = std::fabs(check.areaOfResult - expected.area);
-    if (std::isnan(difference)) {
+    const GisExtent allowed = allowedExtent(outlineA.extent, outlineB.extent, type);
+    const double margin = 1e-9 * std::max(outlineA.reach, outlineB.reach);
+    if (scan.suspectArea > negligibleShare / 2 * larger) {
+        check.problem = QStringLiteral("the result is wrong along y = %1").arg(scan.worstAt, 0, 'g', 17);
+    } else if (std::fabs(check.areaOfResult - expected.area) >
+               expected.uncertainty + negligibleShare * larger) {
+        check.problem = QStringLiteral("the area of the result does not follow from those of the inputs");
+    } else if (!liesWithin(outline.extent, allowed, margin)) {
+        check.problem = QStringLiteral("the result reaches beyond the extent it can have");
+    } else if (type == Type::Union && !liesWithin(allowed, outline.extent, margin)) {
+        check.problem = QStringLiteral("the result does not reach as far as the inputs");
+    }
+    if (check.problem.isEmpty()) {
         return check;
     }
-    if (difference > expected.uncertainty + negligible) {
-        doubt = QStringLiteral("the area of the result does not follow from those of the inputs");
-    } else if (type == Type::Union && !liesWithin(allowed, outline.extent, margin)) {
-        doubt = QStringLiteral("the result does not reach as far as the inputs");
+    check.plausible = false;
+    if (scan.wrongArea > certainShare * larger) {
+        return check;
     }
-    if (!doubt.isEmpty()) {
-        const double area = areaByGeos(a, b, type);
-        if (!(std::fabs(check.areaOfResult - area) <= negligible)) {
-            return fail(doubt);
-        }
+    // Slivers and common edges of rings can look like this, too. GEOS reads rings by nesting: where a and b
+    // may have to be read otherwise, its answer is to another question, and the little that is wrong passes.
+    check.areaOfResult = areaByNesting(*polygon);
+    const bool canAsk = !std::isnan(check.areaOfA) && !std::isnan(check.areaOfB);
+    if (!canAsk || std::fabs(check.areaOfResult - areaByGeos(a, b, type)) <= negligibleShare * larger) {
+        check.plausible = true;
+        check.problem.clear();
     }
     return check;
 }

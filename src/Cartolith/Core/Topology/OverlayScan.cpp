@@ -21,11 +21,10 @@ constexpr std::size_t noRing = static_cast<std::size_t>(-1);
 
 struct Line {
     double y;
-    double height;    ///< of the strip it stands for; 0 for a line through a ring
+    double height;    ///< of the strip or ring it stands for
     int outline;      ///< of the ring it was laid through
     std::size_t ring; ///< noRing for a line of a strip
     std::size_t crossings = 0;
-    double slack = 0.0; ///< how far its crossings may move, for an edge that moves by 1
 };
 
 struct Crossing {
@@ -65,8 +64,8 @@ public:
         : m_outlines{&a, &b, &result}, m_type(type), m_reading(reading) {
         for (std::size_t i = 0; i < 3; ++i) {
             m_signs[i].assign(m_outlines[i]->rings.size(), 0);
-            m_noise = std::max(m_noise, m_outlines[i]->reach * 1e-11);
         }
+        m_negligible = 1e-6 * a.extent.expand(b.extent).width();
     }
 
     OverlayScan run() {
@@ -129,7 +128,8 @@ private:
         for (int i = 0; m_ringsAreKnown && i < 3; ++i) {
             const auto& all = m_outlines[static_cast<std::size_t>(i)]->rings;
             for (std::size_t r = 0; all.size() > 1 && r < all.size(); ++r) {
-                m_lines.push_back({all[r].low + 0.4871 * (all[r].high - all[r].low), 0.0, i, r});
+                const double height = all[r].high - all[r].low;
+                m_lines.push_back({all[r].low + 0.4871 * height, height, i, r});
             }
         }
     }
@@ -173,7 +173,6 @@ private:
                     return;
                 }
                 const double slope = (outline.x[to] - outline.x[from]) / (outline.y[to] - outline.y[from]);
-                m_lines[line].slack += 1.0 + std::fabs(slope);
                 m_crossings[next[line - begin]++] = {
                     outline.x[from] + (m_lines[line].y - outline.y[from]) * slope, static_cast<quint32>(ring),
                     static_cast<qint8>(which), static_cast<qint8>(outline.y[to] > outline.y[from] ? 1 : -1)};
@@ -193,19 +192,16 @@ private:
     }
 
     void measure(const Line& line, const Crossing* crossings, std::size_t count) {
-        const double negligible = m_noise * line.slack;
         std::array<int, 3> winding{};
         double both = 0.0;
         double onlyA = 0.0;
         double onlyB = 0.0;
         double mismatch = 0.0;
+        bool isInRing = false; // that the line was laid through
         for (std::size_t i = 0; i < count; ++i) {
-            const auto which = static_cast<std::size_t>(crossings[i].outline);
-            qint8& sign = m_signs[which][crossings[i].ring];
-            if (line.ring == crossings[i].ring && line.outline == crossings[i].outline && sign == 0) {
-                sign = (winding[which] & 1) != 0 ? -1 : 1;
-            }
-            winding[which] += crossings[i].direction;
+            winding[static_cast<std::size_t>(crossings[i].outline)] += crossings[i].direction;
+            isInRing = isInRing ||
+                       (line.ring == crossings[i].ring && line.outline == static_cast<int>(crossings[i].outline));
             const double length = i + 1 < count ? crossings[i + 1].x - crossings[i].x : 0.0;
             const bool inA = isInInput(winding[0]);
             const bool inB = isInInput(winding[1]);
@@ -213,18 +209,33 @@ private:
             if (isInside(m_type, inA, inB) != ((winding[2] & 1) != 0)) {
                 mismatch += length;
             }
-            for (std::size_t k = 0; length > negligible && k < 2; ++k) {
-                m_lowest[k] = std::min(m_lowest[k], winding[k]);
-                m_highest[k] = std::max(m_highest[k], winding[k]);
+            if (length > m_negligible) {
+                note(line, isInRing, winding);
             }
         }
-        if (!(mismatch <= 1e-6 * (both + onlyA + onlyB) + negligible)) {
-            m_scan.mismatchAt = line.y;
+        m_scan.suspectArea += mismatch * line.height;
+        if (mismatch > m_worst) {
+            m_worst = mismatch;
+            m_scan.worstAt = line.y;
         }
-        if (line.height > 0.0) {
+        if (line.ring == noRing) {
+            m_scan.wrongArea += mismatch * line.height;
             add(m_scan.both, m_last[0], both, line.height);
             add(m_scan.onlyA, m_last[1], onlyA, line.height);
             add(m_scan.onlyB, m_last[2], onlyB, line.height);
+        }
+    }
+
+    /// What a piece of noticeable length says about the rings: where the line enters the ring it was laid
+    /// through, it enters the area or leaves it.
+    void note(const Line& line, bool isInRing, const std::array<int, 3>& winding) {
+        const auto outline = static_cast<std::size_t>(line.outline);
+        if (isInRing && m_signs[outline][line.ring] == 0) {
+            m_signs[outline][line.ring] = (winding[outline] & 1) != 0 ? 1 : -1;
+        }
+        for (std::size_t k = 0; k < 2; ++k) {
+            m_lowest[k] = std::min(m_lowest[k], winding[k]);
+            m_highest[k] = std::max(m_highest[k], winding[k]);
         }
     }
 
@@ -255,12 +266,13 @@ private:
     std::array<const Outline*, 3> m_outlines;
     Type m_type;
     RingReading m_reading;
-    double m_noise = 0.0; ///< what the engines may move a vertex by
+    double m_negligible; ///< of lengths; NaN when there is no input
     bool m_ringsAreKnown = false;
     std::vector<Line> m_lines;
     std::vector<Crossing> m_crossings;
     std::array<std::vector<qint8>, 3> m_signs; ///< of each ring: 1 for a shell, -1 for a hole
     std::array<double, 3> m_last{};
+    double m_worst = 0.0;
     std::array<int, 2> m_lowest{};
     std::array<int, 2> m_highest{};
     OverlayScan m_scan;

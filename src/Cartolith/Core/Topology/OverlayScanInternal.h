@@ -38,17 +38,22 @@ struct ScannedArea {
 };
 
 struct OverlayScan {
-    double mismatchAt = std::numeric_limits<double>::quiet_NaN(); ///< y of a line where the result is wrong
+    /// What the result has too much or too little, estimated along lines: one in each strip, ...
+    double wrongArea = 0.0;
+    /// ... and with the lines through rings, which stand for the heights of these, on top of that.
+    double suspectArea = 0.0;
+    double worstAt = std::numeric_limits<double>::quiet_NaN(); ///< y of the line where most is wrong
     ScannedArea both;
     ScannedArea onlyA;
     ScannedArea onlyB;
-    /// Of a, b and the result, from their rings; NaN when it is not certain how these count.
+    /// Of a, b and the result, from their rings; NaN when it is not certain how these count. That of the
+    /// result may be off where rings have common edges.
     std::array<double, 3> areas;
 };
 
 /// The crossings of each line with the edges are sorted, and what the operation makes of a and b is compared
-/// with the result piece by piece. Edges that agree but for rounding leave pieces of that size, which count
-/// for nothing; an edge counts at its lower and not at its upper end, so vertices on a line do no harm.
+/// with the result piece by piece. Edges that agree but for rounding leave pieces of that size. An edge counts
+/// at its lower and not at its upper end, so vertices on a line do no harm.
 OverlayScan scanOverlay(const Outline& a, const Outline& b, const Outline& result,
                         GisTopologyCombineType type, RingReading reading);
 

@@ -13,7 +13,7 @@
 
 namespace Cartolith::Core::Topology::Internal {
 
-struct BoundaryPart {
+struct SegmentPart {
     QList<Shapes::GisShapePoint> vertices; ///< of a ring with the first one repeated at the end
     bool isClosed = false;                 ///< false for a point, too
 
@@ -23,7 +23,7 @@ struct BoundaryPart {
     }
 };
 
-struct BoundarySegment {
+struct Segment {
     const Shapes::GisShapePoint* start;
     const Shapes::GisShapePoint* end;
     int part;
@@ -31,23 +31,23 @@ struct BoundarySegment {
 };
 
 /// Lines, rings and points alike as a list of segments, rings closed. Shares the vertices of the shape.
-class Boundary {
+class SegmentList {
 public:
-    explicit Boundary(const Shapes::GisShape& shape);
-    Boundary(const Boundary&) = delete;
-    Boundary& operator=(const Boundary&) = delete;
+    explicit SegmentList(const Shapes::GisShape& shape);
+    SegmentList(const SegmentList&) = delete;
+    SegmentList& operator=(const SegmentList&) = delete;
 
-    const std::vector<BoundaryPart>& parts() const noexcept { return m_parts; }
-    const BoundaryPart& partOf(const GisBoundaryPosition& at) const {
+    const std::vector<SegmentPart>& parts() const noexcept { return m_parts; }
+    const SegmentPart& partOf(const GisBoundaryPosition& at) const {
         return m_parts[static_cast<std::size_t>(at.part)];
     }
     /// Those with finite coordinates, in order.
-    const std::vector<BoundarySegment>& segments() const noexcept { return m_segments; }
+    const std::vector<Segment>& segments() const noexcept { return m_segments; }
     Shapes::GisShapePoint pointAt(const GisBoundaryPosition& at) const;
 
 private:
-    std::vector<BoundaryPart> m_parts;
-    std::vector<BoundarySegment> m_segments;
+    std::vector<SegmentPart> m_parts;
+    std::vector<Segment> m_segments;
 };
 
 inline bool isFinite(const Shapes::GisShapePoint& p) {

@@ -1,7 +1,7 @@
 #include <Cartolith/Core/Serialization/RingsInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
-#include <Cartolith/Core/Topology/BoundaryInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Core/Topology/SegmentListInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -10,7 +10,7 @@ namespace Cartolith::Core::Topology::Internal {
 
 using Shapes::GisShapePoint;
 
-Boundary::Boundary(const Shapes::GisShape& shape) {
+SegmentList::SegmentList(const Shapes::GisShape& shape) {
     const bool isPolygon = dynamic_cast<const Shapes::GisShapePolygon*>(&shape) != nullptr;
     for (const QList<GisShapePoint>& part : GisTopology::BoundaryPartsOf(shape)) {
         const bool isClosed = isPolygon || (part.size() > 2 && !Serialization::Internal::isOpen(part));
@@ -30,7 +30,7 @@ Boundary::Boundary(const Shapes::GisShape& shape) {
     }
 }
 
-GisShapePoint Boundary::pointAt(const GisBoundaryPosition& at) const {
+GisShapePoint SegmentList::pointAt(const GisBoundaryPosition& at) const {
     const QList<GisShapePoint>& vertices = partOf(at).vertices;
     const GisShapePoint& start = vertices[at.segment];
     if (at.fraction <= 0.0) {
