@@ -7,6 +7,8 @@
 #include <Cartolith/Core/Layers/EditHistoryInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 
+#include <QScopeGuard>
+
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -15,11 +17,18 @@ using Shapes::GisShape;
 
 bool GisLayerVector::executeEditCommand(std::unique_ptr<Commands::GisEditCommand> command) {
     const ChangeGroup group(*this);
-    if (!isEditing() || !m_history->execute(*this, std::move(command))) {
-        return false;
-    }
-    refreshEditDirtyState();
-    return true;
+    const bool wasDirty = isDirty();
+    bool done = false;
+    // What was done and taken back has made the layer dirty.
+    const auto settle = qScopeGuard([&] {
+        if (done) {
+            refreshEditDirtyState();
+        } else if (!wasDirty) {
+            clearContentDirty();
+        }
+    });
+    done = isEditing() && m_history->execute(*this, std::move(command));
+    return done;
 }
 
 bool GisLayerVector::addShapeEdit(std::unique_ptr<GisShape> shape) {
