@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/GisLayer.h>
+#include <Cartolith/Core/Layers/ListenerListInternal.h>
 #include <Cartolith/Core/Layers/ScaleBoundInternal.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 
@@ -70,6 +71,35 @@ void GisLayer::markContentDirty() noexcept {
     if (m_editing) {
         m_dirty = true;
     }
+    m_changed = true;
+    tellListeners();
+}
+
+GisLayerSubscription GisLayer::onContentChanged(std::function<void()> listener) {
+    if (m_listeners == nullptr) {
+        m_listeners = std::make_shared<Internal::ListenerList>();
+    }
+    return {m_listeners, m_listeners->add(std::move(listener))};
+}
+
+void GisLayer::tellListeners() noexcept {
+    if (m_waiting > 0) {
+        return;
+    }
+    ++m_waiting;
+    while (std::exchange(m_changed, false) && m_listeners != nullptr) {
+        m_listeners->call();
+    }
+    --m_waiting;
+}
+
+GisLayer::ChangeGroup::ChangeGroup(GisLayer& layer) noexcept : m_layer(layer) {
+    ++m_layer.m_waiting;
+}
+
+GisLayer::ChangeGroup::~ChangeGroup() {
+    --m_layer.m_waiting;
+    m_layer.tellListeners();
 }
 
 bool GisLayer::beginEdit() {
@@ -82,10 +112,12 @@ bool GisLayer::beginEdit() {
 }
 
 bool GisLayer::commitEdit() {
+    const ChangeGroup group(*this);
     return m_editing && endEdit(commitEditCore());
 }
 
 bool GisLayer::rollbackEdit() {
+    const ChangeGroup group(*this);
     return m_editing && endEdit(rollbackEditCore());
 }
 

@@ -2,10 +2,12 @@
 
 #include <Cartolith/Core/Export.h>
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
+#include <Cartolith/Core/Layers/GisLayerSubscription.h>
 #include <Cartolith/Core/Shapes/GisExtent.h>
 
 #include <QString>
 
+#include <functional>
 #include <memory>
 
 namespace Cartolith::Core {
@@ -26,7 +28,8 @@ class GisLayerProvider;
 /// The abstract base of every map layer: name, visibility and scale range, the open, editing and dirty states
 /// with a content revision, the style, the renderer and the coordinate system.
 ///
-/// A layer is used by one thread at a time; even queries that look constant may fill caches.
+/// A layer is used by one thread at a time; even queries that look constant may fill caches. It is neither
+/// copied nor moved.
 class CARTOLITH_CORE_EXPORT GisLayer {
 public:
     virtual ~GisLayer();
@@ -79,6 +82,30 @@ public:
     /// Clears the dirty state only.
     void clearContentDirty() noexcept { m_dirty = false; }
 
+    /// Has the listener called after every change of content, that is whenever the revision has advanced:
+    /// once for each operation that does so, once for a step of editing, for a rollback, for open() and for a
+    /// ChangeGroup. The operation is complete then, and ids, queries, dirty state and undo stack tell of the
+    /// state after it. It is not called where only the dirty state changes, as on commit.
+    ///
+    /// A listener may do anything with the layer but destroy it. When it changes the content, all are called
+    /// again after it, so one that changes it every time never ends. What it throws is dropped: the change
+    /// has happened. Called in the order of subscription, on the thread of the change. Drop the result and
+    /// the listener is gone.
+    [[nodiscard]] GisLayerSubscription onContentChanged(std::function<void()> listener);
+
+    /// While one lives, listeners wait: they are called once at the end, if anything has changed. For loading
+    /// many shapes one by one. The layer lives longer.
+    class CARTOLITH_CORE_EXPORT ChangeGroup {
+    public:
+        explicit ChangeGroup(GisLayer& layer) noexcept;
+        ~ChangeGroup();
+        ChangeGroup(const ChangeGroup&) = delete;
+        ChangeGroup& operator=(const ChangeGroup&) = delete;
+
+    private:
+        GisLayer& m_layer;
+    };
+
     /// Starts an edit session. False when one is open, when canEdit() is false or when the layer refuses.
     bool beginEdit();
     /// Ends the session and keeps its changes. False outside a session, or when the layer could not: the
@@ -108,6 +135,7 @@ protected:
 
 private:
     bool endEdit(bool accepted) noexcept;
+    void tellListeners() noexcept;
 
     QString m_name;
     bool m_visible = true;
@@ -120,6 +148,9 @@ private:
     GisLayerStyle m_style;
     std::unique_ptr<Symbology::GisSymbolRenderer> m_symbolRenderer;
     std::shared_ptr<CoordinateSystems::CoordinateSystem> m_coordinateSystem;
+    std::shared_ptr<Internal::ListenerList> m_listeners; // null until the first one
+    int m_waiting = 0;                                   // change groups, and listeners being called
+    bool m_changed = false;
 };
 
 } // namespace Cartolith::Core::Layers

@@ -126,6 +126,7 @@ bool GisLayerOgrVector::open() {
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());
 
     // From here on nothing fails.
+    const ChangeGroup group(*this);
     resetVectorLayerState();
     for (const Defs::GisAttributeDefinition& definition : std::as_const(content.definitions)) {
         addAttributeDefinition(definition);

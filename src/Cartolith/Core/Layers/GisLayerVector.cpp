@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/EditHistoryInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Layers/LodLevelInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
@@ -18,7 +19,8 @@ using Shapes::GisShape;
 using Shapes::GisShapeType;
 
 GisLayerVector::GisLayerVector(const QString& path)
-    : GisLayer(QFileInfo(path).completeBaseName()), m_path(path) {}
+    : GisLayer(QFileInfo(path).completeBaseName()), m_path(path),
+      m_history(std::make_unique<Internal::EditHistory>()) {}
 
 GisLayerVector::~GisLayerVector() = default;
 
@@ -32,6 +34,7 @@ bool GisLayerVector::open() {
 }
 
 void GisLayerVector::close() {
+    clearEditHistory();
     setIsOpen(false);
 }
 
@@ -48,6 +51,8 @@ std::unique_ptr<GisLayerVector> GisLayerVector::createInMemory(const QString& na
 }
 
 void GisLayerVector::resetVectorLayerState() {
+    const ChangeGroup group(*this);
+    clearEditHistory();
     clearShapes();
     clearAttributeDefinitions();
     clearAttributeValueCache();

@@ -29,6 +29,13 @@ class ISpatialIndex;
 
 namespace Cartolith::Core::Layers {
 
+namespace Commands {
+class GisEditCommand;
+}
+namespace Internal {
+class EditHistory;
+}
+
 /// The layer that owns a list of shapes with their attributes, answers extent and hit queries through a
 /// spatial index, and keeps simplified stand-ins for drawing at small scales.
 ///
@@ -121,6 +128,37 @@ public:
     void clearShapes();
     /// @}
 
+    /// \name Editing that can be undone
+    /// Between beginEdit() and commitEdit() or rollbackEdit(); everything here is false outside. The open
+    /// state plays no part, but closing a layer ends the session, and its changes stay without being saved or
+    /// undone. Of the shape operations above, the effect on a session is not undone: use one or the other.
+    /// @{
+    /// Takes the command and runs it. False, with the command destroyed and the layer as it was, outside a
+    /// session, for null, when the command fails, and while another command is running. What could be redone
+    /// is gone after a success. What a command throws passes through, as after a failure.
+    bool executeEditCommand(std::unique_ptr<Commands::GisEditCommand> command);
+    /// The shape is appended; it may be empty, but not null.
+    bool addShapeEdit(std::unique_ptr<Shapes::GisShape> shape);
+    bool deleteShapeEdit(int id);
+    bool setShapeAttributesEdit(int id, const Attributes& attributes);
+    /// The shape's attributes come with it. False as well when its kind is not that of the layer.
+    bool setShapeGeometryEdit(int id, std::unique_ptr<Shapes::GisShape> shape);
+
+    bool canUndoEdit() const noexcept;
+    bool canRedoEdit() const noexcept;
+    /// What undoEdit() and redoEdit() would do, for a menu; empty when there is nothing, or the command has
+    /// no text.
+    QString undoText() const;
+    QString redoText() const;
+    /// A command that fails stays where it was. Undoing every step makes the layer clean again.
+    bool undoEdit();
+    bool redoEdit();
+    /// Forgets all steps, keeps their changes, and clears the dirty state.
+    void clearEditHistory();
+    /// Dirty while there is something to undo. Only while editing.
+    void refreshEditDirtyState();
+    /// @}
+
     /// \name Fields
     /// @{
     const QList<Defs::GisAttributeDefinition>& attributeDefinitions() const noexcept { return m_definitions; }
@@ -199,6 +237,12 @@ public:
     bool saveAs(const QString& path, const GisVectorSaveOptions& options = {}) const;
 
 protected:
+    /// Start and end the edit history. While a command is running, commit and rollback are refused. A
+    /// rollback undoes all steps, the newest first, up to one that fails.
+    bool beginEditCore() override;
+    bool commitEditCore() override;
+    bool rollbackEditCore() override;
+
     /// Called instead of building an index anew, which buildSpatialIndex() does when it returns false, as
     /// here.
     virtual bool restoreSpatialIndex(Spatial::ISpatialIndex& index);
@@ -226,6 +270,7 @@ private:
     std::unique_ptr<LodLevel> m_overview;
     mutable QMutex m_valueCacheMutex;
     mutable QHash<QString, QList<QVariant>> m_valueCache;
+    std::unique_ptr<Internal::EditHistory> m_history; // never null
 };
 
 } // namespace Cartolith::Core::Layers

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <Cartolith/Core/Layers/Commands/GisEditCommand.h>
+
+#include <memory>
+#include <vector>
+
+namespace Cartolith::Core::Layers::Commands {
+
+/// Several commands as one step: all of them, or none.
+///
+/// They run in order, each on the layer that the one before left. Whoever deletes several shapes goes from
+/// the last to the first, so that the ids hold.
+class CARTOLITH_CORE_EXPORT GisMacroCommand : public GisEditCommand {
+public:
+    /// Without commands, or with a null one, redo() is false.
+    explicit GisMacroCommand(const QString& text, std::vector<std::unique_ptr<GisEditCommand>> commands = {});
+    ~GisMacroCommand() override;
+    /// Before the macro is executed.
+    void append(std::unique_ptr<GisEditCommand> command);
+
+    QString text() const override;
+    /// When one fails, or throws, those before it are undone.
+    bool redo(GisLayerVector& layer) override;
+    /// From the last to the first; when one fails, those behind it are redone.
+    bool undo(GisLayerVector& layer) override;
+
+private:
+    QString m_text;
+    std::vector<std::unique_ptr<GisEditCommand>> m_commands;
+};
+
+} // namespace Cartolith::Core::Layers::Commands
