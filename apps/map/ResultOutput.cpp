@@ -8,6 +8,7 @@
 
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
+#include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 
 #include <QCommandLineParser>
 #include <QFileInfo>
