@@ -35,7 +35,7 @@ coordinate that is no number); then how many there are of each kind, and the fea
   --layer NAME              the layer of FILE; the first when not given
   --fix                     write the layer to OUT, with every shape that has a problem mended
 %1
-Exit code: 0 no problem found, 1 there are problems (also when they were mended).
+Exit code: 0 no problem found, or all of them mended; 1 there are problems, or features that could not be read.
 
 Examples
   cartolith-map check parcels.gpkg
@@ -151,5 +151,5 @@ int Commands::check(const QStringList& arguments) {
     if (output) {
         output->write(*fixed, {&layer}, {}, log);
     }
-    return bad == 0 && layer.skippedCount() == 0 ? 0 : 1;
+    return (bad == 0 || output) && layer.skippedCount() == 0 ? 0 : 1;
 }
