@@ -168,7 +168,7 @@ public:
     /// point, or several as the one part of a polyline, with the id and attributes of a; else EmptyLike(a).
     ///
     /// Two axis-parallel rectangles (IsExtentRectanglePolygon()) whose common area is lost by the painter path,
-    /// as it is below some 1e-5 units, give the rectangle common to their extents, if it is wider and higher
+    /// as all of it is below some 1e-6 units, give the rectangle common to their extents, if it is wider and higher
     /// than the tolerance.
     std::unique_ptr<Shapes::GisShape> Intersection(const Shapes::GisShape& a,
                                                    const Shapes::GisShape& b) const;
