@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/SegmentFormulasInternal.h>
 
 #include <cmath>
 
@@ -16,9 +17,7 @@ bool GisShapePoint::isEmpty() const {
 }
 
 bool GisShapePoint::contains(const GisShapePoint& point, double tolerance) const {
-    const double dx = m_x - point.x();
-    const double dy = m_y - point.y();
-    return tolerance >= std::sqrt(dx * dx + dy * dy);
+    return tolerance >= Internal::distance(m_x, m_y, point.x(), point.y());
 }
 
 std::unique_ptr<GisShape> GisShapePoint::clone() const {

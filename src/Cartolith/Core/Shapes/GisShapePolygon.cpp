@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/PartsInternal.h>
+#include <Cartolith/Core/Shapes/SegmentFormulasInternal.h>
 
 #include <cfloat>
 #include <cmath>
@@ -31,12 +32,7 @@ bool GisShapePolygon::pointInPolygon(const GisShapePoint& p, const QList<GisShap
     for (qsizetype i = 0, j = n - 1; i < n; j = i++) {
         const GisShapePoint& a = ring[i];
         const GisShapePoint& b = ring[j];
-        if ((a.y() > p.y()) != (b.y() > p.y())) {
-            const double crossing = a.x() + (b.x() - a.x()) * (p.y() - a.y()) / (b.y() - a.y());
-            if (crossing > p.x()) {
-                inside = !inside;
-            }
-        }
+        inside ^= Internal::crossesToTheRight(p.x(), p.y(), a.x(), a.y(), b.x(), b.y());
     }
     return inside;
 }

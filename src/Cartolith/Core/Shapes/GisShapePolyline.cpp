@@ -1,36 +1,15 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/PartsInternal.h>
+#include <Cartolith/Core/Shapes/SegmentFormulasInternal.h>
 
-#include <cmath>
 #include <utility>
 #include <vector>
 
 namespace Cartolith::Core::Shapes {
 
-namespace {
-
-double distance(const GisShapePoint& p, double x, double y) noexcept {
-    const double dx = p.x() - x;
-    const double dy = p.y() - y;
-    return std::sqrt(dx * dx + dy * dy);
-}
-
-} // namespace
-
 double GisShapePolyline::distancePointToSegment(const GisShapePoint& p, const GisShapePoint& a,
                                                 const GisShapePoint& b) noexcept {
-    const double dx = b.x() - a.x();
-    const double dy = b.y() - a.y();
-    if (dx == 0.0 && dy == 0.0) {
-        return distance(p, a.x(), a.y());
-    }
-    double t = ((p.x() - a.x()) * dx + (p.y() - a.y()) * dy) / (dx * dx + dy * dy);
-    if (!(t < 1.0)) { // also a NaN, from a segment too short to square
-        t = 1.0;
-    } else if (!(t > 0.0)) {
-        t = 0.0;
-    }
-    return distance(p, a.x() + t * dx, a.y() + t * dy);
+    return Internal::distanceToSegment(p.x(), p.y(), a.x(), a.y(), b.x(), b.y());
 }
 
 void GisShapePolyline::simplifyDouglasPeucker(const QList<GisShapePoint>& points, int first, int last,

@@ -85,9 +85,8 @@ Ring wound(const Candidate& candidate, bool counterclockwise) {
     return ring;
 }
 
-} // namespace
-
-QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings) {
+/// The rings that have a vertex.
+std::vector<Candidate> nestedRings(const QList<Ring>& rings) {
     std::vector<Candidate> all;
     for (const Ring& ring : rings) {
         if (!ring.isEmpty()) {
@@ -109,6 +108,21 @@ QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings) {
             }
         }
     }
+    return all;
+}
+
+} // namespace
+
+QList<int> nestingDepths(const QList<Ring>& rings) {
+    QList<int> depths(rings.size(), 0);
+    for (const Candidate& candidate : nestedRings(rings)) {
+        depths[candidate.ring - &rings.constFirst()] = candidate.depth;
+    }
+    return depths;
+}
+
+QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings) {
+    const std::vector<Candidate> all = nestedRings(rings);
     QList<QList<Ring>> polygons;
     std::vector<qsizetype> polygonOf(all.size());
     for (std::size_t i = 0; i < all.size(); ++i) {

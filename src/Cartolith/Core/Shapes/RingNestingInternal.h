@@ -21,4 +21,7 @@ using Ring = QList<GisShapePoint>;
 /// nested.
 QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings);
 
+/// In how many others each ring lies; 0 for one without a vertex.
+QList<int> nestingDepths(const QList<Ring>& rings);
+
 } // namespace Cartolith::Core::Shapes::Internal

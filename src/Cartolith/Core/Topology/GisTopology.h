@@ -314,10 +314,11 @@ public:
     /// A polyline cut wherever GetCrossings() finds it to meet the boundary of the other shape, or a polygon
     /// cut along a polyline.
     ///
-    /// A polygon gives one polygon for each connected piece, holes kept; the areas sum to that of the
-    /// polygon. A shell that the line does not cut in two stays as it is, bit for bit: a line that ends
-    /// inside cuts nothing. A polygon with problems is fixed first, as by FixShape(). Points come back as one
-    /// copy.
+    /// A polygon gives one polygon for each connected piece, with its holes wound opposite to the shell; the
+    /// areas sum to that of the polygon. A line that does not cut a shell in two, because it ends inside,
+    /// leaves its vertices as they are, bit for bit. A polygon with problems is fixed first, as by
+    /// FixShape(). Points come back as one copy. \throws std::runtime_error "GisTopology::SplitByLine failed:
+    /// ..." with what GEOS says
     std::vector<std::unique_ptr<Shapes::GisShape>> SplitByLine(const Shapes::GisShape& shape,
                                                                const Shapes::GisShape& line) const;
 

@@ -1,28 +1,24 @@
-#include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Core/Topology/RelationInternal.h>
 
 #include <algorithm>
 #include <iterator>
 
 namespace Cartolith::Core::Topology {
 
+using Internal::Operand;
+using Internal::Relation;
+using Internal::Work;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
-using Shapes::GisShapePolygon;
-using Shapes::GisShapePolyline;
 
 QList<QList<GisShapePoint>> GisTopology::BoundaryPartsOf(const GisShape& shape) {
-    if (const auto* polyline = dynamic_cast<const GisShapePolyline*>(&shape)) {
-        return polyline->parts();
+    if (const auto* parts = Internal::partsOf(shape)) {
+        return *parts;
     }
-    if (const auto* polygon = dynamic_cast<const GisShapePolygon*>(&shape)) {
-        return polygon->parts();
-    }
-    if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape);
-        point != nullptr && !point->isEmpty()) {
-        return {{*point}};
-    }
-    return {};
+    const auto* point = dynamic_cast<const GisShapePoint*>(&shape);
+    return point != nullptr && !point->isEmpty() ? QList<QList<GisShapePoint>>{{*point}}
+                                                 : QList<QList<GisShapePoint>>();
 }
 
 QList<GisShapePoint> GisTopology::VerticesOf(const GisShape& shape) {
@@ -40,90 +36,54 @@ bool GisTopology::ContainsPoint(const GisShape& shape, const GisShapePoint& p, d
 }
 
 bool GisTopology::PointOnBoundary(const GisShape& shape, const GisShapePoint& p, double tolerance) {
-    const QList<QList<GisShapePoint>> parts = BoundaryPartsOf(shape);
-    for (const QList<GisShapePoint>& part : parts) {
-        if (part.size() == 1 && SamePoint(part.first(), p, tolerance)) {
-            return true;
+    const Internal::Position position = Internal::positionOf(p);
+    const auto* parts = Internal::partsOf(shape);
+    if (parts == nullptr) {
+        const auto* point = dynamic_cast<const GisShapePoint*>(&shape);
+        return point != nullptr && !point->isEmpty() && SamePoint(*point, p, tolerance);
+    }
+    return std::any_of(parts->begin(), parts->end(), [&](const QList<GisShapePoint>& part) {
+        if (part.size() == 1) {
+            return SamePoint(part.first(), p, tolerance);
         }
         for (qsizetype i = 1; i < part.size(); ++i) {
-            if (PointOnSegment(p, part[i - 1], part[i], tolerance)) {
-                return true;
-            }
-        }
-    }
-    return false;
-}
-
-namespace {
-
-bool partsIntersect(const QList<GisShapePoint>& a, const QList<GisShapePoint>& b, double tolerance,
-                    bool properOnly) {
-    if (a.size() == 1 && b.size() == 1) {
-        return GisTopology::SamePoint(a.first(), b.first(), tolerance);
-    }
-    if (a.size() == 1 || b.size() == 1) {
-        const GisShapePoint& point = a.size() == 1 ? a.first() : b.first();
-        const QList<GisShapePoint>& line = a.size() == 1 ? b : a;
-        for (qsizetype i = 1; i < line.size(); ++i) {
-            if (GisTopology::PointOnSegment(point, line[i - 1], line[i], tolerance)) {
+            if (Internal::onSegment(position, Internal::positionOf(part[i - 1]),
+                                    Internal::positionOf(part[i]), tolerance)) {
                 return true;
             }
         }
         return false;
-    }
-    for (qsizetype i = 1; i < a.size(); ++i) {
-        for (qsizetype j = 1; j < b.size(); ++j) {
-            if (properOnly ? GisTopology::ProperSegmentIntersection(a[i - 1], a[i], b[j - 1], b[j], tolerance)
-                           : GisTopology::SegmentIntersectionPoint(a[i - 1], a[i], b[j - 1], b[j], tolerance,
-                                                                   nullptr)) {
-                return true;
-            }
-        }
-    }
-    return false;
-}
-
-} // namespace
-
-bool GisTopology::BoundariesIntersect(const GisShape& a, const GisShape& b, double tolerance,
-                                      bool properOnly) {
-    const QList<QList<GisShapePoint>> partsA = BoundaryPartsOf(a);
-    const QList<QList<GisShapePoint>> partsB = BoundaryPartsOf(b);
-    for (const QList<GisShapePoint>& partA : partsA) {
-        for (const QList<GisShapePoint>& partB : partsB) {
-            if (partsIntersect(partA, partB, tolerance, properOnly)) {
-                return true;
-            }
-        }
-    }
-    return false;
-}
-
-bool GisTopology::ShapeWithin(const GisShape& a, const GisShape& b, double tolerance) {
-    const QList<GisShapePoint> vertices = VerticesOf(a);
-    return !vertices.isEmpty() &&
-           std::all_of(vertices.begin(), vertices.end(), [&b, tolerance](const GisShapePoint& vertex) {
-               return ContainsPoint(b, vertex, tolerance);
-           });
-}
-
-bool GisTopology::HasInteriorPointInOther(const GisShape& a, const GisShape& b, double tolerance) {
-    const QList<GisShapePoint> vertices = VerticesOf(a);
-    return std::any_of(vertices.begin(), vertices.end(), [&b, tolerance](const GisShapePoint& vertex) {
-        return ContainsPoint(b, vertex, tolerance) && !PointOnBoundary(b, vertex, tolerance);
     });
 }
 
+bool GisTopology::BoundariesIntersect(const GisShape& a, const GisShape& b, double tolerance,
+                                      bool properOnly) {
+    const Operand operandA(a, tolerance);
+    const Operand operandB(b, tolerance);
+    Work work(nullptr);
+    Relation relation(operandA, operandB, work);
+    return properOnly ? relation.boundariesMeetProperly() : relation.boundariesMeet();
+}
+
+bool GisTopology::ShapeWithin(const GisShape& a, const GisShape& b, double tolerance) {
+    const Operand operandA(a, tolerance);
+    const Operand operandB(b, tolerance);
+    Work work(nullptr);
+    return Relation(operandA, operandB, work).aInB();
+}
+
+bool GisTopology::HasInteriorPointInOther(const GisShape& a, const GisShape& b, double tolerance) {
+    const Operand operandA(a, tolerance);
+    const Operand operandB(b, tolerance);
+    Work work(nullptr);
+    return Relation(operandA, operandB, work).aInsideB();
+}
+
 bool GisTopology::SameGeometry(const GisShape& a, const GisShape& b, double tolerance) {
-    if (a.shapeType() != b.shapeType()) {
-        return false;
-    }
-    const QList<GisShapePoint> verticesA = VerticesOf(a);
-    const QList<GisShapePoint> verticesB = VerticesOf(b);
-    return std::equal(verticesA.begin(), verticesA.end(), verticesB.begin(), verticesB.end(),
-                      [tolerance](const GisShapePoint& vertexA, const GisShapePoint& vertexB) {
-                          return SamePoint(vertexA, vertexB, tolerance);
-                      });
+    const Operand operandA(a, tolerance);
+    const Operand operandB(b, tolerance);
+    Work work(nullptr);
+    return Relation(operandA, operandB, work).equal();
 }
 
 } // namespace Cartolith::Core::Topology

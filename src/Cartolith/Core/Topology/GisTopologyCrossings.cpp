@@ -1,6 +1,5 @@
 #include <Cartolith/Core/Topology/BoxSweepInternal.h>
-#include <Cartolith/Core/Topology/GisTopology.h>
-#include <Cartolith/Core/Topology/SegmentListInternal.h>
+#include <Cartolith/Core/Topology/CrossingsInternal.h>
 
 #include <algorithm>
 #include <array>
@@ -308,19 +307,22 @@ private:
 
 } // namespace
 
+std::optional<QList<GisCrossing>> Internal::crossingsOf(const SegmentList& a, const SegmentList& b,
+                                                        const GisTopology& topology) {
+    CrossingFinder finder(a, b, topology.Tolerance());
+    if (!finder.run([&topology](int current, int total) { return topology.reportBusy(current, total); })) {
+        return std::nullopt;
+    }
+    return finder.result();
+}
+
 QList<GisCrossing> GisTopology::GetCrossings(const GisShape& a, const GisShape& b) const {
-    const SegmentList first(a);
-    const SegmentList second(b);
-    CrossingFinder finder(first, second, m_tolerance);
-    const bool done = finder.run([this](int current, int total) { return reportBusy(current, total); });
-    return done ? finder.result() : QList<GisCrossing>();
+    return Internal::crossingsOf(SegmentList(a), SegmentList(b), *this).value_or(QList<GisCrossing>());
 }
 
 QList<GisCrossing> GisTopology::GetCrossings(const GisShape& shape) const {
-    const SegmentList boundary(shape);
-    CrossingFinder finder(boundary, boundary, m_tolerance);
-    const bool done = finder.run([this](int current, int total) { return reportBusy(current, total); });
-    return done ? finder.result() : QList<GisCrossing>();
+    const SegmentList segments(shape);
+    return Internal::crossingsOf(segments, segments, *this).value_or(QList<GisCrossing>());
 }
 
 } // namespace Cartolith::Core::Topology

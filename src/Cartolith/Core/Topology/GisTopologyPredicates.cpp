@@ -1,10 +1,26 @@
 #include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Core/Topology/RelationInternal.h>
 
 #include <algorithm>
 
 namespace Cartolith::Core::Topology {
 
+using Internal::Relation;
 using Shapes::GisShape;
+
+namespace {
+
+// What `question` says about the pair; false or the null string if the busy callback stops it.
+template <typename Question>
+auto answerTo(Question question, const GisTopology& topology, const GisShape& a, const GisShape& b) {
+    const Internal::Operand operandA(a, topology.Tolerance());
+    const Internal::Operand operandB(b, topology.Tolerance());
+    Internal::Work work(&topology);
+    Relation relation(operandA, operandB, work);
+    return Internal::unlessStopped([&] { return question(relation); });
+}
+
+} // namespace
 
 bool GisTopology::RelationMatches(const QString& matrix, const QString& pattern) {
     const qsizetype n = std::min(matrix.size(), pattern.size());
@@ -19,17 +35,15 @@ bool GisTopology::RelationMatches(const QString& matrix, const QString& pattern)
 }
 
 bool GisTopology::Disjoint(const GisShape& a, const GisShape& b) const {
-    return a.isEmpty() || b.isEmpty() || !a.extent().intersects(b.extent()) ||
-           (!BoundariesIntersect(a, b, m_tolerance, false) && !ShapeWithin(a, b, m_tolerance) &&
-            !ShapeWithin(b, a, m_tolerance));
+    return answerTo([](Relation& relation) { return relation.disjoint(); }, *this, a, b);
 }
 
 bool GisTopology::Intersect(const GisShape& a, const GisShape& b) const {
-    return !Disjoint(a, b);
+    return answerTo([](Relation& relation) { return !relation.disjoint(); }, *this, a, b);
 }
 
 bool GisTopology::Cross(const GisShape& a, const GisShape& b) const {
-    return !Disjoint(a, b) && BoundariesIntersect(a, b, m_tolerance, true);
+    return answerTo([](Relation& relation) { return relation.cross(); }, *this, a, b);
 }
 
 bool GisTopology::Equality(const GisShape& a, const GisShape& b) const {
@@ -37,51 +51,28 @@ bool GisTopology::Equality(const GisShape& a, const GisShape& b) const {
 }
 
 bool GisTopology::Touch(const GisShape& a, const GisShape& b) const {
-    return !Disjoint(a, b) && !Equality(a, b) && BoundariesIntersect(a, b, m_tolerance, false) &&
-           !HasInteriorPointInOther(a, b, m_tolerance) && !HasInteriorPointInOther(b, a, m_tolerance) &&
-           !ShapeWithin(a, b, m_tolerance) && !ShapeWithin(b, a, m_tolerance);
+    return answerTo([](Relation& relation) { return relation.touch(); }, *this, a, b);
 }
 
 bool GisTopology::Within(const GisShape& a, const GisShape& b) const {
-    return !a.isEmpty() && !b.isEmpty() && !Equality(a, b) && ShapeWithin(a, b, m_tolerance);
+    return answerTo([](Relation& relation) { return relation.within(); }, *this, a, b);
 }
 
 bool GisTopology::Contains(const GisShape& a, const GisShape& b) const {
-    return Within(b, a);
+    return answerTo([](Relation& relation) { return relation.contains(); }, *this, a, b);
 }
 
 bool GisTopology::Overlap(const GisShape& a, const GisShape& b) const {
-    return !Disjoint(a, b) && !Equality(a, b) && !Within(a, b) && !Within(b, a) &&
-           a.shapeType() == b.shapeType();
+    return answerTo([](Relation& relation) { return relation.overlap(); }, *this, a, b);
 }
 
 QString GisTopology::Relate(const GisShape& a, const GisShape& b) const {
-    if (Equality(a, b)) {
-        return QStringLiteral("T*F**FF*");
-    }
-    if (Disjoint(a, b)) {
-        return QStringLiteral("FF*FF****");
-    }
-    if (Touch(a, b)) {
-        return QStringLiteral("F***T****");
-    }
-    if (Cross(a, b)) {
-        return QStringLiteral("T*T******");
-    }
-    if (Within(a, b)) {
-        return QStringLiteral("T*F**F***");
-    }
-    if (Contains(a, b)) {
-        return QStringLiteral("T*****FF*");
-    }
-    if (Overlap(a, b)) {
-        return QStringLiteral("T*T***T**");
-    }
-    return QStringLiteral("T********");
+    return answerTo([](Relation& relation) { return relation.pattern(); }, *this, a, b);
 }
 
 bool GisTopology::Relate(const GisShape& a, const GisShape& b, const QString& pattern) const {
-    return RelationMatches(Relate(a, b), pattern);
+    const QString matrix = Relate(a, b);
+    return !matrix.isEmpty() && RelationMatches(matrix, pattern);
 }
 
 } // namespace Cartolith::Core::Topology

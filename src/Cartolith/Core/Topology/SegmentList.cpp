@@ -1,6 +1,8 @@
 #include <Cartolith/Core/Serialization/RingsInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
 
 #include <algorithm>
@@ -41,6 +43,31 @@ GisShapePoint SegmentList::pointAt(const GisBoundaryPosition& at) const {
         return {end.x(), end.y()};
     }
     return {start.x() + at.fraction * (end.x() - start.x()), start.y() + at.fraction * (end.y() - start.y())};
+}
+
+QList<QList<GisShapePoint>>* mutablePartsOf(Shapes::GisShape& shape) {
+    if (auto* line = dynamic_cast<Shapes::GisShapePolyline*>(&shape)) {
+        return &line->parts();
+    }
+    auto* polygon = dynamic_cast<Shapes::GisShapePolygon*>(&shape);
+    return polygon == nullptr ? nullptr : &polygon->parts();
+}
+
+std::unique_ptr<Shapes::GisShape> finiteCopy(const Shapes::GisShape& shape) {
+    std::unique_ptr<Shapes::GisShape> copy = shape.clone();
+    if (auto* point = dynamic_cast<GisShapePoint*>(copy.get()); point != nullptr && !isFinite(*point)) {
+        point->setX(std::nan(""));
+        point->setY(std::nan(""));
+    }
+    if (auto* const parts = mutablePartsOf(*copy)) {
+        for (qsizetype i = 0; i < parts->size(); ++i) { // detaches only what changes
+            const QList<GisShapePoint>& part = parts->at(i);
+            if (!std::all_of(part.begin(), part.end(), isFinite)) {
+                (*parts)[i].removeIf([](const GisShapePoint& vertex) { return !isFinite(vertex); });
+            }
+        }
+    }
+    return copy;
 }
 
 double fractionAlong(const GisShapePoint& p, const GisShapePoint& a, const GisShapePoint& b) noexcept {

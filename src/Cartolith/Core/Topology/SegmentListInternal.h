@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <cstddef>
+#include <memory>
 #include <tuple>
 #include <vector>
 
@@ -50,9 +51,11 @@ private:
     std::vector<Segment> m_segments;
 };
 
-inline bool isFinite(const Shapes::GisShapePoint& p) {
-    return std::isfinite(p.x()) && std::isfinite(p.y());
-}
+/// The parts of a line or polygon; null for every other shape.
+QList<QList<Shapes::GisShapePoint>>* mutablePartsOf(Shapes::GisShape& shape);
+
+/// A copy whose vertices are finite: the others are left out. A point becomes the empty point.
+std::unique_ptr<Shapes::GisShape> finiteCopy(const Shapes::GisShape& shape);
 
 inline bool isBefore(const GisBoundaryPosition& a, const GisBoundaryPosition& b) {
     return std::tie(a.part, a.segment, a.fraction) < std::tie(b.part, b.segment, b.fraction);

@@ -1,0 +1,178 @@
+#pragma once
+
+#include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Topology/SegmentTestsInternal.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
+
+#include <QList>
+#include <QVarLengthArray>
+
+#include <optional>
+
+namespace Cartolith::Core::Topology::Internal {
+
+/// The parts of a line or an area, where they are stored; null for every other shape.
+const QList<QList<Shapes::GisShapePoint>>* partsOf(const Shapes::GisShape& shape);
+
+struct Box {
+    double xMin;
+    double yMin;
+    double xMax;
+    double yMax;
+
+    bool meets(const Box& other) const noexcept {
+        return xMin <= other.xMax && other.xMin <= xMax && yMin <= other.yMax && other.yMin <= yMax;
+    }
+    bool holds(Position p) const noexcept { return xMin <= p.x && p.x <= xMax && yMin <= p.y && p.y <= yMax; }
+};
+
+/// Outside of this box, the shape contains no point. Nothing if there is no such box to be had from the
+/// extent alone: derived classes, numbers out of the range that Boundary asks for.
+std::optional<Box> reach(const Shapes::GisShape& shape, const Shapes::GisExtent& extent, double tolerance);
+
+enum class Place { Outside, Inside, OnBoundary };
+
+/// The boundary of a shape made ready for searches with one tolerance: the vertices in plain arrays, cut into
+/// runs of up to eight consecutive segments, and boxes around the runs, around eight of those, and so on. One
+/// pass over the vertices builds it, without sorting: neighbours along a boundary are neighbours in the
+/// plane. Small shapes fit into the object, so that a pair of them costs no allocation.
+///
+/// Boxes only ever leave out what provably fails the plain test. They are wider than what they hold by
+///
+///     X = (1/16 + 2 tol) w + (1 + 2^-40) tol + 2^-50 M
+///
+/// on each side, w the width (or height) of the run and M the largest coordinate. With u = 2^-53:
+///
+/// 1. Points on segments. The plain test itself compares with min - tol and max + tol, and X >= tol.
+/// 2. The distance of contains() of lines. The foot of the perpendicular leaves the box by rounding only,
+/// less
+///    than u (w + M); the distance beyond the box comes out larger than tol.
+/// 3. Parallel segments, |denominator| <= tol: case 1 for one of the four ends.
+/// 4. Segments that are not parallel, |denominator| > tol, and well conditioned: |denominator| >= 128 E with
+///    E = 3u S, S = |rx sy| + |ry sx|; E bounds the rounding of the denominator. Exactly, q1 - p1 = t r - v
+///    s. Computed t and v lie in [-tol, 1 + tol]; the exact ones differ, in place rather than in parameter,
+///    by |t - t'| |rx| <= 2.1 (1 + tol) (|rx| + |sx|) / 127, since rounding of t's numerator is at most 3u
+///    (|qx - px| |sy| + |qy - py| |sx|) <= 3u (|t| S + 2 |v| |sx sy|), and 3u |sx sy| |rx| / |denominator|
+///    <= |sx| / 127; the same for v, and for y. So the two boxes are apart by less than
+///    (tol + 0.034 (1 + tol)) (|rx| + |sx|) plus rounding, which X of both covers.
+/// 5. The rest, |denominator| > tol but only by noise, can be true for collinear segments far from each
+/// other.
+///    NoiseSearch finds those.
+/// 6. Parity of crossings. The computed crossing of an edge with the line through p leaves the edge's range
+/// of x by
+///    less than 6 u w. An edge in a box to the right of p therefore counts if its ends lie on both sides of
+///    p.y, and one in a box to the left, above or below never counts; so a run of edges of one ring to
+///    the right of p counts as the segment from its first to its last vertex does. And within a rectangle
+///    that meets no box, each computed parity is the exact one, the same everywhere.
+///
+/// All this needs products that neither overflow nor underflow: coordinates must be 0 or between 1e-100 and
+/// 1e100 in size, the tolerance likewise. Otherwise (NaN and infinity too) all boxes are the whole plane,
+/// which makes every search the plain, quadratic one.
+class Boundary {
+public:
+    /// `extent` is the shape's.
+    Boundary(const Shapes::GisShape& shape, const Shapes::GisExtent& extent, double tolerance);
+    Q_DISABLE_COPY_MOVE(Boundary)
+
+    double tolerance() const noexcept { return m_tolerance; }
+    /// The shape itself if it is of a derived class, which may have its own contains().
+    const Shapes::GisShape* custom() const noexcept { return m_custom; }
+    /// Whether boxes say anything.
+    bool isRegular() const noexcept { return m_regular; }
+
+    // The vertices as stored, part by part.
+    struct Part {
+        qsizetype begin;
+        qsizetype size;
+    };
+    const QVarLengthArray<Part, 4>& parts() const noexcept { return m_parts; }
+    Position vertex(qsizetype i) const noexcept { return {m_x[i], m_y[i]}; }
+
+    // Nodes: level 0 are the runs, node i of the next level has the children 8i .. 8i + 7. The topmost level
+    // has one.
+    int topLevel() const noexcept { return m_topLevel; }
+    qsizetype count(int level) const noexcept { return m_count[level]; }
+    const Box& box(int level, qsizetype i) const noexcept { return m_boxes[m_first[level] + i]; }
+    bool hasRuns() const noexcept { return m_count[0] > 0; }
+    /// Around everything; only if there are runs.
+    const Box& box() const noexcept { return m_boxes.back(); }
+
+    struct Run {
+        qsizetype start; ///< of its vertices
+        qsizetype part;
+        int segments; ///< 0 for a part of one vertex
+        int edges;    ///< that count for parity: with the one that closes an open ring, 0 in a ring of two
+                      ///< vertices
+        int vertices; ///< those that no other run has
+    };
+    const Run& run(qsizetype i) const noexcept { return m_runs[i]; }
+    /// Around one segment, wide enough to be compared with any box of another boundary of the same tolerance.
+    Box segmentBox(qsizetype start) const noexcept;
+
+    /// Where p is, as ContainsPoint and PointOnBoundary say: on the boundary; else inside if the shape
+    /// contains it; else outside. \throws Stopped, and whatever contains() of a derived class throws
+    Place locate(Position p, Work& work) const;
+    /// The answer of PointOnBoundary.
+    bool holds(Position p, Work& work) const;
+    /// The answer of ContainsPoint: the place is not outside. Cheaper.
+    bool contains(Position p, Work& work) const;
+
+    /// Whether each vertex of `other` is contained, and there is one.
+    bool containsAll(const Boundary& other, Work& work) const;
+    /// Whether a vertex of `other` is inside, and not on the boundary.
+    bool hasInside(const Boundary& other, Work& work) const;
+
+    /// Visits the nodes in the order of the boundary: after Down the children of a node (none for a run),
+    /// after Skip what follows it. Stackless: a node is found from its first run.
+    enum class Step { Down, Skip, Stop };
+    template <typename Enter>
+    void walk(Enter enter) const {
+        int level = m_topLevel;
+        for (qsizetype first = 0; first < m_count[0];) {
+            const Step step = enter(level, first >> (3 * level));
+            if (step == Step::Stop) {
+                return;
+            }
+            if (step == Step::Down && level > 0) {
+                --level;
+                continue;
+            }
+            first += qsizetype(1) << (3 * level);
+            while (level < m_topLevel && (first & ((qsizetype(8) << (3 * level)) - 1)) == 0) {
+                ++level;
+            }
+        }
+    }
+
+private:
+    enum class Kind { Nothing, Point, Line, Area };
+
+    void build(const QList<QList<Shapes::GisShapePoint>>& parts);
+    void build(const Shapes::GisShapePoint& point);
+    void addRuns(const Part& part, bool closing);
+    void addBoxes();
+    Box boxOf(qsizetype start, int segments) const noexcept;
+    Box widened(const Box& box) const noexcept;
+    bool meetsRun(const Box& box, Work& work) const;
+    enum class Question { Where, Contains, OnBoundary };
+    template <Question question>
+    Place place(Position p, Work& work) const;
+
+    double m_tolerance;
+    double m_margin = 0.0; ///< of X, the part that does not depend on the size
+    bool m_regular = true;
+    Kind m_kind = Kind::Nothing;
+    const Shapes::GisShape* m_custom = nullptr;
+    Shapes::GisExtent m_extent;
+    QVarLengthArray<double, 160> m_x;
+    QVarLengthArray<double, 160> m_y;
+    QVarLengthArray<Part, 4> m_parts;
+    QVarLengthArray<Run, 24> m_runs;
+    QVarLengthArray<Box, 32> m_boxes;
+    static constexpr int maxLevels = 22; // eight to the power of 21 is more than qsizetype counts
+    qsizetype m_first[maxLevels] = {};
+    qsizetype m_count[maxLevels] = {};
+    int m_topLevel = 0;
+};
+
+} // namespace Cartolith::Core::Topology::Internal

@@ -1,0 +1,57 @@
+#include <Cartolith/Core/Topology/GeosInternal.h>
+
+#include <exception>
+
+namespace Cartolith::Core::Topology::Internal {
+
+namespace {
+
+thread_local GeosInterrupt* current = nullptr;
+GEOSInterruptCallback* previousHook = nullptr;
+
+/// Unwinds GEOS, which turns every exception into a failed operation.
+struct Unwind {};
+
+} // namespace
+
+GeosInterrupt::GeosInterrupt(const GisTopology& topology) : m_topology(topology), m_outer(current) {
+    static const bool isHooked = [] {
+        previousHook = GEOS_interruptRegisterCallback(onCheck);
+        return true;
+    }();
+    (void)isHooked;
+    current = this;
+}
+
+GeosInterrupt::~GeosInterrupt() {
+    current = m_outer;
+}
+
+void GeosInterrupt::onCheck() {
+    if (previousHook != nullptr) {
+        previousHook();
+    }
+    if (current != nullptr) {
+        current->check();
+    }
+}
+
+void GeosInterrupt::check() {
+    constexpr int checksPerReport = 4096;
+    if (m_wasStopped || ++m_checks < checksPerReport) {
+        return;
+    }
+    m_checks = 0;
+    try {
+        ++m_reports;
+        m_wasStopped = !m_topology.reportBusy(m_reports, m_reports + 1); // what remains is not known
+    } catch (...) {
+        m_exception = std::current_exception();
+        m_wasStopped = true;
+    }
+    if (m_wasStopped) {
+        throw Unwind();
+    }
+}
+
+} // namespace Cartolith::Core::Topology::Internal

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Topology/GisTopology.h>
+
+#include <geos_c.h>
+
+#include <exception>
+
+/// GEOS for what OGR does not offer.
+namespace Cartolith::Core::Topology::Internal {
+
+/// A context, in which GEOS reports errors to GDAL's error handler.
+class GeosContext {
+public:
+    GeosContext() : m_handle(OGRGeometry::createGEOSContext()) {}
+    ~GeosContext() { OGRGeometry::freeGEOSContext(m_handle); }
+    GeosContext(const GeosContext&) = delete;
+    GeosContext& operator=(const GeosContext&) = delete;
+
+    GEOSContextHandle_t handle() const noexcept { return m_handle; }
+
+private:
+    GEOSContextHandle_t m_handle;
+};
+
+/// While it lives, operations of GEOS on this thread ask the topology's busy callback every now and then; a
+/// false answer makes them fail, and wasStopped() true. What the callback throws is kept for rethrow().
+///
+/// GEOS has one hook for the whole process. It is taken at the first use, whoever had it before is still
+/// called; a host that takes it later makes operations run to their end.
+class GeosInterrupt {
+public:
+    explicit GeosInterrupt(const GisTopology& topology);
+    ~GeosInterrupt();
+    GeosInterrupt(const GeosInterrupt&) = delete;
+    GeosInterrupt& operator=(const GeosInterrupt&) = delete;
+
+    bool wasStopped() const noexcept { return m_wasStopped; }
+    void rethrow() const {
+        if (m_exception != nullptr) {
+            std::rethrow_exception(m_exception);
+        }
+    }
+
+private:
+    static void onCheck();
+    void check();
+
+    const GisTopology& m_topology;
+    GeosInterrupt* m_outer;
+    bool m_wasStopped = false;
+    std::exception_ptr m_exception;
+    int m_checks = 0;
+    int m_reports = 0;
+};
+
+} // namespace Cartolith::Core::Topology::Internal

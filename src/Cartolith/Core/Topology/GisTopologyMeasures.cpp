@@ -1,0 +1,174 @@
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Shapes/RingNestingInternal.h>
+#include <Cartolith/Core/Topology/CompensatedSumInternal.h>
+#include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+#include <Cartolith/Core/Topology/SegmentListInternal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace Cartolith::Core::Topology {
+
+using Internal::SegmentList;
+using Internal::SegmentPart;
+using Shapes::GisShape;
+using Shapes::GisShapePoint;
+using Shapes::GisShapePolygon;
+using Shapes::GisShapePolyline;
+using Shapes::Internal::Ring;
+
+namespace {
+
+/// A line across a polygon: of all pieces inside it the longest, and its middle.
+struct Chord {
+    double length = 0.0;
+    GisShapePoint middle;
+};
+
+Chord longestChord(const QList<Ring>& shellAndHoles, double y) {
+    std::vector<double> crossings;
+    for (const Ring& ring : shellAndHoles) {
+        const GisShapePoint* a = &ring.constLast();
+        for (const GisShapePoint& b : ring) {
+            if ((a->y() > y) != (b.y() > y)) {
+                crossings.push_back(a->x() + (b.x() - a->x()) * ((y - a->y()) / (b.y() - a->y())));
+            }
+            a = &b;
+        }
+    }
+    std::sort(crossings.begin(), crossings.end());
+    Chord longest;
+    for (std::size_t i = 1; i < crossings.size(); i += 2) {
+        if (crossings[i] - crossings[i - 1] > longest.length) {
+            longest = {crossings[i] - crossings[i - 1],
+                       GisShapePoint(crossings[i - 1] / 2 + crossings[i] / 2, y)};
+        }
+    }
+    return longest;
+}
+
+/// Tries the middle of the highest strips without a vertex: away from all edges that are not steep, and far
+/// from these by the length of the chord.
+GisShapePoint pointInside(const QList<Ring>& shellAndHoles) {
+    std::vector<double> heights;
+    for (const Ring& ring : shellAndHoles) {
+        for (const GisShapePoint& vertex : ring) {
+            heights.push_back(vertex.y());
+        }
+    }
+    std::sort(heights.begin(), heights.end());
+    struct Strip {
+        double height;
+        double middle;
+    };
+    std::vector<Strip> strips;
+    for (std::size_t i = 1; i < heights.size(); ++i) {
+        strips.push_back({heights[i] - heights[i - 1], heights[i - 1] / 2 + heights[i] / 2});
+    }
+    const std::size_t tried = std::min<std::size_t>(strips.size(), 16);
+    std::partial_sort(strips.begin(), strips.begin() + static_cast<std::ptrdiff_t>(tried), strips.end(),
+                      [](const Strip& a, const Strip& b) { return a.height > b.height; });
+    GisShapePoint best;
+    double room = 0.0;
+    for (std::size_t i = 0; i < tried; ++i) {
+        const Chord chord = longestChord(shellAndHoles, strips[i].middle);
+        if (std::min(chord.length, strips[i].height) > room) {
+            room = std::min(chord.length, strips[i].height);
+            best = chord.middle;
+        }
+    }
+    return best;
+}
+
+GisShapePoint pointInPolygon(const SegmentList& boundary) {
+    QList<Ring> rings;
+    for (const SegmentPart& part : boundary.parts()) {
+        Ring ring = part.vertices;
+        ring.removeIf([](const GisShapePoint& vertex) { return !Internal::isFinite(vertex); });
+        if (ring.size() > 2) {
+            rings.append(ring);
+        }
+    }
+    const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
+    const QList<Ring>* largest = nullptr;
+    double largestArea = 0.0;
+    for (const QList<Ring>& polygon : polygons) {
+        if (const double area = std::fabs(Internal::signedArea(polygon.constFirst())); area > largestArea) {
+            largest = &polygon;
+            largestArea = area;
+        }
+    }
+    return largest == nullptr ? GisShapePoint() : pointInside(*largest);
+}
+
+GisShapePoint pointOnLine(const SegmentList& boundary) {
+    std::vector<double> lengths(boundary.parts().size(), 0.0);
+    const auto lengthOf = [](const Internal::Segment& s) {
+        return std::hypot(s.end->x() - s.start->x(), s.end->y() - s.start->y());
+    };
+    for (const Internal::Segment& segment : boundary.segments()) {
+        lengths[static_cast<std::size_t>(segment.part)] += lengthOf(segment);
+    }
+    const auto longest = std::max_element(lengths.begin(), lengths.end());
+    double way = longest == lengths.end() ? 0.0 : *longest / 2;
+    const Internal::Segment* last = nullptr;
+    for (const Internal::Segment& segment : boundary.segments()) {
+        if (segment.part == longest - lengths.begin()) {
+            last = &segment;
+            const double length = lengthOf(segment);
+            if (length > 0.0 && way <= length) {
+                const double t = way / length;
+                return {segment.start->x() + t * (segment.end->x() - segment.start->x()),
+                        segment.start->y() + t * (segment.end->y() - segment.start->y())};
+            }
+            way -= length;
+        }
+    }
+    return last == nullptr ? GisShapePoint() : GisShapePoint(last->end->x(), last->end->y());
+}
+
+} // namespace
+
+double GisTopology::Length(const GisShape& shape) {
+    Internal::CompensatedSum sum;
+    const SegmentList boundary(shape);
+    for (const SegmentPart& part : boundary.parts()) {
+        const bool isSound = std::all_of(part.vertices.begin(), part.vertices.end(), Internal::isFinite);
+        sum.add(isSound ? Internal::lengthOf(part.vertices) : std::numeric_limits<double>::quiet_NaN());
+    }
+    return sum.value();
+}
+
+double GisTopology::Area(const GisShape& shape) {
+    const auto* polygon = dynamic_cast<const GisShapePolygon*>(&shape);
+    if (polygon == nullptr) {
+        return 0.0;
+    }
+    const QList<Ring>& rings = polygon->parts();
+    for (const Ring& ring : rings) {
+        if (!std::all_of(ring.begin(), ring.end(), Internal::isFinite)) {
+            return std::numeric_limits<double>::quiet_NaN();
+        }
+    }
+    if (rings.size() == 1) {
+        return std::fabs(Internal::signedArea(rings.constFirst()));
+    }
+    Internal::CompensatedSum sum;
+    for (const QList<Ring>& shellAndHoles : Shapes::Internal::shellsWithHoles(rings)) {
+        for (const Ring& ring : shellAndHoles) {
+            const double area = std::fabs(Internal::signedArea(ring));
+            sum.add(&ring == &shellAndHoles.constFirst() ? area : -area);
+        }
+    }
+    return sum.value();
+}
+
+GisShapePoint GisTopology::PointOnSurface(const GisShape& shape) {
+    const SegmentList boundary(shape);
+    return dynamic_cast<const GisShapePolygon*>(&shape) != nullptr ? pointInPolygon(boundary)
+                                                                   : pointOnLine(boundary);
+}
+
+} // namespace Cartolith::Core::Topology

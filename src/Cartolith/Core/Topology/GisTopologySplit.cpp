@@ -1,0 +1,279 @@
+#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Shapes/RingNestingInternal.h>
+#include <Cartolith/Core/Topology/BoxSweepInternal.h>
+#include <Cartolith/Core/Topology/CrossingsInternal.h>
+#include <Cartolith/Core/Topology/GeosInternal.h>
+#include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace Cartolith::Core::Topology {
+
+using Common::Internal::GeometryPtr;
+using Internal::Segment;
+using Internal::SegmentList;
+using Internal::SegmentPart;
+using Shapes::GisExtent;
+using Shapes::GisShape;
+using Shapes::GisShapePoint;
+using Shapes::GisShapePolygon;
+using Shapes::GisShapePolyline;
+using Shapes::Internal::Ring;
+using ShapeList = std::vector<std::unique_ptr<GisShape>>;
+
+namespace {
+
+struct Cut {
+    GisBoundaryPosition at;
+    GisShapePoint point;
+};
+
+template <typename Shape>
+std::unique_ptr<GisShape> pieceOf(const GisShape& whole, QList<QList<GisShapePoint>> parts) {
+    auto piece = std::make_unique<Shape>();
+    whole.copyAttributesTo(*piece);
+    piece->parts() = std::move(parts);
+    return piece;
+}
+
+ShapeList oneCopy(const GisShape& shape) {
+    ShapeList pieces;
+    if (!shape.isEmpty()) {
+        pieces.push_back(shape.clone());
+    }
+    return pieces;
+}
+
+bool isOnePlace(const QList<GisShapePoint>& part) {
+    return std::all_of(part.begin(), part.end(), [&part](const GisShapePoint& vertex) {
+        return vertex.x() == part.constFirst().x() && vertex.y() == part.constFirst().y();
+    });
+}
+
+/// The cuts in any order.
+ShapeList cutAt(const GisShapePolyline& line, std::vector<Cut> cuts) {
+    std::stable_sort(cuts.begin(), cuts.end(),
+                     [](const Cut& a, const Cut& b) { return Internal::isBefore(a.at, b.at); });
+    ShapeList pieces;
+    auto cut = cuts.cbegin();
+    for (qsizetype i = 0; i < line.parts().size(); ++i) {
+        const QList<GisShapePoint>& part = line.parts()[i];
+        QList<GisShapePoint> piece;
+        const auto finishPiece = [&] {
+            if (piece.size() > 1) {
+                pieces.push_back(pieceOf<GisShapePolyline>(line, {std::exchange(piece, {})}));
+            }
+        };
+        for (int vertex = 0; vertex < part.size(); ++vertex) {
+            piece.append(part[vertex]);
+            for (; cut != cuts.cend() && cut->at.part == i && cut->at.segment == vertex; ++cut) {
+                if (cut->at.fraction == 0.0) {
+                    if (vertex > 0 && vertex + 1 < part.size() && piece.size() > 1) {
+                        finishPiece();
+                        piece.append(part[vertex]);
+                    }
+                } else if (cut->at.fraction < 1.0) {
+                    piece.append(cut->point);
+                    if (piece.size() > 2 || !isOnePlace(piece)) {
+                        finishPiece();
+                        piece.append(cut->point);
+                    } else {
+                        piece.removeLast();
+                    }
+                }
+            }
+        }
+        finishPiece();
+    }
+    return pieces;
+}
+
+ShapeList cutAt(const GisShapePolyline& line, const QList<GisCrossing>& crossings, bool atBothPassages) {
+    std::vector<Cut> cuts;
+    for (const GisCrossing& crossing : crossings) {
+        cuts.push_back({crossing.position, crossing.point});
+        if (atBothPassages) {
+            cuts.push_back({crossing.other, crossing.point});
+        }
+    }
+    return cutAt(line, std::move(cuts));
+}
+
+/// Where the points lie on the line: for each point, of neighbouring segments within the tolerance the
+/// nearest.
+std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>& points,
+                        const GisTopology& topology, bool& isDone) {
+    const double tolerance = topology.Tolerance();
+    std::vector<GisExtent> segmentBoxes;
+    std::vector<GisExtent> pointBoxes;
+    for (const Segment& s : segments.segments()) {
+        segmentBoxes.emplace_back(s.start->x(), s.start->y(), s.end->x(), s.end->y());
+    }
+    std::vector<GisShapePoint> places;
+    std::copy_if(points.begin(), points.end(), std::back_inserter(places), Internal::isFinite);
+    for (const GisShapePoint& p : places) {
+        pointBoxes.emplace_back(p.x() - tolerance, p.y() - tolerance, p.x() + tolerance, p.y() + tolerance);
+    }
+    struct Hit {
+        std::size_t point;
+        std::size_t segment;
+        double distance;
+    };
+    std::vector<Hit> hits;
+    isDone = Internal::visitMeetingBoxes(
+        pointBoxes, segmentBoxes,
+        [&](std::size_t i, std::size_t j) {
+            const Segment& s = segments.segments()[j];
+            const double distance = GisTopology::DistancePointToSegment(places[i], *s.start, *s.end);
+            if (distance <= tolerance) {
+                hits.push_back({i, j, distance});
+            }
+        },
+        [&topology](int current, int total) { return topology.reportBusy(current, total); });
+    std::sort(hits.begin(), hits.end(), [](const Hit& a, const Hit& b) {
+        return std::tie(a.point, a.segment) < std::tie(b.point, b.segment);
+    });
+    std::vector<Cut> cuts;
+    for (std::size_t i = 0; i < hits.size(); ++i) {
+        std::size_t nearest = i;
+        while (i + 1 < hits.size() && hits[i + 1].point == hits[i].point &&
+               hits[i + 1].segment == hits[i].segment + 1 &&
+               segments.segments()[hits[i + 1].segment].part == segments.segments()[hits[i].segment].part) {
+            ++i;
+            nearest = hits[i].distance < hits[nearest].distance ? i : nearest;
+        }
+        const Segment& s = segments.segments()[hits[nearest].segment];
+        const GisShapePoint& p = places[hits[nearest].point];
+        GisBoundaryPosition at{s.part, s.index, Internal::fractionAlong(p, *s.start, *s.end)};
+        if (GisTopology::SamePoint(p, *s.start, tolerance)) {
+            at.fraction = 0.0;
+        } else if (GisTopology::SamePoint(p, *s.end, tolerance)) {
+            at = {s.part, s.index + 1, 0.0};
+        }
+        cuts.push_back({at, {}});
+    }
+    for (Cut& cut : cuts) {
+        cut.point = cut.at.fraction > 0.0 ? segments.pointAt(cut.at) : GisShapePoint();
+    }
+    return cuts;
+}
+
+/// Runs of finite vertices.
+GeometryPtr linesOf(const SegmentList& segments) {
+    GisShapePolyline lines;
+    const Segment* last = nullptr;
+    for (const Segment& s : segments.segments()) {
+        if (last == nullptr || last->part != s.part || last->index + 1 != s.index) {
+            lines.parts().append({*s.start});
+        }
+        lines.parts().last().append(*s.end);
+        last = &s;
+    }
+    lines.parts().removeIf(isOnePlace);
+    return Serialization::Ogr::Internal::geometryOf(lines);
+}
+
+/// The pieces of one shell with its holes; itself when it is not cut.
+ShapeList cutPolygon(const GisShape& whole, const QList<Ring>& shellAndHoles, const OGRGeometry& line,
+                     const GisTopology& topology, bool& isDone) {
+    ShapeList pieces;
+    const auto polygon = pieceOf<GisShapePolygon>(whole, shellAndHoles);
+    const GeometryPtr boundary = linesOf(SegmentList(*polygon));
+    OGREnvelope around;
+    OGREnvelope other;
+    boundary->getEnvelope(&around);
+    line.getEnvelope(&other);
+    if (around.Intersects(other) != 0) {
+        const Common::Internal::GdalErrorCapture capture;
+        const Internal::GeosInterrupt interrupt(topology);
+        const GeometryPtr noded(boundary->Union(&line));
+        GeometryPtr faces(noded == nullptr ? nullptr : noded->Polygonize());
+        interrupt.rethrow();
+        isDone = !interrupt.wasStopped();
+        if (!isDone) {
+            return {};
+        }
+        if (faces == nullptr) {
+            throw std::runtime_error("GisTopology::SplitByLine failed: " + capture.message().toStdString());
+        }
+        for (OGRGeometry* face : *faces->toGeometryCollection()) {
+            auto shapes = Serialization::Ogr::Internal::shapesOf(GeometryPtr(face->clone())).shapes;
+            if (shapes.size() != 1) {
+                continue;
+            }
+            const GisShapePoint inside = GisTopology::PointOnSurface(*shapes.front());
+            const auto rings =
+                std::count_if(shellAndHoles.begin(), shellAndHoles.end(), [&](const Ring& ring) {
+                    return GisShapePolygon::pointInPolygon(inside, ring);
+                });
+            if (rings % 2 == 1) { // not in a hole, nor closed by the line alone
+                whole.copyAttributesTo(*shapes.front());
+                pieces.push_back(std::move(shapes.front()));
+            }
+        }
+    }
+    if (pieces.size() < 2) {
+        pieces.clear();
+    }
+    return pieces;
+}
+
+} // namespace
+
+ShapeList GisTopology::SplitAtPoints(const GisShape& line, const QList<GisShapePoint>& points) const {
+    const auto* polyline = dynamic_cast<const GisShapePolyline*>(&line);
+    if (polyline == nullptr) {
+        return oneCopy(line);
+    }
+    const SegmentList segments(line);
+    bool isDone = false;
+    std::vector<Cut> cuts = cutsAt(segments, points, *this, isDone);
+    return isDone ? cutAt(*polyline, std::move(cuts)) : ShapeList();
+}
+
+ShapeList GisTopology::SplitAtSelfCrossings(const GisShape& line) const {
+    const auto* polyline = dynamic_cast<const GisShapePolyline*>(&line);
+    if (polyline == nullptr) {
+        return oneCopy(line);
+    }
+    const SegmentList segments(line);
+    const auto crossings = Internal::crossingsOf(segments, segments, *this);
+    return crossings.has_value() ? cutAt(*polyline, *crossings, true) : ShapeList();
+}
+
+ShapeList GisTopology::SplitByLine(const GisShape& shape, const GisShape& line) const {
+    const SegmentList other(line);
+    if (const auto* polyline = dynamic_cast<const GisShapePolyline*>(&shape)) {
+        const auto crossings = Internal::crossingsOf(SegmentList(shape), other, *this);
+        return crossings.has_value() ? cutAt(*polyline, *crossings, false) : ShapeList();
+    }
+    if (dynamic_cast<const GisShapePolygon*>(&shape) == nullptr) {
+        return oneCopy(shape);
+    }
+    const std::unique_ptr<GisShape> sound = FixShape(shape).shape;
+    if (sound == nullptr) {
+        return {};
+    }
+    const GeometryPtr cutting = linesOf(other);
+    const QList<Ring>& rings = std::as_const(static_cast<GisShapePolygon&>(*sound)).parts();
+    const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
+    const int count = static_cast<int>(polygons.size());
+    ShapeList pieces;
+    for (int i = 0; i < count; ++i) {
+        bool isDone = reportBusy(i + 1, count);
+        ShapeList cut = isDone ? cutPolygon(shape, polygons[i], *cutting, *this, isDone) : ShapeList();
+        if (!isDone) {
+            return {};
+        }
+        if (cut.empty()) {
+            cut.push_back(pieceOf<GisShapePolygon>(shape, polygons[i]));
+        }
+        std::move(cut.begin(), cut.end(), std::back_inserter(pieces));
+    }
+    return pieces;
+}
+
+} // namespace Cartolith::Core::Topology

@@ -1,0 +1,297 @@
+#include <Cartolith/Core/Topology/BoxSweepInternal.h>
+#include <Cartolith/Core/Topology/OrientationInternal.h>
+#include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+#include <Cartolith/Core/Topology/ShapeCheckInternal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace Cartolith::Core::Topology::Internal {
+
+using Shapes::GisExtent;
+using Shapes::GisShapePoint;
+using Shapes::Internal::Ring;
+
+namespace {
+
+struct KindTexts {
+    const char* problem;
+    const char* remedy;
+};
+
+/// In the order of the enumeration.
+constexpr std::array<KindTexts, 11> kindTexts{{
+    {"A coordinate is not a number.", "A vertex that is not a number was removed."},
+    {"A coordinate is infinite.", "An infinite vertex was removed."},
+    {"There are too few vertices.", "A part with too few vertices was removed."},
+    {"The ring is not closed.", "The ring was closed."},
+    {"The vertex repeats the one before.", "A repeated vertex was removed."},
+    {"The boundary turns back on itself.", "A spike was removed."},
+    {"The ring meets itself.", "A ring that meets itself was taken apart."},
+    {"The ring crosses another.", "Rings that cross were combined."},
+    {"The ring is wound as a hole and lies in no other.", "The ring was reversed."},
+    {"The ring lies in another and is wound as a shell.", "The ring was reversed."},
+    {"The area is not valid.", "The area was made valid."},
+}};
+
+bool isSame(const GisShapePoint& a, const GisShapePoint& b) {
+    return a.x() == b.x() && a.y() == b.y();
+}
+
+struct Vertex {
+    GisShapePoint point;
+    int index;
+};
+
+/// The vertices that are finite and not those before them.
+std::vector<Vertex> soundVertices(const QList<GisShapePoint>& part, int number, ProblemList& problems) {
+    std::vector<Vertex> kept;
+    for (int i = 0; i < part.size(); ++i) {
+        const GisShapePoint& vertex = part[i];
+        if (vertex.isEmpty()) {
+            problems.add(GisShapeProblemKind::NotANumber, {}, number, i);
+        } else if (!isFinite(vertex)) {
+            problems.add(GisShapeProblemKind::Infinite, vertex, number, i);
+        } else if (!kept.empty() && isSame(kept.back().point, vertex)) {
+            problems.add(GisShapeProblemKind::RepeatedVertex, vertex, number, i);
+        } else {
+            kept.push_back({vertex, i});
+        }
+    }
+    return kept;
+}
+
+void complainOfTooFew(const std::vector<Vertex>& kept, int part, ProblemList& problems) {
+    problems.add(GisShapeProblemKind::TooFewVertices, kept.empty() ? GisShapePoint() : kept.front().point,
+                 part, -1);
+}
+
+/// True when the way from a over b to c goes back on itself.
+bool isSpike(const GisShapePoint& a, const GisShapePoint& b, const GisShapePoint& c) {
+    if (orientation(a, b, c) != 0) {
+        return false;
+    }
+    // On one line, the signs of the differences say which way, without rounding.
+    return (b.x() > a.x() && c.x() < b.x()) || (b.x() < a.x() && c.x() > b.x()) ||
+           (b.y() > a.y() && c.y() < b.y()) || (b.y() < a.y() && c.y() > b.y());
+}
+
+/// Of a ring without its closing vertex. What remains has three vertices or more, none of them the tip of a
+/// spike, or is empty.
+std::vector<Vertex> withoutSpikes(const std::vector<Vertex>& ring, int part, ProblemList& problems) {
+    std::vector<Vertex> kept;
+    const auto complain = [&](const Vertex& tip) {
+        problems.add(GisShapeProblemKind::Spike, tip.point, part, tip.index);
+    };
+    for (const Vertex& vertex : ring) {
+        while (kept.size() > 1 && isSpike(kept[kept.size() - 2].point, kept.back().point, vertex.point)) {
+            complain(kept.back());
+            kept.pop_back();
+        }
+        if (kept.empty() || !isSame(kept.back().point, vertex.point)) {
+            kept.push_back(vertex);
+        }
+    }
+    auto first = kept.begin();
+    for (bool isDone = false; !isDone && kept.end() - first > 2;) {
+        isDone = true;
+        if (isSame(first->point, kept.back().point)) {
+            kept.pop_back();
+            isDone = false;
+        } else if (isSpike(kept[kept.size() - 2].point, kept.back().point, first->point)) {
+            complain(kept.back());
+            kept.pop_back();
+            isDone = false;
+        } else if (isSpike(kept.back().point, first->point, std::next(first)->point)) {
+            complain(*first);
+            ++first;
+            isDone = false;
+        }
+    }
+    kept.erase(kept.begin(), first);
+    return kept;
+}
+
+struct RingSegment {
+    const GisShapePoint* start;
+    const GisShapePoint* end;
+    int ring;
+    int index;
+};
+
+bool liesBetween(const GisShapePoint& p, const GisShapePoint& a, const GisShapePoint& b) {
+    return std::min(a.x(), b.x()) <= p.x() && p.x() <= std::max(a.x(), b.x()) &&
+           std::min(a.y(), b.y()) <= p.y() && p.y() <= std::max(a.y(), b.y());
+}
+
+enum class Meeting { None, Touch, Cross, Along };
+
+/// How two segments meet, without rounding, and about where.
+Meeting meetingOf(const RingSegment& a, const RingSegment& b, GisShapePoint& place) {
+    const int a1 = orientation(*b.start, *b.end, *a.start);
+    const int a2 = orientation(*b.start, *b.end, *a.end);
+    const int b1 = orientation(*a.start, *a.end, *b.start);
+    const int b2 = orientation(*a.start, *a.end, *b.end);
+    if (a1 * a2 > 0 || b1 * b2 > 0) {
+        return Meeting::None;
+    }
+    if (a1 * a2 < 0 && b1 * b2 < 0) {
+        const double rx = a.end->x() - a.start->x();
+        const double ry = a.end->y() - a.start->y();
+        const double sx = b.end->x() - b.start->x();
+        const double sy = b.end->y() - b.start->y();
+        const double t =
+            ((b.start->x() - a.start->x()) * sy - (b.start->y() - a.start->y()) * sx) / (rx * sy - ry * sx);
+        place = std::isfinite(t) ? GisShapePoint(a.start->x() + t * rx, a.start->y() + t * ry) : *a.start;
+        return Meeting::Cross;
+    }
+    const GisShapePoint* found = nullptr;
+    bool isAlong = false;
+    const auto take = [&](const GisShapePoint& p, int side, const GisShapePoint& from,
+                          const GisShapePoint& to) {
+        if (side == 0 && liesBetween(p, from, to)) {
+            isAlong = isAlong || (found != nullptr && !isSame(*found, p));
+            found = found == nullptr ? &p : found;
+        }
+    };
+    take(*a.start, a1, *b.start, *b.end);
+    take(*a.end, a2, *b.start, *b.end);
+    take(*b.start, b1, *a.start, *a.end);
+    take(*b.end, b2, *a.start, *a.end);
+    if (found == nullptr) {
+        return Meeting::None;
+    }
+    place = *found;
+    return isAlong ? Meeting::Along : Meeting::Touch;
+}
+
+} // namespace
+
+void ProblemList::add(GisShapeProblemKind kind, const GisShapePoint& place, int part, int vertex,
+                      const QString& detail) {
+    constexpr int most = 1000;
+    const auto index = static_cast<std::size_t>(kind);
+    if (m_counts[index] < most) {
+        ++m_counts[index];
+        m_problems.append({kind, GisShapePoint(place.x(), place.y()), part, vertex,
+                           detail.isEmpty() ? QString::fromLatin1(kindTexts[index].problem) : detail});
+    }
+}
+
+QString remedyOf(GisShapeProblemKind kind) {
+    return QString::fromLatin1(kindTexts[static_cast<std::size_t>(kind)].remedy);
+}
+
+Ring cleanLine(const QList<GisShapePoint>& line, int part, ProblemList& problems) {
+    const std::vector<Vertex> kept = soundVertices(line, part, problems);
+    Ring clean;
+    if (kept.size() < 2) {
+        complainOfTooFew(kept, part, problems);
+        return clean;
+    }
+    for (const Vertex& vertex : kept) {
+        clean.append(vertex.point);
+    }
+    return clean;
+}
+
+Ring cleanRing(const QList<GisShapePoint>& ring, int part, ProblemList& problems) {
+    std::vector<Vertex> kept = soundVertices(ring, part, problems);
+    Ring clean;
+    if (kept.size() > 1 && isSame(kept.front().point, kept.back().point)) {
+        kept.pop_back();
+    } else if (kept.size() > 2) {
+        problems.add(GisShapeProblemKind::OpenRing, kept.back().point, part, kept.back().index);
+    }
+    kept = withoutSpikes(kept, part, problems);
+    if (kept.size() < 3) {
+        complainOfTooFew(kept, part, problems);
+        return clean;
+    }
+    for (const Vertex& vertex : kept) {
+        clean.append(vertex.point);
+    }
+    clean.append(kept.front().point);
+    return clean;
+}
+
+bool findRingCrossings(const QList<Ring>& rings, const QList<int>& partOf, const GisTopology& topology,
+                       ProblemList& problems) {
+    std::vector<RingSegment> segments;
+    std::vector<GisExtent> boxes;
+    for (int i = 0; i < rings.size(); ++i) {
+        for (int j = 1; j < rings[i].size(); ++j) {
+            const RingSegment s{&rings[i][j - 1], &rings[i][j], i, j - 1};
+            segments.push_back(s);
+            boxes.emplace_back(s.start->x(), s.start->y(), s.end->x(), s.end->y());
+        }
+    }
+    const auto areNeighbours = [&rings](const RingSegment& a, const RingSegment& b) {
+        const int apart = std::abs(a.index - b.index);
+        return a.ring == b.ring && (apart == 1 || apart + 2 == rings[a.ring].size());
+    };
+    struct Found {
+        std::size_t a;
+        std::size_t b;
+        GisShapePoint place;
+    };
+    std::vector<Found> found;
+    const bool isDone = visitMeetingBoxes(
+        boxes, boxes,
+        [&](std::size_t i, std::size_t j) {
+            GisShapePoint place;
+            if (i >= j || areNeighbours(segments[i], segments[j])) {
+                return;
+            }
+            const Meeting meeting = meetingOf(segments[i], segments[j], place);
+            // Rings may touch each other.
+            if (meeting != Meeting::None &&
+                (meeting != Meeting::Touch || segments[i].ring == segments[j].ring)) {
+                found.push_back({i, j, place});
+            }
+        },
+        [&topology](int current, int total) { return topology.reportBusy(current, total); });
+    std::sort(found.begin(), found.end(),
+              [](const Found& a, const Found& b) { return std::pair(a.a, a.b) < std::pair(b.a, b.b); });
+    const GisShapePoint* last = nullptr;
+    for (const Found& meeting : found) {
+        if (last == nullptr ||
+            !isSame(*last, meeting.place)) { // four segments meet where a ring touches itself
+            const RingSegment& s = segments[meeting.a];
+            problems.add(s.ring == segments[meeting.b].ring ? GisShapeProblemKind::SelfCrossing
+                                                            : GisShapeProblemKind::RingsCross,
+                         meeting.place, partOf[s.ring], s.index);
+        }
+        last = &meeting.place;
+    }
+    return isDone;
+}
+
+void windByNesting(QList<Ring>& rings, const QList<int>& partOf, ProblemList& problems) {
+    if (rings.size() < 2) {
+        return;
+    }
+    const QList<int> depths = Shapes::Internal::nestingDepths(rings);
+    double largest = 0.0;
+    bool shellsAreLeft = true; // counterclockwise
+    std::vector<double> areas;
+    for (qsizetype i = 0; i < rings.size(); ++i) {
+        areas.push_back(signedArea(rings[i]));
+        if (std::fabs(areas.back()) > largest) {
+            largest = std::fabs(areas.back());
+            shellsAreLeft = (areas.back() > 0.0) == (depths[i] % 2 == 0);
+        }
+    }
+    for (qsizetype i = 0; i < rings.size(); ++i) {
+        const double area = areas[static_cast<std::size_t>(i)];
+        const bool isHole = depths[i] % 2 == 1;
+        if (area != 0.0 && (area > 0.0) != (shellsAreLeft != isHole)) {
+            problems.add(isHole ? GisShapeProblemKind::NestedShells : GisShapeProblemKind::HoleOutside,
+                         rings[i].constFirst(), partOf[i], -1);
+            std::reverse(rings[i].begin(), rings[i].end());
+        }
+    }
+}
+
+} // namespace Cartolith::Core::Topology::Internal

@@ -1,0 +1,40 @@
+#pragma once
+
+#include <Cartolith/Core/Shapes/RingNestingInternal.h>
+#include <Cartolith/Core/Topology/GisTopology.h>
+
+#include <array>
+#include <cstddef>
+
+namespace Cartolith::Core::Topology::Internal {
+
+/// Collects problems, a thousand of each kind at most.
+class ProblemList {
+public:
+    void add(GisShapeProblemKind kind, const Shapes::GisShapePoint& place, int part, int vertex,
+             const QString& detail = {});
+    const QList<GisShapeProblem>& problems() const noexcept { return m_problems; }
+    bool has(GisShapeProblemKind kind) const noexcept { return m_counts[static_cast<std::size_t>(kind)] > 0; }
+
+private:
+    QList<GisShapeProblem> m_problems;
+    std::array<int, 11> m_counts{};
+};
+
+/// What FixShape() did about a problem of the kind, as a sentence.
+QString remedyOf(GisShapeProblemKind kind);
+
+/// The part without what is wrong with its vertices alone: not finite, repeated, spikes, an open ring. Empty
+/// when there are too few left.
+Shapes::Internal::Ring cleanLine(const QList<Shapes::GisShapePoint>& line, int part, ProblemList& problems);
+Shapes::Internal::Ring cleanRing(const QList<Shapes::GisShapePoint>& ring, int part, ProblemList& problems);
+
+/// Where clean rings meet themselves or each other as they must not. `partOf` gives the part that each ring
+/// was, by which it is reported. False when stopped.
+bool findRingCrossings(const QList<Shapes::Internal::Ring>& rings, const QList<int>& partOf,
+                       const GisTopology& topology, ProblemList& problems);
+
+/// Rings wound the other way than nesting asks for, which are reversed in place. The largest one is right.
+void windByNesting(QList<Shapes::Internal::Ring>& rings, const QList<int>& partOf, ProblemList& problems);
+
+} // namespace Cartolith::Core::Topology::Internal
