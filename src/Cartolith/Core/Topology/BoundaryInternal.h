@@ -97,6 +97,11 @@ public:
     /// Around everything; only if there are runs.
     const Box& box() const noexcept { return m_boxes.back(); }
 
+    /// As the function of that name.
+    std::optional<Box> reach() const noexcept {
+        return m_regular && m_custom == nullptr && hasRuns() ? std::optional<Box>(box()) : std::nullopt;
+    }
+
     struct Run {
         qsizetype start; ///< of its vertices
         qsizetype part;

@@ -28,10 +28,8 @@ const Boundary& Operand::boundary() const {
 }
 
 bool Operand::mayContainAll(const Operand& other) const {
-    if (m_boundary) {
-        return true; // which asks its own boxes
-    }
-    const std::optional<Box> around = reach(*m_shape, extent(), m_tolerance);
+    const std::optional<Box> around =
+        m_boundary ? m_boundary->reach() : reach(*m_shape, extent(), m_tolerance);
     if (!around) {
         return true;
     }
