@@ -306,10 +306,16 @@ void addPreparation(const Points& data) {
     })->Unit(benchmark::kMicrosecond);
 }
 
-const Entry& largest(const Pairs& data) {
-    return *std::max_element(data.entries.begin(), data.entries.end(), [](const Entry& a, const Entry& b) {
-        return bg::num_points(a.boost) < bg::num_points(b.boost);
-    });
+OGRGeometryUniquePtr largestOf(const char* path) {
+    const GDALDatasetUniquePtr dataset(GDALDataset::Open(path, GDAL_OF_VECTOR));
+    OGRGeometryUniquePtr largest;
+    for (const OGRFeatureUniquePtr& feature : *dataset->GetLayer(0)) {
+        const OGRGeometry* const geometry = feature->GetGeometryRef();
+        if (geometry != nullptr && (!largest || geometry->WkbSize() > largest->WkbSize())) {
+            largest.reset(geometry->clone());
+        }
+    }
+    return largest;
 }
 
 } // namespace
@@ -325,12 +331,7 @@ int main(int argc, char** argv) {
     for (const Pairs* data : {&counties, &countries, &overlapping, &nested, &apart}) {
         addAll(*data);
     }
-    const QByteArray wkb = largest(countries).ours->toWkb();
-    OGRGeometry* country = nullptr;
-    OGRGeometryFactory::createFromWkb(wkb.constData(), nullptr, &country,
-                                      static_cast<std::size_t>(wkb.size()));
-    const Points points("largestCountry", *country);
-    OGRGeometryFactory::destroyGeometry(country);
+    const Points points("largestCountry", *largestOf(CARTOLITH_DATA_DIR "/world-countries.gpkg"));
     const Points starPoints("star", star(0, 0, 1, 10000));
     for (const Points* data : {&points, &starPoints}) {
         addAll(*data);
