@@ -187,8 +187,8 @@ GisShapePoint vertexInArea(const GisShape& shape, const GisShape& area, Work& wo
 GisNearestPoints nearestPoints(const GisShape& first, const GisShape& second, Work& work) {
     const auto a = prepared(first);
     const auto b = prepared(second);
-    const Boundary boundaryA(*a, a->extent(), 0.0);
-    const Boundary boundaryB(*b, b->extent(), 0.0);
+    const Boundary boundaryA(*a, a->extent(), 0.0, nullptr);
+    const Boundary boundaryB(*b, b->extent(), 0.0, nullptr);
     if (!boundaryA.hasRuns() || !boundaryB.hasRuns()) {
         return {};
     }
