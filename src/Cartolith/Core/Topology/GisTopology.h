@@ -281,8 +281,9 @@ public:
     /// painter path does. That is reported as HoleOutside and NestedShells, against the direction of the
     /// largest ring. Shells may touch each other in points, and a ring in a hole is an island.
     ///
-    /// A line may cross itself (see GetCrossings()). Parts with a NaN or infinite vertex are judged by their
-    /// other vertices. An empty shape has no problem, a part without a vertex too few. The list has at most a
+    /// A line may cross itself (see GetCrossings()) and go back the way it came. Parts with a NaN or infinite
+    /// vertex are judged by their other vertices. The empty point and a shape without parts have no problem,
+    /// a part without a vertex has too few. The list has at most a
     /// thousand entries of each kind. Empty when the busy callback stops it.
     QList<GisShapeProblem> CheckShape(const Shapes::GisShape& shape) const;
 
@@ -291,8 +292,11 @@ public:
     /// Vertices that are not finite, repeated vertices and spikes go, open rings are closed, parts with too
     /// few vertices left are dropped (the result may be empty), holes are wound opposite to their shell.
     /// Rings that still cross are taken apart by GEOS: each ring covers what it encloses, shells are joined,
-    /// holes taken out. A shape without a problem comes back unchanged, bit for bit. Attributes are never
-    /// touched. The shape is null when the busy callback stops it.
+    /// holes taken out. A shape without a problem comes back unchanged, bit for bit. The shape is null when
+    /// the busy callback stops it.
+    ///
+    /// \throws std::runtime_error "GisTopology::FixShape failed: ..." with what GEOS says, which it may do of
+    /// coordinates beyond 1e100
     GisShapeFix FixShape(const Shapes::GisShape& shape) const;
 
     /// @}
@@ -336,11 +340,12 @@ public:
     ///
     /// A polygon without parts comes back for an empty shape, for points and lines at a distance of zero or
     /// below, and when nothing is left; a polygon at distance 0 comes back valid. A one-sided buffer with a
-    /// negative distance lies on the other side. Vertices with a NaN are left out. Null when the busy
-    /// callback stops it. \throws std::invalid_argument "GisTopology::Buffer distance must be finite.",
-    /// "GisTopology::Buffer quadrantSegments must be 1 to 1000.", "GisTopology::Buffer mitreLimit must be at
-    /// least 1." \throws std::runtime_error "GisTopology::Buffer failed: ..." with what GEOS says, as for
-    /// infinite coordinates
+    /// negative distance lies on the other side. Vertices that are not finite are left out. Null when the
+    /// busy callback stops it, for which GEOS may take up to half the time of the whole.
+    ///
+    /// \throws std::invalid_argument "GisTopology::Buffer distance must be finite.", "GisTopology::Buffer
+    /// quadrantSegments must be 1 to 1000.", "GisTopology::Buffer mitreLimit must be at least 1."
+    /// \throws std::runtime_error "GisTopology::Buffer failed: ..." with what GEOS says
     std::unique_ptr<Shapes::GisShape> Buffer(const Shapes::GisShape& shape, double distance,
                                              const GisBufferStyle& style = {}) const;
 
@@ -402,8 +407,9 @@ public:
                                const CoordinateSystems::CoordinateSystem& system);
 
     /// A point of the shape that is not at its edge: inside a polygon and off its holes, halfway along the
-    /// longest part of a line, the point itself. Empty for an empty shape and for a polygon without area.
-    /// Vertices that are not finite are left out.
+    /// longest part of a line, the point itself. Of several areas it lies in the largest, in one of its wider
+    /// places. Empty for an empty shape and for a polygon without area. Vertices that are not finite are left
+    /// out.
     static Shapes::GisShapePoint PointOnSurface(const Shapes::GisShape& shape);
 
     /// @}
