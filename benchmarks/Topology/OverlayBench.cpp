@@ -79,9 +79,10 @@ struct Entry {
             members.push_back(GEOSGeom_createPolygon_r(geos, ringOf(member.outer()), holes.data(),
                                                        static_cast<unsigned>(holes.size())));
         }
-        geosShape.reset(members.size() == 1 ? members.front()
-                                            : GEOSGeom_createCollection_r(geos, GEOS_MULTIPOLYGON, members.data(),
-                                                                          static_cast<unsigned>(members.size())));
+        geosShape.reset(members.size() == 1
+                            ? members.front()
+                            : GEOSGeom_createCollection_r(geos, GEOS_MULTIPOLYGON, members.data(),
+                                                          static_cast<unsigned>(members.size())));
         bg::correct(boost);
     }
 
@@ -231,8 +232,9 @@ void check(benchmark::State& state, DataOf data, Type type) {
 
 void geosPlain(benchmark::State& state, DataOf data, Type type) {
     forEachPair(state, data(), [type](const Entry& a, const Entry& b) {
-        return GeosShape(type == Type::Union ? GEOSUnion_r(geos, a.geosShape.get(), b.geosShape.get())
-                                             : GEOSIntersection_r(geos, a.geosShape.get(), b.geosShape.get()));
+        return GeosShape(type == Type::Union
+                             ? GEOSUnion_r(geos, a.geosShape.get(), b.geosShape.get())
+                             : GEOSIntersection_r(geos, a.geosShape.get(), b.geosShape.get()));
     });
 }
 
@@ -290,7 +292,8 @@ void cascaded(benchmark::State& state) {
 void geosUnary(benchmark::State& state) {
     std::vector<GEOSGeometry*> members;
     for (qsizetype i = 0; i < std::min<qsizetype>(state.range(0), counties().size()); ++i) {
-        members.push_back(GEOSGeom_clone_r(geos, neighbours().entries[static_cast<std::size_t>(i)].geosShape.get()));
+        members.push_back(
+            GEOSGeom_clone_r(geos, neighbours().entries[static_cast<std::size_t>(i)].geosShape.get()));
     }
     const GeosShape all(GEOSGeom_createCollection_r(geos, GEOS_GEOMETRYCOLLECTION, members.data(),
                                                     static_cast<unsigned>(members.size())));
@@ -305,17 +308,21 @@ const bool added = [] {
     addPairs("stars", stars, true);
     for (const int count : {100, 400}) {
         for (const auto engine : {GisOverlayEngine::PainterPath, GisOverlayEngine::Geos}) {
-            benchmark::RegisterBenchmark(
-                engine == GisOverlayEngine::Geos ? "UnionOfMany/oneByOneGeos" : "UnionOfMany/oneByOnePath",
-                [engine](auto& state) { oneByOne(state, engine); })
+            benchmark::RegisterBenchmark(engine == GisOverlayEngine::Geos ? "UnionOfMany/oneByOneGeos"
+                                                                          : "UnionOfMany/oneByOnePath",
+                                         [engine](auto& state) { oneByOne(state, engine); })
                 ->Arg(count)
                 ->Iterations(1)
                 ->Unit(benchmark::kMillisecond);
         }
     }
     for (const int count : {100, 400, 4000}) {
-        benchmark::RegisterBenchmark("UnionOfMany/cascaded", cascaded)->Arg(count)->Unit(benchmark::kMillisecond);
-        benchmark::RegisterBenchmark("UnionOfMany/GEOS", geosUnary)->Arg(count)->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark("UnionOfMany/cascaded", cascaded)
+            ->Arg(count)
+            ->Unit(benchmark::kMillisecond);
+        benchmark::RegisterBenchmark("UnionOfMany/GEOS", geosUnary)
+            ->Arg(count)
+            ->Unit(benchmark::kMillisecond);
     }
     return true;
 }();

@@ -111,8 +111,8 @@ TEST(Overlay, KnownAnswersOfBothEngines) {
         {"POINT(9 9)", Type::Intersection, square, "POINT EMPTY #0", "POINT EMPTY #7s"},
         {"POINT(0 0)", Type::Union, "POINT(3 4)", "LINESTRING (0 0,3 4) #7s",
          "MULTILINESTRING ((0 0,0 0),(3 4,3 4)) #7s"},
-        {"MULTILINESTRING((1 1,1 1),(9 9,9 9),(2 1,2 1))", Type::Intersection, square,
-         "LINESTRING EMPTY #0", "MULTILINESTRING ((1 1,1 1),(2 1,2 1)) #7s"},
+        {"MULTILINESTRING((1 1,1 1),(9 9,9 9),(2 1,2 1))", Type::Intersection, square, "LINESTRING EMPTY #0",
+         "MULTILINESTRING ((1 1,1 1),(2 1,2 1)) #7s"},
         {"POINT(1 1)", Type::Difference, "POINT(1 1)", "POINT EMPTY #0", "POINT EMPTY #7s"},
         {cross, Type::Intersection, crossing, "POINT (1 1) #7s", nullptr},
         {"LINESTRING(0 0,3 0)", Type::Intersection, zigzag, "LINESTRING (0.5 0,1.5 0,2.5 0) #7s",
@@ -120,8 +120,7 @@ TEST(Overlay, KnownAnswersOfBothEngines) {
         {cross, Type::Intersection, "LINESTRING(0 1,1 2)", "LINESTRING EMPTY #0", "LINESTRING EMPTY #7s"},
         {cross, Type::Union, crossing, "MULTILINESTRING ((0 0,2 2),(0 2,2 0)) #0s",
          "MULTILINESTRING ((0 0,1 1),(1 1,2 2),(0 2,1 1),(1 1,2 0)) #7s"},
-        {cross, Type::Difference, crossing, "LINESTRING (0 0,2 2) #7s",
-         "MULTILINESTRING ((0 0,1 1),(1 1,2 2)) #7s"},
+        {cross, Type::Difference, crossing, "LINESTRING (0 0,2 2) #7s", "MULTILINESTRING ((0 0,1 1),(1 1,2 2)) #7s"},
         {cross, Type::SymmetricalDifference, crossing, "MULTILINESTRING ((0 0,2 2),(0 2,2 0)) #0s",
          "MULTILINESTRING ((0 0,1 1),(1 1,2 2),(0 2,1 1),(1 1,2 0)) #7s"},
         {across, Type::Intersection, square, "LINESTRING EMPTY #0", "LINESTRING (0 1,1 1) #7s"},
@@ -153,15 +152,19 @@ TEST(Overlay, OddRings) {
     } rows[] = {
         {"open", {{{0, 0}, {4, 0}, {4, 4}, {0, 4}}}, "POLYGON 2 rings 17 #0", nullptr},
         {"triangle with repeated vertices",
-         {{{0, 0}, {0, 0}, {4, 0}, {4, 0}, {0, 4}}}, "POLYGON 2 rings 9 #0", nullptr},
+         {{{0, 0}, {0, 0}, {4, 0}, {4, 0}, {0, 4}}},
+         "POLYGON 2 rings 9 #0",
+         nullptr},
         {"two places", {square, {{6, 6}, {7, 7}, {6, 6}}}, "POLYGON 2 rings 17 #0", nullptr},
         {"one repeated", {square, {{6, 6}, {6, 6}, {7, 7}}}, "POLYGON 2 rings 17 #0", nullptr},
         {"one vertex", {square, {{6, 6}}}, "POLYGON 2 rings 17 #0", nullptr},
         {"hole", {square, hole}, "POLYGON 3 rings 13 #0", nullptr},
         {"hole wound like its shell", {square, sameWay}, "POLYGON 2 rings 17 #0", "POLYGON 3 rings 13 #0"},
         {"NaN", {{{0, 0}, {4, 0}, {4, nan}, {4, 4}, {0, 4}, {0, 0}}}, "POLYGON 2 rings 17 #0", nullptr},
-        {"infinite", {{{0, 0}, {4, 0}, {infinity, 2}, {4, 4}, {0, 4}}, {{1, 1}, {-infinity, nan}}},
-         "POLYGON 2 rings 17 #0", nullptr},
+        {"infinite",
+         {{{0, 0}, {4, 0}, {infinity, 2}, {4, 4}, {0, 4}}, {{1, 1}, {-infinity, nan}}},
+         "POLYGON 2 rings 17 #0",
+         nullptr},
         {"too far", {{{0, 0}, {4, 0}, {1e300, 2}, {4, 4}, {0, 4}}}, "POLYGON 2 rings 17 #0", nullptr},
         {"nothing left", {{{nan, 0}, {infinity, 0}, {1, nan}}}, "POLYGON 1 rings 1 #0", nullptr},
     };
@@ -180,6 +183,18 @@ TEST(Overlay, OddRings) {
             EXPECT_NE(topologyWith(engine).Combine(*endless, *far, type), nullptr);
             EXPECT_NE(topologyWith(engine).Combine(GisShapePoint(infinity, 0), *far, type), nullptr);
         }
+    }
+}
+
+TEST(Overlay, FixesItsInputsWhenForced) {
+    const auto sameWay = shapeOf("POLYGON((0 0,4 0,4 4,0 4,0 0),(1 1,3 1,3 3,1 3,1 1))");
+    const auto spiked = secondOf("POLYGON((8 8,9 8,9 20,9 8,9 9,8 9,8 8))");
+    for (const GisOverlayEngine engine : {GisOverlayEngine::PainterPath, GisOverlayEngine::Geos}) {
+        GisTopology topology = topologyWith(engine);
+        topology.SetForceShapeFixing(true);
+        EXPECT_EQ(summary(topology.Union(*sameWay, *spiked)), "POLYGON 3 rings 13 #7s");
+        EXPECT_EQ(topology.Union(*spiked, *sameWay)->extent().yMax(), 9.0);
+        EXPECT_EQ(summary(topology.CascadedUnion({sameWay.get(), spiked.get()})), "POLYGON 3 rings 13 #7s");
     }
 }
 
@@ -220,8 +235,8 @@ TEST(Overlay, EnginesAgreeAndAreasAddUp) {
             const auto byPath = GisTopology().Combine(*a, *b, type);
             const auto byGeos = topologyWith(GisOverlayEngine::Geos).Combine(*a, *b, type);
             areas.push_back(areaOf(polygonOf(byPath)));
-            const std::string text = "seed " + std::to_string(seed()) + "\n" + a->toWkt().toStdString() + "\n" +
-                                     b->toWkt().toStdString();
+            const std::string text =
+                "seed " + std::to_string(seed()) + "\n" + a->toWkt().toStdString() + "\n" + b->toWkt().toStdString();
             EXPECT_NEAR(areas.back(), areaOf(polygonOf(byGeos)), 1e-7) << text;
             EXPECT_NEAR(std::fabs(signedArea(polygonOf(byGeos))), areas.back(), 1e-7) << "holes run opposite\n" << text;
             EXPECT_TRUE(GisTopology().CheckOverlay(*a, *b, type, *byPath).plausible) << text;
@@ -261,7 +276,8 @@ TEST(OverlayCheck, FlagsWhatIsBroken) {
                     ++tried;
                     EXPECT_FALSE(GisTopology().CheckOverlay(*a, *b, type, *result).plausible)
                         << "seed " << seed() << ", off by " << error << "\n"
-                        << a->toWkt().toStdString() << "\n" << b->toWkt().toStdString() << "\n"
+                        << a->toWkt().toStdString() << "\n"
+                        << b->toWkt().toStdString() << "\n"
                         << result->toWkt().toStdString();
                 }
             }
@@ -322,8 +338,8 @@ TEST(Overlay, RectangleHelpers) {
         int rectangles;
         double area;
     } differences[] = {
-        {{1, 1, 2, 2}, 4, 15},  {{-1, -1, 2, 2}, 2, 12}, {{-1, 1, 5, 2}, 2, 12},      {{0, 0, 4, 4}, 0, 0},
-        {{4, 0, 5, 4}, 1, 16},  {GisExtent(), 1, 16},    {{0.05, 0, 4, 4}, 0, 0}, {{3.95, 0, 9, 9}, 1, 16},
+        {{1, 1, 2, 2}, 4, 15}, {{-1, -1, 2, 2}, 2, 12}, {{-1, 1, 5, 2}, 2, 12},  {{0, 0, 4, 4}, 0, 0},
+        {{4, 0, 5, 4}, 1, 16}, {GisExtent(), 1, 16},    {{0.05, 0, 4, 4}, 0, 0}, {{3.95, 0, 9, 9}, 1, 16},
     };
     for (const auto& row : differences) {
         const auto difference = GisTopology::DifferenceOfExtentRectangles(a, row.b, 0.1);

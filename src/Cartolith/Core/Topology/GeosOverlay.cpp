@@ -38,9 +38,12 @@ template <typename Shape>
 std::unique_ptr<Shape> withoutBadVertices(const Shape& shape) {
     const auto isBad = [](const GisShapePoint& vertex) { return !canOverlay(vertex); };
     const auto hasBad = [&isBad](const auto& part) { return std::any_of(part.begin(), part.end(), isBad); };
-    const auto isFlat = [](const auto& part) { return std::is_same_v<Shape, GisShapePolygon> && hasTwoPlaces(part); };
+    const auto isFlat = [](const auto& part) {
+        return std::is_same_v<Shape, GisShapePolygon> && hasTwoPlaces(part);
+    };
     const auto& parts = shape.parts();
-    if (std::none_of(parts.begin(), parts.end(), hasBad) && std::none_of(parts.begin(), parts.end(), isFlat)) {
+    if (std::none_of(parts.begin(), parts.end(), hasBad) &&
+        std::none_of(parts.begin(), parts.end(), isFlat)) {
         return nullptr;
     }
     auto copy = std::make_unique<Shape>();
@@ -108,8 +111,7 @@ GeometryPtr repaired(const OGRGeometry& geometry) {
 }
 
 [[noreturn]] void fail(const GdalErrorCapture& errors) {
-    const QString reason =
-        errors.message().isEmpty() ? QStringLiteral("no reason given") : errors.message();
+    const QString reason = errors.message().isEmpty() ? QStringLiteral("no reason given") : errors.message();
     throw std::runtime_error("Overlay failed: " + reason.toStdString());
 }
 
@@ -150,7 +152,8 @@ GeometryPtr operandOf(const GisShape& shape) {
         const auto copy = withoutBadVertices(*polygon);
         return Serialization::Ogr::Internal::geometryOf(copy == nullptr ? *polygon : *copy);
     }
-    if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape); point != nullptr && !canOverlay(*point)) {
+    if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape);
+        point != nullptr && !canOverlay(*point)) {
         return GeometryPtr(new OGRPoint());
     }
     return Serialization::Ogr::Internal::geometryOf(shape);

@@ -186,15 +186,15 @@ public:
     /// @name Overlay
     ///
     /// Results are new shapes that belong to the caller. Inputs are fixed by FixShape() first when
-    /// ForceShapeFixing() is set. Vertices with a NaN, an infinite coordinate or one beyond 1e100 are left out
-    /// of the overlay of two polygons, and by GEOS always. A null result means that the busy callback stopped
-    /// the work, and nothing else does; it is asked where many vertices make work long, between the steps of
-    /// the engine, which itself cannot be interrupted.
+    /// ForceShapeFixing() is set. Vertices with a NaN, an infinite coordinate or one beyond 1e100 are left
+    /// out of the overlay of two polygons, and by GEOS always. A null result means that the busy callback
+    /// stopped the work, and nothing else does; it is asked where many vertices make work long, between the
+    /// steps of the engine, which itself cannot be interrupted.
     ///
-    /// **Trap.** The painter path reads rings by the winding rule: a hole is a hole only when it runs opposite
-    /// to its shell. It may return a hole that runs like its shell, and a further operation would fill that
-    /// in. Put a result through OrientRings() before it is an input again. GEOS reads rings by nesting and
-    /// returns holes wound opposite to their shell.
+    /// **Trap.** The painter path reads rings by the winding rule: a hole is a hole only when it runs
+    /// opposite to its shell. It may return a hole that runs like its shell, and a further operation would
+    /// fill that in. Put a result through OrientRings() before it is an input again. GEOS reads rings by
+    /// nesting and returns holes wound opposite to their shell.
     /// @{
 
     GisOverlayEngine OverlayEngine() const noexcept { return m_overlayEngine; }
@@ -239,9 +239,9 @@ public:
     /// shapes; a copy of the one that lies within the other; of two polylines, their crossings as one
     /// point, or several as the one part of a polyline, with the id and attributes of a; else EmptyLike(a).
     ///
-    /// Two axis-parallel rectangles (IsExtentRectanglePolygon()) whose common area is lost by the painter path,
-    /// as all of it is below some 1e-6 units, give the rectangle common to their extents, if it is wider and higher
-    /// than the tolerance.
+    /// Two axis-parallel rectangles (IsExtentRectanglePolygon()) whose common area is lost by the painter
+    /// path, as all of it is below some 1e-6 units, give the rectangle common to their extents, if it is
+    /// wider and higher than the tolerance.
     std::unique_ptr<Shapes::GisShape> Intersection(const Shapes::GisShape& a,
                                                    const Shapes::GisShape& b) const;
 
@@ -273,12 +273,12 @@ public:
     /// Whether `result` can be what the operation gives for two polygons, at a fraction of its cost. Other
     /// shapes are plausible without a measurement.
     ///
-    /// Along some fifty horizontal lines, and one through each ring, the stretches of a and b are combined and
-    /// compared with those of the result. Between the lines the area of the result is compared with
-    /// what follows from the areas of a and b and the smallest of the pieces estimated along the lines;
-    /// where that, or the extent, casts doubt, GEOS decides. A plausible result may still have errors that
-    /// are small beside a and b; docs/overlay.md has detection rates. Inputs are read by the rule of the
-    /// engine that is set, the result by nesting. Linear in the vertices, apart from sorting along lines.
+    /// Along some fifty horizontal lines, and one through each ring, the stretches of a and b are combined
+    /// and compared with those of the result. Between the lines the area of the result is compared with what
+    /// follows from the areas of a and b and the smallest of the pieces estimated along the lines; where
+    /// that, or the extent, casts doubt, GEOS decides. A plausible result may still have errors that are
+    /// small beside a and b; docs/overlay.md has detection rates. Inputs are read by the rule of the engine
+    /// that is set, the result by nesting. Linear in the vertices, apart from sorting along lines.
     GisOverlayCheck CheckOverlay(const Shapes::GisShape& a, const Shapes::GisShape& b,
                                  GisTopologyCombineType type, const Shapes::GisShape& result) const;
 

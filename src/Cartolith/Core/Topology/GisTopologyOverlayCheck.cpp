@@ -62,8 +62,9 @@ GisExtent allowedExtent(const GisExtent& a, const GisExtent& b, Type type) {
 }
 
 bool liesWithin(const GisExtent& inner, const GisExtent& outer, double margin) {
-    return inner.isEmpty() || (inner.xMin() >= outer.xMin() - margin && inner.yMin() >= outer.yMin() - margin &&
-                               inner.xMax() <= outer.xMax() + margin && inner.yMax() <= outer.yMax() + margin);
+    return inner.isEmpty() ||
+           (inner.xMin() >= outer.xMin() - margin && inner.yMin() >= outer.yMin() - margin &&
+            inner.xMax() <= outer.xMax() + margin && inner.yMax() <= outer.yMax() + margin);
 }
 
 double areaByNesting(const GisShapePolygon& polygon) {

@@ -28,8 +28,9 @@ QPainterPath painterPathFromPolygon(const Shapes::GisShapePolygon& polygon);
 
 /// Null when a or b is not a polygon, and when `proceed` is given and answers false before one of the steps
 /// 0 to 2. The result has the id and attributes of a.
-std::unique_ptr<Shapes::GisShape>
-internalPolygonPathOperation(const Shapes::GisShape& a, const Shapes::GisShape& b,
-                             GisTopologyCombineType type, const std::function<bool(int)>& proceed = {});
+std::unique_ptr<Shapes::GisShape> internalPolygonPathOperation(const Shapes::GisShape& a,
+                                                               const Shapes::GisShape& b,
+                                                               GisTopologyCombineType type,
+                                                               const std::function<bool(int)>& proceed = {});
 
 } // namespace Cartolith::Core::Topology::Internal
