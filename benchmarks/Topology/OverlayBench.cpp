@@ -21,6 +21,7 @@
 #include <boost/geometry/geometries/polygon.hpp>
 #ifdef __GNUC__
 #pragma GCC diagnostic pop
+#pragma GCC diagnostic ignored "-Wmaybe-uninitialized" // where Boost's templates are instantiated
 #endif
 
 #include <cmath>
@@ -185,12 +186,10 @@ const Data& coasts() {
     return data;
 }
 
-/// Stars of 10^4 spikes, whose boundaries cross some ten thousand times.
+/// Stars of 10^4 spikes round one centre, each spike of one between two of the other.
 const Data& stars() {
-    static const Data data = [] {
-        const auto radius = [](int i) { return i % 2 == 0 ? 1.0 : 0.5; };
-        return pairOf(roundShape(0.0, 20'000, radius), roundShape(0.3, 20'000, radius));
-    }();
+    static const Data data = pairOf(roundShape(0.0, 20'000, [](int i) { return i % 2 == 0 ? 1.0 : 0.5; }),
+                                    roundShape(0.0, 20'000, [](int i) { return i % 2 == 0 ? 0.5 : 1.0; }));
     return data;
 }
 
@@ -298,7 +297,11 @@ void geosUnary(benchmark::State& state) {
     const GeosShape all(GEOSGeom_createCollection_r(geos, GEOS_GEOMETRYCOLLECTION, members.data(),
                                                     static_cast<unsigned>(members.size())));
     for (auto _ : state) {
-        benchmark::DoNotOptimize(GeosShape(GEOSUnaryUnion_r(geos, all.get())));
+        const GeosShape result(GEOSUnaryUnion_r(geos, all.get()));
+        if (result == nullptr) {
+            state.SkipWithError("no result");
+        }
+        benchmark::DoNotOptimize(result.get());
     }
 }
 

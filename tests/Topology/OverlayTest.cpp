@@ -39,7 +39,7 @@ double signedArea(const GisShapePolygon& polygon) {
 }
 
 double areaOf(const GisShapePolygon& polygon) {
-    return signedArea(*GisTopology::OrientRings(polygon));
+    return GisTopology::Area(polygon);
 }
 
 /// Polygons by rings and area, since engines start rings where they like; everything else as WKT; then the id,

@@ -19,10 +19,6 @@ using Shapes::GisShapePolyline;
 
 namespace {
 
-bool isSamePlace(const GisShapePoint& a, const GisShapePoint& b) {
-    return a.x() == b.x() && a.y() == b.y();
-}
-
 /// Or one: such a ring encloses nothing, but GEOS hands it on where extents do not meet.
 bool hasTwoPlaces(const QList<GisShapePoint>& ring) {
     const auto other = std::find_if(ring.begin(), ring.end(), [&ring](const GisShapePoint& vertex) {
