@@ -8,9 +8,12 @@
 #include <Cartolith/Core/Topology/GisTopology.h>
 
 #include <QStringList>
+#include <ogr_geometry.h>
 
 #include <cmath>
+#include <memory>
 #include <random>
+#include <vector>
 
 namespace test {
 
@@ -45,6 +48,34 @@ std::unique_ptr<Shape> shapeOfParts(const QList<Part>& parts) {
     return shape;
 }
 
+struct Destroy {
+    void operator()(OGRGeometry* geometry) const { OGRGeometryFactory::destroyGeometry(geometry); }
+};
+using Geometry = std::unique_ptr<OGRGeometry, Destroy>;
+
+/// Shells and holes told apart by GDAL, not by the library.
+inline Geometry geometryOf(const GisShape& shape) {
+    std::vector<OGRGeometry*> polygons;
+    if (const auto* polygon = dynamic_cast<const GisShapePolygon*>(&shape)) {
+        for (const Part& part : polygon->parts()) {
+            auto ring = std::make_unique<OGRLinearRing>();
+            for (const GisShapePoint& vertex : part) {
+                ring->addPoint(vertex.x(), vertex.y());
+            }
+            ring->closeRings();
+            auto single = std::make_unique<OGRPolygon>();
+            single->addRingDirectly(ring.release());
+            polygons.push_back(single.release());
+        }
+        return polygons.empty() ? Geometry(new OGRMultiPolygon())
+                                : Geometry(OGRGeometryFactory::organizePolygons(
+                                      polygons.data(), static_cast<int>(polygons.size()), nullptr, nullptr));
+    }
+    OGRGeometry* geometry = nullptr;
+    OGRGeometryFactory::createFromWkt(shape.toWkt().toLatin1().constData(), nullptr, &geometry);
+    return Geometry(geometry);
+}
+
 class Random {
 public:
     double between(double low, double high) { return std::uniform_real_distribution<>(low, high)(m_engine); }
@@ -60,7 +91,7 @@ public:
         return part;
     }
 
-    /// A ring that does not cross itself.
+    /// A ring that does not cross itself, counterclockwise.
     Part star(double x, double y, double radius, int count) {
         Part ring;
         for (int i = 0; i < count; ++i) {

@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
 
 #include <bit>
+#include <new>
 #include <typeinfo>
 
 namespace Cartolith::Core::Topology::Internal {
@@ -77,7 +78,7 @@ std::optional<Box> reach(const GisShape& shape, const Shapes::GisExtent& extent,
                extent.yMax() + margin};
 }
 
-Boundary::Boundary(const GisShape& shape, const Shapes::GisExtent& extent, double tolerance)
+Boundary::Boundary(const GisShape& shape, const Shapes::GisExtent& extent, double tolerance, Scratch* scratch)
     : m_tolerance(tolerance), m_regular(isRegularTolerance(tolerance)), m_extent(extent) {
     if (!isExactClass(shape)) {
         m_custom = &shape;
@@ -86,50 +87,71 @@ Boundary::Boundary(const GisShape& shape, const Shapes::GisExtent& extent, doubl
         if (m_custom == nullptr) {
             m_kind = typeid(shape) == typeid(GisShapePolygon) ? Kind::Area : Kind::Line;
         }
-        build(*parts);
+        build(*parts, scratch);
     } else if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape);
                point != nullptr && !point->isEmpty()) {
         m_kind = m_custom == nullptr ? Kind::Point : Kind::Nothing;
-        build(*point);
+        build(*point, scratch);
     }
 }
 
-void Boundary::build(const GisShapePoint& point) {
-    m_x.append(point.x());
-    m_y.append(point.y());
+void Boundary::allocate(qsizetype vertices, qsizetype parts, qsizetype runs, Scratch* scratch) {
+    qsizetype boxes = runs;
+    for (qsizetype level = runs; level > 1;) {
+        level = (level + 7) / 8;
+        boxes += level;
+    }
+    const auto bytes = static_cast<std::size_t>(vertices) * 2 * sizeof(double) +
+                       static_cast<std::size_t>(boxes) * sizeof(Box) +
+                       static_cast<std::size_t>(runs) * sizeof(Run) +
+                       static_cast<std::size_t>(parts) * sizeof(Part);
+    if (scratch == nullptr || bytes > sizeof scratch->bytes) {
+        m_memory = std::make_unique_for_overwrite<std::byte[]>(bytes);
+    }
+    std::byte* next = m_memory ? m_memory.get() : scratch->bytes;
+    const auto take = [&next]<typename Item>(Item*& items, qsizetype count) {
+        items = new (next) Item[static_cast<std::size_t>(count)];
+        next += static_cast<std::size_t>(count) * sizeof(Item);
+    };
+    take(m_x, vertices);
+    take(m_y, vertices);
+    take(m_boxes, boxes);
+    take(m_runs, runs);
+    take(m_parts, parts);
+}
+
+void Boundary::build(const GisShapePoint& point, Scratch* scratch) {
+    allocate(1, 1, 1, scratch);
+    m_x[0] = point.x();
+    m_y[0] = point.y();
     m_regular = m_regular && isRegularPosition(vertex(0));
-    m_parts.append({0, 1});
-    addRuns(m_parts.last(), false);
+    m_parts[m_partCount++] = {0, 1};
+    addRuns(false);
     addBoxes();
 }
 
-void Boundary::build(const QList<QList<GisShapePoint>>& parts) {
+void Boundary::build(const QList<QList<GisShapePoint>>& parts, Scratch* scratch) {
     qsizetype vertices = parts.size(); // one more for each ring that is open
     qsizetype runs = 0;
     for (const QList<GisShapePoint>& part : parts) {
         vertices += part.size();
         runs += part.isEmpty() ? 0 : std::max<qsizetype>(1, (part.size() + runLength - 2) / runLength);
     }
-    m_x.resize(vertices);
-    m_y.resize(vertices);
-    m_parts.reserve(parts.size());
-    m_runs.reserve(runs);
+    allocate(vertices, parts.size(), runs, scratch);
     qsizetype next = 0;
     bool regular = true;
     for (const QList<GisShapePoint>& part : parts) {
         if (part.isEmpty()) {
             continue;
         }
-        m_parts.append({next, part.size()});
-        double* x = m_x.data() + next;
-        double* y = m_y.data() + next;
+        m_parts[m_partCount++] = {next, part.size()};
         for (const GisShapePoint& point : part) {
             const Position position = positionOf(point);
             regular &= isRegularPosition(position);
-            *x++ = position.x;
-            *y++ = position.y;
+            m_x[next] = position.x;
+            m_y[next] = position.y;
+            ++next;
         }
-        next += part.size();
         const Position first = positionOf(part.first());
         const Position last = positionOf(part.last());
         const bool closing =
@@ -139,20 +161,23 @@ void Boundary::build(const QList<QList<GisShapePoint>>& parts) {
             m_y[next] = first.y;
             ++next;
         }
-        addRuns(m_parts.last(), closing);
+        addRuns(closing);
     }
     m_regular = m_regular && regular;
     addBoxes();
 }
 
-void Boundary::addRuns(const Part& part, bool closing) {
+void Boundary::addRuns(bool closing) {
+    const Part& part = m_parts[m_partCount - 1];
     const qsizetype segments = part.size - 1;
     qsizetype done = 0;
     do {
-        const int length = static_cast<int>(std::min<qsizetype>(runLength, segments - done));
+        const qsizetype length = std::min<qsizetype>(runLength, segments - done);
         const bool last = done + length == segments;
-        const int edges = part.size < 3 ? 0 : length + (last && closing ? 1 : 0);
-        m_runs.append({part.begin + done, m_parts.size() - 1, length, edges, length + (last ? 1 : 0)});
+        const qsizetype edges = part.size < 3 ? 0 : length + (last && closing ? 1 : 0);
+        m_runs[m_count[0]++] = {part.begin + done, static_cast<quint32>(m_partCount),
+                                static_cast<quint8>(length), static_cast<quint8>(edges),
+                                static_cast<quint8>(length + (last ? 1 : 0))};
         done += length;
     } while (done < segments);
 }
@@ -180,39 +205,34 @@ Box Boundary::segmentBox(qsizetype start) const noexcept {
 }
 
 void Boundary::addBoxes() {
-    qsizetype count = m_runs.size();
-    if (count == 0) {
-        return;
-    }
-    m_boxes.reserve(count + count / 7 + maxLevels);
     double largest = 0.0;
-    for (const Run& run : m_runs) {
+    for (qsizetype i = 0; i < m_count[0]; ++i) {
+        const Run& run = m_runs[i];
         const Box box = boxOf(run.start, std::max(run.segments, run.edges));
         largest = std::max(
             {largest, std::abs(box.xMin), std::abs(box.yMin), std::abs(box.xMax), std::abs(box.yMax)});
-        m_boxes.append(box);
+        m_boxes[i] = box;
     }
     m_margin = (1.0 + 0x1p-40) * m_tolerance + 0x1p-50 * largest;
-    for (Box& box : m_boxes) {
-        box = m_regular ? widened(box) : Box{-infinity, -infinity, infinity, infinity};
+    for (qsizetype i = 0; i < m_count[0]; ++i) {
+        m_boxes[i] = m_regular ? widened(m_boxes[i]) : Box{-infinity, -infinity, infinity, infinity};
     }
-    m_count[0] = count;
-    while (count > 1) {
-        const qsizetype below = m_first[m_topLevel];
-        const qsizetype end = below + count;
-        for (qsizetype i = below; i < end; i += 8) {
+    while (m_count[m_topLevel] > 1) {
+        const qsizetype first = m_first[m_topLevel];
+        const qsizetype end = first + m_count[m_topLevel];
+        Box* next = m_boxes + end;
+        for (qsizetype i = first; i < end; i += 8) {
             Box box = m_boxes[i];
             for (qsizetype j = i + 1; j < std::min(i + 8, end); ++j) {
                 const Box& other = m_boxes[j];
                 box = {std::min(box.xMin, other.xMin), std::min(box.yMin, other.yMin),
                        std::max(box.xMax, other.xMax), std::max(box.yMax, other.yMax)};
             }
-            m_boxes.append(box);
+            *next++ = box;
         }
-        count = (count + 7) / 8;
         ++m_topLevel;
         m_first[m_topLevel] = end;
-        m_count[m_topLevel] = count;
+        m_count[m_topLevel] = next - (m_boxes + end);
     }
 }
 
@@ -228,9 +248,9 @@ Place Boundary::place(Position p, Work& work) const {
     const bool everywhere = !isRegularPosition(p);
     bool onBoundary = false;
     bool odd = false; // crossings with the current ring so far
-    qsizetype ring = -1;
+    quint32 ring = 0; // parts count from 1
     qint64 visited = 0;
-    const auto enterRing = [&](qsizetype part) {
+    const auto enterRing = [&](quint32 part) {
         if (part != ring) {
             inside = inside || odd;
             odd = false;

@@ -5,8 +5,9 @@
 #include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <QList>
-#include <QVarLengthArray>
 
+#include <cstddef>
+#include <memory>
 #include <optional>
 
 namespace Cartolith::Core::Topology::Internal {
@@ -70,8 +71,15 @@ enum class Place { Outside, Inside, OnBoundary };
 /// which makes every search the plain, quadratic one.
 class Boundary {
 public:
-    /// `extent` is the shape's.
-    Boundary(const Shapes::GisShape& shape, const Shapes::GisExtent& extent, double tolerance);
+    /// Room for a boundary of some 150 vertices.
+    struct Scratch {
+        alignas(double) std::byte bytes[5120];
+    };
+
+    /// `extent` is the shape's. The scratch memory is used if it is enough, and must then live as long as
+    /// this.
+    Boundary(const Shapes::GisShape& shape, const Shapes::GisExtent& extent, double tolerance,
+             Scratch* scratch);
     Q_DISABLE_COPY_MOVE(Boundary)
 
     double tolerance() const noexcept { return m_tolerance; }
@@ -85,7 +93,8 @@ public:
         qsizetype begin;
         qsizetype size;
     };
-    const QVarLengthArray<Part, 4>& parts() const noexcept { return m_parts; }
+    qsizetype partCount() const noexcept { return m_partCount; }
+    const Part& part(qsizetype i) const noexcept { return m_parts[i]; }
     Position vertex(qsizetype i) const noexcept { return {m_x[i], m_y[i]}; }
 
     // Nodes: level 0 are the runs, node i of the next level has the children 8i .. 8i + 7. The topmost level
@@ -95,15 +104,19 @@ public:
     const Box& box(int level, qsizetype i) const noexcept { return m_boxes[m_first[level] + i]; }
     bool hasRuns() const noexcept { return m_count[0] > 0; }
     /// Around everything; only if there are runs.
-    const Box& box() const noexcept { return m_boxes.back(); }
+    const Box& box() const noexcept { return m_boxes[m_first[m_topLevel]]; }
+
+    /// As the function of that name.
+    std::optional<Box> reach() const noexcept {
+        return m_regular && m_custom == nullptr && hasRuns() ? std::optional<Box>(box()) : std::nullopt;
+    }
 
     struct Run {
         qsizetype start; ///< of its vertices
-        qsizetype part;
-        int segments; ///< 0 for a part of one vertex
-        int edges;    ///< that count for parity: with the one that closes an open ring, 0 in a ring of two
-                      ///< vertices
-        int vertices; ///< those that no other run has
+        quint32 part;    ///< distinct for neighbours
+        quint8 segments; ///< 0 for a part of one vertex
+        quint8 edges;    ///< those of `segments` that count for parity, and the one that closes an open ring
+        quint8 vertices; ///< those that no other run has
     };
     const Run& run(qsizetype i) const noexcept { return m_runs[i]; }
     /// Around one segment, wide enough to be compared with any box of another boundary of the same tolerance.
@@ -147,9 +160,10 @@ public:
 private:
     enum class Kind { Nothing, Point, Line, Area };
 
-    void build(const QList<QList<Shapes::GisShapePoint>>& parts);
-    void build(const Shapes::GisShapePoint& point);
-    void addRuns(const Part& part, bool closing);
+    void build(const QList<QList<Shapes::GisShapePoint>>& parts, Scratch* scratch);
+    void build(const Shapes::GisShapePoint& point, Scratch* scratch);
+    void allocate(qsizetype vertices, qsizetype parts, qsizetype runs, Scratch* scratch);
+    void addRuns(bool closing);
     void addBoxes();
     Box boxOf(qsizetype start, int segments) const noexcept;
     Box widened(const Box& box) const noexcept;
@@ -164,14 +178,17 @@ private:
     Kind m_kind = Kind::Nothing;
     const Shapes::GisShape* m_custom = nullptr;
     Shapes::GisExtent m_extent;
-    QVarLengthArray<double, 160> m_x;
-    QVarLengthArray<double, 160> m_y;
-    QVarLengthArray<Part, 4> m_parts;
-    QVarLengthArray<Run, 24> m_runs;
-    QVarLengthArray<Box, 32> m_boxes;
     static constexpr int maxLevels = 22; // eight to the power of 21 is more than qsizetype counts
     qsizetype m_first[maxLevels] = {};
     qsizetype m_count[maxLevels] = {};
+    qsizetype m_partCount = 0;
+    // All in one block, which is the scratch memory or that of m_memory.
+    double* m_x = nullptr;
+    double* m_y = nullptr;
+    Box* m_boxes = nullptr;
+    Run* m_runs = nullptr;
+    Part* m_parts = nullptr;
+    std::unique_ptr<std::byte[]> m_memory;
     int m_topLevel = 0;
 };
 

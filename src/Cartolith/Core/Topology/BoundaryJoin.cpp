@@ -1,5 +1,7 @@
 #include <Cartolith/Core/Topology/BoundaryJoinInternal.h>
 
+#include <QVarLengthArray>
+
 namespace Cartolith::Core::Topology::Internal {
 
 namespace {

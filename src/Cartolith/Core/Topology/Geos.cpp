@@ -37,7 +37,7 @@ void GeosInterrupt::onCheck() {
 }
 
 void GeosInterrupt::check() {
-    constexpr int checksPerReport = 4096;
+    constexpr int checksPerReport = 16; // a large buffer has but a few thousand checks
     if (m_wasStopped || ++m_checks < checksPerReport) {
         return;
     }

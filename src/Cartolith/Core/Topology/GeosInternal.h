@@ -25,7 +25,9 @@ private:
 };
 
 /// While it lives, operations of GEOS on this thread ask the topology's busy callback every now and then; a
-/// false answer makes them fail, and wasStopped() true. What the callback throws is kept for rethrow().
+/// false answer makes them fail, and wasStopped() true. GEOS looks up from its work seldom while it nodes a
+/// buffer: a stop may take up to half the time of the operation. What the callback throws is kept for
+/// rethrow().
 ///
 /// GEOS has one hook for the whole process. It is taken at the first use, whoever had it before is still
 /// called; a host that takes it later makes operations run to their end.

@@ -19,25 +19,41 @@ using Shapes::GisShapePolyline;
 
 namespace {
 
-/// A copy without the vertices that cannot be overlaid; null when there are none.
+/// Or one: such a ring encloses nothing, but GEOS hands it on where extents do not meet.
+bool hasTwoPlaces(const QList<GisShapePoint>& ring) {
+    const auto other = std::find_if(ring.begin(), ring.end(), [&ring](const GisShapePoint& vertex) {
+        return !isSamePlace(vertex, ring.constFirst());
+    });
+    return std::all_of(other, ring.end(), [&](const GisShapePoint& vertex) {
+        return isSamePlace(vertex, ring.constFirst()) || isSamePlace(vertex, *other);
+    });
+}
+
+/// A copy without the vertices that cannot be overlaid and rings of two places; null when there are none.
 template <typename Shape>
 std::unique_ptr<Shape> withoutBadVertices(const Shape& shape) {
     const auto isBad = [](const GisShapePoint& vertex) { return !canOverlay(vertex); };
     const auto hasBad = [&isBad](const auto& part) { return std::any_of(part.begin(), part.end(), isBad); };
-    if (!std::any_of(shape.parts().begin(), shape.parts().end(), hasBad)) {
+    const auto isFlat = [](const auto& part) {
+        return std::is_same_v<Shape, GisShapePolygon> && hasTwoPlaces(part);
+    };
+    const auto& parts = shape.parts();
+    if (std::none_of(parts.begin(), parts.end(), hasBad) &&
+        std::none_of(parts.begin(), parts.end(), isFlat)) {
         return nullptr;
     }
     auto copy = std::make_unique<Shape>();
-    copy->parts() = shape.parts();
+    copy->parts() = parts;
     for (QList<GisShapePoint>& part : copy->parts()) {
         part.removeIf(isBad);
     }
+    copy->parts().removeIf(isFlat);
     return copy;
 }
 
 bool hasNoLength(const QList<GisShapePoint>& part) {
     return std::all_of(part.begin(), part.end(), [&part](const GisShapePoint& vertex) {
-        return vertex.x() == part.constFirst().x() && vertex.y() == part.constFirst().y();
+        return isSamePlace(vertex, part.constFirst());
     });
 }
 
@@ -91,8 +107,7 @@ GeometryPtr repaired(const OGRGeometry& geometry) {
 }
 
 [[noreturn]] void fail(const GdalErrorCapture& errors) {
-    const QString reason =
-        errors.message().isEmpty() ? QStringLiteral("no reason given") : errors.message();
+    const QString reason = errors.message().isEmpty() ? QStringLiteral("no reason given") : errors.message();
     throw std::runtime_error("Overlay failed: " + reason.toStdString());
 }
 
@@ -133,7 +148,8 @@ GeometryPtr operandOf(const GisShape& shape) {
         const auto copy = withoutBadVertices(*polygon);
         return Serialization::Ogr::Internal::geometryOf(copy == nullptr ? *polygon : *copy);
     }
-    if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape); point != nullptr && !canOverlay(*point)) {
+    if (const auto* point = dynamic_cast<const GisShapePoint*>(&shape);
+        point != nullptr && !canOverlay(*point)) {
         return GeometryPtr(new OGRPoint());
     }
     return Serialization::Ogr::Internal::geometryOf(shape);
@@ -193,9 +209,11 @@ std::unique_ptr<GisShape> overlayShapeOf(GeometryPtr geometry, bool areasOnly) {
     }
     auto points = std::make_unique<GisShapePolyline>();
     for (const auto& shape : found.shapes) {
-        const auto& point = static_cast<const GisShapePoint&>(*shape);
-        points->parts().append(QList<GisShapePoint>(2, GisShapePoint(point.x(), point.y())));
+        points->parts().append(QList<GisShapePoint>(2, static_cast<const GisShapePoint&>(*shape)));
     }
+    std::sort(points->parts().begin(), points->parts().end(), [](const auto& p, const auto& q) {
+        return std::pair(p[0].x(), p[0].y()) < std::pair(q[0].x(), q[0].y());
+    });
     return points;
 }
 

@@ -10,13 +10,13 @@ using Shapes::GisShapePoint;
 class GisPreparedShape::Data {
 public:
     Data(const GisShape& shape, const GisTopology& settings)
-        : topology(settings), operand(shape, settings.Tolerance()) {
+        : topology(settings), operand(shape, settings.Tolerance(), nullptr) {
         operand.prepare();
     }
 
     template <typename Question>
     auto answerTo(Question question, const GisShape& b) const {
-        const Internal::Operand operandB(b, topology.Tolerance());
+        const Internal::Passing operandB(b, topology.Tolerance());
         Internal::Work work(&topology);
         Relation relation(operand, operandB, work);
         return Internal::unlessStopped([&] { return question(relation); });

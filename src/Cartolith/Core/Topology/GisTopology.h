@@ -40,10 +40,12 @@ public:
     /// @name Settings
     /// @{
 
+    /// In coordinate units; 1e-9 at first, which suits degrees and metres near the origin.
     double Tolerance() const noexcept { return m_tolerance; }
     /// A negative tolerance and NaN become 0.
     void SetTolerance(double tolerance) noexcept { m_tolerance = tolerance > 0.0 ? tolerance : 0.0; }
 
+    /// Whether operations that need valid input repair it first; false at first.
     bool ForceShapeFixing() const noexcept { return m_forceShapeFixing; }
     void SetForceShapeFixing(bool force) noexcept { m_forceShapeFixing = force; }
 
@@ -58,71 +60,141 @@ public:
 
     /// @}
     /// @name Points and segments
+    ///
+    /// Pure functions of their arguments. Tolerances count inclusively. NaN is close to nothing, and a
+    /// segment with a NaN end meets what its other end is on.
     /// @{
 
+    /// tolerance >= |a - b|
     static bool CloseTo(double a, double b, double tolerance) noexcept;
+    /// By the squares: tolerance^2 >= distance^2, so a negative tolerance counts as its size.
     static bool SamePoint(const Shapes::GisShapePoint& a, const Shapes::GisShapePoint& b,
                           double tolerance) noexcept;
+    /// (a - o) x (b - o): twice the area of the triangle, positive if it turns left.
     static double Cross(const Shapes::GisShapePoint& o, const Shapes::GisShapePoint& a,
                         const Shapes::GisShapePoint& b) noexcept;
+    /// To the closed segment a-b; to a if the square of its length is not above the double epsilon, that is,
+    /// for segments shorter than 1.5e-8. (GisShapePolyline::distancePointToSegment() has no such floor.)
     static double DistancePointToSegment(const Shapes::GisShapePoint& p, const Shapes::GisShapePoint& a,
                                          const Shapes::GisShapePoint& b) noexcept;
+    /// Within the tolerance of the segment, and of its box.
     static bool PointOnSegment(const Shapes::GisShapePoint& p, const Shapes::GisShapePoint& a,
                                const Shapes::GisShapePoint& b, double tolerance) noexcept;
+    /// Whether the segments p and q meet. With r = p2 - p1 and s = q2 - q1:
+    ///
+    /// - |r x s| > tolerance: whether both parameters of the crossing are in [-tolerance, 1 + tolerance].
+    /// `out`
+    ///   becomes that crossing, which may lie off both segments.
+    /// - otherwise, as for parallels: whether an end is on the other segment (PointOnSegment); `out` becomes
+    ///   the first of p1, p2, q1, q2 that is.
+    ///
+    /// The one tolerance is compared with an area, with parameters and with distances, on purpose: two
+    /// segments both shorter than the tolerance's root are parallel to each other, and long ones are extended
+    /// by that share of their length. Two long collinear segments far apart may "meet" when
+    /// rounding makes r x s larger than the tolerance. `out` may be null; only its coordinates are set, and
+    /// only on true.
     static bool SegmentIntersectionPoint(const Shapes::GisShapePoint& p1, const Shapes::GisShapePoint& p2,
                                          const Shapes::GisShapePoint& q1, const Shapes::GisShapePoint& q2,
                                          double tolerance, Shapes::GisShapePoint* out);
+    /// They meet, and not (by SamePoint) in an end of either.
     static bool ProperSegmentIntersection(const Shapes::GisShapePoint& p1, const Shapes::GisShapePoint& p2,
                                           const Shapes::GisShapePoint& q1, const Shapes::GisShapePoint& q2,
                                           double tolerance);
 
     /// @}
     /// @name Shapes against points and each other
+    ///
+    /// The pieces that the predicates are made of. They take any tolerance as it is, also negative or NaN,
+    /// and never call the busy callback. Each ring of a polygon is an area of its own: a point in a hole is
+    /// contained. Answers about two shapes take time in proportion to their vertices, and to those near the
+    /// other's boundary times the logarithm of that one's vertices; with a NaN, an infinity, or nonzero sizes
+    /// outside 1e-100 to 1e100, every pair of segments is looked at. Shapes of derived classes are asked by
+    /// their own contains(), whose exceptions pass through.
     /// @{
 
+    /// The parts of a line, the rings of a polygon, a point that is not empty as a part of its own; else
+    /// none.
     static QList<QList<Shapes::GisShapePoint>> BoundaryPartsOf(const Shapes::GisShape& shape);
+    /// The vertices of these that are not empty.
     static QList<Shapes::GisShapePoint> VerticesOf(const Shapes::GisShape& shape);
+    /// shape.contains(p, tolerance), or on the boundary. Looks at every vertex; for many points on one shape
+    /// use GisPreparedShape.
     static bool ContainsPoint(const Shapes::GisShape& shape, const Shapes::GisShapePoint& p,
                               double tolerance);
+    /// On a segment (PointOnSegment) or the same as a part of one vertex. Looks at every vertex.
     static bool PointOnBoundary(const Shapes::GisShape& shape, const Shapes::GisShapePoint& p,
                                 double tolerance);
+    /// Whether any segment of a meets any of b (properly, if asked). A part of one vertex meets
+    /// what it is on, and then also "properly".
     static bool BoundariesIntersect(const Shapes::GisShape& a, const Shapes::GisShape& b, double tolerance,
                                     bool properOnly);
+    /// Whether b contains every vertex of a (ContainsPoint). Segments of a may still leave b. False if a has
+    /// none.
     static bool ShapeWithin(const Shapes::GisShape& a, const Shapes::GisShape& b, double tolerance);
+    /// Whether b contains a vertex of a that is not on b's boundary.
     static bool HasInteriorPointInOther(const Shapes::GisShape& a, const Shapes::GisShape& b,
                                         double tolerance);
+    /// Whether type, number and order of the vertices are the same, and each is SamePoint. A ring that starts
+    /// elsewhere is another.
     static bool SameGeometry(const Shapes::GisShape& a, const Shapes::GisShape& b, double tolerance);
+    /// Character by character as far as both reach: "*" matches all, "T" all but "F", others themselves.
     static bool RelationMatches(const QString& matrix, const QString& pattern);
 
     /// @}
     /// @name Predicates
+    ///
+    /// Short combinations of vertex and segment tests, not an intersection matrix: they have no notion of
+    /// interior, exterior or holes beyond those tests, and some answers differ from those of the standard
+    /// predicates of these names (two lines that cross in their middle also Touch; see docs/topology.md).
+    /// An empty shape is disjoint from everything, within nothing, and contains nothing; the extents decide
+    /// first whether two shapes are disjoint, without the tolerance.
+    ///
+    /// What a pair needs more than once is found out once. The busy callback is called for about every
+    /// million elementary tests, some milliseconds, with (done, done + 1), as what remains is not known;
+    /// after an answer of false the predicate's answer is false, Disjoint's too, and Relate's the null
+    /// string. Equality takes a pass over the vertices and never asks. For one shape against many see
+    /// GisPreparedShape.
     /// @{
 
     bool Disjoint(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// The opposite of Disjoint, unless stopped.
     bool Intersect(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Not disjoint, and the boundaries intersect properly.
     bool Cross(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// SameGeometry, also of empty shapes.
     bool Equality(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Neither disjoint nor equal; the boundaries intersect; neither shape has a vertex inside the other, or
+    /// all its vertices in the other.
     bool Touch(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Neither empty nor equal, and ShapeWithin(a, b).
     bool Within(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Within(b, a).
     bool Contains(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Of one type, and neither disjoint nor equal nor within the other.
     bool Overlap(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// The pattern of the first that holds: Equality "T*F**FF*" (eight characters), Disjoint "FF*FF****",
+    /// Touch "F***T****", Cross "T*T******", Within "T*F**F***", Contains "T*****FF*",
+    /// Overlap "T*T***T**"; "T********" if none does.
     QString Relate(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// RelationMatches(Relate(a, b), pattern); false if stopped.
     bool Relate(const Shapes::GisShape& a, const Shapes::GisShape& b, const QString& pattern) const;
+    /// Notes the shape's address, and nothing reads it. GisPreparedShape is what makes repeated questions
+    /// fast.
     void RelatePrepare(const Shapes::GisShape& shape) noexcept { m_relatePrepared = &shape; }
 
     /// @}
     /// @name Overlay
     ///
     /// Results are new shapes that belong to the caller. Inputs are fixed by FixShape() first when
-    /// ForceShapeFixing() is set. Vertices with a NaN, an infinite coordinate or one beyond 1e100 are left out
-    /// of the overlay of two polygons, and by GEOS always. A null result means that the busy callback stopped
-    /// the work, and nothing else does; it is asked where many vertices make work long, between the steps of
-    /// the engine, which itself cannot be interrupted.
+    /// ForceShapeFixing() is set. Vertices with a NaN, an infinite coordinate or one beyond 1e100 are left
+    /// out of the overlay of two polygons, and by GEOS always. A null result means that the busy callback
+    /// stopped the work, and nothing else does; it is asked where many vertices make work long, between the
+    /// steps of the engine, which itself cannot be interrupted.
     ///
-    /// **Trap.** The painter path reads rings by the winding rule: a hole is a hole only when it runs opposite
-    /// to its shell. It may return a hole that runs like its shell, and a further operation would fill that
-    /// in. Put a result through OrientRings() before it is an input again. GEOS reads rings by nesting and
-    /// returns holes wound opposite to their shell.
+    /// **Trap.** The painter path reads rings by the winding rule: a hole is a hole only when it runs
+    /// opposite to its shell. It may return a hole that runs like its shell, and a further operation would
+    /// fill that in. Put a result through OrientRings() before it is an input again. GEOS reads rings by
+    /// nesting and returns holes wound opposite to their shell.
     /// @{
 
     GisOverlayEngine OverlayEngine() const noexcept { return m_overlayEngine; }
@@ -167,9 +239,9 @@ public:
     /// shapes; a copy of the one that lies within the other; of two polylines, their crossings as one
     /// point, or several as the one part of a polyline, with the id and attributes of a; else EmptyLike(a).
     ///
-    /// Two axis-parallel rectangles (IsExtentRectanglePolygon()) whose common area is lost by the painter path,
-    /// as it is below some 1e-5 units, give the rectangle common to their extents, if it is wider and higher
-    /// than the tolerance.
+    /// Two axis-parallel rectangles (IsExtentRectanglePolygon()) whose common area is lost by the painter
+    /// path, as all of it is below some 1e-6 units, give the rectangle common to their extents, if it is
+    /// wider and higher than the tolerance.
     std::unique_ptr<Shapes::GisShape> Intersection(const Shapes::GisShape& a,
                                                    const Shapes::GisShape& b) const;
 
@@ -201,12 +273,12 @@ public:
     /// Whether `result` can be what the operation gives for two polygons, at a fraction of its cost. Other
     /// shapes are plausible without a measurement.
     ///
-    /// Along some fifty horizontal lines, and one through each ring, the stretches of a and b are combined and
-    /// compared with those of the result. Between the lines the area of the result is compared with
-    /// what follows from the areas of a and b and the smallest of the pieces estimated along the lines;
-    /// where that, or the extent, casts doubt, GEOS decides. A plausible result may still have errors that
-    /// are small beside a and b; docs/overlay.md has detection rates. Inputs are read by the rule of the
-    /// engine that is set, the result by nesting. Linear in the vertices, apart from sorting along lines.
+    /// Along some fifty horizontal lines, and one through each ring, the stretches of a and b are combined
+    /// and compared with those of the result. Between the lines the area of the result is compared with what
+    /// follows from the areas of a and b and the smallest of the pieces estimated along the lines; where
+    /// that, or the extent, casts doubt, GEOS decides. A plausible result may still have errors that are
+    /// small beside a and b; docs/overlay.md has detection rates. Inputs are read by the rule of the engine
+    /// that is set, the result by nesting. Linear in the vertices, apart from sorting along lines.
     GisOverlayCheck CheckOverlay(const Shapes::GisShape& a, const Shapes::GisShape& b,
                                  GisTopologyCombineType type, const Shapes::GisShape& result) const;
 
@@ -281,8 +353,9 @@ public:
     /// painter path does. That is reported as HoleOutside and NestedShells, against the direction of the
     /// largest ring. Shells may touch each other in points, and a ring in a hole is an island.
     ///
-    /// A line may cross itself (see GetCrossings()). Parts with a NaN or infinite vertex are judged by their
-    /// other vertices. An empty shape has no problem, a part without a vertex too few. The list has at most a
+    /// A line may cross itself (see GetCrossings()) and go back the way it came. Parts with a NaN or infinite
+    /// vertex are judged by their other vertices. The empty point and a shape without parts have no problem,
+    /// a part without a vertex has too few. The list has at most a
     /// thousand entries of each kind. Empty when the busy callback stops it.
     QList<GisShapeProblem> CheckShape(const Shapes::GisShape& shape) const;
 
@@ -291,8 +364,11 @@ public:
     /// Vertices that are not finite, repeated vertices and spikes go, open rings are closed, parts with too
     /// few vertices left are dropped (the result may be empty), holes are wound opposite to their shell.
     /// Rings that still cross are taken apart by GEOS: each ring covers what it encloses, shells are joined,
-    /// holes taken out. A shape without a problem comes back unchanged, bit for bit. Attributes are never
-    /// touched. The shape is null when the busy callback stops it.
+    /// holes taken out. A shape without a problem comes back unchanged, bit for bit. The shape is null when
+    /// the busy callback stops it.
+    ///
+    /// \throws std::runtime_error "GisTopology::FixShape failed: ..." with what GEOS says, which it may do of
+    /// coordinates beyond 1e100
     GisShapeFix FixShape(const Shapes::GisShape& shape) const;
 
     /// @}
@@ -336,11 +412,12 @@ public:
     ///
     /// A polygon without parts comes back for an empty shape, for points and lines at a distance of zero or
     /// below, and when nothing is left; a polygon at distance 0 comes back valid. A one-sided buffer with a
-    /// negative distance lies on the other side. Vertices with a NaN are left out. Null when the busy
-    /// callback stops it. \throws std::invalid_argument "GisTopology::Buffer distance must be finite.",
-    /// "GisTopology::Buffer quadrantSegments must be 1 to 1000.", "GisTopology::Buffer mitreLimit must be at
-    /// least 1." \throws std::runtime_error "GisTopology::Buffer failed: ..." with what GEOS says, as for
-    /// infinite coordinates
+    /// negative distance lies on the other side. Vertices that are not finite are left out. Null when the
+    /// busy callback stops it, for which GEOS may take up to half the time of the whole.
+    ///
+    /// \throws std::invalid_argument "GisTopology::Buffer distance must be finite.", "GisTopology::Buffer
+    /// quadrantSegments must be 1 to 1000.", "GisTopology::Buffer mitreLimit must be at least 1."
+    /// \throws std::runtime_error "GisTopology::Buffer failed: ..." with what GEOS says
     std::unique_ptr<Shapes::GisShape> Buffer(const Shapes::GisShape& shape, double distance,
                                              const GisBufferStyle& style = {}) const;
 
@@ -402,8 +479,9 @@ public:
                                const CoordinateSystems::CoordinateSystem& system);
 
     /// A point of the shape that is not at its edge: inside a polygon and off its holes, halfway along the
-    /// longest part of a line, the point itself. Empty for an empty shape and for a polygon without area.
-    /// Vertices that are not finite are left out.
+    /// longest part of a line, the point itself. Of several areas it lies in the largest, in one of its wider
+    /// places. Empty for an empty shape and for a polygon without area. Vertices that are not finite are left
+    /// out.
     static Shapes::GisShapePoint PointOnSurface(const Shapes::GisShape& shape);
 
     /// @}

@@ -6,7 +6,7 @@
 
 namespace Cartolith::Core::Topology {
 
-using Internal::Operand;
+using Internal::Passing;
 using Internal::Relation;
 using Internal::Work;
 using Shapes::GisShape;
@@ -58,30 +58,30 @@ bool GisTopology::PointOnBoundary(const GisShape& shape, const GisShapePoint& p,
 
 bool GisTopology::BoundariesIntersect(const GisShape& a, const GisShape& b, double tolerance,
                                       bool properOnly) {
-    const Operand operandA(a, tolerance);
-    const Operand operandB(b, tolerance);
+    const Passing operandA(a, tolerance);
+    const Passing operandB(b, tolerance);
     Work work(nullptr);
     Relation relation(operandA, operandB, work);
     return properOnly ? relation.boundariesMeetProperly() : relation.boundariesMeet();
 }
 
 bool GisTopology::ShapeWithin(const GisShape& a, const GisShape& b, double tolerance) {
-    const Operand operandA(a, tolerance);
-    const Operand operandB(b, tolerance);
+    const Passing operandA(a, tolerance);
+    const Passing operandB(b, tolerance);
     Work work(nullptr);
     return Relation(operandA, operandB, work).aInB();
 }
 
 bool GisTopology::HasInteriorPointInOther(const GisShape& a, const GisShape& b, double tolerance) {
-    const Operand operandA(a, tolerance);
-    const Operand operandB(b, tolerance);
+    const Passing operandA(a, tolerance);
+    const Passing operandB(b, tolerance);
     Work work(nullptr);
     return Relation(operandA, operandB, work).aInsideB();
 }
 
 bool GisTopology::SameGeometry(const GisShape& a, const GisShape& b, double tolerance) {
-    const Operand operandA(a, tolerance);
-    const Operand operandB(b, tolerance);
+    const Passing operandA(a, tolerance);
+    const Passing operandB(b, tolerance);
     Work work(nullptr);
     return Relation(operandA, operandB, work).equal();
 }

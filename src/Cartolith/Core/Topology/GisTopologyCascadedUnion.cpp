@@ -32,14 +32,15 @@ void sortBySpace(std::vector<const GisShape*>& shapes) {
     keyed.reserve(shapes.size());
     for (const GisShape* shape : shapes) {
         const GisShapePoint centre = shape->extent().center();
-        keyed.emplace_back(Spatial::RTree::hilbertKey(
-                               Spatial::RTree::gridCoordinate(centre.x(), all.xMin(), all.xMax()),
-                               Spatial::RTree::gridCoordinate(centre.y(), all.yMin(), all.yMax())),
-                           shape);
+        keyed.emplace_back(
+            Spatial::RTree::hilbertKey(Spatial::RTree::gridCoordinate(centre.x(), all.xMin(), all.xMax()),
+                                       Spatial::RTree::gridCoordinate(centre.y(), all.yMin(), all.yMax())),
+            shape);
     }
     std::stable_sort(keyed.begin(), keyed.end(),
                      [](const auto& p, const auto& q) { return p.first < q.first; });
-    std::transform(keyed.begin(), keyed.end(), shapes.begin(), [](const auto& entry) { return entry.second; });
+    std::transform(keyed.begin(), keyed.end(), shapes.begin(),
+                   [](const auto& entry) { return entry.second; });
 }
 
 std::vector<std::vector<const GisShape*>> batchesOf(const std::vector<const GisShape*>& shapes) {

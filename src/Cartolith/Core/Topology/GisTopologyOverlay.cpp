@@ -104,7 +104,8 @@ private:
             return nullptr;
         }
         if (hasNoPart(*result) && (type == Type::Intersection || type == Type::Difference)) {
-            if (auto rectangles = ofRectangles(a, b, type); rectangles != nullptr && !hasNoPart(*rectangles)) {
+            if (auto rectangles = ofRectangles(a, b, type);
+                rectangles != nullptr && !hasNoPart(*rectangles)) {
                 result = named(std::move(rectangles), a);
             }
         }

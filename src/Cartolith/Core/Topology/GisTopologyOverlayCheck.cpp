@@ -62,16 +62,9 @@ GisExtent allowedExtent(const GisExtent& a, const GisExtent& b, Type type) {
 }
 
 bool liesWithin(const GisExtent& inner, const GisExtent& outer, double margin) {
-    return inner.isEmpty() || (inner.xMin() >= outer.xMin() - margin && inner.yMin() >= outer.yMin() - margin &&
-                               inner.xMax() <= outer.xMax() + margin && inner.yMax() <= outer.yMax() + margin);
-}
-
-double areaByNesting(const GisShapePolygon& polygon) {
-    double sum = 0.0;
-    for (const Outline::Ring& ring : Internal::outlineOf(*GisTopology::OrientRings(polygon)).rings) {
-        sum += ring.area;
-    }
-    return sum;
+    return inner.isEmpty() ||
+           (inner.xMin() >= outer.xMin() - margin && inner.yMin() >= outer.yMin() - margin &&
+            inner.xMax() <= outer.xMax() + margin && inner.yMax() <= outer.yMax() + margin);
 }
 
 /// NaN when GEOS cannot tell.
@@ -134,7 +127,7 @@ GisOverlayCheck GisTopology::CheckOverlay(const GisShape& a, const GisShape& b, 
     }
     // Slivers and common edges of rings can look like this, too. GEOS reads rings by nesting: where a and b
     // may have to be read otherwise, its answer is to another question, and the little that is wrong passes.
-    check.areaOfResult = areaByNesting(*polygon);
+    check.areaOfResult = Area(*OrientRings(*polygon));
     const bool canAsk = !std::isnan(check.areaOfA) && !std::isnan(check.areaOfB);
     if (!canAsk || std::fabs(check.areaOfResult - areaByGeos(a, b, type)) <= negligibleShare * larger) {
         check.plausible = true;

@@ -13,8 +13,8 @@ namespace {
 // What `question` says about the pair; false or the null string if the busy callback stops it.
 template <typename Question>
 auto answerTo(Question question, const GisTopology& topology, const GisShape& a, const GisShape& b) {
-    const Internal::Operand operandA(a, topology.Tolerance());
-    const Internal::Operand operandB(b, topology.Tolerance());
+    const Internal::Passing operandA(a, topology.Tolerance());
+    const Internal::Passing operandB(b, topology.Tolerance());
     Internal::Work work(&topology);
     Relation relation(operandA, operandB, work);
     return Internal::unlessStopped([&] { return question(relation); });

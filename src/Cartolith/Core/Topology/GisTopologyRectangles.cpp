@@ -14,8 +14,8 @@ using Shapes::GisShapePolygon;
 namespace {
 
 void appendRectangle(GisShapePolygon& polygon, double xMin, double yMin, double xMax, double yMax) {
-    polygon.parts().append(QList<GisShapePoint>{
-        {xMin, yMin}, {xMax, yMin}, {xMax, yMax}, {xMin, yMax}, {xMin, yMin}});
+    polygon.parts().append(
+        QList<GisShapePoint>{{xMin, yMin}, {xMax, yMin}, {xMax, yMax}, {xMin, yMax}, {xMin, yMin}});
 }
 
 } // namespace

@@ -115,8 +115,8 @@ private:
                   [](const Line& first, const Line& second) { return first.y < second.y; });
     }
 
-    /// So that no part is missed and each ring is known as shell or hole. Not for very many small rings, where
-    /// it would be what costs most.
+    /// So that no part is missed and each ring is known as shell or hole. Not for very many small rings,
+    /// where it would be what costs most.
     void layLinesThroughRings() {
         std::size_t rings = 0;
         std::size_t vertices = 0;
@@ -200,8 +200,8 @@ private:
         bool isInRing = false; // that the line was laid through
         for (std::size_t i = 0; i < count; ++i) {
             winding[static_cast<std::size_t>(crossings[i].outline)] += crossings[i].direction;
-            isInRing = isInRing ||
-                       (line.ring == crossings[i].ring && line.outline == static_cast<int>(crossings[i].outline));
+            isInRing = isInRing || (line.ring == crossings[i].ring &&
+                                    line.outline == static_cast<int>(crossings[i].outline));
             const double length = i + 1 < count ? crossings[i + 1].x - crossings[i].x : 0.0;
             const bool inA = isInInput(winding[0]);
             const bool inB = isInInput(winding[1]);
@@ -311,12 +311,13 @@ Outline outlineOf(const GisShapePolygon& polygon) {
             right = std::max(right, outline.x[v]);
             low = std::min(low, outline.y[v]);
             high = std::max(high, outline.y[v]);
-            twice += (outline.x[v - 1] - x0) * (outline.y[v] - y0) -
-                     (outline.x[v] - x0) * (outline.y[v - 1] - y0);
+            twice +=
+                (outline.x[v - 1] - x0) * (outline.y[v] - y0) - (outline.x[v] - x0) * (outline.y[v - 1] - y0);
         }
         outline.rings.push_back({begin, outline.x.size(), twice / 2, low, high});
         outline.extent = outline.extent.expand(GisExtent(left, low, right, high));
-        outline.reach = std::max({outline.reach, std::fabs(left), std::fabs(right), std::fabs(low), std::fabs(high)});
+        outline.reach =
+            std::max({outline.reach, std::fabs(left), std::fabs(right), std::fabs(low), std::fabs(high)});
     }
     return outline;
 }

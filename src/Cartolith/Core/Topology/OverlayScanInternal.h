@@ -52,8 +52,8 @@ struct OverlayScan {
 };
 
 /// The crossings of each line with the edges are sorted, and what the operation makes of a and b is compared
-/// with the result piece by piece. Edges that agree but for rounding leave pieces of that size. An edge counts
-/// at its lower and not at its upper end, so vertices on a line do no harm.
+/// with the result piece by piece. Edges that agree but for rounding leave pieces of that size. An edge
+/// counts at its lower and not at its upper end, so vertices on a line do no harm.
 OverlayScan scanOverlay(const Outline& a, const Outline& b, const Outline& result,
                         GisTopologyCombineType type, RingReading reading);
 

@@ -14,10 +14,6 @@ using Shapes::GisShapePolygon;
 
 namespace {
 
-bool samePlace(const GisShapePoint& a, const GisShapePoint& b) {
-    return a.x() == b.x() && a.y() == b.y();
-}
-
 QPainterPath combined(const QPainterPath& a, const QPainterPath& b, GisTopologyCombineType type) {
     switch (type) {
     case GisTopologyCombineType::Intersection:
@@ -38,14 +34,14 @@ QList<GisShapePoint> cleanPathRing(const QList<GisShapePoint>& ring) {
     QList<GisShapePoint> clean;
     clean.reserve(ring.size() + 1);
     for (const GisShapePoint& vertex : ring) {
-        if (clean.isEmpty() || !samePlace(clean.constLast(), vertex)) {
+        if (clean.isEmpty() || !isSamePlace(clean.constLast(), vertex)) {
             clean.append(GisShapePoint(vertex.x(), vertex.y()));
         }
     }
     if (clean.size() <= 2) {
         return {};
     }
-    if (!samePlace(clean.constFirst(), clean.constLast())) {
+    if (!isSamePlace(clean.constFirst(), clean.constLast())) {
         clean.append(GisShapePoint(clean.constFirst()));
     }
     return clean.size() <= 3 ? QList<GisShapePoint>() : clean;

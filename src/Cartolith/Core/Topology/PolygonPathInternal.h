@@ -18,6 +18,11 @@ inline bool canOverlay(const Shapes::GisShapePoint& vertex) {
     return std::fabs(vertex.x()) <= 1e100 && std::fabs(vertex.y()) <= 1e100;
 }
 
+/// Exactly; the rings of an overlay know no tolerance.
+inline bool isSamePlace(const Shapes::GisShapePoint& a, const Shapes::GisShapePoint& b) {
+    return a.x() == b.x() && a.y() == b.y();
+}
+
 /// The ring without vertices equal to their predecessor, closed; empty when fewer than four are left, the
 /// closing one included. Comparisons are exact.
 QList<Shapes::GisShapePoint> cleanPathRing(const QList<Shapes::GisShapePoint>& ring);
@@ -28,8 +33,9 @@ QPainterPath painterPathFromPolygon(const Shapes::GisShapePolygon& polygon);
 
 /// Null when a or b is not a polygon, and when `proceed` is given and answers false before one of the steps
 /// 0 to 2. The result has the id and attributes of a.
-std::unique_ptr<Shapes::GisShape>
-internalPolygonPathOperation(const Shapes::GisShape& a, const Shapes::GisShape& b,
-                             GisTopologyCombineType type, const std::function<bool(int)>& proceed = {});
+std::unique_ptr<Shapes::GisShape> internalPolygonPathOperation(const Shapes::GisShape& a,
+                                                               const Shapes::GisShape& b,
+                                                               GisTopologyCombineType type,
+                                                               const std::function<bool(int)>& proceed = {});
 
 } // namespace Cartolith::Core::Topology::Internal

@@ -22,16 +22,14 @@ const GisExtent& Operand::extent() const {
 
 const Boundary& Operand::boundary() const {
     if (!m_boundary) {
-        m_boundary.emplace(*m_shape, extent(), m_tolerance);
+        m_boundary.emplace(*m_shape, extent(), m_tolerance, m_scratch);
     }
     return *m_boundary;
 }
 
 bool Operand::mayContainAll(const Operand& other) const {
-    if (m_boundary) {
-        return true; // which asks its own boxes
-    }
-    const std::optional<Box> around = reach(*m_shape, extent(), m_tolerance);
+    const std::optional<Box> around =
+        m_boundary ? m_boundary->reach() : reach(*m_shape, extent(), m_tolerance);
     if (!around) {
         return true;
     }
@@ -50,17 +48,17 @@ Operand::Vertices::Vertices(const Operand& operand)
       m_boundary(m_parts != nullptr ? nullptr : &operand.boundary()) {}
 
 bool Operand::Vertices::next(Position& position) {
-    const qsizetype parts = m_parts != nullptr ? m_parts->size() : m_boundary->parts().size();
+    const qsizetype parts = m_parts != nullptr ? m_parts->size() : m_boundary->partCount();
     while (m_part < parts) {
         const qsizetype size =
-            m_parts != nullptr ? m_parts->at(m_part).size() : m_boundary->parts()[m_part].size;
+            m_parts != nullptr ? m_parts->at(m_part).size() : m_boundary->part(m_part).size;
         if (m_vertex == size) {
             ++m_part;
             m_vertex = 0;
             continue;
         }
         position = m_parts != nullptr ? positionOf(m_parts->at(m_part).at(m_vertex))
-                                      : m_boundary->vertex(m_boundary->parts()[m_part].begin + m_vertex);
+                                      : m_boundary->vertex(m_boundary->part(m_part).begin + m_vertex);
         ++m_vertex;
         if (!std::isnan(position.x) && !std::isnan(position.y)) {
             return true;

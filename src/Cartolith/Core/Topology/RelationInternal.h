@@ -12,8 +12,10 @@ namespace Cartolith::Core::Topology::Internal {
 /// prepared.
 class Operand {
 public:
-    /// The shape must live as long as this, or until prepare().
-    Operand(const Shapes::GisShape& shape, double tolerance) : m_shape(&shape), m_tolerance(tolerance) {}
+    /// The shape must live as long as this, or until prepare(); the scratch memory, which may be null, as
+    /// long as this.
+    Operand(const Shapes::GisShape& shape, double tolerance, Boundary::Scratch* scratch)
+        : m_shape(&shape), m_tolerance(tolerance), m_scratch(scratch) {}
     Q_DISABLE_COPY_MOVE(Operand)
 
     /// Finds out everything now. After that this may be used by several threads, and the shape is not needed
@@ -47,10 +49,23 @@ public:
 private:
     const Shapes::GisShape* m_shape;
     double m_tolerance;
+    Boundary::Scratch* m_scratch;
     std::optional<Shapes::GisShapeType> m_type;
     std::optional<bool> m_empty;
     mutable std::optional<Shapes::GisExtent> m_extent;
     mutable std::optional<Boundary> m_boundary;
+};
+
+/// An operand for one question, with its scratch memory.
+class Passing {
+public:
+    Passing(const Shapes::GisShape& shape, double tolerance) : m_operand(shape, tolerance, &m_scratch) {}
+    Q_DISABLE_COPY_MOVE(Passing)
+    operator const Operand&() const noexcept { return m_operand; }
+
+private:
+    Boundary::Scratch m_scratch; // not initialised
+    Operand m_operand;
 };
 
 /// The answers about one pair of shapes. What several of them need is found out once, the cheap before the
@@ -82,7 +97,7 @@ private:
     bool allIn(const Operand& inner, const Operand& outer, std::optional<bool>& answer);
     bool anyInside(const Operand& inner, const Operand& outer, std::optional<bool>& answer);
     bool isWithin(bool (Relation::*contained)()) {
-        return !m_a.isEmpty() && !m_b.isEmpty() && !equal() && (this->*contained)();
+        return !m_a.isEmpty() && !m_b.isEmpty() && (this->*contained)() && !equal();
     }
 
     const Operand& m_a;

@@ -1,0 +1,215 @@
+#include <Cartolith/Core/Serialization/RingsInternal.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Topology/BoundaryInternal.h>
+#include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Core/Topology/OrientationInternal.h>
+#include <Cartolith/Core/Topology/SegmentListInternal.h>
+
+#include <queue>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+namespace Cartolith::Core::Topology {
+
+using Internal::Boundary;
+using Internal::Box;
+using Internal::Position;
+using Internal::Work;
+using Shapes::GisShape;
+using Shapes::GisShapePoint;
+using Shapes::GisShapePolygon;
+
+namespace {
+
+/// Finite, rings closed.
+std::unique_ptr<GisShape> prepared(const GisShape& shape) {
+    std::unique_ptr<GisShape> copy = Internal::finiteCopy(shape);
+    if (auto* polygon = dynamic_cast<GisShapePolygon*>(copy.get())) {
+        for (qsizetype i = 0; i < polygon->parts().size(); ++i) {
+            if (Serialization::Internal::isOpen(std::as_const(*polygon).parts()[i])) {
+                QList<GisShapePoint>& ring = polygon->parts()[i];
+                ring.append(GisShapePoint(ring.constFirst()));
+            }
+        }
+    }
+    return copy;
+}
+
+/// How far two boxes are apart, never more than what is in them.
+double gapBetween(const Box& a, const Box& b) {
+    const double dx = std::max({0.0, a.xMin - b.xMax, b.xMin - a.xMax});
+    const double dy = std::max({0.0, a.yMin - b.yMax, b.yMin - a.yMax});
+    return std::hypot(dx, dy);
+}
+
+struct PairOfPoints {
+    double distance = std::numeric_limits<double>::infinity();
+    Position a{};
+    Position b{};
+
+    PairOfPoints swapped() const { return {distance, b, a}; }
+    void takeIfNearer(const PairOfPoints& other) {
+        if (other.distance < distance) {
+            *this = other;
+        }
+    }
+};
+
+PairOfPoints fromPointToSegment(Position p, Position a, Position b) {
+    const double dx = b.x - a.x;
+    const double dy = b.y - a.y;
+    const double t = ((p.x - a.x) * dx + (p.y - a.y) * dy) / (dx * dx + dy * dy);
+    Position nearest = a; // also for a segment too short to square
+    if (t >= 1.0) {
+        nearest = b;
+    } else if (t > 0.0) {
+        nearest = {a.x + t * dx, a.y + t * dy};
+    }
+    return {std::hypot(p.x - nearest.x, p.y - nearest.y), p, nearest};
+}
+
+int side(Position a, Position b, Position c) {
+    return Internal::orientation(a.x, a.y, b.x, b.y, c.x, c.y);
+}
+
+PairOfPoints betweenSegments(Position a, Position b, Position c, Position d) {
+    if (side(a, b, c) * side(a, b, d) < 0 && side(c, d, a) * side(c, d, b) < 0) {
+        const double cross = (b.x - a.x) * (d.y - c.y) - (b.y - a.y) * (d.x - c.x);
+        const double t = ((c.x - a.x) * (d.y - c.y) - (c.y - a.y) * (d.x - c.x)) / cross;
+        const Position meeting{a.x + t * (b.x - a.x), a.y + t * (b.y - a.y)};
+        return {0.0, meeting, meeting};
+    }
+    PairOfPoints nearest = fromPointToSegment(a, c, d);
+    nearest.takeIfNearer(fromPointToSegment(b, c, d));
+    nearest.takeIfNearer(fromPointToSegment(c, a, b).swapped());
+    nearest.takeIfNearer(fromPointToSegment(d, a, b).swapped());
+    return nearest;
+}
+
+/// The pairs of nodes of two trees of boxes, nearest first, until none can hold anything nearer than what was
+/// found.
+class NearestSearch {
+public:
+    NearestSearch(const Boundary& a, const Boundary& b, Work& work) : m_a(a), m_b(b), m_work(work) {}
+
+    PairOfPoints run() {
+        offer({0.0, 0, 0, m_a.topLevel(), m_b.topLevel()});
+        while (!m_pending.empty() && m_pending.top().gap < m_nearest.distance) {
+            const Pair pair = m_pending.top();
+            m_pending.pop();
+            if (pair.levelA == 0 && pair.levelB == 0) {
+                compareRuns(m_a.run(pair.a), m_b.run(pair.b));
+                continue;
+            }
+            m_work.add(8);
+            if (pair.levelA >= pair.levelB) {
+                const int level = pair.levelA - 1;
+                for (qsizetype i = 8 * pair.a; i < std::min(8 * pair.a + 8, m_a.count(level)); ++i) {
+                    offer({0.0, i, pair.b, level, pair.levelB});
+                }
+            } else {
+                const int level = pair.levelB - 1;
+                for (qsizetype i = 8 * pair.b; i < std::min(8 * pair.b + 8, m_b.count(level)); ++i) {
+                    offer({0.0, pair.a, i, pair.levelA, level});
+                }
+            }
+        }
+        return m_nearest;
+    }
+
+private:
+    struct Pair {
+        double gap;
+        qsizetype a;
+        qsizetype b;
+        int levelA;
+        int levelB;
+        /// Of equally near ones the smaller, which sooner yield a distance.
+        bool operator<(const Pair& other) const {
+            return gap != other.gap ? gap > other.gap : levelA + levelB > other.levelA + other.levelB;
+        }
+    };
+
+    void offer(Pair pair) {
+        pair.gap = gapBetween(m_a.box(pair.levelA, pair.a), m_b.box(pair.levelB, pair.b));
+        if (pair.gap < m_nearest.distance) {
+            m_pending.push(pair);
+        }
+    }
+
+    void compareRuns(const Boundary::Run& runA, const Boundary::Run& runB) {
+        m_work.add(64);
+        // A part of one vertex is a segment without length.
+        for (qsizetype i = runA.start; i < runA.start + std::max(runA.segments, 1); ++i) {
+            for (qsizetype j = runB.start; j < runB.start + std::max(runB.segments, 1); ++j) {
+                m_nearest.takeIfNearer(
+                    betweenSegments(m_a.vertex(i), m_a.vertex(runA.segments > 0 ? i + 1 : i), m_b.vertex(j),
+                                    m_b.vertex(runB.segments > 0 ? j + 1 : j)));
+            }
+        }
+    }
+
+    const Boundary& m_a;
+    const Boundary& m_b;
+    Work& m_work;
+    PairOfPoints m_nearest;
+    std::priority_queue<Pair> m_pending;
+};
+
+/// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does;
+/// the empty point otherwise.
+GisShapePoint vertexInArea(const GisShape& shape, const GisShape& area, Work& work) {
+    const auto* polygon = dynamic_cast<const GisShapePolygon*>(&area);
+    if (polygon == nullptr) {
+        return {};
+    }
+    const Shapes::GisExtent extent = polygon->extent();
+    const QList<QList<GisShapePoint>> parts = GisTopology::BoundaryPartsOf(shape);
+    for (const QList<GisShapePoint>& part : parts) {
+        if (part.isEmpty() || !extent.contains(part.constFirst())) {
+            continue;
+        }
+        const auto count = std::count_if(polygon->parts().begin(), polygon->parts().end(),
+                                         [&](const QList<GisShapePoint>& ring) {
+                                             work.add(ring.size());
+                                             return GisShapePolygon::pointInPolygon(part.constFirst(), ring);
+                                         });
+        if (count % 2 == 1) {
+            return part.constFirst();
+        }
+    }
+    return {};
+}
+
+GisNearestPoints nearestPoints(const GisShape& first, const GisShape& second, Work& work) {
+    const auto a = prepared(first);
+    const auto b = prepared(second);
+    const Boundary boundaryA(*a, a->extent(), 0.0, nullptr);
+    const Boundary boundaryB(*b, b->extent(), 0.0, nullptr);
+    if (!boundaryA.hasRuns() || !boundaryB.hasRuns()) {
+        return {};
+    }
+    for (const GisShapePoint& inside : {vertexInArea(*a, *b, work), vertexInArea(*b, *a, work)}) {
+        if (!inside.isEmpty()) {
+            return {0.0, {inside.x(), inside.y()}, {inside.x(), inside.y()}};
+        }
+    }
+    const PairOfPoints nearest = NearestSearch(boundaryA, boundaryB, work).run();
+    return {nearest.distance, {nearest.a.x, nearest.a.y}, {nearest.b.x, nearest.b.y}};
+}
+
+} // namespace
+
+GisNearestPoints GisTopology::NearestPoints(const GisShape& a, const GisShape& b) const {
+    Work work(this);
+    return Internal::unlessStopped([&] { return nearestPoints(a, b, work); });
+}
+
+double GisTopology::Distance(const GisShape& a, const GisShape& b) const {
+    return NearestPoints(a, b).distance;
+}
+
+} // namespace Cartolith::Core::Topology

@@ -1,0 +1,215 @@
+#include "EditingTestShapes.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+
+#include <gtest/gtest.h>
+
+#include <limits>
+#include <stdexcept>
+
+using namespace test;
+using namespace Cartolith::Core::Topology;
+using CoordinateSystems::CoordinateSystemFactory;
+
+namespace {
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+TEST(Buffers, HaveTheAreaOfTheirStyle) {
+    const char* const line = "LINESTRING(0 0,10 0)";
+    const char* const corner = "LINESTRING(0 0,10 0,10 10)";
+    const char* const square = "POLYGON((0 0,10 0,10 10,0 10,0 0),(4 4,4 6,6 6,6 4,4 4))";
+    using Cap = GisBufferCap;
+    using Join = GisBufferJoin;
+    using Side = GisBufferSide;
+    const struct {
+        const char* name;
+        const char* shape;
+        double distance;
+        GisBufferStyle style;
+        double area;
+    } rows[] = {
+        {"a point", "POINT(5 5)", 2, {Cap::Round, Join::Round, 5, 1000}, M_PI * 4},
+        {"a diamond", "POINT(5 5)", 2, {Cap::Round, Join::Round, 5, 1}, 8},
+        {"flat", line, 1, {Cap::Flat}, 20},
+        {"square", line, 1, {Cap::Square}, 24},
+        {"round", line, 1, {Cap::Round, Join::Round, 5, 1000}, 20 + M_PI},
+        {"left", corner, 1, {Cap::Round, Join::Mitre, 5, 8, Side::Left}, 19},
+        {"right", corner, 1, {Cap::Round, Join::Mitre, 5, 8, Side::Right}, 21},
+        {"right by distance", corner, -1, {Cap::Round, Join::Mitre, 5, 8, Side::Left}, 21},
+        {"mitred", corner, 1, {Cap::Flat, Join::Mitre}, 40},
+        {"bevelled", corner, 1, {Cap::Flat, Join::Bevel}, 39.5},
+        {"out of a polygon", square, 0.5, {Cap::Flat, Join::Mitre, 5, 8, Side::Left}, 121 - 1},
+        {"into a polygon", square, -0.5, {Cap::Flat, Join::Mitre}, 81 - 9},
+        {"nothing left", square, -3, {}, 0},
+        {"no distance", square, 0, {}, 96},
+        {"no distance from a line", line, 0, {}, 0},
+        {"negative from a line", line, -1, {}, 0},
+        {"empty", "LINESTRING EMPTY", 1, {}, 0},
+    };
+    for (const auto& row : rows) {
+        const auto buffer = GisTopology().Buffer(*shapeOf(row.shape), row.distance, row.style);
+        ASSERT_NE(dynamic_cast<const GisShapePolygon*>(buffer.get()), nullptr);
+        EXPECT_NEAR(GisTopology::Area(*buffer), row.area, 2e-5) << row.name << wktOf(buffer);
+        EXPECT_EQ(buffer->isEmpty(), row.area == 0) << row.name;
+        EXPECT_TRUE(hasIdAndAttributes(*buffer)) << row.name;
+    }
+    const auto strange = shapeOfParts<GisShapePolyline>({{{0, 0}, {nan, 3}, {infinity, 2}, {10, 0}}, {{1, infinity}}});
+    EXPECT_NEAR(GisTopology::Area(*GisTopology().Buffer(*strange, 1, {Cap::Flat})), 20, 1e-9);
+}
+
+TEST(Buffers, RefuseBadArgumentsAndStop) {
+    const auto point = shapeOf("POINT(0 0)");
+    for (const double distance : {nan, infinity, -infinity}) {
+        EXPECT_THROW(GisTopology().Buffer(*point, distance), std::invalid_argument);
+    }
+    for (const GisBufferStyle& style : {GisBufferStyle{.quadrantSegments = 0}, GisBufferStyle{.quadrantSegments = 1001},
+                                        GisBufferStyle{.mitreLimit = 0.5}, GisBufferStyle{.mitreLimit = nan}}) {
+        EXPECT_THROW(GisTopology().Buffer(*point, 1, style), std::invalid_argument);
+    }
+    // Long enough that GEOS is interrupted, not only asked before.
+    Random random;
+    const auto tangle = shapeOfParts<GisShapePolyline>({random.walk(100, false)});
+    GisTopology topology;
+    int calls = 0;
+    topology.SetBusyCallback([&calls](int, int) { return ++calls < 3; });
+    EXPECT_EQ(topology.Buffer(*tangle, 0.01), nullptr);
+    EXPECT_EQ(calls, 3);
+    topology.SetBusyCallback([&calls](int, int) { return ++calls < 6 ? true : throw std::logic_error("enough"); });
+    EXPECT_THROW(topology.Buffer(*tangle, 0.01), std::logic_error);
+    EXPECT_NE(GisTopology().Buffer(*point, 1), nullptr);
+}
+
+TEST(Measures, Planar) {
+    const struct {
+        const char* shape;
+        double length;
+        double area;
+        const char* inside; ///< null: only that it is inside
+    } rows[] = {
+        {"POINT(1 2)", 0, 0, "POINT (1 2)"},
+        {"LINESTRING EMPTY", 0, 0, "POINT EMPTY"},
+        {"MULTILINESTRING((0 0,3 4),(0 0,10 0))", 15, 0, "POINT (5 0)"},
+        {"LINESTRING(2 2,2 2)", 0, 0, "POINT (2 2)"},
+        {"POLYGON((0 0,4 0,4 4,0 4,0 0))", 16, 16, "POINT (2 2)"},
+        {"POLYGON((0 0,4 0,4 4,0 4,0 0),(1 1,3 1,3 3,1 3,1 1))", 24, 12, nullptr},
+        {"POLYGON((1 1,3 1,3 3,1 3,1 1),(0 0,0 4,4 4,4 0,0 0))", 24, 12, nullptr},
+        {"POLYGON((0 0,4 0,4 4,0 4,0 0),(1 1,3 1,3 3,1 3,1 1),(1.5 1.5,2 1.5,2 2,1.5 2,1.5 1.5))", 26, 12.25, nullptr},
+        {"POLYGON((0 0,1 0,1 1,0 1,0 0),(9 9,11 9,11 11,9 11,9 9))", 12, 5, "POINT (10 10)"},
+        {"POLYGON((1e9 1e9,1000000000.0009765625 1e9,1000000000.0009765625 1000000000.0009765625,1e9 1e9))",
+         (2 + std::sqrt(2)) / 1024, 0.5 / 1024 / 1024, nullptr},
+        {"POLYGON((0 0,1 1,2 2,0 0))", 2 * std::sqrt(8), 0, "POINT EMPTY"},
+    };
+    for (const auto& row : rows) {
+        const auto shape = shapeOf(row.shape);
+        EXPECT_DOUBLE_EQ(GisTopology::Length(*shape), row.length) << row.shape;
+        EXPECT_DOUBLE_EQ(GisTopology::Area(*shape), row.area) << row.shape;
+        const GisShapePoint inside = GisTopology::PointOnSurface(*shape);
+        if (row.inside != nullptr) {
+            EXPECT_EQ(inside.toWkt().toStdString(), row.inside) << row.shape;
+        } else {
+            EXPECT_TRUE(geometryOf(*shape)->Contains(geometryOf(inside).get())) << row.shape;
+        }
+    }
+    for (const double bad : {nan, infinity}) {
+        const auto polygon = shapeOfParts<GisShapePolygon>({{{0, 0}, {4, 0}, {4, bad}, {0, 4}, {0, 0}}});
+        EXPECT_TRUE(std::isnan(GisTopology::Length(*polygon)) && std::isnan(GisTopology::Area(*polygon)));
+        EXPECT_FALSE(GisTopology::PointOnSurface(*polygon).isEmpty());
+    }
+}
+
+TEST(Measures, Geodesic) {
+    const double earth = 510065621724088.5; // of the ellipsoid of WGS 84
+    const auto degrees = CoordinateSystemFactory::fromEpsg(4326);
+    const auto mercator = CoordinateSystemFactory::fromEpsg(3857);
+    const auto grads = CoordinateSystemFactory::fromEpsg(4807); // NTF (Paris)
+    const struct {
+        const char* name;
+        const CoordinateSystems::CoordinateSystem& system;
+        const char* shape;
+        double length;
+        double area;
+    } rows[] = {
+        {"a degree at the equator", *degrees, "LINESTRING(0 0,1 0)", 111319.49079327358, 0},
+        {"on the ground, not in Mercator", *mercator, "LINESTRING(0 0,111319.49079327358 0)", 111319.49079327358, 0},
+        {"once round the equator", *degrees, "LINESTRING(-180 0,180 0)", 40075016.68557849, 0},
+        {"in grads, on another ellipsoid", *grads, "LINESTRING(0 0,100 0)", 6378249.2 * M_PI / 2, 0},
+        {"the whole earth", *degrees, "POLYGON((-180 -90,180 -90,180 90,-180 90,-180 -90))", -1, earth},
+        {"an octant", *degrees, "POLYGON((0 0,90 0,90 90,0 90,0 0))", -1, earth / 8},
+        {"over the antimeridian", *degrees, "POLYGON((135 0,225 0,225 -90,135 -90,135 0))", -1, earth / 8},
+        {"with a hole", *degrees, "POLYGON((0 0,90 0,90 90,0 90,0 0),(30 0,60 0,60 90,30 90,30 0))", -1, earth / 12},
+        {"a point", *degrees, "POINT(0 0)", 0, 0},
+    };
+    for (const auto& row : rows) {
+        const auto shape = shapeOf(row.shape);
+        if (row.length >= 0) {
+            EXPECT_NEAR(GisTopology::GeodesicLength(*shape, row.system), row.length, 1e-6) << row.name;
+        }
+        EXPECT_NEAR(GisTopology::GeodesicArea(*shape, row.system), row.area, 1.0) << row.name;
+    }
+    EXPECT_TRUE(std::isnan(GisTopology::GeodesicLength(*shapeOf("LINESTRING(0 0,0 91)"), *degrees)));
+    EXPECT_TRUE(
+        std::isnan(GisTopology::GeodesicArea(*shapeOfParts<GisShapePolygon>({{{0, nan}, {1, 1}, {2, 0}}}), *mercator)));
+    EXPECT_THROW(GisTopology::GeodesicLength(*shapeOf("POINT(0 0)"), {0, "Nowhere", true, " ", std::nullopt}),
+                 std::runtime_error);
+    EXPECT_THROW(GisTopology::GeodesicLength(*shapeOf("LINESTRING(0 0,1e30 0)"), *mercator), std::runtime_error);
+}
+
+TEST(Nearest, PointsOfTwoShapes) {
+    const char* const ring = "POLYGON((0 0,9 0,9 9,0 9,0 0),(2 2,2 7,7 7,7 2,2 2))";
+    const struct {
+        const char* a;
+        const char* b;
+        const char* onA; ///< null when there is no distance
+        const char* onB;
+    } rows[] = {
+        {"POINT(1 2)", "POINT(4 6)", "POINT (1 2)", "POINT (4 6)"},
+        {"POINT(1 2)", "LINESTRING(0 0,4 0)", "POINT (1 2)", "POINT (1 0)"},
+        {"LINESTRING(0 0,4 4)", "LINESTRING(0 4,4 0)", "POINT (2 2)", "POINT (2 2)"},
+        {"POINT(1 1)", ring, "POINT (1 1)", "POINT (1 1)"},
+        {ring, "POINT(4 5)", "POINT (2 5)", "POINT (4 5)"},
+        {"LINESTRING(4 4,5 5)", ring, "POINT (4 4)", "POINT (2 4)"},
+        {"POLYGON((1 3,1.5 3,1.5 4,1 3))", ring, "POINT (1 3)", "POINT (1 3)"},
+        {"POLYGON((-9 -9,20 -9,20 20,-9 20,-9 -9))", ring, "POINT (0 0)", "POINT (0 0)"},
+        {"POINT(1 1)", "LINESTRING EMPTY", nullptr, nullptr},
+        {"POLYGON EMPTY", "LINESTRING EMPTY", nullptr, nullptr},
+    };
+    for (const auto& row : rows) {
+        const auto nearest = GisTopology().NearestPoints(*shapeOf(row.a), *shapeOf(row.b));
+        EXPECT_EQ(std::isinf(nearest.distance), row.onA == nullptr) << row.a;
+        if (row.onA != nullptr) {
+            EXPECT_EQ(nearest.onFirst.toWkt().toStdString(), row.onA) << row.a << row.b;
+            EXPECT_EQ(nearest.onSecond.toWkt().toStdString(), row.onB) << row.a << row.b;
+        }
+    }
+    const auto broken = shapeOfParts<GisShapePolyline>({{{0, 0}, {nan, 0}, {0, 5}, {5, infinity}}, {{9, 1}}});
+    EXPECT_EQ(GisTopology().Distance(*broken, GisShapePoint(10, 1)), 1);
+}
+
+TEST(Nearest, AsGeosSays) {
+    Random random;
+    const GisTopology topology;
+    for (int round = 0; round < 300; ++round) {
+        const int count = round % 10 == 0 ? 2000 : random.whole(3, 60);
+        const auto a = shapeOfParts<GisShapePolygon>({random.star(0, 0, 10, count), random.star(0, 0, 2.5, 9)});
+        std::unique_ptr<GisShape> b =
+            shapeOfParts<GisShapePolygon>({random.star(random.between(-30, 30), 0, random.between(0.5, 9), count)});
+        if (round % 3 == 0) {
+            b = shapeOfParts<GisShapePolyline>({random.walk(3, false), random.walk(2, true)});
+        }
+        SCOPED_TRACE(QStringLiteral("seed %1 round %2").arg(seed()).arg(round).toStdString());
+        const auto nearest = topology.NearestPoints(*a, *b);
+        EXPECT_NEAR(nearest.distance, geometryOf(*a)->Distance(geometryOf(*b).get()), 1e-9);
+        EXPECT_NEAR(std::hypot(nearest.onFirst.x() - nearest.onSecond.x(), nearest.onFirst.y() - nearest.onSecond.y()),
+                    nearest.distance, 1e-12);
+        for (const auto& [shape, p] :
+             {std::pair<const GisShape*, GisShapePoint>(a.get(), nearest.onFirst), {b.get(), nearest.onSecond}}) {
+            EXPECT_LT(geometryOf(*shape)->Distance(geometryOf(p).get()), 1e-9);
+        }
+        EXPECT_EQ(topology.Distance(*b, *a), nearest.distance);
+    }
+}
+
+} // namespace

@@ -1,0 +1,134 @@
+#include "EditingTestShapes.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+using namespace test;
+using Topology::GisShapeProblem;
+using Kind = Topology::GisShapeProblemKind;
+
+namespace {
+
+constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double infinity = std::numeric_limits<double>::infinity();
+
+const Part square{{0, 0}, {9, 0}, {9, 9}, {0, 9}, {0, 0}};
+const Part hole{{2, 2}, {2, 4}, {4, 4}, {4, 2}, {2, 2}};
+
+Part moved(const Part& part, double dx, double dy) {
+    Part result;
+    for (const GisShapePoint& p : part) {
+        result.append(GisShapePoint(p.x() + dx, p.y() + dy));
+    }
+    return result;
+}
+
+/// "kind@part:vertex", as numbers.
+std::string textOf(const QList<GisShapeProblem>& problems) {
+    QStringList texts;
+    for (const GisShapeProblem& p : problems) {
+        texts += QStringLiteral("%1@%2:%3").arg(static_cast<int>(p.kind)).arg(p.part).arg(p.vertex);
+        EXPECT_FALSE(p.text.isEmpty());
+    }
+    return texts.join(QLatin1Char(' ')).toStdString();
+}
+
+TEST(ShapeCheck, FindsAndFixes) {
+    const Part reversedHole(hole.crbegin(), hole.crend());
+    const struct {
+        const char* name;
+        bool isPolygon;
+        QList<Part> parts;
+        const char* problems;
+        const char* fixed;
+    } rows[] = {
+        {"sound", true, {square, hole, moved(square, 20, 0)}, "", nullptr},
+        {"sound, all the other way", true, {Part(square.crbegin(), square.crend()), reversedHole}, "", nullptr},
+        {"an island", true, {square, moved(hole, 0, 0), {{2.5, 2.5}, {3, 2.5}, {3, 3}, {2.5, 2.5}}}, "", nullptr},
+        {"rings that touch", true, {square, {{9, 9}, {11, 9}, {11, 11}, {9, 9}}}, "", nullptr},
+        {"no parts", true, {}, "", nullptr},
+        {"a line across itself", false, {{{0, 0}, {4, 4}, {4, 0}, {0, 4}}}, "", nullptr},
+        {"not a number", false, {{{0, 0}, {nan, 1}, {4, 4}}}, "0@0:1", "LINESTRING (0 0,4 4)"},
+        {"infinite", true, {{{0, 0}, {9, 0}, {9, 9}, {infinity, 9}, {0, 0}}}, "1@0:3", "POLYGON ((0 0,9 0,9 9,0 0))"},
+        {"one vertex", false, {{{0, 0}}, {{1, 1}, {2, 2}}}, "2@0:-1", "LINESTRING (1 1,2 2)"},
+        {"no vertex", true, {{}}, "2@0:-1", "POLYGON EMPTY"},
+        {"one place", false, {{{3, 3}, {3, 3}, {3, 3}}}, "4@0:1 4@0:2 2@0:-1", "LINESTRING EMPTY"},
+        {"an open ring", true, {{{0, 0}, {9, 0}, {9, 9}}}, "3@0:2", "POLYGON ((0 0,9 0,9 9,0 0))"},
+        {"repeated", true, {{{0, 0}, {9, 0}, {9, 0}, {9, 9}, {0, 0}}}, "4@0:2", "POLYGON ((0 0,9 0,9 9,0 0))"},
+        {"a spike", true, {{{0, 0}, {9, 0}, {15, 0}, {9, 0}, {9, 9}, {0, 0}}}, "5@0:2", "POLYGON ((0 0,9 0,9 9,0 0))"},
+        {"a spike at the first vertex",
+         true,
+         {{{-3, 0}, {9, 0}, {9, 9}, {0, 0}, {-3, 0}}},
+         "5@0:0",
+         "POLYGON ((9 0,9 9,0 0,9 0))"},
+        {"flat", true, {square, {{1, 1}, {2, 2}, {3, 3}, {1, 1}}}, "5@1:2 2@1:-1", "POLYGON ((0 0,9 0,9 9,0 9,0 0))"},
+        {"a bow tie", true, {{{0, 0}, {4, 4}, {4, 0}, {0, 4}, {0, 0}}}, "6@0:0", nullptr},
+        {"touches itself", true, {{{0, 0}, {9, 0}, {9, 9}, {4, 0}, {0, 9}, {0, 0}}}, "6@0:0", nullptr},
+        {"rings across", true, {square, moved(square, 4, 4)}, "7@0:1 7@0:2", nullptr},
+        {"an edge in common", true, {square, moved(square, 9, 0)}, "7@0:1", nullptr},
+        {"twice the same", true, {square, square}, "7@0:0 7@0:1 7@0:2 7@0:3", nullptr},
+        {"a hole that is none", true, {square, moved(hole, 20, 0)}, "8@1:-1", nullptr},
+        {"wound like its shell", true, {square, reversedHole}, "9@1:-1", nullptr},
+        {"cut in two by its holes", true, {square, {{0, 5}, {5, 7}, {9, 5}, {5, 3}, {0, 5}}}, "10@-1:-1", nullptr},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        std::unique_ptr<GisShape> shape;
+        if (row.isPolygon) {
+            shape = shapeOfParts<GisShapePolygon>(row.parts);
+        } else {
+            shape = shapeOfParts<GisShapePolyline>(row.parts);
+        }
+        const GisTopology topology;
+        EXPECT_EQ(textOf(topology.CheckShape(*shape)), row.problems);
+        const auto fix = topology.FixShape(*shape);
+        EXPECT_EQ(textOf(fix.changes), row.problems);
+        EXPECT_EQ(textOf(topology.CheckShape(*fix.shape)), "");
+        if (*row.problems == '\0') {
+            EXPECT_EQ(wktOf(fix.shape), wktOf(shape));
+        } else if (row.fixed != nullptr) {
+            EXPECT_EQ(wktOf(fix.shape), row.fixed);
+        } else {
+            EXPECT_GT(GisTopology::Area(*fix.shape), 7.0) << wktOf(fix.shape);
+        }
+    }
+    EXPECT_EQ(textOf(GisTopology().CheckShape(GisShapePoint(infinity, 0))), "1@0:0");
+    EXPECT_TRUE(GisTopology().FixShape(GisShapePoint(infinity, 0)).shape->isEmpty());
+    EXPECT_EQ(textOf(GisTopology().CheckShape(GisShapePoint())), "");
+}
+
+/// GEOS calls every fixed shape valid, and everything that CheckShape finds nothing in.
+TEST(ShapeCheck, AgreesWithGeosOnRubbish) {
+    Random random;
+    const GisTopology topology;
+    int sound = 0;
+    for (int round = 0; round < 1500; ++round) {
+        QList<Part> parts;
+        for (int i = random.whole(1, 4); i > 0; --i) {
+            parts.append(random.whole(0, 2) == 0 ? random.star(random.whole(-5, 5), 0, random.whole(1, 9), 6)
+                                                 : random.walk(random.whole(0, 7), round % 3 != 0));
+            Part& part = parts.last();
+            if (part.size() > 1 && random.whole(0, 3) != 0) {
+                part.append(GisShapePoint(part.constFirst()));
+            }
+            if (part.size() > 2 && random.whole(0, 9) == 0) {
+                part[1].setX(random.whole(0, 1) == 0 ? nan : infinity);
+            }
+        }
+        auto shape = shapeOfParts<GisShapePolygon>(parts);
+        shape->setId(7);
+        shape->attributes().insert(QStringLiteral("name"), QStringLiteral("seven"));
+        SCOPED_TRACE(QStringLiteral("seed %1: %2").arg(seed()).arg(shape->toWkt()).toStdString());
+        const bool isSound = topology.CheckShape(*shape).isEmpty();
+        sound += isSound ? 1 : 0;
+        const auto fix = topology.FixShape(*shape);
+        EXPECT_EQ(fix.changes.isEmpty(), isSound);
+        EXPECT_TRUE(geometryOf(*fix.shape)->IsValid()) << wktOf(fix.shape);
+        EXPECT_EQ(textOf(topology.CheckShape(*fix.shape)), "") << wktOf(fix.shape);
+        EXPECT_TRUE(hasIdAndAttributes(*fix.shape));
+    }
+    EXPECT_GT(sound, 50);
+}
+
+} // namespace

@@ -1,0 +1,174 @@
+#include "EditingTestShapes.h"
+
+#include <gtest/gtest.h>
+
+#include <limits>
+
+using namespace test;
+
+namespace {
+
+std::string wktOfPieces(const std::vector<std::unique_ptr<GisShape>>& shapes) {
+    QStringList texts;
+    for (const auto& shape : shapes) {
+        EXPECT_TRUE(hasIdAndAttributes(*shape));
+        texts += QString::fromStdString(test::wktOf(shape));
+    }
+    return texts.join(QStringLiteral("; ")).toStdString();
+}
+
+TEST(Loops, AreFoundAndRemoved) {
+    struct Row {
+        const char* name;
+        const char* shape;
+        const char* loops; ///< place, area and length of each
+        double minArea;
+        const char* rest;
+    };
+    const Row rows[] = {
+        {"none", "LINESTRING(0 0,4 0,4 4)", "", 9, "LINESTRING (0 0,4 0,4 4)"},
+        {"one", "LINESTRING(0 0,4 0,4 2,2 2,2 -4)", "2 0: 4, 8", 5, "LINESTRING (0 0,2 0,2 -4)"},
+        {"too large", "LINESTRING(0 0,4 0,4 2,2 2,2 -4)", "2 0: 4, 8", 4, "LINESTRING (0 0,4 0,4 2,2 2,2 -4)"},
+        {"at a vertex", "LINESTRING(0 0,2 0,4 0,4 2,2 2,2 0,2 -4)", "2 0: 4, 8", 5, "LINESTRING (0 0,2 0,2 -4)"},
+        {"a lasso", "LINESTRING(0 0,4 0,4 2,2 2,2 0)", "2 0: 4, 8", 5, "LINESTRING (0 0,2 0)"},
+        {"one on another", "LINESTRING(0 0,8 0,8 8,6 8,6 10,7 10,7 7,4 7,4 -1)", "7 8: 2, 6; 4 0: 29, 24", 10,
+         "LINESTRING (0 0,8 0,8 8,7 8,7 7,4 7,4 -1)"},
+        {"both", "LINESTRING(0 0,8 0,8 8,6 8,6 10,7 10,7 7,4 7,4 -1)", "7 8: 2, 6; 4 0: 29, 24", 30,
+         "LINESTRING (0 0,4 0,4 -1)"},
+        {"a small one that a large one hangs on stays",
+         "LINESTRING(0 0,2 0,2 1,9 1,9 9,1.5 9,1.5 0.5,2.5 0.5,2.5 0.2,1 0.2,1 -1)", nullptr, 3, nullptr},
+        {"a bow tie, the ring begins on the small side", "POLYGON((0 0,1 1,9 -7,9 9,0 0))", "", 99, nullptr},
+        {"a tail at the first vertex", "POLYGON((-1 0,0 1,8 -7,8 9,-1 0))", nullptr, 1e9, nullptr},
+        {"a ring with a small loop", "POLYGON((0 0,9 0,9 9,4 9,4 10,5 10,5 8,0 8,0 0))", "5 9: 1, 4", 2,
+         "POLYGON ((0 0,9 0,9 9,5 9,5 8,0 8,0 0))"},
+        {"a loop over the first vertex", "POLYGON((5 10,5 8,0 8,0 0,9 0,9 9,4 9,4 10,5 10))", "5 9: 1, 4", 2,
+         "POLYGON ((5 8,0 8,0 0,9 0,9 9,5 9,5 8))"},
+        {"a spike", "POLYGON((0 0,4 0,8 0,4 0,4 4,0 0))", "", 99, "POLYGON ((0 0,4 0,8 0,4 0,4 4,0 0))"},
+        {"a point", "POINT(1 2)", "", 9, "POINT (1 2)"},
+    };
+    for (const Row& row : rows) {
+        const auto shape = shapeOf(row.shape);
+        QStringList loops;
+        for (const auto& loop : GisTopology().FindLoops(*shape)) {
+            loops +=
+                QStringLiteral("%1 %2: %3, %4").arg(loop.place.x()).arg(loop.place.y()).arg(loop.area).arg(loop.length);
+        }
+        if (row.loops != nullptr) {
+            EXPECT_EQ(loops.join(QStringLiteral("; ")).toStdString(), row.loops) << row.name;
+        }
+        const auto rest = GisTopology().RemoveLoops(*shape, row.minArea);
+        if (row.rest != nullptr) {
+            EXPECT_EQ(test::wktOf(rest), row.rest) << row.name;
+        }
+        EXPECT_TRUE(hasIdAndAttributes(*rest)) << row.name;
+    }
+}
+
+/// Without a limit no loop stays, and nothing moves: what is left is made of old vertices and crossings.
+TEST(Loops, AreAllGoneWithoutALimit) {
+    Random random;
+    const GisTopology topology;
+    for (int round = 0; round < 300; ++round) {
+        const auto line = shapeOfParts<GisShapePolyline>({random.walk(random.whole(4, 30), false)});
+        const auto rest = topology.RemoveLoops(*line, std::numeric_limits<double>::infinity());
+        SCOPED_TRACE(line->toWkt().toStdString());
+        EXPECT_TRUE(topology.FindLoops(*rest).isEmpty()) << wktOf(rest);
+        const auto places = topology.GetCrossings(*line);
+        for (const GisShapePoint& vertex : static_cast<const GisShapePolyline&>(*rest).parts().constFirst()) {
+            const auto isVertex = [&vertex](const GisShapePoint& p) {
+                return p.x() == vertex.x() && p.y() == vertex.y();
+            };
+            const Part& old = std::as_const(*line).parts().constFirst();
+            EXPECT_TRUE(std::any_of(old.begin(), old.end(), isVertex) ||
+                        std::any_of(places.begin(), places.end(), [&](const auto& c) { return isVertex(c.point); }));
+        }
+    }
+}
+
+TEST(Splits, OfLines) {
+    const GisTopology topology;
+    const auto line = shapeOf("MULTILINESTRING((0 0,4 0,4 4),(9 9,9 8))");
+    const struct {
+        Part points;
+        const char* expected;
+    } rows[] = {
+        {{}, "LINESTRING (0 0,4 0,4 4); LINESTRING (9 9,9 8)"},
+        {{{3, 0}, {1, 0}, {3, 0}},
+         "LINESTRING (0 0,1 0); LINESTRING (1 0,3 0); LINESTRING (3 0,4 0,4 4); LINESTRING (9 9,9 8)"},
+        {{{4, 0}}, "LINESTRING (0 0,4 0); LINESTRING (4 0,4 4); LINESTRING (9 9,9 8)"},
+        {{{0, 0}, {4, 4}, {2, 1}, {}, {std::nan(""), 0}}, "LINESTRING (0 0,4 0,4 4); LINESTRING (9 9,9 8)"},
+        {{{9, 8.5}}, "LINESTRING (0 0,4 0,4 4); LINESTRING (9 9,9 8.5); LINESTRING (9 8.5,9 8)"},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(wktOfPieces(topology.SplitAtPoints(*line, row.points)), row.expected);
+    }
+    const auto across = shapeOf("POLYGON((1 -1,5 -1,5 3,1 3,1 -1))");
+    EXPECT_EQ(wktOfPieces(topology.SplitByLine(*line, *across)),
+              "LINESTRING (0 0,1 0); LINESTRING (1 0,4 0,4 3); LINESTRING (4 3,4 4); LINESTRING (9 9,9 8)");
+    EXPECT_EQ(wktOfPieces(topology.SplitAtSelfCrossings(*shapeOf("LINESTRING(0 0,4 0,4 2,2 2,2 -4)"))),
+              "LINESTRING (0 0,2 0); LINESTRING (2 0,4 0,4 2,2 2,2 0); LINESTRING (2 0,2 -4)");
+}
+
+TEST(Splits, OfPolygons) {
+    const struct {
+        const char* name;
+        const char* polygon;
+        const char* line;
+        QList<double> areas;
+    } rows[] = {
+        {"in two", "POLYGON((0 0,4 0,4 4,0 4,0 0))", "LINESTRING(1 -1,1 5)", {4, 12}},
+        {"in four", "POLYGON((0 0,4 0,4 4,0 4,0 0))", "MULTILINESTRING((1 -1,1 5),(-1 2,5 2))", {2, 2, 6, 6}},
+        {"not through", "POLYGON((0 0,4 0,4 4,0 4,0 0))", "LINESTRING(1 -1,1 3)", {16}},
+        {"along an edge", "POLYGON((0 0,4 0,4 4,0 4,0 0))", "LINESTRING(0 0,4 0)", {16}},
+        {"through a hole", "POLYGON((0 0,4 0,4 4,0 4,0 0),(1 1,1 3,3 3,3 1,1 1))", "LINESTRING(2 -1,2 5)", {6, 6}},
+        {"beside a hole", "POLYGON((0 0,9 0,9 4,0 4,0 0),(1 1,1 3,3 3,3 1,1 1))", "LINESTRING(5 -1,5 5)", {16, 16}},
+        {"round a hole and inside it",
+         "POLYGON((0 0,4 0,4 4,0 4,0 0),(1 1,1 3,3 3,3 1,1 1))",
+         "LINESTRING(0.5 0.5,3.5 0.5,3.5 3.5,0.5 3.5,0.5 0.5,3 3)",
+         {5, 7}},
+        {"two shells, one cut",
+         "POLYGON((0 0,4 0,4 4,0 4,0 0),(6 0,8 0,8 2,6 2,6 0))",
+         "LINESTRING(7 -1,7 5)",
+         {2, 2, 16}},
+        {"a bow tie", "POLYGON((0 0,4 4,4 0,0 4,0 0))", "LINESTRING(1 -1,1 5)", {1, 3, 4}},
+        {"by a broken line", "POLYGON((0 0,4 0,4 4,0 4,0 0))", "LINESTRING(1 -1,1 5,3 5,3 -1)", {4, 4, 8}},
+    };
+    for (const auto& row : rows) {
+        QList<double> areas;
+        for (const auto& piece : GisTopology().SplitByLine(*shapeOf(row.polygon), *shapeOf(row.line))) {
+            EXPECT_TRUE(hasIdAndAttributes(*piece)) << row.name;
+            EXPECT_TRUE(geometryOf(*piece)->IsValid()) << row.name;
+            areas.append(GisTopology::Area(*piece));
+        }
+        std::sort(areas.begin(), areas.end());
+        EXPECT_EQ(areas, row.areas) << row.name;
+    }
+}
+
+TEST(Splits, SumToTheWhole) {
+    Random random;
+    const GisTopology topology;
+    for (int round = 0; round < 100; ++round) {
+        const auto line = shapeOfParts<GisShapePolyline>({random.walk(random.whole(2, 12), round % 2 == 0)});
+        const auto cutter = shapeOfParts<GisShapePolyline>({random.walk(random.whole(2, 12), round % 2 == 0)});
+        SCOPED_TRACE(QStringLiteral("%1 by %2").arg(line->toWkt(), cutter->toWkt()).toStdString());
+        double length = 0;
+        for (const auto& piece : topology.SplitByLine(*line, *cutter)) {
+            length += GisTopology::Length(*piece);
+            for (const auto& c : topology.GetCrossings(*piece, *cutter)) { // cut already, unless at a spike's tip
+                EXPECT_NE(c.kind, Topology::GisCrossingKind::Crossing) << wktOf(piece);
+            }
+        }
+        EXPECT_NEAR(length, GisTopology::Length(*line), 1e-9);
+        const auto polygon = shapeOfParts<GisShapePolygon>(
+            {random.star(0, 0, 9, 24), random.star(0, 0, 2.5, 9), random.star(20, 0, 5, 5)});
+        double area = 0;
+        for (const auto& piece : topology.SplitByLine(*polygon, *cutter)) {
+            EXPECT_TRUE(topology.CheckShape(*piece).isEmpty());
+            area += GisTopology::Area(*piece);
+        }
+        EXPECT_NEAR(area, GisTopology::Area(*polygon), 1e-9);
+    }
+}
+
+} // namespace
