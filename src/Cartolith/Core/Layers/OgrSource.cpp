@@ -1,16 +1,23 @@
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 
+#include <cpl_string.h>
+
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
 
-OgrSource::OgrSource(const QString& path) : m_path(path) {
+OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(path) {
     Common::Internal::registerGdalDrivers();
     if (path.isEmpty()) {
         fail(QStringLiteral("the path is empty"));
     }
+    CPLStringList list;
+    for (const QString& option : options) {
+        list.AddString(option.toUtf8().constData());
+    }
     m_dataset.reset(GDALDataset::Open(path.toUtf8().constData(),
-                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR));
+                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, nullptr,
+                                      list.List()));
     if (m_dataset == nullptr) {
         fail(m_errors.message().isEmpty() ? QStringLiteral("GDAL gives no reason") : m_errors.message());
     }

@@ -11,7 +11,8 @@ namespace Cartolith::Core::Layers::Internal {
 /// carries GDAL's own reason.
 class OgrSource {
 public:
-    explicit OgrSource(const QString& path);
+    /// Options are those of GDAL's drivers, NAME=VALUE; a driver passes over those it does not know.
+    explicit OgrSource(const QString& path, const QStringList& options = {});
 
     QString driverName() const;
     QStringList layerNames() const;
