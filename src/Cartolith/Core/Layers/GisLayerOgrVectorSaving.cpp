@@ -54,40 +54,38 @@ bool GisLayerOgrVector::beginEditCore() {
 }
 
 Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
-    Internal::OgrEdits edits;
-    QHash<qint64, int> left;
-    QSet<qint64> touched;
     const auto& entries = m_trace->entries();
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const FeatureTrace::Entry& entry = entries[i];
-        const Shapes::GisShape* const shape = items()[i].get();
-        if (entry.feature == FeatureTrace::none) {
-            if (shape != nullptr) {
-                edits.added.append(shape);
-            }
-            continue;
-        }
+    QSet<qint64> touched;
+    QHash<qint64, int> left;
+    for (const FeatureTrace::Entry& entry : entries) {
         ++left[entry.feature];
-        if (entry.isTouched && shape != nullptr) {
+        if (entry.isTouched) {
             touched.insert(entry.feature);
-            edits.updated.insert(entry.feature, shape);
+        }
+    }
+    Internal::OgrEdits edits;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const Shapes::GisShape* const shape = items()[i].get();
+        const qint64 feature = entries[i].feature;
+        if (shape != nullptr && feature == FeatureTrace::none) {
+            edits.added.append(shape);
+        } else if (shape != nullptr && touched.contains(feature)) {
+            edits.updated[feature].append(shape);
         }
     }
     for (auto it = m_readFeatures.cbegin(); it != m_readFeatures.cend(); ++it) {
         const int now = left.value(it.key());
-        const bool isDeleted = now == 0;
-        const bool isChanged = now != it.value() || touched.contains(it.key());
         const auto refuse = [&](const char* why) {
             Internal::failToWrite(m_sourcePath,
                                   QStringLiteral("feature %1: %2").arg(it.key()).arg(QLatin1String(why)));
         };
-        if (isDeleted && m_partlyRead.contains(it.key())) {
+        if (now == 0 && m_partlyRead.contains(it.key())) {
             refuse("it has parts that are not in the layer and would be lost");
         }
-        if (isChanged && !isDeleted && it.value() > 1) {
-            refuse("it is several shapes here, which cannot be changed one by one");
+        if (now > 0 && now < it.value()) {
+            refuse("it is several shapes here, of which some cannot be deleted alone");
         }
-        if (isDeleted) {
+        if (now == 0) {
             edits.deleted.insert(it.key());
         }
     }

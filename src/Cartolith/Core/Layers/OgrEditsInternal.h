@@ -16,7 +16,7 @@ namespace Cartolith::Core::Layers::Internal {
 /// What is to change in a layer of a data source.
 struct OgrEdits {
     QSet<qint64> deleted;
-    QHash<qint64, const Shapes::GisShape*> updated;
+    QHash<qint64, QList<const Shapes::GisShape*>> updated; ///< with all shapes that the feature is
     QList<const Shapes::GisShape*> added;
 
     bool isEmpty() const { return deleted.isEmpty() && updated.isEmpty() && added.isEmpty(); }
@@ -33,7 +33,7 @@ struct OgrEditTarget {
 
 /// The ids that features have afterwards.
 struct OgrSavedIds {
-    bool isRenumbered = false;
+    bool isRenumbered = false;  ///< false too when there was nothing to save
     QHash<qint64, qint64> kept; ///< by their ids before; only when renumbered
     QList<qint64> added;
 };
@@ -46,10 +46,11 @@ OgrSavedIds saveEdits(const OgrEditTarget& target, const OgrEdits& edits);
 OgrSavedIds saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits);
 OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits);
 
-/// Gives a feature of the source the shape's geometry and attributes where they differ from what was read of
-/// it; the rest stays. \throws std::runtime_error when the feature holds more than a shape can say and would
-/// lose it, for an attribute that is no field, and for a value or geometry that cannot be saved
-void update(OGRFeature& feature, OGRwkbGeometryType layerType, const Shapes::GisShape& shape);
+/// Gives a feature of the source the geometry and attributes of its shape where they differ from what was
+/// read of it; the rest stays. False when nothing differs. \throws std::runtime_error when it is several
+/// shapes and any of them differs, when it holds more than a shape can say and would lose it, for an
+/// attribute that is no field, and for a value or geometry that cannot be saved
+bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const Shapes::GisShape*>& shapes);
 /// The same for a feature that is new.
 void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const Shapes::GisShape& shape);
 

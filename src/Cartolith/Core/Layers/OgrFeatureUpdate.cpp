@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 
+#include <algorithm>
 #include <stdexcept>
 #include <utility>
 
@@ -14,12 +15,12 @@ using Shapes::GisShape;
 
 namespace {
 
-/// Whether the feature's geometry is what the shape says; one that says more counts when its shape is equal.
-bool hasGeometryOf(const GisShape& shape, const OGRGeometry* geometry) {
-    const auto read = Serialization::Ogr::Internal::shapesOf(
-        GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
-    return read.shapes.empty() ? shape.isEmpty()
-                               : read.shapes.size() == 1 && haveSameGeometry(*read.shapes.front(), shape);
+using ReadShapes = std::vector<std::unique_ptr<GisShape>>;
+
+bool areSame(const ReadShapes& read, const QList<const GisShape*>& shapes) {
+    const auto same = [](const auto& a, const GisShape* b) { return haveSameGeometry(*a, *b); };
+    const bool isEmpty = read.empty() && shapes.size() == 1 && shapes.front()->isEmpty();
+    return isEmpty || std::equal(read.begin(), read.end(), shapes.begin(), shapes.end(), same);
 }
 
 void setGeometry(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape) {
@@ -32,18 +33,27 @@ void setGeometry(OGRFeature& feature, OGRwkbGeometryType layerType, const GisSha
     feature.SetGeometryDirectly(geometry.release());
 }
 
-/// Null for one that loses nothing when a shape takes its place.
-const char* whatIsLostOf(const OGRGeometry* geometry) {
-    if (geometry == nullptr || geometry->IsEmpty()) {
-        return nullptr;
+/// What another geometry in the place of this one would lose; empty for nothing.
+QString lossOf(const OGRGeometry& geometry, const QString& problem) {
+    const OGRwkbGeometryType type = wkbFlatten(geometry.getGeometryType());
+    if (geometry.IsEmpty()) {
+        return {};
     }
-    if (geometry->Is3D() || geometry->IsMeasured()) {
-        return "its Z or M values would be lost";
+    if (geometry.Is3D() || geometry.IsMeasured()) {
+        return QStringLiteral("its Z or M values would be lost");
     }
-    return geometry->hasCurveGeometry() ? "its curves would be lost" : nullptr;
+    const bool isPlain = type == wkbPoint || type == wkbLineString || type == wkbPolygon ||
+                         type == wkbMultiPoint || type == wkbMultiLineString || type == wkbMultiPolygon;
+    if (!isPlain) {
+        return QStringLiteral("its type %1 would be lost")
+            .arg(QString::fromLatin1(geometry.getGeometryName()));
+    }
+    return problem.isEmpty() ? QString()
+                             : QStringLiteral("it has parts that are not in the layer and would be lost");
 }
 
-void setFields(OGRFeature& feature, const GisShape& shape, bool isNew) {
+/// The fields of which the shape says something else, and what.
+QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape& shape, bool isNew) {
     const QList<Defs::GisAttributeDefinition> definitions = attributeDefinitions(*feature.GetDefnRef());
     const QHash<QString, QVariant> before = attributes(feature, definitions);
     QHash<QString, int> fields; // of fields of one name, the last counts, as in reading
@@ -57,31 +67,52 @@ void setFields(OGRFeature& feature, const GisShape& shape, bool isNew) {
                 QStringLiteral("the attribute '%1' is no field of the layer").arg(it.key()).toStdString());
         }
     }
+    QList<std::pair<int, QVariant>> changes;
     for (auto it = fields.cbegin(); it != fields.cend(); ++it) {
         const QVariant value = values.value(it.key());
         const bool isDefault = isNew && !value.isValid(); // unset: the source's own default
         if (!isDefault && value != before.value(it.key())) {
-            setField(feature, it.value(), value);
+            changes.append({it.value(), value});
         }
+    }
+    return changes;
+}
+
+void setFields(OGRFeature& feature, const QList<std::pair<int, QVariant>>& changes) {
+    for (const auto& [index, value] : changes) {
+        setField(feature, index, value);
     }
 }
 
 } // namespace
 
-void update(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape) {
+bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes) {
     const OGRGeometry* const geometry = feature.GetGeometryRef();
-    if (!hasGeometryOf(shape, geometry)) {
-        if (const char* const lost = whatIsLostOf(geometry)) {
-            throw std::runtime_error(lost);
+    const auto read = Serialization::Ogr::Internal::shapesOf(
+        GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
+    const bool isMoved = !areSame(read.shapes, shapes);
+    bool differs = isMoved;
+    for (const GisShape* shape : shapes) {
+        const auto changes = fieldChanges(feature, *shape, false);
+        differs = differs || !changes.isEmpty();
+        if (differs && (shapes.size() != 1 || read.shapes.size() > 1)) {
+            throw std::runtime_error("it is several shapes here, which cannot be changed one by one");
         }
-        setGeometry(feature, layerType, shape);
+        setFields(feature, changes);
     }
-    setFields(feature, shape, false);
+    if (isMoved) {
+        const QString loss = geometry != nullptr ? lossOf(*geometry, read.problem) : QString();
+        if (!loss.isEmpty()) {
+            throw std::runtime_error(loss.toStdString());
+        }
+        setGeometry(feature, layerType, *shapes.front());
+    }
+    return differs;
 }
 
 void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape) {
     setGeometry(feature, layerType, shape);
-    setFields(feature, shape, true);
+    setFields(feature, fieldChanges(feature, shape, true));
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -65,6 +65,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         }
     };
 
+    bool differs = !edits.deleted.isEmpty() || !edits.added.isEmpty();
     QList<qint64> before;
     qsizetype met = 0;
     const auto total = static_cast<double>(from.GetFeatureCount());
@@ -79,13 +80,16 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
             continue;
         }
         const QString what = QStringLiteral("feature %1").arg(id);
-        if (const Shapes::GisShape* const shape = edits.updated.value(id)) {
-            prepared(what, [&] { update(*feature, from.GetGeomType(), *shape); });
+        if (const auto shapes = edits.updated.constFind(id); shapes != edits.updated.constEnd()) {
+            prepared(what, [&] { differs = update(*feature, from.GetGeomType(), *shapes) || differs; });
         }
         OGRFeature out(to.GetLayerDefn());
         copy(*feature, out);
         written.add(out, what);
         before.append(id);
+    }
+    if (!differs) { // everything was undone
+        return {};
     }
     for (const Shapes::GisShape* shape : edits.added) {
         const QString what = QStringLiteral("shape %1").arg(shape->id());

@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 
+#include <QFileInfo>
 #include <cpl_string.h>
 
 #include <stdexcept>
@@ -10,6 +11,13 @@ OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(p
     Common::Internal::registerGdalDrivers();
     if (path.isEmpty()) {
         fail(QStringLiteral("the path is empty"));
+    }
+    if (QFileInfo(path + QStringLiteral("-journal")).size() > 0) {
+        // What a killed process left of a transaction is rolled back by the next one that may write. Should
+        // this fail, reading says why.
+        const Common::Internal::DatasetPtr recovered(
+            GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
+        m_errors.reset();
     }
     CPLStringList list;
     for (const QString& option : options) {

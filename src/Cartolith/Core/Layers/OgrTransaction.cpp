@@ -44,18 +44,19 @@ public:
         require(m_layer->DeleteFeature(id) == OGRERR_NONE, id);
     }
 
-    void change(qint64 id, const Shapes::GisShape& shape) {
+    void change(qint64 id, const QList<const Shapes::GisShape*>& shapes) {
         m_errors.reset();
         const Common::Internal::FeaturePtr feature(m_layer->GetFeature(id));
         if (feature == nullptr) {
             fail(QStringLiteral("there is no feature %1 any more").arg(id));
         }
+        bool differs = false;
         try {
-            update(*feature, m_layer->GetGeomType(), shape);
+            differs = update(*feature, m_layer->GetGeomType(), shapes);
         } catch (const std::runtime_error& error) {
             fail(QStringLiteral("feature %1: %2").arg(id).arg(QString::fromUtf8(error.what())));
         }
-        require(m_layer->SetFeature(feature.get()) == OGRERR_NONE, id);
+        require(!differs || m_layer->SetFeature(feature.get()) == OGRERR_NONE, id);
     }
 
     qint64 add(const Shapes::GisShape& shape) {
@@ -68,7 +69,7 @@ public:
         }
         const bool isAdded = m_layer->CreateFeature(&feature) == OGRERR_NONE;
         if (!isAdded || hasComplaint()) {
-            fail(QStringLiteral("shape %1: %2").arg(shape.id()).arg(m_errors.warning()));
+            fail(QStringLiteral("shape %1").arg(shape.id()));
         }
         return feature.GetFID();
     }
@@ -86,15 +87,14 @@ private:
 
     void require(bool done, qint64 id) const {
         if (!done || hasComplaint()) {
-            fail(QStringLiteral("feature %1: %2").arg(id).arg(m_errors.warning()));
+            fail(QStringLiteral("feature %1").arg(id));
         }
     }
 
     /// With GDAL's own reason where it gives one.
     [[noreturn]] void fail(const QString& what) const {
-        failToWrite(m_target.path, m_errors.message().isEmpty()
-                                       ? what
-                                       : QStringLiteral("%1 (%2)").arg(what, m_errors.message()));
+        const QString reason = m_errors.message().isEmpty() ? m_errors.warning() : m_errors.message();
+        failToWrite(m_target.path, reason.isEmpty() ? what : QStringLiteral("%1: %2").arg(what, reason));
     }
 
     const OgrEditTarget& m_target;
@@ -123,7 +123,7 @@ OgrSavedIds saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits
         step();
     }
     for (auto it = edits.updated.cbegin(); it != edits.updated.cend(); ++it) {
-        transaction.change(it.key(), *it.value());
+        transaction.change(it.key(), it.value());
         step();
     }
     for (const Shapes::GisShape* shape : edits.added) {
