@@ -2,6 +2,8 @@
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/OgrTargetInternal.h>
 
+#include <QFile>
+
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -9,10 +11,18 @@ namespace Cartolith::Core::Layers::Internal {
 namespace {
 
 /// What the layer has beside features and fields.
-QStringList optionsOf(OGRLayer& layer, const QString& driverName) {
-    if (driverName == QLatin1String("ESRI Shapefile")) {
+QStringList optionsOf(OGRLayer& layer, const OgrEditTarget& target) {
+    if (target.driverName == QLatin1String("ESRI Shapefile")) {
         return {QStringLiteral("ENCODING=%1")
                     .arg(QString::fromUtf8(layer.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE")))};
+    }
+    if (target.driverName == QLatin1String("GeoJSONSeq")) {
+        QFile file(target.path);
+        char first = '\0';
+        constexpr char recordSeparator = '\x1e';
+        const bool separates =
+            file.open(QIODevice::ReadOnly) && file.getChar(&first) && first == recordSeparator;
+        return {QStringLiteral("RS=") + (separates ? QStringLiteral("YES") : QStringLiteral("NO"))};
     }
     const char* const native = layer.GetMetadataItem("NATIVE_DATA", "NATIVE_DATA");
     if (native == nullptr) {
@@ -53,7 +63,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     OGRLayer& from = source.layer(target.layerName);
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
     OGRLayer& to = written.createLayer(target.layerName, from.GetSpatialRef(), from.GetGeomType(),
-                                       optionsOf(from, target.driverName));
+                                       optionsOf(from, target));
     for (int i = 0; i < from.GetLayerDefn()->GetFieldCount(); ++i) {
         written.addField(*from.GetLayerDefn()->GetFieldDefn(i));
     }

@@ -66,10 +66,12 @@ OGRLayer& OgrSource::layer(const QString& name) const {
 }
 
 Common::Internal::FeaturePtr OgrSource::next(OGRLayer& layer) {
-    m_errors.reset();
+    const Common::Internal::GdalErrorCapture
+        errors; // a target written to at the same time has one of its own
     Common::Internal::FeaturePtr feature(layer.GetNextFeature());
-    if (feature == nullptr && !m_errors.message().isEmpty()) {
-        fail(m_errors.message());
+    m_complaint = errors.message();
+    if (feature == nullptr && !m_complaint.isEmpty()) {
+        fail(m_complaint);
     }
     return feature;
 }

@@ -21,12 +21,13 @@ public:
     /// The next feature of a layer; null at its end.
     Common::Internal::FeaturePtr next(OGRLayer& layer);
     /// What GDAL complained about while it read the last feature; empty when it did not.
-    const QString& complaint() const { return m_errors.message(); }
+    const QString& complaint() const { return m_complaint; }
 
     [[noreturn]] void fail(const QString& reason) const;
 
 private:
     QString m_path;
+    QString m_complaint;
     Common::Internal::GdalErrorCapture m_errors;
     Common::Internal::DatasetPtr m_dataset;
 };
