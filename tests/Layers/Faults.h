@@ -78,7 +78,7 @@ inline int runAndKill(int nth, const std::function<void()>& action) {
 } // namespace detail
 
 /// Runs the action in child processes, of which each is killed before another of the calls that change files,
-/// at most some 25 of them, and the last not at all; prepare() goes before each, check(done) after it.
+/// at most some 20 of them, and the last not at all; prepare() goes before each, check(done) after it.
 /// False where processes cannot be traced.
 inline bool killedInTheMiddle(const std::function<void()>& prepare, const std::function<void()>& action,
                               const std::function<void(bool done)>& check) {
@@ -89,7 +89,7 @@ inline bool killedInTheMiddle(const std::function<void()>& prepare, const std::f
     }
     check(true);
     EXPECT_GT(calls, 3);
-    for (int nth = 0; nth < calls; nth += 1 + calls / 25) {
+    for (int nth = 0; nth < calls; nth += 1 + calls / 20) {
         SCOPED_TRACE(testing::Message() << "killed before call " << nth << " of " << calls);
         prepare();
         detail::runAndKill(nth, action);

@@ -1,9 +1,11 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
@@ -26,6 +28,8 @@ struct Content {
     QList<Defs::GisAttributeDefinition> definitions;
     std::vector<std::unique_ptr<GisShape>> shapes;
     QList<qint64> sourceIds;
+    QHash<qint64, int> readFeatures;
+    QSet<qint64> partlyRead;
     qint64 featureCount = 0;
     qint64 skippedCount = 0;
     QList<GisLayerOgrVector::SkippedFeature> skipped;
@@ -43,6 +47,10 @@ struct Content {
         }
         if (read.shapes.empty()) {
             return;
+        }
+        readFeatures.insert(feature.GetFID(), static_cast<int>(read.shapes.size()));
+        if (!read.problem.isEmpty()) {
+            partlyRead.insert(feature.GetFID());
         }
         const QHash<QString, QVariant> values = Internal::attributes(feature, definitions);
         for (auto& shape : read.shapes) {
@@ -77,12 +85,15 @@ GisExtent storedExtent(OGRLayer& layer) {
 
 GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerName)
     : GisLayerVector(path), m_layerName(layerName),
-      m_provider(std::make_unique<Providers::GisOgrProvider>(path)) {}
+      m_provider(std::make_unique<Providers::GisOgrProvider>(path)),
+      m_trace(std::make_unique<Internal::FeatureTrace>()),
+      m_sourceState(std::make_unique<Internal::SourceState>()) {}
 
 GisLayerOgrVector::~GisLayerOgrVector() = default;
 
 bool GisLayerOgrVector::open() {
     Internal::StagedFiles::finishInterrupted(path());
+    const Internal::SourceState state(path());
     const auto stamp = Internal::IndexFile::stampOf(path());
     Internal::OgrSource source(path());
     OGRLayer& layer = source.layer(m_layerName);
@@ -147,20 +158,30 @@ bool GisLayerOgrVector::open() {
     m_featureCount = content.featureCount;
     m_skippedCount = content.skippedCount;
     m_skipped = std::move(content.skipped);
-    m_sourceIds = std::move(content.sourceIds);
+    m_trace->reset(content.sourceIds);
+    m_readFeatures = std::move(content.readFeatures);
+    m_partlyRead = std::move(content.partlyRead);
+    m_sourcePath = path();
+    *m_sourceState = state;
+    m_sourceSystem = system;
+    m_lastError.clear();
     setIsOpen(true);
     m_openedRevision = contentRevision();
     return true;
 }
 
 void GisLayerOgrVector::close() {
+    const ChangeGroup group(*this);
     resetVectorLayerState();
     setCoordinateSystem(nullptr);
     m_provider = std::make_unique<Providers::GisOgrProvider>(path());
     m_featureCount = 0;
     m_skippedCount = 0;
     m_skipped.clear();
-    m_sourceIds.clear();
+    m_readFeatures.clear();
+    m_partlyRead.clear();
+    m_sourceSystem.reset();
+    m_lastError.clear();
 }
 
 // Index file

@@ -3,19 +3,24 @@
 #include <Cartolith/Core/Export.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 
+#include <QSet>
+
 #include <functional>
 
 namespace Cartolith::Core::Layers {
 
 namespace Internal {
+class FeatureTrace;
 class IndexFile;
-}
+class SourceState;
+struct OgrEdits;
+} // namespace Internal
 
 /// A vector layer of a file or database that OGR opens: GeoPackage, Shapefile, GeoJSON, FlatGeobuf, CSV with
 /// WKT...
 ///
 /// open() reads one layer whole into memory: schema, attributes, geometry, coordinate system and extent. The
-/// data source is not kept open and not written to.
+/// data source is not kept open. commitEdit() writes the changes back.
 ///
 /// Geometry is taken as far as the planar model goes: curves are made linear, Z and M dropped; each member of
 /// a multipoint becomes a shape of its own, a collection gives its points, one polyline and one polygon, each
@@ -46,6 +51,10 @@ public:
     /// Gives up everything read.
     void close() override;
 
+    /// True while the layer is open, whatever the format: what cannot be written back can be saved as
+    /// another.
+    bool canEdit() const override;
+
     /// Valid until the next open() or close().
     const Providers::GisLayerProvider* layerProvider() const override;
     Providers::GisLayerProvider* layerProvider() override;
@@ -54,7 +63,8 @@ public:
     /// Takes effect with the next open().
     void setLayerName(const QString& name) { m_layerName = name; }
 
-    /// Called every few hundred features, and once at the end; an empty function switches it off.
+    /// Called every few hundred features in open(), and once at the end, and so while commitEdit() writes; an
+    /// empty function switches it off.
     void setProgressCallback(ProgressCallback callback);
 
     /// How many features the source's layer has. Not count(): a multipoint is several shapes.
@@ -64,8 +74,43 @@ public:
     /// The first thousand of them.
     const QList<SkippedFeature>& skippedFeatures() const noexcept { return m_skipped; }
 
-    /// The source's own id of the feature a shape was read from, by the shape's position at that time.
-    const QList<qint64>& sourceFeatureIds() const noexcept { return m_sourceIds; }
+    /// The source's own ids of the features that the shapes stand for, by position; -1 for shapes that are
+    /// not in the source. Linear time.
+    QList<qint64> sourceFeatureIds() const;
+
+    /// \name Saving edits
+    /// commitEdit() writes what has changed since open() or the last commit to the source that was opened: in
+    /// one transaction where the format has them (GeoPackage, SQLite, PostGIS and others), else as new files
+    /// that take the place of the old ones (GeoJSON, GeoJSON text sequences, FlatGeobuf, Shapefile). Other
+    /// formats are read only.
+    ///
+    /// A shape read from a feature changes that feature, and of it what differs: geometry that was not
+    /// edited, and fields that were not, stay to the last bit in a transaction, and as exact as the format
+    /// writes numbers in a new file. New shapes follow the features that are there, whatever their position
+    /// here. A change made through a shape's pointer is saved when it was told by markDirty(), one of its
+    /// attributes only then.
+    ///
+    /// Everything is saved or nothing. When it cannot be, commitEdit() is false, lastError() says why, the
+    /// source is as it was, and the session goes on with its undo stack. So it is for
+    /// - a source that is write-protected, locked, or was changed since it was opened: not its own file's
+    /// size,
+    ///   time or place are the same. A server's tables are not watched: there the last one to save a feature
+    ///   wins;
+    /// - a value that is none for its field, an attribute that is no field, a geometry of a kind that the
+    /// source
+    ///   does not take, a coordinate that is not finite;
+    /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
+    ///   with all of them), one whose parts were skipped, another geometry for one with Z, M or curves. Left
+    ///   alone, such features stay as they are;
+    /// - a full disk, or a progress callback that cancels.
+    /// Neither the fields nor the coordinate system of a source are changed.
+    ///
+    /// GeoJSON keeps its ids and members that GDAL does not know; a Shapefile its encoding, not its .qix,
+    /// .sbn and .sbx indexes; FlatGeobuf no index. Source ids of features in new files are counted anew.
+    /// @{
+    /// Why the last commitEdit() was false; empty after one that was true.
+    const QString& lastError() const noexcept { return m_lastError; }
+    /// @}
 
     /// How the spatial index came about.
     enum class IndexOrigin {
@@ -92,11 +137,18 @@ public:
     /// @}
 
 protected:
+    /// False for a layer that is not open.
+    bool beginEditCore() override;
+    bool commitEditCore() override;
+    bool rollbackEditCore() override;
+    void shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape) override;
     bool restoreSpatialIndex(Spatial::ISpatialIndex& index) override;
     void keepSpatialIndex(const Spatial::ISpatialIndex& index) override;
 
 private:
     std::optional<Internal::IndexFile> indexFile() const;
+    Internal::OgrEdits pendingEdits() const;
+    void save();
 
     QString m_layerName;
     QString m_readName;
@@ -105,7 +157,13 @@ private:
     qint64 m_featureCount = 0;
     qint64 m_skippedCount = 0;
     QList<SkippedFeature> m_skipped;
-    QList<qint64> m_sourceIds;
+    std::unique_ptr<Internal::FeatureTrace> m_trace; // never null
+    QHash<qint64, int> m_readFeatures; // the features that shapes were read from, how many of each
+    QSet<qint64> m_partlyRead;         // those that shapes do not hold whole
+    QString m_sourcePath;
+    std::unique_ptr<Internal::SourceState> m_sourceState; // never null
+    std::shared_ptr<CoordinateSystems::CoordinateSystem> m_sourceSystem;
+    QString m_lastError;
     bool m_usesIndexFile = false;
     QString m_sourceName;     // the layer's name in the source
     qint64 m_sourceSize = -1; // -1: no index file

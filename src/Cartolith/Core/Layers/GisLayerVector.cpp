@@ -119,7 +119,7 @@ bool GisLayerVector::addShape(std::unique_ptr<GisShape> shape) {
     noteShapeType(*shape);
     shape->setId(count() + 1);
     m_shapes.push_back(std::move(shape));
-    markDirty();
+    settle(ShapeChange::Inserted, count() - 1);
     return true;
 }
 
@@ -147,7 +147,7 @@ bool GisLayerVector::insertShapeAt(int index, std::unique_ptr<GisShape> shape) {
     const auto position = static_cast<std::size_t>(std::min(index, count()));
     m_shapes.insert(m_shapes.begin() + static_cast<std::ptrdiff_t>(position), std::move(shape));
     reassignShapeIds(position);
-    markDirty();
+    settle(ShapeChange::Inserted, static_cast<int>(position));
     return true;
 }
 
@@ -156,15 +156,10 @@ std::unique_ptr<GisShape> GisLayerVector::takeShapeById(int id, int* index) {
     if (position < 0) {
         return nullptr;
     }
-    const auto at = m_shapes.begin() + position;
-    std::unique_ptr<GisShape> shape = std::move(*at);
-    m_shapes.erase(at);
-    reassignShapeIds(static_cast<std::size_t>(position));
-    markDirty();
     if (index != nullptr) {
         *index = position;
     }
-    return shape;
+    return takeAt(static_cast<std::size_t>(position));
 }
 
 bool GisLayerVector::removeShape(GisShape* shape) {
@@ -176,11 +171,17 @@ bool GisLayerVector::removeShape(GisShape* shape) {
     if (found == m_shapes.end()) {
         return false;
     }
-    const auto position = static_cast<std::size_t>(found - m_shapes.begin());
-    m_shapes.erase(found);
-    reassignShapeIds(position);
-    markDirty();
+    takeAt(static_cast<std::size_t>(found - m_shapes.begin()));
     return true;
+}
+
+std::unique_ptr<GisShape> GisLayerVector::takeAt(std::size_t position) {
+    std::unique_ptr<GisShape> shape = std::move(m_shapes[position]);
+    m_shapes.erase(m_shapes.begin() + static_cast<std::ptrdiff_t>(position));
+    reassignShapeIds(position);
+    shapesChanged(ShapeChange::Taken, static_cast<int>(position), shape.get());
+    forgetDerived();
+    return shape;
 }
 
 bool GisLayerVector::removeShapeById(int id) {
@@ -198,7 +199,7 @@ std::unique_ptr<GisShape> GisLayerVector::replaceShapeById(int id, std::unique_p
     }
     shape->setId(id);
     std::swap(m_shapes[static_cast<std::size_t>(position)], shape);
-    markDirty();
+    settle(ShapeChange::Changed, position);
     return shape;
 }
 
@@ -213,22 +214,24 @@ void GisLayerVector::replaceShapes(std::vector<std::unique_ptr<GisShape>> shapes
         m_shapes.push_back(std::move(shape));
     }
     reassignShapeIds();
-    markDirty();
+    settle(ShapeChange::AllReplaced);
 }
 
 bool GisLayerVector::setShapeAttributesById(int id, const Attributes& attributes) {
-    GisShape* const shape = getShape(id);
-    if (shape == nullptr) {
+    const int position = indexOfShapeId(id);
+    if (position < 0) {
         return false;
     }
+    GisShape* const shape = m_shapes[static_cast<std::size_t>(position)].get();
     shape->attributes() = attributes;
+    shapesChanged(ShapeChange::Changed, position, shape);
     markContentDirty();
     return true;
 }
 
 void GisLayerVector::clearShapes() {
     m_shapes.clear();
-    markDirty();
+    settle(ShapeChange::AllReplaced);
 }
 
 // Fields and attribute values
@@ -319,6 +322,18 @@ void GisLayerVector::expandMetadataExtent(const GisExtent& extent) {
 }
 
 void GisLayerVector::markDirty() {
+    settle(ShapeChange::AllChanged);
+}
+
+void GisLayerVector::shapesChanged(ShapeChange /*change*/, int /*position*/, const GisShape* /*shape*/) {}
+
+void GisLayerVector::settle(ShapeChange change, int position) {
+    shapesChanged(change, position,
+                  position >= 0 ? m_shapes[static_cast<std::size_t>(position)].get() : nullptr);
+    forgetDerived();
+}
+
+void GisLayerVector::forgetDerived() {
     m_indexDirty = true;
     m_extentDirty = true;
     clearLodCache();

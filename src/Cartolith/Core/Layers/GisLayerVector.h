@@ -208,7 +208,8 @@ public:
     void clearSpatialIndex();
     /// @}
 
-    /// Tells the layer that geometry has changed: index, extent and stand-ins are made anew when needed.
+    /// Tells the layer that geometry has changed, of whichever shapes: index, extent and stand-ins are made
+    /// anew when needed.
     void markDirty();
     /// Makes the stand-ins for small scales; queries do it by themselves.
     void ensureLodCache();
@@ -243,6 +244,18 @@ protected:
     bool commitEditCore() override;
     bool rollbackEditCore() override;
 
+    /// What happens to the list of shapes.
+    enum class ShapeChange {
+        Inserted,    ///< the shape is at the position
+        Taken,       ///< it was there, and is about to leave or to be destroyed
+        Changed,     ///< it is another shape now, or has other attributes
+        AllChanged,  ///< any of them may have been changed through its pointer
+        AllReplaced, ///< the list is another
+    };
+    /// Called after each of these, for what a subclass keeps beside the shapes. The position is -1 and the
+    /// shape null where all are meant. Does nothing here.
+    virtual void shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape);
+
     /// Called instead of building an index anew, which buildSpatialIndex() does when it returns false, as
     /// here.
     virtual bool restoreSpatialIndex(Spatial::ISpatialIndex& index);
@@ -253,6 +266,9 @@ private:
     struct LodLevel;
 
     void noteShapeType(const Shapes::GisShape& shape);
+    std::unique_ptr<Shapes::GisShape> takeAt(std::size_t position);
+    void settle(ShapeChange change, int position = -1);
+    void forgetDerived();
     void reassignShapeIds(std::size_t from = 0);
 
     QString m_path;

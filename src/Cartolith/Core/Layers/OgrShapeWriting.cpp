@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
+#include <typeinfo>
 #include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -81,11 +82,29 @@ GeometryPtr savedGeometryOf(const Shapes::GisShape& shape) {
 
 GeometryPtr promoted(GeometryPtr geometry, OGRwkbGeometryType type) {
     const OGRwkbGeometryType flat = wkbFlatten(type);
-    if (geometry == nullptr ||
-        (flat != wkbMultiPoint && flat != wkbMultiLineString && flat != wkbMultiPolygon)) {
+    if (geometry == nullptr || OGR_GT_GetCollection(geometry->getGeometryType()) != flat) {
         return geometry;
     }
     return GeometryPtr(OGRGeometryFactory::forceTo(geometry.release(), flat));
+}
+
+bool haveSameGeometry(const Shapes::GisShape& a, const Shapes::GisShape& b) {
+    const auto equal = [](const GisShapePoint& p, const GisShapePoint& q) {
+        return (p.isEmpty() && q.isEmpty()) || (p.x() == q.x() && p.y() == q.y());
+    };
+    const auto* const point = dynamic_cast<const GisShapePoint*>(&a);
+    const auto* const other = dynamic_cast<const GisShapePoint*>(&b);
+    if (point != nullptr || other != nullptr) {
+        return point != nullptr && other != nullptr && equal(*point, *other);
+    }
+    const Parts* const parts = partsOf(a);
+    const Parts* const others = partsOf(b);
+    return parts != nullptr && others != nullptr && typeid(a) == typeid(b) &&
+           std::equal(parts->begin(), parts->end(), others->begin(), others->end(),
+                      [&equal](const auto& part, const auto& match) {
+                          return part.constData() == match.constData() || // shared
+                                 std::equal(part.begin(), part.end(), match.begin(), match.end(), equal);
+                      });
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -10,7 +10,10 @@ namespace Cartolith::Core::Layers::Internal {
 /// have (a line of one vertex, a ring of two)
 Common::Internal::GeometryPtr savedGeometryOf(const Shapes::GisShape& shape);
 
-/// The geometry as a type says that is not narrower: one as a multi geometry of one.
+/// The geometry as a multi geometry when the type is that of several of its kind; else as it is.
 Common::Internal::GeometryPtr promoted(Common::Internal::GeometryPtr geometry, OGRwkbGeometryType type);
+
+/// Whether the shapes are of one class and have the same vertices in the same order.
+bool haveSameGeometry(const Shapes::GisShape& a, const Shapes::GisShape& b);
 
 } // namespace Cartolith::Core::Layers::Internal

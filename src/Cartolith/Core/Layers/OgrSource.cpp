@@ -1,16 +1,31 @@
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 
+#include <QFileInfo>
+#include <cpl_string.h>
+
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
 
-OgrSource::OgrSource(const QString& path) : m_path(path) {
+OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(path) {
     Common::Internal::registerGdalDrivers();
     if (path.isEmpty()) {
         fail(QStringLiteral("the path is empty"));
     }
+    if (QFileInfo(path + QStringLiteral("-journal")).size() > 0) {
+        // What a killed process left of a transaction is rolled back by the next one that may write. Should
+        // this fail, reading says why.
+        const Common::Internal::DatasetPtr recovered(
+            GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
+        m_errors.reset();
+    }
+    CPLStringList list;
+    for (const QString& option : options) {
+        list.AddString(option.toUtf8().constData());
+    }
     m_dataset.reset(GDALDataset::Open(path.toUtf8().constData(),
-                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR));
+                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, nullptr,
+                                      list.List()));
     if (m_dataset == nullptr) {
         fail(m_errors.message().isEmpty() ? QStringLiteral("GDAL gives no reason") : m_errors.message());
     }
@@ -51,10 +66,12 @@ OGRLayer& OgrSource::layer(const QString& name) const {
 }
 
 Common::Internal::FeaturePtr OgrSource::next(OGRLayer& layer) {
-    m_errors.reset();
+    const Common::Internal::GdalErrorCapture
+        errors; // a target written to at the same time has one of its own
     Common::Internal::FeaturePtr feature(layer.GetNextFeature());
-    if (feature == nullptr && !m_errors.message().isEmpty()) {
-        fail(m_errors.message());
+    m_complaint = errors.message();
+    if (feature == nullptr && !m_complaint.isEmpty()) {
+        fail(m_complaint);
     }
     return feature;
 }

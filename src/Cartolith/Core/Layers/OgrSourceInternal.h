@@ -11,7 +11,8 @@ namespace Cartolith::Core::Layers::Internal {
 /// carries GDAL's own reason.
 class OgrSource {
 public:
-    explicit OgrSource(const QString& path);
+    /// Options are those of GDAL's drivers, NAME=VALUE; a driver passes over those it does not know.
+    explicit OgrSource(const QString& path, const QStringList& options = {});
 
     QString driverName() const;
     QStringList layerNames() const;
@@ -20,12 +21,13 @@ public:
     /// The next feature of a layer; null at its end.
     Common::Internal::FeaturePtr next(OGRLayer& layer);
     /// What GDAL complained about while it read the last feature; empty when it did not.
-    const QString& complaint() const { return m_errors.message(); }
+    const QString& complaint() const { return m_complaint; }
 
     [[noreturn]] void fail(const QString& reason) const;
 
 private:
     QString m_path;
+    QString m_complaint;
     Common::Internal::GdalErrorCapture m_errors;
     Common::Internal::DatasetPtr m_dataset;
 };

@@ -17,8 +17,10 @@ OgrTarget::OgrTarget(const OgrFormat& format, const QString& path)
     } else {
         m_memoryFolder = QStringLiteral("/vsimem/cartolith-") + QUuid::createUuid().toString(QUuid::Id128);
         // Drivers look at the suffix, and in lower case only.
-        m_workPath = QStringLiteral("%1/%2.%3")
-                         .arg(m_memoryFolder, QFileInfo(path).completeBaseName(), m_suffix.toLower());
+        m_workSuffix =
+            m_format.suffixes.contains(m_suffix.toLower()) ? m_suffix.toLower() : m_format.suffixes.first();
+        m_workPath =
+            QStringLiteral("%1/%2.%3").arg(m_memoryFolder, QFileInfo(path).completeBaseName(), m_workSuffix);
     }
     m_driver = GetGDALDriverManager()->GetDriverByName(m_format.driver);
     if (m_driver == nullptr) {
@@ -48,7 +50,7 @@ QString OgrTarget::reasonOr(const QString& otherwise) const {
 OGRLayer& OgrTarget::createLayer(const QString& name, OGRSpatialReference* system, OGRwkbGeometryType type,
                                  const QStringList& options) {
     CPLStringList list;
-    for (const QString& option : m_format.options + options) {
+    for (const QString& option : options + m_format.options) { // of options of one name, the first counts
         list.AddString(option.toUtf8().constData());
     }
     m_layer = m_dataset->CreateLayer(name.toUtf8().constData(), system, type, list.List());
@@ -103,7 +105,8 @@ void OgrTarget::publish() {
             const QString name = QString::fromUtf8(names[i]);
             const GByte* const bytes = VSIGetMemFileBuffer(
                 QStringLiteral("%1/%2").arg(m_memoryFolder, name).toUtf8().constData(), &size, FALSE);
-            m_files.write(QFileInfo(name).suffix(), reinterpret_cast<const char*>(bytes),
+            const QString suffix = QFileInfo(name).suffix();
+            m_files.write(suffix == m_workSuffix ? m_suffix : suffix, reinterpret_cast<const char*>(bytes),
                           static_cast<qint64>(size));
         }
     }

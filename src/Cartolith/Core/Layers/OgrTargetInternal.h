@@ -23,7 +23,7 @@ public:
     OgrTarget& operator=(const OgrTarget&) = delete;
 
     GDALDriver& driver() const { return *m_driver; }
-    /// Called once, before everything below. Options are added to those of the format.
+    /// Called once, before everything below. Options go before those of the format.
     OGRLayer& createLayer(const QString& name, OGRSpatialReference* system, OGRwkbGeometryType type,
                           const QStringList& options);
     /// The driver may change its name, but not leave it out.
@@ -47,6 +47,7 @@ private:
     StagedFiles m_files;
     QString m_memoryFolder;
     QString m_workPath;
+    QString m_workSuffix;
     Common::Internal::GdalErrorCapture m_errors;
     GDALDriver* m_driver;
     Common::Internal::DatasetPtr m_dataset;

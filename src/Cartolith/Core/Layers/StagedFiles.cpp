@@ -42,6 +42,12 @@ bool rename(const QString& from, const QString& to) {
     return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
 }
 
+/// The file that a symbolic link points to.
+QString resolved(const QString& path) {
+    const QString target = QFileInfo(path).canonicalFilePath();
+    return target.isEmpty() ? path : target;
+}
+
 QString completeFolderOf(const QString& path) {
     const QFileInfo info(path);
     return info.dir().filePath(QLatin1Char('.') + info.fileName() + QStringLiteral(".saved"));
@@ -70,23 +76,33 @@ void putInPlace(const QString& path, const QString& folder) {
 
 } // namespace
 
+void StagedFiles::requireWritable(const QString& path) {
+    const QFileInfo old(path);
+    if (!old.exists()) {
+        return;
+    }
+    if (!old.isFile()) {
+        fail(path, QStringLiteral("it is not a file"));
+    }
+    // The folder decides whether a file can be replaced; but one that is protected is meant to stay.
+    constexpr auto anybody = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
+    if ((old.permissions() & anybody) == 0 || !old.isWritable()) {
+        fail(path, QStringLiteral("the file is write-protected"));
+    }
+}
+
 StagedFiles::StagedFiles(const QString& path, const QStringList& family)
-    : m_path(QFileInfo(path).isSymLink() ? QFileInfo(path).symLinkTarget() : path),
-      m_folder(QFileInfo(m_path).path()), m_family(family) {
-    const QFileInfo old(m_path);
-    if (old.exists()) {
-        // The folder decides whether a file can be replaced; a file that is protected is meant to stay.
-        constexpr auto anybody = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
-        if (!old.isFile()) {
-            fail(path, QStringLiteral("it is not a file"));
-        }
-        if ((old.permissions() & anybody) == 0 || !old.isWritable()) {
-            fail(path, QStringLiteral("the file is write-protected"));
+    : m_path(resolved(path)), m_folder(QFileInfo(m_path).path()), m_family(family) {
+    requireWritable(path);
+    // SQLite would apply what is left of the old database to the new one.
+    for (const char* const journal : {"-journal", "-wal"}) {
+        if (QFileInfo(path + QLatin1String(journal)).size() > 0) {
+            fail(path, QStringLiteral("it is a database in use, or one that was not closed"));
         }
     }
     finishInterrupted(m_path);
-    m_staging =
-        std::make_unique<QTemporaryDir>(QStringLiteral("%1/.%2.saving-XXXXXX").arg(m_folder, old.fileName()));
+    m_staging = std::make_unique<QTemporaryDir>(
+        QStringLiteral("%1/.%2.saving-XXXXXX").arg(m_folder, QFileInfo(m_path).fileName()));
     if (!m_staging->isValid()) {
         fail(path, m_staging->errorString());
     }
@@ -153,7 +169,8 @@ void StagedFiles::publish() {
     putInPlace(m_path, complete);
 }
 
-void StagedFiles::finishInterrupted(const QString& path) {
+void StagedFiles::finishInterrupted(const QString& given) {
+    const QString path = resolved(given);
     const QString folder = completeFolderOf(path);
     struct stat status {};
     if (::lstat(QFile::encodeName(folder).constData(), &status) != 0 || !S_ISDIR(status.st_mode)) {

@@ -32,6 +32,8 @@ public:
     /// Puts everything in place, and takes the access rights over from what was there.
     void publish();
 
+    /// \throws std::runtime_error for what is there and is not a file, or is a protected one
+    static void requireWritable(const QString& path);
     /// Does nothing when there is nothing left to do. A file that was written to since is not replaced: that
     /// is an error.
     static void finishInterrupted(const QString& path);

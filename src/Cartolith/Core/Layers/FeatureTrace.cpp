@@ -1,0 +1,56 @@
+#include <Cartolith/Core/Layers/FeatureTraceInternal.h>
+#include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
+
+namespace Cartolith::Core::Layers::Internal {
+
+void FeatureTrace::reset(const QList<qint64>& features) {
+    m_entries.clear();
+    m_entries.reserve(static_cast<std::size_t>(features.size()));
+    for (const qint64 feature : features) {
+        m_entries.push_back({feature, false});
+    }
+    m_taken.clear();
+}
+
+void FeatureTrace::inserted(int position, const Shapes::GisShape& shape) {
+    Entry entry;
+    const auto found = m_taken.constFind(&shape);
+    if (found != m_taken.constEnd()) {
+        if (found->copy->attributes() == shape.attributes() && haveSameGeometry(*found->copy, shape)) {
+            entry = found->entry;
+        }
+        m_taken.erase(found);
+    }
+    m_entries.insert(m_entries.begin() + position, entry);
+}
+
+void FeatureTrace::taken(int position, const Shapes::GisShape& shape) {
+    const auto entry = m_entries.begin() + position;
+    if (entry->feature != none) {
+        m_taken.insert(&shape, {*entry, shape.clone()});
+    } else {
+        m_taken.remove(&shape);
+    }
+    m_entries.erase(entry);
+}
+
+void FeatureTrace::changed(int position) {
+    m_entries[static_cast<std::size_t>(position)].isTouched = true;
+}
+
+void FeatureTrace::allChanged() {
+    for (Entry& entry : m_entries) {
+        entry.isTouched = true;
+    }
+}
+
+void FeatureTrace::allReplaced(int count) {
+    m_entries.assign(static_cast<std::size_t>(count), Entry());
+    m_taken.clear();
+}
+
+void FeatureTrace::forgetTaken() {
+    m_taken.clear();
+}
+
+} // namespace Cartolith::Core::Layers::Internal

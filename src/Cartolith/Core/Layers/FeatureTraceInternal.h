@@ -1,0 +1,51 @@
+#pragma once
+
+#include <QHash>
+#include <QList>
+
+#include <memory>
+#include <vector>
+
+namespace Cartolith::Core::Shapes {
+class GisShape;
+}
+
+namespace Cartolith::Core::Layers::Internal {
+
+/// Which feature of a data source each shape of a layer stands for, by position, followed through all changes
+/// of the layer's list.
+class FeatureTrace {
+public:
+    static constexpr qint64 none = -1;
+
+    struct Entry {
+        qint64 feature = none;  ///< the source's own id; none for a shape that is not in the source
+        bool isTouched = false; ///< the shape may differ from the feature
+    };
+
+    /// The shapes are as the source has them.
+    void reset(const QList<qint64>& features);
+    const std::vector<Entry>& entries() const { return m_entries; }
+
+    /// Of a list that has been changed already.
+    void inserted(int position, const Shapes::GisShape& shape);
+    /// A shape that comes back as it was taken is its feature again: that is how a deletion is undone.
+    void taken(int position, const Shapes::GisShape& shape);
+    void changed(int position);
+    void allChanged();
+    /// By shapes that have nothing to do with those before.
+    void allReplaced(int count);
+    /// Forgets the shapes taken, which do not come back.
+    void forgetTaken();
+
+private:
+    struct Taken {
+        Entry entry;
+        std::shared_ptr<const Shapes::GisShape> copy; ///< shares its vertices
+    };
+
+    std::vector<Entry> m_entries;
+    QHash<const Shapes::GisShape*, Taken> m_taken; // an address may be used again: the copy tells
+};
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,38 @@
+#include <Cartolith/Core/Layers/OgrEditsInternal.h>
+#include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/StagedFilesInternal.h>
+
+#include <QFileInfo>
+
+#include <stdexcept>
+
+namespace Cartolith::Core::Layers::Internal {
+
+void failToWrite(const QString& path, const QString& reason) {
+    throw std::runtime_error(QStringLiteral("Cannot write '%1': %2").arg(path, reason).toStdString());
+}
+
+void requireUnchanged(const OgrEditTarget& target) {
+    if (!(SourceState(target.path) == target.state)) {
+        failToWrite(target.path, QStringLiteral("it was changed by someone else since it was opened"));
+    }
+}
+
+OgrSavedIds saveEdits(const OgrEditTarget& target, const OgrEdits& edits) {
+    const QFileInfo info(target.path);
+    if (info.exists()) {
+        StagedFiles::requireWritable(target.path);
+    }
+    requireUnchanged(target);
+    const OgrFormat* const format = OgrFormat::forDriver(target.driverName);
+    if (format == nullptr || format->isDatabase) {
+        return saveInTransaction(target, edits);
+    }
+    const bool isNamedRight = format->family.isEmpty() || format->suffixes.contains(info.suffix().toLower());
+    if (!info.isFile() || !isNamedRight) {
+        failToWrite(target.path, QStringLiteral("it was not opened as a file"));
+    }
+    return saveByRewriting(target, edits);
+}
+
+} // namespace Cartolith::Core::Layers::Internal

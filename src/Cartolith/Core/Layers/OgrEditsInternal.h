@@ -1,0 +1,62 @@
+#pragma once
+
+#include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Layers/SourceStateInternal.h>
+#include <Cartolith/Core/Shapes/GisShape.h>
+
+#include <QHash>
+#include <QList>
+#include <QSet>
+#include <QString>
+
+#include <functional>
+
+namespace Cartolith::Core::Layers::Internal {
+
+/// What is to change in a layer of a data source.
+struct OgrEdits {
+    QSet<qint64> deleted;
+    QHash<qint64, QList<const Shapes::GisShape*>> updated; ///< with all shapes that the feature is
+    QList<const Shapes::GisShape*> added;
+
+    bool isEmpty() const { return deleted.isEmpty() && updated.isEmpty() && added.isEmpty(); }
+};
+
+/// Where it is to change.
+struct OgrEditTarget {
+    QString path;
+    QString layerName;
+    QString driverName;
+    SourceState state;                             ///< in which it was read
+    std::function<bool(double fraction)> progress; ///< may be empty; false cancels
+};
+
+/// The ids that features have afterwards.
+struct OgrSavedIds {
+    bool isRenumbered = false;  ///< false too when there was nothing to save
+    QHash<qint64, qint64> kept; ///< by their ids before; only when renumbered
+    QList<qint64> added;
+};
+
+/// Saves all edits or none, in a transaction where the source has them, else by writing its files anew.
+/// Features that are not in the edits keep everything they have. \throws std::runtime_error naming the source
+OgrSavedIds saveEdits(const OgrEditTarget& target, const OgrEdits& edits);
+
+/// The two ways; called by saveEdits(), which has looked whether the target can be written to.
+OgrSavedIds saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits);
+OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits);
+
+/// Gives a feature of the source the geometry and attributes of its shape where they differ from what was
+/// read of it; the rest stays. False when nothing differs. \throws std::runtime_error when it is several
+/// shapes and any of them differs, when it holds more than a shape can say and would lose it, for an
+/// attribute that is no field, and for a value or geometry that cannot be saved
+bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const Shapes::GisShape*>& shapes);
+/// The same for a feature that is new.
+void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const Shapes::GisShape& shape);
+
+/// \throws std::runtime_error when the target's files are not in the state in which they were read
+void requireUnchanged(const OgrEditTarget& target);
+/// \throws std::runtime_error "Cannot write '...': ..."
+[[noreturn]] void failToWrite(const QString& path, const QString& reason);
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,118 @@
+#include <Cartolith/Core/Layers/OgrEditsInternal.h>
+#include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
+#include <Cartolith/Core/Layers/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
+#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
+
+#include <algorithm>
+#include <stdexcept>
+#include <utility>
+
+namespace Cartolith::Core::Layers::Internal {
+
+using Common::Internal::GeometryPtr;
+using Shapes::GisShape;
+
+namespace {
+
+using ReadShapes = std::vector<std::unique_ptr<GisShape>>;
+
+bool areSame(const ReadShapes& read, const QList<const GisShape*>& shapes) {
+    const auto same = [](const auto& a, const GisShape* b) { return haveSameGeometry(*a, *b); };
+    const bool isEmpty = read.empty() && shapes.size() == 1 && shapes.front()->isEmpty();
+    return isEmpty || std::equal(read.begin(), read.end(), shapes.begin(), shapes.end(), same);
+}
+
+void setGeometry(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape) {
+    const OGRGeometry* const old = feature.GetGeometryRef();
+    GeometryPtr geometry = savedGeometryOf(shape);
+    geometry = promoted(std::move(geometry), layerType);
+    if (wkbFlatten(layerType) == wkbUnknown && old != nullptr) {
+        geometry = promoted(std::move(geometry), old->getGeometryType());
+    }
+    feature.SetGeometryDirectly(geometry.release());
+}
+
+/// What another geometry in the place of this one would lose; empty for nothing.
+QString lossOf(const OGRGeometry& geometry, const QString& problem) {
+    const OGRwkbGeometryType type = wkbFlatten(geometry.getGeometryType());
+    if (geometry.IsEmpty()) {
+        return {};
+    }
+    if (geometry.Is3D() || geometry.IsMeasured()) {
+        return QStringLiteral("its Z or M values would be lost");
+    }
+    const bool isPlain = type == wkbPoint || type == wkbLineString || type == wkbPolygon ||
+                         type == wkbMultiPoint || type == wkbMultiLineString || type == wkbMultiPolygon;
+    if (!isPlain) {
+        return QStringLiteral("its type %1 would be lost")
+            .arg(QString::fromLatin1(geometry.getGeometryName()));
+    }
+    return problem.isEmpty() ? QString()
+                             : QStringLiteral("it has parts that are not in the layer and would be lost");
+}
+
+/// The fields of which the shape says something else, and what.
+QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape& shape, bool isNew) {
+    const QList<Defs::GisAttributeDefinition> definitions = attributeDefinitions(*feature.GetDefnRef());
+    const QHash<QString, QVariant> before = attributes(feature, definitions);
+    QHash<QString, int> fields; // of fields of one name, the last counts, as in reading
+    for (int i = 0; i < definitions.size(); ++i) {
+        fields.insert(definitions[i].name(), i);
+    }
+    const auto& values = shape.attributes();
+    for (auto it = values.cbegin(); it != values.cend(); ++it) {
+        if (it->isValid() && !fields.contains(it.key())) {
+            throw std::runtime_error(
+                QStringLiteral("the attribute '%1' is no field of the layer").arg(it.key()).toStdString());
+        }
+    }
+    QList<std::pair<int, QVariant>> changes;
+    for (auto it = fields.cbegin(); it != fields.cend(); ++it) {
+        const QVariant value = values.value(it.key());
+        const bool isDefault = isNew && !value.isValid(); // unset: the source's own default
+        if (!isDefault && value != before.value(it.key())) {
+            changes.append({it.value(), value});
+        }
+    }
+    return changes;
+}
+
+void setFields(OGRFeature& feature, const QList<std::pair<int, QVariant>>& changes) {
+    for (const auto& [index, value] : changes) {
+        setField(feature, index, value);
+    }
+}
+
+} // namespace
+
+bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes) {
+    const OGRGeometry* const geometry = feature.GetGeometryRef();
+    const auto read = Serialization::Ogr::Internal::shapesOf(
+        GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
+    const bool isMoved = !areSame(read.shapes, shapes);
+    bool differs = isMoved;
+    for (const GisShape* shape : shapes) {
+        const auto changes = fieldChanges(feature, *shape, false);
+        differs = differs || !changes.isEmpty();
+        if (differs && (shapes.size() != 1 || read.shapes.size() > 1)) {
+            throw std::runtime_error("it is several shapes here, which cannot be changed one by one");
+        }
+        setFields(feature, changes);
+    }
+    if (isMoved) {
+        const QString loss = geometry != nullptr ? lossOf(*geometry, read.problem) : QString();
+        if (!loss.isEmpty()) {
+            throw std::runtime_error(loss.toStdString());
+        }
+        setGeometry(feature, layerType, *shapes.front());
+    }
+    return differs;
+}
+
+void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape) {
+    setGeometry(feature, layerType, shape);
+    setFields(feature, fieldChanges(feature, shape, true));
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,131 @@
+#include <Cartolith/Core/Layers/OgrEditsInternal.h>
+#include <Cartolith/Core/Layers/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/OgrTargetInternal.h>
+
+#include <QFile>
+
+#include <stdexcept>
+
+namespace Cartolith::Core::Layers::Internal {
+
+namespace {
+
+/// What the layer has beside features and fields.
+QStringList optionsOf(OGRLayer& layer, const OgrEditTarget& target) {
+    if (target.driverName == QLatin1String("ESRI Shapefile")) {
+        return {QStringLiteral("ENCODING=%1")
+                    .arg(QString::fromUtf8(layer.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE")))};
+    }
+    if (target.driverName == QLatin1String("GeoJSONSeq")) {
+        QFile file(target.path);
+        char first = '\0';
+        constexpr char recordSeparator = '\x1e';
+        const bool separates =
+            file.open(QIODevice::ReadOnly) && file.getChar(&first) && first == recordSeparator;
+        return {QStringLiteral("RS=") + (separates ? QStringLiteral("YES") : QStringLiteral("NO"))};
+    }
+    const char* const native = layer.GetMetadataItem("NATIVE_DATA", "NATIVE_DATA");
+    if (native == nullptr) {
+        return {};
+    }
+    return {QStringLiteral("NATIVE_DATA=") + QString::fromUtf8(native),
+            QStringLiteral("NATIVE_MEDIA_TYPE=") +
+                QString::fromUtf8(layer.GetMetadataItem("NATIVE_MEDIA_TYPE", "NATIVE_DATA"))};
+}
+
+QList<qint64> idsIn(const QString& path) {
+    OgrSource source(path);
+    OGRLayer& layer = source.layer(QString());
+    QList<qint64> ids;
+    layer.ResetReading();
+    while (const auto feature = source.next(layer)) {
+        ids.append(feature->GetFID());
+    }
+    return ids;
+}
+
+/// A feature of one layer as one of the other, which has the same fields.
+void copy(OGRFeature& from, OGRFeature& to) {
+    std::vector<int> same(static_cast<std::size_t>(from.GetFieldCount()));
+    for (std::size_t i = 0; i < same.size(); ++i) {
+        same[i] = static_cast<int>(i);
+    }
+    to.SetFrom(&from, same.data());
+    to.SetFID(OGRNullFID); // an id that the file itself has is in the native data
+    to.SetNativeData(from.GetNativeData());
+    to.SetNativeMediaType(from.GetNativeMediaType());
+}
+
+} // namespace
+
+OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
+    OgrSource source(target.path, {QStringLiteral("NATIVE_DATA=YES")});
+    OGRLayer& from = source.layer(target.layerName);
+    OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
+    OGRLayer& to = written.createLayer(target.layerName, from.GetSpatialRef(), from.GetGeomType(),
+                                       optionsOf(from, target));
+    for (int i = 0; i < from.GetLayerDefn()->GetFieldCount(); ++i) {
+        written.addField(*from.GetLayerDefn()->GetFieldDefn(i));
+    }
+    const auto prepared = [&](const QString& what, const auto& prepare) {
+        try {
+            prepare();
+        } catch (const std::runtime_error& error) {
+            written.fail(QStringLiteral("%1: %2").arg(what, QString::fromUtf8(error.what())));
+        }
+    };
+
+    bool differs = !edits.deleted.isEmpty() || !edits.added.isEmpty();
+    QList<qint64> before;
+    qsizetype met = 0;
+    const auto total = static_cast<double>(from.GetFeatureCount());
+    from.ResetReading();
+    while (const auto feature = source.next(from)) {
+        constexpr qsizetype interval = 256;
+        if (++met % interval == 0 && target.progress && !target.progress(static_cast<double>(met) / total)) {
+            written.fail(QStringLiteral("it was cancelled"));
+        }
+        const qint64 id = feature->GetFID();
+        if (edits.deleted.contains(id)) {
+            continue;
+        }
+        const QString what = QStringLiteral("feature %1").arg(id);
+        if (const auto shapes = edits.updated.constFind(id); shapes != edits.updated.constEnd()) {
+            prepared(what, [&] { differs = update(*feature, from.GetGeomType(), *shapes) || differs; });
+        }
+        OGRFeature out(to.GetLayerDefn());
+        copy(*feature, out);
+        written.add(out, what);
+        before.append(id);
+    }
+    if (!differs) { // everything was undone
+        return {};
+    }
+    for (const Shapes::GisShape* shape : edits.added) {
+        const QString what = QStringLiteral("shape %1").arg(shape->id());
+        OGRFeature out(to.GetLayerDefn());
+        prepared(what, [&] { fill(out, from.GetGeomType(), *shape); });
+        written.add(out, what);
+    }
+    written.close();
+
+    // Read again, the new files tell the ids, and that nothing got lost.
+    const QList<qint64> after = idsIn(written.writtenPath());
+    if (after.size() != before.size() + edits.added.size()) {
+        written.fail(QStringLiteral("of %1 features the format kept %2")
+                         .arg(before.size() + edits.added.size())
+                         .arg(after.size()));
+    }
+    requireUnchanged(target);
+    written.publish();
+
+    OgrSavedIds ids;
+    ids.isRenumbered = true;
+    for (qsizetype i = 0; i < before.size(); ++i) {
+        ids.kept.insert(before[i], after[i]);
+    }
+    ids.added = after.mid(before.size());
+    return ids;
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,137 @@
+#include <Cartolith/Core/Layers/OgrEditsInternal.h>
+
+#include <stdexcept>
+
+namespace Cartolith::Core::Layers::Internal {
+
+namespace {
+
+/// The edits of one transaction, which is rolled back unless it was committed.
+class Transaction {
+public:
+    explicit Transaction(const OgrEditTarget& target) : m_target(target) {
+        m_dataset.reset(GDALDataset::Open(target.path.toUtf8().constData(),
+                                          GDAL_OF_VECTOR | GDAL_OF_UPDATE | GDAL_OF_VERBOSE_ERROR));
+        if (m_dataset == nullptr) {
+            fail(QStringLiteral("it cannot be opened for changes"));
+        }
+        if (!m_dataset->TestCapability(ODsCTransactions)) {
+            failToWrite(
+                target.path,
+                QStringLiteral("the format %1 can be read only; save it as another").arg(target.driverName));
+        }
+        m_layer = m_dataset->GetLayerByName(target.layerName.toUtf8().constData());
+        if (m_layer == nullptr) {
+            fail(QStringLiteral("there is no layer '%1' any more").arg(target.layerName));
+        }
+        m_errors.reset();
+        m_isOpen = m_dataset->StartTransaction() == OGRERR_NONE;
+        if (!m_isOpen) {
+            fail(QStringLiteral("no transaction"));
+        }
+    }
+
+    ~Transaction() {
+        if (m_isOpen) {
+            m_dataset->RollbackTransaction();
+        }
+    }
+    Transaction(const Transaction&) = delete;
+    Transaction& operator=(const Transaction&) = delete;
+
+    void remove(qint64 id) {
+        m_errors.reset();
+        require(m_layer->DeleteFeature(id) == OGRERR_NONE, id);
+    }
+
+    void change(qint64 id, const QList<const Shapes::GisShape*>& shapes) {
+        m_errors.reset();
+        const Common::Internal::FeaturePtr feature(m_layer->GetFeature(id));
+        if (feature == nullptr) {
+            fail(QStringLiteral("there is no feature %1 any more").arg(id));
+        }
+        bool differs = false;
+        try {
+            differs = update(*feature, m_layer->GetGeomType(), shapes);
+        } catch (const std::runtime_error& error) {
+            fail(QStringLiteral("feature %1: %2").arg(id).arg(QString::fromUtf8(error.what())));
+        }
+        require(!differs || m_layer->SetFeature(feature.get()) == OGRERR_NONE, id);
+    }
+
+    qint64 add(const Shapes::GisShape& shape) {
+        m_errors.reset();
+        OGRFeature feature(m_layer->GetLayerDefn());
+        try {
+            fill(feature, m_layer->GetGeomType(), shape);
+        } catch (const std::runtime_error& error) {
+            fail(QStringLiteral("shape %1: %2").arg(shape.id()).arg(QString::fromUtf8(error.what())));
+        }
+        const bool isAdded = m_layer->CreateFeature(&feature) == OGRERR_NONE;
+        if (!isAdded || hasComplaint()) {
+            fail(QStringLiteral("shape %1").arg(shape.id()));
+        }
+        return feature.GetFID();
+    }
+
+    void commit() {
+        m_errors.reset();
+        if (m_dataset->CommitTransaction() != OGRERR_NONE) {
+            fail(QStringLiteral("the transaction failed"));
+        }
+        m_isOpen = false;
+    }
+
+private:
+    bool hasComplaint() const { return !m_errors.message().isEmpty() || !m_errors.warning().isEmpty(); }
+
+    void require(bool done, qint64 id) const {
+        if (!done || hasComplaint()) {
+            fail(QStringLiteral("feature %1").arg(id));
+        }
+    }
+
+    /// With GDAL's own reason where it gives one.
+    [[noreturn]] void fail(const QString& what) const {
+        const QString reason = m_errors.message().isEmpty() ? m_errors.warning() : m_errors.message();
+        failToWrite(m_target.path, reason.isEmpty() ? what : QStringLiteral("%1: %2").arg(what, reason));
+    }
+
+    const OgrEditTarget& m_target;
+    Common::Internal::GdalErrorCapture m_errors;
+    Common::Internal::DatasetPtr m_dataset;
+    OGRLayer* m_layer = nullptr;
+    bool m_isOpen = false;
+};
+
+} // namespace
+
+OgrSavedIds saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits) {
+    Transaction transaction(target);
+    const auto total = static_cast<double>(edits.deleted.size() + edits.updated.size() + edits.added.size());
+    qsizetype done = 0;
+    const auto step = [&] {
+        constexpr qsizetype interval = 256;
+        if (++done % interval == 0 && target.progress &&
+            !target.progress(static_cast<double>(done) / total)) {
+            failToWrite(target.path, QStringLiteral("it was cancelled"));
+        }
+    };
+    OgrSavedIds ids;
+    for (const qint64 id : edits.deleted) {
+        transaction.remove(id);
+        step();
+    }
+    for (auto it = edits.updated.cbegin(); it != edits.updated.cend(); ++it) {
+        transaction.change(it.key(), it.value());
+        step();
+    }
+    for (const Shapes::GisShape* shape : edits.added) {
+        ids.added.append(transaction.add(*shape));
+        step();
+    }
+    transaction.commit();
+    return ids;
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,30 @@
+#include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/SourceStateInternal.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <sys/stat.h>
+
+namespace Cartolith::Core::Layers::Internal {
+
+SourceState::SourceState(const QString& path) {
+    QStringList paths{path, path + QStringLiteral("-wal")};
+    const OgrFormat* const format = OgrFormat::forPath(path);
+    const QFileInfo info(path);
+    for (const QString& suffix : format != nullptr ? format->family : QStringList()) {
+        const QString stem = info.path() + QLatin1Char('/') + info.completeBaseName() + QLatin1Char('.');
+        paths << stem + suffix << stem + suffix.toUpper();
+    }
+    for (const QString& name : std::as_const(paths)) {
+        struct stat status {};
+        const bool isThere =
+            ::stat(QFile::encodeName(name).constData(), &status) == 0 && S_ISREG(status.st_mode);
+        // A journal comes and goes when a database is read.
+        m_files.append(isThere && status.st_size > 0 ? File{status.st_size, status.st_mtim.tv_sec,
+                                                            status.st_mtim.tv_nsec, status.st_ino}
+                                                     : File{});
+    }
+}
+
+} // namespace Cartolith::Core::Layers::Internal

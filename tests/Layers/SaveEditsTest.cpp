@@ -1,0 +1,338 @@
+#include "Layers/Faults.h"
+#include "TestSeed.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisLayerProvider.h>
+#include <Cartolith/Core/Serialization/GisWktReader.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QTemporaryDir>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <ogrsf_frmts.h>
+
+#include <limits>
+#include <map>
+#include <random>
+
+using namespace Cartolith::Core;
+using Layers::GisLayerOgrVector;
+using Layers::GisLayerVector;
+using testing::HasSubstr;
+
+namespace {
+
+using Attributes = GisLayerVector::Attributes;
+
+std::unique_ptr<Shapes::GisShape> shapeOf(const QString& wkt, const Attributes& attributes = {}) {
+    auto shape = Serialization::Wkt::GisWktReader::read(wkt);
+    shape->attributes() = attributes;
+    return shape;
+}
+
+/// What is at each feature id.
+std::map<qint64, QString> contentOf(const GisLayerOgrVector& layer) {
+    std::map<qint64, QString> content;
+    const QList<qint64> ids = layer.sourceFeatureIds();
+    for (int row = 0; row < layer.count(); ++row) {
+        QString& text = content[ids[row]];
+        text += layer.rawShapes()[row]->toWkt();
+        for (const QString field : {"n", "name"}) {
+            const QVariant value = layer.attributeValueForRow(row, field);
+            text += value.isValid() ? " " + value.toString() : " -";
+        }
+    }
+    return content;
+}
+
+std::map<qint64, QString> contentOf(const QString& path) {
+    GisLayerOgrVector layer(path);
+    EXPECT_TRUE(layer.open());
+    return contentOf(layer);
+}
+
+class SaveEdits : public testing::Test {
+protected:
+    QString at(const QString& name) const { return m_dir.filePath(name); }
+
+    QString write(const char* name, const QByteArray& content) const {
+        QFile file(at(name));
+        EXPECT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write(content);
+        return file.fileName();
+    }
+
+    /// A new file of a few lines, some of which are several.
+    QString make(const QString& suffix, int count = 9) const {
+        auto layer = GisLayerVector::createInMemory("lines", Shapes::GisShapeType::Null, {});
+        for (int i = 0; i < count; ++i) {
+            layer->addShape(shapeOf(i % 3 == 0 ? QString("MULTILINESTRING ((%1 0, %1 1), (%1 2, %1 3))").arg(i)
+                                               : QString("LINESTRING (%1 0, %1 1)").arg(i),
+                                    {{"n", i}, {"name", QString("line %1").arg(i)}}));
+        }
+        for (const QString& old : QDir(m_dir.path()).entryList({"lines.*"}, QDir::Files)) {
+            QFile::remove(at(old));
+        }
+        EXPECT_TRUE(layer->saveAs(at("lines." + suffix)));
+        return at("lines." + suffix);
+    }
+
+    /// The bytes of all files, which a save that fails must not touch.
+    std::map<QString, QByteArray> bytes() const {
+        std::map<QString, QByteArray> all;
+        for (const QString& name : QDir(m_dir.path()).entryList(QDir::Files | QDir::Hidden)) {
+            QFile file(at(name));
+            all[name] = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        }
+        return all;
+    }
+
+    QTemporaryDir m_dir;
+};
+
+const char* const suffixes[] = {"gpkg", "sqlite", "geojson", "geojsonl", "fgb", "shp"};
+
+TEST_F(SaveEdits, AFileOpenedAfterwardsIsWhatTheLayerWas) {
+    for (const QString suffix : suffixes) {
+        for (unsigned int round = 0; round < 4; ++round) {
+            std::mt19937 random(test::seed() + round);
+            SCOPED_TRACE(testing::Message() << suffix.toStdString() << ", seed " << test::seed() + round);
+            const auto upTo = [&](int most) { return std::uniform_int_distribution<int>(0, most)(random); };
+            const auto row = [&] {
+                return Attributes{{"n", upTo(999)}, {"name", upTo(3) == 0 ? QVariant() : "edited"}};
+            };
+            GisLayerOgrVector layer(make(suffix));
+            ASSERT_TRUE(layer.open());
+            for (int session = 0; session < 4; ++session) {
+                const auto before = contentOf(layer);
+                ASSERT_TRUE(layer.beginEdit());
+                for (int edit = upTo(12); edit > 0; --edit) {
+                    const QString wkt = QString("LINESTRING (%1 5, %2 6)").arg(upTo(99)).arg(upTo(99));
+                    const int id = 1 + upTo(layer.count());
+                    switch (upTo(6)) {
+                    case 0: layer.addShapeEdit(shapeOf(wkt, row())); break;
+                    case 1: layer.deleteShapeEdit(id); break;
+                    case 2: layer.setShapeAttributesEdit(id, row()); break;
+                    case 3: layer.setShapeGeometryEdit(id, shapeOf(wkt, layer.attributesForFeatureId(id))); break;
+                    case 4: layer.redoEdit(); break;
+                    default: layer.undoEdit();
+                    }
+                }
+                if (upTo(3) == 0) {
+                    ASSERT_TRUE(layer.rollbackEdit());
+                    ASSERT_EQ(contentOf(layer), before);
+                }
+                ASSERT_TRUE(!layer.isEditing() || layer.commitEdit()) << layer.lastError().toStdString();
+                EXPECT_FALSE(layer.isDirty());
+                auto expected = contentOf(layer);
+                ASSERT_EQ(static_cast<int>(expected.size()), layer.count()) << "every shape has a feature of its own";
+                ASSERT_EQ(contentOf(layer.path()), expected) << "session " << session;
+                ASSERT_EQ(layer.featureCount(), layer.count());
+            }
+        }
+    }
+}
+
+TEST_F(SaveEdits, WhatWasNotEditedStays) {
+    const QString path =
+        write("full.geojson", R"({"type":"FeatureCollection","name":"full","source":"survey","features":[
+        {"type":"Feature","id":"a","extra":[1],"properties":{"n":1,"o":{"x":[1,null]}},"geometry":{"type":"Point","coordinates":[1,2,3]}},
+        {"type":"Feature","id":"b","properties":{"n":2},"geometry":{"type":"MultiPoint","coordinates":[[1,1],[2,2]]}},
+        {"type":"Feature","id":"c","properties":{"n":3},"geometry":null},
+        {"type":"Feature","id":"d","properties":{"n":4},"geometry":{"type":"GeometryCollection","geometries":[
+            {"type":"Point","coordinates":[8,8]},{"type":"LineString","coordinates":[[5,5]]}]}},
+        {"type":"Feature","id":"e","properties":{"n":5},"geometry":{"type":"Point","coordinates":[0.1,0.2]}}]})");
+    GisLayerOgrVector layer(path);
+    ASSERT_TRUE(layer.open());
+    ASSERT_EQ(layer.count(), 5);
+    using Edit = std::function<bool()>;
+    const auto attributes = [&](int id) { return layer.attributesForFeatureId(id); };
+    const auto with = [](Attributes values, int n) {
+        values["n"] = n;
+        return values;
+    };
+    const struct {
+        const char* name;
+        Edit edit;
+        const char* refusal; ///< none: it is saved
+    } rows[] = {
+        {"another point for one with Z",
+         [&] { return layer.setShapeGeometryEdit(1, shapeOf("POINT (7 7)", attributes(1))); }, "Z or M"},
+        {"one of two points", [&] { return layer.deleteShapeEdit(2); }, "several shapes"},
+        {"a value of one of two", [&] { return layer.setShapeAttributesEdit(3, with(attributes(3), 9)); },
+         "several shapes"},
+        {"a collection half read", [&] { return layer.deleteShapeEdit(4); }, "not in the layer"},
+        {"its geometry", [&] { return layer.setShapeGeometryEdit(4, shapeOf("POINT (7 7)", attributes(4))); },
+         "GEOMETRYCOLLECTION"},
+        {"no field",
+         [&] {
+             return layer.setShapeAttributesEdit(5, {{"m", 1}});
+         },
+         "'m' is no field"},
+        {"its value", [&] { return layer.setShapeAttributesEdit(4, with(attributes(4), 44)); }, nullptr},
+        {"a value beside Z", [&] { return layer.setShapeAttributesEdit(1, with(attributes(1), 11)); }, nullptr},
+        {"two points at once", [&] { return layer.deleteShapeEdit(2) && layer.deleteShapeEdit(2); }, nullptr},
+        {"a plain point", [&] { return layer.setShapeGeometryEdit(3, shapeOf("POINT (0.3 0.4)", attributes(3))); },
+         nullptr},
+    };
+    for (const auto& row : rows) {
+        const auto before = bytes();
+        ASSERT_TRUE(layer.beginEdit() && row.edit()) << row.name;
+        EXPECT_EQ(layer.commitEdit(), row.refusal == nullptr) << row.name << ": " << layer.lastError().toStdString();
+        if (row.refusal != nullptr) {
+            EXPECT_THAT(layer.lastError().toStdString(), HasSubstr(row.refusal)) << row.name;
+            EXPECT_TRUE(bytes() == before && layer.isEditing() && layer.rollbackEdit()) << row.name;
+        }
+    }
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    const std::string text = file.readAll().simplified().replace(" ", "").toStdString();
+    for (const char* part : {R"("source":"survey")", R"("extra":[1])", R"("id":"a")", R"("o":{"x":[1,null]})",
+                             R"("n":11)", R"("coordinates":[1.0,2.0,3.0])", R"("id":"c")", R"("geometry":null)",
+                             R"("n":44)", R"([5.0,5.0])", R"([0.3,0.4])"}) {
+        EXPECT_THAT(text, HasSubstr(part));
+    }
+    EXPECT_THAT(text, testing::Not(HasSubstr("MultiPoint")));
+    EXPECT_EQ(layer.skippedFeatures().at(0).featureId, 1) << "the one without geometry is the second now";
+}
+
+TEST_F(SaveEdits, AFailureLeavesTheSourceAndTheSession) {
+    std::shared_ptr<CoordinateSystems::CoordinateSystem> system;
+    const auto add = [](GisLayerOgrVector& layer, const QString& wkt, const Attributes& values = {}) {
+        return layer.addShapeEdit(shapeOf(wkt, values));
+    };
+    const struct {
+        const char* name;
+        std::function<void(GisLayerOgrVector&)> spoil;
+        std::function<void(GisLayerOgrVector&)> mend; ///< none: undoing one step will do
+        const char* reason;
+    } rows[] = {
+        {"a text for a number",
+         [&](auto& l) {
+             add(l, "LINESTRING (0 0, 1 1)", {{"n", "many"}});
+         },
+         {},
+         "'many' is none for the field 'n'"},
+        {"a number too large",
+         [&](auto& l) {
+             l.setShapeAttributesEdit(2, {{"n", 1e30}});
+         },
+         {},
+         "'1e+30'"},
+        {"an infinite coordinate",
+         [&](auto& l) {
+             auto line = shapeOf("LINESTRING (0 0, 1 1)");
+             static_cast<Shapes::GisShapePolyline&>(*line).parts()[0][1].setX(std::numeric_limits<double>::infinity());
+             l.addShapeEdit(std::move(line));
+         },
+         {},
+         "not finite"},
+        {"another coordinate system",
+         [](auto& l) { l.setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(3006)); },
+         [&](auto& l) { l.setCoordinateSystem(system); }, "coordinate system"},
+        {"a protected file", [](auto& l) { QFile::setPermissions(l.path(), QFile::ReadOwner); },
+         [](auto& l) { QFile::setPermissions(l.path(), QFile::ReadOwner | QFile::WriteOwner); }, "write-protected"},
+        {"somebody else's change",
+         [](auto& l) {
+             QFile file(l.path());
+             EXPECT_TRUE(file.open(QIODevice::ReadWrite));
+             file.setFileTime(QDateTime::currentDateTime().addSecs(-99), QFileDevice::FileModificationTime);
+         },
+         [](auto& l) { EXPECT_TRUE(l.rollbackEdit() && l.open() && l.beginEdit() && l.deleteShapeEdit(1)); },
+         "changed by someone else"},
+    };
+    for (const QString suffix : suffixes) {
+        for (const auto& row : rows) {
+            SCOPED_TRACE(suffix.toStdString() + ": " + row.name);
+            GisLayerOgrVector layer(make(suffix));
+            ASSERT_TRUE(layer.open());
+            system = layer.coordinateSystem();
+            ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(1));
+            row.spoil(layer);
+            const bool steps = layer.undoText() != "Delete shape";
+            const auto before = bytes();
+            EXPECT_FALSE(layer.commitEdit());
+            EXPECT_THAT(layer.lastError().toStdString(), HasSubstr(row.reason));
+            EXPECT_THAT(layer.lastError().toStdString(),
+                        HasSubstr("Cannot write '" + layer.path().toStdString() + "'"));
+            EXPECT_TRUE(layer.isEditing() && layer.isDirty() && layer.canUndoEdit());
+            EXPECT_EQ(bytes(), before);
+            EXPECT_EQ(steps, !row.mend);
+            if (row.mend) {
+                row.mend(layer);
+            } else {
+                ASSERT_TRUE(layer.undoEdit());
+            }
+            EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+            EXPECT_TRUE(layer.lastError().isEmpty());
+            EXPECT_EQ(contentOf(layer.path()), contentOf(layer));
+            EXPECT_EQ(layer.count(), 8);
+        }
+    }
+    GisLayerOgrVector csv(write("points.csv", "name,WKT\na,POINT (1 2)\n"));
+    EXPECT_FALSE(csv.beginEdit()) << "it is not open";
+    ASSERT_TRUE(csv.open() && csv.beginEdit() && csv.commitEdit()) << "there is nothing to save";
+    ASSERT_TRUE(csv.beginEdit() && csv.deleteShapeEdit(1));
+    EXPECT_FALSE(csv.commitEdit());
+    EXPECT_THAT(csv.lastError().toStdString(), HasSubstr("format CSV can be read only"));
+}
+
+TEST_F(SaveEdits, AFullDiskOrADeadProcessLeavesTheOldFileOrTheNew) {
+    for (const QString suffix : {"gpkg", "geojson", "fgb", "shp"}) {
+        SCOPED_TRACE(suffix.toStdString());
+        const auto editAndCommit = [path = at("lines." + suffix)] {
+            GisLayerOgrVector layer(path);
+            if (!layer.open() || !layer.beginEdit() || !layer.deleteShapeEdit(3)) {
+                return false;
+            }
+            for (int i = 0; i < 60; ++i) {
+                layer.setShapeAttributesEdit(i + 1, {{"n", i}, {"name", "changed"}});
+                layer.addShapeEdit(shapeOf(QString("LINESTRING (0 0, %1 1)").arg(i)));
+            }
+            return layer.commitEdit() || !layer.isEditing() || !layer.canUndoEdit();
+        };
+        const QString path = make(suffix, 100);
+        const auto old = contentOf(path);
+        for (const std::uint64_t bytes : {0U, 300U, 3000U}) {
+            EXPECT_FALSE(test::onAFullDisk(bytes, editAndCommit)) << bytes;
+            EXPECT_EQ(contentOf(path), old) << bytes;
+        }
+        std::map<qint64, QString> whole;
+        const bool traced = test::killedInTheMiddle([&] { make(suffix, 100); }, editAndCommit,
+                                                    [&](bool done) {
+                                                        const auto found = contentOf(path);
+                                                        if (done) {
+                                                            whole = found;
+                                                            EXPECT_EQ(whole.size(), 159U);
+                                                        }
+                                                        EXPECT_TRUE(found == whole || (!done && found == old))
+                                                            << found.size();
+                                                    });
+        if (!traced) {
+            GTEST_SKIP() << "processes cannot be traced here";
+        }
+    }
+}
+
+TEST_F(SaveEdits, ASavedIndexDoesNotOutliveACommit) {
+    const QString path = make("gpkg");
+    for (const int left : {8, 7}) {
+        GisLayerOgrVector layer(path);
+        layer.setUsesIndexFile(true);
+        ASSERT_TRUE(layer.open());
+        layer.buildSpatialIndex();
+        EXPECT_EQ(layer.indexOrigin(), GisLayerOgrVector::IndexOrigin::BuiltAndSaved);
+        ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(1) && layer.commitEdit());
+        EXPECT_FALSE(QFile::exists(layer.indexFilePath()));
+        EXPECT_EQ(layer.query({-1, -1, 99, 99}).size(), left);
+        EXPECT_FALSE(QFile::exists(layer.indexFilePath()));
+        EXPECT_LT(layer.extent().xMin(), 3);
+    }
+}
+
+} // namespace
