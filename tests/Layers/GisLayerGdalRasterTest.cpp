@@ -71,7 +71,9 @@ protected:
             if (i < raster.colours.size()) {
                 band.SetColorInterpretation(raster.colours[i]);
             }
-            if (raster.noData) {
+            if (raster.noData && raster.type == GDT_Int64) {
+                band.SetNoDataValueAsInt64(static_cast<std::int64_t>(*raster.noData));
+            } else if (raster.noData) {
                 band.SetNoDataValue(*raster.noData);
             }
             if (!raster.palette.empty()) {
@@ -199,9 +201,9 @@ TEST_F(RasterLayer, ReprojectsSmallerPicturesAndSmoothsThem) {
     } rows[] = {
         {"the world", "EPSG:8857", {-17243959, -8392928, 17243959, 8392928}, {-180, 0.5, 0, 90, 0, -0.5}, 720},
         {"web mercator", "EPSG:3857", {-1e7, -1e7, 1.2e7, 1.9e7}, {-180, 0.5, 0, 90, 0, -0.5}, 720},
-        {"a small place", "EPSG:32633", {5e5, 5e6, 500300, 5000200}, {14.5, 0.0001, 0, 45.5, 0, -0.0001}, 9000},
-        {"its own, smaller", "EPSG:4326", {-180, -90, 180, 90}, {-180, 0.1, 0, 90, 0, -0.1}, 3600},
-        {"its own, turned", "EPSG:4326", {-20, -20, 20, 20}, {-30, 0.008, 0.006, 0, 0.006, -0.008}, 3600},
+        {"a small place", "EPSG:32633", {5e5, 5e6, 500300, 5000200}, {14.98, 0.0001, 0, 45.2, 0, -0.0001}, 1200},
+        {"its own, smaller", "EPSG:4326", {-180, -90, 180, 90}, {-180, 0.25, 0, 90, 0, -0.25}, 1440},
+        {"its own, turned", "EPSG:4326", {-20, -20, 20, 20}, {-30, 0.024, 0.018, 0, 0.018, -0.024}, 1200},
     };
     const auto degrees = CoordinateSystemFactory::fromEpsg(4326);
     for (const auto& row : rows) {
@@ -247,7 +249,7 @@ TEST_F(RasterLayer, ReprojectsSmallerPicturesAndSmoothsThem) {
                     ASSERT_TRUE(whole.contains(place)) << row.name;
                 }
             }
-            EXPECT_GT(shown, 250) << row.name;
+            EXPECT_GT(shown, 150) << row.name;
             EXPECT_EQ(qAlpha(image.pixel(0, 0)), QString(row.name) == "the world" ? 0 : qAlpha(image.pixel(0, 0)))
                 << "beyond the edge of the world there is nothing, not the other side";
         }
@@ -320,7 +322,8 @@ TEST_F(RasterLayer, DrawsAsTheStyleSays) {
     Raster alpha{2, 1, {{200, 200}, {100, 100}, {0, 0}, {255, 51}}};
     alpha.colours = {GCI_RedBand, GCI_GreenBand, GCI_BlueBand, GCI_AlphaBand};
     Raster palette{4, 1, {{0, 1, 2, 9}}};
-    palette.palette = {{1, 2, 3, 255}, {200, 100, 50, 255}, {9, 9, 9, 0}};
+    palette.palette = {{1, 2, 3, 255}, {200, 100, 50, 255}, {9, 9, 9, 255}};
+    palette.noData = 2;
     const struct {
         const char* name;
         Raster raster;
@@ -337,8 +340,8 @@ TEST_F(RasterLayer, DrawsAsTheStyleSays) {
         {"RGB by itself", bytes, {}, {qRgb(10, 30, 50), qRgb(20, 40, 60)}},
         {"RGB turned round", bytes, rgb, {qRgb(50, 30, 10), qRgb(60, 40, 20)}},
         {"alpha", alpha, {}, {qRgb(200, 100, 0), qRgba(40, 20, 0, 51)}},
-        {"palette", palette, {}, {qRgb(1, 2, 3), qRgb(200, 100, 50), clear, clear}},
-        {"palette as numbers", palette, asTheyAre(), {grey(0), grey(1), grey(2), grey(9)}},
+        {"palette", palette, {}, {qRgb(1, 2, 3), qRgb(200, 100, 50), clear, grey(0)}},
+        {"palette as numbers", palette, asTheyAre(), {grey(0), grey(1), clear, grey(9)}},
         {"no such band", one, second, {}},
     };
     for (const auto& row : rows) {
@@ -353,14 +356,15 @@ TEST_F(RasterLayer, DrawsAsTheStyleSays) {
         ASSERT_EQ(found.size(), row.expected.size());
         for (std::size_t i = 0; i < found.size(); ++i) {
             const QRgb a = found[i];
-            const QRgb b = qAlpha(row.expected[i]) < 255 ? qUnpremultiply(row.expected[i]) : row.expected[i];
+            const QRgb b = row.expected[i];
             EXPECT_EQ(qAlpha(a), qAlpha(b)) << row.name << " " << i;
             EXPECT_NEAR(qRed(a), qRed(b), 1) << row.name << " " << i;
             EXPECT_NEAR(qGreen(a), qGreen(b), 1) << row.name << " " << i;
             EXPECT_NEAR(qBlue(a), qBlue(b), 1) << row.name << " " << i;
         }
     }
-    for (const auto& [lower, upper] : std::initializer_list<std::pair<double, double>>{{1, 1}, {nan, 1}, {0, infinity}}) {
+    for (const auto& [lower, upper] :
+         std::initializer_list<std::pair<double, double>>{{1, 1}, {nan, 1}, {0, infinity}}) {
         EXPECT_THROW(GisRasterStretch::given(lower, upper), std::invalid_argument);
         EXPECT_THROW(GisRasterStretch::percentiles(lower, upper * 200), std::invalid_argument);
         EXPECT_THROW(GisRasterStyle().setHillshade({{0, 45, lower - 1}}), std::invalid_argument);
@@ -418,6 +422,15 @@ TEST_F(RasterLayer, SaysWhyItCannotBeReadAndStaysAsItWas) {
     QFile file(good);
     ASSERT_TRUE(file.open(QIODevice::ReadOnly));
     const QByteArray bytes = file.readAll();
+    {
+        const std::unique_ptr<GDALDataset> one(GDALDataset::Open(good.toUtf8().constData()));
+        for (const char* table : {"RASTER_TABLE=a", "RASTER_TABLE=b"}) {
+            const char* options[] = {table, "APPEND_SUBDATASET=YES", nullptr};
+            GDALClose(GetGDALDriverManager()->GetDriverByName("GPKG")->CreateCopy(
+                path("several.gpkg").toUtf8().constData(), one.get(), FALSE, const_cast<char**>(options), nullptr,
+                nullptr));
+        }
+    }
     const auto vrt = [&](const char* name, const QByteArray& inner) {
         return writeText(name, R"(<VRTDataset rasterXSize="9" rasterYSize="9">)" + inner + "</VRTDataset>");
     };
@@ -432,7 +445,7 @@ TEST_F(RasterLayer, SaysWhyItCannotBeReadAndStaysAsItWas) {
         {writeText("text.tif", "not a picture"), "not recognized"},
         {writeText("head.tif", bytes.first(6)), "Cannot read"},
         {writeText("cut.tif", bytes.first(20000)), "Cannot read"},
-        {vrt("bands.vrt", ""), "no raster band"},
+        {path("several.gpkg"), "several rasters; name one, such as 'GPKG:"},
         {vrt("zeros.vrt", "<GeoTransform>0, 0, 0, 0, 0, 0</GeoTransform>" + band), "does not spread"},
         {vrt("line.vrt", "<GeoTransform>5, 1, 2, 5, 2, 4</GeoTransform>" + band), "does not spread"},
         {vrt("nan.vrt", "<GeoTransform>nan, 1, 0, 5, 0, -1</GeoTransform>" + band), "does not spread"},
