@@ -3,9 +3,14 @@
 #include "ProgressBar.h"
 
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisGdalRasterProvider.h>
+#include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisOgrProvider.h>
 
 #include <QScopeGuard>
+
+#include <stdexcept>
 
 using namespace Cartolith::Core;
 using Shapes::GisShapeType;
@@ -18,6 +23,30 @@ void openWithProgress(Layers::GisLayerOgrVector& layer) {
     });
     const auto withoutBar = qScopeGuard([&layer] { layer.setProgressCallback({}); });
     layer.open();
+}
+
+bool isRasterFile(const QString& path) {
+    if (!Layers::Providers::GisGdalRasterProvider::isRaster(path)) {
+        return false;
+    }
+    try {
+        return Layers::Providers::GisOgrProvider::layerNames(path).isEmpty();
+    } catch (const std::runtime_error&) {
+        return true; // no vector data source, that is
+    }
+}
+
+QString summary(const Layers::GisLayerGdalRaster& layer) {
+    QStringList types;
+    for (const Layers::Defs::GisRasterBand& band : layer.bands()) {
+        if (!types.contains(band.typeName)) {
+            types.append(band.typeName);
+        }
+    }
+    return QStringLiteral("%1 x %2 pixels, %3 band%4 (%5)")
+        .arg(QString::number(layer.width()), QString::number(layer.height()),
+             QString::number(layer.bands().size()),
+             layer.bands().size() == 1 ? QString() : QStringLiteral("s"), types.join(QStringLiteral(", ")));
 }
 
 QString kindName(const Layers::GisLayerVector& layer) {

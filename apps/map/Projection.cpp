@@ -3,6 +3,7 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
@@ -50,20 +52,29 @@ bool reachesBeyond(const GisExtent& extent, const GisExtent& band) {
 } // namespace
 
 Projection::Result Projection::project(const Layers::GisLayerVector& source, const QString& crs) {
-    const auto from = source.coordinateSystem();
-    if (from == nullptr) {
-        throw std::runtime_error("the file does not say its coordinate system, so --crs cannot be obeyed");
-    }
     auto to = CoordinateSystemFactory::fromUserInput(crs);
     if (to == nullptr) {
         throw std::runtime_error(
             QStringLiteral("'%1' is not a coordinate system that GDAL and PROJ know").arg(crs).toStdString());
+    }
+    return project(source, std::move(to));
+}
+
+Projection::Result Projection::project(const Layers::GisLayerVector& source,
+                                       std::shared_ptr<CoordinateSystem> to) {
+    const auto from = source.coordinateSystem();
+    if (from == nullptr) {
+        throw std::runtime_error(
+            "the file does not say its coordinate system, so nothing can be transformed");
     }
     const CoordinateTransformer transformer(*from, *to);
     const std::optional<GisExtent> band = bandAroundTheWorld(*from, *to);
 
     Result result;
     result.layer = Layers::GisLayerVector::createInMemory(source.name(), source.shapeType(), GisExtent());
+    for (const Layers::Defs::GisAttributeDefinition& field : source.attributeDefinitions()) {
+        result.layer->addAttributeDefinition(field);
+    }
     for (const auto& shape : source.items()) {
         if (band && !shape->intersects(*band)) {
             ++result.leftOut;
@@ -83,6 +94,11 @@ Projection::Result Projection::project(const Layers::GisLayerVector& source, con
     }
     result.layer->setCoordinateSystem(std::move(to));
     return result;
+}
+
+bool Projection::isIn(const Layers::GisLayer& layer, const CoordinateSystem& system) {
+    return layer.coordinateSystem() != nullptr &&
+           CoordinateSystemFactory::areEquivalent(*layer.coordinateSystem(), system);
 }
 
 GisShapePoint Projection::fromLonLat(const GisShapePoint& place, const CoordinateSystem* map) {

@@ -11,8 +11,9 @@ namespace CoordinateSystems {
 class CoordinateSystem;
 }
 namespace Layers {
+class GisLayer;
 class GisLayerVector;
-}
+} // namespace Layers
 } // namespace Cartolith::Core
 
 /// Taking layers and places into the map's coordinate system.
@@ -23,12 +24,19 @@ struct Result {
     int leftOut = 0; ///< shapes outside the band, or for which the coordinate system has no value
 };
 
-/// A new layer with every shape of the source, ids in the source's order, in the named coordinate system.
+/// A new layer with every shape of the source, ids in the source's order, and its fields, in another
+/// coordinate system.
 ///
 /// When the source is in degrees and the target is made for a band around the whole world (Web Mercator ends
 /// at 85 degrees), vertices beyond the band move to its edge: Antarctica is cut off there instead of missing.
 /// \throws std::runtime_error when the source has no coordinate system or the target is unknown
 Result project(const Cartolith::Core::Layers::GisLayerVector& source, const QString& crs);
+Result project(const Cartolith::Core::Layers::GisLayerVector& source,
+               std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> target);
+
+/// Whether the layer knows its coordinate system and it is this one.
+bool isIn(const Cartolith::Core::Layers::GisLayer& layer,
+          const Cartolith::Core::CoordinateSystems::CoordinateSystem& system);
 
 /// Longitude and latitude in degrees (WGS 84) to the map's units; unchanged when the map has no system.
 Cartolith::Core::Shapes::GisShapePoint

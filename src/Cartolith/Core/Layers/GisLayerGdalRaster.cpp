@@ -158,8 +158,9 @@ Defs::GisRasterStatistics GisLayerGdalRaster::statistics(int band) {
     return result;
 }
 
-std::pair<double, double> GisLayerGdalRaster::stretchBounds(int band, Rendering rendering) {
+std::pair<double, double> GisLayerGdalRaster::stretchBounds(int band) {
     using Mode = GisRasterStretch::Mode;
+    const Rendering rendering = resolved(rasterStyle(), m_bands).first;
     const GisRasterStretch& stretch = rasterStyle().stretch();
     const bool isRamp = rendering == Rendering::Ramp && rasterStyle().classes().isEmpty();
     if (!isRamp && rendering != Rendering::Grey && rendering != Rendering::Rgb) {
@@ -170,7 +171,7 @@ std::pair<double, double> GisLayerGdalRaster::stretchBounds(int band, Rendering 
     }
     constexpr double byteMost = 255.0;
     const bool isAutomatic = stretch.mode() == Mode::Automatic;
-    if (isAutomatic && !isRamp && m_bands.at(band - 1).typeName == QLatin1String("Byte")) {
+    if (isAutomatic && !isRamp && m_bands.value(band - 1).typeName == QLatin1String("Byte")) {
         return {0.0, byteMost};
     }
     const QList<double> values = sampleValues(band);
@@ -197,7 +198,7 @@ QImage GisLayerGdalRaster::readImageCore(const Shapes::GisExtent& extent, const 
     QList<RasterColours::Bounds> bounds;
     for (const int band : bands) {
         requireBand(band);
-        const auto [lower, upper] = stretchBounds(band, rendering);
+        const auto [lower, upper] = stretchBounds(band);
         bounds.append({lower, upper});
     }
     const CoordinateSystem* const own = system != nullptr ? &knownSystem() : coordinateSystem().get();

@@ -57,6 +57,10 @@ public:
     /// Of sampleValues(); throws as that does.
     Defs::GisRasterStatistics statistics(int band);
 
+    /// The values of a band that get the ends of the scale, as the style stands; 0, 0 when it stretches
+    /// nothing or there are no values. \throws as sampleValues() does
+    std::pair<double, double> stretchBounds(int band);
+
     /// Called while a picture is read; an empty function switches it off. An exception from it ends the
     /// reading and is passed on.
     void setProgressCallback(ProgressCallback callback);
@@ -67,8 +71,6 @@ protected:
 
 private:
     void requireBand(int band) const;
-    /// The values that get the ends of the scale.
-    std::pair<double, double> stretchBounds(int band, Symbology::GisRasterStyle::Rendering rendering);
 
     QString m_path;
     std::unique_ptr<Internal::RasterSource> m_source;
