@@ -17,7 +17,9 @@ RasterMapLayer::RasterMapLayer(const MapLayerOptions& options, const RasterOptio
     m_layer.open();
     m_log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(m_layer)));
     m_look.applyTo(m_layer);
-    m_log.done("classify", QStringLiteral("%1 classes").arg(m_layer.rasterStyle().classes().size()));
+    if (const qsizetype count = m_layer.rasterStyle().classes().size(); count > 0) {
+        m_log.done("classify", QStringLiteral("%1 classes").arg(count));
+    }
 }
 
 std::shared_ptr<CoordinateSystem> RasterMapLayer::system() const {
