@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <malloc.h>
 #include <memory>
 #include <vector>
 
@@ -39,6 +40,9 @@ public:
 private:
     Rasters() {
         GDALAllRegister();
+        constexpr GIntBig cache = GIntBig{64}
+                                  << 20U; // of blocks; GDAL's own choice is a share of the machine's memory
+        GDALSetCacheMax64(cache);
         m_plain = make("plain.tif", false);
         m_turned = make("turned.tif", true);
         m_withOverviews = m_folder.filePath("overviews.tif").toUtf8();
@@ -95,22 +99,25 @@ private:
     QByteArray m_plain, m_withOverviews, m_turned;
 };
 
-/// The most memory since the last call, in megabytes: what the kernel counts as resident.
-double peakMegabytes() {
+/// Resident memory in megabytes, now ("VmRSS:") or at its most since resetPeak() ("VmHWM:").
+double megabytes(const char* what) {
     QFile status("/proc/self/status");
-    double result = 0.0;
     if (status.open(QIODevice::ReadOnly)) {
         for (const QByteArray& line : status.readAll().split('\n')) {
-            if (line.startsWith("VmHWM:")) {
-                result = line.mid(6).simplified().split(' ').constFirst().toDouble() / 1024.0;
+            if (line.startsWith(what)) {
+                return line.mid(6).simplified().split(' ').constFirst().toDouble() / 1024.0;
             }
         }
     }
+    return 0.0;
+}
+
+void resetPeak() {
+    malloc_trim(0);
     QFile reset("/proc/self/clear_refs");
     if (reset.open(QIODevice::WriteOnly)) {
         reset.write("5");
     }
-    return result;
 }
 
 /// Opens anew each time and with GDAL's cache of blocks empty: the first look at a file.
@@ -122,11 +129,12 @@ void firstLook(benchmark::State& state, Read read) {
         GDALFlushCacheBlock();
         while (GDALFlushCacheBlock() != 0) {
         }
-        peakMegabytes();
+        resetPeak();
+        const double before = megabytes("VmRSS:");
         state.ResumeTiming();
         read();
         state.PauseTiming();
-        peak = std::max(peak, peakMegabytes());
+        peak = std::max(peak, megabytes("VmHWM:") - before);
         state.ResumeTiming();
     }
     state.counters["MB"] = peak;

@@ -45,6 +45,7 @@ struct Axis {
 /// The cells of a window of the raster.
 struct RasterPicture::Grid {
     RasterWindow window;
+    double columnsPerPixel, rowsPerPixel; ///< cells in a pixel of the raster
     std::vector<std::vector<double>> bands;
     std::vector<quint8> mask;   ///< empty without one
     std::vector<double> shades; ///< empty without a light; NaN where there is no height
@@ -156,8 +157,7 @@ RasterWindow RasterPicture::windowOf(const Block& block) const {
 }
 
 std::optional<RasterPicture::Grid> RasterPicture::readGrid(const RasterWindow& window) const {
-    Grid grid;
-    grid.window = window;
+    Grid grid{window, window.columns / window.width, window.rows / window.height, {}, {}, {}};
     const bool isSmaller = window.columns < window.width || window.rows < window.height;
     const auto pick = isSmaller && m_recipe.resampling != Resampling::Nearest ? RasterSource::Pick::Average
                                                                               : RasterSource::Pick::Nearest;
@@ -230,8 +230,8 @@ void RasterPicture::shade(Grid& grid) const {
 
 QRgb RasterPicture::pixel(const Grid& grid, double column, double row) const {
     constexpr QRgb none = 0;
-    const double x = (column - grid.window.left) * grid.window.columns / grid.window.width;
-    const double y = (row - grid.window.top) * grid.window.rows / grid.window.height;
+    const double x = (column - grid.window.left) * grid.columnsPerPixel;
+    const double y = (row - grid.window.top) * grid.rowsPerPixel;
     const std::size_t nearest = grid.index(std::clamp(static_cast<int>(x), 0, grid.window.columns - 1),
                                            std::clamp(static_cast<int>(y), 0, grid.window.rows - 1));
     const int opacity = grid.mask.empty() ? 255 : grid.mask[nearest];
@@ -253,6 +253,9 @@ QRgb RasterPicture::pixel(const Grid& grid, double column, double row) const {
         const double level =
             m_recipe.isRelief ? 1.0 : std::sin(m_recipe.light->altitude * std::numbers::pi / 180.0);
         colour = RasterColours::shaded(colour, grid.between(grid.shades, x, y), level);
+    }
+    if (opacity == 255 && qAlpha(colour) == 255) {
+        return colour;
     }
     const int alpha = qAlpha(colour) * opacity / 255;
     return qPremultiply(qRgba(qRed(colour), qGreen(colour), qBlue(colour), alpha));
