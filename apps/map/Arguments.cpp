@@ -1,5 +1,6 @@
 #include "Arguments.h"
 
+#include <QCommandLineParser>
 #include <QRegularExpression>
 #include <QStringList>
 
@@ -12,7 +13,7 @@ using namespace Cartolith::Core::Shapes;
 namespace {
 
 /// The numbers between commas; nothing when one of them is none, or not finite.
-std::optional<QList<double>> numbers(const QString& text) {
+std::optional<QList<double>> numberList(const QString& text) {
     const QStringList items = text.split(QLatin1Char(','));
     QList<double> values;
     for (const QString& item : items) {
@@ -42,7 +43,7 @@ QSize Arguments::size(const QString& text) {
 }
 
 GisExtent Arguments::extent(const QString& text) {
-    const auto values = numbers(text);
+    const auto values = numberList(text);
     if (!values || values->size() != 4) {
         throw UsageError(
             QStringLiteral("--extent wants xmin,ymin,xmax,ymax in map units, not '%1'").arg(text));
@@ -51,7 +52,7 @@ GisExtent Arguments::extent(const QString& text) {
 }
 
 GisShapePoint Arguments::lonLat(const QString& option, const QString& text) {
-    const auto values = numbers(text);
+    const auto values = numberList(text);
     if (!values || values->size() != 2 || std::abs(values->at(0)) > 180.0 || std::abs(values->at(1)) > 90.0) {
         throw UsageError(
             QStringLiteral("--%1 wants longitude,latitude in degrees, not '%2'").arg(option, text));
@@ -80,7 +81,7 @@ int Arguments::whole(const QString& option, const QString& text, int least, int 
 }
 
 QList<double> Arguments::breaks(const QString& option, const QString& text) {
-    const auto values = numbers(text);
+    const auto values = numberList(text);
     if (!values || std::all_of(values->cbegin(), values->cend(),
                                [&](double value) { return value == values->constFirst(); })) {
         throw UsageError(
@@ -95,4 +96,26 @@ QString Arguments::colour(const QString& option, const QString& text) {
         throw UsageError(QStringLiteral("--%1 wants a colour as #RRGGBB, not '%2'").arg(option, text));
     }
     return text.toUpper();
+}
+
+QList<double> Arguments::numbers(const QString& option, const QString& text, qsizetype count,
+                                 const QString& what) {
+    const auto values = numberList(text);
+    if (!values || values->size() != count) {
+        throw UsageError(QStringLiteral("--%1 wants %2, not '%3'").arg(option, what, text));
+    }
+    return *values;
+}
+
+void Arguments::unknown(const QString& what, const QString& name, const QStringList& known) {
+    throw UsageError(QStringLiteral("there is no %1 '%2'; there are %3")
+                         .arg(what, name, known.join(QStringLiteral(", "))));
+}
+
+void Arguments::refuse(const QCommandLineParser& parser, const QStringList& options, const QString& why) {
+    for (const QString& option : options) {
+        if (parser.isSet(option)) {
+            throw UsageError(QStringLiteral("--%1 %2").arg(option, why));
+        }
+    }
 }

@@ -9,6 +9,8 @@
 
 #include <stdexcept>
 
+class QCommandLineParser;
+
 /// A command line that cannot be obeyed: exit code 2, and a hint at --help.
 class UsageError : public std::runtime_error {
 public:
@@ -32,5 +34,11 @@ int whole(const QString& option, const QString& text, int least, int most);
 QList<double> breaks(const QString& option, const QString& text);
 /// "#RRGGBB", given back in upper case.
 QString colour(const QString& option, const QString& text);
+/// So many numbers between commas, finite.
+QList<double> numbers(const QString& option, const QString& text, qsizetype count, const QString& what);
+/// There is no such name: say which there are.
+[[noreturn]] void unknown(const QString& what, const QString& name, const QStringList& known);
+/// The options of the list make no sense: say why when one of them is there.
+void refuse(const QCommandLineParser& parser, const QStringList& options, const QString& why);
 
 } // namespace Arguments

@@ -5,6 +5,7 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
 
@@ -20,11 +21,15 @@ const char* const help = R"(cartolith-map info: say what is in a file
 
   cartolith-map info FILE [--layer NAME]
 
-Prints the layers of FILE and, of the first one or the named one: the kind of shapes and their count, the fields,
+Of a raster, prints its size, its bands with their type, no-data number, overviews and statistics, the extent and the
+coordinate system. Statistics of a large raster are of a sample; "about" says so.
+
+Otherwise prints the layers of FILE and, of the first one or the named one: the kind of shapes and their count, the fields,
 the extent, the coordinate system and the area it is made for, and what could not be read and why.
 
-Example
+Examples
   cartolith-map info data/world-countries.gpkg
+  cartolith-map info data/olinda-dem-utm25s.tif
 )";
 
 void print(const char* name, const QString& value) {
@@ -56,6 +61,48 @@ void printSystem(const CoordinateSystems::CoordinateSystem* system) {
     print("area of use", area ? bounds(*area) + QStringLiteral(" (degrees)") : QStringLiteral("unknown"));
 }
 
+QString number(double value) {
+    return QString::number(value, 'g', 10);
+}
+
+QString sizes(const QList<QSize>& list) {
+    QStringList texts;
+    for (const QSize& size : list) {
+        texts.append(QStringLiteral("%1 x %2").arg(size.width()).arg(size.height()));
+    }
+    return texts.isEmpty() ? QStringLiteral("none") : texts.join(QStringLiteral(", "));
+}
+
+int rasterInfo(const QString& file) {
+    Layers::GisLayerGdalRaster layer(file);
+    layer.open();
+    const auto& transform = layer.worldTransform();
+    print("file", file);
+    print("format", layer.layerProvider()->driverName());
+    print("content", summary(layer));
+    print("pixel", QStringLiteral("%1, %2 a column; %3, %4 a row (map units)")
+                       .arg(number(transform.xPerColumn), number(transform.yPerColumn),
+                            number(transform.xPerRow), number(transform.yPerRow)));
+    print("extent", bounds(layer.extent()));
+    printSystem(layer.coordinateSystem().get());
+    for (qsizetype i = 0; i < layer.bands().size(); ++i) {
+        const Layers::Defs::GisRasterBand& band = layer.bands().at(i);
+        print("band",
+              QStringLiteral("%1: %2, %3, no data %4, overviews %5%6")
+                  .arg(band.name, band.typeName, band.colour,
+                       band.noData ? number(*band.noData) : QStringLiteral("not given"),
+                       sizes(band.overviews), band.hasMask ? QStringLiteral(", with a mask") : QString()));
+        const auto statistics = layer.statistics(static_cast<int>(i) + 1);
+        print("", statistics.count == 0
+                      ? QStringLiteral("no values")
+                      : QStringLiteral("%1%2 to %3, mean %4, standard deviation %5")
+                            .arg(statistics.isExact ? QString() : QStringLiteral("about "),
+                                 number(statistics.minimum), number(statistics.maximum),
+                                 number(statistics.mean), number(statistics.standardDeviation)));
+    }
+    return 0;
+}
+
 } // namespace
 
 QString Commands::infoHelp() {
@@ -72,6 +119,9 @@ int Commands::info(const QStringList& arguments) {
         throw UsageError(QStringLiteral("info wants one FILE"));
     }
     const QString file = parser.positionalArguments().constFirst();
+    if (!parser.isSet("layer") && isRasterFile(file)) {
+        return rasterInfo(file);
+    }
 
     Layers::GisLayerOgrVector layer(file, parser.value("layer"));
     openWithProgress(layer);

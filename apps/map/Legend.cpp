@@ -25,6 +25,11 @@ double widthOf(const QFont& font, const QString& text) {
     return std::ceil(QFontMetricsF(font).horizontalAdvance(text));
 }
 
+/// Nothing where nothing was counted.
+QString countText(const LegendContent::Row& row) {
+    return row.count < 0 ? QString() : NumberText::whole(row.count);
+}
+
 QString elided(const QFont& font, const QString& text, double width) {
     // A measured text must never lose a letter to rounding.
     return QFontMetricsF(font).elidedText(text, Qt::ElideRight, width + 0.5);
@@ -67,7 +72,7 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     m_countWidth = 0.0;
     for (const LegendContent::Row& row : m_content.rows) {
         m_labelWidth = std::max(m_labelWidth, widthOf(m_font, row.label));
-        m_countWidth = std::max(m_countWidth, widthOf(m_font, NumberText::whole(row.count)));
+        m_countWidth = std::max(m_countWidth, widthOf(m_font, countText(row)));
     }
     const double others = sample + 2 * gap + m_countWidth;
     const double apart = 2.0 * letterPixels;
@@ -130,7 +135,7 @@ void Legend::drawRow(QPainter& painter, const LegendContent::Row& row, const QRe
                      elided(m_font, row.label, label.width()));
     painter.setPen(m_colours.faintInk);
     painter.drawText(QRectF(label.right() + gap, place.top(), m_countWidth, place.height()),
-                     Qt::AlignVCenter | Qt::AlignRight | Qt::TextSingleLine, NumberText::whole(row.count));
+                     Qt::AlignVCenter | Qt::AlignRight | Qt::TextSingleLine, countText(row));
 }
 
 void Legend::draw(QPainter& painter, QPointF topLeft) const {

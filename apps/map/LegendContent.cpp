@@ -41,18 +41,18 @@ QString defaultLabel(const GisLayerVector& layer, const QString& field, qsizetyp
 /// The bounds of the ranges as text, rounded no further than they can be told apart.
 class BoundTexts {
 public:
-    explicit BoundTexts(const GisGraduatedSymbolRenderer& renderer) {
+    /// Bounds that somebody gave, and single values, read as they are.
+    template <typename Ranges>
+    BoundTexts(const Ranges& ranges, bool areGiven) {
         QList<double> bounds;
         bool hasPoint = false;
-        for (const GisGraduatedSymbolRange& range : renderer.ranges()) {
+        for (const auto& range : ranges) {
             bounds << range.lower << range.upper;
             hasPoint = hasPoint || range.lower == range.upper;
         }
         bounds = GisClassificationEngine::sortedUniqueValues(bounds);
         m_negative = !bounds.isEmpty() && bounds.constFirst() < 0.0;
-        // Bounds that somebody gave, and single values, read as they are.
-        const bool given = renderer.classificationMode() == Symbology::GisClassificationMethod::Manual;
-        m_digits = std::max(NumberText::digitsFor(bounds), given || hasPoint ? 12 : 1);
+        m_digits = std::max(NumberText::digitsFor(bounds), areGiven || hasPoint ? 12 : 1);
     }
 
     QString label(double lower, double upper) const {
@@ -71,7 +71,8 @@ private:
 
 void describeGraduated(const GisGraduatedSymbolRenderer& renderer, const GisLayerVector& layer,
                        QList<GisSymbolLegendItem>& items, LegendContent& content) {
-    const BoundTexts texts(renderer);
+    const BoundTexts texts(renderer.ranges(),
+                           renderer.classificationMode() == Symbology::GisClassificationMethod::Manual);
     GisClassificationEngine::Ranges ranges;
     for (qsizetype i = 0; i < renderer.ranges().size(); ++i) {
         const GisGraduatedSymbolRange& range = renderer.ranges().at(i);
@@ -95,7 +96,51 @@ void describeGraduated(const GisGraduatedSymbolRenderer& renderer, const GisLaye
     }
 }
 
+Layers::GisLayerStyle sampleOf(const QString& colour) {
+    Layers::GisLayerStyle style;
+    style.setFillColor(colour);
+    style.setFillOpacity(255);
+    constexpr float outline = 0.7F; // pixels
+    style.setLineWidth(outline);
+    style.setLineColor(Symbology::GisColorRamp::interpolateColor(colour, QStringLiteral("#000000"), 0.45));
+    return style;
+}
+
 } // namespace
+
+LegendContent LegendContent::of(const QList<Symbology::GisClassificationRange>& classes,
+                                const QList<QString>& colours, const QString& title) {
+    LegendContent content;
+    content.title = title;
+    const BoundTexts texts(classes, false);
+    for (qsizetype i = 0; i < classes.size(); ++i) {
+        content.rows.append(
+            {texts.label(classes.at(i).lower, classes.at(i).upper), sampleOf(colours.at(i)), -1});
+    }
+    return content;
+}
+
+LegendContent LegendContent::of(const Symbology::GisColorRamp& ramp, bool reversed, double least,
+                                double greatest, const QString& title) {
+    LegendContent content;
+    content.title = title;
+    // Steps of 1, 2 or 5 times a power of ten, four to ten of them.
+    const double power = std::pow(10.0, std::floor(std::log10((greatest - least) / 4.0)));
+    const double share = (greatest - least) / 4.0 / power;
+    const double step = power * (share >= 5.0 ? 5.0 : share >= 2.0 ? 2.0 : 1.0);
+    if (!(step > 0.0) || !std::isfinite(step)) { // a single value
+        content.rows.append({NumberText::rounded(least, 12), sampleOf(ramp.colorAt(0.5, reversed)), -1});
+        return content;
+    }
+    constexpr int most = 12;
+    const double first = std::floor(greatest / step);
+    for (int i = 0; i < most && (first - i) * step >= least; ++i) {
+        const double value = (first - i) * step;
+        content.rows.append({NumberText::rounded(value, 12),
+                             sampleOf(ramp.colorAt((value - least) / (greatest - least), reversed)), -1});
+    }
+    return content;
+}
 
 LegendContent LegendContent::of(const GisLayerVector& layer, const QString& title) {
     const GisSymbolRenderer& renderer = *layer.symbolRenderer();

@@ -2,6 +2,8 @@
 
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Shapes/GisShapeType.h>
+#include <Cartolith/Core/Symbology/GisClassificationRange.h>
+#include <Cartolith/Core/Symbology/GisColorRamp.h>
 
 #include <QList>
 #include <QString>
@@ -15,7 +17,7 @@ struct LegendContent {
     struct Row {
         QString label;
         Cartolith::Core::Layers::GisLayerStyle style;
-        qsizetype count = 0;    ///< features drawn so
+        qsizetype count = 0;    ///< features drawn so; below 0 when nothing is counted
         bool isDefault = false; ///< features that are in no class
     };
 
@@ -31,4 +33,11 @@ struct LegendContent {
     ///
     /// The layer has a renderer.
     static LegendContent of(const Cartolith::Core::Layers::GisLayerVector& layer, const QString& title);
+
+    /// Of what a raster is coloured by: a row for each class, nothing counted.
+    static LegendContent of(const QList<Cartolith::Core::Symbology::GisClassificationRange>& classes,
+                            const QList<QString>& colours, const QString& title);
+    /// A continuous ramp: its colours at round values between the two, the greatest first.
+    static LegendContent of(const Cartolith::Core::Symbology::GisColorRamp& ramp, bool reversed, double least,
+                            double greatest, const QString& title);
 };

@@ -82,6 +82,12 @@ QImage MapSheet::draw(const QList<Content>& layers) const {
     painter.restore();
 
     for (const Content& layer : layers) {
+        if (!layer.picture.isNull()) {
+            painter.save();
+            painter.setClipRect(frame);
+            painter.drawImage(m_view.pictureFrame().topLeft(), layer.picture);
+            painter.restore();
+        }
         MapPainter(painter, m_view).draw(layer.shapes, layer.styles);
     }
 

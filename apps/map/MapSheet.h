@@ -28,6 +28,7 @@ public:
     struct Content {
         QList<Cartolith::Core::Shapes::GisShape*> shapes; ///< in drawing order
         MapPainter::Styles styles;
+        QImage picture = {}; ///< over all of view().pictureFrame(); drawn below the shapes
     };
 
     /// The extent is in units of the coordinate system; without a system there is no graticule.

@@ -22,7 +22,17 @@ bool MapView::isUsable() const {
 }
 
 GisExtent MapView::visibleExtent() const {
-    const double halfWidth = m_frame.width() * 0.5 * m_unitsPerPixel;
-    const double halfHeight = m_frame.height() * 0.5 * m_unitsPerPixel;
-    return {m_centerX - halfWidth, m_centerY - halfHeight, m_centerX + halfWidth, m_centerY + halfHeight};
+    return extentOf(m_frame);
+}
+
+GisExtent MapView::pictureExtent() const {
+    return extentOf(pictureFrame());
+}
+
+GisExtent MapView::extentOf(const QRectF& pixels) const {
+    const QPointF middle = m_frame.center();
+    return {m_centerX + (pixels.left() - middle.x()) * m_unitsPerPixel,
+            m_centerY - (pixels.bottom() - middle.y()) * m_unitsPerPixel,
+            m_centerX + (pixels.right() - middle.x()) * m_unitsPerPixel,
+            m_centerY - (pixels.top() - middle.y()) * m_unitsPerPixel};
 }

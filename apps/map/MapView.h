@@ -27,7 +27,14 @@ public:
     /// What the whole frame shows, in map units.
     Cartolith::Core::Shapes::GisExtent visibleExtent() const;
 
+    /// The whole pixels that the frame touches, for a layer that is a picture itself.
+    QRect pictureFrame() const { return m_frame.toAlignedRect(); }
+    /// What they show, in map units.
+    Cartolith::Core::Shapes::GisExtent pictureExtent() const;
+
 private:
+    Cartolith::Core::Shapes::GisExtent extentOf(const QRectF& pixels) const;
+
     QRectF m_frame;
     double m_centerX;
     double m_centerY;

@@ -7,9 +7,14 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisGdalRasterProvider.h>
+#include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisOgrProvider.h>
 
 #include <QScopeGuard>
+
+#include <stdexcept>
 
 using namespace Cartolith::Core;
 using Shapes::GisShapeType;
@@ -40,6 +45,30 @@ openIn(const std::shared_ptr<CoordinateSystems::CoordinateSystem>& system, const
                               .arg(QString::number(result.layer->count()), system->name(),
                                    QString::number(result.leftOut)));
     return std::move(result.layer);
+}
+
+bool isRasterFile(const QString& path) {
+    if (!Layers::Providers::GisGdalRasterProvider::isRaster(path)) {
+        return false;
+    }
+    try {
+        return Layers::Providers::GisOgrProvider::layerNames(path).isEmpty();
+    } catch (const std::runtime_error&) {
+        return true; // no vector data source, that is
+    }
+}
+
+QString summary(const Layers::GisLayerGdalRaster& layer) {
+    QStringList types;
+    for (const Layers::Defs::GisRasterBand& band : layer.bands()) {
+        if (!types.contains(band.typeName)) {
+            types.append(band.typeName);
+        }
+    }
+    return QStringLiteral("%1 x %2 pixels, %3 band%4 (%5)")
+        .arg(QString::number(layer.width()), QString::number(layer.height()),
+             QString::number(layer.bands().size()),
+             layer.bands().size() == 1 ? QString() : QStringLiteral("s"), types.join(QStringLiteral(", ")));
 }
 
 QString kindName(const Layers::GisLayerVector& layer) {

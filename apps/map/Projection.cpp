@@ -96,6 +96,11 @@ Projection::Result Projection::project(const Layers::GisLayerVector& source,
     return result;
 }
 
+bool Projection::isIn(const Layers::GisLayer& layer, const CoordinateSystem& system) {
+    return layer.coordinateSystem() != nullptr &&
+           CoordinateSystemFactory::areEquivalent(*layer.coordinateSystem(), system);
+}
+
 GisShapePoint Projection::fromLonLat(const GisShapePoint& place, const CoordinateSystem* map) {
     const auto degrees = CoordinateSystemFactory::fromEpsg(4326);
     if (map == nullptr || degrees == nullptr) {

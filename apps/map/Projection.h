@@ -11,8 +11,9 @@ namespace CoordinateSystems {
 class CoordinateSystem;
 }
 namespace Layers {
+class GisLayer;
 class GisLayerVector;
-}
+} // namespace Layers
 } // namespace Cartolith::Core
 
 /// Taking layers and places into the map's coordinate system.
@@ -32,6 +33,10 @@ struct Result {
 Result project(const Cartolith::Core::Layers::GisLayerVector& source, const QString& crs);
 Result project(const Cartolith::Core::Layers::GisLayerVector& source,
                std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> target);
+
+/// Whether the layer knows its coordinate system and it is this one.
+bool isIn(const Cartolith::Core::Layers::GisLayer& layer,
+          const Cartolith::Core::CoordinateSystems::CoordinateSystem& system);
 
 /// Longitude and latitude in degrees (WGS 84) to the map's units; unchanged when the map has no system.
 Cartolith::Core::Shapes::GisShapePoint

@@ -1,43 +1,49 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "FileArguments.h"
 #include "MapSheet.h"
 #include "OpenLayer.h"
 #include "PictureFile.h"
 #include "Projection.h"
+#include "RasterMapLayer.h"
 #include "StepLog.h"
-#include "SymbologyOptions.h"
+#include "VectorMapLayer.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
-#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
-#include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 
 #include <QCommandLineParser>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <memory>
+#include <vector>
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
-using Layers::GisLayerVector;
 using Shapes::GisExtent;
-using Shapes::GisShape;
 using Shapes::GisShapePoint;
 
 namespace {
 
-const char* const help = R"(cartolith-map render: draw a layer as a map
+const char* const help = R"(cartolith-map render: draw layers as a map
 
   cartolith-map render FILE -o PICTURE [options]
+  cartolith-map render FILE [its options] FILE [its options] ... -o PICTURE [options]
+
+Rasters lie below vector layers; otherwise a later FILE lies on top. Of several, the options about looks, --layer and the
+legend belong to the FILE they follow. The map has the coordinate system of the first FILE, or that of --crs; the others
+are taken into it.
 
   -o, --output PICTURE      the picture to write; its ending tells the format (.png, .jpg, .bmp)
   --layer NAME              the layer of FILE to draw; the first when not given
   --size WxH                pixels, 1600x900 when not given
   --crs CRS                 draw in this coordinate system: EPSG:n, or what GDAL understands (PROJ text, WKT);
-                            the file's own when not given
+                            the first file's own when not given
   --extent X1,Y1,X2,Y2      draw this part, in units of the map's coordinate system; everything when not given
-%1Legend
-  --legend                  draw a legend beside the map, with the number of features in each class
-  --legend-title TEXT       its title; the field's name when not given
+%1%2Legend
+  --legend                  draw a legend beside the map, with the number of features in each class; for one FILE
+  --legend-title TEXT       its title; the field's or the raster's name when not given
 Sheet
   --title TEXT              a title above the map
   --note TEXT               a line below the map, such as the source
@@ -52,21 +58,26 @@ Examples
   cartolith-map render data/world-countries.gpkg -o income.png --rules data/world-income.rules.json --legend
   cartolith-map render data/us-counties.gpkg -o ca.png --crs EPSG:3310 --extent=-400000,-620000,560000,460000
   cartolith-map render places.csv -o places.png --point "#C0392B" --identify 18.07,59.33
+  cartolith-map render dem.tif --ramp Viridis --hillshade --legend roads.gpkg --line "#FFFFFF" -o roads.png
 
 The classes are made from all features of the layer, and the legend counts them all. The picture
 is written beside its name first and put in place when it is complete. A feature whose place the coordinate system has
 no value for is left out and counted.
 )";
 
+struct LayerOptions {
+    MapLayerOptions layer;
+    bool isRaster = false;
+    SymbologyOptions symbology; ///< of a vector layer
+    RasterOptions raster;
+};
+
 struct RenderOptions {
-    QString file;
+    std::vector<LayerOptions> layers; ///< from the bottom to the top
+    QString first;                    ///< the file named first
     QString output;
-    QString layer;
     QString crs;
     GisExtent extent;
-    SymbologyOptions symbology;
-    bool legend = false;
-    QString legendTitle;
     MapSheet::Options sheet;
     QList<GisShapePoint> identify;
     bool quiet = false;
@@ -86,6 +97,32 @@ void addOptions(QCommandLineParser& parser) {
                        {"no-graticule", ""},
                        {"quiet", ""}});
     SymbologyOptions::addTo(parser);
+    RasterOptions::addTo(parser);
+}
+
+LayerOptions layerOptions(const FileArguments& arguments) {
+    QCommandLineParser parser;
+    addOptions(parser);
+    parser.parse(QStringList{QStringLiteral("render")} + arguments.options); // it was read as a whole before
+    LayerOptions options;
+    options.layer = {arguments.file, parser.value("layer"),
+                     parser.isSet("legend") || parser.isSet("legend-title"), parser.value("legend-title")};
+    options.isRaster = isRasterFile(arguments.file);
+    if (options.isRaster) {
+        options.raster = RasterOptions(parser);
+    } else {
+        RasterOptions::refuse(parser);
+        options.symbology = SymbologyOptions(parser);
+    }
+    return options;
+}
+
+/// The theme is one for the whole map.
+QList<FileArguments> withTheme(QList<FileArguments> files, const QString& theme) {
+    for (FileArguments& file : files) {
+        file.options.append({QStringLiteral("--theme"), theme});
+    }
+    return files;
 }
 
 RenderOptions parse(const QStringList& arguments) {
@@ -94,25 +131,34 @@ RenderOptions parse(const QStringList& arguments) {
     if (!parser.parse(QStringList{QStringLiteral("render")} + arguments)) {
         throw UsageError(parser.errorText());
     }
-    if (parser.positionalArguments().size() != 1) {
-        throw UsageError(QStringLiteral("render wants one FILE"));
+    QList<FileArguments> files = FileArguments::split(arguments, addOptions);
+    if (files.isEmpty()) {
+        throw UsageError(QStringLiteral("render wants a FILE"));
     }
     RenderOptions options;
-    options.file = parser.positionalArguments().constFirst();
     options.output = parser.value("output");
     PictureFile::checkName(QStringLiteral("render"), options.output);
-    options.layer = parser.value("layer");
     options.crs = parser.value("crs");
+    if (parser.isSet("theme")) {
+        files = withTheme(std::move(files), parser.value("theme"));
+        options.sheet.colours = SheetColours(*SymbologyOptions::theme(parser));
+    }
+    for (const FileArguments& file : files) {
+        options.layers.push_back(layerOptions(file));
+    }
+    options.first = files.constFirst().file;
+    std::stable_partition(options.layers.begin(), options.layers.end(),
+                          [](const LayerOptions& layer) { return layer.isRaster; });
+    if (std::count_if(options.layers.begin(), options.layers.end(),
+                      [](const LayerOptions& layer) { return layer.layer.legend; }) > 1) {
+        throw UsageError(QStringLiteral("there is room for one legend: --legend goes with one FILE"));
+    }
     if (parser.isSet("size")) {
         options.sheet.size = Arguments::size(parser.value("size"));
     }
     if (parser.isSet("extent")) {
         options.extent = Arguments::extent(parser.value("extent"));
     }
-    options.symbology = SymbologyOptions(parser);
-    options.sheet.colours = options.symbology.colours();
-    options.legend = parser.isSet("legend") || parser.isSet("legend-title");
-    options.legendTitle = parser.value("legend-title");
     options.sheet.title = parser.value("title");
     options.sheet.note = parser.value("note");
     options.sheet.graticule = !parser.isSet("no-graticule");
@@ -124,97 +170,97 @@ RenderOptions parse(const QStringList& arguments) {
     return options;
 }
 
-QString describe(const GisLayerVector& layer, const GisShape& shape) {
-    QStringList values;
-    for (const Layers::Defs::GisAttributeDefinition& field : layer.attributeDefinitions()) {
-        const QVariant value = shape.attributes().value(field.name());
-        if (value.isValid()) {
-            values.append(QStringLiteral("%1=%2").arg(field.name(), value.toString()));
-        }
+std::unique_ptr<MapLayer> open(const LayerOptions& options, StepLog& log) {
+    if (options.isRaster) {
+        return std::make_unique<RasterMapLayer>(options.layer, options.raster, log);
     }
-    return values.join(QStringLiteral(", "));
+    return std::make_unique<VectorMapLayer>(options.layer, options.symbology, log);
+}
+
+/// The system of --crs, or else of the first file.
+std::shared_ptr<CoordinateSystem> mapSystem(const QString& crs, const MapLayer& first) {
+    if (crs.isEmpty()) {
+        return first.system();
+    }
+    auto system = CoordinateSystems::CoordinateSystemFactory::fromUserInput(crs);
+    if (system == nullptr) {
+        throw std::runtime_error(
+            QStringLiteral("'%1' is not a coordinate system that GDAL and PROJ know").arg(crs).toStdString());
+    }
+    return system;
+}
+
+/// The topmost thing at a place.
+QString describeAt(const std::vector<std::unique_ptr<MapLayer>>& layers, const GisShapePoint& lonLat,
+                   const CoordinateSystem* system, double tolerance) {
+    try {
+        const GisShapePoint here = Projection::fromLonLat(lonLat, system);
+        for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer) {
+            const QString found = (*layer)->describeAt(here, tolerance);
+            if (!found.isNull()) {
+                return found;
+            }
+        }
+        return QStringLiteral("nothing here");
+    } catch (const std::runtime_error&) {
+        return QStringLiteral("outside the map's coordinate system");
+    }
 }
 
 } // namespace
 
 QString Commands::renderHelp() {
-    return QString::fromUtf8(help).arg(SymbologyOptions::help());
+    return QString::fromUtf8(help).arg(SymbologyOptions::help(), RasterOptions::help());
 }
 
 int Commands::render(const QStringList& arguments) {
     RenderOptions options = parse(arguments);
     StepLog log(options.quiet);
 
-    // File to shapes.
-    Layers::GisLayerOgrVector source(options.file, options.layer);
-    openWithProgress(source);
-    log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(source)));
-
-    // How the features look, by their values in the file.
-    auto renderer = options.symbology.makeRenderer(source);
-    options.symbology.save(*renderer);
-    log.done("classify", QStringLiteral("%1 styles").arg(renderer->legendItems().size()));
-
-    // Into the map's coordinate system.
-    std::shared_ptr<CoordinateSystem> system = source.coordinateSystem();
-    std::unique_ptr<GisLayerVector> projected;
-    if (!options.crs.isEmpty()) {
-        Projection::Result result = Projection::project(source, options.crs);
-        projected = std::move(result.layer);
-        log.done("reproject",
-                 QStringLiteral("%1 shapes from %2 to %3, %4 left out")
-                     .arg(QString::number(projected->count()), system->name(),
-                          projected->coordinateSystem()->name(), QString::number(result.leftOut)));
-        system = projected->coordinateSystem();
+    // Files to layers, in the map's coordinate system.
+    std::vector<std::unique_ptr<MapLayer>> layers;
+    std::shared_ptr<CoordinateSystem> system;
+    for (const LayerOptions& layer : options.layers) {
+        layers.push_back(open(layer, log));
+        if (layer.layer.file == options.first) {
+            system = mapSystem(options.crs, *layers.back());
+        }
     }
-    GisLayerVector& layer = projected != nullptr ? *projected : source;
-    if (layer.count() == 0) {
+    GisExtent everything;
+    for (const auto& layer : layers) {
+        // Without --crs, a file that does not say its system is taken to be in the map's.
+        layer->setMapSystem(layer->system() == nullptr && options.crs.isEmpty() ? nullptr : system);
+        everything = everything.expand(layer->extent());
+        if (const auto legend = layer->legend()) {
+            options.sheet.legend = legend;
+        }
+    }
+    if (everything.isEmpty()) {
         throw std::runtime_error("there is nothing to draw");
     }
-    layer.setSymbolRenderer(std::move(renderer));
-    if (options.legend) {
-        options.sheet.legend = LegendContent::of(layer, options.legendTitle);
-    }
 
-    // Index, query, style.
-    layer.buildSpatialIndex();
-    log.done("index", QStringLiteral("built over %1 shapes").arg(layer.count()));
-
-    const GisExtent extent = options.extent.isEmpty() ? layer.extent() : options.extent;
+    // Picture.
+    const GisExtent extent = options.extent.isEmpty() ? everything : options.extent;
     const MapSheet sheet(options.sheet, extent, system);
     if (!sheet.view().isUsable()) {
         throw std::runtime_error(
             QStringLiteral("the extent %1 cannot be drawn").arg(extent.toString()).toStdString());
     }
-    const QList<GisShape*> shapes = MapPainter::visibleShapes(layer, sheet.view());
-    log.done("query", QStringLiteral("%1 shapes in the visible extent %2")
-                          .arg(QString::number(shapes.size()), sheet.view().visibleExtent().toString()));
-
-    const MapPainter::Styles styles = MapPainter::stylesFor(layer, shapes);
-    log.done("style", QStringLiteral("for each of %1 shapes, renderer asked %2 times")
-                          .arg(shapes.size())
-                          .arg(styles.asked()));
-
-    // Picture.
-    const QImage image = sheet.draw({{shapes, styles}});
+    QList<MapSheet::Content> contents;
+    for (const auto& layer : layers) {
+        contents.append(layer->content(sheet.view()));
+    }
+    const QImage image = sheet.draw(contents);
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
     PictureFile::save(image, options.output);
     log.done("write",
              QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
 
     for (const GisShapePoint& place : options.identify) {
-        QString answer = QStringLiteral("nothing here");
-        try {
-            const GisShapePoint here = Projection::fromLonLat(place, system.get());
-            if (const GisShape* found = layer.findShapeAt(here, 2.0 * sheet.view().unitsPerPixel())) {
-                answer = describe(source, *found);
-            }
-        } catch (const std::runtime_error&) {
-            answer = QStringLiteral("outside the map's coordinate system");
-        }
-        log.done(
-            "identify",
-            QStringLiteral("%1, %2: %3").arg(QString::number(place.x()), QString::number(place.y()), answer));
+        log.done("identify",
+                 QStringLiteral("%1, %2: %3")
+                     .arg(QString::number(place.x()), QString::number(place.y()),
+                          describeAt(layers, place, system.get(), 2.0 * sheet.view().unitsPerPixel())));
     }
     return 0;
 }

@@ -33,7 +33,7 @@ Classes of numbers
   --classes N               so many of them, 5 when not given; not for methods that find the number themselves
   --interval X              class width of DefinedInterval; share of the standard deviation of the methods named
                             after it, 1 when not given
-  --breaks A,B,C            the bounds of the classes, for Manual
+  --breaks A,B,C            the bounds of the classes; the method is Manual then
 Categories
   --categories FIELD        a colour for each value of this field
 Rules and saved styles
@@ -97,29 +97,15 @@ QString wrapped(const QStringList& names) {
     return text + lineStart + line;
 }
 
-[[noreturn]] void unknown(const char* what, const QString& name, const QStringList& known) {
-    throw UsageError(QStringLiteral("there is no %1 '%2'; there are %3")
-                         .arg(QString::fromLatin1(what), name, known.join(QStringLiteral(", "))));
-}
-
 const Method& methodOf(const QString& name) {
     const auto* const found =
         std::find_if(std::begin(methods), std::end(methods), [&name](const Method& method) {
             return name.compare(QLatin1String(method.name), Qt::CaseInsensitive) == 0;
         });
     if (found == std::end(methods)) {
-        unknown("method", name, methodNames());
+        Arguments::unknown(QStringLiteral("method"), name, methodNames());
     }
     return *found;
-}
-
-/// The options of the list make no sense: say why when one of them is there.
-void refuse(const QCommandLineParser& parser, const QStringList& options, const QString& why) {
-    for (const QString& option : options) {
-        if (parser.isSet(option)) {
-            throw UsageError(QStringLiteral("--%1 %2").arg(option, why));
-        }
-    }
 }
 
 /// As many of the ramp's own colours as asked for: between distinct colours lie indistinct ones.
@@ -195,8 +181,8 @@ void SymbologyOptions::readFile(const QCommandLineParser& parser) {
     if (!parser.isSet(option)) {
         return;
     }
-    refuse(parser, {"fill", "line", "point", "width"},
-           QStringLiteral("does not go with --%1: the file says how features look").arg(option));
+    Arguments::refuse(parser, {"fill", "line", "point", "width"},
+                      QStringLiteral("does not go with --%1: the file says how features look").arg(option));
     m_fromFile = RendererFile::read(parser.value(option));
     if (option == QLatin1String("rules") && m_fromFile->type() != GisSymbolRendererType::RuleBased) {
         throw std::runtime_error(QStringLiteral("'%1' holds a renderer, but no rules; --style draws with it")
@@ -205,14 +191,21 @@ void SymbologyOptions::readFile(const QCommandLineParser& parser) {
     }
 }
 
+std::optional<GisSymbolTheme> SymbologyOptions::theme(const QCommandLineParser& parser) {
+    if (!parser.isSet("theme")) {
+        return std::nullopt;
+    }
+    GisSymbolTheme theme;
+    if (!GisDefaultSymbolStyles::tryGetTheme(parser.value("theme"), theme)) {
+        Arguments::unknown(QStringLiteral("theme"), parser.value("theme"), GisDefaultSymbolStyles::names());
+    }
+    return theme;
+}
+
 void SymbologyOptions::readColours(const QCommandLineParser& parser) {
-    if (parser.isSet("theme")) {
-        GisSymbolTheme theme;
-        if (!GisDefaultSymbolStyles::tryGetTheme(parser.value("theme"), theme)) {
-            unknown("theme", parser.value("theme"), GisDefaultSymbolStyles::names());
-        }
-        m_theme = theme;
-        m_colours = SheetColours(theme);
+    m_theme = theme(parser);
+    if (m_theme) {
+        m_colours = SheetColours(*m_theme);
     }
     const auto colour = [&parser](const char* option) {
         return parser.isSet(option) ? std::optional(Arguments::colour(option, parser.value(option)))
@@ -235,22 +228,33 @@ void SymbologyOptions::readClassification(const QCommandLineParser& parser) {
     m_field = parser.value("field");
     m_categories = parser.value("categories");
     if (!parser.isSet("field")) {
-        refuse(parser, {"method", "classes", "interval", "breaks"}, "goes with --field");
+        Arguments::refuse(parser, {"method", "classes", "interval", "breaks"}, "goes with --field");
     }
     if (!parser.isSet("field") && !parser.isSet("categories")) {
-        refuse(parser, {"ramp", "ramp-mode", "reversed"}, "goes with --field or --categories");
+        Arguments::refuse(parser, {"ramp", "ramp-mode", "reversed"}, "goes with --field or --categories");
     }
 
-    const Method& method =
-        methodOf(parser.isSet("method") ? parser.value("method") : QStringLiteral("NaturalBreaks"));
+    const GisColorRamp ramp =
+        m_theme ? m_theme->ramp
+                : GisColorRampRegistry::ramp(parser.isSet("categories") ? "Unique" : "Viridis");
+    m_settings = classification(parser, QStringLiteral("NaturalBreaks"), ramp);
+}
+
+GisClassificationSettings SymbologyOptions::classification(const QCommandLineParser& parser,
+                                                           const QString& otherwise,
+                                                           const GisColorRamp& ramp) {
+    GisClassificationSettings settings;
+    const Method& method = methodOf(parser.isSet("method")   ? parser.value("method")
+                                    : parser.isSet("breaks") ? QStringLiteral("Manual")
+                                                             : otherwise);
     const QString name = QString::fromLatin1(method.name);
-    m_settings.method = method.method;
+    settings.method = method.method;
     if (!method.counts) {
-        refuse(parser, {"classes"},
-               QStringLiteral("does not go with %1, which finds the number itself").arg(name));
+        Arguments::refuse(parser, {"classes"},
+                          QStringLiteral("does not go with %1, which finds the number itself").arg(name));
     }
     if (method.interval == Interval::None) {
-        refuse(parser, {"interval"}, QStringLiteral("does not go with %1").arg(name));
+        Arguments::refuse(parser, {"interval"}, QStringLiteral("does not go with %1").arg(name));
     } else if (method.interval == Interval::Required && !parser.isSet("interval")) {
         throw UsageError(QStringLiteral("%1 wants --interval").arg(name));
     }
@@ -258,32 +262,44 @@ void SymbologyOptions::readClassification(const QCommandLineParser& parser) {
         throw UsageError(QStringLiteral("--breaks and the method Manual go together"));
     }
     if (parser.isSet("classes")) {
-        m_settings.classCount = Arguments::whole("classes", parser.value("classes"), 1, mostClasses);
+        settings.classCount = Arguments::whole("classes", parser.value("classes"), 1, mostClasses);
     }
     if (parser.isSet("interval")) {
-        m_settings.interval = Arguments::number("interval", parser.value("interval"), 1e-300, 1e300);
+        settings.interval = Arguments::number("interval", parser.value("interval"), 1e-300, 1e300);
     }
     if (parser.isSet("breaks")) {
-        m_settings.manualBreaks = Arguments::breaks("breaks", parser.value("breaks"));
+        settings.manualBreaks = Arguments::breaks("breaks", parser.value("breaks"));
     }
-
-    if (m_theme) {
-        m_settings.ramp = m_theme->ramp;
-    } else {
-        m_settings.ramp = GisColorRampRegistry::ramp(parser.isSet("categories") ? "Unique" : "Viridis");
-    }
-    if (parser.isSet("ramp") && !GisColorRampRegistry::tryGetRamp(parser.value("ramp"), m_settings.ramp)) {
-        unknown("ramp", parser.value("ramp"), GisColorRampRegistry::names());
+    settings.ramp = ramp;
+    if (parser.isSet("ramp") && !GisColorRampRegistry::tryGetRamp(parser.value("ramp"), settings.ramp)) {
+        Arguments::unknown(QStringLiteral("ramp"), parser.value("ramp"), GisColorRampRegistry::names());
     }
     if (parser.isSet("ramp-mode")) {
         const QString mode = parser.value("ramp-mode");
         if (mode != QLatin1String("continuous") && mode != QLatin1String("discrete")) {
-            unknown("ramp mode", mode, {"continuous", "discrete"});
+            Arguments::unknown(QStringLiteral("ramp mode"), mode, {"continuous", "discrete"});
         }
-        m_settings.mode =
+        settings.mode =
             mode == QLatin1String("discrete") ? GisColorRampMode::Discrete : GisColorRampMode::Continuous;
     }
-    m_settings.reversed = parser.isSet("reversed");
+    settings.reversed = parser.isSet("reversed");
+    return settings;
+}
+
+void SymbologyOptions::requireFewClasses(const GisClassificationSettings& settings,
+                                         const QList<double>& values, const QString& what) {
+    if (settings.method != GisClassificationMethod::DefinedInterval || values.isEmpty()) {
+        return;
+    }
+    const auto [least, greatest] = std::minmax_element(values.cbegin(), values.cend());
+    if ((*greatest - *least) / settings.interval > mostClasses) {
+        throw std::runtime_error(
+            QStringLiteral("an interval of %1 makes more than %2 classes of %3, which reaches from %4 to %5")
+                .arg(GisClassificationEngine::numberText(settings.interval), NumberText::whole(mostClasses),
+                     what, GisClassificationEngine::numberText(*least),
+                     GisClassificationEngine::numberText(*greatest))
+                .toStdString());
+    }
 }
 
 GisLayerStyle SymbologyOptions::baseStyle(const GisLayerVector& layer) const {
@@ -306,27 +322,12 @@ GisLayerStyle SymbologyOptions::baseStyle(const GisLayerVector& layer) const {
 }
 
 std::unique_ptr<GisSymbolRenderer> SymbologyOptions::graduated(const GisLayerVector& layer) const {
-    if (m_settings.method == GisClassificationMethod::DefinedInterval) {
-        QList<QVariant> column;
-        for (const auto& shape : layer.items()) {
-            column.append(shape->attributes().value(m_field));
-        }
-        const QList<double> values = GisClassificationEngine::numericValues(column);
-        if (!values.isEmpty()) {
-            const auto [least, greatest] = std::minmax_element(values.cbegin(), values.cend());
-            if ((*greatest - *least) / m_settings.interval > mostClasses) {
-                throw std::runtime_error(
-                    QStringLiteral(
-                        "an interval of %1 makes more than %2 classes of field '%3', which reaches "
-                        "from %4 to %5")
-                        .arg(GisClassificationEngine::numberText(m_settings.interval),
-                             NumberText::whole(mostClasses), m_field,
-                             GisClassificationEngine::numberText(*least),
-                             GisClassificationEngine::numberText(*greatest))
-                        .toStdString());
-            }
-        }
+    QList<QVariant> column;
+    for (const auto& shape : layer.items()) {
+        column.append(shape->attributes().value(m_field));
     }
+    requireFewClasses(m_settings, GisClassificationEngine::numericValues(column),
+                      QStringLiteral("field '%1'").arg(m_field));
     auto renderer = GisSymbolRendererFactory::graduated(layer, m_field, m_settings);
     ClassStyles(m_given, m_colours, layer.shapeType()).applyTo(*renderer);
     return renderer;

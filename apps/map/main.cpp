@@ -18,7 +18,7 @@ constexpr int usageError = 2;
 
 const char* const help = R"(cartolith-map: maps from the command line
 
-  cartolith-map render FILE -o PICTURE   draw a layer of FILE as a map
+  cartolith-map render FILE -o PICTURE   draw FILE as a map, and others on top of it
   cartolith-map info FILE                say what is in FILE
   cartolith-map themes -o PICTURE        draw the built-in themes
   cartolith-map overlay A B -o OUT       union, intersection, difference of two layers of areas
@@ -27,7 +27,7 @@ const char* const help = R"(cartolith-map: maps from the command line
   cartolith-map COMMAND --help           options and examples of a command
   cartolith-map --version
 
-FILE is anything OGR opens: GeoPackage, Shapefile, GeoJSON, FlatGeobuf, CSV with WKT, ...
+FILE is anything GDAL opens: GeoPackage, Shapefile, GeoJSON, FlatGeobuf, CSV with WKT, ...; GeoTIFF, VRT, PNG, JPEG, ...
 
 Exit code: 0 done, 1 it could not be done (the reason is on standard error), 2 the command line is wrong.
 )";

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "MapSheet.h"
+
+#include <memory>
+#include <optional>
+
+/// A layer on its way from a file onto a map: read, taken into the map's coordinate system, drawn.
+class MapLayer {
+public:
+    virtual ~MapLayer() = default;
+
+    /// Of the file; null when unknown.
+    virtual std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system() const = 0;
+    /// To be called once, with the map's system, which may be null, before what follows.
+    /// \throws std::runtime_error when the layer cannot be drawn in that system
+    virtual void
+    setMapSystem(std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system) = 0;
+    /// In map units; empty when there is nothing to draw.
+    virtual Cartolith::Core::Shapes::GisExtent extent() const = 0;
+    /// None when nobody asked for one.
+    virtual std::optional<LegendContent> legend() = 0;
+    /// What lies in view. The layer keeps owning the shapes.
+    virtual MapSheet::Content content(const MapView& view) = 0;
+    /// The attributes of what lies at a place, in map units; a null text when nothing does.
+    virtual QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) = 0;
+};
+
+/// What the command line says of a layer.
+struct MapLayerOptions {
+    QString file;
+    QString layer; ///< of a vector file; empty means the first
+    bool legend = false;
+    QString legendTitle;
+};

@@ -1,0 +1,31 @@
+#pragma once
+
+#include "MapLayer.h"
+#include "RasterOptions.h"
+
+#include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
+
+class StepLog;
+
+/// Pixels: read when the view is known, and no more of them than it shows.
+class RasterMapLayer : public MapLayer {
+public:
+    /// Opens the file. The log outlives this object. \throws std::exception when it cannot be read or its
+    /// values not be coloured so
+    RasterMapLayer(const MapLayerOptions& options, const RasterOptions& look, StepLog& log);
+
+    std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system() const override;
+    void setMapSystem(std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system) override;
+    Cartolith::Core::Shapes::GisExtent extent() const override;
+    std::optional<LegendContent> legend() override;
+    MapSheet::Content content(const MapView& view) override;
+    /// Nothing: pixels have no attributes.
+    QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) override;
+
+private:
+    MapLayerOptions m_options;
+    RasterOptions m_look;
+    StepLog& m_log;
+    Cartolith::Core::Layers::GisLayerGdalRaster m_layer;
+    std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> m_mapSystem;
+};

@@ -1,0 +1,77 @@
+#include "VectorMapLayer.h"
+
+#include "OpenLayer.h"
+#include "Projection.h"
+#include "StepLog.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
+
+#include <utility>
+
+using namespace Cartolith::Core;
+using CoordinateSystems::CoordinateSystem;
+
+VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOptions& symbology,
+                               StepLog& log)
+    : m_options(options), m_log(log), m_source(options.file, options.layer) {
+    openWithProgress(m_source);
+    m_log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(m_source)));
+    m_renderer = symbology.makeRenderer(m_source);
+    symbology.save(*m_renderer);
+    m_log.done("classify", QStringLiteral("%1 styles").arg(m_renderer->legendItems().size()));
+}
+
+std::shared_ptr<CoordinateSystem> VectorMapLayer::system() const {
+    return m_source.coordinateSystem();
+}
+
+void VectorMapLayer::setMapSystem(std::shared_ptr<CoordinateSystem> system) {
+    if (system != nullptr && !Projection::isIn(m_source, *system)) {
+        Projection::Result result = Projection::project(m_source, std::move(system));
+        m_projected = std::move(result.layer);
+        m_log.done("reproject",
+                   QStringLiteral("%1 shapes from %2 to %3, %4 left out")
+                       .arg(QString::number(m_projected->count()), m_source.coordinateSystem()->name(),
+                            m_projected->coordinateSystem()->name(), QString::number(result.leftOut)));
+    }
+    layer().setSymbolRenderer(std::move(m_renderer));
+    layer().buildSpatialIndex();
+    m_log.done("index", QStringLiteral("built over %1 shapes").arg(layer().count()));
+}
+
+Shapes::GisExtent VectorMapLayer::extent() const {
+    const Layers::GisLayerVector* const drawn = m_projected != nullptr ? m_projected.get() : &m_source;
+    return drawn->count() == 0 ? Shapes::GisExtent() : drawn->extent();
+}
+
+std::optional<LegendContent> VectorMapLayer::legend() {
+    return m_options.legend ? std::optional(LegendContent::of(layer(), m_options.legendTitle)) : std::nullopt;
+}
+
+MapSheet::Content VectorMapLayer::content(const MapView& view) {
+    const QList<Shapes::GisShape*> shapes = MapPainter::visibleShapes(layer(), view);
+    m_log.done("query", QStringLiteral("%1 shapes in the visible extent %2")
+                            .arg(QString::number(shapes.size()), view.visibleExtent().toString()));
+    const MapPainter::Styles styles = MapPainter::stylesFor(layer(), shapes);
+    m_log.done("style", QStringLiteral("for each of %1 shapes, renderer asked %2 times")
+                            .arg(shapes.size())
+                            .arg(styles.asked()));
+    return {shapes, styles};
+}
+
+QString VectorMapLayer::describeAt(const Shapes::GisShapePoint& place, double tolerance) {
+    const Shapes::GisShape* const found = layer().findShapeAt(place, tolerance);
+    if (found == nullptr) {
+        return {};
+    }
+    QStringList values;
+    for (const Layers::Defs::GisAttributeDefinition& field : m_source.attributeDefinitions()) {
+        const QVariant value = found->attributes().value(field.name());
+        if (value.isValid()) {
+            values.append(QStringLiteral("%1=%2").arg(field.name(), value.toString()));
+        }
+    }
+    return values.isEmpty() ? QStringLiteral("no attributes") : values.join(QStringLiteral(", "));
+}

@@ -1,0 +1,35 @@
+#pragma once
+
+#include "MapLayer.h"
+#include "SymbologyOptions.h"
+
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+
+class StepLog;
+
+/// Features: read whole, styled by their values in the file, projected, found in view by the index.
+class VectorMapLayer : public MapLayer {
+public:
+    /// Reads the file, and saves the renderer if that is wanted. The log outlives this object. \throws
+    /// std::exception when the file cannot be read or its features not be styled so
+    VectorMapLayer(const MapLayerOptions& options, const SymbologyOptions& symbology, StepLog& log);
+
+    std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system() const override;
+    void setMapSystem(std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system) override;
+    Cartolith::Core::Shapes::GisExtent extent() const override;
+    std::optional<LegendContent> legend() override;
+    MapSheet::Content content(const MapView& view) override;
+    QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) override;
+
+private:
+    /// What is drawn.
+    Cartolith::Core::Layers::GisLayerVector& layer() {
+        return m_projected != nullptr ? *m_projected : m_source;
+    }
+
+    MapLayerOptions m_options;
+    StepLog& m_log;
+    Cartolith::Core::Layers::GisLayerOgrVector m_source;
+    std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> m_projected;
+    std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer> m_renderer;
+};
