@@ -1,0 +1,245 @@
+#include "RoutingGraph.h"
+#include "SearchTableInternal.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+
+namespace Cartolith::Core::Routing::Internal {
+
+std::optional<double> edgeCost(const RoutingEdge& edge, RoutingCostMetric metric, double defaultSpeed) {
+    if (edge.length < 0.0) {
+        return std::nullopt;
+    }
+    double cost = edge.length;
+    if (metric == RoutingCostMetric::TravelTime) {
+        const double speed = edge.speed > 0.0 ? edge.speed : defaultSpeed;
+        if (!(speed > 0.0)) {
+            return std::nullopt;
+        }
+        cost = edge.length / (speed * 1000.0 / 3600.0);
+    }
+    return std::isfinite(cost) ? std::optional<double>(cost) : std::nullopt;
+}
+
+NodeNumbers::NodeNumbers(const RoutingGraph& graph) {
+    std::vector<int> ids;
+    int greatest = -1;
+    bool negative = false;
+    const auto see = [&greatest, &negative](int id) {
+        greatest = std::max(greatest, id);
+        negative = negative || id < 0;
+    };
+    for (auto it = graph.nodes().keyBegin(); it != graph.nodes().keyEnd(); ++it) {
+        see(*it);
+    }
+    for (const RoutingEdge& edge : graph.edges()) {
+        see(edge.startNode);
+        see(edge.endNode);
+    }
+    if (!negative && greatest + 1LL == graph.nodeCount()) {
+        m_count = graph.nodeCount(); // ids as the graph gives them: 0 and on, without a gap
+        return;
+    }
+    m_ids.reserve(static_cast<std::size_t>(graph.nodeCount()));
+    m_ids.assign(graph.nodes().keyBegin(), graph.nodes().keyEnd());
+    const auto sortUnique = [this] {
+        std::sort(m_ids.begin(), m_ids.end());
+        m_ids.erase(std::unique(m_ids.begin(), m_ids.end()), m_ids.end());
+    };
+    sortUnique();
+    const auto known = static_cast<std::ptrdiff_t>(m_ids.size());
+    for (const RoutingEdge& edge : graph.edges()) {
+        for (const int id : {edge.startNode, edge.endNode}) {
+            if (!std::binary_search(m_ids.begin(), m_ids.begin() + known, id)) {
+                m_ids.push_back(id);
+            }
+        }
+    }
+    sortUnique();
+    m_count = static_cast<int>(m_ids.size());
+}
+
+int NodeNumbers::numberOf(int id) const noexcept {
+    if (m_ids.empty()) {
+        return id >= 0 && id < m_count ? id : -1;
+    }
+    const auto found = std::lower_bound(m_ids.begin(), m_ids.end(), id);
+    return found != m_ids.end() && *found == id ? static_cast<int>(found - m_ids.begin()) : -1;
+}
+
+double KeyHeap::leastCost() const noexcept {
+    return std::bit_cast<double>(static_cast<std::uint64_t>(m_keys.front() >> 64));
+}
+
+void KeyHeap::push(double cost, int number) {
+    const Key key =
+        (static_cast<Key>(std::bit_cast<std::uint64_t>(cost)) << 64) | static_cast<std::uint32_t>(number);
+    std::size_t hole = m_keys.size();
+    m_keys.push_back(key);
+    Key* const keys = m_keys.data();
+    while (hole > 0) {
+        const std::size_t parent = (hole - 1) / 4;
+        if (keys[parent] <= key) {
+            break;
+        }
+        keys[hole] = keys[parent];
+        hole = parent;
+    }
+    keys[hole] = key;
+}
+
+std::pair<double, int> KeyHeap::pop() {
+    Key* const keys = m_keys.data();
+    const Key least = keys[0];
+    const Key last = m_keys.back();
+    m_keys.pop_back();
+    const std::size_t size = m_keys.size();
+    std::size_t hole = 0;
+    // To the bottom along the smallest children, then up: the last key nearly always belongs down there.
+    for (std::size_t child = 1; child < size; child = 4 * hole + 1) {
+        if (child + 4 <= size) {
+            const std::size_t a = keys[child + 1] < keys[child] ? child + 1 : child;
+            const std::size_t b = keys[child + 3] < keys[child + 2] ? child + 3 : child + 2;
+            child = keys[b] < keys[a] ? b : a;
+        } else {
+            child = static_cast<std::size_t>(std::min_element(keys + child, keys + size) - keys);
+        }
+        keys[hole] = keys[child];
+        hole = child;
+    }
+    while (hole > 0) {
+        const std::size_t parent = (hole - 1) / 4;
+        if (keys[parent] <= last) {
+            break;
+        }
+        keys[hole] = keys[parent];
+        hole = parent;
+    }
+    if (size > 0) {
+        keys[hole] = last;
+    }
+    return {std::bit_cast<double>(static_cast<std::uint64_t>(least >> 64)),
+            static_cast<int>(static_cast<std::uint32_t>(least))};
+}
+
+void SearchMemory::reset(int nodeCount) {
+    const auto count = static_cast<std::size_t>(nodeCount);
+    if (labels.size() != count || reached.size() > count / 8) {
+        labels.assign(count, Label());
+    } else {
+        for (const int node : reached) {
+            labels[static_cast<std::size_t>(node)] = Label();
+        }
+    }
+    reached.clear();
+    heap.clear();
+}
+
+SearchTable& SearchTable::of(const RoutingGraph& graph) {
+    if (graph.m_searchTable == nullptr) {
+        graph.m_searchTable = std::make_unique<SearchTable>(graph);
+    }
+    graph.m_searchTable->m_graph = &graph; // it may have been moved
+    return *graph.m_searchTable;
+}
+
+SearchTable::SearchTable(const RoutingGraph& graph)
+    : m_graph(&graph), m_numbers(std::make_shared<const NodeNumbers>(graph)) {}
+
+SearchTable::Costs& SearchTable::costs(RoutingCostMetric metric, double defaultSpeed) {
+    Costs& costs = m_costs[metric == RoutingCostMetric::TravelTime ? 1 : 0];
+    const bool same =
+        costs.defaultSpeed == defaultSpeed || (!(costs.defaultSpeed > 0.0) && !(defaultSpeed > 0.0));
+    if (metric == RoutingCostMetric::TravelTime && !same) {
+        costs = Costs();
+        costs.defaultSpeed = defaultSpeed;
+    }
+    return costs;
+}
+
+const ArcRows& SearchTable::outgoing(RoutingCostMetric metric, double defaultSpeed) {
+    Costs& costs = this->costs(metric, defaultSpeed);
+    if (!costs.outgoing) {
+        costs.outgoing = makeRows(metric, defaultSpeed, false);
+    }
+    return *costs.outgoing;
+}
+
+const ArcRows& SearchTable::incoming(RoutingCostMetric metric, double defaultSpeed) {
+    Costs& costs = this->costs(metric, defaultSpeed);
+    if (!costs.incoming) {
+        costs.incoming = makeRows(metric, defaultSpeed, true);
+    }
+    return *costs.incoming;
+}
+
+ArcRows SearchTable::makeRows(RoutingCostMetric metric, double defaultSpeed, bool incoming) const {
+    const QList<RoutingEdge>& edges = m_graph->edges();
+    struct Entry {
+        int row;
+        Arc arc;
+    };
+    std::vector<Entry> entries;
+    entries.reserve(static_cast<std::size_t>(edges.size()));
+    ArcRows rows;
+    rows.first.assign(static_cast<std::size_t>(m_numbers->count()) + 1, 0);
+    int position = 0;
+    for (const RoutingEdge& edge : edges) {
+        if (const std::optional<double> cost = edgeCost(edge, metric, defaultSpeed)) {
+            int row = m_numbers->numberOf(edge.startNode);
+            int other = m_numbers->numberOf(edge.endNode);
+            if (incoming) {
+                std::swap(row, other);
+            }
+            entries.push_back({row, {*cost, other, position}});
+            ++rows.first[static_cast<std::size_t>(row)];
+        }
+        ++position;
+    }
+    // To the ends of the rows, and back from there, so that each row keeps the order of the list.
+    int end = 0;
+    for (int& first : rows.first) {
+        first = end += first;
+    }
+    rows.arcs.resize(entries.size());
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+        rows.arcs[static_cast<std::size_t>(--rows.first[static_cast<std::size_t>(entry->row)])] = entry->arc;
+    }
+    return rows;
+}
+
+const std::vector<RoutingPoint>& SearchTable::positions() {
+    if (m_positions.empty()) {
+        constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+        m_positions.assign(static_cast<std::size_t>(m_numbers->count()), RoutingPoint(nan, nan));
+        for (const RoutingNode& node : m_graph->nodes()) {
+            m_positions[static_cast<std::size_t>(m_numbers->numberOf(node.id))] = node.position;
+        }
+    }
+    return m_positions;
+}
+
+double SearchTable::costPerDistance(RoutingCostMetric metric, double defaultSpeed) {
+    const ArcRows& rows = outgoing(metric, defaultSpeed);
+    std::optional<double>& least = costs(metric, defaultSpeed).perDistance;
+    if (!least) {
+        const std::vector<RoutingPoint>& at = positions();
+        double factor = std::numeric_limits<double>::infinity();
+        for (std::size_t node = 0; node < at.size(); ++node) {
+            for (int i = rows.first[node]; i < rows.first[node + 1]; ++i) {
+                const Arc& arc = rows.arcs[static_cast<std::size_t>(i)];
+                const double straight = at[node].distanceTo(at[static_cast<std::size_t>(arc.other)]);
+                // Straight distances that are no numbers bound nothing.
+                factor = std::isfinite(straight)
+                             ? (straight > 0.0 ? std::min(factor, arc.cost / straight) : factor)
+                             : 0.0;
+            }
+        }
+        // A little less, for the rounding of distances and quotients.
+        least = std::isfinite(factor) ? factor * (1.0 - 1e-12) : 0.0;
+    }
+    return *least;
+}
+
+} // namespace Cartolith::Core::Routing::Internal
