@@ -79,7 +79,7 @@ RoutingDijkstraResult RoutingDijkstra::run(const RoutingGraph& graph, int source
     open.erase(std::unique(open.begin(), open.end()), open.end());
     std::size_t left = open.size();
     settle(table, source, metric, defaultSpeed, [&](int node) {
-        left -= std::binary_search(open.begin(), open.end(), node) ? 1 : 0;
+        left -= std::binary_search(open.begin(), open.end(), node) ? 1U : 0U;
         return left == 0;
     });
     return {source, std::make_shared<const Internal::ReachedNodes>(table, table.memory(0))};

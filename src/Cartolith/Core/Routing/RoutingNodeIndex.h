@@ -17,7 +17,7 @@ class RoutingGraph;
 ///
 /// A snapshot: later changes of the graph are not seen. Distances are those of RoutingPoint::distanceTo(),
 /// compared exactly, and of nodes at one distance the smallest id counts, so that an answer is the one that a
-/// look at every node gives. A node with a NaN coordinate is never found.
+/// look at every node gives. A node with a coordinate that is not finite is never found.
 ///
 /// The nodes lie in a grid of its own making, with about one node in a cell and a bounded number of cells
 /// whatever the cell size asked for. A query costs what lies around the point; it gets slow where most nodes
