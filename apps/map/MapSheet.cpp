@@ -51,7 +51,7 @@ MapSheet::MapSheet(Options options, const Shapes::GisExtent& extent,
       // A little air between the data and the frame.
       m_view(extent.inflate(extent.width() * 0.02, extent.height() * 0.02), mapFrame(m_options, m_legend)) {}
 
-QImage MapSheet::draw(const QList<Shapes::GisShape*>& shapes, const MapPainter::Styles& styles) const {
+QImage MapSheet::draw(const QList<Content>& layers) const {
     QImage image(m_options.size, QImage::Format_ARGB32_Premultiplied);
     image.fill(m_options.colours.paper);
     QPainter painter(&image);
@@ -81,7 +81,9 @@ QImage MapSheet::draw(const QList<Shapes::GisShape*>& shapes, const MapPainter::
     }
     painter.restore();
 
-    MapPainter(painter, m_view).draw(shapes, styles);
+    for (const Content& layer : layers) {
+        MapPainter(painter, m_view).draw(layer.shapes, layer.styles);
+    }
 
     painter.setBrush(Qt::NoBrush);
     if (graticule && !graticule->worldOutline().isEmpty()) {

@@ -24,15 +24,20 @@ public:
         std::optional<LegendContent> legend; ///< drawn to the right of the map, which makes room for it
     };
 
+    /// What is drawn of one layer.
+    struct Content {
+        QList<Cartolith::Core::Shapes::GisShape*> shapes; ///< in drawing order
+        MapPainter::Styles styles;
+    };
+
     /// The extent is in units of the coordinate system; without a system there is no graticule.
     MapSheet(Options options, const Cartolith::Core::Shapes::GisExtent& extent,
              std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system);
 
     const MapView& view() const { return m_view; }
 
-    /// Draws everything; the image has the size of the options.
-    QImage draw(const QList<Cartolith::Core::Shapes::GisShape*>& shapes,
-                const MapPainter::Styles& styles) const;
+    /// Draws everything, later layers on top; the image has the size of the options.
+    QImage draw(const QList<Content>& layers) const;
 
 private:
     /// What title, note and margins leave for map and legend.

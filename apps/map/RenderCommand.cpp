@@ -196,7 +196,7 @@ int Commands::render(const QStringList& arguments) {
                           .arg(styles.asked()));
 
     // Picture.
-    const QImage image = sheet.draw(shapes, styles);
+    const QImage image = sheet.draw({{shapes, styles}});
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
     PictureFile::save(image, options.output);
     log.done("write",

@@ -21,6 +21,7 @@ const char* const help = R"(cartolith-map: maps from the command line
   cartolith-map render FILE -o PICTURE   draw a layer of FILE as a map
   cartolith-map info FILE                say what is in FILE
   cartolith-map themes -o PICTURE        draw the built-in themes
+  cartolith-map route FILE -o PICTURE    find and draw a way along streets
   cartolith-map COMMAND --help           options and examples of a command
   cartolith-map --version
 
@@ -39,6 +40,7 @@ constexpr Command commands[] = {
     {"render", Commands::render, Commands::renderHelp},
     {"info", Commands::info, Commands::infoHelp},
     {"themes", Commands::themes, Commands::themesHelp},
+    {"route", Commands::route, Commands::routeHelp},
 };
 
 int run(const QStringList& arguments) {
@@ -63,7 +65,7 @@ int run(const QStringList& arguments) {
         std::puts("cartolith-map " CARTOLITH_VERSION_STRING);
         return success;
     }
-    throw UsageError(command.isEmpty() ? QStringLiteral("a command is missing: render, info or themes")
+    throw UsageError(command.isEmpty() ? QStringLiteral("a command is missing: render, info, themes or route")
                                        : QStringLiteral("there is no command '%1'").arg(command));
 }
 

@@ -1,4 +1,5 @@
-// Networks, searches and nearest nodes, beside Boost.Graph, Boost.Geometry, nanoflann and arrays written by hand.
+// Networks, searches and nearest nodes, beside Boost.Graph, Boost.Geometry, nanoflann and arrays written by
+// hand.
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
@@ -25,8 +26,10 @@
 #endif
 #include <boost/geometry/geometries/point_xy.hpp>
 #include <boost/geometry/index/rtree.hpp>
+#include <boost/geometry/strategies/strategies.hpp>
 #include <boost/graph/compressed_sparse_row_graph.hpp>
 #include <boost/graph/dijkstra_shortest_paths_no_color_map.hpp>
+
 #include <nanoflann.hpp>
 #ifdef __GNUC__
 #pragma GCC diagnostic pop
@@ -55,7 +58,7 @@ struct Data {
     QList<QMap<QString, QVariant>> attributes;
     bool bidirectional;
     RoutingGraph graph;
-    std::vector<int> nodes;            // random, to start from and to end at
+    std::vector<int> nodes;           // random, to start from and to end at
     std::vector<RoutingPoint> points; // random, near the streets
 
     void finish() {
@@ -263,21 +266,19 @@ void check(double ours, double theirs) {
 
 template <typename Run>
 void add(const std::string& name, benchmark::TimeUnit unit, Run run) {
-    benchmark::RegisterBenchmark(name.c_str(),
-                                 [run](benchmark::State& state) {
-                                     std::size_t i = 0;
-                                     for (auto _ : state) {
-                                         run(i++);
-                                     }
-                                 })
-        ->Unit(unit);
+    benchmark::RegisterBenchmark(name.c_str(), [run](benchmark::State& state) {
+        std::size_t i = 0;
+        for (auto _ : state) {
+            run(i++);
+        }
+    })->Unit(unit);
 }
 
 void addSearches(const Data& data) {
     const auto node = [&data](std::size_t i) { return data.nodes[i % data.nodes.size()]; };
     const auto boost = std::make_shared<BoostGraph>(boostGraph(data.graph));
     const auto hand = std::make_shared<ByHand>(data.graph);
-    const auto costs = std::make_shared<std::vector<double>>(boost->vertex_set().size());
+    const auto costs = std::make_shared<std::vector<double>>(boost::num_vertices(*boost));
     const auto before = std::make_shared<std::vector<BoostVertex>>(costs->size());
     const auto runBoost = [=](int source, auto visitor) {
         const auto ids = get(boost::vertex_index, *boost);
@@ -401,8 +402,7 @@ void addNearest(const Data& data) {
 }
 
 void addBuild(const Data& data) {
-    const std::string name =
-        "Build/" + data.name + "/Graph" + std::to_string(data.lines.size()) + "Lines";
+    const std::string name = "Build/" + data.name + "/Graph" + std::to_string(data.lines.size()) + "Lines";
     add(name, benchmark::kMillisecond, [&data](std::size_t) {
         RoutingGraph graph;
         graph.buildFromPolylines(data.lines, data.attributes, 0.01, data.bidirectional);

@@ -96,7 +96,7 @@ TEST(MapSheet, AFrameOfAnySizeGivesAPicture) {
         options.size = size;
         options.title = "title";
         const MapSheet sheet(options, GisExtent(300000, 5000000, 300000, 5000000), system);
-        EXPECT_EQ(sheet.draw({}, {}).size(), size);
+        EXPECT_EQ(sheet.draw({}).size(), size);
     }
 }
 

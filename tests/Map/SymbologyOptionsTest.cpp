@@ -120,7 +120,7 @@ TEST(MapSheet, ShowsTheColourOfEachClassOnTheMapAndInTheLegend) {
         sheetOptions.legend = LegendContent::of(*layer, {});
         const MapSheet sheet(sheetOptions, layer->extent(), nullptr);
         const auto shapes = MapPainter::visibleShapes(*layer, sheet.view());
-        const QImage image = sheet.draw(shapes, MapPainter::stylesFor(*layer, shapes));
+        const QImage image = sheet.draw({{shapes, MapPainter::stylesFor(*layer, shapes)}});
         QHash<QRgb, int> onMap, inLegend;
         for (int y = 0; y < image.height(); ++y) {
             for (int x = 0; x < image.width(); ++x) {

@@ -162,7 +162,7 @@ TEST(RoutingDijkstra, FollowsDrawnMaps) {
                       {{"S-A E"}, ""},
                       {{"S-A-B", //
                         "v   |", "C>D>E"},
-                       "SCDE"},  // as long over A, but C is settled before
+                       "SABE"},  // as long over C, but A is settled before
                       {{"S-A-B", //
                         "v   |", "C>D<E"},
                        "SABE"},
@@ -182,7 +182,7 @@ TEST(RoutingDijkstra, FollowsDrawnMaps) {
         EXPECT_EQ(letters, row.route) << row.map.join("\n").toStdString();
         EXPECT_EQ(route.geometry, RoutingDijkstra::pathToGeometry(graph, route.nodePath));
         EXPECT_EQ(route.size(), route.nodePath.size()) << "shared points are there once";
-        EXPECT_EQ(route.totalDistance, 10.0 * route.edgePath.size());
+        EXPECT_EQ(route.totalDistance, 10.0 * int(route.edgePath.size()));
     }
 }
 

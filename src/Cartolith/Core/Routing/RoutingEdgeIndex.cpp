@@ -33,16 +33,17 @@ RoutingEdgeIndex::Hit RoutingEdgeIndex::measure(const Segment& segment, const Ro
     const double square = dx * dx + dy * dy;
     const double t = ((point.x - segment.a.x) * dx + (point.y - segment.a.y) * dy) / square;
     const double along = square > 0.0 ? std::clamp(t, 0.0, 1.0) : 0.0;
-    const double ex = segment.a.x + along * dx - point.x;
-    const double ey = segment.a.y + along * dy - point.y;
-    return {ex * ex + ey * ey, along, &segment};
+    // The end exactly, so that edges that meet there are equally near.
+    const RoutingPoint nearest =
+        along < 1.0 ? RoutingPoint(segment.a.x + along * dx, segment.a.y + along * dy) : segment.b;
+    return {point.distanceTo(nearest), along, nearest, &segment};
 }
 
-double RoutingEdgeIndex::squareTo(const Box& box, const RoutingPoint& point) {
+double RoutingEdgeIndex::distanceTo(const Box& box, const RoutingPoint& point) {
     const double dx = std::max({box.min.x - point.x, 0.0, point.x - box.max.x});
     const double dy = std::max({box.min.y - point.y, 0.0, point.y - box.max.y});
     // Less by a hair than any measured distance to what is inside.
-    return (dx * dx + dy * dy) * (1.0 - 1e-12);
+    return std::sqrt(dx * dx + dy * dy) * (1.0 - 1e-12);
 }
 
 void RoutingEdgeIndex::build(const RoutingGraph& graph) {
@@ -111,16 +112,16 @@ void RoutingEdgeIndex::build(const RoutingGraph& graph) {
 template <typename Limit, typename Visit>
 void RoutingEdgeIndex::search(const RoutingPoint& point, Limit limit, Visit visit) const {
     struct Entry {
-        double square;
+        double distance;
         std::size_t level;
         std::size_t box;
-        bool operator<(const Entry& other) const { return square > other.square; }
+        bool operator<(const Entry& other) const { return distance > other.distance; }
     };
     std::priority_queue<Entry> open;
     if (!m_levels.empty()) {
-        open.push({squareTo(m_levels.back().front(), point), m_levels.size() - 1, 0});
+        open.push({distanceTo(m_levels.back().front(), point), m_levels.size() - 1, 0});
     }
-    while (!open.empty() && open.top().square <= limit()) {
+    while (!open.empty() && open.top().distance <= limit()) {
         const Entry entry = open.top();
         open.pop();
         const std::size_t first = entry.box * fanOut;
@@ -132,23 +133,22 @@ void RoutingEdgeIndex::search(const RoutingPoint& point, Limit limit, Visit visi
         }
         const std::vector<Box>& below = m_levels[entry.level - 1];
         for (std::size_t i = first; i < std::min(first + fanOut, below.size()); ++i) {
-            const double square = squareTo(below[i], point);
-            if (square <= limit()) {
-                open.push({square, entry.level - 1, i});
+            const double distance = distanceTo(below[i], point);
+            if (distance <= limit()) {
+                open.push({distance, entry.level - 1, i});
             }
         }
     }
 }
 
-RoutingPlace RoutingEdgeIndex::placeOf(const Hit& hit, const RoutingPoint& point) const {
+RoutingPlace RoutingEdgeIndex::placeOf(const Hit& hit) const {
     const QList<RoutingPoint>& line = m_lines[static_cast<std::size_t>(hit.segment->edge)];
     const RoutingPoint& a = hit.segment->a;
     const RoutingPoint& b = hit.segment->b;
     RoutingPlace place;
     place.edge = hit.segment->edge;
-    place.position =
-        hit.along < 1.0 ? RoutingPoint(a.x + hit.along * (b.x - a.x), a.y + hit.along * (b.y - a.y)) : b;
-    place.distance = point.distanceTo(place.position);
+    place.position = hit.position;
+    place.distance = hit.distance;
     const double length = RoutingGraph::polylineLength(line);
     const double before = RoutingGraph::polylineLength(line.first(hit.segment->number + 1));
     if (place.position == line.constLast() && hit.segment->number + 2 == line.size()) {
@@ -163,42 +163,41 @@ RoutingPlace RoutingEdgeIndex::nearestEdge(const RoutingPoint& point, double max
     if (!(maxDistance >= 0.0)) {
         return {};
     }
-    Hit best{infinity, 0.0, nullptr};
-    const double farthest = maxDistance * maxDistance;
+    Hit best{infinity, 0.0, {}, nullptr};
     search(
-        point, [&] { return std::min(best.square, farthest); },
+        point, [&] { return std::min(best.distance, maxDistance); },
         [&best](const Hit& hit) {
             const auto key = [](const Hit& h) { return std::pair(h.segment->edge, h.segment->number); };
-            if (hit.square < best.square ||
-                (hit.square == best.square && (best.segment == nullptr || key(hit) < key(best)))) {
+            if (hit.distance < best.distance ||
+                (hit.distance == best.distance && (best.segment == nullptr || key(hit) < key(best)))) {
                 best = hit;
             }
         });
-    if (best.segment == nullptr || !(std::sqrt(best.square) <= maxDistance)) {
+    if (best.segment == nullptr || !(best.distance <= maxDistance)) {
         return {};
     }
-    return placeOf(best, point);
+    return placeOf(best);
 }
 
 QList<RoutingPlace> RoutingEdgeIndex::edgesWithin(const RoutingPoint& point, double distance) const {
     std::vector<Hit> hits;
     if (distance >= 0.0) {
         search(
-            point, [square = distance * distance] { return square; },
+            point, [distance] { return distance; },
             [&](const Hit& hit) {
-                if (std::sqrt(hit.square) <= distance) {
+                if (hit.distance <= distance) {
                     hits.push_back(hit);
                 }
             });
     }
     std::sort(hits.begin(), hits.end(), [](const Hit& a, const Hit& b) {
-        return std::tuple(a.segment->edge, a.square, a.segment->number) <
-               std::tuple(b.segment->edge, b.square, b.segment->number);
+        return std::tuple(a.segment->edge, a.distance, a.segment->number) <
+               std::tuple(b.segment->edge, b.distance, b.segment->number);
     });
     QList<RoutingPlace> places;
     for (const Hit& hit : hits) {
         if (places.isEmpty() || places.constLast().edge != hit.segment->edge) {
-            places.append(placeOf(hit, point));
+            places.append(placeOf(hit));
         }
     }
     return places;

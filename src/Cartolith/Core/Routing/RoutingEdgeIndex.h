@@ -41,14 +41,15 @@ private:
         RoutingPoint max;
     };
     struct Hit {
-        double square;
+        double distance;
         double along; // 0 to 1 on the segment
+        RoutingPoint position;
         const Segment* segment;
     };
 
     static Hit measure(const Segment& segment, const RoutingPoint& point);
-    static double squareTo(const Box& box, const RoutingPoint& point);
-    RoutingPlace placeOf(const Hit& hit, const RoutingPoint& point) const;
+    static double distanceTo(const Box& box, const RoutingPoint& point);
+    RoutingPlace placeOf(const Hit& hit) const;
     // Calls visit(hit) for segments whose box is at most limit() away, the nearer boxes first.
     template <typename Limit, typename Visit>
     void search(const RoutingPoint& point, Limit limit, Visit visit) const;

@@ -36,11 +36,8 @@ QSet<int> reachable(const Neighbours& neighbours, int from) {
     while (!open.empty()) {
         const int node = open.back();
         open.pop_back();
-        const auto next = neighbours.constFind(node);
-        if (next == neighbours.constEnd()) {
-            continue;
-        }
-        for (const int other : next.value()) {
+        const QList<int> next = neighbours.value(node);
+        for (const int other : next) {
             if (!seen.contains(other)) {
                 seen.insert(other);
                 open.push_back(other);

@@ -3,7 +3,10 @@
 #include <Cartolith/Core/Routing/RoutingCostMetric.h>
 #include <Cartolith/Core/Routing/RoutingPoint.h>
 
+#include <algorithm>
 #include <array>
+#include <bit>
+#include <cstddef>
 #include <cstdint>
 #include <limits>
 #include <memory>
@@ -68,12 +71,64 @@ class KeyHeap {
 public:
     bool isEmpty() const noexcept { return m_keys.empty(); }
     void clear() noexcept { m_keys.clear(); }
-    double leastCost() const noexcept;
-    void push(double cost, int number);
-    std::pair<double, int> pop();
+    double leastCost() const noexcept { return costOf(m_keys.front()); }
+
+    void push(double cost, int number) {
+        const Key key =
+            (static_cast<Key>(std::bit_cast<std::uint64_t>(cost)) << 64) | static_cast<std::uint32_t>(number);
+        std::size_t hole = m_keys.size();
+        m_keys.push_back(key);
+        Key* const keys = m_keys.data();
+        while (hole > 0) {
+            const std::size_t parent = (hole - 1) / 4;
+            if (keys[parent] <= key) {
+                break;
+            }
+            keys[hole] = keys[parent];
+            hole = parent;
+        }
+        keys[hole] = key;
+    }
+
+    std::pair<double, int> pop() {
+        Key* const keys = m_keys.data();
+        const Key least = keys[0];
+        const Key last = m_keys.back();
+        m_keys.pop_back();
+        const std::size_t size = m_keys.size();
+        std::size_t hole = 0;
+        // To the bottom along the smallest children, then up: the last key nearly always belongs down there.
+        for (std::size_t child = 1; child < size; child = 4 * hole + 1) {
+            if (child + 4 <= size) {
+                const std::size_t a = keys[child + 1] < keys[child] ? child + 1 : child;
+                const std::size_t b = keys[child + 3] < keys[child + 2] ? child + 3 : child + 2;
+                child = keys[b] < keys[a] ? b : a;
+            } else {
+                child = static_cast<std::size_t>(std::min_element(keys + child, keys + size) - keys);
+            }
+            keys[hole] = keys[child];
+            hole = child;
+        }
+        while (hole > 0) {
+            const std::size_t parent = (hole - 1) / 4;
+            if (keys[parent] <= last) {
+                break;
+            }
+            keys[hole] = keys[parent];
+            hole = parent;
+        }
+        if (size > 0) {
+            keys[hole] = last;
+        }
+        return {costOf(least), static_cast<int>(static_cast<std::uint32_t>(least))};
+    }
 
 private:
     __extension__ using Key = unsigned __int128;
+
+    static double costOf(Key key) noexcept {
+        return std::bit_cast<double>(static_cast<std::uint64_t>(key >> 64));
+    }
 
     std::vector<Key> m_keys;
 };
