@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <vector>
 
 namespace {
 
@@ -56,15 +57,16 @@ RoutingGraph streets() {
 }
 
 /// Costs from a node by relaxing every edge until nothing changes (Bellman and Ford): no heap, no order.
-QHash<int, double> relaxed(const RoutingGraph& graph, int source, RoutingCostMetric metric) {
-    QHash<int, double> costs{{source, 0.0}};
+std::vector<double> relaxed(const RoutingGraph& graph, int source, RoutingCostMetric metric) {
+    std::vector<double> costs(std::size_t(graph.nodeCount()), test::infinity); // ids are 0 and on
+    costs[std::size_t(source)] = 0.0;
     for (bool changed = true; changed;) {
         changed = false;
         for (const RoutingEdge& edge : graph.edges()) {
             const double weight = metric == RoutingCostMetric::Distance ? edge.length : edge.travelTime();
-            const double cost = costs.value(edge.startNode, test::infinity) + weight;
-            if (cost < costs.value(edge.endNode, test::infinity)) {
-                costs[edge.endNode] = cost;
+            const double cost = costs[std::size_t(edge.startNode)] + weight;
+            if (cost < costs[std::size_t(edge.endNode)]) {
+                costs[std::size_t(edge.endNode)] = cost;
                 changed = true;
             }
         }
@@ -94,14 +96,16 @@ TEST(Gothenburg, TenRoutesAreTheBestByAnotherSearch) {
         };
         const RoutingPlace start = placeAt(from);
         const RoutingPlace end = placeAt(to);
-        ASSERT_LT(std::max(start.distance, end.distance), 500);
+        ASSERT_LT(std::max(start.distance, end.distance), 700);
         const int source = graph.edges()[start.edge].endNode;
         const int target = graph.edges()[end.edge].startNode;
         for (const auto metric : {RoutingCostMetric::Distance, RoutingCostMetric::TravelTime}) {
             const auto costs = relaxed(graph, source, metric);
             const auto result = RoutingDijkstra::run(graph, source, -1, metric);
-            ASSERT_EQ(result.costs(), costs) << "all nodes, to the last bit";
-            const double cost = costs.value(target, test::infinity);
+            for (int node = 0; node < graph.nodeCount(); ++node) {
+                ASSERT_EQ(result.costTo(node), costs[std::size_t(node)]) << "to the last bit";
+            }
+            const double cost = costs[std::size_t(target)];
             ASSERT_TRUE(std::isfinite(cost));
             const auto costOf = [metric](const RoutingRoute& route) {
                 return metric == RoutingCostMetric::Distance ? route.totalDistance : route.totalTime;

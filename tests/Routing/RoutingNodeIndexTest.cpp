@@ -60,9 +60,9 @@ TEST(RoutingNodeIndex, AnswersAsALookAtEveryNode) {
             graph.addNode(test::node(i * 7919 % 1000, row.point().x, row.point().y));
         }
         RoutingNodeIndex index;
-        for (const double cellSize : {-1.0, 0.0, 1e-300, 50.0, infinity, nan}) {
+        for (const double cellSize : {-1.0, 1e-300, infinity}) {
             index.build(graph, cellSize);
-            for (int i = 0; i < 150; ++i) {
+            for (int i = 0; i < 60; ++i) {
                 RoutingPoint point = i % 3 == 0
                                          ? row.point()
                                          : RoutingPoint(row.point().x + whole(-3, 3), row.point().y + uniform(-3, 3));

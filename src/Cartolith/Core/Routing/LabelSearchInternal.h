@@ -12,8 +12,8 @@ struct NoEstimate {
 /// The one search behind all operations. It settles node after node in the order of cost + estimate, the
 /// smaller number first among equals, and hands each to the caller, who says when to stop.
 ///
-/// A key in the heap is stale when its node has a smaller cost by now. Comparing exactly is right: a key that
-/// is larger by a hair could only offer larger costs to neighbours that have smaller ones already, since
+/// A key in the queue is stale when its node has a smaller cost by now. Comparing exactly is right: a key
+/// that is larger by a hair could only offer larger costs to neighbours that have smaller ones already, since
 /// adding one edge's cost to two sums keeps their order, also in rounded arithmetic.
 ///
 /// For the same reason the costs are, without an estimate, exactly the least of the rounded sums over all
@@ -24,7 +24,7 @@ class LabelSearch {
 public:
     LabelSearch(SearchMemory& memory, const ArcRows& rows, int nodeCount, Estimate estimate = {})
         : m_memory(memory), m_first(rows.first.data()), m_arcs(rows.arcs.data()), m_estimate(estimate) {
-        memory.reset(nodeCount);
+        memory.reset(nodeCount, rows.meanCost);
         m_labels = memory.labels.data();
     }
 
@@ -32,14 +32,15 @@ public:
     void start(int node, double cost) { offer(node, {cost, -1, -1}); }
 
     /// The least cost + estimate that is not settled yet; infinite at the end. Stale keys count as well.
-    double bound() const noexcept {
-        return m_memory.heap.isEmpty() ? std::numeric_limits<double>::infinity() : m_memory.heap.leastCost();
+    double bound() {
+        return m_memory.queue.isEmpty() ? std::numeric_limits<double>::infinity()
+                                        : m_memory.queue.leastCost();
     }
 
     /// The node whose turn it is; -1 when nothing is left.
     int next() {
-        while (!m_memory.heap.isEmpty()) {
-            const auto [key, node] = m_memory.heap.pop();
+        while (!m_memory.queue.isEmpty()) {
+            const auto [key, node] = m_memory.queue.pop();
             if (!(key > m_labels[node].cost + m_estimate(node))) {
                 return node;
             }
@@ -74,7 +75,7 @@ private:
             m_memory.reached.push_back(node);
         }
         label = way;
-        m_memory.heap.push(way.cost + m_estimate(node), node);
+        m_memory.queue.push(way.cost + m_estimate(node), node);
         return true;
     }
 

@@ -2,6 +2,7 @@
 #include "SearchTableInternal.h"
 
 #include <algorithm>
+#include <bit>
 #include <cmath>
 
 namespace Cartolith::Core::Routing::Internal {
@@ -67,7 +68,56 @@ int NodeNumbers::numberOf(int id) const noexcept {
     return found != m_ids.end() && *found == id ? static_cast<int>(found - m_ids.begin()) : -1;
 }
 
-void SearchMemory::reset(int nodeCount) {
+void KeyQueue::reset(double meanCost) {
+    const double perCost = bucketsPerMean / meanCost;
+    m_perCost = meanCost > 0.0 && std::isfinite(perCost) ? perCost : 0.0;
+    m_base = 0.0;
+    m_nearEnd = 1.0;
+    m_near.clear();
+    m_far.clear();
+    m_entries.clear();
+    m_free = -1;
+    m_used.fill(0);
+    m_first.fill(-1);
+}
+
+bool KeyQueue::findNear() {
+    while (true) {
+        for (std::size_t word = 0; word < m_used.size(); ++word) {
+            if (m_used[word] == 0) {
+                continue;
+            }
+            const std::size_t bucket = word * 64 + static_cast<std::size_t>(std::countr_zero(m_used[word]));
+            m_used[word] &= m_used[word] - 1;
+            m_nearEnd = static_cast<double>(bucket + 1);
+            for (int entry = m_first[bucket]; entry >= 0;) {
+                Entry& found = m_entries[static_cast<std::size_t>(entry)];
+                m_near.push(found.cost, found.number);
+                const int next = found.next;
+                found.next = m_free;
+                m_free = entry;
+                entry = next;
+            }
+            m_first[bucket] = -1;
+            return true;
+        }
+        if (m_far.empty()) {
+            return false;
+        }
+        // New buckets, from the least of the others on.
+        m_base = std::min_element(m_far.begin(), m_far.end(), [](const Entry& a, const Entry& b) {
+                     return a.cost < b.cost;
+                 })->cost;
+        m_nearEnd = 0.0;
+        std::vector<Entry> waiting;
+        waiting.swap(m_far);
+        for (const Entry& entry : waiting) {
+            push(entry.cost, entry.number);
+        }
+    }
+}
+
+void SearchMemory::reset(int nodeCount, double meanCost) {
     const auto count = static_cast<std::size_t>(nodeCount);
     if (labels.size() != count || reached.size() > count / 8) {
         labels.assign(count, Label());
@@ -77,7 +127,7 @@ void SearchMemory::reset(int nodeCount) {
         }
     }
     reached.clear();
-    heap.clear();
+    queue.reset(meanCost);
 }
 
 SearchTable& SearchTable::of(const RoutingGraph& graph) {
@@ -125,6 +175,7 @@ ArcRows SearchTable::makeRows(RoutingCostMetric metric, double defaultSpeed, boo
         Arc arc;
     };
     std::vector<Entry> entries;
+    double sum = 0.0;
     entries.reserve(static_cast<std::size_t>(edges.size()));
     ArcRows rows;
     rows.first.assign(static_cast<std::size_t>(m_numbers->count()) + 1, 0);
@@ -138,9 +189,11 @@ ArcRows SearchTable::makeRows(RoutingCostMetric metric, double defaultSpeed, boo
             }
             entries.push_back({row, {*cost, other, position}});
             ++rows.first[static_cast<std::size_t>(row)];
+            sum += *cost;
         }
         ++position;
     }
+    rows.meanCost = entries.empty() ? 0.0 : sum / static_cast<double>(entries.size());
     // To the ends of the rows, and back from there, so that each row keeps the order of the list.
     int end = 0;
     for (int& first : rows.first) {

@@ -56,6 +56,7 @@ struct Arc {
 struct ArcRows {
     std::vector<int> first; ///< one more than there are nodes
     std::vector<Arc> arcs;
+    double meanCost = 0.0;
 };
 
 /// What a search has found out about a node.
@@ -97,25 +98,16 @@ public:
         m_keys.pop_back();
         const std::size_t size = m_keys.size();
         std::size_t hole = 0;
-        // To the bottom along the smallest children, then up: the last key nearly always belongs down there.
         for (std::size_t child = 1; child < size; child = 4 * hole + 1) {
-            if (child + 4 <= size) {
-                const std::size_t a = keys[child + 1] < keys[child] ? child + 1 : child;
-                const std::size_t b = keys[child + 3] < keys[child + 2] ? child + 3 : child + 2;
-                child = keys[b] < keys[a] ? b : a;
-            } else {
-                child = static_cast<std::size_t>(std::min_element(keys + child, keys + size) - keys);
+            const std::size_t end = std::min(child + 4, size);
+            for (std::size_t i = child + 1; i < end; ++i) {
+                child = keys[i] < keys[child] ? i : child;
+            }
+            if (last <= keys[child]) {
+                break;
             }
             keys[hole] = keys[child];
             hole = child;
-        }
-        while (hole > 0) {
-            const std::size_t parent = (hole - 1) / 4;
-            if (keys[parent] <= last) {
-                break;
-            }
-            keys[hole] = keys[parent];
-            hole = parent;
         }
         if (size > 0) {
             keys[hole] = last;
@@ -133,14 +125,77 @@ private:
     std::vector<Key> m_keys;
 };
 
+/// A queue of (cost, number) pairs in exactly the order of one KeyHeap, for searches whose keys hardly ever
+/// get smaller. Only the pairs of the lowest bucket of costs are in a heap, which so stays small; the others
+/// lie unsorted in buckets, and what is beyond the last bucket in a list until the buckets are used up.
+///
+/// A pair stays in that list for as many rounds as its edge is 16 mean costs long, so that all edges together
+/// cause no more steps there than a sixteenth of their number.
+class KeyQueue {
+public:
+    /// Empty, for edges of about this cost; 0 and what is not finite make it one heap.
+    void reset(double meanCost);
+    bool isEmpty() noexcept { return m_near.isEmpty() && !findNear(); }
+    /// The queue is not empty.
+    double leastCost() noexcept { return m_near.leastCost(); }
+
+    void push(double cost, int number) {
+        const double bucket = (cost - m_base) * m_perCost;
+        if (bucket < m_nearEnd) {
+            m_near.push(cost, number);
+        } else if (bucket < bucketCount) {
+            insert(static_cast<std::size_t>(bucket), cost, number);
+        } else {
+            m_far.push_back({cost, number, -1});
+        }
+    }
+    /// After isEmpty() said no.
+    std::pair<double, int> pop() { return m_near.pop(); }
+
+private:
+    static constexpr int bucketCount = 4096;
+    static constexpr double bucketsPerMean = 256.0;
+
+    struct Entry {
+        double cost;
+        int number;
+        int next; ///< in the same bucket, or among the free entries; -1 ends it
+    };
+
+    void insert(std::size_t bucket, double cost, int number) {
+        int entry = m_free;
+        if (entry < 0) {
+            entry = static_cast<int>(m_entries.size());
+            m_entries.emplace_back();
+        } else {
+            m_free = m_entries[static_cast<std::size_t>(entry)].next;
+        }
+        m_entries[static_cast<std::size_t>(entry)] = {cost, number, m_first[bucket]};
+        m_first[bucket] = entry;
+        m_used[bucket / 64] |= std::uint64_t(1) << (bucket % 64);
+    }
+    /// Fills the heap with the next bucket; false when nothing is left.
+    bool findNear();
+
+    KeyHeap m_near;
+    double m_base = 0.0; ///< the cost at which bucket 0 begins
+    double m_perCost = 0.0;
+    double m_nearEnd = 1.0; ///< the first bucket that is not in the heap
+    std::array<int, bucketCount> m_first{};
+    std::array<std::uint64_t, bucketCount / 64> m_used{}; ///< a bit for each bucket that holds something
+    std::vector<Entry> m_entries;
+    int m_free = -1;
+    std::vector<Entry> m_far;
+};
+
 /// Memory of a search, kept from one to the next.
 struct SearchMemory {
     std::vector<Label> labels;
     std::vector<int> reached; ///< the nodes whose labels are set
-    KeyHeap heap;
+    KeyQueue queue;
 
-    /// No label set, for so many nodes. Costs what the last search reached.
-    void reset(int nodeCount);
+    /// No label set, for so many nodes and edges of such a cost. Costs what the last search reached.
+    void reset(int nodeCount, double meanCost);
 };
 
 /// A graph's edges as a search wants them. Made when first asked for, and dropped when the graph changes.
