@@ -13,6 +13,7 @@ int themes(const QStringList& arguments);
 int overlay(const QStringList& arguments);
 int buffer(const QStringList& arguments);
 int check(const QStringList& arguments);
+int route(const QStringList& arguments);
 
 QString renderHelp();
 QString infoHelp();
@@ -20,5 +21,6 @@ QString themesHelp();
 QString overlayHelp();
 QString bufferHelp();
 QString checkHelp();
+QString routeHelp();
 
 } // namespace Commands

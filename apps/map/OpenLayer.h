@@ -20,17 +20,14 @@ class GisLayerVector;
 /// Opens the layer with a progress bar on the terminal. \throws std::runtime_error as the layer's open() does
 void openWithProgress(Cartolith::Core::Layers::GisLayerOgrVector& layer);
 
-<<<<<<< HEAD
 /// Reads a layer (the first when no name is given) and takes it into the coordinate system, unless that is
 /// null or its own. \throws std::runtime_error when it cannot be read or transformed
 std::unique_ptr<Cartolith::Core::Layers::GisLayerVector>
 openIn(const std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem>& system,
        const QString& file, const QString& layerName, StepLog& log);
-=======
 /// Whether to read the source as a raster: it is one, and holds no vector layers. False when GDAL knows it as
 /// neither; opening it says why.
 bool isRasterFile(const QString& path);
->>>>>>> raster
 
 /// "177 shapes (Polygon), 10 fields, 2 without a usable geometry".
 QString summary(const Cartolith::Core::Layers::GisLayerOgrVector& layer);

@@ -108,3 +108,11 @@ GisShapePoint Projection::fromLonLat(const GisShapePoint& place, const Coordinat
     }
     return CoordinateTransformer(*degrees, *map).transform(place);
 }
+
+GisShapePoint Projection::toLonLat(const GisShapePoint& place, const CoordinateSystem& map) {
+    const auto degrees = CoordinateSystemFactory::fromEpsg(4326);
+    if (degrees == nullptr) {
+        throw std::runtime_error("PROJ does not know EPSG:4326");
+    }
+    return CoordinateTransformer(map, *degrees).transform(place);
+}

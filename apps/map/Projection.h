@@ -43,4 +43,9 @@ Cartolith::Core::Shapes::GisShapePoint
 fromLonLat(const Cartolith::Core::Shapes::GisShapePoint& place,
            const Cartolith::Core::CoordinateSystems::CoordinateSystem* map);
 
+/// The way back: the map's units to longitude and latitude in degrees.
+Cartolith::Core::Shapes::GisShapePoint
+toLonLat(const Cartolith::Core::Shapes::GisShapePoint& place,
+         const Cartolith::Core::CoordinateSystems::CoordinateSystem& map);
+
 } // namespace Projection

@@ -24,6 +24,7 @@ const char* const help = R"(cartolith-map: maps from the command line
   cartolith-map overlay A B -o OUT       union, intersection, difference of two layers of areas
   cartolith-map buffer FILE -o OUT       what lies within a distance of the features
   cartolith-map check FILE               find what is wrong with the shapes, and mend it
+  cartolith-map route FILE -o PICTURE    find and draw a way along streets
   cartolith-map COMMAND --help           options and examples of a command
   cartolith-map --version
 
@@ -42,6 +43,7 @@ constexpr Command commands[] = {
     {"render", Commands::render, Commands::renderHelp}, {"info", Commands::info, Commands::infoHelp},
     {"themes", Commands::themes, Commands::themesHelp}, {"overlay", Commands::overlay, Commands::overlayHelp},
     {"buffer", Commands::buffer, Commands::bufferHelp}, {"check", Commands::check, Commands::checkHelp},
+    {"route", Commands::route, Commands::routeHelp},
 };
 
 int run(const QStringList& arguments) {

@@ -1,0 +1,273 @@
+#include "Arguments.h"
+#include "Commands.h"
+#include "MapSheet.h"
+#include "OpenLayer.h"
+#include "PictureFile.h"
+#include "Projection.h"
+#include "StepLog.h"
+#include "StreetNetwork.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Routing/RoutingNetworkReport.h>
+#include <Cartolith/Core/Routing/RoutingSearch.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+
+#include <QCommandLineParser>
+#include <QFileInfo>
+
+#include <cmath>
+#include <cstdio>
+#include <memory>
+
+using namespace Cartolith::Core;
+using Layers::GisLayerStyle;
+using Layers::GisLayerVector;
+using Routing::RoutingCostMetric;
+using Routing::RoutingPlace;
+using Routing::RoutingRoute;
+using Shapes::GisShapePoint;
+
+namespace {
+
+const char* const help = R"(cartolith-map route: find and draw a way along streets
+
+  cartolith-map route FILE --from LON,LAT --to LON,LAT -o PICTURE [options]
+
+  --from LON,LAT            where the route starts (degrees); the nearest place on a street counts
+  --to LON,LAT              where it ends
+  --metric METRIC           what is made least: time (the default) or distance
+  -o, --output PICTURE      the picture to write; its ending tells the format (.png, .jpg, .bmp)
+  --layer NAME              the layer of FILE; the first when not given
+  --crs CRS                 find and draw the route in this coordinate system, which has to be in metres; around the
+                            middle of the data when not given
+  --size WxH                pixels, 1600x900 when not given
+  --title TEXT              a title above the map
+  --note TEXT               a line below the map, such as the source
+  --whole                   draw all streets, not just those around the route
+  --quiet                   print the route alone, not what was done
+
+Prints the distance, the time and the streets in order, with the turn into each. The fields highway, maxspeed (km/h
+when no unit is given), oneway (yes, no, -1) and name of the streets are read where they are there.
+
+Example
+  cartolith-map route data/gothenburg-roads.gpkg --from 11.9735,57.7089 --to 11.9335,57.6993 -o route.png
+)";
+
+struct RouteOptions {
+    QString file;
+    QString output;
+    QString layer;
+    QString crs;
+    GisShapePoint from;
+    GisShapePoint to;
+    RoutingCostMetric metric = RoutingCostMetric::TravelTime;
+    MapSheet::Options sheet;
+    bool whole = false;
+    bool quiet = false;
+};
+
+RouteOptions parse(const QStringList& arguments) {
+    QCommandLineParser parser;
+    parser.addOptions({{{"o", "output"}, "", "picture"},
+                       {"from", "", "lon,lat"},
+                       {"to", "", "lon,lat"},
+                       {"metric", "", "metric"},
+                       {"layer", "", "name"},
+                       {"crs", "", "crs"},
+                       {"size", "", "WxH"},
+                       {"title", "", "text"},
+                       {"note", "", "text"},
+                       {"whole", ""},
+                       {"quiet", ""}});
+    if (!parser.parse(QStringList{QStringLiteral("route")} + arguments)) {
+        throw UsageError(parser.errorText());
+    }
+    if (parser.positionalArguments().size() != 1) {
+        throw UsageError(QStringLiteral("route wants one FILE"));
+    }
+    for (const char* const place : {"from", "to"}) {
+        if (!parser.isSet(place)) {
+            throw UsageError(QStringLiteral("route wants --%1 LON,LAT").arg(place));
+        }
+    }
+    RouteOptions options;
+    options.file = parser.positionalArguments().constFirst();
+    options.output = parser.value("output");
+    PictureFile::checkName(QStringLiteral("route"), options.output);
+    options.layer = parser.value("layer");
+    options.crs = parser.value("crs");
+    options.from = Arguments::lonLat("from", parser.value("from"));
+    options.to = Arguments::lonLat("to", parser.value("to"));
+    const QString metric = parser.isSet("metric") ? parser.value("metric") : QStringLiteral("time");
+    if (metric != QLatin1String("time") && metric != QLatin1String("distance")) {
+        throw UsageError(QStringLiteral("--metric wants time or distance, not '%1'").arg(metric));
+    }
+    options.metric =
+        metric == QLatin1String("time") ? RoutingCostMetric::TravelTime : RoutingCostMetric::Distance;
+    if (parser.isSet("size")) {
+        options.sheet.size = Arguments::size(parser.value("size"));
+    }
+    options.sheet.title = parser.value("title");
+    options.sheet.note = parser.value("note");
+    options.sheet.graticule = false; // no sea around streets
+    options.whole = parser.isSet("whole");
+    options.quiet = parser.isSet("quiet");
+    return options;
+}
+
+/// The streets in metres: as they are when they are in metres already, else on a plane around their middle.
+Projection::Result inMetres(const GisLayerVector& source, QString crs) {
+    if (crs.isEmpty()) {
+        const auto system = source.coordinateSystem();
+        if (system == nullptr) {
+            throw std::runtime_error("the file does not say its coordinate system, so lengths are unknown");
+        }
+        const GisShapePoint lonLat = Projection::toLonLat(source.extent().center(), *system);
+        crs = QStringLiteral("+proj=tmerc +lat_0=%1 +lon_0=%2 +k=1 +datum=WGS84 +units=m +type=crs")
+                  .arg(lonLat.y(), 0, 'f', 6)
+                  .arg(lonLat.x(), 0, 'f', 6);
+    }
+    Projection::Result result = Projection::project(source, crs);
+    if (result.layer->coordinateSystem()->metersPerUnit() != 1.0) {
+        throw std::runtime_error(QStringLiteral("'%1' is not in metres").arg(crs).toStdString());
+    }
+    return result;
+}
+
+RoutingPlace placeAt(const StreetNetwork& network, const QString& option, const GisShapePoint& at) {
+    const RoutingPlace place = network.edges().nearestEdge({at.x(), at.y()});
+    if (!place.found()) {
+        throw std::runtime_error(
+            QStringLiteral("there is no street near the place of --%1").arg(option).toStdString());
+    }
+    if (place.distance > 100.0) {
+        std::fprintf(stderr, "cartolith-map: the nearest street is %.0f m from the place of --%s\n",
+                     place.distance, qPrintable(option));
+    }
+    return place;
+}
+
+QString turnText(double turn) {
+    const double angle = std::abs(turn);
+    if (angle < 20.0) {
+        return QStringLiteral("straight on");
+    }
+    if (angle > 160.0) {
+        return QStringLiteral("turn round");
+    }
+    const QString side = turn > 0.0 ? QStringLiteral("left") : QStringLiteral("right");
+    return angle < 50.0 ? QStringLiteral("bear ") + side : QStringLiteral("turn ") + side;
+}
+
+QString metres(double distance) {
+    return distance < 1000.0 ? QStringLiteral("%1 m").arg(std::round(distance))
+                             : QStringLiteral("%1 km").arg(distance / 1000.0, 0, 'f', 1);
+}
+
+void print(const RoutingRoute& route) {
+    std::printf("%s, %.1f minutes\n", qPrintable(metres(route.totalDistance)), route.totalTime / 60.0);
+    bool first = true;
+    for (const Routing::RoutingLeg& leg : route.legs) {
+        const QString name = leg.name.isEmpty() ? QStringLiteral("(no name)") : leg.name;
+        std::printf("  %-12s %8s  %s\n", first ? "start on" : qPrintable(turnText(leg.turn)),
+                    qPrintable(metres(leg.distance)), name.toUtf8().constData());
+        first = false;
+    }
+}
+
+GisLayerStyle lineStyle(const QString& colour, float width) {
+    GisLayerStyle style;
+    style.setLineColor(colour);
+    style.setLineWidth(width);
+    return style;
+}
+
+/// A layer of one shape, drawn in one style.
+std::unique_ptr<GisLayerVector> layerOf(std::unique_ptr<Shapes::GisShape> shape, const GisLayerStyle& style) {
+    auto layer = GisLayerVector::createInMemory(QStringLiteral("route"), shape->shapeType(), {});
+    layer->addShape(std::move(shape));
+    layer->style() = style;
+    return layer;
+}
+
+std::unique_ptr<GisLayerVector> routeLayer(const RoutingRoute& route, const GisLayerStyle& style) {
+    auto line = std::make_unique<Shapes::GisShapePolyline>();
+    QList<GisShapePoint> part;
+    for (const Routing::RoutingPoint& point : route.geometry) {
+        part.append(GisShapePoint(point.x, point.y));
+    }
+    line->parts().append(part);
+    return layerOf(std::move(line), style);
+}
+
+std::unique_ptr<GisLayerVector> markLayer(const RoutingPlace& place, const QString& colour, float size) {
+    GisLayerStyle style = lineStyle(QStringLiteral("#FFFFFF"), 2.0F);
+    style.setPointColor(colour);
+    style.setPointSize(size);
+    return layerOf(std::make_unique<GisShapePoint>(place.position.x, place.position.y), style);
+}
+
+} // namespace
+
+QString Commands::routeHelp() {
+    return QString::fromUtf8(help);
+}
+
+int Commands::route(const QStringList& arguments) {
+    const RouteOptions options = parse(arguments);
+    StepLog log(options.quiet);
+
+    Layers::GisLayerOgrVector source(options.file, options.layer);
+    openWithProgress(source);
+    log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(source)));
+    const auto projected = inMetres(source, options.crs);
+    GisLayerVector& streets = *projected.layer;
+    log.done("reproject", QStringLiteral("%1 shapes to %2, %3 left out")
+                              .arg(QString::number(streets.count()),
+                                   options.crs.isEmpty() ? QStringLiteral("a plane around their middle")
+                                                         : streets.coordinateSystem()->name(),
+                                   QString::number(projected.leftOut)));
+    const StreetNetwork network(streets);
+    log.done("network", network.summary());
+
+    const RoutingPlace from =
+        placeAt(network, "from", Projection::fromLonLat(options.from, streets.coordinateSystem().get()));
+    const RoutingPlace to =
+        placeAt(network, "to", Projection::fromLonLat(options.to, streets.coordinateSystem().get()));
+    const RoutingRoute route =
+        Routing::RoutingSearch::routeBetween(network.graph(), from, to, options.metric);
+    if (!route.success) {
+        const auto& edges = network.graph().edges();
+        const QString why = Routing::RoutingNetworkReport::whyNoRoute(
+            network.graph(), edges.at(from.edge).endNode, edges.at(to.edge).startNode);
+        throw std::runtime_error((route.message + QLatin1Char(' ') + why).trimmed().toStdString());
+    }
+    log.done("route", QStringLiteral("%1 edges, %2 points").arg(route.edgePath.size()).arg(route.size()));
+    print(route);
+
+    streets.style() = lineStyle(QStringLiteral("#B9C3C9"), 1.2F);
+    const auto casing = routeLayer(route, lineStyle(QStringLiteral("#FFFFFF"), 8.0F));
+    const auto way = routeLayer(route, lineStyle(QStringLiteral("#D1495B"), 4.5F));
+    const auto start = markLayer(from, QStringLiteral("#2E7D32"), 16.0F);
+    const auto end = markLayer(to, QStringLiteral("#1F3A5F"), 16.0F);
+    Shapes::GisExtent extent = streets.extent();
+    if (!options.whole) {
+        extent = way->extent().expand(start->extent()).expand(end->extent());
+        const double air = std::max({extent.width() * 0.15, extent.height() * 0.15, 100.0});
+        extent = extent.inflate(air, air);
+    }
+    streets.buildSpatialIndex();
+    const MapSheet sheet(options.sheet, extent, streets.coordinateSystem());
+    QList<MapSheet::Content> contents;
+    for (GisLayerVector* const layer : {&streets, casing.get(), way.get(), start.get(), end.get()}) {
+        const auto shapes = MapPainter::visibleShapes(*layer, sheet.view());
+        contents.append({shapes, MapPainter::stylesFor(*layer, shapes)});
+    }
+    const QImage image = sheet.draw(contents);
+    log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
+    PictureFile::save(image, options.output);
+    log.done("write",
+             QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
+    return 0;
+}

@@ -1,0 +1,116 @@
+#include "RoutingDijkstraResult.h"
+
+#include "ReachedNodesInternal.h"
+#include "RoutingGraph.h"
+
+#include <algorithm>
+#include <limits>
+
+namespace Cartolith::Core::Routing {
+
+namespace Internal {
+
+ReachedNodes::ReachedNodes(const SearchTable& table, SearchMemory& memory)
+    : numbers(table.sharedNumbers()), edges(table.graph().edges().constData()),
+      count(static_cast<int>(memory.reached.size())) {
+    if (memory.reached.size() > memory.labels.size() / 8) {
+        all = std::move(memory.labels);
+        memory.labels.clear(); // moved from: the next search makes new ones
+        return;
+    }
+    some.reserve(memory.reached.size());
+    for (const int number : memory.reached) {
+        some.emplace_back(number, memory.labels[static_cast<std::size_t>(number)]);
+    }
+    std::sort(some.begin(), some.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+}
+
+const Label* ReachedNodes::find(int id) const {
+    const int number = numbers->numberOf(id);
+    if (number < 0) {
+        return nullptr;
+    }
+    if (!all.empty()) {
+        const Label& label = all[static_cast<std::size_t>(number)];
+        return label.cost < std::numeric_limits<double>::infinity() ? &label : nullptr;
+    }
+    const auto found = std::lower_bound(some.begin(), some.end(), number,
+                                        [](const auto& entry, int wanted) { return entry.first < wanted; });
+    return found != some.end() && found->first == number ? &found->second : nullptr;
+}
+
+} // namespace Internal
+
+RoutingDijkstraResult::RoutingDijkstraResult(int source) : m_source(source) {}
+
+RoutingDijkstraResult::RoutingDijkstraResult(int source, QHash<int, double> costs,
+                                             QHash<int, int> previousNodes,
+                                             QHash<int, const RoutingEdge*> previousEdges)
+    : m_source(source), m_costs(std::move(costs)), m_previousNodes(std::move(previousNodes)),
+      m_previousEdges(std::move(previousEdges)) {}
+
+RoutingDijkstraResult::RoutingDijkstraResult(int source,
+                                             std::shared_ptr<const Internal::ReachedNodes> reached)
+    : m_source(source), m_reached(std::move(reached)), m_hasTables(false) {}
+
+double RoutingDijkstraResult::costTo(int node) const {
+    constexpr double infinity = std::numeric_limits<double>::infinity();
+    if (m_reached == nullptr) {
+        return m_costs.value(node, infinity);
+    }
+    const Internal::Label* const label = m_reached->find(node);
+    return label != nullptr ? label->cost : infinity;
+}
+
+bool RoutingDijkstraResult::hasPathTo(int node) const {
+    return m_reached == nullptr ? m_costs.contains(node) : m_reached->find(node) != nullptr;
+}
+
+std::optional<int> RoutingDijkstraResult::previousOf(int node) const {
+    if (m_reached == nullptr) {
+        const auto found = m_previousNodes.constFind(node);
+        return found != m_previousNodes.constEnd() ? std::optional<int>(found.value()) : std::nullopt;
+    }
+    const Internal::Label* const label = m_reached->find(node);
+    return label != nullptr && label->previous >= 0
+               ? std::optional<int>(m_reached->numbers->idOf(label->previous))
+               : std::nullopt;
+}
+
+int RoutingDijkstraResult::reachedCount() const {
+    return m_reached == nullptr ? static_cast<int>(m_costs.size()) : m_reached->count;
+}
+
+void RoutingDijkstraResult::makeTables() const {
+    if (m_hasTables) {
+        return;
+    }
+    m_costs.reserve(m_reached->count);
+    m_previousNodes.reserve(m_reached->count);
+    m_previousEdges.reserve(m_reached->count);
+    m_reached->forEach([this](int id, const Internal::Label& label) {
+        m_costs.insert(id, label.cost);
+        if (label.previous >= 0) {
+            m_previousNodes.insert(id, m_reached->numbers->idOf(label.previous));
+            m_previousEdges.insert(id, m_reached->edges + label.edge);
+        }
+    });
+    m_hasTables = true;
+}
+
+const QHash<int, double>& RoutingDijkstraResult::costs() const {
+    makeTables();
+    return m_costs;
+}
+
+const QHash<int, int>& RoutingDijkstraResult::previousNodes() const {
+    makeTables();
+    return m_previousNodes;
+}
+
+const QHash<int, const RoutingEdge*>& RoutingDijkstraResult::previousEdges() const {
+    makeTables();
+    return m_previousEdges;
+}
+
+} // namespace Cartolith::Core::Routing

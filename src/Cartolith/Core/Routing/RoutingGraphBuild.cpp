@@ -1,0 +1,87 @@
+// Networks from lines.
+
+#include "RoutingGraph.h"
+#include "SnapCellInternal.h"
+
+#include <algorithm>
+
+namespace Cartolith::Core::Routing {
+
+using Internal::SnapCell;
+
+double RoutingGraph::polylineLength(const QList<RoutingPoint>& line) {
+    double length = 0.0;
+    for (qsizetype i = 1; i < line.size(); ++i) {
+        length += line.at(i - 1).distanceTo(line.at(i));
+    }
+    return length;
+}
+
+QString RoutingGraph::snapKey(const RoutingPoint& point, double tolerance) {
+    const SnapCell cell(point, tolerance);
+    return QStringLiteral("%1_%2").arg(cell.x).arg(cell.y);
+}
+
+int RoutingGraph::findOrCreateNode(const RoutingPoint& point, double tolerance, QHash<QString, int>& keys) {
+    const QString key = snapKey(point, tolerance);
+    const auto known = keys.constFind(key);
+    if (known != keys.constEnd()) {
+        return known.value();
+    }
+    RoutingNode node;
+    node.position = point;
+    return keys.insert(key, addNode(node)).value();
+}
+
+void RoutingGraph::buildFromPolylines(const QList<QList<RoutingPoint>>& lines,
+                                      const QList<QMap<QString, QVariant>>& attributes, double tolerance,
+                                      bool bidirectional) {
+    tolerance = Internal::usableTolerance(tolerance);
+    clear();
+    m_edges.reserve(lines.size() * (bidirectional ? 2 : 1));
+    m_nextOut.reserve(m_edges.capacity());
+    // The cells themselves are the keys here: writing them as text would take most of the time.
+    QHash<SnapCell, int> nodeOfCell;
+    nodeOfCell.reserve(lines.size());
+    m_nodes.reserve(lines.size());
+    m_outEdges.reserve(lines.size());
+    const auto nodeAt = [&](const RoutingPoint& point) {
+        const SnapCell cell(point, tolerance);
+        const auto known = nodeOfCell.constFind(cell);
+        if (known != nodeOfCell.constEnd()) {
+            return known.value();
+        }
+        RoutingNode node;
+        node.position = point;
+        return nodeOfCell.insert(cell, addNode(node)).value();
+    };
+    for (qsizetype i = 0; i < lines.size(); ++i) {
+        const QList<RoutingPoint>& line = lines.at(i);
+        if (line.size() < 2) {
+            continue;
+        }
+        RoutingEdge edge;
+        edge.startNode = nodeAt(line.constFirst());
+        edge.endNode = nodeAt(line.constLast());
+        edge.length = polylineLength(line);
+        edge.geometry = line;
+        edge.attributes = attributes.value(i);
+        const auto speed = edge.attributes.constFind(QStringLiteral("SPEED"));
+        if (speed != edge.attributes.constEnd()) {
+            edge.speed = speed.value().toDouble();
+        }
+        const auto name = edge.attributes.constFind(QStringLiteral("AD"));
+        if (name != edge.attributes.constEnd()) {
+            const QVariant value = name.value();
+            edge.attributes.insert(QStringLiteral("name"), value);
+        }
+        addEdge(edge);
+        if (bidirectional && edge.startNode != edge.endNode) {
+            std::swap(edge.startNode, edge.endNode);
+            std::reverse(edge.geometry.begin(), edge.geometry.end());
+            addEdge(std::move(edge));
+        }
+    }
+}
+
+} // namespace Cartolith::Core::Routing
