@@ -8,13 +8,15 @@
 #include <QHash>
 #include <QMutex>
 #include <QMutexLocker>
-#include <QSaveFile>
 #include <QThread>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <fcntl.h>
 #include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
 
 namespace Cartolith::Core::Common {
 
@@ -64,7 +66,9 @@ bool createWithHeader(const QString& path) {
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
         return false;
     }
-    const bool written = file.write(Internal::logHeader) == Internal::logHeader.size() && file.flush();
+    const bool written =
+        file.write(Internal::logHeader.data(), Internal::logHeader.size()) == Internal::logHeader.size() &&
+        file.flush();
     file.close();
     const bool placed = written && QFile::rename(aside, path);
     if (!placed) {
@@ -73,27 +77,33 @@ bool createWithHeader(const QString& path) {
     return placed;
 }
 
+/// By the system's calls: what matters is that the record is one write at whatever is the end of the file
+/// then. Never waits for the reader of a pipe.
 void append(const QString& path, QByteArray record) {
     if (!QFile::exists(path)) {
         createWithHeader(path);
     }
-    QFile file(path);
-    const bool isNew = !file.exists();
-    // Unbuffered, so that the record is one write at whatever is the end of the file then.
-    if (!file.open(QIODevice::WriteOnly | QIODevice::Append | QIODevice::Text | QIODevice::Unbuffered)) {
+    const bool isNew = !QFile::exists(path);
+    constexpr mode_t permissions = 0666; // less the process's mask
+    const int file = ::open(QFile::encodeName(path).constData(),
+                            O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, permissions);
+    if (file < 0) {
         return;
     }
     if (isNew) {
-        record.prepend(Internal::logHeader);
+        record.prepend(Internal::logHeader.data(), Internal::logHeader.size());
     }
-    const qint64 written = file.write(record);
-    if (written > 0 && written < record.size()) {
+    const auto size = static_cast<std::size_t>(record.size());
+    const ssize_t written = ::write(file, record.constData(), size);
+    if (written > 0 && static_cast<std::size_t>(written) < size) {
         // The disk is full. What got in goes again, unless somebody else has written behind it.
-        const qint64 end = file.pos();
-        if (file.size() == end) {
-            file.resize(end - written);
+        const off_t end = ::lseek(file, 0, SEEK_CUR);
+        struct stat now {};
+        if (end >= written && ::fstat(file, &now) == 0 && now.st_size == end) {
+            (void)!::ftruncate(file, end - written);
         }
     }
+    ::close(file);
 }
 
 } // namespace
