@@ -10,9 +10,11 @@ namespace Commands {
 int render(const QStringList& arguments);
 int info(const QStringList& arguments);
 int themes(const QStringList& arguments);
+int log(const QStringList& arguments);
 
 QString renderHelp();
 QString infoHelp();
 QString themesHelp();
+QString logHelp();
 
 } // namespace Commands

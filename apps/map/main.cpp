@@ -3,12 +3,15 @@
 #include "Arguments.h"
 #include "Commands.h"
 
+#include <Cartolith/Core/Common/Logger.h>
 #include <Cartolith/Core/Version.h>
 
 #include <QGuiApplication>
 
 #include <cstdio>
 #include <exception>
+
+using namespace Cartolith::Core;
 
 namespace {
 
@@ -21,8 +24,10 @@ const char* const help = R"(cartolith-map: maps from the command line
   cartolith-map render FILE -o PICTURE   draw a layer of FILE as a map
   cartolith-map info FILE                say what is in FILE
   cartolith-map themes -o PICTURE        draw the built-in themes
+  cartolith-map log summary FILE         what a log says; log compare A B: was B slower
   cartolith-map COMMAND --help           options and examples of a command
   cartolith-map --version
+  cartolith-map --log FILE COMMAND ...   append a record of each long step to FILE, tab-separated
 
 FILE is anything OGR opens: GeoPackage, Shapefile, GeoJSON, FlatGeobuf, CSV with WKT, ...
 
@@ -39,9 +44,25 @@ constexpr Command commands[] = {
     {"render", Commands::render, Commands::renderHelp},
     {"info", Commands::info, Commands::infoHelp},
     {"themes", Commands::themes, Commands::themesHelp},
+    {"log", Commands::log, Commands::logHelp},
 };
 
-int run(const QStringList& arguments) {
+/// Takes --log FILE, which stands before the command, out of the arguments.
+void turnLogOn(QStringList& arguments) {
+    if (arguments.value(1) != QLatin1String("--log")) {
+        return;
+    }
+    const QString path = arguments.value(2);
+    if (path.isEmpty()) {
+        throw UsageError(QStringLiteral("--log wants a FILE"));
+    }
+    Common::Logger::setLogPath(path);
+    Common::Logger::setMode(Common::LoggingMode::Verbose);
+    arguments.remove(1, 2);
+}
+
+int run(QStringList arguments) {
+    turnLogOn(arguments);
     const QString command = arguments.value(1);
     const QStringList rest = arguments.mid(2);
     const bool wantsHelp = rest.contains(QStringLiteral("--help")) || rest.contains(QStringLiteral("-h"));

@@ -1,3 +1,5 @@
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Common/LogTextInternal.h>
 #include <Cartolith/Core/Common/Logger.h>
 
@@ -107,6 +109,10 @@ void append(const QString& path, QByteArray record) {
 }
 
 } // namespace
+
+bool Internal::isLogVerbose() noexcept {
+    return verboseFlag();
+}
 
 LoggingMode Logger::mode() {
     const QMutexLocker lock(&state().mutex);
@@ -250,7 +256,7 @@ void Logger::writeLoadMetrics(const QList<LoadMetric>& metrics) {
         if (!batch.isEmpty()) {
             fields.append({QStringLiteral("batch"), batch});
         }
-        write({QStringLiteral("load"), metric.event, LogLevel::Info, metric.elapsedMs, fields});
+        write({QLatin1String(LogChannels::load), metric.event, LogLevel::Info, metric.elapsedMs, fields});
     }
 }
 
@@ -274,6 +280,10 @@ void Logger::writeLogSummary(const LogSummary& summary, const QString& path) {
 
 void Logger::writeLogComparison(const LogComparison& comparison, const QString& path) {
     Internal::writeTable(comparison.table(), path);
+}
+
+QByteArray Logger::alignedText(const QList<QStringList>& rows) {
+    return Internal::alignedTextOf(rows);
 }
 
 void Logger::writeTsv(const QString& path, const QList<QStringList>& rows) {

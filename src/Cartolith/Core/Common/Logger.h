@@ -5,6 +5,7 @@
 #include <Cartolith/Core/Common/LogSummary.h>
 #include <Cartolith/Core/Export.h>
 
+#include <QByteArray>
 #include <QList>
 #include <QString>
 #include <QStringList>
@@ -76,8 +77,8 @@ public:
     /// "trace", "debug", "info", "warning" or "error"; "info" for any other value.
     static QString logLevelText(LogLevel level);
 
-    /// Reports one timed step of loading, as an info record of the channel "load": the event, its time, what
-    /// was loaded and how many things there were (field "count", left out when negative).
+    /// Reports one timed step of loading, as an info record of the channel "library.load": the event, its
+    /// time, what was loaded and how many things there were (field "count", left out when negative).
     static void writeLoadMetric(const QString& event, qint64 elapsedMs, const QString& what, qint64 count);
     /// Several, in order; those of one list carry the same field "batch".
     struct LoadMetric {
@@ -101,6 +102,8 @@ public:
     static void writeLogSummary(const LogSummary& summary, const QString& path);
     static void writeLogComparison(const LogComparison& comparison, const QString& path);
 
+    /// The rows as text with columns of the same width, numbers to the right, in UTF-8.
+    static QByteArray alignedText(const QList<QStringList>& rows);
     /// The rows with tabs between their cells, which are made safe. The file appears when it is complete.
     /// \throws std::runtime_error "Cannot write '...': ..."
     static void writeTsv(const QString& path, const QList<QStringList>& rows);
