@@ -14,6 +14,7 @@ int overlay(const QStringList& arguments);
 int buffer(const QStringList& arguments);
 int check(const QStringList& arguments);
 int route(const QStringList& arguments);
+int log(const QStringList& arguments);
 
 QString renderHelp();
 QString infoHelp();
@@ -22,5 +23,6 @@ QString overlayHelp();
 QString bufferHelp();
 QString checkHelp();
 QString routeHelp();
+QString logHelp();
 
 } // namespace Commands

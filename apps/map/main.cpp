@@ -3,12 +3,15 @@
 #include "Arguments.h"
 #include "Commands.h"
 
+#include <Cartolith/Core/Common/Logger.h>
 #include <Cartolith/Core/Version.h>
 
 #include <QGuiApplication>
 
 #include <cstdio>
 #include <exception>
+
+using namespace Cartolith::Core;
 
 namespace {
 
@@ -25,8 +28,10 @@ const char* const help = R"(cartolith-map: maps from the command line
   cartolith-map buffer FILE -o OUT       what lies within a distance of the features
   cartolith-map check FILE               find what is wrong with the shapes, and mend it
   cartolith-map route FILE -o PICTURE    find and draw a way along streets
+  cartolith-map log summary FILE         what a log says; log compare A B: was B slower
   cartolith-map COMMAND --help           options and examples of a command
   cartolith-map --version
+  cartolith-map --log FILE COMMAND ...   append a record of each long step to FILE, tab-separated
 
 FILE is anything GDAL opens: GeoPackage, Shapefile, GeoJSON, FlatGeobuf, CSV with WKT, ...; GeoTIFF, VRT, PNG, JPEG, ...
 
@@ -43,10 +48,27 @@ constexpr Command commands[] = {
     {"render", Commands::render, Commands::renderHelp}, {"info", Commands::info, Commands::infoHelp},
     {"themes", Commands::themes, Commands::themesHelp}, {"overlay", Commands::overlay, Commands::overlayHelp},
     {"buffer", Commands::buffer, Commands::bufferHelp}, {"check", Commands::check, Commands::checkHelp},
-    {"route", Commands::route, Commands::routeHelp},
+    {"route", Commands::route, Commands::routeHelp},    {"render", Commands::render, Commands::renderHelp},
+    {"info", Commands::info, Commands::infoHelp},       {"themes", Commands::themes, Commands::themesHelp},
+    {"log", Commands::log, Commands::logHelp},
 };
 
-int run(const QStringList& arguments) {
+/// Takes --log FILE, which stands before the command, out of the arguments.
+void turnLogOn(QStringList& arguments) {
+    if (arguments.value(1) != QLatin1String("--log")) {
+        return;
+    }
+    const QString path = arguments.value(2);
+    if (path.isEmpty()) {
+        throw UsageError(QStringLiteral("--log wants a FILE"));
+    }
+    Common::Logger::setLogPath(path);
+    Common::Logger::setMode(Common::LoggingMode::Verbose);
+    arguments.remove(1, 2);
+}
+
+int run(QStringList arguments) {
+    turnLogOn(arguments);
     const QString command = arguments.value(1);
     const QStringList rest = arguments.mid(2);
     const bool wantsHelp = rest.contains(QStringLiteral("--help")) || rest.contains(QStringLiteral("-h"));

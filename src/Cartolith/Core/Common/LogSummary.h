@@ -1,0 +1,97 @@
+#pragma once
+
+#include <Cartolith/Core/Export.h>
+
+#include <QHash>
+#include <QList>
+#include <QMap>
+#include <QString>
+#include <QStringList>
+#include <QStringView>
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+class QIODevice;
+
+namespace Cartolith::Core::Common {
+
+/// Numbers seen one after the other: count, sum and bounds of all of them, and quantiles.
+///
+/// Quantiles are exact for up to 16,384 numbers. Beyond that they come from a uniform random sample of that
+/// size (Vitter's algorithm R, 1985), the same for the same numbers in the same order.
+class CARTOLITH_CORE_EXPORT LogSeries {
+public:
+    static constexpr std::size_t sampleSize = 16384;
+
+    void add(double value);
+
+    qint64 count() const noexcept { return m_count; }
+    double total() const noexcept { return m_total; }
+    /// These are NaN without a number.
+    double minimum() const;
+    double maximum() const;
+    double median() const { return quantile(0.5); }
+    /// The smallest number that is at least as large as that share of them; for a half the mean of the two in
+    /// the middle. The share is from 0 to 1. Linear in the sample.
+    double quantile(double share) const;
+    /// The median of the distances from the median.
+    double medianDeviation() const;
+
+private:
+    qint64 m_count = 0;
+    double m_total = 0.0;
+    double m_minimum = 0.0;
+    double m_maximum = 0.0;
+    quint64 m_random = 0x9E3779B97F4A7C15U;
+    std::vector<double> m_sample;
+};
+
+/// What a log says, by channel and event.
+class CARTOLITH_CORE_EXPORT LogSummary {
+public:
+    /// Channel and event.
+    using Key = std::pair<QString, QString>;
+
+    struct Event {
+        qint64 records = 0;
+        qint64 warnings = 0;
+        qint64 errors = 0;
+        LogSeries elapsed;                ///< milliseconds, of the records that have a time
+        QMap<QString, LogSeries> numbers; ///< of the fields whose values are numbers, by key
+    };
+
+    /// At most so many events and so many series of fields are kept apart; a log with more of them counts the
+    /// rest in `dropped`.
+    static constexpr int mostEvents = 4096;
+    static constexpr int mostSeries = 4096;
+
+    /// Reads to the end of the device, line by line. Memory does not grow with the length of the log, nor
+    /// with that of a line.
+    static LogSummary read(QIODevice& device);
+
+    /// Sorted by channel, then event.
+    const QMap<Key, Event>& events() const noexcept { return m_events; }
+    qint64 records() const noexcept { return m_records; }
+    /// Lines that are no records: of another number of columns, with a level or a time that is none, too long
+    /// (a mebibyte), or cut off at the end of the file. Header lines and blank lines do not count.
+    qint64 badLines() const noexcept { return m_badLines; }
+    /// Records and values that were not kept because there were too many different ones.
+    qint64 dropped() const noexcept { return m_dropped; }
+
+    /// A row for each event and, with a cell "field", for each of its series; the first row names the
+    /// columns.
+    QList<QStringList> table() const;
+
+private:
+    bool take(QStringView line);
+
+    QMap<Key, Event> m_events;
+    int m_series = 0;
+    qint64 m_records = 0;
+    qint64 m_badLines = 0;
+    qint64 m_dropped = 0;
+};
+
+} // namespace Cartolith::Core::Common

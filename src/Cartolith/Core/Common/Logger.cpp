@@ -1,0 +1,293 @@
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
+#include <Cartolith/Core/Common/LogTextInternal.h>
+#include <Cartolith/Core/Common/Logger.h>
+
+#include <QCoreApplication>
+#include <QDateTime>
+#include <QDir>
+#include <QFile>
+#include <QHash>
+#include <QMutex>
+#include <QMutexLocker>
+#include <QThread>
+
+#include <algorithm>
+#include <array>
+#include <atomic>
+#include <fcntl.h>
+#include <stdexcept>
+#include <sys/stat.h>
+#include <unistd.h>
+
+namespace Cartolith::Core::Common {
+
+namespace {
+
+struct State {
+    QMutex mutex;
+    LoggingMode mode = LoggingMode::Normal;
+    LogLevel minimumLevel = LogLevel::Trace;
+    QString path;
+    QHash<QString, bool> channels;
+    QList<LogField> context;
+};
+
+State& state() {
+    static State instance;
+    return instance;
+}
+
+/// Whether anything below a warning can be written, readable without the mutex: most processes never turn the
+/// log on, and their records cost one load.
+std::atomic<bool>& verboseFlag() {
+    static std::atomic<bool> flag{false};
+    return flag;
+}
+
+quint64 nextSequence() {
+    static std::atomic<quint64> sequence{0};
+    return ++sequence;
+}
+
+QString effectivePath(const State& now) {
+    if (!now.path.isEmpty()) {
+        return now.path;
+    }
+    const QString name = QStringLiteral("cartolith_log.tsv");
+    return QCoreApplication::instance() != nullptr
+               ? QDir(QCoreApplication::applicationDirPath()).filePath(name)
+               : name;
+}
+
+/// An empty file becomes one with a header and nothing else, or stays away: other processes never see it
+/// without. False when there is such a file already, or it could not be made that way.
+bool createWithHeader(const QString& path) {
+    const QString aside = QStringLiteral("%1.%2").arg(path).arg(QCoreApplication::applicationPid());
+    QFile file(aside);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
+        return false;
+    }
+    const bool written =
+        file.write(Internal::logHeader.data(), Internal::logHeader.size()) == Internal::logHeader.size() &&
+        file.flush();
+    file.close();
+    const bool placed = written && QFile::rename(aside, path);
+    if (!placed) {
+        QFile::remove(aside);
+    }
+    return placed;
+}
+
+/// By the system's calls: what matters is that the record is one write at whatever is the end of the file
+/// then. Never waits for the reader of a pipe.
+void append(const QString& path, QByteArray record) {
+    if (!QFile::exists(path)) {
+        createWithHeader(path);
+    }
+    const bool isNew = !QFile::exists(path);
+    constexpr mode_t permissions = 0666; // less the process's mask
+    const int file = ::open(QFile::encodeName(path).constData(),
+                            O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, permissions);
+    if (file < 0) {
+        return;
+    }
+    if (isNew) {
+        record.prepend(Internal::logHeader.data(), Internal::logHeader.size());
+    }
+    const auto size = static_cast<std::size_t>(record.size());
+    const ssize_t written = ::write(file, record.constData(), size);
+    if (written > 0 && static_cast<std::size_t>(written) < size) {
+        // The disk is full. What got in goes again, unless somebody else has written behind it.
+        const off_t end = ::lseek(file, 0, SEEK_CUR);
+        struct stat now {};
+        if (end >= written && ::fstat(file, &now) == 0 && now.st_size == end) {
+            (void)!::ftruncate(file, end - written);
+        }
+    }
+    ::close(file);
+}
+
+} // namespace
+
+bool Internal::isLogVerbose() noexcept {
+    return verboseFlag();
+}
+
+LoggingMode Logger::mode() {
+    const QMutexLocker lock(&state().mutex);
+    return state().mode;
+}
+
+void Logger::setMode(LoggingMode mode) {
+    const QMutexLocker lock(&state().mutex);
+    state().mode = mode;
+    verboseFlag() = mode == LoggingMode::Verbose;
+}
+
+bool Logger::isVerbose() {
+    return mode() == LoggingMode::Verbose;
+}
+
+LogLevel Logger::minimumLevel() {
+    const QMutexLocker lock(&state().mutex);
+    return state().minimumLevel;
+}
+
+void Logger::setMinimumLevel(LogLevel level) {
+    const QMutexLocker lock(&state().mutex);
+    state().minimumLevel = level;
+}
+
+QString Logger::logPath() {
+    const QMutexLocker lock(&state().mutex);
+    return effectivePath(state());
+}
+
+void Logger::setLogPath(const QString& path) {
+    const QMutexLocker lock(&state().mutex);
+    state().path = path;
+}
+
+void Logger::setLogPath(const QString& path, const QString& /*unused*/) {
+    setLogPath(path);
+}
+
+bool Logger::isEnabled(const QString& channel) {
+    const QMutexLocker lock(&state().mutex);
+    return state().mode == LoggingMode::Verbose &&
+           state().channels.value(Internal::normalisedChannel(channel), true);
+}
+
+void Logger::setEnabled(const QString& channel, bool enabled) {
+    const QMutexLocker lock(&state().mutex);
+    state().channels.insert(Internal::normalisedChannel(channel), enabled);
+}
+
+QList<QString> Logger::disabledChannels() {
+    const QMutexLocker lock(&state().mutex);
+    QList<QString> names = state().channels.keys(false);
+    std::sort(names.begin(), names.end());
+    return names;
+}
+
+void Logger::resetChannelConfiguration() {
+    const QMutexLocker lock(&state().mutex);
+    state().channels.clear();
+}
+
+QList<LogField> Logger::contextFields() {
+    const QMutexLocker lock(&state().mutex);
+    return state().context;
+}
+
+void Logger::setContextField(const QString& key, const QString& value) {
+    const QMutexLocker lock(&state().mutex);
+    QList<LogField>& fields = state().context;
+    const auto same = [&key](const LogField& field) { return field.key.trimmed() == key.trimmed(); };
+    if (const auto found = std::find_if(fields.begin(), fields.end(), same); found != fields.end()) {
+        found->value = value;
+    } else {
+        fields.append({key, value});
+    }
+}
+
+void Logger::setContextFields(const QList<LogField>& fields) {
+    const QMutexLocker lock(&state().mutex);
+    state().context = fields;
+}
+
+void Logger::clearContextFields() {
+    setContextFields({});
+}
+
+void Logger::write(const LogEntry& entry) {
+    const bool always = entry.level >= LogLevel::Warning;
+    if (!always && !verboseFlag()) {
+        return;
+    }
+    const QString channel = Internal::normalisedChannel(entry.channel);
+    const QMutexLocker lock(&state().mutex);
+    const State& now = state();
+    if (!always && (now.mode != LoggingMode::Verbose || !now.channels.value(channel, true))) {
+        return;
+    }
+    if (entry.level < now.minimumLevel) {
+        return;
+    }
+    const Internal::LogStamp stamp{QDateTime::currentDateTime(), nextSequence(),
+                                   reinterpret_cast<quintptr>(QThread::currentThreadId())};
+    append(effectivePath(now), Internal::logLine(entry, channel, now.context, stamp));
+}
+
+void Logger::writeEvent(const QString& channel, const QString& event, LogLevel level, qint64 elapsedMs,
+                        const QList<LogField>& fields) {
+    write({channel, event, level, elapsedMs, fields});
+}
+
+QString Logger::tsvSafe(QString text) {
+    for (const QChar breaking : {u'\t', u'\r', u'\n'}) {
+        text.replace(breaking, u' ');
+    }
+    return text;
+}
+
+QString Logger::logLevelText(LogLevel level) {
+    static const std::array<const char*, 5> texts{"trace", "debug", "info", "warning", "error"};
+    const auto index = static_cast<std::size_t>(level);
+    return QLatin1String(index < texts.size() ? texts[index] : "info");
+}
+
+void Logger::writeLoadMetric(const QString& event, qint64 elapsedMs, const QString& what, qint64 count) {
+    writeLoadMetrics({{event, elapsedMs, what, count}});
+}
+
+void Logger::writeLoadMetrics(const QList<LoadMetric>& metrics) {
+    static std::atomic<int> batches{0};
+    if (!verboseFlag()) {
+        return;
+    }
+    const QString batch = metrics.size() > 1 ? QString::number(++batches) : QString();
+    for (const LoadMetric& metric : metrics) {
+        QList<LogField> fields{{QStringLiteral("what"), metric.what}};
+        if (metric.count >= 0) {
+            fields.append({QStringLiteral("count"), QString::number(metric.count)});
+        }
+        if (!batch.isEmpty()) {
+            fields.append({QStringLiteral("batch"), batch});
+        }
+        write({QLatin1String(LogChannels::load), metric.event, LogLevel::Info, metric.elapsedMs, fields});
+    }
+}
+
+LogSummary Logger::summarizeLogFile(const QString& path) {
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw std::runtime_error(
+            QStringLiteral("Cannot read log file '%1': %2").arg(path, file.errorString()).toStdString());
+    }
+    LogSummary summary = LogSummary::read(file);
+    if (file.error() != QFileDevice::NoError) {
+        throw std::runtime_error(
+            QStringLiteral("Cannot read log file '%1': %2").arg(path, file.errorString()).toStdString());
+    }
+    return summary;
+}
+
+void Logger::writeLogSummary(const LogSummary& summary, const QString& path) {
+    Internal::writeTable(summary.table(), path);
+}
+
+void Logger::writeLogComparison(const LogComparison& comparison, const QString& path) {
+    Internal::writeTable(comparison.table(), path);
+}
+
+QByteArray Logger::alignedText(const QList<QStringList>& rows) {
+    return Internal::alignedTextOf(rows);
+}
+
+void Logger::writeTsv(const QString& path, const QList<QStringList>& rows) {
+    Internal::writeWhole(path, Internal::tsvOf(rows));
+}
+
+} // namespace Cartolith::Core::Common
