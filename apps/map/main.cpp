@@ -48,9 +48,7 @@ constexpr Command commands[] = {
     {"render", Commands::render, Commands::renderHelp}, {"info", Commands::info, Commands::infoHelp},
     {"themes", Commands::themes, Commands::themesHelp}, {"overlay", Commands::overlay, Commands::overlayHelp},
     {"buffer", Commands::buffer, Commands::bufferHelp}, {"check", Commands::check, Commands::checkHelp},
-    {"route", Commands::route, Commands::routeHelp},    {"render", Commands::render, Commands::renderHelp},
-    {"info", Commands::info, Commands::infoHelp},       {"themes", Commands::themes, Commands::themesHelp},
-    {"log", Commands::log, Commands::logHelp},
+    {"route", Commands::route, Commands::routeHelp},    {"log", Commands::log, Commands::logHelp},
 };
 
 /// Takes --log FILE, which stands before the command, out of the arguments.

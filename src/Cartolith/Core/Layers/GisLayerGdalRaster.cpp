@@ -1,3 +1,5 @@
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/GisGdalRasterProvider.h>
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
@@ -71,6 +73,8 @@ GisLayerGdalRaster::GisLayerGdalRaster(const QString& path)
 GisLayerGdalRaster::~GisLayerGdalRaster() = default;
 
 bool GisLayerGdalRaster::open() {
+    Common::Internal::LogStep step(Common::LogChannels::load, "raster");
+    step.set("source", m_path);
     auto source = std::make_unique<Internal::RasterSource>(m_path);
     const Defs::GisRasterWorldTransform transform = source->worldTransform();
     auto system = source->coordinateSystem();
@@ -192,6 +196,8 @@ std::pair<double, double> GisLayerGdalRaster::stretchBounds(int band) {
 
 QImage GisLayerGdalRaster::readImageCore(const Shapes::GisExtent& extent, const QSize& size,
                                          const CoordinateSystem* system) {
+    Common::Internal::LogStep step(Common::LogChannels::render, "raster");
+    step.set("pixels", qint64(size.width()) * size.height());
     const GisRasterStyle& style = rasterStyle();
     const auto [rendering, bands] = resolved(style, m_bands);
     const bool isLit = rendering != Rendering::Rgb && rendering != Rendering::Palette;

@@ -1,3 +1,5 @@
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
@@ -92,6 +94,8 @@ GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerNa
 GisLayerOgrVector::~GisLayerOgrVector() = default;
 
 bool GisLayerOgrVector::open() {
+    Common::Internal::LogStep step(Common::LogChannels::load, "vector");
+    step.set("source", path());
     Internal::StagedFiles::finishInterrupted(path());
     const Internal::SourceState state(path());
     const auto stamp = Internal::IndexFile::stampOf(path());

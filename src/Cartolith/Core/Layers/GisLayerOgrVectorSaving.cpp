@@ -1,5 +1,7 @@
 // The edit session of GisLayerOgrVector, and how it ends in the source.
 
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Layers/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
@@ -97,6 +99,8 @@ void GisLayerOgrVector::save() {
     if (edits.isEmpty()) {
         return;
     }
+    Common::Internal::LogStep step(Common::LogChannels::save, "edits");
+    step.set("source", m_sourcePath);
     if (coordinateSystem() != m_sourceSystem) {
         Internal::failToWrite(m_sourcePath,
                               QStringLiteral("the layer's coordinate system is not the source's any more"));

@@ -1,5 +1,7 @@
 // The index, the queries and the stand-ins of GisLayerVector; its contents are in GisLayerVector.cpp.
 
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Layers/LodLevelInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
@@ -95,7 +97,10 @@ void GisLayerVector::buildSpatialIndex() {
     } else if (!m_indexDirty && m_index->isBuilt()) {
         return;
     }
+    Common::Internal::LogStep step(Common::LogChannels::index, "load");
+    step.set("shapes", count());
     if (!restoreSpatialIndex(*m_index)) {
+        step.rename("build");
         m_index->build(rawShapes());
         keepSpatialIndex(*m_index);
     }

@@ -1,5 +1,7 @@
 // GisLayerVector::saveAs().
 
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
@@ -249,6 +251,9 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
     if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
         refuse(QStringLiteral("there is such a file"));
     }
+    Common::Internal::LogStep step(Common::LogChannels::save, "export");
+    step.set("target", path);
+    step.set("shapes", count());
     Saver saver(*this, *format, path);
     saver.makeLayer(options.layerName);
     const QList<GisShape*> shapes = rawShapes();

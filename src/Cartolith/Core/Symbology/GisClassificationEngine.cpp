@@ -1,3 +1,5 @@
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 #include <Cartolith/Core/Symbology/KMeansInternal.h>
 #include <Cartolith/Core/Symbology/NaturalBreaksInternal.h>
@@ -71,6 +73,9 @@ bool inside(double value, const Column& column) {
 
 Ranges GisClassificationEngine::classify(const QList<double>& values, GisClassificationMethod method,
                                          int classCount, double interval, const QList<double>& breaks) {
+    Common::Internal::LogStep step(Common::LogChannels::classify, "classify");
+    step.set("method", static_cast<int>(method));
+    step.set("values", values.size());
     switch (method) {
     case GisClassificationMethod::Manual:
         return manualBreaks(breaks);
