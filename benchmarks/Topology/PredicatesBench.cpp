@@ -118,12 +118,32 @@ struct Pairs {
     }
 };
 
-Pairs fileOf(const char* name, const char* path) {
+void scaleBy(OGRGeometry& geometry, double factor) {
+    class Scaling : public OGRDefaultGeometryVisitor {
+    public:
+        explicit Scaling(double factor) : m_factor(factor) {}
+        using OGRDefaultGeometryVisitor::visit;
+        // A ring hands out its first point again as its last.
+        void visit(OGRLinearRing* ring) override {
+            for (int i = 0; i < ring->getNumPoints(); ++i) {
+                ring->setPoint(i, ring->getX(i) * m_factor, ring->getY(i) * m_factor);
+            }
+        }
+
+    private:
+        double m_factor;
+    } scaling(factor);
+    geometry.accept(&scaling);
+}
+
+/// `scale` makes metres, roughly, of degrees: longer segments, for the same tolerance.
+Pairs fileOf(const char* name, const char* path, double scale = 1.0) {
     const GDALDatasetUniquePtr dataset(GDALDataset::Open(path, GDAL_OF_VECTOR));
     Pairs result{name, {}, {}};
     for (const OGRFeatureUniquePtr& feature : *dataset->GetLayer(0)) {
-        const OGRGeometry* const geometry = feature->GetGeometryRef();
+        OGRGeometry* const geometry = feature->GetGeometryRef();
         if (geometry != nullptr && !geometry->IsEmpty()) {
+            scaleBy(*geometry, scale);
             result.entries.emplace_back(*geometry);
         }
     }
@@ -325,10 +345,12 @@ int main(int argc, char** argv) {
     GDALAllRegister();
     const Pairs counties = fileOf("counties", CARTOLITH_DATA_DIR "/us-counties.gpkg");
     const Pairs countries = fileOf("countries", CARTOLITH_DATA_DIR "/world-countries.gpkg");
+    const Pairs countiesInMetres =
+        fileOf("countiesInMetres", CARTOLITH_DATA_DIR "/us-counties.gpkg", 111319.5);
     const Pairs overlapping = stars("starsOverlapping", 0.7, 0.3, 1);
     const Pairs nested = stars("starsNested", 0.01, 0.02, 0.45);
     const Pairs apart = stars("starsApart", 1.45, 1.4, 1);
-    for (const Pairs* data : {&counties, &countries, &overlapping, &nested, &apart}) {
+    for (const Pairs* data : {&counties, &countries, &countiesInMetres, &overlapping, &nested, &apart}) {
         addAll(*data);
     }
     const Points points("largestCountry", *largestOf(CARTOLITH_DATA_DIR "/world-countries.gpkg"));

@@ -11,9 +11,9 @@ namespace Cartolith::Core::Shapes {
 /// An area: a list of rings.
 ///
 /// Rings are not classified. There is no outer ring and no hole in any operation of this class: each ring is
-/// an area of its own, and a point inside a hole is *contained*, because the hole's ring contains it. For
-/// tests that respect holes, and for overlay, use the topology engine. Rings are not validated either
-/// (orientation, closure, self-intersection).
+/// an area of its own, and a point inside a hole is *contained*, because the hole's ring contains it. The
+/// predicates of the topology engine build on contains() and inherit that; its overlay by GEOS tells holes by
+/// nesting. Rings are not validated either (orientation, closure, self-intersection).
 ///
 /// The readers produce closed rings (the last vertex repeats the first). Area and containment tests close an
 /// open ring by themselves; distanceToBoundary() does not and misses its closing edge. No geometric operation

@@ -38,10 +38,12 @@ public:
     /// @name Settings
     /// @{
 
+    /// In coordinate units; 1e-9 at first, which suits degrees and metres near the origin.
     double Tolerance() const noexcept { return m_tolerance; }
     /// A negative tolerance and NaN become 0.
     void SetTolerance(double tolerance) noexcept { m_tolerance = tolerance > 0.0 ? tolerance : 0.0; }
 
+    /// Whether operations that need valid input repair it first; false at first.
     bool ForceShapeFixing() const noexcept { return m_forceShapeFixing; }
     void SetForceShapeFixing(bool force) noexcept { m_forceShapeFixing = force; }
 
@@ -56,56 +58,126 @@ public:
 
     /// @}
     /// @name Points and segments
+    ///
+    /// Pure functions of their arguments. Tolerances count inclusively. NaN is close to nothing, and a
+    /// segment with a NaN end meets what its other end is on.
     /// @{
 
+    /// tolerance >= |a - b|
     static bool CloseTo(double a, double b, double tolerance) noexcept;
+    /// By the squares: tolerance^2 >= distance^2, so a negative tolerance counts as its size.
     static bool SamePoint(const Shapes::GisShapePoint& a, const Shapes::GisShapePoint& b,
                           double tolerance) noexcept;
+    /// (a - o) x (b - o): twice the area of the triangle, positive if it turns left.
     static double Cross(const Shapes::GisShapePoint& o, const Shapes::GisShapePoint& a,
                         const Shapes::GisShapePoint& b) noexcept;
+    /// To the closed segment a-b; to a if the square of its length is not above the double epsilon, that is,
+    /// for segments shorter than 1.5e-8. (GisShapePolyline::distancePointToSegment() has no such floor.)
     static double DistancePointToSegment(const Shapes::GisShapePoint& p, const Shapes::GisShapePoint& a,
                                          const Shapes::GisShapePoint& b) noexcept;
+    /// Within the tolerance of the segment, and of its box.
     static bool PointOnSegment(const Shapes::GisShapePoint& p, const Shapes::GisShapePoint& a,
                                const Shapes::GisShapePoint& b, double tolerance) noexcept;
+    /// Whether the segments p and q meet. With r = p2 - p1 and s = q2 - q1:
+    ///
+    /// - |r x s| > tolerance: whether both parameters of the crossing are in [-tolerance, 1 + tolerance].
+    /// `out`
+    ///   becomes that crossing, which may lie off both segments.
+    /// - otherwise, as for parallels: whether an end is on the other segment (PointOnSegment); `out` becomes
+    ///   the first of p1, p2, q1, q2 that is.
+    ///
+    /// The one tolerance is compared with an area, with parameters and with distances, on purpose: two
+    /// segments both shorter than the tolerance's root are parallel to each other, and long ones are extended
+    /// by that share of their length. Two long collinear segments far apart may "meet" when
+    /// rounding makes r x s larger than the tolerance. `out` may be null; only its coordinates are set, and
+    /// only on true.
     static bool SegmentIntersectionPoint(const Shapes::GisShapePoint& p1, const Shapes::GisShapePoint& p2,
                                          const Shapes::GisShapePoint& q1, const Shapes::GisShapePoint& q2,
                                          double tolerance, Shapes::GisShapePoint* out);
+    /// They meet, and not (by SamePoint) in an end of either.
     static bool ProperSegmentIntersection(const Shapes::GisShapePoint& p1, const Shapes::GisShapePoint& p2,
                                           const Shapes::GisShapePoint& q1, const Shapes::GisShapePoint& q2,
                                           double tolerance);
 
     /// @}
     /// @name Shapes against points and each other
+    ///
+    /// The pieces that the predicates are made of. They take any tolerance as it is, also negative or NaN,
+    /// and never call the busy callback. Each ring of a polygon is an area of its own: a point in a hole is
+    /// contained. Answers about two shapes take time in proportion to their vertices, and to those near the
+    /// other's boundary times the logarithm of that one's vertices; with a NaN, an infinity, or nonzero sizes
+    /// outside 1e-100 to 1e100, every pair of segments is looked at. Shapes of derived classes are asked by
+    /// their own contains(), whose exceptions pass through.
     /// @{
 
+    /// The parts of a line, the rings of a polygon, a point that is not empty as a part of its own; else
+    /// none.
     static QList<QList<Shapes::GisShapePoint>> BoundaryPartsOf(const Shapes::GisShape& shape);
+    /// The vertices of these that are not empty.
     static QList<Shapes::GisShapePoint> VerticesOf(const Shapes::GisShape& shape);
+    /// shape.contains(p, tolerance), or on the boundary. Looks at every vertex; for many points on one shape
+    /// use GisPreparedShape.
     static bool ContainsPoint(const Shapes::GisShape& shape, const Shapes::GisShapePoint& p,
                               double tolerance);
+    /// On a segment (PointOnSegment) or the same as a part of one vertex. Looks at every vertex.
     static bool PointOnBoundary(const Shapes::GisShape& shape, const Shapes::GisShapePoint& p,
                                 double tolerance);
+    /// Whether any segment of a meets any of b (properly, if asked). A part of one vertex meets
+    /// what it is on, and then also "properly".
     static bool BoundariesIntersect(const Shapes::GisShape& a, const Shapes::GisShape& b, double tolerance,
                                     bool properOnly);
+    /// Whether b contains every vertex of a (ContainsPoint). Segments of a may still leave b. False if a has
+    /// none.
     static bool ShapeWithin(const Shapes::GisShape& a, const Shapes::GisShape& b, double tolerance);
+    /// Whether b contains a vertex of a that is not on b's boundary.
     static bool HasInteriorPointInOther(const Shapes::GisShape& a, const Shapes::GisShape& b,
                                         double tolerance);
+    /// Whether type, number and order of the vertices are the same, and each is SamePoint. A ring that starts
+    /// elsewhere is another.
     static bool SameGeometry(const Shapes::GisShape& a, const Shapes::GisShape& b, double tolerance);
+    /// Character by character as far as both reach: "*" matches all, "T" all but "F", others themselves.
     static bool RelationMatches(const QString& matrix, const QString& pattern);
 
     /// @}
     /// @name Predicates
+    ///
+    /// Short combinations of vertex and segment tests, not an intersection matrix: they have no notion of
+    /// interior, exterior or holes beyond those tests, and some answers differ from those of the standard
+    /// predicates of these names (two lines that cross in their middle also Touch; see docs/topology.md).
+    /// An empty shape is disjoint from everything, within nothing, and contains nothing; the extents decide
+    /// first whether two shapes are disjoint, without the tolerance.
+    ///
+    /// What a pair needs more than once is found out once. The busy callback is called for about every
+    /// million elementary tests, some milliseconds, with (done, done + 1), as what remains is not known;
+    /// after an answer of false the predicate's answer is false, Disjoint's too, and Relate's the null
+    /// string. Equality takes a pass over the vertices and never asks. For one shape against many see
+    /// GisPreparedShape.
     /// @{
 
     bool Disjoint(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// The opposite of Disjoint, unless stopped.
     bool Intersect(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Not disjoint, and the boundaries intersect properly.
     bool Cross(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// SameGeometry, also of empty shapes.
     bool Equality(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Neither disjoint nor equal; the boundaries intersect; neither shape has a vertex inside the other, or
+    /// all its vertices in the other.
     bool Touch(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Neither empty nor equal, and ShapeWithin(a, b).
     bool Within(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Within(b, a).
     bool Contains(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// Of one type, and neither disjoint nor equal nor within the other.
     bool Overlap(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// The pattern of the first that holds: Equality "T*F**FF*" (eight characters), Disjoint "FF*FF****",
+    /// Touch "F***T****", Cross "T*T******", Within "T*F**F***", Contains "T*****FF*",
+    /// Overlap "T*T***T**"; "T********" if none does.
     QString Relate(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
+    /// RelationMatches(Relate(a, b), pattern); false if stopped.
     bool Relate(const Shapes::GisShape& a, const Shapes::GisShape& b, const QString& pattern) const;
+    /// Notes the shape's address, and nothing reads it. GisPreparedShape is what makes repeated questions
+    /// fast.
     void RelatePrepare(const Shapes::GisShape& shape) noexcept { m_relatePrepared = &shape; }
 
     /// @}
@@ -146,8 +218,8 @@ public:
     /// vertices on it are no crossings. In a ring such a stretch may go over the first vertex: its end then
     /// comes before its start. Only boundaries count: a point or line inside a polygon meets nothing.
     ///
-    /// Empty when either shape is empty, when nothing meets, and when the busy callback stops it. Takes
-    /// n log n steps for n segments and as many more as there are pairs with meeting boxes.
+    /// Empty when either shape is empty, when nothing meets, and when the busy callback stops it. One
+    /// pass over the vertices, and as many steps as there are segments near each other.
     QList<GisCrossing> GetCrossings(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
 
     /// Where the boundary of one shape meets itself: parts with each other and parts with themselves, apart
