@@ -33,7 +33,7 @@ void checkArguments(double distance, const GisBufferStyle& style) {
 GeometryPtr geosBuffer(const OGRGeometry& geometry, double distance, const GisBufferStyle& style,
                        bool oneSided) {
     const Internal::GeosContext context;
-    GEOSContextHandle_t const geos = context.handle();
+    GEOSContextHandle_t geos = context.handle();
     const auto destroyParameters = [geos](GEOSBufferParams* p) { GEOSBufferParams_destroy_r(geos, p); };
     const std::unique_ptr<GEOSBufferParams, decltype(destroyParameters)> parameters(
         GEOSBufferParams_create_r(geos), destroyParameters);
