@@ -202,6 +202,7 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         {*point, "locked.geojson", "write-protected"},
         {*mixed, "old.shp", "one kind"},
         {*none, "old.shp", "there are none"},
+        {*none, "old.jsonl", "without features"},
         {*infinite, "old.gpkg", "shape 2: it has a coordinate that is not finite"},
         {*stub, "old.geojson", "shape 2: it has a part of too few vertices"},
         {*holed, "old.fgb", "shape 2: the format wants a geometry"},
@@ -213,7 +214,7 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         {*unknown, "old.gpkg", "coordinate system"},
     };
     QDir(m_dir.path()).mkdir("folder.geojson");
-    for (const char* name : {"old.gpkg", "old.geojson", "old.shp", "old.fgb", "locked.geojson"}) {
+    for (const char* name : {"old.gpkg", "old.geojson", "old.shp", "old.fgb", "old.jsonl", "locked.geojson"}) {
         ASSERT_TRUE(point->saveAs(at(name)));
         EXPECT_THAT(reasonOf(*point, at(name), {}), HasSubstr("there is such a file"));
         ASSERT_TRUE(point->saveAs(at(name), replace));

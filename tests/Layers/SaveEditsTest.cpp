@@ -138,6 +138,27 @@ TEST_F(SaveEdits, AFileOpenedAfterwardsIsWhatTheLayerWas) {
     }
 }
 
+TEST_F(SaveEdits, ALayerCanBeEmptiedAndFilledAgain) {
+    for (const QString suffix : suffixes) {
+        GisLayerOgrVector layer(make(suffix));
+        ASSERT_TRUE(layer.open() && layer.beginEdit());
+        while (layer.deleteShapeEdit(1)) {
+        }
+        if (suffix == "geojsonl" || suffix == "fgb") {
+            EXPECT_FALSE(layer.commitEdit());
+            EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("without features"));
+            continue;
+        }
+        ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+        EXPECT_TRUE(contentOf(layer.path()).empty());
+        ASSERT_TRUE(layer.beginEdit() &&
+                    layer.addShapeEdit(shapeOf("LINESTRING (1 2, 3 4)", {{"n", 7}, {"name", "x"}})));
+        ASSERT_TRUE(layer.commitEdit()) << suffix.toStdString() << ": " << layer.lastError().toStdString();
+        EXPECT_EQ(contentOf(layer.path()), contentOf(layer)) << suffix.toStdString();
+        EXPECT_EQ(layer.attributeValueForRow(0, "n"), 7);
+    }
+}
+
 TEST_F(SaveEdits, WhatWasNotEditedStays) {
     const QString path =
         write("full.geojson", R"({"type":"FeatureCollection","name":"full","source":"survey","features":[
@@ -273,6 +294,23 @@ TEST_F(SaveEdits, AFailureLeavesTheSourceAndTheSession) {
             EXPECT_EQ(contentOf(layer.path()), contentOf(layer));
             EXPECT_EQ(layer.count(), 8);
         }
+    }
+    for (const QString suffix : {"gpkg", "sqlite", "fgb", "shp"}) {
+        GisLayerOgrVector layer(make(suffix));
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1) && add(layer, "POINT (1 1)"));
+        EXPECT_FALSE(layer.commitEdit()) << "points among lines in " << suffix.toStdString();
+        EXPECT_TRUE(layer.undoEdit() && layer.commitEdit()) << layer.lastError().toStdString();
+    }
+    {
+        GisLayerOgrVector layer(make("gpkg"));
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1));
+        const std::unique_ptr<GDALDataset> other(GDALDataset::Open(layer.path().toUtf8().constData(), GDAL_OF_UPDATE));
+        ASSERT_EQ(other->StartTransaction(), OGRERR_NONE);
+        ASSERT_EQ(other->GetLayer(0)->DeleteFeature(2), OGRERR_NONE);
+        EXPECT_FALSE(layer.commitEdit());
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("locked"));
+        other->RollbackTransaction();
+        EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
     }
     GisLayerOgrVector csv(write("points.csv", "name,WKT\na,POINT (1 2)\n"));
     EXPECT_FALSE(csv.beginEdit()) << "it is not open";

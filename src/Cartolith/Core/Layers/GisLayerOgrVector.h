@@ -103,7 +103,8 @@ public:
     ///   with all of them), one whose parts were skipped, another geometry for one with Z, M or curves. Left
     ///   alone, such features stay as they are;
     /// - a full disk, or a progress callback that cancels.
-    /// Neither the fields nor the coordinate system of a source are changed.
+    /// Neither the fields nor the coordinate system of a source are changed; but GeoJSON, which has no schema, gets
+    /// every field that the layer declares.
     ///
     /// GeoJSON keeps its ids and members that GDAL does not know; a Shapefile its encoding, not its .qix,
     /// .sbn and .sbx indexes; FlatGeobuf no index. Source ids of features in new files are counted anew.

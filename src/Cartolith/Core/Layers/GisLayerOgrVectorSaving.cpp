@@ -106,7 +106,7 @@ void GisLayerOgrVector::save() {
                               QStringLiteral("the layer's coordinate system is not the source's any more"));
     }
     const Internal::OgrSavedIds ids = Internal::saveEdits(
-        {m_sourcePath, m_sourceName, m_provider->driverName(), *m_sourceState, m_progress}, edits);
+        {m_sourcePath, m_sourceName, m_provider->driverName(), *m_sourceState, attributeDefinitions(), m_progress}, edits);
 
     // From here on nothing fails.
     const auto idAfter = [&ids](qint64 before) { return ids.isRenumbered ? ids.kept.value(before) : before; };

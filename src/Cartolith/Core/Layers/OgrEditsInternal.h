@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 
@@ -27,8 +28,9 @@ struct OgrEditTarget {
     QString path;
     QString layerName;
     QString driverName;
-    SourceState state;                             ///< in which it was read
-    std::function<bool(double fraction)> progress; ///< may be empty; false cancels
+    SourceState state;                               ///< in which it was read
+    QList<Defs::GisAttributeDefinition> definitions; ///< the layer's fields
+    std::function<bool(double fraction)> progress;   ///< may be empty; false cancels
 };
 
 /// The ids that features have afterwards.

@@ -23,9 +23,30 @@ bool areSame(const ReadShapes& read, const QList<const GisShape*>& shapes) {
     return isEmpty || std::equal(read.begin(), read.end(), shapes.begin(), shapes.end(), same);
 }
 
+/// False for a point among lines and the like. One part or several makes no difference here; drivers that
+/// care see to it themselves.
+bool fits(const OGRGeometry& geometry, OGRwkbGeometryType layerType) {
+    const auto single = [](OGRwkbGeometryType type) {
+        const OGRwkbGeometryType flat = wkbFlatten(type);
+        return flat == wkbMultiPoint        ? wkbPoint
+               : flat == wkbMultiLineString ? wkbLineString
+               : flat == wkbMultiPolygon    ? wkbPolygon
+                                            : flat;
+    };
+    const OGRwkbGeometryType layer = single(layerType);
+    const bool isPlain = layer == wkbPoint || layer == wkbLineString || layer == wkbPolygon;
+    return !isPlain || single(geometry.getGeometryType()) == layer;
+}
+
 void setGeometry(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape) {
     const OGRGeometry* const old = feature.GetGeometryRef();
     GeometryPtr geometry = savedGeometryOf(shape);
+    if (geometry != nullptr && !fits(*geometry, layerType)) {
+        throw std::runtime_error(QStringLiteral("a %1 has no place in a layer of type %2")
+                                     .arg(QString::fromLatin1(geometry->getGeometryName()),
+                                          QString::fromLatin1(OGRGeometryTypeToName(layerType)))
+                                     .toStdString());
+    }
     geometry = promoted(std::move(geometry), layerType);
     if (wkbFlatten(layerType) == wkbUnknown && old != nullptr) {
         geometry = promoted(std::move(geometry), old->getGeometryType());

@@ -1,10 +1,14 @@
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
+#include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
+#include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/OgrTargetInternal.h>
 
 #include <QFile>
 
+#include <algorithm>
 #include <stdexcept>
+#include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -33,6 +37,34 @@ QStringList optionsOf(OGRLayer& layer, const OgrEditTarget& target) {
                 QString::fromUtf8(layer.GetMetadataItem("NATIVE_MEDIA_TYPE", "NATIVE_DATA"))};
 }
 
+/// Those of the source. Where a file has no schema, GDAL makes one up from the features that happen to be
+/// there; what the layer declares goes before that.
+void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& written) {
+    QList<Defs::GisAttributeDefinition> declared;
+    if (target.driverName.startsWith(QLatin1String("GeoJSON"))) {
+        declared = target.definitions;
+    }
+    const QList<Defs::GisAttributeDefinition> found = attributeDefinitions(from);
+    for (int i = 0; i < found.size(); ++i) {
+        const auto better = std::find_if(declared.begin(), declared.end(), [&](const auto& definition) {
+            return definition.name() == found[i].name() && definition.type() != found[i].type();
+        });
+        if (better != declared.end()) {
+            written.addField(*fieldOf(*better, written.driver()));
+        } else {
+            written.addField(*from.GetFieldDefn(i));
+        }
+    }
+    for (const Defs::GisAttributeDefinition& definition : std::as_const(declared)) {
+        const bool isThere = std::any_of(found.begin(), found.end(), [&definition](const auto& other) {
+            return other.name() == definition.name();
+        });
+        if (!isThere) {
+            written.addField(*fieldOf(definition, written.driver()));
+        }
+    }
+}
+
 QList<qint64> idsIn(const QString& path) {
     OgrSource source(path);
     OGRLayer& layer = source.layer(QString());
@@ -44,7 +76,7 @@ QList<qint64> idsIn(const QString& path) {
     return ids;
 }
 
-/// A feature of one layer as one of the other, which has the same fields.
+/// A feature of one layer as one of the other, which begins with the same fields.
 void copy(OGRFeature& from, OGRFeature& to) {
     std::vector<int> same(static_cast<std::size_t>(from.GetFieldCount()));
     for (std::size_t i = 0; i < same.size(); ++i) {
@@ -64,9 +96,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
     OGRLayer& to = written.createLayer(target.layerName, from.GetSpatialRef(), from.GetGeomType(),
                                        optionsOf(from, target));
-    for (int i = 0; i < from.GetLayerDefn()->GetFieldCount(); ++i) {
-        written.addField(*from.GetLayerDefn()->GetFieldDefn(i));
-    }
+    addFields(target, *from.GetLayerDefn(), written);
     const auto prepared = [&](const QString& what, const auto& prepare) {
         try {
             prepare();
@@ -90,11 +120,11 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
             continue;
         }
         const QString what = QStringLiteral("feature %1").arg(id);
-        if (const auto shapes = edits.updated.constFind(id); shapes != edits.updated.constEnd()) {
-            prepared(what, [&] { differs = update(*feature, from.GetGeomType(), *shapes) || differs; });
-        }
         OGRFeature out(to.GetLayerDefn());
         copy(*feature, out);
+        if (const auto shapes = edits.updated.constFind(id); shapes != edits.updated.constEnd()) {
+            prepared(what, [&] { differs = update(out, from.GetGeomType(), *shapes) || differs; });
+        }
         written.add(out, what);
         before.append(id);
     }

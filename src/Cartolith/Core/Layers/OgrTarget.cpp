@@ -83,9 +83,14 @@ void OgrTarget::add(OGRFeature& feature, const QString& what) {
         !m_errors.warning().isEmpty()) {
         fail(QStringLiteral("%1: %2").arg(what, reasonOr(m_errors.warning())));
     }
+    ++m_added;
 }
 
 void OgrTarget::close() {
+    if (m_format.needsFeatures && m_added == 0) {
+        fail(QStringLiteral(
+            "a file of this format without features cannot be told from any other empty file"));
+    }
     m_errors.reset();
     if (m_format.isDatabase && m_dataset->CommitTransaction() != OGRERR_NONE) {
         fail(reasonOr(QStringLiteral("the transaction failed")));

@@ -52,6 +52,7 @@ private:
     GDALDriver* m_driver;
     Common::Internal::DatasetPtr m_dataset;
     OGRLayer* m_layer = nullptr;
+    qint64 m_added = 0;
 };
 
 } // namespace Cartolith::Core::Layers::Internal
