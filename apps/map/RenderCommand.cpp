@@ -196,7 +196,7 @@ QString describeAt(const std::vector<std::unique_ptr<MapLayer>>& layers, const G
     try {
         const GisShapePoint here = Projection::fromLonLat(lonLat, system);
         for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer) {
-            const QString found = (*layer)->describeAt(here, tolerance);
+            QString found = (*layer)->describeAt(here, tolerance);
             if (!found.isNull()) {
                 return found;
             }

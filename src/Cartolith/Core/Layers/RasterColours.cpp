@@ -9,7 +9,7 @@ namespace {
 constexpr int rampSamples = 1024; // finer than the 256 steps of a channel over a few stops
 
 int channel(double share) {
-    return static_cast<int>(std::clamp(share, 0.0, 1.0) * 255.0 + 0.5);
+    return qRound(std::clamp(share, 0.0, 1.0) * 255.0);
 }
 
 } // namespace
@@ -53,7 +53,7 @@ QRgb RasterColours::colour(const double* values) const {
             return found < 0 ? none : m_colours[static_cast<std::size_t>(found)];
         }
         const double place = std::clamp(share(values[0], m_bounds[0]), 0.0, 1.0) * (rampSamples - 1);
-        return m_colours[static_cast<std::size_t>(place + 0.5)];
+        return m_colours[static_cast<std::size_t>(qRound(place))];
     }
     case Style::Rendering::Relief:
         return qRgb(255, 255, 255);
@@ -71,7 +71,7 @@ QRgb RasterColours::shaded(QRgb colour, double light, double level) {
         const double result = light <= level
                                   ? c * light / level
                                   : c + (255.0 - c) * 0.5 * (light - level) / std::max(1.0 - level, 1e-9);
-        return static_cast<int>(std::clamp(result, 0.0, 255.0) + 0.5);
+        return qRound(std::clamp(result, 0.0, 255.0));
     };
     return qRgba(lit(qRed(colour)), lit(qGreen(colour)), lit(qBlue(colour)), qAlpha(colour));
 }

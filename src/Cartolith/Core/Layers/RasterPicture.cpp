@@ -63,8 +63,9 @@ struct RasterPicture::Grid {
         double sum = 0.0;
         double weights = 0.0;
         for (int i = 0; i < 4; ++i) {
+            const int below = i / 2;
             const double column = left + i % 2;
-            const double row = top + i / 2;
+            const double row = top + below;
             const double weight = std::max(0.0, 1.0 - std::abs(x - 0.5 - column)) *
                                   std::max(0.0, 1.0 - std::abs(y - 0.5 - row));
             const double value = values[index(std::clamp(static_cast<int>(column), 0, window.columns - 1),

@@ -256,9 +256,10 @@ QList<double> RasterSource::sample(int band) const {
     GDALRasterBand& full = at(band);
     for (int i = full.GetOverviewCount() - 1; i >= 0; --i) {
         GDALRasterBand* const overview = full.GetOverview(i);
-        const double pixels = overview != nullptr ? static_cast<double>(overview->GetXSize()) *
-                                                        static_cast<double>(overview->GetYSize())
-                                                  : 0.0;
+        if (overview == nullptr) {
+            continue;
+        }
+        const double pixels = static_cast<double>(overview->GetXSize()) * overview->GetYSize();
         if (pixels >= fewest && pixels <= 4 * mostSamples) {
             take({0.0, 0.0, static_cast<double>(w), static_cast<double>(h), overview->GetXSize(),
                   overview->GetYSize()});
