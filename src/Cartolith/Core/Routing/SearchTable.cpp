@@ -4,6 +4,7 @@
 #include <algorithm>
 #include <bit>
 #include <cmath>
+#include <utility>
 
 namespace Cartolith::Core::Routing::Internal {
 
@@ -72,33 +73,39 @@ void KeyQueue::reset(double meanCost) {
     const double perCost = bucketsPerMean / meanCost;
     m_perCost = meanCost > 0.0 && std::isfinite(perCost) ? perCost : 0.0;
     m_base = 0.0;
-    m_nearEnd = 1.0;
     m_near.clear();
     m_far.clear();
+    while (takeBucket() >= 0) {
+    }
     m_entries.clear();
     m_free = -1;
-    m_used.fill(0);
-    m_first.fill(-1);
+    m_word = 0;
+    m_nearEnd = 1.0;
+}
+
+int KeyQueue::takeBucket() {
+    for (; m_word < m_used.size(); ++m_word) {
+        if (m_used[m_word] != 0) {
+            const std::size_t bucket =
+                m_word * 64 + static_cast<std::size_t>(std::countr_zero(m_used[m_word]));
+            m_used[m_word] &= m_used[m_word] - 1;
+            m_nearEnd = static_cast<double>(bucket + 1);
+            return std::exchange(m_first[bucket], -1);
+        }
+    }
+    return -1;
 }
 
 bool KeyQueue::findNear() {
     while (true) {
-        for (std::size_t word = 0; word < m_used.size(); ++word) {
-            if (m_used[word] == 0) {
-                continue;
-            }
-            const std::size_t bucket = word * 64 + static_cast<std::size_t>(std::countr_zero(m_used[word]));
-            m_used[word] &= m_used[word] - 1;
-            m_nearEnd = static_cast<double>(bucket + 1);
-            for (int entry = m_first[bucket]; entry >= 0;) {
+        int entry = takeBucket();
+        if (entry >= 0) {
+            while (entry >= 0) {
                 Entry& found = m_entries[static_cast<std::size_t>(entry)];
                 m_near.push(found.cost, found.number);
-                const int next = found.next;
-                found.next = m_free;
-                m_free = entry;
-                entry = next;
+                const int next = std::exchange(found.next, m_free);
+                m_free = std::exchange(entry, next);
             }
-            m_first[bucket] = -1;
             return true;
         }
         if (m_far.empty()) {
@@ -109,10 +116,11 @@ bool KeyQueue::findNear() {
                      return a.cost < b.cost;
                  })->cost;
         m_nearEnd = 0.0;
+        m_word = 0;
         std::vector<Entry> waiting;
         waiting.swap(m_far);
-        for (const Entry& entry : waiting) {
-            push(entry.cost, entry.number);
+        for (const Entry& again : waiting) {
+            push(again.cost, again.number);
         }
     }
 }

@@ -133,6 +133,8 @@ private:
 /// cause no more steps there than a sixteenth of their number.
 class KeyQueue {
 public:
+    KeyQueue() { m_first.fill(-1); }
+
     /// Empty, for edges of about this cost; 0 and what is not finite make it one heap.
     void reset(double meanCost);
     bool isEmpty() noexcept { return m_near.isEmpty() && !findNear(); }
@@ -141,7 +143,7 @@ public:
 
     void push(double cost, int number) {
         const double bucket = (cost - m_base) * m_perCost;
-        if (bucket < m_nearEnd) {
+        if (!(bucket >= m_nearEnd)) { // also when infinite costs leave no number
             m_near.push(cost, number);
         } else if (bucket < bucketCount) {
             insert(static_cast<std::size_t>(bucket), cost, number);
@@ -153,8 +155,8 @@ public:
     std::pair<double, int> pop() { return m_near.pop(); }
 
 private:
-    static constexpr int bucketCount = 4096;
-    static constexpr double bucketsPerMean = 256.0;
+    static constexpr int bucketCount = 1024;
+    static constexpr double bucketsPerMean = 64.0;
 
     struct Entry {
         double cost;
@@ -174,15 +176,18 @@ private:
         m_first[bucket] = entry;
         m_used[bucket / 64] |= std::uint64_t(1) << (bucket % 64);
     }
+    /// The first entry of the next bucket that holds something, which is empty then; -1 when none does.
+    int takeBucket();
     /// Fills the heap with the next bucket; false when nothing is left.
     bool findNear();
 
     KeyHeap m_near;
     double m_base = 0.0; ///< the cost at which bucket 0 begins
     double m_perCost = 0.0;
-    double m_nearEnd = 1.0; ///< the first bucket that is not in the heap
-    std::array<int, bucketCount> m_first{};
+    double m_nearEnd = 1.0;               ///< the first bucket that is not in the heap
+    std::array<int, bucketCount> m_first; ///< entries; -1 in every bucket without a bit in m_used
     std::array<std::uint64_t, bucketCount / 64> m_used{}; ///< a bit for each bucket that holds something
+    std::size_t m_word = 0;                               ///< of m_used, in which the next bucket may be
     std::vector<Entry> m_entries;
     int m_free = -1;
     std::vector<Entry> m_far;
