@@ -1,6 +1,6 @@
 #pragma once
 
-#include "SearchTableInternal.h"
+#include <Cartolith/Core/Routing/SearchTableInternal.h>
 
 namespace Cartolith::Core::Routing::Internal {
 

@@ -1,6 +1,6 @@
-#include "PlaceOnEdgesInternal.h"
-#include "RoutingGraph.h"
-#include "SearchTableInternal.h"
+#include <Cartolith/Core/Routing/PlaceOnEdgesInternal.h>
+#include <Cartolith/Core/Routing/RoutingGraph.h>
+#include <Cartolith/Core/Routing/SearchTableInternal.h>
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
-#include "RouteBuilderInternal.h"
-#include "RoutingGraph.h"
+#include <Cartolith/Core/Routing/RouteBuilderInternal.h>
+#include <Cartolith/Core/Routing/RoutingGraph.h>
 
 #include <algorithm>
 #include <cmath>

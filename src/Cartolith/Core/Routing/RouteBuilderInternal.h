@@ -1,8 +1,7 @@
 #pragma once
 
-#include "SearchTableInternal.h"
-
 #include <Cartolith/Core/Routing/RoutingRoute.h>
+#include <Cartolith/Core/Routing/SearchTableInternal.h>
 
 namespace Cartolith::Core::Routing::Internal {
 

@@ -1,9 +1,10 @@
-#include "RoutingDijkstra.h"
-
-#include "LabelSearchInternal.h"
-#include "ReachedNodesInternal.h"
-#include "RouteBuilderInternal.h"
-#include "RoutingGraph.h"
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
+#include <Cartolith/Core/Routing/LabelSearchInternal.h>
+#include <Cartolith/Core/Routing/ReachedNodesInternal.h>
+#include <Cartolith/Core/Routing/RouteBuilderInternal.h>
+#include <Cartolith/Core/Routing/RoutingDijkstra.h>
+#include <Cartolith/Core/Routing/RoutingGraph.h>
 
 #include <algorithm>
 
@@ -56,6 +57,8 @@ QList<QList<double>> allPairs(const RoutingGraph& graph, const QList<int>& nodes
 
 RoutingDijkstraResult RoutingDijkstra::run(const RoutingGraph& graph, int source, int target,
                                            RoutingCostMetric metric, double defaultSpeed) {
+    Common::Internal::LogStep step(Common::LogChannels::routing, "search");
+    step.set("nodes", graph.nodeCount());
     SearchTable* const table = searched(graph, source, target, metric, defaultSpeed);
     if (table == nullptr) {
         return RoutingDijkstraResult(source);

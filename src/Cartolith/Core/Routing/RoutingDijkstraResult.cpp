@@ -1,7 +1,6 @@
-#include "RoutingDijkstraResult.h"
-
-#include "ReachedNodesInternal.h"
-#include "RoutingGraph.h"
+#include <Cartolith/Core/Routing/ReachedNodesInternal.h>
+#include <Cartolith/Core/Routing/RoutingDijkstraResult.h>
+#include <Cartolith/Core/Routing/RoutingGraph.h>
 
 #include <algorithm>
 #include <limits>

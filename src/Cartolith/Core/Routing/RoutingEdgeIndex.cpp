@@ -1,6 +1,5 @@
-#include "RoutingEdgeIndex.h"
-
-#include "RoutingGraph.h"
+#include <Cartolith/Core/Routing/RoutingEdgeIndex.h>
+#include <Cartolith/Core/Routing/RoutingGraph.h>
 
 #include <queue>
 

@@ -1,7 +1,9 @@
 // Networks from lines.
 
-#include "RoutingGraph.h"
-#include "SnapCellInternal.h"
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
+#include <Cartolith/Core/Routing/RoutingGraph.h>
+#include <Cartolith/Core/Routing/SnapCellInternal.h>
 
 #include <algorithm>
 
@@ -36,6 +38,8 @@ int RoutingGraph::findOrCreateNode(const RoutingPoint& point, double tolerance, 
 void RoutingGraph::buildFromPolylines(const QList<QList<RoutingPoint>>& lines,
                                       const QList<QMap<QString, QVariant>>& attributes, double tolerance,
                                       bool bidirectional) {
+    Common::Internal::LogStep step(Common::LogChannels::routing, "build");
+    step.set("lines", lines.size());
     tolerance = Internal::usableTolerance(tolerance);
     clear();
     m_edges.reserve(lines.size() * (bidirectional ? 2 : 1));

@@ -1,9 +1,8 @@
-#include "RoutingIsochrone.h"
-
-#include "LabelSearchInternal.h"
-#include "PlaceOnEdgesInternal.h"
-#include "RouteBuilderInternal.h"
-#include "RoutingGraph.h"
+#include <Cartolith/Core/Routing/LabelSearchInternal.h>
+#include <Cartolith/Core/Routing/PlaceOnEdgesInternal.h>
+#include <Cartolith/Core/Routing/RouteBuilderInternal.h>
+#include <Cartolith/Core/Routing/RoutingGraph.h>
+#include <Cartolith/Core/Routing/RoutingIsochrone.h>
 
 #include <algorithm>
 

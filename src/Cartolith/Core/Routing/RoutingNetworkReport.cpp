@@ -1,7 +1,6 @@
-#include "RoutingNetworkReport.h"
-
-#include "RoutingEdgeIndex.h"
-#include "RoutingGraph.h"
+#include <Cartolith/Core/Routing/RoutingEdgeIndex.h>
+#include <Cartolith/Core/Routing/RoutingGraph.h>
+#include <Cartolith/Core/Routing/RoutingNetworkReport.h>
 
 #include <QSet>
 

@@ -1,6 +1,5 @@
-#include "RoutingNodeIndex.h"
-
-#include "RoutingGraph.h"
+#include <Cartolith/Core/Routing/RoutingGraph.h>
+#include <Cartolith/Core/Routing/RoutingNodeIndex.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,7 +1,6 @@
-#include "RoutingPreparation.h"
-
-#include "RoutingGraph.h"
-#include "SnapCellInternal.h"
+#include <Cartolith/Core/Routing/RoutingGraph.h>
+#include <Cartolith/Core/Routing/RoutingPreparation.h>
+#include <Cartolith/Core/Routing/SnapCellInternal.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,10 +1,9 @@
-#include "RoutingSearch.h"
-
-#include "LabelSearchInternal.h"
-#include "PlaceOnEdgesInternal.h"
-#include "RouteBuilderInternal.h"
-#include "RoutingDijkstra.h"
-#include "RoutingGraph.h"
+#include <Cartolith/Core/Routing/LabelSearchInternal.h>
+#include <Cartolith/Core/Routing/PlaceOnEdgesInternal.h>
+#include <Cartolith/Core/Routing/RouteBuilderInternal.h>
+#include <Cartolith/Core/Routing/RoutingDijkstra.h>
+#include <Cartolith/Core/Routing/RoutingGraph.h>
+#include <Cartolith/Core/Routing/RoutingSearch.h>
 
 #include <algorithm>
 #include <cmath>

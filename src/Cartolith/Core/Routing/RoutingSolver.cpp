@@ -1,9 +1,8 @@
-#include "RoutingSolver.h"
-
-#include "RouteBuilderInternal.h"
-#include "RoutingDijkstra.h"
-#include "RoutingGraph.h"
-#include "RoutingSearch.h"
+#include <Cartolith/Core/Routing/RouteBuilderInternal.h>
+#include <Cartolith/Core/Routing/RoutingDijkstra.h>
+#include <Cartolith/Core/Routing/RoutingGraph.h>
+#include <Cartolith/Core/Routing/RoutingSearch.h>
+#include <Cartolith/Core/Routing/RoutingSolver.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,5 +1,5 @@
-#include "RoutingGraph.h"
-#include "SearchTableInternal.h"
+#include <Cartolith/Core/Routing/RoutingGraph.h>
+#include <Cartolith/Core/Routing/SearchTableInternal.h>
 
 #include <algorithm>
 #include <bit>
