@@ -42,31 +42,13 @@ enum class Place { Outside, Inside, OnBoundary };
 ///
 ///     X = (1/16 + 2 tol) w + (1 + 2^-40) tol + 2^-50 M
 ///
-/// on each side, w the width (or height) of the run and M the largest coordinate. With u = 2^-53:
+/// on each side, w the width (or height) of the run and M the largest coordinate.
 ///
-/// 1. Points on segments. The plain test itself compares with min - tol and max + tol, and X >= tol.
-/// 2. The distance of contains() of lines. The foot of the perpendicular leaves the box by rounding only,
-/// less
-///    than u (w + M); the distance beyond the box comes out larger than tol.
-/// 3. Parallel segments, |denominator| <= tol: case 1 for one of the four ends.
-/// 4. Segments that are not parallel, |denominator| > tol, and well conditioned: |denominator| >= 128 E with
-///    E = 3u S, S = |rx sy| + |ry sx|; E bounds the rounding of the denominator. Exactly, q1 - p1 = t r - v
-///    s. Computed t and v lie in [-tol, 1 + tol]; the exact ones differ, in place rather than in parameter,
-///    by |t - t'| |rx| <= 2.1 (1 + tol) (|rx| + |sx|) / 127, since rounding of t's numerator is at most 3u
-///    (|qx - px| |sy| + |qy - py| |sx|) <= 3u (|t| S + 2 |v| |sx sy|), and 3u |sx sy| |rx| / |denominator|
-///    <= |sx| / 127; the same for v, and for y. So the two boxes are apart by less than
-///    (tol + 0.034 (1 + tol)) (|rx| + |sx|) plus rounding, which X of both covers.
-/// 5. The rest, |denominator| > tol but only by noise, can be true for collinear segments far from each
-/// other.
-///    NoiseSearch finds those.
-/// 6. Parity of crossings. The computed crossing of an edge with the line through p leaves the edge's range
-/// of x by
-///    less than 6 u w. An edge in a box to the right of p therefore counts if its ends lie on both sides of
-///    p.y, and one in a box to the left, above or below never counts; so a run of edges of one ring to
-///    the right of p counts as the segment from its first to its last vertex does. And within a rectangle
-///    that meets no box, each computed parity is the exact one, the same everywhere.
+/// docs/topology.md has the proof, case by case: points on segments, distances of lines, parallel segments,
+/// crossing ones, parity of crossings. One case is not covered, collinear segments far apart that meet by
+/// rounding: see noiseMeets().
 ///
-/// All this needs products that neither overflow nor underflow: coordinates must be 0 or between 1e-100 and
+/// That needs products that neither overflow nor underflow: coordinates must be 0 or between 1e-100 and
 /// 1e100 in size, the tolerance likewise. Otherwise (NaN and infinity too) all boxes are the whole plane,
 /// which makes every search the plain, quadratic one.
 class Boundary {
@@ -79,7 +61,7 @@ public:
     /// `extent` is the shape's. The scratch memory is used if it is enough, and must then live as long as
     /// this.
     Boundary(const Shapes::GisShape& shape, const Shapes::GisExtent& extent, double tolerance,
-             Scratch* scratch);
+             Scratch* scratch = nullptr);
     Q_DISABLE_COPY_MOVE(Boundary)
 
     double tolerance() const noexcept { return m_tolerance; }

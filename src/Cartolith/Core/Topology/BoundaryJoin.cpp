@@ -66,52 +66,10 @@ bool runsMeet(const Boundary& a, qsizetype i, const Boundary& b, qsizetype j, bo
 } // namespace
 
 bool boundariesMeet(const Boundary& a, const Boundary& b, bool properOnly, Work& work) {
-    if (!a.hasRuns() || !b.hasRuns()) {
-        return false;
-    }
-    struct Pair {
-        qsizetype a;
-        qsizetype b;
-        int levelA;
-        int levelB;
-    };
-    // At most seven siblings wait on each level of either tree.
-    QVarLengthArray<Pair, 128> pending;
-    if (a.box().meets(b.box())) {
-        pending.append({0, 0, a.topLevel(), b.topLevel()});
-    }
-    while (!pending.isEmpty()) {
-        const Pair pair = pending.last();
-        pending.removeLast();
-        if (pair.levelA == 0 && pair.levelB == 0) {
-            work.add(64);
-            if (runsMeet(a, pair.a, b, pair.b, properOnly)) {
-                return true;
-            }
-            continue;
-        }
-        work.add(8);
-        if (pair.levelA >= pair.levelB) {
-            const int level = pair.levelA - 1;
-            const Box& other = b.box(pair.levelB, pair.b);
-            const qsizetype end = std::min(8 * pair.a + 8, a.count(level));
-            for (qsizetype i = 8 * pair.a; i < end; ++i) {
-                if (a.box(level, i).meets(other)) {
-                    pending.append({i, pair.b, level, pair.levelB});
-                }
-            }
-        } else {
-            const int level = pair.levelB - 1;
-            const Box& other = a.box(pair.levelA, pair.a);
-            const qsizetype end = std::min(8 * pair.b + 8, b.count(level));
-            for (qsizetype i = 8 * pair.b; i < end; ++i) {
-                if (b.box(level, i).meets(other)) {
-                    pending.append({pair.a, i, pair.levelA, level});
-                }
-            }
-        }
-    }
-    return a.isRegular() && b.isRegular() && noiseMeets(a, b, properOnly, work);
+    const bool found = visitMeetingRuns(
+        a, b, work, [&](qsizetype i, qsizetype j) { return runsMeet(a, i, b, j, properOnly); });
+    return found || (a.isRegular() && b.isRegular() && a.hasRuns() && b.hasRuns() &&
+                     noiseMeets(a, b, properOnly, work));
 }
 
 } // namespace Cartolith::Core::Topology::Internal

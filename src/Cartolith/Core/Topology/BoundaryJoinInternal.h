@@ -2,7 +2,63 @@
 
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
 
+#include <QVarLengthArray>
+
+#include <algorithm>
+
 namespace Cartolith::Core::Topology::Internal {
+
+/// Calls `visit(i, j)` for runs i of a and j of b whose boxes meet until it returns true, which is then the
+/// result. \throws Stopped
+template <typename Visit>
+bool visitMeetingRuns(const Boundary& a, const Boundary& b, Work& work, Visit visit) {
+    if (!a.hasRuns() || !b.hasRuns()) {
+        return false;
+    }
+    struct Pair {
+        qsizetype a;
+        qsizetype b;
+        int levelA;
+        int levelB;
+    };
+    // At most seven siblings wait on each level of either tree.
+    QVarLengthArray<Pair, 128> pending;
+    if (a.box().meets(b.box())) {
+        pending.append({0, 0, a.topLevel(), b.topLevel()});
+    }
+    while (!pending.isEmpty()) {
+        const Pair pair = pending.last();
+        pending.removeLast();
+        if (pair.levelA == 0 && pair.levelB == 0) {
+            work.add(64);
+            if (visit(pair.a, pair.b)) {
+                return true;
+            }
+            continue;
+        }
+        work.add(8);
+        if (pair.levelA >= pair.levelB) {
+            const int level = pair.levelA - 1;
+            const Box& other = b.box(pair.levelB, pair.b);
+            const qsizetype end = std::min(8 * pair.a + 8, a.count(level));
+            for (qsizetype i = 8 * pair.a; i < end; ++i) {
+                if (a.box(level, i).meets(other)) {
+                    pending.append({i, pair.b, level, pair.levelB});
+                }
+            }
+        } else {
+            const int level = pair.levelB - 1;
+            const Box& other = a.box(pair.levelA, pair.a);
+            const qsizetype end = std::min(8 * pair.b + 8, b.count(level));
+            for (qsizetype i = 8 * pair.b; i < end; ++i) {
+                if (b.box(level, i).meets(other)) {
+                    pending.append({pair.a, i, pair.levelA, level});
+                }
+            }
+        }
+    }
+    return false;
+}
 
 /// The answer of BoundariesIntersect for two boundaries of the same tolerance. \throws Stopped
 bool boundariesMeet(const Boundary& a, const Boundary& b, bool properOnly, Work& work);

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Topology/GeosInternal.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <exception>
 
@@ -32,11 +33,20 @@ void GeosInterrupt::onCheck() {
         previousHook();
     }
     if (current != nullptr) {
-        current->check();
+        current->ask();
     }
 }
 
-void GeosInterrupt::check() {
+void GeosInterrupt::check() const {
+    if (m_exception != nullptr) {
+        std::rethrow_exception(m_exception);
+    }
+    if (m_wasStopped) {
+        throw Stopped();
+    }
+}
+
+void GeosInterrupt::ask() {
     constexpr int checksPerReport = 16; // a large buffer has but a few thousand checks
     if (m_wasStopped || ++m_checks < checksPerReport) {
         return;

@@ -24,10 +24,9 @@ private:
     GEOSContextHandle_t m_handle;
 };
 
-/// While it lives, operations of GEOS on this thread ask the topology's busy callback every now and then; a
-/// false answer makes them fail, and wasStopped() true. GEOS looks up from its work seldom while it nodes a
-/// buffer: a stop may take up to half the time of the operation. What the callback throws is kept for
-/// rethrow().
+/// While it lives, operations of GEOS on this thread ask the topology's busy callback every now and then;
+/// they fail when it says no or throws. GEOS looks up from its work seldom while it nodes a buffer: to stop
+/// it may take up to half the time of the operation.
 ///
 /// GEOS has one hook for the whole process. It is taken at the first use, whoever had it before is still
 /// called; a host that takes it later makes operations run to their end.
@@ -38,16 +37,12 @@ public:
     GeosInterrupt(const GeosInterrupt&) = delete;
     GeosInterrupt& operator=(const GeosInterrupt&) = delete;
 
-    bool wasStopped() const noexcept { return m_wasStopped; }
-    void rethrow() const {
-        if (m_exception != nullptr) {
-            std::rethrow_exception(m_exception);
-        }
-    }
+    /// To be called behind an operation. \throws Stopped, or what the callback threw
+    void check() const;
 
 private:
     static void onCheck();
-    void check();
+    void ask();
 
     const GisTopology& m_topology;
     GeosInterrupt* m_outer;

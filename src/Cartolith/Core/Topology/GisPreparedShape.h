@@ -10,7 +10,7 @@ namespace Cartolith::Core::Topology {
 /// One shape made ready for many questions: the predicates of GisTopology with that shape as `a`.
 ///
 /// Each answer is exactly the one of the GisTopology object that was given, for every input; what differs is
-/// the time. Preparing takes about as long as two or three single questions, and memory of some 24 bytes for
+/// the time. Preparing takes about as long as one or two single questions, and memory of some 24 bytes for
 /// each vertex. Then a question about another shape takes time in proportion to that shape's vertices, and
 /// ContainsPoint() of a ring time in proportion to the logarithm of its vertices, where a single question
 /// looks at all of them.
@@ -20,7 +20,8 @@ namespace Cartolith::Core::Topology {
 /// GisShapePolygon, or of none of these: it is asked by its own contains() and isEmpty(), so it must stay as
 /// it is as long as this object is used. Settings and busy callback of the GisTopology object are copied too.
 ///
-/// Threads: the const members may run at the same time on several threads.
+/// Threads: the const members may run at the same time on several threads. After a move, the source may only
+/// be assigned to or destroyed.
 class CARTOLITH_CORE_EXPORT GisPreparedShape {
 public:
     explicit GisPreparedShape(const Shapes::GisShape& shape, const GisTopology& topology = GisTopology());

@@ -316,8 +316,8 @@ public:
     /// vertices on it are no crossings. In a ring such a stretch may go over the first vertex: its end then
     /// comes before its start. Only boundaries count: a point or line inside a polygon meets nothing.
     ///
-    /// Empty when either shape is empty, when nothing meets, and when the busy callback stops it. Takes
-    /// n log n steps for n segments and as many more as there are pairs with meeting boxes.
+    /// Empty when either shape is empty, when nothing meets, and when the busy callback stops it. One
+    /// pass over the vertices, and as many steps as there are segments near each other.
     QList<GisCrossing> GetCrossings(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
 
     /// Where the boundary of one shape meets itself: parts with each other and parts with themselves, apart

@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <cmath>
 #include <stdexcept>
@@ -32,7 +33,7 @@ void checkArguments(double distance, const GisBufferStyle& style) {
 GeometryPtr geosBuffer(const OGRGeometry& geometry, double distance, const GisBufferStyle& style,
                        bool oneSided) {
     const Internal::GeosContext context;
-    GEOSContextHandle_t const geos = context.handle();
+    GEOSContextHandle_t geos = context.handle();
     const auto destroyParameters = [geos](GEOSBufferParams* p) { GEOSBufferParams_destroy_r(geos, p); };
     const std::unique_ptr<GEOSBufferParams, decltype(destroyParameters)> parameters(
         GEOSBufferParams_create_r(geos), destroyParameters);
@@ -52,14 +53,8 @@ GeometryPtr geosBuffer(const OGRGeometry& geometry, double distance, const GisBu
     return buffer == nullptr ? nullptr : GeometryPtr(OGRGeometryFactory::createFromGEOS(geos, buffer.get()));
 }
 
-} // namespace
-
-std::unique_ptr<GisShape> GisTopology::Buffer(const GisShape& shape, double distance,
-                                              const GisBufferStyle& style) const {
-    checkArguments(distance, style);
-    if (!reportBusy(0, 1)) {
-        return nullptr;
-    }
+std::unique_ptr<GisShape> bufferOf(const GisShape& shape, double distance, const GisBufferStyle& style,
+                                   const GisTopology& topology) {
     auto result = std::make_unique<GisShapePolygon>();
     shape.copyAttributesTo(*result);
     const bool isLine = dynamic_cast<const GisShapePolyline*>(&shape) != nullptr;
@@ -73,15 +68,12 @@ std::unique_ptr<GisShape> GisTopology::Buffer(const GisShape& shape, double dist
         return result;
     }
     Common::Internal::GdalErrorCapture capture;
-    const Internal::GeosInterrupt interrupt(*this);
+    const Internal::GeosInterrupt interrupt(topology);
     // GEOS has the left side at positive distances.
     GeometryPtr buffer =
         geosBuffer(*geometry, isOneSided && style.side == GisBufferSide::Right ? -distance : distance, style,
                    isOneSided);
-    interrupt.rethrow();
-    if (interrupt.wasStopped()) {
-        return nullptr;
-    }
+    interrupt.check();
     if (buffer == nullptr) {
         throw std::runtime_error("GisTopology::Buffer failed: " + capture.message().toStdString());
     }
@@ -91,6 +83,17 @@ std::unique_ptr<GisShape> GisTopology::Buffer(const GisShape& shape, double dist
         }
     }
     return result;
+}
+
+} // namespace
+
+std::unique_ptr<GisShape> GisTopology::Buffer(const GisShape& shape, double distance,
+                                              const GisBufferStyle& style) const {
+    checkArguments(distance, style);
+    if (!reportBusy(0, 1)) {
+        return nullptr;
+    }
+    return Internal::unlessStopped([&] { return bufferOf(shape, distance, style, *this); });
 }
 
 } // namespace Cartolith::Core::Topology

@@ -4,9 +4,9 @@
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <cmath>
-#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -38,7 +38,6 @@ public:
         }
     }
 
-    bool wasStopped() const { return m_wasStopped; }
     /// True when the parts are no valid area yet.
     bool needsGeos() const { return m_needsGeos; }
     const ProblemList& problems() const { return m_problems; }
@@ -58,10 +57,10 @@ private:
     }
 
     void examineArea() {
-        m_wasStopped = !Internal::findRingCrossings(m_parts, m_partOf, m_topology, m_problems);
+        Internal::findRingCrossings(m_parts, m_partOf, m_topology, m_problems);
         m_needsGeos = m_problems.has(GisShapeProblemKind::SelfCrossing) ||
                       m_problems.has(GisShapeProblemKind::RingsCross);
-        if (m_wasStopped || m_needsGeos) {
+        if (m_needsGeos) {
             return;
         }
         Internal::windByNesting(m_parts, m_partOf, m_problems);
@@ -88,9 +87,7 @@ private:
                                  ? char{2}
                                  : GEOSisValidDetail_r(context.handle(), input.get(), 0, &reason, &location);
         const std::unique_ptr<GEOSGeometry, decltype(destroy)> place(location, destroy);
-        interrupt.rethrow();
-        m_wasStopped = interrupt.wasStopped();
-        if (isValid != 1 && !m_wasStopped) {
+        if (isValid != 1) {
             double x = std::nan("");
             double y = std::nan("");
             if (place != nullptr) {
@@ -103,6 +100,7 @@ private:
             m_needsGeos = true;
         }
         GEOSFree_r(context.handle(), reason);
+        interrupt.check();
     }
 
     const GisTopology& m_topology;
@@ -110,11 +108,9 @@ private:
     QList<Ring> m_parts;
     QList<int> m_partOf;
     bool m_needsGeos = false;
-    bool m_wasStopped = false;
 };
 
-/// Nothing when the work was stopped.
-std::optional<QList<Ring>> validArea(const QList<Ring>& rings, const GisTopology& topology) {
+QList<Ring> validArea(const QList<Ring>& rings, const GisTopology& topology) {
     GisShapePolygon polygon;
     polygon.parts() = rings;
     const GeometryPtr geometry = Serialization::Ogr::Internal::geometryOf(polygon);
@@ -122,10 +118,7 @@ std::optional<QList<Ring>> validArea(const QList<Ring>& rings, const GisTopology
     const Internal::GeosInterrupt interrupt(topology);
     const char* const options[] = {"METHOD=STRUCTURE", "KEEP_COLLAPSED=NO", nullptr};
     GeometryPtr valid(geometry->MakeValid(options));
-    interrupt.rethrow();
-    if (interrupt.wasStopped()) {
-        return std::nullopt;
-    }
+    interrupt.check();
     if (valid == nullptr) {
         throw std::runtime_error("GisTopology::FixShape failed: " + capture.message().toStdString());
     }
@@ -134,21 +127,11 @@ std::optional<QList<Ring>> validArea(const QList<Ring>& rings, const GisTopology
             return area->parts();
         }
     }
-    return QList<Ring>();
+    return {};
 }
 
-} // namespace
-
-QList<GisShapeProblem> GisTopology::CheckShape(const GisShape& shape) const {
-    const Examination examination(shape, *this);
-    return examination.wasStopped() ? QList<GisShapeProblem>() : examination.problems().problems();
-}
-
-GisShapeFix GisTopology::FixShape(const GisShape& shape) const {
-    const Examination examination(shape, *this);
-    if (examination.wasStopped()) {
-        return {};
-    }
+GisShapeFix fixed(const GisShape& shape, const GisTopology& topology) {
+    const Examination examination(shape, topology);
     GisShapeFix fix{shape.clone(), examination.problems().problems()};
     if (fix.changes.isEmpty()) {
         return fix;
@@ -162,26 +145,22 @@ GisShapeFix GisTopology::FixShape(const GisShape& shape) const {
         return fix;
     }
     *parts = examination.parts();
-    // What GEOS returns may itself have a hole wound like its shell, or a vertex twice.
-    for (int round = 0; round < 3 && dynamic_cast<const GisShapePolygon*>(fix.shape.get()) != nullptr;
-         ++round) {
-        const Examination result(*fix.shape, *this);
-        if (result.wasStopped()) {
-            return {};
-        }
-        if (result.problems().problems().isEmpty()) {
-            break;
-        }
-        *parts = result.parts();
-        if (result.needsGeos()) {
-            auto area = validArea(result.parts(), *this);
-            if (!area.has_value()) {
-                return {};
-            }
-            *parts = *std::move(area);
-        }
+    if (examination.needsGeos()) {
+        *parts = validArea(examination.parts(), topology);
+        // It may have a hole wound like its shell, or a vertex twice.
+        *parts = Examination(*fix.shape, topology).parts();
     }
     return fix;
+}
+
+} // namespace
+
+QList<GisShapeProblem> GisTopology::CheckShape(const GisShape& shape) const {
+    return Internal::unlessStopped([&] { return Examination(shape, *this).problems().problems(); });
+}
+
+GisShapeFix GisTopology::FixShape(const GisShape& shape) const {
+    return Internal::unlessStopped([&] { return fixed(shape, *this); });
 }
 
 } // namespace Cartolith::Core::Topology

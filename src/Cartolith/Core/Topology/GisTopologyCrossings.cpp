@@ -1,5 +1,5 @@
-#include <Cartolith/Core/Topology/BoxSweepInternal.h>
 #include <Cartolith/Core/Topology/CrossingsInternal.h>
+#include <Cartolith/Core/Topology/SegmentPairsInternal.h>
 
 #include <algorithm>
 #include <array>
@@ -11,7 +11,6 @@ using Internal::isBefore;
 using Internal::Segment;
 using Internal::SegmentList;
 using Internal::SegmentPart;
-using Shapes::GisExtent;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
 
@@ -28,17 +27,10 @@ public:
     CrossingFinder(const SegmentList& first, const SegmentList& second, double tolerance)
         : m_first(first), m_second(second), m_isSelf(&first == &second), m_tolerance(tolerance) {}
 
-    template <typename GoOn>
-    bool run(GoOn goOn) {
-        const std::vector<GisExtent> boxes = boxesOf(m_first);
-        return Internal::visitMeetingBoxes(
-            boxes, m_isSelf ? boxes : boxesOf(m_second),
-            [this](std::size_t i, std::size_t j) {
-                if (!m_isSelf || i < j) {
-                    meet(m_first.segments()[i], m_second.segments()[j]);
-                }
-            },
-            goOn);
+    void run(Internal::Work& work) {
+        visitSegmentPairs(m_first, m_second, m_tolerance, work, [this](std::size_t i, std::size_t j) {
+            meet(m_first.segments()[i], m_second.segments()[j]);
+        });
     }
 
     QList<GisCrossing> result() {
@@ -63,18 +55,6 @@ private:
     static bool comesBefore(const GisCrossing& a, const GisCrossing& b) {
         return isBefore(a.position, b.position) ||
                (!isBefore(b.position, a.position) && isBefore(a.other, b.other));
-    }
-
-    /// Widened by as much as the test of two segments forgives, which is a part of their length.
-    std::vector<GisExtent> boxesOf(const SegmentList& boundary) const {
-        std::vector<GisExtent> boxes;
-        boxes.reserve(boundary.segments().size());
-        for (const Segment& segment : boundary.segments()) {
-            const GisExtent box(segment.start->x(), segment.start->y(), segment.end->x(), segment.end->y());
-            const double margin = m_tolerance * (1.0 + box.width() + box.height());
-            boxes.push_back(box.inflate(margin, margin));
-        }
-        return boxes;
     }
 
     bool same(const GisShapePoint& a, const GisShapePoint& b) const {
@@ -309,11 +289,12 @@ private:
 
 std::optional<QList<GisCrossing>> Internal::crossingsOf(const SegmentList& a, const SegmentList& b,
                                                         const GisTopology& topology) {
-    CrossingFinder finder(a, b, topology.Tolerance());
-    if (!finder.run([&topology](int current, int total) { return topology.reportBusy(current, total); })) {
-        return std::nullopt;
-    }
-    return finder.result();
+    return unlessStopped([&] {
+        Work work(&topology);
+        CrossingFinder finder(a, b, topology.Tolerance());
+        finder.run(work);
+        return std::optional(finder.result());
+    });
 }
 
 QList<GisCrossing> GisTopology::GetCrossings(const GisShape& a, const GisShape& b) const {

@@ -143,8 +143,8 @@ private:
     void compareRuns(const Boundary::Run& runA, const Boundary::Run& runB) {
         m_work.add(64);
         // A part of one vertex is a segment without length.
-        for (qsizetype i = runA.start; i < runA.start + std::max(runA.segments, 1); ++i) {
-            for (qsizetype j = runB.start; j < runB.start + std::max(runB.segments, 1); ++j) {
+        for (qsizetype i = runA.start; i < runA.start + std::max<int>(runA.segments, 1); ++i) {
+            for (qsizetype j = runB.start; j < runB.start + std::max<int>(runB.segments, 1); ++j) {
                 m_nearest.takeIfNearer(
                     betweenSegments(m_a.vertex(i), m_a.vertex(runA.segments > 0 ? i + 1 : i), m_b.vertex(j),
                                     m_b.vertex(runB.segments > 0 ? j + 1 : j)));

@@ -1,10 +1,9 @@
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
-#include <Cartolith/Core/Topology/BoxSweepInternal.h>
 #include <Cartolith/Core/Topology/CrossingsInternal.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
-#include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+#include <Cartolith/Core/Topology/SegmentPairsInternal.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -16,7 +15,6 @@ using Common::Internal::GeometryPtr;
 using Internal::Segment;
 using Internal::SegmentList;
 using Internal::SegmentPart;
-using Shapes::GisExtent;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
@@ -105,34 +103,28 @@ ShapeList cutAt(const GisShapePolyline& line, const QList<GisCrossing>& crossing
 /// Where the points lie on the line: for each point, of neighbouring segments within the tolerance the
 /// nearest.
 std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>& points,
-                        const GisTopology& topology, bool& isDone) {
+                        const GisTopology& topology) {
     const double tolerance = topology.Tolerance();
-    std::vector<GisExtent> segmentBoxes;
-    std::vector<GisExtent> pointBoxes;
-    for (const Segment& s : segments.segments()) {
-        segmentBoxes.emplace_back(s.start->x(), s.start->y(), s.end->x(), s.end->y());
+    GisShapePolyline places;
+    for (const GisShapePoint& p : points) {
+        places.parts().append({p});
     }
-    std::vector<GisShapePoint> places;
-    std::copy_if(points.begin(), points.end(), std::back_inserter(places), Internal::isFinite);
-    for (const GisShapePoint& p : places) {
-        pointBoxes.emplace_back(p.x() - tolerance, p.y() - tolerance, p.x() + tolerance, p.y() + tolerance);
-    }
+    const SegmentList targets(places);
     struct Hit {
         std::size_t point;
         std::size_t segment;
         double distance;
     };
     std::vector<Hit> hits;
-    isDone = Internal::visitMeetingBoxes(
-        pointBoxes, segmentBoxes,
-        [&](std::size_t i, std::size_t j) {
-            const Segment& s = segments.segments()[j];
-            const double distance = GisTopology::DistancePointToSegment(places[i], *s.start, *s.end);
-            if (distance <= tolerance) {
-                hits.push_back({i, j, distance});
-            }
-        },
-        [&topology](int current, int total) { return topology.reportBusy(current, total); });
+    Internal::Work work(&topology);
+    visitSegmentPairs(targets, segments, tolerance, work, [&](std::size_t i, std::size_t j) {
+        const Segment& s = segments.segments()[j];
+        const double distance =
+            GisTopology::DistancePointToSegment(*targets.segments()[i].start, *s.start, *s.end);
+        if (distance <= tolerance) {
+            hits.push_back({i, j, distance});
+        }
+    });
     std::sort(hits.begin(), hits.end(), [](const Hit& a, const Hit& b) {
         return std::tie(a.point, a.segment) < std::tie(b.point, b.segment);
     });
@@ -146,7 +138,7 @@ std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>&
             nearest = hits[i].distance < hits[nearest].distance ? i : nearest;
         }
         const Segment& s = segments.segments()[hits[nearest].segment];
-        const GisShapePoint& p = places[hits[nearest].point];
+        const GisShapePoint& p = *targets.segments()[hits[nearest].point].start;
         GisBoundaryPosition at{s.part, s.index, Internal::fractionAlong(p, *s.start, *s.end)};
         if (GisTopology::SamePoint(p, *s.start, tolerance)) {
             at.fraction = 0.0;
@@ -161,24 +153,16 @@ std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>&
     return cuts;
 }
 
-/// Runs of finite vertices.
 GeometryPtr linesOf(const SegmentList& segments) {
     GisShapePolyline lines;
-    const Segment* last = nullptr;
-    for (const Segment& s : segments.segments()) {
-        if (last == nullptr || last->part != s.part || last->index + 1 != s.index) {
-            lines.parts().append({*s.start});
-        }
-        lines.parts().last().append(*s.end);
-        last = &s;
-    }
+    lines.parts() = segments.lines().parts();
     lines.parts().removeIf(isOnePlace);
     return Serialization::Ogr::Internal::geometryOf(lines);
 }
 
 /// The pieces of one shell with its holes; itself when it is not cut.
 ShapeList cutPolygon(const GisShape& whole, const QList<Ring>& shellAndHoles, const OGRGeometry& line,
-                     const GisTopology& topology, bool& isDone) {
+                     const GisTopology& topology) {
     ShapeList pieces;
     const auto polygon = pieceOf<GisShapePolygon>(whole, shellAndHoles);
     const GeometryPtr boundary = linesOf(SegmentList(*polygon));
@@ -191,11 +175,7 @@ ShapeList cutPolygon(const GisShape& whole, const QList<Ring>& shellAndHoles, co
         const Internal::GeosInterrupt interrupt(topology);
         const GeometryPtr noded(boundary->Union(&line));
         GeometryPtr faces(noded == nullptr ? nullptr : noded->Polygonize());
-        interrupt.rethrow();
-        isDone = !interrupt.wasStopped();
-        if (!isDone) {
-            return {};
-        }
+        interrupt.check();
         if (faces == nullptr) {
             throw std::runtime_error("GisTopology::SplitByLine failed: " + capture.message().toStdString());
         }
@@ -221,6 +201,29 @@ ShapeList cutPolygon(const GisShape& whole, const QList<Ring>& shellAndHoles, co
     return pieces;
 }
 
+ShapeList cutPolygons(const GisShape& polygon, const SegmentList& line, const GisTopology& topology) {
+    const std::unique_ptr<GisShape> sound = topology.FixShape(polygon).shape;
+    if (sound == nullptr) {
+        return {};
+    }
+    const GeometryPtr cutting = linesOf(line);
+    const QList<Ring>& rings = std::as_const(static_cast<GisShapePolygon&>(*sound)).parts();
+    const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
+    const int count = static_cast<int>(polygons.size());
+    ShapeList pieces;
+    for (int i = 0; i < count; ++i) {
+        if (!topology.reportBusy(i + 1, count)) {
+            return {};
+        }
+        ShapeList cut = cutPolygon(polygon, polygons[i], *cutting, topology);
+        if (cut.empty()) {
+            cut.push_back(pieceOf<GisShapePolygon>(polygon, polygons[i]));
+        }
+        std::move(cut.begin(), cut.end(), std::back_inserter(pieces));
+    }
+    return pieces;
+}
+
 } // namespace
 
 ShapeList GisTopology::SplitAtPoints(const GisShape& line, const QList<GisShapePoint>& points) const {
@@ -228,10 +231,8 @@ ShapeList GisTopology::SplitAtPoints(const GisShape& line, const QList<GisShapeP
     if (polyline == nullptr) {
         return oneCopy(line);
     }
-    const SegmentList segments(line);
-    bool isDone = false;
-    std::vector<Cut> cuts = cutsAt(segments, points, *this, isDone);
-    return isDone ? cutAt(*polyline, std::move(cuts)) : ShapeList();
+    return Internal::unlessStopped(
+        [&] { return cutAt(*polyline, cutsAt(SegmentList(line), points, *this)); });
 }
 
 ShapeList GisTopology::SplitAtSelfCrossings(const GisShape& line) const {
@@ -253,27 +254,7 @@ ShapeList GisTopology::SplitByLine(const GisShape& shape, const GisShape& line) 
     if (dynamic_cast<const GisShapePolygon*>(&shape) == nullptr) {
         return oneCopy(shape);
     }
-    const std::unique_ptr<GisShape> sound = FixShape(shape).shape;
-    if (sound == nullptr) {
-        return {};
-    }
-    const GeometryPtr cutting = linesOf(other);
-    const QList<Ring>& rings = std::as_const(static_cast<GisShapePolygon&>(*sound)).parts();
-    const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
-    const int count = static_cast<int>(polygons.size());
-    ShapeList pieces;
-    for (int i = 0; i < count; ++i) {
-        bool isDone = reportBusy(i + 1, count);
-        ShapeList cut = isDone ? cutPolygon(shape, polygons[i], *cutting, *this, isDone) : ShapeList();
-        if (!isDone) {
-            return {};
-        }
-        if (cut.empty()) {
-            cut.push_back(pieceOf<GisShapePolygon>(shape, polygons[i]));
-        }
-        std::move(cut.begin(), cut.end(), std::back_inserter(pieces));
-    }
-    return pieces;
+    return Internal::unlessStopped([&] { return cutPolygons(shape, other, *this); });
 }
 
 } // namespace Cartolith::Core::Topology

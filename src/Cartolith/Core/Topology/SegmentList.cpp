@@ -21,13 +21,25 @@ SegmentList::SegmentList(const Shapes::GisShape& shape) {
     }
     for (std::size_t i = 0; i < m_parts.size(); ++i) {
         const QList<GisShapePoint>& vertices = m_parts[i].vertices;
+        const bool isSound = std::all_of(vertices.begin(), vertices.end(), isFinite);
         const int count = m_parts[i].segmentCount();
+        bool isInLine = false;
         for (int j = 0; j < count; ++j) {
             const GisShapePoint& start = vertices[j];
             const GisShapePoint& end = vertices[std::min<qsizetype>(j + 1, vertices.size() - 1)];
-            if (isFinite(start) && isFinite(end)) {
-                m_segments.push_back({&start, &end, static_cast<int>(i), j});
+            if (!isFinite(start) || !isFinite(end)) {
+                isInLine = false;
+                continue;
             }
+            if (!isInLine) {
+                isInLine = true;
+                m_firstSegments.push_back(m_segments.size());
+                m_lines.parts().append(isSound ? vertices : QList<GisShapePoint>{start});
+            }
+            if (!isSound) {
+                m_lines.parts().last().append(end);
+            }
+            m_segments.push_back({&start, &end, static_cast<int>(i), j});
         }
     }
 }

@@ -2,6 +2,7 @@
 
 #include <Cartolith/Core/Shapes/GisShape.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/GisBoundaryPosition.h>
 
 #include <QList>
@@ -44,11 +45,19 @@ public:
     }
     /// Those with finite coordinates, in order.
     const std::vector<Segment>& segments() const noexcept { return m_segments; }
+    /// The same as lines of finite vertices.
+    const Shapes::GisShapePolyline& lines() const noexcept { return m_lines; }
+    /// Which of the segments is the first of a line.
+    std::size_t firstSegmentOf(qsizetype line) const {
+        return m_firstSegments[static_cast<std::size_t>(line)];
+    }
     Shapes::GisShapePoint pointAt(const GisBoundaryPosition& at) const;
 
 private:
     std::vector<SegmentPart> m_parts;
     std::vector<Segment> m_segments;
+    Shapes::GisShapePolyline m_lines;
+    std::vector<std::size_t> m_firstSegments;
 };
 
 /// The parts of a line or polygon; null for every other shape.

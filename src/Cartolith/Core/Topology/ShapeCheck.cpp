@@ -1,6 +1,6 @@
-#include <Cartolith/Core/Topology/BoxSweepInternal.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+#include <Cartolith/Core/Topology/SegmentPairsInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 
 #include <algorithm>
@@ -9,7 +9,6 @@
 
 namespace Cartolith::Core::Topology::Internal {
 
-using Shapes::GisExtent;
 using Shapes::GisShapePoint;
 using Shapes::Internal::Ring;
 
@@ -113,13 +112,6 @@ std::vector<Vertex> withoutSpikes(const std::vector<Vertex>& ring, int part, Pro
     return kept;
 }
 
-struct RingSegment {
-    const GisShapePoint* start;
-    const GisShapePoint* end;
-    int ring;
-    int index;
-};
-
 bool liesBetween(const GisShapePoint& p, const GisShapePoint& a, const GisShapePoint& b) {
     return std::min(a.x(), b.x()) <= p.x() && p.x() <= std::max(a.x(), b.x()) &&
            std::min(a.y(), b.y()) <= p.y() && p.y() <= std::max(a.y(), b.y());
@@ -128,7 +120,7 @@ bool liesBetween(const GisShapePoint& p, const GisShapePoint& a, const GisShapeP
 enum class Meeting { None, Touch, Cross, Along };
 
 /// How two segments meet, without rounding, and about where.
-Meeting meetingOf(const RingSegment& a, const RingSegment& b, GisShapePoint& place) {
+Meeting meetingOf(const Segment& a, const Segment& b, GisShapePoint& place) {
     const int a1 = orientation(*b.start, *b.end, *a.start);
     const int a2 = orientation(*b.start, *b.end, *a.end);
     const int b1 = orientation(*a.start, *a.end, *b.start);
@@ -216,20 +208,15 @@ Ring cleanRing(const QList<GisShapePoint>& ring, int part, ProblemList& problems
     return clean;
 }
 
-bool findRingCrossings(const QList<Ring>& rings, const QList<int>& partOf, const GisTopology& topology,
+void findRingCrossings(const QList<Ring>& rings, const QList<int>& partOf, const GisTopology& topology,
                        ProblemList& problems) {
-    std::vector<RingSegment> segments;
-    std::vector<GisExtent> boxes;
-    for (int i = 0; i < rings.size(); ++i) {
-        for (int j = 1; j < rings[i].size(); ++j) {
-            const RingSegment s{&rings[i][j - 1], &rings[i][j], i, j - 1};
-            segments.push_back(s);
-            boxes.emplace_back(s.start->x(), s.start->y(), s.end->x(), s.end->y());
-        }
-    }
-    const auto areNeighbours = [&rings](const RingSegment& a, const RingSegment& b) {
+    Shapes::GisShapePolygon polygon;
+    polygon.parts() = rings;
+    const SegmentList list(polygon);
+    const std::vector<Segment>& segments = list.segments();
+    const auto areNeighbours = [&rings](const Segment& a, const Segment& b) {
         const int apart = std::abs(a.index - b.index);
-        return a.ring == b.ring && (apart == 1 || apart + 2 == rings[a.ring].size());
+        return a.part == b.part && (apart == 1 || apart + 2 == rings[a.part].size());
     };
     struct Found {
         std::size_t a;
@@ -237,35 +224,31 @@ bool findRingCrossings(const QList<Ring>& rings, const QList<int>& partOf, const
         GisShapePoint place;
     };
     std::vector<Found> found;
-    const bool isDone = visitMeetingBoxes(
-        boxes, boxes,
-        [&](std::size_t i, std::size_t j) {
-            GisShapePoint place;
-            if (i >= j || areNeighbours(segments[i], segments[j])) {
-                return;
-            }
-            const Meeting meeting = meetingOf(segments[i], segments[j], place);
-            // Rings may touch each other.
-            if (meeting != Meeting::None &&
-                (meeting != Meeting::Touch || segments[i].ring == segments[j].ring)) {
-                found.push_back({i, j, place});
-            }
-        },
-        [&topology](int current, int total) { return topology.reportBusy(current, total); });
+    Work work(&topology);
+    visitSegmentPairs(list, list, 0.0, work, [&](std::size_t i, std::size_t j) {
+        GisShapePoint place;
+        if (areNeighbours(segments[i], segments[j])) {
+            return;
+        }
+        const Meeting meeting = meetingOf(segments[i], segments[j], place);
+        // Rings may touch each other.
+        if (meeting != Meeting::None && (meeting != Meeting::Touch || segments[i].part == segments[j].part)) {
+            found.push_back({i, j, place});
+        }
+    });
     std::sort(found.begin(), found.end(),
               [](const Found& a, const Found& b) { return std::pair(a.a, a.b) < std::pair(b.a, b.b); });
     const GisShapePoint* last = nullptr;
     for (const Found& meeting : found) {
         if (last == nullptr ||
             !isSame(*last, meeting.place)) { // four segments meet where a ring touches itself
-            const RingSegment& s = segments[meeting.a];
-            problems.add(s.ring == segments[meeting.b].ring ? GisShapeProblemKind::SelfCrossing
+            const Segment& s = segments[meeting.a];
+            problems.add(s.part == segments[meeting.b].part ? GisShapeProblemKind::SelfCrossing
                                                             : GisShapeProblemKind::RingsCross,
-                         meeting.place, partOf[s.ring], s.index);
+                         meeting.place, partOf[s.part], s.index);
         }
         last = &meeting.place;
     }
-    return isDone;
 }
 
 void windByNesting(QList<Ring>& rings, const QList<int>& partOf, ProblemList& problems) {

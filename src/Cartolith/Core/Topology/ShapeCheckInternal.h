@@ -30,8 +30,8 @@ Shapes::Internal::Ring cleanLine(const QList<Shapes::GisShapePoint>& line, int p
 Shapes::Internal::Ring cleanRing(const QList<Shapes::GisShapePoint>& ring, int part, ProblemList& problems);
 
 /// Where clean rings meet themselves or each other as they must not. `partOf` gives the part that each ring
-/// was, by which it is reported. False when stopped.
-bool findRingCrossings(const QList<Shapes::Internal::Ring>& rings, const QList<int>& partOf,
+/// was, by which it is reported. \throws Stopped
+void findRingCrossings(const QList<Shapes::Internal::Ring>& rings, const QList<int>& partOf,
                        const GisTopology& topology, ProblemList& problems);
 
 /// Rings wound the other way than nesting asks for, which are reversed in place. The largest one is right.
