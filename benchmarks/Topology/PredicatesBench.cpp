@@ -30,6 +30,7 @@
 
 #include <cmath>
 #include <cstdlib>
+#include <map>
 #include <memory>
 #include <numbers>
 #include <random>
@@ -174,9 +175,30 @@ Pairs stars(const char* name, double x, double y, double radius) {
     return result;
 }
 
+std::map<std::string, std::vector<bool>>& firstAnswers() {
+    static std::map<std::string, std::vector<bool>> answers;
+    return answers;
+}
+
+/// How many answers differ from those of the first contender that was asked this.
+template <typename Answer>
+int differences(const Pairs& data, const std::string& question, Answer answer) {
+    std::vector<bool> answers;
+    for (const auto& [a, b] : data.pairs) {
+        answers.push_back(answer(*a, *b));
+    }
+    const std::vector<bool>& expected = firstAnswers().try_emplace(question, answers).first->second;
+    int count = 0;
+    for (std::size_t i = 0; i < answers.size(); ++i) {
+        count += answers[i] != expected[i] ? 1 : 0;
+    }
+    return count;
+}
+
 template <typename Answer>
 void addPairs(const Pairs& data, const std::string& name, Answer answer) {
-    const auto run = [&data, answer](benchmark::State& state) {
+    const auto run = [&data, answer,
+                      question = data.name + name.substr(0, name.find('/'))](benchmark::State& state) {
         int yes = 0;
         for (auto _ : state) {
             yes = 0;
@@ -189,6 +211,7 @@ void addPairs(const Pairs& data, const std::string& name, Answer answer) {
                                                                benchmark::Counter::kInvert);
         state.counters["true"] = yes;
         state.counters["pairs"] = pairs;
+        state.counters["differ"] = differences(data, question, answer);
     };
     benchmark::RegisterBenchmark((data.name + "/" + name).c_str(), run)
         ->MinTime(0.2)
