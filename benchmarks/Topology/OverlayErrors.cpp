@@ -93,6 +93,9 @@ double areaByGeos(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombine
         result.reset(a.SymDifference(&b));
         break;
     }
+    if (result != nullptr && result->getDimension() < 2) {
+        return 0.0;
+    }
     return result == nullptr ? NAN : OGR_G_Area(OGRGeometry::ToHandle(result.get()));
 }
 

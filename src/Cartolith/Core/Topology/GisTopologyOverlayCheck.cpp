@@ -70,8 +70,9 @@ bool liesWithin(const GisExtent& inner, const GisExtent& outer, double margin) {
 /// NaN when GEOS cannot tell.
 double areaByGeos(const GisShape& a, const GisShape& b, Type type) {
     try {
-        const auto geometry = Internal::geosOverlay(*Internal::operandOf(a), *Internal::operandOf(b), type);
-        return OGR_G_Area(OGRGeometry::ToHandle(geometry.get()));
+        const auto shape = Internal::overlayShapeOf(
+            Internal::geosOverlay(*Internal::operandOf(a), *Internal::operandOf(b), type), true);
+        return shape == nullptr ? 0.0 : GisTopology::Area(*shape);
     } catch (const std::exception&) {
         return std::numeric_limits<double>::quiet_NaN();
     }

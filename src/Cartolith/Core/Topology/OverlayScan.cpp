@@ -30,7 +30,7 @@ struct Line {
 struct Crossing {
     double x;
     quint32 ring;
-    qint8 outline;
+    quint8 outline;
     qint8 direction;
 };
 
@@ -175,7 +175,7 @@ private:
                 const double slope = (outline.x[to] - outline.x[from]) / (outline.y[to] - outline.y[from]);
                 m_crossings[next[line - begin]++] = {
                     outline.x[from] + (m_lines[line].y - outline.y[from]) * slope, static_cast<quint32>(ring),
-                    static_cast<qint8>(which), static_cast<qint8>(outline.y[to] > outline.y[from] ? 1 : -1)};
+                    static_cast<quint8>(which), static_cast<qint8>(outline.y[to] > outline.y[from] ? 1 : -1)};
             });
         }
         auto first = m_crossings.begin();
