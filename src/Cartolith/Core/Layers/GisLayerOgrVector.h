@@ -95,8 +95,7 @@ public:
     ///   place on the disk than when it was opened. A server's tables are not watched: there the last one to
     ///   save a feature wins;
     /// - a value that is none for its field, an attribute that is no field, a geometry of a kind that the
-    /// source
-    ///   does not take, a coordinate that is not finite;
+    ///   source does not take, a coordinate that is not finite;
     /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
     ///   with all of them), one whose parts were skipped, another geometry for one with Z, M or curves. Left
     ///   alone, such features stay as they are;
