@@ -87,24 +87,21 @@ public:
     /// A shape read from a feature changes that feature, and of it what differs: geometry that was not
     /// edited, and fields that were not, stay to the last bit in a transaction, and as exact as the format
     /// writes numbers in a new file. New shapes follow the features that are there, whatever their position
-    /// here. A change made through a shape's pointer is saved when it was told by markDirty(), one of its
-    /// attributes only then.
+    /// here. A change made through a shape's pointer is saved only after markDirty().
     ///
     /// Everything is saved or nothing. When it cannot be, commitEdit() is false, lastError() says why, the
     /// source is as it was, and the session goes on with its undo stack. So it is for
-    /// - a source that is write-protected, locked, or was changed since it was opened: not its own file's
-    /// size,
-    ///   time or place are the same. A server's tables are not watched: there the last one to save a feature
-    ///   wins;
+    /// - a source that is write-protected or locked, or of which a file has another size, time of writing or
+    ///   place on the disk than when it was opened. A server's tables are not watched: there the last one to
+    ///   save a feature wins;
     /// - a value that is none for its field, an attribute that is no field, a geometry of a kind that the
-    /// source
-    ///   does not take, a coordinate that is not finite;
+    ///   source does not take, a coordinate that is not finite;
     /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
     ///   with all of them), one whose parts were skipped, another geometry for one with Z, M or curves. Left
     ///   alone, such features stay as they are;
     /// - a full disk, or a progress callback that cancels.
-    /// Neither the fields nor the coordinate system of a source are changed; but GeoJSON, which has no schema, gets
-    /// every field that the layer declares.
+    /// Neither the fields nor the coordinate system of a source are changed; but GeoJSON, which has no
+    /// schema, gets every field that the layer declares.
     ///
     /// GeoJSON keeps its ids and members that GDAL does not know; a Shapefile its encoding, not its .qix,
     /// .sbn and .sbx indexes; FlatGeobuf no index. Source ids of features in new files are counted anew.

@@ -105,8 +105,10 @@ void GisLayerOgrVector::save() {
         Internal::failToWrite(m_sourcePath,
                               QStringLiteral("the layer's coordinate system is not the source's any more"));
     }
-    const Internal::OgrSavedIds ids = Internal::saveEdits(
-        {m_sourcePath, m_sourceName, m_provider->driverName(), *m_sourceState, attributeDefinitions(), m_progress}, edits);
+    const Internal::OgrSavedIds ids =
+        Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), *m_sourceState,
+                             attributeDefinitions(), m_progress},
+                            edits);
 
     // From here on nothing fails.
     const auto idAfter = [&ids](qint64 before) { return ids.isRenumbered ? ids.kept.value(before) : before; };

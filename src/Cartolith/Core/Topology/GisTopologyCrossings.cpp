@@ -160,7 +160,7 @@ private:
                 take(*p, Internal::fractionAlong(*p, *a.start, *a.end));
             }
         }
-        if (from == nullptr || same(*from, *to)) {
+        if (from == nullptr || to == nullptr || same(*from, *to)) {
             return false;
         }
         m_stretches.push_back({crossingAt(a, b, *from, GisCrossingKind::OverlapStart),
