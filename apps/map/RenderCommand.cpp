@@ -68,13 +68,13 @@ no value for is left out and counted.
 struct LayerOptions {
     MapLayerOptions layer;
     bool isRaster = false;
+    bool isFirst = false;       ///< on the command line: the map is in its coordinate system
     SymbologyOptions symbology; ///< of a vector layer
     RasterOptions raster;
 };
 
 struct RenderOptions {
     std::vector<LayerOptions> layers; ///< from the bottom to the top
-    QString first;                    ///< the file named first
     QString output;
     QString crs;
     GisExtent extent;
@@ -146,7 +146,7 @@ RenderOptions parse(const QStringList& arguments) {
     for (const FileArguments& file : files) {
         options.layers.push_back(layerOptions(file));
     }
-    options.first = files.constFirst().file;
+    options.layers.front().isFirst = true;
     std::stable_partition(options.layers.begin(), options.layers.end(),
                           [](const LayerOptions& layer) { return layer.isRaster; });
     if (std::count_if(options.layers.begin(), options.layers.end(),
@@ -222,7 +222,7 @@ int Commands::render(const QStringList& arguments) {
     std::shared_ptr<CoordinateSystem> system;
     for (const LayerOptions& layer : options.layers) {
         layers.push_back(open(layer, log));
-        if (layer.layer.file == options.first) {
+        if (layer.isFirst) {
             system = mapSystem(options.crs, *layers.back());
         }
     }

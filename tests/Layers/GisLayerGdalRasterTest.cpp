@@ -317,6 +317,9 @@ TEST_F(RasterLayer, DrawsAsTheStyleSays) {
     const std::vector<double> values{0, 100, 200, 300, 400};
     const Raster one{5, 1, {values}, GDT_Float32};
     const Raster flat{2, 1, {{7, 7}}, GDT_Int16};
+    const Raster wide{3, 1, {{-1.7e308, 0, 1.7e308}}, GDT_Float64};
+    GisRasterStyle wideRamp = ramp;
+    wideRamp.setStretch(GisRasterStretch::minMax());
     Raster bytes{2, 1, {{10, 20}, {30, 40}, {50, 60}}};
     bytes.colours = {GCI_RedBand, GCI_GreenBand, GCI_BlueBand};
     Raster alpha{2, 1, {{200, 200}, {100, 100}, {0, 0}, {255, 51}}};
@@ -335,6 +338,7 @@ TEST_F(RasterLayer, DrawsAsTheStyleSays) {
         {"percentiles by themselves", one, {}, {grey(0), grey(61), grey(128), grey(194), grey(255)}},
         {"one value", flat, {}, {grey(128), grey(128)}},
         {"ramp", one, ramp, {qRgb(0, 0, 0), qRgb(64, 0, 0), qRgb(128, 0, 0), qRgb(191, 0, 0), qRgb(255, 0, 0)}},
+        {"all doubles", wide, wideRamp, {qRgb(0, 0, 0), qRgb(128, 0, 0), qRgb(255, 0, 0)}},
         {"reversed", one, reversed, {qRgb(255, 0, 0), qRgb(191, 0, 0), qRgb(128, 0, 0), qRgb(64, 0, 0), qRgb(0, 0, 0)}},
         {"classes", one, classes, {qRgb(0, 0, 0), qRgb(128, 0, 0), qRgb(255, 0, 0), qRgb(255, 0, 0), clear}},
         {"RGB by itself", bytes, {}, {qRgb(10, 30, 50), qRgb(20, 40, 60)}},
@@ -446,6 +450,7 @@ TEST_F(RasterLayer, SaysWhyItCannotBeReadAndStaysAsItWas) {
         {writeText("head.tif", bytes.first(6)), "Cannot read"},
         {writeText("cut.tif", bytes.first(20000)), "Cannot read"},
         {path("several.gpkg"), "several rasters; name one, such as 'GPKG:"},
+        {vrt("bandless.vrt", ""), "Cannot read"},
         {vrt("zeros.vrt", "<GeoTransform>0, 0, 0, 0, 0, 0</GeoTransform>" + band), "does not spread"},
         {vrt("line.vrt", "<GeoTransform>5, 1, 2, 5, 2, 4</GeoTransform>" + band), "does not spread"},
         {vrt("nan.vrt", "<GeoTransform>nan, 1, 0, 5, 0, -1</GeoTransform>" + band), "does not spread"},
@@ -486,7 +491,17 @@ TEST_F(RasterLayer, SaysWhyItCannotBeReadAndStaysAsItWas) {
     EXPECT_TRUE(layer.readImage(all, {2000, 2000}).isNull()) << "cancelled";
     layer.setProgressCallback([](double) -> bool { throw std::logic_error("mine"); });
     EXPECT_THROW((void)layer.readImage(all, {20, 20}), std::logic_error);
+    layer.setProgressCallback([&layer](double) {
+        layer.close();
+        return true;
+    });
+    (void)layer.readImage(all, {2000, 2000});
+    EXPECT_FALSE(layer.isOpen());
     layer.setProgressCallback({});
+    ASSERT_TRUE(layer.open());
+    layer.setWorldTransform({});
+    EXPECT_TRUE(layer.readImage(all, {9, 9}).isNull());
+    ASSERT_TRUE(layer.open());
     ASSERT_TRUE(QFile::remove(good));
     EXPECT_THROW(layer.open(), std::runtime_error);
     EXPECT_TRUE(layer.isOpen() && !layer.readImage(all, {9, 9}).isNull()) << "what was open stays";

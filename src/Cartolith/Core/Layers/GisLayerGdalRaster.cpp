@@ -198,7 +198,10 @@ QImage GisLayerGdalRaster::readImageCore(const Shapes::GisExtent& extent, const 
                                          const CoordinateSystem* system) {
     Common::Internal::LogStep step(Common::LogChannels::render, "raster");
     step.set("pixels", qint64(size.width()) * size.height());
-    const GisRasterStyle& style = rasterStyle();
+    // Copies, since the progress callback may close the layer or change how it looks.
+    const auto source = m_source;
+    const auto ownSystem = coordinateSystem();
+    const GisRasterStyle style = rasterStyle();
     const auto [rendering, bands] = resolved(style, m_bands);
     const bool isLit = rendering != Rendering::Rgb && rendering != Rendering::Palette;
     QList<RasterColours::Bounds> bounds;
@@ -207,17 +210,17 @@ QImage GisLayerGdalRaster::readImageCore(const Shapes::GisExtent& extent, const 
         const auto [lower, upper] = stretchBounds(band);
         bounds.append({lower, upper});
     }
-    const CoordinateSystem* const own = system != nullptr ? &knownSystem() : coordinateSystem().get();
+    const CoordinateSystem* const own = system != nullptr ? &knownSystem() : ownSystem.get();
     const Common::Internal::GdalErrorCapture errors; // PROJ's remarks on places without a value
     const Internal::RasterPlaces places(extent, size, worldTransform(), system, own);
-    const RasterColours colours(style, rendering, bounds, m_source->palette(bands.constFirst()));
+    const RasterColours colours(style, rendering, bounds, source->palette(bands.constFirst()));
     double column = 0.0;
     double row = 0.0;
     places.find(size.width() / 2, size.height() / 2, 1, &column, &row);
     const bool isInside = column >= 0 && column <= width() && row >= 0 && row <= height();
     const ProgressCallback progress = m_progress; // one that replaces itself goes on living here
     const Internal::RasterRecipe recipe{
-        *m_source,
+        *source,
         places,
         colours,
         bands,

@@ -73,7 +73,7 @@ private:
     void requireBand(int band) const;
 
     QString m_path;
-    std::unique_ptr<Internal::RasterSource> m_source;
+    std::shared_ptr<Internal::RasterSource> m_source; ///< shared with a read that is under way
     std::unique_ptr<Providers::GisLayerProvider> m_provider;
     QList<Defs::GisRasterBand> m_bands;
     QHash<int, QList<double>> m_samples;

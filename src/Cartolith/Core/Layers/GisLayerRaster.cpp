@@ -87,7 +87,8 @@ QImage GisLayerRaster::readImage(const GisExtent& extent, const QSize& size, con
         throw std::invalid_argument("A raster picture has at most 16384 pixels on a side.");
     }
     const auto isLength = [](double side) { return std::isfinite(side) && side > 0.0; }; // NaN when empty
-    if (!isOpen() || !isLength(extent.width()) || !isLength(extent.height()) || size.isEmpty()) {
+    if (!isOpen() || !isLength(extent.width()) || !isLength(extent.height()) || size.isEmpty() ||
+        !m_worldTransform.inverted()) {
         return {};
     }
     const bool isOwn =

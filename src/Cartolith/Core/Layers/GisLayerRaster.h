@@ -54,8 +54,8 @@ public:
     /// no value for, is transparent; so a window larger than the raster, or beside it, is no error.
     ///
     /// The extent is in units of `system`, or of the layer's own when that is null. A null image when the
-    /// layer is closed, when the extent is empty, not finite or without an area, when a side of the size is
-    /// below 1, and when reading was cancelled.
+    /// layer is closed or its transform has no area, when the extent is empty, not finite or without an area,
+    /// when a side of the size is below 1, and when reading was cancelled.
     /// \throws std::invalid_argument for a side beyond largestImageSide, and for a style that names a band
     /// the raster does not have; std::runtime_error when the source cannot be read, or the layer does not
     /// know its own system and another one is asked for

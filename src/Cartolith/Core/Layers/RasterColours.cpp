@@ -34,7 +34,12 @@ RasterColours::RasterColours(const Style& style, Style::Rendering rendering, con
 }
 
 double RasterColours::share(double value, const Bounds& bounds) {
-    return bounds.lower < bounds.upper ? (value - bounds.lower) / (bounds.upper - bounds.lower) : 0.5;
+    if (!(bounds.lower < bounds.upper)) {
+        return 0.5;
+    }
+    // By halves, since the whole distance may overflow; what cannot be told even so lies in the middle.
+    const double share = (value * 0.5 - bounds.lower * 0.5) / (bounds.upper * 0.5 - bounds.lower * 0.5);
+    return std::isnan(share) ? 0.5 : share;
 }
 
 QRgb RasterColours::colour(const double* values) const {
@@ -71,7 +76,7 @@ QRgb RasterColours::shaded(QRgb colour, double light, double level) {
         const double result = light <= level
                                   ? c * light / level
                                   : c + (255.0 - c) * 0.5 * (light - level) / std::max(1.0 - level, 1e-9);
-        return qRound(std::clamp(result, 0.0, 255.0));
+        return std::isnan(result) ? c : qRound(std::clamp(result, 0.0, 255.0));
     };
     return qRgba(lit(qRed(colour)), lit(qGreen(colour)), lit(qBlue(colour)), qAlpha(colour));
 }

@@ -137,6 +137,9 @@ private:
     }
 
     std::unique_ptr<GisShape> ofOthers(const GisShape& a, const GisShape& b, Type type) const {
+        if (m_isLong && !m_topology.reportBusy(0, 1)) {
+            return nullptr;
+        }
         switch (type) {
         case Type::Intersection:
             return intersection(a, b);
