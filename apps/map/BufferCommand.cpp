@@ -121,6 +121,7 @@ int Commands::buffer(const QStringList& arguments) {
         std::fputs("cartolith-map: the distance is in degrees; choose a system in metres with --crs\n",
                    stderr);
     }
+    options.fix(*layer, log);
     auto result = GisLayerVector::createInMemory(layer->name(), Shapes::GisShapeType::Polygon, {});
     result->setCoordinateSystem(layer->coordinateSystem());
     for (const Layers::Defs::GisAttributeDefinition& field : layer->attributeDefinitions()) {
@@ -130,8 +131,7 @@ int Commands::buffer(const QStringList& arguments) {
         ProgressBar bar(QStringLiteral("Buffer"));
         const GisTopology topology;
         for (const auto& shape : layer->items()) {
-            const auto whole = options.fixFirst() ? topology.FixShape(*shape).shape : nullptr;
-            result->addShape(topology.Buffer(whole != nullptr ? *whole : *shape, distance, style));
+            result->addShape(topology.Buffer(*shape, distance, style));
             bar.show(static_cast<double>(shape->id()) / layer->count());
         }
     }

@@ -33,9 +33,10 @@ ring, a repeated vertex, a spike, a crossing of a boundary with itself, a hole o
 coordinate that is no number); then how many there are of each kind, and the features that could not be read at all.
 
   --layer NAME              the layer of FILE; the first when not given
-  --fix                     write the layer to OUT, with every shape that has a problem mended
+  --fix                     write the layer to OUT, with every shape that has a problem mended; features of which
+                            nothing sound is left, and those that could not be read, are left out and named
 %1
-Exit code: 0 no problem found, or all of them mended; 1 there are problems, or features that could not be read.
+Exit code: 0 no problem found, or all of them mended; 1 there are problems, or features that were left out.
 
 Examples
   cartolith-map check parcels.gpkg
@@ -70,8 +71,8 @@ QString nameOf(GisShapeProblemKind kind) {
     return QStringLiteral("invalid");
 }
 
-void print(int shape, const GisShapeProblem& problem) {
-    QString where = QStringLiteral("shape %1").arg(shape);
+void print(qint64 feature, const GisShapeProblem& problem) {
+    QString where = QStringLiteral("feature %1").arg(feature);
     if (problem.part >= 0) {
         where += QStringLiteral(", part %1").arg(problem.part);
     }
@@ -124,18 +125,26 @@ int Commands::check(const QStringList& arguments) {
     }
     QMap<GisShapeProblemKind, int> counts;
     int bad = 0;
+    int lost = 0;
+    const QList<qint64> features = layer.sourceFeatureIds();
     {
         ProgressBar bar(QStringLiteral("Checking"));
         const GisTopology topology;
         for (const auto& shape : layer.items()) {
             const auto problems = topology.CheckShape(*shape);
             for (const GisShapeProblem& problem : problems) {
-                print(shape->id(), problem);
+                print(features.at(shape->id() - 1), problem);
                 ++counts[problem.kind];
             }
             bad += problems.isEmpty() ? 0 : 1;
             if (output) {
-                fixed->addShape(problems.isEmpty() ? shape->clone() : topology.FixShape(*shape).shape);
+                const bool isKept =
+                    fixed->addShape(problems.isEmpty() ? shape->clone() : topology.FixShape(*shape).shape);
+                if (!isKept) {
+                    ++lost;
+                    std::printf("feature %lld: left out, nothing sound is left of it\n",
+                                static_cast<long long>(features.at(shape->id() - 1)));
+                }
             }
             bar.show(static_cast<double>(shape->id()) / layer.count());
         }
@@ -151,5 +160,5 @@ int Commands::check(const QStringList& arguments) {
     if (output) {
         output->write(*fixed, {&layer}, {}, log);
     }
-    return (bad == 0 || output) && layer.skippedCount() == 0 ? 0 : 1;
+    return (bad == 0 || (output && lost == 0)) && layer.skippedCount() == 0 ? 0 : 1;
 }

@@ -78,10 +78,8 @@ void LayerOverlay::subtract(GisLayerVector& from, GisLayerVector& what, bool fro
 }
 
 void LayerOverlay::keep(std::unique_ptr<GisShape> shape, const Attributes& values) {
-    if (shape->shapeType() == Shapes::GisShapeType::Polygon) { // touching areas share a line or a point
-        shape->attributes() = values;
-        m_result->addShape(std::move(shape)); // not when it is empty
-    }
+    shape->attributes() = values;
+    m_result->addShape(std::move(shape)); // not when it is empty
 }
 
 LayerOverlay::Attributes LayerOverlay::renamed(const Attributes& valuesOfB) const {

@@ -40,6 +40,31 @@ OperationOptions::OperationOptions(const QCommandLineParser& parser)
     }
 }
 
+void OperationOptions::fix(GisLayerVector& layer, StepLog& log) const {
+    if (!m_fixFirst) {
+        return;
+    }
+    ProgressBar bar(QStringLiteral("Mending"));
+    const Topology::GisTopology topology;
+    const int count = layer.count();
+    int mended = 0;
+    for (int id = count; id > 0; --id) { // from the end, since ids after a removed shape change
+        auto fixed = topology.FixShape(*layer.getShape(id));
+        if (!fixed.changes.isEmpty()) {
+            ++mended;
+            if (fixed.shape->isEmpty()) {
+                layer.removeShapeById(id);
+            } else {
+                layer.replaceShapeById(id, std::move(fixed.shape));
+            }
+        }
+        bar.show(static_cast<double>(count - id) / count);
+    }
+    log.done("fix", QStringLiteral("%1 shapes mended, %2 of them with nothing left")
+                        .arg(mended)
+                        .arg(count - layer.count()));
+}
+
 std::unique_ptr<GisLayerVector> OperationOptions::dissolved(const GisLayerVector& layer, StepLog& log) {
     const QList<Shapes::GisShape*> shapes = layer.rawShapes();
     auto result = GisLayerVector::createInMemory(layer.name(), Shapes::GisShapeType::Polygon, {});

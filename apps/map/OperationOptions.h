@@ -30,7 +30,9 @@ public:
     const std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem>& system() const {
         return m_system;
     }
-    bool fixFirst() const { return m_fixFirst; }
+    /// With --fix, puts a sound shape in the place of each that is not, and takes out what has nothing sound
+    /// in it.
+    void fix(Cartolith::Core::Layers::GisLayerVector& layer, StepLog& log) const;
     bool dissolve() const { return m_dissolve; }
 
     /// A layer with one feature, without fields, that covers what all of them cover.

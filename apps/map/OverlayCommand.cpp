@@ -98,9 +98,8 @@ int Commands::overlay(const QStringList& arguments) {
         throw UsageError(QStringLiteral("overlay wants two files, A and B"));
     }
     const GisTopologyCombineType type = operation(parser.value("op"));
-    Topology::GisTopology topology = engine(parser.value("engine"));
+    const Topology::GisTopology topology = engine(parser.value("engine"));
     const OperationOptions options(parser);
-    topology.SetForceShapeFixing(options.fixFirst());
     const ResultOutput output(QStringLiteral("overlay"), parser);
     StepLog log(parser.isSet("quiet"));
 
@@ -108,6 +107,8 @@ int Commands::overlay(const QStringList& arguments) {
     const auto b = openIn(a->coordinateSystem(), files[1], parser.value("layer-b"), log);
     requireAreas(*a, files[0]);
     requireAreas(*b, files[1]);
+    options.fix(*a, log);
+    options.fix(*b, log);
 
     std::unique_ptr<GisLayerVector> result;
     {

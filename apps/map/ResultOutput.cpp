@@ -23,19 +23,21 @@ using Layers::GisVectorSaveOptions;
 
 namespace {
 
-GisLayerStyle styleOf(const char* fill, int opacity, const char* line, float width) {
-    GisLayerStyle style;
-    style.setFillColor(QLatin1String(fill));
-    style.setFillOpacity(opacity);
-    style.setLineColor(QLatin1String(line));
-    style.setLineWidth(width);
-    style.setPointColor(QLatin1String(line));
-    return style;
-}
+struct Look {
+    const char* fill;
+    int opacity;
+    const char* line;
+    float width;
+};
 
-MapSheet::Content contentOf(GisLayerVector& layer, const MapView& view, const GisLayerStyle& style) {
+MapSheet::Content contentOf(GisLayerVector& layer, const MapView& view, const Look& look) {
     layer.setSymbolRenderer(nullptr);
-    layer.style() = style;
+    GisLayerStyle& style = layer.style();
+    style.setFillColor(QLatin1String(look.fill));
+    style.setFillOpacity(look.opacity);
+    style.setLineColor(QLatin1String(look.line));
+    style.setLineWidth(look.width);
+    style.setPointColor(QLatin1String(look.line));
     const QList<Shapes::GisShape*> shapes = MapPainter::visibleShapes(layer, view);
     return {shapes, MapPainter::stylesFor(layer, shapes)};
 }
@@ -69,6 +71,9 @@ ResultOutput::ResultOutput(const QString& command, const QCommandLineParser& par
                                           QFileInfo(m_path).suffix().toLower().toLatin1())) {
     if (m_path.isEmpty()) {
         throw UsageError(QStringLiteral("%1 wants -o OUT").arg(command));
+    }
+    if (!m_isPicture && !GisLayerVector::canSaveAs(m_path)) {
+        throw UsageError(QStringLiteral("no format is known for '%1'").arg(m_path));
     }
     const QString target = QFileInfo(m_path).canonicalFilePath();
     for (const QString& input : parser.positionalArguments()) {
@@ -120,11 +125,11 @@ void ResultOutput::draw(GisLayerVector& result, const Layers& below, const Layer
     }
     QList<MapSheet::Content> layers;
     for (GisLayerVector* input : below) {
-        layers.append(contentOf(*input, sheet.view(), styleOf("#F4F1EA", 150, "#A9A294", 0.8F)));
+        layers.append(contentOf(*input, sheet.view(), {"#F4F1EA", 150, "#A9A294", 0.8F}));
     }
-    layers.append(contentOf(result, sheet.view(), styleOf("#D9822B", 170, "#8A4B08", 1.0F)));
+    layers.append(contentOf(result, sheet.view(), {"#D9822B", 170, "#8A4B08", 1.0F}));
     for (GisLayerVector* input : above) {
-        layers.append(contentOf(*input, sheet.view(), styleOf("#F4F1EA", 150, "#8C857A", 0.8F)));
+        layers.append(contentOf(*input, sheet.view(), {"#F4F1EA", 150, "#8C857A", 0.8F}));
     }
     const QImage image = sheet.draw(layers);
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));

@@ -236,6 +236,8 @@ public:
     /// or a file that is refused, a shape or a value that the format has no place for, a full disk; the
     /// folder is then as before.
     bool saveAs(const QString& path, const GisVectorSaveOptions& options = {}) const;
+    /// Whether the name ends like one of the formats that saveAs() knows.
+    static bool canSaveAs(const QString& path);
 
 protected:
     /// Start and end the edit history. While a command is running, commit and rollback are refused. A

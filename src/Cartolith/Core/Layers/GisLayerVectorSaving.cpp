@@ -239,6 +239,10 @@ private:
 
 } // namespace
 
+bool GisLayerVector::canSaveAs(const QString& path) {
+    return OgrFormat::forPath(path) != nullptr;
+}
+
 bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& options) const {
     const auto refuse = [&path](const QString& reason) {
         throw std::runtime_error(QStringLiteral("Cannot write '%1': %2").arg(path, reason).toStdString());

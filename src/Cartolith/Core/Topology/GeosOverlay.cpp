@@ -1,8 +1,10 @@
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/GeosOverlayInternal.h>
 #include <Cartolith/Core/Topology/PolygonPathInternal.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -111,6 +113,13 @@ GeometryPtr repaired(const OGRGeometry& geometry) {
     throw std::runtime_error("Overlay failed: " + reason.toStdString());
 }
 
+/// Behind each operation: one that was stopped looks like one that failed.
+void check(const GeosInterrupt* interrupt) {
+    if (interrupt != nullptr) {
+        interrupt->check();
+    }
+}
+
 GeometryPtr attempt(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type) {
     switch (type) {
     case GisTopologyCombineType::Intersection:
@@ -155,27 +164,35 @@ GeometryPtr operandOf(const GisShape& shape) {
     return Serialization::Ogr::Internal::geometryOf(shape);
 }
 
-GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type) {
+GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type,
+                        const GeosInterrupt* interrupt) {
     GdalErrorCapture errors;
-    if (GeometryPtr result = attempt(a, b, type)) {
+    GeometryPtr result = attempt(a, b, type);
+    check(interrupt);
+    if (result != nullptr) {
         return result;
     }
     const GeometryPtr validA = repaired(a);
+    check(interrupt);
     const GeometryPtr validB = repaired(b);
-    GeometryPtr result = validA && validB ? attempt(*validA, *validB, type) : nullptr;
+    check(interrupt);
+    result = validA && validB ? attempt(*validA, *validB, type) : nullptr;
+    check(interrupt);
     if (result == nullptr) {
         fail(errors);
     }
     return result;
 }
 
-GeometryPtr geosUnion(std::vector<GeometryPtr> polygons) {
+GeometryPtr geosUnion(std::vector<GeometryPtr> polygons, const GeosInterrupt& interrupt) {
     GdalErrorCapture errors;
     auto all = std::make_unique<OGRMultiPolygon>();
     for (GeometryPtr& polygon : polygons) {
         addPolygons(*all, std::move(polygon));
     }
-    if (GeometryPtr result{all->UnionCascaded()}) {
+    GeometryPtr result(all->UnionCascaded());
+    interrupt.check();
+    if (result != nullptr) {
         return result;
     }
     auto valid = std::make_unique<OGRMultiPolygon>();
@@ -184,7 +201,8 @@ GeometryPtr geosUnion(std::vector<GeometryPtr> polygons) {
             addPolygons(*valid, std::move(one));
         }
     }
-    GeometryPtr result(valid->UnionCascaded());
+    result.reset(valid->UnionCascaded());
+    interrupt.check();
     if (result == nullptr) {
         fail(errors);
     }

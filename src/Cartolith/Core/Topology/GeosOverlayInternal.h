@@ -15,11 +15,15 @@ namespace Cartolith::Core::Topology::Internal {
 /// is how overlay returns several points, is these points. Null for a class of shape that is not ours.
 Common::Internal::GeometryPtr operandOf(const Shapes::GisShape& shape);
 
+class GeosInterrupt;
+
+/// `interrupt` may be null; when not, it is one that lives around the call. \throws what its check() throws
 Common::Internal::GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b,
-                                          GisTopologyCombineType type);
+                                          GisTopologyCombineType type, const GeosInterrupt* interrupt);
 
 /// The union of polygons and multipolygons, by a tree of unions of neighbours.
-Common::Internal::GeometryPtr geosUnion(std::vector<Common::Internal::GeometryPtr> polygons);
+Common::Internal::GeometryPtr geosUnion(std::vector<Common::Internal::GeometryPtr> polygons,
+                                        const GeosInterrupt& interrupt);
 
 /// One shape for a result: its parts of the highest dimension, lower ones dropped, and only areas if those
 /// are asked for. Several points are a line with a part of two equal vertices for each. Without any part,

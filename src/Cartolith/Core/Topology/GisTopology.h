@@ -189,7 +189,7 @@ public:
     /// ForceShapeFixing() is set. Vertices with a NaN, an infinite coordinate or one beyond 1e100 are left
     /// out of the overlay of two polygons, and by GEOS always. A null result means that the busy callback
     /// stopped the work, and nothing else does; it is asked where many vertices make work long, between the
-    /// steps of the engine, which itself cannot be interrupted.
+    /// steps of the painter path, which itself cannot be interrupted, and by GEOS while it works.
     ///
     /// **Trap.** The painter path reads rings by the winding rule: a hole is a hole only when it runs
     /// opposite to its shell. It may return a hole that runs like its shell, and a further operation would
@@ -266,8 +266,8 @@ public:
     /// The union of many polygons by GEOS, whichever engine is set, neighbours first, so that the time is
     /// about n log n. Id and attributes are those of the first shape; null entries are skipped, and without
     /// any shape the result is a polygon without parts. Null when the busy callback stops it, which is asked
-    /// every few thousand vertices. \throws std::invalid_argument "CascadedUnion takes polygons only."
-    /// \throws std::runtime_error as Combine()
+    /// every few thousand vertices and by GEOS while it works. \throws std::invalid_argument "CascadedUnion
+    /// takes polygons only." \throws std::runtime_error as Combine()
     std::unique_ptr<Shapes::GisShape> CascadedUnion(const QList<const Shapes::GisShape*>& shapes) const;
 
     /// Whether `result` can be what the operation gives for two polygons, at a fraction of its cost. Other
@@ -278,7 +278,8 @@ public:
     /// follows from the areas of a and b and the smallest of the pieces estimated along the lines; where
     /// that, or the extent, casts doubt, GEOS decides. A plausible result may still have errors that are
     /// small beside a and b; docs/overlay.md has detection rates. Inputs are read by the rule of the engine
-    /// that is set, the result by nesting. Linear in the vertices, apart from sorting along lines.
+    /// that is set, the result by nesting. When the busy callback stops GEOS the answer is not plausible.
+    /// Linear in the vertices, apart from sorting along lines.
     GisOverlayCheck CheckOverlay(const Shapes::GisShape& a, const Shapes::GisShape& b,
                                  GisTopologyCombineType type, const Shapes::GisShape& result) const;
 

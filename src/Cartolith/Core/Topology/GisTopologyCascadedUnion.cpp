@@ -1,6 +1,8 @@
 #include <Cartolith/Core/Spatial/RTreeOrderInternal.h>
+#include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/GeosOverlayInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -87,41 +89,49 @@ std::unique_ptr<GisShape> GisTopology::CascadedUnion(const QList<const GisShape*
     result->attributes() = polygons.front()->attributes();
     result->setId(polygons.front()->id());
 
-    sortBySpace(polygons);
-    const auto batches = batchesOf(polygons);
-    const int total = countOfUnions(batches.size());
-    int done = 0;
-    std::vector<GeometryPtr> level;
-    for (const auto& batch : batches) {
-        if (!reportBusy(done++, total)) {
-            return nullptr;
-        }
-        std::vector<GeometryPtr> members;
-        for (const GisShape* shape : batch) {
-            const GisShapeFix fix = m_forceShapeFixing ? FixShape(*shape) : GisShapeFix();
-            if (m_forceShapeFixing && fix.shape == nullptr) {
-                return nullptr;
+    if (!Internal::unlessStopped([&] {
+            sortBySpace(polygons);
+            const auto batches = batchesOf(polygons);
+            const int total = countOfUnions(batches.size());
+            int done = 0;
+            GisTopology asking(*this); // GEOS asks too, and knows nothing of batches
+            asking.SetBusyCallback([this, &done, total](int, int) { return reportBusy(done, total); });
+            const Internal::GeosInterrupt interrupt(asking);
+            std::vector<GeometryPtr> level;
+            for (const auto& batch : batches) {
+                if (!reportBusy(done++, total)) {
+                    throw Internal::Stopped();
+                }
+                std::vector<GeometryPtr> members;
+                for (const GisShape* shape : batch) {
+                    const GisShapeFix fix = m_forceShapeFixing ? FixShape(*shape) : GisShapeFix();
+                    if (m_forceShapeFixing && fix.shape == nullptr) {
+                        throw Internal::Stopped();
+                    }
+                    members.push_back(Internal::operandOf(fix.shape == nullptr ? *shape : *fix.shape));
+                }
+                level.push_back(Internal::geosUnion(std::move(members), interrupt));
             }
-            members.push_back(Internal::operandOf(fix.shape == nullptr ? *shape : *fix.shape));
-        }
-        level.push_back(Internal::geosUnion(std::move(members)));
-    }
-    while (level.size() > 1) {
-        std::vector<GeometryPtr> next;
-        for (std::size_t i = 0; i < level.size(); i += batchesAtOnce) {
-            if (!reportBusy(done++, total)) {
-                return nullptr;
+            while (level.size() > 1) {
+                std::vector<GeometryPtr> next;
+                for (std::size_t i = 0; i < level.size(); i += batchesAtOnce) {
+                    if (!reportBusy(done++, total)) {
+                        throw Internal::Stopped();
+                    }
+                    const std::size_t end = std::min(i + batchesAtOnce, level.size());
+                    std::vector<GeometryPtr> members;
+                    std::move(level.begin() + static_cast<std::ptrdiff_t>(i),
+                              level.begin() + static_cast<std::ptrdiff_t>(end), std::back_inserter(members));
+                    next.push_back(Internal::geosUnion(std::move(members), interrupt));
+                }
+                level = std::move(next);
             }
-            const std::size_t end = std::min(i + batchesAtOnce, level.size());
-            std::vector<GeometryPtr> members;
-            std::move(level.begin() + static_cast<std::ptrdiff_t>(i),
-                      level.begin() + static_cast<std::ptrdiff_t>(end), std::back_inserter(members));
-            next.push_back(Internal::geosUnion(std::move(members)));
-        }
-        level = std::move(next);
-    }
-    if (const auto shape = Internal::overlayShapeOf(std::move(level.front()), true)) {
-        result->parts() = std::move(static_cast<GisShapePolygon&>(*shape).parts());
+            if (const auto shape = Internal::overlayShapeOf(std::move(level.front()), true)) {
+                result->parts() = std::move(static_cast<GisShapePolygon&>(*shape).parts());
+            }
+            return true;
+        })) {
+        return nullptr;
     }
     return result;
 }

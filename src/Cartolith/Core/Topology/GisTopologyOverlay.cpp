@@ -1,10 +1,13 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
+#include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/GeosOverlayInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/PolygonPathInternal.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <algorithm>
+#include <optional>
 #include <utility>
 
 namespace Cartolith::Core::Topology {
@@ -61,6 +64,12 @@ public:
     Overlay& operator=(const Overlay&) = delete;
 
     std::unique_ptr<GisShape> run(const GisShape& a, const GisShape& b, Type type) {
+        auto result = Internal::unlessStopped([&] { return withInputsFixed(a, b, type); });
+        return m_stopped ? nullptr : std::move(result);
+    }
+
+private:
+    std::unique_ptr<GisShape> withInputsFixed(const GisShape& a, const GisShape& b, Type type) {
         std::unique_ptr<GisShape> result;
         if (!m_topology.ForceShapeFixing()) {
             result = combined(a, b, type);
@@ -69,10 +78,9 @@ public:
                 result = combined(*fixedA.shape, *fixedB.shape, type);
             }
         }
-        return m_stopped ? nullptr : std::move(result);
+        return result;
     }
 
-private:
     std::unique_ptr<GisShape> combined(const GisShape& a, const GisShape& b, Type type) {
         m_isLong = vertexCount(a) + vertexCount(b) > 1000;
         if (type == Type::Union && (a.isEmpty() || b.isEmpty())) {
@@ -93,7 +101,12 @@ private:
         if (m_isLong && !m_topology.reportBusy(0, 1)) {
             return nullptr;
         }
-        auto result = Internal::overlayShapeOf(Internal::geosOverlay(geometryA, geometryB, type), areasOnly);
+        std::optional<Internal::GeosInterrupt> interrupt;
+        if (m_isLong) {
+            interrupt.emplace(m_topology);
+        }
+        auto result = Internal::overlayShapeOf(
+            Internal::geosOverlay(geometryA, geometryB, type, interrupt ? &*interrupt : nullptr), areasOnly);
         return named(result == nullptr ? GisTopology::EmptyLike(a) : std::move(result), a);
     }
 

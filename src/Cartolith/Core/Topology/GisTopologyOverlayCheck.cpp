@@ -1,6 +1,8 @@
+#include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/GeosOverlayInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/OverlayScanInternal.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -67,15 +69,18 @@ bool liesWithin(const GisExtent& inner, const GisExtent& outer, double margin) {
             inner.xMax() <= outer.xMax() + margin && inner.yMax() <= outer.yMax() + margin);
 }
 
-/// NaN when GEOS cannot tell.
-double areaByGeos(const GisShape& a, const GisShape& b, Type type) {
+/// NaN when GEOS cannot tell. \throws Stopped, or what the busy callback throws
+double areaByGeos(const GisShape& a, const GisShape& b, Type type, const GisTopology& topology) {
+    const Internal::GeosInterrupt interrupt(topology);
+    double area = std::numeric_limits<double>::quiet_NaN();
     try {
         const auto shape = Internal::overlayShapeOf(
-            Internal::geosOverlay(*Internal::operandOf(a), *Internal::operandOf(b), type), true);
-        return shape == nullptr ? 0.0 : GisTopology::Area(*shape);
+            Internal::geosOverlay(*Internal::operandOf(a), *Internal::operandOf(b), type, &interrupt), true);
+        area = shape == nullptr ? 0.0 : GisTopology::Area(*shape);
     } catch (const std::exception&) {
-        return std::numeric_limits<double>::quiet_NaN();
+        interrupt.check(); // it may have been the callback's
     }
+    return area;
 }
 
 } // namespace
@@ -130,7 +135,14 @@ GisOverlayCheck GisTopology::CheckOverlay(const GisShape& a, const GisShape& b, 
     // may have to be read otherwise, its answer is to another question, and the little that is wrong passes.
     check.areaOfResult = Area(*OrientRings(*polygon));
     const bool canAsk = !std::isnan(check.areaOfA) && !std::isnan(check.areaOfB);
-    if (!canAsk || std::fabs(check.areaOfResult - areaByGeos(a, b, type)) <= negligibleShare * larger) {
+    double byGeos = check.areaOfResult;
+    try {
+        byGeos = canAsk ? areaByGeos(a, b, type, *this) : byGeos;
+    } catch (const Internal::Stopped&) {
+        check.problem = QStringLiteral("the check was stopped");
+        return check;
+    }
+    if (std::fabs(check.areaOfResult - byGeos) <= negligibleShare * larger) {
         check.plausible = true;
         check.problem.clear();
     }

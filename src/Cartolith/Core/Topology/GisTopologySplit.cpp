@@ -170,7 +170,8 @@ ShapeList cutPolygon(const GisShape& whole, const QList<Ring>& shellAndHoles, co
     OGREnvelope other;
     boundary->getEnvelope(&around);
     line.getEnvelope(&other);
-    if (around.Intersects(other) != 0) {
+    // The box of an empty geometry is a box at the origin.
+    if (line.IsEmpty() == 0 && around.Intersects(other) != 0) {
         const Common::Internal::GdalErrorCapture capture;
         const Internal::GeosInterrupt interrupt(topology);
         const GeometryPtr noded(boundary->Union(&line));
