@@ -416,7 +416,7 @@ TEST(CascadedUnion, EqualsTheUnionOneByOne) {
     int last = -1;
     int stopAt = 1000;
     topology.SetBusyCallback([&](int current, int total) {
-        EXPECT_EQ(current, last + 1);
+        EXPECT_TRUE(current == last || current == last + 1); // GEOS asks too
         EXPECT_LT(current, total);
         return (last = current) < stopAt;
     });
