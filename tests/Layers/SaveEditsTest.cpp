@@ -222,6 +222,39 @@ TEST_F(SaveEdits, WhatWasNotEditedStays) {
     EXPECT_EQ(layer.skippedFeatures().at(0).featureId, 1) << "the one without geometry is the second now";
 }
 
+TEST_F(SaveEdits, IdsThatAreNotUniqueMixNothingUp) {
+    for (const QByteArray ids : {"123", "012", "534", "301", "77-", "-0-", "---"}) {
+        QByteArray text;
+        for (int i = 0; i < ids.size(); ++i) {
+            text += (i > 0 ? "," : "") +
+                    (R"({"type":"Feature",)" + (ids[i] == '-' ? "" : R"("id":)" + ids.mid(i, 1) + ",")) +
+                    R"("properties":{"n":)" + QByteArray::number(i) +
+                    R"(},"geometry":{"type":"Point","coordinates":[)" + QByteArray::number(i) + ",0]}}";
+        }
+        GisLayerOgrVector layer(write("ids.geojson", R"({"type":"FeatureCollection","features":[)" + text + "]}"));
+        ASSERT_TRUE(layer.open());
+        QMap<int, QString> expected{{0, "POINT (0 0)"}, {1, "POINT (1 0)"}, {2, "POINT (2 0)"}};
+        for (int session = 0; session < 4; ++session) {
+            const int gone = layer.attributeValueForRow(0, "n").toInt();
+            const int moved = layer.attributeValueForRow(1, "n").toInt();
+            ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(1) &&
+                        layer.setShapeGeometryEdit(1, shapeOf("POINT (5 5)", {{"n", moved}})) &&
+                        layer.addShapeEdit(shapeOf("POINT (7 7)", {{"n", 10 + session}})));
+            ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+            expected.remove(gone);
+            expected[moved] = "POINT (5 5)";
+            expected[10 + session] = "POINT (7 7)";
+            GisLayerOgrVector saved(layer.path());
+            ASSERT_TRUE(saved.open());
+            QMap<int, QString> found;
+            for (int row = 0; row < saved.count(); ++row) {
+                found[saved.attributeValueForRow(row, "n").toInt()] = saved.rawShapes()[row]->toWkt();
+            }
+            EXPECT_EQ(found, expected) << ids.constData() << ", session " << session;
+        }
+    }
+}
+
 TEST_F(SaveEdits, AFailureLeavesTheSourceAndTheSession) {
     std::shared_ptr<CoordinateSystems::CoordinateSystem> system;
     const auto add = [](GisLayerOgrVector& layer, const QString& wkt, const Attributes& values = {}) {

@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
@@ -29,7 +30,10 @@ namespace {
 struct Content {
     QList<Defs::GisAttributeDefinition> definitions;
     std::vector<std::unique_ptr<GisShape>> shapes;
-    QList<qint64> sourceIds;
+    QList<qint64> features; // what each shape was read from
+    QList<qint64> numberedIds;
+    QList<qint64> skippedFeatures;
+    bool isNumbered = false;
     QHash<qint64, int> readFeatures;
     QSet<qint64> partlyRead;
     qint64 featureCount = 0;
@@ -37,7 +41,11 @@ struct Content {
     QList<GisLayerOgrVector::SkippedFeature> skipped;
 
     void take(OGRFeature& feature, const QString& complaint) {
+        const qint64 key = isNumbered ? featureCount : feature.GetFID();
         ++featureCount;
+        if (isNumbered) {
+            numberedIds.append(feature.GetFID());
+        }
         Serialization::Ogr::Internal::OgrShapes read =
             Serialization::Ogr::Internal::shapesOf(Common::Internal::GeometryPtr(feature.StealGeometry()));
         if (!read.problem.isEmpty()) {
@@ -45,20 +53,21 @@ struct Content {
             ++skippedCount;
             if (skipped.size() < most) {
                 skipped.append({feature.GetFID(), complaint.isEmpty() ? read.problem : complaint});
+                skippedFeatures.append(key);
             }
         }
         if (read.shapes.empty()) {
             return;
         }
-        readFeatures.insert(feature.GetFID(), static_cast<int>(read.shapes.size()));
+        readFeatures.insert(key, static_cast<int>(read.shapes.size()));
         if (!read.problem.isEmpty()) {
-            partlyRead.insert(feature.GetFID());
+            partlyRead.insert(key);
         }
         const QHash<QString, QVariant> values = Internal::attributes(feature, definitions);
         for (auto& shape : read.shapes) {
             shape->attributes() = values;
             shapes.push_back(std::move(shape));
-            sourceIds.append(feature.GetFID());
+            features.append(key);
         }
     }
 };
@@ -102,6 +111,8 @@ bool GisLayerOgrVector::open() {
     Internal::OgrSource source(path());
     OGRLayer& layer = source.layer(m_layerName);
     Content content;
+    const Internal::OgrFormat* const format = Internal::OgrFormat::forDriver(source.driverName());
+    content.isNumbered = format != nullptr && !format->isDatabase;
     content.definitions = Internal::attributeDefinitions(*layer.GetLayerDefn());
 
     const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
@@ -162,7 +173,9 @@ bool GisLayerOgrVector::open() {
     m_featureCount = content.featureCount;
     m_skippedCount = content.skippedCount;
     m_skipped = std::move(content.skipped);
-    m_trace->reset(content.sourceIds);
+    m_skippedFeatures = std::move(content.skippedFeatures);
+    m_numberedIds = std::move(content.numberedIds);
+    m_trace->reset(content.features);
     m_readFeatures = std::move(content.readFeatures);
     m_partlyRead = std::move(content.partlyRead);
     m_sourcePath = path();
@@ -182,6 +195,8 @@ void GisLayerOgrVector::close() {
     m_featureCount = 0;
     m_skippedCount = 0;
     m_skipped.clear();
+    m_skippedFeatures.clear();
+    m_numberedIds.clear();
     m_readFeatures.clear();
     m_partlyRead.clear();
     m_sourceSystem.reset();

@@ -75,7 +75,7 @@ public:
     const QList<SkippedFeature>& skippedFeatures() const noexcept { return m_skipped; }
 
     /// The source's own ids of the features that the shapes stand for, by position; -1 for shapes that are
-    /// not in the source. Linear time.
+    /// not in the source. In GeoJSON they need not differ. Linear time.
     QList<qint64> sourceFeatureIds() const;
 
     /// \name Saving edits
@@ -146,6 +146,7 @@ protected:
 private:
     std::optional<Internal::IndexFile> indexFile() const;
     Internal::OgrEdits pendingEdits() const;
+    qint64 sourceId(qint64 feature) const;
     void save();
 
     QString m_layerName;
@@ -155,6 +156,10 @@ private:
     qint64 m_featureCount = 0;
     qint64 m_skippedCount = 0;
     QList<SkippedFeature> m_skipped;
+    // Features go by their own ids, but where files are written anew by their number in the file: ids in
+    // GeoJSON need not differ.
+    QList<qint64> m_numberedIds;                     // the ids of those that go by number; else empty
+    QList<qint64> m_skippedFeatures;                 // the features of m_skipped
     std::unique_ptr<Internal::FeatureTrace> m_trace; // never null
     QHash<qint64, int> m_readFeatures; // the features that shapes were read from, how many of each
     QSet<qint64> m_partlyRead;         // those that shapes do not hold whole

@@ -21,11 +21,15 @@ bool GisLayerOgrVector::canEdit() const {
     return isOpen();
 }
 
+qint64 GisLayerOgrVector::sourceId(qint64 feature) const {
+    return m_numberedIds.value(feature, feature);
+}
+
 QList<qint64> GisLayerOgrVector::sourceFeatureIds() const {
     QList<qint64> ids;
     ids.reserve(count());
     for (const FeatureTrace::Entry& entry : m_trace->entries()) {
-        ids.append(entry.feature);
+        ids.append(sourceId(entry.feature));
     }
     return ids;
 }
@@ -78,8 +82,9 @@ Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
     for (auto it = m_readFeatures.cbegin(); it != m_readFeatures.cend(); ++it) {
         const int now = left.value(it.key());
         const auto refuse = [&](const char* why) {
-            Internal::failToWrite(m_sourcePath,
-                                  QStringLiteral("feature %1: %2").arg(it.key()).arg(QLatin1String(why)));
+            Internal::failToWrite(
+                m_sourcePath,
+                QStringLiteral("feature %1: %2").arg(sourceId(it.key())).arg(QLatin1String(why)));
         };
         if (now == 0 && m_partlyRead.contains(it.key())) {
             refuse("it has parts that are not in the layer and would be lost");
@@ -135,8 +140,12 @@ void GisLayerOgrVector::save() {
         partlyRead.insert(idAfter(id));
     }
     m_partlyRead = partlyRead;
-    for (SkippedFeature& feature : m_skipped) {
-        feature.featureId = idAfter(feature.featureId);
+    if (ids.isRenumbered) {
+        m_numberedIds = ids.numberedIds;
+    }
+    for (qsizetype i = 0; i < m_skipped.size(); ++i) {
+        m_skippedFeatures[i] = idAfter(m_skippedFeatures[i]);
+        m_skipped[i].featureId = sourceId(m_skippedFeatures[i]);
     }
     m_featureCount += ids.added.size() - edits.deleted.size();
     *m_sourceState = Internal::SourceState(m_sourcePath);

@@ -14,7 +14,8 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-/// What is to change in a layer of a data source.
+/// What is to change in a layer of a data source. Features go by their own ids in a transaction, else by
+/// their number in the file, from 0: ids in a file need not differ.
 struct OgrEdits {
     QSet<qint64> deleted;
     QHash<qint64, QList<const Shapes::GisShape*>> updated; ///< with all shapes that the feature is
@@ -33,10 +34,11 @@ struct OgrEditTarget {
     std::function<bool(double fraction)> progress;   ///< may be empty; false cancels
 };
 
-/// The ids that features have afterwards.
+/// What features go by afterwards.
 struct OgrSavedIds {
     bool isRenumbered = false;  ///< false too when there was nothing to save
-    QHash<qint64, qint64> kept; ///< by their ids before; only when renumbered
+    QHash<qint64, qint64> kept; ///< by what they went by before; only when renumbered
+    QList<qint64> numberedIds;  ///< the ids that the file gives them, by number; only when renumbered
     QList<qint64> added;
 };
 
