@@ -17,6 +17,7 @@
 
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -103,6 +104,10 @@ GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerNa
 GisLayerOgrVector::~GisLayerOgrVector() = default;
 
 bool GisLayerOgrVector::open() {
+    if (isLocked()) {
+        return false;
+    }
+    std::optional<ChangeLock> lock(*this);
     Common::Internal::LogStep step(Common::LogChannels::load, "vector");
     step.set("source", path());
     Internal::StagedFiles::finishInterrupted(path());
@@ -129,6 +134,7 @@ bool GisLayerOgrVector::open() {
             source.fail(QStringLiteral("it has more shapes than a layer can number"));
         }
         if (content.featureCount % interval == 0 && !goOn(static_cast<double>(content.featureCount))) {
+            lock.reset();
             close();
             return false;
         }
@@ -141,6 +147,7 @@ bool GisLayerOgrVector::open() {
                         .arg(static_cast<qint64>(total)));
     }
     if (!goOn(total)) {
+        lock.reset();
         close();
         return false;
     }
@@ -152,6 +159,7 @@ bool GisLayerOgrVector::open() {
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());
 
     // From here on nothing fails.
+    lock.reset();
     const ChangeGroup group(*this);
     resetVectorLayerState();
     for (const Defs::GisAttributeDefinition& definition : std::as_const(content.definitions)) {
@@ -188,6 +196,9 @@ bool GisLayerOgrVector::open() {
 }
 
 void GisLayerOgrVector::close() {
+    if (isLocked()) {
+        return;
+    }
     const ChangeGroup group(*this);
     resetVectorLayerState();
     setCoordinateSystem(nullptr);

@@ -11,6 +11,7 @@
 
 #include <QFile>
 
+#include <optional>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers {
@@ -55,6 +56,9 @@ void GisLayerOgrVector::shapesChanged(ShapeChange change, int position, const Sh
 }
 
 bool GisLayerOgrVector::beginEditCore() {
+    if (isLocked()) {
+        return false;
+    }
     m_lastError.clear();
     return isOpen() && GisLayerVector::beginEditCore();
 }
@@ -110,12 +114,14 @@ void GisLayerOgrVector::save() {
         Internal::failToWrite(m_sourcePath,
                               QStringLiteral("the layer's coordinate system is not the source's any more"));
     }
+    std::optional<ChangeLock> lock(*this);
     const Internal::OgrSavedIds ids =
         Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), *m_sourceState,
                              attributeDefinitions(), m_progress},
                             edits);
 
     // From here on nothing fails.
+    lock.reset();
     const auto idAfter = [&ids](qint64 before) { return ids.isRenumbered ? ids.kept.value(before) : before; };
     QHash<qint64, int> readFeatures;
     for (auto it = m_readFeatures.cbegin(); it != m_readFeatures.cend(); ++it) {
@@ -157,7 +163,14 @@ void GisLayerOgrVector::save() {
 }
 
 bool GisLayerOgrVector::commitEditCore() {
+    if (isLocked()) {
+        return false;
+    }
     m_lastError.clear();
+    if (isCommandRunning()) {
+        m_lastError = QStringLiteral("Cannot write '%1': an edit command is running").arg(m_sourcePath);
+        return false;
+    }
     try {
         save();
     } catch (const std::exception& error) {
@@ -169,6 +182,9 @@ bool GisLayerOgrVector::commitEditCore() {
 }
 
 bool GisLayerOgrVector::rollbackEditCore() {
+    if (isLocked()) {
+        return false;
+    }
     m_lastError.clear();
     if (!GisLayerVector::rollbackEditCore()) {
         return false;
