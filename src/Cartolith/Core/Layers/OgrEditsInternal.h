@@ -50,13 +50,23 @@ OgrSavedIds saveEdits(const OgrEditTarget& target, const OgrEdits& edits);
 OgrSavedIds saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits);
 OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits);
 
+/// How a driver takes a feature.
+struct OgrManner {
+    bool roundsNumbers; ///< to the decimals of their field
+
+    static OgrManner of(const QString& driver);
+};
+
 /// Gives a feature of the source the geometry and attributes of its shape where they differ from what was
-/// read of it; the rest stays. False when nothing differs. \throws std::runtime_error when it is several
-/// shapes and any of them differs, when it holds more than a shape can say and would lose it, for an
-/// attribute that is no field, and for a value or geometry that cannot be saved
-bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const Shapes::GisShape*>& shapes);
+/// read of it; the rest stays. False when nothing
+/// differs. \throws std::runtime_error when it is several shapes and any of them differs, when it holds more
+/// than a shape can say and would lose it, for an attribute that is no field, and for a value or geometry
+/// that cannot be saved
+bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const Shapes::GisShape*>& shapes,
+            const OgrManner& manner);
 /// The same for a feature that is new.
-void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const Shapes::GisShape& shape);
+void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const Shapes::GisShape& shape,
+          const OgrManner& manner);
 
 /// \throws std::runtime_error when the target's files are not in the state in which they were read
 void requireUnchanged(const OgrEditTarget& target);

@@ -105,6 +105,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         }
     };
 
+    const OgrManner manner = OgrManner::of(target.driverName);
     bool differs = !edits.deleted.isEmpty() || !edits.added.isEmpty();
     QList<qint64> before;
     qsizetype met = 0;
@@ -123,7 +124,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         OGRFeature out(to.GetLayerDefn());
         copy(*feature, out);
         if (const auto shapes = edits.updated.constFind(number); shapes != edits.updated.constEnd()) {
-            prepared(what, [&] { differs = update(out, from.GetGeomType(), *shapes) || differs; });
+            prepared(what, [&] { differs = update(out, from.GetGeomType(), *shapes, manner) || differs; });
         }
         written.add(out, what);
         before.append(number);
@@ -134,7 +135,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     for (const Shapes::GisShape* shape : edits.added) {
         const QString what = QStringLiteral("shape %1").arg(shape->id());
         OGRFeature out(to.GetLayerDefn());
-        prepared(what, [&] { fill(out, from.GetGeomType(), *shape); });
+        prepared(what, [&] { fill(out, from.GetGeomType(), *shape, manner); });
         written.add(out, what);
     }
     written.close();
