@@ -87,10 +87,10 @@ public:
     /// formats are read only.
     ///
     /// A shape read from a feature changes that feature, and of it what differs. What was not edited stays:
-    /// in GeoPackage, SQLite and PostGIS to the last bit, other fields are not even written; in other
-    /// databases as GDAL reads it; in a new file as exact as the format writes numbers. New shapes follow the
-    /// features that are there, whatever their position here. A change made through a shape's pointer is
-    /// saved only after markDirty().
+    /// in a transaction as GDAL reads it (an edited feature is written with all its columns, and a text in a
+    /// column of integers becomes a number), in a new file as exact as the format writes numbers. New shapes
+    /// follow the features that are there, whatever their position here. A change made through a shape's
+    /// pointer is saved only after markDirty().
     ///
     /// Everything is saved or nothing. When it cannot be, commitEdit() is false, lastError() says why, the
     /// source is as it was, and the session goes on with its undo stack. So it is for
