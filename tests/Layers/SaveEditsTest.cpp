@@ -2,6 +2,7 @@
 #include "TestSeed.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/Commands/GisEditCommand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
 #include <Cartolith/Core/Serialization/GisWktReader.h>
@@ -73,7 +74,7 @@ protected:
         for (int i = 0; i < count; ++i) {
             layer->addShape(shapeOf(i % 3 == 0 ? QString("MULTILINESTRING ((%1 0, %1 1), (%1 2, %1 3))").arg(i)
                                                : QString("LINESTRING (%1 0, %1 1)").arg(i),
-                                    {{"n", i}, {"name", QString("line %1").arg(i)}}));
+                                    {{"n", i}, {"name", QString("line %1").arg(i)}, {"r", i / 3.0}}));
         }
         for (const QString& old : QDir(m_dir.path()).entryList({"lines.*"}, QDir::Files)) {
             QFile::remove(at(old));
@@ -222,6 +223,39 @@ TEST_F(SaveEdits, WhatWasNotEditedStays) {
     EXPECT_EQ(layer.skippedFeatures().at(0).featureId, 1) << "the one without geometry is the second now";
 }
 
+TEST_F(SaveEdits, IdsThatAreNotUniqueMixNothingUp) {
+    for (const QByteArray ids : {"123", "012", "534", "301", "77-", "-0-", "---"}) {
+        QByteArray text;
+        for (int i = 0; i < ids.size(); ++i) {
+            text += (i > 0 ? "," : "") +
+                    (R"({"type":"Feature",)" + (ids[i] == '-' ? "" : R"("id":)" + ids.mid(i, 1) + ",")) +
+                    R"("properties":{"n":)" + QByteArray::number(i) +
+                    R"(},"geometry":{"type":"Point","coordinates":[)" + QByteArray::number(i) + ",0]}}";
+        }
+        GisLayerOgrVector layer(write("ids.geojson", R"({"type":"FeatureCollection","features":[)" + text + "]}"));
+        ASSERT_TRUE(layer.open());
+        QMap<int, QString> expected{{0, "POINT (0 0)"}, {1, "POINT (1 0)"}, {2, "POINT (2 0)"}};
+        for (int session = 0; session < 4; ++session) {
+            const int gone = layer.attributeValueForRow(0, "n").toInt();
+            const int moved = layer.attributeValueForRow(1, "n").toInt();
+            ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(1) &&
+                        layer.setShapeGeometryEdit(1, shapeOf("POINT (5 5)", {{"n", moved}})) &&
+                        layer.addShapeEdit(shapeOf("POINT (7 7)", {{"n", 10 + session}})));
+            ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+            expected.remove(gone);
+            expected[moved] = "POINT (5 5)";
+            expected[10 + session] = "POINT (7 7)";
+            GisLayerOgrVector saved(layer.path());
+            ASSERT_TRUE(saved.open());
+            QMap<int, QString> found;
+            for (int row = 0; row < saved.count(); ++row) {
+                found[saved.attributeValueForRow(row, "n").toInt()] = saved.rawShapes()[row]->toWkt();
+            }
+            EXPECT_EQ(found, expected) << ids.constData() << ", session " << session;
+        }
+    }
+}
+
 TEST_F(SaveEdits, AFailureLeavesTheSourceAndTheSession) {
     std::shared_ptr<CoordinateSystems::CoordinateSystem> system;
     const auto add = [](GisLayerOgrVector& layer, const QString& wkt, const Attributes& values = {}) {
@@ -245,6 +279,12 @@ TEST_F(SaveEdits, AFailureLeavesTheSourceAndTheSession) {
          },
          {},
          "'1e+30'"},
+        {"an infinite number",
+         [&](auto& l) {
+             l.setShapeAttributesEdit(2, {{"r", std::numeric_limits<double>::infinity()}});
+         },
+         {},
+         "'inf' is none for the field 'r'"},
         {"an infinite coordinate",
          [&](auto& l) {
              auto line = shapeOf("LINESTRING (0 0, 1 1)");
@@ -355,6 +395,123 @@ TEST_F(SaveEdits, AFullDiskOrADeadProcessLeavesTheOldFileOrTheNew) {
             GTEST_SKIP() << "processes cannot be traced here";
         }
     }
+}
+
+/// Runs anything while the layer believes that a command changes it.
+class Odd : public Layers::Commands::GisEditCommand {
+public:
+    explicit Odd(std::function<bool(GisLayerVector&)> run) : m_run(std::move(run)) {}
+    bool redo(GisLayerVector& layer) override { return m_run(layer); }
+    bool undo(GisLayerVector&) override { return false; }
+
+private:
+    std::function<bool(GisLayerVector&)> m_run;
+};
+
+TEST_F(SaveEdits, NothingChangesTheLayerOrTheFileMeanwhile) {
+    for (const QString suffix : suffixes) {
+        SCOPED_TRACE(suffix.toStdString());
+        GisLayerOgrVector layer(make(suffix, 300));
+        int calls = 0;
+        layer.setProgressCallback([&](double) {
+            ++calls;
+            const bool changed = layer.undoEdit() || layer.redoEdit() || layer.deleteShapeEdit(1) ||
+                                 layer.commitEdit() || layer.rollbackEdit() || layer.beginEdit() || layer.open() ||
+                                 layer.removeShapeById(1) || layer.insertShapeAt(0, shapeOf("POINT (1 1)")) ||
+                                 layer.takeShapeById(1, nullptr);
+            EXPECT_FALSE(changed);
+            layer.clearShapes();
+            layer.clearEditHistory();
+            layer.close();
+            return true;
+        });
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1));
+        const auto before = bytes();
+        EXPECT_FALSE(
+            layer.executeEditCommand(std::make_unique<Odd>([](GisLayerVector& inner) { return inner.commitEdit(); })));
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("command is running"));
+        EXPECT_EQ(bytes(), before);
+        for (int i = 0; i < 299; ++i) {
+            layer.setShapeAttributesEdit(i + 1, {{"n", i}});
+        }
+        calls = 0;
+        ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+        EXPECT_GT(calls, 0);
+        EXPECT_EQ(layer.count(), 299);
+        EXPECT_EQ(contentOf(layer.path()), contentOf(layer));
+    }
+}
+
+TEST_F(SaveEdits, FilesOfAShapefileAreReplacedWhereTheyAreReadOrNotAtAll) {
+    const auto moveAndLink = [this](const QString& stored, const QString& name) {
+        QDir().mkpath(at("store"));
+        QFile::remove(at("store/" + stored));
+        return QFile::rename(at(name), at("store/" + stored)) && QFile::link(at("store/" + stored), at(name));
+    };
+    const struct {
+        const char* name;
+        std::function<bool()> arrange;
+        const char* refusal;
+    } rows[] = {
+        {"links to other names",
+         [&] {
+             return moveAndLink("shp-blob.shp", "lines.shp") && moveAndLink("dbf-blob.dbf", "lines.dbf") &&
+                    moveAndLink("shx-blob.shx", "lines.shx") && moveAndLink("cpg-blob.cpg", "lines.cpg");
+         },
+         "does not belong to"},
+        {"one link", [&] { return moveAndLink("lines.shp", "lines.shp"); }, "does not belong to"},
+        {"a link to another suffix", [&] { return moveAndLink("lines", "lines.shp"); }, "another suffix"},
+        {"two tables", [&] { return QFile::copy(at("lines.dbf"), at("lines.DBF")); }, "another case"},
+        {"links to the same names",
+         [&] {
+             return moveAndLink("lines.shp", "lines.shp") && moveAndLink("lines.dbf", "lines.dbf") &&
+                    moveAndLink("lines.shx", "lines.shx") && moveAndLink("lines.cpg", "lines.cpg");
+         },
+         nullptr},
+        {"another case", [&] { return QFile::rename(at("lines.dbf"), at("lines.DBF")); }, nullptr},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        GisLayerOgrVector layer(make("shp"));
+        ASSERT_TRUE(row.arrange() && layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1));
+        const auto before = bytes();
+        EXPECT_EQ(layer.commitEdit(), row.refusal == nullptr) << layer.lastError().toStdString();
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr(row.refusal != nullptr ? row.refusal : ""));
+        EXPECT_TRUE(row.refusal == nullptr ? contentOf(layer.path()) == contentOf(layer) : bytes() == before);
+        for (const QString& name : QDir(m_dir.path()).entryList({"lines.*"})) {
+            QFile::remove(at(name));
+        }
+        QDir(at("store")).removeRecursively();
+    }
+    for (const QString suffix : {"geojson", "shp"}) { // somebody else's folder of the name of an interrupted save
+        make(suffix);
+        write("mine.txt", "mine");
+        ASSERT_TRUE(QDir().mkpath(at(".lines." + suffix + ".saved")));
+        write(qPrintable(".lines." + suffix + ".saved/other.txt"), "theirs");
+        write(qPrintable(".lines." + suffix + ".saved/mine.txt.remove"), "");
+        const auto before = bytes();
+        EXPECT_EQ(contentOf(at("lines." + suffix)).size(), 9U);
+        EXPECT_EQ(bytes(), before) << suffix.toStdString();
+    }
+}
+
+TEST_F(SaveEdits, AWarningInReadingIsNoFaultOfTheEdit) {
+    GisLayerOgrVector layer(make("gpkg"));
+    const auto sql = [&](const char* statement) {
+        const std::unique_ptr<GDALDataset> source(GDALDataset::Open(layer.path().toUtf8().constData(), GDAL_OF_UPDATE));
+        OGRLayer* const result = source->ExecuteSQL(statement, nullptr, nullptr);
+        const OGRFeatureUniquePtr row(result != nullptr ? result->GetNextFeature() : nullptr);
+        const std::string text = row ? row->GetFieldAsString(0) : "";
+        source->ReleaseResultSet(result);
+        return text;
+    };
+    sql("ALTER TABLE lines ADD COLUMN moment DATETIME");
+    sql("UPDATE lines SET n = 'many', moment = '2024-01-01T12:00:00.123456Z' WHERE fid = 2"); // read with a warning
+    ASSERT_TRUE(layer.open() && layer.beginEdit());
+    Attributes values = layer.attributesForFeatureId(2);
+    values["name"] = "edited";
+    ASSERT_TRUE(layer.setShapeAttributesEdit(2, values) && layer.commitEdit()) << layer.lastError().toStdString();
+    EXPECT_EQ(sql("SELECT name FROM lines WHERE fid = 2"), "edited");
 }
 
 TEST_F(SaveEdits, ASavedIndexDoesNotOutliveACommit) {

@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
@@ -16,6 +17,7 @@
 
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -29,7 +31,10 @@ namespace {
 struct Content {
     QList<Defs::GisAttributeDefinition> definitions;
     std::vector<std::unique_ptr<GisShape>> shapes;
-    QList<qint64> sourceIds;
+    QList<qint64> features; // what each shape was read from
+    QList<qint64> numberedIds;
+    QList<qint64> skippedFeatures;
+    bool isNumbered = false;
     QHash<qint64, int> readFeatures;
     QSet<qint64> partlyRead;
     qint64 featureCount = 0;
@@ -37,7 +42,11 @@ struct Content {
     QList<GisLayerOgrVector::SkippedFeature> skipped;
 
     void take(OGRFeature& feature, const QString& complaint) {
+        const qint64 key = isNumbered ? featureCount : feature.GetFID();
         ++featureCount;
+        if (isNumbered) {
+            numberedIds.append(feature.GetFID());
+        }
         Serialization::Ogr::Internal::OgrShapes read =
             Serialization::Ogr::Internal::shapesOf(Common::Internal::GeometryPtr(feature.StealGeometry()));
         if (!read.problem.isEmpty()) {
@@ -45,20 +54,21 @@ struct Content {
             ++skippedCount;
             if (skipped.size() < most) {
                 skipped.append({feature.GetFID(), complaint.isEmpty() ? read.problem : complaint});
+                skippedFeatures.append(key);
             }
         }
         if (read.shapes.empty()) {
             return;
         }
-        readFeatures.insert(feature.GetFID(), static_cast<int>(read.shapes.size()));
+        readFeatures.insert(key, static_cast<int>(read.shapes.size()));
         if (!read.problem.isEmpty()) {
-            partlyRead.insert(feature.GetFID());
+            partlyRead.insert(key);
         }
         const QHash<QString, QVariant> values = Internal::attributes(feature, definitions);
         for (auto& shape : read.shapes) {
             shape->attributes() = values;
             shapes.push_back(std::move(shape));
-            sourceIds.append(feature.GetFID());
+            features.append(key);
         }
     }
 };
@@ -94,6 +104,10 @@ GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerNa
 GisLayerOgrVector::~GisLayerOgrVector() = default;
 
 bool GisLayerOgrVector::open() {
+    if (isLocked()) {
+        return false;
+    }
+    std::optional<ChangeLock> lock(*this);
     Common::Internal::LogStep step(Common::LogChannels::load, "vector");
     step.set("source", path());
     Internal::StagedFiles::finishInterrupted(path());
@@ -102,6 +116,8 @@ bool GisLayerOgrVector::open() {
     Internal::OgrSource source(path());
     OGRLayer& layer = source.layer(m_layerName);
     Content content;
+    const Internal::OgrFormat* const format = Internal::OgrFormat::forDriver(source.driverName());
+    content.isNumbered = format != nullptr && !format->isDatabase;
     content.definitions = Internal::attributeDefinitions(*layer.GetLayerDefn());
 
     const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
@@ -118,6 +134,7 @@ bool GisLayerOgrVector::open() {
             source.fail(QStringLiteral("it has more shapes than a layer can number"));
         }
         if (content.featureCount % interval == 0 && !goOn(static_cast<double>(content.featureCount))) {
+            lock.reset();
             close();
             return false;
         }
@@ -130,6 +147,7 @@ bool GisLayerOgrVector::open() {
                         .arg(static_cast<qint64>(total)));
     }
     if (!goOn(total)) {
+        lock.reset();
         close();
         return false;
     }
@@ -141,6 +159,7 @@ bool GisLayerOgrVector::open() {
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());
 
     // From here on nothing fails.
+    lock.reset();
     const ChangeGroup group(*this);
     resetVectorLayerState();
     for (const Defs::GisAttributeDefinition& definition : std::as_const(content.definitions)) {
@@ -162,7 +181,9 @@ bool GisLayerOgrVector::open() {
     m_featureCount = content.featureCount;
     m_skippedCount = content.skippedCount;
     m_skipped = std::move(content.skipped);
-    m_trace->reset(content.sourceIds);
+    m_skippedFeatures = std::move(content.skippedFeatures);
+    m_numberedIds = std::move(content.numberedIds);
+    m_trace->reset(content.features);
     m_readFeatures = std::move(content.readFeatures);
     m_partlyRead = std::move(content.partlyRead);
     m_sourcePath = path();
@@ -175,6 +196,9 @@ bool GisLayerOgrVector::open() {
 }
 
 void GisLayerOgrVector::close() {
+    if (isLocked()) {
+        return;
+    }
     const ChangeGroup group(*this);
     resetVectorLayerState();
     setCoordinateSystem(nullptr);
@@ -182,6 +206,8 @@ void GisLayerOgrVector::close() {
     m_featureCount = 0;
     m_skippedCount = 0;
     m_skipped.clear();
+    m_skippedFeatures.clear();
+    m_numberedIds.clear();
     m_readFeatures.clear();
     m_partlyRead.clear();
     m_sourceSystem.reset();

@@ -64,7 +64,9 @@ public:
     void setLayerName(const QString& name) { m_layerName = name; }
 
     /// Called every few hundred features in open(), and once at the end, and so while commitEdit() writes; an
-    /// empty function switches it off.
+    /// empty function switches it off. Meanwhile the layer may be looked at, but not destroyed or changed:
+    /// edits, undoEdit(), redoEdit(), the ends of the session, open() and close() are false and have no
+    /// effect.
     void setProgressCallback(ProgressCallback callback);
 
     /// How many features the source's layer has. Not count(): a multipoint is several shapes.
@@ -75,7 +77,7 @@ public:
     const QList<SkippedFeature>& skippedFeatures() const noexcept { return m_skipped; }
 
     /// The source's own ids of the features that the shapes stand for, by position; -1 for shapes that are
-    /// not in the source. Linear time.
+    /// not in the source. In GeoJSON they need not differ. Linear time.
     QList<qint64> sourceFeatureIds() const;
 
     /// \name Saving edits
@@ -84,22 +86,26 @@ public:
     /// that take the place of the old ones (GeoJSON, GeoJSON text sequences, FlatGeobuf, Shapefile). Other
     /// formats are read only.
     ///
-    /// A shape read from a feature changes that feature, and of it what differs: geometry that was not
-    /// edited, and fields that were not, stay to the last bit in a transaction, and as exact as the format
-    /// writes numbers in a new file. New shapes follow the features that are there, whatever their position
-    /// here. A change made through a shape's pointer is saved only after markDirty().
+    /// A shape read from a feature changes that feature, and of it what differs. What was not edited stays:
+    /// in a transaction as GDAL reads it (an edited feature is written with all its columns, and a text in a
+    /// column of integers becomes a number), in a new file as exact as the format writes numbers. New shapes
+    /// follow the features that are there, whatever their position here. A change made through a shape's
+    /// pointer is saved only after markDirty().
     ///
     /// Everything is saved or nothing. When it cannot be, commitEdit() is false, lastError() says why, the
     /// source is as it was, and the session goes on with its undo stack. So it is for
     /// - a source that is write-protected or locked, or of which a file has another size, time of writing or
     ///   place on the disk than when it was opened. A server's tables are not watched: there the last one to
     ///   save a feature wins;
-    /// - a value that is none for its field, an attribute that is no field, a geometry of a kind that the
-    ///   source does not take, a coordinate that is not finite;
+    /// - a value that is none for its field, such as an infinite number, or one of more decimals than the
+    /// field
+    ///   keeps (a number that is none, NaN, is saved as null), an attribute that is no field, a geometry of a
+    ///   kind that the source does not take, a coordinate that is not finite;
     /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
     ///   with all of them), one whose parts were skipped, another geometry for one with Z, M or curves. Left
     ///   alone, such features stay as they are;
-    /// - a full disk, or a progress callback that cancels.
+    /// - several files that symbolic links do not show as they are stored, or whose suffixes differ in case;
+    /// - a command that is running, a full disk, or a progress callback that cancels.
     /// Neither the fields nor the coordinate system of a source are changed; but GeoJSON, which has no
     /// schema, gets every field that the layer declares.
     ///
@@ -146,6 +152,7 @@ protected:
 private:
     std::optional<Internal::IndexFile> indexFile() const;
     Internal::OgrEdits pendingEdits() const;
+    qint64 sourceId(qint64 feature) const;
     void save();
 
     QString m_layerName;
@@ -155,6 +162,10 @@ private:
     qint64 m_featureCount = 0;
     qint64 m_skippedCount = 0;
     QList<SkippedFeature> m_skipped;
+    // Features go by their own ids, but where files are written anew by their number in the file: ids in
+    // GeoJSON need not differ.
+    QList<qint64> m_numberedIds;                     // the ids of those that go by number; else empty
+    QList<qint64> m_skippedFeatures;                 // the features of m_skipped
     std::unique_ptr<Internal::FeatureTrace> m_trace; // never null
     QHash<qint64, int> m_readFeatures; // the features that shapes were read from, how many of each
     QSet<qint64> m_partlyRead;         // those that shapes do not hold whole

@@ -11,6 +11,7 @@
 
 #include <QFile>
 
+#include <optional>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers {
@@ -21,11 +22,15 @@ bool GisLayerOgrVector::canEdit() const {
     return isOpen();
 }
 
+qint64 GisLayerOgrVector::sourceId(qint64 feature) const {
+    return m_numberedIds.value(feature, feature);
+}
+
 QList<qint64> GisLayerOgrVector::sourceFeatureIds() const {
     QList<qint64> ids;
     ids.reserve(count());
     for (const FeatureTrace::Entry& entry : m_trace->entries()) {
-        ids.append(entry.feature);
+        ids.append(sourceId(entry.feature));
     }
     return ids;
 }
@@ -51,6 +56,9 @@ void GisLayerOgrVector::shapesChanged(ShapeChange change, int position, const Sh
 }
 
 bool GisLayerOgrVector::beginEditCore() {
+    if (isLocked()) {
+        return false;
+    }
     m_lastError.clear();
     return isOpen() && GisLayerVector::beginEditCore();
 }
@@ -78,8 +86,9 @@ Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
     for (auto it = m_readFeatures.cbegin(); it != m_readFeatures.cend(); ++it) {
         const int now = left.value(it.key());
         const auto refuse = [&](const char* why) {
-            Internal::failToWrite(m_sourcePath,
-                                  QStringLiteral("feature %1: %2").arg(it.key()).arg(QLatin1String(why)));
+            Internal::failToWrite(
+                m_sourcePath,
+                QStringLiteral("feature %1: %2").arg(sourceId(it.key())).arg(QLatin1String(why)));
         };
         if (now == 0 && m_partlyRead.contains(it.key())) {
             refuse("it has parts that are not in the layer and would be lost");
@@ -105,12 +114,14 @@ void GisLayerOgrVector::save() {
         Internal::failToWrite(m_sourcePath,
                               QStringLiteral("the layer's coordinate system is not the source's any more"));
     }
+    std::optional<ChangeLock> lock(*this);
     const Internal::OgrSavedIds ids =
         Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), *m_sourceState,
                              attributeDefinitions(), m_progress},
                             edits);
 
     // From here on nothing fails.
+    lock.reset();
     const auto idAfter = [&ids](qint64 before) { return ids.isRenumbered ? ids.kept.value(before) : before; };
     QHash<qint64, int> readFeatures;
     for (auto it = m_readFeatures.cbegin(); it != m_readFeatures.cend(); ++it) {
@@ -135,8 +146,12 @@ void GisLayerOgrVector::save() {
         partlyRead.insert(idAfter(id));
     }
     m_partlyRead = partlyRead;
-    for (SkippedFeature& feature : m_skipped) {
-        feature.featureId = idAfter(feature.featureId);
+    if (ids.isRenumbered) {
+        m_numberedIds = ids.numberedIds;
+    }
+    for (qsizetype i = 0; i < m_skipped.size(); ++i) {
+        m_skippedFeatures[i] = idAfter(m_skippedFeatures[i]);
+        m_skipped[i].featureId = sourceId(m_skippedFeatures[i]);
     }
     m_featureCount += ids.added.size() - edits.deleted.size();
     *m_sourceState = Internal::SourceState(m_sourcePath);
@@ -148,7 +163,14 @@ void GisLayerOgrVector::save() {
 }
 
 bool GisLayerOgrVector::commitEditCore() {
+    if (isLocked()) {
+        return false;
+    }
     m_lastError.clear();
+    if (isCommandRunning()) {
+        m_lastError = QStringLiteral("Cannot write '%1': an edit command is running").arg(m_sourcePath);
+        return false;
+    }
     try {
         save();
     } catch (const std::exception& error) {
@@ -160,6 +182,9 @@ bool GisLayerOgrVector::commitEditCore() {
 }
 
 bool GisLayerOgrVector::rollbackEditCore() {
+    if (isLocked()) {
+        return false;
+    }
     m_lastError.clear();
     if (!GisLayerVector::rollbackEditCore()) {
         return false;

@@ -51,6 +51,9 @@ std::unique_ptr<GisLayerVector> GisLayerVector::createInMemory(const QString& na
 }
 
 void GisLayerVector::resetVectorLayerState() {
+    if (m_isLocked) {
+        return;
+    }
     const ChangeGroup group(*this);
     clearEditHistory();
     clearShapes();
@@ -113,7 +116,7 @@ void GisLayerVector::reassignShapeIds(std::size_t from) {
 }
 
 bool GisLayerVector::addShape(std::unique_ptr<GisShape> shape) {
-    if (shape == nullptr || shape->isEmpty()) {
+    if (m_isLocked || shape == nullptr || shape->isEmpty()) {
         return false;
     }
     noteShapeType(*shape);
@@ -140,7 +143,7 @@ bool GisLayerVector::addPolygon(const Shapes::GisShapePolygon& polygon) {
 }
 
 bool GisLayerVector::insertShapeAt(int index, std::unique_ptr<GisShape> shape) {
-    if (shape == nullptr || index < 0) {
+    if (m_isLocked || shape == nullptr || index < 0) {
         return false;
     }
     noteShapeType(*shape);
@@ -153,7 +156,7 @@ bool GisLayerVector::insertShapeAt(int index, std::unique_ptr<GisShape> shape) {
 
 std::unique_ptr<GisShape> GisLayerVector::takeShapeById(int id, int* index) {
     const int position = indexOfShapeId(id);
-    if (position < 0) {
+    if (m_isLocked || position < 0) {
         return nullptr;
     }
     if (index != nullptr) {
@@ -168,7 +171,7 @@ bool GisLayerVector::removeShape(GisShape* shape) {
     }
     const auto found = std::find_if(m_shapes.begin(), m_shapes.end(),
                                     [shape](const auto& owned) { return owned.get() == shape; });
-    if (found == m_shapes.end()) {
+    if (m_isLocked || found == m_shapes.end()) {
         return false;
     }
     takeAt(static_cast<std::size_t>(found - m_shapes.begin()));
@@ -190,7 +193,7 @@ bool GisLayerVector::removeShapeById(int id) {
 
 std::unique_ptr<GisShape> GisLayerVector::replaceShapeById(int id, std::unique_ptr<GisShape> shape) {
     const int position = indexOfShapeId(id);
-    if (position < 0 || shape == nullptr) {
+    if (m_isLocked || position < 0 || shape == nullptr) {
         return nullptr;
     }
     if (m_shapeType != GisShapeType::Null && shape->shapeType() != GisShapeType::Null &&
@@ -204,6 +207,9 @@ std::unique_ptr<GisShape> GisLayerVector::replaceShapeById(int id, std::unique_p
 }
 
 void GisLayerVector::replaceShapes(std::vector<std::unique_ptr<GisShape>> shapes) {
+    if (m_isLocked) {
+        return;
+    }
     m_shapes.clear();
     m_shapes.reserve(shapes.size());
     m_shapeType = GisShapeType::Null;
@@ -219,7 +225,7 @@ void GisLayerVector::replaceShapes(std::vector<std::unique_ptr<GisShape>> shapes
 
 bool GisLayerVector::setShapeAttributesById(int id, const Attributes& attributes) {
     const int position = indexOfShapeId(id);
-    if (position < 0) {
+    if (m_isLocked || position < 0) {
         return false;
     }
     GisShape* const shape = m_shapes[static_cast<std::size_t>(position)].get();
@@ -230,6 +236,9 @@ bool GisLayerVector::setShapeAttributesById(int id, const Attributes& attributes
 }
 
 void GisLayerVector::clearShapes() {
+    if (m_isLocked) {
+        return;
+    }
     m_shapes.clear();
     settle(ShapeChange::AllReplaced);
 }

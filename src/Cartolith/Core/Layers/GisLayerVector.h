@@ -240,6 +240,22 @@ public:
     static bool canSaveAs(const QString& path);
 
 protected:
+    /// While it lives, everything that changes the layer's shapes, or its edit session, is refused: false,
+    /// null or no effect. For code that reads the shapes and calls the host meanwhile. Held once at a time.
+    class ChangeLock {
+    public:
+        explicit ChangeLock(GisLayerVector& layer) : m_layer(layer) { m_layer.m_isLocked = true; }
+        ~ChangeLock() { m_layer.m_isLocked = false; }
+        ChangeLock(const ChangeLock&) = delete;
+        ChangeLock& operator=(const ChangeLock&) = delete;
+
+    private:
+        GisLayerVector& m_layer;
+    };
+    bool isLocked() const noexcept { return m_isLocked; }
+    /// While one is running, commit and rollback are refused.
+    bool isCommandRunning() const noexcept;
+
     /// Start and end the edit history. While a command is running, commit and rollback are refused. A
     /// rollback undoes all steps, the newest first, up to one that fails.
     bool beginEditCore() override;
@@ -289,6 +305,7 @@ private:
     mutable QMutex m_valueCacheMutex;
     mutable QHash<QString, QList<QVariant>> m_valueCache;
     std::unique_ptr<Internal::EditHistory> m_history; // never null
+    bool m_isLocked = false;
 };
 
 } // namespace Cartolith::Core::Layers

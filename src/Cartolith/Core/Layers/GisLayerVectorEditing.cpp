@@ -27,7 +27,7 @@ bool GisLayerVector::executeEditCommand(std::unique_ptr<Commands::GisEditCommand
             clearContentDirty();
         }
     });
-    done = isEditing() && m_history->execute(*this, std::move(command));
+    done = isEditing() && !m_isLocked && m_history->execute(*this, std::move(command));
     return done;
 }
 
@@ -66,7 +66,7 @@ QString GisLayerVector::redoText() const {
 
 bool GisLayerVector::undoEdit() {
     const ChangeGroup group(*this);
-    if (!canUndoEdit()) {
+    if (m_isLocked || !canUndoEdit()) {
         return false;
     }
     const bool undone = m_history->undo(*this);
@@ -76,7 +76,7 @@ bool GisLayerVector::undoEdit() {
 
 bool GisLayerVector::redoEdit() {
     const ChangeGroup group(*this);
-    if (!canRedoEdit()) {
+    if (m_isLocked || !canRedoEdit()) {
         return false;
     }
     const bool redone = m_history->redo(*this);
@@ -85,6 +85,9 @@ bool GisLayerVector::redoEdit() {
 }
 
 void GisLayerVector::clearEditHistory() {
+    if (m_isLocked) {
+        return;
+    }
     m_history->clear();
     clearContentDirty();
 }
@@ -100,13 +103,20 @@ void GisLayerVector::refreshEditDirtyState() {
     }
 }
 
+bool GisLayerVector::isCommandRunning() const noexcept {
+    return m_history->isRunning();
+}
+
 bool GisLayerVector::beginEditCore() {
+    if (m_isLocked) {
+        return false;
+    }
     clearEditHistory();
     return true;
 }
 
 bool GisLayerVector::commitEditCore() {
-    if (m_history->isRunning()) {
+    if (m_isLocked || m_history->isRunning()) {
         return false;
     }
     clearEditHistory();
@@ -114,7 +124,7 @@ bool GisLayerVector::commitEditCore() {
 }
 
 bool GisLayerVector::rollbackEditCore() {
-    if (m_history->isRunning()) {
+    if (m_isLocked || m_history->isRunning()) {
         return false;
     }
     while (canUndoEdit() && undoEdit()) {

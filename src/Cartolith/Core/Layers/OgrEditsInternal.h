@@ -14,7 +14,8 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-/// What is to change in a layer of a data source.
+/// What is to change in a layer of a data source. Features go by their own ids in a transaction, else by
+/// their number in the file, from 0: ids in a file need not differ.
 struct OgrEdits {
     QSet<qint64> deleted;
     QHash<qint64, QList<const Shapes::GisShape*>> updated; ///< with all shapes that the feature is
@@ -33,10 +34,11 @@ struct OgrEditTarget {
     std::function<bool(double fraction)> progress;   ///< may be empty; false cancels
 };
 
-/// The ids that features have afterwards.
+/// What features go by afterwards.
 struct OgrSavedIds {
     bool isRenumbered = false;  ///< false too when there was nothing to save
-    QHash<qint64, qint64> kept; ///< by their ids before; only when renumbered
+    QHash<qint64, qint64> kept; ///< by what they went by before; only when renumbered
+    QList<qint64> numberedIds;  ///< the ids that the file gives them, by number; only when renumbered
     QList<qint64> added;
 };
 
@@ -48,13 +50,23 @@ OgrSavedIds saveEdits(const OgrEditTarget& target, const OgrEdits& edits);
 OgrSavedIds saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits);
 OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits);
 
+/// How a driver takes a feature.
+struct OgrManner {
+    bool roundsNumbers; ///< to the decimals of their field
+
+    static OgrManner of(const QString& driver);
+};
+
 /// Gives a feature of the source the geometry and attributes of its shape where they differ from what was
-/// read of it; the rest stays. False when nothing differs. \throws std::runtime_error when it is several
-/// shapes and any of them differs, when it holds more than a shape can say and would lose it, for an
-/// attribute that is no field, and for a value or geometry that cannot be saved
-bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const Shapes::GisShape*>& shapes);
+/// read of it; the rest stays. False when nothing
+/// differs. \throws std::runtime_error when it is several shapes and any of them differs, when it holds more
+/// than a shape can say and would lose it, for an attribute that is no field, and for a value or geometry
+/// that cannot be saved
+bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const Shapes::GisShape*>& shapes,
+            const OgrManner& manner);
 /// The same for a feature that is new.
-void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const Shapes::GisShape& shape);
+void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const Shapes::GisShape& shape,
+          const OgrManner& manner);
 
 /// \throws std::runtime_error when the target's files are not in the state in which they were read
 void requireUnchanged(const OgrEditTarget& target);

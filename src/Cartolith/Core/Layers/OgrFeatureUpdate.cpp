@@ -5,6 +5,7 @@
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 
 #include <algorithm>
+#include <cmath>
 #include <stdexcept>
 #include <utility>
 
@@ -73,6 +74,13 @@ QString lossOf(const OGRGeometry& geometry, const QString& problem) {
                              : QStringLiteral("it has parts that are not in the layer and would be lost");
 }
 
+bool areSame(const QVariant& a, const QVariant& b) {
+    const auto isNan = [](const QVariant& value) {
+        return value.typeId() == QMetaType::Double && std::isnan(value.toDouble());
+    };
+    return a == b || (isNan(a) && isNan(b));
+}
+
 /// The fields of which the shape says something else, and what.
 QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape& shape, bool isNew) {
     const QList<Defs::GisAttributeDefinition> definitions = attributeDefinitions(*feature.GetDefnRef());
@@ -92,22 +100,45 @@ QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape
     for (auto it = fields.cbegin(); it != fields.cend(); ++it) {
         const QVariant value = values.value(it.key());
         const bool isDefault = isNew && !value.isValid(); // unset: the source's own default
-        if (!isDefault && value != before.value(it.key())) {
+        if (!isDefault && !areSame(value, before.value(it.key()))) {
             changes.append({it.value(), value});
         }
     }
     return changes;
 }
 
-void setFields(OGRFeature& feature, const QList<std::pair<int, QVariant>>& changes) {
+/// Fifteen digits are all that a decimal number of a double has for certain.
+bool isKept(double number, int decimals) {
+    constexpr int digits = 15;
+    const double kept = QString::number(number, 'f', decimals).toDouble();
+    return QString::number(kept, 'g', digits) == QString::number(number, 'g', digits);
+}
+
+void setFields(OGRFeature& feature, const QList<std::pair<int, QVariant>>& changes, const OgrManner& manner) {
     for (const auto& [index, value] : changes) {
         setField(feature, index, value);
+        const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
+        const bool isRounded = manner.roundsNumbers && field.GetType() == OFTReal && field.GetWidth() > 0 &&
+                               feature.IsFieldSetAndNotNull(index);
+        if (isRounded && !isKept(feature.GetFieldAsDouble(index), field.GetPrecision())) {
+            throw std::runtime_error(
+                QStringLiteral("the value '%1' has more than the %2 decimals of the field '%3'")
+                    .arg(value.toString())
+                    .arg(field.GetPrecision())
+                    .arg(QString::fromUtf8(field.GetNameRef()))
+                    .toStdString());
+        }
     }
 }
 
 } // namespace
 
-bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes) {
+OgrManner OgrManner::of(const QString& driver) {
+    return {.roundsNumbers = driver != QLatin1String("FlatGeobuf")};
+}
+
+bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes,
+            const OgrManner& manner) {
     const OGRGeometry* const geometry = feature.GetGeometryRef();
     const auto read = Serialization::Ogr::Internal::shapesOf(
         GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
@@ -119,7 +150,7 @@ bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const
         if (differs && (shapes.size() != 1 || read.shapes.size() > 1)) {
             throw std::runtime_error("it is several shapes here, which cannot be changed one by one");
         }
-        setFields(feature, changes);
+        setFields(feature, changes, manner);
     }
     if (isMoved) {
         const QString loss = geometry != nullptr ? lossOf(*geometry, read.problem) : QString();
@@ -131,9 +162,9 @@ bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const
     return differs;
 }
 
-void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape) {
+void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape, const OgrManner& manner) {
     setGeometry(feature, layerType, shape);
-    setFields(feature, fieldChanges(feature, shape, true));
+    setFields(feature, fieldChanges(feature, shape, true), manner);
 }
 
 } // namespace Cartolith::Core::Layers::Internal

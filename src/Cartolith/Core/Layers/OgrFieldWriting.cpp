@@ -111,7 +111,7 @@ std::optional<double> realOf(const QVariant& value) {
     const bool isOfNumbers = isText(value) ||
                              typeOf(static_cast<QMetaType::Type>(value.typeId())) == OFTReal ||
                              wholeOf(value).has_value() || value.typeId() == QMetaType::ULongLong;
-    return isNumber && isOfNumbers ? std::optional(number) : std::nullopt;
+    return isNumber && isOfNumbers && std::isfinite(number) ? std::optional(number) : std::nullopt;
 }
 
 bool setWhole(OGRFeature& feature, int index, const QVariant& value, qint64 least, qint64 most) {
@@ -193,6 +193,10 @@ bool set(OGRFeature& feature, int index, const QVariant& value) {
     case OFTInteger: {
         using Limits = std::numeric_limits<qint32>;
         const bool isFlag = field.GetSubType() == OFSTBoolean;
+        if (field.GetSubType() == OFSTInt16) {
+            using Short = std::numeric_limits<qint16>;
+            return setWhole(feature, index, value, Short::min(), Short::max());
+        }
         return setWhole(feature, index, value, isFlag ? 0 : Limits::min(), isFlag ? 1 : Limits::max());
     }
     case OFTInteger64:
@@ -236,7 +240,7 @@ bool set(OGRFeature& feature, int index, const QVariant& value) {
 
 bool isNothing(const QVariant& value) {
     const bool isReal = value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float;
-    return !value.isValid() || value.isNull() || (isReal && !std::isfinite(value.toDouble()));
+    return !value.isValid() || value.isNull() || (isReal && std::isnan(value.toDouble()));
 }
 
 } // namespace

@@ -105,6 +105,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         }
     };
 
+    const OgrManner manner = OgrManner::of(target.driverName);
     bool differs = !edits.deleted.isEmpty() || !edits.added.isEmpty();
     QList<qint64> before;
     qsizetype met = 0;
@@ -115,18 +116,18 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         if (++met % interval == 0 && target.progress && !target.progress(static_cast<double>(met) / total)) {
             written.fail(QStringLiteral("it was cancelled"));
         }
-        const qint64 id = feature->GetFID();
-        if (edits.deleted.contains(id)) {
+        const qint64 number = met - 1;
+        if (edits.deleted.contains(number)) {
             continue;
         }
-        const QString what = QStringLiteral("feature %1").arg(id);
+        const QString what = QStringLiteral("feature %1").arg(feature->GetFID());
         OGRFeature out(to.GetLayerDefn());
         copy(*feature, out);
-        if (const auto shapes = edits.updated.constFind(id); shapes != edits.updated.constEnd()) {
-            prepared(what, [&] { differs = update(out, from.GetGeomType(), *shapes) || differs; });
+        if (const auto shapes = edits.updated.constFind(number); shapes != edits.updated.constEnd()) {
+            prepared(what, [&] { differs = update(out, from.GetGeomType(), *shapes, manner) || differs; });
         }
         written.add(out, what);
-        before.append(id);
+        before.append(number);
     }
     if (!differs) { // everything was undone
         return {};
@@ -134,12 +135,12 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     for (const Shapes::GisShape* shape : edits.added) {
         const QString what = QStringLiteral("shape %1").arg(shape->id());
         OGRFeature out(to.GetLayerDefn());
-        prepared(what, [&] { fill(out, from.GetGeomType(), *shape); });
+        prepared(what, [&] { fill(out, from.GetGeomType(), *shape, manner); });
         written.add(out, what);
     }
     written.close();
 
-    // Read again, the new files tell the ids, and that nothing got lost.
+    // Read again, the new files tell the ids that GDAL gives, and that nothing got lost.
     const QList<qint64> after = idsIn(written.writtenPath());
     if (after.size() != before.size() + edits.added.size()) {
         written.fail(QStringLiteral("of %1 features the format kept %2")
@@ -152,9 +153,12 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     OgrSavedIds ids;
     ids.isRenumbered = true;
     for (qsizetype i = 0; i < before.size(); ++i) {
-        ids.kept.insert(before[i], after[i]);
+        ids.kept.insert(before[i], i);
     }
-    ids.added = after.mid(before.size());
+    for (qsizetype i = before.size(); i < after.size(); ++i) {
+        ids.added.append(i);
+    }
+    ids.numberedIds = after;
     return ids;
 }
 

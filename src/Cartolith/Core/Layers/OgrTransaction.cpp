@@ -50,9 +50,10 @@ public:
         if (feature == nullptr) {
             fail(QStringLiteral("there is no feature %1 any more").arg(id));
         }
+        m_errors.reset(); // what was odd about reading it is no fault of the edit
         bool differs = false;
         try {
-            differs = update(*feature, m_layer->GetGeomType(), shapes);
+            differs = update(*feature, m_layer->GetGeomType(), shapes, m_manner);
         } catch (const std::runtime_error& error) {
             fail(QStringLiteral("feature %1: %2").arg(id).arg(QString::fromUtf8(error.what())));
         }
@@ -63,7 +64,7 @@ public:
         m_errors.reset();
         OGRFeature feature(m_layer->GetLayerDefn());
         try {
-            fill(feature, m_layer->GetGeomType(), shape);
+            fill(feature, m_layer->GetGeomType(), shape, m_manner);
         } catch (const std::runtime_error& error) {
             fail(QStringLiteral("shape %1: %2").arg(shape.id()).arg(QString::fromUtf8(error.what())));
         }
@@ -98,6 +99,7 @@ private:
     }
 
     const OgrEditTarget& m_target;
+    const OgrManner m_manner = OgrManner::of(m_target.driverName);
     Common::Internal::GdalErrorCapture m_errors;
     Common::Internal::DatasetPtr m_dataset;
     OGRLayer* m_layer = nullptr;

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
 
 #include <QDateTime>
@@ -5,6 +6,7 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <fcntl.h>
@@ -53,11 +55,78 @@ QString completeFolderOf(const QString& path) {
     return info.dir().filePath(QLatin1Char('.') + info.fileName() + QStringLiteral(".saved"));
 }
 
+/// The suffix of a name that is a file's but for that; empty for other names.
+QString suffixBeside(const QString& path, const QString& name) {
+    const QString stem = QFileInfo(path).completeBaseName() + QLatin1Char('.');
+    return name.startsWith(stem) ? name.mid(stem.size()) : QString();
+}
+
+/// The files beside a path that have its name with one of the suffixes, in any case. In the order of
+/// suffixes.
+QStringList membersOf(const QString& path, const QStringList& suffixes) {
+    const QStringList names = QFileInfo(path).dir().entryList(QDir::AllEntries | QDir::Hidden);
+    QStringList members;
+    for (const QString& suffix : suffixes) {
+        for (const QString& name : names) {
+            if (suffixBeside(path, name).compare(suffix, Qt::CaseInsensitive) == 0) {
+                members.append(name);
+            }
+        }
+    }
+    return members;
+}
+
+/// What is read by the names beside a path is what is replaced beside the target of its link, and nothing
+/// else.
+void requireReplaceable(const QString& path, const QString& target, const QStringList& family) {
+    const QFileInfo main(target);
+    if (main.suffix().compare(QFileInfo(path).suffix(), Qt::CaseInsensitive) != 0) {
+        fail(path, QStringLiteral("it is a link to '%1', which has another suffix").arg(target));
+    }
+    const QStringList members = membersOf(path, family);
+    const QDir folder(main.dir().canonicalPath());
+    QString last;
+    for (const QString& name : members) {
+        const QString suffix = suffixBeside(path, name);
+        const QString found = QFileInfo(QFileInfo(path).dir(), name).canonicalFilePath();
+        if (found != folder.filePath(main.completeBaseName() + QLatin1Char('.') + suffix)) {
+            fail(path,
+                 QStringLiteral("'%1' is a link to a file that does not belong to '%2'").arg(name, target));
+        }
+        const bool isPlain = suffix == suffix.toLower() || suffix == suffix.toUpper();
+        if (!isPlain || suffix.compare(last, Qt::CaseInsensitive) == 0) {
+            fail(path, QStringLiteral("'%1' has a suffix in another case than it should be").arg(name));
+        }
+        last = suffix;
+    }
+    if (membersOf(target, family).size() != members.size()) {
+        fail(path, QStringLiteral("files that belong to '%1' have no link beside its own").arg(target));
+    }
+}
+
+/// What a complete folder holds for a path. Whoever made the folder, nothing else is touched.
+QStringList filesFor(const QString& path, const QString& folder) {
+    const OgrFormat* const format = OgrFormat::forPath(path);
+    if (format == nullptr || format->family.isEmpty()) {
+        return {};
+    }
+    const QStringList suffixes = format->suffixes + format->family;
+    QStringList names = QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::NoSymLinks);
+    names.erase(std::remove_if(names.begin(), names.end(),
+                               [&](const QString& name) {
+                                   const QString old =
+                                       name.endsWith(removalMark) ? name.chopped(removalMark.size()) : name;
+                                   return !suffixes.contains(suffixBeside(path, old), Qt::CaseInsensitive);
+                               }),
+                names.end());
+    return names;
+}
+
 /// Moves the files of a complete folder to their places. Can be repeated from any point.
 void putInPlace(const QString& path, const QString& folder) {
     const QDir target = QFileInfo(path).dir();
     const QDir source(folder);
-    for (const QString& name : source.entryList(QDir::Files | QDir::Hidden | QDir::System)) {
+    for (const QString& name : filesFor(path, folder)) {
         bool done = false;
         if (name.endsWith(removalMark)) {
             const QString old = target.filePath(name.chopped(removalMark.size()));
@@ -101,6 +170,8 @@ StagedFiles::StagedFiles(const QString& path, const QStringList& family)
         }
     }
     finishInterrupted(m_path);
+    requireReplaceable(path, m_path, family);
+    m_isLinked = QFileInfo(path).isSymLink();
     m_staging = std::make_unique<QTemporaryDir>(
         QStringLiteral("%1/.%2.saving-XXXXXX").arg(m_folder, QFileInfo(m_path).fileName()));
     if (!m_staging->isValid()) {
@@ -112,11 +183,14 @@ StagedFiles::~StagedFiles() = default;
 
 QString StagedFiles::pathOf(const QString& suffix) const {
     const QFileInfo info(m_path);
+    if (suffix.compare(info.suffix(), Qt::CaseInsensitive) == 0) {
+        return m_staging->filePath(info.fileName());
+    }
+    const QStringList old = membersOf(m_path, {suffix});
     const bool isUpper = info.suffix() == info.suffix().toUpper();
-    return m_staging->filePath(info.completeBaseName() + QLatin1Char('.') +
-                               (suffix.compare(info.suffix(), Qt::CaseInsensitive) == 0 ? info.suffix()
-                                : isUpper                                               ? suffix.toUpper()
-                                                                                        : suffix));
+    return m_staging->filePath(!old.isEmpty() ? old.first()
+                                              : info.completeBaseName() + QLatin1Char('.') +
+                                                    (isUpper ? suffix.toUpper() : suffix));
 }
 
 void StagedFiles::write(const QString& suffix, const char* bytes, qint64 size) const {
@@ -139,6 +213,8 @@ void StagedFiles::publish() {
         const QFileInfo old(m_folder + QLatin1Char('/') + name);
         if (old.exists()) {
             QFile::setPermissions(path, old.permissions());
+        } else if (m_isLinked && !m_family.isEmpty()) {
+            fail(m_path, QStringLiteral("it is read through links, and '%1' would have none").arg(name));
         }
         if (!sync(path)) {
             fail(m_path, lastSystemError());
@@ -178,7 +254,7 @@ void StagedFiles::finishInterrupted(const QString& given) {
     }
     const QDateTime interrupted = QFileInfo(folder).lastModified();
     const QDir target = QFileInfo(path).dir();
-    for (QString name : QDir(folder).entryList(QDir::Files | QDir::Hidden)) {
+    for (QString name : filesFor(path, folder)) {
         if (name.endsWith(removalMark)) {
             name.chop(removalMark.size());
         }

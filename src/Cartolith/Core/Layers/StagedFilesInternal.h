@@ -17,8 +17,9 @@ namespace Cartolith::Core::Layers::Internal {
 /// Errors are std::runtime_error that name the source.
 class StagedFiles {
 public:
-    /// A source that is a symbolic link is replaced where it points to. The family is that of a format:
-    /// suffixes of files that go when there is no new one.
+    /// A source that is a symbolic link is replaced where it points to; one of several files only when all
+    /// are links to files of one name. The family is that of a format: suffixes of files that go when there
+    /// is no new one. Files that are there keep the case of their suffix.
     StagedFiles(const QString& path, const QStringList& family);
     /// Removes whatever is not in place.
     ~StagedFiles();
@@ -34,14 +35,15 @@ public:
 
     /// \throws std::runtime_error for what is there and is not a file, or is a protected one
     static void requireWritable(const QString& path);
-    /// Does nothing when there is nothing left to do. A file that was written to since is not replaced: that
-    /// is an error.
+    /// Does nothing when there is nothing left to do, and nothing to files that do not belong to the source.
+    /// A file that was written to since is not replaced: that is an error.
     static void finishInterrupted(const QString& path);
 
 private:
     QString m_path;
     QString m_folder;
     QStringList m_family;
+    bool m_isLinked = false;
     std::unique_ptr<QTemporaryDir> m_staging;
 };
 
