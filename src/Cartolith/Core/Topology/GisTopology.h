@@ -368,7 +368,8 @@ public:
     /// the busy callback stops it.
     ///
     /// \throws std::runtime_error "GisTopology::FixShape failed: ..." with what GEOS says, which it may do of
-    /// coordinates beyond 1e100
+    /// coordinates beyond 1e100, or because rings still cross after 16 rounds of GEOS: it rounds crossings to
+    /// doubles, which may move an edge across another
     GisShapeFix FixShape(const Shapes::GisShape& shape) const;
 
     /// @}
