@@ -186,6 +186,24 @@ TEST(Nearest, PointsOfTwoShapes) {
     }
     const auto broken = shapeOfParts<GisShapePolyline>({{{0, 0}, {nan, 0}, {0, 5}, {5, infinity}}, {{9, 1}}});
     EXPECT_EQ(GisTopology().Distance(*broken, GisShapePoint(10, 1)), 1);
+    const auto gap = shapeOfParts<GisShapePolyline>({{{-9, 0}, {0, 0}, {nan, nan}, {10, 0}, {19, 0}}});
+    EXPECT_EQ(GisTopology().Distance(*gap, GisShapePoint(5, 0)), 5);
+}
+
+TEST(Nearest, LooksAtFewPairsAlsoWithATinyCoordinate) {
+    GisShapePolyline lower;
+    GisShapePolyline upper;
+    lower.parts().append(Part());
+    upper.parts().append(Part());
+    for (int i = 0; i < 4000; ++i) {
+        lower.parts()[0].append({i == 0 ? 1e-101 : i, std::sin(i * 0.01)});
+        upper.parts()[0].append({i * 1.0, 5 + std::sin(i * 0.013)});
+    }
+    int millions = 0;
+    GisTopology topology;
+    topology.SetBusyCallback([&millions](int, int) { return ++millions > 0; });
+    EXPECT_NEAR(topology.Distance(lower, upper), geometryOf(lower)->Distance(geometryOf(upper).get()), 1e-9);
+    EXPECT_LT(millions, 3);
 }
 
 TEST(Nearest, AsGeosSays) {

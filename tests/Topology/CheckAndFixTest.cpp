@@ -70,6 +70,11 @@ TEST(ShapeCheck, FindsAndFixes) {
         {"twice the same", true, {square, square}, "7@0:0 7@0:1 7@0:2 7@0:3", nullptr},
         {"a hole that is none", true, {square, moved(hole, 20, 0)}, "8@1:-1", nullptr},
         {"wound like its shell", true, {square, reversedHole}, "9@1:-1", nullptr},
+        {"crosses again when its crossings are rounded",
+         true,
+         {{{3, 0}, {5, 0}, {2, 2}, {4, 3}, {5, 5}, {5, 1}, {6, 6}, {0, 1}, {6, 4}, {0, 2}, {3, 3}, {5, 1}, {3, 0}}},
+         "5@0:9 6@0:1 6@0:1 6@0:2 6@0:2 6@0:3 6@0:3 6@0:4 6@0:4 6@0:4 6@0:5 6@0:5 6@0:5 6@0:7",
+         nullptr},
         {"cut in two by its holes", true, {square, {{0, 5}, {5, 7}, {9, 5}, {5, 3}, {0, 5}}}, "10@-1:-1", nullptr},
     };
     for (const auto& row : rows) {

@@ -59,8 +59,18 @@ TEST(EditingOperations, StopWhenAsked) {
     Random random;
     const auto tangle = shapeOfParts<GisShapePolyline>({random.walk(3000, false)});
     const auto ring = shapeOfParts<GisShapePolygon>({random.walk(3000, false)});
+    Part diameters;
+    for (int i = 0; i < 300; ++i) {
+        const double angle = M_PI * i / 300;
+        const double r = i % 2 == 0 ? 9 : -9;
+        diameters.append({r * std::cos(angle), r * std::sin(angle)});
+        diameters.append({-r * std::cos(angle), -r * std::sin(angle)});
+    }
+    const auto star = shapeOfParts<GisShapePolyline>({diameters});
     GisTopology topology;
+    EXPECT_EQ(topology.GetCrossings(*star).size(), 300 * 299 / 2);
     topology.SetBusyCallback([](int, int) { return false; });
+    EXPECT_TRUE(topology.GetCrossings(*star).isEmpty()); // many crossings, few segments
     EXPECT_TRUE(topology.GetCrossings(*tangle).isEmpty() && topology.FindLoops(*tangle).isEmpty());
     EXPECT_EQ(topology.RemoveLoops(*tangle, 1), nullptr);
     EXPECT_TRUE(topology.CheckShape(*ring).isEmpty());

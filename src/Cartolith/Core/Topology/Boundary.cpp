@@ -78,8 +78,10 @@ std::optional<Box> reach(const GisShape& shape, const Shapes::GisExtent& extent,
                extent.yMax() + margin};
 }
 
-Boundary::Boundary(const GisShape& shape, const Shapes::GisExtent& extent, double tolerance, Scratch* scratch)
-    : m_tolerance(tolerance), m_regular(isRegularTolerance(tolerance)), m_extent(extent) {
+Boundary::Boundary(const GisShape& shape, const Shapes::GisExtent& extent, double tolerance, Scratch* scratch,
+                   Boxes boxes)
+    : m_tolerance(tolerance), m_regular(isRegularTolerance(tolerance)), m_kindOfBoxes(boxes),
+      m_extent(extent) {
     if (!isExactClass(shape)) {
         m_custom = &shape;
     }
@@ -204,18 +206,26 @@ Box Boundary::segmentBox(qsizetype start) const noexcept {
     return m_regular ? widened(boxOf(start, 1)) : box();
 }
 
-void Boundary::addBoxes() {
+void Boundary::widenBoxes() {
     double largest = 0.0;
     for (qsizetype i = 0; i < m_count[0]; ++i) {
-        const Run& run = m_runs[i];
-        const Box box = boxOf(run.start, std::max(run.segments, run.edges));
+        const Box& box = m_boxes[i];
         largest = std::max(
             {largest, std::abs(box.xMin), std::abs(box.yMin), std::abs(box.xMax), std::abs(box.yMax)});
-        m_boxes[i] = box;
     }
     m_margin = (1.0 + 0x1p-40) * m_tolerance + 0x1p-50 * largest;
     for (qsizetype i = 0; i < m_count[0]; ++i) {
         m_boxes[i] = m_regular ? widened(m_boxes[i]) : Box{-infinity, -infinity, infinity, infinity};
+    }
+}
+
+void Boundary::addBoxes() {
+    for (qsizetype i = 0; i < m_count[0]; ++i) {
+        const Run& run = m_runs[i];
+        m_boxes[i] = boxOf(run.start, std::max(run.segments, run.edges));
+    }
+    if (m_kindOfBoxes == Boxes::ForTests) {
+        widenBoxes();
     }
     while (m_count[m_topLevel] > 1) {
         const qsizetype first = m_first[m_topLevel];

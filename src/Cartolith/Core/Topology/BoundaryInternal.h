@@ -58,10 +58,14 @@ public:
         alignas(double) std::byte bytes[5120];
     };
 
+    /// Bare boxes are the extents of what they hold, of any finite coordinates: not for the tests, only to
+    /// measure how far apart things are.
+    enum class Boxes { ForTests, Bare };
+
     /// `extent` is the shape's. The scratch memory is used if it is enough, and must then live as long as
     /// this.
     Boundary(const Shapes::GisShape& shape, const Shapes::GisExtent& extent, double tolerance,
-             Scratch* scratch = nullptr);
+             Scratch* scratch = nullptr, Boxes boxes = Boxes::ForTests);
     Q_DISABLE_COPY_MOVE(Boundary)
 
     double tolerance() const noexcept { return m_tolerance; }
@@ -147,6 +151,7 @@ private:
     void allocate(qsizetype vertices, qsizetype parts, qsizetype runs, Scratch* scratch);
     void addRuns(bool closing);
     void addBoxes();
+    void widenBoxes();
     Box boxOf(qsizetype start, int segments) const noexcept;
     Box widened(const Box& box) const noexcept;
     bool meetsRun(const Box& box, Work& work) const;
@@ -157,6 +162,7 @@ private:
     double m_tolerance;
     double m_margin = 0.0; ///< of X, the part that does not depend on the size
     bool m_regular = true;
+    Boxes m_kindOfBoxes;
     Kind m_kind = Kind::Nothing;
     const Shapes::GisShape* m_custom = nullptr;
     Shapes::GisExtent m_extent;

@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/WorkInternal.h>
 
+#include <atomic>
 #include <exception>
 
 namespace Cartolith::Core::Topology::Internal {
@@ -8,7 +9,7 @@ namespace Cartolith::Core::Topology::Internal {
 namespace {
 
 thread_local GeosInterrupt* current = nullptr;
-GEOSInterruptCallback* previousHook = nullptr;
+std::atomic<GEOSInterruptCallback*> previousHook = nullptr; // other threads may be in GEOS when it is set
 
 /// Unwinds GEOS, which turns every exception into a failed operation.
 struct Unwind {};
@@ -29,8 +30,8 @@ GeosInterrupt::~GeosInterrupt() {
 }
 
 void GeosInterrupt::onCheck() {
-    if (previousHook != nullptr) {
-        previousHook();
+    if (GEOSInterruptCallback* const previous = previousHook) {
+        previous();
     }
     if (current != nullptr) {
         current->ask();

@@ -338,7 +338,8 @@ public:
 
     /// A copy without the loops of less than the given area (square coordinate units) that hang on no larger
     /// one. The place of a loop becomes a vertex if there is none; every other vertex stays as it is, bit for
-    /// bit. A copy when there is nothing to remove, also for a minArea of 0, negative or NaN; null when the
+    /// bit. Where a spike hung on a loop, what is left may touch itself there and so have a small loop again.
+    /// A copy when there is nothing to remove, also for a minArea of 0, negative or NaN; null when the
     /// busy callback stops it.
     std::unique_ptr<Shapes::GisShape> RemoveLoops(const Shapes::GisShape& shape, double minArea) const;
 
@@ -369,7 +370,8 @@ public:
     /// the busy callback stops it.
     ///
     /// \throws std::runtime_error "GisTopology::FixShape failed: ..." with what GEOS says, which it may do of
-    /// coordinates beyond 1e100
+    /// coordinates beyond 1e100, or because rings still cross after 16 rounds of GEOS: it rounds crossings to
+    /// doubles, which may move an edge across another
     GisShapeFix FixShape(const Shapes::GisShape& shape) const;
 
     /// @}
@@ -445,7 +447,9 @@ public:
     /// @{
 
     /// How far apart two shapes are; 0 when they meet or one lies in the other, infinity when either is empty
-    /// or the busy callback stops it. Vertices that are not finite are left out with their segments.
+    /// or the busy callback stops it. A line has a gap where a vertex is not finite, a ring is closed over
+    /// it. Coordinates should be 0 or of a size from 1e-100 to 1e100: squares of others may overflow or
+    /// underflow, and the distance be wrong.
     double Distance(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
 
     /// The same, and a pair of points that far apart. The shapes themselves are compared, not with a

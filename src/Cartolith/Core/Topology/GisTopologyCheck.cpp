@@ -145,10 +145,18 @@ GisShapeFix fixed(const GisShape& shape, const GisTopology& topology) {
         return fix;
     }
     *parts = examination.parts();
-    if (examination.needsGeos()) {
-        *parts = validArea(examination.parts(), topology);
-        // It may have a hole wound like its shell, or a vertex twice.
-        *parts = Examination(*fix.shape, topology).parts();
+    bool needsGeos = examination.needsGeos();
+    // GEOS rounds the crossings it finds, after which its rings may cross again: one of 200 polygons on a
+    // coarse grid needs two rounds. It also returns holes wound like their shell, and vertices twice.
+    constexpr int mostRounds = 16;
+    for (int round = 0; needsGeos; ++round) {
+        if (round == mostRounds) {
+            throw std::runtime_error("GisTopology::FixShape failed: rings still cross after 16 rounds.");
+        }
+        *parts = validArea(*parts, topology);
+        const Examination again(*fix.shape, topology);
+        *parts = again.parts();
+        needsGeos = again.needsGeos();
     }
     return fix;
 }

@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <iterator>
+#include <map>
 
 namespace Cartolith::Core::Topology {
 
@@ -33,11 +35,12 @@ public:
         });
     }
 
-    QList<GisCrossing> result() {
+    QList<GisCrossing> result(Internal::Work& work) {
         mergeStretches();
         QList<GisCrossing> crossings;
         std::stable_sort(m_points.begin(), m_points.end(), comesBefore);
         for (const GisCrossing& crossing : m_points) {
+            work.add(32);
             if (crossing.kind == GisCrossingKind::Crossing || !isOnStretch(crossing)) {
                 append(crossing, crossings);
             }
@@ -193,24 +196,34 @@ private:
                (!m_isSelf || isSamePassage(m_first, a.other, b.other, a.point));
     }
 
-    /// Unless it is the same meeting as one before.
-    void append(const GisCrossing& crossing, QList<GisCrossing>& crossings) const {
-        for (qsizetype i = crossings.size() - 1; i >= 0 && same(crossings[i].point, crossing.point); --i) {
-            if (isOneMeeting(crossings[i], crossing)) {
-                crossings[i].kind = std::max(crossings[i].kind, crossing.kind);
+    /// Unless it is the same meeting as one before. They come in the order of their positions.
+    void append(const GisCrossing& crossing, QList<GisCrossing>& crossings) {
+        if (crossings.isEmpty() || !same(crossings.constLast().point, crossing.point) ||
+            !isSamePassage(m_first, crossings.constLast().position, crossing.position, crossing.point)) {
+            m_passage.clear();
+        }
+        // Of a passage only the neighbours in the order of `other` can be the same meeting, those at the ends
+        // over the start of a ring.
+        const auto next = m_passage.lower_bound(crossing.other);
+        for (const auto& candidate :
+             {next, next == m_passage.begin() ? next : std::prev(next), m_passage.begin(),
+              m_passage.empty() ? m_passage.end() : std::prev(m_passage.end())}) {
+            if (candidate != m_passage.end() && isOneMeeting(crossings[candidate->second], crossing)) {
+                GisCrossingKind& kind = crossings[candidate->second].kind;
+                kind = std::max(kind, crossing.kind);
                 return;
             }
+        }
+        if (crossings.isEmpty() || crossings.constLast().position.part != crossing.position.part) {
+            m_firstOfPart = crossings.size();
         }
         const SegmentPart& part = m_first.partOf(crossing.position);
-        if (part.isClosed && same(part.vertices.constFirst(), crossing.point)) {
-            // It may be the first one, met again over the start.
-            const auto first = std::find_if(crossings.begin(), crossings.end(), [&](const auto& other) {
-                return other.position.part == crossing.position.part;
-            });
-            if (first != crossings.end() && isOneMeeting(*first, crossing)) {
-                return;
-            }
+        if (m_firstOfPart < crossings.size() && part.isClosed &&
+            same(part.vertices.constFirst(), crossing.point) &&
+            isOneMeeting(crossings[m_firstOfPart], crossing)) {
+            return; // the first one, met again over the start
         }
+        m_passage.emplace(crossing.other, crossings.size());
         crossings.append(crossing);
     }
 
@@ -283,6 +296,9 @@ private:
     double m_tolerance;
     std::vector<GisCrossing> m_points;
     std::vector<Stretch> m_stretches;
+    // Of append(): the crossings of the last passage of the first boundary, by their place on the other.
+    std::multimap<GisBoundaryPosition, qsizetype, decltype(&isBefore)> m_passage{&isBefore};
+    qsizetype m_firstOfPart = 0;
 };
 
 } // namespace
@@ -293,7 +309,7 @@ std::optional<QList<GisCrossing>> Internal::crossingsOf(const SegmentList& a, co
         Work work(&topology);
         CrossingFinder finder(a, b, topology.Tolerance());
         finder.run(work);
-        return std::optional(finder.result());
+        return std::optional(finder.result(work));
     });
 }
 

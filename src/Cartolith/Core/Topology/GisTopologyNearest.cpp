@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
+#include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
 
 #include <queue>
@@ -21,11 +22,33 @@ using Internal::Work;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
+using Shapes::GisShapePolyline;
 
 namespace {
 
+/// A vertex that is not finite ends a part, and the next one begins another.
+std::unique_ptr<GisShapePolyline> cutAtGaps(const GisShapePolyline& line) {
+    auto cut = std::make_unique<GisShapePolyline>();
+    for (const QList<GisShapePoint>& part : line.parts()) {
+        if (std::all_of(part.begin(), part.end(), Internal::isFinite)) {
+            cut->parts().append(part);
+            continue;
+        }
+        for (auto from = part.begin(); from != part.end();) {
+            from = std::find_if(from, part.end(), Internal::isFinite);
+            const auto to = std::find_if_not(from, part.end(), Internal::isFinite);
+            cut->parts().append(QList<GisShapePoint>(from, to));
+            from = to;
+        }
+    }
+    return cut;
+}
+
 /// Finite, rings closed.
 std::unique_ptr<GisShape> prepared(const GisShape& shape) {
+    if (const auto* line = dynamic_cast<const GisShapePolyline*>(&shape)) {
+        return cutAtGaps(*line);
+    }
     std::unique_ptr<GisShape> copy = Internal::finiteCopy(shape);
     if (auto* polygon = dynamic_cast<GisShapePolygon*>(copy.get())) {
         for (qsizetype i = 0; i < polygon->parts().size(); ++i) {
@@ -187,8 +210,8 @@ GisShapePoint vertexInArea(const GisShape& shape, const GisShape& area, Work& wo
 GisNearestPoints nearestPoints(const GisShape& first, const GisShape& second, Work& work) {
     const auto a = prepared(first);
     const auto b = prepared(second);
-    const Boundary boundaryA(*a, a->extent(), 0.0, nullptr);
-    const Boundary boundaryB(*b, b->extent(), 0.0, nullptr);
+    const Boundary boundaryA(*a, a->extent(), 0.0, nullptr, Boundary::Boxes::Bare);
+    const Boundary boundaryB(*b, b->extent(), 0.0, nullptr, Boundary::Boxes::Bare);
     if (!boundaryA.hasRuns() || !boundaryB.hasRuns()) {
         return {};
     }
