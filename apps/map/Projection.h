@@ -32,7 +32,7 @@ struct Result {
 /// \throws std::runtime_error when the source has no coordinate system or the target is unknown
 Result project(const Cartolith::Core::Layers::GisLayerVector& source, const QString& crs);
 Result project(const Cartolith::Core::Layers::GisLayerVector& source,
-               std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> target);
+               std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> to);
 
 /// Whether the layer knows its coordinate system and it is this one.
 bool isIn(const Cartolith::Core::Layers::GisLayer& layer,

@@ -25,7 +25,7 @@ public:
     /// What the options about classes of numbers and about ramps say; the method and the ramp when they say
     /// nothing. \throws UsageError
     static Cartolith::Core::Symbology::GisClassificationSettings
-    classification(const QCommandLineParser& parser, const QString& method,
+    classification(const QCommandLineParser& parser, const QString& otherwise,
                    const Cartolith::Core::Symbology::GisColorRamp& ramp);
     /// \throws std::runtime_error when an interval makes more classes of the values than anybody can want
     static void requireFewClasses(const Cartolith::Core::Symbology::GisClassificationSettings& settings,

@@ -95,7 +95,7 @@ std::unique_ptr<GisShape> GisTopology::CascadedUnion(const QList<const GisShape*
             const int total = countOfUnions(batches.size());
             int done = 0;
             GisTopology asking(*this); // GEOS asks too, and knows nothing of batches
-            asking.SetBusyCallback([this, &done, total](int, int) { return reportBusy(done, total); });
+            asking.SetBusyCallback([this, &done, total](int, int) { return reportBusy(done - 1, total); });
             const Internal::GeosInterrupt interrupt(asking);
             std::vector<GeometryPtr> level;
             for (const auto& batch : batches) {
