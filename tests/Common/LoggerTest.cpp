@@ -279,7 +279,8 @@ TEST_F(LoggerTest, TablesAreWrittenAsTsvAndAsAlignedText) {
     Logger::writeLogSummary(summary, folder.filePath("s.tsv"));
     Logger::writeLogSummary(summary, folder.filePath("s.txt"));
     EXPECT_EQ(linesOf(folder.filePath("s.tsv")).value(3), "library.load\topen\telapsed_ms\t2\t0\t0\t2\t10\t4\t5\t6\t6");
-    EXPECT_EQ(linesOf(folder.filePath("s.txt")).value(3).simplified(), "library.load open elapsed_ms 2 0 0 2 10 4 5 6 6");
+    EXPECT_EQ(linesOf(folder.filePath("s.txt")).value(3).simplified(),
+              "library.load open elapsed_ms 2 0 0 2 10 4 5 6 6");
     Logger::writeLogComparison({summary, summary}, folder.filePath("c.txt"));
     EXPECT_TRUE(linesOf(folder.filePath("c.txt")).value(1).endsWith("too few"));
     Logger::writeTsv(folder.filePath("t.tsv"), {{"a\tb", "c"}, {"d"}});

@@ -18,7 +18,7 @@ const LogField* findField(const QList<LogField>& fields, const QString& key) {
 }
 
 QString eventName(const LogEntry& entry, const QString& channel) {
-    if (const QString name = entry.event.trimmed(); !name.isEmpty()) {
+    if (QString name = entry.event.trimmed(); !name.isEmpty()) {
         return name;
     }
     for (const char* const key : {"event", "step", "action"}) {

@@ -25,8 +25,8 @@ void visitSegmentPairs(const SegmentList& a, const SegmentList& b, double tolera
         Run(const SegmentList& list, const Boundary& boundary, qsizetype index) {
             const Boundary::Run& run = boundary.run(index);
             const qsizetype part = run.part - 1; // counted from 1
-            firstSegment = list.firstSegmentOf(part) +
-                           static_cast<std::size_t>(run.start - boundary.part(part).begin);
+            firstSegment =
+                list.firstSegmentOf(part) + static_cast<std::size_t>(run.start - boundary.part(part).begin);
             count = static_cast<std::size_t>(std::max<int>(run.segments, 1));
             for (std::size_t i = 0; i < count; ++i) {
                 boxes[i] = run.segments == 0 ? boundary.box(0, index)
