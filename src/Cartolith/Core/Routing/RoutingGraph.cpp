@@ -42,7 +42,7 @@ int RoutingGraph::addNode(const RoutingNode& node) {
     RoutingNode added = node;
     added.id = takeId(node.id, m_nextNodeId);
     const int id = added.id;
-    m_nodes.insert(id, std::move(added));
+    m_nodes.insert(id, added);
     changed();
     return id;
 }

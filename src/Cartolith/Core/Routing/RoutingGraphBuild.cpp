@@ -76,8 +76,7 @@ void RoutingGraph::buildFromPolylines(const QList<QList<RoutingPoint>>& lines,
         }
         const auto name = edge.attributes.constFind(QStringLiteral("AD"));
         if (name != edge.attributes.constEnd()) {
-            const QVariant value = name.value();
-            edge.attributes.insert(QStringLiteral("name"), value);
+            edge.attributes[QStringLiteral("name")] = QVariant(name.value()); // copied before the map changes
         }
         addEdge(edge);
         if (bidirectional && edge.startNode != edge.endNode) {
