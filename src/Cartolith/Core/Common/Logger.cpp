@@ -60,8 +60,8 @@ QString effectivePath(const State& now) {
                : name;
 }
 
-/// An empty file becomes one with a header and nothing else, or stays away: other processes never see it
-/// without. False when there is such a file already, or it could not be made that way.
+/// Puts a file with nothing but the header in place: other processes never see it without. False when there
+/// is one already, or it could not be made that way.
 bool createWithHeader(const QString& path) {
     const QString aside = QStringLiteral("%1.%2").arg(path).arg(QCoreApplication::applicationPid());
     QFile file(aside);
