@@ -22,7 +22,7 @@ using Topology::GisTopology;
 
 namespace {
 
-const char* const help = R"(cartolith-map buffer: what lies within a distance of the features
+const char* const bufferText = R"(cartolith-map buffer: what lies within a distance of the features
 
   cartolith-map buffer FILE --distance D -o OUT [options]
 
@@ -86,7 +86,7 @@ GisBufferStyle styleOf(const QCommandLineParser& parser) {
 } // namespace
 
 QString Commands::bufferHelp() {
-    return QString::fromUtf8(help).arg(OperationOptions::help(), ResultOutput::help());
+    return QString::fromUtf8(bufferText).arg(OperationOptions::help(), ResultOutput::help());
 }
 
 int Commands::buffer(const QStringList& arguments) {

@@ -24,7 +24,7 @@ using Topology::GisTopology;
 
 namespace {
 
-const char* const help = R"(cartolith-map check: find what is wrong with the shapes of a layer
+const char* const checkText = R"(cartolith-map check: find what is wrong with the shapes of a layer
 
   cartolith-map check FILE [--layer NAME] [--fix -o OUT]
 
@@ -90,7 +90,7 @@ void print(qint64 feature, const GisShapeProblem& problem) {
 } // namespace
 
 QString Commands::checkHelp() {
-    return QString::fromUtf8(help).arg(ResultOutput::help());
+    return QString::fromUtf8(checkText).arg(ResultOutput::help());
 }
 
 int Commands::check(const QStringList& arguments) {

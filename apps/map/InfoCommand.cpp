@@ -17,7 +17,7 @@ using namespace Cartolith::Core;
 
 namespace {
 
-const char* const help = R"(cartolith-map info: say what is in a file
+const char* const infoText = R"(cartolith-map info: say what is in a file
 
   cartolith-map info FILE [--layer NAME]
 
@@ -106,7 +106,7 @@ int rasterInfo(const QString& file) {
 } // namespace
 
 QString Commands::infoHelp() {
-    return QString::fromUtf8(help);
+    return QString::fromUtf8(infoText);
 }
 
 int Commands::info(const QStringList& arguments) {

@@ -11,7 +11,7 @@ using namespace Cartolith::Core::Common;
 
 namespace {
 
-const char* const help = R"(cartolith-map log: what a log says, and whether one run was slower than another
+const char* const logText = R"(cartolith-map log: what a log says, and whether one run was slower than another
 
   cartolith-map log summary FILE [-o OUT]
   cartolith-map log compare BASELINE CANDIDATE [-o OUT]
@@ -73,7 +73,7 @@ int compare(const QStringList& files, const QString& output) {
 } // namespace
 
 QString Commands::logHelp() {
-    return QString::fromUtf8(help);
+    return QString::fromUtf8(logText);
 }
 
 int Commands::log(const QStringList& arguments) {

@@ -18,7 +18,7 @@ using Topology::GisTopologyCombineType;
 
 namespace {
 
-const char* const help = R"(cartolith-map overlay: what two layers of areas have in common, and what not
+const char* const overlayText = R"(cartolith-map overlay: what two layers of areas have in common, and what not
 
   cartolith-map overlay A B --op OPERATION -o OUT [options]
 
@@ -79,7 +79,7 @@ void requireAreas(const GisLayerVector& layer, const QString& file) {
 } // namespace
 
 QString Commands::overlayHelp() {
-    return QString::fromUtf8(help).arg(OperationOptions::help(), ResultOutput::help());
+    return QString::fromUtf8(overlayText).arg(OperationOptions::help(), ResultOutput::help());
 }
 
 int Commands::overlay(const QStringList& arguments) {

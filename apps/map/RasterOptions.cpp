@@ -19,7 +19,7 @@ using Rendering = GisRasterStyle::Rendering;
 
 namespace {
 
-const char* const helpText =
+const char* const rasterHelp =
     R"(Rasters (--ramp, --reversed, --method, --classes, --interval and --breaks hold for them too; as they are when none
 of these is given: by their colour table, in RGB, or in grey)
   --band N                  the band to draw, 1 when not given
@@ -92,7 +92,7 @@ void RasterOptions::addTo(QCommandLineParser& parser) {
 }
 
 QString RasterOptions::help() {
-    return QString::fromUtf8(helpText);
+    return QString::fromUtf8(rasterHelp);
 }
 
 void RasterOptions::refuse(const QCommandLineParser& parser) {

@@ -26,7 +26,7 @@ using Shapes::GisShapePoint;
 
 namespace {
 
-const char* const help = R"(cartolith-map render: draw layers as a map
+const char* const renderText = R"(cartolith-map render: draw layers as a map
 
   cartolith-map render FILE -o PICTURE [options]
   cartolith-map render FILE [its options] FILE [its options] ... -o PICTURE [options]
@@ -125,7 +125,7 @@ QList<FileArguments> withTheme(QList<FileArguments> files, const QString& theme)
     return files;
 }
 
-RenderOptions parse(const QStringList& arguments) {
+RenderOptions renderOptions(const QStringList& arguments) {
     QCommandLineParser parser;
     addOptions(parser);
     if (!parser.parse(QStringList{QStringLiteral("render")} + arguments)) {
@@ -210,11 +210,11 @@ QString describeAt(const std::vector<std::unique_ptr<MapLayer>>& layers, const G
 } // namespace
 
 QString Commands::renderHelp() {
-    return QString::fromUtf8(help).arg(SymbologyOptions::help(), RasterOptions::help());
+    return QString::fromUtf8(renderText).arg(SymbologyOptions::help(), RasterOptions::help());
 }
 
 int Commands::render(const QStringList& arguments) {
-    RenderOptions options = parse(arguments);
+    RenderOptions options = renderOptions(arguments);
     StepLog log(options.quiet);
 
     // Files to layers, in the map's coordinate system.

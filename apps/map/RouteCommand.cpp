@@ -30,7 +30,7 @@ using Shapes::GisShapePoint;
 
 namespace {
 
-const char* const help = R"(cartolith-map route: find and draw a way along streets
+const char* const routeText = R"(cartolith-map route: find and draw a way along streets
 
   cartolith-map route FILE --from LON,LAT --to LON,LAT -o PICTURE [options]
 
@@ -67,7 +67,7 @@ struct RouteOptions {
     bool quiet = false;
 };
 
-RouteOptions parse(const QStringList& arguments) {
+RouteOptions routeOptions(const QStringList& arguments) {
     QCommandLineParser parser;
     parser.addOptions({{{"o", "output"}, "", "picture"},
                        {"from", "", "lon,lat"},
@@ -211,11 +211,11 @@ std::unique_ptr<GisLayerVector> markLayer(const RoutingPlace& place, const QStri
 } // namespace
 
 QString Commands::routeHelp() {
-    return QString::fromUtf8(help);
+    return QString::fromUtf8(routeText);
 }
 
 int Commands::route(const QStringList& arguments) {
-    const RouteOptions options = parse(arguments);
+    const RouteOptions options = routeOptions(arguments);
     StepLog log(options.quiet);
 
     Layers::GisLayerOgrVector source(options.file, options.layer);

@@ -22,7 +22,7 @@ using Shapes::GisShapeType;
 
 namespace {
 
-const char* const helpText = R"(  --fill #RRGGBB            area colour
+const char* const symbologyHelp = R"(  --fill #RRGGBB            area colour
   --line #RRGGBB            line and outline colour
   --point #RRGGBB           point colour
   --width PIXELS            line width
@@ -156,7 +156,7 @@ void SymbologyOptions::addTo(QCommandLineParser& parser) {
 }
 
 QString SymbologyOptions::help() {
-    return QString::fromUtf8(helpText).arg(wrapped(GisDefaultSymbolStyles::names()), wrapped(methodNames()),
+    return QString::fromUtf8(symbologyHelp).arg(wrapped(GisDefaultSymbolStyles::names()), wrapped(methodNames()),
                                            GisColorRampRegistry::names().join(QStringLiteral(", ")));
 }
 

@@ -7,7 +7,7 @@
 
 namespace {
 
-const char* const help = R"(cartolith-map themes: draw the built-in themes side by side
+const char* const themesText = R"(cartolith-map themes: draw the built-in themes side by side
 
   cartolith-map themes -o PICTURE [--size WxH]
 
@@ -21,7 +21,7 @@ Example
 } // namespace
 
 QString Commands::themesHelp() {
-    return QString::fromUtf8(help);
+    return QString::fromUtf8(themesText);
 }
 
 int Commands::themes(const QStringList& arguments) {

@@ -19,7 +19,7 @@ constexpr int success = 0;
 constexpr int failure = 1;
 constexpr int usageError = 2;
 
-const char* const help = R"(cartolith-map: maps from the command line
+const char* const programHelp = R"(cartolith-map: maps from the command line
 
   cartolith-map render FILE -o PICTURE   draw FILE as a map, and others on top of it
   cartolith-map info FILE                say what is in FILE
@@ -81,7 +81,7 @@ int run(QStringList arguments) {
         return known.run(rest);
     }
     if (command == QLatin1String("--help") || command == QLatin1String("-h")) {
-        std::fputs(help, stdout);
+        std::fputs(programHelp, stdout);
         return success;
     }
     if (command == QLatin1String("--version")) {

@@ -42,8 +42,8 @@ need_packages() {
         fail "apt-get could not install: ${missing[*]}"
 }
 
-# configure_and_build <preset> [cmake argument]...: the preset's build folder is build/<preset>.
-configure_and_build() {
+# configure <preset> [cmake argument]...: the preset's build folder is build/<preset>.
+configure() {
     local preset=$1
     shift
     say "Configuring ($preset) in build/$preset"
@@ -51,6 +51,18 @@ configure_and_build() {
     local log=build/$preset-configure.log
     cmake --preset "$preset" "$@" >"$log" 2>&1 ||
         { cat "$log"; fail "CMake could not configure the project, see above."; }
+}
+
+# build <preset> [cmake --build argument]...
+build() {
+    local preset=$1
+    shift
     say "Building ($preset)"
-    cmake --build --preset "$preset" || fail "the build failed, see above."
+    cmake --build --preset "$preset" "$@" || fail "the build failed, see above."
+}
+
+# configure_and_build <preset> [cmake argument]...
+configure_and_build() {
+    configure "$@"
+    build "$1"
 }

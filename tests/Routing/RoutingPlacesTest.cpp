@@ -19,8 +19,6 @@ using test::edge;
 using test::infinity;
 using test::nan;
 
-constexpr auto metric = RoutingCostMetric::Distance;
-
 // Streets with a bend between random crossings, most of them open in both directions.
 RoutingGraph bentStreets(std::mt19937& random, int crossings, int streets) {
     std::uniform_int_distribution<int> any(0, crossings - 1);

@@ -1,15 +1,15 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Common/LogComparison.h>
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <set>
 
 namespace Cartolith::Core::Common {
 
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+using Common::Internal::nan;
 constexpr qint64 fewest = 5;
 constexpr double smallestDifference = 0.05;
 

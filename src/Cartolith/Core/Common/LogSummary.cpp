@@ -1,16 +1,16 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Common/LogSummary.h>
 
 #include <QIODevice>
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace Cartolith::Core::Common {
 
 namespace {
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+using Common::Internal::nan;
 constexpr qint64 longestLine = 1 << 20;
 
 quint64 nextRandom(quint64& state) { // splitmix64 (Steele, Lea and Flood, 2014)

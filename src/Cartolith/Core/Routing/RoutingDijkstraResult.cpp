@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Routing/ReachedNodesInternal.h>
 #include <Cartolith/Core/Routing/RoutingDijkstraResult.h>
 #include <Cartolith/Core/Routing/RoutingGraph.h>
@@ -53,7 +54,7 @@ RoutingDijkstraResult::RoutingDijkstraResult(int source,
     : m_source(source), m_reached(std::move(reached)), m_hasTables(false) {}
 
 double RoutingDijkstraResult::costTo(int node) const {
-    constexpr double infinity = std::numeric_limits<double>::infinity();
+    using Common::Internal::infinity;
     if (m_reached == nullptr) {
         return m_costs.value(node, infinity);
     }

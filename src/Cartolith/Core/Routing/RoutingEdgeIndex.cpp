@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Routing/RoutingEdgeIndex.h>
 #include <Cartolith/Core/Routing/RoutingGraph.h>
 
@@ -14,7 +15,7 @@ namespace Cartolith::Core::Routing {
 namespace {
 
 constexpr std::size_t fanOut = 8;
-constexpr double infinity = std::numeric_limits<double>::infinity();
+using Common::Internal::infinity;
 
 /// The bits of a 16-bit number, a gap after each.
 std::uint32_t spreadBits(std::uint32_t value) {

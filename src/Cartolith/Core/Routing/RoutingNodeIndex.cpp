@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Routing/RoutingGraph.h>
 #include <Cartolith/Core/Routing/RoutingNodeIndex.h>
 
@@ -8,7 +9,7 @@ namespace Cartolith::Core::Routing {
 
 namespace {
 
-constexpr double infinity = std::numeric_limits<double>::infinity();
+using Common::Internal::infinity;
 constexpr double epsilon = std::numeric_limits<double>::epsilon();
 
 long long gap(long long a, long long b) {

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Routing/LabelSearchInternal.h>
 #include <Cartolith/Core/Routing/PlaceOnEdgesInternal.h>
 #include <Cartolith/Core/Routing/RouteBuilderInternal.h>
@@ -16,7 +17,7 @@ using Internal::SearchTable;
 
 namespace {
 
-constexpr double infinity = std::numeric_limits<double>::infinity();
+using Common::Internal::infinity;
 
 class StraightLine {
 public:

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Routing/RouteBuilderInternal.h>
 #include <Cartolith/Core/Routing/RoutingDijkstra.h>
 #include <Cartolith/Core/Routing/RoutingGraph.h>
@@ -17,7 +18,7 @@ namespace {
 using Kind = RoutingViolation::Kind;
 using Order = QList<int>;
 
-constexpr double infinity = std::numeric_limits<double>::infinity();
+using Common::Internal::infinity;
 // A change must save more than rounding can, or two orders of equal cost would follow each other forever.
 constexpr double worthwhile = 1e-6;
 

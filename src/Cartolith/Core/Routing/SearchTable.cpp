@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Routing/RoutingGraph.h>
 #include <Cartolith/Core/Routing/SearchTableInternal.h>
 
@@ -216,7 +217,7 @@ ArcRows SearchTable::makeRows(RoutingCostMetric metric, double defaultSpeed, boo
 
 const std::vector<RoutingPoint>& SearchTable::positions() {
     if (m_positions.empty()) {
-        constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+        using Common::Internal::nan;
         m_positions.assign(static_cast<std::size_t>(m_numbers->count()), RoutingPoint(nan, nan));
         for (const RoutingNode& node : m_graph->nodes()) {
             m_positions[static_cast<std::size_t>(m_numbers->numberOf(node.id))] = node.position;

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Common/LogChannels.h>
 #include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
@@ -20,7 +21,7 @@ namespace {
 
 using Ranges = GisClassificationEngine::Ranges;
 
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+using Common::Internal::nan;
 
 /// The least and the greatest finite value. Methods that need no more do not sort.
 struct Span {

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Symbology/JsonScalarsInternal.h>
 
 #include <cmath>
@@ -7,7 +8,7 @@ namespace Cartolith::Core::Symbology::Internal {
 
 namespace {
 
-constexpr double infinity = std::numeric_limits<double>::infinity();
+using Common::Internal::infinity;
 
 const struct {
     QLatin1String text;

@@ -1,15 +1,15 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Symbology/NaturalBreaksRecurrenceInternal.h>
 
 #include <algorithm>
 #include <array>
 #include <emmintrin.h>
-#include <limits>
 
 namespace Cartolith::Core::Symbology::Internal {
 
 namespace {
 
-constexpr double infinity = std::numeric_limits<double>::infinity();
+using Common::Internal::infinity;
 constexpr std::size_t pairCount = 4;
 constexpr std::size_t laneCount = 2 * pairCount;
 constexpr std::size_t chunkSize = 128;

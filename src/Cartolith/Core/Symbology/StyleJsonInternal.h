@@ -3,9 +3,50 @@
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Symbology/JsonFieldsInternal.h>
 
+#include <array>
+
 namespace Cartolith::Core::Symbology::Internal {
 
-QJsonValue toJsonValue(const Layers::GisLayerStyle& style, const JsonPath& path);
-void fromJsonValue(Layers::GisLayerStyle& target, const QJsonValue& value, const JsonPath& path);
+QJsonValue toJsonValue(Layers::LabelPlacementMode mode, const JsonPath& path);
+void fromJsonValue(Layers::LabelPlacementMode& target, const QJsonValue& value, const JsonPath& path);
+
+template <>
+struct JsonFields<Layers::GisLayerStyle> {
+    using Style = Layers::GisLayerStyle;
+    static constexpr std::array fields{
+        property<&Style::fillColor, &Style::setFillColor>("fillColor"),
+        property<&Style::fillOpacity, &Style::setFillOpacity>("fillOpacity"),
+        property<&Style::lineColor, &Style::setLineColor>("lineColor"),
+        property<&Style::lineWidth, &Style::setLineWidth>("lineWidth"),
+        property<&Style::pointColor, &Style::setPointColor>("pointColor"),
+        property<&Style::pointSize, &Style::setPointSize>("pointSize"),
+        property<&Style::selectedLineColor, &Style::setSelectedLineColor>("selectedLineColor"),
+        property<&Style::selectedLineWidth, &Style::setSelectedLineWidth>("selectedLineWidth"),
+        property<&Style::showLabels, &Style::setShowLabels>("showLabels"),
+        property<&Style::labelField, &Style::setLabelField>("labelField"),
+        property<&Style::labelColor, &Style::setLabelColor>("labelColor"),
+        property<&Style::labelFontSize, &Style::setLabelFontSize>("labelFontSize"),
+        property<&Style::labelHaloEnabled, &Style::setLabelHaloEnabled>("labelHaloEnabled"),
+        property<&Style::labelHaloColor, &Style::setLabelHaloColor>("labelHaloColor"),
+        property<&Style::labelHaloWidth, &Style::setLabelHaloWidth>("labelHaloWidth"),
+        property<&Style::labelFontFamily, &Style::setLabelFontFamily>("labelFontFamily"),
+        property<&Style::labelBold, &Style::setLabelBold>("labelBold"),
+        property<&Style::labelItalic, &Style::setLabelItalic>("labelItalic"),
+        property<&Style::labelMinVisibleScale, &Style::setLabelMinVisibleScale>("labelMinVisibleScale"),
+        property<&Style::labelMaxVisibleScale, &Style::setLabelMaxVisibleScale>("labelMaxVisibleScale"),
+        property<&Style::labelAllowOverlap, &Style::setLabelAllowOverlap>("labelAllowOverlap"),
+        property<&Style::labelPriority, &Style::setLabelPriority>("labelPriority"),
+        property<&Style::labelPriorityField, &Style::setLabelPriorityField>("labelPriorityField"),
+        property<&Style::labelAvoidObstacles, &Style::setLabelAvoidObstacles>("labelAvoidObstacles"),
+        property<&Style::labelObstacleWeight, &Style::setLabelObstacleWeight>("labelObstacleWeight"),
+        property<&Style::labelMaxCandidatesPerFeature, &Style::setLabelMaxCandidatesPerFeature>(
+            "labelMaxCandidatesPerFeature"),
+        property<&Style::labelPlacementMode, &Style::setLabelPlacementMode>("labelPlacementMode"),
+        property<&Style::labelOffsetX, &Style::setLabelOffsetX>("labelOffsetX"),
+        property<&Style::labelOffsetY, &Style::setLabelOffsetY>("labelOffsetY"),
+        property<&Style::labelRotationDegrees, &Style::setLabelRotationDegrees>("labelRotationDegrees"),
+        property<&Style::labelRepeatDistance, &Style::setLabelRepeatDistance>("labelRepeatDistance"),
+    };
+};
 
 } // namespace Cartolith::Core::Symbology::Internal

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/SegmentFormulasInternal.h>
@@ -17,7 +18,7 @@ using Shapes::GisShapePolyline;
 namespace {
 
 constexpr int runLength = 8;
-constexpr double infinity = std::numeric_limits<double>::infinity();
+using Common::Internal::infinity;
 
 // Zero, or of a size whose products and squares are normal numbers.
 bool isRegularNumber(double value) noexcept {

@@ -18,10 +18,9 @@ using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
 using Shapes::GisShapePolyline;
 using Shapes::GisShapeType;
+using Type = GisTopologyCombineType;
 
 namespace {
-
-using Type = GisTopologyCombineType;
 
 template <typename Shape>
 bool areBoth(const GisShape& a, const GisShape& b) {

@@ -19,7 +19,7 @@ constexpr std::size_t linesElsewhere = 12;
 constexpr std::size_t crossingsAtOnce = 1U << 20U;
 constexpr std::size_t noRing = static_cast<std::size_t>(-1);
 
-struct Line {
+struct ScanLine {
     double y;
     double height;    ///< of the strip or ring it stands for
     int outline;      ///< of the ring it was laid through
@@ -48,7 +48,7 @@ bool isInside(Type type, bool inA, bool inB) {
     return inA || inB;
 }
 
-void addStrips(std::vector<Line>& lines, double low, double high, std::size_t count) {
+void addStrips(std::vector<ScanLine>& lines, double low, double high, std::size_t count) {
     const double height = (high - low) / static_cast<double>(count);
     double jitter = 0.37;
     for (std::size_t i = 0; i < count; ++i) {
@@ -112,7 +112,7 @@ private:
         }
         layLinesThroughRings();
         std::sort(m_lines.begin(), m_lines.end(),
-                  [](const Line& first, const Line& second) { return first.y < second.y; });
+                  [](const ScanLine& first, const ScanLine& second) { return first.y < second.y; });
     }
 
     /// So that no part is missed and each ring is known as shell or hole. Not for very many small rings,
@@ -191,7 +191,7 @@ private:
         return m_reading == RingReading::Winding ? winding != 0 : (winding & 1) != 0;
     }
 
-    void measure(const Line& line, const Crossing* crossings, std::size_t count) {
+    void measure(const ScanLine& line, const Crossing* crossings, std::size_t count) {
         std::array<int, 3> winding{};
         double both = 0.0;
         double onlyA = 0.0;
@@ -228,7 +228,7 @@ private:
 
     /// What a piece of noticeable length says about the rings: where the line enters the ring it was laid
     /// through, it enters the area or leaves it.
-    void note(const Line& line, bool isInRing, const std::array<int, 3>& winding) {
+    void note(const ScanLine& line, bool isInRing, const std::array<int, 3>& winding) {
         const auto outline = static_cast<std::size_t>(line.outline);
         if (isInRing && m_signs[outline][line.ring] == 0) {
             m_signs[outline][line.ring] = (winding[outline] & 1) != 0 ? 1 : -1;
@@ -268,7 +268,7 @@ private:
     RingReading m_reading;
     double m_negligible; ///< of lengths; NaN when there is no input
     bool m_ringsAreKnown = false;
-    std::vector<Line> m_lines;
+    std::vector<ScanLine> m_lines;
     std::vector<Crossing> m_crossings;
     std::array<std::vector<qint8>, 3> m_signs; ///< of each ring: 1 for a shell, -1 for a hole
     std::array<double, 3> m_last{};
