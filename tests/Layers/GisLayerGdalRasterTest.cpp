@@ -180,7 +180,8 @@ TEST_F(RasterLayer, ShowsThePixelUnderEachPointOfAnyWindow) {
                         continue;
                     }
                     const bool isInside = column > 0 && column < width && line > 0 && line < height;
-                    const auto i = static_cast<std::size_t>(std::floor(line) * width + std::floor(column));
+                    const auto i =
+                        isInside ? static_cast<std::size_t>(std::floor(line) * width + std::floor(column)) : 0;
                     ASSERT_EQ(image.pixel(x, y), isInside ? grey(static_cast<int>(values[i])) : clear)
                         << row.name << ", " << qPrintable(window.toString()) << " in " << size.width() << " x "
                         << size.height() << " at " << x << ", " << y << ", seed " << test::seed();

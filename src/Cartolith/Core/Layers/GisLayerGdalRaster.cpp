@@ -85,6 +85,9 @@ bool GisLayerGdalRaster::open() {
     }
     auto provider = std::make_unique<Providers::GisGdalRasterProvider>(m_path, source->driverName(), names);
 
+    step.set("bands", bands.size());
+    step.set("pixels", qint64(source->width()) * source->height());
+
     // From here on nothing fails.
     m_source = std::move(source);
     m_provider = std::move(provider);

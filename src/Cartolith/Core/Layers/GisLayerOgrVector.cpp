@@ -158,6 +158,10 @@ bool GisLayerOgrVector::open() {
     auto provider =
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());
 
+    step.set("features", content.featureCount);
+    step.set("shapes", static_cast<qint64>(content.shapes.size()));
+    step.set("skipped", content.skippedCount);
+
     // From here on nothing fails.
     lock.reset();
     const ChangeGroup group(*this);

@@ -110,6 +110,9 @@ void GisLayerOgrVector::save() {
     }
     Common::Internal::LogStep step(Common::LogChannels::save, "edits");
     step.set("source", m_sourcePath);
+    step.set("deleted", edits.deleted.size());
+    step.set("updated", edits.updated.size());
+    step.set("added", edits.added.size());
     if (coordinateSystem() != m_sourceSystem) {
         Internal::failToWrite(m_sourcePath,
                               QStringLiteral("the layer's coordinate system is not the source's any more"));

@@ -71,6 +71,9 @@ RoutingDijkstraResult RoutingDijkstra::run(const RoutingGraph& graph, int source
     if (!graph.nodes().contains(source)) {
         return RoutingDijkstraResult(source);
     }
+    Common::Internal::LogStep step(Common::LogChannels::routing, "search");
+    step.set("nodes", graph.nodeCount());
+    step.set("targets", targets.size());
     SearchTable& table = SearchTable::of(graph);
     std::vector<int> open;
     for (const int target : targets) {

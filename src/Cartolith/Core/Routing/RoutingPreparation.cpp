@@ -1,3 +1,5 @@
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Routing/RoutingGraph.h>
 #include <Cartolith/Core/Routing/RoutingPreparation.h>
 #include <Cartolith/Core/Routing/SnapCellInternal.h>
@@ -93,6 +95,8 @@ std::optional<double> RoutingPreparation::parseSpeed(const QVariant& value) {
 RoutingPreparation::Result RoutingPreparation::prepare(const QList<QList<RoutingPoint>>& lines,
                                                        const QList<QMap<QString, QVariant>>& attributes,
                                                        const Options& options) {
+    Common::Internal::LogStep step(Common::LogChannels::routing, "prepare");
+    step.set("lines", lines.size());
     const double tolerance = Internal::usableTolerance(options.tolerance);
     QList<Line> clean;
     clean.reserve(lines.size());

@@ -1,4 +1,6 @@
 #include <Cartolith/Core/Common/FloatsInternal.h>
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Routing/LabelSearchInternal.h>
 #include <Cartolith/Core/Routing/PlaceOnEdgesInternal.h>
 #include <Cartolith/Core/Routing/RouteBuilderInternal.h>
@@ -80,6 +82,8 @@ RoutingRoute RoutingSearch::aStarRoute(const RoutingGraph& graph, int source, in
     if (!hasBoth(graph, source, target)) {
         return Internal::noRoute();
     }
+    Common::Internal::LogStep step(Common::LogChannels::routing, "search");
+    step.set("nodes", graph.nodeCount());
     SearchTable& table = SearchTable::of(graph);
     const int last = table.numbers().numberOf(target);
     const int count = table.numbers().count();
@@ -112,6 +116,8 @@ RoutingRoute RoutingSearch::bidirectionalRoute(const RoutingGraph& graph, int so
     if (!hasBoth(graph, source, target)) {
         return Internal::noRoute();
     }
+    Common::Internal::LogStep step(Common::LogChannels::routing, "search");
+    step.set("nodes", graph.nodeCount());
     SearchTable& table = SearchTable::of(graph);
     const int count = table.numbers().count();
     LabelSearch<> forward(table.memory(0), table.outgoing(metric, defaultSpeed), count);

@@ -1,4 +1,6 @@
 #include <Cartolith/Core/Common/FloatsInternal.h>
+#include <Cartolith/Core/Common/LogChannels.h>
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Routing/RouteBuilderInternal.h>
 #include <Cartolith/Core/Routing/RoutingDijkstra.h>
 #include <Cartolith/Core/Routing/RoutingGraph.h>
@@ -342,6 +344,9 @@ RoutingStop RoutingStop::of(const RoutingNode& node) {
 
 RoutingPlan RoutingSolver::solve(const RoutingGraph& graph, const QList<RoutingStop>& stops,
                                  const QList<RoutingVehicle>& vehicles, double defaultSpeed) {
+    Common::Internal::LogStep step(Common::LogChannels::routing, "solve");
+    step.set("stops", stops.size());
+    step.set("vehicles", vehicles.size());
     const Problem problem(graph, stops, vehicles, defaultSpeed);
     return planOf(graph, problem, Heuristic(problem).run(), defaultSpeed);
 }

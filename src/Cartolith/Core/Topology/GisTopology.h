@@ -416,7 +416,8 @@ public:
     /// A polygon without parts comes back for an empty shape, for points and lines at a distance of zero or
     /// below, and when nothing is left; a polygon at distance 0 comes back valid. A one-sided buffer with a
     /// negative distance lies on the other side. Vertices that are not finite are left out. Null when the
-    /// busy callback stops it, for which GEOS may take up to half the time of the whole.
+    /// busy callback stops it, for which GEOS may take up to half the time of the whole. GEOS 3.11 then never
+    /// frees the segments it was at: 28 KB for a line of 100 vertices.
     ///
     /// \throws std::invalid_argument "GisTopology::Buffer distance must be finite.", "GisTopology::Buffer
     /// quadrantSegments must be 1 to 1000.", "GisTopology::Buffer mitreLimit must be at least 1."

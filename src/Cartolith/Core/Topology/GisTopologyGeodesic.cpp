@@ -68,14 +68,15 @@ public:
             const GisShapePoint& a = part[i - 1];
             const GisShapePoint& b = part[i];
             // Beyond half a turn the shortest way would be another one.
-            const double pieces = std::max(1.0, std::ceil(std::fabs(b.x() - a.x()) / 90.0));
-            if (!(pieces < 1e6)) {
+            const double quarters = std::max(1.0, std::ceil(std::fabs(b.x() - a.x()) / 90.0));
+            if (!(quarters < 1e6)) {
                 return {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN()};
             }
+            const int pieces = static_cast<int>(quarters);
             double longitude = a.x();
             double latitude = a.y();
-            for (double piece = 1.0; piece <= pieces; ++piece) {
-                const double t = piece / pieces;
+            for (int piece = 1; piece <= pieces; ++piece) {
+                const double t = piece / quarters;
                 const double nextLongitude = piece == pieces ? b.x() : a.x() + t * (b.x() - a.x());
                 const double nextLatitude = piece == pieces ? b.y() : a.y() + t * (b.y() - a.y());
                 double way = 0.0;

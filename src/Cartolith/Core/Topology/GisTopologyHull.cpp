@@ -19,7 +19,7 @@ namespace {
 struct Place {
     double x;
     double y;
-    friend auto operator<=>(const Place&, const Place&) = default;
+    friend auto operator<=>(const Place&, const Place&) = default; // NOLINT(modernize-use-nullptr): not here
 };
 
 int turn(const Place& a, const Place& b, const Place& c) {

@@ -14,8 +14,6 @@ using Internal::SegmentList;
 using Internal::SegmentPart;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
-using Shapes::GisShapePolygon;
-using Shapes::GisShapePolyline;
 
 namespace {
 
@@ -117,7 +115,7 @@ private:
         std::vector<qsizetype> placeOf(static_cast<std::size_t>(m_crossings.size()), unseen);
         std::vector<std::size_t> onWay; // crossings, in the order of their places
         const int vertexCount = static_cast<int>(m_part.vertices.size()) - (m_part.isClosed ? 1 : 0);
-        const std::size_t first = static_cast<std::size_t>(firstPassage);
+        const auto first = static_cast<std::size_t>(firstPassage);
         int vertex = first == 0 ? 0 : m_passages[first - 1].at.segment + 1;
         const auto takeVerticesTo = [&](int end) {
             for (; vertex < end; ++vertex) {

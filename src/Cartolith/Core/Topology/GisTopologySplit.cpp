@@ -14,7 +14,6 @@ namespace Cartolith::Core::Topology {
 using Common::Internal::GeometryPtr;
 using Internal::Segment;
 using Internal::SegmentList;
-using Internal::SegmentPart;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
@@ -30,10 +29,10 @@ struct Cut {
 };
 
 template <typename Shape>
-std::unique_ptr<GisShape> pieceOf(const GisShape& whole, QList<QList<GisShapePoint>> parts) {
+std::unique_ptr<GisShape> pieceOf(const GisShape& whole, const QList<QList<GisShapePoint>>& parts) {
     auto piece = std::make_unique<Shape>();
     whole.copyAttributesTo(*piece);
-    piece->parts() = std::move(parts);
+    piece->parts() = parts;
     return piece;
 }
 
