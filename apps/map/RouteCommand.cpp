@@ -1,6 +1,7 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "MapSheet.h"
+#include "NumberText.h"
 #include "OpenLayer.h"
 #include "PictureFile.h"
 #include "Projection.h"
@@ -8,6 +9,7 @@
 #include "StreetNetwork.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Routing/RoutingNetworkReport.h>
 #include <Cartolith/Core/Routing/RoutingSearch.h>
@@ -21,6 +23,8 @@
 #include <memory>
 
 using namespace Cartolith::Core;
+using CoordinateSystems::CoordinateSystem;
+using CoordinateSystems::CoordinateSystemFactory;
 using Layers::GisLayerStyle;
 using Layers::GisLayerVector;
 using Routing::RoutingCostMetric;
@@ -39,8 +43,8 @@ const char* const routeText = R"(cartolith-map route: find and draw a way along 
   --metric METRIC           what is made least: time (the default) or distance
   -o, --output PICTURE      the picture to write; its ending tells the format (.png, .jpg, .bmp)
   --layer NAME              the layer of FILE; the first when not given
-  --crs CRS                 find and draw the route in this coordinate system, which has to be in metres; around the
-                            middle of the data when not given
+  --crs CRS                 find and draw the route in this coordinate system, which has to be in metres and true to
+                            length within 1 %; a plane around the middle of the data when not given
   --size WxH                pixels, 1600x900 when not given
   --title TEXT              a title above the map
   --note TEXT               a line below the map, such as the source
@@ -116,21 +120,46 @@ RouteOptions routeOptions(const QStringList& arguments) {
     return options;
 }
 
-/// The streets in metres: as they are when they are in metres already, else on a plane around their middle.
-Projection::Result inMetres(const GisLayerVector& source, QString crs) {
-    if (crs.isEmpty()) {
-        const auto system = source.coordinateSystem();
-        if (system == nullptr) {
-            throw std::runtime_error("the file does not say its coordinate system, so lengths are unknown");
-        }
-        const GisShapePoint lonLat = Projection::toLonLat(source.extent().center(), *system);
-        crs = QStringLiteral("+proj=tmerc +lat_0=%1 +lon_0=%2 +k=1 +datum=WGS84 +units=m +type=crs")
-                  .arg(lonLat.y(), 0, 'f', 6)
-                  .arg(lonLat.x(), 0, 'f', 6);
+/// By how much lengths around the middle of the plane differ in the other system, as a share of them.
+double stretch(const CoordinateSystem& plane, const CoordinateSystem& other) {
+    constexpr double metres = 100.0;
+    const auto there = [&](double x, double y) {
+        return Projection::fromLonLat(Projection::toLonLat({x, y}, plane), &other);
+    };
+    const GisShapePoint middle = there(0, 0);
+    double most = 0.0;
+    for (const GisShapePoint& end : {there(metres, 0), there(0, metres)}) {
+        const double length = std::hypot(end.x() - middle.x(), end.y() - middle.y());
+        most = std::max(most, std::abs(length / metres - 1.0));
     }
-    Projection::Result result = Projection::project(source, crs);
-    if (result.layer->coordinateSystem()->metersPerUnit() != 1.0) {
+    return most;
+}
+
+/// The streets in metres, on a plane around their middle unless a system is given.
+Projection::Result inMetres(const GisLayerVector& source, const QString& crs) {
+    const auto system = source.coordinateSystem();
+    if (system == nullptr) {
+        throw std::runtime_error("the file does not say its coordinate system, so lengths are unknown");
+    }
+    if (source.extent().isEmpty()) {
+        throw std::runtime_error("there are no streets (lines) to find a route in");
+    }
+    const GisShapePoint lonLat = Projection::toLonLat(source.extent().center(), *system);
+    const QString around =
+        QStringLiteral("+proj=tmerc +lat_0=%1 +lon_0=%2 +k=1 +datum=WGS84 +units=m +type=crs")
+            .arg(lonLat.y(), 0, 'f', 6)
+            .arg(lonLat.x(), 0, 'f', 6);
+    Projection::Result result = Projection::project(source, crs.isEmpty() ? around : crs);
+    const CoordinateSystem& used = *result.layer->coordinateSystem();
+    if (used.metersPerUnit() != 1.0) {
         throw std::runtime_error(QStringLiteral("'%1' is not in metres").arg(crs).toStdString());
+    }
+    // Written as a negation, for a place that the system does not reach.
+    if (!crs.isEmpty() && !(stretch(*CoordinateSystemFactory::fromUserInput(around), used) <= 0.01)) {
+        throw std::runtime_error(
+            QStringLiteral("lengths in '%1' are off by more than 1 % here: leave --crs out")
+                .arg(crs)
+                .toStdString());
     }
     return result;
 }
@@ -161,8 +190,8 @@ QString turnText(double turn) {
 }
 
 QString metres(double distance) {
-    return distance < 1000.0 ? QStringLiteral("%1 m").arg(std::round(distance))
-                             : QStringLiteral("%1 km").arg(distance / 1000.0, 0, 'f', 1);
+    return std::round(distance) < 1000.0 ? QStringLiteral("%1 m").arg(std::round(distance))
+                                         : QStringLiteral("%1 km").arg(distance / 1000.0, 0, 'f', 1);
 }
 
 void print(const RoutingRoute& route) {
@@ -230,6 +259,9 @@ int Commands::route(const QStringList& arguments) {
                                    QString::number(projected.leftOut)));
     const StreetNetwork network(streets);
     log.done("network", network.summary());
+    if (!network.remarks().isEmpty()) {
+        std::fprintf(stderr, "cartolith-map: %s\n", qPrintable(network.remarks()));
+    }
 
     const RoutingPlace from =
         placeAt(network, "from", Projection::fromLonLat(options.from, streets.coordinateSystem().get()));
@@ -239,8 +271,15 @@ int Commands::route(const QStringList& arguments) {
         Routing::RoutingSearch::routeBetween(network.graph(), from, to, options.metric);
     if (!route.success) {
         const auto& edges = network.graph().edges();
-        const QString why = Routing::RoutingNetworkReport::whyNoRoute(
-            network.graph(), edges.at(from.edge).endNode, edges.at(to.edge).startNode);
+        QString why = Routing::RoutingNetworkReport::whyNoRoute(
+            network.graph(), edges.at(from.edge).endNode, edges.at(to.edge).startNode,
+            QStringLiteral("the start"), QStringLiteral("the end"));
+        constexpr double gap = 5.0;
+        const Routing::RoutingNetworkReport report(network.graph(), gap);
+        if (!report.nearMisses().isEmpty()) {
+            why += QStringLiteral(" %1 streets end within %2 m of one that they do not meet.")
+                       .arg(NumberText::whole(report.nearMisses().size()), QString::number(gap));
+        }
         throw std::runtime_error((route.message + QLatin1Char(' ') + why).trimmed().toStdString());
     }
     log.done("route", QStringLiteral("%1 edges, %2 points").arg(route.edgePath.size()).arg(route.size()));

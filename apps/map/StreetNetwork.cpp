@@ -42,6 +42,16 @@ StreetNetwork::StreetNetwork(const Layers::GisLayerVector& layer) {
         throw std::runtime_error("there are no streets (lines) to find a route in");
     }
     m_edges.build(m_graph);
+    QStringList remarks;
+    const auto remark = [&remarks](int count, const char* what) {
+        if (count > 0) {
+            remarks.append(NumberText::whole(count) + QLatin1String(what));
+        }
+    };
+    remark(prepared.skippedLines, " lines have no two places");
+    remark(prepared.unreadSpeeds, " speeds could not be read");
+    remark(prepared.unreadDirections, " directions could not be read");
+    m_remarks = remarks.join(QStringLiteral(", "));
 }
 
 QString StreetNetwork::summary() const {

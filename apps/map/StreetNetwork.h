@@ -17,10 +17,13 @@ public:
 
     const Cartolith::Core::Routing::RoutingGraph& graph() const { return m_graph; }
     const Cartolith::Core::Routing::RoutingEdgeIndex& edges() const { return m_edges; }
-    /// "8,123 crossings, 15,921 edges; 3 parts, the greatest has 99.1 % of the crossings".
+    /// "8,123 crossings and ends, 15,921 edges in 3 separate parts, the greatest with 99.1 % of them".
     QString summary() const;
+    /// Speeds and directions that could not be read, and lines that are none; empty when there are none.
+    QString remarks() const { return m_remarks; }
 
 private:
     Cartolith::Core::Routing::RoutingGraph m_graph;
     Cartolith::Core::Routing::RoutingEdgeIndex m_edges;
+    QString m_remarks;
 };

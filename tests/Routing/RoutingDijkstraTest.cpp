@@ -122,7 +122,7 @@ TEST(RoutingDijkstra, ManyTargetsAndPairs) {
             EXPECT_EQ(distances[i][j], plain.costTo(nodes[j])) << i << " " << j;
         }
     }
-    const auto some = RoutingDijkstra::run(graph, 0, QList<int>{4, 999});
+    const auto some = RoutingDijkstra::runToAll(graph, 0, {4, 999});
     EXPECT_EQ(some.costTo(4), distances[0][1]);
     EXPECT_LT(some.reachedCount(), RoutingDijkstra::run(graph, 0).reachedCount());
 }

@@ -142,11 +142,28 @@ TEST(RoutingSearch, RoutesBetweenPlacesAsInAGraphCutThere) {
                 if (route.success) {
                     ASSERT_NEAR(route.totalDistance, expected, 1e-9);
                     ASSERT_NEAR(RoutingGraph::polylineLength(route.geometry), expected, 1e-9);
+                    for (int i = 1; i < route.size() && expected > 0; ++i) {
+                        ASSERT_GT(route.geometry[i].distanceTo(route.geometry[i - 1]), 0.0) << "no street of 0 m";
+                    }
                 }
             }
         }
     }
     EXPECT_EQ(RoutingSearch::routeBetween({}, {}, {}).message, "No route found.");
+}
+
+TEST(RoutingSearch, TurnsAreThoseOfTheLines) {
+    // The ends of the two lines are one node, four millimetres apart.
+    RoutingGraph graph;
+    graph.buildFromPolylines({{{0, 0}, {100, 0}}, {{100, 0.004}, {200, 0.004}}, {{200, 0}, {200, 50}}},
+                             {{{"AD", "A"}}, {{"AD", "B"}}, {{"AD", "C"}}}, 0.01, false);
+    const auto route = RoutingDijkstra::shortestRoute(graph, 0, 3);
+    ASSERT_EQ(route.legs.size(), 3);
+    EXPECT_EQ(route.legs[1].turn, 0.0);
+    EXPECT_EQ(route.legs[2].turn, 90.0);
+    EXPECT_EQ(route.geometry[route.legs[1].firstPoint], RoutingPoint(100, 0.004));
+    graph.findNode(1)->id = 1'000'000'000; // the caller's affair: the node is found by its key
+    EXPECT_EQ(RoutingSearch::aStarRoute(graph, 0, 3).totalDistance, route.totalDistance);
 }
 
 TEST(RoutingIsochrone, CutsEdgesAtTheLimit) {
@@ -164,13 +181,17 @@ TEST(RoutingIsochrone, CutsEdgesAtTheLimit) {
                 const auto reached =
                     fromNode ? RoutingIsochrone::reach(graph, 0, limit) : RoutingIsochrone::reach(graph, place, limit);
                 QList<double> farthest(graph.edgeCount(), 0.0); // fraction
+                QList<double> covered(graph.edgeCount(), 0.0);
                 for (const RoutingReach& reach : reached) {
                     const RoutingEdge& street = graph.edges()[reach.edge];
                     farthest[reach.edge] = std::max(farthest[reach.edge], reach.endFraction);
                     const double part = reach.endFraction - reach.startFraction;
+                    covered[reach.edge] += part;
+                    ASSERT_TRUE(part > 0.0 && covered[reach.edge] < 1.0 + 1e-9) << "each stretch once";
                     ASSERT_NEAR(reach.endCost - reach.startCost, part * street.length, 1e-9);
                     ASSERT_NEAR(RoutingGraph::polylineLength(reach.geometry), part * street.length, 1e-9);
-                    ASSERT_TRUE(reach.endCost <= limit && (reach.endFraction == 1.0 || reach.endCost == limit));
+                    ASSERT_TRUE(reach.endCost <= limit && (reach.endFraction == 1.0 || reach.endCost == limit ||
+                                                           (!fromNode && reach.startFraction == 0.0)));
                 }
                 for (int i = 0; i < graph.edgeCount() && fromNode; ++i) {
                     const double start = nodeCosts.costTo(graph.edges()[i].startNode);

@@ -109,10 +109,10 @@ TEST(RoutingNetworkReport, ExplainsWhyThereIsNoRoute) {
         QChar from, to;
         const char* reason;
     } const rows[] = {{'A', 'D', ""},
-                      {'A', 'H', "Nodes 0 and 7 lie in separate parts of the network, of 6 and 2 nodes."},
+                      {'A', 'H', "Separate parts of the network: that of node 0 has 6 nodes, that of node 7 has 2."},
                       {'D', 'A',
                        "One-way streets: of the 6 nodes of this part of the network, 1 can be reached from node "
-                       "3, and from 5 node 0 can be reached."}};
+                       "3, and node 0 can be reached from 5."}};
     for (const auto& row : rows) {
         EXPECT_EQ(RoutingNetworkReport::whyNoRoute(graph, ids[row.from], ids[row.to]), row.reason);
         EXPECT_EQ(RoutingDijkstra::shortestRoute(graph, ids[row.from], ids[row.to]).success, *row.reason == '\0');

@@ -68,7 +68,7 @@ TEST(RoutingSolver, ObeysWindowsAndSaysWhatItCannotServe) {
     EXPECT_EQ(plan.solution.totalTime(), 600);
     EXPECT_EQ(plan.solution.routes[0].size(), 11);
     EXPECT_THAT(messages(plan),
-                ElementsAre("Not served: stop 2, because it is too much for any vehicle.",
+                ElementsAre("Not served: stop 2, because it is too much for any vehicle that gets there.",
                             "Not served: stop 3 (end), because no vehicle can be there in time and back before the end "
                             "of its shift.",
                             "Not served: stop 4, because no vehicle can get there and back.",
@@ -76,7 +76,13 @@ TEST(RoutingSolver, ObeysWindowsAndSaysWhatItCannotServe) {
                             "Not served: stop 7, because no vehicle can get there and back."));
     EXPECT_THAT(messages(RoutingSolver::solve(graph, {stop(1, 2), stop(2, 2)}, {{0, 3, {}}})),
                 ElementsAre("Not served: stop 1, because no vehicle has room or time left."));
+    // One vehicle gets there, another has the room: together they are none that serves it.
+    EXPECT_THAT(messages(RoutingSolver::solve(graph, {stop(1, 5)}, {{0, 1, {}}, {98, 9, {}}})),
+                ElementsAre("Not served: stop 0, because it is too much for any vehicle that gets there."));
     EXPECT_EQ(RoutingSolver::solve(graph, {stop(1)}, {}).violations.size(), 1);
+    EXPECT_THROW(RoutingSolver::solve(graph, {stop(1, 0, {0, nan})}, {}), std::invalid_argument);
+    EXPECT_THROW(RoutingSolver::solve(graph, {}, {{0, nan, {}}}), std::invalid_argument);
+    EXPECT_THROW(RoutingSolver::solve(graph, {}, {{0, 1, {nan, 1}}}), std::invalid_argument);
     for (const double bad : {-1.0, nan, infinity}) {
         EXPECT_THROW(RoutingSolver::solve(graph, {stop(1, bad)}, {}), std::invalid_argument);
         EXPECT_THROW(RoutingSolver::evaluate(graph, {stop(1, 0, {}, bad)}, {}, {}), std::invalid_argument);
@@ -88,9 +94,30 @@ TEST(RoutingSolver, NamesEveryViolationOfAGivenOrder) {
     const auto plan = RoutingSolver::evaluate(street(6), stops, {{0, 3, {10, 500}}, {0, 5, {}}}, {{1, 0, 1, 44}, {2}});
     EXPECT_THAT(messages(plan), ElementsAre("Vehicle 0 is 50 s late at stop 0.", "Vehicle 0 carries 1 too much.",
                                             "Vehicle 1 finds no way to stop 2.",
-                                            "Not served: stop 3, because no vehicle has room or time left."));
+                                            "Not served: stop 3, because it is in no vehicle's order."));
     EXPECT_EQ(plan.returns[0], 490);
     EXPECT_FALSE(plan.solution.routes[1].success);
+    const auto gap = RoutingSolver::evaluate(street(6), {stop(1), stop(98), stop(2)}, {{0, 3, {}}, {0, -1, {9, 5}}},
+                                             {{0, 1, 2}, {}});
+    EXPECT_THAT(gap.solution.routes[0].nodePath, ElementsAre(0, 1, 98, 0, 1, 2, 1, 0));
+    EXPECT_THAT(messages(gap), ElementsAre("Vehicle 0 finds no way to stop 1.")) << "an unused vehicle breaks nothing";
+}
+
+TEST(RoutingSolver, EndsWhenRoundingIsLargerThanAnyGain) {
+    for (unsigned seed = 1; seed < 9; ++seed) {
+        std::mt19937 random(seed);
+        RoutingGraph graph;
+        QList<RoutingStop> stops;
+        for (int i = 0; i < 13; ++i) {
+            graph.addNode(test::node(i, std::uniform_real_distribution<double>(0, 10)(random), 0));
+            stops.append(stop(i));
+            for (int k = 0; k < i; ++k) {
+                graph.addEdge(edge(i, k, graph.straightDistance(i, k) * 1e11));
+                graph.addEdge(edge(k, i, graph.straightDistance(i, k) * 1e11));
+            }
+        }
+        EXPECT_EQ(RoutingSolver::solve(graph, stops.mid(1), {{0, 5, {}}, {0, 5, {}}, {0, 5, {}}}).violations.size(), 0);
+    }
 }
 
 TEST(RoutingSolver, PlansOnlyWhatIsAllowedAndComesNearTheBest) {

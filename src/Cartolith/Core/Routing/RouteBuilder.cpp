@@ -28,12 +28,16 @@ QList<RoutingPoint> cutLine(const QList<RoutingPoint>& line, double from, double
             return RoutingPoint(a.x + t * (b.x - a.x), a.y + t * (b.y - a.y));
         };
         const double after = before + step;
-        const bool last = i + 1 == line.size();
-        if (cut.isEmpty() && (start <= after || last)) {
+        const bool isLast = i + 1 == line.size();
+        if (cut.isEmpty() && (start <= after || isLast)) {
             cut.append(at(start));
         }
-        if (!cut.isEmpty() && (end <= after || last)) {
-            cut.append(to >= 1.0 ? line.constLast() : at(end));
+        if (!cut.isEmpty() && (end <= after || isLast)) {
+            const RoutingPoint last = to >= 1.0 ? line.constLast() : at(end);
+            if (cut.size() < 2 ||
+                cut.constLast() != last) { // where it ends at a vertex, that is there already
+                cut.append(last);
+            }
             break;
         }
         if (!cut.isEmpty() && cut.constLast() != b) {
@@ -52,6 +56,28 @@ void appendLine(QList<RoutingPoint>& geometry, const QList<RoutingPoint>& line) 
     }
 }
 
+namespace {
+
+/// The direction of the first piece of the line with a length, from its start (step 1) or backwards from its
+/// end (step -1, still pointing along the line); nothing when there is none.
+std::optional<RoutingPoint> direction(const QList<RoutingPoint>& line, int step) {
+    const qsizetype from = step > 0 ? 0 : line.size() - 1;
+    for (qsizetype i = from + step; i >= 0 && i < line.size(); i += step) {
+        const RoutingPoint along((line.at(i).x - line.at(from).x) * step,
+                                 (line.at(i).y - line.at(from).y) * step);
+        if (!along.isNull()) {
+            return along;
+        }
+    }
+    return std::nullopt;
+}
+
+double angleBetween(const RoutingPoint& in, const RoutingPoint& out) {
+    return std::atan2(in.x * out.y - in.y * out.x, in.x * out.x + in.y * out.y) * 180.0 / std::numbers::pi;
+}
+
+} // namespace
+
 void RouteBuilder::add(int edge, double from, double to) {
     const RoutingEdge& travelled = m_graph.edges().at(edge);
     const bool whole = from <= 0.0 && to >= 1.0;
@@ -60,11 +86,15 @@ void RouteBuilder::add(int edge, double from, double to) {
     const double time =
         part * edgeCost(travelled, RoutingCostMetric::TravelTime, m_defaultSpeed).value_or(0.0);
     const QString name = travelled.attributes.value(QStringLiteral("name")).toString();
+    const QList<RoutingPoint> line = cutLine(travelled.geometry, from, to);
+    QList<RoutingPoint>& geometry = m_route.geometry;
 
     if (m_route.legs.isEmpty() || m_route.legs.constLast().name != name) {
+        const bool shared =
+            !geometry.isEmpty() && (line.isEmpty() || geometry.constLast() == line.constFirst());
         RoutingLeg leg;
         leg.name = name;
-        leg.firstPoint = std::max<qsizetype>(0, m_route.geometry.size() - 1);
+        leg.firstPoint = geometry.size() - (shared ? 1 : 0);
         m_route.legs.append(leg);
     }
     m_route.legs.last().distance += distance;
@@ -72,40 +102,18 @@ void RouteBuilder::add(int edge, double from, double to) {
     m_route.totalDistance += distance;
     m_route.totalTime += time;
     m_route.edgePath.append(edge);
-    appendLine(m_route.geometry, cutLine(travelled.geometry, from, to));
-}
-
-namespace {
-
-/// The direction of the first piece of the line with a length, from a point onwards (step 1) or backwards
-/// from it (step -1, still pointing along the line); nothing when there is none.
-std::optional<RoutingPoint> direction(const QList<RoutingPoint>& line, qsizetype point, int step) {
-    for (qsizetype i = point + step; i >= 0 && i < line.size(); i += step) {
-        const RoutingPoint along((line.at(i).x - line.at(point).x) * step,
-                                 (line.at(i).y - line.at(point).y) * step);
-        if (!along.isNull()) {
-            return along;
+    // From line to line, not along the joined geometry: where the ends of two lines are one node they may
+    // still be a tolerance apart, and that step would look like a turn.
+    if (const auto ahead = direction(line, 1)) {
+        for (; m_turned < m_route.legs.size(); ++m_turned) {
+            m_route.legs[m_turned].turn = m_heading ? angleBetween(*m_heading, *ahead) : 0.0;
         }
+        m_heading = direction(line, -1);
     }
-    return std::nullopt;
+    appendLine(geometry, line);
 }
-
-double turnAt(const QList<RoutingPoint>& line, qsizetype point) {
-    const auto in = direction(line, point, -1);
-    const auto out = direction(line, point, 1);
-    if (!in || !out) {
-        return 0.0;
-    }
-    const double turn = std::atan2(in->x * out->y - in->y * out->x, in->x * out->x + in->y * out->y);
-    return turn * 180.0 / std::numbers::pi;
-}
-
-} // namespace
 
 RoutingRoute RouteBuilder::take(QList<int> nodePath) {
-    for (qsizetype i = 1; i < m_route.legs.size(); ++i) {
-        m_route.legs[i].turn = turnAt(m_route.geometry, m_route.legs.at(i).firstPoint);
-    }
     m_route.nodePath = std::move(nodePath);
     return std::move(m_route);
 }

@@ -3,6 +3,8 @@
 #include <Cartolith/Core/Routing/RoutingRoute.h>
 #include <Cartolith/Core/Routing/SearchTableInternal.h>
 
+#include <optional>
+
 namespace Cartolith::Core::Routing::Internal {
 
 /// The part of a line between two fractions of its length, from <= to; the ends are exact at 0 and 1.
@@ -26,6 +28,8 @@ private:
     const RoutingGraph& m_graph;
     double m_defaultSpeed;
     RoutingRoute m_route;
+    std::optional<RoutingPoint> m_heading; ///< at the end of what was added last, when that has a length
+    qsizetype m_turned = 1;                ///< legs whose turn is known; the first has none
 };
 
 /// The nodes and edges from a source to a node, by the labels of a search.

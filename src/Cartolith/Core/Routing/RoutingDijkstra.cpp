@@ -66,8 +66,9 @@ RoutingDijkstraResult RoutingDijkstra::run(const RoutingGraph& graph, int source
     return {source, std::make_shared<const Internal::ReachedNodes>(*table, table->memory(0))};
 }
 
-RoutingDijkstraResult RoutingDijkstra::run(const RoutingGraph& graph, int source, const QList<int>& targets,
-                                           RoutingCostMetric metric, double defaultSpeed) {
+RoutingDijkstraResult RoutingDijkstra::runToAll(const RoutingGraph& graph, int source,
+                                                const QList<int>& targets, RoutingCostMetric metric,
+                                                double defaultSpeed) {
     if (!graph.nodes().contains(source)) {
         return RoutingDijkstraResult(source);
     }

@@ -28,9 +28,9 @@ public:
                                      double defaultSpeed = 50.0);
     /// As run(), stopping when all of the targets that can be reached are settled. Those below 0 or missing
     /// are left out; without any that is left, only the source is reached.
-    static RoutingDijkstraResult run(const RoutingGraph& graph, int source, const QList<int>& targets,
-                                     RoutingCostMetric metric = RoutingCostMetric::Distance,
-                                     double defaultSpeed = 50.0);
+    static RoutingDijkstraResult runToAll(const RoutingGraph& graph, int source, const QList<int>& targets,
+                                          RoutingCostMetric metric = RoutingCostMetric::Distance,
+                                          double defaultSpeed = 50.0);
 
     /// From source to target, both included; empty when there is no path or the tables are broken.
     static QList<int> extractNodePath(const RoutingDijkstraResult& result, int target);

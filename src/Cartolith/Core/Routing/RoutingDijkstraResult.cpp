@@ -51,7 +51,7 @@ RoutingDijkstraResult::RoutingDijkstraResult(int source, QHash<int, double> cost
 
 RoutingDijkstraResult::RoutingDijkstraResult(int source,
                                              std::shared_ptr<const Internal::ReachedNodes> reached)
-    : m_source(source), m_reached(std::move(reached)), m_hasTables(false) {}
+    : m_source(source), m_reached(std::move(reached)) {}
 
 double RoutingDijkstraResult::costTo(int node) const {
     using Common::Internal::infinity;
@@ -81,36 +81,35 @@ int RoutingDijkstraResult::reachedCount() const {
     return m_reached == nullptr ? static_cast<int>(m_costs.size()) : m_reached->count;
 }
 
-void RoutingDijkstraResult::makeTables() const {
-    if (m_hasTables) {
-        return;
+/// The table, filled when it is not yet.
+template <typename Table, typename Add>
+Table& RoutingDijkstraResult::filled(Table& table, Add add) const {
+    if (table.isEmpty() && m_reached != nullptr) {
+        table.reserve(m_reached->count);
+        m_reached->forEach([&](int id, const Internal::Label& label) { add(table, id, label); });
     }
-    m_costs.reserve(m_reached->count);
-    m_previousNodes.reserve(m_reached->count);
-    m_previousEdges.reserve(m_reached->count);
-    m_reached->forEach([this](int id, const Internal::Label& label) {
-        m_costs.insert(id, label.cost);
-        if (label.previous >= 0) {
-            m_previousNodes.insert(id, m_reached->numbers->idOf(label.previous));
-            m_previousEdges.insert(id, m_reached->edges + label.edge);
-        }
-    });
-    m_hasTables = true;
+    return table;
 }
 
 const QHash<int, double>& RoutingDijkstraResult::costs() const {
-    makeTables();
-    return m_costs;
+    return filled(m_costs,
+                  [](auto& costs, int id, const Internal::Label& label) { costs.insert(id, label.cost); });
 }
 
 const QHash<int, int>& RoutingDijkstraResult::previousNodes() const {
-    makeTables();
-    return m_previousNodes;
+    return filled(m_previousNodes, [this](auto& nodes, int id, const Internal::Label& label) {
+        if (label.previous >= 0) {
+            nodes.insert(id, m_reached->numbers->idOf(label.previous));
+        }
+    });
 }
 
 const QHash<int, const RoutingEdge*>& RoutingDijkstraResult::previousEdges() const {
-    makeTables();
-    return m_previousEdges;
+    return filled(m_previousEdges, [this](auto& edges, int id, const Internal::Label& label) {
+        if (label.previous >= 0) {
+            edges.insert(id, m_reached->edges + label.edge);
+        }
+    });
 }
 
 } // namespace Cartolith::Core::Routing

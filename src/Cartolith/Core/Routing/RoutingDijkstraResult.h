@@ -17,8 +17,9 @@ struct ReachedNodes;
 /// What a search from one node found out. A search that stopped at a target also leaves nodes here whose
 /// costs are not final: those that it would have come to next.
 ///
-/// The three tables are made when one of them is first asked for, which takes longer than the search itself;
-/// costTo(), hasPathTo() and previousOf() need none. The edges lie in the graph: these pointers are valid
+/// Each of the three tables is made when it is first asked for, which takes about as long as the search;
+/// costTo(), hasPathTo() and previousOf() need none. A result is used by one thread at a time; copies are
+/// independent. The edges lie in the graph: these pointers are valid
 /// while it is unchanged.
 class CARTOLITH_CORE_EXPORT RoutingDijkstraResult {
 public:
@@ -46,11 +47,11 @@ private:
     friend class RoutingDijkstra;
 
     RoutingDijkstraResult(int source, std::shared_ptr<const Internal::ReachedNodes> reached);
-    void makeTables() const;
+    template <typename Table, typename Add>
+    Table& filled(Table& table, Add add) const;
 
     int m_source;
     std::shared_ptr<const Internal::ReachedNodes> m_reached; // null when the tables came from elsewhere
-    mutable bool m_hasTables = true;
     mutable QHash<int, double> m_costs;
     mutable QHash<int, int> m_previousNodes;
     mutable QHash<int, const RoutingEdge*> m_previousEdges;

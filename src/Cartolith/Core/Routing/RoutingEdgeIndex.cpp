@@ -31,7 +31,12 @@ RoutingEdgeIndex::Hit RoutingEdgeIndex::measure(const Segment& segment, const Ro
     const double dx = segment.b.x - segment.a.x;
     const double dy = segment.b.y - segment.a.y;
     const double square = dx * dx + dy * dy;
-    const double t = ((point.x - segment.a.x) * dx + (point.y - segment.a.y) * dy) / square;
+    double t = ((point.x - segment.a.x) * dx + (point.y - segment.a.y) * dy) / square;
+    if (std::isinf(square)) {
+        const double length = std::hypot(dx, dy);
+        t = (point.x - segment.a.x) / length * (dx / length) +
+            (point.y - segment.a.y) / length * (dy / length);
+    }
     const double along = square > 0.0 ? std::clamp(t, 0.0, 1.0) : 0.0;
     // The end exactly, so that edges that meet there are equally near.
     const RoutingPoint nearest =
@@ -160,16 +165,23 @@ RoutingPlace RoutingEdgeIndex::placeOf(const Hit& hit) const {
 }
 
 RoutingPlace RoutingEdgeIndex::nearestEdge(const RoutingPoint& point, double maxDistance) const {
+    return nearestEdge(point, maxDistance, [](int) { return true; });
+}
+
+RoutingPlace RoutingEdgeIndex::nearestEdge(const RoutingPoint& point, double maxDistance,
+                                           const std::function<bool(int edge)>& accepts) const {
     if (!(maxDistance >= 0.0)) {
         return {};
     }
     Hit best{infinity, 0.0, {}, nullptr};
     search(
         point, [&] { return std::min(best.distance, maxDistance); },
-        [&best](const Hit& hit) {
+        [&](const Hit& hit) {
             const auto key = [](const Hit& h) { return std::pair(h.segment->edge, h.segment->number); };
-            if (hit.distance < best.distance ||
-                (hit.distance == best.distance && (best.segment == nullptr || key(hit) < key(best)))) {
+            const bool isBetter =
+                hit.distance < best.distance ||
+                (hit.distance == best.distance && (best.segment == nullptr || key(hit) < key(best)));
+            if (isBetter && accepts(hit.segment->edge)) {
                 best = hit;
             }
         });

@@ -5,6 +5,7 @@
 
 #include <QList>
 
+#include <functional>
 #include <vector>
 
 namespace Cartolith::Core::Routing {
@@ -25,6 +26,10 @@ public:
     /// list of edges counts, and on it the first place.
     RoutingPlace nearestEdge(const RoutingPoint& point,
                              double maxDistance = std::numeric_limits<double>::infinity()) const;
+
+    /// The same among the edges, by their positions, that the caller accepts.
+    RoutingPlace nearestEdge(const RoutingPoint& point, double maxDistance,
+                             const std::function<bool(int edge)>& accepts) const;
 
     /// The nearest place on every edge that comes within the distance, in the order of the edges.
     QList<RoutingPlace> edgesWithin(const RoutingPoint& point, double distance) const;

@@ -8,6 +8,7 @@
 
 namespace Cartolith::Core::Routing {
 
+using Internal::EdgePlace;
 using Internal::LabelSearch;
 using Internal::SearchTable;
 
@@ -15,22 +16,25 @@ namespace {
 
 class Collector {
 public:
-    Collector(const RoutingGraph& graph, double limit) : m_graph(graph), m_limit(limit) {}
+    /// The places are where the search starts, if that is not a node.
+    Collector(const RoutingGraph& graph, double limit, const std::vector<EdgePlace>& places)
+        : m_graph(graph), m_limit(limit), m_places(places) {}
 
-    /// The edge, which costs so much as a whole, from a fraction of it on that is reached at a cost within
-    /// the limit. An edge of which nothing but its start is reached is left out.
-    void add(int edge, double edgeCost, double startFraction, double startCost) {
+    /// The part of the edge, which costs so much as a whole, between two fractions of it, the first of which
+    /// is reached at a cost within the limit. An edge of which nothing but a point is reached is left out.
+    void add(int edge, double edgeCost, double startFraction, double endFraction, double startCost) {
         RoutingReach reach;
         reach.edge = edge;
         reach.startFraction = startFraction;
+        reach.endFraction = endFraction;
         reach.startCost = startCost;
-        reach.endCost = startCost + (1.0 - startFraction) * edgeCost;
+        reach.endCost = startCost + (endFraction - startFraction) * edgeCost;
         if (reach.endCost > m_limit) {
             reach.endCost = m_limit;
-            reach.endFraction = std::min(1.0, startFraction + (m_limit - startCost) / edgeCost);
-            if (!(reach.endFraction > startFraction)) {
-                return;
-            }
+            reach.endFraction = std::min(endFraction, startFraction + (m_limit - startCost) / edgeCost);
+        }
+        if (!(reach.endFraction > startFraction)) {
+            return;
         }
         reach.geometry =
             Internal::cutLine(m_graph.edges().at(edge).geometry, startFraction, reach.endFraction);
@@ -45,7 +49,11 @@ public:
             const auto at = static_cast<std::size_t>(node);
             for (int i = rows.first[at]; i < rows.first[at + 1]; ++i) {
                 const Internal::Arc& arc = rows.arcs[static_cast<std::size_t>(i)];
-                add(arc.edge, arc.cost, 0.0, cost);
+                // What lies beyond the place where the search starts was reached from there.
+                const auto start = std::find_if(m_places.begin(), m_places.end(), [&arc](const auto& place) {
+                    return place.edge == arc.edge && place.fraction > 0.0;
+                });
+                add(arc.edge, arc.cost, 0.0, start != m_places.end() ? start->fraction : 1.0, cost);
             }
             search.spread(node);
         }
@@ -55,6 +63,7 @@ public:
 private:
     const RoutingGraph& m_graph;
     double m_limit;
+    const std::vector<EdgePlace>& m_places;
     QList<RoutingReach> m_reached;
 };
 
@@ -69,25 +78,27 @@ QList<RoutingReach> RoutingIsochrone::reach(const RoutingGraph& graph, int sourc
     const Internal::ArcRows& rows = table.outgoing(metric, defaultSpeed);
     LabelSearch<> search(table.memory(0), rows, table.numbers().count());
     search.start(table.numbers().numberOf(source), 0.0);
-    return Collector(graph, limit).spread(search, rows);
+    const std::vector<EdgePlace> none;
+    return Collector(graph, limit, none).spread(search, rows);
 }
 
 QList<RoutingReach> RoutingIsochrone::reach(const RoutingGraph& graph, const RoutingPlace& source,
                                             double limit, RoutingCostMetric metric, double defaultSpeed) {
-    const std::vector<Internal::EdgePlace> places = Internal::edgePlaces(graph, source, metric, defaultSpeed);
+    const std::vector<EdgePlace> places = Internal::edgePlaces(graph, source, metric, defaultSpeed);
     if (!(limit >= 0.0) || places.empty()) {
         return {};
     }
     SearchTable& table = SearchTable::of(graph);
     const Internal::ArcRows& rows = table.outgoing(metric, defaultSpeed);
     LabelSearch<> search(table.memory(0), rows, table.numbers().count());
-    Collector collector(graph, limit);
-    for (const Internal::EdgePlace& place : places) {
-        collector.add(place.edge, place.cost, place.fraction, 0.0);
+    Collector collector(graph, limit, places);
+    for (const EdgePlace& place : places) {
         const RoutingEdge& edge = graph.edges().at(place.edge);
         search.start(table.numbers().numberOf(edge.endNode), place.costToEnd());
         if (place.fraction <= 0.0) {
             search.start(table.numbers().numberOf(edge.startNode), 0.0);
+        } else {
+            collector.add(place.edge, place.cost, place.fraction, 1.0, 0.0);
         }
     }
     return collector.spread(search, rows);

@@ -60,11 +60,13 @@ RoutingNetworkReport::RoutingNetworkReport(const RoutingGraph& graph, double nea
     for (const int id : ids) {
         if (!m_componentOf.contains(id)) {
             const QSet<int> members = reachable(around, id);
-            for (const int member : members) {
-                m_componentOf.insert(member, static_cast<int>(m_components.size()));
-            }
             Component component;
-            component.nodes = static_cast<int>(members.size());
+            for (const int member : members) {
+                if (graph.nodes().contains(member)) { // an edge may name others
+                    m_componentOf.insert(member, static_cast<int>(m_components.size()));
+                    ++component.nodes;
+                }
+            }
             component.leastNode = id;
             m_components.append(component);
         }
@@ -107,23 +109,24 @@ RoutingNetworkReport::RoutingNetworkReport(const RoutingGraph& graph, double nea
         const int neighbour = *others.constBegin();
         NearMiss miss;
         miss.node = id;
-        const auto near = index.edgesWithin(
-            graph.findNode(id) != nullptr ? graph.findNode(id)->position : RoutingPoint(), nearMissDistance);
-        for (const RoutingPlace& place : near) {
-            const RoutingEdge& edge = graph.edges().at(place.edge);
-            const bool own = edge.startNode == id || edge.endNode == id || edge.startNode == neighbour ||
-                             edge.endNode == neighbour;
-            if (!own && place.distance < miss.place.distance) {
-                miss.place = place;
-            }
-        }
+        miss.place = index.nearestEdge(graph.nodes().value(id).position, nearMissDistance, [&](int position) {
+            const RoutingEdge& edge = graph.edges().at(position);
+            return edge.startNode != id && edge.endNode != id && edge.startNode != neighbour &&
+                   edge.endNode != neighbour;
+        });
         if (miss.place.found()) {
             m_nearMisses.append(miss);
         }
     }
 }
 
-QString RoutingNetworkReport::whyNoRoute(const RoutingGraph& graph, int from, int to) {
+QString RoutingNetworkReport::whyNoRoute(const RoutingGraph& graph, int from, int to, const QString& fromName,
+                                         const QString& toName) {
+    const auto nameOf = [](int node, const QString& name) {
+        return name.isEmpty() ? QStringLiteral("node %1").arg(node) : name;
+    };
+    const QString start = nameOf(from, fromName);
+    const QString end = nameOf(to, toName);
     for (const int node : {from, to}) {
         if (graph.findNode(node) == nullptr) {
             return QStringLiteral("Node %1 is not in the network.").arg(node);
@@ -136,20 +139,19 @@ QString RoutingNetworkReport::whyNoRoute(const RoutingGraph& graph, int from, in
     const QSet<int> around = reachable(neighbours(graph, true, true), from);
     if (!around.contains(to)) {
         const QSet<int> other = reachable(neighbours(graph, true, true), to);
-        return QStringLiteral("Nodes %1 and %2 lie in separate parts of the network, of %3 and %4 nodes.")
-            .arg(from)
-            .arg(to)
+        return QStringLiteral("Separate parts of the network: that of %1 has %2 nodes, that of %3 has %4.")
+            .arg(start)
             .arg(around.size())
+            .arg(end)
             .arg(other.size());
     }
     const QSet<int> behind = reachable(neighbours(graph, false, true), to);
     return QStringLiteral("One-way streets: of the %1 nodes of this part of the network, %2 can be reached "
-                          "from node %3, and from %4 node %5 can be reached.")
+                          "from %3, and %4 can be reached from %5.")
         .arg(around.size())
         .arg(ahead.size())
-        .arg(from)
-        .arg(behind.size())
-        .arg(to);
+        .arg(start, end)
+        .arg(behind.size());
 }
 
 } // namespace Cartolith::Core::Routing

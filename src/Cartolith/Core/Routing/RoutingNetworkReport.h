@@ -43,7 +43,9 @@ public:
     /// Why no edges lead from one node to the other, as a sentence: a node is missing, they lie in separate
     /// parts of the network, or one-way streets lead out of the one place or into the other. Empty when there
     /// is a way; whether its edges have a usable length and speed is not looked at. Linear.
-    static QString whyNoRoute(const RoutingGraph& graph, int from, int to);
+    /// The nodes are called by these names where they are given, else "node 12".
+    static QString whyNoRoute(const RoutingGraph& graph, int from, int to, const QString& fromName = {},
+                              const QString& toName = {});
 
 private:
     QList<Component> m_components;

@@ -98,8 +98,8 @@ void RoutingNodeIndex::build(const RoutingGraph& graph, double cellSize) {
     m_built = true;
 
     m_nodes.reserve(static_cast<std::size_t>(graph.nodeCount()));
-    for (const RoutingNode& node : graph.nodes()) {
-        m_nodes.push_back({node.id, node.position});
+    for (auto it = graph.nodes().cbegin(); it != graph.nodes().cend(); ++it) {
+        m_nodes.push_back({it.key(), it->position});
     }
     const auto end = std::partition(m_nodes.begin(), m_nodes.end(),
                                     [](const IndexedNode& node) { return isFinite(node.position); });

@@ -55,7 +55,9 @@ std::vector<Terminal> starts(const SearchTable& table, const std::vector<EdgePla
     std::vector<Terminal> terminals;
     for (const EdgePlace& place : places) {
         const RoutingEdge& edge = table.graph().edges().at(place.edge);
-        terminals.push_back({table.numbers().numberOf(edge.endNode), place.costToEnd(), place});
+        // From an end of the edge nothing of it is travelled.
+        terminals.push_back({table.numbers().numberOf(edge.endNode), place.costToEnd(),
+                             place.fraction < 1.0 ? place : atNode});
         if (place.fraction <= 0.0) {
             terminals.push_back({table.numbers().numberOf(edge.startNode), 0.0, atNode});
         }
@@ -67,7 +69,8 @@ std::vector<Terminal> ends(const SearchTable& table, const std::vector<EdgePlace
     std::vector<Terminal> terminals;
     for (const EdgePlace& place : places) {
         const RoutingEdge& edge = table.graph().edges().at(place.edge);
-        terminals.push_back({table.numbers().numberOf(edge.startNode), place.costFromStart(), place});
+        terminals.push_back({table.numbers().numberOf(edge.startNode), place.costFromStart(),
+                             place.fraction > 0.0 ? place : atNode});
         if (place.fraction >= 1.0) {
             terminals.push_back({table.numbers().numberOf(edge.endNode), 0.0, atNode});
         }
@@ -160,7 +163,7 @@ QList<QList<double>> RoutingSearch::costMatrix(const RoutingGraph& graph, const 
     QList<QList<double>> matrix;
     matrix.reserve(sources.size());
     for (const int source : sources) {
-        const auto result = RoutingDijkstra::run(graph, source, targets, metric, defaultSpeed);
+        const auto result = RoutingDijkstra::runToAll(graph, source, targets, metric, defaultSpeed);
         QList<double> row;
         row.reserve(targets.size());
         for (const int target : targets) {

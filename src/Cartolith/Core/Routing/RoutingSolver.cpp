@@ -21,8 +21,10 @@ using Kind = RoutingViolation::Kind;
 using Order = QList<int>;
 
 using Common::Internal::infinity;
-// A change must save more than rounding can, or two orders of equal cost would follow each other forever.
-constexpr double worthwhile = 1e-6;
+
+bool hasNaN(const RoutingTimeWindow& window) {
+    return std::isnan(window.earliest) || std::isnan(window.latest);
+}
 
 class Problem {
 public:
@@ -36,9 +38,15 @@ public:
                 throw std::invalid_argument(
                     "A stop's demand and service time must be finite and not negative.");
             }
+            if (hasNaN(stop.window)) {
+                throw std::invalid_argument("A stop's time window must not be NaN.");
+            }
             nodes.append(stop.node);
         }
         for (const RoutingVehicle& vehicle : vehicles) {
+            if (std::isnan(vehicle.capacity) || hasNaN(vehicle.shift)) {
+                throw std::invalid_argument("A vehicle's capacity and shift must not be NaN.");
+            }
             nodes.append(vehicle.depot);
         }
         m_times = RoutingSearch::costMatrix(graph, nodes, nodes, RoutingCostMetric::TravelTime, defaultSpeed);
@@ -96,9 +104,13 @@ public:
             now += stop.serviceTime;
             load += stop.demand;
         }
-        if (!order.isEmpty()) {
-            drive(depotOf(vehicle), -1);
+        if (order.isEmpty()) {
+            if (back != nullptr) {
+                *back = now;
+            }
+            return;
         }
+        drive(depotOf(vehicle), -1);
         if (!(load <= driver.capacity)) {
             violated(Kind::Capacity, -1, load - driver.capacity);
         }
@@ -136,6 +148,16 @@ public:
     }
 
 private:
+    /// What a change must save, in seconds: more than the rounding of the sums, or two orders of equal cost
+    /// would follow each other forever.
+    double worthwhile() const {
+        double all = 0.0;
+        for (qsizetype vehicle = 0; vehicle < m_orders.size(); ++vehicle) {
+            all += m_problem.drivingTime(vehicle, m_orders.at(vehicle));
+        }
+        return std::max(1e-6, 1e-9 * all);
+    }
+
     struct Spot {
         qsizetype vehicle = -1;
         qsizetype position = 0;
@@ -180,6 +202,7 @@ private:
     }
 
     bool relocateOne() {
+        const double least = worthwhile();
         for (qsizetype vehicle = 0; vehicle < m_orders.size(); ++vehicle) {
             for (qsizetype i = 0; i < m_orders.at(vehicle).size(); ++i) {
                 const Order whole = m_orders.at(vehicle);
@@ -189,7 +212,7 @@ private:
                                      m_problem.drivingTime(vehicle, m_orders.at(vehicle));
                 // Without the stop, a way may be missing that led over it.
                 const bool stays = m_problem.isFeasible(vehicle, m_orders.at(vehicle));
-                const Spot spot = stays ? bestSpot(stop, saved - worthwhile) : Spot();
+                const Spot spot = stays ? bestSpot(stop, saved - least) : Spot();
                 if (spot.vehicle >= 0) {
                     m_orders[spot.vehicle].insert(spot.position, stop);
                     return true;
@@ -201,6 +224,7 @@ private:
     }
 
     bool turnOne() {
+        const double least = worthwhile();
         for (qsizetype vehicle = 0; vehicle < m_orders.size(); ++vehicle) {
             const Order order = m_orders.at(vehicle);
             const double now = m_problem.drivingTime(vehicle, order);
@@ -208,7 +232,7 @@ private:
                 for (qsizetype j = i + 1; j < order.size(); ++j) {
                     Order turned = order;
                     std::reverse(turned.begin() + i, turned.begin() + j + 1);
-                    if (m_problem.drivingTime(vehicle, turned) < now - worthwhile &&
+                    if (m_problem.drivingTime(vehicle, turned) < now - least &&
                         m_problem.isFeasible(vehicle, turned)) {
                         m_orders[vehicle] = turned;
                         return true;
@@ -237,14 +261,14 @@ QString whyUnserved(const Problem& problem, int stop) {
             (kind == Kind::Unreachable ? reaches : kind == Kind::Capacity ? carries : keepsTime) = false;
         });
         reachable = reachable || reaches;
-        light = light || carries;
-        inTime = inTime || (reaches && keepsTime);
+        light = light || (reaches && carries);
+        inTime = inTime || (reaches && carries && keepsTime);
     }
     if (!reachable) {
         return QStringLiteral("no vehicle can get there and back");
     }
     if (!light) {
-        return QStringLiteral("it is too much for any vehicle");
+        return QStringLiteral("it is too much for any vehicle that gets there");
     }
     return inTime ? QStringLiteral("no vehicle has room or time left")
                   : QStringLiteral("no vehicle can be there in time and back before the end of its shift");
@@ -255,7 +279,8 @@ QString nameOf(const RoutingStop& stop, int position) {
                                : QStringLiteral("stop %1 (%2)").arg(position).arg(stop.name);
 }
 
-QString describe(const Problem& problem, const RoutingViolation& violation) {
+/// The orders are someone else's: a stop may just be in none of them.
+QString describe(const Problem& problem, const RoutingViolation& violation, bool ordersAreGiven) {
     const QString vehicle = QStringLiteral("Vehicle %1").arg(violation.vehicle);
     const QString stop =
         violation.stop >= 0 ? nameOf(problem.stops().at(violation.stop), violation.stop) : QString();
@@ -273,7 +298,9 @@ QString describe(const Problem& problem, const RoutingViolation& violation) {
     case Kind::Unserved:
         break;
     }
-    return QStringLiteral("Not served: %1, because %2.").arg(stop, whyUnserved(problem, violation.stop));
+    return QStringLiteral("Not served: %1, because %2.")
+        .arg(stop, ordersAreGiven ? QStringLiteral("it is in no vehicle's order")
+                                  : whyUnserved(problem, violation.stop));
 }
 
 void append(RoutingRoute& round, const RoutingRoute& part) {
@@ -283,7 +310,9 @@ void append(RoutingRoute& round, const RoutingRoute& part) {
         leg.firstPoint += shift;
         round.legs.append(leg);
     }
-    round.nodePath.append(part.nodePath.mid(round.nodePath.isEmpty() ? 0 : 1));
+    const bool shared = !round.nodePath.isEmpty() && !part.nodePath.isEmpty() &&
+                        round.nodePath.constLast() == part.nodePath.constFirst();
+    round.nodePath.append(part.nodePath.mid(shared ? 1 : 0));
     round.edgePath.append(part.edgePath);
     round.totalDistance += part.totalDistance;
     round.totalTime += part.totalTime;
@@ -294,7 +323,7 @@ void append(RoutingRoute& round, const RoutingRoute& part) {
 }
 
 RoutingPlan planOf(const RoutingGraph& graph, const Problem& problem, const QList<Order>& orders,
-                   double defaultSpeed) {
+                   double defaultSpeed, bool ordersAreGiven) {
     RoutingPlan plan;
     QList<bool> served(problem.stops().size(), false);
     for (int vehicle = 0; vehicle < problem.vehicles().size(); ++vehicle) {
@@ -331,7 +360,7 @@ RoutingPlan planOf(const RoutingGraph& graph, const Problem& problem, const QLis
         }
     }
     for (RoutingViolation& violation : plan.violations) {
-        violation.message = describe(problem, violation);
+        violation.message = describe(problem, violation, ordersAreGiven);
     }
     return plan;
 }
@@ -348,14 +377,14 @@ RoutingPlan RoutingSolver::solve(const RoutingGraph& graph, const QList<RoutingS
     step.set("stops", stops.size());
     step.set("vehicles", vehicles.size());
     const Problem problem(graph, stops, vehicles, defaultSpeed);
-    return planOf(graph, problem, Heuristic(problem).run(), defaultSpeed);
+    return planOf(graph, problem, Heuristic(problem).run(), defaultSpeed, false);
 }
 
 RoutingPlan RoutingSolver::evaluate(const RoutingGraph& graph, const QList<RoutingStop>& stops,
                                     const QList<RoutingVehicle>& vehicles, const QList<QList<int>>& orders,
                                     double defaultSpeed) {
     const Problem problem(graph, stops, vehicles, defaultSpeed);
-    return planOf(graph, problem, orders, defaultSpeed);
+    return planOf(graph, problem, orders, defaultSpeed, true);
 }
 
 } // namespace Cartolith::Core::Routing

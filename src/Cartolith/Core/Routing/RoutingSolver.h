@@ -68,7 +68,8 @@ class CARTOLITH_CORE_EXPORT RoutingSolver {
 public:
     RoutingSolver() = delete;
 
-    /// \throws std::invalid_argument "A stop's demand and service time must be finite and not negative."
+    /// \throws std::invalid_argument "A stop's demand and service time must be finite and not negative.", "A
+    /// stop's time window must not be NaN.", "A vehicle's capacity and shift must not be NaN."
     static RoutingPlan solve(const RoutingGraph& graph, const QList<RoutingStop>& stops,
                              const QList<RoutingVehicle>& vehicles, double defaultSpeed = 50.0);
 

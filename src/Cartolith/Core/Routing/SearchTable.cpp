@@ -219,8 +219,9 @@ const std::vector<RoutingPoint>& SearchTable::positions() {
     if (m_positions.empty()) {
         using Common::Internal::nan;
         m_positions.assign(static_cast<std::size_t>(m_numbers->count()), RoutingPoint(nan, nan));
-        for (const RoutingNode& node : m_graph->nodes()) {
-            m_positions[static_cast<std::size_t>(m_numbers->numberOf(node.id))] = node.position;
+        // By the key: a caller may have changed the id in the node.
+        for (auto it = m_graph->nodes().cbegin(); it != m_graph->nodes().cend(); ++it) {
+            m_positions[static_cast<std::size_t>(m_numbers->numberOf(it.key()))] = it->position;
         }
     }
     return m_positions;
