@@ -4,8 +4,11 @@
 #include <Cartolith/Core/Common/Logger.h>
 
 #include <QCommandLineParser>
+#include <QFileInfo>
 
+#include <algorithm>
 #include <cstdio>
+#include <stdexcept>
 
 using namespace Cartolith::Core::Common;
 
@@ -20,11 +23,12 @@ summary prints for each channel and event how many records, warnings and errors 
 median, 95th percentile and largest of the elapsed times and of the fields that are numbers.
 
 compare sets the events of two logs side by side: the ratio of the medians of their times, the noise in it, and whether
-the candidate is faster, slower or the same. Fewer than five times on a side say nothing.
+the candidate is faster, slower or the same. Fewer than seven times on a side say nothing.
 
   -o, --output OUT          write the table to a file too, tab-separated for a name ending in .tsv, else aligned
 
-Exit code: summary 0; compare 0 when nothing is slower, 1 when something is slower or missing in the candidate.
+Exit code: 0; compare 1 when something is slower or is not timed in the candidate any more; 2 when a file cannot be
+read, is no log, or an output cannot be written.
 
 Example
   cartolith-map --log run.tsv render data/world-countries.gpkg -o world.png
@@ -36,18 +40,42 @@ void print(const QList<QStringList>& table) {
     std::fputs(Logger::alignedText(table).constData(), stdout);
 }
 
-int summarize(const QStringList& files, const QString& output) {
-    if (files.size() != 1) {
-        throw UsageError(QStringLiteral("log summary wants one FILE"));
+/// A summary of something that is no log would say that all is well.
+LogSummary summaryOf(const QString& file) {
+    LogSummary summary = Logger::summarizeLogFile(file);
+    if (summary.records() == 0) {
+        throw std::runtime_error(
+            QStringLiteral("there is no record of a log in '%1'").arg(file).toStdString());
     }
-    const LogSummary summary = Logger::summarizeLogFile(files[0]);
-    print(summary.table());
-    std::printf("%lld records, %lld lines that are no records\n", static_cast<long long>(summary.records()),
-                static_cast<long long>(summary.badLines()));
+    return summary;
+}
+
+/// The log is what was measured: it is not to be replaced by what is said about it.
+void requireOther(const QString& output, const QStringList& files) {
+    for (const QString& file : files) {
+        if (!output.isEmpty() && QFileInfo(output) == QFileInfo(file)) {
+            throw UsageError(QStringLiteral("'%1' is read, so it cannot be written").arg(output));
+        }
+    }
+}
+
+void printCounts(const LogSummary& summary, const QString& of) {
+    std::printf("%s%lld records, %lld lines that are no records\n", qPrintable(of),
+                static_cast<long long>(summary.records()), static_cast<long long>(summary.badLines()));
     if (summary.dropped() > 0) {
         std::printf("%lld values not counted: too many different events or fields\n",
                     static_cast<long long>(summary.dropped()));
     }
+}
+
+int summarize(const QStringList& files, const QString& output) {
+    if (files.size() != 1) {
+        throw UsageError(QStringLiteral("log summary wants one FILE"));
+    }
+    requireOther(output, files);
+    const LogSummary summary = Logger::summarizeLogFile(files[0]);
+    print(summary.table());
+    printCounts(summary, {});
     if (!output.isEmpty()) {
         Logger::writeLogSummary(summary, output);
     }
@@ -58,15 +86,24 @@ int compare(const QStringList& files, const QString& output) {
     if (files.size() != 2) {
         throw UsageError(QStringLiteral("log compare wants two files, BASELINE and CANDIDATE"));
     }
-    const LogComparison comparison(Logger::summarizeLogFile(files[0]), Logger::summarizeLogFile(files[1]));
+    requireOther(output, files);
+    const LogSummary baseline = summaryOf(files[0]);
+    const LogSummary candidate = summaryOf(files[1]);
+    const LogComparison comparison(baseline, candidate);
     print(comparison.table());
+    printCounts(baseline, QStringLiteral("baseline: "));
+    printCounts(candidate, QStringLiteral("candidate: "));
     if (!output.isEmpty()) {
         Logger::writeLogComparison(comparison, output);
     }
-    const int worse = comparison.count(LogComparison::Verdict::Slower) +
-                      comparison.count(LogComparison::Verdict::MissingCandidate);
-    std::printf("%d of %lld events slower or missing\n", worse,
-                static_cast<long long>(comparison.rows().size()));
+    using Verdict = LogComparison::Verdict;
+    const auto& rows = comparison.rows();
+    const auto worse = std::count_if(rows.begin(), rows.end(), [](const LogComparison::Row& row) {
+        return row.verdict == Verdict::Slower ||
+               (row.verdict == Verdict::MissingCandidate && row.baselineCount > 0);
+    });
+    std::printf("%lld of %lld events slower or missing\n", static_cast<long long>(worse),
+                static_cast<long long>(rows.size()));
     return worse > 0 ? 1 : 0;
 }
 
@@ -84,11 +121,19 @@ int Commands::log(const QStringList& arguments) {
     }
     const QString action = parser.positionalArguments().value(0);
     const QStringList files = parser.positionalArguments().mid(1);
-    if (action == QLatin1String("summary")) {
-        return summarize(files, parser.value("output"));
-    }
-    if (action == QLatin1String("compare")) {
-        return compare(files, parser.value("output"));
+    // 1 says that something is slower, so nothing else may.
+    try {
+        if (action == QLatin1String("summary")) {
+            return summarize(files, parser.value("output"));
+        }
+        if (action == QLatin1String("compare")) {
+            return compare(files, parser.value("output"));
+        }
+    } catch (const UsageError&) {
+        throw;
+    } catch (const std::runtime_error& error) {
+        std::fprintf(stderr, "cartolith-map: %s\n", error.what());
+        return 2;
     }
     throw UsageError(QStringLiteral("log wants summary or compare, not '%1'").arg(action));
 }

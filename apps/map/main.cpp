@@ -6,10 +6,13 @@
 #include <Cartolith/Core/Common/Logger.h>
 #include <Cartolith/Core/Version.h>
 
+#include <QFile>
+#include <QFileInfo>
 #include <QGuiApplication>
 
 #include <cstdio>
 #include <exception>
+#include <stdexcept>
 
 using namespace Cartolith::Core;
 
@@ -53,16 +56,29 @@ constexpr Command commands[] = {
 
 /// Takes --log FILE, which stands before the command, out of the arguments.
 void turnLogOn(QStringList& arguments) {
-    if (arguments.value(1) != QLatin1String("--log")) {
+    const QString option = arguments.value(1);
+    const QString joined = QStringLiteral("--log=");
+    if (option != QLatin1String("--log") && !option.startsWith(joined)) {
         return;
     }
-    const QString path = arguments.value(2);
+    const bool isJoined = option.startsWith(joined);
+    const QString path = isJoined ? option.mid(joined.size()) : arguments.value(2);
     if (path.isEmpty()) {
         throw UsageError(QStringLiteral("--log wants a FILE"));
     }
+    // The log itself loses in silence what it cannot write.
+    const bool isNew = !QFileInfo::exists(path);
+    QFile file(path);
+    if (!file.open(QIODevice::WriteOnly | QIODevice::Append)) {
+        throw std::runtime_error(
+            QStringLiteral("cannot write the log '%1': %2").arg(path, file.errorString()).toStdString());
+    }
+    if (isNew) {
+        file.remove(); // made with its header by the first record
+    }
     Common::Logger::setLogPath(path);
     Common::Logger::setMode(Common::LoggingMode::Verbose);
-    arguments.remove(1, 2);
+    arguments.remove(1, isJoined ? 1 : 2);
 }
 
 int run(QStringList arguments) {
@@ -112,7 +128,11 @@ int main(int argc, char** argv) {
     int none = qMin(argc, 1); // Qt has options of its own, --style among them
     const QGuiApplication application(none, argv);
     try {
-        return run(arguments);
+        const int code = run(arguments);
+        if (std::fflush(stdout) != 0 || std::ferror(stdout) != 0) {
+            throw std::runtime_error("the output could not be written");
+        }
+        return code;
     } catch (const UsageError& error) {
         std::fprintf(stderr, "cartolith-map: %s\nTry: cartolith-map --help\n", error.what());
         return usageError;

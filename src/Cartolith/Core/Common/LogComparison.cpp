@@ -10,24 +10,18 @@ namespace Cartolith::Core::Common {
 namespace {
 
 using Common::Internal::nan;
-constexpr qint64 fewest = 5;
+// Of two times seven numbers drawn alike, all of one side are above all of the other once in 3,432.
+constexpr qint64 fewest = 7;
 constexpr double smallestDifference = 0.05;
+constexpr double halfUnit = 0.5; ///< times are whole milliseconds
 
-/// Of the median, relative to it: the standard error for a normal distribution whose standard deviation is
-/// read from the median deviation.
-double relativeError(const LogSeries& series) {
-    const auto sampled =
-        static_cast<double>(std::min<qint64>(series.count(), static_cast<qint64>(LogSeries::sampleSize)));
-    return 1.2533 * 1.4826 * series.medianDeviation() / std::sqrt(sampled) / series.median();
-}
-
-LogComparison::Verdict verdictOf(double ratio, double noise) {
-    const double band = 1.0 + std::max(noise, smallestDifference);
-    if (ratio > band) {
-        return LogComparison::Verdict::Slower;
-    }
-    return ratio < 1.0 / band ? LogComparison::Verdict::Faster : LogComparison::Verdict::Same;
-}
+/// What the median may be.
+struct Range {
+    explicit Range(const LogSeries& series)
+        : low(series.medianInterval().first - halfUnit), high(series.medianInterval().second + halfUnit) {}
+    double low;
+    double high;
+};
 
 LogComparison::Row compare(const LogSummary::Key& key, const LogSeries& baseline,
                            const LogSeries& candidate) {
@@ -48,18 +42,17 @@ LogComparison::Row compare(const LogSummary::Key& key, const LogSeries& baseline
         row.verdict = Verdict::TooFew;
         return row;
     }
-    constexpr double halfUnit = 0.5;
-    if (std::fabs(row.candidateMedian - row.baselineMedian) <= 2.0 * halfUnit) {
-        row.noise = row.baselineMedian > 0.0 ? 2.0 * halfUnit / row.baselineMedian : nan;
-        return row; // also 0 against 0 or 1: times are whole milliseconds
+    const bool isMore = row.candidateMedian >= row.baselineMedian;
+    const Range lower(isMore ? baseline : candidate);
+    const Range upper(isMore ? candidate : baseline);
+    const double least = std::min(row.baselineMedian, row.candidateMedian);
+    const double most = std::max(row.baselineMedian, row.candidateMedian);
+    if (least > 0.0 && upper.low > 0.0) {
+        row.noise = lower.high / least * (most / upper.low) - 1.0;
     }
-    if (row.baselineMedian == 0.0 || row.candidateMedian == 0.0) {
-        row.verdict = row.baselineMedian == 0.0 ? Verdict::Slower : Verdict::Faster;
-        return row;
+    if (upper.low > lower.high && most > (1.0 + smallestDifference) * least) {
+        row.verdict = isMore ? Verdict::Slower : Verdict::Faster;
     }
-    row.noise = 3.0 * std::hypot(relativeError(baseline), relativeError(candidate)) +
-                halfUnit / row.baselineMedian + halfUnit / row.candidateMedian;
-    row.verdict = verdictOf(row.ratio, row.noise);
     return row;
 }
 
@@ -73,14 +66,19 @@ LogComparison::LogComparison(const LogSummary& baseline, const LogSummary& candi
     std::set<LogSummary::Key> keys;
     for (const LogSummary* side : {&baseline, &candidate}) {
         for (auto it = side->events().constBegin(); it != side->events().constEnd(); ++it) {
-            if (it->elapsed.count() > 0) {
+            const LogSummary& other = side == &baseline ? candidate : baseline;
+            if (it->elapsed.count() > 0 || !other.events().contains(it.key())) {
                 keys.insert(it.key());
             }
         }
     }
     for (const LogSummary::Key& key : keys) {
-        m_rows.append(
-            compare(key, baseline.events().value(key).elapsed, candidate.events().value(key).elapsed));
+        Row row = compare(key, baseline.events().value(key).elapsed, candidate.events().value(key).elapsed);
+        if (row.baselineCount + row.candidateCount == 0) { // never timed, and on one side only
+            row.verdict =
+                baseline.events().contains(key) ? Verdict::MissingCandidate : Verdict::MissingBaseline;
+        }
+        m_rows.append(row);
     }
 }
 

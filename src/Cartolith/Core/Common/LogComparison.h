@@ -11,19 +11,19 @@ namespace Cartolith::Core::Common {
 /// Two logs of the same work, a baseline and a candidate, compared event by event by the medians of their
 /// elapsed times.
 ///
-/// Whether a difference is one is read from the data: `noise` is three standard errors of the ratio, each
-/// median's taken as 1.2533 x 1.4826 x its median absolute deviation / sqrt(n), plus half a millisecond a
-/// side for times being whole milliseconds. A ratio within 1 / (1 + noise) and 1 + noise is no difference,
-/// nor is one of less than 5 %.
+/// Whether a difference is one is read from the data: where the true medians lie is told by ranks, whatever
+/// the distributions (LogSeries::medianInterval(), half a millisecond wider for times being whole ones), and
+/// only medians whose ranges do not meet differ. `noise` is by how much the ratio, or its inverse when that
+/// is above 1, has to exceed 1 for that. A difference of less than 5 % is none either.
 class CARTOLITH_CORE_EXPORT LogComparison {
 public:
     enum class Verdict {
         Same,
         Faster,
         Slower,
-        TooFew,           ///< fewer than five times on a side: nothing can be said
-        MissingBaseline,  ///< timed in the candidate only
-        MissingCandidate, ///< timed in the baseline only
+        TooFew,           ///< fewer than seven times on a side: nothing can be said
+        MissingBaseline,  ///< in the candidate only, or timed there only
+        MissingCandidate, ///< in the baseline only, or timed there only
     };
 
     struct Row {
@@ -39,7 +39,7 @@ public:
 
     LogComparison(const LogSummary& baseline, const LogSummary& candidate);
 
-    /// Events that have times on either side, sorted by channel, then event.
+    /// Events that have times on either side or are on one side only, sorted by channel, then event.
     const QList<Row>& rows() const noexcept { return m_rows; }
     int count(Verdict verdict) const;
 

@@ -82,14 +82,17 @@ double LogSeries::quantile(double share) const {
     return quantileOf(m_sample, share);
 }
 
-double LogSeries::medianDeviation() const {
-    const double middle = median();
-    std::vector<double> distances;
-    distances.reserve(m_sample.size());
-    for (const double value : m_sample) {
-        distances.push_back(std::fabs(value - middle));
+std::pair<double, double> LogSeries::medianInterval() const {
+    if (m_sample.empty()) {
+        return {nan, nan};
     }
-    return quantileOf(std::move(distances), 0.5);
+    // How many lie below the true median is binomial; 2.576 of its deviations leave half a percent outside.
+    const auto count = static_cast<double>(m_sample.size());
+    const double rank = std::max(1.0, std::floor((count - 2.576 * std::sqrt(count)) / 2.0));
+    std::vector<double> sorted = m_sample;
+    std::sort(sorted.begin(), sorted.end());
+    const auto below = static_cast<std::size_t>(rank) - 1;
+    return {sorted[below], sorted[sorted.size() - 1 - below]};
 }
 
 LogSummary LogSummary::read(QIODevice& device) {
@@ -112,7 +115,8 @@ bool LogSummary::take(QStringView line) {
     }
     const QList<QStringView> cells = line.split(u'\t');
     constexpr int columns = 9;
-    if (cells.size() != columns || cells[4].isEmpty()) {
+    if (cells.size() != columns || cells[4].isEmpty() || cells[4].size() > longestName ||
+        cells[5].size() > longestName) {
         return false;
     }
     static const QStringList levels{"trace", "debug", "info", "warning", "error"};
@@ -142,7 +146,7 @@ bool LogSummary::take(QStringView line) {
     for (const QStringView field : cells[8].split(u';')) {
         const qsizetype equals = field.indexOf(u'=');
         const double value = equals > 0 ? field.sliced(equals + 1).toDouble(&isNumber) : nan;
-        if (equals <= 0 || !isNumber || !std::isfinite(value)) {
+        if (equals <= 0 || equals > longestName || !isNumber || !std::isfinite(value)) {
             continue;
         }
         const QString name = field.first(equals).toString();

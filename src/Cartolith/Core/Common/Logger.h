@@ -24,7 +24,8 @@ enum class LoggingMode : int {
 /// Nothing here throws except what reads and writes reports, and a record that cannot be written is lost
 /// without a word; a gap in the column `sequence` shows that. Everything may be called from any thread: one
 /// mutex guards the settings and is held while a record is appended. Each record is a single write at the end
-/// of the file, which is opened for it and closed after it, so a line is never torn by another process.
+/// of the file, which is opened for it and closed after it, so a line is never torn by another process; on a
+/// full disk a part that got in is taken out again, unless another process writes in that very moment.
 class CARTOLITH_CORE_EXPORT Logger {
 public:
     Logger() = delete;
