@@ -18,6 +18,7 @@
 #include <QCommandLineParser>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdio>
 #include <memory>
@@ -141,7 +142,11 @@ Projection::Result inMetres(const GisLayerVector& source, const QString& crs) {
     if (system == nullptr) {
         throw std::runtime_error("the file does not say its coordinate system, so lengths are unknown");
     }
-    if (source.extent().isEmpty()) {
+    const auto& shapes = source.items();
+    const bool hasLines = std::any_of(shapes.begin(), shapes.end(), [](const auto& shape) {
+        return dynamic_cast<const Shapes::GisShapePolyline*>(shape.get()) != nullptr;
+    });
+    if (!hasLines || source.extent().isEmpty()) {
         throw std::runtime_error("there are no streets (lines) to find a route in");
     }
     const GisShapePoint lonLat = Projection::toLonLat(source.extent().center(), *system);
