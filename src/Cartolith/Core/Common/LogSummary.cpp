@@ -4,7 +4,14 @@
 #include <QIODevice>
 
 #include <algorithm>
+#include <array>
+#include <charconv>
 #include <cmath>
+#include <functional>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <unordered_map>
 
 namespace Cartolith::Core::Common {
 
@@ -95,73 +102,160 @@ std::pair<double, double> LogSeries::medianInterval() const {
     return {sorted[below], sorted[sorted.size() - 1 - below]};
 }
 
+namespace {
+
+std::string_view trimmed(std::string_view text) {
+    const std::size_t first = text.find_first_not_of(" \r");
+    return first == std::string_view::npos ? std::string_view()
+                                           : text.substr(first, text.find_last_not_of(" \r") - first + 1);
+}
+
+/// Nothing when the text, blanks at its ends aside, is no number.
+template <typename Number>
+std::optional<Number> numberIn(std::string_view text) {
+    text = trimmed(text);
+    if (text.size() > 1 && text[0] == '+' && text[1] != '-') {
+        text.remove_prefix(1);
+    }
+    Number value{};
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+    return error == std::errc() && end == text.data() + text.size() && !text.empty() ? std::optional(value)
+                                                                                     : std::nullopt;
+}
+
+struct Hash {
+    using is_transparent = void;
+    std::size_t operator()(std::string_view text) const noexcept {
+        return std::hash<std::string_view>()(text);
+    }
+};
+template <typename Value>
+using Table = std::unordered_map<std::string, Value, Hash, std::equal_to<>>;
+
+QString textOf(std::string_view bytes) {
+    return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
+}
+
+} // namespace
+
+/// Finds the events and series of a summary by the bytes that stand in the log.
+class LogSummary::Reader {
+public:
+    explicit Reader(LogSummary& summary) : m_summary(summary) {}
+
+    /// False for a line that is no record.
+    bool take(std::string_view line) {
+        if (trimmed(line).empty() || line.starts_with("timestamp\tsequence\t")) {
+            return true;
+        }
+        constexpr std::size_t columns = 9;
+        std::array<std::string_view, columns> cells;
+        std::size_t count = 0;
+        for (std::size_t start = 0; start <= line.size(); ++count) {
+            if (count == columns) {
+                return false;
+            }
+            const std::size_t end = std::min(line.find('\t', start), line.size());
+            cells[count] = line.substr(start, end - start);
+            start = end + 1;
+        }
+        constexpr std::array<std::string_view, 5> levels{"trace", "debug", "info", "warning", "error"};
+        const std::string_view level = cells[2];
+        const auto elapsed = numberIn<qint64>(cells[7]);
+        if (count != columns || cells[4].empty() || cells[4].size() > longestName ||
+            cells[5].size() > longestName || !elapsed ||
+            std::find(levels.begin(), levels.end(), level) == levels.end()) {
+            return false;
+        }
+        ++m_summary.m_records;
+        Known* const known = eventOf(cells[4], cells[5]);
+        if (known == nullptr) {
+            ++m_summary.m_dropped;
+            return true;
+        }
+        Event& event = *known->event;
+        ++event.records;
+        event.warnings += level == "warning" ? 1 : 0;
+        event.errors += level == "error" ? 1 : 0;
+        if (*elapsed >= 0) {
+            event.elapsed.add(static_cast<double>(*elapsed));
+        }
+        takeFields(*known, cells[8]);
+        return true;
+    }
+
+private:
+    struct Known {
+        Event* event = nullptr;
+        Table<LogSeries*> series;
+    };
+
+    /// Null when there are too many already.
+    Known* eventOf(std::string_view channel, std::string_view name) {
+        // They stand side by side in the line, with a tab between.
+        const std::string_view both(channel.data(), channel.size() + 1 + name.size());
+        if (const auto found = m_events.find(both); found != m_events.end()) {
+            return &found->second;
+        }
+        const Key key(textOf(channel), textOf(name));
+        // Bytes that are no UTF-8 may spell one name in many ways.
+        if ((!m_summary.m_events.contains(key) && m_summary.m_events.size() >= mostEvents) ||
+            m_events.size() >= 2 * mostEvents) {
+            return nullptr;
+        }
+        Known& known = m_events[std::string(both)];
+        known.event = &m_summary.m_events[key];
+        return &known;
+    }
+
+    void takeFields(Known& known, std::string_view fields) {
+        while (!fields.empty()) {
+            const std::size_t end = std::min(fields.find(';'), fields.size());
+            const std::string_view field = fields.substr(0, end);
+            fields.remove_prefix(std::min(end + 1, fields.size()));
+            const std::size_t equals = field.find('=');
+            if (equals == 0 || equals == std::string_view::npos || equals > longestName) {
+                continue;
+            }
+            const auto value = numberIn<double>(field.substr(equals + 1));
+            if (!value || !std::isfinite(*value)) {
+                continue;
+            }
+            const std::string_view name = field.substr(0, equals);
+            auto series = known.series.find(name);
+            if (series == known.series.end()) {
+                QMap<QString, LogSeries>& numbers = known.event->numbers;
+                const QString text = textOf(name);
+                if (m_series >= mostSeries) {
+                    ++m_summary.m_dropped;
+                    continue;
+                }
+                ++m_series;
+                series = known.series.emplace(std::string(name), &numbers[text]).first;
+            }
+            series->second->add(*value);
+        }
+    }
+
+    LogSummary& m_summary;
+    Table<Known> m_events;
+    int m_series = 0;
+};
+
 LogSummary LogSummary::read(QIODevice& device) {
     LogSummary summary;
+    Reader reader(summary);
+    std::vector<char> line(longestLine);
     bool cut = false; // in the rest of a line that is too long
-    for (QByteArray line = device.readLine(longestLine); !line.isEmpty();
-         line = device.readLine(longestLine)) {
-        const bool ends = line.endsWith('\n');
-        if (!cut && !(ends && summary.take(QString::fromUtf8(line.chopped(1))))) {
+    for (qint64 size = device.readLine(line.data(), longestLine); size > 0;
+         size = device.readLine(line.data(), longestLine)) {
+        const bool ends = line[static_cast<std::size_t>(size) - 1] == '\n';
+        if (!cut && !(ends && reader.take({line.data(), static_cast<std::size_t>(size) - 1}))) {
             ++summary.m_badLines;
         }
         cut = !ends;
     }
     return summary;
-}
-
-bool LogSummary::take(QStringView line) {
-    if (line.trimmed().isEmpty() || line.startsWith(u"timestamp\tsequence\t")) {
-        return true;
-    }
-    const QList<QStringView> cells = line.split(u'\t');
-    constexpr int columns = 9;
-    if (cells.size() != columns || cells[4].isEmpty() || cells[4].size() > longestName ||
-        cells[5].size() > longestName) {
-        return false;
-    }
-    static const QStringList levels{"trace", "debug", "info", "warning", "error"};
-    const QStringView level = cells[2];
-    bool isNumber = false;
-    const qint64 elapsed = cells[7].toLongLong(&isNumber);
-    if (!isNumber || std::find(levels.begin(), levels.end(), level) == levels.end()) {
-        return false;
-    }
-    ++m_records;
-    const Key key(cells[4].toString(), cells[5].toString());
-    auto found = m_events.find(key);
-    if (found == m_events.end()) {
-        if (m_events.size() >= mostEvents) {
-            ++m_dropped;
-            return true;
-        }
-        found = m_events.insert(key, {});
-    }
-    Event& event = *found;
-    ++event.records;
-    event.warnings += level == u"warning" ? 1 : 0;
-    event.errors += level == u"error" ? 1 : 0;
-    if (elapsed >= 0) {
-        event.elapsed.add(static_cast<double>(elapsed));
-    }
-    for (const QStringView field : cells[8].split(u';')) {
-        const qsizetype equals = field.indexOf(u'=');
-        const double value = equals > 0 ? field.sliced(equals + 1).toDouble(&isNumber) : nan;
-        if (equals <= 0 || equals > longestName || !isNumber || !std::isfinite(value)) {
-            continue;
-        }
-        const QString name = field.first(equals).toString();
-        auto series = event.numbers.find(name);
-        if (series == event.numbers.end()) {
-            if (m_series >= mostSeries) {
-                ++m_dropped;
-                continue;
-            }
-            ++m_series;
-            series = event.numbers.insert(name, {});
-        }
-        series->add(value);
-    }
-    return true;
 }
 
 QList<QStringList> LogSummary::table() const {

@@ -7,7 +7,6 @@
 #include <QMap>
 #include <QString>
 #include <QStringList>
-#include <QStringView>
 
 #include <cstddef>
 #include <utility>
@@ -68,8 +67,8 @@ public:
     /// rest in `dropped`.
     static constexpr int mostEvents = 4096;
     static constexpr int mostSeries = 4096;
-    /// Channels, events and keys of fields are no longer than this.
-    static constexpr qsizetype longestName = 256;
+    /// Channels, events and keys of fields are no longer than this, in bytes.
+    static constexpr std::size_t longestName = 256;
 
     /// Reads to the end of the device, line by line. Memory does not grow with the length of the log, nor
     /// with that of a line: some megabytes, and 280 MB for a log made to fill every series there can be.
@@ -90,10 +89,9 @@ public:
     QList<QStringList> table() const;
 
 private:
-    bool take(QStringView line);
+    class Reader;
 
     QMap<Key, Event> m_events;
-    int m_series = 0;
     qint64 m_records = 0;
     qint64 m_badLines = 0;
     qint64 m_dropped = 0;
