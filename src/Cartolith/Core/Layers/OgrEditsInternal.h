@@ -29,7 +29,7 @@ struct OgrEditTarget {
     QString path;
     QString layerName;
     QString driverName;
-    SourceState state;                               ///< in which it was read
+    SourceState* state; ///< in which it was read; saving puts in the one in which it leaves the source
     QList<Defs::GisAttributeDefinition> definitions; ///< the layer's fields
     std::function<bool(double fraction)> progress;   ///< may be empty; false cancels
 };

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/DbfColumnsInternal.h>
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
@@ -5,6 +6,10 @@
 #include <Cartolith/Core/Layers/OgrTargetInternal.h>
 
 #include <QFile>
+#include <QFileInfo>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <stdexcept>
@@ -13,6 +18,20 @@
 namespace Cartolith::Core::Layers::Internal {
 
 namespace {
+
+/// Whether a GeoJSON file names its layer. GDAL takes the name out, and gives others that of the file.
+bool saysItsName(OGRLayer& layer, const QString& path) {
+    const QString name = QString::fromUtf8(layer.GetName());
+    if (name != QFileInfo(path).completeBaseName()) {
+        return true;
+    }
+    constexpr qint64 enough = 65536;
+    QFile file(path);
+    const QString text = file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(enough)) : QString();
+    const QRegularExpression member(
+        QStringLiteral("\"name\"\\s*:\\s*\"%1\"").arg(QRegularExpression::escape(name)));
+    return text.left(text.indexOf(QLatin1String("\"features\""))).contains(member);
+}
 
 /// What the layer has beside features and fields.
 QStringList optionsOf(OGRLayer& layer, const OgrEditTarget& target) {
@@ -28,17 +47,67 @@ QStringList optionsOf(OGRLayer& layer, const OgrEditTarget& target) {
             file.open(QIODevice::ReadOnly) && file.getChar(&first) && first == recordSeparator;
         return {QStringLiteral("RS=") + (separates ? QStringLiteral("YES") : QStringLiteral("NO"))};
     }
+    const QString naming = QStringLiteral("WRITE_NAME=") +
+                           (saysItsName(layer, target.path) ? QLatin1String("YES") : QLatin1String("NO"));
     const char* const native = layer.GetMetadataItem("NATIVE_DATA", "NATIVE_DATA");
     if (native == nullptr) {
-        return {};
+        return {naming};
     }
     return {QStringLiteral("NATIVE_DATA=") + QString::fromUtf8(native),
             QStringLiteral("NATIVE_MEDIA_TYPE=") +
-                QString::fromUtf8(layer.GetMetadataItem("NATIVE_MEDIA_TYPE", "NATIVE_DATA"))};
+                QString::fromUtf8(layer.GetMetadataItem("NATIVE_MEDIA_TYPE", "NATIVE_DATA")),
+            naming};
+}
+
+/// GDAL gives GeoJSON without a coordinate system one by the kind of its coordinates.
+bool saysItsSystem(OGRLayer& layer, const OgrEditTarget& target) {
+    return target.driverName != QLatin1String("GeoJSON") ||
+           QJsonDocument::fromJson(layer.GetMetadataItem("NATIVE_DATA", "NATIVE_DATA"))
+               .object()
+               .contains(QLatin1String("crs"));
+}
+
+/// A GeoJSON file that GDAL wrote, a feature on each line, with other texts in the place of some.
+QByteArray withTexts(QByteArrayView written, const std::vector<QByteArray>& texts) {
+    constexpr QByteArrayView beginning = "\n\"features\": [\n";
+    const qsizetype start = written.indexOf(beginning) + beginning.size();
+    QByteArray all = written.first(start).toByteArray();
+    qsizetype at = start;
+    for (std::size_t i = 0; i < texts.size(); ++i) {
+        const qsizetype end = written.indexOf('\n', at);
+        const QByteArrayView line = written.sliced(at, end - at);
+        if (texts[i].isEmpty()) {
+            all += line;
+        } else {
+            all += texts[i];
+            all += line.endsWith(',') ? "," : "";
+        }
+        all += '\n';
+        at = end + 1;
+    }
+    all += written.sliced(at);
+    return all;
+}
+
+/// Whether a field of one type holds every value of the other.
+bool isWider(QMetaType::Type type, QMetaType::Type other) {
+    const auto rank = [](QMetaType::Type of) {
+        switch (of) {
+        case QMetaType::Int:
+            return 1;
+        case QMetaType::LongLong:
+            return 2;
+        case QMetaType::Double:
+            return 3;
+        default:
+            return 0;
+        }
+    };
+    return type == QMetaType::QString || (rank(other) > 0 && rank(type) > rank(other));
 }
 
 /// Those of the source. Where a file has no schema, GDAL makes one up from the features that happen to be
-/// there; what the layer declares goes before that.
+/// there; what the layer declares goes before that, unless values that are there would not fit.
 void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& written) {
     QList<Defs::GisAttributeDefinition> declared;
     if (target.driverName.startsWith(QLatin1String("GeoJSON"))) {
@@ -47,7 +116,7 @@ void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& wri
     const QList<Defs::GisAttributeDefinition> found = attributeDefinitions(from);
     for (int i = 0; i < found.size(); ++i) {
         const auto better = std::find_if(declared.begin(), declared.end(), [&](const auto& definition) {
-            return definition.name() == found[i].name() && definition.type() != found[i].type();
+            return definition.name() == found[i].name() && isWider(definition.type(), found[i].type());
         });
         if (better != declared.end()) {
             written.addField(*fieldOf(*better, written.driver()));
@@ -94,8 +163,9 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     OgrSource source(target.path, {QStringLiteral("NATIVE_DATA=YES")});
     OGRLayer& from = source.layer(target.layerName);
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
-    OGRLayer& to = written.createLayer(target.layerName, from.GetSpatialRef(), from.GetGeomType(),
-                                       optionsOf(from, target));
+    OGRLayer& to =
+        written.createLayer(target.layerName, saysItsSystem(from, target) ? from.GetSpatialRef() : nullptr,
+                            from.GetGeomType(), optionsOf(from, target));
     addFields(target, *from.GetLayerDefn(), written);
     const auto prepared = [&](const QString& what, const auto& prepare) {
         try {
@@ -105,8 +175,18 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         }
     };
 
+    const bool isShapefile = target.driverName == QLatin1String("ESRI Shapefile");
+    QByteArray types;
+    if (isShapefile) {
+        prepared(QStringLiteral("its table"), [&] { types = DbfColumns::typesBeside(target.path); });
+    }
+    // What GDAL finds in a file without a schema is no limit to what it may hold.
+    const OGRwkbGeometryType type =
+        target.driverName.startsWith(QLatin1String("GeoJSON")) ? wkbUnknown : from.GetGeomType();
     const OgrManner manner = OgrManner::of(target.driverName);
     bool differs = !edits.deleted.isEmpty() || !edits.added.isEmpty();
+    const bool isText = target.driverName == QLatin1String("GeoJSON");
+    std::vector<QByteArray> texts; // of features that stay as they are
     QList<qint64> before;
     qsizetype met = 0;
     const auto total = static_cast<double>(from.GetFeatureCount());
@@ -123,8 +203,13 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         const QString what = QStringLiteral("feature %1").arg(feature->GetFID());
         OGRFeature out(to.GetLayerDefn());
         copy(*feature, out);
+        bool isEdited = false;
         if (const auto shapes = edits.updated.constFind(number); shapes != edits.updated.constEnd()) {
-            prepared(what, [&] { differs = update(out, from.GetGeomType(), *shapes, manner) || differs; });
+            prepared(what, [&] { isEdited = update(out, type, *shapes, manner); });
+        }
+        differs = differs || isEdited;
+        if (isText) {
+            texts.emplace_back(isEdited ? "" : feature->GetNativeData());
         }
         written.add(out, what);
         before.append(number);
@@ -135,10 +220,20 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     for (const Shapes::GisShape* shape : edits.added) {
         const QString what = QStringLiteral("shape %1").arg(shape->id());
         OGRFeature out(to.GetLayerDefn());
-        prepared(what, [&] { fill(out, from.GetGeomType(), *shape, manner); });
+        prepared(what, [&] { fill(out, type, *shape, manner); });
         written.add(out, what);
     }
     written.close();
+    if (isText) {
+        const auto [bytes, size] = written.written(QFileInfo(written.writtenPath()).suffix());
+        written.rewrite(withTexts({bytes, size}, texts));
+    }
+    if (isShapefile) {
+        const auto [table, size] = written.written(QStringLiteral("dbf"));
+        prepared(QStringLiteral("its table"), [&] { DbfColumns::setTypes(table, size, types); });
+        // What is in them holds as before, and GDAL would write what it makes of them.
+        written.keep({QStringLiteral("prj"), QStringLiteral("cpg"), QStringLiteral("qpj")});
+    }
 
     // Read again, the new files tell the ids that GDAL gives, and that nothing got lost.
     const QList<qint64> after = idsIn(written.writtenPath());
@@ -148,7 +243,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
                          .arg(after.size()));
     }
     requireUnchanged(target);
-    written.publish();
+    *target.state = written.publish();
 
     OgrSavedIds ids;
     ids.isRenumbered = true;

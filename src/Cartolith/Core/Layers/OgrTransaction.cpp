@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
+#include <Cartolith/Core/Layers/OgrFormatInternal.h>
 
 #include <stdexcept>
 
@@ -35,9 +36,31 @@ public:
         if (m_isOpen) {
             m_dataset->RollbackTransaction();
         }
+        m_dataset.reset();
+        if (m_isAlone) { // a large transaction reaches the file before its end; rolled back, it is as it was
+            *m_target.state = SourceState(m_target.path);
+        }
     }
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
+
+    /// Keeps everybody else from writing, after which nobody must have written.
+    void begin() {
+        if (OgrFormat::forDriver(m_target.driverName) != nullptr) {
+            m_errors.reset();
+            const QString table = m_target.layerName;
+            const QByteArray nothing =
+                QStringLiteral("DELETE FROM \"%1\" WHERE 0")
+                    .arg(QString(table).replace(QLatin1Char('"'), QLatin1String("\"\"")))
+                    .toUtf8();
+            m_dataset->ReleaseResultSet(m_dataset->ExecuteSQL(nothing.constData(), nullptr, nullptr));
+            if (!m_errors.message().isEmpty()) {
+                fail(QStringLiteral("it cannot be written to"));
+            }
+        }
+        requireUnchanged(m_target);
+        m_isAlone = true;
+    }
 
     void remove(qint64 id) {
         m_errors.reset();
@@ -104,6 +127,7 @@ private:
     Common::Internal::DatasetPtr m_dataset;
     OGRLayer* m_layer = nullptr;
     bool m_isOpen = false;
+    bool m_isAlone = false;
 };
 
 } // namespace
@@ -119,6 +143,7 @@ OgrSavedIds saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits
             failToWrite(target.path, QStringLiteral("it was cancelled"));
         }
     };
+    transaction.begin();
     OgrSavedIds ids;
     for (const qint64 id : edits.deleted) {
         transaction.remove(id);
