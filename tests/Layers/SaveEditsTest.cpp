@@ -229,40 +229,54 @@ TEST_F(SaveEdits, WhatWasNotEditedStays) {
 TEST_F(SaveEdits, FeaturesThatWereNotEditedKeepTheirText) {
     const QByteArray texts[] = {
         R"({"type":"Feature","properties":{"big":12345678901234567890,"mix":1,"t":"2020-01-01T10:00","r":2.750,"n":0},"geometry":{"type":"Point","coordinates":[1,2.50,3e0]}})",
-        R"({"type":"Feature","id":7,"properties":{"mix":"text","t":"2020-01-02T10:00:00.123456Z","d":"2020/01/02","n":1},"geometry":null,"x":1.0})",
+        R"({"type":"Feature","id":7,"properties":{"mix":"text","t":"2020-01-02T10:00:00.123456Z","d":"2020/01/02","n":1},"geometry":null,"other":1.0})",
         R"({"type":"Feature","properties":{"mix":true,"u":"é\n\"","r":2,"n":2},"geometry":{"type":"Point","coordinates":[4,5]}})",
         R"({"type":"Feature","properties":{"r":-0.0,"n":3},"geometry":{"type":"MultiPoint","coordinates":[[4,5]]}})",
     };
-    const QByteArray crs = R"("crs":{"type":"name","properties":{"name":"urn:ogc:def:crs:EPSG::25832"}},"name":"x",)";
-    for (const QByteArray& frame : {QByteArray(), crs}) {
-        for (const int edited : {2, -1}) {
-            GisLayerOgrVector layer(write("kept.geojson", R"({"type":"FeatureCollection",)" + frame +
-                                                              R"("features":[)" + texts[0] + "," + texts[1] + ",\n" +
-                                                              texts[2] + "," + texts[3] + "]}"));
+    const struct {
+        const char* name;
+        QByteArray head, between, tail;
+    } files[] = {
+        {"kept.geojson", R"({"type":"FeatureCollection","features":[)", ",", "]}"},
+        {"kept.geojson",
+         R"({"type":"FeatureCollection","name":"x","crs":{"type":"name","properties":{"name":"EPSG:25832"}},"features":[)",
+         ",\n", "]}"},
+        {"kept.geojsonl", "", "\n\n", "\n"},
+        {"kept.geojsons", "\x1e", "\n\x1e", "\n"},
+    };
+    for (const auto& row : files) {
+        for (const int edited : {0, 2, -1}) {
+            SCOPED_TRACE(testing::Message() << row.name << " " << row.head.toStdString() << " " << edited);
+            GisLayerOgrVector layer(write(row.name, row.head + texts[0] + row.between + texts[1] + row.between +
+                                                        texts[2] + row.between + texts[3] + row.tail));
             ASSERT_TRUE(layer.open());
             layer.clearAttributeDefinitions();
-            layer.addAttributeDefinition(
-                Layers::Defs::GisAttributeDefinition("r", QMetaType::Int)); // narrower than what is there
-            layer.addAttributeDefinition(Layers::Defs::GisAttributeDefinition("n", QMetaType::Double));
+            using Layers::Defs::GisAttributeDefinition;
+            layer.addAttributeDefinition(GisAttributeDefinition("r", QMetaType::Int)); // narrower than what is there
+            layer.addAttributeDefinition(GisAttributeDefinition("n", QMetaType::Double));
             ASSERT_TRUE(layer.beginEdit() && layer.addShapeEdit(shapeOf("LINESTRING (0 0, 1 1)", {{"n", 9.5}})));
-            for (int row = 0; row < layer.count(); ++row) {
-                Attributes values = layer.rawShapes()[row]->attributes();
+            for (int id = 1; id <= 4; ++id) {
+                Attributes values = layer.attributesForFeatureId(id);
                 if (values["n"] == edited) {
                     values["n"] = 22.5;
-                    ASSERT_TRUE(layer.setShapeAttributesEdit(row + 1, values));
+                    ASSERT_TRUE(layer.setShapeAttributesEdit(id, values));
                 }
             }
+            if (edited == 0) {
+                EXPECT_FALSE(layer.commitEdit());
+                EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("more than 64 bits"));
+                continue;
+            }
             ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
-            QFile file(layer.path());
-            ASSERT_TRUE(file.open(QIODevice::ReadOnly));
-            const QByteArray all = file.readAll();
+            const QByteArray all = bytes()[row.name];
             for (int i = 0; i < 4; ++i) {
-                EXPECT_EQ(all.contains("\n" + texts[i]), i != edited) << i << all.constData();
+                EXPECT_EQ(all.contains(texts[i]), i != edited) << i << all.constData();
             }
             EXPECT_EQ(all.contains("22.5"), edited >= 0);
-            EXPECT_THAT(all.toStdString(), HasSubstr("LineString"));
-            EXPECT_EQ(all.count("\"crs\""), frame.isEmpty() ? 0 : 1) << all.constData();
-            EXPECT_EQ(all.count("\"name\": \"x\""), frame.isEmpty() ? 0 : 1) << all.constData();
+            EXPECT_TRUE(all.contains("LineString"));
+            for (const char* const said : {"\"crs\"", "\"x\"", "\x1e"}) {
+                EXPECT_EQ(all.count(said) > 0, (row.head + row.between).count(said) > 0) << said << all.constData();
+            }
             EXPECT_EQ(contentOf(layer.path()), contentOf(layer));
         }
     }
@@ -673,6 +687,27 @@ TEST_F(SaveEdits, ALargeTransactionThatFailedOrWasKilledCanBeTriedAgain) {
         }
         QFile::remove(link);
     }
+}
+
+TEST_F(SaveEdits, ATimeThatTheClocksHereLeaveOutStays) {
+    const QByteArray zone = qgetenv("TZ");
+    qputenv("TZ", "Europe/Berlin");
+    ::tzset();
+    const QDateTime left(QDate(2023, 3, 26), QTime(2, 30));
+    for (const QString suffix : {"gpkg", "geojson", "fgb"}) {
+        auto memory = GisLayerVector::createInMemory("t", Shapes::GisShapeType::Point, {});
+        memory->addShape(shapeOf("POINT (1 2)", {{"t", left}, {"name", "x"}}));
+        EXPECT_TRUE(memory->saveAs(at("t." + suffix)));
+        GisLayerOgrVector layer(at("t." + suffix));
+        for (const int minute : {31, 32}) {
+            EXPECT_TRUE(layer.open() && layer.beginEdit());
+            EXPECT_EQ(layer.attributeValueForRow(0, "t").toDateTime().time(), QTime(2, minute - 1));
+            layer.setShapeAttributesEdit(1, {{"t", QDateTime(left.date(), QTime(2, minute))}, {"name", "y"}});
+            EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+        }
+    }
+    zone.isNull() ? qunsetenv("TZ") : qputenv("TZ", zone);
+    ::tzset();
 }
 
 TEST_F(SaveEdits, AChangeThatLiesBesideADatabaseIsSeenThroughALink) {

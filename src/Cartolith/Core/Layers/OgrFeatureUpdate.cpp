@@ -4,6 +4,8 @@
 #include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 
+#include <QDateTime>
+
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
@@ -78,6 +80,14 @@ bool areSame(const QVariant& a, const QVariant& b) {
     const auto isNan = [](const QVariant& value) {
         return value.typeId() == QMetaType::Double && std::isnan(value.toDouble());
     };
+    if (a.typeId() == QMetaType::QDateTime && b.typeId() == QMetaType::QDateTime) {
+        // All that are left out where clocks go forward are invalid, and equal for Qt.
+        const QDateTime one = a.toDateTime();
+        const QDateTime other = b.toDateTime();
+        if (!one.isValid() && !other.isValid()) {
+            return one.date() == other.date() && one.time() == other.time();
+        }
+    }
     return a == b || (isNan(a) && isNan(b));
 }
 

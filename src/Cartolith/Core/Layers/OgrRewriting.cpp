@@ -1,93 +1,21 @@
 #include <Cartolith/Core/Layers/DbfColumnsInternal.h>
+#include <Cartolith/Core/Layers/GeoJsonTextsInternal.h>
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/OgrTargetInternal.h>
 
-#include <QFile>
 #include <QFileInfo>
-#include <QJsonDocument>
-#include <QJsonObject>
-#include <QRegularExpression>
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
 namespace {
-
-/// Whether a GeoJSON file names its layer. GDAL takes the name out, and gives others that of the file.
-bool saysItsName(OGRLayer& layer, const QString& path) {
-    const QString name = QString::fromUtf8(layer.GetName());
-    if (name != QFileInfo(path).completeBaseName()) {
-        return true;
-    }
-    constexpr qint64 enough = 65536;
-    QFile file(path);
-    const QString text = file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(enough)) : QString();
-    const QRegularExpression member(
-        QStringLiteral("\"name\"\\s*:\\s*\"%1\"").arg(QRegularExpression::escape(name)));
-    return text.left(text.indexOf(QLatin1String("\"features\""))).contains(member);
-}
-
-/// What the layer has beside features and fields.
-QStringList optionsOf(OGRLayer& layer, const OgrEditTarget& target) {
-    if (target.driverName == QLatin1String("ESRI Shapefile")) {
-        return {QStringLiteral("ENCODING=%1")
-                    .arg(QString::fromUtf8(layer.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE")))};
-    }
-    if (target.driverName == QLatin1String("GeoJSONSeq")) {
-        QFile file(target.path);
-        char first = '\0';
-        constexpr char recordSeparator = '\x1e';
-        const bool separates =
-            file.open(QIODevice::ReadOnly) && file.getChar(&first) && first == recordSeparator;
-        return {QStringLiteral("RS=") + (separates ? QStringLiteral("YES") : QStringLiteral("NO"))};
-    }
-    const QString naming = QStringLiteral("WRITE_NAME=") +
-                           (saysItsName(layer, target.path) ? QLatin1String("YES") : QLatin1String("NO"));
-    const char* const native = layer.GetMetadataItem("NATIVE_DATA", "NATIVE_DATA");
-    if (native == nullptr) {
-        return {naming};
-    }
-    return {QStringLiteral("NATIVE_DATA=") + QString::fromUtf8(native),
-            QStringLiteral("NATIVE_MEDIA_TYPE=") +
-                QString::fromUtf8(layer.GetMetadataItem("NATIVE_MEDIA_TYPE", "NATIVE_DATA")),
-            naming};
-}
-
-/// GDAL gives GeoJSON without a coordinate system one by the kind of its coordinates.
-bool saysItsSystem(OGRLayer& layer, const OgrEditTarget& target) {
-    return target.driverName != QLatin1String("GeoJSON") ||
-           QJsonDocument::fromJson(layer.GetMetadataItem("NATIVE_DATA", "NATIVE_DATA"))
-               .object()
-               .contains(QLatin1String("crs"));
-}
-
-/// A GeoJSON file that GDAL wrote, a feature on each line, with other texts in the place of some.
-QByteArray withTexts(QByteArrayView written, const std::vector<QByteArray>& texts) {
-    constexpr QByteArrayView beginning = "\n\"features\": [\n";
-    const qsizetype start = written.indexOf(beginning) + beginning.size();
-    QByteArray all = written.first(start).toByteArray();
-    qsizetype at = start;
-    for (std::size_t i = 0; i < texts.size(); ++i) {
-        const qsizetype end = written.indexOf('\n', at);
-        const QByteArrayView line = written.sliced(at, end - at);
-        if (texts[i].isEmpty()) {
-            all += line;
-        } else {
-            all += texts[i];
-            all += line.endsWith(',') ? "," : "";
-        }
-        all += '\n';
-        at = end + 1;
-    }
-    all += written.sliced(at);
-    return all;
-}
 
 /// Whether a field of one type holds every value of the other.
 bool isWider(QMetaType::Type type, QMetaType::Type other) {
@@ -163,10 +91,6 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     OgrSource source(target.path, {QStringLiteral("NATIVE_DATA=YES")});
     OGRLayer& from = source.layer(target.layerName);
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
-    OGRLayer& to =
-        written.createLayer(target.layerName, saysItsSystem(from, target) ? from.GetSpatialRef() : nullptr,
-                            from.GetGeomType(), optionsOf(from, target));
-    addFields(target, *from.GetLayerDefn(), written);
     const auto prepared = [&](const QString& what, const auto& prepare) {
         try {
             prepare();
@@ -175,18 +99,28 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         }
     };
 
+    std::optional<GeoJsonTexts> texts;
+    prepared(QStringLiteral("its text"), [&] { texts.emplace(target.driverName, target.path); });
     const bool isShapefile = target.driverName == QLatin1String("ESRI Shapefile");
     QByteArray types;
     if (isShapefile) {
         prepared(QStringLiteral("its table"), [&] { types = DbfColumns::typesBeside(target.path); });
     }
+    QStringList options = texts->layerOptions(from);
+    if (isShapefile) {
+        options << QStringLiteral("ENCODING=") +
+                       QString::fromUtf8(from.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE"));
+    }
+    OGRLayer& to =
+        written.createLayer(target.layerName, texts->saysItsSystem(from) ? from.GetSpatialRef() : nullptr,
+                            from.GetGeomType(), options);
+    addFields(target, *from.GetLayerDefn(), written);
+
     // What GDAL finds in a file without a schema is no limit to what it may hold.
     const OGRwkbGeometryType type =
         target.driverName.startsWith(QLatin1String("GeoJSON")) ? wkbUnknown : from.GetGeomType();
     const OgrManner manner = OgrManner::of(target.driverName);
     bool differs = !edits.deleted.isEmpty() || !edits.added.isEmpty();
-    const bool isText = target.driverName == QLatin1String("GeoJSON");
-    std::vector<QByteArray> texts; // of features that stay as they are
     QList<qint64> before;
     qsizetype met = 0;
     const auto total = static_cast<double>(from.GetFeatureCount());
@@ -208,9 +142,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
             prepared(what, [&] { isEdited = update(out, type, *shapes, manner); });
         }
         differs = differs || isEdited;
-        if (isText) {
-            texts.emplace_back(isEdited ? "" : feature->GetNativeData());
-        }
+        prepared(what, [&] { texts->add(*feature, number, isEdited); });
         written.add(out, what);
         before.append(number);
     }
@@ -224,13 +156,13 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         written.add(out, what);
     }
     written.close();
-    if (isText) {
-        const auto [bytes, size] = written.written(QFileInfo(written.writtenPath()).suffix());
-        written.rewrite(withTexts({bytes, size}, texts));
+    const auto [bytes, size] = written.written(QFileInfo(written.writtenPath()).suffix());
+    if (const auto text = texts->in({bytes, size}, met); text.has_value()) {
+        written.rewrite(*text);
     }
     if (isShapefile) {
-        const auto [table, size] = written.written(QStringLiteral("dbf"));
-        prepared(QStringLiteral("its table"), [&] { DbfColumns::setTypes(table, size, types); });
+        const auto [table, tableSize] = written.written(QStringLiteral("dbf"));
+        prepared(QStringLiteral("its table"), [&] { DbfColumns::setTypes(table, tableSize, types); });
         // What is in them holds as before, and GDAL would write what it makes of them.
         written.keep({QStringLiteral("prj"), QStringLiteral("cpg"), QStringLiteral("qpj")});
     }
