@@ -2,12 +2,13 @@
 
 #include <QFile>
 #include <QFileInfo>
+#include <QHash>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <ogrsf_frmts.h>
 
-#include <limits>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -50,19 +51,82 @@ std::vector<QByteArrayView> recordsOf(QByteArrayView text) {
     return records;
 }
 
-/// GDAL takes integers beyond 64 bits for the last that there is.
-bool isCut(OGRFeature& feature, QByteArrayView text) {
-    using Limits = std::numeric_limits<GIntBig>;
-    for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        if (feature.GetFieldDefnRef(i)->GetType() == OFTInteger64 && feature.IsFieldSetAndNotNull(i)) {
-            const GIntBig value = feature.GetFieldAsInteger64(i);
-            const bool isLast = value == Limits::min() || value == Limits::max();
-            if (isLast && text.indexOf(QByteArray::number(qlonglong{value})) < 0) {
-                return true;
-            }
+struct Member {
+    QByteArrayView key; ///< with its quotes
+    QByteArrayView value;
+};
+
+/// Behind the string that begins there.
+qsizetype endOfString(QByteArrayView text, qsizetype at) {
+    for (++at; at < text.size() && text[at] != '"'; ++at) {
+        at += text[at] == '\\' ? 1 : 0;
+    }
+    return at + 1;
+}
+
+/// The comma or bracket behind the value that begins there.
+qsizetype endOfValue(QByteArrayView text, qsizetype at) {
+    for (qsizetype depth = 0; at < text.size();) {
+        const char c = text[at];
+        if (depth == 0 && (c == ',' || c == '}' || c == ']')) {
+            return at;
+        }
+        depth += c == '{' || c == '[' ? 1 : (c == '}' || c == ']' ? -1 : 0);
+        at = c == '"' ? endOfString(text, at) : at + 1;
+    }
+    return text.size();
+}
+
+/// The members of an object, as far as the text is JSON.
+std::vector<Member> membersOf(QByteArrayView object) {
+    std::vector<Member> members;
+    qsizetype at = object.indexOf('{') + 1;
+    while (at > 0 && at < object.size()) {
+        const qsizetype start = object.indexOf('"', at);
+        const qsizetype end = start < 0 ? object.size() : endOfString(object, start);
+        const qsizetype colon = end >= object.size() ? -1 : object.indexOf(':', end);
+        if (colon < 0) {
+            break;
+        }
+        const qsizetype next = endOfValue(object, colon + 1);
+        members.push_back(
+            {object.sliced(start, end - start), object.sliced(colon + 1, next - colon - 1).trimmed()});
+        at = next + 1;
+    }
+    return members;
+}
+
+QString nameOf(const Member& member) {
+    return QJsonDocument::fromJson('[' + member.key.toByteArray() + ']').array().at(0).toString();
+}
+
+/// The properties of a feature; nothing when it has none.
+QByteArrayView propertiesOf(QByteArrayView feature) {
+    for (const Member& member : membersOf(feature)) {
+        if (member.key == "\"properties\"" && member.value.startsWith('{')) {
+            return member.value;
         }
     }
-    return false;
+    return {};
+}
+
+/// An edited feature with the old texts of the properties that stayed.
+QByteArray withOldProperties(QByteArrayView written, QByteArrayView before, const QSet<QString>& changed) {
+    QHash<QString, QByteArrayView> old;
+    for (const Member& member : membersOf(propertiesOf(before))) {
+        old.insert(nameOf(member), member.value);
+    }
+    QByteArray text;
+    const char* at = written.begin();
+    for (const Member& member : membersOf(propertiesOf(written))) {
+        const QString name = nameOf(member);
+        if (const auto found = old.constFind(name); found != old.constEnd() && !changed.contains(name)) {
+            text.append(at, member.value.begin() - at);
+            text += *found;
+            at = member.value.end();
+        }
+    }
+    return text.append(at, written.end() - at);
 }
 
 } // namespace
@@ -103,38 +167,38 @@ bool GeoJsonTexts::saysItsSystem(OGRLayer& layer) const {
     return !m_isJson || QJsonDocument::fromJson(nativeData(layer)).object().contains(QLatin1String("crs"));
 }
 
-void GeoJsonTexts::add(OGRFeature& feature, qint64 number, bool isEdited) {
-    if (!m_isJson && !m_isSequence) {
-        return;
-    }
-    QByteArrayView text(feature.GetNativeData());
+void GeoJsonTexts::add(OGRFeature& feature, qint64 number, const OgrChange& change) {
     if (m_isSequence && number < static_cast<qint64>(m_records.size())) {
-        text = m_records[static_cast<std::size_t>(number)];
+        m_texts.push_back({m_records[static_cast<std::size_t>(number)].toByteArray(), change});
+    } else if (m_isJson) {
+        m_texts.push_back({feature.GetNativeData(), change});
     }
-    if (isEdited && isCut(feature, text)) {
-        throw std::runtime_error("it has an integer of more than 64 bits, which would be lost");
-    }
-    m_texts.push_back(isEdited ? QByteArray() : text.toByteArray());
 }
 
 std::optional<QByteArray> GeoJsonTexts::in(QByteArrayView written, qint64 featuresBefore) const {
-    const bool areTheirs =
-        m_isJson || (m_isSequence && static_cast<qint64>(m_records.size()) == featuresBefore);
-    if (!areTheirs) {
+    if (!m_isJson && !m_isSequence) {
         return std::nullopt;
+    }
+    if (m_isSequence && static_cast<qint64>(m_records.size()) != featuresBefore) {
+        throw std::runtime_error(QStringLiteral("of %1 records %2 are features, the others would be lost")
+                                     .arg(m_records.size())
+                                     .arg(featuresBefore)
+                                     .toStdString());
     }
     // GDAL writes each feature on a line of its own.
     constexpr QByteArrayView beginning = "\n\"features\": [\n";
     qsizetype at = m_isJson ? written.indexOf(beginning) + beginning.size() : 0;
     QByteArray all = written.first(at).toByteArray();
-    for (const QByteArray& text : m_texts) {
+    for (const auto& [before, change] : m_texts) {
         const qsizetype end = written.indexOf('\n', at);
         const QByteArrayView line = written.sliced(at, end - at);
-        if (text.isEmpty()) {
+        if (before.isEmpty()) {
             all += line;
+        } else if (change.isAny()) {
+            all += withOldProperties(line, before, change.fields);
         } else {
             all += line.startsWith(recordSeparator) ? QByteArrayView(&recordSeparator, 1) : QByteArrayView();
-            all += text;
+            all += before;
             all += m_isJson && line.endsWith(',') ? "," : "";
         }
         all += '\n';

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Cartolith/Core/Layers/OgrEditsInternal.h>
+
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QList>
@@ -14,7 +16,7 @@ class OGRLayer;
 namespace Cartolith::Core::Layers::Internal {
 
 /// The texts of the features in a GeoJSON file, or GeoJSON text sequence, that is written anew. GDAL would
-/// change features that nobody edited: long numbers, numbers beside texts, times. Memory grows with the file.
+/// change what nobody edited: long numbers, numbers beside texts, times. Memory grows with the file.
 ///
 /// For sources of other formats there are no texts, and nothing changes.
 class GeoJsonTexts {
@@ -28,10 +30,10 @@ public:
     bool saysItsSystem(OGRLayer& layer) const;
 
     /// Called for each feature that is in the new file too, in their order, with its number in the old one.
-    /// \throws std::runtime_error with the reason for an edited one of which GDAL cut a number
-    void add(OGRFeature& feature, qint64 number, bool isEdited);
-    /// The new file as GDAL wrote it, with the texts of features that were not edited. Nothing when there is
-    /// nothing to be changed. The number of features that the old file has tells whether texts are theirs.
+    void add(OGRFeature& feature, qint64 number, const OgrChange& change);
+    /// The new file as GDAL wrote it, with the old texts of features and of properties that were not edited.
+    /// Nothing for a source of another format.
+    /// \throws std::runtime_error with the reason when the old file had other than that many texts
     std::optional<QByteArray> in(QByteArrayView written, qint64 featuresBefore) const;
 
 private:
@@ -40,7 +42,11 @@ private:
     bool m_isSequence;
     QByteArray m_sequence;
     std::vector<QByteArrayView> m_records;
-    std::vector<QByteArray> m_texts; // empty for an edited feature
+    struct Text {
+        QByteArray before; ///< empty: not known
+        OgrChange change;
+    };
+    std::vector<Text> m_texts;
 };
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -89,8 +89,7 @@ public:
     /// A shape read from a feature changes that feature, and of it what differs. What was not edited stays:
     /// in a transaction as GDAL reads it (an edited feature is written with all its columns, and a text in a
     /// column of integers becomes a number), in GeoJSON to the letter, in other new files as exact as the
-    /// format writes numbers. An edited feature of GeoJSON is written with all its values as GDAL takes them:
-    /// `1` and `true` become texts where other features have texts, times lose microseconds. New shapes
+    /// format writes numbers. New shapes
     /// follow the features that are there, whatever their position here. A change made through a shape's
     /// pointer is saved only after markDirty().
     ///
@@ -104,8 +103,9 @@ public:
     ///   geometry of a kind that the source does not take, a coordinate that is not finite;
     /// - a Shapefile with columns other than text, numbers, dates and logical values (memos and the like);
     /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
-    ///   with all of them), one whose parts were skipped, another geometry for one with Z, M or curves, one
-    ///   of GeoJSON with an integer of more than 64 bits. Left alone, such features stay as they are;
+    ///   with all of them), one whose parts were skipped, another geometry for one with Z, M or curves. Left
+    ///   alone, such features stay as they are;
+    /// - GeoJSON text sequences with records that are no features;
     /// - several files that symbolic links do not show as they are stored, or whose suffixes differ in case;
     /// - a command that is running, a full disk, or a progress callback that cancels.
     /// Neither the fields nor the coordinate system of a source are changed; but GeoJSON, which has no

@@ -137,12 +137,12 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         const QString what = QStringLiteral("feature %1").arg(feature->GetFID());
         OGRFeature out(to.GetLayerDefn());
         copy(*feature, out);
-        bool isEdited = false;
+        OgrChange change;
         if (const auto shapes = edits.updated.constFind(number); shapes != edits.updated.constEnd()) {
-            prepared(what, [&] { isEdited = update(out, type, *shapes, manner); });
+            prepared(what, [&] { change = update(out, type, *shapes, manner); });
         }
-        differs = differs || isEdited;
-        prepared(what, [&] { texts->add(*feature, number, isEdited); });
+        differs = differs || change.isAny();
+        texts->add(*feature, number, change);
         written.add(out, what);
         before.append(number);
     }
@@ -157,9 +157,11 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     }
     written.close();
     const auto [bytes, size] = written.written(QFileInfo(written.writtenPath()).suffix());
-    if (const auto text = texts->in({bytes, size}, met); text.has_value()) {
-        written.rewrite(*text);
-    }
+    prepared(QStringLiteral("its text"), [&, bytes = bytes, size = size] {
+        if (const auto text = texts->in({bytes, size}, met); text.has_value()) {
+            written.rewrite(*text);
+        }
+    });
     if (isShapefile) {
         const auto [table, tableSize] = written.written(QStringLiteral("dbf"));
         prepared(QStringLiteral("its table"), [&] { DbfColumns::setTypes(table, tableSize, types); });

@@ -37,7 +37,7 @@ public:
             m_dataset->RollbackTransaction();
         }
         m_dataset.reset();
-        if (m_isAlone) { // a large transaction reaches the file before its end; rolled back, it is as it was
+        if (m_isOurs) { // a large transaction reaches the file before its end; rolled back, it is as it was
             *m_target.state = SourceState(m_target.path);
         }
     }
@@ -48,18 +48,16 @@ public:
     void begin() {
         if (OgrFormat::forDriver(m_target.driverName) != nullptr) {
             m_errors.reset();
-            const QString table = m_target.layerName;
-            const QByteArray nothing =
-                QStringLiteral("DELETE FROM \"%1\" WHERE 0")
-                    .arg(QString(table).replace(QLatin1Char('"'), QLatin1String("\"\"")))
-                    .toUtf8();
+            QString table = m_target.layerName;
+            table.replace(QLatin1Char('"'), QLatin1String("\"\""));
+            const QByteArray nothing = QStringLiteral("DELETE FROM \"%1\" WHERE 0").arg(table).toUtf8();
             m_dataset->ReleaseResultSet(m_dataset->ExecuteSQL(nothing.constData(), nullptr, nullptr));
-            if (!m_errors.message().isEmpty()) {
+            if (m_errors.message().contains(QLatin1String("locked"))) {
                 fail(QStringLiteral("it cannot be written to"));
             }
         }
         requireUnchanged(m_target);
-        m_isAlone = true;
+        m_isOurs = m_errors.message().isEmpty(); // else the layer is no table, and the first edit locks
     }
 
     void remove(qint64 id) {
@@ -76,7 +74,7 @@ public:
         m_errors.reset(); // what was odd about reading it is no fault of the edit
         bool differs = false;
         try {
-            differs = update(*feature, m_layer->GetGeomType(), shapes, m_manner);
+            differs = update(*feature, m_layer->GetGeomType(), shapes, m_manner).isAny();
         } catch (const std::runtime_error& error) {
             fail(QStringLiteral("feature %1: %2").arg(id).arg(QString::fromUtf8(error.what())));
         }
@@ -104,6 +102,7 @@ public:
             fail(QStringLiteral("the transaction failed"));
         }
         m_isOpen = false;
+        m_isOurs = true;
     }
 
 private:
@@ -127,7 +126,7 @@ private:
     Common::Internal::DatasetPtr m_dataset;
     OGRLayer* m_layer = nullptr;
     bool m_isOpen = false;
-    bool m_isAlone = false;
+    bool m_isOurs = false; ///< the state in which the source is left
 };
 
 } // namespace
