@@ -549,10 +549,11 @@ TEST_F(SaveEdits, FilesOfAShapefileAreReplacedWhereTheyAreReadOrNotAtAll) {
         };
         write("lines.dbf", QByteArray("\3\1\1\1\3\0\0\0\xa1\0\x17\0", 12) + QByteArray(20, '\0') +
                                column("n", 'C', 5, 0) + column("flag", 'L', 1, 0) + column("real", 'F', 8, 3) +
-                               column("x", type, 8, 0) + "\r" + " one  T   1.50012345678" + " two  ?   2.50012345678" +
-                               " threeF   3.500        " + "\x1a");
+                               column("x", type, 8, 0) + "\r" + " \xe9ne  T   1.50012345678" +
+                               " two  ?   2.50012345678" + " threeF   3.500        " + "\x1a");
         write("lines.prj", "LOCAL system 7");
         write("lines.qpj", "of another program");
+        write("lines.cpg", "no-such-one");
         write("lines.n.atx", "an index");
         GisLayerOgrVector layer(at("lines.shp"));
         EXPECT_TRUE(layer.open() && layer.beginEdit());
@@ -568,7 +569,9 @@ TEST_F(SaveEdits, FilesOfAShapefileAreReplacedWhereTheyAreReadOrNotAtAll) {
     EXPECT_EQ(bytes()["lines.n.atx"], "an index");
     EXPECT_EQ(table('Y', 'N'), QString());
     const auto after = bytes();
-    EXPECT_EQ(after.at("lines.prj") + after.at("lines.qpj"), "LOCAL system 7of another program");
+    EXPECT_EQ(after.at("lines.prj") + after.at("lines.qpj") + after.at("lines.cpg"),
+              "LOCAL system 7of another programno-such-one");
+    EXPECT_THAT(after.at("lines.dbf").toStdString(), HasSubstr(" \xe9ne  T   1.500"));
     EXPECT_EQ(after.count("lines.n.atx"), 0U);
     QByteArray letters;
     for (int i = 1; i <= 4; ++i) {

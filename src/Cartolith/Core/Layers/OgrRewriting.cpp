@@ -156,15 +156,16 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         written.add(out, what);
     }
     written.close();
-    const auto [bytes, size] = written.written(QFileInfo(written.writtenPath()).suffix());
-    prepared(QStringLiteral("its text"), [&, bytes = bytes, size = size] {
-        if (const auto text = texts->in({bytes, size}, met); text.has_value()) {
+    const auto bytes = written.written(QFileInfo(written.writtenPath()).suffix());
+    prepared(QStringLiteral("its text"), [&] {
+        if (const auto text = texts->in({bytes.first, bytes.second}, met); text.has_value()) {
             written.rewrite(*text);
         }
     });
     if (isShapefile) {
-        const auto [table, tableSize] = written.written(QStringLiteral("dbf"));
-        prepared(QStringLiteral("its table"), [&] { DbfColumns::setTypes(table, tableSize, types); });
+        const auto table = written.written(QStringLiteral("dbf"));
+        prepared(QStringLiteral("its table"),
+                 [&] { DbfColumns::setTypes(table.first, table.second, types); });
         // What is in them holds as before, and GDAL would write what it makes of them.
         written.keep({QStringLiteral("prj"), QStringLiteral("cpg"), QStringLiteral("qpj")});
     }

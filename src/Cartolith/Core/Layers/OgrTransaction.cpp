@@ -16,6 +16,7 @@ public:
         if (m_dataset == nullptr) {
             fail(QStringLiteral("it cannot be opened for changes"));
         }
+        *target.state = SourceState(target.path); // GDAL mends what older versions wrote, as it opens
         if (!m_dataset->TestCapability(ODsCTransactions)) {
             failToWrite(
                 target.path,
