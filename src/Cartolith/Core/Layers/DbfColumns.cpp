@@ -13,30 +13,30 @@ namespace Cartolith::Core::Layers::Internal {
 namespace {
 
 // A header of 32 bytes, 32 bytes for each column and an end mark; then records of one length.
-constexpr qsizetype block = 32;
+constexpr qsizetype dbfBlock = 32;
 constexpr char endOfColumns = '\r';
-constexpr qsizetype typeAt = 11;
-constexpr qsizetype widthAt = 16;
+constexpr qsizetype dbfTypeAt = 11;
+constexpr qsizetype dbfWidthAt = 16;
 constexpr qsizetype nameLength = 11;
 
-[[noreturn]] void refuse(const QString& reason) {
+[[noreturn]] void refuseTable(const QString& reason) {
     throw std::runtime_error(reason.toStdString());
 }
 
 /// The number of columns that a table's beginning tells of.
-qsizetype columnCount(QByteArrayView table) {
+qsizetype dbfColumnCount(QByteArrayView table) {
     qsizetype count = 0;
-    for (qsizetype at = block; at < table.size() && table[at] != endOfColumns; at += block) {
+    for (qsizetype at = dbfBlock; at < table.size() && table[at] != endOfColumns; at += dbfBlock) {
         ++count;
     }
-    if (table.size() < (count + 1) * block) {
-        refuse(QStringLiteral("its table ends within its header"));
+    if (table.size() < (count + 1) * dbfBlock) {
+        refuseTable(QStringLiteral("its table ends within its header"));
     }
     return count;
 }
 
-QString nameOf(QByteArrayView table, qsizetype column) {
-    const char* const name = table.data() + (column + 1) * block;
+QString columnNameOf(QByteArrayView table, qsizetype column) {
+    const char* const name = table.data() + (column + 1) * dbfBlock;
     return QString::fromLatin1(name, static_cast<qsizetype>(qstrnlen(name, nameLength)));
 }
 
@@ -60,12 +60,12 @@ QByteArray DbfColumns::typesBeside(const QString& shapefile) {
         return {};
     }
     const QByteArray header = file.read(std::numeric_limits<quint16>::max());
-    QByteArray types(columnCount(header), '\0');
+    QByteArray types(dbfColumnCount(header), '\0');
     for (qsizetype i = 0; i < types.size(); ++i) {
-        const char type = header[(i + 1) * block + typeAt];
+        const char type = header[(i + 1) * dbfBlock + dbfTypeAt];
         if (type == '\0' || !QByteArrayView("CNFDL").contains(type)) {
-            refuse(QStringLiteral("its column '%1' is of the type '%2', which would be lost")
-                       .arg(nameOf(header, i), QString(QLatin1Char(type))));
+            refuseTable(QStringLiteral("its column '%1' is of the type '%2', which would be lost")
+                            .arg(columnNameOf(header, i), QString(QLatin1Char(type))));
         }
         types[i] = type;
     }
@@ -74,32 +74,32 @@ QByteArray DbfColumns::typesBeside(const QString& shapefile) {
 
 void DbfColumns::setTypes(char* table, qsizetype size, QByteArrayView types) {
     const QByteArrayView view(table, size);
-    if (columnCount(view) != types.size()) {
-        refuse(QStringLiteral("its table has other columns than before"));
+    if (dbfColumnCount(view) != types.size()) {
+        refuseTable(QStringLiteral("its table has other columns than before"));
     }
     const auto count = qsizetype{qFromLittleEndian<quint32>(table + 4)};
     const auto start = qsizetype{qFromLittleEndian<quint16>(table + 8)};
     const auto length = qsizetype{qFromLittleEndian<quint16>(table + 10)};
     if (start + count * length > size) {
-        refuse(QStringLiteral("its table is incomplete"));
+        refuseTable(QStringLiteral("its table is incomplete"));
     }
     qsizetype offset = 1; // the first byte of a record says whether it is deleted
     for (qsizetype i = 0; i < types.size(); ++i) {
-        char* const column = table + (i + 1) * block;
-        const auto width = qsizetype{static_cast<uchar>(column[widthAt])};
+        char* const column = table + (i + 1) * dbfBlock;
+        const auto width = qsizetype{static_cast<uchar>(column[dbfWidthAt])};
         const bool isLogicalColumn = types[i] == 'L' && width == 1;
         for (qsizetype row = 0; isLogicalColumn && row < count; ++row) {
             if (!isLogical(table[start + row * length + offset])) {
-                refuse(QStringLiteral("the logical column '%1' takes T, F, Y, N and nothing else")
-                           .arg(nameOf(view, i)));
+                refuseTable(QStringLiteral("the logical column '%1' takes T, F, Y, N and nothing else")
+                                .arg(columnNameOf(view, i)));
             }
         }
-        if (types[i] != column[typeAt] && (types[i] == 'F' || isLogicalColumn)) {
-            column[typeAt] = types[i];
+        if (types[i] != column[dbfTypeAt] && (types[i] == 'F' || isLogicalColumn)) {
+            column[dbfTypeAt] = types[i];
         }
         // A text may be of two bytes of width, which together are one number.
-        const bool isWide = column[typeAt] == 'C';
-        offset += width + (isWide ? qsizetype{static_cast<uchar>(column[widthAt + 1])} << 8 : 0);
+        const bool isWide = column[dbfTypeAt] == 'C';
+        offset += width + (isWide ? qsizetype{static_cast<uchar>(column[dbfWidthAt + 1])} << 8 : 0);
     }
 }
 

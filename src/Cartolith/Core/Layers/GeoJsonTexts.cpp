@@ -51,7 +51,7 @@ std::vector<QByteArrayView> recordsOf(QByteArrayView text) {
     return records;
 }
 
-struct Member {
+struct JsonMember {
     QByteArrayView key; ///< with its quotes
     QByteArrayView value;
 };
@@ -78,8 +78,8 @@ qsizetype endOfValue(QByteArrayView text, qsizetype at) {
 }
 
 /// The members of an object, as far as the text is JSON.
-std::vector<Member> membersOf(QByteArrayView object) {
-    std::vector<Member> members;
+std::vector<JsonMember> jsonMembersOf(QByteArrayView object) {
+    std::vector<JsonMember> members;
     qsizetype at = object.indexOf('{') + 1;
     while (at > 0 && at < object.size()) {
         const qsizetype start = object.indexOf('"', at);
@@ -96,13 +96,13 @@ std::vector<Member> membersOf(QByteArrayView object) {
     return members;
 }
 
-QString nameOf(const Member& member) {
+QString keyOf(const JsonMember& member) {
     return QJsonDocument::fromJson('[' + member.key.toByteArray() + ']').array().at(0).toString();
 }
 
 /// The properties of a feature; nothing when it has none.
 QByteArrayView propertiesOf(QByteArrayView feature) {
-    for (const Member& member : membersOf(feature)) {
+    for (const JsonMember& member : jsonMembersOf(feature)) {
         if (member.key == "\"properties\"" && member.value.startsWith('{')) {
             return member.value;
         }
@@ -113,13 +113,13 @@ QByteArrayView propertiesOf(QByteArrayView feature) {
 /// An edited feature with the old texts of the properties that stayed.
 QByteArray withOldProperties(QByteArrayView written, QByteArrayView before, const QSet<QString>& changed) {
     QHash<QString, QByteArrayView> old;
-    for (const Member& member : membersOf(propertiesOf(before))) {
-        old.insert(nameOf(member), member.value);
+    for (const JsonMember& member : jsonMembersOf(propertiesOf(before))) {
+        old.insert(keyOf(member), member.value);
     }
     QByteArray text;
     const char* at = written.begin();
-    for (const Member& member : membersOf(propertiesOf(written))) {
-        const QString name = nameOf(member);
+    for (const JsonMember& member : jsonMembersOf(propertiesOf(written))) {
+        const QString name = keyOf(member);
         if (const auto found = old.constFind(name); found != old.constEnd() && !changed.contains(name)) {
             text.append(at, member.value.begin() - at);
             text += *found;
@@ -187,7 +187,12 @@ std::optional<QByteArray> GeoJsonTexts::in(QByteArrayView written, qint64 featur
     }
     // GDAL writes each feature on a line of its own.
     constexpr QByteArrayView beginning = "\n\"features\": [\n";
-    qsizetype at = m_isJson ? written.indexOf(beginning) + beginning.size() : 0;
+    const qsizetype start = m_isJson ? written.indexOf(beginning) : 0;
+    const auto features = start + (m_isJson ? beginning.size() : 0);
+    if (start < 0 || written.sliced(features).count('\n') < static_cast<qsizetype>(m_texts.size())) {
+        throw std::runtime_error("GDAL writes it in another form than is known");
+    }
+    qsizetype at = features;
     QByteArray all = written.first(at).toByteArray();
     for (const auto& [before, change] : m_texts) {
         const qsizetype end = written.indexOf('\n', at);

@@ -243,7 +243,7 @@ SourceState StagedFiles::publish() {
             fail(m_path, lastSystemError());
         }
     }
-    const SourceState state(staged.filePath(QFileInfo(m_path).fileName())); // renaming changes none of it
+    SourceState state(staged.filePath(QFileInfo(m_path).fileName())); // renaming changes none of it
     if (m_family.isEmpty()) {
         if (!rename(staged.filePath(QFileInfo(m_path).fileName()), m_path)) {
             fail(m_path, lastSystemError());

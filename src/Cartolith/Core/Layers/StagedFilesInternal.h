@@ -42,7 +42,7 @@ public:
     static void requireWritable(const QString& path, const QStringList& family = {});
     /// Does nothing when there is nothing left to do, and nothing to files that do not belong to the source.
     /// A file that was written to since is not replaced: that is an error.
-    static void finishInterrupted(const QString& path);
+    static void finishInterrupted(const QString& given);
 
 private:
     QString m_path;
