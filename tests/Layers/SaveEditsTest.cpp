@@ -3,8 +3,10 @@
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/Commands/GisEditCommand.h>
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
+#include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
 #include <Cartolith/Core/Serialization/GisWktReader.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
@@ -12,6 +14,7 @@
 #include <QDateTime>
 #include <QDir>
 #include <QFile>
+#include <QFileInfo>
 #include <QTemporaryDir>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -221,6 +224,61 @@ TEST_F(SaveEdits, WhatWasNotEditedStays) {
     }
     EXPECT_THAT(text, testing::Not(HasSubstr("MultiPoint")));
     EXPECT_EQ(layer.skippedFeatures().at(0).featureId, 1) << "the one without geometry is the second now";
+}
+
+TEST_F(SaveEdits, FeaturesThatWereNotEditedKeepTheirText) {
+    const QByteArray texts[] = {
+        R"({"type":"Feature","properties":{"big":12345678901234567890,"mix":1,"t":"2020-01-01T10:00","r":2.750,"n":0},"geometry":{"type":"Point","coordinates":[1,2.50,3e0]}})",
+        R"({"type":"Feature","id":7,"properties":{"mix":"text","t":"2020-01-02T10:00:00.123456Z","d":"2020/01/02","n":1},"geometry":null,"other":1.0})",
+        R"({"type":"Feature","properties":{"mix":true,"u":"é\n\"","r":2,"n":2},"geometry":{"type":"Point","coordinates":[4,5]}})",
+        R"({"type":"Feature","properties":{"r":-0.0,"n":3},"geometry":{"type":"MultiPoint","coordinates":[[4,5]]}})",
+    };
+    const struct {
+        const char* name;
+        QByteArray head, between, tail;
+    } files[] = {
+        {"kept.geojson", R"({"type":"FeatureCollection","features":[)", ",", "]}"},
+        {"kept.geojson",
+         R"({"type":"FeatureCollection","name":"x","crs":{"type":"name","properties":{"name":"EPSG:25832"}},"features":[)",
+         ",\n", "]}"},
+        {"kept.geojsonl", "", "\n\n", "\n"},
+        {"kept.geojsons", "\x1e", "\n\x1e", "\n"},
+    };
+    for (const auto& row : files) {
+        for (const int edited : {0, 2, -1}) {
+            SCOPED_TRACE(testing::Message() << row.name << " " << row.head.toStdString() << " " << edited);
+            GisLayerOgrVector layer(write(row.name, row.head + texts[0] + row.between + texts[1] + row.between +
+                                                        texts[2] + row.between + texts[3] + row.tail));
+            ASSERT_TRUE(layer.open());
+            layer.clearAttributeDefinitions();
+            using Layers::Defs::GisAttributeDefinition;
+            layer.addAttributeDefinition(GisAttributeDefinition("r", QMetaType::Int)); // narrower than what is there
+            layer.addAttributeDefinition(GisAttributeDefinition("n", QMetaType::Double));
+            ASSERT_TRUE(layer.beginEdit() && layer.addShapeEdit(shapeOf("LINESTRING (0 0, 1 1)", {{"n", 9.5}})));
+            for (int id = 1; id <= 4; ++id) {
+                Attributes values = layer.attributesForFeatureId(id);
+                if (values["n"] == edited) {
+                    values["n"] = 22.5;
+                    ASSERT_TRUE(layer.setShapeAttributesEdit(id, values));
+                }
+            }
+            ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+            const QByteArray all = bytes()[row.name];
+            for (int i = 0; i < 4; ++i) {
+                EXPECT_EQ(all.contains(texts[i]), i != edited) << i << all.constData();
+            }
+            EXPECT_EQ(all.contains("22.5"), edited >= 0);
+            EXPECT_TRUE(all.contains("LineString"));
+            for (const char* const part : {R"("big":12345678901234567890)", R"("mix":1,)", R"("mix":true)",
+                                           R"("r":2.750)", R"("t":"2020-01-01T10:00")", R"("u":"é\n\"")"}) {
+                EXPECT_THAT(QByteArray(all).replace(" ", "").toStdString(), HasSubstr(part)) << "edited or not";
+            }
+            for (const char* const said : {"\"crs\"", "\"x\"", "\x1e"}) {
+                EXPECT_EQ(all.count(said) > 0, (row.head + row.between).count(said) > 0) << said << all.constData();
+            }
+            EXPECT_EQ(contentOf(layer.path()), contentOf(layer));
+        }
+    }
 }
 
 TEST_F(SaveEdits, IdsThatAreNotUniqueMixNothingUp) {
@@ -483,6 +541,49 @@ TEST_F(SaveEdits, FilesOfAShapefileAreReplacedWhereTheyAreReadOrNotAtAll) {
         }
         QDir(at("store")).removeRecursively();
     }
+    // What the table and the files beside it are made of
+    const auto table = [this](char logical, char type) {
+        const auto column = [](const char* name, char letter, char width, char decimals) {
+            return QByteArray(name).leftJustified(11, '\0') + letter + QByteArray(4, '\0') + width + decimals +
+                   QByteArray(14, '\0');
+        };
+        write("lines.dbf", QByteArray("\3\1\1\1\3\0\0\0\xa1\0\x17\0", 12) + QByteArray(20, '\0') +
+                               column("n", 'C', 5, 0) + column("flag", 'L', 1, 0) + column("real", 'F', 8, 3) +
+                               column("x", type, 8, 0) + "\r" + " \xe9ne  T   1.50012345678" +
+                               " two  ?   2.50012345678" + " threeF   3.500        " + "\x1a");
+        write("lines.prj", "LOCAL system 7");
+        write("lines.qpj", "of another program");
+        write("lines.cpg", "no-such-one");
+        write("lines.n.atx", "an index");
+        GisLayerOgrVector layer(at("lines.shp"));
+        EXPECT_TRUE(layer.open() && layer.beginEdit());
+        Attributes values = layer.attributesForFeatureId(2);
+        values["n"] = "2nd";
+        values["flag"] = QString(logical);
+        EXPECT_TRUE(layer.setShapeAttributesEdit(2, values));
+        return layer.commitEdit() ? QString() : layer.lastError();
+    };
+    make("shp", 3);
+    EXPECT_THAT(table('T', 'M').toStdString(), HasSubstr("'x' is of the type 'M'"));
+    EXPECT_THAT(table('x', 'N').toStdString(), HasSubstr("'flag' takes"));
+    EXPECT_EQ(bytes()["lines.n.atx"], "an index");
+    EXPECT_EQ(table('Y', 'N'), QString());
+    const auto after = bytes();
+    EXPECT_EQ(after.at("lines.prj") + after.at("lines.qpj") + after.at("lines.cpg"),
+              "LOCAL system 7of another programno-such-one");
+    EXPECT_THAT(after.at("lines.dbf").toStdString(), HasSubstr(" \xe9ne  T   1.500"));
+    EXPECT_EQ(after.count("lines.n.atx"), 0U);
+    QByteArray letters;
+    for (int i = 1; i <= 4; ++i) {
+        letters += after.at("lines.dbf")[32 * i + 11];
+    }
+    EXPECT_EQ(letters, "CLFN");
+    EXPECT_THAT(after.at("lines.dbf").toStdString(), HasSubstr(" 2nd  Y   2.50012345678"));
+    QFile::setPermissions(at("lines.dbf"), QFile::ReadOwner);
+    GisLayerOgrVector layer(at("lines.shp"));
+    ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1));
+    EXPECT_FALSE(layer.commitEdit());
+    EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("'lines.dbf' is write-protected"));
     for (const QString suffix : {"geojson", "shp"}) { // somebody else's folder of the name of an interrupted save
         make(suffix);
         write("mine.txt", "mine");
@@ -495,16 +596,22 @@ TEST_F(SaveEdits, FilesOfAShapefileAreReplacedWhereTheyAreReadOrNotAtAll) {
     }
 }
 
+/// The first value that a statement gives, in one that goes on being open or is closed at once.
+std::string execute(GDALDataset& source, const char* statement) {
+    OGRLayer* const result = source.ExecuteSQL(statement, nullptr, nullptr);
+    const OGRFeatureUniquePtr row(result != nullptr ? result->GetNextFeature() : nullptr);
+    const std::string text = row ? row->GetFieldAsString(0) : "";
+    source.ReleaseResultSet(result);
+    return text;
+}
+
+std::unique_ptr<GDALDataset> openToWrite(const QString& path) {
+    return std::unique_ptr<GDALDataset>(GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_UPDATE));
+}
+
 TEST_F(SaveEdits, AWarningInReadingIsNoFaultOfTheEdit) {
     GisLayerOgrVector layer(make("gpkg"));
-    const auto sql = [&](const char* statement) {
-        const std::unique_ptr<GDALDataset> source(GDALDataset::Open(layer.path().toUtf8().constData(), GDAL_OF_UPDATE));
-        OGRLayer* const result = source->ExecuteSQL(statement, nullptr, nullptr);
-        const OGRFeatureUniquePtr row(result != nullptr ? result->GetNextFeature() : nullptr);
-        const std::string text = row ? row->GetFieldAsString(0) : "";
-        source->ReleaseResultSet(result);
-        return text;
-    };
+    const auto sql = [&](const char* statement) { return execute(*openToWrite(layer.path()), statement); };
     sql("ALTER TABLE lines ADD COLUMN moment DATETIME");
     sql("UPDATE lines SET n = 'many', moment = '2024-01-01T12:00:00.123456Z' WHERE fid = 2"); // read with a warning
     ASSERT_TRUE(layer.open() && layer.beginEdit());
@@ -512,6 +619,109 @@ TEST_F(SaveEdits, AWarningInReadingIsNoFaultOfTheEdit) {
     values["name"] = "edited";
     ASSERT_TRUE(layer.setShapeAttributesEdit(2, values) && layer.commitEdit()) << layer.lastError().toStdString();
     EXPECT_EQ(sql("SELECT name FROM lines WHERE fid = 2"), "edited");
+
+    sql("UPDATE lines SET fid = -1 WHERE fid = 3"); // the id that stands for none elsewhere
+    ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(layer.count()) && layer.commitEdit());
+    EXPECT_EQ(sql("SELECT COUNT(*) FROM lines"), "8");
+}
+
+/// More than a database keeps in memory until the transaction ends.
+void addALot(GisLayerOgrVector& layer) {
+    for (int i = 0; i < 3000; ++i) {
+        layer.addShapeEdit(shapeOf("LINESTRING (0 0, 1 1)", {{"n", i}, {"name", QString(4000, QChar('a' + i % 26))}}));
+    }
+}
+
+TEST_F(SaveEdits, ALargeTransactionThatFailedOrWasKilledCanBeTriedAgain) {
+    for (const QString suffix : {"gpkg", "sqlite"}) {
+        SCOPED_TRACE(suffix.toStdString());
+        const QString path = make(suffix);
+        const QString link = at("link." + suffix);
+        ASSERT_TRUE(QFile::link(path, link));
+        const auto old = contentOf(path);
+        GisLayerOgrVector layer(path);
+        ASSERT_TRUE(layer.open() && layer.beginEdit());
+        addALot(layer);
+        layer.setProgressCallback([](double done) { return done < 0.9; });
+        EXPECT_FALSE(layer.commitEdit());
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("cancelled"));
+        layer.setProgressCallback({});
+        ASSERT_TRUE(layer.addShapeEdit(shapeOf("LINESTRING (0 0, 1 1)", {{"nothing", 1}})));
+        EXPECT_FALSE(layer.commitEdit());
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("'nothing' is no field"));
+        EXPECT_EQ(contentOf(path), old);
+        ASSERT_TRUE(layer.undoEdit());
+        EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+        EXPECT_EQ(contentOf(path), contentOf(layer));
+
+        const auto killed = [&] {
+            make(suffix);
+            if (const pid_t child = ::fork(); child == 0) {
+                GisLayerOgrVector victim(path);
+                victim.open();
+                victim.beginEdit();
+                addALot(victim);
+                victim.setProgressCallback([](double done) { return done < 0.9 || (::_exit(0), false); });
+                victim.commitEdit();
+                ::_exit(1);
+            } else {
+                int status = 0;
+                ::waitpid(child, &status, 0);
+                EXPECT_EQ(status, 0);
+            }
+            return QFileInfo(path + "-journal").size() > 0;
+        };
+        ASSERT_TRUE(killed());
+        const auto before = bytes();
+        Layers::GisVectorSaveOptions replace;
+        replace.existing = Layers::GisVectorSaveOptions::Existing::Replace;
+        EXPECT_THROW(GisLayerVector::createInMemory("x", Shapes::GisShapeType::Point, {})->saveAs(link, replace),
+                     std::runtime_error)
+            << "the old journal would be applied to the new file";
+        EXPECT_EQ(bytes(), before);
+        for (const QString& name : {path, link}) {
+            ASSERT_TRUE(killed());
+            GisLayerOgrVector again(name);
+            ASSERT_TRUE(again.open() && again.beginEdit());
+            EXPECT_EQ(contentOf(again), old);
+            EXPECT_TRUE(again.deleteShapeEdit(1) && again.commitEdit()) << again.lastError().toStdString();
+            EXPECT_EQ(contentOf(path).size(), 8U);
+        }
+        QFile::remove(link);
+    }
+}
+
+TEST_F(SaveEdits, ATimeThatTheClocksHereLeaveOutStays) {
+    const QByteArray zone = qgetenv("TZ");
+    qputenv("TZ", "Europe/Berlin");
+    ::tzset();
+    const QDateTime left(QDate(2023, 3, 26), QTime(2, 30));
+    for (const QString suffix : {"gpkg", "geojson", "fgb"}) {
+        auto memory = GisLayerVector::createInMemory("t", Shapes::GisShapeType::Point, {});
+        memory->addShape(shapeOf("POINT (1 2)", {{"t", left}, {"name", "x"}}));
+        EXPECT_TRUE(memory->saveAs(at("t." + suffix)));
+        GisLayerOgrVector layer(at("t." + suffix));
+        for (const int minute : {31, 32}) {
+            EXPECT_TRUE(layer.open() && layer.beginEdit());
+            EXPECT_EQ(layer.attributeValueForRow(0, "t").toDateTime().time(), QTime(2, minute - 1));
+            layer.setShapeAttributesEdit(1, {{"t", QDateTime(left.date(), QTime(2, minute))}, {"name", "y"}});
+            EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+        }
+    }
+    zone.isNull() ? qunsetenv("TZ") : qputenv("TZ", zone);
+    ::tzset();
+}
+
+TEST_F(SaveEdits, AChangeThatLiesBesideADatabaseIsSeenThroughALink) {
+    const QString path = make("gpkg");
+    ASSERT_TRUE(QFile::link(path, at("link.gpkg")));
+    const auto other = openToWrite(path);
+    ASSERT_EQ(execute(*other, "PRAGMA journal_mode = WAL"), "wal");
+    GisLayerOgrVector layer(at("link.gpkg"));
+    ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1));
+    execute(*other, "UPDATE lines SET name = 'theirs' WHERE fid = 1");
+    EXPECT_FALSE(layer.commitEdit());
+    EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("changed by someone else"));
 }
 
 TEST_F(SaveEdits, ASavedIndexDoesNotOutliveACommit) {

@@ -3,6 +3,7 @@
 #include <QHash>
 #include <QList>
 
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -16,7 +17,8 @@ namespace Cartolith::Core::Layers::Internal {
 /// of the layer's list.
 class FeatureTrace {
 public:
-    static constexpr qint64 none = -1;
+    /// No id that a source may give: a database may have a row -1.
+    static constexpr qint64 none = std::numeric_limits<qint64>::min();
 
     struct Entry {
         qint64 feature = none;  ///< the source's own id; none for a shape that is not in the source

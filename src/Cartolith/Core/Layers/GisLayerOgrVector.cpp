@@ -111,6 +111,7 @@ bool GisLayerOgrVector::open() {
     Common::Internal::LogStep step(Common::LogChannels::load, "vector");
     step.set("source", path());
     Internal::StagedFiles::finishInterrupted(path());
+    Internal::OgrSource::recover(path());
     const Internal::SourceState state(path());
     const auto stamp = Internal::IndexFile::stampOf(path());
     Internal::OgrSource source(path());

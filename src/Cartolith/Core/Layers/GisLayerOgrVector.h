@@ -88,7 +88,8 @@ public:
     ///
     /// A shape read from a feature changes that feature, and of it what differs. What was not edited stays:
     /// in a transaction as GDAL reads it (an edited feature is written with all its columns, and a text in a
-    /// column of integers becomes a number), in a new file as exact as the format writes numbers. New shapes
+    /// column of integers becomes a number), in GeoJSON to the letter, in other new files as exact as the
+    /// format writes numbers. New shapes
     /// follow the features that are there, whatever their position here. A change made through a shape's
     /// pointer is saved only after markDirty().
     ///
@@ -98,19 +99,22 @@ public:
     ///   place on the disk than when it was opened. A server's tables are not watched: there the last one to
     ///   save a feature wins;
     /// - a value that is none for its field, such as an infinite number, or one of more decimals than the
-    /// field
-    ///   keeps (a number that is none, NaN, is saved as null), an attribute that is no field, a geometry of a
-    ///   kind that the source does not take, a coordinate that is not finite;
+    ///   field keeps (a number that is none, NaN, is saved as null), an attribute that is no field, a
+    ///   geometry of a kind that the source does not take, a coordinate that is not finite;
+    /// - a Shapefile with columns other than text, numbers, dates and logical values (memos and the like);
     /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
     ///   with all of them), one whose parts were skipped, another geometry for one with Z, M or curves. Left
     ///   alone, such features stay as they are;
+    /// - GeoJSON text sequences with records that are no features;
     /// - several files that symbolic links do not show as they are stored, or whose suffixes differ in case;
     /// - a command that is running, a full disk, or a progress callback that cancels.
     /// Neither the fields nor the coordinate system of a source are changed; but GeoJSON, which has no
-    /// schema, gets every field that the layer declares.
+    /// schema, takes every field that the layer declares, of the declared type unless that is narrower than
+    /// what is there, and every kind of shape.
     ///
-    /// GeoJSON keeps its ids and members that GDAL does not know; a Shapefile its encoding, not its .qix,
-    /// .sbn and .sbx indexes; FlatGeobuf no index. Source ids of features in new files are counted anew.
+    /// GeoJSON keeps its ids and members that GDAL does not know; a Shapefile its .prj, .cpg and .qpj and the
+    /// types of its columns, not its .qix, .sbn, .sbx, .idm, .ind and .atx indexes; FlatGeobuf no index.
+    /// Source ids of features in new files are counted anew.
     /// @{
     /// Why the last commitEdit() was false; empty after one that was true.
     const QString& lastError() const noexcept { return m_lastError; }

@@ -30,7 +30,7 @@ QList<qint64> GisLayerOgrVector::sourceFeatureIds() const {
     QList<qint64> ids;
     ids.reserve(count());
     for (const FeatureTrace::Entry& entry : m_trace->entries()) {
-        ids.append(sourceId(entry.feature));
+        ids.append(entry.feature == FeatureTrace::none ? -1 : sourceId(entry.feature));
     }
     return ids;
 }
@@ -119,7 +119,7 @@ void GisLayerOgrVector::save() {
     }
     std::optional<ChangeLock> lock(*this);
     const Internal::OgrSavedIds ids =
-        Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), *m_sourceState,
+        Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), m_sourceState.get(),
                              attributeDefinitions(), m_progress},
                             edits);
 
@@ -157,7 +157,6 @@ void GisLayerOgrVector::save() {
         m_skipped[i].featureId = sourceId(m_skippedFeatures[i]);
     }
     m_featureCount += ids.added.size() - edits.deleted.size();
-    *m_sourceState = Internal::SourceState(m_sourcePath);
     clearMetadataExtent();
     // The order of shapes may be another one than that of a layer opened now; without a saved index nothing
     // depends on it.

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
+#include <Cartolith/Core/Layers/SourcePathInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 #include <Cartolith/Core/Spatial/RTreeTraversalInternal.h>
 
@@ -67,7 +68,7 @@ bool holdsEachOnce(const RTreeSpatialIndex& index, qsizetype shapeCount) {
 std::optional<IndexFile::Stamp> IndexFile::stampOf(const QString& sourcePath) {
     struct stat status {};
     if (::stat(QFile::encodeName(sourcePath).constData(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        QFileInfo(sourcePath + QStringLiteral("-wal")).size() > 0) {
+        QFileInfo(resolvedPath(sourcePath) + QStringLiteral("-wal")).size() > 0) {
         return std::nullopt;
     }
     constexpr qint64 nanoseconds = 1'000'000'000;

@@ -13,7 +13,7 @@ void failToWrite(const QString& path, const QString& reason) {
 }
 
 void requireUnchanged(const OgrEditTarget& target) {
-    if (!(SourceState(target.path) == target.state)) {
+    if (!(SourceState(target.path) == *target.state)) {
         failToWrite(target.path, QStringLiteral("it was changed by someone else since it was opened"));
     }
 }

@@ -29,7 +29,7 @@ struct OgrEditTarget {
     QString path;
     QString layerName;
     QString driverName;
-    SourceState state;                               ///< in which it was read
+    SourceState* state; ///< in which it was read; saving puts in the one in which it leaves the source
     QList<Defs::GisAttributeDefinition> definitions; ///< the layer's fields
     std::function<bool(double fraction)> progress;   ///< may be empty; false cancels
 };
@@ -57,13 +57,20 @@ struct OgrManner {
     static OgrManner of(const QString& driver);
 };
 
+/// What differed of a feature.
+struct OgrChange {
+    bool isMoved = false;
+    QSet<QString> fields = {};
+
+    bool isAny() const { return isMoved || !fields.isEmpty(); }
+};
+
 /// Gives a feature of the source the geometry and attributes of its shape where they differ from what was
-/// read of it; the rest stays. False when nothing
-/// differs. \throws std::runtime_error when it is several shapes and any of them differs, when it holds more
-/// than a shape can say and would lose it, for an attribute that is no field, and for a value or geometry
-/// that cannot be saved
-bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const Shapes::GisShape*>& shapes,
-            const OgrManner& manner);
+/// read of it; the rest stays. \throws std::runtime_error when it is several shapes and any of them differs,
+/// when it holds more than a shape can say and would lose it, for an attribute that is no field, and for a
+/// value or geometry that cannot be saved
+OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType,
+                 const QList<const Shapes::GisShape*>& shapes, const OgrManner& manner);
 /// The same for a feature that is new.
 void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const Shapes::GisShape& shape,
           const OgrManner& manner);

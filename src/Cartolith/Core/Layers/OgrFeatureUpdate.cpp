@@ -4,6 +4,8 @@
 #include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 
+#include <QDateTime>
+
 #include <algorithm>
 #include <cmath>
 #include <stdexcept>
@@ -78,6 +80,14 @@ bool areSame(const QVariant& a, const QVariant& b) {
     const auto isNan = [](const QVariant& value) {
         return value.typeId() == QMetaType::Double && std::isnan(value.toDouble());
     };
+    if (a.typeId() == QMetaType::QDateTime && b.typeId() == QMetaType::QDateTime) {
+        // All that are left out where clocks go forward are invalid, and equal for Qt.
+        const QDateTime one = a.toDateTime();
+        const QDateTime other = b.toDateTime();
+        if (!one.isValid() && !other.isValid()) {
+            return one.date() == other.date() && one.time() == other.time();
+        }
+    }
     return a == b || (isNan(a) && isNan(b));
 }
 
@@ -137,29 +147,30 @@ OgrManner OgrManner::of(const QString& driver) {
     return {.roundsNumbers = driver != QLatin1String("FlatGeobuf")};
 }
 
-bool update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes,
-            const OgrManner& manner) {
+OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes,
+                 const OgrManner& manner) {
     const OGRGeometry* const geometry = feature.GetGeometryRef();
     const auto read = Serialization::Ogr::Internal::shapesOf(
         GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
-    const bool isMoved = !areSame(read.shapes, shapes);
-    bool differs = isMoved;
+    OgrChange change{.isMoved = !areSame(read.shapes, shapes)};
     for (const GisShape* shape : shapes) {
         const auto changes = fieldChanges(feature, *shape, false);
-        differs = differs || !changes.isEmpty();
-        if (differs && (shapes.size() != 1 || read.shapes.size() > 1)) {
+        for (const auto& [index, value] : changes) {
+            change.fields.insert(QString::fromUtf8(feature.GetFieldDefnRef(index)->GetNameRef()));
+        }
+        if (change.isAny() && (shapes.size() != 1 || read.shapes.size() > 1)) {
             throw std::runtime_error("it is several shapes here, which cannot be changed one by one");
         }
         setFields(feature, changes, manner);
     }
-    if (isMoved) {
+    if (change.isMoved) {
         const QString loss = geometry != nullptr ? lossOf(*geometry, read.problem) : QString();
         if (!loss.isEmpty()) {
             throw std::runtime_error(loss.toStdString());
         }
         setGeometry(feature, layerType, *shapes.front());
     }
-    return differs;
+    return change;
 }
 
 void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape, const OgrManner& manner) {

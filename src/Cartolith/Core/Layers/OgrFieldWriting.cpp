@@ -52,11 +52,21 @@ bool isListed(GDALDriver& driver, const char* item, const char* name) {
     return list.split(' ').contains(name);
 }
 
+/// A date and time without a zone is what a clock showed somewhere. Here it may be one that the clocks leave
+/// out, which Qt takes for invalid; so the zone is one that leaves nothing out.
+QDateTime asRead(const QDateTime& local) {
+    return {local.date(), local.time(), Qt::UTC};
+}
+
 /// A text that gives the value back.
 std::optional<QString> textOf(const QVariant& value) {
     switch (value.typeId()) {
     case QMetaType::QDateTime:
-        return value.toDateTime().toString(Qt::ISODateWithMs);
+        if (const QDateTime moment = value.toDateTime(); moment.timeSpec() == Qt::LocalTime) {
+            return asRead(moment).toString(Qt::ISODateWithMs).remove(QLatin1Char('Z'));
+        } else {
+            return moment.toString(Qt::ISODateWithMs);
+        }
     case QMetaType::QTime:
         return value.toTime().toString(Qt::ISODateWithMs);
     case QMetaType::QDate:
@@ -125,6 +135,7 @@ bool setWhole(OGRFeature& feature, int index, const QVariant& value, qint64 leas
 
 bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType type) {
     QDateTime moment;
+    bool isLocal = false;
     if (type == OFTTime) {
         moment = QDateTime(QDate(2000, 1, 1), value.toTime());
     } else if (value.typeId() == QMetaType::QDate || type == OFTDate) {
@@ -135,6 +146,8 @@ bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType
         }
     } else {
         moment = value.toDateTime();
+        isLocal = moment.timeSpec() == Qt::LocalTime;
+        moment = isLocal ? asRead(moment) : moment;
     }
     if (!moment.isValid() || moment.date().year() < -32768 || moment.date().year() > 32767) {
         return false;
@@ -142,7 +155,7 @@ bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType
     // 0 is an unknown zone, 100 UTC, and each step beside it a quarter of an hour.
     constexpr int quarter = 15 * 60;
     int zone = 0;
-    if (type == OFTDateTime && value.typeId() != QMetaType::QDate && moment.timeSpec() != Qt::LocalTime) {
+    if (type == OFTDateTime && value.typeId() != QMetaType::QDate && !isLocal) {
         if (moment.offsetFromUtc() % quarter != 0) {
             moment = moment.toUTC();
         }

@@ -33,7 +33,7 @@ const std::vector<OgrFormat>& formats() {
          .needsFeatures = true},
         {.driver = "ESRI Shapefile",
          .suffixes = {"shp"},
-         .family = {"shx", "dbf", "prj", "cpg", "qpj", "qix", "sbn", "sbx"},
+         .family = {"shx", "dbf", "prj", "cpg", "qpj", "qix", "sbn", "sbx", "idm", "ind", "*.atx"},
          .options = {"ENCODING=UTF-8"},
          .takesMixedKinds = false},
     };

@@ -9,10 +9,12 @@ namespace Cartolith::Core::Layers::Internal {
 struct OgrFormat {
     const char* driver = nullptr; ///< GDAL's name for it
     QStringList suffixes = {};    ///< of file names, in lower case; the first is the usual one
-    QStringList family = {};  ///< suffixes of further files that belong to one, of which some may be missing
-    QStringList options = {}; ///< for the creation of a layer: NAME=VALUE
-    bool isDatabase = false;  ///< has transactions, and reports by itself what it could not write
-    bool isTyped = false;     ///< the layer has a type of geometry, and takes no other
+    /// Suffixes of further files that belong to one, of which some may be missing. "*.x" stands for any word
+    /// before the suffix x.
+    QStringList family = {};
+    QStringList options = {};    ///< for the creation of a layer: NAME=VALUE
+    bool isDatabase = false;     ///< has transactions, and reports by itself what it could not write
+    bool isTyped = false;        ///< the layer has a type of geometry, and takes no other
     bool takesMixedKinds = true; ///< points beside polygons
     bool needsGeometry = false;  ///< leaves features without one out, and does not say so
     bool needsFeatures = false;  ///< without one, the file is not written or not recognised

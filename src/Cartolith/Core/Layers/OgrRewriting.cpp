@@ -1,12 +1,15 @@
+#include <Cartolith/Core/Layers/DbfColumnsInternal.h>
+#include <Cartolith/Core/Layers/GeoJsonTextsInternal.h>
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/OgrTargetInternal.h>
 
-#include <QFile>
+#include <QFileInfo>
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -14,31 +17,25 @@ namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-/// What the layer has beside features and fields.
-QStringList optionsOf(OGRLayer& layer, const OgrEditTarget& target) {
-    if (target.driverName == QLatin1String("ESRI Shapefile")) {
-        return {QStringLiteral("ENCODING=%1")
-                    .arg(QString::fromUtf8(layer.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE")))};
-    }
-    if (target.driverName == QLatin1String("GeoJSONSeq")) {
-        QFile file(target.path);
-        char first = '\0';
-        constexpr char recordSeparator = '\x1e';
-        const bool separates =
-            file.open(QIODevice::ReadOnly) && file.getChar(&first) && first == recordSeparator;
-        return {QStringLiteral("RS=") + (separates ? QStringLiteral("YES") : QStringLiteral("NO"))};
-    }
-    const char* const native = layer.GetMetadataItem("NATIVE_DATA", "NATIVE_DATA");
-    if (native == nullptr) {
-        return {};
-    }
-    return {QStringLiteral("NATIVE_DATA=") + QString::fromUtf8(native),
-            QStringLiteral("NATIVE_MEDIA_TYPE=") +
-                QString::fromUtf8(layer.GetMetadataItem("NATIVE_MEDIA_TYPE", "NATIVE_DATA"))};
+/// Whether a field of one type holds every value of the other.
+bool isWider(QMetaType::Type type, QMetaType::Type other) {
+    const auto rank = [](QMetaType::Type of) {
+        switch (of) {
+        case QMetaType::Int:
+            return 1;
+        case QMetaType::LongLong:
+            return 2;
+        case QMetaType::Double:
+            return 3;
+        default:
+            return 0;
+        }
+    };
+    return type == QMetaType::QString || (rank(other) > 0 && rank(type) > rank(other));
 }
 
 /// Those of the source. Where a file has no schema, GDAL makes one up from the features that happen to be
-/// there; what the layer declares goes before that.
+/// there; what the layer declares goes before that, unless values that are there would not fit.
 void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& written) {
     QList<Defs::GisAttributeDefinition> declared;
     if (target.driverName.startsWith(QLatin1String("GeoJSON"))) {
@@ -47,7 +44,7 @@ void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& wri
     const QList<Defs::GisAttributeDefinition> found = attributeDefinitions(from);
     for (int i = 0; i < found.size(); ++i) {
         const auto better = std::find_if(declared.begin(), declared.end(), [&](const auto& definition) {
-            return definition.name() == found[i].name() && definition.type() != found[i].type();
+            return definition.name() == found[i].name() && isWider(definition.type(), found[i].type());
         });
         if (better != declared.end()) {
             written.addField(*fieldOf(*better, written.driver()));
@@ -94,9 +91,6 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     OgrSource source(target.path, {QStringLiteral("NATIVE_DATA=YES")});
     OGRLayer& from = source.layer(target.layerName);
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
-    OGRLayer& to = written.createLayer(target.layerName, from.GetSpatialRef(), from.GetGeomType(),
-                                       optionsOf(from, target));
-    addFields(target, *from.GetLayerDefn(), written);
     const auto prepared = [&](const QString& what, const auto& prepare) {
         try {
             prepare();
@@ -105,6 +99,26 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         }
     };
 
+    std::optional<GeoJsonTexts> texts;
+    prepared(QStringLiteral("its text"), [&] { texts.emplace(target.driverName, target.path); });
+    const bool isShapefile = target.driverName == QLatin1String("ESRI Shapefile");
+    QByteArray types;
+    if (isShapefile) {
+        prepared(QStringLiteral("its table"), [&] { types = DbfColumns::typesBeside(target.path); });
+    }
+    QStringList options = texts->layerOptions(from);
+    if (isShapefile) {
+        options << QStringLiteral("ENCODING=") +
+                       QString::fromUtf8(from.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE"));
+    }
+    OGRLayer& to =
+        written.createLayer(target.layerName, texts->saysItsSystem(from) ? from.GetSpatialRef() : nullptr,
+                            from.GetGeomType(), options);
+    addFields(target, *from.GetLayerDefn(), written);
+
+    // What GDAL finds in a file without a schema is no limit to what it may hold.
+    const OGRwkbGeometryType type =
+        target.driverName.startsWith(QLatin1String("GeoJSON")) ? wkbUnknown : from.GetGeomType();
     const OgrManner manner = OgrManner::of(target.driverName);
     bool differs = !edits.deleted.isEmpty() || !edits.added.isEmpty();
     QList<qint64> before;
@@ -123,9 +137,12 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         const QString what = QStringLiteral("feature %1").arg(feature->GetFID());
         OGRFeature out(to.GetLayerDefn());
         copy(*feature, out);
+        OgrChange change;
         if (const auto shapes = edits.updated.constFind(number); shapes != edits.updated.constEnd()) {
-            prepared(what, [&] { differs = update(out, from.GetGeomType(), *shapes, manner) || differs; });
+            prepared(what, [&] { change = update(out, type, *shapes, manner); });
         }
+        differs = differs || change.isAny();
+        texts->add(*feature, number, change);
         written.add(out, what);
         before.append(number);
     }
@@ -135,10 +152,23 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     for (const Shapes::GisShape* shape : edits.added) {
         const QString what = QStringLiteral("shape %1").arg(shape->id());
         OGRFeature out(to.GetLayerDefn());
-        prepared(what, [&] { fill(out, from.GetGeomType(), *shape, manner); });
+        prepared(what, [&] { fill(out, type, *shape, manner); });
         written.add(out, what);
     }
     written.close();
+    const auto bytes = written.written(QFileInfo(written.writtenPath()).suffix());
+    prepared(QStringLiteral("its text"), [&] {
+        if (const auto text = texts->in({bytes.first, bytes.second}, met); text.has_value()) {
+            written.rewrite(*text);
+        }
+    });
+    if (isShapefile) {
+        const auto table = written.written(QStringLiteral("dbf"));
+        prepared(QStringLiteral("its table"),
+                 [&] { DbfColumns::setTypes(table.first, table.second, types); });
+        // What is in them holds as before, and GDAL would write what it makes of them.
+        written.keep({QStringLiteral("prj"), QStringLiteral("cpg"), QStringLiteral("qpj")});
+    }
 
     // Read again, the new files tell the ids that GDAL gives, and that nothing got lost.
     const QList<qint64> after = idsIn(written.writtenPath());
@@ -148,7 +178,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
                          .arg(after.size()));
     }
     requireUnchanged(target);
-    written.publish();
+    *target.state = written.publish();
 
     OgrSavedIds ids;
     ids.isRenumbered = true;

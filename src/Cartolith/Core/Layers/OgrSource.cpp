@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/SourcePathInternal.h>
 
 #include <QFileInfo>
 #include <cpl_string.h>
@@ -12,13 +13,7 @@ OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(p
     if (path.isEmpty()) {
         fail(QStringLiteral("the path is empty"));
     }
-    if (QFileInfo(path + QStringLiteral("-journal")).size() > 0) {
-        // What a killed process left of a transaction is rolled back by the next one that may write. Should
-        // this fail, reading says why.
-        const Common::Internal::DatasetPtr recovered(
-            GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
-        m_errors.reset();
-    }
+    recover(path);
     CPLStringList list;
     for (const QString& option : options) {
         list.AddString(option.toUtf8().constData());
@@ -33,6 +28,16 @@ OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(p
         fail(QStringLiteral("it has no vector layer"));
     }
     m_errors.reset();
+}
+
+void OgrSource::recover(const QString& path) {
+    if (QFileInfo(resolvedPath(path) + QStringLiteral("-journal")).size() > 0) {
+        // Whoever opens the database and may write rolls back. Should this fail, reading says why.
+        Common::Internal::registerGdalDrivers();
+        const Common::Internal::GdalErrorCapture errors;
+        const Common::Internal::DatasetPtr recovered(
+            GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
+    }
 }
 
 void OgrSource::fail(const QString& reason) const {

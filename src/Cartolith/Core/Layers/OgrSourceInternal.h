@@ -14,6 +14,10 @@ public:
     /// Options are those of GDAL's drivers, NAME=VALUE; a driver passes over those it does not know.
     explicit OgrSource(const QString& path, const QStringList& options = {});
 
+    /// Rolls back what a killed process left of a transaction, which changes the file. The constructor does
+    /// so too; whoever looks at the file before calls this first.
+    static void recover(const QString& path);
+
     QString driverName() const;
     QStringList layerNames() const;
     /// The named layer, or the first when the name is empty. Belongs to the source.

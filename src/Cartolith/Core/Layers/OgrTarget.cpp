@@ -5,6 +5,8 @@
 #include <cpl_string.h>
 #include <cpl_vsi.h>
 
+#include <algorithm>
+#include <iterator>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -102,20 +104,38 @@ void OgrTarget::close() {
     }
 }
 
-void OgrTarget::publish() {
+std::pair<char*, qsizetype> OgrTarget::written(const QString& suffix) const {
+    vsi_l_offset size = 0;
+    const QString path =
+        QStringLiteral("%1/%2.%3").arg(m_memoryFolder, QFileInfo(m_workPath).completeBaseName(), suffix);
+    GByte* const bytes =
+        m_memoryFolder.isEmpty() ? nullptr : VSIGetMemFileBuffer(path.toUtf8().constData(), &size, FALSE);
+    return {reinterpret_cast<char*>(bytes), static_cast<qsizetype>(size)};
+}
+
+void OgrTarget::rewrite(const QByteArray& bytes) {
+    const std::unique_ptr<VSILFILE, int (*)(VSILFILE*)> file(VSIFOpenL(m_workPath.toUtf8().constData(), "wb"),
+                                                             VSIFCloseL);
+    const auto size = static_cast<std::size_t>(bytes.size());
+    if (file == nullptr || VSIFWriteL(bytes.constData(), 1, size, file.get()) != size) {
+        fail(QStringLiteral("there is not enough memory"));
+    }
+}
+
+SourceState OgrTarget::publish() {
+    QStringList kept;
+    std::copy_if(m_kept.begin(), m_kept.end(), std::back_inserter(kept),
+                 [this](const QString& suffix) { return m_files.keep(suffix); });
     if (!m_memoryFolder.isEmpty()) {
         const CPLStringList names(VSIReadDir(m_memoryFolder.toUtf8().constData()));
         for (int i = 0; i < names.Count(); ++i) {
-            vsi_l_offset size = 0;
-            const QString name = QString::fromUtf8(names[i]);
-            const GByte* const bytes = VSIGetMemFileBuffer(
-                QStringLiteral("%1/%2").arg(m_memoryFolder, name).toUtf8().constData(), &size, FALSE);
-            const QString suffix = QFileInfo(name).suffix();
-            m_files.write(suffix == m_workSuffix ? m_suffix : suffix, reinterpret_cast<const char*>(bytes),
-                          static_cast<qint64>(size));
+            const QString suffix = QFileInfo(QString::fromUtf8(names[i])).suffix();
+            if (const auto [bytes, size] = written(suffix); !kept.contains(suffix)) {
+                m_files.write(suffix == m_workSuffix ? m_suffix : suffix, bytes, size);
+            }
         }
     }
-    m_files.publish();
+    return m_files.publish();
 }
 
 } // namespace Cartolith::Core::Layers::Internal

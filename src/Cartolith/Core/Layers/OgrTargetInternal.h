@@ -7,6 +7,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <utility>
+
 namespace Cartolith::Core::Layers::Internal {
 
 /// A new data source of one layer that takes the place of a path once it is complete.
@@ -34,7 +36,15 @@ public:
     void close();
     /// Where they can be read until publish(), after close().
     QString writtenPath() const { return m_workPath; }
-    void publish();
+    /// Of the files that there are already, those with these suffixes stay, instead of the new ones.
+    void keep(const QStringList& suffixes) { m_kept = suffixes; }
+    /// The bytes of a file that was written, to be changed between close() and publish(); none for a format
+    /// that is written in place, and for a file that there is not.
+    std::pair<char*, qsizetype> written(const QString& suffix) const;
+    /// Gives the one file that was written other bytes.
+    void rewrite(const QByteArray& bytes);
+    /// Gives the state of the files put in place.
+    SourceState publish();
 
     [[noreturn]] void fail(const QString& reason) const;
 
@@ -48,6 +58,7 @@ private:
     QString m_memoryFolder;
     QString m_workPath;
     QString m_workSuffix;
+    QStringList m_kept;
     Common::Internal::GdalErrorCapture m_errors;
     GDALDriver* m_driver;
     Common::Internal::DatasetPtr m_dataset;

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
+#include <Cartolith/Core/Layers/OgrFormatInternal.h>
 
 #include <stdexcept>
 
@@ -15,6 +16,7 @@ public:
         if (m_dataset == nullptr) {
             fail(QStringLiteral("it cannot be opened for changes"));
         }
+        *target.state = SourceState(target.path); // GDAL mends what older versions wrote, as it opens
         if (!m_dataset->TestCapability(ODsCTransactions)) {
             failToWrite(
                 target.path,
@@ -35,9 +37,29 @@ public:
         if (m_isOpen) {
             m_dataset->RollbackTransaction();
         }
+        m_dataset.reset();
+        if (m_isOurs) { // a large transaction reaches the file before its end; rolled back, it is as it was
+            *m_target.state = SourceState(m_target.path);
+        }
     }
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
+
+    /// Keeps everybody else from writing, after which nobody must have written.
+    void begin() {
+        if (OgrFormat::forDriver(m_target.driverName) != nullptr) {
+            m_errors.reset();
+            QString table = m_target.layerName;
+            table.replace(QLatin1Char('"'), QLatin1String("\"\""));
+            const QByteArray nothing = QStringLiteral("DELETE FROM \"%1\" WHERE 0").arg(table).toUtf8();
+            m_dataset->ReleaseResultSet(m_dataset->ExecuteSQL(nothing.constData(), nullptr, nullptr));
+            if (m_errors.message().contains(QLatin1String("locked"))) {
+                fail(QStringLiteral("it cannot be written to"));
+            }
+        }
+        requireUnchanged(m_target);
+        m_isOurs = m_errors.message().isEmpty(); // else the layer is no table, and the first edit locks
+    }
 
     void remove(qint64 id) {
         m_errors.reset();
@@ -53,7 +75,7 @@ public:
         m_errors.reset(); // what was odd about reading it is no fault of the edit
         bool differs = false;
         try {
-            differs = update(*feature, m_layer->GetGeomType(), shapes, m_manner);
+            differs = update(*feature, m_layer->GetGeomType(), shapes, m_manner).isAny();
         } catch (const std::runtime_error& error) {
             fail(QStringLiteral("feature %1: %2").arg(id).arg(QString::fromUtf8(error.what())));
         }
@@ -81,6 +103,7 @@ public:
             fail(QStringLiteral("the transaction failed"));
         }
         m_isOpen = false;
+        m_isOurs = true;
     }
 
 private:
@@ -104,6 +127,7 @@ private:
     Common::Internal::DatasetPtr m_dataset;
     OGRLayer* m_layer = nullptr;
     bool m_isOpen = false;
+    bool m_isOurs = false; ///< the state in which the source is left
 };
 
 } // namespace
@@ -119,6 +143,7 @@ OgrSavedIds saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits
             failToWrite(target.path, QStringLiteral("it was cancelled"));
         }
     };
+    transaction.begin();
     OgrSavedIds ids;
     for (const qint64 id : edits.deleted) {
         transaction.remove(id);

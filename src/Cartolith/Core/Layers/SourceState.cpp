@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
 
 #include <QFile>
@@ -9,7 +10,7 @@
 namespace Cartolith::Core::Layers::Internal {
 
 SourceState::SourceState(const QString& path) {
-    QStringList paths{path, path + QStringLiteral("-wal")};
+    QStringList paths{path, resolvedPath(path) + QStringLiteral("-wal")};
     const OgrFormat* const format = OgrFormat::forPath(path);
     const QFileInfo info(path);
     for (const QString& suffix : format != nullptr ? format->family : QStringList()) {

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
 
 #include <QDateTime>
@@ -44,12 +45,6 @@ bool rename(const QString& from, const QString& to) {
     return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
 }
 
-/// The file that a symbolic link points to.
-QString resolved(const QString& path) {
-    const QString target = QFileInfo(path).canonicalFilePath();
-    return target.isEmpty() ? path : target;
-}
-
 QString completeFolderOf(const QString& path) {
     const QFileInfo info(path);
     return info.dir().filePath(QLatin1Char('.') + info.fileName() + QStringLiteral(".saved"));
@@ -61,6 +56,13 @@ QString suffixBeside(const QString& path, const QString& name) {
     return name.startsWith(stem) ? name.mid(stem.size()) : QString();
 }
 
+bool isSuffix(const QString& found, const QString& suffix) {
+    if (suffix.startsWith(QLatin1String("*."))) {
+        return found.count(QLatin1Char('.')) == 1 && found.endsWith(suffix.mid(1), Qt::CaseInsensitive);
+    }
+    return found.compare(suffix, Qt::CaseInsensitive) == 0;
+}
+
 /// The files beside a path that have its name with one of the suffixes, in any case. In the order of
 /// suffixes.
 QStringList membersOf(const QString& path, const QStringList& suffixes) {
@@ -68,7 +70,7 @@ QStringList membersOf(const QString& path, const QStringList& suffixes) {
     QStringList members;
     for (const QString& suffix : suffixes) {
         for (const QString& name : names) {
-            if (suffixBeside(path, name).compare(suffix, Qt::CaseInsensitive) == 0) {
+            if (isSuffix(suffixBeside(path, name), suffix)) {
                 members.append(name);
             }
         }
@@ -93,7 +95,8 @@ void requireReplaceable(const QString& path, const QString& target, const QStrin
             fail(path,
                  QStringLiteral("'%1' is a link to a file that does not belong to '%2'").arg(name, target));
         }
-        const bool isPlain = suffix == suffix.toLower() || suffix == suffix.toUpper();
+        const QString ending = QFileInfo(name).suffix();
+        const bool isPlain = ending == ending.toLower() || ending == ending.toUpper();
         if (!isPlain || suffix.compare(last, Qt::CaseInsensitive) == 0) {
             fail(path, QStringLiteral("'%1' has a suffix in another case than it should be").arg(name));
         }
@@ -116,7 +119,10 @@ QStringList filesFor(const QString& path, const QString& folder) {
                                [&](const QString& name) {
                                    const QString old =
                                        name.endsWith(removalMark) ? name.chopped(removalMark.size()) : name;
-                                   return !suffixes.contains(suffixBeside(path, old), Qt::CaseInsensitive);
+                                   const QString found = suffixBeside(path, old);
+                                   return std::none_of(
+                                       suffixes.begin(), suffixes.end(),
+                                       [&](const QString& suffix) { return isSuffix(found, suffix); });
                                }),
                 names.end());
     return names;
@@ -145,27 +151,33 @@ void putInPlace(const QString& path, const QString& folder) {
 
 } // namespace
 
-void StagedFiles::requireWritable(const QString& path) {
-    const QFileInfo old(path);
-    if (!old.exists()) {
-        return;
-    }
-    if (!old.isFile()) {
-        fail(path, QStringLiteral("it is not a file"));
-    }
-    // The folder decides whether a file can be replaced; but one that is protected is meant to stay.
-    constexpr auto anybody = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
-    if ((old.permissions() & anybody) == 0 || !old.isWritable()) {
-        fail(path, QStringLiteral("the file is write-protected"));
+void StagedFiles::requireWritable(const QString& path, const QStringList& family) {
+    QStringList names = membersOf(path, family);
+    names.prepend(QFileInfo(path).fileName());
+    for (const QString& name : std::as_const(names)) {
+        const QFileInfo old(QFileInfo(path).dir(), name);
+        const QString what =
+            name == names.first() ? QStringLiteral("it") : QLatin1Char('\'') + name + QLatin1Char('\'');
+        if (!old.exists()) {
+            continue;
+        }
+        if (!old.isFile()) {
+            fail(path, QStringLiteral("%1 is not a file").arg(what));
+        }
+        // The folder decides whether a file can be replaced; but one that is protected is meant to stay.
+        constexpr auto anybody = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
+        if ((old.permissions() & anybody) == 0 || !old.isWritable()) {
+            fail(path, QStringLiteral("%1 is write-protected").arg(what));
+        }
     }
 }
 
 StagedFiles::StagedFiles(const QString& path, const QStringList& family)
-    : m_path(resolved(path)), m_folder(QFileInfo(m_path).path()), m_family(family) {
-    requireWritable(path);
+    : m_path(resolvedPath(path)), m_folder(QFileInfo(m_path).path()), m_family(family) {
+    requireWritable(path, family);
     // SQLite would apply what is left of the old database to the new one.
     for (const char* const journal : {"-journal", "-wal"}) {
-        if (QFileInfo(path + QLatin1String(journal)).size() > 0) {
+        if (QFileInfo(m_path + QLatin1String(journal)).size() > 0) {
             fail(path, QStringLiteral("it is a database in use, or one that was not closed"));
         }
     }
@@ -206,7 +218,18 @@ void StagedFiles::write(const QString& suffix, const char* bytes, qint64 size) c
     }
 }
 
-void StagedFiles::publish() {
+bool StagedFiles::keep(const QString& suffix) const {
+    const QStringList old = membersOf(m_path, {suffix});
+    if (old.isEmpty()) {
+        return false;
+    }
+    if (!QFile::copy(QDir(m_folder).filePath(old.first()), m_staging->filePath(old.first()))) {
+        fail(m_path, QStringLiteral("'%1' cannot be copied").arg(old.first()));
+    }
+    return true;
+}
+
+SourceState StagedFiles::publish() {
     const QDir staged(m_staging->path());
     for (const QString& name : staged.entryList(QDir::Files | QDir::Hidden)) {
         const QString path = staged.filePath(name);
@@ -220,18 +243,17 @@ void StagedFiles::publish() {
             fail(m_path, lastSystemError());
         }
     }
+    SourceState state(staged.filePath(QFileInfo(m_path).fileName())); // renaming changes none of it
     if (m_family.isEmpty()) {
         if (!rename(staged.filePath(QFileInfo(m_path).fileName()), m_path)) {
             fail(m_path, lastSystemError());
         }
         sync(m_folder);
-        return;
+        return state;
     }
-    for (const QString& suffix : std::as_const(m_family)) {
-        const QString path = pathOf(suffix);
-        const bool goes =
-            !QFile::exists(path) && QFile::exists(m_folder + QLatin1Char('/') + QFileInfo(path).fileName());
-        if (goes && !QFile(path + removalMark).open(QIODevice::WriteOnly)) {
+    for (const QString& name : membersOf(m_path, m_family)) {
+        const bool goes = !staged.exists(name);
+        if (goes && !QFile(staged.filePath(name + removalMark)).open(QIODevice::WriteOnly)) {
             fail(m_path, lastSystemError());
         }
     }
@@ -243,10 +265,11 @@ void StagedFiles::publish() {
     m_staging->setAutoRemove(false);
     sync(m_folder);
     putInPlace(m_path, complete);
+    return state;
 }
 
 void StagedFiles::finishInterrupted(const QString& given) {
-    const QString path = resolved(given);
+    const QString path = resolvedPath(given);
     const QString folder = completeFolderOf(path);
     struct stat status {};
     if (::lstat(QFile::encodeName(folder).constData(), &status) != 0 || !S_ISDIR(status.st_mode)) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Cartolith/Core/Layers/SourceStateInternal.h>
+
 #include <QString>
 #include <QStringList>
 #include <QTemporaryDir>
@@ -30,14 +32,17 @@ public:
     QString pathOf(const QString& suffix) const;
     /// Writes one, and sees to it that every byte has reached the disk.
     void write(const QString& suffix, const char* bytes, qint64 size) const;
-    /// Puts everything in place, and takes the access rights over from what was there.
-    void publish();
+    /// Has the old file with that suffix stay as it is. False when there is none.
+    bool keep(const QString& suffix) const;
+    /// Puts everything in place, and takes the access rights over from what was there. Gives the state of
+    /// these very files.
+    SourceState publish();
 
     /// \throws std::runtime_error for what is there and is not a file, or is a protected one
-    static void requireWritable(const QString& path);
+    static void requireWritable(const QString& path, const QStringList& family = {});
     /// Does nothing when there is nothing left to do, and nothing to files that do not belong to the source.
     /// A file that was written to since is not replaced: that is an error.
-    static void finishInterrupted(const QString& path);
+    static void finishInterrupted(const QString& given);
 
 private:
     QString m_path;
