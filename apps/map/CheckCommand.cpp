@@ -14,7 +14,10 @@
 #include <QMap>
 
 #include <cstdio>
+#include <memory>
 #include <optional>
+#include <stdexcept>
+#include <utility>
 
 using namespace Cartolith::Core;
 using Layers::GisLayerVector;
@@ -34,7 +37,7 @@ coordinate that is no number); then how many there are of each kind, and the fea
 
   --layer NAME              the layer of FILE; the first when not given
   --fix                     write the layer to OUT, with every shape that has a problem mended; features of which
-                            nothing sound is left, and those that could not be read, are left out and named
+                            nothing sound is left, and those that could not be read or mended, are left out and named
 %1
 Exit code: 0 no problem found, or all of them mended; 1 there are problems, or features that were left out.
 
@@ -138,12 +141,18 @@ int Commands::check(const QStringList& arguments) {
             }
             bad += problems.isEmpty() ? 0 : 1;
             if (output) {
-                const bool isKept =
-                    fixed->addShape(problems.isEmpty() ? shape->clone() : topology.FixShape(*shape).shape);
-                if (!isKept) {
+                std::unique_ptr<Shapes::GisShape> sound;
+                QString reason = QStringLiteral("nothing sound is left of it");
+                try {
+                    sound = problems.isEmpty() ? shape->clone() : topology.FixShape(*shape).shape;
+                } catch (const std::runtime_error& error) {
+                    reason = QString::fromUtf8(error.what());
+                }
+                if (!fixed->addShape(std::move(sound))) {
                     ++lost;
-                    std::printf("feature %lld: left out, nothing sound is left of it\n",
-                                static_cast<long long>(features.at(shape->id() - 1)));
+                    std::printf("feature %lld: left out, %s\n",
+                                static_cast<long long>(features.at(shape->id() - 1)),
+                                reason.toUtf8().constData());
                 }
             }
             bar.show(static_cast<double>(shape->id()) / layer.count());

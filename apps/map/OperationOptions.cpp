@@ -6,11 +6,13 @@
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
-#include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 
 #include <QCommandLineParser>
 
+#include <cstdio>
+#include <stdexcept>
 #include <utility>
 
 using namespace Cartolith::Core;
@@ -44,25 +46,44 @@ void OperationOptions::fix(GisLayerVector& layer, StepLog& log) const {
     if (!m_fixFirst) {
         return;
     }
-    ProgressBar bar(QStringLiteral("Mending"));
+    const auto* source = dynamic_cast<const Layers::GisLayerOgrVector*>(&layer);
+    const QList<qint64> features = source == nullptr ? QList<qint64>() : source->sourceFeatureIds();
     const Topology::GisTopology topology;
     const int count = layer.count();
     int mended = 0;
-    for (int id = count; id > 0; --id) { // from the end, since ids after a removed shape change
-        auto fixed = topology.FixShape(*layer.getShape(id));
-        if (!fixed.changes.isEmpty()) {
-            ++mended;
-            if (fixed.shape->isEmpty()) {
+    int empty = 0;
+    QStringList failed;
+    {
+        ProgressBar bar(QStringLiteral("Mending"));
+        for (int id = count; id > 0; --id) { // from the end, since ids after a removed shape change
+            try {
+                auto fixed = topology.FixShape(*layer.getShape(id));
+                const bool isEmpty = fixed.shape->isEmpty();
+                if (!fixed.changes.isEmpty()) {
+                    ++mended;
+                    empty += isEmpty ? 1 : 0;
+                    if (isEmpty) {
+                        layer.removeShapeById(id);
+                    } else {
+                        layer.replaceShapeById(id, std::move(fixed.shape));
+                    }
+                }
+            } catch (const std::runtime_error& error) {
                 layer.removeShapeById(id);
-            } else {
-                layer.replaceShapeById(id, std::move(fixed.shape));
+                failed.prepend(QStringLiteral("feature %1: left out, %2")
+                                   .arg(source == nullptr ? id : features.at(id - 1))
+                                   .arg(QString::fromUtf8(error.what())));
             }
+            bar.show(static_cast<double>(count - id) / count);
         }
-        bar.show(static_cast<double>(count - id) / count);
     }
-    log.done("fix", QStringLiteral("%1 shapes mended, %2 of them with nothing left")
+    for (const QString& line : failed) {
+        std::fprintf(stderr, "cartolith-map: %s\n", line.toUtf8().constData());
+    }
+    log.done("fix", QStringLiteral("%1 shapes mended, %2 of them with nothing left; %3 could not be mended")
                         .arg(mended)
-                        .arg(count - layer.count()));
+                        .arg(empty)
+                        .arg(failed.size()));
 }
 
 std::unique_ptr<GisLayerVector> OperationOptions::dissolved(const GisLayerVector& layer, StepLog& log) {

@@ -31,7 +31,7 @@ public:
         return m_system;
     }
     /// With --fix, puts a sound shape in the place of each that is not, and takes out what has nothing sound
-    /// in it.
+    /// in it or cannot be mended; the latter is named on standard error.
     void fix(Cartolith::Core::Layers::GisLayerVector& layer, StepLog& log) const;
     bool dissolve() const { return m_dissolve; }
 

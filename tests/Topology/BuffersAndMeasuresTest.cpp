@@ -195,6 +195,31 @@ TEST(Nearest, PointsOfTwoShapes) {
     EXPECT_EQ(GisTopology().Distance(*gap, GisShapePoint(5, 0)), 5);
 }
 
+/// The quotient for the place where nearly collinear segments cross is noise.
+TEST(Nearest, OfSegmentsOnAboutOneLineThatCross) {
+    Random random;
+    int crossings = 0;
+    for (int round = 0; round < 20000; ++round) {
+        const double x = 1e6 * random.whole(0, 2);
+        const double dx = random.between(1, 100);
+        const double dy = random.whole(0, 3) == 0 ? 0 : random.between(1, 300);
+        const auto near = [&] { // a place of the line or an ulp beside it
+            const double share = random.between(0, 1);
+            const double y = x + 7 + share * dy;
+            return GisShapePoint(x + share * dx, std::nextafter(y, random.whole(0, 2) * y));
+        };
+        const auto a = shapeOfParts<GisShapePolyline>({{near(), near()}});
+        const auto b = shapeOfParts<GisShapePolyline>({{near(), near()}});
+        const auto nearest = GisTopology().NearestPoints(*a, *b);
+        crossings += nearest.distance == 0 ? 1 : 0;
+        for (const auto& [shape, p] : {std::pair(a.get(), nearest.onFirst), {b.get(), nearest.onSecond}}) {
+            ASSERT_TRUE(GisTopology::PointOnBoundary(*shape, p, 1e-9))
+                << "seed " << seed() << a->toWkt().toStdString() << b->toWkt().toStdString();
+        }
+    }
+    EXPECT_GT(crossings, 1000);
+}
+
 TEST(Nearest, LooksAtFewPairsAlsoWithATinyCoordinate) {
     GisShapePolyline lower;
     GisShapePolyline upper;

@@ -2,7 +2,9 @@
 
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <limits>
+#include <stdexcept>
 
 using namespace test;
 using Topology::GisShapeProblem;
@@ -98,9 +100,76 @@ TEST(ShapeCheck, FindsAndFixes) {
             EXPECT_GT(GisTopology::Area(*fix.shape), 7.0) << wktOf(fix.shape);
         }
     }
+    // Two edges nearly on one line, whose meeting is at no place that rounding would leave of it.
+    const auto thin = shapeOfParts<GisShapePolygon>({{{4.4897999999999998, 19.598333333333336},
+                                                      {28.757400000000001, 125.52833333333335},
+                                                      {99, 50},
+                                                      {37.069200000000002, 161.81000000000006},
+                                                      {12.889800000000001, 56.265000000000008},
+                                                      {4.4897999999999998, 19.598333333333336}}});
+    const auto found = GisTopology().CheckShape(*thin);
+    ASSERT_FALSE(found.isEmpty());
+    EXPECT_TRUE(GisTopology::PointOnBoundary(*thin, found[0].place, 1e-9)) << found[0].place.toWkt().toStdString();
     EXPECT_EQ(textOf(GisTopology().CheckShape(GisShapePoint(infinity, 0))), "1@0:0");
     EXPECT_TRUE(GisTopology().FixShape(GisShapePoint(infinity, 0)).shape->isEmpty());
     EXPECT_EQ(textOf(GisTopology().CheckShape(GisShapePoint())), "");
+}
+
+/// The area is that of the rings fixed one by one and united.
+TEST(ShapeCheck, FixesRingByRingWhatGeosGivesUpOn) {
+    const struct {
+        QList<Part> parts;
+        double divisor;
+        double area;
+    } rows[] = {
+        {{{{3, 5}, {5, 6}, {3, 5}, {5, 1}, {0, 2}, {1, 5}, {5, 4}, {3, 5}},
+          {{1, 2}, {2, 6}, {3, 0}, {6, 3}, {4, 1}, {0, 0}, {6, 0}, {1, 2}},
+          {{0, 1}, {4, 2}, {2, 0}, {2, 2}, {2, 0}, {5, 0}, {6, 5}, {0, 1}}},
+         3,
+         2.264995293},
+        {{{{4, 1}, {2, 2}, {1, 3}, {1, 2}, {0, 5}, {5, 0}, {2, 6}, {4, 1}},
+          {{4, 2}, {5, 0}, {1, 1}, {2, 3}, {3, 3}, {2, 5}, {3, 2}, {4, 2}}},
+         10,
+         0.088},
+    };
+    for (const auto& row : rows) {
+        QList<Part> parts = row.parts;
+        for (Part& part : parts) {
+            for (GisShapePoint& p : part) {
+                p = GisShapePoint(p.x() / row.divisor, p.y() / row.divisor);
+            }
+        }
+        const auto fix = GisTopology().FixShape(*shapeOfParts<GisShapePolygon>(parts));
+        EXPECT_NEAR(GisTopology::Area(*fix.shape), row.area, 1e-9) << wktOf(fix.shape);
+        EXPECT_EQ(textOf(GisTopology().CheckShape(*fix.shape)), "");
+    }
+}
+
+/// Each operation fails in its own words.
+TEST(ShapeCheck, WhatCannotBeFixed) {
+    const auto tooSmall = shapeOfParts<GisShapePolygon>({{{1e-160, 5e-160},
+                                                          {5e-160, 2e-160},
+                                                          {6e-160, 6e-160},
+                                                          {1e-160, 3e-160},
+                                                          {4e-160, 3e-160},
+                                                          {2e-160, 4e-160},
+                                                          {1e-160, 5e-160}}});
+    GisTopology topology;
+    topology.SetForceShapeFixing(true);
+    const std::pair<const char*, std::function<void()>> rows[] = {
+        {"GisTopology::FixShape", [&] { (void)topology.FixShape(*tooSmall); }},
+        {"Overlay", [&] { (void)topology.Union(*tooSmall, *tooSmall); }},
+        {"Overlay", [&] { (void)topology.CascadedUnion({tooSmall.get()}); }},
+        {"GisTopology::SplitByLine", [&] { (void)topology.SplitByLine(*tooSmall, *tooSmall); }},
+    };
+    for (const auto& [operation, call] : rows) {
+        try {
+            call();
+            ADD_FAILURE() << operation;
+        } catch (const std::runtime_error& error) {
+            EXPECT_EQ(error.what(), std::string(operation) + " failed: rings still cross after 16 rounds.");
+        }
+    }
 }
 
 /// GEOS calls every fixed shape valid, and everything that CheckShape finds nothing in.

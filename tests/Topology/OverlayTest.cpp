@@ -430,6 +430,8 @@ TEST(CascadedUnion, EqualsTheUnionOneByOne) {
     }
     topology.SetBusyCallback({});
     EXPECT_EQ(summary(topology.CascadedUnion({})), "POLYGON 0 rings 0 #0");
+    const auto bowTie = shapeOf("POLYGON((0 0,2 2,2 0,0 2,0 0))"); // alone as among others
+    EXPECT_EQ(summary(topology.CascadedUnion({bowTie.get()})), "POLYGON 2 rings 2 #7s");
     const GisShapePoint point(1, 1);
     EXPECT_THROW((void)topology.CascadedUnion({shapes[1], &point}), std::invalid_argument);
 }

@@ -103,14 +103,9 @@ GeometryPtr membersOf(GeometryPtr geometry, int dimension) {
     return result;
 }
 
-GeometryPtr repaired(const OGRGeometry& geometry) {
-    GeometryPtr valid(geometry.MakeValid());
-    return valid == nullptr ? nullptr : membersOf(std::move(valid), geometry.getDimension());
-}
-
 [[noreturn]] void fail(const GdalErrorCapture& errors) {
     const QString reason = errors.message().isEmpty() ? QStringLiteral("no reason given") : errors.message();
-    throw std::runtime_error("Overlay failed: " + reason.toStdString());
+    throw std::runtime_error(overlayFailing + reason.toStdString());
 }
 
 /// Behind each operation: one that was stopped looks like one that failed.
@@ -146,6 +141,13 @@ void addPolygons(OGRMultiPolygon& all, GeometryPtr geometry) {
     }
 }
 
+/// GEOS hands a single polygon back as it is.
+GeometryPtr unionOf(const OGRMultiPolygon& polygons) {
+    const bool isSingle = polygons.getNumGeometries() == 1;
+    return GeometryPtr(isSingle && !polygons.IsValid() ? polygons.Union(&polygons)
+                                                       : polygons.UnionCascaded());
+}
+
 } // namespace
 
 GeometryPtr operandOf(const GisShape& shape) {
@@ -164,6 +166,12 @@ GeometryPtr operandOf(const GisShape& shape) {
     return Serialization::Ogr::Internal::geometryOf(shape);
 }
 
+GeometryPtr madeValid(const OGRGeometry& geometry, ValidMethod method) {
+    const char* const byStructure[] = {"METHOD=STRUCTURE", "KEEP_COLLAPSED=NO", nullptr};
+    GeometryPtr valid(geometry.MakeValid(method == ValidMethod::Structure ? byStructure : nullptr));
+    return valid == nullptr ? nullptr : membersOf(std::move(valid), geometry.getDimension());
+}
+
 GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type,
                         const GeosInterrupt* interrupt) {
     GdalErrorCapture errors;
@@ -172,9 +180,9 @@ GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b, GisTopologyC
     if (result != nullptr) {
         return result;
     }
-    const GeometryPtr validA = repaired(a);
+    const GeometryPtr validA = madeValid(a, ValidMethod::Lines);
     check(interrupt);
-    const GeometryPtr validB = repaired(b);
+    const GeometryPtr validB = madeValid(b, ValidMethod::Lines);
     check(interrupt);
     result = validA && validB ? attempt(*validA, *validB, type) : nullptr;
     check(interrupt);
@@ -190,18 +198,18 @@ GeometryPtr geosUnion(std::vector<GeometryPtr> polygons, const GeosInterrupt& in
     for (GeometryPtr& polygon : polygons) {
         addPolygons(*all, std::move(polygon));
     }
-    GeometryPtr result(all->UnionCascaded());
+    GeometryPtr result = unionOf(*all);
     interrupt.check();
     if (result != nullptr) {
         return result;
     }
     auto valid = std::make_unique<OGRMultiPolygon>();
     for (const OGRPolygon* polygon : *all) {
-        if (GeometryPtr one = repaired(*polygon)) {
+        if (GeometryPtr one = madeValid(*polygon, ValidMethod::Lines)) {
             addPolygons(*valid, std::move(one));
         }
     }
-    result.reset(valid->UnionCascaded());
+    result = unionOf(*valid);
     interrupt.check();
     if (result == nullptr) {
         fail(errors);
@@ -215,7 +223,7 @@ std::unique_ptr<GisShape> overlayShapeOf(GeometryPtr geometry, bool areasOnly) {
     }
     auto found = Serialization::Ogr::Internal::shapesOf(std::move(geometry));
     if (!found.problem.isEmpty()) {
-        throw std::runtime_error("Overlay failed: the result has " + found.problem.toStdString());
+        throw std::runtime_error(overlayFailing + ("the result has " + found.problem.toStdString()));
     }
     std::unique_ptr<GisShape>& highest = found.shapes.back(); // points come first, the polygon last
     const bool isArea = dynamic_cast<const GisShapePolygon*>(highest.get()) != nullptr;

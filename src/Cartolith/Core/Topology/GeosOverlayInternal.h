@@ -11,9 +11,19 @@
 /// std::runtime_error with GEOS's reason when that does not help either.
 namespace Cartolith::Core::Topology::Internal {
 
+/// How the text of each failure begins.
+inline constexpr const char* overlayFailing = "Overlay failed: ";
+
 /// What GEOS can work with: vertices it cannot take are left out, and a line of parts without length, which
 /// is how overlay returns several points, is these points. Null for a class of shape that is not ours.
 Common::Internal::GeometryPtr operandOf(const Shapes::GisShape& shape);
+
+/// By structure, a ring covers what it encloses; by lines, an edge has area on one side only, so that what is
+/// covered twice is not covered.
+enum class ValidMethod { Structure, Lines };
+
+/// The parts of the highest dimension that the geometry has; null when GEOS fails.
+Common::Internal::GeometryPtr madeValid(const OGRGeometry& geometry, ValidMethod method);
 
 class GeosInterrupt;
 

@@ -50,7 +50,8 @@ public:
     void SetForceShapeFixing(bool force) noexcept { m_forceShapeFixing = force; }
 
     /// Called with (done, total) by operations that may take long; an answer of false asks them to stop. Each
-    /// operation says what it returns then.
+    /// operation says what it returns then. One of several stages, such as fixing before an overlay, counts
+    /// each anew, so that `done` may go back.
     void SetBusyCallback(std::function<bool(int, int)> callback) { m_busyCallback = std::move(callback); }
 
     /// True when there is no callback, else the callback's answer.
@@ -226,7 +227,8 @@ public:
     /// Shapes of other classes than the library's are left to the painter path engine.
     ///
     /// \throws std::runtime_error "Overlay failed: ..." with GEOS's reason, when it refuses a shape also
-    /// after it was made valid. That an invalid shape is accepted does not make the result right: fix it.
+    /// after it was made valid, and with FixShape()'s when that fails. That an invalid shape is accepted does
+    /// not make the result right: fix it.
     std::unique_ptr<Shapes::GisShape> Combine(const Shapes::GisShape& a, const Shapes::GisShape& b,
                                               GisTopologyCombineType type) const;
 
@@ -314,11 +316,13 @@ public:
     /// within the tolerance of a vertex is at that vertex. Neighbouring meetings within the tolerance of each
     /// other along a are one; where a comes to a place twice there is a crossing for each time. A stretch
     /// common to both gives its two ends, however many segments it has and however b runs there, and the
-    /// vertices on it are no crossings. In a ring such a stretch may go over the first vertex: its end then
-    /// comes before its start. Only boundaries count: a point or line inside a polygon meets nothing.
+    /// vertices on it are no crossings; a part of b that crosses within it is one, but not at its ends. In a
+    /// ring such a stretch may go over the first vertex: its end then comes before its start. Only boundaries
+    /// count: a point or line inside a polygon meets nothing.
     ///
-    /// Empty when either shape is empty, when nothing meets, and when the busy callback stops it. One
-    /// pass over the vertices, and as many steps as there are segments near each other.
+    /// Empty when either shape is empty, when nothing meets, and when the busy callback stops it. Takes n log
+    /// n time and a step for each pair of segments that lie near each other: quadratic where thousands come
+    /// together in one place.
     QList<GisCrossing> GetCrossings(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
 
     /// Where the boundary of one shape meets itself: parts with each other and parts with themselves, apart
@@ -333,7 +337,7 @@ public:
     ///
     /// Loops are simple: what lies between `start` and `end` less the loops closed in between. Where loops
     /// are interlaced, so that there are several ways to take them apart, the one closed first along the line
-    /// counts. Empty for points and when the busy callback stops it.
+    /// counts. Empty for points and when the busy callback stops it. The cost is that of GetCrossings().
     QList<GisLoop> FindLoops(const Shapes::GisShape& shape) const;
 
     /// A copy without the loops of less than the given area (square coordinate units) that hang on no larger
@@ -358,7 +362,8 @@ public:
     /// A line may cross itself (see GetCrossings()) and go back the way it came. Parts with a NaN or infinite
     /// vertex are judged by their other vertices. The empty point and a shape without parts have no problem,
     /// a part without a vertex has too few. The list has at most a
-    /// thousand entries of each kind. Empty when the busy callback stops it.
+    /// thousand entries of each kind. Empty when the busy callback stops it. The cost is that of
+    /// GetCrossings(): some seconds for 3000 rings that touch in one vertex.
     QList<GisShapeProblem> CheckShape(const Shapes::GisShape& shape) const;
 
     /// A sound shape of the same type with the same id and attributes: CheckShape() finds nothing in it.
@@ -366,12 +371,13 @@ public:
     /// Vertices that are not finite, repeated vertices and spikes go, open rings are closed, parts with too
     /// few vertices left are dropped (the result may be empty), holes are wound opposite to their shell.
     /// Rings that still cross are taken apart by GEOS: each ring covers what it encloses, shells are joined,
-    /// holes taken out. A shape without a problem comes back unchanged, bit for bit. The shape is null when
-    /// the busy callback stops it.
+    /// holes taken out; at once, or ring by ring when GEOS gives up on that, or else by their lines, which
+    /// leave out what is covered twice. A shape without a problem comes back unchanged, bit for bit. The
+    /// shape is null when the busy callback stops it.
     ///
-    /// \throws std::runtime_error "GisTopology::FixShape failed: ..." with what GEOS says, which it may do of
-    /// coordinates beyond 1e100, or because rings still cross after 16 rounds of GEOS: it rounds crossings to
-    /// doubles, which may move an edge across another
+    /// \throws std::runtime_error "GisTopology::FixShape failed: ..." with what GEOS says, or because rings
+    /// still cross after 16 rounds of GEOS: it rounds crossings to doubles, which may move an edge across
+    /// another. Either may be so for nonzero sizes outside 1e-100 to 1e100
     GisShapeFix FixShape(const Shapes::GisShape& shape) const;
 
     /// @}

@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/GeosOverlayInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 #include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <algorithm>
@@ -104,10 +105,9 @@ std::unique_ptr<GisShape> GisTopology::CascadedUnion(const QList<const GisShape*
                 }
                 std::vector<GeometryPtr> members;
                 for (const GisShape* shape : batch) {
-                    const GisShapeFix fix = m_forceShapeFixing ? FixShape(*shape) : GisShapeFix();
-                    if (m_forceShapeFixing && fix.shape == nullptr) {
-                        throw Internal::Stopped();
-                    }
+                    const GisShapeFix fix =
+                        m_forceShapeFixing ? Internal::fixedShape(*shape, *this, Internal::overlayFailing)
+                                           : GisShapeFix();
                     members.push_back(Internal::operandOf(fix.shape == nullptr ? *shape : *fix.shape));
                 }
                 level.push_back(Internal::geosUnion(std::move(members), interrupt));

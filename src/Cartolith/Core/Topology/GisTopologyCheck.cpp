@@ -4,10 +4,12 @@
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
+#include <Cartolith/Core/Topology/ValidAreaInternal.h>
 #include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <cmath>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace Cartolith::Core::Topology {
@@ -110,38 +112,20 @@ private:
     bool m_needsGeos = false;
 };
 
-QList<Ring> validArea(const QList<Ring>& rings, const GisTopology& topology) {
-    GisShapePolygon polygon;
-    polygon.parts() = rings;
-    const GeometryPtr geometry = Serialization::Ogr::Internal::geometryOf(polygon);
-    const Common::Internal::GdalErrorCapture capture;
-    const Internal::GeosInterrupt interrupt(topology);
-    const char* const options[] = {"METHOD=STRUCTURE", "KEEP_COLLAPSED=NO", nullptr};
-    GeometryPtr valid(geometry->MakeValid(options));
-    interrupt.check();
-    if (valid == nullptr) {
-        throw std::runtime_error("GisTopology::FixShape failed: " + capture.message().toStdString());
-    }
-    for (auto& shape : Serialization::Ogr::Internal::shapesOf(std::move(valid)).shapes) {
-        if (const auto* area = dynamic_cast<const GisShapePolygon*>(shape.get())) {
-            return area->parts();
-        }
-    }
-    return {};
-}
+} // namespace
 
-GisShapeFix fixed(const GisShape& shape, const GisTopology& topology) {
+GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topology, const char* failing) {
     const Examination examination(shape, topology);
     GisShapeFix fix{shape.clone(), examination.problems().problems()};
     if (fix.changes.isEmpty()) {
         return fix;
     }
     for (GisShapeProblem& change : fix.changes) {
-        change.text = Internal::remedyOf(change.kind);
+        change.text = remedyOf(change.kind);
     }
-    auto* const parts = Internal::mutablePartsOf(*fix.shape);
+    auto* const parts = mutablePartsOf(*fix.shape);
     if (parts == nullptr) {
-        fix.shape = Internal::finiteCopy(shape);
+        fix.shape = finiteCopy(shape);
         return fix;
     }
     *parts = examination.parts();
@@ -151,9 +135,13 @@ GisShapeFix fixed(const GisShape& shape, const GisTopology& topology) {
     constexpr int mostRounds = 16;
     for (int round = 0; needsGeos; ++round) {
         if (round == mostRounds) {
-            throw std::runtime_error("GisTopology::FixShape failed: rings still cross after 16 rounds.");
+            throw std::runtime_error(std::string(failing) + "rings still cross after 16 rounds.");
         }
-        *parts = validArea(*parts, topology);
+        ValidArea valid = validArea(*parts, topology);
+        if (!valid.problem.isEmpty()) {
+            throw std::runtime_error(failing + valid.problem.toStdString());
+        }
+        *parts = std::move(valid.rings);
         const Examination again(*fix.shape, topology);
         *parts = again.parts();
         needsGeos = again.needsGeos();
@@ -161,14 +149,13 @@ GisShapeFix fixed(const GisShape& shape, const GisTopology& topology) {
     return fix;
 }
 
-} // namespace
-
 QList<GisShapeProblem> GisTopology::CheckShape(const GisShape& shape) const {
     return Internal::unlessStopped([&] { return Examination(shape, *this).problems().problems(); });
 }
 
 GisShapeFix GisTopology::FixShape(const GisShape& shape) const {
-    return Internal::unlessStopped([&] { return fixed(shape, *this); });
+    return Internal::unlessStopped(
+        [&] { return Internal::fixedShape(shape, *this, "GisTopology::FixShape failed: "); });
 }
 
 } // namespace Cartolith::Core::Topology

@@ -41,7 +41,9 @@ public:
         std::stable_sort(m_points.begin(), m_points.end(), comesBefore);
         for (const GisCrossing& crossing : m_points) {
             work.add(32);
-            if (crossing.kind == GisCrossingKind::Crossing || !isOnStretch(crossing)) {
+            // A line that crosses the stretch is told from one that makes it, but not where that ends.
+            const bool isCrossing = crossing.kind == GisCrossingKind::Crossing;
+            if ((m_isSelf && isCrossing) || !isOnStretch(crossing, isCrossing)) {
                 append(crossing, crossings);
             }
         }
@@ -249,14 +251,14 @@ private:
         m_stretches.resize(kept);
     }
 
-    bool isOnStretch(const GisCrossing& crossing) const {
+    bool isOnStretch(const GisCrossing& crossing, bool atEndsOnly) const {
         const auto touches = [&](const Stretch& stretch) {
             const auto isAt = [&](const GisCrossing& end) {
                 return same(end.point, crossing.point) &&
                        isSamePassage(m_first, end.position, crossing.position, end.point);
             };
             return stretch.start.position.part == crossing.position.part &&
-                   ((!isBefore(crossing.position, stretch.start.position) &&
+                   ((!atEndsOnly && !isBefore(crossing.position, stretch.start.position) &&
                      !isBefore(stretch.end.position, crossing.position)) ||
                     isAt(stretch.start) || isAt(stretch.end));
         };

@@ -100,9 +100,7 @@ int side(Position a, Position b, Position c) {
 
 PairOfPoints betweenSegments(Position a, Position b, Position c, Position d) {
     if (side(a, b, c) * side(a, b, d) < 0 && side(c, d, a) * side(c, d, b) < 0) {
-        const double cross = (b.x - a.x) * (d.y - c.y) - (b.y - a.y) * (d.x - c.x);
-        const double t = ((c.x - a.x) * (d.y - c.y) - (c.y - a.y) * (d.x - c.x)) / cross;
-        const Position meeting{a.x + t * (b.x - a.x), a.y + t * (b.y - a.y)};
+        const Position meeting = Internal::crossingOf(a, b, c, d);
         return {0.0, meeting, meeting};
     }
     PairOfPoints nearest = fromPointToSegment(a, c, d);

@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Topology/GeosOverlayInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/PolygonPathInternal.h>
+#include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 #include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <algorithm>
@@ -69,15 +70,12 @@ public:
 
 private:
     std::unique_ptr<GisShape> withInputsFixed(const GisShape& a, const GisShape& b, Type type) {
-        std::unique_ptr<GisShape> result;
         if (!m_topology.ForceShapeFixing()) {
-            result = combined(a, b, type);
-        } else if (const GisShapeFix fixedA = m_topology.FixShape(a); fixedA.shape != nullptr) {
-            if (const GisShapeFix fixedB = m_topology.FixShape(b); fixedB.shape != nullptr) {
-                result = combined(*fixedA.shape, *fixedB.shape, type);
-            }
+            return combined(a, b, type);
         }
-        return result;
+        const GisShapeFix fixedA = Internal::fixedShape(a, m_topology, Internal::overlayFailing);
+        const GisShapeFix fixedB = Internal::fixedShape(b, m_topology, Internal::overlayFailing);
+        return combined(*fixedA.shape, *fixedB.shape, type);
     }
 
     std::unique_ptr<GisShape> combined(const GisShape& a, const GisShape& b, Type type) {

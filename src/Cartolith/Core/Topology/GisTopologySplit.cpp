@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Topology/CrossingsInternal.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/SegmentPairsInternal.h>
+#include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -202,10 +203,8 @@ ShapeList cutPolygon(const GisShape& whole, const QList<Ring>& shellAndHoles, co
 }
 
 ShapeList cutPolygons(const GisShape& polygon, const SegmentList& line, const GisTopology& topology) {
-    const std::unique_ptr<GisShape> sound = topology.FixShape(polygon).shape;
-    if (sound == nullptr) {
-        return {};
-    }
+    const std::unique_ptr<GisShape> sound =
+        Internal::fixedShape(polygon, topology, "GisTopology::SplitByLine failed: ").shape;
     const GeometryPtr cutting = linesOf(line);
     const QList<Ring>& rings = std::as_const(static_cast<GisShapePolygon&>(*sound)).parts();
     const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);

@@ -90,4 +90,22 @@ inline bool segmentsMeetProperly(Position p1, Position p2, Position q1, Position
            !samePoint(point, q2, tolerance);
 }
 
+/// About where two segments meet that are known to cross. Of nearly collinear ones rounding may leave any
+/// quotient, or none; so the place is put into what the true one cannot be outside of, the segment and both
+/// boxes, which brings it only nearer.
+inline Position crossingOf(Position p1, Position p2, Position q1, Position q2) noexcept {
+    const double rx = p2.x - p1.x;
+    const double ry = p2.y - p1.y;
+    const double sx = q2.x - q1.x;
+    const double sy = q2.y - q1.y;
+    const double quotient = ((q1.x - p1.x) * sy - (q1.y - p1.y) * sx) / (rx * sy - ry * sx);
+    const double t = quotient >= 0.0 ? std::min(quotient, 1.0) : 0.0; // not a number: 0
+    const auto within = [](double at, double p, double pOther, double q, double qOther) {
+        const double low = std::max(std::min(p, pOther), std::min(q, qOther));
+        const double high = std::min(std::max(p, pOther), std::max(q, qOther));
+        return std::min(std::max(at, low), high);
+    };
+    return {within(p1.x + t * rx, p1.x, p2.x, q1.x, q2.x), within(p1.y + t * ry, p1.y, p2.y, q1.y, q2.y)};
+}
+
 } // namespace Cartolith::Core::Topology::Internal

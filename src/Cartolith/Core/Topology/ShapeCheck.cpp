@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentPairsInternal.h>
+#include <Cartolith/Core/Topology/SegmentTestsInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 
 #include <algorithm>
@@ -129,13 +130,9 @@ Meeting meetingOf(const Segment& a, const Segment& b, GisShapePoint& place) {
         return Meeting::None;
     }
     if (a1 * a2 < 0 && b1 * b2 < 0) {
-        const double rx = a.end->x() - a.start->x();
-        const double ry = a.end->y() - a.start->y();
-        const double sx = b.end->x() - b.start->x();
-        const double sy = b.end->y() - b.start->y();
-        const double t =
-            ((b.start->x() - a.start->x()) * sy - (b.start->y() - a.start->y()) * sx) / (rx * sy - ry * sx);
-        place = std::isfinite(t) ? GisShapePoint(a.start->x() + t * rx, a.start->y() + t * ry) : *a.start;
+        const Position at =
+            crossingOf(positionOf(*a.start), positionOf(*a.end), positionOf(*b.start), positionOf(*b.end));
+        place = GisShapePoint(at.x, at.y);
         return Meeting::Cross;
     }
     const GisShapePoint* found = nullptr;

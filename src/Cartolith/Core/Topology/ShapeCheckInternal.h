@@ -37,4 +37,7 @@ void findRingCrossings(const QList<Shapes::Internal::Ring>& rings, const QList<i
 /// Rings wound the other way than nesting asks for, which are reversed in place. The largest one is right.
 void windByNesting(QList<Shapes::Internal::Ring>& rings, const QList<int>& partOf, ProblemList& problems);
 
+/// What FixShape() returns. \throws Stopped; std::runtime_error of which the text begins with `failing`
+GisShapeFix fixedShape(const Shapes::GisShape& shape, const GisTopology& topology, const char* failing);
+
 } // namespace Cartolith::Core::Topology::Internal
