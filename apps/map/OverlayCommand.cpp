@@ -18,7 +18,8 @@ using Topology::GisTopologyCombineType;
 
 namespace {
 
-const char* const overlayText = R"(cartolith-map overlay: what two layers of areas have in common, and what not
+const char* const overlayText =
+    R"(cartolith-map overlay: what two layers of areas have in common, and what not
 
   cartolith-map overlay A B --op OPERATION -o OUT [options]
 

@@ -156,8 +156,9 @@ void SymbologyOptions::addTo(QCommandLineParser& parser) {
 }
 
 QString SymbologyOptions::help() {
-    return QString::fromUtf8(symbologyHelp).arg(wrapped(GisDefaultSymbolStyles::names()), wrapped(methodNames()),
-                                           GisColorRampRegistry::names().join(QStringLiteral(", ")));
+    return QString::fromUtf8(symbologyHelp)
+        .arg(wrapped(GisDefaultSymbolStyles::names()), wrapped(methodNames()),
+             GisColorRampRegistry::names().join(QStringLiteral(", ")));
 }
 
 SymbologyOptions::SymbologyOptions(const QCommandLineParser& parser) {
