@@ -200,7 +200,7 @@ private:
         const Key key(textOf(channel), textOf(name));
         // Bytes that are no UTF-8 may spell one name in many ways.
         if ((!m_summary.m_events.contains(key) && m_summary.m_events.size() >= mostEvents) ||
-            m_events.size() >= 2 * mostEvents) {
+            m_events.size() / 2 >= mostEvents) {
             return nullptr;
         }
         Known& known = m_events[std::string(both)];

@@ -72,10 +72,9 @@ std::unique_ptr<Shapes::GisShape> finiteCopy(const Shapes::GisShape& shape) {
         point->setY(std::nan(""));
     }
     if (auto* const parts = mutablePartsOf(*copy)) {
-        for (qsizetype i = 0; i < parts->size(); ++i) { // detaches only what changes
-            const QList<GisShapePoint>& part = parts->at(i);
-            if (!std::all_of(part.begin(), part.end(), isFinite)) {
-                (*parts)[i].removeIf([](const GisShapePoint& vertex) { return !isFinite(vertex); });
+        for (QList<GisShapePoint>& part : *parts) {
+            if (!std::all_of(part.cbegin(), part.cend(), isFinite)) { // only what changes is detached
+                part.removeIf([](const GisShapePoint& vertex) { return !isFinite(vertex); });
             }
         }
     }
