@@ -6,6 +6,7 @@
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
+#include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Layers/OgrTargetInternal.h>
 
@@ -22,33 +23,13 @@
 namespace Cartolith::Core::Layers {
 
 using Defs::GisAttributeDefinition;
+using Internal::commonType;
 using Internal::OgrFormat;
 using Internal::OgrTarget;
 using Shapes::GisShape;
 using Shapes::GisShapeType;
 
 namespace {
-
-/// The type that holds values of both; text when no other does.
-QMetaType::Type commonType(QMetaType::Type a, QMetaType::Type b) {
-    const auto rank = [](QMetaType::Type type) {
-        switch (type) {
-        case QMetaType::Int:
-            return 1;
-        case QMetaType::UInt:
-        case QMetaType::LongLong:
-            return 2;
-        case QMetaType::Double:
-            return 3;
-        default:
-            return 0;
-        }
-    };
-    if (a == b) {
-        return a;
-    }
-    return rank(a) > 0 && rank(b) > 0 ? (rank(a) > rank(b) ? a : b) : QMetaType::QString;
-}
 
 /// The fields declared, and after them what shapes have besides, by name.
 QList<GisAttributeDefinition> fieldsOf(const GisLayerVector& layer) {

@@ -175,4 +175,24 @@ QHash<QString, QVariant> attributes(OGRFeature& feature,
     return values;
 }
 
+QMetaType::Type commonType(QMetaType::Type a, QMetaType::Type b) {
+    const auto rank = [](QMetaType::Type type) {
+        switch (type) {
+        case QMetaType::Int:
+            return 1;
+        case QMetaType::UInt:
+        case QMetaType::LongLong:
+            return 2;
+        case QMetaType::Double:
+            return 3;
+        default:
+            return 0;
+        }
+    };
+    if (a == b) {
+        return a;
+    }
+    return rank(a) > 0 && rank(b) > 0 ? (rank(a) > rank(b) ? a : b) : QMetaType::QString;
+}
+
 } // namespace Cartolith::Core::Layers::Internal

@@ -17,21 +17,9 @@ namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-/// Whether a field of one type holds every value of the other.
+/// Whether a field of one type holds every value of the other, and more.
 bool isWider(QMetaType::Type type, QMetaType::Type other) {
-    const auto rank = [](QMetaType::Type of) {
-        switch (of) {
-        case QMetaType::Int:
-            return 1;
-        case QMetaType::LongLong:
-            return 2;
-        case QMetaType::Double:
-            return 3;
-        default:
-            return 0;
-        }
-    };
-    return type == QMetaType::QString || (rank(other) > 0 && rank(type) > rank(other));
+    return type != other && commonType(type, other) == type;
 }
 
 /// Those of the source. Where a file has no schema, GDAL makes one up from the features that happen to be
