@@ -36,8 +36,7 @@ function(cartolith_test name)
   add_executable(${name} ${ARGN})
   target_link_libraries(${name} PRIVATE Cartolith::Core CartolithBuildFlags GTest::gmock GTest::gtest
                                         GTest::gtest_main)
-  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests")
-  target_compile_definitions(${name} PRIVATE CARTOLITH_DATA_DIR="${PROJECT_SOURCE_DIR}/data")
+  target_include_directories(${name} PRIVATE "${PROJECT_SOURCE_DIR}/tests" "${PROJECT_BINARY_DIR}/generated")
   # All of them are compiled alike, so that one set of headers serves.
   if(NOT CARTOLITH_PRECOMPILED_HEADERS)
   elseif(TARGET cartolith-common-tests AND NOT name STREQUAL "cartolith-common-tests")

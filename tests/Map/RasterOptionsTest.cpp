@@ -1,6 +1,7 @@
 #include "RasterOptions.h"
 
 #include "Arguments.h"
+#include "DataFolder.h"
 #include "FileArguments.h"
 #include "MapSheet.h"
 #include "RasterMapLayer.h"

@@ -1,5 +1,6 @@
 // A real street network, from the file to the routes.
 
+#include "DataFolder.h"
 #include "RoutingTestData.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>

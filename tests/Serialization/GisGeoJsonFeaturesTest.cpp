@@ -1,3 +1,4 @@
+#include "DataFolder.h"
 #include "FeaturesTestSupport.h"
 
 #include <Cartolith/Core/Serialization/GisGeoJsonFeatureWriter.h>

@@ -1,3 +1,4 @@
+#include "DataFolder.h"
 #include "SerializationTestSupport.h"
 
 #include <Cartolith/Core/Serialization/GisWkbReader.h>

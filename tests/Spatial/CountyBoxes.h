@@ -1,5 +1,7 @@
 #pragma once
 
+#include "DataFolder.h"
+
 #include <Cartolith/Core/Shapes/GisExtent.h>
 
 #include <gdal_priv.h>

@@ -1,5 +1,6 @@
 // The predicates: known answers, and the fast ways against the plain ones.
 
+#include "DataFolder.h"
 #include "PlainPredicates.h"
 #include "TestSeed.h"
 
