@@ -61,6 +61,8 @@ TEST(GeoJson, ReadsOrRejects) {
         {typed("MultiPolygon", "[[1]]"), invalid + " MultiPolygon ring coordinates."},
         {typed("Feature", "[]"), "runtime_error: Unsupported GeoJSON geometry type: Feature"},
         {typed("point", "[1,2]"), "runtime_error: Unsupported GeoJSON geometry type: point"},
+        {typed(QString(9000, 'P'), "[1,2]"),
+         "runtime_error: Unsupported GeoJSON geometry type: " + std::string(500, 'P') + "... (9000 characters)"},
         {R"({"coordinates":[1,2]})", parse + "missing geometry type."},
         {R"({"type":7,"coordinates":[1,2]})", parse + "missing geometry type."},
         {R"({"type":"Point"})", parse + "missing coordinates."},

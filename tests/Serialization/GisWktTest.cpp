@@ -50,7 +50,9 @@ GisShapePoint point(const QString& text) {
     const double x = tokens.size() < 2 ? 0 : QLocale(QLocale::C).toDouble(tokens[0], &xOk);
     const double y = tokens.size() < 2 ? 0 : QLocale(QLocale::C).toDouble(tokens[1], &yOk);
     if (!xOk || !yOk) {
-        throw std::runtime_error("Invalid WKT coordinate: " + text.toStdString());
+        const bool cut = text.size() > 500;
+        throw std::runtime_error("Invalid WKT coordinate: " + text.left(500).toStdString() +
+                                 (cut ? "... (" + std::to_string(text.size()) + " characters)" : std::string()));
     }
     return {x, y};
 }
@@ -142,7 +144,15 @@ TEST(Wkt, OddNumbersAndRandomTextReadAsThePlainReaderReadsThem) {
 TEST(Wkt, HugeDegenerateTextTakesLinearTime) {
     constexpr qsizetype size = 4'000'000;
     const QString blanks = "POINT" + QString(size, ' ') + "1";
-    EXPECT_EQ(rewritten(blanks), "runtime_error: Invalid WKT: " + blanks.toStdString());
+    EXPECT_EQ(rewritten(blanks),
+              "runtime_error: Invalid WKT: " + blanks.left(500).toStdString() + "... (4000006 characters)");
+    const QString pairs = QString(100'000, 'x') + QStringLiteral(u"\U0001F5FA").repeated(50'000);
+    for (const qsizetype skipped : {0, 99'501, 99'502}) { // the cut among letters, within a pair, between pairs
+        const QString text = pairs.sliced(skipped);
+        EXPECT_EQ(rewritten(text), "runtime_error: Unsupported WKT geometry type: " +
+                                       text.left(skipped == 99'501 ? 499 : 500).toStdString() + "... (" +
+                                       std::to_string(text.size()) + " characters)");
+    }
     EXPECT_EQ(rewritten("POLYGON " + QString(size, '(') + ")"), "POLYGON EMPTY");
     EXPECT_EQ(rewritten("POLYGON (" + QString("),").repeated(size) + "(1 2)"), "POLYGON EMPTY");
     EXPECT_EQ(rewritten("LINESTRING (" + QString(size, ',') + "1 2,3 4)"), "LINESTRING (1 2, 3 4)");

@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Serialization/GeoJsonParseInternal.h>
 #include <Cartolith/Core/Serialization/GeoJsonScannerInternal.h>
 #include <Cartolith/Core/Serialization/GisGeoJsonReader.h>
+#include <Cartolith/Core/Serialization/QuotedTextInternal.h>
 
 #include <QByteArray>
 #include <QJsonValue>
@@ -71,7 +72,9 @@ std::unique_ptr<GisShape> GisGeoJsonReader::read(const QJsonObject& geometry) {
     if (type == u"MultiPolygon") {
         return owned(readMultiPolygon(geometry));
     }
-    throw std::runtime_error(QStringLiteral("Unsupported GeoJSON geometry type: %1").arg(type).toStdString());
+    throw std::runtime_error(QStringLiteral("Unsupported GeoJSON geometry type: %1")
+                                 .arg(Serialization::Internal::quoted(type))
+                                 .toStdString());
 }
 
 GisShapePoint GisGeoJsonReader::readPoint(const QJsonObject& geometry) {

@@ -27,7 +27,8 @@ namespace Cartolith::Core::Serialization::GeoJson {
 /// levels of nesting. Errors are std::runtime_error and leave nothing behind:
 /// - "Invalid GeoJSON: %1" with Qt's parse error, "Invalid GeoJSON: root is not an object.",
 /// - "Invalid GeoJSON: missing geometry type.", "Invalid GeoJSON: missing coordinates.",
-/// - "Unsupported GeoJSON geometry type: %1" from read(),
+/// - "Unsupported GeoJSON geometry type: %1" from read(), of more than 500 characters the first 500 and
+///   "... (n characters)",
 /// - "GeoJSON geometry is not Point." and so on from the others, for an object of another type,
 /// - "Invalid GeoJSON coordinate.", "Invalid GeoJSON coordinate value." and, for what should be an array and
 ///   is not, "Invalid GeoJSON coordinate array.", "Invalid GeoJSON MultiLineString coordinates.", the same

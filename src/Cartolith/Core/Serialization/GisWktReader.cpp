@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Serialization/GisWktReader.h>
+#include <Cartolith/Core/Serialization/QuotedTextInternal.h>
 #include <Cartolith/Core/Serialization/WktScannerInternal.h>
 
 #include <stdexcept>
@@ -14,7 +15,7 @@ using Shapes::GisShapePolyline;
 namespace {
 
 [[noreturn]] void fail(const QString& message, QStringView text) {
-    throw std::runtime_error(message.arg(text).toStdString());
+    throw std::runtime_error(message.arg(Serialization::Internal::quoted(text)).toStdString());
 }
 
 bool endsInEmpty(QStringView text) {

@@ -23,7 +23,8 @@ namespace Cartolith::Core::Serialization::Wkt {
 /// multipolygon are flattened into one list of rings.
 ///
 /// Input is not trusted: time and memory are linear in the length of the text and the stack is constant.
-/// Errors are std::runtime_error, unless said otherwise, and quote the text they concern:
+/// Errors are std::runtime_error, unless said otherwise, and quote the text they concern, of more than 500
+/// characters the first 500 and "... (n characters)":
 /// - "Invalid WKT: %1" without a "(" and a ")" behind it,
 /// - "Invalid WKT coordinate: %1" for fewer than two numbers,
 /// - "Unsupported WKT geometry type: %1" from read().
