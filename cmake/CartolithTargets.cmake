@@ -18,7 +18,14 @@ target_compile_options(
             -Wsign-conversion
             -Wnull-dereference
             -ffp-contract=off
+            -fstack-protector-strong
+            # Debian's glibc warns where this is asked for without optimisation.
+            $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
+            $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>
             $<$<BOOL:${CARTOLITH_WARNINGS_AS_ERRORS}>:-Werror>)
+
+# Addresses of functions are resolved at the start and then write-protected.
+target_link_options(CartolithBuildFlags INTERFACE LINKER:-z,relro LINKER:-z,now)
 
 # cartolith_precompile(<target> [<header>...]): the headers that nearly every source includes, compiled once for the
 # target. Sources still include what they use: CARTOLITH_PRECOMPILED_HEADERS=OFF must build.
