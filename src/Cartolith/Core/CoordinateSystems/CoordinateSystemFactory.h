@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Export.h>
 #include <Cartolith/Core/Shapes/GisExtent.h>
 
@@ -10,8 +11,6 @@ class OGRSpatialReference;
 class QString;
 
 namespace Cartolith::Core::CoordinateSystems {
-
-class CoordinateSystem;
 
 /// Makes coordinate systems through GDAL and PROJ, and asks about them.
 ///

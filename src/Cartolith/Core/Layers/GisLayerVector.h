@@ -4,7 +4,7 @@
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisLayer.h>
 #include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
-#include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Spatial/SpatialIndexType.h>
 
 #include <QHash>
@@ -18,7 +18,6 @@
 
 namespace Cartolith::Core {
 namespace Shapes {
-class GisShapePoint;
 class GisShapePolygon;
 class GisShapePolyline;
 } // namespace Shapes

@@ -1,13 +1,13 @@
 #pragma once
 
 #include <Cartolith/Core/Export.h>
+#include <Cartolith/Core/Shapes/GisExtent.h>
 
 #include <QList>
 
 namespace Cartolith::Core::Shapes {
-class GisExtent;
 class GisShape;
-} // namespace Cartolith::Core::Shapes
+}
 
 namespace Cartolith::Core::Spatial {
 
