@@ -31,8 +31,9 @@ public:
     /// and lets GDAL identify its EPSG code.
     static std::shared_ptr<CoordinateSystem> fromSpatialReference(OGRSpatialReference& srs);
 
-    /// Where the system is meant to be used, in degrees of longitude and latitude. A system that crosses the
-    /// antimeridian has west greater than east, which an extent cannot say: the two change places.
+    /// Where the system is meant to be used, in degrees of longitude and latitude. An area that crosses the
+    /// antimeridian, say from 170 east to 170 west, comes back as the extent from -170 to 170: its complement
+    /// in longitude. Unset when PROJ gives no area.
     static std::optional<Shapes::GisExtent> areaOfUse(const CoordinateSystem& system);
 
     /// True when GDAL takes the two for the same system; false also when either is unusable.

@@ -37,6 +37,8 @@ public:
     virtual bool canEdit() const;
     /// Everything in the layer, in units of its coordinate system; empty when there is nothing.
     virtual Shapes::GisExtent extent() const = 0;
+    /// Reads what the layer is made of. Subclasses that read a source throw std::runtime_error when they
+    /// cannot, and return false only when a callback stopped them.
     virtual bool open() = 0;
     virtual void close() = 0;
     /// The data source behind the layer; null when there is none. The layer keeps owning it.
@@ -87,10 +89,10 @@ public:
     /// ChangeGroup. The operation is complete then, and ids, queries, dirty state and undo stack tell of the
     /// state after it. It is not called where only the dirty state changes, as on commit.
     ///
-    /// A listener may do anything with the layer but destroy it. When it changes the content, all are called
-    /// again after it, so one that changes it every time never ends. What it throws is dropped: the change
-    /// has happened. Called in the order of subscription, on the thread of the change. Drop the result and
-    /// the listener is gone.
+    /// A listener may do anything with the layer but destroy it. When a listener changes the content, all
+    /// listeners are called again afterwards; a listener that does so on every call makes an endless loop. An
+    /// exception from a listener is dropped, because the change has already happened. Called in the order of
+    /// subscription, on the thread of the change. Drop the result and the listener is gone.
     [[nodiscard]] GisLayerSubscription onContentChanged(std::function<void()> listener);
 
     /// While one lives, listeners wait: they are called once at the end, if anything has changed. For loading
@@ -106,6 +108,9 @@ public:
         GisLayer& m_layer;
     };
 
+    /// Editing reports every failure by false and throws nothing of its own; GisLayerOgrVector::lastError()
+    /// has the reason of a failed commit.
+    ///
     /// Starts an edit session. False when one is open, when canEdit() is false or when the layer refuses.
     bool beginEdit();
     /// Ends the session and keeps its changes. False outside a session, or when the layer could not: the

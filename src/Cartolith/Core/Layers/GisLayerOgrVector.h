@@ -76,8 +76,8 @@ public:
     /// The first thousand of them.
     const QList<SkippedFeature>& skippedFeatures() const noexcept { return m_skipped; }
 
-    /// The source's own ids of the features that the shapes stand for, by position; -1 for shapes that are
-    /// not in the source. In GeoJSON they need not differ. Linear time.
+    /// For each shape, by position, the source's own id of the feature that it stands for; -1 for a shape
+    /// that is not in the source. In a GeoJSON file two features may have the same id. Linear time.
     QList<qint64> sourceFeatureIds() const;
 
     /// \name Saving edits

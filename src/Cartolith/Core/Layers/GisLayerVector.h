@@ -56,14 +56,15 @@ public:
     bool canEdit() const override;
     /// The metadata extent when one is set, else the extent of all shapes.
     Shapes::GisExtent extent() const override;
-    /// Switches the open state, here without reading anything.
+    /// Switches the open state, here without reading anything. Always true.
     bool open() override;
     void close() override;
 
     /// Null when there is no such id. Constant time.
     virtual Shapes::GisShape* getShape(int id) const;
     /// The topmost shape whose box, grown by the tolerance, holds the point and which contains it within the
-    /// tolerance (layer units); null when there is none.
+    /// tolerance (layer units); null when there is none. A polygon also contains what lies in its holes:
+    /// where that matters, ask GisTopology::Distance() of the shapes that query() gives.
     virtual Shapes::GisShape* findShapeAt(const Shapes::GisShapePoint& point, double tolerance);
     /// The shapes whose box meets the extent: in the index's order, or in layer order without one.
     virtual QList<Shapes::GisShape*> query(const Shapes::GisExtent& extent);
@@ -130,7 +131,9 @@ public:
     /// \name Editing that can be undone
     /// Between beginEdit() and commitEdit() or rollbackEdit(); everything here is false outside. The open
     /// state plays no part, but closing a layer ends the session, and its changes stay without being saved or
-    /// undone. Of the shape operations above, the effect on a session is not undone: use one or the other.
+    /// undone. The shape operations above do not enter the edit history: undo and rollback leave their
+    /// changes in place, and may then change other shapes than they were meant for. Within a session use the
+    /// operations below only.
     /// @{
     /// Takes the command and runs it. False, with the command destroyed and the layer as it was, outside a
     /// session, for null, when the command fails, and while another command is running. What could be redone

@@ -18,8 +18,10 @@ namespace Cartolith::Core::Serialization::GeoJson {
 /// Writes GeoJSON geometry objects: as Qt's JSON values, or as compact text with the members in Qt's order,
 /// "coordinates" before "type". For features see GisGeoJsonFeatureWriter.
 ///
-/// Numbers are Qt's: the shortest text that reads back as the same double, whole ones in full, negative zero
-/// as 0, and null for what is not finite. All operations are safe to call from several threads.
+/// Numbers are Qt's: the shortest text that reads back as the same double, whole numbers up to 2^53
+/// in size in full, larger ones with an exponent where that is shorter (1e+16), negative zero as 0. A
+/// coordinate that is not finite is written as null; GisGeoJsonFeatureWriter refuses it. All operations are
+/// safe to call from several threads.
 class CARTOLITH_CORE_EXPORT GisGeoJsonWriter {
 public:
     /// A Point. \throws std::runtime_error for the empty point, which the format cannot express

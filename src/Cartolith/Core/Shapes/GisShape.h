@@ -24,8 +24,9 @@ namespace Cartolith::Core::Shapes {
 /// not possible, use clone(). A shape is used by one thread at a time; const members do not change it.
 class CARTOLITH_CORE_EXPORT GisShape {
 public:
-    /// The bounding box of all vertices; empty when there are none. NaN coordinates of lines and polygons are
-    /// passed over, so that a shape of nothing else has the largest box there is.
+    /// The bounding box of all vertices; empty when there are none. Lines and polygons pass over coordinates
+    /// that are NaN. When every coordinate is NaN, their box is not empty: it reaches from -DBL_MAX to
+    /// DBL_MAX.
     virtual GisExtent extent() const = 0;
 
     /// True when there is nothing to draw or measure; each class says what that means for it.

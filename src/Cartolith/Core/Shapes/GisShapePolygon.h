@@ -12,11 +12,13 @@ namespace Cartolith::Core::Shapes {
 ///
 /// Rings are not classified. There is no outer ring and no hole in any operation of this class: each ring is
 /// an area of its own, and a point inside a hole is *contained*, because the hole's ring contains it. The
-/// predicates of the topology engine build on contains() and inherit that; its overlay by GEOS tells holes by
-/// nesting. Rings are not validated either (orientation, closure, self-intersection).
+/// predicates of the topology engine build on contains() and inherit that. To respect holes, ask
+/// GisTopology::Distance(), which is 0 only for a point of the area itself, or use the overlay by GEOS; both
+/// tell holes by nesting. Rings are not validated either (orientation, closure, self-intersection).
 ///
-/// The readers produce closed rings (the last vertex repeats the first). Area and containment tests close an
-/// open ring by themselves; distanceToBoundary() does not and misses its closing edge. No geometric operation
+/// In a closed ring the last vertex repeats the first. The readers take rings as they stand in the input,
+/// closed or not; the WKT and GeoJSON writers close open rings. Area and containment tests close an open ring
+/// by themselves; distanceToBoundary() does not and misses its closing edge. No geometric operation
 /// throws: degenerate input gives empty points, DBL_MAX distances or false.
 class CARTOLITH_CORE_EXPORT GisShapePolygon : public GisShape {
 public:
@@ -64,7 +66,8 @@ public:
     /// True when no ring has at least two vertices.
     bool isEmpty() const override;
 
-    /// True when some ring contains the point, a hole included. The tolerance is not used.
+    /// True when some ring contains the point, a hole included (GisTopology::Distance() respects holes). The
+    /// tolerance is not used.
     bool contains(const GisShapePoint& point, double tolerance) const override;
 
     std::unique_ptr<GisShape> clone() const override;

@@ -66,9 +66,15 @@ public:
     };
     /// How pixels come into a picture with fewer or more of them. A colour table is always read Nearest.
     enum class Resampling {
-        Nearest,  ///< the one in the middle: reads least, shows true values
-        Bilinear, ///< as Average when there are fewer, between four when there are more
-        Average,  ///< of all that fall together; Nearest when there are more
+        /// Each pixel of the picture shows the raster's pixel at its middle: reads least, shows true values.
+        Nearest,
+        /// Where the picture has fewer pixels than the raster: as Average. Where it has more: each shows a
+        /// value interpolated between the four raster pixels around it.
+        Bilinear,
+        /// Where the picture has fewer pixels than the raster: each shows the mean of the raster's pixels
+        /// that
+        /// it covers. Where it has more: as Nearest.
+        Average,
     };
 
     bool operator==(const GisRasterStyle& other) const = default;

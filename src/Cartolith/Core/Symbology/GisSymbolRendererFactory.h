@@ -33,10 +33,11 @@ struct GisClassificationSettings {
 /// Builds renderers from a layer's field. The layer is only read.
 ///
 /// The colours of the classes go on top of the layer's style, which is also the default style. Null values
-/// make no class, nor does NaN. Features without a value are drawn with the default style, but a renderer
-/// takes a null QVariant of a numeric type for the 0 that it converts to, and a missing value for an empty
-/// text. O(n log n) for n features, plus what the method costs; categories of a type that the categorized
-/// renderer compares one by one take O(n c) for c of them.
+/// make no class, nor does NaN. Features without a value are drawn with the default style, with two
+/// exceptions: a null QVariant of a numeric type converts to 0, so it is drawn in the class
+/// that 0 falls into; a missing value counts as empty text, so a category for empty text draws it. O(n log n)
+/// for n features, plus what the method costs; categories of a type that the categorized renderer compares
+/// one by one take O(n c) for c of them.
 ///
 /// Errors: std::invalid_argument
 ///   "The layer has no field 'x'.": neither its definitions nor any of its shapes name it;

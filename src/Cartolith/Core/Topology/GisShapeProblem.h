@@ -33,7 +33,7 @@ struct GisShapeProblem {
     QString text;                ///< in English, for the user
 };
 
-/// What FixShape() made of a shape.
+/// What FixShape() made of a shape. A failure is no result but an exception.
 struct GisShapeFix {
     std::unique_ptr<Shapes::GisShape> shape; ///< null when the busy callback stopped the work
     /// What was wrong and is no more, with a text that says what was done; empty when the shape is a copy.

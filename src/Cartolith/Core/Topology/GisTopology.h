@@ -83,11 +83,11 @@ public:
                                const Shapes::GisShapePoint& b, double tolerance) noexcept;
     /// Whether the segments p and q meet. With r = p2 - p1 and s = q2 - q1:
     ///
-    /// - |r x s| > tolerance: whether both parameters of the crossing are in [-tolerance, 1 + tolerance].
+    /// - If |r x s| > tolerance, they meet when both parameters of the crossing of their lines are in
+    ///   [-tolerance, 1 + tolerance]. `out` becomes that crossing, which may lie off both segments.
+    /// - Otherwise they count as parallel, and meet when an end of one is on the other (PointOnSegment).
     /// `out`
-    ///   becomes that crossing, which may lie off both segments.
-    /// - otherwise, as for parallels: whether an end is on the other segment (PointOnSegment); `out` becomes
-    ///   the first of p1, p2, q1, q2 that is.
+    ///   becomes the first of p1, p2, q1, q2 that is on the other segment.
     ///
     /// The one tolerance is compared with an area, with parameters and with distances, on purpose: two
     /// segments both shorter than the tolerance's root are parallel to each other, and long ones are extended
@@ -107,10 +107,10 @@ public:
     ///
     /// The pieces that the predicates are made of. They take any tolerance as it is, also negative or NaN,
     /// and never call the busy callback. Each ring of a polygon is an area of its own: a point in a hole is
-    /// contained. Answers about two shapes take time in proportion to their vertices, and to those near the
-    /// other's boundary times the logarithm of that one's vertices; with a NaN, an infinity, or nonzero sizes
-    /// outside 1e-100 to 1e100, every pair of segments is looked at. Shapes of derived classes are asked by
-    /// their own contains(), whose exceptions pass through.
+    /// contained (Distance() respects holes). Answers about two shapes take time in proportion to their
+    /// vertices, and to those near the other's boundary times the logarithm of that one's vertices; with a
+    /// NaN, an infinity, or nonzero sizes outside 1e-100 to 1e100, every pair of segments is looked at.
+    /// Shapes of derived classes are asked by their own contains(), whose exceptions pass through.
     /// @{
 
     /// The parts of a line, the rings of a polygon, a point that is not empty as a part of its own; else
@@ -147,6 +147,7 @@ public:
     /// Short combinations of vertex and segment tests, not an intersection matrix: they have no notion of
     /// interior, exterior or holes beyond those tests, and some answers differ from those of the standard
     /// predicates of these names (two lines that cross in their middle also Touch; see docs/topology.md).
+    /// Where holes matter use Distance(), or Difference() and Intersection() by GEOS.
     /// An empty shape is disjoint from everything, within nothing, and contains nothing; the extents decide
     /// first whether two shapes are disjoint, without the tolerance.
     ///
@@ -219,12 +220,13 @@ public:
     ///
     /// What the painter path engine answers for other pairs is said at each operation. GEOS computes them,
     /// the result has the id and attributes of a, and is like EmptyLike(a) with these when it is empty.
-    /// Because a shape is of one kind, the parts of the highest dimension are returned and lower ones are
-    /// dropped: of the union of a polygon and a point outside, the point; of two lines that share stretches
-    /// and cross elsewhere, the crossings. One point is a point; several are a polyline with a part of two
-    /// equal vertices for each, which extents, distances and predicates take for what they are, and GEOS
-    /// overlay too. A zero-length part beside others is lost there. Lines come back cut at their crossings.
-    /// Shapes of other classes than the library's are left to the painter path engine.
+    /// A shape is of one kind, so a result of several kinds loses all but those of the highest dimension: the
+    /// union of a polygon and a point outside it is the polygon alone, and two lines that share a stretch and
+    /// cross elsewhere intersect in the stretch alone. A result of one point is a point. Several points are a
+    /// polyline that has, for each of them, a part of two equal vertices; extent(), distances, predicates and
+    /// the overlay by GEOS treat such a part as a point, but GEOS drops it when the line also has parts with
+    /// a length. Lines in the result are cut where they cross. For shapes of classes other than the library's
+    /// own, the painter path engine computes the result.
     ///
     /// \throws std::runtime_error "Overlay failed: ..." with GEOS's reason, when it refuses a shape also
     /// after it was made valid, and with FixShape()'s when that fails. That an invalid shape is accepted does
