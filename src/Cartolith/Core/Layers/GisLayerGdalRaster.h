@@ -19,8 +19,8 @@ class RasterSource;
 ///
 /// open() reads what the file says of itself; pixels are read as pictures ask for them, from overviews where
 /// the file has them, and only what falls into the picture: memory depends on the size of the picture and
-/// not on that of the raster (besides GDAL's own cache of blocks). Nothing is ever written, also not the
-/// statistics that GDAL likes to keep in a file beside.
+/// not on that of the raster (besides GDAL's own cache of blocks). Nothing is ever written, not even the
+/// statistics that GDAL likes to keep in a file beside the raster.
 ///
 /// A raster without a transform of its own lies with its upper left corner at 0, 0, one map unit a pixel.
 /// (So does one that is tied to the map by ground control points only.) Of complex numbers, the real part
@@ -36,9 +36,9 @@ public:
     ~GisLayerGdalRaster() override;
 
     /// The file stays open until close(). What an open layer held before is replaced; the name and the style
-    /// stay. Always true: \throws std::runtime_error with the path and the reason (GDAL's own message where
-    /// it gives one) when it cannot be read, has no band, has blocks of more than half a gigabyte, or a
-    /// transform that puts all pixels on one line; the layer is then as it was before
+    /// stay. Returns true or throws, never false: \throws std::runtime_error with the path and the reason
+    /// (GDAL's own message where it gives one) when it cannot be read, has no band, has blocks of more than
+    /// half a gigabyte, or a transform that puts all pixels on one line; the layer is then as it was before
     bool open() override;
     void close() override;
 
@@ -54,7 +54,7 @@ public:
     /// Read once and kept. None while the layer is closed.
     /// \throws std::invalid_argument for a band that is not there; std::runtime_error when reading fails
     QList<double> sampleValues(int band);
-    /// Of sampleValues(); throws as that does.
+    /// The statistics of sampleValues(); throws as that does.
     Defs::GisRasterStatistics statistics(int band);
 
     /// The values of a band that get the ends of the scale, as the style stands; 0, 0 when it stretches

@@ -20,7 +20,8 @@ struct GisVectorSaveOptions {
     QString layerName;
 
     /// Gets the fraction done, from 0 to 1, every few hundred shapes and once at the end; returns false to
-    /// cancel, after which everything is as before. May be empty. What it throws passes through, likewise.
+    /// cancel, after which everything is as before. May be empty. An exception from it passes
+    /// through, and everything is as before then, too.
     std::function<bool(double fraction)> progress;
 };
 

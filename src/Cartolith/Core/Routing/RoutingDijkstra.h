@@ -11,9 +11,9 @@ class RoutingGraph;
 /// Shortest paths by Dijkstra's algorithm. RoutingSearch has the faster searches for one pair of nodes, for
 /// several targets, and between places along edges.
 ///
-/// The cost of an edge is its length or its travel time in seconds. Edges of negative length are passed by
-/// no search, nor those whose cost is not finite. An edge whose speed is not greater than 0 has the default
-/// speed (km/h); when that is not greater than 0 either it cannot be passed under travel time.
+/// The cost of an edge is its length or its travel time in seconds. No search travels an
+/// edge of negative length or one whose cost is not finite. An edge whose speed is not greater than 0 has the
+/// default speed (km/h); when that is not greater than 0 either it cannot be passed under travel time.
 ///
 /// Nodes of equal cost are settled in the order of their ids, and of ways of equal cost to a node the one
 /// found first stays, so that answers do not depend on anything but the graph. Ids that are not there are no
@@ -22,12 +22,13 @@ class CARTOLITH_CORE_EXPORT RoutingDijkstra {
 public:
     RoutingDijkstra() = delete;
 
-    /// Stops when the target is settled; a target below 0 is none, and all that can be reached is settled.
+    /// Stops when the target is settled. Without a target (below 0) it settles every node that can be
+    /// reached.
     static RoutingDijkstraResult run(const RoutingGraph& graph, int source, int target = -1,
                                      RoutingCostMetric metric = RoutingCostMetric::Distance,
                                      double defaultSpeed = 50.0);
-    /// As run(), stopping when all of the targets that can be reached are settled. Those below 0 or missing
-    /// are left out; without any that is left, only the source is reached.
+    /// As run(), stopping when all of the targets that can be reached are settled. Targets below 0
+    /// or not in the graph are ignored; when none remains, only the source is reached.
     static RoutingDijkstraResult runToAll(const RoutingGraph& graph, int source, const QList<int>& targets,
                                           RoutingCostMetric metric = RoutingCostMetric::Distance,
                                           double defaultSpeed = 50.0);

@@ -21,10 +21,10 @@ class SearchTable;
 /// when the coordinates are metres. Streets as they come from a map share inner vertices where they cross:
 /// RoutingPreparation cuts them there before buildFromPolylines().
 ///
-/// Edges may name nodes that are not there; a search passes them like any other. Ids are unique for nodes;
-/// with several edges of one id the first in the list answers. Pointers and references into the graph are
-/// valid until it is changed next. The first search after a change makes tables in time linear in the graph,
-/// so a graph, const or not, is used by one thread at a time; copies are independent.
+/// Edges may name nodes that are not there; a search passes them like any other. Ids are unique for nodes.
+/// Several edges may have one id; lookups then find the first in the list. Pointers and references into the
+/// graph are valid until it is changed next. The first search after a change makes tables in time linear in
+/// the graph, so a graph, const or not, is used by one thread at a time; copies are independent.
 class CARTOLITH_CORE_EXPORT RoutingGraph {
 public:
     RoutingGraph();

@@ -24,7 +24,7 @@ public:
     /// A dead end that ends close to an edge it is not connected to: often a gap in the data.
     struct NearMiss {
         int node = -1;
-        RoutingPlace place; ///< of several edges the nearest, the first in the list among equals
+        RoutingPlace place; ///< on the nearest edge; of edges equally near, on the first in the list
     };
 
     /// Near misses are looked for within the distance, coordinate units, inclusive; not at all when it is 0

@@ -32,11 +32,12 @@ struct GisGeoJsonReadCounts {
 ///
 /// The device may hold a FeatureCollection, a Feature, a geometry (which becomes a feature of nothing else),
 /// or any number of these after one another: newline-delimited, separated by RS (RFC 8142), or by white
-/// space. Which it is shows as it is read. Nothing at all is no feature. The text is UTF-8, with or without a
-/// byte order mark.
+/// space. The reader finds out which as it reads; an empty device gives no feature. The text is UTF-8, with
+/// or without a byte order mark.
 ///
 /// Geometry is read as GisGeoJsonReader does. "bbox" and members that GeoJSON does not define are ignored;
-/// beside the features of a collection they are passed over with only their quotes and brackets looked at.
+/// such members beside the features of a collection are skipped by matching quotes and brackets, and are not
+/// checked any further.
 /// "geometry" and "properties" may be null or missing.
 ///
 /// Input is not trusted: memory is bounded by a multiple of the largest feature, that by an option, and

@@ -63,7 +63,8 @@ public:
     /// The outermost "(...)" groups, parentheses included.
     static QStringList splitTopLevelGroups(const QString& text);
 
-    /// The coordinates of "x y, x y, ...". Nothing between two commas is no coordinate; blanks are a bad one.
+    /// The coordinates of "x y, x y, ...". Two commas in a row are passed over; blanks between commas are a
+    /// bad coordinate.
     static QList<Shapes::GisShapePoint> parsePointList(const QString& text);
 };
 

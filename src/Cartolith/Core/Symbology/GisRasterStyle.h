@@ -72,8 +72,7 @@ public:
         /// value interpolated between the four raster pixels around it.
         Bilinear,
         /// Where the picture has fewer pixels than the raster: each shows the mean of the raster's pixels
-        /// that
-        /// it covers. Where it has more: as Nearest.
+        /// that it covers. Where it has more: as Nearest.
         Average,
     };
 
@@ -91,7 +90,7 @@ public:
     /// \throws std::invalid_argument when one is below 1
     void setRgbBands(int red, int green, int blue);
 
-    /// Of Grey, Rgb (each band by itself) and a Ramp without classes.
+    /// Used by Grey, Rgb (each band by itself) and a Ramp without classes.
     const GisRasterStretch& stretch() const noexcept { return m_stretch; }
     void setStretch(const GisRasterStretch& stretch) noexcept { m_stretch = stretch; }
 
@@ -102,15 +101,15 @@ public:
     bool isReversed() const noexcept { return m_reversed; }
     void setReversed(bool reversed) noexcept { m_reversed = reversed; }
 
-    /// Empty: the ramp is continuous. A value that is in no class is transparent; of several, the first
-    /// counts.
+    /// When there are none, the ramp is continuous. A value in no class is transparent, a value in several
+    /// classes gets the colour of the first.
     const QList<GisClassificationRange>& classes() const noexcept { return m_classes; }
     void setClasses(const QList<GisClassificationRange>& classes) { m_classes = classes; }
-    /// One for each class, from end to end of the ramp.
+    /// A colour for each class, from end to end of the ramp.
     QList<QString> classColors() const;
 
-    /// The band as heights: shades the colours, of every rendering but Rgb and Palette. Level ground keeps
-    /// its colour. Relief has a light in any case.
+    /// Takes the band's values as heights and shades the colours by them, in every rendering but Rgb and
+    /// Palette. Level ground keeps its colour. Relief is shaded by the default light when none is set.
     const std::optional<GisHillshade>& hillshade() const noexcept { return m_hillshade; }
     /// \throws std::invalid_argument for a number that is not finite or out of its range
     void setHillshade(const std::optional<GisHillshade>& hillshade);
