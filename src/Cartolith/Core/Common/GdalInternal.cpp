@@ -19,6 +19,23 @@ void GdalErrorCapture::handle(CPLErr level, CPLErrorNum /*number*/, const char* 
     }
 }
 
+namespace {
+
+const char* const replacesDeprecated = "OSR_USE_NON_DEPRECATED";
+
+} // namespace
+
+EpsgCodesAsGiven::EpsgCodesAsGiven() {
+    if (const char* const before = CPLGetThreadLocalConfigOption(replacesDeprecated, nullptr)) {
+        m_before = QByteArray(before); // GDAL's own text goes with the next line
+    }
+    CPLSetThreadLocalConfigOption(replacesDeprecated, "NO");
+}
+
+EpsgCodesAsGiven::~EpsgCodesAsGiven() {
+    CPLSetThreadLocalConfigOption(replacesDeprecated, m_before ? m_before->constData() : nullptr);
+}
+
 void registerGdalDrivers() {
     static const bool registered = [] {
         GDALAllRegister();

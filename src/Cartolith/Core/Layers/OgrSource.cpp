@@ -14,6 +14,7 @@ OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(p
         fail(QStringLiteral("the path is empty"));
     }
     recover(path);
+    const Common::Internal::EpsgCodesAsGiven codes;
     CPLStringList list;
     for (const QString& option : options) {
         list.AddString(option.toUtf8().constData());
@@ -58,6 +59,7 @@ QStringList OgrSource::layerNames() const {
 }
 
 OGRLayer& OgrSource::layer(const QString& name) const {
+    const Common::Internal::EpsgCodesAsGiven codes;
     OGRLayer* const layer =
         name.isEmpty() ? m_dataset->GetLayer(0) : m_dataset->GetLayerByName(name.toUtf8().constData());
     if (layer == nullptr) {
@@ -67,6 +69,7 @@ OGRLayer& OgrSource::layer(const QString& name) const {
                  .arg(name, names.first(std::min(most, names.size())).join(QStringLiteral(", ")),
                       names.size() > most ? QStringLiteral(", ...") : QString()));
     }
+    layer->GetSpatialRef(); // drivers keep what they find when first asked
     return *layer;
 }
 
