@@ -53,8 +53,9 @@ LogSummary summaryOf(const QString& file) {
 
 /// The log is what was measured: it is not to be replaced by what is said about it.
 void checkOutput(const QString& output, const QStringList& files) {
+    const QString target = QFileInfo(output).canonicalFilePath(); // empty for a new file
     for (const QString& file : files) {
-        if (!output.isEmpty() && QFileInfo(output) == QFileInfo(file)) {
+        if (!target.isEmpty() && target == QFileInfo(file).canonicalFilePath()) {
             throw UsageError(QStringLiteral("'%1' is read, so it cannot be written").arg(output));
         }
     }

@@ -75,6 +75,21 @@ private:
     std::optional<QByteArray> m_before;
 };
 
+/// While it lives, drivers of this thread get no answer to a request over HTTP, and none is sent. (Files
+/// under /vsicurl/ and its like are another matter.)
+class NoRequests {
+public:
+    NoRequests();
+    ~NoRequests();
+    NoRequests(const NoRequests&) = delete;
+    NoRequests& operator=(const NoRequests&) = delete;
+
+    bool wasAsked() const { return m_wasAsked; }
+
+private:
+    bool m_wasAsked = false;
+};
+
 /// Makes GDAL's drivers known, once in a process.
 void registerGdalDrivers();
 

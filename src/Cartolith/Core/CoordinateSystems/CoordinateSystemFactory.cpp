@@ -109,8 +109,8 @@ std::shared_ptr<CoordinateSystem> CoordinateSystemFactory::fromFile(const QStrin
     const EpsgCodesAsGiven codes;
     OGRSpatialReference srs;
     CPLStringList lines(CSLTokenizeString2(text.constData(), "\r\n", 0));
-    return lines.Count() > 1 && srs.importFromESRI(lines.List()) == OGRERR_NONE ? fromSpatialReference(srs)
-                                                                                : nullptr;
+    const bool isOld = lines.Count() > 1 && STARTS_WITH_CI(lines[0], "Projection");
+    return isOld && srs.importFromESRI(lines.List()) == OGRERR_NONE ? fromSpatialReference(srs) : nullptr;
 }
 
 std::shared_ptr<CoordinateSystem> CoordinateSystemFactory::fromSpatialReference(OGRSpatialReference& srs) {
