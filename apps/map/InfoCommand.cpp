@@ -68,7 +68,8 @@ void printSystem(const CoordinateSystems::CoordinateSystem* system) {
                                                    .arg(others.join(QStringLiteral(" or "))));
     }
     const auto area = CoordinateSystems::CoordinateSystemFactory::areaOfUse(*system);
-    print("area of use", area ? bounds(*area) + QStringLiteral(" (degrees)") : QStringLiteral("unknown"));
+    const bool isKnown = area && area->xMin() >= -360.0; // -1000 says that it is not
+    print("area of use", isKnown ? bounds(*area) + QStringLiteral(" (degrees)") : QStringLiteral("unknown"));
 }
 
 QString number(double value) {

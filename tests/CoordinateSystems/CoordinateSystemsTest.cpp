@@ -1,3 +1,5 @@
+#include "TestServer.h"
+
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
@@ -13,12 +15,8 @@
 
 #include <cmath>
 #include <limits>
-#include <netinet/in.h>
-#include <poll.h>
 #include <proj.h>
 #include <stdexcept>
-#include <sys/socket.h>
-#include <unistd.h>
 
 using namespace Cartolith::Core;
 using namespace Cartolith::Core::CoordinateSystems;
@@ -198,37 +196,8 @@ TEST(CoordinateSystemFactory, SaysWhatReplacedADeprecatedCode) {
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
 }
 
-/// A place to send requests to, and whether one came.
-class Server {
-public:
-    Server() : m_socket(::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t size = sizeof address;
-        auto* const any = reinterpret_cast<sockaddr*>(&address);
-        if (::bind(m_socket, any, size) == 0 && ::listen(m_socket, 8) == 0) {
-            ::getsockname(m_socket, any, &size);
-            m_url = QString("http://127.0.0.1:%1/").arg(ntohs(address.sin_port));
-        }
-    }
-    ~Server() { ::close(m_socket); }
-    Server(const Server&) = delete;
-    Server& operator=(const Server&) = delete;
-
-    QString url() const { return m_url; }
-    bool wasAsked() const {
-        pollfd waiting{m_socket, POLLIN, 0};
-        return ::poll(&waiting, 1, 0) > 0;
-    }
-
-private:
-    int m_socket;
-    QString m_url;
-};
-
 TEST(CoordinateSystemFactory, TextsReadNoFileAndSendNoRequest) {
-    const Server server;
+    const test::Server server;
     ASSERT_FALSE(server.url().isEmpty());
     const QTemporaryDir folder;
     const QString there = QDir::currentPath();
@@ -250,6 +219,7 @@ TEST(CoordinateSystemFactory, TextsReadNoFileAndSendNoRequest) {
         {"system.prj", 0},
         {"ESRI::" + prj, 0},
         {"DICT:codes.wkt,7", 0},
+        {"ESRI:: dict:codes.wkt,7", 0},
         {"+init=" + init + ":3006", 0},
         {"+init=epsg:7", 0},
         {"+proj=utm +zone=33 +init=epsg:3006", 0},

@@ -46,7 +46,8 @@ public:
     static std::shared_ptr<CoordinateSystem> fromSpatialReference(OGRSpatialReference& srs);
 
     /// Where the system is meant to be used, in degrees of longitude and latitude. A system that crosses the
-    /// antimeridian has west greater than east, which an extent cannot say: the two change places.
+    /// antimeridian has west greater than east, which an extent cannot say: the two change places. Where
+    /// PROJ's database has the system but not its area, all four are -1000.
     static std::optional<Shapes::GisExtent> areaOfUse(const CoordinateSystem& system);
 
     /// True when GDAL takes the two for the same system; false also when either is unusable.

@@ -21,9 +21,9 @@ QString withoutInit(const QString& text) {
 
 /// Whether GDAL or PROJ would read a file in spite of ALLOW_FILE_ACCESS=NO.
 bool readsFiles(const QString& text) {
-    static const QRegularExpression init(QStringLiteral("(^|[\\s+\"'])init\\s*="),
-                                         QRegularExpression::CaseInsensitiveOption);
-    return text.startsWith(QLatin1String("DICT:"), Qt::CaseInsensitive) || init.match(text).hasMatch();
+    static const QRegularExpression reading(QStringLiteral("^(ESRI::\\s*)*DICT:|\\binit\\s*="),
+                                            QRegularExpression::CaseInsensitiveOption);
+    return reading.match(text).hasMatch();
 }
 
 } // namespace
