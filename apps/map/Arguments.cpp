@@ -1,6 +1,10 @@
 #include "Arguments.h"
 
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+
 #include <QCommandLineParser>
+#include <QFileInfo>
 #include <QRegularExpression>
 #include <QStringList>
 
@@ -9,6 +13,8 @@
 #include <optional>
 
 using namespace Cartolith::Core::Shapes;
+using Cartolith::Core::CoordinateSystems::CoordinateSystem;
+using Cartolith::Core::CoordinateSystems::CoordinateSystemFactory;
 
 namespace {
 
@@ -96,6 +102,23 @@ QString Arguments::colour(const QString& option, const QString& text) {
         throw UsageError(QStringLiteral("--%1 wants a colour as #RRGGBB, not '%2'").arg(option, text));
     }
     return text.toUpper();
+}
+
+std::shared_ptr<CoordinateSystem> Arguments::coordinateSystem(const QCommandLineParser& parser,
+                                                              const QString& option) {
+    if (!parser.isSet(option)) {
+        return nullptr;
+    }
+    const QString text = parser.value(option);
+    auto system = CoordinateSystemFactory::fromUserInput(text);
+    if (system == nullptr && QFileInfo(text).isFile()) {
+        system = CoordinateSystemFactory::fromFile(text);
+    }
+    if (system == nullptr) {
+        throw UsageError(QStringLiteral("--%1: '%2' is not a coordinate system that GDAL and PROJ know")
+                             .arg(option, text));
+    }
+    return system;
 }
 
 QList<double> Arguments::numbers(const QString& option, const QString& text, qsizetype count,

@@ -7,9 +7,14 @@
 #include <QSize>
 #include <QString>
 
+#include <memory>
 #include <stdexcept>
 
 class QCommandLineParser;
+
+namespace Cartolith::Core::CoordinateSystems {
+class CoordinateSystem;
+}
 
 /// A command line that cannot be obeyed: exit code 2, and a hint at --help.
 class UsageError : public std::runtime_error {
@@ -34,6 +39,9 @@ int whole(const QString& option, const QString& text, int least, int most);
 QList<double> breaks(const QString& option, const QString& text);
 /// "#RRGGBB", given back in upper case.
 QString colour(const QString& option, const QString& text);
+/// "EPSG:3857", WKT, PROJ text, or the name of a file with one of these; null when the option is not given.
+std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem>
+coordinateSystem(const QCommandLineParser& parser, const QString& option);
 /// So many numbers between commas, finite.
 QList<double> numbers(const QString& option, const QString& text, qsizetype count, const QString& what);
 /// There is no such name: say which there are.

@@ -112,11 +112,12 @@ int Commands::buffer(const QStringList& arguments) {
     const double distance = Arguments::number("distance", parser.value("distance"), -1e9, 1e9);
     const GisBufferStyle style = styleOf(parser);
     const OperationOptions options(parser);
+    const auto assumed = Arguments::coordinateSystem(parser, QStringLiteral("assume-crs"));
     const ResultOutput output(QStringLiteral("buffer"), parser);
     StepLog log(parser.isSet("quiet"));
 
-    const auto layer =
-        openIn(options.system(), parser.positionalArguments().constFirst(), parser.value("layer"), log);
+    const auto layer = openIn(
+        options.system(), {parser.positionalArguments().constFirst(), parser.value("layer"), assumed}, log);
     if (layer->coordinateSystem() != nullptr && layer->coordinateSystem()->isGeographic()) {
         std::fputs("cartolith-map: the distance is in degrees; choose a system in metres with --crs\n",
                    stderr);

@@ -57,8 +57,19 @@ void printSystem(const CoordinateSystems::CoordinateSystem* system) {
                    system->isGeographic()
                        ? QStringLiteral("degrees")
                        : QStringLiteral("%1 metres per unit").arg(system->metersPerUnit().value_or(1.0))));
+    if (CoordinateSystems::CoordinateSystemFactory::isDeprecated(system->epsgCode())) {
+        QStringList others;
+        for (const int other :
+             CoordinateSystems::CoordinateSystemFactory::replacementsOf(system->epsgCode())) {
+            others.append(QStringLiteral("EPSG:%1").arg(other));
+        }
+        print("deprecated", others.isEmpty() ? QStringLiteral("not replaced")
+                                             : QStringLiteral("replaced by %1, which is not used for it")
+                                                   .arg(others.join(QStringLiteral(" or "))));
+    }
     const auto area = CoordinateSystems::CoordinateSystemFactory::areaOfUse(*system);
-    print("area of use", area ? bounds(*area) + QStringLiteral(" (degrees)") : QStringLiteral("unknown"));
+    const bool isKnown = area && area->xMin() >= -360.0; // -1000 says that it is not
+    print("area of use", isKnown ? bounds(*area) + QStringLiteral(" (degrees)") : QStringLiteral("unknown"));
 }
 
 QString number(double value) {

@@ -1,5 +1,6 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "OutputFile.h"
 
 #include <Cartolith/Core/Common/Logger.h>
 
@@ -51,11 +52,15 @@ LogSummary summaryOf(const QString& file) {
 }
 
 /// The log is what was measured: it is not to be replaced by what is said about it.
-void requireOther(const QString& output, const QStringList& files) {
+void checkOutput(const QString& output, const QStringList& files) {
+    const QString target = QFileInfo(output).canonicalFilePath(); // empty for a new file
     for (const QString& file : files) {
-        if (!output.isEmpty() && QFileInfo(output) == QFileInfo(file)) {
+        if (!target.isEmpty() && target == QFileInfo(file).canonicalFilePath()) {
             throw UsageError(QStringLiteral("'%1' is read, so it cannot be written").arg(output));
         }
+    }
+    if (!output.isEmpty()) {
+        OutputFile::requireWritable(output);
     }
 }
 
@@ -72,8 +77,8 @@ int summarize(const QStringList& files, const QString& output) {
     if (files.size() != 1) {
         throw UsageError(QStringLiteral("log summary wants one FILE"));
     }
-    requireOther(output, files);
-    const LogSummary summary = Logger::summarizeLogFile(files[0]);
+    checkOutput(output, files);
+    const LogSummary summary = summaryOf(files[0]);
     print(summary.table());
     printCounts(summary, {});
     if (!output.isEmpty()) {
@@ -86,7 +91,7 @@ int compare(const QStringList& files, const QString& output) {
     if (files.size() != 2) {
         throw UsageError(QStringLiteral("log compare wants two files, BASELINE and CANDIDATE"));
     }
-    requireOther(output, files);
+    checkOutput(output, files);
     const LogSummary baseline = summaryOf(files[0]);
     const LogSummary candidate = summaryOf(files[1]);
     const LogComparison comparison(baseline, candidate);

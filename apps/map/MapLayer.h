@@ -10,7 +10,7 @@ class MapLayer {
 public:
     virtual ~MapLayer() = default;
 
-    /// Of the file; null when unknown.
+    /// Of the file, or the one assumed of it; null when unknown.
     virtual std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system() const = 0;
     /// To be called once, with the map's system, which may be null, before what follows.
     /// \throws std::runtime_error when the layer cannot be drawn in that system
@@ -22,7 +22,8 @@ public:
     virtual std::optional<LegendContent> legend() = 0;
     /// What lies in view. The layer keeps owning the shapes.
     virtual MapSheet::Content content(const MapView& view) = 0;
-    /// The attributes of what lies at a place, in map units; a null text when nothing does.
+    /// The values of what lies at a place or within a tolerance of it, in map units; a null text when nothing
+    /// does.
     virtual QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) = 0;
 };
 
@@ -32,4 +33,6 @@ struct MapLayerOptions {
     QString layer; ///< of a vector file; empty means the first
     bool legend = false;
     QString legendTitle;
+    /// What --assume-crs says; may be null.
+    std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> assumed = nullptr;
 };

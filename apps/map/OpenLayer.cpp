@@ -1,5 +1,6 @@
 #include "OpenLayer.h"
 
+#include "Arguments.h"
 #include "ProgressBar.h"
 #include "Projection.h"
 #include "StepLog.h"
@@ -15,6 +16,7 @@
 #include <QScopeGuard>
 
 #include <stdexcept>
+#include <utility>
 
 using namespace Cartolith::Core;
 using Shapes::GisShapeType;
@@ -29,12 +31,46 @@ void openWithProgress(Layers::GisLayerOgrVector& layer) {
     layer.open();
 }
 
+QString assumeSystemHelp() {
+    return QStringLiteral(
+        R"(  --assume-crs CRS          the coordinate system of a FILE that does not say one; it belongs to the FILE it follows
+)");
+}
+
+void assumeSystem(Layers::GisLayer& layer, const QString& file,
+                  std::shared_ptr<CoordinateSystems::CoordinateSystem> assumed) {
+    if (assumed == nullptr) {
+        return;
+    }
+    if (layer.coordinateSystem() != nullptr) {
+        throw UsageError(
+            QStringLiteral("'%1' says its coordinate system itself, %2: --assume-crs goes with a "
+                           "file that does not")
+                .arg(file, layer.coordinateSystem()->name()));
+    }
+    layer.setCoordinateSystem(std::move(assumed));
+}
+
+void requireSystem(const CoordinateSystems::CoordinateSystem* system, const QString& file) {
+    if (system == nullptr) {
+        throw std::runtime_error(
+            QStringLiteral("'%1' does not say its coordinate system, so it cannot be taken "
+                           "into another: say it with --assume-crs CRS behind its name")
+                .arg(file)
+                .toStdString());
+    }
+}
+
 std::unique_ptr<Layers::GisLayerVector>
-openIn(const std::shared_ptr<CoordinateSystems::CoordinateSystem>& system, const QString& file,
-       const QString& layerName, StepLog& log) {
-    auto source = std::make_unique<Layers::GisLayerOgrVector>(file, layerName);
+openIn(const std::shared_ptr<CoordinateSystems::CoordinateSystem>& system, const LayerSource& from,
+       StepLog& log) {
+    auto source = std::make_unique<Layers::GisLayerOgrVector>(from.file, from.layer);
     openWithProgress(*source);
-    log.done("read", QStringLiteral("%1: %2").arg(file, summary(*source)));
+    log.done("read", QStringLiteral("%1: %2").arg(from.file, summary(*source)));
+    assumeSystem(*source, from.file, from.assumed);
+    if (system != nullptr) {
+        requireSystem(source->coordinateSystem().get(), from.file);
+    }
     const auto own = source->coordinateSystem();
     if (system == nullptr ||
         (own != nullptr && CoordinateSystems::CoordinateSystemFactory::areEquivalent(*own, *system))) {

@@ -1,11 +1,11 @@
 #include "OperationOptions.h"
 
 #include "Arguments.h"
+#include "OpenLayer.h"
 #include "ProgressBar.h"
 #include "StepLog.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
-#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 
@@ -19,28 +19,22 @@ using namespace Cartolith::Core;
 using Layers::GisLayerVector;
 
 void OperationOptions::addTo(QCommandLineParser& parser) {
-    parser.addOptions({{"crs", "", "crs"}, {"fix", ""}, {"dissolve", ""}});
+    parser.addOptions({{"crs", "", "crs"}, {"assume-crs", "", "crs"}, {"fix", ""}, {"dissolve", ""}});
 }
 
 QString OperationOptions::help() {
     return QStringLiteral(
-        R"(  --crs CRS                 compute and write in this coordinate system: EPSG:n, or what GDAL understands; the file's
-                            own when not given
-  --fix                     mend shapes that are not valid first
+               R"(  --crs CRS                 compute and write in this coordinate system: EPSG:n, WKT, PROJ text, or a file with one;
+                            the file's own when not given
+%1  --fix                     mend shapes that are not valid first
   --dissolve                one feature of all results, without their fields
-)");
+)")
+        .arg(assumeSystemHelp());
 }
 
 OperationOptions::OperationOptions(const QCommandLineParser& parser)
-    : m_fixFirst(parser.isSet("fix")), m_dissolve(parser.isSet("dissolve")) {
-    if (parser.isSet("crs")) {
-        m_system = CoordinateSystems::CoordinateSystemFactory::fromUserInput(parser.value("crs"));
-        if (m_system == nullptr) {
-            throw UsageError(QStringLiteral("'%1' is not a coordinate system that GDAL and PROJ know")
-                                 .arg(parser.value("crs")));
-        }
-    }
-}
+    : m_system(Arguments::coordinateSystem(parser, QStringLiteral("crs"))), m_fixFirst(parser.isSet("fix")),
+      m_dissolve(parser.isSet("dissolve")) {}
 
 void OperationOptions::fix(GisLayerVector& layer, StepLog& log) const {
     if (!m_fixFirst) {

@@ -1,5 +1,6 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "FileArguments.h"
 #include "LayerOverlay.h"
 #include "OpenLayer.h"
 #include "OperationOptions.h"
@@ -36,7 +37,8 @@ Examples
   cartolith-map overlay data/world-countries.gpkg data/tropics.geojson --op intersection -o tropics.gpkg
   cartolith-map overlay data/world-countries.gpkg data/tropics.geojson --op difference --crs EPSG:8857 -o rest.png
 
-B is taken into the coordinate system of A, or both into that of --crs. Features of A, or of B, are not overlaid with
+B is taken into the coordinate system of A, or both into that of --crs. When one of them does not say its coordinate
+system, give it one: overlay A --assume-crs EPSG:4326 B ... Features of A, or of B, are not overlaid with
 each other. Where features only touch there is nothing in common.
 )";
 
@@ -67,6 +69,22 @@ Topology::GisTopology engine(const QString& name) {
     return topology;
 }
 
+void addOptions(QCommandLineParser& parser) {
+    parser.addOptions({{"op", "", "operation"},
+                       {"layer-a", "", "name"},
+                       {"layer-b", "", "name"},
+                       {"engine", "", "engine"}});
+    OperationOptions::addTo(parser);
+    ResultOutput::addTo(parser);
+}
+
+LayerSource sourceOf(const FileArguments& file, const QString& layer) {
+    QCommandLineParser parser;
+    addOptions(parser);
+    parser.parse(QStringList{QStringLiteral("overlay")} + file.options); // it was read as a whole before
+    return {file.file, layer, Arguments::coordinateSystem(parser, QStringLiteral("assume-crs"))};
+}
+
 void requireAreas(const GisLayerVector& layer, const QString& file) {
     for (const auto& shape : layer.items()) {
         if (shape->shapeType() != Shapes::GisShapeType::Polygon) {
@@ -85,29 +103,29 @@ QString Commands::overlayHelp() {
 
 int Commands::overlay(const QStringList& arguments) {
     QCommandLineParser parser;
-    parser.addOptions({{"op", "", "operation"},
-                       {"layer-a", "", "name"},
-                       {"layer-b", "", "name"},
-                       {"engine", "", "engine"}});
-    OperationOptions::addTo(parser);
-    ResultOutput::addTo(parser);
+    addOptions(parser);
     if (!parser.parse(QStringList{QStringLiteral("overlay")} + arguments)) {
         throw UsageError(parser.errorText());
     }
-    const QStringList files = parser.positionalArguments();
+    const QList<FileArguments> files = FileArguments::split(arguments, addOptions);
     if (files.size() != 2) {
         throw UsageError(QStringLiteral("overlay wants two files, A and B"));
     }
     const GisTopologyCombineType type = operation(parser.value("op"));
     const Topology::GisTopology topology = engine(parser.value("engine"));
     const OperationOptions options(parser);
+    const LayerSource sourceA = sourceOf(files[0], parser.value("layer-a"));
+    const LayerSource sourceB = sourceOf(files[1], parser.value("layer-b"));
     const ResultOutput output(QStringLiteral("overlay"), parser);
     StepLog log(parser.isSet("quiet"));
 
-    const auto a = openIn(options.system(), files[0], parser.value("layer-a"), log);
-    const auto b = openIn(a->coordinateSystem(), files[1], parser.value("layer-b"), log);
-    requireAreas(*a, files[0]);
-    requireAreas(*b, files[1]);
+    const auto a = openIn(options.system(), sourceA, log);
+    const auto b = openIn(a->coordinateSystem(), sourceB, log);
+    if (b->coordinateSystem() != nullptr) {
+        requireSystem(a->coordinateSystem().get(), sourceA.file);
+    }
+    requireAreas(*a, sourceA.file);
+    requireAreas(*b, sourceB.file);
     options.fix(*a, log);
     options.fix(*b, log);
 

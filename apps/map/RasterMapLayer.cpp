@@ -7,15 +7,32 @@
 
 #include <QScopeGuard>
 
+#include <charconv>
+#include <cmath>
+#include <iterator>
 #include <utility>
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
 
+namespace {
+
+/// The shortest text that is this number and no other of the band's type.
+QString numberText(double value, const QString& typeName) {
+    char text[32];
+    const auto end = typeName == QLatin1String("Float32")
+                         ? std::to_chars(std::begin(text), std::end(text), static_cast<float>(value))
+                         : std::to_chars(std::begin(text), std::end(text), value);
+    return QString::fromLatin1(text, end.ptr - text);
+}
+
+} // namespace
+
 RasterMapLayer::RasterMapLayer(const MapLayerOptions& options, const RasterOptions& look, StepLog& log)
     : m_options(options), m_look(look), m_log(log), m_layer(options.file) {
     m_layer.open();
     m_log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(m_layer)));
+    assumeSystem(m_layer, options.file, options.assumed);
     m_look.applyTo(m_layer);
     if (const qsizetype count = m_layer.rasterStyle().classes().size(); count > 0) {
         m_log.done("classify", QStringLiteral("%1 classes").arg(count));
@@ -57,6 +74,14 @@ MapSheet::Content RasterMapLayer::content(const MapView& view) {
     return content;
 }
 
-QString RasterMapLayer::describeAt(const Shapes::GisShapePoint& /*place*/, double /*tolerance*/) {
-    return {};
+QString RasterMapLayer::describeAt(const Shapes::GisShapePoint& place, double /*tolerance*/) {
+    const QList<double> values = m_layer.valuesAt(place, m_mapSystem.get());
+    QStringList texts;
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        if (!std::isnan(values.at(i))) {
+            const Layers::Defs::GisRasterBand& band = m_layer.bands().at(i);
+            texts.append(QStringLiteral("%1=%2").arg(band.name, numberText(values.at(i), band.typeName)));
+        }
+    }
+    return texts.isEmpty() ? QString() : texts.join(QStringLiteral(", "));
 }

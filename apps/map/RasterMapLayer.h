@@ -19,7 +19,7 @@ public:
     Cartolith::Core::Shapes::GisExtent extent() const override;
     std::optional<LegendContent> legend() override;
     MapSheet::Content content(const MapView& view) override;
-    /// Nothing: pixels have no attributes.
+    /// The values of the pixel there; the tolerance is of no use.
     QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) override;
 
 private:

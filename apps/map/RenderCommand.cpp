@@ -3,6 +3,7 @@
 #include "FileArguments.h"
 #include "MapSheet.h"
 #include "OpenLayer.h"
+#include "OutputFile.h"
 #include "PictureFile.h"
 #include "Projection.h"
 #include "RasterMapLayer.h"
@@ -10,7 +11,6 @@
 #include "VectorMapLayer.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
-#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 
 #include <QCommandLineParser>
 #include <QFileInfo>
@@ -33,14 +33,14 @@ const char* const renderText = R"(cartolith-map render: draw layers as a map
 
 Rasters lie below vector layers; otherwise a later FILE lies on top. Of several, the options about looks, --layer and the
 legend belong to the FILE they follow. The map has the coordinate system of the first FILE, or that of --crs; the others
-are taken into it.
+are taken into it. A FILE that does not say its coordinate system goes with none that does, unless --assume-crs says it.
 
   -o, --output PICTURE      the picture to write; its ending tells the format (.png, .jpg, .bmp)
   --layer NAME              the layer of FILE to draw; the first when not given
   --size WxH                pixels, 1600x900 when not given
-  --crs CRS                 draw in this coordinate system: EPSG:n, or what GDAL understands (PROJ text, WKT);
+  --crs CRS                 draw in this coordinate system: EPSG:n, WKT, PROJ text, or a file with one;
                             the first file's own when not given
-  --extent X1,Y1,X2,Y2      draw this part, in units of the map's coordinate system; everything when not given
+%3  --extent X1,Y1,X2,Y2      draw this part, in units of the map's coordinate system; everything when not given
 %1%2Legend
   --legend                  draw a legend beside the map, with the number of features in each class; for one FILE
   --legend-title TEXT       its title; the field's or the raster's name when not given
@@ -48,8 +48,10 @@ Sheet
   --title TEXT              a title above the map
   --note TEXT               a line below the map, such as the source
   --no-graticule            no lines of longitude and latitude
-  --identify LON,LAT        say what lies at this place (degrees); may be given several times
-  --quiet                   do not say what was done
+  --identify LON,LAT        say what lies at this place (degrees, or map units on a map without a coordinate system):
+                            of the topmost layer with something there, the nearest feature within two pixels or
+                            the values of a raster's cell; may be given several times
+  --quiet                   do not say what was done; --identify is answered
 
 Examples
   cartolith-map render data/world-countries.gpkg -o world.png --crs EPSG:8857 --title "The world"
@@ -76,7 +78,7 @@ struct LayerOptions {
 struct RenderOptions {
     std::vector<LayerOptions> layers; ///< from the bottom to the top
     QString output;
-    QString crs;
+    std::shared_ptr<CoordinateSystem> system; ///< null without --crs
     GisExtent extent;
     MapSheet::Options sheet;
     QList<GisShapePoint> identify;
@@ -88,6 +90,7 @@ void addOptions(QCommandLineParser& parser) {
                        {"layer", "", "name"},
                        {"size", "", "WxH"},
                        {"crs", "", "crs"},
+                       {"assume-crs", "", "crs"},
                        {"extent", "", "extent"},
                        {"legend", ""},
                        {"legend-title", "", "text"},
@@ -106,7 +109,8 @@ LayerOptions layerOptions(const FileArguments& arguments) {
     parser.parse(QStringList{QStringLiteral("render")} + arguments.options); // it was read as a whole before
     LayerOptions options;
     options.layer = {arguments.file, parser.value("layer"),
-                     parser.isSet("legend") || parser.isSet("legend-title"), parser.value("legend-title")};
+                     parser.isSet("legend") || parser.isSet("legend-title"), parser.value("legend-title"),
+                     Arguments::coordinateSystem(parser, QStringLiteral("assume-crs"))};
     options.isRaster = isRasterFile(arguments.file);
     if (options.isRaster) {
         options.raster = RasterOptions(parser);
@@ -138,7 +142,12 @@ RenderOptions renderOptions(const QStringList& arguments) {
     RenderOptions options;
     options.output = parser.value("output");
     PictureFile::checkName(QStringLiteral("render"), options.output);
-    options.crs = parser.value("crs");
+    options.system = Arguments::coordinateSystem(parser, QStringLiteral("crs"));
+    OutputFile::requireWritable(options.output);
+    const QStringList styleFiles = parser.values("save-style");
+    for (const QString& file : styleFiles) {
+        OutputFile::requireWritable(file);
+    }
     if (parser.isSet("theme")) {
         files = withTheme(std::move(files), parser.value("theme"));
         options.sheet.colours = SheetColours(*SymbologyOptions::theme(parser));
@@ -177,17 +186,15 @@ std::unique_ptr<MapLayer> open(const LayerOptions& options, StepLog& log) {
     return std::make_unique<VectorMapLayer>(options.layer, options.symbology, log);
 }
 
-/// The system of --crs, or else of the first file.
-std::shared_ptr<CoordinateSystem> mapSystem(const QString& crs, const MapLayer& first) {
-    if (crs.isEmpty()) {
-        return first.system();
+/// Where one layer is said to be on the earth, all must be.
+void requireAllOrNone(const std::vector<std::unique_ptr<MapLayer>>& layers, const RenderOptions& options) {
+    const auto isPlaced = [](const auto& layer) { return layer->system() != nullptr; };
+    if (options.system == nullptr && std::none_of(layers.begin(), layers.end(), isPlaced)) {
+        return;
     }
-    auto system = CoordinateSystems::CoordinateSystemFactory::fromUserInput(crs);
-    if (system == nullptr) {
-        throw std::runtime_error(
-            QStringLiteral("'%1' is not a coordinate system that GDAL and PROJ know").arg(crs).toStdString());
+    for (std::size_t i = 0; i < layers.size(); ++i) {
+        requireSystem(layers[i]->system().get(), options.layers[i].layer.file);
     }
-    return system;
 }
 
 /// The topmost thing at a place.
@@ -210,7 +217,8 @@ QString describeAt(const std::vector<std::unique_ptr<MapLayer>>& layers, const G
 } // namespace
 
 QString Commands::renderHelp() {
-    return QString::fromUtf8(renderText).arg(SymbologyOptions::help(), RasterOptions::help());
+    return QString::fromUtf8(renderText)
+        .arg(SymbologyOptions::help(), RasterOptions::help(), assumeSystemHelp());
 }
 
 int Commands::render(const QStringList& arguments) {
@@ -219,17 +227,17 @@ int Commands::render(const QStringList& arguments) {
 
     // Files to layers, in the map's coordinate system.
     std::vector<std::unique_ptr<MapLayer>> layers;
-    std::shared_ptr<CoordinateSystem> system;
+    std::shared_ptr<CoordinateSystem> system = options.system;
     for (const LayerOptions& layer : options.layers) {
         layers.push_back(open(layer, log));
-        if (layer.isFirst) {
-            system = mapSystem(options.crs, *layers.back());
+        if (layer.isFirst && system == nullptr) {
+            system = layers.back()->system();
         }
     }
+    requireAllOrNone(layers, options);
     GisExtent everything;
     for (const auto& layer : layers) {
-        // Without --crs, a file that does not say its system is taken to be in the map's.
-        layer->setMapSystem(layer->system() == nullptr && options.crs.isEmpty() ? nullptr : system);
+        layer->setMapSystem(system);
         everything = everything.expand(layer->extent());
         if (const auto legend = layer->legend()) {
             options.sheet.legend = legend;
@@ -257,10 +265,10 @@ int Commands::render(const QStringList& arguments) {
              QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
 
     for (const GisShapePoint& place : options.identify) {
-        log.done("identify",
-                 QStringLiteral("%1, %2: %3")
-                     .arg(QString::number(place.x()), QString::number(place.y()),
-                          describeAt(layers, place, system.get(), 2.0 * sheet.view().unitsPerPixel())));
+        log.answer("identify",
+                   QStringLiteral("%1, %2: %3")
+                       .arg(QString::number(place.x()), QString::number(place.y()),
+                            describeAt(layers, place, system.get(), 2.0 * sheet.view().unitsPerPixel())));
     }
     return 0;
 }

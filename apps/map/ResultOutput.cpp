@@ -2,6 +2,7 @@
 
 #include "Arguments.h"
 #include "OpenLayer.h"
+#include "OutputFile.h"
 #include "PictureFile.h"
 #include "ProgressBar.h"
 #include "StepLog.h"
@@ -87,6 +88,7 @@ ResultOutput::ResultOutput(const QString& command, const QCommandLineParser& par
     m_sheet.title = parser.value("title");
     m_sheet.note = parser.value("note");
     m_sheet.graticule = !parser.isSet("no-graticule");
+    OutputFile::requireWritable(m_path);
 }
 
 void ResultOutput::write(GisLayerVector& result, const Layers& below, const Layers& above,

@@ -19,7 +19,8 @@ public:
     /// The part of a help text about these options, a line each.
     static QString help();
 
-    /// \throws UsageError when there is no -o, its ending is unknown, or a value is out of range
+    /// \throws UsageError when there is no -o, its ending is unknown, or a value is out of range;
+    /// std::runtime_error when nothing can be written there
     ResultOutput(const QString& command, const QCommandLineParser& parser);
 
     using Layers = QList<Cartolith::Core::Layers::GisLayerVector*>;

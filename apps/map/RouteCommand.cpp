@@ -3,6 +3,7 @@
 #include "MapSheet.h"
 #include "NumberText.h"
 #include "OpenLayer.h"
+#include "OutputFile.h"
 #include "PictureFile.h"
 #include "Projection.h"
 #include "StepLog.h"
@@ -46,7 +47,7 @@ const char* const routeText = R"(cartolith-map route: find and draw a way along 
   --layer NAME              the layer of FILE; the first when not given
   --crs CRS                 find and draw the route in this coordinate system, which has to be in metres and true to
                             length within 1 %; a plane around the middle of the data when not given
-  --size WxH                pixels, 1600x900 when not given
+%1  --size WxH                pixels, 1600x900 when not given
   --title TEXT              a title above the map
   --note TEXT               a line below the map, such as the source
   --whole                   draw all streets, not just those around the route
@@ -63,7 +64,9 @@ struct RouteOptions {
     QString file;
     QString output;
     QString layer;
-    QString crs;
+    QString crs; ///< as given
+    std::shared_ptr<CoordinateSystem> system;
+    std::shared_ptr<CoordinateSystem> assumed;
     GisShapePoint from;
     GisShapePoint to;
     RoutingCostMetric metric = RoutingCostMetric::TravelTime;
@@ -80,6 +83,7 @@ RouteOptions routeOptions(const QStringList& arguments) {
                        {"metric", "", "metric"},
                        {"layer", "", "name"},
                        {"crs", "", "crs"},
+                       {"assume-crs", "", "crs"},
                        {"size", "", "WxH"},
                        {"title", "", "text"},
                        {"note", "", "text"},
@@ -102,6 +106,8 @@ RouteOptions routeOptions(const QStringList& arguments) {
     PictureFile::checkName(QStringLiteral("route"), options.output);
     options.layer = parser.value("layer");
     options.crs = parser.value("crs");
+    options.system = Arguments::coordinateSystem(parser, QStringLiteral("crs"));
+    options.assumed = Arguments::coordinateSystem(parser, QStringLiteral("assume-crs"));
     options.from = Arguments::lonLat("from", parser.value("from"));
     options.to = Arguments::lonLat("to", parser.value("to"));
     const QString metric = parser.isSet("metric") ? parser.value("metric") : QStringLiteral("time");
@@ -118,6 +124,7 @@ RouteOptions routeOptions(const QStringList& arguments) {
     options.sheet.graticule = false; // no sea around streets
     options.whole = parser.isSet("whole");
     options.quiet = parser.isSet("quiet");
+    OutputFile::requireWritable(options.output);
     return options;
 }
 
@@ -137,11 +144,9 @@ double stretch(const CoordinateSystem& plane, const CoordinateSystem& other) {
 }
 
 /// The streets in metres, on a plane around their middle unless a system is given.
-Projection::Result inMetres(const GisLayerVector& source, const QString& crs) {
+Projection::Result inMetres(const GisLayerVector& source, const RouteOptions& options) {
     const auto system = source.coordinateSystem();
-    if (system == nullptr) {
-        throw std::runtime_error("the file does not say its coordinate system, so lengths are unknown");
-    }
+    requireSystem(system.get(), options.file);
     const auto& shapes = source.items();
     const bool hasLines = std::any_of(shapes.begin(), shapes.end(), [](const auto& shape) {
         return dynamic_cast<const Shapes::GisShapePolyline*>(shape.get()) != nullptr;
@@ -154,16 +159,18 @@ Projection::Result inMetres(const GisLayerVector& source, const QString& crs) {
         QStringLiteral("+proj=tmerc +lat_0=%1 +lon_0=%2 +k=1 +datum=WGS84 +units=m +type=crs")
             .arg(lonLat.y(), 0, 'f', 6)
             .arg(lonLat.x(), 0, 'f', 6);
-    Projection::Result result = Projection::project(source, crs.isEmpty() ? around : crs);
+    const auto plane = CoordinateSystemFactory::fromUserInput(around);
+    Projection::Result result =
+        Projection::project(source, options.system != nullptr ? options.system : plane);
     const CoordinateSystem& used = *result.layer->coordinateSystem();
     if (used.metersPerUnit() != 1.0) {
-        throw std::runtime_error(QStringLiteral("'%1' is not in metres").arg(crs).toStdString());
+        throw std::runtime_error(QStringLiteral("'%1' is not in metres").arg(options.crs).toStdString());
     }
     // Written as a negation, for a place that the system does not reach.
-    if (!crs.isEmpty() && !(stretch(*CoordinateSystemFactory::fromUserInput(around), used) <= 0.01)) {
+    if (options.system != nullptr && !(stretch(*plane, used) <= 0.01)) {
         throw std::runtime_error(
             QStringLiteral("lengths in '%1' are off by more than 1 % here: leave --crs out")
-                .arg(crs)
+                .arg(options.crs)
                 .toStdString());
     }
     return result;
@@ -245,7 +252,7 @@ std::unique_ptr<GisLayerVector> markLayer(const RoutingPlace& place, const QStri
 } // namespace
 
 QString Commands::routeHelp() {
-    return QString::fromUtf8(routeText);
+    return QString::fromUtf8(routeText).arg(assumeSystemHelp());
 }
 
 int Commands::route(const QStringList& arguments) {
@@ -255,7 +262,8 @@ int Commands::route(const QStringList& arguments) {
     Layers::GisLayerOgrVector source(options.file, options.layer);
     openWithProgress(source);
     log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(source)));
-    const auto projected = inMetres(source, options.crs);
+    assumeSystem(source, options.file, options.assumed);
+    const auto projected = inMetres(source, options);
     GisLayerVector& streets = *projected.layer;
     log.done("reproject", QStringLiteral("%1 shapes to %2, %3 left out")
                               .arg(QString::number(streets.count()),

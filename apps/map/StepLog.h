@@ -10,8 +10,12 @@ public:
 
     /// The step is over; the next one starts now.
     void done(const QString& step, const QString& what);
+    /// What was asked for: said also when the steps are not.
+    void answer(const QString& step, const QString& what);
 
 private:
+    void record(const QString& step, const QString& what);
+
     QElapsedTimer m_timer;
     bool m_quiet;
 };

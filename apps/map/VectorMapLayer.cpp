@@ -7,7 +7,9 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
+#include <Cartolith/Core/Topology/GisTopology.h>
 
+#include <limits>
 #include <utility>
 
 using namespace Cartolith::Core;
@@ -18,6 +20,7 @@ VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOp
     : m_options(options), m_log(log), m_source(options.file, options.layer) {
     openWithProgress(m_source);
     m_log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(m_source)));
+    assumeSystem(m_source, options.file, options.assumed);
     m_renderer = symbology.makeRenderer(m_source);
     symbology.save(*m_renderer);
     m_log.done("classify", QStringLiteral("%1 styles").arg(m_renderer->legendItems().size()));
@@ -61,8 +64,32 @@ MapSheet::Content VectorMapLayer::content(const MapView& view) {
     return {shapes, styles};
 }
 
+const Shapes::GisShape* VectorMapLayer::shapeAt(const Shapes::GisShapePoint& place, double tolerance) {
+    // Not findShapeAt(), for which a hole is inside: a country would hide the one that it encloses.
+    const Topology::GisTopology topology;
+    const Shapes::GisShape* found = nullptr;
+    bool isFoundArea = true;
+    double least = std::numeric_limits<double>::infinity();
+    const auto candidates = layer().query(place.extent().inflate(tolerance, tolerance));
+    for (const Shapes::GisShape* shape : candidates) {
+        const double distance = topology.Distance(place, *shape);
+        const bool isArea = shape->shapeType() == Shapes::GisShapeType::Polygon;
+        if (!(distance <= tolerance)) {
+            continue;
+        }
+        const bool isNearer =
+            distance < least || (distance == least && found != nullptr && shape->id() > found->id());
+        if (isArea == isFoundArea ? isNearer : isFoundArea) {
+            found = shape;
+            isFoundArea = isArea;
+            least = distance;
+        }
+    }
+    return found;
+}
+
 QString VectorMapLayer::describeAt(const Shapes::GisShapePoint& place, double tolerance) {
-    const Shapes::GisShape* const found = layer().findShapeAt(place, tolerance);
+    const Shapes::GisShape* const found = shapeAt(place, tolerance);
     if (found == nullptr) {
         return {};
     }

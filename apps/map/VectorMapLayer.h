@@ -22,6 +22,9 @@ public:
     QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) override;
 
 private:
+    /// The nearest within the tolerance: a point or line before an area, of equally near ones the topmost.
+    const Cartolith::Core::Shapes::GisShape* shapeAt(const Cartolith::Core::Shapes::GisShapePoint& place,
+                                                     double tolerance);
     /// What is drawn.
     Cartolith::Core::Layers::GisLayerVector& layer() {
         return m_projected != nullptr ? *m_projected : m_source;

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisGdalRasterProvider.h>
@@ -244,6 +245,10 @@ TEST_F(RasterLayer, ReprojectsSmallerPicturesAndSmoothsThem) {
                     }
                     ++shown;
                     const Shapes::GisShapePoint there = back.transform(place);
+                    const auto values = layer.valuesAt(place, system.get());
+                    ASSERT_EQ(values.size(), 3) << row.name;
+                    ASSERT_NEAR(values[0], there.x(), std::abs(t[1]) + std::abs(t[2])) << row.name;
+                    ASSERT_NEAR(values[1], there.y(), std::abs(t[4]) + std::abs(t[5])) << row.name;
                     const double step = 1.0 + 255.0 / 360.0 * (std::abs(t[1]) + std::abs(t[2])) * 2; // a grey, a pixel
                     ASSERT_NEAR(qRed(image.pixel(x, y)), (there.x() + 180) / 360 * 255, step) << row.name;
                     ASSERT_NEAR(qGreen(image.pixel(x, y)), (there.y() + 180) / 360 * 255, step) << row.name;
@@ -254,6 +259,31 @@ TEST_F(RasterLayer, ReprojectsSmallerPicturesAndSmoothsThem) {
             EXPECT_EQ(qAlpha(image.pixel(0, 0)), QString(row.name) == "the world" ? 0 : qAlpha(image.pixel(0, 0)))
                 << "beyond the edge of the world there is nothing, not the other side";
         }
+    }
+}
+
+TEST_F(RasterLayer, SaysWhatAPixelHolds) {
+    Raster raster{3, 2, {{13, 2, 3, 4, 5, 6}, {1, 2, 3, 4, 5, 6}}, GDT_Int16, {100, 10, 0, 50, 0, -10}, 5};
+    CPLSetThreadLocalConfigOption("OSR_USE_NON_DEPRECATED", "NO"); // as the file says
+    raster.system = "EPSG:2192";
+    const QString file = write(raster);
+    CPLSetThreadLocalConfigOption("OSR_USE_NON_DEPRECATED", nullptr);
+    GisLayerGdalRaster layer(file);
+    EXPECT_TRUE(layer.valuesAt({105, 45}).isEmpty()) << "closed";
+    ASSERT_TRUE(layer.open());
+    EXPECT_EQ(layer.coordinateSystem()->epsgCode(), 2192) << "a deprecated code means itself";
+    const struct {
+        double x, y;
+        QList<double> expected; ///< 0: no value
+    } rows[] = {
+        {105, 45, {13, 1}}, {100, 50, {13, 1}}, {130, 30, {6, 6}}, {109.9, 30, {4, 4}},
+        {115, 35, {0, 0}},  {99.9, 45, {}},     {130.1, 45, {}},   {std::nan(""), 45, {}},
+    };
+    for (const auto& row : rows) {
+        QList<double> values = layer.valuesAt({row.x, row.y});
+        std::replace_if(
+            values.begin(), values.end(), [](double value) { return std::isnan(value); }, 0);
+        EXPECT_EQ(values, row.expected) << row.x << ' ' << row.y;
     }
 }
 

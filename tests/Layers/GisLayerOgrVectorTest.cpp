@@ -1,4 +1,5 @@
 #include "DataFolder.h"
+#include "TestServer.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
@@ -274,6 +275,28 @@ TEST_F(OgrLayer, ErrorsNameTheFileAndChangeNothing) {
         EXPECT_EQ(layer.attributeValueForRow(0, "name"), "a") << row.path.toStdString();
     }
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "");
+}
+
+TEST_F(OgrLayer, ALinkToACoordinateSystemIsNotFollowed) {
+    const test::Server server;
+    ASSERT_FALSE(server.url().isEmpty());
+    const QByteArray text = R"({"type":"FeatureCollection","crs":{"type":"link","properties":{"href":")" +
+                            server.url().toUtf8() +
+                            R"(system.prj"}},"features":[{"type":"Feature","properties":{},)"
+                            R"("geometry":{"type":"Point","coordinates":[500000,6500000]}}]})";
+    GisLayerOgrVector layer(write("linked.geojson", text));
+    CPLSetThreadLocalConfigOption("GDAL_HTTP_TIMEOUT", "1");
+    EXPECT_TRUE(layer.open());
+    EXPECT_FALSE(server.wasAsked());
+    EXPECT_EQ(layer.coordinateSystem(), nullptr) << "degrees would be a guess";
+    ASSERT_EQ(layer.count(), 1);
+    ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(1));
+    EXPECT_FALSE(layer.commitEdit()) << "the link would get lost";
+    EXPECT_FALSE(server.wasAsked());
+    CPLSetThreadLocalConfigOption("GDAL_HTTP_TIMEOUT", nullptr);
+    QFile file(layer.path());
+    ASSERT_TRUE(file.open(QIODevice::ReadOnly));
+    EXPECT_EQ(file.readAll(), text);
 }
 
 TEST_F(OgrLayer, CanBeCancelledAndOpenedAgain) {

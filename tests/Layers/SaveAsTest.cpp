@@ -3,6 +3,7 @@
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Serialization/GisWktReader.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
@@ -165,6 +166,45 @@ TEST_F(SaveAs, KeepsTheCoordinateSystemWhereTheFormatHasOne) {
         ASSERT_TRUE(read.open());
         EXPECT_EQ(read.coordinateSystem()->epsgCode(), isLongLat ? 4326 : 3006) << suffix.toStdString();
         EXPECT_NEAR(static_cast<Shapes::GisShapePoint&>(*read.getShape(1)).x(), isLongLat ? 15 : 500000, 1e-6);
+    }
+}
+
+TEST_F(SaveAs, ADeprecatedSystemOfAFileStaysWhatItIs) {
+    // ED50 / France EuroLambert, EPSG:2192, replaced by RGF93 / Lambert-93 with its origin somewhere else.
+    ASSERT_TRUE(layerOf({{"POINT (600000 2200000)", {}}})->saveAs(at("old.shp")));
+    QFile prj(at("old.prj"));
+    ASSERT_TRUE(prj.open(QIODevice::WriteOnly));
+    prj.write(R"(PROJCS["ED_1950_France_EuroLambert",GEOGCS["GCS_European_1950",DATUM["D_European_1950",)"
+              R"(SPHEROID["International_1924",6378388.0,297.0]],PRIMEM["Greenwich",0.0],)"
+              R"(UNIT["Degree",0.0174532925199433]],PROJECTION["Lambert_Conformal_Conic"],)"
+              R"(PARAMETER["False_Easting",600000.0],PARAMETER["False_Northing",2200000.0],)"
+              R"(PARAMETER["Central_Meridian",2.33722916666667],PARAMETER["Standard_Parallel_1",46.8],)"
+              R"(PARAMETER["Scale_Factor",0.99987742],PARAMETER["Latitude_Of_Origin",46.8],UNIT["Meter",1.0]])");
+    prj.close();
+    const auto degrees = CoordinateSystems::CoordinateSystemFactory::fromEpsg(4230);
+    const auto expectIt = [&](const QString& path) {
+        GisLayerOgrVector layer(path);
+        ASSERT_TRUE(layer.open());
+        ASSERT_EQ(layer.coordinateSystem()->epsgCode(), 2192) << qPrintable(path);
+        const CoordinateSystems::CoordinateTransformer transformer(*layer.coordinateSystem(), *degrees);
+        const auto origin = transformer.transform(static_cast<const Shapes::GisShapePoint&>(*layer.getShape(1)));
+        EXPECT_NEAR(origin.x(), 2.33722916666667, 1e-9) << qPrintable(path);
+        EXPECT_NEAR(origin.y(), 46.8, 1e-9) << qPrintable(path);
+    };
+    expectIt(at("old.shp"));
+    GisLayerOgrVector old(at("old.shp"));
+    ASSERT_TRUE(old.open());
+    for (const QString& suffix : suffixes) {
+        if (suffix == "geojsonl") {
+            continue; // always longitude and latitude
+        }
+        ASSERT_TRUE(old.saveAs(at("new." + suffix)));
+        expectIt(at("new." + suffix));
+        GisLayerOgrVector saved(at("new." + suffix));
+        ASSERT_TRUE(saved.open() && saved.beginEdit());
+        ASSERT_TRUE(saved.addShapeEdit(std::make_unique<Shapes::GisShapePoint>(1, 2)));
+        ASSERT_TRUE(saved.commitEdit()) << qPrintable(saved.lastError());
+        expectIt(at("new." + suffix));
     }
 }
 

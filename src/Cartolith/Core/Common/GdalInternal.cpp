@@ -1,5 +1,7 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 
+#include <cpl_http.h>
+
 namespace Cartolith::Core::Common::Internal {
 
 GdalErrorCapture::GdalErrorCapture() {
@@ -17,6 +19,40 @@ void GdalErrorCapture::handle(CPLErr level, CPLErrorNum /*number*/, const char* 
     if (level >= CE_Warning && first.isEmpty()) {
         first = QString::fromUtf8(text).trimmed();
     }
+}
+
+namespace {
+
+const char* const replacesDeprecated = "OSR_USE_NON_DEPRECATED";
+
+} // namespace
+
+EpsgCodesAsGiven::EpsgCodesAsGiven() {
+    if (const char* const before = CPLGetThreadLocalConfigOption(replacesDeprecated, nullptr)) {
+        m_before = QByteArray(before); // GDAL's own text goes with the next line
+    }
+    CPLSetThreadLocalConfigOption(replacesDeprecated, "NO");
+}
+
+EpsgCodesAsGiven::~EpsgCodesAsGiven() {
+    CPLSetThreadLocalConfigOption(replacesDeprecated, m_before ? m_before->constData() : nullptr);
+}
+
+NoRequests::NoRequests() {
+    const auto refuse = [](const char* /*url*/, CSLConstList /*options*/, GDALProgressFunc /*progress*/,
+                           void* /*progressArgument*/, CPLHTTPFetchWriteFunc /*write*/,
+                           void* /*writeArgument*/, void* self) {
+        static_cast<NoRequests*>(self)->m_wasAsked = true;
+        auto* const result = static_cast<CPLHTTPResult*>(CPLCalloc(1, sizeof(CPLHTTPResult)));
+        result->nStatus = 1;
+        result->pszErrBuf = CPLStrdup("no request is sent");
+        return result;
+    };
+    CPLHTTPPushFetchCallback(refuse, this);
+}
+
+NoRequests::~NoRequests() {
+    CPLHTTPPopFetchCallback();
 }
 
 void registerGdalDrivers() {

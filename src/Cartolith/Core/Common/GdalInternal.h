@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArray>
 #include <QString>
 #include <cpl_conv.h>
 #include <cpl_error.h>
@@ -8,6 +9,7 @@
 #include <ogrsf_frmts.h>
 
 #include <memory>
+#include <optional>
 
 /// Ownership of what GDAL allocates, and its errors.
 namespace Cartolith::Core::Common::Internal {
@@ -55,6 +57,37 @@ private:
     static void CPL_STDCALL handle(CPLErr level, CPLErrorNum number, const char* text);
     QString m_message;
     QString m_warning;
+};
+
+/// While it lives, an EPSG code that GDAL meets in this thread means itself.
+///
+/// By default GDAL takes the replacement of a deprecated code instead, which may be kilometres away. Drivers
+/// look codes up as they open a file, as they are asked for a layer or its system, and as they write one. Not
+/// to be held while a host's callback runs: what the host has set for the thread comes back at the end.
+class EpsgCodesAsGiven {
+public:
+    EpsgCodesAsGiven();
+    ~EpsgCodesAsGiven();
+    EpsgCodesAsGiven(const EpsgCodesAsGiven&) = delete;
+    EpsgCodesAsGiven& operator=(const EpsgCodesAsGiven&) = delete;
+
+private:
+    std::optional<QByteArray> m_before;
+};
+
+/// While it lives, drivers of this thread get no answer to a request over HTTP, and none is sent. (Files
+/// under /vsicurl/ and its like are another matter.)
+class NoRequests {
+public:
+    NoRequests();
+    ~NoRequests();
+    NoRequests(const NoRequests&) = delete;
+    NoRequests& operator=(const NoRequests&) = delete;
+
+    bool wasAsked() const { return m_wasAsked; }
+
+private:
+    bool m_wasAsked = false;
 };
 
 /// Makes GDAL's drivers known, once in a process.

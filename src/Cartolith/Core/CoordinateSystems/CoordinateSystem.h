@@ -20,7 +20,7 @@ public:
     /// definition.
     int epsgCode() const noexcept { return m_epsgCode; }
     const QString& name() const noexcept { return m_name; }
-    /// WKT as exported by OGR, or any text that OGR takes as user input.
+    /// WKT as exported by OGR, or any text that CoordinateSystemFactory::fromUserInput() takes.
     const QString& definition() const noexcept { return m_definition; }
     /// True for longitude and latitude in angular units, false for a projected system.
     bool isGeographic() const noexcept { return m_isGeographic; }

@@ -77,6 +77,7 @@ void forEachVertex(Lists& parts, Visit visit) {
 CoordinateTransformer::CoordinateTransformer(const CoordinateSystem& source, const CoordinateSystem& target)
     : d(std::make_unique<Private>()) {
     const GdalErrorCapture capture;
+    const Common::Internal::EpsgCodesAsGiven codes;
     initialize(source, d->source);
     initialize(target, d->target);
     d->transformation.reset(OGRCreateCoordinateTransformation(&d->source, &d->target));

@@ -1,6 +1,8 @@
 #include <Cartolith/Core/Common/LogChannels.h>
 #include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisGdalRasterProvider.h>
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
 #include <Cartolith/Core/Layers/RasterPictureInternal.h>
@@ -10,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numbers>
 #include <stdexcept>
 #include <utility>
@@ -195,6 +198,37 @@ std::pair<double, double> GisLayerGdalRaster::stretchBounds(int band) {
     };
     return {percentile(isAutomatic ? automaticLower : stretch.lower()),
             percentile(isAutomatic ? automaticUpper : stretch.upper())};
+}
+
+QList<double> GisLayerGdalRaster::valuesAt(const Shapes::GisShapePoint& place,
+                                           const CoordinateSystem* system) const {
+    const auto inverse = worldTransform().inverted();
+    if (m_source == nullptr || !inverse) {
+        return {};
+    }
+    Shapes::GisShapePoint here = place;
+    if (system != nullptr &&
+        !CoordinateSystems::CoordinateSystemFactory::areEquivalent(*system, knownSystem())) {
+        here = CoordinateSystems::CoordinateTransformer(*system, knownSystem()).transform(place);
+    }
+    const QPointF pixel = inverse->toMap(here.x(), here.y()) + QPointF(0.5, 0.5);
+    if (!(pixel.x() >= 0.0 && pixel.x() <= width() && pixel.y() >= 0.0 && pixel.y() <= height())) {
+        return {};
+    }
+    const Internal::RasterWindow window{std::min(std::floor(pixel.x()), width() - 1.0),
+                                        std::min(std::floor(pixel.y()), height() - 1.0),
+                                        1.0,
+                                        1.0,
+                                        1,
+                                        1};
+    QList<double> values;
+    for (int band = 1; band <= m_bands.size(); ++band) {
+        const std::vector<quint8> mask = m_source->readMask(band, window);
+        const double value = m_source->read(band, window, Internal::RasterSource::Pick::Nearest, {}).front();
+        const bool has = std::isfinite(value) && (mask.empty() || mask.front() != 0);
+        values.append(has ? value : std::numeric_limits<double>::quiet_NaN());
+    }
+    return values;
 }
 
 QImage GisLayerGdalRaster::readImageCore(const Shapes::GisExtent& extent, const QSize& size,

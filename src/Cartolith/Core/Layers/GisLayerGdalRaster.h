@@ -9,6 +9,10 @@
 #include <functional>
 #include <utility>
 
+namespace Cartolith::Core::Shapes {
+class GisShapePoint;
+}
+
 namespace Cartolith::Core::Layers {
 
 namespace Internal {
@@ -60,6 +64,14 @@ public:
     /// The values of a band that get the ends of the scale, as the style stands; 0, 0 when it stretches
     /// nothing or there are no values. \throws as sampleValues() does
     std::pair<double, double> stretchBounds(int band);
+
+    /// What the pixel at a place holds: a value for each band, NaN where the band has none. The place is in
+    /// units of `system`, or of the layer's own when that is null. Empty beside the raster (its edges belong
+    /// to it) and while the layer is closed. Reads the one block that the pixel is in.
+    /// \throws std::runtime_error when the source cannot be read, the place has no coordinates in the layer's
+    /// system, or the layer does not know its own and another one is given
+    QList<double> valuesAt(const Shapes::GisShapePoint& place,
+                           const CoordinateSystems::CoordinateSystem* system = nullptr) const;
 
     /// Called while a picture is read; an empty function switches it off. An exception from it ends the
     /// reading and is passed on.

@@ -153,7 +153,7 @@ bool GisLayerOgrVector::open() {
         return false;
     }
 
-    const auto system = coordinateSystemOf(layer);
+    const auto system = source.isSystemElsewhere() ? nullptr : coordinateSystemOf(layer);
     const GisExtent extent = storedExtent(layer);
     const QString sourceName = QString::fromUtf8(layer.GetName());
     auto provider =

@@ -79,6 +79,10 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     OgrSource source(target.path, {QStringLiteral("NATIVE_DATA=YES")});
     OGRLayer& from = source.layer(target.layerName);
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
+    if (source.isSystemElsewhere()) {
+        written.fail(QStringLiteral(
+            "it names a place in the network for its coordinate system, which would get lost"));
+    }
     const auto prepared = [&](const QString& what, const auto& prepare) {
         try {
             prepare();

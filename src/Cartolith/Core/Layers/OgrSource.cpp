@@ -4,9 +4,23 @@
 #include <QFileInfo>
 #include <cpl_string.h>
 
+#include <optional>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
+
+namespace {
+
+/// A file here, of a driver that has no other use for the network than to look up a coordinate system.
+bool isJsonFile(const QString& path) {
+    GDALDriver* const driver = QFileInfo(path).isFile()
+                                   ? GDALDriver::FromHandle(GDALIdentifyDriverEx(
+                                         path.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr))
+                                   : nullptr;
+    return driver != nullptr && QByteArrayView(driver->GetDescription()).endsWith("JSON");
+}
+
+} // namespace
 
 OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(path) {
     Common::Internal::registerGdalDrivers();
@@ -14,13 +28,19 @@ OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(p
         fail(QStringLiteral("the path is empty"));
     }
     recover(path);
+    const Common::Internal::EpsgCodesAsGiven codes;
     CPLStringList list;
     for (const QString& option : options) {
         list.AddString(option.toUtf8().constData());
     }
+    std::optional<Common::Internal::NoRequests> noRequests;
+    if (isJsonFile(path)) {
+        noRequests.emplace();
+    }
     m_dataset.reset(GDALDataset::Open(path.toUtf8().constData(),
                                       GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, nullptr,
                                       list.List()));
+    m_isSystemElsewhere = noRequests && noRequests->wasAsked();
     if (m_dataset == nullptr) {
         fail(m_errors.message().isEmpty() ? QStringLiteral("GDAL gives no reason") : m_errors.message());
     }
@@ -58,6 +78,7 @@ QStringList OgrSource::layerNames() const {
 }
 
 OGRLayer& OgrSource::layer(const QString& name) const {
+    const Common::Internal::EpsgCodesAsGiven codes;
     OGRLayer* const layer =
         name.isEmpty() ? m_dataset->GetLayer(0) : m_dataset->GetLayerByName(name.toUtf8().constData());
     if (layer == nullptr) {
@@ -67,6 +88,7 @@ OGRLayer& OgrSource::layer(const QString& name) const {
                  .arg(name, names.first(std::min(most, names.size())).join(QStringLiteral(", ")),
                       names.size() > most ? QStringLiteral(", ...") : QString()));
     }
+    layer->GetSpatialRef(); // drivers keep what they find when first asked
     return *layer;
 }
 

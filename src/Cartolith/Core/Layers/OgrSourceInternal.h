@@ -18,6 +18,9 @@ public:
     /// so too; whoever looks at the file before calls this first.
     static void recover(const QString& path);
 
+    /// Whether the file names a place in the network to read its coordinate system from, as a "link" in
+    /// GeoJSON does. No request is sent, and what GDAL assumes instead is a guess.
+    bool isSystemElsewhere() const { return m_isSystemElsewhere; }
     QString driverName() const;
     QStringList layerNames() const;
     /// The named layer, or the first when the name is empty. Belongs to the source.
@@ -34,6 +37,7 @@ private:
     QString m_complaint;
     Common::Internal::GdalErrorCapture m_errors;
     Common::Internal::DatasetPtr m_dataset;
+    bool m_isSystemElsewhere = false;
 };
 
 } // namespace Cartolith::Core::Layers::Internal

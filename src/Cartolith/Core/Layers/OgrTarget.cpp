@@ -55,6 +55,7 @@ OGRLayer& OgrTarget::createLayer(const QString& name, OGRSpatialReference* syste
     for (const QString& option : options + m_format.options) { // of options of one name, the first counts
         list.AddString(option.toUtf8().constData());
     }
+    const Common::Internal::EpsgCodesAsGiven codes;
     m_layer = m_dataset->CreateLayer(name.toUtf8().constData(), system, type, list.List());
     if (m_layer == nullptr) {
         fail(reasonOr(QStringLiteral("GDAL does not make a layer and gives no reason")));
@@ -94,6 +95,7 @@ void OgrTarget::close() {
             "a file of this format without features cannot be told from any other empty file"));
     }
     m_errors.reset();
+    const Common::Internal::EpsgCodesAsGiven codes; // some drivers write the system at the end
     if (m_format.isDatabase && m_dataset->CommitTransaction() != OGRERR_NONE) {
         fail(reasonOr(QStringLiteral("the transaction failed")));
     }

@@ -11,6 +11,7 @@ namespace {
 class Transaction {
 public:
     explicit Transaction(const OgrEditTarget& target) : m_target(target) {
+        const Common::Internal::EpsgCodesAsGiven codes;
         m_dataset.reset(GDALDataset::Open(target.path.toUtf8().constData(),
                                           GDAL_OF_VECTOR | GDAL_OF_UPDATE | GDAL_OF_VERBOSE_ERROR));
         if (m_dataset == nullptr) {

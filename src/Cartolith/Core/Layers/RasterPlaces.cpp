@@ -26,6 +26,7 @@ RasterPlaces::RasterPlaces(const Shapes::GisExtent& extent, const QSize& size,
     if (picture == nullptr || raster == nullptr) {
         return;
     }
+    const Common::Internal::EpsgCodesAsGiven codes;
     OGRSpatialReference from;
     OGRSpatialReference to;
     if (CoordinateSystems::Internal::toSpatialReference(*picture, from) &&

@@ -71,6 +71,7 @@ struct ProgressCall {
 RasterSource::RasterSource(const QString& path) : m_path(path) {
     Common::Internal::registerGdalDrivers();
     const GdalErrorCapture errors;
+    const Common::Internal::EpsgCodesAsGiven codes;
     if (path.isEmpty()) {
         fail(QStringLiteral("the path is empty"));
     }
@@ -155,6 +156,7 @@ GisRasterWorldTransform RasterSource::worldTransform() const {
 
 std::shared_ptr<CoordinateSystems::CoordinateSystem> RasterSource::coordinateSystem() const {
     const GdalErrorCapture errors;
+    const Common::Internal::EpsgCodesAsGiven codes;
     const OGRSpatialReference* const srs = m_dataset->GetSpatialRef();
     if (srs == nullptr) {
         return nullptr;
