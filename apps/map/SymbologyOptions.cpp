@@ -1,7 +1,7 @@
 #include "SymbologyOptions.h"
 
 #include "Arguments.h"
-#include "NumberText.h"
+#include "ClassificationOptions.h"
 #include "RendererFields.h"
 #include "RendererFile.h"
 
@@ -46,67 +46,6 @@ Colours of classes and categories
   --ramp-mode MODE          continuous (from end to end of the ramp) or discrete (from the middle of equal parts)
   --reversed                the ramp the other way round
 )";
-
-constexpr int mostClasses = 1000;
-
-enum class Interval { None, Optional, Required };
-
-struct Method {
-    GisClassificationMethod method;
-    const char* name;
-    bool counts; ///< takes a number of classes
-    Interval interval;
-};
-
-constexpr Method methods[] = {
-    {GisClassificationMethod::Manual, "Manual", false, Interval::None},
-    {GisClassificationMethod::DefinedInterval, "DefinedInterval", false, Interval::Required},
-    {GisClassificationMethod::EqualInterval, "EqualInterval", true, Interval::None},
-    {GisClassificationMethod::Quantile, "Quantile", true, Interval::None},
-    {GisClassificationMethod::NaturalBreaks, "NaturalBreaks", true, Interval::None},
-    {GisClassificationMethod::Quartile, "Quartile", false, Interval::None},
-    {GisClassificationMethod::StandardDeviation, "StandardDeviation", false, Interval::Optional},
-    {GisClassificationMethod::StandardDeviationWithCentral, "StandardDeviationWithCentral", false,
-     Interval::Optional},
-    {GisClassificationMethod::GeometricalInterval, "GeometricalInterval", true, Interval::None},
-    {GisClassificationMethod::KMeans, "KMeans", true, Interval::None},
-    {GisClassificationMethod::KMeansSpatial, "KMeansSpatial", true, Interval::None},
-};
-
-QStringList methodNames() {
-    QStringList names;
-    for (const Method& method : methods) {
-        names.append(QString::fromLatin1(method.name));
-    }
-    return names;
-}
-
-/// Names on lines of their own, in the column and to the width of the help text.
-QString wrapped(const QStringList& names) {
-    constexpr qsizetype width = 84;
-    const QString lineStart = QLatin1Char('\n') + QString(28, QLatin1Char(' '));
-    QString text;
-    QString line;
-    for (const QString& name : names) {
-        if (!line.isEmpty() && line.size() + name.size() + 3 > width) {
-            text += lineStart + line + QLatin1Char(',');
-            line.clear();
-        }
-        line += (line.isEmpty() ? QString() : QStringLiteral(", ")) + name;
-    }
-    return text + lineStart + line;
-}
-
-const Method& methodOf(const QString& name) {
-    const auto* const found =
-        std::find_if(std::begin(methods), std::end(methods), [&name](const Method& method) {
-            return name.compare(QLatin1String(method.name), Qt::CaseInsensitive) == 0;
-        });
-    if (found == std::end(methods)) {
-        Arguments::unknown(QStringLiteral("method"), name, methodNames());
-    }
-    return *found;
-}
 
 /// As many of the ramp's own colours as asked for: between distinct colours lie indistinct ones.
 GisColorRamp shortened(const GisColorRamp& ramp, qsizetype count) {
@@ -157,7 +96,8 @@ void SymbologyOptions::addTo(QCommandLineParser& parser) {
 
 QString SymbologyOptions::help() {
     return QString::fromUtf8(symbologyHelp)
-        .arg(wrapped(GisDefaultSymbolStyles::names()), wrapped(methodNames()),
+        .arg(ClassificationOptions::wrapped(GisDefaultSymbolStyles::names()),
+             ClassificationOptions::wrapped(ClassificationOptions::methodNames()),
              GisColorRampRegistry::names().join(QStringLiteral(", ")));
 }
 
@@ -238,69 +178,7 @@ void SymbologyOptions::readClassification(const QCommandLineParser& parser) {
     const GisColorRamp ramp =
         m_theme ? m_theme->ramp
                 : GisColorRampRegistry::ramp(parser.isSet("categories") ? "Unique" : "Viridis");
-    m_settings = classification(parser, QStringLiteral("NaturalBreaks"), ramp);
-}
-
-GisClassificationSettings SymbologyOptions::classification(const QCommandLineParser& parser,
-                                                           const QString& otherwise,
-                                                           const GisColorRamp& ramp) {
-    GisClassificationSettings settings;
-    const Method& method = methodOf(parser.isSet("method")   ? parser.value("method")
-                                    : parser.isSet("breaks") ? QStringLiteral("Manual")
-                                                             : otherwise);
-    const QString name = QString::fromLatin1(method.name);
-    settings.method = method.method;
-    if (!method.counts) {
-        Arguments::refuse(parser, {"classes"},
-                          QStringLiteral("does not go with %1, which finds the number itself").arg(name));
-    }
-    if (method.interval == Interval::None) {
-        Arguments::refuse(parser, {"interval"}, QStringLiteral("does not go with %1").arg(name));
-    } else if (method.interval == Interval::Required && !parser.isSet("interval")) {
-        throw UsageError(QStringLiteral("%1 wants --interval").arg(name));
-    }
-    if ((method.method == GisClassificationMethod::Manual) != parser.isSet("breaks")) {
-        throw UsageError(QStringLiteral("--breaks and the method Manual go together"));
-    }
-    if (parser.isSet("classes")) {
-        settings.classCount = Arguments::whole("classes", parser.value("classes"), 1, mostClasses);
-    }
-    if (parser.isSet("interval")) {
-        settings.interval = Arguments::number("interval", parser.value("interval"), 1e-300, 1e300);
-    }
-    if (parser.isSet("breaks")) {
-        settings.manualBreaks = Arguments::breaks("breaks", parser.value("breaks"));
-    }
-    settings.ramp = ramp;
-    if (parser.isSet("ramp") && !GisColorRampRegistry::tryGetRamp(parser.value("ramp"), settings.ramp)) {
-        Arguments::unknown(QStringLiteral("ramp"), parser.value("ramp"), GisColorRampRegistry::names());
-    }
-    if (parser.isSet("ramp-mode")) {
-        const QString mode = parser.value("ramp-mode");
-        if (mode != QLatin1String("continuous") && mode != QLatin1String("discrete")) {
-            Arguments::unknown(QStringLiteral("ramp mode"), mode, {"continuous", "discrete"});
-        }
-        settings.mode =
-            mode == QLatin1String("discrete") ? GisColorRampMode::Discrete : GisColorRampMode::Continuous;
-    }
-    settings.reversed = parser.isSet("reversed");
-    return settings;
-}
-
-void SymbologyOptions::requireFewClasses(const GisClassificationSettings& settings,
-                                         const QList<double>& values, const QString& what) {
-    if (settings.method != GisClassificationMethod::DefinedInterval || values.isEmpty()) {
-        return;
-    }
-    const auto [least, greatest] = std::minmax_element(values.cbegin(), values.cend());
-    if ((*greatest - *least) / settings.interval > mostClasses) {
-        throw std::runtime_error(
-            QStringLiteral("an interval of %1 makes more than %2 classes of %3, which reaches from %4 to %5")
-                .arg(GisClassificationEngine::numberText(settings.interval), NumberText::whole(mostClasses),
-                     what, GisClassificationEngine::numberText(*least),
-                     GisClassificationEngine::numberText(*greatest))
-                .toStdString());
-    }
+    m_settings = ClassificationOptions::settings(parser, QStringLiteral("NaturalBreaks"), ramp);
 }
 
 GisLayerStyle SymbologyOptions::baseStyle(const GisLayerVector& layer) const {
@@ -327,9 +205,11 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::graduated(const GisLayerVec
     for (const auto& shape : layer.items()) {
         column.append(shape->attributes().value(m_field));
     }
-    requireFewClasses(m_settings, GisClassificationEngine::numericValues(column),
-                      QStringLiteral("field '%1'").arg(m_field));
+    const QList<double> values = GisClassificationEngine::numericValues(column);
+    const QString what = QStringLiteral("field '%1'").arg(m_field);
+    ClassificationOptions::requireFewClasses(m_settings, values, what);
     auto renderer = GisSymbolRendererFactory::graduated(layer, m_field, m_settings);
+    ClassificationOptions::sayWhenFewer(m_settings, renderer->ranges().size(), values, what);
     ClassStyles(m_given, m_colours, layer.shapeType()).applyTo(*renderer);
     return renderer;
 }

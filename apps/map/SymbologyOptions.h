@@ -22,15 +22,6 @@ public:
     /// The one that is named; none when none is. \throws UsageError
     static std::optional<Cartolith::Core::Symbology::GisSymbolTheme> theme(const QCommandLineParser& parser);
 
-    /// What the options about classes of numbers and about ramps say; the method and the ramp when they say
-    /// nothing. \throws UsageError
-    static Cartolith::Core::Symbology::GisClassificationSettings
-    classification(const QCommandLineParser& parser, const QString& otherwise,
-                   const Cartolith::Core::Symbology::GisColorRamp& ramp);
-    /// \throws std::runtime_error when an interval makes more classes of the values than anybody can want
-    static void requireFewClasses(const Cartolith::Core::Symbology::GisClassificationSettings& settings,
-                                  const QList<double>& values, const QString& what);
-
     /// Everything as when no option is given.
     SymbologyOptions() = default;
     /// Reads the renderer's file, if one is named. \throws UsageError for choices that are unknown, out of
