@@ -1,5 +1,6 @@
 #include "Arguments.h"
 
+#include <QColor>
 #include <QCommandLineParser>
 #include <QRegularExpression>
 #include <QStringList>
@@ -90,12 +91,17 @@ QList<double> Arguments::breaks(const QString& option, const QString& text) {
     return *values;
 }
 
+bool Arguments::isColour(const QString& text) {
+    return QColor::isValidColor(text);
+}
+
 QString Arguments::colour(const QString& option, const QString& text) {
-    static const QRegularExpression form(QStringLiteral("^#[0-9A-Fa-f]{6}$"));
-    if (!form.match(text).hasMatch()) {
-        throw UsageError(QStringLiteral("--%1 wants a colour as #RRGGBB, not '%2'").arg(option, text));
+    const QColor colour(text);
+    if (!colour.isValid()) {
+        throw UsageError(QStringLiteral("--%1 wants a colour, as #RRGGBB or a name such as red, not '%2'")
+                             .arg(option, text));
     }
-    return text.toUpper();
+    return colour.name(colour.alpha() == 255 ? QColor::HexRgb : QColor::HexArgb).toUpper();
 }
 
 QList<double> Arguments::numbers(const QString& option, const QString& text, qsizetype count,

@@ -32,7 +32,9 @@ double number(const QString& option, const QString& text, double least, double m
 int whole(const QString& option, const QString& text, int least, int most);
 /// "1,2.5,4": at least two different finite numbers, in the order given.
 QList<double> breaks(const QString& option, const QString& text);
-/// "#RRGGBB", given back in upper case.
+/// Whether it is a colour: "#RGB", "#RRGGBB", "#AARRGGBB", "transparent", or a name of SVG such as "red".
+bool isColour(const QString& text);
+/// Such a colour, given back as "#RRGGBB" or "#AARRGGBB".
 QString colour(const QString& option, const QString& text);
 /// So many numbers between commas, finite.
 QList<double> numbers(const QString& option, const QString& text, qsizetype count, const QString& what);

@@ -49,6 +49,9 @@ void GivenStyle::applyTo(GisLayerStyle& style) const {
         style.setFillColor(*fill);
         style.setFillOpacity(255);
     }
+    if (hollow) {
+        style.setFillOpacity(0);
+    }
     if (line) {
         style.setLineColor(*line);
     }
@@ -82,7 +85,7 @@ GisLayerStyle ClassStyles::unclassified(const GisLayerStyle& base, const QList<Q
     GisLayerStyle result = base;
     const QString colour = unlike(classColours, m_colours);
     result.setFillColor(m_given.fill.value_or(colour));
-    result.setFillOpacity(255);
+    result.setFillOpacity(m_given.hollow ? 0 : 255);
     result.setPointColor(m_given.point.value_or(colour));
     result.setLineColor(m_given.line.value_or(m_colours.faintInk.name().toUpper()));
     result.setLineWidth(m_kind == GisShapeType::Polyline ? base.lineWidth() * 0.5F

@@ -19,6 +19,7 @@ class GisGraduatedSymbolRenderer;
 struct GivenStyle {
     std::optional<QString> fill, line, point;
     std::optional<float> width;
+    bool hollow = false; ///< areas are not filled
 
     void applyTo(Cartolith::Core::Layers::GisLayerStyle& style) const;
 };

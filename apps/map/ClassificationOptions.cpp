@@ -165,8 +165,10 @@ void ClassificationOptions::sayWhenFewer(const GisClassificationSettings& settin
     const qsizetype different = GisClassificationEngine::sortedUniqueValues(values).size();
     const QString why =
         settings.method == GisClassificationMethod::Manual ? QStringLiteral("the bounds repeat")
-        : different < wanted ? QStringLiteral("it has %1 different values").arg(NumberText::whole(different))
-                             : QStringLiteral("bounds fall together where the values crowd");
+        : different < wanted
+            ? QStringLiteral("it has %1 different value%2")
+                  .arg(NumberText::whole(different), different == 1 ? QString() : QStringLiteral("s"))
+            : QStringLiteral("bounds fall together where the values crowd");
     std::fprintf(stderr, "cartolith-map: %s gets %s of %s classes: %s\n", qPrintable(what),
                  qPrintable(NumberText::whole(made)), qPrintable(NumberText::whole(wanted)), qPrintable(why));
 }

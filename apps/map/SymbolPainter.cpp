@@ -23,7 +23,7 @@ void SymbolPainter::use(Pens pens, const GisLayerStyle& style) {
     }
     QColor fill(pens == Pens::Point ? style.pointColor() : style.fillColor());
     if (pens == Pens::Shape) {
-        fill.setAlpha(std::clamp(style.fillOpacity(), 0, 255));
+        fill.setAlpha(fill.alpha() * std::clamp(style.fillOpacity(), 0, 255) / 255);
     }
     m_painter.setBrush(fill);
     const double width = sane(style.lineWidth());

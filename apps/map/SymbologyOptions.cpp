@@ -22,9 +22,10 @@ using Shapes::GisShapeType;
 
 namespace {
 
-const char* const symbologyHelp = R"(  --fill #RRGGBB            area colour
-  --line #RRGGBB            line and outline colour
-  --point #RRGGBB           point colour
+const char* const symbologyHelp =
+    R"(  --fill COLOUR             area colour: #RRGGBB, #AARRGGBB with opacity, a name such as red, or none
+  --line COLOUR             line and outline colour
+  --point COLOUR            point colour
   --width PIXELS            line width
   --theme NAME              paper, text, styles and ramp of a theme:%1
 Classes of numbers
@@ -152,7 +153,10 @@ void SymbologyOptions::readColours(const QCommandLineParser& parser) {
         return parser.isSet(option) ? std::optional(Arguments::colour(option, parser.value(option)))
                                     : std::nullopt;
     };
-    m_given.fill = colour("fill");
+    m_given.hollow = parser.value("fill") == QLatin1String("none");
+    if (!m_given.hollow) {
+        m_given.fill = colour("fill");
+    }
     m_given.line = colour("line");
     m_given.point = colour("point");
     if (parser.isSet("width")) {

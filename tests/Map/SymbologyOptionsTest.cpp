@@ -2,11 +2,14 @@
 
 #include "Arguments.h"
 #include "MapSheet.h"
+#include "SymbolPainter.h"
 #include "TestLayers.h"
 
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
 
 #include <QCommandLineParser>
+#include <QPainter>
+#include <QPainterPath>
 #include <gtest/gtest.h>
 
 using namespace Cartolith::Core;
@@ -60,7 +63,8 @@ TEST(SymbologyOptions, RefuseWhatMakesNoSense) {
         {"--field a --method Quantile --breaks 1,2", "go together"},
         {"--field a --method Manual --breaks 1,1", "two or more different numbers"},
         {"--field a --method Manual --breaks 1,x", "two or more different numbers"},
-        {"--fill red", "#RRGGBB"},
+        {"--fill redd", "--fill wants a colour, as #RRGGBB or a name such as red, not 'redd'"},
+        {"--line none", "--line wants a colour"},
         {"--width -1", "--width wants"},
     };
     for (const auto& test : cases) {
@@ -107,6 +111,30 @@ TEST(SymbologyOptions, KeepFeaturesOfOneClassAndThoseWithoutAValueApart) {
     }
     EXPECT_EQ(optionsOf("--categories v --line #010203").makeRenderer(*layer)->legendItems().last().style.lineColor(),
               "#010203");
+}
+
+TEST(SymbologyOptions, TakeTheColoursThatFilesTake) {
+    const struct {
+        const char* fill;
+        QRgb drawn; ///< on white
+    } rows[] = {
+        {"#C0392B", 0xFFC0392B}, {"#f00", 0xFFFF0000},        {"red", 0xFFFF0000},
+        {"none", 0xFFFFFFFF},    {"transparent", 0xFFFFFFFF}, {"#80000000", 0xFF7F7F7F},
+    };
+    for (const auto& row : rows) {
+        for (const char* const more : {"", "--field v"}) { // one style, and features in no class
+            const auto layer = test::squaresOf({1, QVariant()});
+            const auto renderer = optionsOf(QString("--width 0 --fill %1 %2").arg(row.fill, more)).makeRenderer(*layer);
+            const GisLayerStyle style = renderer->styleForFeature(GisSymbolContext(*layer->rawShapes()[1]));
+            QImage image(20, 20, QImage::Format_RGB32);
+            image.fill(Qt::white);
+            QPainter painter(&image);
+            QPainterPath path;
+            path.addRect(image.rect());
+            SymbolPainter(painter).area(path, style);
+            EXPECT_EQ(image.pixel(10, 10), row.drawn) << row.fill << more;
+        }
+    }
 }
 
 TEST(MapSheet, ShowsTheColourOfEachClassOnTheMapAndInTheLegend) {
