@@ -1,5 +1,7 @@
 #pragma once
 
+#include "SymbolPainter.h"
+
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Shapes/GisShapeType.h>
 #include <Cartolith/Core/Symbology/GisColorRamp.h>
@@ -25,6 +27,7 @@ struct LegendContent {
     QString title;
     QList<Row> rows; ///< in the renderer's order, the default last
     QString smallPrint;
+    LineCasing casing;
     Cartolith::Core::Shapes::GisShapeType kind = Cartolith::Core::Shapes::GisShapeType::Polygon;
 
     /// Of the layer's renderer, with all features of the layer counted. Disabled classes are left out, empty

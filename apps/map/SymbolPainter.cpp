@@ -44,6 +44,18 @@ void SymbolPainter::line(const QPolygonF& line, const GisLayerStyle& style) {
     m_painter.drawPolyline(line);
 }
 
+void SymbolPainter::casing(const QPolygonF& line, const GisLayerStyle& style, const LineCasing& casing) {
+    if (!casing.lines.contains(style.lineColor())) {
+        return;
+    }
+    constexpr float beside = 0.8F; // pixels on each side
+    GisLayerStyle wider = style;
+    wider.setLineColor(casing.colour.name());
+    wider.setLineWidth(style.lineWidth() + 2.0F * beside);
+    use(Pens::Shape, wider);
+    m_painter.drawPolyline(line);
+}
+
 void SymbolPainter::point(QPointF centre, const GisLayerStyle& style) {
     use(Pens::Point, style);
     const double radius = sane(style.pointSize()) * 0.5;

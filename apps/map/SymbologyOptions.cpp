@@ -7,7 +7,9 @@
 
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
+#include <Cartolith/Core/Symbology/GisColorPerception.h>
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
+#include <Cartolith/Core/Symbology/GisReadableColors.h>
 
 #include <QCommandLineParser>
 
@@ -43,21 +45,23 @@ Rules and saved styles
   --save-style FILE         save what the map is drawn with
 Colours of classes and categories
   --ramp NAME               %3;
-                            when not given, the theme's, or Viridis for classes and Unique for categories
+                            when not given, the theme's or Viridis for classes, and distinct colours for
+                            categories: those of Unique, or, beyond ten and with a theme, chosen for the background
   --ramp-mode MODE          continuous (from end to end of the ramp) or discrete (from the middle of equal parts)
   --reversed                the ramp the other way round
 )";
 
-/// As many of the ramp's own colours as asked for: between distinct colours lie indistinct ones.
-GisColorRamp shortened(const GisColorRamp& ramp, qsizetype count) {
-    if (count > ramp.stops().size() || count < 2) {
-        return ramp;
-    }
-    QList<GisColorRampStop> stops = ramp.stops().first(count);
-    for (qsizetype i = 0; i < count; ++i) {
-        stops[i].position = static_cast<double>(i) / static_cast<double>(count - 1);
-    }
-    return {ramp.name(), stops};
+bool isThin(const GisLayerVector& layer) {
+    return layer.shapeType() == GisShapeType::Point || layer.shapeType() == GisShapeType::Polyline;
+}
+
+/// The part of the ramp that stands out from the theme's background, when it has room for so many classes.
+/// Otherwise the whole of it: lines have a casing then, and points an outline.
+GisColorRamp readable(const GisColorRamp& ramp, const GisSymbolTheme& theme, int classes) {
+    constexpr double tellable = 5.0;
+    const GisColorRamp part = GisReadableColors::partOf(ramp, theme.backgroundColor);
+    const QList<QString> colours = part.colors(classes);
+    return !colours.isEmpty() && GisColorPerception::leastDifference(colours) >= tellable ? part : ramp;
 }
 
 /// A file made for other data would silently draw everything alike.
@@ -179,9 +183,11 @@ void SymbologyOptions::readClassification(const QCommandLineParser& parser) {
         Arguments::refuse(parser, {"ramp", "ramp-mode", "reversed"}, "goes with --field or --categories");
     }
 
-    const GisColorRamp ramp =
-        m_theme ? m_theme->ramp
-                : GisColorRampRegistry::ramp(parser.isSet("categories") ? "Unique" : "Viridis");
+    const bool isQualitative = parser.isSet("categories");
+    const GisColorRamp ramp = m_theme && !isQualitative
+                                  ? m_theme->ramp
+                                  : GisColorRampRegistry::ramp(isQualitative ? "Unique" : "Viridis");
+    m_hasRamp = parser.isSet("ramp");
     m_settings = ClassificationOptions::settings(parser, QStringLiteral("NaturalBreaks"), ramp);
 }
 
@@ -212,10 +218,50 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::graduated(const GisLayerVec
     const QList<double> values = GisClassificationEngine::numericValues(column);
     const QString what = QStringLiteral("field '%1'").arg(m_field);
     ClassificationOptions::requireFewClasses(m_settings, values, what);
-    auto renderer = GisSymbolRendererFactory::graduated(layer, m_field, m_settings);
+    GisClassificationSettings settings = m_settings;
+    if (m_theme && isThin(layer)) {
+        settings.ramp =
+            m_hasRamp ? readable(settings.ramp, *m_theme, settings.classCount) : m_theme->lineRamp;
+    }
+    auto renderer = GisSymbolRendererFactory::graduated(layer, m_field, settings);
     ClassificationOptions::sayWhenFewer(m_settings, renderer->ranges().size(), values, what);
     ClassStyles(m_given, m_colours, layer.shapeType()).applyTo(*renderer);
     return renderer;
+}
+
+QList<QString> SymbologyOptions::categoryColours(qsizetype count, bool isThin) const {
+    // Between the ramp's distinct colours lie indistinct ones, and on a theme they may not be seen.
+    constexpr double areaContrast = 1.3;
+    QList<QString> colours;
+    if (!m_theme && count <= m_settings.ramp.stops().size()) {
+        for (const GisColorRampStop& stop : m_settings.ramp.stops().first(count)) {
+            colours.append(stop.color);
+        }
+    } else {
+        colours = GisReadableColors::categories(static_cast<int>(count), m_colours.sea.name(),
+                                                isThin ? GisReadableColors::lineContrast : areaContrast);
+    }
+    if (m_settings.reversed) {
+        std::reverse(colours.begin(), colours.end());
+    }
+    return colours;
+}
+
+LineCasing SymbologyOptions::casing(const GisSymbolRenderer& renderer) const {
+    if (renderer.type() == GisSymbolRendererType::Simple) {
+        return {}; // what somebody asked for
+    }
+    LineCasing casing{m_colours.faintInk, {}};
+    bool anyFaint = false;
+    const QList<GisSymbolLegendItem> items = renderer.legendItems();
+    for (const GisSymbolLegendItem& item : items) {
+        if (item.enabled && !item.isDefault) {
+            const QString colour = item.style.lineColor();
+            casing.lines.append(colour);
+            anyFaint = anyFaint || m_colours.contrast(QColor(colour)) < GisReadableColors::lineContrast;
+        }
+    }
+    return anyFaint ? casing : LineCasing();
 }
 
 std::unique_ptr<GisSymbolRenderer> SymbologyOptions::categorized(const GisLayerVector& layer) const {
@@ -223,9 +269,13 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::categorized(const GisLayerV
                                                           m_settings.mode, m_settings.reversed);
     if (m_settings.ramp.name() == QLatin1String("Unique") &&
         m_settings.mode == GisColorRampMode::Continuous) {
-        renderer = GisSymbolRendererFactory::categorized(
-            layer, m_categories, shortened(m_settings.ramp, renderer->classes().size()), m_settings.mode,
-            m_settings.reversed);
+        const QList<QString> colours = categoryColours(renderer->classes().size(), isThin(layer));
+        QList<GisCategorizedSymbolClass> classes = renderer->classes();
+        renderer->clearClasses();
+        for (qsizetype i = 0; i < classes.size(); ++i) {
+            classes[i].style = GisClassificationEngine::styleWithColor(layer.style(), colours.at(i));
+            renderer->addClass(classes.at(i));
+        }
     }
     ClassStyles(m_given, m_colours, layer.shapeType()).applyTo(*renderer);
     return renderer;

@@ -2,6 +2,7 @@
 
 #include "ClassStyles.h"
 #include "SheetColours.h"
+#include "SymbolPainter.h"
 
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
@@ -38,6 +39,9 @@ public:
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer>
     makeRenderer(Cartolith::Core::Layers::GisLayerVector& layer) const;
 
+    /// Of the lines of classes, when some of them would hardly be seen.
+    LineCasing casing(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer) const;
+
     /// Writes the renderer to the file of --save-style, if one is named. \throws std::runtime_error
     void save(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer) const;
 
@@ -51,10 +55,12 @@ private:
     graduated(const Cartolith::Core::Layers::GisLayerVector& layer) const;
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer>
     categorized(const Cartolith::Core::Layers::GisLayerVector& layer) const;
+    QList<QString> categoryColours(qsizetype count, bool isThin) const;
 
     SheetColours m_colours;
     std::optional<Cartolith::Core::Symbology::GisSymbolTheme> m_theme;
     GivenStyle m_given;
+    bool m_hasRamp = false; ///< somebody named one
     QString m_field;
     QString m_categories;
     Cartolith::Core::Symbology::GisClassificationSettings m_settings;

@@ -200,6 +200,9 @@ TEST(GisDefaultSymbolStyles, TextAndLinesStandOutFromWhatTheyLieOn) {
         EXPECT_GE(contrast(theme.lineStyle.lineColor(), theme.backgroundColor), 3.0);
         EXPECT_GE(contrast(theme.areaStyle.lineColor(), theme.backgroundColor), 3.0) << "outline of areas";
         EXPECT_GE(contrast(theme.areaStyle.lineColor(), theme.areaStyle.fillColor()), 2.0) << "between areas";
+        for (const QString& color : theme.lineRamp.colors(9)) {
+            EXPECT_GE(contrast(color, theme.backgroundColor), 3.0) << qPrintable(color);
+        }
         EXPECT_GE(contrast(theme.pointStyle.pointColor(), theme.backgroundColor), 3.0);
         for (const GisLayerStyle& style : {theme.pointStyle, theme.lineStyle, theme.areaStyle}) {
             EXPECT_GE(contrast(style.labelColor(), theme.backgroundColor), 4.5);
