@@ -3,6 +3,7 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 
+#include <QColor>
 #include <QCommandLineParser>
 #include <QFileInfo>
 #include <QRegularExpression>
@@ -96,12 +97,17 @@ QList<double> Arguments::breaks(const QString& option, const QString& text) {
     return *values;
 }
 
+bool Arguments::isColour(const QString& text) {
+    return QColor::isValidColor(text);
+}
+
 QString Arguments::colour(const QString& option, const QString& text) {
-    static const QRegularExpression form(QStringLiteral("^#[0-9A-Fa-f]{6}$"));
-    if (!form.match(text).hasMatch()) {
-        throw UsageError(QStringLiteral("--%1 wants a colour as #RRGGBB, not '%2'").arg(option, text));
+    const QColor colour(text);
+    if (!colour.isValid()) {
+        throw UsageError(QStringLiteral("--%1 wants a colour, as #RRGGBB or a name such as red, not '%2'")
+                             .arg(option, text));
     }
-    return text.toUpper();
+    return colour.name(colour.alpha() == 255 ? QColor::HexRgb : QColor::HexArgb).toUpper();
 }
 
 std::shared_ptr<CoordinateSystem> Arguments::coordinateSystem(const QCommandLineParser& parser,

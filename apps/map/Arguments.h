@@ -37,7 +37,9 @@ double number(const QString& option, const QString& text, double least, double m
 int whole(const QString& option, const QString& text, int least, int most);
 /// "1,2.5,4": at least two different finite numbers, in the order given.
 QList<double> breaks(const QString& option, const QString& text);
-/// "#RRGGBB", given back in upper case.
+/// Whether it is a colour: "#RGB", "#RRGGBB", "#AARRGGBB", "transparent", or a name of SVG such as "red".
+bool isColour(const QString& text);
+/// Such a colour, given back as "#RRGGBB" or "#AARRGGBB".
 QString colour(const QString& option, const QString& text);
 /// "EPSG:3857", WKT, PROJ text, or the name of a file with one of these; null when the option is not given.
 std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem>

@@ -1,11 +1,16 @@
 #include "ClassStyles.h"
 
+#include "NumberText.h"
+
 #include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
+#include <Cartolith/Core/Symbology/GisColorPerception.h>
 #include <Cartolith/Core/Symbology/GisColorRamp.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
+#include <Cartolith/Core/Symbology/GisReadableColors.h>
 
 #include <algorithm>
 #include <cmath>
+#include <cstdio>
 #include <utility>
 
 using namespace Cartolith::Core::Symbology;
@@ -49,6 +54,9 @@ void GivenStyle::applyTo(GisLayerStyle& style) const {
         style.setFillColor(*fill);
         style.setFillOpacity(255);
     }
+    if (hollow) {
+        style.setFillOpacity(0);
+    }
     if (line) {
         style.setLineColor(*line);
     }
@@ -67,13 +75,19 @@ GisLayerStyle ClassStyles::outlined(const GisLayerStyle& style) const {
     GisLayerStyle result = style;
     result.setFillOpacity(255);
     if (m_kind == GisShapeType::Polyline || m_kind == GisShapeType::Null) {
-        return result; // the line is what carries the colour
+        // The line is what carries the colour; of one thinner than a pixel only a tint is seen.
+        constexpr float leastWidth = 1.6F;
+        result.setLineWidth(m_given.width.value_or(std::max(style.lineWidth(), leastWidth)));
+        return result;
     }
     constexpr int middle = 110; // of 0 to 255
     const bool isLight = qGray(QColor(style.fillColor()).rgb()) > middle;
     const QString shade = GisColorRamp::interpolateColor(
         style.fillColor(), isLight ? QStringLiteral("#000000") : QStringLiteral("#FFFFFF"), 0.45);
-    result.setLineColor(m_given.line.value_or(shade));
+    const bool isFaint = m_kind == GisShapeType::Point &&
+                         std::max(m_colours.contrast(QColor(style.pointColor())),
+                                  m_colours.contrast(QColor(shade))) < GisReadableColors::lineContrast;
+    result.setLineColor(m_given.line.value_or(isFaint ? m_colours.ink.name().toUpper() : shade));
     result.setLineWidth(m_given.width.value_or(outlineWidth));
     return result;
 }
@@ -82,7 +96,7 @@ GisLayerStyle ClassStyles::unclassified(const GisLayerStyle& base, const QList<Q
     GisLayerStyle result = base;
     const QString colour = unlike(classColours, m_colours);
     result.setFillColor(m_given.fill.value_or(colour));
-    result.setFillOpacity(255);
+    result.setFillOpacity(m_given.hollow ? 0 : 255);
     result.setPointColor(m_given.point.value_or(colour));
     result.setLineColor(m_given.line.value_or(m_colours.faintInk.name().toUpper()));
     result.setLineWidth(m_kind == GisShapeType::Polyline ? base.lineWidth() * 0.5F
@@ -112,4 +126,34 @@ void ClassStyles::applyTo(GisCategorizedSymbolRenderer& renderer) const {
         renderer.addClass(symbolClass);
     }
     renderer.setDefaultStyle(unclassified(renderer.defaultStyle(), colours));
+}
+
+QString ClassStyles::nearestColours(const GisSymbolRenderer& renderer) {
+    constexpr qsizetype most = 1000;
+    constexpr double tellable = 4.0;
+    const auto* categorized = dynamic_cast<const GisCategorizedSymbolRenderer*>(&renderer);
+    if (categorized == nullptr || categorized->classes().size() < 2) {
+        return {};
+    }
+    const auto tooMany = [categorized] {
+        std::fprintf(stderr, "cartolith-map: %s categories are more than colours can tell apart\n",
+                     qPrintable(NumberText::whole(categorized->classes().size())));
+    };
+    if (categorized->classes().size() > most) {
+        tooMany();
+        return {};
+    }
+    QList<QString> colours;
+    for (const GisCategorizedSymbolClass& symbolClass : categorized->classes()) {
+        colours.append(QColor(symbolClass.style.fillColor()).name());
+    }
+    const double difference = GisColorPerception::leastDifference(colours);
+    if (difference < tellable) {
+        tooMany();
+    }
+    const auto text = [](double number) { return QString::number(number, 'f', 1); };
+    return QStringLiteral(", the nearest two colours %1 apart by CIEDE2000 (deuteranopia %2, protanopia %3)")
+        .arg(text(difference),
+             text(GisColorPerception::leastDifference(colours, GisColorVision::Deuteranopia)),
+             text(GisColorPerception::leastDifference(colours, GisColorVision::Protanopia)));
 }

@@ -13,12 +13,14 @@
 namespace Cartolith::Core::Symbology {
 class GisCategorizedSymbolRenderer;
 class GisGraduatedSymbolRenderer;
+class GisSymbolRenderer;
 } // namespace Cartolith::Core::Symbology
 
 /// What the user said of a style; the rest is up to us.
 struct GivenStyle {
     std::optional<QString> fill, line, point;
     std::optional<float> width;
+    bool hollow = false; ///< areas are not filled
 
     void applyTo(Cartolith::Core::Layers::GisLayerStyle& style) const;
 };
@@ -33,8 +35,13 @@ public:
     void applyTo(Cartolith::Core::Symbology::GisGraduatedSymbolRenderer& renderer) const;
     void applyTo(Cartolith::Core::Symbology::GisCategorizedSymbolRenderer& renderer) const;
 
+    /// ", the nearest two colours ..." for a report on categories, and a word to the user when they cannot be
+    /// told apart. Empty for other renderers, for a single category, and for more than anybody looks at.
+    static QString nearestColours(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer);
+
 private:
-    /// Opaque, so that it looks the same everywhere; areas and points outlined in a shade of their colour.
+    /// Opaque, so that it looks the same everywhere; areas and points outlined in a shade of their colour,
+    /// and points in ink where neither would stand out from the map.
     Cartolith::Core::Layers::GisLayerStyle
     outlined(const Cartolith::Core::Layers::GisLayerStyle& style) const;
     /// Hollow, or grey where a class looks like paper; lines are thin.

@@ -108,10 +108,15 @@ void Legend::drawSample(QPainter& painter, GisLayerStyle style, const QRectF& pl
         style.setPointSize(std::min(style.pointSize(), static_cast<float>(place.height())));
         symbols.point(place.center(), style);
         break;
-    case GisShapeType::Polyline:
-        symbols.line({QPointF(place.left(), place.center().y()), QPointF(place.right(), place.center().y())},
-                     style);
+    case GisShapeType::Polyline: {
+        const QPolygonF line{QPointF(place.left(), place.center().y()),
+                             QPointF(place.right(), place.center().y())};
+        constexpr float thick = 2.0F; // enough to see what colour it is
+        style.setLineWidth(std::max(style.lineWidth(), thick));
+        symbols.casing(line, style, m_content.casing);
+        symbols.line(line, style);
         break;
+    }
     default:
         QPainterPath path;
         path.addRect(place);

@@ -1,5 +1,6 @@
 #include "LegendContent.h"
 
+#include "LegendBounds.h"
 #include "NumberText.h"
 #include "RendererFields.h"
 
@@ -38,57 +39,28 @@ QString defaultLabel(const GisLayerVector& layer, const QString& field, qsizetyp
     return with == 0 ? QStringLiteral("No value") : QStringLiteral("Other or no value");
 }
 
-/// The bounds of the ranges as text, rounded no further than they can be told apart.
-class BoundTexts {
-public:
-    /// Bounds that somebody gave, and single values, read as they are.
-    template <typename Ranges>
-    BoundTexts(const Ranges& ranges, bool areGiven) {
-        QList<double> bounds;
-        bool hasPoint = false;
-        for (const auto& range : ranges) {
-            bounds << range.lower << range.upper;
-            hasPoint = hasPoint || range.lower == range.upper;
-        }
-        bounds = GisClassificationEngine::sortedUniqueValues(bounds);
-        m_negative = !bounds.isEmpty() && bounds.constFirst() < 0.0;
-        m_digits = std::max(NumberText::digitsFor(bounds), areGiven || hasPoint ? 12 : 1);
-    }
-
-    QString label(double lower, double upper) const {
-        QString from = NumberText::rounded(lower, m_digits);
-        if (lower == upper) {
-            return from;
-        }
-        return (m_negative ? QStringLiteral("%1 to %2") : QStringLiteral("%1 \u2013 %2"))
-            .arg(from, NumberText::rounded(upper, m_digits));
-    }
-
-private:
-    int m_digits = 3;
-    bool m_negative = false;
-};
-
 void describeGraduated(const GisGraduatedSymbolRenderer& renderer, const GisLayerVector& layer,
                        QList<GisSymbolLegendItem>& items, LegendContent& content) {
-    const BoundTexts texts(renderer.ranges(),
-                           renderer.classificationMode() == Symbology::GisClassificationMethod::Manual);
-    GisClassificationEngine::Ranges ranges;
-    for (qsizetype i = 0; i < renderer.ranges().size(); ++i) {
-        const GisGraduatedSymbolRange& range = renderer.ranges().at(i);
-        if (items.at(i).label == GisClassificationEngine::label(range.lower, range.upper)) {
-            items[i].label = texts.label(range.lower, range.upper);
-        }
-        if (range.enabled) {
-            ranges.append({range.lower, range.upper, range.includeLower, range.includeUpper, {}});
-        }
-    }
-    QList<QVariant> values;
+    QList<QVariant> column;
     for (const auto& shape : layer.items()) {
-        values.append(shape->attributes().value(renderer.fieldName()));
+        column.append(shape->attributes().value(renderer.fieldName()));
     }
-    const double gvf =
-        GisClassificationEngine::goodnessOfFit(GisClassificationEngine::numericValues(values), ranges).gvf;
+    const QList<double> values = GisClassificationEngine::numericValues(column);
+    GisClassificationEngine::Ranges all;
+    GisClassificationEngine::Ranges enabled;
+    for (const GisGraduatedSymbolRange& range : renderer.ranges()) {
+        all.append({range.lower, range.upper, range.includeLower, range.includeUpper, {}});
+        if (range.enabled) {
+            enabled.append(all.constLast());
+        }
+    }
+    const LegendBounds bounds(all, renderer.classificationMode(), values);
+    for (qsizetype i = 0; i < all.size(); ++i) {
+        if (items.at(i).label == GisClassificationEngine::label(all.at(i).lower, all.at(i).upper)) {
+            items[i].label = bounds.label(i);
+        }
+    }
+    const double gvf = GisClassificationEngine::goodnessOfFit(values, enabled).gvf;
     if (std::isfinite(gvf)) {
         // Rounded down: only a perfect fit reads 1.
         content.smallPrint = QStringLiteral("Goodness of variance fit %1")
@@ -108,14 +80,12 @@ Layers::GisLayerStyle sampleOf(const QString& colour) {
 
 } // namespace
 
-LegendContent LegendContent::of(const QList<Symbology::GisClassificationRange>& classes,
-                                const QList<QString>& colours, const QString& title) {
+LegendContent LegendContent::of(const LegendBounds& bounds, const QList<QString>& colours,
+                                const QString& title) {
     LegendContent content;
     content.title = title;
-    const BoundTexts texts(classes, false);
-    for (qsizetype i = 0; i < classes.size(); ++i) {
-        content.rows.append(
-            {texts.label(classes.at(i).lower, classes.at(i).upper), sampleOf(colours.at(i)), -1});
+    for (qsizetype i = 0; i < colours.size(); ++i) {
+        content.rows.append({bounds.label(i), sampleOf(colours.at(i)), -1});
     }
     return content;
 }
@@ -128,16 +98,20 @@ LegendContent LegendContent::of(const Symbology::GisColorRamp& ramp, bool revers
     const double power = std::pow(10.0, std::floor(std::log10((greatest - least) / 4.0)));
     const double share = (greatest - least) / 4.0 / power;
     const double step = power * (share >= 5.0 ? 5.0 : share >= 2.0 ? 2.0 : 1.0);
-    if (!(step > 0.0) || !std::isfinite(step)) { // a single value
-        content.rows.append({NumberText::rounded(least, 12), sampleOf(ramp.colorAt(0.5, reversed)), -1});
-        return content;
+    QList<double> values;
+    if (step > 0.0 && std::isfinite(step)) {
+        constexpr int most = 12;
+        const double first = std::floor(greatest / step);
+        for (int i = 0; i < most && (first - i) * step >= least; ++i) {
+            values.append(QString::number((first - i) * step, 'g', 12).toDouble());
+        }
+    } else {
+        values.append(least); // a single value
     }
-    constexpr int most = 12;
-    const double first = std::floor(greatest / step);
-    for (int i = 0; i < most && (first - i) * step >= least; ++i) {
-        const double value = (first - i) * step;
-        content.rows.append({NumberText::rounded(value, 12),
-                             sampleOf(ramp.colorAt((value - least) / (greatest - least), reversed)), -1});
+    const QStringList texts = NumberText::alike(values);
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        const double place = greatest > least ? (values.at(i) - least) / (greatest - least) : 0.5;
+        content.rows.append({texts.at(i), sampleOf(ramp.colorAt(place, reversed)), -1});
     }
     return content;
 }

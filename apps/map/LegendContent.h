@@ -1,12 +1,15 @@
 #pragma once
 
+#include "SymbolPainter.h"
+
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Shapes/GisShapeType.h>
-#include <Cartolith/Core/Symbology/GisClassificationRange.h>
 #include <Cartolith/Core/Symbology/GisColorRamp.h>
 
 #include <QList>
 #include <QString>
+
+class LegendBounds;
 
 namespace Cartolith::Core::Layers {
 class GisLayerVector;
@@ -24,19 +27,19 @@ struct LegendContent {
     QString title;
     QList<Row> rows; ///< in the renderer's order, the default last
     QString smallPrint;
+    LineCasing casing;
     Cartolith::Core::Shapes::GisShapeType kind = Cartolith::Core::Shapes::GisShapeType::Polygon;
 
     /// Of the layer's renderer, with all features of the layer counted. Disabled classes are left out, empty
     /// ones are not; the default style is there when some feature is drawn with it, called "No value" when
-    /// none of these has a value. Bounds are rounded as far as classes can still be told apart; labels that
-    /// somebody wrote stay. The title is the field's name, or else the layer's, when none is given.
+    /// none of these has a value. Bounds are rounded as LegendBounds says; labels that somebody wrote stay.
+    /// The title is the field's name, or else the layer's, when none is given.
     ///
     /// The layer has a renderer.
     static LegendContent of(const Cartolith::Core::Layers::GisLayerVector& layer, const QString& title);
 
-    /// Of what a raster is coloured by: a row for each class, nothing counted.
-    static LegendContent of(const QList<Cartolith::Core::Symbology::GisClassificationRange>& classes,
-                            const QList<QString>& colours, const QString& title);
+    /// Of what a raster is coloured by: a row for each class, one for each colour, nothing counted.
+    static LegendContent of(const LegendBounds& bounds, const QList<QString>& colours, const QString& title);
     /// A continuous ramp: its colours at round values between the two, the greatest first.
     static LegendContent of(const Cartolith::Core::Symbology::GisColorRamp& ramp, bool reversed, double least,
                             double greatest, const QString& title);

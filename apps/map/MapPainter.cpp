@@ -1,7 +1,5 @@
 #include "MapPainter.h"
 
-#include "SymbolPainter.h"
-
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
@@ -46,11 +44,18 @@ MapPainter::Styles MapPainter::stylesFor(const GisLayerVector& layer, const QLis
     return styles;
 }
 
-void MapPainter::draw(const QList<GisShape*>& shapes, const Styles& styles) {
+void MapPainter::draw(const QList<GisShape*>& shapes, const Styles& styles, const LineCasing& casing) {
     m_painter.save();
     m_painter.setClipRect(m_view.frame(), Qt::IntersectClip);
     m_painter.setRenderHint(QPainter::Antialiasing);
     SymbolPainter symbols(m_painter);
+    for (qsizetype i = 0; !casing.lines.isEmpty() && i < shapes.size(); ++i) {
+        if (const auto* line = dynamic_cast<const Shapes::GisShapePolyline*>(shapes.at(i))) {
+            for (const QList<GisShapePoint>& part : line->parts()) {
+                symbols.casing(toPixels(part), styles.at(i), casing);
+            }
+        }
+    }
     for (qsizetype i = 0; i < shapes.size(); ++i) {
         drawShape(symbols, *shapes.at(i), styles.at(i));
     }

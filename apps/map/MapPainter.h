@@ -1,6 +1,7 @@
 #pragma once
 
 #include "MapView.h"
+#include "SymbolPainter.h"
 
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 
@@ -8,7 +9,6 @@
 #include <QPolygonF>
 
 class QPainter;
-class SymbolPainter;
 
 namespace Cartolith::Core {
 namespace Layers {
@@ -52,9 +52,10 @@ public:
     static Styles stylesFor(const Cartolith::Core::Layers::GisLayerVector& layer,
                             const QList<Cartolith::Core::Shapes::GisShape*>& shapes);
 
-    /// Later shapes lie on top. Rings are filled by the even-odd rule, so holes stay open however they are
-    /// wound.
-    void draw(const QList<Cartolith::Core::Shapes::GisShape*>& shapes, const Styles& styles);
+    /// Later shapes lie on top. Casings lie below all shapes. Rings are filled
+    /// by the even-odd rule, so holes stay open however they are wound.
+    void draw(const QList<Cartolith::Core::Shapes::GisShape*>& shapes, const Styles& styles,
+              const LineCasing& casing = {});
 
 private:
     void drawShape(SymbolPainter& symbols, const Cartolith::Core::Shapes::GisShape& shape,

@@ -88,7 +88,7 @@ QImage MapSheet::draw(const QList<Content>& layers) const {
             painter.drawImage(m_view.pictureFrame().topLeft(), layer.picture);
             painter.restore();
         }
-        MapPainter(painter, m_view).draw(layer.shapes, layer.styles);
+        MapPainter(painter, m_view).draw(layer.shapes, layer.styles, layer.casing);
     }
 
     painter.setBrush(Qt::NoBrush);

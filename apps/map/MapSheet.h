@@ -29,6 +29,7 @@ public:
         QList<Cartolith::Core::Shapes::GisShape*> shapes; ///< in drawing order
         MapPainter::Styles styles;
         QImage picture = {}; ///< over all of view().pictureFrame(); drawn below the shapes
+        LineCasing casing = {};
     };
 
     /// The extent is in units of the coordinate system; without a system there is no graticule.

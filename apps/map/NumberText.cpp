@@ -2,6 +2,7 @@
 
 #include <QLocale>
 
+#include <algorithm>
 #include <cmath>
 
 namespace {
@@ -11,9 +12,21 @@ const QLocale& english() {
     return locale;
 }
 
-double rounding(double value, int digits) {
-    return QString::number(value, 'e', digits - 1).toDouble();
-}
+/// Of the shortest text that reads back as the number.
+struct Form {
+    explicit Form(double number) {
+        const QString text = QString::number(number, 'e', QLocale::FloatingPointShortest);
+        const qsizetype e = text.indexOf(QLatin1Char('e'));
+        exponent = number == 0.0 ? 0 : text.mid(e + 1).toInt();
+        digits = static_cast<int>(
+            std::count_if(text.cbegin(), text.cbegin() + e, [](QChar c) { return c.isDigit(); }));
+    }
+
+    int decimals() const { return std::max(0, digits - 1 - exponent); }
+
+    int digits;
+    int exponent;
+};
 
 } // namespace
 
@@ -21,46 +34,47 @@ QString NumberText::whole(qsizetype number) {
     return english().toString(static_cast<qlonglong>(number));
 }
 
-QString NumberText::rounded(double value, int digits) {
-    if (!std::isfinite(value)) {
-        return QString::number(value);
-    }
-    const double rounded = rounding(value, digits);
-    if (rounded == 0.0) {
-        return QStringLiteral("0");
-    }
-    const int exponent = static_cast<int>(std::floor(std::log10(std::abs(rounded)) + 1e-12));
-    if (exponent > 14 || exponent < -6) {
-        return QString::number(rounded, 'g', digits);
-    }
-    QString text = english().toString(rounded, 'f', qMax(0, digits - 1 - exponent));
-    if (text.contains(QLatin1Char('.'))) {
-        while (text.endsWith(QLatin1Char('0'))) {
-            text.chop(1);
-        }
-        if (text.endsWith(QLatin1Char('.'))) {
-            text.chop(1);
-        }
-    }
-    return text;
+int NumberText::decimals(double number) {
+    return Form(number).decimals();
 }
 
-int NumberText::digitsFor(const QList<double>& bounds) {
-    constexpr int most = 17; // enough for any two different doubles
-    const auto fits = [&bounds](int digits) {
-        for (qsizetype i = 1; i < bounds.size(); ++i) {
-            const double gap = bounds.at(i) - bounds.at(i - 1);
-            const bool near = std::abs(rounding(bounds.at(i - 1), digits) - bounds.at(i - 1)) <= gap / 50 &&
-                              std::abs(rounding(bounds.at(i), digits) - bounds.at(i)) <= gap / 50;
-            if (!near || rounded(bounds.at(i), digits) == rounded(bounds.at(i - 1), digits)) {
-                return false;
-            }
+int NumberText::digits(double number) {
+    return Form(number).digits;
+}
+
+QStringList NumberText::alike(const QList<double>& numbers) {
+    constexpr int longestWhole = 14;
+    constexpr int longestFraction = 12;
+    int decimals = 0;
+    int digits = 1;
+    int exponent = 0;
+    for (const double number : numbers) {
+        if (!std::isfinite(number)) {
+            continue;
         }
-        return true;
-    };
-    int digits = 3;
-    while (digits < most && !fits(digits)) {
-        ++digits;
+        const Form form(number);
+        decimals = std::max(decimals, form.decimals());
+        digits = std::max(digits, form.digits);
+        exponent = std::max(exponent, form.exponent);
     }
-    return digits;
+    QStringList texts;
+    for (double number : numbers) {
+        number += 0.0; // no -0
+        if (!std::isfinite(number)) {
+            texts.append(QString::number(number));
+            continue;
+        }
+        if (exponent > longestWhole || decimals > longestFraction) {
+            texts.append(QString::number(number, 'e', digits - 1));
+            continue;
+        }
+        // Zeros are put behind the number's own digits: more of these would show how it is stored.
+        const int own = NumberText::decimals(number);
+        QString text = english().toString(number, 'f', own);
+        if (own == 0 && decimals > 0) {
+            text += QLatin1Char('.');
+        }
+        texts.append(text + QString(decimals - own, QLatin1Char('0')));
+    }
+    return texts;
 }

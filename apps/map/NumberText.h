@@ -2,17 +2,21 @@
 
 #include <QList>
 #include <QString>
+#include <QStringList>
 
 /// Numbers as a reader of a map wants them: as short as they can be, digits in groups of three, "1,364,270".
 namespace NumberText {
 
 QString whole(qsizetype number);
 
-/// Rounded to so many significant digits (1 to 17), without trailing zeros.
-QString rounded(double value, int digits);
+/// The numbers in full, so that each text reads back as its number, and alike: all with as many digits after
+/// the point as the one that needs most. With powers of ten when one of them would be too long otherwise.
+/// What is not finite is "inf", "-inf" or "nan".
+QStringList alike(const QList<double>& numbers);
 
-/// The least number of significant digits, from 3 to 17, with which the bounds of classes can be told apart
-/// and none is moved by more than a fiftieth of the gap to the next. The bounds ascend strictly, are finite.
-int digitsFor(const QList<double>& bounds);
+/// How many digits the finite number has after the point, and how many from its first to its last other than
+/// 0.
+int decimals(double number);
+int digits(double number);
 
 } // namespace NumberText

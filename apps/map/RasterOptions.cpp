@@ -1,10 +1,10 @@
 #include "RasterOptions.h"
 
 #include "Arguments.h"
-#include "SymbologyOptions.h"
+#include "ClassificationOptions.h"
+#include "LegendBounds.h"
 
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
-#include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
 
 #include <QCommandLineParser>
@@ -120,7 +120,7 @@ RasterOptions::RasterOptions(const QCommandLineParser& parser) {
         Arguments::refuse(parser, {"stretch"},
                           QStringLiteral("goes with --grey, --rgb or a continuous ramp"));
     }
-    const GisClassificationSettings settings = SymbologyOptions::classification(
+    const GisClassificationSettings settings = ClassificationOptions::settings(
         parser, QStringLiteral("EqualInterval"), GisColorRampRegistry::defaultRamp());
     if (hasClasses) {
         m_classes = settings;
@@ -161,13 +161,14 @@ RasterOptions::RasterOptions(const QCommandLineParser& parser) {
 void RasterOptions::applyTo(GisLayerGdalRaster& layer) {
     if (m_classes) {
         const QList<double> values = layer.sampleValues(m_style.band());
-        SymbologyOptions::requireFewClasses(*m_classes, values, QStringLiteral("'%1'").arg(layer.name()));
-        m_ranges = GisClassificationEngine::classify(values, m_classes->method, m_classes->classCount,
-                                                     m_classes->interval, m_classes->manualBreaks);
+        const QString what = QStringLiteral("'%1'").arg(layer.name());
+        ClassificationOptions::requireFewClasses(*m_classes, values, what);
+        m_ranges = GisSymbolRendererFactory::classes(values, *m_classes);
         if (m_ranges.isEmpty()) {
             throw std::runtime_error(
                 QStringLiteral("no classes can be made of '%1'").arg(layer.name()).toStdString());
         }
+        ClassificationOptions::sayWhenFewer(*m_classes, m_ranges.size(), values, what);
         QList<GisClassificationRange> ranges = m_ranges;
         if (m_classes->method != GisClassificationMethod::Manual) {
             // A sample need not hold the extremes.
@@ -185,7 +186,7 @@ LegendContent RasterOptions::legend(GisLayerGdalRaster& layer, const QString& ti
     }
     const QString head = title.isEmpty() ? layer.name() : title;
     if (m_classes) {
-        return LegendContent::of(m_ranges, m_style.classColors(), head);
+        return LegendContent::of(LegendBounds(m_ranges, m_classes->method, {}), m_style.classColors(), head);
     }
     const auto [least, greatest] = layer.stretchBounds(m_style.band());
     return LegendContent::of(m_style.ramp(), m_style.isReversed(), least, greatest, head);

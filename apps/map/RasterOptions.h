@@ -38,5 +38,5 @@ public:
 private:
     Cartolith::Core::Symbology::GisRasterStyle m_style;
     std::optional<Cartolith::Core::Symbology::GisClassificationSettings> m_classes;
-    QList<Cartolith::Core::Symbology::GisClassificationRange> m_ranges; ///< as the legend says them
+    QList<Cartolith::Core::Symbology::GisClassificationRange> m_ranges; ///< of the sample
 };

@@ -1,8 +1,12 @@
 #include "RendererFile.h"
 
+#include "Arguments.h"
+
 #include <Cartolith/Core/Symbology/GisSymbologyJson.h>
 
 #include <QFile>
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QSaveFile>
 
 #include <stdexcept>
@@ -14,6 +18,36 @@ namespace {
 
 [[noreturn]] void fail(const QString& path, const QString& message) {
     throw std::runtime_error(QStringLiteral("'%1': %2").arg(path, message).toStdString());
+}
+
+/// The library keeps any text as a colour, and what is none would be drawn black.
+void requireColours(const QJsonObject& style, const QString& path) {
+    for (const char* const name :
+         {"fillColor", "lineColor", "pointColor", "selectedLineColor", "labelColor", "labelHaloColor"}) {
+        const QJsonValue value = style.value(QLatin1String(name));
+        if (value.isString() && !Arguments::isColour(value.toString())) {
+            constexpr qsizetype longest = 40;
+            throw std::runtime_error(
+                QStringLiteral("%1.%2: \"%3\" is no colour; #RRGGBB or a name such as "
+                               "red is expected.")
+                    .arg(path, QLatin1String(name), value.toString().left(longest).simplified())
+                    .toStdString());
+        }
+    }
+}
+
+void requireColoursOfRenderer(const QJsonObject& renderer) {
+    for (const char* const name : {"style", "defaultStyle"}) {
+        requireColours(renderer.value(QLatin1String(name)).toObject(),
+                       QStringLiteral("renderer.%1").arg(QLatin1String(name)));
+    }
+    for (const char* const name : {"classes", "ranges", "rules"}) {
+        const QJsonArray list = renderer.value(QLatin1String(name)).toArray();
+        for (qsizetype i = 0; i < list.size(); ++i) {
+            requireColours(list.at(i).toObject().value(QLatin1String("style")).toObject(),
+                           QStringLiteral("renderer.%1[%2].style").arg(QLatin1String(name)).arg(i));
+        }
+    }
 }
 
 } // namespace
@@ -30,7 +64,10 @@ std::unique_ptr<GisSymbolRenderer> RendererFile::read(const QString& path) {
         fail(path, QStringLiteral("larger than 64 MB"));
     }
     try {
-        return GisSymbologyJson::rendererFromJson(GisSymbologyJson::fromText(text));
+        const QJsonObject json = GisSymbologyJson::fromText(text);
+        auto renderer = GisSymbologyJson::rendererFromJson(json);
+        requireColoursOfRenderer(json);
+        return renderer;
     } catch (const std::runtime_error& error) {
         fail(path, QString::fromUtf8(error.what()));
     }

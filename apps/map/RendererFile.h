@@ -9,7 +9,8 @@
 /// Renderers on disk, as JSON; docs/symbology.md shows one.
 namespace RendererFile {
 
-/// Never null. \throws std::runtime_error naming the file, and where in it the fault lies
+/// Never null; its colours are such as Arguments::colour() takes. \throws std::runtime_error naming the file,
+/// and where in it the fault lies
 std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer> read(const QString& path);
 
 /// Written beside its name first and put in place when it is complete. \throws std::runtime_error

@@ -14,6 +14,9 @@ struct SheetColours {
     QColor ink{0x25, 0x32, 0x38};      ///< titles and legends
     QColor faintInk{0x6B, 0x7C, 0x85}; ///< frames and small print
 
+    /// The contrast of a colour to paper or sea, whichever is less; lines and points want 3.
+    double contrast(const QColor& colour) const;
+
     SheetColours() = default;
     /// Paper and sea are the theme's background, on which its styles can be read; the rest lies between that
     /// and the theme's text.

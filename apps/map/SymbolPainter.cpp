@@ -23,7 +23,7 @@ void SymbolPainter::use(Pens pens, const GisLayerStyle& style) {
     }
     QColor fill(pens == Pens::Point ? style.pointColor() : style.fillColor());
     if (pens == Pens::Shape) {
-        fill.setAlpha(std::clamp(style.fillOpacity(), 0, 255));
+        fill.setAlpha(fill.alpha() * std::clamp(style.fillOpacity(), 0, 255) / 255);
     }
     m_painter.setBrush(fill);
     const double width = sane(style.lineWidth());
@@ -41,6 +41,18 @@ void SymbolPainter::area(const QPainterPath& path, const GisLayerStyle& style) {
 
 void SymbolPainter::line(const QPolygonF& line, const GisLayerStyle& style) {
     use(Pens::Shape, style);
+    m_painter.drawPolyline(line);
+}
+
+void SymbolPainter::casing(const QPolygonF& line, const GisLayerStyle& style, const LineCasing& casing) {
+    if (!casing.lines.contains(style.lineColor())) {
+        return;
+    }
+    constexpr float beside = 0.8F; // pixels on each side
+    GisLayerStyle wider = style;
+    wider.setLineColor(casing.colour.name());
+    wider.setLineWidth(style.lineWidth() + 2.0F * beside);
+    use(Pens::Shape, wider);
     m_painter.drawPolyline(line);
 }
 

@@ -2,10 +2,18 @@
 
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 
+#include <QColor>
 #include <QPolygonF>
+#include <QStringList>
 
 class QPainter;
 class QPainterPath;
+
+/// A wider line below lines of some colours, which would hardly be seen without.
+struct LineCasing {
+    QColor colour;
+    QStringList lines; ///< their colours
+};
 
 /// Draws single symbols in pixels as a style says: the shapes of a map and the samples of a legend look alike
 /// because both are drawn here. Leaves pen and brush of the painter as the last symbol needed them.
@@ -16,6 +24,9 @@ public:
 
     void area(const QPainterPath& path, const Cartolith::Core::Layers::GisLayerStyle& style);
     void line(const QPolygonF& line, const Cartolith::Core::Layers::GisLayerStyle& style);
+    /// What sets such a line off, to be drawn below it; nothing when there is none for it.
+    void casing(const QPolygonF& line, const Cartolith::Core::Layers::GisLayerStyle& style,
+                const LineCasing& casing);
     void point(QPointF centre, const Cartolith::Core::Layers::GisLayerStyle& style);
 
 private:

@@ -1,13 +1,15 @@
 #include "SymbologyOptions.h"
 
 #include "Arguments.h"
-#include "NumberText.h"
+#include "ClassificationOptions.h"
 #include "RendererFields.h"
 #include "RendererFile.h"
 
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
+#include <Cartolith/Core/Symbology/GisColorPerception.h>
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
+#include <Cartolith/Core/Symbology/GisReadableColors.h>
 
 #include <QCommandLineParser>
 
@@ -22,9 +24,10 @@ using Shapes::GisShapeType;
 
 namespace {
 
-const char* const symbologyHelp = R"(  --fill #RRGGBB            area colour
-  --line #RRGGBB            line and outline colour
-  --point #RRGGBB           point colour
+const char* const symbologyHelp =
+    R"(  --fill COLOUR             area colour: #RRGGBB, #AARRGGBB with opacity, a name such as red, or none
+  --line COLOUR             line and outline colour
+  --point COLOUR            point colour
   --width PIXELS            line width
   --theme NAME              paper, text, styles and ramp of a theme:%1
 Classes of numbers
@@ -42,82 +45,23 @@ Rules and saved styles
   --save-style FILE         save what the map is drawn with
 Colours of classes and categories
   --ramp NAME               %3;
-                            when not given, the theme's, or Viridis for classes and Unique for categories
+                            when not given, the theme's or Viridis for classes, and distinct colours for
+                            categories: those of Unique, or, beyond ten and with a theme, chosen for the background
   --ramp-mode MODE          continuous (from end to end of the ramp) or discrete (from the middle of equal parts)
   --reversed                the ramp the other way round
 )";
 
-constexpr int mostClasses = 1000;
-
-enum class Interval { None, Optional, Required };
-
-struct Method {
-    GisClassificationMethod method;
-    const char* name;
-    bool counts; ///< takes a number of classes
-    Interval interval;
-};
-
-constexpr Method methods[] = {
-    {GisClassificationMethod::Manual, "Manual", false, Interval::None},
-    {GisClassificationMethod::DefinedInterval, "DefinedInterval", false, Interval::Required},
-    {GisClassificationMethod::EqualInterval, "EqualInterval", true, Interval::None},
-    {GisClassificationMethod::Quantile, "Quantile", true, Interval::None},
-    {GisClassificationMethod::NaturalBreaks, "NaturalBreaks", true, Interval::None},
-    {GisClassificationMethod::Quartile, "Quartile", false, Interval::None},
-    {GisClassificationMethod::StandardDeviation, "StandardDeviation", false, Interval::Optional},
-    {GisClassificationMethod::StandardDeviationWithCentral, "StandardDeviationWithCentral", false,
-     Interval::Optional},
-    {GisClassificationMethod::GeometricalInterval, "GeometricalInterval", true, Interval::None},
-    {GisClassificationMethod::KMeans, "KMeans", true, Interval::None},
-    {GisClassificationMethod::KMeansSpatial, "KMeansSpatial", true, Interval::None},
-};
-
-QStringList methodNames() {
-    QStringList names;
-    for (const Method& method : methods) {
-        names.append(QString::fromLatin1(method.name));
-    }
-    return names;
+bool isThin(const GisLayerVector& layer) {
+    return layer.shapeType() == GisShapeType::Point || layer.shapeType() == GisShapeType::Polyline;
 }
 
-/// Names on lines of their own, in the column and to the width of the help text.
-QString wrapped(const QStringList& names) {
-    constexpr qsizetype width = 84;
-    const QString lineStart = QLatin1Char('\n') + QString(28, QLatin1Char(' '));
-    QString text;
-    QString line;
-    for (const QString& name : names) {
-        if (!line.isEmpty() && line.size() + name.size() + 3 > width) {
-            text += lineStart + line + QLatin1Char(',');
-            line.clear();
-        }
-        line += (line.isEmpty() ? QString() : QStringLiteral(", ")) + name;
-    }
-    return text + lineStart + line;
-}
-
-const Method& methodOf(const QString& name) {
-    const auto* const found =
-        std::find_if(std::begin(methods), std::end(methods), [&name](const Method& method) {
-            return name.compare(QLatin1String(method.name), Qt::CaseInsensitive) == 0;
-        });
-    if (found == std::end(methods)) {
-        Arguments::unknown(QStringLiteral("method"), name, methodNames());
-    }
-    return *found;
-}
-
-/// As many of the ramp's own colours as asked for: between distinct colours lie indistinct ones.
-GisColorRamp shortened(const GisColorRamp& ramp, qsizetype count) {
-    if (count > ramp.stops().size() || count < 2) {
-        return ramp;
-    }
-    QList<GisColorRampStop> stops = ramp.stops().first(count);
-    for (qsizetype i = 0; i < count; ++i) {
-        stops[i].position = static_cast<double>(i) / static_cast<double>(count - 1);
-    }
-    return {ramp.name(), stops};
+/// The part of the ramp that stands out from the theme's background, when it has room for so many classes.
+/// Otherwise the whole of it: lines have a casing then, and points an outline.
+GisColorRamp readable(const GisColorRamp& ramp, const GisSymbolTheme& theme, int classes) {
+    constexpr double tellable = 5.0;
+    const GisColorRamp part = GisReadableColors::partOf(ramp, theme.backgroundColor);
+    const QList<QString> colours = part.colors(classes);
+    return !colours.isEmpty() && GisColorPerception::leastDifference(colours) >= tellable ? part : ramp;
 }
 
 /// A file made for other data would silently draw everything alike.
@@ -157,7 +101,8 @@ void SymbologyOptions::addTo(QCommandLineParser& parser) {
 
 QString SymbologyOptions::help() {
     return QString::fromUtf8(symbologyHelp)
-        .arg(wrapped(GisDefaultSymbolStyles::names()), wrapped(methodNames()),
+        .arg(ClassificationOptions::wrapped(GisDefaultSymbolStyles::names()),
+             ClassificationOptions::wrapped(ClassificationOptions::methodNames()),
              GisColorRampRegistry::names().join(QStringLiteral(", ")));
 }
 
@@ -212,7 +157,10 @@ void SymbologyOptions::readColours(const QCommandLineParser& parser) {
         return parser.isSet(option) ? std::optional(Arguments::colour(option, parser.value(option)))
                                     : std::nullopt;
     };
-    m_given.fill = colour("fill");
+    m_given.hollow = parser.value("fill") == QLatin1String("none");
+    if (!m_given.hollow) {
+        m_given.fill = colour("fill");
+    }
     m_given.line = colour("line");
     m_given.point = colour("point");
     if (parser.isSet("width")) {
@@ -235,72 +183,12 @@ void SymbologyOptions::readClassification(const QCommandLineParser& parser) {
         Arguments::refuse(parser, {"ramp", "ramp-mode", "reversed"}, "goes with --field or --categories");
     }
 
-    const GisColorRamp ramp =
-        m_theme ? m_theme->ramp
-                : GisColorRampRegistry::ramp(parser.isSet("categories") ? "Unique" : "Viridis");
-    m_settings = classification(parser, QStringLiteral("NaturalBreaks"), ramp);
-}
-
-GisClassificationSettings SymbologyOptions::classification(const QCommandLineParser& parser,
-                                                           const QString& otherwise,
-                                                           const GisColorRamp& ramp) {
-    GisClassificationSettings settings;
-    const Method& method = methodOf(parser.isSet("method")   ? parser.value("method")
-                                    : parser.isSet("breaks") ? QStringLiteral("Manual")
-                                                             : otherwise);
-    const QString name = QString::fromLatin1(method.name);
-    settings.method = method.method;
-    if (!method.counts) {
-        Arguments::refuse(parser, {"classes"},
-                          QStringLiteral("does not go with %1, which finds the number itself").arg(name));
-    }
-    if (method.interval == Interval::None) {
-        Arguments::refuse(parser, {"interval"}, QStringLiteral("does not go with %1").arg(name));
-    } else if (method.interval == Interval::Required && !parser.isSet("interval")) {
-        throw UsageError(QStringLiteral("%1 wants --interval").arg(name));
-    }
-    if ((method.method == GisClassificationMethod::Manual) != parser.isSet("breaks")) {
-        throw UsageError(QStringLiteral("--breaks and the method Manual go together"));
-    }
-    if (parser.isSet("classes")) {
-        settings.classCount = Arguments::whole("classes", parser.value("classes"), 1, mostClasses);
-    }
-    if (parser.isSet("interval")) {
-        settings.interval = Arguments::number("interval", parser.value("interval"), 1e-300, 1e300);
-    }
-    if (parser.isSet("breaks")) {
-        settings.manualBreaks = Arguments::breaks("breaks", parser.value("breaks"));
-    }
-    settings.ramp = ramp;
-    if (parser.isSet("ramp") && !GisColorRampRegistry::tryGetRamp(parser.value("ramp"), settings.ramp)) {
-        Arguments::unknown(QStringLiteral("ramp"), parser.value("ramp"), GisColorRampRegistry::names());
-    }
-    if (parser.isSet("ramp-mode")) {
-        const QString mode = parser.value("ramp-mode");
-        if (mode != QLatin1String("continuous") && mode != QLatin1String("discrete")) {
-            Arguments::unknown(QStringLiteral("ramp mode"), mode, {"continuous", "discrete"});
-        }
-        settings.mode =
-            mode == QLatin1String("discrete") ? GisColorRampMode::Discrete : GisColorRampMode::Continuous;
-    }
-    settings.reversed = parser.isSet("reversed");
-    return settings;
-}
-
-void SymbologyOptions::requireFewClasses(const GisClassificationSettings& settings,
-                                         const QList<double>& values, const QString& what) {
-    if (settings.method != GisClassificationMethod::DefinedInterval || values.isEmpty()) {
-        return;
-    }
-    const auto [least, greatest] = std::minmax_element(values.cbegin(), values.cend());
-    if ((*greatest - *least) / settings.interval > mostClasses) {
-        throw std::runtime_error(
-            QStringLiteral("an interval of %1 makes more than %2 classes of %3, which reaches from %4 to %5")
-                .arg(GisClassificationEngine::numberText(settings.interval), NumberText::whole(mostClasses),
-                     what, GisClassificationEngine::numberText(*least),
-                     GisClassificationEngine::numberText(*greatest))
-                .toStdString());
-    }
+    const bool isQualitative = parser.isSet("categories");
+    const GisColorRamp ramp = m_theme && !isQualitative
+                                  ? m_theme->ramp
+                                  : GisColorRampRegistry::ramp(isQualitative ? "Unique" : "Viridis");
+    m_hasRamp = parser.isSet("ramp");
+    m_settings = ClassificationOptions::settings(parser, QStringLiteral("NaturalBreaks"), ramp);
 }
 
 GisLayerStyle SymbologyOptions::baseStyle(const GisLayerVector& layer) const {
@@ -327,11 +215,53 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::graduated(const GisLayerVec
     for (const auto& shape : layer.items()) {
         column.append(shape->attributes().value(m_field));
     }
-    requireFewClasses(m_settings, GisClassificationEngine::numericValues(column),
-                      QStringLiteral("field '%1'").arg(m_field));
-    auto renderer = GisSymbolRendererFactory::graduated(layer, m_field, m_settings);
+    const QList<double> values = GisClassificationEngine::numericValues(column);
+    const QString what = QStringLiteral("field '%1'").arg(m_field);
+    ClassificationOptions::requireFewClasses(m_settings, values, what);
+    GisClassificationSettings settings = m_settings;
+    if (m_theme && isThin(layer)) {
+        settings.ramp =
+            m_hasRamp ? readable(settings.ramp, *m_theme, settings.classCount) : m_theme->lineRamp;
+    }
+    auto renderer = GisSymbolRendererFactory::graduated(layer, m_field, settings);
+    ClassificationOptions::sayWhenFewer(m_settings, renderer->ranges().size(), values, what);
     ClassStyles(m_given, m_colours, layer.shapeType()).applyTo(*renderer);
     return renderer;
+}
+
+QList<QString> SymbologyOptions::categoryColours(qsizetype count, bool isThin) const {
+    // Between the ramp's distinct colours lie indistinct ones, and on a theme they may not be seen.
+    constexpr double areaContrast = 1.3;
+    QList<QString> colours;
+    if (!m_theme && count <= m_settings.ramp.stops().size()) {
+        for (const GisColorRampStop& stop : m_settings.ramp.stops().first(count)) {
+            colours.append(stop.color);
+        }
+    } else {
+        colours = GisReadableColors::categories(static_cast<int>(count), m_colours.sea.name(),
+                                                isThin ? GisReadableColors::lineContrast : areaContrast);
+    }
+    if (m_settings.reversed) {
+        std::reverse(colours.begin(), colours.end());
+    }
+    return colours;
+}
+
+LineCasing SymbologyOptions::casing(const GisSymbolRenderer& renderer) const {
+    if (renderer.type() == GisSymbolRendererType::Simple) {
+        return {}; // what somebody asked for
+    }
+    LineCasing casing{m_colours.faintInk, {}};
+    bool anyFaint = false;
+    const QList<GisSymbolLegendItem> items = renderer.legendItems();
+    for (const GisSymbolLegendItem& item : items) {
+        if (item.enabled && !item.isDefault) {
+            const QString colour = item.style.lineColor();
+            casing.lines.append(colour);
+            anyFaint = anyFaint || m_colours.contrast(QColor(colour)) < GisReadableColors::lineContrast;
+        }
+    }
+    return anyFaint ? casing : LineCasing();
 }
 
 std::unique_ptr<GisSymbolRenderer> SymbologyOptions::categorized(const GisLayerVector& layer) const {
@@ -339,9 +269,13 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::categorized(const GisLayerV
                                                           m_settings.mode, m_settings.reversed);
     if (m_settings.ramp.name() == QLatin1String("Unique") &&
         m_settings.mode == GisColorRampMode::Continuous) {
-        renderer = GisSymbolRendererFactory::categorized(
-            layer, m_categories, shortened(m_settings.ramp, renderer->classes().size()), m_settings.mode,
-            m_settings.reversed);
+        const QList<QString> colours = categoryColours(renderer->classes().size(), isThin(layer));
+        QList<GisCategorizedSymbolClass> classes = renderer->classes();
+        renderer->clearClasses();
+        for (qsizetype i = 0; i < classes.size(); ++i) {
+            classes[i].style = GisClassificationEngine::styleWithColor(layer.style(), colours.at(i));
+            renderer->addClass(classes.at(i));
+        }
     }
     ClassStyles(m_given, m_colours, layer.shapeType()).applyTo(*renderer);
     return renderer;

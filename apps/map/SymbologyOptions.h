@@ -2,6 +2,7 @@
 
 #include "ClassStyles.h"
 #include "SheetColours.h"
+#include "SymbolPainter.h"
 
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
@@ -22,15 +23,6 @@ public:
     /// The one that is named; none when none is. \throws UsageError
     static std::optional<Cartolith::Core::Symbology::GisSymbolTheme> theme(const QCommandLineParser& parser);
 
-    /// What the options about classes of numbers and about ramps say; the method and the ramp when they say
-    /// nothing. \throws UsageError
-    static Cartolith::Core::Symbology::GisClassificationSettings
-    classification(const QCommandLineParser& parser, const QString& otherwise,
-                   const Cartolith::Core::Symbology::GisColorRamp& ramp);
-    /// \throws std::runtime_error when an interval makes more classes of the values than anybody can want
-    static void requireFewClasses(const Cartolith::Core::Symbology::GisClassificationSettings& settings,
-                                  const QList<double>& values, const QString& what);
-
     /// Everything as when no option is given.
     SymbologyOptions() = default;
     /// Reads the renderer's file, if one is named. \throws UsageError for choices that are unknown, out of
@@ -47,6 +39,9 @@ public:
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer>
     makeRenderer(Cartolith::Core::Layers::GisLayerVector& layer) const;
 
+    /// Of the lines of classes, when some of them would hardly be seen.
+    LineCasing casing(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer) const;
+
     /// Writes the renderer to the file of --save-style, if one is named. \throws std::runtime_error
     void save(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer) const;
 
@@ -60,10 +55,12 @@ private:
     graduated(const Cartolith::Core::Layers::GisLayerVector& layer) const;
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer>
     categorized(const Cartolith::Core::Layers::GisLayerVector& layer) const;
+    QList<QString> categoryColours(qsizetype count, bool isThin) const;
 
     SheetColours m_colours;
     std::optional<Cartolith::Core::Symbology::GisSymbolTheme> m_theme;
     GivenStyle m_given;
+    bool m_hasRamp = false; ///< somebody named one
     QString m_field;
     QString m_categories;
     Cartolith::Core::Symbology::GisClassificationSettings m_settings;

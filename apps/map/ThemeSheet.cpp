@@ -74,6 +74,14 @@ void drawLandscape(QPainter& painter, const GisSymbolTheme& theme, const QRectF&
     drawLabel(painter, at(labelPlace), theme.areaStyle, qMax(8, static_cast<int>(frame.height() / 11)));
 }
 
+void drawRamp(QPainter& painter, const Symbology::GisColorRamp& ramp, const QRectF& place) {
+    QLinearGradient gradient(place.bottomLeft(), place.bottomRight());
+    for (const Symbology::GisColorRampStop& stop : ramp.stops()) {
+        gradient.setColorAt(stop.position, QColor(stop.color));
+    }
+    painter.fillRect(place, gradient);
+}
+
 void drawTheme(QPainter& painter, const GisSymbolTheme& theme, const QRectF& tile) {
     painter.fillRect(tile, QColor(theme.backgroundColor));
     const double margin = tile.height() * 0.06;
@@ -89,11 +97,10 @@ void drawTheme(QPainter& painter, const GisSymbolTheme& theme, const QRectF& til
     const double foot = tile.height() * 0.12;
     drawLandscape(painter, theme, inner.adjusted(0, head, 0, -foot));
 
-    QLinearGradient gradient(inner.bottomLeft(), inner.bottomRight());
-    for (const Symbology::GisColorRampStop& stop : theme.ramp.stops()) {
-        gradient.setColorAt(stop.position, QColor(stop.color));
-    }
-    painter.fillRect(QRectF(inner.left(), inner.bottom() - foot * 0.6, inner.width(), foot * 0.6), gradient);
+    // The ramp of areas, and below it that of lines and points.
+    const QRectF strip(inner.left(), inner.bottom() - foot * 0.6, inner.width(), foot * 0.3);
+    drawRamp(painter, theme.ramp, strip);
+    drawRamp(painter, theme.lineRamp, strip.translated(0, strip.height()));
 }
 
 } // namespace

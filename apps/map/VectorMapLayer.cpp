@@ -23,7 +23,9 @@ VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOp
     assumeSystem(m_source, options.file, options.assumed);
     m_renderer = symbology.makeRenderer(m_source);
     symbology.save(*m_renderer);
-    m_log.done("classify", QStringLiteral("%1 styles").arg(m_renderer->legendItems().size()));
+    m_casing = symbology.casing(*m_renderer);
+    m_log.done("classify", QStringLiteral("%1 styles").arg(m_renderer->legendItems().size()) +
+                               ClassStyles::nearestColours(*m_renderer));
 }
 
 std::shared_ptr<CoordinateSystem> VectorMapLayer::system() const {
@@ -50,7 +52,12 @@ Shapes::GisExtent VectorMapLayer::extent() const {
 }
 
 std::optional<LegendContent> VectorMapLayer::legend() {
-    return m_options.legend ? std::optional(LegendContent::of(layer(), m_options.legendTitle)) : std::nullopt;
+    if (!m_options.legend) {
+        return std::nullopt;
+    }
+    LegendContent content = LegendContent::of(layer(), m_options.legendTitle);
+    content.casing = m_casing;
+    return content;
 }
 
 MapSheet::Content VectorMapLayer::content(const MapView& view) {
@@ -61,7 +68,7 @@ MapSheet::Content VectorMapLayer::content(const MapView& view) {
     m_log.done("style", QStringLiteral("for each of %1 shapes, renderer asked %2 times")
                             .arg(shapes.size())
                             .arg(styles.asked()));
-    return {shapes, styles};
+    return {shapes, styles, {}, m_casing};
 }
 
 const Shapes::GisShape* VectorMapLayer::shapeAt(const Shapes::GisShapePoint& place, double tolerance) {

@@ -35,4 +35,5 @@ private:
     Cartolith::Core::Layers::GisLayerOgrVector m_source;
     std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> m_projected;
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer> m_renderer;
+    LineCasing m_casing;
 };

@@ -1,20 +1,24 @@
 #include "Legend.h"
 
 #include "../TestSeed.h"
+#include "DataFolder.h"
 #include "NumberText.h"
 #include "TestLayers.h"
 
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisColorRamp.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisRuleBasedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
+#include <Cartolith/Core/Symbology/GisSymbolRendererFactory.h>
 
 #include <QPainter>
 #include <QSet>
 #include <gtest/gtest.h>
 
 #include <cmath>
+#include <limits>
 #include <random>
 
 using namespace Cartolith::Core;
@@ -86,9 +90,9 @@ TEST(LegendContent, ShowsEachClassAndWhoIsInNone) {
          ranges(Method::Quantile, {{0, 10, {}, false}, {10, 20}}),
          "10 – 20: 1 | * Other: 1"},
         {"a label somebody wrote", {1}, ranges(Method::Quantile, {{0, 10, "low"}}), "low: 1"},
-        {"the library's own label", {1}, ranges(Method::Quantile, {{0, 1234567, "0 - 1234567"}}), "0 – 1,230,000: 1"},
+        {"the library's own label", {1}, ranges(Method::Quantile, {{0, 1234567, "0 - 1234567"}}), "0 – 1,240,000: 1"},
         {"bounds somebody gave", {1}, ranges(Method::Manual, {{0, 1234567}}), "0 – 1,234,567: 1"},
-        {"negative numbers", {-1}, ranges(Method::Quantile, {{-10, -0.5}}), "-10 to -0.5: 1"},
+        {"negative numbers", {-1}, ranges(Method::Quantile, {{-10, -0.5}}), "-10.0 to -0.5: 1"},
         {"a single value", {123456}, ranges(Method::Quantile, {{123456, 123456}}), "123,456: 0 | * Other: 1"},
         {"categories", {"b", "a", "b", none}, categories({"a", "b"}), "a: 1 | b: 2 | * No value: 1"},
         {"the null category", {none, "a"}, categories({none}), "No value: 1 | * Other: 1"},
@@ -117,37 +121,134 @@ TEST(LegendContent, GivesTheFitOfTheEnabledClasses) {
     EXPECT_EQ(fitOf({1}, {{5, 9}}), "") << "no value lies in a class";
 }
 
-TEST(NumberText, IsShortAndKeepsBoundsApart) {
-    const struct {
-        double value;
-        int digits;
-        const char* text;
-    } cases[] = {{0, 3, "0"},          {-0.0, 3, "0"},        {1364270000, 3, "1,360,000,000"}, {999.96, 3, "1,000"},
-                 {999.96, 4, "1,000"}, {999.96, 5, "999.96"}, {-0.0526, 2, "-0.053"},           {2.50, 5, "2.5"},
-                 {1e-9, 3, "1e-09"},   {1e300, 3, "1e+300"},  {0.1, 17, "0.10000000000000001"}};
-    for (const auto& test : cases) {
-        EXPECT_EQ(NumberText::rounded(test.value, test.digits), test.text);
-    }
-    EXPECT_EQ(NumberText::digitsFor({0, 5e5, 1e6}), 3);
-    EXPECT_EQ(NumberText::digitsFor({1994, 2002, 2010}), 4) << "a year is not rounded to ten";
-    EXPECT_EQ(NumberText::digitsFor({1, std::nextafter(1, 2)}), 17);
+QStringList boundsOf(const QString& label) {
+    return QString(label).remove(',').replace(" to ", " – ").split(" – ");
+}
 
-    std::mt19937 random(test::seed());
-    for (int round = 0; round < 300; ++round) {
-        const double scale = std::pow(10.0, std::uniform_real_distribution<>(-12, 18)(random));
-        QList<double> bounds = {std::uniform_real_distribution<>(-scale, scale)(random)};
-        for (int i = 0; i < 5; ++i) {
-            bounds.append(bounds.last() + scale * std::pow(10.0, std::uniform_real_distribution<>(-9, 1)(random)));
-        }
-        const int digits = NumberText::digitsFor(bounds);
-        for (qsizetype i = 1; i < bounds.size(); ++i) {
-            for (const double bound : {bounds[i - 1], bounds[i]}) {
-                const double read = NumberText::rounded(bound, digits).remove(',').toDouble();
-                ASSERT_LE(std::abs(read - bound), (bounds[i] - bounds[i - 1]) / 49) << bound;
-            }
-            ASSERT_NE(NumberText::rounded(bounds[i], digits), NumberText::rounded(bounds[i - 1], digits));
+/// Whether a reader of the legend looks for the number in that row: a bound belongs to the row it begins.
+bool reads(const QString& label, double value, bool isLast) {
+    const QStringList bounds = boundsOf(label);
+    const double from = bounds.first().toDouble();
+    const double to = bounds.last().toDouble();
+    return bounds.size() == 1 ? value == from : value >= from && (value < to || (isLast && value == to));
+}
+
+/// Checks each feature of a layer that has its renderer.
+void expectEachInTheRowOfItsColour(const Layers::GisLayerVector& layer, const QString& field) {
+    const auto& renderer = dynamic_cast<const GisGraduatedSymbolRenderer&>(*layer.symbolRenderer());
+    const LegendContent legend = LegendContent::of(layer, {});
+    const qsizetype classes = renderer.ranges().size();
+    QSet<qsizetype> decimals;
+    for (qsizetype row = 0; row < classes; ++row) {
+        for (const QString& bound : boundsOf(legend.rows[row].label)) {
+            const QString digits = bound.section('e', 0, 0);
+            decimals.insert(digits.contains('.') ? digits.size() - digits.indexOf('.') : 0);
         }
     }
+    EXPECT_EQ(decimals.size(), 1) << "digits after the point differ";
+    for (const auto& shape : layer.items()) {
+        const GisSymbolContext context(*shape);
+        bool ok = false;
+        const double value = context.attribute(field).toDouble(&ok);
+        for (qsizetype row = 0; ok && row < classes; ++row) {
+            ASSERT_EQ(reads(legend.rows[row].label, value, row + 1 == classes),
+                      renderer.legendIndexForFeature(context) == row)
+                << qPrintable(QString::number(value, 'g', 17)) << " and " << qPrintable(legend.rows[row].label);
+        }
+    }
+}
+
+TEST(LegendBounds, PutEachCountryIntoTheRowOfItsColour) {
+    Layers::GisLayerOgrVector countries(CARTOLITH_DATA_DIR "/world-countries.gpkg");
+    ASSERT_TRUE(countries.open());
+    for (const char* field : {"pop", "gdpPercap", "lifeExp", "area_km2"}) {
+        for (const Method method : {Method::EqualInterval, Method::Quantile, Method::NaturalBreaks,
+                                    Method::GeometricalInterval, Method::KMeans, Method::StandardDeviation}) {
+            for (int classes = 3; classes <= 9; ++classes) {
+                SCOPED_TRACE(testing::Message() << field << ", method " << int(method) << ", " << classes);
+                GisClassificationSettings settings;
+                settings.method = method;
+                settings.classCount = classes;
+                settings.interval = 0.5;
+                countries.setSymbolRenderer(GisSymbolRendererFactory::graduated(countries, field, settings));
+                expectEachInTheRowOfItsColour(countries, field);
+            }
+        }
+    }
+}
+
+TEST(LegendBounds, PutEachValueOfAnyColumnIntoTheRowOfItsColour) {
+    std::mt19937 random(test::seed());
+    std::normal_distribution<> normal;
+    for (int round = 0; round < 120; ++round) {
+        const double scale = std::pow(10.0, 3.0 * normal(random));
+        const double offset = round % 3 == 0 ? 0.0 : 100.0 * scale * normal(random);
+        const double step = round % 2 == 0 ? 0.0 : scale / 7.0;
+        QVariantList values;
+        for (int i = 0; i < 60; ++i) {
+            const double value = offset + scale * std::exp(normal(random));
+            values.append(step > 0.0 ? std::round(value / step) * step : value);
+        }
+        const auto layer = test::squaresOf(values);
+        GisClassificationSettings settings;
+        settings.method = static_cast<Method>(2 + round % 9);
+        settings.classCount = 2 + round % 11;
+        SCOPED_TRACE(testing::Message() << "round " << round << ", seed " << test::seed());
+        layer->setSymbolRenderer(GisSymbolRendererFactory::graduated(*layer, "v", settings));
+        expectEachInTheRowOfItsColour(*layer, "v");
+    }
+}
+
+TEST(LegendBounds, AreShortAndAlike) {
+    constexpr double huge = std::numeric_limits<double>::max();
+    const struct {
+        const char* what;
+        QVariantList values;
+        Method method;
+        int classes;
+        QString labels;
+    } rows[] = {
+        {"the greatest value alone", {1, 2, 3, 100}, Method::NaturalBreaks, 2, "1 – 50 | 100"},
+        {"neighbours", {1, 2, 3}, Method::NaturalBreaks, 3, "1 – 2 | 2 – 3 | 3"},
+        {"one value", {7, 7}, Method::NaturalBreaks, 3, "7"},
+        {"the ends go outwards",
+         {1'012'345, 1'650'000, 2'345'678},
+         Method::EqualInterval,
+         2,
+         "1,000,000 – 1,680,000 | 1,680,000 – 2,350,000"},
+        {"zeros alike", {0.5, 1, 1.25, 3}, Method::EqualInterval, 2, "0.50 – 1.75 | 1.75 – 3.00"},
+        {"a year is not rounded to ten",
+         {1994, 2001, 2003, 2010},
+         Method::EqualInterval,
+         2,
+         "1,994 – 2,002 | 2,002 – 2,010"},
+        {"wide apart", {-huge, 0, huge}, Method::Quantile, 2, {}},
+        {"hardly apart", {1, std::nextafter(1, 2)}, Method::Quantile, 2, {}},
+        {"powers of ten", {1e-30, 3e-30, 9e-30}, Method::EqualInterval, 2, "1e-30 – 5e-30 | 5e-30 – 9e-30"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.what);
+        const auto layer = test::squaresOf(row.values);
+        GisClassificationSettings settings;
+        settings.method = row.method;
+        settings.classCount = row.classes;
+        layer->setSymbolRenderer(GisSymbolRendererFactory::graduated(*layer, "v", settings));
+        expectEachInTheRowOfItsColour(*layer, "v");
+        QStringList labels;
+        for (const LegendContent::Row& shown : LegendContent::of(*layer, {}).rows) {
+            labels.append(shown.label);
+        }
+        if (!row.labels.isEmpty()) {
+            EXPECT_EQ(labels.join(" | "), row.labels);
+        }
+    }
+}
+
+TEST(NumberText, ReadsBackAndIsAlike) {
+    EXPECT_EQ(NumberText::alike({0, -0.0, 1364270000}).join(' '), "0 0 1,364,270,000");
+    EXPECT_EQ(NumberText::alike({2.5, 1000, 0.1}).join(' '), "2.5 1,000.0 0.1");
+    EXPECT_EQ(NumberText::alike({1e300, 1.5, std::numeric_limits<double>::infinity()}).join(' '),
+              "1.0e+300 1.5e+00 inf");
 }
 
 TEST(Legend, StaysInItsRoomAndCountsWhatItDoesNotShow) {

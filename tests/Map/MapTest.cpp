@@ -148,7 +148,7 @@ TEST(Arguments, RefuseWhatIsNotPlain) {
         EXPECT_THROW(Arguments::extent(text), UsageError) << text;
     }
     EXPECT_THROW(Arguments::lonLat("identify", "181,0"), UsageError);
-    EXPECT_THROW(Arguments::colour("fill", "red"), UsageError);
+    EXPECT_THROW(Arguments::colour("fill", "redd"), UsageError);
     EXPECT_EQ(Arguments::colour("fill", "#abcdef"), "#ABCDEF");
 }
 

@@ -98,7 +98,8 @@ TEST(RasterMapLayer, ShowsTheColoursOfItsLegendInTheirPlace) {
         QStringList labels;
     } rows[] = {
         {"--breaks=-1,10,50,100", {"-1 to 10", "10 to 50", "50 to 100"}},
-        {"--classes 2 --ramp Plasma", {"-1 to 43.5", "43.5 to 88"}},
+        {"--breaks=-1,10.12345,99", {"-1.00000 to 10.12345", "10.12345 to 99.00000"}},
+        {"--classes 2 --ramp Plasma", {"-1.0 to 43.5", "43.5 to 88.0"}},
         {"--ramp Plasma --stretch 0,60", {"60", "50", "40", "30", "20", "10", "0"}},
     };
     for (const auto& row : rows) {

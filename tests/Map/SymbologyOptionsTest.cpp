@@ -2,11 +2,15 @@
 
 #include "Arguments.h"
 #include "MapSheet.h"
+#include "SymbolPainter.h"
 #include "TestLayers.h"
 
+#include <Cartolith/Core/Symbology/GisColorPerception.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
 
 #include <QCommandLineParser>
+#include <QPainter>
+#include <QPainterPath>
 #include <gtest/gtest.h>
 
 using namespace Cartolith::Core;
@@ -60,7 +64,8 @@ TEST(SymbologyOptions, RefuseWhatMakesNoSense) {
         {"--field a --method Quantile --breaks 1,2", "go together"},
         {"--field a --method Manual --breaks 1,1", "two or more different numbers"},
         {"--field a --method Manual --breaks 1,x", "two or more different numbers"},
-        {"--fill red", "#RRGGBB"},
+        {"--fill redd", "--fill wants a colour, as #RRGGBB or a name such as red, not 'redd'"},
+        {"--line none", "--line wants a colour"},
         {"--width -1", "--width wants"},
     };
     for (const auto& test : cases) {
@@ -107,6 +112,110 @@ TEST(SymbologyOptions, KeepFeaturesOfOneClassAndThoseWithoutAValueApart) {
     }
     EXPECT_EQ(optionsOf("--categories v --line #010203").makeRenderer(*layer)->legendItems().last().style.lineColor(),
               "#010203");
+}
+
+std::unique_ptr<Layers::GisLayerVector> linesOf(int count, Shapes::GisShapeType kind) {
+    auto layer = Layers::GisLayerVector::createInMemory("test", kind, {});
+    for (int i = 0; i < count; ++i) {
+        const QString text = kind == Shapes::GisShapeType::Point ? "POINT (%1 0)" : "LINESTRING (%1 0, 9 9)";
+        layer->addShape(Serialization::Wkt::GisWktReader::read(text.arg(i)));
+        layer->rawShapes()[i]->attributes().insert("v", i);
+    }
+    return layer;
+}
+
+TEST(SymbologyOptions, DrawLinesAndPointsThatCanBeSeen) {
+    const QStringList looks{"--field v --classes 5", "--field v --classes 5 --ramp GreenBlue", "--categories v",
+                            "--field v --classes 9 --ramp BrownGreen", "--categories v --ramp Viridis --reversed"};
+    QStringList sheets{""};
+    for (const QString& theme : GisDefaultSymbolStyles::names()) {
+        sheets.append(" --theme " + theme);
+    }
+    for (const auto kind : {Shapes::GisShapeType::Point, Shapes::GisShapeType::Polyline}) {
+        for (const QString& look : looks) {
+            for (const QString& theme : sheets) {
+                SCOPED_TRACE(qPrintable(look + theme));
+                const auto layer = linesOf(14, kind);
+                const SymbologyOptions options = optionsOf(look + theme);
+                const auto renderer = options.makeRenderer(*layer);
+                const LineCasing casing = options.casing(*renderer);
+                EXPECT_TRUE(casing.lines.isEmpty() || options.colours().contrast(casing.colour) >= 3.0);
+                const auto items = renderer->legendItems();
+                for (qsizetype i = 0; i + 1 < items.size(); ++i) {
+                    const GisLayerStyle& style = items[i].style;
+                    const double outer = options.colours().contrast(QColor(style.lineColor()));
+                    if (kind == Shapes::GisShapeType::Point) {
+                        EXPECT_GE(std::max(outer, options.colours().contrast(QColor(style.pointColor()))), 3.0);
+                    } else {
+                        EXPECT_TRUE(outer >= 3.0 || casing.lines.contains(style.lineColor()));
+                        EXPECT_GE(style.lineWidth(), 1.4F);
+                    }
+                    if (!look.contains("ramp") && !theme.isEmpty()) {
+                        EXPECT_GE(options.colours().contrast(QColor(style.pointColor())), 3.0) << "by itself";
+                    }
+                }
+            }
+        }
+    }
+}
+
+TEST(SymbologyOptions, GiveCategoriesColoursThatCanBeTold) {
+    for (const char* line : {"--categories v", "--categories v --theme Dark", "--categories v --theme Blueprint",
+                             "--categories v --theme Monochrome --reversed"}) {
+        const auto layer = test::squaresOf({1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 13, 14, 15, 16, 17, 18, 19, 20});
+        QList<QString> colours;
+        const auto renderer = optionsOf(line).makeRenderer(*layer);
+        for (const GisSymbolLegendItem& item : renderer->legendItems().first(20)) {
+            colours.append(item.style.fillColor());
+        }
+        for (int vision = 0; vision < 3; ++vision) {
+            EXPECT_GE(GisColorPerception::leastDifference(colours, static_cast<GisColorVision>(vision)), 9.0) << line;
+        }
+        EXPECT_TRUE(ClassStyles::nearestColours(*renderer).contains("deuteranopia")) << line;
+    }
+}
+
+TEST(MapPainter, DrawsACasingBelowAllLinesOfItsColours) {
+    const auto layer = test::layerOf({"LINESTRING (0 50, 100 50)", "LINESTRING (50 0, 50 100)"});
+    GisLayerStyle style;
+    style.setLineWidth(4);
+    style.setLineColor("#EEEEEE");
+    layer->setSymbolRenderer(std::make_unique<GisSimpleSymbolRenderer>(style));
+    for (const char* cased : {"#EEEEEE", "#123456"}) {
+        QImage image(100, 100, QImage::Format_RGB32);
+        image.fill(Qt::white);
+        QPainter painter(&image);
+        const MapView view(Shapes::GisExtent(0, 0, 100, 100), image.rect());
+        const auto shapes = MapPainter::visibleShapes(*layer, view);
+        MapPainter(painter, view).draw(shapes, MapPainter::stylesFor(*layer, shapes), {Qt::black, {cased}});
+        painter.end();
+        EXPECT_EQ(image.pixelColor(50, 50), QColor("#EEEEEE")) << "no casing across the lines";
+        EXPECT_EQ(image.pixelColor(47, 20).lightness() < 150, QString(cased) == "#EEEEEE");
+    }
+}
+
+TEST(SymbologyOptions, TakeTheColoursThatFilesTake) {
+    const struct {
+        const char* fill;
+        QRgb drawn; ///< on white
+    } rows[] = {
+        {"#C0392B", 0xFFC0392B}, {"#f00", 0xFFFF0000},        {"red", 0xFFFF0000},
+        {"none", 0xFFFFFFFF},    {"transparent", 0xFFFFFFFF}, {"#80000000", 0xFF7F7F7F},
+    };
+    for (const auto& row : rows) {
+        for (const char* const more : {"", "--field v"}) { // one style, and features in no class
+            const auto layer = test::squaresOf({1, QVariant()});
+            const auto renderer = optionsOf(QString("--width 0 --fill %1 %2").arg(row.fill, more)).makeRenderer(*layer);
+            const GisLayerStyle style = renderer->styleForFeature(GisSymbolContext(*layer->rawShapes()[1]));
+            QImage image(20, 20, QImage::Format_RGB32);
+            image.fill(Qt::white);
+            QPainter painter(&image);
+            QPainterPath path;
+            path.addRect(image.rect());
+            SymbolPainter(painter).area(path, style);
+            EXPECT_EQ(image.pixel(10, 10), row.drawn) << row.fill << more;
+        }
+    }
 }
 
 TEST(MapSheet, ShowsTheColourOfEachClassOnTheMapAndInTheLegend) {

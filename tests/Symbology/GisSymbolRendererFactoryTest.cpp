@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
 #include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
 #include <Cartolith/Core/Symbology/GisSymbolRendererFactory.h>
@@ -78,6 +79,43 @@ TEST(GisSymbolRendererFactory, RangesAndRulesFromNumbersWithNulls) {
     settings.ramp = {};
     EXPECT_EQ(Factory::graduated(*layer, "f", settings)->ranges().constFirst().style.fillColor(), "#FDE725")
         << "the default ramp";
+}
+
+TEST(GisSymbolRendererFactory, MakesAllClassesThatAMethodFinds) {
+    using Method = GisClassificationMethod;
+    const struct {
+        const char* what;
+        Method method;
+        QList<double> values;
+        QList<qsizetype> counts;
+    } rows[] = {
+        {"the greatest value is a class alone", Method::NaturalBreaks, {1, 2, 3, 100}, {3, 1}},
+        {"far from 0", Method::NaturalBreaks, {1e9, 1e9 + 0.25, 1e9 + 2, 1e9 + 2.5}, {2, 2}},
+        {"k-means far from 0",
+         Method::KMeans,
+         QList<double>(100'000, 2e15) << QList<double>(100'000, 2e15 + 1),
+         {100'000, 100'000}},
+        {"and below it", Method::KMeansSpatial, {-1e9 - 2, -1e9 - 2.5, -1e9, -1e9 - 0.25}, {2, 2}},
+        {"deviations far from 0",
+         Method::StandardDeviation,
+         QList<double>(100'000, 2e15) << QList<double>(100'000, 2e15 + 2),
+         {100'000, 100'000}},
+        {"on both sides of 0", Method::KMeans, {-3, -2, 2, 3}, {2, 2}},
+        {"one value far from 0", Method::KMeans, {1e9, 1e9}, {2}},
+        {"no class", Method::KMeans, {}, {}},
+    };
+    for (const auto& row : rows) {
+        GisClassificationSettings settings;
+        settings.method = row.method;
+        settings.classCount = 2;
+        const auto classes = Factory::classes(row.values, settings);
+        EXPECT_EQ(GisClassificationEngine::goodnessOfFit(row.values, classes).counts, row.counts) << row.what;
+    }
+    const auto layer = layerOf({1, 2, 3, 100});
+    GisClassificationSettings two;
+    two.classCount = 2;
+    EXPECT_EQ(labels(*Factory::graduated(*layer, "f", two)), (QStringList{"1 - 100", "100", "Other or no value"}));
+    EXPECT_EQ(labels(*Factory::ruleBased(*layer, "f", two)), (QStringList{"100", "1 - 100", "Other or no value"}));
 }
 
 TEST(GisSymbolRendererFactory, MakesEachKindByItsNumber) {
@@ -162,6 +200,9 @@ TEST(GisDefaultSymbolStyles, TextAndLinesStandOutFromWhatTheyLieOn) {
         EXPECT_GE(contrast(theme.lineStyle.lineColor(), theme.backgroundColor), 3.0);
         EXPECT_GE(contrast(theme.areaStyle.lineColor(), theme.backgroundColor), 3.0) << "outline of areas";
         EXPECT_GE(contrast(theme.areaStyle.lineColor(), theme.areaStyle.fillColor()), 2.0) << "between areas";
+        for (const QString& color : theme.lineRamp.colors(9)) {
+            EXPECT_GE(contrast(color, theme.backgroundColor), 3.0) << qPrintable(color);
+        }
         EXPECT_GE(contrast(theme.pointStyle.pointColor(), theme.backgroundColor), 3.0);
         for (const GisLayerStyle& style : {theme.pointStyle, theme.lineStyle, theme.areaStyle}) {
             EXPECT_GE(contrast(style.labelColor(), theme.backgroundColor), 4.5);

@@ -1,4 +1,5 @@
-// Natural breaks: whatever decides them, they are the recurrence's own, to the last bit.
+// Natural breaks: whatever decides them, they are the recurrence's own, to the last bit. Optimal classes: the
+// best there are, whatever the values.
 
 #include "TestSeed.h"
 
@@ -166,44 +167,134 @@ TEST(NaturalBreaks, LeaveTheLeastVarianceWithinClasses) {
     }
 }
 
-// What other programs publish for their own test data, as the values that classes begin with.
-TEST(NaturalBreaks, AreTheKnownOnesOfPublicData) {
+double squaredDeviations(const Values& sorted, const QList<qsizetype>& counts) {
+    long double sum = 0.0L;
+    qsizetype begin = 0;
+    for (const qsizetype count : counts) {
+        long double mean = 0.0L;
+        for (qsizetype i = begin; i < begin + count; ++i) {
+            mean += (static_cast<long double>(sorted[i]) - sorted[begin]) / static_cast<long double>(count);
+        }
+        for (qsizetype i = begin; i < begin + count; ++i) {
+            const long double deviation = (static_cast<long double>(sorted[i]) - sorted[begin]) - mean;
+            sum += deviation * deviation;
+        }
+        begin += count;
+    }
+    return static_cast<double>(sum);
+}
+
+// Fisher's optimum by trying every beginning of every class, without the recurrence's sums of squares: how
+// many values are in each class.
+QList<qsizetype> plainOptimum(const Values& sorted, int k) {
+    const auto n = static_cast<std::size_t>(sorted.size());
+    const auto infinite = std::numeric_limits<long double>::infinity();
+    std::vector<std::vector<long double>> least(static_cast<std::size_t>(k) + 1,
+                                                std::vector<long double>(n + 1, infinite));
+    std::vector<std::vector<std::size_t>> begins(least.size(), std::vector<std::size_t>(n + 1, 0));
+    least[0][0] = 0.0L;
+    for (std::size_t end = 1; end <= n; ++end) {
+        long double mean = 0.0L; // from the last value on, so that what is added up is small
+        long double sum = 0.0L;
+        for (std::size_t begin = end; begin-- > 0;) {
+            const long double x = static_cast<long double>(sorted[static_cast<qsizetype>(begin)]) -
+                                  sorted[static_cast<qsizetype>(end - 1)];
+            const long double apart = x - mean;
+            mean += apart / static_cast<long double>(end - begin);
+            sum += apart * (x - mean);
+            for (std::size_t j = 1; j < least.size(); ++j) {
+                if (least[j - 1][begin] + sum < least[j][end]) {
+                    least[j][end] = least[j - 1][begin] + sum;
+                    begins[j][end] = begin;
+                }
+            }
+        }
+    }
+    QList<qsizetype> counts;
+    std::size_t end = n;
+    for (std::size_t j = least.size() - 1; j > 0; --j) {
+        counts.prepend(static_cast<qsizetype>(end - begins[j][end]));
+        end = begins[j][end];
+    }
+    return counts;
+}
+
+TEST(OptimalClasses, AreFishersOptimumOfEverySet) {
+    Random random(test::seed());
+    for (const Kind& kind : kinds()) {
+        for (int round = 0; round < 40; ++round) {
+            const Values sorted = column(kind, 2 + whole(random, round < 36 ? 40 : 300), random);
+            const int wanted = 1 + whole(random, 9);
+            const int k = std::min(wanted, int(GisClassificationEngine::sortedUniqueValues(sorted).size()));
+            SCOPED_TRACE(testing::Message() << kind.name << ", k = " << k << ", seed " << test::seed());
+            const auto fit =
+                GisClassificationEngine::goodnessOfFit(sorted, GisClassificationEngine::optimalClasses(sorted, wanted));
+            const QList<qsizetype> best = plainOptimum(sorted, k);
+            ASSERT_EQ(fit.counts.size(), k);
+            ASSERT_EQ(fit.outside, 0);
+            ASSERT_FALSE(fit.counts.contains(0));
+            // Of several that are equally good, as whole numbers have them, either may come out.
+            if (fit.counts != best) {
+                const double least = squaredDeviations(sorted, best);
+                ASSERT_LE(squaredDeviations(sorted, fit.counts), least + 1e-12 * least);
+            }
+        }
+    }
+}
+
+// What other programs publish for their own test data: how many values each class has.
+TEST(OptimalClasses, AreTheKnownOnesOfPublicData) {
     const struct {
+        const char* what;
         const char* values;
         int k;
-        Values begins;
+        QList<qsizetype> counts;
+        double gvf;
     } rows[] = {
-        // Employment density of the counties of California, in the examples of mapclassify and the tests of
-        // statsbreaks: 49, 3, 4, 1 and 1 values up to 75.29, 192.05, 370.5, 722.85 and 4111.45.
-        {"329.92 0.42 5.9 14.03 2.78 1.34 181.27 1.65 10.03 16.7 1.32 3.99 3.16 0.22 8.7 6.56 3.27 0.33 "
+        // In the examples of mapclassify and the tests of statsbreaks.
+        {"employment density of the counties of California",
+         "329.92 0.42 5.9 14.03 2.78 1.34 181.27 1.65 10.03 16.7 1.32 3.99 3.16 0.22 8.7 6.56 3.27 0.33 "
          "370.5 "
          "4.51 75.29 0.99 2.74 8.68 0.14 0.92 12.63 28.7 12.02 722.85 36.68 0.74 29.82 192.05 3.38 11.15 "
          "110.74 "
          "4111.45 49.47 10.33 317.11 20.47 264.93 66.26 5.39 0.13 0.61 50.65 40.48 36.67 13.09 1.81 0.2 7.6 "
          "2.51 57.26 24.32 6.97",
          5,
-         {0.13, 110.74, 264.93, 722.85, 4111.45}},
-        // The tests of jenkspy: up to 416, 767, 1083 and 1424.
-        {"132 915 312 1424 1240 1370 113 1028 1078 416 963 359 1422 658 73 1326 245 848 683 255 1223 253 654 "
+         {49, 3, 4, 1, 1},
+         0.9984},
+        {"the tests of jenkspy",
+         "132 915 312 1424 1240 1370 113 1028 1078 416 963 359 1422 658 73 1326 245 848 683 255 1223 253 654 "
          "736 "
          "1079 39 583 1367 1237 327 1083 328 951 678 927 301 96 297 179 230 767 1248 1 37 1352 1009 663 1283 "
          "679 "
          "230",
          4,
-         {1, 583, 848, 1223}},
-        // The tests of simple-statistics.
-        {"1 2 4 5 7 9 10 20", 3, {1, 7, 20}},
-        {"2 32 33 34 100", 3, {2, 32, 100}},
-        {"9 10 11 12 13", 5, {9, 10, 11, 12, 13}},
+         {20, 9, 10, 11},
+         0.9597},
+        {"the tests of simple-statistics", "1 2 4 5 7 9 10 20", 3, {4, 3, 1}, 0.9426},
+        {"the greatest value alone", "1 2 3 100", 2, {3, 1}, 0.9997},
+        {"greatest and least alone", "2 32 33 34 100", 3, {1, 3, 1}, 0.9996},
+        {"as many classes as values", "9 10 11 12 13", 5, {1, 1, 1, 1, 1}, 1.0},
+        {"more classes than values", "4 4 9 4", 7, {3, 1}, 1.0},
+        {"one class", "1 2 3 100", 1, {4}, 0.0},
     };
     for (const auto& row : rows) {
         const QStringList texts = QString(row.values).split(' ');
         const Values values = GisClassificationEngine::numericValues(QVariantList(texts.begin(), texts.end()));
-        Values breaks = row.begins;
-        breaks.append(*std::max_element(values.begin(), values.end()));
-        EXPECT_EQ(GisClassificationEngine::naturalBreaks(values, row.k),
-                  GisClassificationEngine::rangesFromBreaks(breaks));
+        const auto fit =
+            GisClassificationEngine::goodnessOfFit(values, GisClassificationEngine::optimalClasses(values, row.k));
+        EXPECT_EQ(fit.counts, row.counts) << row.what;
+        EXPECT_NEAR(fit.gvf, row.gvf, 5e-5) << row.what;
     }
+    const auto ranges = GisClassificationEngine::optimalClasses({100, 1, 2, 3}, 2);
+    EXPECT_EQ(ranges,
+              (GisClassificationEngine::Ranges{{1, 100, true, false, "1 - 100"}, {100, 100, true, true, "100"}}));
+}
+
+// naturalBreaks() keeps to the recurrence's breaks, which leave the greatest value no class of its own.
+TEST(NaturalBreaks, EndWithTheGreatestValue) {
+    const GisClassificationEngine::Ranges one{{1, 100, true, true, "1 - 100"}};
+    EXPECT_EQ(GisClassificationEngine::naturalBreaks({1, 2, 3, 100}, 2), one);
 }
 
 } // namespace

@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 #include <Cartolith/Core/Symbology/KMeansInternal.h>
 #include <Cartolith/Core/Symbology/NaturalBreaksInternal.h>
+#include <Cartolith/Core/Symbology/OptimalClassesInternal.h>
 #include <Cartolith/Core/Symbology/RangeSearchInternal.h>
 
 #include <QLocale>
@@ -14,6 +15,7 @@
 #include <limits>
 #include <numeric>
 #include <utility>
+#include <vector>
 
 namespace Cartolith::Core::Symbology {
 
@@ -64,6 +66,17 @@ double squaredDeviations(const QList<double>& values, double mean) {
     return std::accumulate(values.cbegin(), values.cend(), 0.0, [mean](double sum, double value) {
         return sum + (value - mean) * (value - mean);
     });
+}
+
+/// The same from the values' own mean. Counted from one of them, because a sum of values far from 0 has no
+/// digits left for where between them the mean lies.
+double squaredDeviations(const QList<double>& values) {
+    QList<double> shifted;
+    shifted.reserve(values.size());
+    for (const double value : values) {
+        shifted.append(value - values.constFirst());
+    }
+    return squaredDeviations(shifted, GisClassificationEngine::mean(shifted));
 }
 
 bool inside(double value, const Column& column) {
@@ -166,6 +179,38 @@ Ranges GisClassificationEngine::naturalBreaks(const QList<double>& values, int c
     }
     return rangesFromBreaks(column.classes < 2 ? QList<double>{column.min(), column.max()}
                                                : Internal::naturalBreaks(column.data, column.classes));
+}
+
+Ranges GisClassificationEngine::optimalClasses(const QList<double>& values, int classCount) {
+    Common::Internal::LogStep step(Common::LogChannels::classify, "classify");
+    step.set("method", static_cast<int>(GisClassificationMethod::NaturalBreaks));
+    step.set("values", values.size());
+    const QList<double> sorted = sortedFiniteValues(values);
+    if (sorted.isEmpty() || classCount < 1) {
+        return {};
+    }
+    std::vector<double> different;
+    std::vector<double> counts;
+    for (const double value : sorted) {
+        if (different.empty() || different.back() != value) {
+            different.push_back(value);
+            counts.push_back(0.0);
+        }
+        counts.back() += 1.0;
+    }
+    const std::size_t classes = std::min(static_cast<std::size_t>(classCount), different.size());
+    Ranges ranges;
+    for (const std::size_t begin : Internal::optimalClasses(different, counts, classes)) {
+        if (!ranges.isEmpty()) {
+            GisClassificationRange& before = ranges.last();
+            before.upper = different[begin];
+            before.label = label(before.lower, before.upper);
+        }
+        ranges.append({different[begin], different.back(), true, false, {}});
+    }
+    ranges.last().includeUpper = true;
+    ranges.last().label = label(ranges.constLast().lower, ranges.constLast().upper);
+    return ranges;
 }
 
 Ranges GisClassificationEngine::geometricalInterval(const QList<double>& values, int classCount) {
@@ -315,9 +360,9 @@ GisClassificationFit GisClassificationEngine::goodnessOfFit(const QList<double>&
     }
     double within = 0.0;
     for (const QList<double>& members : std::as_const(classes)) {
-        within += squaredDeviations(members, mean(members));
+        within += squaredDeviations(members);
     }
-    const double overall = squaredDeviations(all, mean(all));
+    const double overall = squaredDeviations(all);
     fit.gvf = all.isEmpty() ? nan : overall > 0.0 ? 1.0 - within / overall : 1.0;
     return fit;
 }

@@ -55,7 +55,18 @@ public:
     /// Jenks' natural breaks: the least sum of squared deviations from the class means, by W. Fisher's
     /// recurrence (1958). Of classifications that are equally good to the recurrence's own arithmetic, the
     /// one it finds first. See docs/classification.md for the method and its cost.
+    ///
+    /// When the greatest value would be a class of its own, these are one class fewer: see optimalClasses().
     static Ranges naturalBreaks(const QList<double>& values, int classCount);
+    /// The classes with the least sum of squared deviations from the class means, all of them: as many as
+    /// are wanted, or as there are different values. Where the greatest value is a class of its own, the last
+    /// class is [max, max]; naturalBreaks() gives that class to the one before it.
+    ///
+    /// Also elsewhere the better choice for new work: equal values are never torn apart, and the sum is the
+    /// least one to about 12 digits also for values far from 0 or of very different magnitudes, where
+    /// rounding decides in the arithmetic that naturalBreaks() has to keep to. O(k n log n) time for n
+    /// different values and k classes, about 200 + 4 k bytes for each.
+    static Ranges optimalClasses(const QList<double>& values, int classCount);
     /// Class bounds in geometric progression; values that are not above 0 are shifted for it.
     static Ranges geometricalInterval(const QList<double>& values, int classCount);
     /// Lloyd's iteration from quantiles, at most 64 rounds; a bound lies midway between neighbouring centres.

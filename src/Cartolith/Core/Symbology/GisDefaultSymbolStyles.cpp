@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
 #include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
+#include <Cartolith/Core/Symbology/GisReadableColors.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -22,6 +23,7 @@ struct Palette {
     QString selection;
     GisColorRamp ramp;
     float lineWidth;
+    GisColorRamp lineRamp = {}; ///< when the part of the ramp that stands out is too short for classes
 };
 
 GisSymbolTheme themeOf(const Palette& palette) {
@@ -33,8 +35,11 @@ GisSymbolTheme themeOf(const Palette& palette) {
     common.setLabelColor(palette.text);
     common.setLabelHaloColor(palette.background);
 
-    GisSymbolTheme theme{palette.name, palette.background, palette.text, common, common,
-                         common,       palette.ramp};
+    GisSymbolTheme theme{palette.name, palette.background, palette.text,    common, common,
+                         common,       palette.ramp,       palette.lineRamp};
+    if (theme.lineRamp.isEmpty()) {
+        theme.lineRamp = GisReadableColors::partOf(palette.ramp, palette.background);
+    }
     theme.areaStyle.setLineColor(palette.areaOutline);
     theme.areaStyle.setLineWidth(palette.lineWidth * 0.6F);
     theme.lineStyle.setLineColor(palette.line);
@@ -48,8 +53,8 @@ const QList<GisSymbolTheme>& builtInThemes() {
     static const QList<GisSymbolTheme> themes = {
         themeOf({"SoftProfessional", "#F7F8F6", "#253238", "#C8D6D2", "#5E7370", "#4A6572", "#2F6FA8",
                  "#FFFFFF", "#B45309",
-                 makeRamp("SoftProfessional", {"#D3E4DF", "#A9CCC3", "#7BB0A6", "#4F8F88", "#2E6B69"}),
-                 1.4F}),
+                 makeRamp("SoftProfessional", {"#D3E4DF", "#A9CCC3", "#7BB0A6", "#4F8F88", "#2E6B69"}), 1.4F,
+                 makeRamp("SoftProfessional", {"#5D9A92", "#3B8590", "#2C6A8A", "#2F4878", "#2C2450"})}),
         themeOf({"ClassicGIS", "#FFFFFF", "#000000", "#FFFFBE", "#6E6E6E", "#004DA8", "#E60000", "#000000",
                  "#00868B", makeRamp("ClassicGIS", {"#F5E663", "#FAD155", "#F2A72E", "#AD5313", "#6B0000"}),
                  1.5F}),

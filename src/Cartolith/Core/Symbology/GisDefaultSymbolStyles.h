@@ -17,15 +17,19 @@ struct GisSymbolTheme {
     Layers::GisLayerStyle pointStyle;
     Layers::GisLayerStyle lineStyle;
     Layers::GisLayerStyle areaStyle;
-    GisColorRamp ramp; ///< for classes; every colour can be told from the background
+    /// For classes of areas, whose outlines set them off: its first colours are near the background's.
+    GisColorRamp ramp;
+    /// For classes of lines and points: every colour has a contrast of at least 3 to 1 to the background.
+    GisColorRamp lineRamp;
 };
 
 /// The built-in themes: "SoftProfessional", "ClassicGIS", "Dark", "Blueprint", "MidnightBlue", "Monochrome".
 ///
 /// Text has a contrast of at least 4.5 to 1, and lines, outlines of areas and points of at least 3 to 1, to
 /// the background by WCAG 2's formula; labels also to their own halo. The outline of points sets them off
-/// what they lie on and may be of the background's colour. Names match as those of ramps do, without regard
-/// to case and white space. May be called from several threads.
+/// what they lie on and may be of the background's colour. Categories have no ramp here:
+/// GisReadableColors::categories() has colours for any background. Names match as those of ramps do, without
+/// regard to case and white space. May be called from several threads.
 class CARTOLITH_CORE_EXPORT GisDefaultSymbolStyles {
 public:
     GisDefaultSymbolStyles() = delete;

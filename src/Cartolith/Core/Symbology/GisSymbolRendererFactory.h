@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Export.h>
 #include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisClassificationMethod.h>
+#include <Cartolith/Core/Symbology/GisClassificationRange.h>
 #include <Cartolith/Core/Symbology/GisColorRamp.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisRuleBasedSymbolRenderer.h>
@@ -48,6 +49,14 @@ struct GisClassificationSettings {
 class CARTOLITH_CORE_EXPORT GisSymbolRendererFactory {
 public:
     GisSymbolRendererFactory() = delete;
+
+    /// The classes that graduated() makes of these numbers: those of the method's own function in
+    /// GisClassificationEngine, but natural breaks are optimalClasses(), and k-means and the methods after
+    /// the standard deviation see values that lie far from 0 for their spread without that offset, which
+    /// would cost their sums digits. Fewer than settings.classCount come out where values repeat; compare.
+    /// Empty when the method makes none. Values that are not finite are ignored.
+    static QList<GisClassificationRange> classes(const QList<double>& values,
+                                                 const GisClassificationSettings& settings);
 
     static std::unique_ptr<GisSimpleSymbolRenderer> simple(const Layers::GisLayerVector& layer);
     /// A class for each different value, ascending: numbers first, by size, then the rest by their text.
