@@ -39,6 +39,17 @@ int sideOf(double x, double y, RingEdges& ring, double scale) {
 
 } // namespace
 
+int RingEdges::winding(double x, double y) {
+    int count = 0;
+    visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
+        const bool isUp = b.y() > a.y();
+        if (crossesLine(a, b, y) && (orientation(a.x(), a.y(), b.x(), b.y(), x, y) > 0) == isUp) {
+            count += isUp ? 1 : -1;
+        }
+    });
+    return count;
+}
+
 const std::vector<double>& RingEdges::crossingsAt(double y) {
     m_crossings.clear();
     visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {

@@ -45,6 +45,9 @@ public:
         }
     }
 
+    /// How many times the ring goes round a place that is not on it, counterclockwise less clockwise.
+    int winding(double x, double y);
+
     /// Where the line crosses the ring, in order.
     const std::vector<double>& crossingsAt(double y);
 
