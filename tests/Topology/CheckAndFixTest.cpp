@@ -126,7 +126,7 @@ TEST(ShapeCheck, FixesRingByRingWhatGeosGivesUpOn) {
           {{1, 2}, {2, 6}, {3, 0}, {6, 3}, {4, 1}, {0, 0}, {6, 0}, {1, 2}},
           {{0, 1}, {4, 2}, {2, 0}, {2, 2}, {2, 0}, {5, 0}, {6, 5}, {0, 1}}},
          3,
-         2.264995293},
+         1.862782631}, // of the second ring 54 % lie in the first: a hole
         {{{{4, 1}, {2, 2}, {1, 3}, {1, 2}, {0, 5}, {5, 0}, {2, 6}, {4, 1}},
           {{4, 2}, {5, 0}, {1, 1}, {2, 3}, {3, 3}, {2, 5}, {3, 2}, {4, 2}}},
          10,
@@ -145,6 +145,21 @@ TEST(ShapeCheck, FixesRingByRingWhatGeosGivesUpOn) {
     }
 }
 
+TEST(ShapeCheck, OfAnySize) {
+    for (const double size : {1e200, 1e307, 1e100, 1.0, 1e-160, 1e-310}) {
+        SCOPED_TRACE(size);
+        const auto bowTie = shapeOfParts<GisShapePolygon>({{{0, 0}, {4 * size, 4 * size}, {4 * size, 0}, {0, 4 * size}}});
+        const auto found = GisTopology().CheckShape(*bowTie);
+        EXPECT_EQ(textOf(found), "3@0:3 6@0:0");
+        EXPECT_TRUE(found[1].place.x() == 2 * size && found[1].place.y() == 2 * size);
+        const auto fix = GisTopology().FixShape(*bowTie);
+        EXPECT_EQ(textOf(fix.changes), "3@0:3 6@0:0");
+        EXPECT_EQ(textOf(GisTopology().CheckShape(*fix.shape)), "");
+        EXPECT_EQ(static_cast<const GisShapePolygon&>(*fix.shape).parts().size(), 2);
+        EXPECT_TRUE(fix.shape->extent().xMax() == 4 * size && fix.shape->extent().yMax() == 4 * size);
+    }
+}
+
 /// Each operation fails in its own words.
 TEST(ShapeCheck, WhatCannotBeFixed) {
     const auto tooSmall = shapeOfParts<GisShapePolygon>({{{1e-160, 5e-160},
@@ -153,7 +168,8 @@ TEST(ShapeCheck, WhatCannotBeFixed) {
                                                           {1e-160, 3e-160},
                                                           {4e-160, 3e-160},
                                                           {2e-160, 4e-160},
-                                                          {1e-160, 5e-160}}});
+                                                          {1e-160, 5e-160}},
+                                                         square});
     GisTopology topology;
     topology.SetForceShapeFixing(true);
     const std::pair<const char*, std::function<void()>> rows[] = {

@@ -287,6 +287,27 @@ TEST(Predicates, FastEqualsPlainOnAwkwardShapes) {
     }
 }
 
+/// Squares of such numbers are 0 or lose their digits, and what is apart has no distance.
+TEST(Predicates, FastEqualsPlainOnNumbersTooSmallToSquare) {
+    const char* const shapes[] = {"POINT(3e-320 3e-320)",
+                                  "POINT(1e-200 0)",
+                                  "POINT(0 0)",
+                                  "LINESTRING(0 0,0 0)",
+                                  "LINESTRING(0 0,3e-320 0)",
+                                  "LINESTRING(1e-170 1e-170,0 0,1e-170 0)",
+                                  "LINESTRING(0 0,1 0)",
+                                  "POLYGON((0 0,0 0,0 0))",
+                                  "POLYGON((0 0,4 0,4 4,0 0))",
+                                  "POLYGON((0 0,4e-320 0,4e-320 4e-320,0 4e-320,0 0))"};
+    for (const char* const one : shapes) {
+        for (const char* const other : shapes) {
+            for (const double tolerance : {0.0, 1e-320, 1e-9}) {
+                expectPlainAnswers(*GisWktReader::read(one), *GisWktReader::read(other), tolerance);
+            }
+        }
+    }
+}
+
 TEST(Predicates, FastEqualsPlainOnManyVertices) {
     Random random;
     for (int i = 0; i < 30; ++i) {

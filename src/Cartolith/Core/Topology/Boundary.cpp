@@ -42,11 +42,11 @@ bool extentHolds(const Shapes::GisExtent& extent, Position p) noexcept {
     return p.x >= extent.xMin() && extent.xMax() >= p.x && p.y >= extent.yMin() && extent.yMax() >= p.y;
 }
 
+} // namespace
+
 bool isRegularPosition(Position p) noexcept {
     return isRegularNumber(p.x) && isRegularNumber(p.y);
 }
-
-} // namespace
 
 const QList<QList<GisShapePoint>>* partsOf(const GisShape& shape) {
     // The exact classes first: they are nearly all, and a dynamic cast takes longer than many a search.

@@ -27,7 +27,11 @@ struct Box {
     bool holds(Position p) const noexcept { return xMin <= p.x && p.x <= xMax && yMin <= p.y && p.y <= yMax; }
 };
 
-/// Outside of this box, the shape contains no point. Nothing if there is no such box to be had from the
+/// Whether both coordinates are 0 or of a size from 1e-100 to 1e100, so that products of them, and of their
+/// differences, neither overflow nor underflow. What boxes say holds for such positions only.
+bool isRegularPosition(Position p) noexcept;
+
+/// Outside of this box, the shape contains no regular position. Nothing if there is no such box to be had from the
 /// extent alone: derived classes, numbers out of the range that Boundary asks for.
 std::optional<Box> reach(const Shapes::GisShape& shape, const Shapes::GisExtent& extent, double tolerance);
 

@@ -372,15 +372,19 @@ public:
     ///
     /// Vertices that are not finite, repeated vertices and spikes go, open rings are closed, parts with too
     /// few vertices left are dropped (the result may be empty), holes are wound opposite to their shell.
-    /// Rings that still cross are taken apart by GEOS: each ring covers what it encloses, shells are joined,
-    /// holes taken out; at once, or ring by ring when GEOS gives up on that, or else by their lines, which
-    /// leave out what is covered twice. Of rings that cross themselves often GEOS 3.11 loses a part at times:
-    /// of 24 in 2,000 random ones of six vertices. A shape without a problem comes back unchanged, bit for
-    /// bit. The shape is null when the busy callback stops it.
+    /// Rings that still cross are taken apart by GEOS: each ring covers what it goes round, shells are
+    /// joined, holes taken out. A ring that overlaps another lies in it when more than half of it does.
+    /// GEOS's repair by structure, which mostly is exact, is measured by the pieces into which the rings cut
+    /// the plane, and where it has another area these pieces are united instead; its repair by lines, which
+    /// counts what lies between edges gone over twice as area, is the last resort. A shape without a problem
+    /// comes back unchanged, bit for bit. The shape is null when the busy callback stops it.
+    ///
+    /// Coordinates of any finite size: all are multiplied by a power of two where products of them would
+    /// overflow or underflow, which changes no bit as long as nonzero sizes are within a factor of 1e300.
     ///
     /// \throws std::runtime_error "GisTopology::FixShape failed: ..." with what GEOS says, or because rings
     /// still cross after 16 rounds of GEOS: it rounds crossings to doubles, which may move an edge across
-    /// another. Either may be so for nonzero sizes outside 1e-100 to 1e100
+    /// another. Either may be so where some rings are of a size below 1e-100 and others are not
     GisShapeFix FixShape(const Shapes::GisShape& shape) const;
 
     /// @}
@@ -420,13 +424,14 @@ public:
 
     /// Everything within the distance of the shape, as a polygon with its id and attributes; with a negative
     /// distance what of a polygon is farther than that from its boundary. By GEOS; holes are wound opposite
-    /// to their shell.
+    /// to their shell. At other distances than 0, fix a polygon with problems first: GEOS may leave out a
+    /// part of it.
     ///
     /// A polygon without parts comes back for an empty shape, for points and lines at a distance of zero or
-    /// below, and when nothing is left; a polygon at distance 0 comes back valid. A one-sided buffer with a
-    /// negative distance lies on the other side. Vertices that are not finite are left out. Null when the
-    /// busy callback stops it, for which GEOS may take up to half the time of the whole. GEOS 3.11 then never
-    /// frees the segments it was at: 28 KB for a line of 100 vertices.
+    /// below, and when nothing is left; a polygon at distance 0 comes back as from FixShape(). A one-sided
+    /// buffer with a negative distance lies on the other side. Vertices that are not finite are left out.
+    /// Null when the busy callback stops it, for which GEOS may take up to half the time of the whole.
+    /// GEOS 3.11 then never frees the segments it was at: 28 KB for a line of 100 vertices.
     ///
     /// \throws std::invalid_argument "GisTopology::Buffer distance must be finite.", "GisTopology::Buffer
     /// quadrantSegments must be 1 to 1000.", "GisTopology::Buffer mitreLimit must be at least 1."

@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
+#include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 #include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <cmath>
@@ -61,6 +62,14 @@ std::unique_ptr<GisShape> bufferOf(const GisShape& shape, double distance, const
     const bool isOneSided = isLine && style.side != GisBufferSide::Both;
     const bool isPolygon = dynamic_cast<const GisShapePolygon*>(&shape) != nullptr;
     if (!isPolygon && (distance == 0.0 || (distance < 0.0 && !isOneSided))) {
+        return result;
+    }
+    if (isPolygon &&
+        distance == 0.0) { // GEOS fills holes that touch their shell, and loses what a ring crosses
+        const std::unique_ptr<GisShape> sound =
+            Internal::fixedShape(*Internal::finiteCopy(shape), topology, "GisTopology::Buffer failed: ")
+                .shape;
+        result->parts() = std::as_const(static_cast<GisShapePolygon&>(*sound)).parts();
         return result;
     }
     const auto geometry = Serialization::Ogr::Internal::geometryOf(*Internal::finiteCopy(shape));

@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Topology/BoundaryInternal.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
@@ -7,6 +8,7 @@
 #include <Cartolith/Core/Topology/ValidAreaInternal.h>
 #include <Cartolith/Core/Topology/WorkInternal.h>
 
+#include <algorithm>
 #include <cmath>
 #include <stdexcept>
 #include <string>
@@ -112,9 +114,52 @@ private:
     bool m_needsGeos = false;
 };
 
+/// A power of two that brings the coordinates to a size whose products neither overflow nor underflow; 1 when
+/// they are of one.
+double workingScale(const GisShape& shape) {
+    const QList<Ring>* const parts = Internal::partsOf(shape);
+    double largest = 0.0;
+    for (qsizetype i = 0; parts != nullptr && i < parts->size(); ++i) {
+        for (const GisShapePoint& vertex : parts->at(i)) {
+            if (Internal::isFinite(vertex)) {
+                largest = std::max({largest, std::fabs(vertex.x()), std::fabs(vertex.y())});
+            }
+        }
+    }
+    if (largest == 0.0 || (largest >= 1e-100 && largest <= 1e100)) {
+        return 1.0;
+    }
+    // Small ones beside large ones keep their bits as far as that goes.
+    return std::ldexp(1.0, std::clamp((largest > 1.0 ? 100 : 0) - std::ilogb(largest), -1000, 1000));
+}
+
+std::unique_ptr<GisShape> scaledCopy(const GisShape& shape, double scale) {
+    std::unique_ptr<GisShape> copy = shape.clone();
+    if (QList<Ring>* const parts = Internal::mutablePartsOf(*copy)) {
+        for (Ring& part : *parts) {
+            for (GisShapePoint& vertex : part) {
+                vertex = GisShapePoint(vertex.x() * scale, vertex.y() * scale);
+            }
+        }
+    }
+    return copy;
+}
+
+void scalePlaces(QList<GisShapeProblem>& problems, double scale) {
+    for (GisShapeProblem& problem : problems) {
+        problem.place = GisShapePoint(problem.place.x() * scale, problem.place.y() * scale);
+    }
+}
+
 } // namespace
 
 GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topology, const char* failing) {
+    if (const double scale = workingScale(shape); scale != 1.0) {
+        GisShapeFix fix = fixedShape(*scaledCopy(shape, scale), topology, failing);
+        fix.shape = fix.changes.isEmpty() ? shape.clone() : scaledCopy(*fix.shape, 1 / scale);
+        scalePlaces(fix.changes, 1 / scale);
+        return fix;
+    }
     const Examination examination(shape, topology);
     GisShapeFix fix{shape.clone(), examination.problems().problems()};
     if (fix.changes.isEmpty()) {
@@ -150,7 +195,14 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
 }
 
 QList<GisShapeProblem> GisTopology::CheckShape(const GisShape& shape) const {
-    return Internal::unlessStopped([&] { return Examination(shape, *this).problems().problems(); });
+    return Internal::unlessStopped([&] {
+        if (const double scale = workingScale(shape); scale != 1.0) {
+            QList<GisShapeProblem> problems = CheckShape(*scaledCopy(shape, scale));
+            scalePlaces(problems, 1 / scale);
+            return problems;
+        }
+        return Examination(shape, *this).problems().problems();
+    });
 }
 
 GisShapeFix GisTopology::FixShape(const GisShape& shape) const {

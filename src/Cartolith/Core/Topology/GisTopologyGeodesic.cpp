@@ -4,7 +4,6 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
-#include <Cartolith/Core/Topology/CompensatedSumInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>

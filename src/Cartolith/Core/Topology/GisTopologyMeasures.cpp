@@ -1,6 +1,6 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Shapes/RingChordsInternal.h>
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
-#include <Cartolith/Core/Topology/CompensatedSumInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
@@ -32,8 +32,8 @@ Chord longestChord(const QList<Ring>& shellAndHoles, double y) {
     for (const Ring& ring : shellAndHoles) {
         const GisShapePoint* a = &ring.constLast();
         for (const GisShapePoint& b : ring) {
-            if ((a->y() > y) != (b.y() > y)) {
-                crossings.push_back(a->x() + (b.x() - a->x()) * ((y - a->y()) / (b.y() - a->y())));
+            if (Shapes::Internal::crossesLine(*a, b, y)) {
+                crossings.push_back(Shapes::Internal::crossingWithLine(*a, b, y));
             }
             a = &b;
         }

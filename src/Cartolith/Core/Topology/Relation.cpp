@@ -36,7 +36,7 @@ bool Operand::mayContainAll(const Operand& other) const {
     Vertices vertices(other);
     Position position{};
     while (vertices.next(position)) {
-        if (!around->holds(position)) {
+        if (isRegularPosition(position) && !around->holds(position)) {
             return false;
         }
     }

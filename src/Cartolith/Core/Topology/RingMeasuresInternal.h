@@ -1,7 +1,8 @@
 #pragma once
 
-#include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Shapes/CompensatedSumInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/RingAreaInternal.h>
 
 #include <QList>
 
@@ -9,13 +10,12 @@
 
 namespace Cartolith::Core::Topology::Internal {
 
+using Shapes::Internal::CompensatedSum;
+using Shapes::Internal::signedArea;
+
 inline bool isFinite(const Shapes::GisShapePoint& p) {
     return std::isfinite(p.x()) && std::isfinite(p.y());
 }
-
-/// Positive when the ring runs counterclockwise; a ring that is open counts as closed. Relative to the first
-/// vertex, so that a small ring far from the origin keeps its digits.
-double signedArea(const QList<Shapes::GisShapePoint>& ring);
 
 /// Open, as it is.
 double lengthOf(const QList<Shapes::GisShapePoint>& part);

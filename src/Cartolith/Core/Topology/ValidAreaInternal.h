@@ -10,9 +10,10 @@ struct ValidArea {
     QString problem; ///< what GEOS says when it fails; else empty
 };
 
-/// What rings cover that cross each other, by GEOS: each ring covers what it encloses, shells are joined,
-/// holes taken out. Where GEOS can do that neither at once nor ring by ring, the area that their lines make,
-/// in which what is covered twice is not covered. \throws Stopped
+/// What rings cover that cross each other, by GEOS: each ring covers what it goes round, shells are joined,
+/// holes taken out. By its repair by structure, and where that has another area, because it left out a piece
+/// or a hole, by the pieces into which the rings cut the plane. Where GEOS can do neither, the area that their
+/// lines make, in which what is covered twice is not covered. \throws Stopped
 ValidArea validArea(const QList<Shapes::Internal::Ring>& rings, const GisTopology& topology);
 
 } // namespace Cartolith::Core::Topology::Internal

@@ -2,7 +2,7 @@
 
 #include <cmath>
 
-namespace Cartolith::Core::Topology::Internal {
+namespace Cartolith::Core::Shapes::Internal {
 
 /// A sum whose error does not grow with the number of terms (Neumaier, 1974).
 class CompensatedSum {
@@ -19,4 +19,4 @@ private:
     double m_lost = 0.0;
 };
 
-} // namespace Cartolith::Core::Topology::Internal
+} // namespace Cartolith::Core::Shapes::Internal

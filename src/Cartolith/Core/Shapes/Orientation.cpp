@@ -1,10 +1,10 @@
-#include <Cartolith/Core/Topology/OrientationInternal.h>
+#include <Cartolith/Core/Shapes/OrientationInternal.h>
 
 #include <array>
 #include <cmath>
 #include <cstddef>
 
-namespace Cartolith::Core::Topology::Internal {
+namespace Cartolith::Core::Shapes::Internal {
 
 namespace {
 
@@ -64,4 +64,4 @@ int orientation(double ax, double ay, double bx, double by, double cx, double cy
     return sum.sign();
 }
 
-} // namespace Cartolith::Core::Topology::Internal
+} // namespace Cartolith::Core::Shapes::Internal

@@ -1,0 +1,89 @@
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <limits>
+#include <vector>
+
+namespace Cartolith::Core::Shapes::Internal {
+
+struct RingBox {
+    double xMin;
+    double yMin;
+    double xMax;
+    double yMax;
+
+    bool operator==(const RingBox&) const = default;
+    bool holds(double x, double y) const noexcept { return xMin <= x && x <= xMax && yMin <= y && y <= yMax; }
+    double middleX() const noexcept { return xMin / 2 + xMax / 2; }
+    double middleY() const noexcept { return yMin / 2 + yMax / 2; }
+};
+
+/// Boxes of rings and the areas of these, packed by place (sort-tile-recursive), to find the smallest ring
+/// around another.
+class RingBoxTree {
+public:
+    struct Item {
+        RingBox box;
+        double area; ///< positive
+        int ring;
+    };
+
+    explicit RingBoxTree(std::vector<Item> items);
+
+    /// The smallest ring of more than the given area whose box holds the place and which is accepted; of
+    /// several of one area the first. -1 when there is none. Asks `accepts(ring)` only of rings smaller than
+    /// the smallest so far.
+    template <typename Accepts>
+    int smallestAround(double x, double y, double area, Accepts accepts) const {
+        Best best;
+        for (std::size_t i = 0; i < m_levels.back().size(); ++i) {
+            visit(m_levels.size() - 1, i, x, y, area, accepts, best);
+        }
+        return best.ring;
+    }
+
+private:
+    static constexpr std::size_t fanOut = 8;
+
+    struct Node {
+        RingBox box;
+        double smallest;
+        double largest;
+    };
+
+    struct Best {
+        double area = std::numeric_limits<double>::infinity();
+        int ring = -1;
+
+        bool isBeatenBy(const Item& item) const noexcept {
+            return item.area < area || (item.area == area && item.ring < ring);
+        }
+    };
+
+    /// Level 0 are the nodes around items.
+    template <typename Accepts>
+    void visit(std::size_t level, std::size_t index, double x, double y, double area, Accepts& accepts,
+               Best& best) const {
+        const Node& node = m_levels[level][index];
+        if (!node.box.holds(x, y) || node.largest <= area || node.smallest > best.area) {
+            return;
+        }
+        const std::size_t first = index * fanOut;
+        const std::size_t end =
+            std::min(first + fanOut, level == 0 ? m_items.size() : m_levels[level - 1].size());
+        for (std::size_t i = first; i < end; ++i) {
+            if (level > 0) {
+                visit(level - 1, i, x, y, area, accepts, best);
+            } else if (const Item& item = m_items[i]; item.area > area && item.box.holds(x, y) &&
+                                                      best.isBeatenBy(item) && accepts(item.ring)) {
+                best = {item.area, item.ring};
+            }
+        }
+    }
+
+    std::vector<Item> m_items;
+    std::vector<std::vector<Node>> m_levels;
+};
+
+} // namespace Cartolith::Core::Shapes::Internal

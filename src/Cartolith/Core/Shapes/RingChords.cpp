@@ -1,0 +1,141 @@
+#include <Cartolith/Core/Shapes/OrientationInternal.h>
+#include <Cartolith/Core/Shapes/RingChordsInternal.h>
+
+#include <cmath>
+
+namespace Cartolith::Core::Shapes::Internal {
+
+namespace {
+
+/// What two sets of intervals have in common. Either is a list of ends in order, from, to, from, to.
+double commonLength(const std::vector<double>& a, const std::vector<double>& b) {
+    double length = 0.0;
+    std::size_t j = 1;
+    for (std::size_t i = 1; i < a.size(); i += 2) {
+        while (j < b.size() && b[j] <= a[i - 1]) {
+            j += 2;
+        }
+        for (std::size_t k = j; k < b.size() && b[k - 1] < a[i]; k += 2) {
+            length += std::min(a[i], b[k]) - std::max(a[i - 1], b[k - 1]);
+        }
+    }
+    return length;
+}
+
+/// 1 inside, -1 outside, 0 on the ring.
+int sideOf(double x, double y, RingEdges& ring, double scale) {
+    bool isInside = false;
+    bool isOn = false;
+    ring.visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
+        const int side =
+            orientation(a.x() * scale, a.y() * scale, b.x() * scale, b.y() * scale, x * scale, y * scale);
+        isOn = isOn || (side == 0 && std::min(a.x(), b.x()) <= x && x <= std::max(a.x(), b.x()));
+        if (crossesLine(a, b, y) && (side > 0) == (b.y() > a.y())) {
+            isInside = !isInside;
+        }
+    });
+    return isOn ? 0 : isInside ? 1 : -1;
+}
+
+} // namespace
+
+int RingEdges::winding(double x, double y) {
+    int count = 0;
+    visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
+        const bool isUp = b.y() > a.y();
+        if (crossesLine(a, b, y) && (orientation(a.x(), a.y(), b.x(), b.y(), x, y) > 0) == isUp) {
+            count += isUp ? 1 : -1;
+        }
+    });
+    return count;
+}
+
+const std::vector<double>& RingEdges::crossingsAt(double y) {
+    m_crossings.clear();
+    visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
+        if (crossesLine(a, b, y)) {
+            m_crossings.push_back(crossingWithLine(a, b, y));
+        }
+    });
+    std::sort(m_crossings.begin(), m_crossings.end());
+    return m_crossings;
+}
+
+void RingEdges::makeIndex() {
+    std::vector<Range> ranges;
+    double before = m_ring.constLast().y();
+    for (qsizetype i = 0; i < m_ring.size(); ++i) {
+        const double y = m_ring[i].y();
+        if (i % fanOut == 0) {
+            ranges.push_back({before, before});
+        }
+        ranges.back() = {std::min(ranges.back().low, y), std::max(ranges.back().high, y)};
+        before = y;
+    }
+    m_levels.push_back(std::move(ranges));
+    while (m_levels.back().size() > 1) {
+        std::vector<Range> parents;
+        for (const Range& range : m_levels.back()) {
+            if (parents.size() * fanOut <= static_cast<std::size_t>(&range - m_levels.back().data())) {
+                parents.push_back(range);
+            }
+            parents.back() = {std::min(parents.back().low, range.low),
+                              std::max(parents.back().high, range.high)};
+        }
+        m_levels.push_back(std::move(parents));
+    }
+}
+
+RingChords::RingChords(const QList<GisShapePoint>& ring, double scale) : m_ring(ring), m_scale(scale) {
+    const auto [bottom, top] =
+        std::minmax_element(ring.begin(), ring.end(),
+                            [](const GisShapePoint& a, const GisShapePoint& b) { return a.y() < b.y(); });
+    // Not where grids and symmetry put horizontal edges.
+    const double step =
+        top->y() / static_cast<double>(m_lines.size()) - bottom->y() / static_cast<double>(m_lines.size());
+    RingEdges edges(ring);
+    for (std::size_t i = 0; i < m_lines.size(); ++i) {
+        Line& line = m_lines[i];
+        line.y = bottom->y() + step * (static_cast<double>(i) + 0.3819660112501051);
+        line.crossings = edges.crossingsAt(line.y);
+        line.length = 0.0;
+        for (std::size_t k = 1; k < line.crossings.size(); k += 2) {
+            line.length += line.crossings[k] - line.crossings[k - 1];
+        }
+        m_length += line.length;
+    }
+}
+
+bool RingChords::lieIn(RingEdges& outer, double largest) const {
+    // A crossing is wrong by some 2^-51 of the largest coordinate, and there may be many on a line.
+    if (!(m_length > 0x1p-36 * largest)) {
+        return verticesLieIn(outer);
+    }
+    double inside = 0.0;
+    double left = m_length;
+    for (const Line& line : m_lines) {
+        inside += commonLength(line.crossings, outer.crossingsAt(line.y));
+        left -= line.length;
+        if (inside > m_length / 2 || inside + left <= m_length / 2) {
+            break;
+        }
+    }
+    return inside > m_length / 2;
+}
+
+bool RingChords::verticesLieIn(RingEdges& outer) const {
+    qsizetype balance = 0;
+    for (const GisShapePoint& vertex : m_ring) {
+        balance += sideOf(vertex.x(), vertex.y(), outer, m_scale);
+    }
+    if (balance == 0) { // they all touch
+        const GisShapePoint* a = &m_ring.constLast();
+        for (const GisShapePoint& b : m_ring) {
+            balance += sideOf(a->x() / 2 + b.x() / 2, a->y() / 2 + b.y() / 2, outer, m_scale);
+            a = &b;
+        }
+    }
+    return balance > 0;
+}
+
+} // namespace Cartolith::Core::Shapes::Internal
