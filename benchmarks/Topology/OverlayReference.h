@@ -1,0 +1,229 @@
+#pragma once
+
+#include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Topology/GisTopologyCombineType.h>
+
+#include <geos_c.h>
+#include <ogr_geometry.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+#include <utility>
+#include <vector>
+
+/// Areas of overlays, found without the library: by GEOS through its C API, and by an integral over pairs of
+/// edges that builds no geometry. All areas are summed in long double.
+namespace reference {
+
+using Cartolith::Core::Shapes::GisShapePoint;
+using Cartolith::Core::Shapes::GisShapePolygon;
+using Cartolith::Core::Topology::GisTopologyCombineType;
+
+inline const GEOSContextHandle_t geos = GEOS_init_r();
+
+struct Destroy {
+    void operator()(GEOSGeometry* geometry) const { GEOSGeom_destroy_r(geos, geometry); }
+};
+using Geometry = std::unique_ptr<GEOSGeometry, Destroy>;
+
+/// Shells and holes told apart by GDAL; made valid if it is not.
+inline Geometry geometryOf(const GisShapePolygon& polygon, bool makeValid) {
+    std::vector<OGRGeometry*> rings;
+    for (const QList<GisShapePoint>& part : polygon.parts()) {
+        auto ring = std::make_unique<OGRLinearRing>();
+        for (const GisShapePoint& vertex : part) {
+            ring->addPoint(vertex.x(), vertex.y());
+        }
+        ring->closeRings();
+        rings.push_back(new OGRPolygon());
+        rings.back()->toPolygon()->addRingDirectly(ring.release());
+    }
+    if (rings.empty()) {
+        return Geometry(GEOSGeom_createEmptyPolygon_r(geos));
+    }
+    int isValid = 0;
+    const std::unique_ptr<OGRGeometry> nested(OGRGeometryFactory::organizePolygons(
+        rings.data(), static_cast<int>(rings.size()), &isValid, nullptr));
+    Geometry geometry(nested->exportToGEOS(geos));
+    if (makeValid && GEOSisValid_r(geos, geometry.get()) != 1) {
+        geometry.reset(GEOSMakeValid_r(geos, geometry.get()));
+    }
+    return geometry;
+}
+
+struct Edge {
+    long double x0, y0, x1, y1;
+};
+
+/// Rings of a geometry as edges, the area to the left of each; members that are no areas have none.
+class Edges {
+public:
+    explicit Edges(const GEOSGeometry* geometry) { add(geometry); }
+
+    std::vector<Edge> edges;
+    long double area = 0.0L;
+    double xMin = INFINITY, yMin = INFINITY, xMax = -INFINITY, yMax = -INFINITY;
+
+    double reach() const {
+        return std::max(std::max(std::fabs(xMin), std::fabs(xMax)),
+                        std::max(std::fabs(yMin), std::fabs(yMax)));
+    }
+
+private:
+    void add(const GEOSGeometry* geometry) {
+        const int type = GEOSGeomTypeId_r(geos, geometry);
+        if (type == GEOS_POLYGON && GEOSisEmpty_r(geos, geometry) == 0) {
+            addRing(GEOSGetExteriorRing_r(geos, geometry), false);
+            for (int i = 0; i < GEOSGetNumInteriorRings_r(geos, geometry); ++i) {
+                addRing(GEOSGetInteriorRingN_r(geos, geometry, i), true);
+            }
+        } else if (type == GEOS_MULTIPOLYGON || type == GEOS_GEOMETRYCOLLECTION) {
+            for (int i = 0; i < GEOSGetNumGeometries_r(geos, geometry); ++i) {
+                add(GEOSGetGeometryN_r(geos, geometry, i));
+            }
+        }
+    }
+
+    void addRing(const GEOSGeometry* ring, bool isHole) {
+        const GEOSCoordSequence* sequence = GEOSGeom_getCoordSeq_r(geos, ring);
+        unsigned size = 0;
+        GEOSCoordSeq_getSize_r(geos, sequence, &size);
+        std::vector<double> x(size);
+        std::vector<double> y(size);
+        long double twice = 0.0L;
+        for (unsigned i = 0; i < size; ++i) {
+            GEOSCoordSeq_getXY_r(geos, sequence, i, &x[i], &y[i]);
+            xMin = std::min(xMin, x[i]);
+            xMax = std::max(xMax, x[i]);
+            yMin = std::min(yMin, y[i]);
+            yMax = std::max(yMax, y[i]);
+            if (i > 0) {
+                twice +=
+                    (static_cast<long double>(x[i - 1]) - x[0]) * (static_cast<long double>(y[i]) - y[0]) -
+                    (static_cast<long double>(x[i]) - x[0]) * (static_cast<long double>(y[i - 1]) - y[0]);
+            }
+        }
+        area += isHole ? -std::fabs(twice) / 2 : std::fabs(twice) / 2;
+        const bool isTurned = (twice > 0.0L) == isHole;
+        for (unsigned i = 1; i < size; ++i) {
+            const unsigned from = isTurned ? i : i - 1;
+            const unsigned to = isTurned ? i - 1 : i;
+            edges.push_back({x[from], y[from], x[to], y[to]});
+        }
+    }
+};
+
+/// The area that two valid geometries have in common. Below each edge lies a strip down to a base line, and a
+/// geometry is the sum of its strips, those of edges that run to the left less the others; what two strips
+/// have in common lies below the lower edge. No decision is taken that rounding could turn round.
+inline long double commonArea(const Edges& a, const Edges& b) {
+    const long double left = std::max(a.xMin, b.xMin);
+    const long double right = std::min(a.xMax, b.xMax);
+    const long double base = std::max(a.yMin, b.yMin);
+    long double sum = 0.0L;
+    for (const Edge& e : a.edges) {
+        const long double eLeft = std::max(left, std::min(e.x0, e.x1));
+        const long double eRight = std::min(right, std::max(e.x0, e.x1));
+        for (const Edge& f : b.edges) {
+            const long double from = std::max(eLeft, std::min(f.x0, f.x1));
+            const long double to = std::min(eRight, std::max(f.x0, f.x1));
+            if (!(from < to)) {
+                continue;
+            }
+            const auto heightOf = [base](const Edge& edge, long double x) {
+                return edge.y0 - base + (edge.y1 - edge.y0) * ((x - edge.x0) / (edge.x1 - edge.x0));
+            };
+            const long double e0 = heightOf(e, from);
+            const long double e1 = heightOf(e, to);
+            const long double f0 = heightOf(f, from);
+            const long double f1 = heightOf(f, to);
+            long double below = (to - from) * (std::min(e0, f0) + std::min(e1, f1)) / 2;
+            if ((e0 < f0) != (e1 < f1) && e0 != f0 && e1 != f1) { // they cross
+                const long double share = (f0 - e0) / ((f0 - e0) - (f1 - e1));
+                const long double meet = e0 + share * (e1 - e0);
+                below = (to - from) *
+                        (share * (std::min(e0, f0) + meet) + (1 - share) * (meet + std::min(e1, f1))) / 2;
+            }
+            sum += (e.x1 < e.x0) == (f.x1 < f.x0) ? below : -below;
+        }
+    }
+    return sum;
+}
+
+/// With a grid of 0 by OverlayNG's own choice of noding, else rounded to the grid. Null when it fails.
+inline Geometry overlay(const GEOSGeometry* a, const GEOSGeometry* b, GisTopologyCombineType type,
+                        double grid) {
+    switch (type) {
+    case GisTopologyCombineType::Intersection:
+        return Geometry(grid == 0.0 ? GEOSIntersection_r(geos, a, b)
+                                    : GEOSIntersectionPrec_r(geos, a, b, grid));
+    case GisTopologyCombineType::Difference:
+        return Geometry(grid == 0.0 ? GEOSDifference_r(geos, a, b) : GEOSDifferencePrec_r(geos, a, b, grid));
+    case GisTopologyCombineType::SymmetricalDifference:
+        return Geometry(grid == 0.0 ? GEOSSymDifference_r(geos, a, b)
+                                    : GEOSSymDifferencePrec_r(geos, a, b, grid));
+    case GisTopologyCombineType::Union:
+        break;
+    }
+    return Geometry(grid == 0.0 ? GEOSUnion_r(geos, a, b) : GEOSUnionPrec_r(geos, a, b, grid));
+}
+
+/// A polygon in the forms that are needed.
+struct Operand {
+    explicit Operand(const GisShapePolygon& polygon)
+        : geometry(geometryOf(polygon, true)), edges(geometry.get()) {}
+
+    Geometry geometry;
+    Edges edges;
+};
+
+struct Expected {
+    std::array<double, 4> areas{};      ///< by the integral where that is not too slow, else by GEOS
+    std::array<Geometry, 4> geometries; ///< by GEOS
+    double smaller = 0.0;               ///< area of the inputs
+    double rounding = 0.0;              ///< what moving the vertices to the next double may change
+    bool agrees = true; ///< all ways, within a millionth of the smaller or what rounding to the grid may do
+};
+
+inline Expected expected(const Operand& a, const Operand& b) {
+    using Type = GisTopologyCombineType;
+    Expected result;
+    const double reach = std::max(a.edges.reach(), b.edges.reach());
+    const double ulp = std::nextafter(reach, INFINITY) - reach;
+    long double length = 0.0L; // of the edges near the other shape
+    for (const auto& [own, other] : {std::pair(&a.edges, &b.edges), std::pair(&b.edges, &a.edges)}) {
+        for (const Edge& edge : own->edges) {
+            if (std::max(edge.x0, edge.x1) >= other->xMin && std::min(edge.x0, edge.x1) <= other->xMax &&
+                std::max(edge.y0, edge.y1) >= other->yMin && std::min(edge.y0, edge.y1) <= other->yMax) {
+                length += std::hypot(edge.x1 - edge.x0, edge.y1 - edge.y0);
+            }
+        }
+    }
+    result.smaller = static_cast<double>(std::min(a.edges.area, b.edges.area));
+    result.rounding = ulp * static_cast<double>(length);
+    const bool isFast = a.edges.edges.size() * b.edges.edges.size() < 4'000'000;
+    const long double both = isFast ? commonArea(a.edges, b.edges) : 0.0L;
+    const long double areaA = a.edges.area;
+    const long double areaB = b.edges.area;
+    const std::array<long double, 4> exact{areaA + areaB - both, both, areaA - both,
+                                           areaA + areaB - 2 * both};
+    const double grid = std::exp2(std::floor(std::log2(reach)) - 50); // a few units in the last place
+    for (const Type type : {Type::Union, Type::Intersection, Type::Difference, Type::SymmetricalDifference}) {
+        const auto i = static_cast<std::size_t>(type);
+        result.geometries[i] = overlay(a.geometry.get(), b.geometry.get(), type, 0.0);
+        const Geometry rounded = overlay(a.geometry.get(), b.geometry.get(), type, grid);
+        const auto areaOf = [](const Geometry& geometry) {
+            return geometry == nullptr ? static_cast<long double>(NAN) : Edges(geometry.get()).area;
+        };
+        const long double byGeos = areaOf(result.geometries[i]);
+        const long double allowed = 1e-6 * result.smaller + 16 * result.rounding;
+        result.areas[i] = static_cast<double>(isFast ? exact[i] : byGeos);
+        result.agrees = result.agrees && std::fabs(result.areas[i] - byGeos) <= allowed &&
+                        std::fabs(areaOf(rounded) - byGeos) <= std::max(allowed, 1e-2L * result.smaller);
+    }
+    return result;
+}
+
+} // namespace reference
