@@ -42,13 +42,15 @@ long double overlapOf(const Outline& outline) {
     return std::fabs(Internal::commonArea(outline, outline).area - outline.area);
 }
 
-/// NaN when GEOS cannot tell. \throws Stopped, or what the busy callback throws
+/// Of inputs made valid. NaN when GEOS cannot tell. \throws Stopped, or what the busy callback throws
 double areaByGeos(const GisShape& a, const GisShape& b, Type type, const GisTopology& topology) {
     const Internal::GeosInterrupt interrupt(topology);
     double area = std::numeric_limits<double>::quiet_NaN();
     try {
         const auto shape = Internal::overlayShapeOf(
-            Internal::geosOverlay(*Internal::operandOf(a), *Internal::operandOf(b), type, &interrupt), true);
+            Internal::geosOverlayMadeValid(*Internal::operandOf(a), *Internal::operandOf(b), type,
+                                           Internal::ValidMethod::Structure, &interrupt),
+            true);
         area = shape == nullptr ? 0.0 : GisTopology::Area(*shape);
     } catch (const std::exception&) {
         interrupt.check(); // it may have been the callback's
@@ -111,7 +113,7 @@ GisOverlayCheck GisTopology::CheckOverlay(const GisShape& a, const GisShape& b, 
     if (off > allowed + 2 * (overlapOf(outlineA) + overlapOf(outlineB))) {
         return check;
     }
-    // An input crosses itself, by so little that the lines did not meet it
+    // An input crosses itself, by so little that the lines did not meet it. Rings cover what they wind round.
     try {
         if (!(std::fabs(check.areaOfResult - areaByGeos(a, b, type, *this)) > allowed)) {
             check.plausible = true;
