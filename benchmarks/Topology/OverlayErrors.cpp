@@ -1,7 +1,7 @@
 // How often overlay by painter path is wrong, by areas found without the library, and what the check makes of
 // it.
 
-#include "OverlayPairs.h"
+#include "../../tests/Topology/OverlayPairs.h"
 #include "OverlayReference.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
@@ -54,15 +54,15 @@ struct Counts {
 };
 
 long double areaOf(const Shapes::GisShape& result) {
-    return reference::areaByNesting(dynamic_cast<const GisShapePolygon&>(result));
+    return plain::areaByNesting(dynamic_cast<const GisShapePolygon&>(result));
 }
 
 /// By the integral, because GEOS does not always survive two geometries that are nearly the same.
 bool isMisplaced(const Shapes::GisShape& result, const reference::Geometry& expected, long double allowed) {
     const reference::Operand own(dynamic_cast<const GisShapePolygon&>(result));
-    const reference::Edges right(expected.get());
+    const plain::Edges right = reference::edgesOf(expected.get());
     return own.edges.edges.size() * right.edges.size() < 4'000'000 &&
-           own.edges.area + right.area - 2 * reference::commonArea(own.edges, right) > allowed;
+           own.edges.area + right.area - 2 * plain::commonArea(own.edges, right) > allowed;
 }
 
 class Progress {

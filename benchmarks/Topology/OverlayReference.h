@@ -1,5 +1,7 @@
 #pragma once
 
+#include "../../tests/Topology/PlainAreas.h"
+
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Topology/GisTopologyCombineType.h>
 
@@ -14,7 +16,7 @@
 #include <vector>
 
 /// Areas of overlays, found without the library: by GEOS through its C API, and by an integral over pairs of
-/// edges that builds no geometry. All areas are summed in long double.
+/// edges that builds no geometry.
 namespace reference {
 
 using Cartolith::Core::Shapes::GisShapePoint;
@@ -63,129 +65,38 @@ inline Geometry geometryOf(const GisShapePolygon& polygon, bool makeValid) {
     return geometry;
 }
 
-struct Edge {
-    long double x0, y0, x1, y1;
-};
-
-/// Rings of a geometry as edges, the area to the left of each; members that are no areas have none.
-class Edges {
-public:
-    explicit Edges(const GEOSGeometry* geometry) { add(geometry); }
-
-    std::vector<Edge> edges;
-    long double area = 0.0L;
-    long double length = 0.0L;
-    double xMin = INFINITY, yMin = INFINITY, xMax = -INFINITY, yMax = -INFINITY;
-
-    double reach() const {
-        return std::max(std::max(std::fabs(xMin), std::fabs(xMax)),
-                        std::max(std::fabs(yMin), std::fabs(yMax)));
-    }
-
-private:
-    void add(const GEOSGeometry* geometry) {
-        const int type = GEOSGeomTypeId_r(geos, geometry);
-        if (type == GEOS_POLYGON && GEOSisEmpty_r(geos, geometry) == 0) {
-            addRing(GEOSGetExteriorRing_r(geos, geometry), false);
-            for (int i = 0; i < GEOSGetNumInteriorRings_r(geos, geometry); ++i) {
-                addRing(GEOSGetInteriorRingN_r(geos, geometry, i), true);
-            }
-        } else if (type == GEOS_MULTIPOLYGON || type == GEOS_GEOMETRYCOLLECTION) {
-            for (int i = 0; i < GEOSGetNumGeometries_r(geos, geometry); ++i) {
-                add(GEOSGetGeometryN_r(geos, geometry, i));
-            }
-        }
-    }
-
-    void addRing(const GEOSGeometry* ring, bool isHole) {
+inline void addRings(plain::Edges& edges, const GEOSGeometry* geometry) {
+    const auto add = [&edges](const GEOSGeometry* ring, bool isHole) {
         const GEOSCoordSequence* sequence = GEOSGeom_getCoordSeq_r(geos, ring);
         unsigned size = 0;
         GEOSCoordSeq_getSize_r(geos, sequence, &size);
-        std::vector<double> x(size);
-        std::vector<double> y(size);
-        long double twice = 0.0L;
+        QList<GisShapePoint> vertices;
         for (unsigned i = 0; i < size; ++i) {
-            GEOSCoordSeq_getXY_r(geos, sequence, i, &x[i], &y[i]);
-            xMin = std::min(xMin, x[i]);
-            xMax = std::max(xMax, x[i]);
-            yMin = std::min(yMin, y[i]);
-            yMax = std::max(yMax, y[i]);
-            if (i > 0) {
-                twice +=
-                    (static_cast<long double>(x[i - 1]) - x[0]) * (static_cast<long double>(y[i]) - y[0]) -
-                    (static_cast<long double>(x[i]) - x[0]) * (static_cast<long double>(y[i - 1]) - y[0]);
-            }
+            double x = 0.0;
+            double y = 0.0;
+            GEOSCoordSeq_getXY_r(geos, sequence, i, &x, &y);
+            vertices.append(GisShapePoint(x, y));
         }
-        area += isHole ? -std::fabs(twice) / 2 : std::fabs(twice) / 2;
-        const bool isTurned = (twice > 0.0L) == isHole;
-        for (unsigned i = 1; i < size; ++i) {
-            const unsigned from = isTurned ? i : i - 1;
-            const unsigned to = isTurned ? i - 1 : i;
-            edges.push_back({x[from], y[from], x[to], y[to]});
-            length += std::hypot(x[to] - x[from], y[to] - y[from]);
+        edges.addRing(vertices, isHole);
+    };
+    const int type = GEOSGeomTypeId_r(geos, geometry);
+    if (type == GEOS_POLYGON && GEOSisEmpty_r(geos, geometry) == 0) {
+        add(GEOSGetExteriorRing_r(geos, geometry), false);
+        for (int i = 0; i < GEOSGetNumInteriorRings_r(geos, geometry); ++i) {
+            add(GEOSGetInteriorRingN_r(geos, geometry, i), true);
+        }
+    } else if (type == GEOS_MULTIPOLYGON || type == GEOS_GEOMETRYCOLLECTION) {
+        for (int i = 0; i < GEOSGetNumGeometries_r(geos, geometry); ++i) {
+            addRings(edges, GEOSGetGeometryN_r(geos, geometry, i));
         }
     }
-};
-
-/// The area that two valid geometries have in common. Below each edge lies a strip down to a base line, and a
-/// geometry is the sum of its strips, those of edges that run to the left less the others; what two strips
-/// have in common lies below the lower edge. No decision is taken that rounding could turn round.
-inline long double commonArea(const Edges& a, const Edges& b) {
-    const long double left = std::max(a.xMin, b.xMin);
-    const long double right = std::min(a.xMax, b.xMax);
-    const long double base = std::max(a.yMin, b.yMin);
-    long double sum = 0.0L;
-    for (const Edge& e : a.edges) {
-        const long double eLeft = std::max(left, std::min(e.x0, e.x1));
-        const long double eRight = std::min(right, std::max(e.x0, e.x1));
-        for (const Edge& f : b.edges) {
-            const long double from = std::max(eLeft, std::min(f.x0, f.x1));
-            const long double to = std::min(eRight, std::max(f.x0, f.x1));
-            if (!(from < to)) {
-                continue;
-            }
-            const auto heightOf = [base](const Edge& edge, long double x) {
-                return edge.y0 - base + (edge.y1 - edge.y0) * ((x - edge.x0) / (edge.x1 - edge.x0));
-            };
-            const long double e0 = heightOf(e, from);
-            const long double e1 = heightOf(e, to);
-            const long double f0 = heightOf(f, from);
-            const long double f1 = heightOf(f, to);
-            long double below = (to - from) * (std::min(e0, f0) + std::min(e1, f1)) / 2;
-            if ((e0 < f0) != (e1 < f1) && e0 != f0 && e1 != f1) { // they cross
-                const long double share = (f0 - e0) / ((f0 - e0) - (f1 - e1));
-                const long double meet = e0 + share * (e1 - e0);
-                below = (to - from) *
-                        (share * (std::min(e0, f0) + meet) + (1 - share) * (meet + std::min(e1, f1))) / 2;
-            }
-            sum += (e.x1 < e.x0) == (f.x1 < f.x0) ? below : -below;
-        }
-    }
-    return sum;
 }
 
-/// The area of rings read by nesting. In which others a ring lies is seen from where most of its area is, as
-/// rings that touch may be rounded across each other.
-inline long double areaByNesting(const GisShapePolygon& polygon) {
-    std::vector<Edges> rings;
-    for (const QList<GisShapePoint>& part : polygon.parts()) {
-        GisShapePolygon single;
-        single.parts().append(part);
-        rings.emplace_back(geometryOf(single, false).get());
-    }
-    long double area = 0.0L;
-    for (const Edges& inner : rings) {
-        bool isHole = false;
-        for (const Edges& outer : rings) {
-            const bool isInBox = outer.xMin <= inner.xMax && inner.xMin <= outer.xMax &&
-                                 outer.yMin <= inner.yMax && inner.yMin <= outer.yMax;
-            if (outer.area > inner.area && isInBox && commonArea(inner, outer) > inner.area / 2) {
-                isHole = !isHole;
-            }
-        }
-        area += isHole ? -inner.area : inner.area;
-    }
-    return area;
+/// Members that are no areas have none.
+inline plain::Edges edgesOf(const GEOSGeometry* geometry) {
+    plain::Edges edges;
+    addRings(edges, geometry);
+    return edges;
 }
 
 /// With a grid of 0 by OverlayNG's own choice of noding, else rounded to the grid. Null when it fails.
@@ -209,10 +120,10 @@ inline Geometry overlay(const GEOSGeometry* a, const GEOSGeometry* b, GisTopolog
 /// A polygon in the forms that are needed.
 struct Operand {
     explicit Operand(const GisShapePolygon& polygon)
-        : geometry(geometryOf(polygon, true)), edges(geometry.get()) {}
+        : geometry(geometryOf(polygon, true)), edges(edgesOf(geometry.get())) {}
 
     Geometry geometry;
-    Edges edges;
+    plain::Edges edges;
 };
 
 struct Expected {
@@ -230,7 +141,7 @@ inline Expected expected(const Operand& a, const Operand& b) {
     const double ulp = std::nextafter(reach, INFINITY) - reach;
     long double length = 0.0L; // of the edges near the other shape
     for (const auto& [own, other] : {std::pair(&a.edges, &b.edges), std::pair(&b.edges, &a.edges)}) {
-        for (const Edge& edge : own->edges) {
+        for (const plain::Edge& edge : own->edges) {
             if (std::max(edge.x0, edge.x1) >= other->xMin && std::min(edge.x0, edge.x1) <= other->xMax &&
                 std::max(edge.y0, edge.y1) >= other->yMin && std::min(edge.y0, edge.y1) <= other->yMax) {
                 length += std::hypot(edge.x1 - edge.x0, edge.y1 - edge.y0);
@@ -240,7 +151,7 @@ inline Expected expected(const Operand& a, const Operand& b) {
     result.smaller = std::min(a.edges.area, b.edges.area);
     result.rounding = ulp * length;
     const bool isFast = a.edges.edges.size() * b.edges.edges.size() < 4'000'000;
-    const long double both = isFast ? commonArea(a.edges, b.edges) : 0.0L;
+    const long double both = isFast ? plain::commonArea(a.edges, b.edges) : 0.0L;
     const long double areaA = a.edges.area;
     const long double areaB = b.edges.area;
     const std::array<long double, 4> exact{areaA + areaB - both, both, areaA - both,
@@ -251,7 +162,7 @@ inline Expected expected(const Operand& a, const Operand& b) {
         result.geometries[i] = overlay(a.geometry.get(), b.geometry.get(), type, 0.0);
         const Geometry rounded = overlay(a.geometry.get(), b.geometry.get(), type, grid);
         const auto areaOf = [](const Geometry& geometry) {
-            return geometry == nullptr ? static_cast<long double>(NAN) : Edges(geometry.get()).area;
+            return geometry == nullptr ? static_cast<long double>(NAN) : edgesOf(geometry.get()).area;
         };
         const long double byGeos = areaOf(result.geometries[i]);
         const long double allowed = 1e-6 * result.smaller + 16 * result.rounding;

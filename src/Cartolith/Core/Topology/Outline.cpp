@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
+#include <Cartolith/Core/Topology/CommonAreaInternal.h>
 #include <Cartolith/Core/Topology/OutlineInternal.h>
 #include <Cartolith/Core/Topology/PolygonPathInternal.h>
 
@@ -57,6 +58,59 @@ bool addRing(Outline& outline, const QList<GisShapePoint>& part) {
     return true;
 }
 
+int directionOf(const Outline::Ring& ring) {
+    return (ring.area > 0.0L) - (ring.area < 0.0L);
+}
+
+/// One ring as an outline of its own, or all that are larger; each counts by `factor`.
+template <typename Takes, typename Factor>
+Outline selected(const Outline& from, Takes takes, Factor factor) {
+    Outline outline;
+    for (const Outline::Ring& ring : from.rings) {
+        if (takes(ring)) {
+            const auto begin = static_cast<std::ptrdiff_t>(ring.begin);
+            const auto end = static_cast<std::ptrdiff_t>(ring.end);
+            outline.rings.push_back(ring);
+            outline.rings.back().begin = outline.x.size();
+            outline.x.insert(outline.x.end(), from.x.begin() + begin, from.x.begin() + end);
+            outline.y.insert(outline.y.end(), from.y.begin() + begin, from.y.begin() + end);
+            outline.rings.back().end = outline.x.size();
+            outline.rings.back().factor = factor(ring);
+            const auto [left, right] = std::minmax_element(from.x.begin() + begin, from.x.begin() + end);
+            outline.extent = outline.extent.expand(GisExtent(*left, ring.low, *right, ring.high));
+        }
+    }
+    return outline;
+}
+
+/// By the winding rule: what the larger rings wind round a ring, on average over what it encloses, is what
+/// they wind round all of it, unless rings cross. A ring that changes from one number to another that is not
+/// 0 does not count. False when that is too much work, or rings cross.
+bool setWindingFactors(Outline& outline) {
+    constexpr std::size_t muchWork = 20'000'000;
+    if (outline.rings.size() * outline.x.size() > muchWork) {
+        return false;
+    }
+    for (Outline::Ring& ring : outline.rings) {
+        const int direction = directionOf(ring);
+        if (direction == 0) {
+            continue;
+        }
+        const Outline own = selected(
+            outline, [&](const auto& other) { return &other == &ring; }, directionOf);
+        const Outline larger = selected(
+            outline, [&](const auto& other) { return std::fabs(other.area) > std::fabs(ring.area); },
+            [](const auto&) { return 1; });
+        const long double winding = commonArea(own, larger).area / std::fabs(ring.area);
+        const int around = static_cast<int>(std::lround(winding));
+        if (!(std::fabs(winding - around) < 1e-6L)) {
+            return false;
+        }
+        ring.factor = ((around + direction != 0) - (around != 0)) * direction;
+    }
+    return true;
+}
+
 QList<Shapes::Internal::Ring> ringsOf(const Outline& outline) {
     QList<Shapes::Internal::Ring> rings;
     for (const Outline::Ring& ring : outline.rings) {
@@ -78,15 +132,19 @@ Outline outlineOf(const GisShapePolygon& polygon, RingReading reading) {
     const QList<int> depths =
         outline.rings.size() > 1 ? Shapes::Internal::nestingDepths(ringsOf(outline)) : QList<int>(1, 0);
     int common = 0;
+    bool isUniform = true;
     for (std::size_t i = 0; i < outline.rings.size(); ++i) {
         Outline::Ring& ring = outline.rings[i];
-        const int direction = (ring.area > 0.0L) - (ring.area < 0.0L);
+        const int direction = directionOf(ring);
         ring.factor = depths[static_cast<qsizetype>(i)] % 2 == 0 ? direction : -direction;
         common = common == 0 ? ring.factor : common;
-        // Shells that all run one way and holes that run the other are the same by either rule.
-        if (reading == RingReading::Winding && ring.factor != 0 && ring.factor != common) {
-            outline.hasFactors = false;
-        }
+        isUniform = isUniform && (ring.factor == 0 || ring.factor == common);
+    }
+    // Shells that all run one way and holes that run the other are the same by either rule.
+    if (reading == RingReading::Winding && !isUniform) {
+        outline.hasFactors = setWindingFactors(outline);
+    }
+    for (const Outline::Ring& ring : outline.rings) {
         outline.area += ring.factor * ring.area;
     }
     return outline;

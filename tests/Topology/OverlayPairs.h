@@ -34,9 +34,7 @@ struct DataSet {
 class Random {
 public:
     explicit Random(std::mt19937_64& random) : m_random(random) {}
-    double between(double low, double high) {
-        return std::uniform_real_distribution<double>(low, high)(m_random);
-    }
+    double between(double low, double high) { return std::uniform_real_distribution<double>(low, high)(m_random); }
     int whole(int low, int high) { return std::uniform_int_distribution<int>(low, high)(m_random); }
 
 private:
@@ -88,13 +86,9 @@ inline std::unique_ptr<GisShapePolygon> parcelOn(const GisShapePoint& p, const G
     case 1:
         return polygonOf({{off(first, 0, -depth / 2), off(second, 0, -depth / 2), off(second, 0, depth / 2),
                            off(first, 0, depth / 2)}});
-    case 2:
-        return polygonOf(
-            {{first, off(first, width, side / 2), off(first, 0, side), off(first, -width, side / 2)}});
-    case 3:
-        return polygonOf({star(first.x(), first.y(), width, 0.5, 7, random)});
-    default:
-        return polygonOf({{first, second, off(second, 0, side), off(first, 0, side)}});
+    case 2: return polygonOf({{first, off(first, width, side / 2), off(first, 0, side), off(first, -width, side / 2)}});
+    case 3: return polygonOf({star(first.x(), first.y(), width, 0.5, 7, random)});
+    default: return polygonOf({{first, second, off(second, 0, side), off(first, 0, side)}});
     }
 }
 
@@ -167,8 +161,8 @@ inline DataSet closePairs(const QString& name, std::size_t count, std::mt19937_6
             break;
         }
         case 4: // inside, down to a speck
-            b = star(p.x() / 4 + shift * 3 / 4, p.y() / 4, scale * std::pow(10.0, random.between(-4, 1.5)),
-                     0.5, 5, random);
+            b = star(p.x() / 4 + shift * 3 / 4, p.y() / 4, scale * std::pow(10.0, random.between(-4, 1.5)), 0.5, 5,
+                     random);
             break;
         case 5: // from the middle to an edge, two corners on it, along() rounded
             b = {placed(0, 0), along(p, q, random.between(0, 0.4)), along(p, q, random.between(0.6, 1))};
