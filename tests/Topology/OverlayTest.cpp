@@ -1,4 +1,6 @@
 #include "EditingTestShapes.h"
+#include "OverlayPairs.h"
+#include "PlainAreas.h"
 
 #include <gtest/gtest.h>
 
@@ -309,6 +311,175 @@ TEST(Overlay, FallbackMendsWhatTheCheckFlags) {
     EXPECT_EQ(summary(topology.Union(*a, *b)), "POLYGON 0 rings 0 #7s");
     topology.SetOverlayFallback(true);
     EXPECT_EQ(summary(topology.Union(*a, *b)), "POLYGON 1 rings 3.15e-13 #7s");
+}
+
+/// Of two polygons of one ring each.
+struct PlainOverlay {
+    PlainOverlay(const GisShapePolygon& a, const GisShapePolygon& b) {
+        m_a.addRing(a.parts().constFirst(), false);
+        m_b.addRing(b.parts().constFirst(), false);
+        m_both = plain::commonArea(m_a, m_b);
+    }
+    long double area(Type type) const {
+        return type == Type::Intersection ? m_both
+               : type == Type::Difference ? m_a.area - m_both
+                                          : m_a.area + m_b.area - (type == Type::Union ? 1 : 2) * m_both;
+    }
+    /// By more than a share of the smaller input, and than rounding of the vertices.
+    bool isWrong(const GisShape& result, Type type, double share) const {
+        const double reach = std::max(m_a.reach(), m_b.reach());
+        const long double rounding = (std::nextafter(reach, infinity) - reach) * (m_a.length + m_b.length);
+        const long double area = plain::areaByNesting(dynamic_cast<const GisShapePolygon&>(result));
+        return !(std::fabs(area - this->area(type)) <= share * std::min(m_a.area, m_b.area) + rounding);
+    }
+
+private:
+    plain::Edges m_a;
+    plain::Edges m_b;
+    long double m_both = 0.0L;
+};
+
+void expectRightAfterFallback(const GisShapePolygon& a, const GisShapePolygon& b, const std::string& name) {
+    GisTopology guarded;
+    guarded.SetOverlayFallback(true);
+    const PlainOverlay expected(a, b);
+    for (const Type type : allTypes) {
+        const std::string text = name + ", operation " + std::to_string(int(type)) + "\n" + a.toWkt().toStdString() +
+                                 "\n" + b.toWkt().toStdString();
+        const auto byPath = GisTopology().Combine(a, b, type);
+        if (expected.isWrong(*byPath, type, 1e-6)) {
+            EXPECT_FALSE(GisTopology().CheckOverlay(a, b, type, *byPath).plausible) << text;
+        }
+        EXPECT_FALSE(expected.isWrong(*guarded.Combine(a, b, type), type, 1e-6)) << text;
+    }
+}
+
+TEST(OverlayCheck, ErrorsAreAShareOfTheSmallerInput) {
+    constexpr const char* parcel =
+        "POLYGON((-9982000 4497135,-9982026.5612272825092077 4497112.5533681437373161,-9982009.8123074639588594 "
+        "4497092.7342759585008025,-9981983.2510801814496517 4497115.1809078147634864,-9982000 4497135))";
+    constexpr const char* county = "POLYGON((-9947182 4470000,-9982000 4497135,-10014109 4470000,-9982000 "
+                                   "4435401,-9947182 4470000))";
+    constexpr const char* pentagon =
+        "POLYGON((510000 0,130000 400000,-710000 520000,-480000 -350000,200000 -620000,510000 0))";
+    constexpr const char* triangle =
+        "POLYGON((-651824.6573566617444158 299945.4430447638733312,-558226.7942792404210195 "
+        "-54098.64772635162808,-220000 130000,-651824.6573566617444158 299945.4430447638733312))";
+    const struct {
+        const char* name;
+        const char* a;
+        const char* b;
+        GisOverlayEngine engine; ///< whose answer is right or flagged
+        Type type;
+        const char* wrong; ///< an answer that is flagged
+    } rows[] = {
+        {"parcel at a corner of its county, lost by the painter path", county, parcel, GisOverlayEngine::PainterPath,
+         Type::Intersection, "POLYGON EMPTY"},
+        {"county less the parcel", county, parcel, GisOverlayEngine::PainterPath, Type::Difference, county},
+        {"parcel less the county", parcel, county, GisOverlayEngine::PainterPath, Type::Difference, parcel},
+        {"triangle on an edge, lost by GEOS 3.11", pentagon, triangle, GisOverlayEngine::Geos, Type::Intersection,
+         "POLYGON EMPTY"},
+        {"speck of a millionth", "POLYGON((0 0,1000 10,990 1000,0 0))",
+         "POLYGON((500 400,500.5 400,500.5 401,500 400))", GisOverlayEngine::PainterPath, Type::Union,
+         "POLYGON((0 0,1000 10,990 1000,0 0),(500 400,500.5 400,500.5 401,500 400))"},
+    };
+    for (const auto& row : rows) {
+        const auto a = shapeOf(row.a);
+        const auto b = shapeOf(row.b);
+        const GisTopology topology = topologyWith(row.engine);
+        const auto result = topology.Combine(*a, *b, row.type);
+        EXPECT_EQ(topology.CheckOverlay(*a, *b, row.type, *result).plausible,
+                  !PlainOverlay(polygonOf(a), polygonOf(b)).isWrong(*result, row.type, 1e-6))
+            << row.name;
+        EXPECT_FALSE(topology.CheckOverlay(*a, *b, row.type, *shapeOf(row.wrong)).plausible) << row.name;
+        expectRightAfterFallback(polygonOf(a), polygonOf(b), row.name);
+    }
+}
+
+TEST(Overlay, FallbackLeavesNothingWrong) {
+    std::mt19937_64 engine(seed());
+    pairs::Random random(engine);
+    pairs::Polygons counties;
+    for (int i = 0; i < 20; ++i) {
+        counties.push_back(
+            pairs::polygonOf({pairs::star(-1e7 + 9e4 * i, 4.5e6, 4e4, 0.6, random.whole(4, 30), random)}));
+    }
+    for (const pairs::DataSet& data : {pairs::parcels(QStringLiteral("parcels"), std::move(counties), 300, engine),
+                                       pairs::closePairs(QStringLiteral("close pairs"), 400, engine)}) {
+        for (const auto& [i, j] : data.pairs) {
+            expectRightAfterFallback(*data.polygons[i], *data.polygons[j],
+                                     data.name.toStdString() + ", seed " + std::to_string(seed()));
+        }
+    }
+}
+
+TEST(OverlayCheck, ReadsRingsAsTheEngineDoes) {
+    const Part shell{{0, 0}, {4, 0}, {4, 4}, {0, 4}, {0, 0}};
+    const Part inner{{1, 1}, {3, 1}, {3, 3}, {1, 3}, {1, 1}};
+    const Part innermost{{1.5, 1.5}, {2, 1.5}, {2, 2}, {1.5, 2}, {1.5, 1.5}};
+    const Part beside{{5, 0}, {6, 0}, {6, 1}, {5, 1}, {5, 0}};
+    const auto turned = [](Part ring) {
+        std::reverse(ring.begin(), ring.end());
+        return ring;
+    };
+    const struct {
+        const char* name;
+        QList<Part> rings;
+        double byWinding;
+        double byNesting;
+    } rows[] = {
+        {"hole", {shell, turned(inner)}, 12, 12},
+        {"hole like its shell", {shell, inner}, 16, 12},
+        {"island like its shell", {inner, innermost, turned(shell)}, 12.25, 12.25},
+        {"island unlike its shell", {turned(innermost), turned(inner), shell}, 12.25, 12.25},
+        {"hole like its shell, what is in it turned", {shell, inner, turned(innermost)}, 16, 12.25},
+        {"two shells, one turned", {turned(beside), shell}, 17, 17},
+        {"hole in one of them", {shell, turned(inner), turned(beside)}, 13, 13},
+    };
+    const auto speck = shapeOf("POLYGON((3.999 2,4 2,4 2.001,3.999 2))");
+    for (const auto& row : rows) {
+        const auto a = shapeOfParts<GisShapePolygon>(row.rings);
+        for (const GisOverlayEngine engine : {GisOverlayEngine::PainterPath, GisOverlayEngine::Geos}) {
+            const GisTopology topology = topologyWith(engine);
+            const auto result = topology.Difference(*a, *speck);
+            const auto check = topology.CheckOverlay(*a, *speck, Type::Difference, *result);
+            EXPECT_TRUE(check.plausible) << row.name << ": " << check.problem.toStdString();
+            EXPECT_DOUBLE_EQ(check.areaOfA, engine == GisOverlayEngine::Geos ? row.byNesting : row.byWinding)
+                << row.name;
+            const auto uncut = topology.Difference(*a, *shapeOf("POLYGON((9 9,10 9,10 10,9 9))"));
+            EXPECT_FALSE(topology.CheckOverlay(*a, *speck, Type::Difference, *uncut).plausible) << row.name;
+        }
+    }
+}
+
+TEST(OverlayCheck, TakesWhatEnclosesNothing) {
+    const struct {
+        const char* name;
+        const char* a;
+        const char* b;
+    } rows[] = {
+        {"one place, a line and a line",
+         "POLYGON((-1.9 -1.9,-1.9 -1.9,-1.9 -1.9,-1.9 -1.9),(-1.9 -5,-5 -5,-5 -5,-1.9 -5))", "POLYGON((-5 -5,-5 -5))"},
+        {"flat triangle", "POLYGON((0 0,2 0,1 0,0 0))", "POLYGON((0 0,1 0,1 1,0 0))"},
+        {"upright one", "POLYGON((0 0,0 2,0 1,0 0))", "POLYGON((0 0,1 0,1 1,0 0))"},
+        {"nothing", "POLYGON EMPTY", "POLYGON EMPTY"},
+        {"nothing but b", "POLYGON EMPTY", "POLYGON((0 0,1 0,1 1,0 0))"},
+        {"spike along the edge of b", "POLYGON((0 0,1 0,1 1,2 2,1 1,0 0))", "POLYGON((2 2,3 2,3 3,2 2))"},
+        {"edge that turns back by itself, too little for a line",
+         "POLYGON((0 0,1000 0,1000 500,1001 500.5,1001 500,1000 500.5,1000 1000,0 1000,0 0))",
+         "POLYGON((500 500,502 500,502 502,500 502,500 500))"},
+    };
+    for (const auto& row : rows) {
+        for (const Type type : allTypes) {
+            const auto a = shapeOf(row.a);
+            const auto b = shapeOf(row.b);
+            for (const auto& [first, second] : {std::pair(a.get(), b.get()), std::pair(b.get(), a.get())}) {
+                const auto result = GisTopology().Combine(*first, *second, type);
+                const auto check = GisTopology().CheckOverlay(*first, *second, type, *result);
+                EXPECT_TRUE(check.plausible) << row.name << ", " << int(type) << ": " << check.problem.toStdString();
+            }
+        }
+    }
 }
 
 TEST(Overlay, RectangleHelpers) {

@@ -172,6 +172,21 @@ GeometryPtr madeValid(const OGRGeometry& geometry, ValidMethod method) {
     return valid == nullptr ? nullptr : membersOf(std::move(valid), geometry.getDimension());
 }
 
+namespace {
+
+GeometryPtr attemptMadeValid(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type,
+                             ValidMethod method, const GeosInterrupt* interrupt) {
+    const GeometryPtr validA = madeValid(a, method);
+    check(interrupt);
+    const GeometryPtr validB = madeValid(b, method);
+    check(interrupt);
+    GeometryPtr result = validA && validB ? attempt(*validA, *validB, type) : nullptr;
+    check(interrupt);
+    return result;
+}
+
+} // namespace
+
 GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type,
                         const GeosInterrupt* interrupt) {
     GdalErrorCapture errors;
@@ -180,12 +195,17 @@ GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b, GisTopologyC
     if (result != nullptr) {
         return result;
     }
-    const GeometryPtr validA = madeValid(a, ValidMethod::Lines);
-    check(interrupt);
-    const GeometryPtr validB = madeValid(b, ValidMethod::Lines);
-    check(interrupt);
-    result = validA && validB ? attempt(*validA, *validB, type) : nullptr;
-    check(interrupt);
+    result = attemptMadeValid(a, b, type, ValidMethod::Lines, interrupt);
+    if (result == nullptr) {
+        fail(errors);
+    }
+    return result;
+}
+
+GeometryPtr geosOverlayMadeValid(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type,
+                                 ValidMethod method, const GeosInterrupt* interrupt) {
+    GdalErrorCapture errors;
+    GeometryPtr result = attemptMadeValid(a, b, type, method, interrupt);
     if (result == nullptr) {
         fail(errors);
     }

@@ -31,6 +31,11 @@ class GeosInterrupt;
 Common::Internal::GeometryPtr geosOverlay(const OGRGeometry& a, const OGRGeometry& b,
                                           GisTopologyCombineType type, const GeosInterrupt* interrupt);
 
+/// The same of inputs made valid first: GEOS takes some shapes that cross themselves, and gets them wrong.
+Common::Internal::GeometryPtr geosOverlayMadeValid(const OGRGeometry& a, const OGRGeometry& b,
+                                                   GisTopologyCombineType type, ValidMethod method,
+                                                   const GeosInterrupt* interrupt);
+
 /// The union of polygons and multipolygons, by a tree of unions of neighbours.
 Common::Internal::GeometryPtr geosUnion(std::vector<Common::Internal::GeometryPtr> polygons,
                                         const GeosInterrupt& interrupt);

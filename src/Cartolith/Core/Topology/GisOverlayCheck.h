@@ -7,7 +7,7 @@
 namespace Cartolith::Core::Topology {
 
 /// What GisTopology::CheckOverlay() found. Areas are in square coordinate units, NaN where they were not
-/// measured.
+/// measured: those of a and b when one of them crosses or overlaps itself.
 struct GisOverlayCheck {
     bool plausible = true;
     QString problem; ///< what failed, in English; empty when plausible

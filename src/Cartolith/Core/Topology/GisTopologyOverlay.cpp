@@ -9,6 +9,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <stdexcept>
 #include <utility>
 
 namespace Cartolith::Core::Topology {
@@ -56,7 +57,8 @@ class Overlay {
 public:
     explicit Overlay(const GisTopology& topology) : m_topology(topology) {
         m_topology.SetBusyCallback([this, &topology](int current, int total) {
-            m_stopped = m_stopped || !topology.reportBusy(current, total);
+            const bool wasStopped = std::exchange(m_stopped, true); // stays so when the callback throws
+            m_stopped = wasStopped || !topology.reportBusy(current, total);
             return !m_stopped;
         });
     }
@@ -94,7 +96,8 @@ private:
     }
 
     std::unique_ptr<GisShape> byGeos(const GisShape& a, const OGRGeometry& geometryA,
-                                     const OGRGeometry& geometryB, Type type, bool areasOnly) const {
+                                     const OGRGeometry& geometryB, Type type, bool areasOnly,
+                                     bool madeValid = false) const {
         if (m_isLong && !m_topology.reportBusy(0, 1)) {
             return nullptr;
         }
@@ -102,8 +105,12 @@ private:
         if (m_isLong) {
             interrupt.emplace(m_topology);
         }
+        const Internal::GeosInterrupt* const stop = interrupt ? &*interrupt : nullptr;
         auto result = Internal::overlayShapeOf(
-            Internal::geosOverlay(geometryA, geometryB, type, interrupt ? &*interrupt : nullptr), areasOnly);
+            madeValid ? Internal::geosOverlayMadeValid(geometryA, geometryB, type,
+                                                       Internal::ValidMethod::Structure, stop)
+                      : Internal::geosOverlay(geometryA, geometryB, type, stop),
+            areasOnly);
         return named(result == nullptr ? GisTopology::EmptyLike(a) : std::move(result), a);
     }
 
@@ -119,8 +126,31 @@ private:
                 result = named(std::move(rectangles), a);
             }
         }
-        if (m_topology.OverlayFallback() && !m_topology.CheckOverlay(a, b, type, *result).plausible) {
-            return byGeos(a, *Internal::operandOf(a), *Internal::operandOf(b), type, true);
+        return m_topology.OverlayFallback() && !isPlausible(a, b, type, *result) ? fallback(a, b, type)
+                                                                                 : std::move(result);
+    }
+
+    bool isPlausible(const GisShape& a, const GisShape& b, Type type, const GisShape& result) const {
+        return m_topology.CheckOverlay(a, b, type, result).plausible;
+    }
+
+    /// GEOS takes some shapes that cross themselves for valid, and gets them wrong.
+    std::unique_ptr<GisShape> fallback(const GisShape& a, const GisShape& b, Type type) const {
+        const auto geometryA = Internal::operandOf(a);
+        const auto geometryB = Internal::operandOf(b);
+        auto result = byGeos(a, *geometryA, *geometryB, type, true);
+        if (result == nullptr || isPlausible(a, b, type, *result)) {
+            return result;
+        }
+        try {
+            auto ofValid = byGeos(a, *geometryA, *geometryB, type, true, true);
+            if (ofValid == nullptr || isPlausible(a, b, type, *ofValid)) {
+                return ofValid;
+            }
+        } catch (const std::runtime_error&) {
+            if (m_stopped) { // it is the callback's
+                throw;
+            }
         }
         return result;
     }

@@ -1,0 +1,290 @@
+#include <Cartolith/Core/Topology/BoundaryInternal.h>
+#include <Cartolith/Core/Topology/CommonAreaInternal.h>
+#include <Cartolith/Core/Topology/OrientationInternal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace Cartolith::Core::Topology::Internal {
+
+namespace {
+
+constexpr std::size_t fanOut = 8;
+
+struct Edge {
+    double x0;
+    double y0;
+    double x1;
+    double y1;
+
+    Box box() const noexcept {
+        return {std::min(x0, x1), std::min(y0, y1), std::max(x0, x1), std::max(y0, y1)};
+    }
+};
+
+enum class Which { A, B };
+
+/// Where a vertex lies beside an edge of the other polygon, never on it: b is moved by (e, e²), e as small as
+/// need be.
+int sideOf(Which vertexIs, double x, double y, const Edge& edge) noexcept {
+    const bool isEnd = (x == edge.x0 && y == edge.y0) || (x == edge.x1 && y == edge.y1);
+    if (const int side = isEnd ? 0 : orientation(edge.x0, edge.y0, edge.x1, edge.y1, x, y); side != 0) {
+        return side;
+    }
+    const bool isLeftWhenMoved = edge.y0 != edge.y1 ? edge.y1 < edge.y0 : edge.x0 < edge.x1;
+    return isLeftWhenMoved == (vertexIs == Which::B) ? 1 : -1;
+}
+
+/// The edges of one polygon that meet the common extent, as chains, under boxes.
+class Chains {
+public:
+    struct Chain {
+        std::size_t begin; ///< of its edges
+        std::size_t end;
+        int factor;
+    };
+
+    Chains(const Outline& outline, const Box& extent) {
+        for (const Outline::Ring& ring : outline.rings) {
+            bool isConnected = false;
+            for (std::size_t v = ring.begin + 1; ring.factor != 0 && v < ring.end; ++v) {
+                const Edge edge{outline.x[v - 1], outline.y[v - 1], outline.x[v], outline.y[v]};
+                if (!edge.box().meets(extent)) {
+                    isConnected = false;
+                    continue;
+                }
+                if (!isConnected) {
+                    chains.push_back({edges.size(), edges.size(), ring.factor});
+                    isConnected = true;
+                }
+                edges.push_back(edge);
+                ++chains.back().end;
+            }
+        }
+        steps.resize(edges.size());
+        factors.reserve(edges.size());
+        for (const Chain& chain : chains) {
+            factors.insert(factors.end(), chain.end - chain.begin, chain.factor);
+        }
+        addBoxes();
+    }
+
+    std::vector<Edge> edges;
+    std::vector<int> factors;
+    std::vector<int> steps; ///< by how much the winding number of the other polygon changes along each
+    std::vector<Chain> chains;
+    std::vector<std::vector<Box>> levels; ///< the last one has one box
+
+    std::size_t sizeBelow(std::size_t level) const noexcept {
+        return level == 0 ? edges.size() : levels[level - 1].size();
+    }
+
+private:
+    void addBoxes() {
+        const auto around = [](const Box& p, const Box& q) {
+            return Box{std::min(p.xMin, q.xMin), std::min(p.yMin, q.yMin), std::max(p.xMax, q.xMax),
+                       std::max(p.yMax, q.yMax)};
+        };
+        do {
+            const std::size_t below = sizeBelow(levels.size());
+            std::vector<Box> boxes;
+            boxes.reserve(below / fanOut + 1);
+            for (std::size_t i = 0; i < below; ++i) {
+                const Box box = levels.empty() ? edges[i].box() : levels.back()[i];
+                if (i % fanOut == 0) {
+                    boxes.push_back(box);
+                } else {
+                    boxes.back() = around(boxes.back(), box);
+                }
+            }
+            levels.push_back(std::move(boxes));
+        } while (levels.back().size() > 1);
+    }
+};
+
+/// A vertex of a chain that never leaves the common extent.
+struct Start {
+    double x;
+    double y;
+    std::size_t chain;
+    int winding; ///< of the other polygon around it
+};
+
+void windAround(std::vector<Start>& starts, Which startsAre, const Outline& other) {
+    std::sort(starts.begin(), starts.end(), [](const Start& p, const Start& q) { return p.y < q.y; });
+    for (const Outline::Ring& ring : other.rings) {
+        if (ring.factor == 0 || starts.empty() || ring.high < starts.front().y ||
+            ring.low > starts.back().y) {
+            continue;
+        }
+        for (std::size_t v = ring.begin + 1; v < ring.end; ++v) {
+            const Edge edge{other.x[v - 1], other.y[v - 1], other.x[v], other.y[v]};
+            const double low = std::min(edge.y0, edge.y1);
+            const double high = std::max(edge.y0, edge.y1);
+            if (high < starts.front().y || low > starts.back().y) {
+                continue;
+            }
+            auto start = std::lower_bound(starts.begin(), starts.end(), low,
+                                          [](const Start& p, double y) { return p.y < y; });
+            for (; start != starts.end() && start->y <= high; ++start) {
+                const double y = start->y; // when equal, the one of b is above
+                const bool from = startsAre == Which::A ? edge.y0 >= y : edge.y0 > y;
+                const bool to = startsAre == Which::A ? edge.y1 >= y : edge.y1 > y;
+                if (from != to && sideOf(startsAre, start->x, y, edge) == (to ? 1 : -1)) {
+                    start->winding += to ? ring.factor : -ring.factor;
+                }
+            }
+        }
+    }
+}
+
+class Integral {
+public:
+    Integral(const Outline& a, const Outline& b, const Box& extent)
+        : m_outlineA(a), m_outlineB(b), m_extent(extent), m_x(extent.xMin / 2 + extent.xMax / 2),
+          m_y(extent.yMin / 2 + extent.yMax / 2), m_a(a, extent), m_b(b, extent) {}
+
+    CommonArea run() {
+        if (!m_a.edges.empty() &&
+            !m_b.edges.empty()) { // else the edges of one lie around the other, or apart
+            join(m_a.levels.size() - 1, 0, m_b.levels.size() - 1, 0);
+        }
+        CommonArea common;
+        common.area = m_crossings + along(m_a, Which::A, m_outlineB) + along(m_b, Which::B, m_outlineA);
+        for (const Chains* chains : {&m_a, &m_b}) {
+            for (const Edge& edge : chains->edges) {
+                common.length += std::fabs(edge.x1 - edge.x0) + std::fabs(edge.y1 - edge.y0);
+            }
+        }
+        return common;
+    }
+
+private:
+    /// Every pair of nodes whose boxes meet.
+    void join(std::size_t levelA, std::size_t i, std::size_t levelB, std::size_t j) {
+        if (!m_a.levels[levelA][i].meets(m_b.levels[levelB][j])) {
+            return;
+        }
+        if (levelA == 0 && levelB == 0) {
+            cross(i, j);
+        } else if (levelA >= levelB) {
+            const std::size_t end = std::min(fanOut * (i + 1), m_a.sizeBelow(levelA));
+            for (std::size_t k = fanOut * i; k < end; ++k) {
+                join(levelA - 1, k, levelB, j);
+            }
+        } else {
+            const std::size_t end = std::min(fanOut * (j + 1), m_b.sizeBelow(levelB));
+            for (std::size_t k = fanOut * j; k < end; ++k) {
+                join(levelA, i, levelB - 1, k);
+            }
+        }
+    }
+
+    void cross(std::size_t i, std::size_t j) {
+        const std::size_t endA = std::min(fanOut * (i + 1), m_a.edges.size());
+        const std::size_t endB = std::min(fanOut * (j + 1), m_b.edges.size());
+        const Box& boxB = m_b.levels[0][j];
+        for (std::size_t e = fanOut * i; e < endA; ++e) {
+            const Box box = m_a.edges[e].box();
+            for (std::size_t f = fanOut * j; box.meets(boxB) && f < endB; ++f) {
+                if (box.meets(m_b.edges[f].box())) {
+                    crossEdges(e, f);
+                }
+            }
+        }
+    }
+
+    void crossEdges(std::size_t indexA, std::size_t indexB) {
+        const Edge& e = m_a.edges[indexA];
+        const Edge& f = m_b.edges[indexB];
+        const int from = sideOf(Which::A, e.x0, e.y0, f);
+        if (from == sideOf(Which::A, e.x1, e.y1, f) ||
+            sideOf(Which::B, f.x0, f.y0, e) == sideOf(Which::B, f.x1, f.y1, e)) {
+            return;
+        }
+        // The edge of a goes to the left of that of b, or the other way round
+        m_a.steps[indexA] -= from * m_b.factors[indexB];
+        m_b.steps[indexB] += from * m_a.factors[indexA];
+
+        const auto beside = [&f](long double x, long double y) {
+            return (static_cast<long double>(f.x1) - f.x0) * (y - f.y0) -
+                   (static_cast<long double>(f.y1) - f.y0) * (x - f.x0);
+        };
+        const long double start = beside(e.x0, e.y0);
+        const long double end = beside(e.x1, e.y1);
+        const long double share = start == end ? 0.5L : std::clamp(start / (start - end), 0.0L, 1.0L);
+        const long double x = e.x0 - m_x + share * (e.x1 - static_cast<long double>(e.x0));
+        const long double y = e.y0 - m_y + share * (e.y1 - static_cast<long double>(e.y0));
+        // From the crossing to the end of the edge of a and back to it from the end of that of b, each with
+        // the origin half a cross product
+        const long double area =
+            (x * (static_cast<long double>(e.y1) - f.y1) - y * (static_cast<long double>(e.x1) - f.x1)) / 2;
+        m_crossings -= from * m_a.factors[indexA] * m_b.factors[indexB] * area;
+    }
+
+    /// The rest of the integral: each edge as if the winding number stayed what it is at its start.
+    long double along(const Chains& chains, Which which, const Outline& other) const {
+        std::vector<Start> starts;
+        std::vector<int> windings(chains.chains.size(), 0);
+        for (std::size_t c = 0; c < windings.size(); ++c) {
+            // Outside of the common extent it is 0
+            const Chains::Chain& chain = chains.chains[c];
+            int sum = 0;
+            std::size_t i = chain.begin;
+            for (; i < chain.end && m_extent.holds({chains.edges[i].x0, chains.edges[i].y0}); ++i) {
+                sum += chains.steps[i];
+            }
+            const Edge& last = chains.edges[chain.end - 1];
+            if (i < chain.end || !m_extent.holds({last.x1, last.y1})) {
+                windings[c] = -sum;
+            } else {
+                starts.push_back({chains.edges[chain.begin].x0, chains.edges[chain.begin].y0, c, 0});
+            }
+        }
+        windAround(starts, which, other);
+        for (const Start& start : starts) {
+            windings[start.chain] = start.winding;
+        }
+        long double sum = 0.0L;
+        for (std::size_t c = 0; c < windings.size(); ++c) {
+            const Chains::Chain& chain = chains.chains[c];
+            int winding = windings[c];
+            for (std::size_t i = chain.begin; i < chain.end; ++i) {
+                const Edge& edge = chains.edges[i];
+                if (winding != 0) {
+                    sum += winding * chain.factor *
+                           ((edge.x0 - m_x) * (edge.y1 - m_y) - (edge.y0 - m_y) * (edge.x1 - m_x)) / 2;
+                }
+                winding += chains.steps[i];
+                if (winding != 0 && !m_extent.holds({edge.x1, edge.y1})) {
+                    return std::numeric_limits<long double>::quiet_NaN();
+                }
+            }
+        }
+        return sum;
+    }
+
+    const Outline& m_outlineA;
+    const Outline& m_outlineB;
+    const Box m_extent;
+    const long double m_x; ///< the origin; of this type, and so is all that is computed with it
+    const long double m_y;
+    Chains m_a;
+    Chains m_b;
+    long double m_crossings = 0.0L;
+};
+
+} // namespace
+
+CommonArea commonArea(const Outline& a, const Outline& b) {
+    if (a.rings.empty() || b.rings.empty() || !a.extent.intersects(b.extent)) {
+        return {};
+    }
+    return Integral(a, b,
+                    {std::max(a.extent.xMin(), b.extent.xMin()), std::max(a.extent.yMin(), b.extent.yMin()),
+                     std::min(a.extent.xMax(), b.extent.xMax()), std::min(a.extent.yMax(), b.extent.yMax())})
+        .run();
+}
+
+} // namespace Cartolith::Core::Topology::Internal
