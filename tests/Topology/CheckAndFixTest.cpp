@@ -147,13 +147,14 @@ TEST(ShapeCheck, FixesRingByRingWhatGeosGivesUpOn) {
 
 /// Each operation fails in its own words.
 TEST(ShapeCheck, WhatCannotBeFixed) {
-    const auto tooSmall = shapeOfParts<GisShapePolygon>({{{1e-160, 5e-160},
-                                                          {5e-160, 2e-160},
-                                                          {6e-160, 6e-160},
-                                                          {1e-160, 3e-160},
-                                                          {4e-160, 3e-160},
-                                                          {2e-160, 4e-160},
-                                                          {1e-160, 5e-160}}});
+    const double size = 1e-162;
+    const auto tooSmall = shapeOfParts<GisShapePolygon>({{{6 * size, 5 * size},
+                                                          {5 * size, 2 * size},
+                                                          {5 * size, 0},
+                                                          {4 * size, 3 * size},
+                                                          {2 * size, 3 * size},
+                                                          {1 * size, 6 * size},
+                                                          {6 * size, 5 * size}}});
     GisTopology topology;
     topology.SetForceShapeFixing(true);
     const std::pair<const char*, std::function<void()>> rows[] = {

@@ -3,7 +3,6 @@
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
 #include <Cartolith/Core/Topology/CrossingsInternal.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
-#include <Cartolith/Core/Topology/SegmentPairsInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 
 #include <algorithm>
@@ -117,7 +116,8 @@ std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>&
     };
     std::vector<Hit> hits;
     Internal::Work work(&topology);
-    visitSegmentPairs(targets, segments, tolerance, work, [&](std::size_t i, std::size_t j) {
+    const Internal::SegmentPairs pairs(targets, segments, tolerance);
+    pairs.visitAll(work, [&](std::size_t i, std::size_t j) {
         const Segment& s = segments.segments()[j];
         const double distance =
             GisTopology::DistancePointToSegment(*targets.segments()[i].start, *s.start, *s.end);
@@ -239,16 +239,18 @@ ShapeList GisTopology::SplitAtSelfCrossings(const GisShape& line) const {
     if (polyline == nullptr) {
         return oneCopy(line);
     }
-    const SegmentList segments(line);
-    const auto crossings = Internal::crossingsOf(segments, segments, *this);
-    return crossings.has_value() ? cutAt(*polyline, *crossings, true) : ShapeList();
+    return Internal::unlessStopped([&] {
+        const SegmentList segments(line);
+        return cutAt(*polyline, Internal::CrossingSearch(segments, segments, *this).all(), true);
+    });
 }
 
 ShapeList GisTopology::SplitByLine(const GisShape& shape, const GisShape& line) const {
     const SegmentList other(line);
     if (const auto* polyline = dynamic_cast<const GisShapePolyline*>(&shape)) {
-        const auto crossings = Internal::crossingsOf(SegmentList(shape), other, *this);
-        return crossings.has_value() ? cutAt(*polyline, *crossings, false) : ShapeList();
+        return Internal::unlessStopped([&] {
+            return cutAt(*polyline, Internal::CrossingSearch(SegmentList(shape), other, *this).all(), false);
+        });
     }
     if (dynamic_cast<const GisShapePolygon*>(&shape) == nullptr) {
         return oneCopy(shape);
