@@ -26,8 +26,8 @@ public:
         return distanceToSegment(p.x(), p.y(), m_ax, m_ay, m_bx, m_by);
     }
 
-    /// Of which the roots are the distances, two at a time: the same steps as there, with sound numbers. Up to
-    /// one more than `count` are read and written.
+    /// Of which the roots are the distances, two at a time: the same steps as there, with sound numbers. Up
+    /// to one more than `count` are read and written.
     void squaresOf(const double* x, const double* y, std::size_t count, double* squares) const {
         const double dx = m_bx - m_ax;
         const double dy = m_by - m_ay;
@@ -58,10 +58,10 @@ public:
             // bound without a margin, so that equally far vertices are seen to be no farther. Along it the
             // foot may be off by the noise, which the square of the distance mostly swallows. Of a chord
             // without length both hold.
-            const double x = isUpright ? across(m_ax, box.xMin, box.xMax)
-                                       : along(m_ax, m_bx, box.xMin, box.xMax);
-            const double y = isLevel ? across(m_ay, box.yMin, box.yMax)
-                                     : along(m_ay, m_by, box.yMin, box.yMax);
+            const double x =
+                isUpright ? across(m_ax, box.xMin, box.xMax) : along(m_ax, m_bx, box.xMin, box.xMax);
+            const double y =
+                isLevel ? across(m_ay, box.yMin, box.yMax) : along(m_ay, m_by, box.yMin, box.yMax);
             return std::sqrt(x * x + y * y);
         }
         // Beside the chord the distance is that from its line.
@@ -216,8 +216,7 @@ FarthestVertex::Answer FarthestVertex::between(int from, int to) const {
         const std::size_t firstChild = count;
         const auto& children = m_levels[static_cast<std::size_t>(node.level) - 1];
         const int size = runLength << (3 * (node.level - 1)); // of a child, in vertices
-        const int last =
-            std::min<int>(node.index * fanOut + fanOut, static_cast<int>(children.size())) - 1;
+        const int last = std::min<int>(node.index * fanOut + fanOut, static_cast<int>(children.size())) - 1;
         for (int i = last; i >= node.index * fanOut; --i) {
             const qint64 start = m_first + static_cast<qint64>(i) * size;
             if (start < to && start + size > from + 1) {

@@ -12,8 +12,8 @@ namespace Cartolith::Core::Shapes::Internal {
 ///
 /// The answer is that of comparing every vertex, by GisShapePolyline::distancePointToSegment() and to the
 /// last bit, the lowest index on a tie. A tree of boxes over runs of vertices leaves out what provably is not
-/// farther: about logarithmic time for each question, linear where rounding alone decides among many, as for a
-/// chord that runs along a slanted zigzag. Memory: 20 bytes for each vertex.
+/// farther: about logarithmic time for each question, linear where rounding alone decides among many, as for
+/// a chord that runs along a slanted zigzag. Memory: 20 bytes for each vertex.
 class FarthestVertex {
 public:
     /// Of the vertices from `first` to `last`. The list must outlive this and not change.

@@ -44,8 +44,8 @@ GisCrossing CrossingSearch::ordered(const MeetingRules::Meeting& meeting, bool i
 }
 
 void CrossingSearch::findAll() {
-    const std::size_t segments = m_rules.first().segments().size() +
-                                 static_cast<std::size_t>(m_pairs.boundaryB().count(0)) * 8;
+    const std::size_t segments =
+        m_rules.first().segments().size() + static_cast<std::size_t>(m_pairs.boundaryB().count(0)) * 8;
     const std::size_t most = 65536 + 2 * segments;
     m_pairs.visitAll(m_work, [&](std::size_t i, std::size_t j) {
         const auto meeting = m_rules.meetingOf(i, j);
@@ -165,8 +165,8 @@ void CrossingSearch::sweep(const Take& take) {
 void CrossingSearch::sweepPart(int part, const std::optional<GisBoundaryPosition>& after,
                                const std::function<void(const Passage&)>& visit) {
     const std::vector<PartRuns> parts = partRuns();
-    const auto own = std::find_if(parts.begin(), parts.end(),
-                                  [part](const PartRuns& runs) { return runs.part == part; });
+    const auto own =
+        std::find_if(parts.begin(), parts.end(), [part](const PartRuns& runs) { return runs.part == part; });
     if (own == parts.end()) {
         return;
     }
@@ -203,8 +203,8 @@ void CrossingSearch::sweepPart(int part, const std::optional<GisBoundaryPosition
             addMeetings(own->runs.end - 1, true, found);
         }
         for (qsizetype run = own->runs.begin; run < own->runs.end; ++run) {
-            const GisBoundaryPosition next = run + 1 < own->runs.end ? startOf(run + 1)
-                                                                     : GisBoundaryPosition{part + 1, 0, 0.0};
+            const GisBoundaryPosition next =
+                run + 1 < own->runs.end ? startOf(run + 1) : GisBoundaryPosition{part + 1, 0, 0.0};
             if (isSecondHalf && isBefore(*after, startOf(run))) {
                 break;
             }
@@ -233,9 +233,10 @@ void CrossingSearch::visitPassages(int part, const std::optional<GisBoundaryPosi
         passages.push_back({crossing.position, crossing.other, crossing.point});
         passages.push_back({crossing.other, crossing.position, crossing.point});
     });
-    const auto ofPart = std::lower_bound(
-        m_points.begin(), m_points.end(), part,
-        [](const GisCrossing& crossing, int other) { return crossing.position.part < other; });
+    const auto ofPart =
+        std::lower_bound(m_points.begin(), m_points.end(), part, [](const GisCrossing& crossing, int other) {
+            return crossing.position.part < other;
+        });
     for (auto point = ofPart; point != m_points.end() && point->position.part == part; ++point) {
         m_work.add(32);
         if (!isHeld(*point)) {
@@ -246,9 +247,10 @@ void CrossingSearch::visitPassages(int part, const std::optional<GisBoundaryPosi
     const auto isBehind = [&after](const Passage& passage) {
         return !after.has_value() || isBefore(*after, passage.at);
     };
-    passages.erase(std::remove_if(passages.begin(), passages.end(),
-                                  [part](const Passage& p) { return p.at.part != p.other.part || p.at.part != part; }),
-                   passages.end());
+    passages.erase(
+        std::remove_if(passages.begin(), passages.end(),
+                       [part](const Passage& p) { return p.at.part != p.other.part || p.at.part != part; }),
+        passages.end());
     std::stable_sort(passages.begin(), passages.end(),
                      [](const Passage& a, const Passage& b) { return isBefore(a.at, b.at); });
     std::stable_partition(passages.begin(), passages.end(), isBehind);

@@ -156,8 +156,9 @@ private:
     /// Closes a loop if the earlier time was not on a loop that is closed already.
     void comeBackTo(const Moment& before, const Moment& now, const GisShapePoint& point) {
         const auto behind =
-            std::upper_bound(m_way.begin(), m_way.end(), before,
-                             [](const Moment& moment, const Stop& stop) { return moment.isBefore(stop.from); });
+            std::upper_bound(m_way.begin(), m_way.end(), before, [](const Moment& moment, const Stop& stop) {
+                return moment.isBefore(stop.from);
+            });
         if (behind != m_way.begin() && before.isBefore(std::prev(behind)->to)) {
             return;
         }

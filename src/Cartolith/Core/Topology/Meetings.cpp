@@ -46,7 +46,7 @@ GisBoundaryPosition MeetingRules::positionOn(const SegmentList& boundary, const 
 }
 
 GisCrossing MeetingRules::crossingAt(const Segment& a, const Segment& b, const GisShapePoint& p,
-                       GisCrossingKind kind) const {
+                                     GisCrossingKind kind) const {
     GisCrossing crossing{{p.x(), p.y()}, kind, positionOn(m_first, a, p), positionOn(m_second, b, p)};
     for (const GisShapePoint* vertex : {a.start, a.end, b.start, b.end}) {
         if (same(p, *vertex)) {
@@ -57,7 +57,8 @@ GisCrossing MeetingRules::crossingAt(const Segment& a, const Segment& b, const G
     return crossing;
 }
 
-bool MeetingRules::isAtEnd(const SegmentList& boundary, const Segment& segment, const GisShapePoint& p) const {
+bool MeetingRules::isAtEnd(const SegmentList& boundary, const Segment& segment,
+                           const GisShapePoint& p) const {
     const SegmentPart& part = boundary.parts()[static_cast<std::size_t>(segment.part)];
     return !part.isClosed && ((segment.index == 0 && same(p, *segment.start)) ||
                               (segment.index + 1 == part.segmentCount() && same(p, *segment.end)));
@@ -171,9 +172,9 @@ void Stretches::add(const GisCrossing& start, const GisCrossing& end) {
 }
 
 void Stretches::merge() {
-    std::sort(m_stretches.begin(), m_stretches.end(),
-              [](const Stretch& a, const Stretch& b) { return comesBefore(a.start, b.start) ||
-                         (!comesBefore(b.start, a.start) && comesBefore(a.end, b.end)); });
+    std::sort(m_stretches.begin(), m_stretches.end(), [](const Stretch& a, const Stretch& b) {
+        return comesBefore(a.start, b.start) || (!comesBefore(b.start, a.start) && comesBefore(a.end, b.end));
+    });
     std::size_t kept = 0;
     for (const Stretch& next : m_stretches) {
         if (kept > 0) {

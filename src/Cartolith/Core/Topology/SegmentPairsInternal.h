@@ -96,7 +96,8 @@ public:
     }
     template <typename Visit>
     void visitOfRun(qsizetype runA, Range runsOfB, Work& work, Visit visit) const {
-        visitOfRun(runA, runsOfB, work, [](qsizetype /*run*/) { return true; }, visit);
+        visitOfRun(
+            runA, runsOfB, work, [](qsizetype /*run*/) { return true; }, visit);
     }
 
 private:

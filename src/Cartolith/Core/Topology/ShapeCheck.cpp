@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+#include <Cartolith/Core/Topology/RunStripInternal.h>
 #include <Cartolith/Core/Topology/SegmentPairsInternal.h>
 #include <Cartolith/Core/Topology/SegmentTestsInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
@@ -7,7 +8,6 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <tuple>
 #include <utility>
 
 namespace Cartolith::Core::Topology::Internal {
@@ -120,66 +120,41 @@ bool liesBetween(const GisShapePoint& p, const GisShapePoint& a, const GisShapeP
            std::min(a.y(), b.y()) <= p.y() && p.y() <= std::max(a.y(), b.y());
 }
 
-/// Across each run of segments the strip that it lies in, along its longest one. Two runs of long slanted
-/// segments that lie side by side have boxes that meet, but not strips.
-class Slabs {
+/// Across each run of segments the strip that it lies in.
+class Strips {
 public:
-    explicit Slabs(const Boundary& boundary) : m_boundary(boundary) {
-        m_slabs.reserve(static_cast<std::size_t>(boundary.count(0)));
-        double largest = 0.0;
+    explicit Strips(const Boundary& boundary)
+        : m_boundary(boundary),
+          m_margin(boundary.hasRuns()
+                       ? largestCoordinate(boundary.box()) * 0x1p-48 + std::numeric_limits<double>::min()
+                       : 0.0) {
+        m_strips.reserve(static_cast<std::size_t>(boundary.count(0)));
         for (qsizetype i = 0; i < boundary.count(0); ++i) {
-            const Boundary::Run& run = boundary.run(i);
-            double longest = 0.0;
-            Slab slab{0.0, 0.0, 0.0, 0.0};
-            for (qsizetype j = run.start; j < run.start + run.segments; ++j) {
-                const double dx = boundary.vertex(j + 1).x - boundary.vertex(j).x;
-                const double dy = boundary.vertex(j + 1).y - boundary.vertex(j).y;
-                if (const double length = std::hypot(dx, dy); length > longest) {
-                    longest = length;
-                    slab.acrossX = -dy / length;
-                    slab.acrossY = dx / length;
-                }
-                largest = std::max(
-                    {largest, std::abs(boundary.vertex(j).x), std::abs(boundary.vertex(j).y),
-                     std::abs(boundary.vertex(j + 1).x), std::abs(boundary.vertex(j + 1).y)});
-            }
-            std::tie(slab.low, slab.high) = extentOf(run, slab);
-            m_slabs.push_back(slab);
+            const Position across = acrossOf(boundary, boundary.run(i));
+            const auto [low, high] = reachOf(boundary, boundary.run(i), across);
+            m_strips.push_back({across, low, high});
         }
-        m_margin = largest * 0x1p-48 + std::numeric_limits<double>::min();
     }
 
     bool mayMeet(qsizetype a, qsizetype b) const { return !liesBeside(a, b) && !liesBeside(b, a); }
 
 private:
-    struct Slab {
-        double acrossX; ///< a direction of length 1
-        double acrossY;
+    struct Strip {
+        Position across;
         double low;
         double high;
     };
 
-    std::pair<double, double> extentOf(const Boundary::Run& run, const Slab& slab) const {
-        std::pair extent(std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity());
-        for (qsizetype i = run.start; i <= run.start + run.segments; ++i) {
-            const double place =
-                m_boundary.vertex(i).x * slab.acrossX + m_boundary.vertex(i).y * slab.acrossY;
-            extent.first = std::min(extent.first, place);
-            extent.second = std::max(extent.second, place);
-        }
-        return extent;
-    }
-
     /// Beyond what rounding may have moved; false where something is not a number.
     bool liesBeside(qsizetype a, qsizetype b) const {
-        const Slab& slab = m_slabs[static_cast<std::size_t>(b)];
-        const auto [low, high] = extentOf(m_boundary.run(a), slab);
-        return low - slab.high > m_margin || slab.low - high > m_margin;
+        const Strip& strip = m_strips[static_cast<std::size_t>(b)];
+        const auto [low, high] = reachOf(m_boundary, m_boundary.run(a), strip.across);
+        return low - strip.high > m_margin || strip.low - high > m_margin;
     }
 
     const Boundary& m_boundary;
-    std::vector<Slab> m_slabs;
-    double m_margin = 0.0;
+    double m_margin;
+    std::vector<Strip> m_strips;
 };
 
 enum class Meeting { None, Touch, Cross, Along };
@@ -285,14 +260,14 @@ void findRingCrossings(const QList<Ring>& rings, const QList<int>& partOf, const
     };
     Work work(&topology);
     const SegmentPairs pairs(list, list, 0.0, Boundary::Boxes::Bare);
-    const Slabs slabs(pairs.boundaryA());
+    const Strips strips(pairs.boundaryA());
     const qsizetype runCount = pairs.boundaryA().count(0);
     std::vector<std::pair<std::size_t, std::size_t>> found;
     GisShapePoint last;
     qsizetype ringEnd = 0;
     for (qsizetype run = 0; run < runCount; ++run) {
-        while (run == ringEnd || (ringEnd < runCount && pairs.boundaryA().run(ringEnd).part ==
-                                                            pairs.boundaryA().run(run).part)) {
+        while (run == ringEnd || (ringEnd < runCount &&
+                                  pairs.boundaryA().run(ringEnd).part == pairs.boundaryA().run(run).part)) {
             ++ringEnd;
         }
         // What is full needs no more search.
@@ -301,7 +276,7 @@ void findRingCrossings(const QList<Ring>& rings, const QList<int>& partOf, const
                                                                                           : runCount};
         found.clear();
         pairs.visitOfRun(
-            run, others, work, [&](qsizetype other) { return slabs.mayMeet(run, other); },
+            run, others, work, [&](qsizetype other) { return strips.mayMeet(run, other); },
             [&](std::size_t i, std::size_t j) {
                 GisShapePoint place;
                 if (j < i || areNeighbours(segments[i], segments[j])) {
