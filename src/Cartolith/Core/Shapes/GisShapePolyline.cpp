@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Shapes/FarthestVertexInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/PartsInternal.h>
 #include <Cartolith/Core/Shapes/SegmentFormulasInternal.h>
@@ -14,7 +15,11 @@ double GisShapePolyline::distancePointToSegment(const GisShapePoint& p, const Gi
 
 void GisShapePolyline::simplifyDouglasPeucker(const QList<GisShapePoint>& points, int first, int last,
                                               double tolerance, QList<bool>& keep) {
+    if (last <= first + 1) {
+        return;
+    }
     bool* const kept = keep.data();
+    const Internal::FarthestVertex farthest(points, first, last);
     // The textbook recursion is as deep as the line is long for a spiral; the pending halves wait here
     // instead.
     std::vector<std::pair<int, int>> pending{{first, last}};
@@ -24,16 +29,8 @@ void GisShapePolyline::simplifyDouglasPeucker(const QList<GisShapePoint>& points
         if (to <= from + 1) {
             continue;
         }
-        double best = -1.0;
-        int index = -1;
-        for (int i = from + 1; i < to; ++i) {
-            const double d = distancePointToSegment(points[i], points[from], points[to]);
-            if (d > best) {
-                best = d;
-                index = i;
-            }
-        }
-        if (index >= 0 && best > tolerance) {
+        const auto [distance, index] = farthest.between(from, to);
+        if (index >= 0 && distance > tolerance) {
             kept[index] = true;
             pending.emplace_back(index, to);
             pending.emplace_back(from, index);

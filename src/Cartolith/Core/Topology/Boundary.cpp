@@ -204,6 +204,9 @@ Box Boundary::widened(const Box& box) const noexcept {
 }
 
 Box Boundary::segmentBox(qsizetype start) const noexcept {
+    if (m_kindOfBoxes == Boxes::Bare) {
+        return boxOf(start, 1);
+    }
     return m_regular ? widened(boxOf(start, 1)) : box();
 }
 

@@ -4,9 +4,10 @@
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+#include <Cartolith/Core/Topology/RunStripInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
 
-#include <queue>
+#include <QVarLengthArray>
 
 #include <algorithm>
 #include <cmath>
@@ -61,13 +62,6 @@ std::unique_ptr<GisShape> prepared(const GisShape& shape) {
     return copy;
 }
 
-/// How far two boxes are apart, never more than what is in them.
-double gapBetween(const Box& a, const Box& b) {
-    const double dx = std::max({0.0, a.xMin - b.xMax, b.xMin - a.xMax});
-    const double dy = std::max({0.0, a.yMin - b.yMax, b.yMin - a.yMax});
-    return std::hypot(dx, dy);
-}
-
 struct PairOfPoints {
     double distance = std::numeric_limits<double>::infinity();
     Position a{};
@@ -110,22 +104,28 @@ PairOfPoints betweenSegments(Position a, Position b, Position c, Position d) {
     return nearest;
 }
 
-/// The pairs of nodes of two trees of boxes, nearest first, until none can hold anything nearer than what was
-/// found.
+/// Goes down two trees of boxes together, nearest pairs of nodes first, and leaves out what cannot hold
+/// anything nearer than what was found. The answer is that of comparing each segment with each.
 class NearestSearch {
 public:
-    NearestSearch(const Boundary& a, const Boundary& b, Work& work) : m_a(a), m_b(b), m_work(work) {}
+    NearestSearch(const Boundary& a, const Boundary& b, Work& work)
+        : m_a(a), m_b(b), m_work(work), m_noise(0x1p-46 * std::max(Internal::largestCoordinate(a.box()),
+                                                                   Internal::largestCoordinate(b.box()))) {}
 
     PairOfPoints run() {
         offer({0.0, 0, 0, m_a.topLevel(), m_b.topLevel()});
-        while (!m_pending.empty() && m_pending.top().gap < m_nearest.distance) {
-            const Pair pair = m_pending.top();
-            m_pending.pop();
+        while (!m_pending.isEmpty() && m_nearest.distance > 0.0) {
+            const Pair pair = m_pending.last();
+            m_pending.removeLast();
+            if (!isWorthwhile(pair.gap)) {
+                continue;
+            }
             if (pair.levelA == 0 && pair.levelB == 0) {
                 compareRuns(m_a.run(pair.a), m_b.run(pair.b));
                 continue;
             }
             m_work.add(8);
+            const qsizetype firstChild = m_pending.size();
             if (pair.levelA >= pair.levelB) {
                 const int level = pair.levelA - 1;
                 for (qsizetype i = 8 * pair.a; i < std::min(8 * pair.a + 8, m_a.count(level)); ++i) {
@@ -137,6 +137,8 @@ public:
                     offer({0.0, pair.a, i, pair.levelA, level});
                 }
             }
+            std::stable_sort(m_pending.begin() + firstChild, m_pending.end(),
+                             [](const Pair& x, const Pair& y) { return x.gap > y.gap; });
         }
         return m_nearest;
     }
@@ -148,20 +150,39 @@ private:
         qsizetype b;
         int levelA;
         int levelB;
-        /// Of equally near ones the smaller, which sooner yield a distance.
-        bool operator<(const Pair& other) const {
-            return gap != other.gap ? gap > other.gap : levelA + levelB > other.levelA + other.levelB;
-        }
     };
 
+    /// A distance as it is computed may be smaller than the true one, and so than the gap, by the noise.
+    bool isWorthwhile(double gap) const { return !(gap - m_noise >= m_nearest.distance); }
+
     void offer(Pair pair) {
-        pair.gap = gapBetween(m_a.box(pair.levelA, pair.a), m_b.box(pair.levelB, pair.b));
-        if (pair.gap < m_nearest.distance) {
-            m_pending.push(pair);
+        const Box& a = m_a.box(pair.levelA, pair.a);
+        const Box& b = m_b.box(pair.levelB, pair.b);
+        pair.gap = std::hypot(std::max({0.0, a.xMin - b.xMax, b.xMin - a.xMax}),
+                              std::max({0.0, a.yMin - b.yMax, b.yMin - a.yMax}));
+        if (isWorthwhile(pair.gap)) {
+            m_pending.append(pair);
         }
     }
 
+    /// No two points of the runs are nearer than they are apart in any direction. Boxes of long slanted runs
+    /// meet although these lie side by side, and those of runs face to face stand nearer than the runs do.
+    bool areApart(const Boundary::Run& runA, const Boundary::Run& runB) const {
+        const auto isApart = [&](Position along) {
+            const auto [lowA, highA] = Internal::reachOf(m_a, runA, along);
+            const auto [lowB, highB] = Internal::reachOf(m_b, runB, along);
+            return !isWorthwhile(std::max(lowA - highB, lowB - highA));
+        };
+        return isApart(Internal::acrossOf(m_a, runA)) || isApart(Internal::acrossOf(m_b, runB)) ||
+               isApart(Internal::unitOf({m_b.vertex(runB.start).x - m_a.vertex(runA.start).x,
+                                         m_b.vertex(runB.start).y - m_a.vertex(runA.start).y}));
+    }
+
     void compareRuns(const Boundary::Run& runA, const Boundary::Run& runB) {
+        m_work.add(16);
+        if (areApart(runA, runB)) {
+            return;
+        }
         m_work.add(64);
         // A part of one vertex is a segment without length.
         for (qsizetype i = runA.start; i < runA.start + std::max<int>(runA.segments, 1); ++i) {
@@ -176,8 +197,9 @@ private:
     const Boundary& m_a;
     const Boundary& m_b;
     Work& m_work;
+    double m_noise;
     PairOfPoints m_nearest;
-    std::priority_queue<Pair> m_pending;
+    QVarLengthArray<Pair, 128> m_pending; ///< at most eight siblings on each level of either tree
 };
 
 /// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does;

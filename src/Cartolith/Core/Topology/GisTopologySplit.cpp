@@ -3,7 +3,6 @@
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
 #include <Cartolith/Core/Topology/CrossingsInternal.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
-#include <Cartolith/Core/Topology/SegmentPairsInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 
 #include <algorithm>
@@ -117,7 +116,8 @@ std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>&
     };
     std::vector<Hit> hits;
     Internal::Work work(&topology);
-    visitSegmentPairs(targets, segments, tolerance, work, [&](std::size_t i, std::size_t j) {
+    const Internal::SegmentPairs pairs(targets, segments, tolerance);
+    pairs.visitAll(work, [&](std::size_t i, std::size_t j) {
         const Segment& s = segments.segments()[j];
         const double distance =
             GisTopology::DistancePointToSegment(*targets.segments()[i].start, *s.start, *s.end);
@@ -160,11 +160,50 @@ GeometryPtr linesOf(const SegmentList& segments) {
     return Serialization::Ogr::Internal::geometryOf(lines);
 }
 
+/// Whether points are in a shell and in none of its holes.
+class InsideOfArea {
+public:
+    InsideOfArea(const QList<Ring>& shellAndHoles, const GisTopology& topology)
+        : m_rings(shellAndHoles), m_shell(polygonOf(shellAndHoles.first(1))),
+          m_holes(polygonOf(shellAndHoles.sliced(1))), m_work(&topology) {}
+
+    /// \throws Stopped
+    bool holds(const GisShapePoint& point) {
+        const Internal::Position p = Internal::positionOf(point);
+        const Internal::Place inShell = m_shellBoundary.locate(p, m_work);
+        const Internal::Place inHole = m_holesBoundary.locate(p, m_work);
+        if (inShell == Internal::Place::OnBoundary || inHole == Internal::Place::OnBoundary) {
+            // The parity is what rounding makes of it.
+            return std::count_if(
+                       m_rings.begin(), m_rings.end(),
+                       [&point](const Ring& ring) { return GisShapePolygon::pointInPolygon(point, ring); }) %
+                       2 ==
+                   1;
+        }
+        return inShell == Internal::Place::Inside && inHole == Internal::Place::Outside;
+    }
+
+private:
+    static GisShapePolygon polygonOf(const QList<Ring>& rings) {
+        GisShapePolygon polygon;
+        polygon.parts() = rings;
+        return polygon;
+    }
+
+    const QList<Ring>& m_rings;
+    GisShapePolygon m_shell;
+    GisShapePolygon m_holes;
+    Internal::Boundary m_shellBoundary{m_shell, m_shell.extent(), 0.0};
+    Internal::Boundary m_holesBoundary{m_holes, m_holes.extent(), 0.0};
+    Internal::Work m_work;
+};
+
 /// The pieces of one shell with its holes; itself when it is not cut.
 ShapeList cutPolygon(const GisShape& whole, const QList<Ring>& shellAndHoles, const OGRGeometry& line,
                      const GisTopology& topology) {
     ShapeList pieces;
     const auto polygon = pieceOf<GisShapePolygon>(whole, shellAndHoles);
+    InsideOfArea area(shellAndHoles, topology);
     const GeometryPtr boundary = linesOf(SegmentList(*polygon));
     OGREnvelope around;
     OGREnvelope other;
@@ -185,12 +224,8 @@ ShapeList cutPolygon(const GisShape& whole, const QList<Ring>& shellAndHoles, co
             if (shapes.size() != 1) {
                 continue;
             }
-            const GisShapePoint inside = GisTopology::PointOnSurface(*shapes.front());
-            const auto rings =
-                std::count_if(shellAndHoles.begin(), shellAndHoles.end(), [&](const Ring& ring) {
-                    return GisShapePolygon::pointInPolygon(inside, ring);
-                });
-            if (rings % 2 == 1) { // not in a hole, nor closed by the line alone
+            // Not in a hole, nor closed by the line alone.
+            if (area.holds(GisTopology::PointOnSurface(*shapes.front()))) {
                 whole.copyAttributesTo(*shapes.front());
                 pieces.push_back(std::move(shapes.front()));
             }
@@ -239,16 +274,18 @@ ShapeList GisTopology::SplitAtSelfCrossings(const GisShape& line) const {
     if (polyline == nullptr) {
         return oneCopy(line);
     }
-    const SegmentList segments(line);
-    const auto crossings = Internal::crossingsOf(segments, segments, *this);
-    return crossings.has_value() ? cutAt(*polyline, *crossings, true) : ShapeList();
+    return Internal::unlessStopped([&] {
+        const SegmentList segments(line);
+        return cutAt(*polyline, Internal::CrossingSearch(segments, segments, *this).all(), true);
+    });
 }
 
 ShapeList GisTopology::SplitByLine(const GisShape& shape, const GisShape& line) const {
     const SegmentList other(line);
     if (const auto* polyline = dynamic_cast<const GisShapePolyline*>(&shape)) {
-        const auto crossings = Internal::crossingsOf(SegmentList(shape), other, *this);
-        return crossings.has_value() ? cutAt(*polyline, *crossings, false) : ShapeList();
+        return Internal::unlessStopped([&] {
+            return cutAt(*polyline, Internal::CrossingSearch(SegmentList(shape), other, *this).all(), false);
+        });
     }
     if (dynamic_cast<const GisShapePolygon*>(&shape) == nullptr) {
         return oneCopy(shape);

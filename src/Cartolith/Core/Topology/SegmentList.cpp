@@ -12,12 +12,33 @@ namespace Cartolith::Core::Topology::Internal {
 
 using Shapes::GisShapePoint;
 
+namespace {
+
+std::vector<int> lastEqualOf(const QList<GisShapePoint>& vertices) {
+    const auto isRepeated = [](const GisShapePoint& a, const GisShapePoint& b) {
+        return a.x() == b.x() && a.y() == b.y();
+    };
+    std::vector<int> lastEqual;
+    if (std::adjacent_find(vertices.begin(), vertices.end(), isRepeated) != vertices.end()) {
+        lastEqual.resize(static_cast<std::size_t>(vertices.size()));
+        for (int i = static_cast<int>(vertices.size()) - 1, last = i; i >= 0; --i) {
+            last = i + 1 < vertices.size() && isRepeated(vertices[i], vertices[i + 1]) ? last : i;
+            lastEqual[static_cast<std::size_t>(i)] = last;
+        }
+    }
+    return lastEqual;
+}
+
+} // namespace
+
 SegmentList::SegmentList(const Shapes::GisShape& shape) {
     const bool isPolygon = dynamic_cast<const Shapes::GisShapePolygon*>(&shape) != nullptr;
     for (const QList<GisShapePoint>& part : GisTopology::BoundaryPartsOf(shape)) {
         const bool isClosed = isPolygon || (part.size() > 2 && !Serialization::Internal::isOpen(part));
         m_parts.push_back({isPolygon && part.size() > 1 ? Serialization::Internal::closedRing(part) : part,
-                           isClosed && part.size() > 1});
+                           isClosed && part.size() > 1,
+                           {}});
+        m_parts.back().lastEqual = lastEqualOf(m_parts.back().vertices);
     }
     for (std::size_t i = 0; i < m_parts.size(); ++i) {
         const QList<GisShapePoint>& vertices = m_parts[i].vertices;

@@ -18,6 +18,8 @@ namespace Cartolith::Core::Topology::Internal {
 struct SegmentPart {
     QList<Shapes::GisShapePoint> vertices; ///< of a ring with the first one repeated at the end
     bool isClosed = false;                 ///< false for a point, too
+    /// Of each vertex the last of those in a row at exactly its place; empty when no vertex is repeated.
+    std::vector<int> lastEqual;
 
     /// A single vertex counts as a segment without length.
     int segmentCount() const {

@@ -1,11 +1,13 @@
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+#include <Cartolith/Core/Topology/RunStripInternal.h>
 #include <Cartolith/Core/Topology/SegmentPairsInternal.h>
 #include <Cartolith/Core/Topology/SegmentTestsInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <utility>
 
 namespace Cartolith::Core::Topology::Internal {
@@ -118,10 +120,52 @@ bool liesBetween(const GisShapePoint& p, const GisShapePoint& a, const GisShapeP
            std::min(a.y(), b.y()) <= p.y() && p.y() <= std::max(a.y(), b.y());
 }
 
+/// Across each run of segments the strip that it lies in.
+class Strips {
+public:
+    explicit Strips(const Boundary& boundary)
+        : m_boundary(boundary),
+          m_margin(boundary.hasRuns()
+                       ? largestCoordinate(boundary.box()) * 0x1p-48 + std::numeric_limits<double>::min()
+                       : 0.0) {
+        m_strips.reserve(static_cast<std::size_t>(boundary.count(0)));
+        for (qsizetype i = 0; i < boundary.count(0); ++i) {
+            const Position across = acrossOf(boundary, boundary.run(i));
+            const auto [low, high] = reachOf(boundary, boundary.run(i), across);
+            m_strips.push_back({across, low, high});
+        }
+    }
+
+    bool mayMeet(qsizetype a, qsizetype b) const { return !liesBeside(a, b) && !liesBeside(b, a); }
+
+private:
+    struct Strip {
+        Position across;
+        double low;
+        double high;
+    };
+
+    /// Beyond what rounding may have moved; false where something is not a number.
+    bool liesBeside(qsizetype a, qsizetype b) const {
+        const Strip& strip = m_strips[static_cast<std::size_t>(b)];
+        const auto [low, high] = reachOf(m_boundary, m_boundary.run(a), strip.across);
+        return low - strip.high > m_margin || strip.low - high > m_margin;
+    }
+
+    const Boundary& m_boundary;
+    double m_margin;
+    std::vector<Strip> m_strips;
+};
+
 enum class Meeting { None, Touch, Cross, Along };
 
 /// How two segments meet, without rounding, and about where.
 Meeting meetingOf(const Segment& a, const Segment& b, GisShapePoint& place) {
+    if ((isSame(*a.start, *b.start) && isSame(*a.end, *b.end)) ||
+        (isSame(*a.start, *b.end) && isSame(*a.end, *b.start))) {
+        place = *a.start;
+        return Meeting::Along;
+    }
     const int a1 = orientation(*b.start, *b.end, *a.start);
     const int a2 = orientation(*b.start, *b.end, *a.end);
     const int b1 = orientation(*a.start, *a.end, *b.start);
@@ -159,9 +203,8 @@ Meeting meetingOf(const Segment& a, const Segment& b, GisShapePoint& place) {
 
 void ProblemList::add(GisShapeProblemKind kind, const GisShapePoint& place, int part, int vertex,
                       const QString& detail) {
-    constexpr int most = 1000;
     const auto index = static_cast<std::size_t>(kind);
-    if (m_counts[index] < most) {
+    if (!isFull(kind)) {
         ++m_counts[index];
         m_problems.append({kind, GisShapePoint(place.x(), place.y()), part, vertex,
                            detail.isEmpty() ? QString::fromLatin1(kindTexts[index].problem) : detail});
@@ -215,36 +258,49 @@ void findRingCrossings(const QList<Ring>& rings, const QList<int>& partOf, const
         const int apart = std::abs(a.index - b.index);
         return a.part == b.part && (apart == 1 || apart + 2 == rings[a.part].size());
     };
-    struct Found {
-        std::size_t a;
-        std::size_t b;
-        GisShapePoint place;
-    };
-    std::vector<Found> found;
     Work work(&topology);
-    visitSegmentPairs(list, list, 0.0, work, [&](std::size_t i, std::size_t j) {
-        GisShapePoint place;
-        if (areNeighbours(segments[i], segments[j])) {
-            return;
+    const SegmentPairs pairs(list, list, 0.0, Boundary::Boxes::Bare);
+    const Strips strips(pairs.boundaryA());
+    const qsizetype runCount = pairs.boundaryA().count(0);
+    std::vector<std::pair<std::size_t, std::size_t>> found;
+    GisShapePoint last;
+    qsizetype ringEnd = 0;
+    for (qsizetype run = 0; run < runCount; ++run) {
+        while (run == ringEnd || (ringEnd < runCount &&
+                                  pairs.boundaryA().run(ringEnd).part == pairs.boundaryA().run(run).part)) {
+            ++ringEnd;
         }
-        const Meeting meeting = meetingOf(segments[i], segments[j], place);
-        // Rings may touch each other.
-        if (meeting != Meeting::None && (meeting != Meeting::Touch || segments[i].part == segments[j].part)) {
-            found.push_back({i, j, place});
+        // What is full needs no more search.
+        const SegmentPairs::Range others{problems.isFull(GisShapeProblemKind::SelfCrossing) ? ringEnd : run,
+                                         problems.isFull(GisShapeProblemKind::RingsCross) ? ringEnd
+                                                                                          : runCount};
+        found.clear();
+        pairs.visitOfRun(
+            run, others, work, [&](qsizetype other) { return strips.mayMeet(run, other); },
+            [&](std::size_t i, std::size_t j) {
+                GisShapePoint place;
+                if (j < i || areNeighbours(segments[i], segments[j])) {
+                    return;
+                }
+                const Meeting meeting = meetingOf(segments[i], segments[j], place);
+                // Rings may touch each other.
+                if (meeting != Meeting::None &&
+                    (meeting != Meeting::Touch || segments[i].part == segments[j].part)) {
+                    found.emplace_back(i, j);
+                }
+            });
+        std::sort(found.begin(), found.end());
+        for (const auto& [i, j] : found) {
+            GisShapePoint place;
+            meetingOf(segments[i], segments[j], place);
+            if (!isSame(last, place)) { // four segments meet where a ring touches itself
+                const Segment& s = segments[i];
+                problems.add(s.part == segments[j].part ? GisShapeProblemKind::SelfCrossing
+                                                        : GisShapeProblemKind::RingsCross,
+                             place, partOf[s.part], s.index);
+            }
+            last = place;
         }
-    });
-    std::sort(found.begin(), found.end(),
-              [](const Found& a, const Found& b) { return std::pair(a.a, a.b) < std::pair(b.a, b.b); });
-    const GisShapePoint* last = nullptr;
-    for (const Found& meeting : found) {
-        if (last == nullptr ||
-            !isSame(*last, meeting.place)) { // four segments meet where a ring touches itself
-            const Segment& s = segments[meeting.a];
-            problems.add(s.part == segments[meeting.b].part ? GisShapeProblemKind::SelfCrossing
-                                                            : GisShapeProblemKind::RingsCross,
-                         meeting.place, partOf[s.part], s.index);
-        }
-        last = &meeting.place;
     }
 }
 

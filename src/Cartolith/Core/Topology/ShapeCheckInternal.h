@@ -13,6 +13,10 @@ class ProblemList {
 public:
     void add(GisShapeProblemKind kind, const Shapes::GisShapePoint& place, int part, int vertex,
              const QString& detail = {});
+    /// True when there is no room for another of the kind.
+    bool isFull(GisShapeProblemKind kind) const noexcept {
+        return m_counts[static_cast<std::size_t>(kind)] >= 1000;
+    }
     const QList<GisShapeProblem>& problems() const noexcept { return m_problems; }
     bool has(GisShapeProblemKind kind) const noexcept { return m_counts[static_cast<std::size_t>(kind)] > 0; }
 

@@ -1,0 +1,50 @@
+#pragma once
+
+#include <Cartolith/Core/Topology/BoundaryInternal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <utility>
+
+/// Strips across runs of a boundary: boxes of long slanted runs meet although these lie side by side.
+namespace Cartolith::Core::Topology::Internal {
+
+/// The vector with length 1; without a direction (0, 0).
+inline Position unitOf(Position vector) {
+    const double length = std::hypot(vector.x, vector.y);
+    return length > 0.0 ? Position{vector.x / length, vector.y / length} : Position{0.0, 0.0};
+}
+
+/// The direction across the longest segment of a run.
+inline Position acrossOf(const Boundary& boundary, const Boundary::Run& run) {
+    Position across{0.0, 0.0};
+    double longest = 0.0;
+    for (qsizetype i = run.start; i < run.start + run.segments; ++i) {
+        const double dx = boundary.vertex(i + 1).x - boundary.vertex(i).x;
+        const double dy = boundary.vertex(i + 1).y - boundary.vertex(i).y;
+        if (const double length = std::hypot(dx, dy); length > longest) {
+            longest = length;
+            across = {-dy, dx};
+        }
+    }
+    return unitOf(across);
+}
+
+/// From where to where the vertices of a run lie along a direction. Rounding may move the ends by 2^-50 of
+/// the largest coordinate.
+inline std::pair<double, double> reachOf(const Boundary& boundary, const Boundary::Run& run, Position along) {
+    std::pair reach(std::numeric_limits<double>::infinity(), -std::numeric_limits<double>::infinity());
+    for (qsizetype i = run.start; i <= run.start + run.segments; ++i) {
+        const double place = boundary.vertex(i).x * along.x + boundary.vertex(i).y * along.y;
+        reach.first = std::min(reach.first, place);
+        reach.second = std::max(reach.second, place);
+    }
+    return reach;
+}
+
+inline double largestCoordinate(const Box& box) {
+    return std::max({std::abs(box.xMin), std::abs(box.yMin), std::abs(box.xMax), std::abs(box.yMax)});
+}
+
+} // namespace Cartolith::Core::Topology::Internal
