@@ -13,6 +13,7 @@
 #include <cmath>
 #include <limits>
 #include <set>
+#include <thread>
 
 namespace {
 
@@ -151,6 +152,44 @@ TEST(RTree, AWideTreeGivesWhatAScanOfItsLeavesGives) {
             QList<int> ids{-1}; // what is there already stays
             EXPECT_EQ(index.searchShapeIds(window, ids), expected.size() - 1);
             EXPECT_TRUE(ids == expected) << "seed " << test::seed();
+        }
+    }
+}
+
+// The search that comes after some dozens of others rearranges what an insertion changed, beside searches that go on.
+TEST(RTree, SearchesRunSideBySideAfterInsertions) {
+    const test::DataSet& data = test::dataSets().front();
+    const test::Boxes boxes(data.extents);
+    std::mt19937 random(test::seed());
+    for (const auto strategy : {RTreeBuildStrategy::SortAxis, RTreeBuildStrategy::Hilbert}) {
+        RTreeSpatialIndex index(8, strategy);
+        index.build(boxes.pointers());
+        for (int round = 0; round < 10; ++round) {
+            for (int i = 0; i < 20; ++i) {
+                index.insert(boxes.pointers()[static_cast<qsizetype>(random()) % boxes.pointers().size()]);
+            }
+            const std::vector<GisExtent> windows = test::windows(data, 40, random);
+            const auto answers = [&windows](const RTreeSpatialIndex& of) {
+                std::vector<QList<int>> all;
+                for (int again = 0; again < 3; ++again) {
+                    for (const GisExtent& window : windows) {
+                        all.push_back(of.searchShapeIds(window));
+                    }
+                }
+                return all;
+            };
+            std::vector<std::vector<QList<int>>> found(4);
+            std::vector<std::thread> threads;
+            for (auto& each : found) {
+                threads.emplace_back([&] { each = answers(index); });
+            }
+            for (std::thread& thread : threads) {
+                thread.join();
+            }
+            for (const auto& each : found) {
+                ASSERT_TRUE(each == answers(index)) << "seed " << test::seed();
+                ASSERT_TRUE(std::equal(each.begin(), each.begin() + 40, each.end() - 40)) << "seed " << test::seed();
+            }
         }
     }
 }
