@@ -1,5 +1,6 @@
 // The order and the structure of the R-tree.
 
+#include "PlainInsertion.h"
 #include "TestData.h"
 #include "TestSeed.h"
 
@@ -18,6 +19,7 @@
 namespace {
 
 using Cartolith::Core::Shapes::GisExtent;
+using Cartolith::Core::Shapes::GisShape;
 using Cartolith::Core::Spatial::SpatialIndexItem;
 using namespace Cartolith::Core::Spatial::RTree;
 using testing::ElementsAre;
@@ -190,6 +192,39 @@ TEST(RTree, SearchesRunSideBySideAfterInsertions) {
                 ASSERT_TRUE(each == answers(index)) << "seed " << test::seed();
                 ASSERT_TRUE(std::equal(each.begin(), each.begin() + 40, each.end() - 40)) << "seed " << test::seed();
             }
+        }
+    }
+}
+
+void expectEqual(const RTreeNode& a, const RTreeNode& b) {
+    const auto bounds = [](const GisExtent& e) { return std::array{e.xMin(), e.yMin(), e.xMax(), e.yMax()}; };
+    ASSERT_TRUE(bounds(a.extent()) == bounds(b.extent()) || (a.extent().isEmpty() && b.extent().isEmpty()));
+    ASSERT_EQ(a.items().size(), b.items().size());
+    for (qsizetype i = 0; i < a.items().size(); ++i) {
+        ASSERT_EQ(a.items()[i].shape(), b.items()[i].shape());
+    }
+    ASSERT_EQ(a.children().size(), b.children().size());
+    for (qsizetype i = 0; i < a.children().size(); ++i) {
+        ASSERT_NO_FATAL_FAILURE(expectEqual(a.children()[i], b.children()[i]));
+    }
+}
+
+TEST(RTree, InsertionsMakeTheTreeOfThePlainSteps) {
+    for (const test::DataSet& data : test::dataSets()) {
+        SCOPED_TRACE(data.name);
+        const test::Boxes boxes(data.extents);
+        const auto half = boxes.pointers().size() / 2;
+        for (const auto strategy : {RTreeBuildStrategy::SortAxis, RTreeBuildStrategy::Hilbert}) {
+            RTreeSpatialIndex index(6, strategy);
+            index.build(boxes.pointers().first(half));
+            PlainInsertion plain(index);
+            test::Boxes empty({GisExtent()});
+            for (GisShape* const shape : boxes.pointers().mid(half, 600) + empty.pointers()) {
+                index.insert(shape);
+                plain.insert(shape);
+            }
+            ASSERT_NO_FATAL_FAILURE(expectEqual(*index.root(), plain.root()));
+            ASSERT_NO_FATAL_FAILURE(checkInvariants(*index.root()));
         }
     }
 }

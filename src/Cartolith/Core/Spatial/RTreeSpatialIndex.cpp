@@ -41,6 +41,37 @@ QList<QList<SpatialIndexItem>> groupsOf(const QList<SpatialIndexItem>& items,
     return groups;
 }
 
+/// RTreeSpatialIndex::chooseBestChild() by the bound arrays, which lie closer together than the children: the
+/// same sums and comparisons. A child without an extent has NaN for an enlargement there as well.
+qsizetype bestChildByBounds(const RTreeNode& node, const GisExtent& extent) {
+    if (extent.isEmpty()) {
+        return RTreeSpatialIndex::chooseBestChild(node, extent);
+    }
+    const double* const xMin = node.childXMin().constData();
+    const double* const yMin = node.childYMin().constData();
+    const double* const xMax = node.childXMax().constData();
+    const double* const yMax = node.childYMax().constData();
+    const auto areaOf = [=](qsizetype i) { return (xMax[i] - xMin[i]) * (yMax[i] - yMin[i]); };
+    const auto enlargementOf = [=](qsizetype i, double area) {
+        return (std::max(xMax[i], extent.xMax()) - std::min(xMin[i], extent.xMin())) *
+                   (std::max(yMax[i], extent.yMax()) - std::min(yMin[i], extent.yMin())) -
+               area;
+    };
+    qsizetype best = 0;
+    double bestArea = areaOf(0);
+    double bestEnlargement = enlargementOf(0, bestArea);
+    for (qsizetype i = 1; i < node.children().size(); ++i) {
+        const double area = areaOf(i);
+        const double enlargement = enlargementOf(i, area);
+        if (enlargement < bestEnlargement || (enlargement == bestEnlargement && area < bestArea)) {
+            best = i;
+            bestEnlargement = enlargement;
+            bestArea = area;
+        }
+    }
+    return best;
+}
+
 } // namespace
 
 RTreeSpatialIndex::RTreeSpatialIndex(int maxItemsPerNode, RTreeBuildStrategy strategy)
@@ -91,7 +122,7 @@ qsizetype RTreeSpatialIndex::insert(RTreeNode& root, const SpatialIndexItem& ite
         if (leaf->isLeaf()) {
             break;
         }
-        path.append({leaf, chooseBestChild(*leaf, extent)});
+        path.append({leaf, bestChildByBounds(*leaf, extent)});
         leaf = &leaf->children()[path.last().child];
     }
     std::optional<RTreeNode> split;
