@@ -1,5 +1,6 @@
 // Build time, query time and memory of the indexes, beside GEOS and Boost.Geometry on the same boxes.
 
+#include "../../tests/Spatial/PlainInsertion.h"
 #include "BoxData.h"
 
 #include <Cartolith/Core/Spatial/QuadTreeSpatialIndex.h>
@@ -99,6 +100,33 @@ struct OurEditedRTree : OurRTree<strategy> {
         for (qsizetype i = 0; i < 100; ++i) {
             this->index.insert(data.pointers[i * data.pointers.size() / 100]);
         }
+    }
+};
+
+struct OurInsertion {
+    RTreeSpatialIndex index;
+
+    OurInsertion(const BoxData& data, RTreeBuildStrategy strategy) : index(64, strategy) {
+        index.build(data.pointers);
+    }
+    void insert(GisShape* shape) { index.insert(shape); }
+};
+
+struct PlainInsertions {
+    PlainInsertion tree;
+
+    PlainInsertions(const BoxData& data, RTreeBuildStrategy strategy)
+        : tree(OurInsertion(data, strategy).index) {}
+    void insert(GisShape* shape) { tree.insert(shape); }
+};
+
+/// As an editor does it: a search of the changed place after each insertion.
+struct OurInsertionAndSearch : OurInsertion {
+    using OurInsertion::OurInsertion;
+    void insert(GisShape* shape) {
+        OurInsertion::insert(shape);
+        QList<GisShape*> found;
+        benchmark::DoNotOptimize(index.search(shape->extent(), found));
     }
 };
 
@@ -222,6 +250,36 @@ void addBuild(const DataSet& set, const std::string& name) {
         ->Unit(benchmark::kMicrosecond);
 }
 
+/// One insertion into a built index, a tenth as many of them as there are items.
+template <typename Contender>
+void measureInsert(benchmark::State& state, const BoxData& data, RTreeBuildStrategy strategy) {
+    const auto count = data.pointers.size();
+    auto contender = std::make_unique<Contender>(data, strategy);
+    qsizetype next = 0;
+    for (auto _ : state) {
+        if (next == count / 10) {
+            state.PauseTiming();
+            contender = std::make_unique<Contender>(data, strategy);
+            next = 0;
+            state.ResumeTiming();
+        }
+        contender->insert(data.pointers[next++ * 7919 % count]);
+    }
+}
+
+template <typename Contender>
+void addInsert(const DataSet& set, const std::string& name) {
+    for (const auto strategy : {RTreeBuildStrategy::SortAxis, RTreeBuildStrategy::Hilbert}) {
+        const char* const order = strategy == RTreeBuildStrategy::SortAxis ? "SortAxis" : "Hilbert";
+        benchmark::RegisterBenchmark(("Insert/" + set.data.name + "/" + name + order).c_str(),
+                                     [&set, strategy](benchmark::State& state) {
+                                         measureInsert<Contender>(state, set.data, strategy);
+                                     })
+            ->MinTime(0.2)
+            ->Unit(benchmark::kMicrosecond);
+    }
+}
+
 template <typename Contender, typename Found = QList<GisShape*>>
 void add(const DataSet& set, const std::string& name) {
     addBuild<Contender>(set, name);
@@ -259,6 +317,9 @@ int main(int argc, char** argv) {
         addBuild<OurLoadedRTree<RTreeBuildStrategy::Hilbert>>(set, "RTreeHilbertLoaded");
         add<OurEditedRTree<RTreeBuildStrategy::SortAxis>>(set, "RTreeSortAxisEdited");
         add<OurEditedRTree<RTreeBuildStrategy::Hilbert>>(set, "RTreeHilbertEdited");
+        addInsert<OurInsertion>(set, "RTree");
+        addInsert<OurInsertionAndSearch>(set, "RTreeAndSearch");
+        addInsert<PlainInsertions>(set, "Plain");
         add<OurQuadTree>(set, "QuadTree");
         add<Geos, std::vector<GisShape*>>(set, "Geos");
         add<Boost, std::vector<GisShape*>>(set, "Boost");

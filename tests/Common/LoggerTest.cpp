@@ -1,3 +1,5 @@
+#include "TestSeed.h"
+
 #include <Cartolith/Core/Common/Logger.h>
 
 #include <QBuffer>
@@ -8,7 +10,10 @@
 #include <QThread>
 #include <gtest/gtest.h>
 
+#include <atomic>
+#include <csignal>
 #include <random>
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <thread>
@@ -186,7 +191,7 @@ TEST_F(LoggerTest, WhatCannotBeWrittenIsLostAndLeavesAGap) {
     write();
     EXPECT_EQ(last().value(1).toLongLong(), sequence + 5);
 
-    // A disk that is full in the middle of a record: what got in goes again.
+    // A disk that is full in the middle of a record: what got in costs no other record.
     const qint64 size = QFile(path).size();
     if (fork() == 0) {
         signal(SIGXFSZ, SIG_IGN);
@@ -196,7 +201,86 @@ TEST_F(LoggerTest, WhatCannotBeWrittenIsLostAndLeavesAGap) {
         _exit(0);
     }
     wait(nullptr);
-    EXPECT_EQ(QFile(path).size(), size);
+    EXPECT_EQ(QFile(path).size(), size + 100);
+    write();
+    EXPECT_EQ(Logger::summarizeLogFile(path).records(), 3);
+    EXPECT_EQ(Logger::summarizeLogFile(path).badLines(), 1);
+}
+
+TEST_F(LoggerTest, ATornLineIsEnded) {
+    const struct {
+        const char* name;
+        QByteArray before;
+        qint64 bad;
+    } rows[] = {
+        {"within a record", QByteArray(header) + "\n2026-01-01T00:00:00.000\t7\terr", 1},
+        {"within the first cell", QByteArray(header) + "\n20", 1},
+        {"before the line feed", QByteArray(header) + "\nt\t1\terror\ta\ta\tb\t1\t1\t", 1},
+        {"within a number", QByteArray(header) + "\nt\t1\terror\ta\ta\tb\t1\t12", 1},
+        {"within the fields", QByteArray(header) + "\nt\t1\terror\ta\ta\tb\t1\t12\tshapes=12", 1},
+        {"within the header", QByteArray(header).left(5), 1},
+        {"a whole line", QByteArray(header) + '\n', 0},
+        {"nothing", {}, 0},
+    };
+    for (const auto& row : rows) {
+        QFile file(path);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly | QIODevice::Truncate));
+        file.write(row.before);
+        file.close();
+        Logger::writeEvent("x.y", "first", LogLevel::Error, 1, {});
+        Logger::writeEvent("x.y", "second", LogLevel::Error, 1, {});
+        const LogSummary summary = Logger::summarizeLogFile(path);
+        EXPECT_EQ(summary.events().value({"x.y", "first"}).records, 1) << row.name;
+        EXPECT_EQ(summary.events().value({"x.y", "second"}).records, 1) << row.name;
+        EXPECT_EQ(summary.badLines(), row.bad) << row.name;
+        EXPECT_FALSE(linesOf(path).join(u'|').contains("||")) << row.name;
+    }
+    // Who may write to a log need not be allowed to read it.
+    QFile::setPermissions(path, QFileDevice::WriteOwner);
+    Logger::writeEvent("x.y", "third", LogLevel::Error, 1, {});
+    QFile::setPermissions(path, QFileDevice::WriteOwner | QFileDevice::ReadOwner);
+    EXPECT_EQ(last().value(5), "third");
+}
+
+// Long records, so that a kill often falls into the middle of one.
+TEST_F(LoggerTest, KilledWritersCostNoOtherRecord) {
+    constexpr int rounds = 15;
+    constexpr int writers = 3;
+    auto* const done = static_cast<std::atomic<int>*>(mmap(nullptr, sizeof(std::atomic<int>) * rounds * writers,
+                                                           PROT_READ | PROT_WRITE, MAP_SHARED | MAP_ANONYMOUS, -1, 0));
+    const QString text(200'000, u'x');
+    std::mt19937 random(test::seed());
+    for (int round = 0; round < rounds; ++round) {
+        pid_t ids[writers];
+        for (int writer = 0; writer < writers; ++writer) {
+            const int number = round * writers + writer;
+            ids[writer] = fork();
+            if (ids[writer] == 0) {
+                for (int i = 1;; ++i) {
+                    Logger::writeEvent("killed", QString::number(number), LogLevel::Error, i, {{"text", text}});
+                    done[number] = i;
+                }
+            }
+        }
+        while (done[round * writers] < 5) {
+            usleep(500);
+        }
+        for (const pid_t id : ids) { // one after the other: the others go on
+            usleep(static_cast<useconds_t>(random() % 1500));
+            kill(id, SIGKILL);
+        }
+        while (wait(nullptr) > 0) {
+        }
+    }
+    const LogSummary summary = Logger::summarizeLogFile(path);
+    for (int number = 0; number < rounds * writers; ++number) {
+        const LogSummary::Event event = summary.events().value({"killed", QString::number(number)});
+        EXPECT_GE(event.records, done[number]) << number << ", seed " << test::seed();
+        EXPECT_LE(event.records, done[number] + 1) << number;
+    }
+    EXPECT_LE(summary.badLines(), rounds * writers);
+    RecordProperty("torn", static_cast<int>(summary.badLines()));
+    munmap(done, sizeof(std::atomic<int>) * rounds * writers);
 }
 
 TEST(LogSummary, CountsBadLinesAndKeepsSeriesOfNumbers) {

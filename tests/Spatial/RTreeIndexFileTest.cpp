@@ -9,9 +9,13 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include <cstdio>
 #include <functional>
 #include <limits>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 using namespace Cartolith::Core;
 using namespace Cartolith::Core::Spatial::RTree;
@@ -167,12 +171,20 @@ TEST_F(RTreeIndexFile, ChecksTheHeader) {
 TEST_F(RTreeIndexFile, CallersBlock) {
     test::Boxes boxes({{0, 0, 1, 1}});
     index.build(boxes.pointers());
-    index.save(path, headerFor(1), [](QFile& file) {
-        return file.write(Bytes().extent({1, 2, 3, 4}).get() + QByteArray("\x07\x01\0\0\0", 5)) > 0;
-    });
     const auto load = [&](const std::function<bool(Reader&)>& readExtra) {
         return index.load(path, headerFor(1), boxes.pointers(), readExtra);
     };
+    const qsizetype large = 700'001; // more than a reader over a file holds at once
+    const QByteArray sent = QByteArray(large - 1, 'a') + 'z';
+    index.save(path, headerFor(1), [&](QFile& file) { return file.write(sent) == large; });
+    EXPECT_TRUE(load([&](Reader& reader) {
+        QByteArray read(large, ' ');
+        return !reader.readBytes(read.data(), reader.remaining() + 1) && reader.readBytes(read.data(), large) &&
+               read == sent;
+    })) << "a large block";
+    index.save(path, headerFor(1), [](QFile& file) {
+        return file.write(Bytes().extent({1, 2, 3, 4}).get() + QByteArray("\x07\x01\0\0\0", 5)) > 0;
+    });
     EXPECT_TRUE(load([](Reader& reader) {
         double x = 0;
         double y = 0;
@@ -248,6 +260,50 @@ TEST_F(RTreeIndexFile, HostileAndBrokenFiles) {
     ASSERT_EQ(mkfifo(qPrintable(folder.filePath("pipe")), 0600), 0);
     EXPECT_FALSE(index.load(folder.filePath("pipe"), headerFor(2), boxes.pointers()));
 }
+
+#if !defined(__SANITIZE_ADDRESS__) && !defined(__clang__) // the sanitizer's own memory breaks every limit
+TEST_F(RTreeIndexFile, MemoryToLoadIsBounded) {
+    const GisExtent box(0, 0, 1, 1);
+    const auto repeated = [](const QByteArray& bytes, int count) { return bytes.repeated(count); };
+    const QByteArray leaf = Bytes().node(box, 1, 1).item(1, box).get();
+    const QByteArray none = Bytes().node(box, 1, 0).get();
+    const QByteArray header = Bytes().header(2).get();
+    const struct {
+        const char* name;
+        QByteArray bytes;
+        bool loads;
+    } rows[] = {
+        {"a chain of one child each", header + repeated(Bytes().node(box, 0, 1).get(), 400'000) + leaf, true},
+        {"a chain with a leaf beside each", header + repeated(Bytes().node(box, 0, 2).get() + leaf, 200'000) + leaf,
+         true},
+        {"a chain with empty leaves behind it",
+         header + repeated(Bytes().node(box, 0, 2).get(), 200'000) + leaf + repeated(none, 200'000), true},
+        {"empty leaves", header + Bytes().node(box, 0, 400'000).get() + repeated(none, 400'000), true},
+        {"leaves of one", header + Bytes().node(box, 0, 200'000).get() + repeated(leaf, 200'000), true},
+        {"one leaf", header + Bytes().node(box, 1, 400'000).get() + repeated(Bytes().item(1, box).get(), 400'000),
+         true},
+        {"counts that each fit, but not together",
+         header + repeated(Bytes().node(box, 0, 100'000).get(), 400'000) + leaf, false},
+    };
+    test::Boxes boxes({box, box});
+    for (const auto& row : rows) {
+        write(row.bytes);
+        const pid_t child = fork();
+        if (child == 0) {
+            long pages = 0;
+            FILE* const file = std::fopen("/proc/self/statm", "r");
+            const bool known = file != nullptr && std::fscanf(file, "%ld", &pages) == 1;
+            const auto limit = static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE) + 12 * row.bytes.size() + (4 << 20));
+            const rlimit most{limit, limit};
+            setrlimit(RLIMIT_AS, &most);
+            _exit(known && index.load(path, headerFor(2), boxes.pointers()) == row.loads ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        EXPECT_EQ(status, 0) << row.name;
+    }
+}
+#endif
 
 TEST_F(RTreeIndexFile, ShrinkingWhileItIsRead) {
     test::Boxes boxes(std::vector<GisExtent>(100000, GisExtent(0, 0, 1, 1)));

@@ -1,5 +1,6 @@
 // The order and the structure of the R-tree.
 
+#include "PlainInsertion.h"
 #include "TestData.h"
 #include "TestSeed.h"
 
@@ -13,10 +14,12 @@
 #include <cmath>
 #include <limits>
 #include <set>
+#include <thread>
 
 namespace {
 
 using Cartolith::Core::Shapes::GisExtent;
+using Cartolith::Core::Shapes::GisShape;
 using Cartolith::Core::Spatial::SpatialIndexItem;
 using namespace Cartolith::Core::Spatial::RTree;
 using testing::ElementsAre;
@@ -151,6 +154,77 @@ TEST(RTree, AWideTreeGivesWhatAScanOfItsLeavesGives) {
             QList<int> ids{-1}; // what is there already stays
             EXPECT_EQ(index.searchShapeIds(window, ids), expected.size() - 1);
             EXPECT_TRUE(ids == expected) << "seed " << test::seed();
+        }
+    }
+}
+
+// The search that comes after some dozens of others rearranges what an insertion changed, beside searches that go on.
+TEST(RTree, SearchesRunSideBySideAfterInsertions) {
+    const test::DataSet& data = test::dataSets().front();
+    const test::Boxes boxes(data.extents);
+    std::mt19937 random(test::seed());
+    for (const auto strategy : {RTreeBuildStrategy::SortAxis, RTreeBuildStrategy::Hilbert}) {
+        RTreeSpatialIndex index(8, strategy);
+        index.build(boxes.pointers());
+        for (int round = 0; round < 10; ++round) {
+            for (int i = 0; i < 20; ++i) {
+                index.insert(boxes.pointers()[static_cast<qsizetype>(random()) % boxes.pointers().size()]);
+            }
+            const std::vector<GisExtent> windows = test::windows(data, 40, random);
+            const auto answers = [&windows](const RTreeSpatialIndex& of) {
+                std::vector<QList<int>> all;
+                for (int again = 0; again < 3; ++again) {
+                    for (const GisExtent& window : windows) {
+                        all.push_back(of.searchShapeIds(window));
+                    }
+                }
+                return all;
+            };
+            std::vector<std::vector<QList<int>>> found(4);
+            std::vector<std::thread> threads;
+            for (auto& each : found) {
+                threads.emplace_back([&] { each = answers(index); });
+            }
+            for (std::thread& thread : threads) {
+                thread.join();
+            }
+            for (const auto& each : found) {
+                ASSERT_TRUE(each == answers(index)) << "seed " << test::seed();
+                ASSERT_TRUE(std::equal(each.begin(), each.begin() + 40, each.end() - 40)) << "seed " << test::seed();
+            }
+        }
+    }
+}
+
+void expectEqual(const RTreeNode& a, const RTreeNode& b) {
+    const auto bounds = [](const GisExtent& e) { return std::array{e.xMin(), e.yMin(), e.xMax(), e.yMax()}; };
+    ASSERT_TRUE(bounds(a.extent()) == bounds(b.extent()) || (a.extent().isEmpty() && b.extent().isEmpty()));
+    ASSERT_EQ(a.items().size(), b.items().size());
+    for (qsizetype i = 0; i < a.items().size(); ++i) {
+        ASSERT_EQ(a.items()[i].shape(), b.items()[i].shape());
+    }
+    ASSERT_EQ(a.children().size(), b.children().size());
+    for (qsizetype i = 0; i < a.children().size(); ++i) {
+        ASSERT_NO_FATAL_FAILURE(expectEqual(a.children()[i], b.children()[i]));
+    }
+}
+
+TEST(RTree, InsertionsMakeTheTreeOfThePlainSteps) {
+    for (const test::DataSet& data : test::dataSets()) {
+        SCOPED_TRACE(data.name);
+        const test::Boxes boxes(data.extents);
+        const auto half = boxes.pointers().size() / 2;
+        for (const auto strategy : {RTreeBuildStrategy::SortAxis, RTreeBuildStrategy::Hilbert}) {
+            RTreeSpatialIndex index(6, strategy);
+            index.build(boxes.pointers().first(half));
+            PlainInsertion plain(index);
+            test::Boxes empty({GisExtent()});
+            for (GisShape* const shape : boxes.pointers().mid(half, 600) + empty.pointers()) {
+                index.insert(shape);
+                plain.insert(shape);
+            }
+            ASSERT_NO_FATAL_FAILURE(expectEqual(*index.root(), plain.root()));
+            ASSERT_NO_FATAL_FAILURE(checkInvariants(*index.root()));
         }
     }
 }

@@ -15,6 +15,10 @@ namespace Cartolith::Core::Common::Internal {
 inline constexpr QByteArrayView logHeader =
     "timestamp\tsequence\tlevel\tcategory\tchannel\tevent\tthread_id\telapsed_ms\tfields\n";
 
+/// What ends a line that somebody left in the middle: more cells than a record has, so that nobody takes a
+/// number that was cut for a whole one.
+inline constexpr QByteArrayView tornLineEnd = "\t\t\t\t\t\t\t\t\t\n";
+
 /// What a record gets beside what it says.
 struct LogStamp {
     QDateTime time;

@@ -17,7 +17,7 @@
 #include <atomic>
 #include <fcntl.h>
 #include <stdexcept>
-#include <sys/stat.h>
+#include <sys/file.h>
 #include <unistd.h>
 
 namespace Cartolith::Core::Common {
@@ -79,31 +79,58 @@ bool createWithHeader(const QString& path) {
     return placed;
 }
 
+/// True when the file has something before that place, and no end of a line.
+bool isTornAt(int file, off_t place) {
+    char last = '\n';
+    return place > 0 && ::pread(file, &last, 1, place - 1) == 1 && last != '\n';
+}
+
+/// What a record has to begin with because the last line of the file has no end. Its writer was killed, or
+/// had no room on the disk, when nobody holds the lock that writers share; one who is at it still is given a
+/// millisecond, then a line feed, which harms no line.
+QByteArrayView endOfTornLine(int file) {
+    for (int look = 0; look < 20; ++look) {
+        if (!isTornAt(file, ::lseek(file, 0, SEEK_END))) {
+            return {};
+        }
+        if (::flock(file, LOCK_EX | LOCK_NB) == 0) {
+            return isTornAt(file, ::lseek(file, 0, SEEK_END)) ? Internal::tornLineEnd : QByteArrayView();
+        }
+        ::usleep(50);
+    }
+    return "\n";
+}
+
 /// By the system's calls: what matters is that the record is one write at whatever is the end of the file
-/// then. Never waits for the reader of a pipe.
+/// then. Waits neither for the reader of a pipe nor for a lock that somebody keeps.
 void append(const QString& path, QByteArray record) {
     if (!QFile::exists(path)) {
         createWithHeader(path);
     }
     const bool isNew = !QFile::exists(path);
     constexpr mode_t permissions = 0666; // less the process's mask
-    const int file = ::open(QFile::encodeName(path).constData(),
-                            O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC | O_NONBLOCK, permissions);
+    constexpr int flags = O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
+    const QByteArray name = QFile::encodeName(path);
+    int file = ::open(name.constData(), O_RDWR | flags, permissions);
+    if (file < 0) { // it may be one that cannot be read
+        file = ::open(name.constData(), O_WRONLY | flags, permissions);
+    }
     if (file < 0) {
         return;
     }
     if (isNew) {
         record.prepend(Internal::logHeader.data(), Internal::logHeader.size());
     }
-    const auto size = static_cast<std::size_t>(record.size());
-    const ssize_t written = ::write(file, record.constData(), size);
-    if (written > 0 && static_cast<std::size_t>(written) < size) {
-        // The disk is full. What got in goes again, unless somebody else has written behind it.
-        const off_t end = ::lseek(file, 0, SEEK_CUR);
-        struct stat now {};
-        if (end >= written && ::fstat(file, &now) == 0 && now.st_size == end) {
-            (void)!::ftruncate(file, end - written);
-        }
+    const QByteArrayView ending = endOfTornLine(file);
+    record.prepend(ending.data(), ending.size());
+    ::flock(file, LOCK_SH | LOCK_NB); // until it is closed, also by the system
+    const auto write = [file, &record] {
+        return ::write(file, record.constData(), static_cast<std::size_t>(record.size())) == record.size();
+    };
+    // Somebody may have been killed since the look: the record is a part of that line then.
+    if (write() && ending.isEmpty() && isTornAt(file, ::lseek(file, 0, SEEK_CUR) - record.size())) {
+        record.prepend('\n');
+        (void)write();
     }
     ::close(file);
 }

@@ -24,8 +24,9 @@ enum class LoggingMode : int {
 /// Nothing here throws except what reads and writes reports, and a record that cannot be written is lost
 /// without a word; a gap in the column `sequence` shows that. Everything may be called from any thread: one
 /// mutex guards the settings and is held while a record is appended. Each record is a single write at the end
-/// of the file, which is opened for it and closed after it, so a line is never torn by another process; on a
-/// full disk a part that got in is taken out again, unless another process writes in that very moment.
+/// of the file, which is opened for it and closed after it, so a line is never torn by another process. A
+/// process that is killed while it writes, or whose disk is full, can leave a part of a line; whoever writes
+/// next ends it, so that no other record is lost, as far as the process may read the file.
 class CARTOLITH_CORE_EXPORT Logger {
 public:
     Logger() = delete;

@@ -85,8 +85,10 @@ int RoutingDijkstraResult::reachedCount() const {
 template <typename Table, typename Add>
 Table& RoutingDijkstraResult::filled(Table& table, Add add) const {
     if (table.isEmpty() && m_reached != nullptr) {
-        table.reserve(m_reached->count);
-        m_reached->forEach([&](int id, const Internal::Label& label) { add(table, id, label); });
+        Table filling;
+        filling.reserve(m_reached->count);
+        m_reached->forEach([&](int id, const Internal::Label& label) { add(filling, id, label); });
+        table.swap(filling);
     }
     return table;
 }

@@ -52,7 +52,12 @@ double RoutingEdgeIndex::distanceTo(const Box& box, const RoutingPoint& point) {
 }
 
 void RoutingEdgeIndex::build(const RoutingGraph& graph) {
-    *this = RoutingEdgeIndex();
+    RoutingEdgeIndex built;
+    built.fill(graph);
+    *this = std::move(built);
+}
+
+void RoutingEdgeIndex::fill(const RoutingGraph& graph) {
     Box all{{infinity, infinity}, {-infinity, -infinity}};
     const auto grow = [](Box& box, const Box& other) {
         box.min = {std::min(box.min.x, other.min.x), std::min(box.min.y, other.min.y)};

@@ -20,6 +20,7 @@ class RoutingGraph;
 /// Const operations may run side by side.
 class CARTOLITH_CORE_EXPORT RoutingEdgeIndex {
 public:
+    /// The index is as it was when memory runs out.
     void build(const RoutingGraph& graph);
 
     /// Not found when nothing lies within the distance, inclusive. At equal distance the first edge in the
@@ -52,6 +53,7 @@ private:
         const Segment* segment;
     };
 
+    void fill(const RoutingGraph& graph);
     static Hit measure(const Segment& segment, const RoutingPoint& point);
     static double distanceTo(const Box& box, const RoutingPoint& point);
     RoutingPlace placeOf(const Hit& hit) const;

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/RoomInternal.h>
 #include <Cartolith/Core/Routing/RoutingGraph.h>
 #include <Cartolith/Core/Routing/SearchTableInternal.h>
 
@@ -5,8 +6,11 @@
 #include <limits>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 namespace Cartolith::Core::Routing {
+
+using Common::Internal::makeRoom;
 
 RoutingGraph::RoutingGraph() = default;
 RoutingGraph::~RoutingGraph() = default;
@@ -40,30 +44,35 @@ int RoutingGraph::takeId(int wanted, long long& next) {
 
 int RoutingGraph::addNode(const RoutingNode& node) {
     RoutingNode added = node;
-    added.id = takeId(node.id, m_nextNodeId);
-    const int id = added.id;
+    long long nextId = m_nextNodeId;
+    const int id = added.id = takeId(node.id, nextId);
     m_nodes.insert(id, added);
+    m_nextNodeId = nextId;
     changed();
     return id;
 }
 
 int RoutingGraph::addEdge(RoutingEdge edge) {
-    edge.id = takeId(edge.id, m_nextEdgeId);
-    const int id = edge.id;
-    m_edgeIdsArePositions = m_edgeIdsArePositions && id == m_edges.size();
-    m_edges.append(std::move(edge));
+    long long nextId = m_nextEdgeId;
+    const int id = edge.id = takeId(edge.id, nextId);
+    const int start = edge.startNode;
+    const auto position = static_cast<int>(m_edges.size());
+    makeRoom(m_edges, 1);
+    makeRoom(m_nextOut, 1);
+    enter(m_outEdges[start], m_nextOut, position);
     m_nextOut.append(-1);
-    enterEdge(static_cast<int>(m_edges.size()) - 1);
+    m_edges.append(std::move(edge));
+    m_nextEdgeId = nextId;
+    m_edgeIdsArePositions = m_edgeIdsArePositions && id == position;
     changed();
     return id;
 }
 
-void RoutingGraph::enterEdge(int position) {
-    OutEdges& out = m_outEdges[m_edges.at(position).startNode];
+void RoutingGraph::enter(OutEdges& out, QList<int>& nextOut, int position) {
     if (out.first < 0) {
         out.first = position;
     } else {
-        m_nextOut[out.last] = position;
+        nextOut[out.last] = position;
     }
     out.last = position;
 }
@@ -152,29 +161,77 @@ bool RoutingGraph::removeEdge(int id) {
     if (edge == nullptr) {
         return false;
     }
-    m_edges.removeAt(edge - m_edges.constData());
-    rebuildAdjacency();
+    removeEdges([edge](const RoutingEdge& any) { return &any == edge; });
     return true;
 }
 
 bool RoutingGraph::removeNode(int id) {
-    if (!m_nodes.remove(id)) {
+    if (!m_nodes.contains(id)) {
         return false;
     }
-    m_edges.removeIf([id](const RoutingEdge& edge) { return edge.startNode == id || edge.endNode == id; });
-    rebuildAdjacency();
+    m_nodes.detach();
+    removeEdges([id](const RoutingEdge& edge) { return edge.startNode == id || edge.endNode == id; });
+    m_nodes.remove(id);
+    m_outEdges.remove(id);
     return true;
 }
 
-void RoutingGraph::rebuildAdjacency() {
-    changed();
-    m_outEdges.clear();
-    m_nextOut.fill(-1, m_edges.size());
-    m_edgeIdsArePositions = true;
-    for (int i = 0; i < m_edges.size(); ++i) {
-        enterEdge(i);
-        m_edgeIdsArePositions = m_edgeIdsArePositions && m_edges.at(i).id == i;
+// All memory comes first. The table of edges that leave a node is changed in place and loses entries only: a
+// QHash that finds no memory for one ends the process.
+template <typename Doomed>
+void RoutingGraph::removeEdges(Doomed doomed) {
+    std::vector<int> places(static_cast<std::size_t>(m_edges.size()), -1);
+    int kept = 0;
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        if (!doomed(m_edges.at(static_cast<qsizetype>(i)))) {
+            places[i] = kept++;
+        }
     }
+    QList<int> nextOut;
+    makeRoom(nextOut, kept);
+    nextOut.resize(kept);
+    nextOut.fill(-1);
+    makeRoom(m_edges);
+    m_outEdges.detach();
+
+    changed();
+    for (OutEdges& out : m_outEdges) {
+        OutEdges fewer;
+        for (int i = out.first; i >= 0; i = m_nextOut.at(i)) {
+            if (const int place = places[static_cast<std::size_t>(i)]; place >= 0) {
+                enter(fewer, nextOut, place);
+            }
+        }
+        out = fewer;
+    }
+    m_edgeIdsArePositions = true;
+    RoutingEdge* const edges = m_edges.data();
+    for (std::size_t i = 0; i < places.size(); ++i) {
+        if (const int place = places[i]; place >= 0) {
+            if (place != static_cast<int>(i)) {
+                edges[place] = std::move(edges[i]);
+            }
+            m_edgeIdsArePositions = m_edgeIdsArePositions && edges[place].id == place;
+        }
+    }
+    m_edges.remove(kept, m_edges.size() - kept);
+    m_nextOut.swap(nextOut);
+}
+
+void RoutingGraph::rebuildAdjacency() {
+    QHash<int, OutEdges> outEdges;
+    QList<int> nextOut;
+    makeRoom(nextOut, m_edges.size());
+    bool idsArePositions = true;
+    for (int i = 0; i < m_edges.size(); ++i) {
+        nextOut.append(-1);
+        enter(outEdges[m_edges.at(i).startNode], nextOut, i);
+        idsArePositions = idsArePositions && m_edges.at(i).id == i;
+    }
+    changed();
+    m_outEdges.swap(outEdges);
+    m_nextOut.swap(nextOut);
+    m_edgeIdsArePositions = idsArePositions;
 }
 
 void RoutingGraph::clear() {

@@ -25,6 +25,9 @@ class SearchTable;
 /// Several edges may have one id; lookups then find the first in the list. Pointers and references into the
 /// graph are valid until it is changed next. The first search after a change makes tables in time linear in
 /// the graph, so a graph, const or not, is used by one thread at a time; copies are independent.
+///
+/// When memory runs out, removing leaves the graph as it was, and so do the other operations, except that Qt
+/// ends the process where its QHash finds no memory for one more node.
 class CARTOLITH_CORE_EXPORT RoutingGraph {
 public:
     RoutingGraph();
@@ -108,7 +111,9 @@ private:
     };
 
     int takeId(int wanted, long long& next);
-    void enterEdge(int position);
+    static void enter(OutEdges& out, QList<int>& nextOut, int position);
+    template <typename Doomed>
+    void removeEdges(Doomed doomed);
     template <typename Visit>
     void forEachOutEdge(int node, Visit visit) const;
     void changed();

@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Routing/SnapCellInternal.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace Cartolith::Core::Routing {
 
@@ -41,14 +42,14 @@ void RoutingGraph::buildFromPolylines(const QList<QList<RoutingPoint>>& lines,
     Common::Internal::LogStep step(Common::LogChannels::routing, "build");
     step.set("lines", lines.size());
     tolerance = Internal::usableTolerance(tolerance);
-    clear();
-    m_edges.reserve(lines.size() * (bidirectional ? 2 : 1));
-    m_nextOut.reserve(m_edges.capacity());
+    RoutingGraph built;
+    built.m_edges.reserve(lines.size() * (bidirectional ? 2 : 1));
+    built.m_nextOut.reserve(built.m_edges.capacity());
     // The cells themselves are the keys here: writing them as text would take most of the time.
     QHash<SnapCell, int> nodeOfCell;
     nodeOfCell.reserve(lines.size());
-    m_nodes.reserve(lines.size());
-    m_outEdges.reserve(lines.size());
+    built.m_nodes.reserve(lines.size());
+    built.m_outEdges.reserve(lines.size());
     const auto nodeAt = [&](const RoutingPoint& point) {
         const SnapCell cell(point, tolerance);
         const auto known = nodeOfCell.constFind(cell);
@@ -57,7 +58,7 @@ void RoutingGraph::buildFromPolylines(const QList<QList<RoutingPoint>>& lines,
         }
         RoutingNode node;
         node.position = point;
-        return nodeOfCell.insert(cell, addNode(node)).value();
+        return nodeOfCell.insert(cell, built.addNode(node)).value();
     };
     for (qsizetype i = 0; i < lines.size(); ++i) {
         const QList<RoutingPoint>& line = lines.at(i);
@@ -78,13 +79,14 @@ void RoutingGraph::buildFromPolylines(const QList<QList<RoutingPoint>>& lines,
         if (name != edge.attributes.constEnd()) {
             edge.attributes[QStringLiteral("name")] = QVariant(name.value()); // copied before the map changes
         }
-        addEdge(edge);
+        built.addEdge(edge);
         if (bidirectional && edge.startNode != edge.endNode) {
             std::swap(edge.startNode, edge.endNode);
             std::reverse(edge.geometry.begin(), edge.geometry.end());
-            addEdge(std::move(edge));
+            built.addEdge(std::move(edge));
         }
     }
+    *this = std::move(built);
 }
 
 } // namespace Cartolith::Core::Routing

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 namespace Cartolith::Core::Routing {
 
@@ -87,7 +88,12 @@ void RoutingNodeIndex::clear() {
 }
 
 void RoutingNodeIndex::build(const RoutingGraph& graph, double cellSize) {
-    clear();
+    RoutingNodeIndex built;
+    built.fill(graph, cellSize);
+    *this = std::move(built);
+}
+
+void RoutingNodeIndex::fill(const RoutingGraph& graph, double cellSize) {
     if (graph.nodeCount() == 0) {
         return;
     }

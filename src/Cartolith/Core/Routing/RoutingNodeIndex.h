@@ -30,7 +30,7 @@ public:
     };
 
     /// A cell size that is not greater than 0 is replaced by chooseCellSize(), one that is not finite by 1.
-    /// An empty graph leaves the index unbuilt.
+    /// An empty graph leaves the index unbuilt. The index is as it was when memory runs out.
     void build(const RoutingGraph& graph, double cellSize = -1.0);
     void clear();
     bool isBuilt() const noexcept { return m_built; }
@@ -53,6 +53,7 @@ public:
     long long maximumRingFrom(long long cx, long long cy) const;
 
 private:
+    void fill(const RoutingGraph& graph, double cellSize);
     long long cellOf(double coordinate) const;
     // Of the grid; coordinates beyond it belong to its border.
     int columnOf(double x) const;

@@ -137,7 +137,7 @@ public:
 
     /// Empty, for edges of about this cost; 0 and what is not finite make it one heap.
     void reset(double meanCost);
-    bool isEmpty() noexcept { return m_near.isEmpty() && !findNear(); }
+    bool isEmpty() { return m_near.isEmpty() && !findNear(); }
     /// The queue is not empty.
     double leastCost() noexcept { return m_near.leastCost(); }
 

@@ -23,4 +23,27 @@ inline QList<SpatialIndexItem> itemsOf(const QList<Shapes::GisShape*>& shapes) {
     return items;
 }
 
+/// What a search appends to its caller's list: nothing, unless it was finished.
+class AppendedResults {
+public:
+    explicit AppendedResults(QList<Shapes::GisShape*>& results) : m_results(results), m_before(results.size()) {}
+    AppendedResults(const AppendedResults&) = delete;
+    AppendedResults& operator=(const AppendedResults&) = delete;
+    ~AppendedResults() {
+        if (!m_isFinished && m_results.size() > m_before) {
+            m_results.resize(m_before);
+        }
+    }
+    /// How many there are.
+    int finish() noexcept {
+        m_isFinished = true;
+        return static_cast<int>(m_results.size() - m_before);
+    }
+
+private:
+    QList<Shapes::GisShape*>& m_results;
+    qsizetype m_before;
+    bool m_isFinished = false;
+};
+
 } // namespace Cartolith::Core::Spatial::Internal

@@ -37,13 +37,13 @@ int LinearSpatialIndex::search(const GisExtent& extent, QList<GisShape*>& result
     if (extent.isEmpty()) {
         return 0;
     }
-    const qsizetype before = results.size();
+    Internal::AppendedResults appended(results);
     for (const SpatialIndexItem& item : m_items) {
         if (item.extent().intersects(extent)) {
             results.append(item.shape());
         }
     }
-    return static_cast<int>(results.size() - before);
+    return appended.finish();
 }
 
 } // namespace Cartolith::Core::Spatial::Linear

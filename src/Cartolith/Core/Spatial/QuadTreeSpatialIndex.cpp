@@ -27,21 +27,32 @@ void pushChildren(const Node& node, std::vector<const Node*>& pending) {
 
 } // namespace
 
-// A chain of nodes can be as long as the maximum depth: taken apart level by level, not by recursion.
+// A chain of nodes can be as long as the maximum depth: taken apart one by one, not by recursion. The nodes
+// that wait hang in one chain of first children, at whose end the others are put: memory to note them down in
+// could be missing.
 QuadTreeSpatialIndex::Node::~Node() {
-    std::vector<std::unique_ptr<Node>> pending;
-    const auto takeChildren = [&pending](Node& node) {
-        for (std::unique_ptr<Node>& child : node.children) {
-            if (child) {
-                pending.push_back(std::move(child));
-            }
+    const auto firstChild = [](Node& node) -> std::unique_ptr<Node>* {
+        const auto child = std::find_if(node.children.begin(), node.children.end(),
+                                        [](const std::unique_ptr<Node>& any) { return any != nullptr; });
+        return child != node.children.end() ? &*child : nullptr;
+    };
+    Node* last = this;
+    const auto findLast = [&] {
+        while (std::unique_ptr<Node>* const child = firstChild(*last)) {
+            last = child->get();
         }
     };
-    takeChildren(*this);
-    while (!pending.empty()) {
-        const std::unique_ptr<Node> node = std::move(pending.back());
-        pending.pop_back();
-        takeChildren(*node);
+    findLast();
+    std::unique_ptr<Node> head;
+    for (Node* node = this; std::unique_ptr<Node>* const first = firstChild(*node); node = head.get()) {
+        std::unique_ptr<Node> next = std::move(*first);
+        for (std::unique_ptr<Node>& child : node->children) {
+            if (child) {
+                last->children.front() = std::move(child);
+                findLast();
+            }
+        }
+        head = std::move(next);
     }
 }
 
@@ -69,8 +80,9 @@ void QuadTreeSpatialIndex::insert(GisShape* shape) {
         return;
     }
     if (!m_root) {
-        m_root = std::make_unique<Node>(padExtent(item.extent()));
-        insert(*m_root, item, 0);
+        auto root = std::make_unique<Node>(padExtent(item.extent()));
+        insert(*root, item, 0);
+        m_root = std::move(root);
     } else if (containsExtent(m_root->extent, item.extent())) {
         insert(*m_root, item, 0);
     } else {
@@ -83,11 +95,8 @@ void QuadTreeSpatialIndex::insert(GisShape* shape) {
 }
 
 void QuadTreeSpatialIndex::build(const QList<GisShape*>& shapes) {
-    clear();
     const QList<SpatialIndexItem> items = Internal::itemsOf(shapes);
-    if (!items.isEmpty()) {
-        m_root = buildNode(padExtent(calculateExtent(items)), items, 0);
-    }
+    m_root = items.isEmpty() ? nullptr : buildNode(padExtent(calculateExtent(items)), items, 0);
     m_built = true;
 }
 
@@ -101,9 +110,9 @@ int QuadTreeSpatialIndex::search(const GisExtent& extent, QList<GisShape*>& resu
     if (extent.isEmpty() || !m_root) {
         return 0;
     }
-    const qsizetype before = results.size();
+    Internal::AppendedResults appended(results);
     searchNode(*m_root, extent, results);
-    return static_cast<int>(results.size() - before);
+    return appended.finish();
 }
 
 GisExtent QuadTreeSpatialIndex::calculateExtent(const QList<SpatialIndexItem>& items) {
@@ -208,6 +217,9 @@ QuadTreeSpatialIndex::buildNode(const GisExtent& extent, const QList<SpatialInde
 
 void QuadTreeSpatialIndex::insert(Node& node, const SpatialIndexItem& item, int depth) const {
     Node* target = &node;
+    // Nodes that are not there yet are made aside, with the item in the last one.
+    std::unique_ptr<Node> made;
+    std::unique_ptr<Node>* place = nullptr;
     for (; depth < m_maxDepth && canSplit(target->extent); ++depth) {
         const int index = childIndexContaining(target->extent, item.extent());
         if (index < 0) {
@@ -215,11 +227,21 @@ void QuadTreeSpatialIndex::insert(Node& node, const SpatialIndexItem& item, int 
         }
         std::unique_ptr<Node>& child = target->children[static_cast<std::size_t>(index)];
         if (!child) {
-            child = std::make_unique<Node>(childExtent(target->extent, index));
+            auto next = std::make_unique<Node>(childExtent(target->extent, index));
+            if (place == nullptr) {
+                place = &child;
+                target = next.get();
+                made = std::move(next);
+                continue;
+            }
+            child = std::move(next);
         }
         target = child.get();
     }
     target->items.append(item);
+    if (place != nullptr) {
+        *place = std::move(made);
+    }
 }
 
 void QuadTreeSpatialIndex::searchNode(const Node& node, const GisExtent& extent, QList<GisShape*>& results) {

@@ -21,6 +21,8 @@ namespace Cartolith::Core::Spatial::QuadTree {
 /// Quadrants share their common edges and are numbered 0 lower left, 1 lower right, 2 upper left, 3 upper
 /// right. The depth of the root is 0. No operation recurses, so the depth costs memory but no stack:
 /// a single insert may make maxDepth nodes, so keep that number small.
+///
+/// When memory runs out, build() and insert() leave the index as it was, and a search its list.
 class CARTOLITH_CORE_EXPORT QuadTreeSpatialIndex final : public ISpatialIndex {
 public:
     struct Node {

@@ -92,11 +92,17 @@ private:
 /// A sequence of bounds, with the union of every sixteen consecutive ones above it, and so on up.
 class BoundsTree {
 public:
-    /// Room for so many entries, to be set before finish().
+    /// Room for so many entries, to be set before finish(), and again before another finish() when they
+    /// change.
     explicit BoundsTree(std::size_t count = 0);
 
     std::size_t count() const noexcept { return m_count; }
     void setEntry(std::size_t index, const RoundedBounds& bounds) noexcept { set(0, index, bounds); }
+    RoundedBounds entry(std::size_t index) const noexcept {
+        const BoundsBlock& source = m_blocks[index / 16];
+        return {source.xMin[index % 16], source.yMin[index % 16], source.xMax[index % 16],
+                source.yMax[index % 16]};
+    }
     /// Fills the levels above the entries.
     void finish() noexcept;
     /// The union of all entries after finish(); NaN when there are none.

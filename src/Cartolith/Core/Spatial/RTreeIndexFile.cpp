@@ -2,7 +2,6 @@
 
 #include <Cartolith/Core/Shapes/GisShape.h>
 #include <Cartolith/Core/Spatial/RTreeNode.h>
-#include <Cartolith/Core/Spatial/RTreeSearchTableInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
 #include <QFile>
@@ -13,6 +12,7 @@
 #include <algorithm>
 #include <bit>
 #include <cstring>
+#include <deque>
 #include <limits>
 #include <stdexcept>
 #include <utility>
@@ -30,6 +30,7 @@ constexpr quint8 innerFlag = 0;
 constexpr qint64 extentSize = 32;
 constexpr qint64 nodeSize = extentSize + 1 + 4; ///< with flag and count: the least a node takes
 constexpr qint64 itemSize = 4 + extentSize;
+constexpr qint64 piece = 1 << 18; ///< of a file, read at once; stays in the second-level cache
 
 double doubleAt(const unsigned char* bytes) {
     return std::bit_cast<double>(qFromLittleEndian<quint64>(bytes));
@@ -180,7 +181,6 @@ long long RTreeSpatialIndex::MappedReader::remaining() const {
 }
 
 bool RTreeSpatialIndex::MappedReader::fetch(long long count) {
-    constexpr qint64 piece = 1 << 18; // stays in the second-level cache
     const qint64 left = m_end - m_at;
     if (m_file == nullptr || count > left + m_unread || count > piece) {
         return false;
@@ -210,11 +210,21 @@ const unsigned char* RTreeSpatialIndex::MappedReader::take(long long count) {
 }
 
 bool RTreeSpatialIndex::MappedReader::readBytes(void* target, long long count) {
-    const unsigned char* const bytes = take(count);
-    if (bytes != nullptr) {
-        std::memcpy(target, bytes, static_cast<std::size_t>(count));
+    if (count < 0 || count > remaining()) {
+        return false;
     }
-    return bytes != nullptr;
+    auto* to = static_cast<char*>(target);
+    while (count > 0) {
+        const qint64 size = std::min<qint64>(count, piece);
+        const unsigned char* const bytes = take(size);
+        if (bytes == nullptr) {
+            return false;
+        }
+        std::memcpy(to, bytes, static_cast<std::size_t>(size));
+        to += size;
+        count -= size;
+    }
+    return true;
 }
 
 bool RTreeSpatialIndex::MappedReader::readByte(quint8& value) {
@@ -245,31 +255,37 @@ bool RTreeSpatialIndex::MappedReader::readExtent(GisExtent& extent) {
     return bytes != nullptr;
 }
 
-/// Takes a tree from a reader. Without recursion: its depth is whatever the file says.
+/// Takes a tree from a reader. Without recursion: its depth is whatever the file says. Every node and item
+/// that a count promises has its bytes in the rest of the file, or the file is refused at once; so lists get
+/// their memory in one piece, and all of them together no more than the file can fill.
 class RTreeSpatialIndex::TreeReader {
 public:
     TreeReader(MappedReader& reader, const QList<GisShape*>& shapes) : m_reader(reader), m_shapes(shapes) {}
 
     /// False when the bytes are no tree.
     bool read(RTreeNode& root) {
-        RTreeNode node;
+        qint64 promised = 0; // nodes that unfinished ones still wait for
         for (;;) {
             const unsigned char* const record = m_reader.take(nodeSize);
             if (record == nullptr) {
                 return false;
             }
-            node = RTreeNode();
-            node.setExtent(extentAt(record));
+            const GisExtent extent = extentAt(record);
             const quint8 flag = record[extentSize];
             const auto count = qFromLittleEndian<qint32>(record + extentSize + 1);
             const qint64 least = flag == leafFlag ? itemSize : nodeSize;
-            if (count < 0 || flag > leafFlag || count > m_reader.remaining() / least) {
+            if (count < 0 || flag > leafFlag ||
+                count > (m_reader.remaining() - promised * nodeSize) / least) {
                 return false;
             }
             if (flag == innerFlag && count > 0) {
-                m_path.push_back({std::move(node), count, {}});
+                m_path.push_back({extent, count, {}});
+                m_path.back().children.reserve(count);
+                promised += count - 1;
                 continue;
             }
+            RTreeNode node;
+            node.setExtent(extent);
             if (flag == leafFlag && !readItems(count, node)) {
                 return false;
             }
@@ -277,22 +293,23 @@ public:
                 root = std::move(node);
                 return true;
             }
+            --promised;
         }
     }
 
 private:
     /// An inner node some of whose children are still to be read.
     struct Unfinished {
-        RTreeNode node;
+        GisExtent extent;
         qint32 count;
         QList<RTreeNode> children;
     };
 
-    /// In runs of records, which saves a check for each number, and memory for a count that is a lie.
+    /// In runs of records, which saves a check for each number.
     bool readItems(qint32 count, RTreeNode& node) {
         constexpr qint32 run = 1024;
         QList<SpatialIndexItem> items;
-        items.reserve(std::min(count, run));
+        items.reserve(count);
         for (qint32 done = 0; done < count; done += run) {
             const qint64 size = std::min(count - done, run) * itemSize;
             const unsigned char* const records = m_reader.take(size);
@@ -323,7 +340,8 @@ private:
             if (parent.children.size() < parent.count) {
                 return false;
             }
-            node = std::move(parent.node);
+            node = RTreeNode();
+            node.setExtent(parent.extent);
             node.setChildren(parent.children);
             m_path.pop_back();
         }
@@ -332,7 +350,7 @@ private:
 
     MappedReader& m_reader;
     ShapesById m_shapes;
-    std::vector<Unfinished> m_path;
+    std::deque<Unfinished> m_path; // which gives its memory back as it gets shorter
 };
 
 void RTreeSpatialIndex::save(const QString& path, const RTreeIndexHeader& header,
@@ -384,9 +402,7 @@ bool RTreeSpatialIndex::load(const QString& path, const RTreeIndexHeader& expect
     if (!TreeReader(reader, shapes).read(*root)) {
         return false;
     }
-    m_root = std::move(root);
-    makeTable();
-    m_built = true;
+    replaceTree(std::move(root));
     return true;
 }
 

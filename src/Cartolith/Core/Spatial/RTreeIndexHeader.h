@@ -1,26 +1,28 @@
 #pragma once
 
+#include <Cartolith/Core/Export.h>
+
 namespace Cartolith::Core::Spatial::RTree {
 
 /// What an index file says of the data it was made from. A file is only loaded when this matches.
 ///
 /// The index fills in nothing by itself: what size, time and version mean is the caller's business.
-class RTreeIndexHeader {
+class CARTOLITH_CORE_EXPORT RTreeIndexHeader {
 public:
     /// Of the caller's data, not of the file format, which has none.
-    int version() const noexcept { return m_version; }
-    void setVersion(int version) noexcept { m_version = version; }
+    int version() const noexcept;
+    void setVersion(int version) noexcept;
     /// Of the data source, in bytes.
-    long long fileSize() const noexcept { return m_fileSize; }
-    void setFileSize(long long size) noexcept { m_fileSize = size; }
+    long long fileSize() const noexcept;
+    void setFileSize(long long size) noexcept;
     /// When the data source was written, in a unit of the caller's.
-    long long lastWriteTicks() const noexcept { return m_lastWriteTicks; }
-    void setLastWriteTicks(long long ticks) noexcept { m_lastWriteTicks = ticks; }
+    long long lastWriteTicks() const noexcept;
+    void setLastWriteTicks(long long ticks) noexcept;
     /// Negative in an expected header: any.
-    int shapeCount() const noexcept { return m_shapeCount; }
-    void setShapeCount(int count) noexcept { m_shapeCount = count; }
+    int shapeCount() const noexcept;
+    void setShapeCount(int count) noexcept;
 
-    bool operator==(const RTreeIndexHeader& other) const = default;
+    bool operator==(const RTreeIndexHeader& other) const;
 
 private:
     int m_version = 0;

@@ -1,7 +1,7 @@
+#include <Cartolith/Core/Common/RoomInternal.h>
 #include <Cartolith/Core/Spatial/RTreeNode.h>
 
 #include <utility>
-#include <vector>
 
 namespace Cartolith::Core::Spatial::RTree {
 
@@ -30,21 +30,45 @@ void fillBounds(const QList<Entry>& entries, QList<double>& xMin, QList<double>&
 } // namespace
 
 // Splitting the leaf of many equal items makes a chain of nodes as long as the items are many: the lists that
-// nobody shares are taken apart here, one after the other, instead of by their own nested destruction.
+// nobody shares are taken apart one after the other, instead of by their own nested destruction. Those that
+// wait hang in one chain, each in the first place of the one before: memory to note them down in could be
+// missing.
 RTreeNode::~RTreeNode() {
-    if (m_children.isEmpty() || !m_children.isDetached()) {
+    const auto isApart = [](const RTreeNode& node) {
+        return node.m_children.isEmpty() || !node.m_children.isDetached();
+    };
+    if (isApart(*this)) {
         return;
     }
-    std::vector<QList<RTreeNode>> pending;
-    pending.push_back(std::move(m_children));
-    while (!pending.empty()) {
-        QList<RTreeNode> nodes = std::move(pending.back());
-        pending.pop_back();
+    const auto next = [&isApart](QList<RTreeNode>& nodes) -> QList<RTreeNode>* {
         for (RTreeNode& node : nodes) {
-            if (!node.m_children.isEmpty() && node.m_children.isDetached()) {
-                pending.push_back(std::move(node.m_children));
+            if (!isApart(node)) {
+                return &node.m_children;
             }
         }
+        return nullptr;
+    };
+    QList<RTreeNode> nodes = std::move(m_children);
+    QList<RTreeNode>* last = &nodes;
+    const auto findLast = [&] {
+        while (QList<RTreeNode>* const below = next(*last)) {
+            last = below;
+        }
+    };
+    findLast();
+    while (QList<RTreeNode>* const first = next(nodes)) {
+        for (RTreeNode& node : nodes) {
+            if (!isApart(node) && &node.m_children != first) {
+                RTreeNode& holder = last->first();
+                holder.m_children = std::move(node.m_children);
+                last = &holder.m_children;
+                findLast();
+            }
+        }
+        // What it is moved out of goes with the nodes beside it; the chain's last list may be that one.
+        QList<RTreeNode> chain = std::move(*first);
+        last = last == first ? &nodes : last;
+        nodes.swap(chain);
     }
 }
 
@@ -56,6 +80,21 @@ void RTreeNode::setChildren(const QList<RTreeNode>& children) {
 void RTreeNode::setItems(const QList<SpatialIndexItem>& items) {
     m_items = items;
     fillBounds(std::as_const(m_items), m_itemXMin, m_itemYMin, m_itemXMax, m_itemYMax);
+}
+
+void RTreeNode::prepareInsertion() {
+    using Common::Internal::makeRoom;
+    if (isLeaf()) {
+        makeRoom(m_items, 1);
+        for (QList<double>* const bounds : {&m_itemXMin, &m_itemYMin, &m_itemXMax, &m_itemYMax}) {
+            makeRoom(*bounds, 1);
+        }
+        return;
+    }
+    makeRoom(m_children);
+    for (QList<double>* const bounds : {&m_childXMin, &m_childYMin, &m_childXMax, &m_childYMax}) {
+        makeRoom(*bounds);
+    }
 }
 
 void RTreeNode::refreshChild(qsizetype index) {

@@ -45,6 +45,9 @@ public:
     /// Replaces the items and fills their bound arrays. The node's own list is a valid argument.
     void setItems(const QList<SpatialIndexItem>& items);
 
+    /// Takes the memory that the next insertion needs: after it refreshChild() and, of a leaf, one
+    /// appendItem() cannot fail, nor can children(). Nothing is to be seen of it; amortised constant time.
+    void prepareInsertion();
     /// Brings the bound arrays up to date with the extent of one child, in constant time.
     void refreshChild(qsizetype index);
     /// Adds an item and its bounds at the end, in amortised constant time.

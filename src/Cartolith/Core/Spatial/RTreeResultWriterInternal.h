@@ -11,14 +11,20 @@ class GisShape;
 namespace Cartolith::Core::Spatial::RTree {
 
 /// Appends hits to a list through a plain pointer, which spares a call and a check of sharing for each of
-/// them. The list has its true length again when the writer is gone.
+/// them. The list has its true length again when the writer is gone: with the hits when it was finished, else
+/// as it was before.
 class ResultWriter {
 public:
     explicit ResultWriter(QList<Shapes::GisShape*>& results)
         : m_results(results), m_before(results.size()), m_used(m_before) {}
     ResultWriter(const ResultWriter&) = delete;
     ResultWriter& operator=(const ResultWriter&) = delete;
-    ~ResultWriter() { m_results.resize(m_used); }
+    ~ResultWriter() {
+        if (const qsizetype size = m_isFinished ? m_used : m_before; size != m_results.size()) {
+            m_results.resize(size);
+        }
+    }
+    void finish() noexcept { m_isFinished = true; }
 
     /// Room for so many results at the end; commit() says where the last one written ends.
     Shapes::GisShape** room(std::size_t count) {
@@ -42,6 +48,7 @@ private:
     QList<Shapes::GisShape*>& m_results;
     qsizetype m_before;
     qsizetype m_used;
+    bool m_isFinished = false;
 };
 
 } // namespace Cartolith::Core::Spatial::RTree

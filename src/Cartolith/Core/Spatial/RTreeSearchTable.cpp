@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <new>
 #include <utility>
 
 namespace Cartolith::Core::Spatial::RTree {
@@ -38,6 +39,12 @@ std::size_t sliceSize(std::size_t items, const GisExtent& extent, bool isOrdered
     return size < static_cast<double>(most) ? std::max(static_cast<std::size_t>(size), least) : most;
 }
 
+// A NaN in the first, of a slice without items, gives way.
+RoundedBounds unite(const RoundedBounds& a, const RoundedBounds& b) noexcept {
+    return {a.xMin <= b.xMin ? a.xMin : b.xMin, a.yMin <= b.yMin ? a.yMin : b.yMin,
+            a.xMax >= b.xMax ? a.xMax : b.xMax, a.yMax >= b.yMax ? a.yMax : b.yMax};
+}
+
 // A float's bits as an integer of the same order. Anything will do for a NaN.
 quint32 sortableBits(float value) noexcept {
     const auto bits = std::bit_cast<quint32>(value);
@@ -60,34 +67,63 @@ RTreeSearchTable::RTreeSearchTable(const RTreeNode& root, RTreeBuildStrategy str
         m_itemCount += counts.back();
     }
     const std::size_t size = sliceSize(m_itemCount, extent, m_isOrdered);
+    std::vector<std::size_t> ends; // of the slices, as children
+    std::vector<std::size_t> sizes;
     for (std::size_t child = 0; child < counts.size();) {
-        Slice& slice = m_slices.emplace_back();
-        slice.firstChild = static_cast<qsizetype>(child);
         std::size_t items = 0;
         do {
             items += counts[child++];
         } while (child < counts.size() && items + counts[child] <= size);
-        slice.childCount = static_cast<qsizetype>(child) - slice.firstChild;
-        slice.itemLimit = std::min(2 * items + 256, HitMarks::capacity);
-        fillSlice(root, slice);
+        ends.push_back(child);
+        sizes.push_back(items);
+    }
+    m_slices = std::vector<Slice>(ends.size());
+    for (std::size_t i = 0; i < ends.size(); ++i) {
+        Slice& slice = m_slices[i];
+        slice.firstChild = i > 0 ? static_cast<qsizetype>(ends[i - 1]) : 0;
+        slice.childCount = static_cast<qsizetype>(ends[i]) - slice.firstChild;
+        slice.itemLimit = std::min(2 * sizes[i] + 256, HitMarks::capacity);
+        slice.state = fillSlice(root, slice) ? State::Ready : State::Plain;
     }
     fillTop();
 }
 
-void RTreeSearchTable::childChanged(const RTreeNode& root, qsizetype child) {
+void RTreeSearchTable::childChanged(qsizetype child, const GisExtent& added) noexcept {
     ++m_addedCount;
     const auto behind =
         std::upper_bound(m_slices.begin(), m_slices.end(), child,
                          [](qsizetype index, const Slice& slice) { return index < slice.firstChild; });
-    Slice& slice = *std::prev(behind);
-    if (!slice.isPlain) {
-        fillSlice(root, slice);
-        fillTop();
+    const auto slice = std::prev(behind);
+    if (slice->state != State::Plain) {
+        slice->state = State::Changed;
+        slice->visits = 0;
+    }
+    if (!added.isEmpty()) { // that one is never found
+        const auto index = static_cast<std::size_t>(slice - m_slices.begin());
+        m_top.setEntry(index, unite(m_top.entry(index), m_origin.round(added)));
+        m_top.finish();
     }
 }
 
-void RTreeSearchTable::fillSlice(const RTreeNode& root, Slice& slice) const {
-    slice.isPlain = false;
+bool RTreeSearchTable::isReady(const RTreeNode& root, Slice& slice) const {
+    constexpr int visitsBeforeFilling = 32;
+    State state = slice.state.load(std::memory_order_acquire);
+    if (state != State::Changed ||
+        slice.visits.fetch_add(1, std::memory_order_relaxed) + 1 < visitsBeforeFilling ||
+        !slice.state.compare_exchange_strong(state, State::Filling, std::memory_order_acquire)) {
+        return state == State::Ready;
+    }
+    state = State::Changed;
+    try {
+        state = fillSlice(root, slice) ? State::Ready : State::Plain;
+    } catch (const std::bad_alloc&) {
+        slice.visits = 0;
+    }
+    slice.state.store(state, std::memory_order_release);
+    return state == State::Ready;
+}
+
+bool RTreeSearchTable::fillSlice(const RTreeNode& root, Slice& slice) const {
     slice.shapes.clear();
     slice.childStarts.clear();
     slice.places.clear();
@@ -115,13 +151,12 @@ void RTreeSearchTable::fillSlice(const RTreeNode& root, Slice& slice) const {
             });
     }
     if (!isCovered || bounds.size() > slice.itemLimit) {
-        slice.isPlain = true;
         slice.shapes = {};
         slice.childStarts = {};
         slice.places = {};
         slice.ranks = {};
         slice.bounds = BoundsTree();
-        return;
+        return false;
     }
     if (!m_isOrdered) {
         orderAcross(slice, bounds);
@@ -131,6 +166,7 @@ void RTreeSearchTable::fillSlice(const RTreeNode& root, Slice& slice) const {
         slice.bounds.setEntry(i, bounds[m_isOrdered ? i : slice.places[i]]);
     }
     slice.bounds.finish();
+    return true;
 }
 
 // Sorts the places by the centre across, to 24 bits: equal ones may come in any order.
@@ -174,7 +210,7 @@ void RTreeSearchTable::fillTop() {
     for (std::size_t i = 0; i < m_slices.size(); ++i) {
         // Never skipped and never inside a query.
         const RoundedBounds everything{-infinity, -infinity, infinity, infinity};
-        m_top.setEntry(i, m_slices[i].isPlain ? everything : m_slices[i].bounds.bounds());
+        m_top.setEntry(i, m_slices[i].state == State::Ready ? m_slices[i].bounds.bounds() : everything);
     }
     m_top.finish();
 }

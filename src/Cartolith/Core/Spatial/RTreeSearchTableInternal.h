@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Spatial/RTreeBuildStrategy.h>
 #include <Cartolith/Core/Spatial/RTreeNode.h>
 
+#include <atomic>
 #include <vector>
 
 namespace Cartolith::Core::Spatial::RTree {
@@ -21,13 +22,17 @@ class ResultWriter;
 /// The results are those of the plain traversal, one by one. Where that would not follow from the bounds of
 /// the items alone, because a node's extent fails to cover what is below it or an item is empty, the slice is
 /// searched by traversal. The table holds no pointer into the tree: it is given the root anew every time.
+///
+/// A slice that an insertion changed is searched by traversal too. Filling it anew costs as much as some
+/// dozens of these, so that is left to the search that comes after so many; insertions alone never pay for
+/// it. Searches run side by side: only one fills a slice, and the others go on traversing until it is done.
 class RTreeSearchTable {
 public:
     /// For a root that is not a leaf. Linear in the number of items below it.
     RTreeSearchTable(const RTreeNode& root, RTreeBuildStrategy strategy);
 
-    /// To be called after an item was added somewhere below one child of the root. Rebuilds one slice.
-    void childChanged(const RTreeNode& root, qsizetype child);
+    /// To be called after an item was added somewhere below one child of the root.
+    void childChanged(qsizetype child, const Shapes::GisExtent& added) noexcept;
 
     /// True when so many items were added that the slices have lost their proportions and a new table pays.
     bool isOutgrown() const noexcept { return m_addedCount > m_itemCount; }
@@ -36,13 +41,21 @@ public:
     void search(const RTreeNode& root, const Shapes::GisExtent& query, ResultWriter& writer) const;
 
 private:
+    enum class State : quint8 {
+        Ready,   // searched by what the slice holds
+        Changed, // by traversal, until it is filled anew
+        Filling, // by traversal, while another search fills it
+        Plain,   // by traversal for good
+    };
     struct Slice {
         qsizetype firstChild = 0;
         qsizetype childCount = 0;
-        // Beyond this number of items it is no longer worth rebuilding after an insertion.
+        // Beyond this number of items it is no longer worth filling.
         std::size_t itemLimit = 0;
-        // Searched by traversal; everything below is unused then.
-        bool isPlain = true;
+        std::atomic<State> state{State::Plain};
+        // Searches that came by since it changed.
+        std::atomic<int> visits{0};
+        // Everything below is unused unless it is ready.
         // In the order of the bounds.
         std::vector<Shapes::GisShape*> shapes;
         BoundsTree bounds;
@@ -58,7 +71,10 @@ private:
     struct OrderedVisitor;
     struct MarkingVisitor;
 
-    void fillSlice(const RTreeNode& root, Slice& slice) const;
+    // False, and the slice holds nothing, when it has to be searched by traversal.
+    bool fillSlice(const RTreeNode& root, Slice& slice) const;
+    // Whether the slice can be searched by what it holds.
+    bool isReady(const RTreeNode& root, Slice& slice) const;
     void orderAcross(Slice& slice, const std::vector<RoundedBounds>& bounds) const;
     void fillTop();
     // Asks the tree itself whether the item at a place meets the query.
@@ -70,8 +86,8 @@ private:
     std::size_t m_itemCount = 0;
     std::size_t m_addedCount = 0;
     BoundsOrigin m_origin;
-    std::vector<Slice> m_slices;
-    // Over the slices.
+    mutable std::vector<Slice> m_slices; // as many from the first on
+    // Over the slices: around all items of each, if not closely.
     BoundsTree m_top;
 };
 

@@ -100,7 +100,11 @@ struct RTreeSearchTable::TableVisitor {
     void expect(std::size_t first) const { prefetch(&table.m_slices[first]); }
     void inside(std::size_t first, std::size_t last) {
         for (std::size_t i = first; i < last; ++i) {
-            const Slice& slice = table.m_slices[i];
+            Slice& slice = table.m_slices[i];
+            if (!table.isReady(root, slice)) {
+                traverse(slice);
+                continue;
+            }
             if (table.m_isOrdered) {
                 writer.append(slice.shapes.data(), slice.shapes.size());
                 continue;
@@ -118,12 +122,15 @@ struct RTreeSearchTable::TableVisitor {
         }
     }
 
-    void searchSlice(const Slice& slice) {
-        if (slice.isPlain) {
-            for (qsizetype i = 0; i < slice.childCount; ++i) {
-                visitHits(root.children()[slice.firstChild + i], query,
-                          [this](GisShape* shape) { writer.append(shape); });
-            }
+    void traverse(const Slice& slice) {
+        for (qsizetype i = 0; i < slice.childCount; ++i) {
+            visitHits(root.children()[slice.firstChild + i], query,
+                      [this](GisShape* shape) { writer.append(shape); });
+        }
+    }
+    void searchSlice(Slice& slice) {
+        if (!table.isReady(root, slice)) {
+            traverse(slice);
         } else if (table.m_isOrdered) {
             OrderedVisitor visitor{root, slice, query, writer};
             slice.bounds.visit(blockQuery, visitor);

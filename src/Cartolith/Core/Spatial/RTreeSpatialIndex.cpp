@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/RoomInternal.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 #include <Cartolith/Core/Spatial/IndexItemsInternal.h>
 #include <Cartolith/Core/Spatial/RTreeNode.h>
@@ -7,7 +8,11 @@
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 #include <Cartolith/Core/Spatial/RTreeTraversalInternal.h>
 
+#include <QVarLengthArray>
+
 #include <algorithm>
+#include <new>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -36,6 +41,37 @@ QList<QList<SpatialIndexItem>> groupsOf(const QList<SpatialIndexItem>& items,
     return groups;
 }
 
+/// RTreeSpatialIndex::chooseBestChild() by the bound arrays, which lie closer together than the children: the
+/// same sums and comparisons. A child without an extent has NaN for an enlargement there as well.
+qsizetype bestChildByBounds(const RTreeNode& node, const GisExtent& extent) {
+    if (extent.isEmpty()) {
+        return RTreeSpatialIndex::chooseBestChild(node, extent);
+    }
+    const double* const xMin = node.childXMin().constData();
+    const double* const yMin = node.childYMin().constData();
+    const double* const xMax = node.childXMax().constData();
+    const double* const yMax = node.childYMax().constData();
+    const auto areaOf = [=](qsizetype i) { return (xMax[i] - xMin[i]) * (yMax[i] - yMin[i]); };
+    const auto enlargementOf = [=](qsizetype i, double area) {
+        return (std::max(xMax[i], extent.xMax()) - std::min(xMin[i], extent.xMin())) *
+                   (std::max(yMax[i], extent.yMax()) - std::min(yMin[i], extent.yMin())) -
+               area;
+    };
+    qsizetype best = 0;
+    double bestArea = areaOf(0);
+    double bestEnlargement = enlargementOf(0, bestArea);
+    for (qsizetype i = 1; i < node.children().size(); ++i) {
+        const double area = areaOf(i);
+        const double enlargement = enlargementOf(i, area);
+        if (enlargement < bestEnlargement || (enlargement == bestEnlargement && area < bestArea)) {
+            best = i;
+            bestEnlargement = enlargement;
+            bestArea = area;
+        }
+    }
+    return best;
+}
+
 } // namespace
 
 RTreeSpatialIndex::RTreeSpatialIndex(int maxItemsPerNode, RTreeBuildStrategy strategy)
@@ -58,58 +94,80 @@ void RTreeSpatialIndex::insert(GisShape* shape) {
         throw std::invalid_argument("RTreeSpatialIndex::insert shape cannot be null.");
     }
     const SpatialIndexItem item(shape, shape->extent());
-    if (!m_root) {
-        m_root = std::make_unique<RTreeNode>();
-    }
-    const qsizetype child = insert(*m_root, item);
-    if (m_table) {
-        m_table->childChanged(*m_root, child);
-        if (m_table->isOutgrown()) {
-            makeTable();
+    if (m_root) {
+        const qsizetype child = insert(*m_root, item);
+        if (m_table) {
+            m_table->childChanged(child, item.extent());
+            renewTable();
         }
+    } else {
+        auto root = std::make_unique<RTreeNode>();
+        insert(*root, item);
+        m_root = std::move(root);
     }
     m_built = true;
 }
 
+// What may fail comes before the first change that can be seen.
 qsizetype RTreeSpatialIndex::insert(RTreeNode& root, const SpatialIndexItem& item) const {
+    struct Step {
+        RTreeNode* parent;
+        qsizetype child;
+    };
     const GisExtent extent = item.extent();
-    RTreeNode* parent = nullptr;
-    RTreeNode* node = &root;
-    qsizetype index = 0;
-    qsizetype rootChild = 0;
+    QVarLengthArray<Step, 16> path;
+    RTreeNode* leaf = &root;
     for (;;) {
-        node->setExtent(node->extent().expand(extent));
-        if (parent) {
-            parent->refreshChild(index);
-        }
-        if (node->isLeaf()) {
+        leaf->prepareInsertion();
+        if (leaf->isLeaf()) {
             break;
         }
-        index = chooseBestChild(*node, extent);
-        rootChild = parent ? rootChild : index;
-        parent = node;
-        node = &parent->children()[index];
+        path.append({leaf, bestChildByBounds(*leaf, extent)});
+        leaf = &leaf->children()[path.last().child];
     }
-    node->appendItem(item);
-    if (node->items().size() > m_maxItemsPerNode) {
-        splitLeaf(*node, std::as_const(*node).items());
-        if (parent) {
-            parent->refreshChild(index);
+    std::optional<RTreeNode> split;
+    if (leaf->items().size() >= m_maxItemsPerNode) {
+        QList<SpatialIndexItem> items = std::as_const(*leaf).items();
+        items.append(item);
+        splitLeaf(split.emplace(), items);
+    }
+
+    root.setExtent(root.extent().expand(extent));
+    if (split) {
+        *leaf = std::move(*split);
+    } else {
+        leaf->setExtent(path.isEmpty() ? root.extent() : leaf->extent().expand(extent));
+        leaf->appendItem(item);
+    }
+    for (qsizetype i = path.size() - 1; i >= 0; --i) {
+        RTreeNode& parent = *path[i].parent;
+        if (i > 0) {
+            parent.setExtent(parent.extent().expand(extent));
         }
+        parent.refreshChild(path[i].child);
     }
-    return rootChild;
+    return path.isEmpty() ? 0 : path.first().child;
 }
 
 void RTreeSpatialIndex::build(const QList<GisShape*>& shapes) {
-    clear();
-    const QList<SpatialIndexItem> items = Internal::itemsOf(shapes);
-    m_root = std::make_unique<RTreeNode>(buildNode(items));
-    makeTable();
+    replaceTree(std::make_unique<RTreeNode>(buildNode(Internal::itemsOf(shapes))));
+}
+
+void RTreeSpatialIndex::replaceTree(std::unique_ptr<RTreeNode> root) {
+    m_table = root->isLeaf() ? nullptr : std::make_unique<RTreeSearchTable>(*root, m_strategy);
+    m_root = std::move(root);
     m_built = true;
 }
 
-void RTreeSpatialIndex::makeTable() {
-    m_table = m_root->isLeaf() ? nullptr : std::make_unique<RTreeSearchTable>(*m_root, m_strategy);
+void RTreeSpatialIndex::renewTable() {
+    if (!m_table->isOutgrown()) {
+        return;
+    }
+    try {
+        m_table = std::make_unique<RTreeSearchTable>(*m_root, m_strategy);
+    } catch (const std::bad_alloc&) {
+        // The one that is there gives the same answers.
+    }
 }
 
 QList<GisShape*> RTreeSpatialIndex::search(const GisExtent& extent) const {
@@ -131,6 +189,7 @@ int RTreeSpatialIndex::search(const GisExtent& extent, QList<GisShape*>& results
         } else {
             visitHits(*m_root, extent, [&writer](GisShape* shape) { writer.append(shape); });
         }
+        writer.finish();
     }
     return static_cast<int>(results.size() - before);
 }
@@ -143,6 +202,7 @@ QList<int> RTreeSpatialIndex::searchShapeIds(const GisExtent& extent) const {
 
 int RTreeSpatialIndex::searchShapeIds(const GisExtent& extent, QList<int>& ids) const {
     const QList<GisShape*> shapes = search(extent);
+    Common::Internal::makeRoom(ids, shapes.size());
     for (const GisShape* shape : shapes) {
         ids.append(shape->id());
     }

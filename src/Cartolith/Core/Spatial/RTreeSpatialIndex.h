@@ -29,10 +29,13 @@ class RTreeSearchTable;
 /// order is not fixed.
 ///
 /// A search costs about the square root of the number of items plus the hits; build() is linear in practice;
-/// insert() is linear in the number of children of the nodes on its way, and rearranges up to a few thousand
-/// items near the new one for searching; it is meant for a few shapes between builds. Equal points inserted
-/// one by one make a chain of nodes as long as their number, in quadratic time. Infinite bounds are valid.
-/// A shape with an empty extent is left out by build(), kept by insert() and never found.
+/// insert() is linear in the number of children of the nodes on its way and meant for a few shapes between
+/// builds. After it a search that comes near the new item costs some more, until so many came that one of
+/// them rearranges up to a few thousand items there. Equal points inserted one by one make a chain of nodes
+/// as long as their number, in quadratic time. Infinite bounds are valid. A shape with an empty extent is
+/// left out by build(), kept by insert() and never found.
+///
+/// When memory runs out, build(), insert() and load() leave the index as it was, and a search its list.
 ///
 /// The packing follows Kamel and Faloutsos (1993), descent by least enlargement Guttman (1984).
 class CARTOLITH_CORE_EXPORT RTreeSpatialIndex final : public ISpatialIndex {
@@ -62,7 +65,8 @@ public:
     int searchShapeIds(const Shapes::GisExtent& extent, QList<int>& ids) const;
 
     /// A cursor over the bytes of an index file. Every operation returns false, and neither moves nor writes,
-    /// when the bytes it needs are not there. Numbers are little-endian.
+    /// when the bytes it needs are not there. Numbers are little-endian. load() hands out one over a file:
+    /// there a file that gets shorter while it is read is found out on the way.
     class CARTOLITH_CORE_EXPORT MappedReader {
     public:
         /// The bytes must outlive the reader.
@@ -77,7 +81,6 @@ public:
         bool readByte(quint8& value);
         bool readInt32(qint32& value);
         bool readInt64(qint64& value);
-        /// At most 256 KiB at once.
         bool readBytes(void* target, long long count);
         long long remaining() const;
 
@@ -110,7 +113,8 @@ public:
     /// header is not the expected one (a negative expected count accepts any) or its count is not that of the
     /// shapes, or when readExtra, which must read exactly what writeExtra wrote, returns false. What follows
     /// the tree is not looked at. The file is not trusted: the stack is constant, and memory at most about
-    /// ten times the size of the file.
+    /// twelve times the size of the file, which a chain of nodes with one child each takes, and 40 bytes a
+    /// shape. An index that build() or insert() made takes about three times the size of its file.
     bool load(const QString& path, const RTreeIndexHeader& expected, const QList<Shapes::GisShape*>& shapes,
               const std::function<bool(MappedReader&)>& readExtra = {});
 
@@ -160,7 +164,8 @@ private:
 
     // Returns the index of the root's child that took the item; 0 when the root is a leaf.
     qsizetype insert(RTreeNode& root, const SpatialIndexItem& item) const;
-    void makeTable();
+    void replaceTree(std::unique_ptr<RTreeNode> root);
+    void renewTable();
 
     int m_maxItemsPerNode;
     RTreeBuildStrategy m_strategy;

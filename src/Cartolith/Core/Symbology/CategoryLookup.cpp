@@ -36,49 +36,73 @@ bool isFinite(std::optional<double> number) {
     return !number || std::isfinite(*number);
 }
 
-void insertFirst(QHash<QString, qsizetype>& table, const QString& text, qsizetype position) {
-    if (!table.contains(text)) {
-        table.insert(text, position);
-    }
+qsizetype valueOf(const std::unordered_map<QString, qsizetype>& table, const QString& text,
+                  qsizetype otherwise) {
+    const auto found = table.find(text);
+    return found != table.end() ? found->second : otherwise;
 }
 
 } // namespace
 
 void CategoryLookup::append(const QVariant& value, bool enabled) {
-    const qsizetype position = m_size++;
-    if (!enabled) {
-        return;
+    if (enabled) {
+        const bool wordReadsAsNumber = m_wordReadsAsNumber;
+        const bool hasNumbers = m_hasNumbers;
+        try {
+            add(value, m_size);
+        } catch (...) {
+            remove(m_size);
+            m_wordReadsAsNumber = wordReadsAsNumber;
+            m_hasNumbers = hasNumbers;
+            throw;
+        }
     }
+    ++m_size;
+}
+
+void CategoryLookup::remove(qsizetype position) noexcept {
+    if (!m_entries.empty() && m_entries.back().position == position) {
+        m_entries.pop_back();
+    }
+    const auto isThere = [position](const auto& entry) { return entry.second == position; };
+    for (Texts* const table : {&m_texts, &m_wordTexts, &m_classTexts}) {
+        std::erase_if(*table, isThere);
+    }
+    std::erase_if(m_numbers, isThere);
+}
+
+void CategoryLookup::add(const QVariant& value, qsizetype position) {
     const Entry& entry = m_entries.emplace_back(Entry{StoredSymbolValue(value), position});
     const StoredSymbolValue& stored = entry.value;
-    insertFirst(m_texts, stored.text, position);
+    m_texts.emplace(stored.text, position); // the first of several stays
     if (stored.number) {
         m_hasNumbers = true;
         if (std::isfinite(*stored.number)) { // others equal no number that is looked up
             m_numbers.emplace(1.0 + *stored.number, position);
         }
     } else {
-        insertFirst(m_wordTexts, stored.text, position);
+        m_wordTexts.emplace(stored.text, position);
         const QVariant text(stored.text);
         m_wordReadsAsNumber = m_wordReadsAsNumber || SymbolValue(text).number().has_value();
     }
     if (value.metaType().id() == QMetaType::QString && !stored.number) {
         // A class that comes later cannot take a text away again.
-        insertFirst(m_classTexts, value.toString(), find(value));
+        m_classTexts.emplace(value.toString(), find(value));
     }
 }
 
 qsizetype CategoryLookup::find(const QVariant& featureValue) const {
     const bool isText = featureValue.metaType().id() == QMetaType::QString;
     if (isText) {
-        const auto known = m_classTexts.constFind(featureValue.toString());
-        if (known != m_classTexts.cend()) {
-            return *known;
+        const auto known = m_classTexts.find(featureValue.toString());
+        if (known != m_classTexts.end()) {
+            return known->second;
         }
     }
     const SymbolValue value(featureValue);
     if (isText && !m_hasNumbers) {
-        return m_texts.value(value.text(), -1); // among words the text decides, whether it is a number or not
+        return valueOf(m_texts, value.text(),
+                       -1); // among words the text decides, whether it is a number or not
     }
     if (!isUsual(featureValue) || !isFinite(value.number())) {
         return findInOrder(value);
@@ -88,10 +112,10 @@ qsizetype CategoryLookup::find(const QVariant& featureValue) const {
         best = findNumber(*value.number());
         // A word equals a number by its text alone: "true", or a text that converts once it is trimmed.
         if (m_wordReadsAsNumber || featureValue.metaType().id() == QMetaType::Bool) {
-            best = std::min(best, m_wordTexts.value(value.text(), notFound));
+            best = std::min(best, valueOf(m_wordTexts, value.text(), notFound));
         }
     } else {
-        best = m_texts.value(value.text(), notFound);
+        best = valueOf(m_texts, value.text(), notFound);
     }
     return best == notFound ? -1 : best;
 }

@@ -2,10 +2,11 @@
 
 #include <Cartolith/Core/Symbology/SymbolValueInternal.h>
 
-#include <QHash>
 #include <QSharedData>
+#include <QString>
 
 #include <map>
+#include <unordered_map>
 #include <vector>
 
 namespace Cartolith::Core::Symbology::Internal {
@@ -17,7 +18,7 @@ namespace Cartolith::Core::Symbology::Internal {
 /// answer is always that of findInOrder().
 class CategoryLookup : public QSharedData {
 public:
-    /// The class gets the next position, counted from 0.
+    /// The class gets the next position, counted from 0. Nothing changes when it throws.
     void append(const QVariant& value, bool enabled);
     /// The position of the class, or -1.
     qsizetype find(const QVariant& featureValue) const;
@@ -28,17 +29,22 @@ private:
         qsizetype position;
     };
 
+    // Not QHash: where that finds no memory for an entry, the process ends.
+    using Texts = std::unordered_map<QString, qsizetype>;
+
+    void add(const QVariant& value, qsizetype position);
+    void remove(qsizetype position) noexcept;
     qsizetype findInOrder(const SymbolValue& value) const;
     qsizetype findNumber(double number) const;
 
     qsizetype m_size = 0;
-    std::vector<Entry> m_entries;           ///< enabled classes, in order
-    QHash<QString, qsizetype> m_classTexts; ///< a word as it stands in a class, and the answer for it
-    QHash<QString, qsizetype> m_texts;      ///< normalised texts
-    QHash<QString, qsizetype> m_wordTexts;  ///< the same for classes that are not numbers
-    bool m_wordReadsAsNumber = false;       ///< one of those, once normalised, would convert
-    bool m_hasNumbers = false;              ///< some class converts, if only to NaN
-    std::map<double, qsizetype> m_numbers;  ///< by 1 + number, finite ones
+    std::vector<Entry> m_entries;          ///< enabled classes, in order
+    Texts m_classTexts;                    ///< a word as it stands in a class, and the answer for it
+    Texts m_texts;                         ///< normalised texts
+    Texts m_wordTexts;                     ///< the same for classes that are not numbers
+    bool m_wordReadsAsNumber = false;      ///< one of those, once normalised, would convert
+    bool m_hasNumbers = false;             ///< some class converts, if only to NaN
+    std::map<double, qsizetype> m_numbers; ///< by 1 + number, finite ones
 };
 
 } // namespace Cartolith::Core::Symbology::Internal

@@ -16,13 +16,19 @@ GisCategorizedSymbolRenderer::operator=(const GisCategorizedSymbolRenderer& othe
 GisCategorizedSymbolRenderer::~GisCategorizedSymbolRenderer() = default;
 
 void GisCategorizedSymbolRenderer::addClass(const GisCategorizedSymbolClass& symbolClass) {
-    m_lookup->append(symbolClass.value, symbolClass.enabled);
-    m_classes.append(symbolClass); // last: the class may be one of these, which move
+    m_classes.append(symbolClass);
+    const GisCategorizedSymbolClass& added = m_classes.constLast(); // the other may have been one that moved
+    try {
+        m_lookup->append(added.value, added.enabled);
+    } catch (...) {
+        m_classes.removeLast();
+        throw;
+    }
 }
 
 void GisCategorizedSymbolRenderer::clearClasses() {
-    m_classes.clear();
     m_lookup = new Internal::CategoryLookup;
+    m_classes = {};
 }
 
 GisSymbolRendererType GisCategorizedSymbolRenderer::type() const {

@@ -27,21 +27,44 @@ double clampedUnit(double t) noexcept {
     return t > 0.0 ? std::min(t, 1.0) : 0.0;
 }
 
+QList<GisColorRampStop> normalized(const QList<GisColorRampStop>& stops) {
+    QList<GisColorRampStop> usable;
+    usable.reserve(stops.size());
+    for (const GisColorRampStop& stop : stops) {
+        const QString color = GisColorRamp::normalizedColor(stop.color);
+        if (!color.isEmpty() && std::isfinite(stop.position)) {
+            usable.append({std::clamp(stop.position, 0.0, 1.0), color});
+        }
+    }
+    // Stable, so that of several stops at one place the one that was added last wins.
+    std::stable_sort(usable.begin(), usable.end(), [](const GisColorRampStop& a, const GisColorRampStop& b) {
+        return a.position < b.position;
+    });
+    QList<GisColorRampStop> kept;
+    kept.reserve(usable.size());
+    for (const GisColorRampStop& stop : std::as_const(usable)) {
+        if (!kept.isEmpty() && stop.position - kept.constLast().position <= epsilon) {
+            kept.last().color = stop.color;
+        } else {
+            kept.append(stop);
+        }
+    }
+    return kept;
+}
+
 } // namespace
 
 GisColorRamp::GisColorRamp(const QString& name, const QList<GisColorRampStop>& stops)
-    : m_name(name), m_stops(stops) {
-    normalizeStops();
-}
+    : m_name(name), m_stops(normalized(stops)) {}
 
 void GisColorRamp::setStops(const QList<GisColorRampStop>& stops) {
-    m_stops = stops;
-    normalizeStops();
+    m_stops = normalized(stops);
 }
 
 void GisColorRamp::addStop(const GisColorRampStop& stop) {
-    m_stops.append(stop);
-    normalizeStops();
+    QList<GisColorRampStop> stops = m_stops;
+    stops.append(stop);
+    m_stops = normalized(stops);
 }
 
 QString GisColorRamp::colorAt(double t, bool reversed) const {
@@ -139,26 +162,7 @@ QString GisColorRamp::interpolateColor(const QString& from, const QString& to, d
 }
 
 void GisColorRamp::normalizeStops() {
-    QList<GisColorRampStop> usable;
-    usable.reserve(m_stops.size());
-    for (const GisColorRampStop& stop : std::as_const(m_stops)) {
-        const QString color = normalizedColor(stop.color);
-        if (!color.isEmpty() && std::isfinite(stop.position)) {
-            usable.append({std::clamp(stop.position, 0.0, 1.0), color});
-        }
-    }
-    // Stable, so that of several stops at one place the one that was added last wins.
-    std::stable_sort(usable.begin(), usable.end(), [](const GisColorRampStop& a, const GisColorRampStop& b) {
-        return a.position < b.position;
-    });
-    m_stops.clear();
-    for (const GisColorRampStop& stop : std::as_const(usable)) {
-        if (!m_stops.isEmpty() && stop.position - m_stops.constLast().position <= epsilon) {
-            m_stops.last().color = stop.color;
-        } else {
-            m_stops.append(stop);
-        }
-    }
+    m_stops = normalized(m_stops);
 }
 
 GisColorRamp makeRamp(const QString& name, std::initializer_list<QString> colors) {

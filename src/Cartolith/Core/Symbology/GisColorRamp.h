@@ -27,8 +27,8 @@ enum class GisColorRampMode : int {
 ///
 /// The stops are always normalised: colours are valid #RRGGBB in upper case, positions finite and within 0 to
 /// 1, ascending, and no two within the machine epsilon of each other. No stop is added at 0 or 1. Nothing
-/// here throws: a colour that cannot be read is an empty string. A value; const operations may run side by
-/// side.
+/// here throws but for want of memory, which leaves the ramp as it was: a colour that cannot be read is an
+/// empty string. A value; const operations may run side by side.
 class CARTOLITH_CORE_EXPORT GisColorRamp {
 public:
     GisColorRamp() = default;

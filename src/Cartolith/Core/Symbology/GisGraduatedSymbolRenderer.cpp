@@ -18,15 +18,22 @@ GisGraduatedSymbolRenderer::operator=(const GisGraduatedSymbolRenderer& other) =
 GisGraduatedSymbolRenderer::~GisGraduatedSymbolRenderer() = default;
 
 void GisGraduatedSymbolRenderer::addRange(const GisGraduatedSymbolRange& range) {
-    if (range.enabled) {
-        m_search->append(range, m_ranges.size());
-    }
     m_ranges.append(range);
+    const GisGraduatedSymbolRange& added = m_ranges.constLast(); // the other may have been one that moved
+    if (!added.enabled) {
+        return;
+    }
+    try {
+        m_search->append(added, m_ranges.size() - 1);
+    } catch (...) {
+        m_ranges.removeLast();
+        throw;
+    }
 }
 
 void GisGraduatedSymbolRenderer::clearRanges() {
-    m_ranges.clear();
     m_search = new Internal::RangeSearch;
+    m_ranges = {};
 }
 
 GisSymbolRendererType GisGraduatedSymbolRenderer::type() const {

@@ -80,13 +80,18 @@ GisRuleBasedSymbolRenderer::operator=(const GisRuleBasedSymbolRenderer& other) =
 GisRuleBasedSymbolRenderer::~GisRuleBasedSymbolRenderer() = default;
 
 void GisRuleBasedSymbolRenderer::addRule(const GisSymbolRule& rule) {
-    m_values->values.emplace_back(rule.value);
-    m_rules.append(rule); // last: the rule may be one of these, which move
+    m_rules.append(rule);
+    try {
+        m_values->values.emplace_back(m_rules.constLast().value); // the other may have been one that moved
+    } catch (...) {
+        m_rules.removeLast();
+        throw;
+    }
 }
 
 void GisRuleBasedSymbolRenderer::clearRules() {
-    m_rules.clear();
     m_values = new Internal::RuleValues;
+    m_rules = {};
 }
 
 GisSymbolRendererType GisRuleBasedSymbolRenderer::type() const {

@@ -11,8 +11,8 @@ void RangeSearch::append(const Bounds& bounds) {
     const bool follows =
         m_bounds.empty() || m_bounds.back().upper < bounds.lower ||
         (m_bounds.back().upper == bounds.lower && !(m_bounds.back().includeUpper && bounds.includeLower));
-    m_ascending = m_ascending && holdsSomething && follows;
     m_bounds.push_back(bounds);
+    m_ascending = m_ascending && holdsSomething && follows;
 }
 
 qsizetype RangeSearch::find(double value) const {
