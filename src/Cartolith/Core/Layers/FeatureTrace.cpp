@@ -1,6 +1,8 @@
 #include <Cartolith/Core/Layers/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
 
+#include <algorithm>
+
 namespace Cartolith::Core::Layers::Internal {
 
 void FeatureTrace::reset(const QList<qint64>& features) {
@@ -12,12 +14,20 @@ void FeatureTrace::reset(const QList<qint64>& features) {
     m_taken.clear();
 }
 
+void FeatureTrace::makeRoom(int count) {
+    const auto wanted = static_cast<std::size_t>(count);
+    if (wanted > m_entries.capacity()) {
+        m_entries.reserve(std::max(wanted, 2 * m_entries.capacity()));
+    }
+}
+
 void FeatureTrace::inserted(int position, const Shapes::GisShape& shape) {
     Entry entry;
-    const auto found = m_taken.constFind(&shape);
-    if (found != m_taken.constEnd()) {
-        if (found->copy->attributes() == shape.attributes() && haveSameGeometry(*found->copy, shape)) {
-            entry = found->entry;
+    const auto found = m_taken.find(&shape);
+    if (found != m_taken.end()) {
+        const Taken& taken = found->second;
+        if (taken.copy->attributes() == shape.attributes() && haveSameGeometry(*taken.copy, shape)) {
+            entry = taken.entry;
         }
         m_taken.erase(found);
     }
@@ -27,9 +37,9 @@ void FeatureTrace::inserted(int position, const Shapes::GisShape& shape) {
 void FeatureTrace::taken(int position, const Shapes::GisShape& shape) {
     const auto entry = m_entries.begin() + position;
     if (entry->feature != none) {
-        m_taken.insert(&shape, {*entry, shape.clone()});
+        m_taken.insert_or_assign(&shape, Taken{*entry, shape.clone()});
     } else {
-        m_taken.remove(&shape);
+        m_taken.erase(&shape);
     }
     m_entries.erase(entry);
 }

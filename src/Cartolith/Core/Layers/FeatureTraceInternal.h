@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QHash>
 #include <QList>
 
 #include <limits>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 namespace Cartolith::Core::Shapes {
@@ -25,11 +25,13 @@ public:
         bool isTouched = false; ///< the shape may differ from the feature
     };
 
+    /// Where there is room for so many, the functions below do not fail, but for taken(), which then leaves
+    /// everything as it was.
+    void makeRoom(int count);
     /// The shapes are as the source has them.
     void reset(const QList<qint64>& features);
     const std::vector<Entry>& entries() const { return m_entries; }
 
-    /// Of a list that has been changed already.
     void inserted(int position, const Shapes::GisShape& shape);
     /// A shape that comes back as it was taken is its feature again: that is how a deletion is undone.
     void taken(int position, const Shapes::GisShape& shape);
@@ -47,7 +49,8 @@ private:
     };
 
     std::vector<Entry> m_entries;
-    QHash<const Shapes::GisShape*, Taken> m_taken; // an address may be used again: the copy tells
+    std::unordered_map<const Shapes::GisShape*, Taken>
+        m_taken; // an address may be used again: the copy tells
 };
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -2,13 +2,13 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QHash>
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QRegularExpression>
 #include <ogrsf_frmts.h>
 
+#include <map>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -111,18 +111,19 @@ QByteArrayView propertiesOf(QByteArrayView feature) {
 }
 
 /// An edited feature with the old texts of the properties that stayed.
-QByteArray withOldProperties(QByteArrayView written, QByteArrayView before, const QSet<QString>& changed) {
-    QHash<QString, QByteArrayView> old;
+QByteArray withOldProperties(QByteArrayView written, QByteArrayView before,
+                             const std::set<QString>& changed) {
+    std::map<QString, QByteArrayView> old;
     for (const JsonMember& member : jsonMembersOf(propertiesOf(before))) {
-        old.insert(keyOf(member), member.value);
+        old.insert_or_assign(keyOf(member), member.value);
     }
     QByteArray text;
     const char* at = written.begin();
     for (const JsonMember& member : jsonMembersOf(propertiesOf(written))) {
         const QString name = keyOf(member);
-        if (const auto found = old.constFind(name); found != old.constEnd() && !changed.contains(name)) {
+        if (const auto found = old.find(name); found != old.end() && changed.count(name) == 0) {
             text.append(at, member.value.begin() - at);
-            text += *found;
+            text += found->second;
             at = member.value.end();
         }
     }

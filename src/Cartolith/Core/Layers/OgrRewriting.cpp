@@ -75,7 +75,7 @@ void copy(OGRFeature& from, OGRFeature& to) {
 
 } // namespace
 
-OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
+void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
     OgrSource source(target.path, {QStringLiteral("NATIVE_DATA=YES")});
     OGRLayer& from = source.layer(target.layerName);
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
@@ -108,7 +108,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     const OGRwkbGeometryType type =
         target.driverName.startsWith(QLatin1String("GeoJSON")) ? wkbUnknown : from.GetGeomType();
     const OgrManner manner = OgrManner::of(target.driverName);
-    bool differs = !edits.deleted.isEmpty() || !edits.added.isEmpty();
+    bool differs = !edits.deleted.empty() || !edits.added.isEmpty();
     QList<qint64> before;
     qsizetype met = 0;
     const auto total = static_cast<double>(from.GetFeatureCount());
@@ -119,15 +119,15 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
             written.fail(QStringLiteral("it was cancelled"));
         }
         const qint64 number = met - 1;
-        if (edits.deleted.contains(number)) {
+        if (edits.deleted.count(number) > 0) {
             continue;
         }
         const QString what = QStringLiteral("feature %1").arg(feature->GetFID());
         OGRFeature out(to.GetLayerDefn());
         copy(*feature, out);
         OgrChange change;
-        if (const auto shapes = edits.updated.constFind(number); shapes != edits.updated.constEnd()) {
-            prepared(what, [&] { change = update(out, type, *shapes, manner); });
+        if (const auto shapes = edits.updated.find(number); shapes != edits.updated.end()) {
+            prepared(what, [&] { change = update(out, type, shapes->second, manner); });
         }
         differs = differs || change.isAny();
         texts->add(*feature, number, change);
@@ -135,7 +135,8 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         before.append(number);
     }
     if (!differs) { // everything was undone
-        return {};
+        target.prepare({});
+        return;
     }
     for (const Shapes::GisShape* shape : edits.added) {
         const QString what = QStringLiteral("shape %1").arg(shape->id());
@@ -165,19 +166,18 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
                          .arg(before.size() + edits.added.size())
                          .arg(after.size()));
     }
-    requireUnchanged(target);
-    *target.state = written.publish();
-
     OgrSavedIds ids;
     ids.isRenumbered = true;
     for (qsizetype i = 0; i < before.size(); ++i) {
-        ids.kept.insert(before[i], i);
+        ids.kept.emplace(before[i], i);
     }
     for (qsizetype i = before.size(); i < after.size(); ++i) {
         ids.added.append(i);
     }
     ids.numberedIds = after;
-    return ids;
+    target.prepare(ids);
+    requireUnchanged(target);
+    *target.state = written.publish();
 }
 
 } // namespace Cartolith::Core::Layers::Internal
