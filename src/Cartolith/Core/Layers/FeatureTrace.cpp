@@ -1,15 +1,21 @@
 #include <Cartolith/Core/Layers/FeatureTraceInternal.h>
+#include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
 
 #include <algorithm>
 
 namespace Cartolith::Core::Layers::Internal {
 
+bool FeatureTrace::Entry::isChanged(const Shapes::GisShape& shape) const {
+    return isTouched && (original == nullptr || !areSame(original->attributes(), shape.attributes()) ||
+                         !haveSameGeometry(*original, shape));
+}
+
 void FeatureTrace::reset(const QList<qint64>& features) {
     m_entries.clear();
     m_entries.reserve(static_cast<std::size_t>(features.size()));
     for (const qint64 feature : features) {
-        m_entries.push_back({feature, false});
+        m_entries.push_back({feature, false, nullptr});
     }
     m_taken.clear();
 }
@@ -44,13 +50,18 @@ void FeatureTrace::taken(int position, const Shapes::GisShape& shape) {
     m_entries.erase(entry);
 }
 
-void FeatureTrace::changed(int position) {
-    m_entries[static_cast<std::size_t>(position)].isTouched = true;
+void FeatureTrace::changed(int position, const Shapes::GisShape& shape) {
+    Entry& entry = m_entries[static_cast<std::size_t>(position)];
+    if (!entry.isTouched && entry.feature != none) {
+        entry.original = shape.clone();
+    }
+    entry.isTouched = true;
 }
 
 void FeatureTrace::allChanged() {
     for (Entry& entry : m_entries) {
         entry.isTouched = true;
+        entry.original.reset();
     }
 }
 

@@ -23,10 +23,14 @@ public:
     struct Entry {
         qint64 feature = none;  ///< the source's own id; none for a shape that is not in the source
         bool isTouched = false; ///< the shape may differ from the feature
+        std::shared_ptr<const Shapes::GisShape> original; ///< as it was before, where that is known
+
+        /// Whether a touched shape is something else now. What was undone is not.
+        bool isChanged(const Shapes::GisShape& shape) const;
     };
 
-    /// Where there is room for so many, the functions below do not fail, but for taken(), which then leaves
-    /// everything as it was.
+    /// Where there is room for so many, the functions below do not fail, but for taken() and changed(), which
+    /// then leave everything as it was.
     void makeRoom(int count);
     /// The shapes are as the source has them.
     void reset(const QList<qint64>& features);
@@ -35,7 +39,8 @@ public:
     void inserted(int position, const Shapes::GisShape& shape);
     /// A shape that comes back as it was taken is its feature again: that is how a deletion is undone.
     void taken(int position, const Shapes::GisShape& shape);
-    void changed(int position);
+    /// The shape is the one before the change.
+    void changed(int position, const Shapes::GisShape& shape);
     void allChanged();
     /// By shapes that have nothing to do with those before.
     void allReplaced(int count);

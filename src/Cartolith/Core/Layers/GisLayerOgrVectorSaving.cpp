@@ -50,7 +50,7 @@ void GisLayerOgrVector::shapesChanged(ShapeChange change, int position, const Sh
         m_trace->taken(position, *shape);
         break;
     case ShapeChange::Changed:
-        m_trace->changed(position);
+        m_trace->changed(position, *shape);
         break;
     case ShapeChange::AllChanged:
         m_trace->allChanged();
@@ -78,10 +78,10 @@ Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
     const auto& entries = m_trace->entries();
     std::unordered_set<qint64> touched;
     std::unordered_map<qint64, int> left;
-    for (const FeatureTrace::Entry& entry : entries) {
-        ++left[entry.feature];
-        if (entry.isTouched) {
-            touched.insert(entry.feature);
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        ++left[entries[i].feature];
+        if (items()[i] != nullptr && entries[i].isChanged(*items()[i])) {
+            touched.insert(entries[i].feature);
         }
     }
     Internal::OgrEdits edits;

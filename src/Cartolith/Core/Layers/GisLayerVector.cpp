@@ -209,9 +209,11 @@ std::unique_ptr<GisShape> GisLayerVector::replaceShapeById(int id, std::unique_p
         shape->shapeType() != m_shapeType) {
         return nullptr;
     }
+    std::unique_ptr<GisShape>& place = m_shapes[static_cast<std::size_t>(position)];
+    shapesChanged(ShapeChange::Changed, position, place.get());
     shape->setId(id);
-    std::swap(m_shapes[static_cast<std::size_t>(position)], shape);
-    settle(ShapeChange::Changed, position);
+    std::swap(place, shape);
+    forgetDerived();
     return shape;
 }
 
@@ -242,8 +244,8 @@ bool GisLayerVector::setShapeAttributesById(int id, const Attributes& attributes
         return false;
     }
     GisShape* const shape = m_shapes[static_cast<std::size_t>(position)].get();
-    shape->attributes() = attributes;
     shapesChanged(ShapeChange::Changed, position, shape);
+    shape->attributes() = attributes;
     markContentDirty();
     return true;
 }

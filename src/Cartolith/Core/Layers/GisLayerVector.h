@@ -288,13 +288,13 @@ protected:
     enum class ShapeChange {
         Inserted,    ///< the shape is at the position
         Taken,       ///< it is there, and about to leave
-        Changed,     ///< it is another shape now, or has other attributes
+        Changed,     ///< it is about to become another, or to get other attributes
         AllChanged,  ///< any of them may have been changed through its pointer
         AllReplaced, ///< the list is another
     };
-    /// Called after each of these, but before a shape is taken, for what a subclass keeps beside the shapes.
-    /// The position is -1 and the shape null where all are meant. Throws only before one is taken, which then
-    /// stays: reserveShapes() has been called for all others. Does nothing here.
+    /// Called for what a subclass keeps beside the shapes: before one is taken or changed, which stays as it
+    /// is should this throw; after all others, for which reserveShapes() has been called, and which must not
+    /// throw. The position is -1 and the shape null where all are meant. Does nothing here.
     virtual void shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape);
 
     /// Called instead of building an index anew, which buildSpatialIndex() does when it returns false, as
