@@ -38,11 +38,14 @@ bool EditHistory::execute(GisLayerVector& layer, std::unique_ptr<Commands::GisEd
     Steps step;
     step.push_back({std::move(command), layer.shapeType()});
     const QScopedValueRollback<bool> running(m_running, true);
+    const QScopedValueRollback<bool> changes(m_runningChanges, false); // those of one that fails are gone
     KindGuard kind(layer);
     if (!step.back().command->redo(layer)) {
         return false;
     }
     kind.keep();
+    step.back().changesGeometry = m_runningChanges;
+    m_geometrySteps += m_runningChanges ? 1 : 0;
     m_undo.splice(m_undo.end(), step);
     m_redo.clear();
     return true;
@@ -56,6 +59,7 @@ bool EditHistory::move(Steps& from, Steps& to, const Function& function) {
     Steps step;
     step.splice(step.end(), from, std::prev(from.end()));
     const QScopedValueRollback<bool> running(m_running, true);
+    const QScopedValueRollback<bool> changes(m_runningChanges, false);
     bool done = false;
     try {
         done = function(step.back());
@@ -69,26 +73,32 @@ bool EditHistory::move(Steps& from, Steps& to, const Function& function) {
 }
 
 bool EditHistory::undo(GisLayerVector& layer) {
-    return move(m_undo, m_redo, [&layer](const Step& step) {
+    return move(m_undo, m_redo, [this, &layer](const Step& step) {
         KindGuard kind(layer);
         if (!step.command->undo(layer)) {
             return false;
         }
         layer.setShapeType(step.kindBefore);
+        m_geometrySteps -= step.changesGeometry && m_geometrySteps > 0 ? 1 : 0; // none: cleared meanwhile
         return kind.keep();
     });
 }
 
 bool EditHistory::redo(GisLayerVector& layer) {
-    return move(m_redo, m_undo, [&layer](const Step& step) {
+    return move(m_redo, m_undo, [this, &layer](const Step& step) {
         KindGuard kind(layer);
-        return step.command->redo(layer) && kind.keep();
+        if (!step.command->redo(layer)) {
+            return false;
+        }
+        m_geometrySteps += step.changesGeometry ? 1 : 0;
+        return kind.keep();
     });
 }
 
 void EditHistory::clear() {
     m_undo.clear();
     m_redo.clear();
+    m_geometrySteps = 0;
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -14,6 +14,10 @@ public:
     bool isRunning() const noexcept { return m_running; }
     bool canUndo() const noexcept { return !m_undo.empty(); }
     bool canRedo() const noexcept { return !m_redo.empty(); }
+    /// Whether the layer's geometry may be another one than before the first step.
+    bool changesGeometry() const noexcept { return m_geometrySteps > 0 || m_runningChanges; }
+    /// Called when a running command has changed geometry.
+    void noteGeometryChange() noexcept { m_runningChanges = true; }
     QString undoText() const { return canUndo() ? m_undo.back().command->text() : QString(); }
     QString redoText() const { return canRedo() ? m_redo.back().command->text() : QString(); }
 
@@ -27,6 +31,7 @@ private:
     struct Step {
         std::unique_ptr<Commands::GisEditCommand> command;
         Shapes::GisShapeType kindBefore; ///< of the layer: taking a shape out does not bring it back
+        bool changesGeometry = false;
     };
     using Steps = std::list<Step>; // to be moved from one to the other, nothing fails
     /// Moves the top of one stack to the other when the function on it succeeds.
@@ -36,6 +41,8 @@ private:
     Steps m_undo;
     Steps m_redo;
     bool m_running = false;
+    bool m_runningChanges = false; // geometry, by the command that is running
+    qsizetype m_geometrySteps = 0; // of those that can be undone
 };
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -1,23 +1,39 @@
 #include <Cartolith/Core/Layers/FeatureTraceInternal.h>
+#include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
 
+#include <algorithm>
+
 namespace Cartolith::Core::Layers::Internal {
+
+bool FeatureTrace::Entry::isChanged(const Shapes::GisShape& shape) const {
+    return isTouched && (original == nullptr || !areSame(original->attributes(), shape.attributes()) ||
+                         !haveSameGeometry(*original, shape));
+}
 
 void FeatureTrace::reset(const QList<qint64>& features) {
     m_entries.clear();
     m_entries.reserve(static_cast<std::size_t>(features.size()));
     for (const qint64 feature : features) {
-        m_entries.push_back({feature, false});
+        m_entries.push_back({feature, false, nullptr});
     }
     m_taken.clear();
 }
 
+void FeatureTrace::makeRoom(int count) {
+    const auto wanted = static_cast<std::size_t>(count);
+    if (wanted > m_entries.capacity()) {
+        m_entries.reserve(std::max(wanted, 2 * m_entries.capacity()));
+    }
+}
+
 void FeatureTrace::inserted(int position, const Shapes::GisShape& shape) {
     Entry entry;
-    const auto found = m_taken.constFind(&shape);
-    if (found != m_taken.constEnd()) {
-        if (found->copy->attributes() == shape.attributes() && haveSameGeometry(*found->copy, shape)) {
-            entry = found->entry;
+    const auto found = m_taken.find(&shape);
+    if (found != m_taken.end()) {
+        const Taken& taken = found->second;
+        if (taken.copy->attributes() == shape.attributes() && haveSameGeometry(*taken.copy, shape)) {
+            entry = taken.entry;
         }
         m_taken.erase(found);
     }
@@ -27,20 +43,25 @@ void FeatureTrace::inserted(int position, const Shapes::GisShape& shape) {
 void FeatureTrace::taken(int position, const Shapes::GisShape& shape) {
     const auto entry = m_entries.begin() + position;
     if (entry->feature != none) {
-        m_taken.insert(&shape, {*entry, shape.clone()});
+        m_taken.insert_or_assign(&shape, Taken{*entry, shape.clone()});
     } else {
-        m_taken.remove(&shape);
+        m_taken.erase(&shape);
     }
     m_entries.erase(entry);
 }
 
-void FeatureTrace::changed(int position) {
-    m_entries[static_cast<std::size_t>(position)].isTouched = true;
+void FeatureTrace::changed(int position, const Shapes::GisShape& shape) {
+    Entry& entry = m_entries[static_cast<std::size_t>(position)];
+    if (!entry.isTouched && entry.feature != none) {
+        entry.original = shape.clone();
+    }
+    entry.isTouched = true;
 }
 
 void FeatureTrace::allChanged() {
     for (Entry& entry : m_entries) {
         entry.isTouched = true;
+        entry.original.reset();
     }
 }
 

@@ -1,10 +1,10 @@
 #pragma once
 
-#include <QHash>
 #include <QList>
 
 #include <limits>
 #include <memory>
+#include <unordered_map>
 #include <vector>
 
 namespace Cartolith::Core::Shapes {
@@ -23,17 +23,24 @@ public:
     struct Entry {
         qint64 feature = none;  ///< the source's own id; none for a shape that is not in the source
         bool isTouched = false; ///< the shape may differ from the feature
+        std::shared_ptr<const Shapes::GisShape> original; ///< as it was before, where that is known
+
+        /// Whether a touched shape is something else now. What was undone is not.
+        bool isChanged(const Shapes::GisShape& shape) const;
     };
 
+    /// Where there is room for so many, the functions below do not fail, but for taken() and changed(), which
+    /// then leave everything as it was.
+    void makeRoom(int count);
     /// The shapes are as the source has them.
     void reset(const QList<qint64>& features);
     const std::vector<Entry>& entries() const { return m_entries; }
 
-    /// Of a list that has been changed already.
     void inserted(int position, const Shapes::GisShape& shape);
     /// A shape that comes back as it was taken is its feature again: that is how a deletion is undone.
     void taken(int position, const Shapes::GisShape& shape);
-    void changed(int position);
+    /// The shape is the one before the change.
+    void changed(int position, const Shapes::GisShape& shape);
     void allChanged();
     /// By shapes that have nothing to do with those before.
     void allReplaced(int count);
@@ -47,7 +54,8 @@ private:
     };
 
     std::vector<Entry> m_entries;
-    QHash<const Shapes::GisShape*, Taken> m_taken; // an address may be used again: the copy tells
+    std::unordered_map<const Shapes::GisShape*, Taken>
+        m_taken; // an address may be used again: the copy tells
 };
 
 } // namespace Cartolith::Core::Layers::Internal

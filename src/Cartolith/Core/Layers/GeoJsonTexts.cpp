@@ -1,17 +1,18 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/GeoJsonTextsInternal.h>
 
 #include <QFile>
 #include <QFileInfo>
-#include <QHash>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 #include <ogrsf_frmts.h>
 
+#include <algorithm>
+#include <map>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
+
+using Common::Internal::copyOf;
 
 namespace {
 
@@ -96,8 +97,23 @@ std::vector<JsonMember> jsonMembersOf(QByteArrayView object) {
     return members;
 }
 
+/// What the key says. Not by Qt's reader, which ends the process where it finds no memory.
 QString keyOf(const JsonMember& member) {
-    return QJsonDocument::fromJson('[' + member.key.toByteArray() + ']').array().at(0).toString();
+    const QString quoted = QString::fromUtf8(member.key);
+    QString text;
+    for (qsizetype i = 1; i < quoted.size() - 1; ++i) {
+        const auto escaped =
+            quoted[i] == QLatin1Char('\\') ? QLatin1String("bfnrtu").indexOf(quoted[++i]) : qsizetype{-1};
+        constexpr qsizetype unicode = 5;
+        constexpr int digits = 4;
+        if (escaped == unicode) {
+            text += QChar(QStringView(quoted).mid(i + 1, digits).toUShort(nullptr, 16));
+            i += digits;
+        } else {
+            text += escaped >= 0 ? QLatin1Char("\b\f\n\r\t"[escaped]) : quoted[i];
+        }
+    }
+    return text;
 }
 
 /// The properties of a feature; nothing when it has none.
@@ -111,18 +127,19 @@ QByteArrayView propertiesOf(QByteArrayView feature) {
 }
 
 /// An edited feature with the old texts of the properties that stayed.
-QByteArray withOldProperties(QByteArrayView written, QByteArrayView before, const QSet<QString>& changed) {
-    QHash<QString, QByteArrayView> old;
+QByteArray withOldProperties(QByteArrayView written, QByteArrayView before,
+                             const std::set<QString>& changed) {
+    std::map<QString, QByteArrayView> old;
     for (const JsonMember& member : jsonMembersOf(propertiesOf(before))) {
-        old.insert(keyOf(member), member.value);
+        old.insert_or_assign(keyOf(member), member.value);
     }
     QByteArray text;
     const char* at = written.begin();
     for (const JsonMember& member : jsonMembersOf(propertiesOf(written))) {
         const QString name = keyOf(member);
-        if (const auto found = old.constFind(name); found != old.constEnd() && !changed.contains(name)) {
+        if (const auto found = old.find(name); found != old.end() && changed.count(name) == 0) {
             text.append(at, member.value.begin() - at);
-            text += *found;
+            text += found->second;
             at = member.value.end();
         }
     }
@@ -149,12 +166,13 @@ QStringList GeoJsonTexts::layerOptions(OGRLayer& layer) const {
         return QLatin1String(name) + (isOn ? QLatin1String("=YES") : QLatin1String("=NO"));
     };
     if (m_isSequence) {
-        return {option("RS", m_sequence.startsWith(recordSeparator))};
+        return QStringList() << option("RS", m_sequence.startsWith(recordSeparator));
     }
     if (!m_isJson) {
         return {};
     }
-    QStringList options{option("WRITE_NAME", saysItsName(layer, m_path))};
+    QStringList options;
+    options << option("WRITE_NAME", saysItsName(layer, m_path));
     if (const char* const native = nativeData(layer); native != nullptr) {
         options << QStringLiteral("NATIVE_DATA=") + QString::fromUtf8(native)
                 << QStringLiteral("NATIVE_MEDIA_TYPE=") +
@@ -164,14 +182,16 @@ QStringList GeoJsonTexts::layerOptions(OGRLayer& layer) const {
 }
 
 bool GeoJsonTexts::saysItsSystem(OGRLayer& layer) const {
-    return !m_isJson || QJsonDocument::fromJson(nativeData(layer)).object().contains(QLatin1String("crs"));
+    const auto members = jsonMembersOf(nativeData(layer));
+    return !m_isJson || std::any_of(members.begin(), members.end(),
+                                    [](const JsonMember& member) { return member.key == "\"crs\""; });
 }
 
 void GeoJsonTexts::add(OGRFeature& feature, qint64 number, const OgrChange& change) {
     if (m_isSequence && number < static_cast<qint64>(m_records.size())) {
-        m_texts.push_back({m_records[static_cast<std::size_t>(number)].toByteArray(), change});
+        m_texts.push_back({copyOf(m_records[static_cast<std::size_t>(number)]), change});
     } else if (m_isJson) {
-        m_texts.push_back({feature.GetNativeData(), change});
+        m_texts.push_back({copyOf(feature.GetNativeData()), change});
     }
 }
 
@@ -193,7 +213,7 @@ std::optional<QByteArray> GeoJsonTexts::in(QByteArrayView written, qint64 featur
         throw std::runtime_error("GDAL writes it in another form than is known");
     }
     qsizetype at = features;
-    QByteArray all = written.first(at).toByteArray();
+    QByteArray all = copyOf(written.first(at));
     for (const auto& [before, change] : m_texts) {
         const qsizetype end = written.indexOf('\n', at);
         const QByteArrayView line = written.sliced(at, end - at);

@@ -5,8 +5,10 @@
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
+#include <Cartolith/Core/Layers/OgrDigestInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
@@ -18,6 +20,7 @@
 #include <cmath>
 #include <limits>
 #include <optional>
+#include <set>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -27,26 +30,53 @@ using Shapes::GisShape;
 
 namespace {
 
+Internal::ReadFeature kindOf(const OGRGeometry& geometry) {
+    const OGRwkbGeometryType type = wkbFlatten(geometry.getGeometryType());
+    Internal::ReadFeature kind;
+    kind.isMultiPoint = type == wkbMultiPoint;
+    kind.hasZ = geometry.Is3D() != 0;
+    kind.hasM = geometry.IsMeasured() != 0;
+    kind.hasCurves = geometry.hasCurveGeometry() != 0;
+    kind.isCollection = type == wkbGeometryCollection || type == wkbTriangle ||
+                        OGR_GT_IsSubClassOf(type, wkbPolyhedralSurface) != 0;
+    return kind;
+}
+
 /// Everything that open() reads, collected aside so that a failure leaves the layer alone.
 struct Content {
+    explicit Content(OGRLayer& layer)
+        : definitions(Internal::attributeDefinitions(*layer.GetLayerDefn())), tables(definitions) {
+        OGRFeatureDefn& schema = *layer.GetLayerDefn();
+        for (int i = 0; i < schema.GetFieldCount(); ++i) {
+            const OGRFieldDefn& field = *schema.GetFieldDefn(i);
+            const bool isKept = field.GetSubType() == OFSTNone || field.GetSubType() == OFSTBoolean;
+            state.subtypes += isKept ? 0 : 1;
+            state.defaults += field.GetDefault() != nullptr ? 1 : 0;
+        }
+    }
+
     QList<Defs::GisAttributeDefinition> definitions;
+    Internal::AttributeTables tables;
     std::vector<std::unique_ptr<GisShape>> shapes;
     QList<qint64> features; // what each shape was read from
-    QList<qint64> numberedIds;
-    QList<qint64> skippedFeatures;
     bool isNumbered = false;
-    QHash<qint64, int> readFeatures;
-    QSet<qint64> partlyRead;
-    qint64 featureCount = 0;
+    bool isCompared = false; // a digest is made of each feature
+    Internal::OgrDigest digest;
+    Internal::OgrReadState state;
     qint64 skippedCount = 0;
     QList<GisLayerOgrVector::SkippedFeature> skipped;
 
     void take(OGRFeature& feature, const QString& complaint) {
-        const qint64 key = isNumbered ? featureCount : feature.GetFID();
-        ++featureCount;
+        const qint64 key = isNumbered ? state.featureCount : feature.GetFID();
+        ++state.featureCount;
         if (isNumbered) {
-            numberedIds.append(feature.GetFID());
+            state.numberedIds.append(feature.GetFID());
         }
+        const quint64 sum = isCompared ? digest.of(feature) : 0;
+        state.digest += sum;
+        const OGRGeometry* const geometry = feature.GetGeometryRef();
+        const bool hasGeometry = geometry != nullptr && !geometry->IsEmpty();
+        Internal::ReadFeature kind = hasGeometry ? kindOf(*geometry) : Internal::ReadFeature();
         Serialization::Ogr::Internal::OgrShapes read =
             Serialization::Ogr::Internal::shapesOf(Common::Internal::GeometryPtr(feature.StealGeometry()));
         if (!read.problem.isEmpty()) {
@@ -54,17 +84,18 @@ struct Content {
             ++skippedCount;
             if (skipped.size() < most) {
                 skipped.append({feature.GetFID(), complaint.isEmpty() ? read.problem : complaint});
-                skippedFeatures.append(key);
+                state.skippedFeatures.append(key);
             }
         }
         if (read.shapes.empty()) {
+            ++(hasGeometry ? state.unreadable : state.rowsWithoutGeometry);
             return;
         }
-        readFeatures.insert(key, static_cast<int>(read.shapes.size()));
-        if (!read.problem.isEmpty()) {
-            partlyRead.insert(key);
-        }
-        const QHash<QString, QVariant> values = Internal::attributes(feature, definitions);
+        kind.shapes = static_cast<int>(read.shapes.size());
+        kind.isPartlyRead = !read.problem.isEmpty();
+        kind.digest = sum;
+        state.features.insert_or_assign(key, kind);
+        const QHash<QString, QVariant> values = tables.of(feature);
         for (auto& shape : read.shapes) {
             shape->attributes() = values;
             shapes.push_back(std::move(shape));
@@ -98,7 +129,7 @@ GisExtent storedExtent(OGRLayer& layer) {
 GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerName)
     : GisLayerVector(path), m_layerName(layerName),
       m_provider(std::make_unique<Providers::GisOgrProvider>(path)),
-      m_trace(std::make_unique<Internal::FeatureTrace>()),
+      m_trace(std::make_unique<Internal::FeatureTrace>()), m_read(std::make_unique<Internal::OgrReadState>()),
       m_sourceState(std::make_unique<Internal::SourceState>()) {}
 
 GisLayerOgrVector::~GisLayerOgrVector() = default;
@@ -116,10 +147,10 @@ bool GisLayerOgrVector::open() {
     const auto stamp = Internal::IndexFile::stampOf(path());
     Internal::OgrSource source(path());
     OGRLayer& layer = source.layer(m_layerName);
-    Content content;
+    Content content(layer);
     const Internal::OgrFormat* const format = Internal::OgrFormat::forDriver(source.driverName());
     content.isNumbered = format != nullptr && !format->isDatabase;
-    content.definitions = Internal::attributeDefinitions(*layer.GetLayerDefn());
+    content.isCompared = format != nullptr && format->isDatabase;
 
     const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
     const ProgressCallback progress = m_progress; // one that replaces itself goes on living here
@@ -134,7 +165,8 @@ bool GisLayerOgrVector::open() {
         if (content.shapes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
             source.fail(QStringLiteral("it has more shapes than a layer can number"));
         }
-        if (content.featureCount % interval == 0 && !goOn(static_cast<double>(content.featureCount))) {
+        if (content.state.featureCount % interval == 0 &&
+            !goOn(static_cast<double>(content.state.featureCount))) {
             lock.reset();
             close();
             return false;
@@ -142,9 +174,9 @@ bool GisLayerOgrVector::open() {
     }
     // This driver stops at the end of a file cut short without a word; its header holds the exact count.
     if (source.driverName() == QLatin1String("FlatGeobuf") &&
-        static_cast<double>(content.featureCount) < total) {
+        static_cast<double>(content.state.featureCount) < total) {
         source.fail(QStringLiteral("it ends after %1 of %2 features")
-                        .arg(content.featureCount)
+                        .arg(content.state.featureCount)
                         .arg(static_cast<qint64>(total)));
     }
     if (!goOn(total)) {
@@ -159,42 +191,43 @@ bool GisLayerOgrVector::open() {
     auto provider =
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());
 
-    step.set("features", content.featureCount);
+    step.set("features", content.state.featureCount);
     step.set("shapes", static_cast<qint64>(content.shapes.size()));
     step.set("skipped", content.skippedCount);
+
+    const qint64 sourceSize = stamp && Internal::IndexFile::isFor(source.driverName()) ? stamp->size : -1;
+    auto trace = std::make_unique<Internal::FeatureTrace>();
+    trace->reset(content.features);
+    auto read = std::make_unique<Internal::OgrReadState>(std::move(content.state));
+    const bool isNamedBySource = name() == QFileInfo(path()).completeBaseName() || name() == m_readName;
 
     // From here on nothing fails.
     lock.reset();
     const ChangeGroup group(*this);
     resetVectorLayerState();
-    for (const Defs::GisAttributeDefinition& definition : std::as_const(content.definitions)) {
-        addAttributeDefinition(definition);
-    }
+    setAttributeDefinitions(content.definitions);
+    m_trace = std::move(trace);
     replaceShapes(std::move(content.shapes));
+    m_trace->reset(content.features);
     if (!extent.isEmpty()) {
-        setMetadataExtent(extent);
+        setSourceExtent(extent);
     }
     setCoordinateSystem(system);
-    if (name() == QFileInfo(path()).completeBaseName() || name() == m_readName) {
+    if (isNamedBySource) {
         setName(sourceName);
     }
     m_readName = sourceName;
     m_sourceName = sourceName;
-    m_sourceSize = stamp && Internal::IndexFile::isFor(source.driverName()) ? stamp->size : -1;
+    m_sourceSize = sourceSize;
     m_sourceWrittenAt = stamp ? stamp->writtenAt : 0;
     m_provider = std::move(provider);
-    m_featureCount = content.featureCount;
     m_skippedCount = content.skippedCount;
     m_skipped = std::move(content.skipped);
-    m_skippedFeatures = std::move(content.skippedFeatures);
-    m_numberedIds = std::move(content.numberedIds);
-    m_trace->reset(content.features);
-    m_readFeatures = std::move(content.readFeatures);
-    m_partlyRead = std::move(content.partlyRead);
+    m_read = std::move(read);
     m_sourcePath = path();
     *m_sourceState = state;
     m_sourceSystem = system;
-    m_lastError.clear();
+    m_lastError = {};
     setIsOpen(true);
     m_openedRevision = contentRevision();
     return true;
@@ -204,19 +237,43 @@ void GisLayerOgrVector::close() {
     if (isLocked()) {
         return;
     }
+    auto provider = std::make_unique<Providers::GisOgrProvider>(path());
+    auto read = std::make_unique<Internal::OgrReadState>();
     const ChangeGroup group(*this);
     resetVectorLayerState();
     setCoordinateSystem(nullptr);
-    m_provider = std::make_unique<Providers::GisOgrProvider>(path());
-    m_featureCount = 0;
+    m_provider = std::move(provider);
+    m_read = std::move(read);
     m_skippedCount = 0;
-    m_skipped.clear();
-    m_skippedFeatures.clear();
-    m_numberedIds.clear();
-    m_readFeatures.clear();
-    m_partlyRead.clear();
+    m_skipped = {};
     m_sourceSystem.reset();
-    m_lastError.clear();
+    m_lastError = {};
+}
+
+qint64 GisLayerOgrVector::featureCount() const noexcept {
+    return m_read->featureCount;
+}
+
+GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
+    NotKept lost;
+    lost.incomplete = m_read->unreadable;
+    lost.defaults = m_read->defaults;
+    lost.subtypes = m_read->subtypes;
+    std::set<qint64> counted; // each once, whatever it is made of
+    for (const auto& entry : m_trace->entries()) {
+        const auto found = m_read->features.find(entry.feature);
+        if (found == m_read->features.end() ||
+            (found->second.shapes > 1 && !counted.insert(entry.feature).second)) {
+            continue;
+        }
+        const Internal::ReadFeature& feature = found->second;
+        lost.withZ += feature.hasZ ? 1 : 0;
+        lost.withM += feature.hasM ? 1 : 0;
+        lost.withCurves += feature.hasCurves ? 1 : 0;
+        lost.collections += feature.isCollection ? 1 : 0;
+        lost.incomplete += feature.isPartlyRead ? 1 : 0;
+    }
+    return lost;
 }
 
 // Index file

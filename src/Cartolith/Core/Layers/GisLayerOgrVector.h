@@ -3,8 +3,6 @@
 #include <Cartolith/Core/Export.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 
-#include <QSet>
-
 #include <functional>
 
 namespace Cartolith::Core::Layers {
@@ -14,6 +12,8 @@ class FeatureTrace;
 class IndexFile;
 class SourceState;
 struct OgrEdits;
+struct OgrReadState;
+struct OgrSavedIds;
 } // namespace Internal
 
 /// A vector layer of a file or database that OGR opens: GeoPackage, Shapefile, GeoJSON, FlatGeobuf, CSV with
@@ -49,7 +49,8 @@ public:
     /// source, unless it was given one. False when the callback cancelled: the layer is closed and empty
     /// then. GDAL prints nothing. Duplicate field names share one attribute, the last value. \throws
     /// std::runtime_error with the path and the reason (GDAL's own message where it gives one) when the
-    /// source cannot be read, does not have the layer, or breaks off; the layer is then as it was before
+    /// source cannot be read, does not have the layer, or breaks off; the layer is then as it was before, and
+    /// so it is after std::bad_alloc. Where GDAL itself finds no memory, it may end the process.
     bool open() override;
     /// Gives up everything read.
     void close() override;
@@ -73,11 +74,30 @@ public:
     void setProgressCallback(ProgressCallback callback);
 
     /// How many features the source's layer has. Not count(): a multipoint is several shapes.
-    qint64 featureCount() const noexcept { return m_featureCount; }
+    qint64 featureCount() const noexcept;
     /// How many features gave no shape, or not all of their parts.
     qint64 skippedCount() const noexcept { return m_skippedCount; }
     /// The first thousand of them.
     const QList<SkippedFeature>& skippedFeatures() const noexcept { return m_skipped; }
+
+    /// What the source has and the layer has not, so that saveAs() does not write it, in any format:
+    /// features and fields, counted. What single formats do not keep is in docs/formats.md.
+    struct NotKept {
+        qint64 withZ = 0;      ///< features of which Z values are dropped
+        qint64 withM = 0;      ///< the same of M values
+        qint64 withCurves = 0; ///< features of which arcs become lines
+        /// Collections, of which each shape becomes a feature, and surfaces, which become polygons.
+        qint64 collections = 0;
+        qint64 incomplete = 0; ///< features of which the geometry, or a part of it, could not be read
+        int defaults = 0;      ///< fields with a default value
+        int subtypes = 0;      ///< fields of a subtype other than boolean: short integers, JSON...
+
+        bool isAny() const noexcept {
+            return withZ + withM + withCurves + collections + incomplete + defaults + subtypes > 0;
+        }
+    };
+    /// Of the features that are in the layer. Linear time.
+    NotKept notKept() const;
 
     /// For each shape, by position, the source's own id of the feature that it stands for; -1 for a shape
     /// that is not in the source. In a GeoJSON file two features may have the same id. Linear time.
@@ -98,19 +118,24 @@ public:
     ///
     /// Everything is saved or nothing. When it cannot be, commitEdit() is false, lastError() says why, the
     /// source is as it was, and the session goes on with its undo stack. So it is for
-    /// - a source that is write-protected or locked, or of which a file has another size, time of writing or
-    ///   place on the disk than when it was opened. A server's tables are not watched: there the last one to
-    ///   save a feature wins;
+    /// - a source that is write-protected or locked;
+    /// - in GeoPackage and SQLite, an edit of a feature that was changed or deleted since it was read, by
+    ///   another layer of this process or by somebody else. Everything else in the database may have changed:
+    ///   layers of one file, and of one table, commit in any order. What the others saved is seen after the
+    ///   next open(). Where another file has taken the place of the one that was read, all features must be
+    ///   the same;
+    /// - in other files, one that has another size, time of writing or place on the disk than when it was
+    ///   opened. A server's tables are not watched: there the last one to save a feature wins;
     /// - a value that is none for its field, such as an infinite number, or one of more decimals than the
     ///   field keeps (a number that is none, NaN, is saved as null), an attribute that is no field, a
     ///   geometry of a kind that the source does not take, a coordinate that is not finite;
     /// - a Shapefile with columns other than text, numbers, dates and logical values (memos and the like);
     /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
-    ///   with all of them), one whose parts were skipped, another geometry for one with Z, M or curves. Left
-    ///   alone, such features stay as they are;
+    ///   with all of them, and get other attributes, the same on all of them), one whose parts were skipped,
+    ///   another geometry for one with Z, M or curves. Left alone, such features stay as they are;
     /// - GeoJSON text sequences with records that are no features;
     /// - several files that symbolic links do not show as they are stored, or whose suffixes differ in case;
-    /// - a command that is running, a full disk, or a progress callback that cancels.
+    /// - a command that is running, a full disk, no memory, or a progress callback that cancels.
     /// Neither the fields nor the coordinate system of a source are changed; but GeoJSON, which has no
     /// schema, takes every field that the layer declares, of the declared type unless that is narrower than
     /// what is there, and every kind of shape.
@@ -152,6 +177,12 @@ protected:
     bool beginEditCore() override;
     bool commitEditCore() override;
     bool rollbackEditCore() override;
+    void reserveShapes(int count) override;
+    /// Features that were multipoints, as far as their points are in the layer and have the same attributes.
+    std::vector<std::vector<int>> multiPoints() const override;
+    /// Reads them from the source as it is now.
+    /// \throws std::runtime_error when there were such rows and the source cannot be read
+    void forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const override;
     void shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape) override;
     bool restoreSpatialIndex(Spatial::ISpatialIndex& index) override;
     void keepSpatialIndex(const Spatial::ISpatialIndex& index) override;
@@ -159,23 +190,18 @@ protected:
 private:
     std::optional<Internal::IndexFile> indexFile() const;
     Internal::OgrEdits pendingEdits() const;
-    qint64 sourceId(qint64 feature) const;
+    struct Saved;
+    Saved afterSaving(const Internal::OgrEdits& edits, const Internal::OgrSavedIds& ids) const;
     void save();
 
     QString m_layerName;
     QString m_readName;
     ProgressCallback m_progress;
     std::unique_ptr<Providers::GisLayerProvider> m_provider;
-    qint64 m_featureCount = 0;
     qint64 m_skippedCount = 0;
     QList<SkippedFeature> m_skipped;
-    // Features go by their own ids, but where files are written anew by their number in the file: ids in
-    // GeoJSON need not differ.
-    QList<qint64> m_numberedIds;                     // the ids of those that go by number; else empty
-    QList<qint64> m_skippedFeatures;                 // the features of m_skipped
     std::unique_ptr<Internal::FeatureTrace> m_trace; // never null
-    QHash<qint64, int> m_readFeatures; // the features that shapes were read from, how many of each
-    QSet<qint64> m_partlyRead;         // those that shapes do not hold whole
+    std::unique_ptr<Internal::OgrReadState> m_read;  // never null
     QString m_sourcePath;
     std::unique_ptr<Internal::SourceState> m_sourceState; // never null
     std::shared_ptr<CoordinateSystems::CoordinateSystem> m_sourceSystem;

@@ -7,12 +7,22 @@
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
+#include <Cartolith/Core/Layers/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/OgrReadStateInternal.h>
+#include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFile>
 
+#include <algorithm>
+#include <map>
+#include <new>
 #include <optional>
 #include <stdexcept>
+#include <unordered_map>
+#include <unordered_set>
+#include <utility>
 
 namespace Cartolith::Core::Layers {
 
@@ -22,15 +32,11 @@ bool GisLayerOgrVector::canEdit() const {
     return isOpen();
 }
 
-qint64 GisLayerOgrVector::sourceId(qint64 feature) const {
-    return m_numberedIds.value(feature, feature);
-}
-
 QList<qint64> GisLayerOgrVector::sourceFeatureIds() const {
     QList<qint64> ids;
     ids.reserve(count());
     for (const FeatureTrace::Entry& entry : m_trace->entries()) {
-        ids.append(entry.feature == FeatureTrace::none ? -1 : sourceId(entry.feature));
+        ids.append(entry.feature == FeatureTrace::none ? -1 : m_read->sourceId(entry.feature));
     }
     return ids;
 }
@@ -44,7 +50,7 @@ void GisLayerOgrVector::shapesChanged(ShapeChange change, int position, const Sh
         m_trace->taken(position, *shape);
         break;
     case ShapeChange::Changed:
-        m_trace->changed(position);
+        m_trace->changed(position, *shape);
         break;
     case ShapeChange::AllChanged:
         m_trace->allChanged();
@@ -59,18 +65,23 @@ bool GisLayerOgrVector::beginEditCore() {
     if (isLocked()) {
         return false;
     }
-    m_lastError.clear();
+    m_lastError = {};
     return isOpen() && GisLayerVector::beginEditCore();
+}
+
+void GisLayerOgrVector::reserveShapes(int count) {
+    GisLayerVector::reserveShapes(count);
+    m_trace->makeRoom(count);
 }
 
 Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
     const auto& entries = m_trace->entries();
-    QSet<qint64> touched;
-    QHash<qint64, int> left;
-    for (const FeatureTrace::Entry& entry : entries) {
-        ++left[entry.feature];
-        if (entry.isTouched) {
-            touched.insert(entry.feature);
+    std::unordered_set<qint64> touched;
+    std::unordered_map<qint64, int> left;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        ++left[entries[i].feature];
+        if (items()[i] != nullptr && entries[i].isChanged(*items()[i])) {
+            touched.insert(entries[i].feature);
         }
     }
     Internal::OgrEdits edits;
@@ -79,57 +90,60 @@ Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
         const qint64 feature = entries[i].feature;
         if (shape != nullptr && feature == FeatureTrace::none) {
             edits.added.append(shape);
-        } else if (shape != nullptr && touched.contains(feature)) {
+        } else if (shape != nullptr && touched.count(feature) > 0) {
             edits.updated[feature].append(shape);
         }
     }
-    for (auto it = m_readFeatures.cbegin(); it != m_readFeatures.cend(); ++it) {
-        const int now = left.value(it.key());
-        const auto refuse = [&](const char* why) {
+    for (const auto& [id, feature] : m_read->features) {
+        const auto found = left.find(id);
+        const int now = found != left.end() ? found->second : 0;
+        const auto refuse = [&, id = id](const char* why) {
             Internal::failToWrite(
                 m_sourcePath,
-                QStringLiteral("feature %1: %2").arg(sourceId(it.key())).arg(QLatin1String(why)));
+                QStringLiteral("feature %1: %2").arg(m_read->sourceId(id)).arg(QLatin1String(why)));
         };
-        if (now == 0 && m_partlyRead.contains(it.key())) {
+        if (now == 0 && feature.isPartlyRead) {
             refuse("it has parts that are not in the layer and would be lost");
         }
-        if (now > 0 && now < it.value()) {
+        if (now > 0 && now < feature.shapes) {
             refuse("it is several shapes here, of which some cannot be deleted alone");
         }
         if (now == 0) {
-            edits.deleted.insert(it.key());
+            edits.deleted.insert(id);
         }
     }
     return edits;
 }
 
-void GisLayerOgrVector::save() {
-    const Internal::OgrEdits edits = pendingEdits();
-    if (edits.isEmpty()) {
-        return;
-    }
-    Common::Internal::LogStep step(Common::LogChannels::save, "edits");
-    step.set("source", m_sourcePath);
-    step.set("deleted", edits.deleted.size());
-    step.set("updated", edits.updated.size());
-    step.set("added", edits.added.size());
-    if (coordinateSystem() != m_sourceSystem) {
-        Internal::failToWrite(m_sourcePath,
-                              QStringLiteral("the layer's coordinate system is not the source's any more"));
-    }
-    std::optional<ChangeLock> lock(*this);
-    const Internal::OgrSavedIds ids =
-        Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), m_sourceState.get(),
-                             attributeDefinitions(), m_progress},
-                            edits);
+/// What the layer remembers of the source when the edits are in it.
+struct GisLayerOgrVector::Saved {
+    std::unique_ptr<Internal::OgrReadState> read;
+    std::unique_ptr<FeatureTrace> trace;
+    QList<SkippedFeature> skipped;
+};
 
-    // From here on nothing fails.
-    lock.reset();
-    const auto idAfter = [&ids](qint64 before) { return ids.isRenumbered ? ids.kept.value(before) : before; };
-    QHash<qint64, int> readFeatures;
-    for (auto it = m_readFeatures.cbegin(); it != m_readFeatures.cend(); ++it) {
-        if (!edits.deleted.contains(it.key())) {
-            readFeatures.insert(idAfter(it.key()), it.value());
+GisLayerOgrVector::Saved GisLayerOgrVector::afterSaving(const Internal::OgrEdits& edits,
+                                                        const Internal::OgrSavedIds& ids) const {
+    const auto idAfter = [&ids](qint64 before) {
+        const auto found = ids.kept.find(before);
+        return !ids.isRenumbered ? before : found != ids.kept.end() ? found->second : 0;
+    };
+    Saved saved{std::make_unique<Internal::OgrReadState>(*m_read), std::make_unique<FeatureTrace>(),
+                m_skipped};
+    Internal::OgrReadState& state = *saved.read;
+    state.features.clear();
+    const auto remember = [&](qint64 id, Internal::ReadFeature feature) {
+        if (const auto digest = ids.digests.find(id); digest != ids.digests.end()) {
+            state.digest += digest->second - feature.digest;
+            feature.digest = digest->second;
+        }
+        state.features.insert_or_assign(id, feature);
+    };
+    for (const auto& [id, feature] : m_read->features) {
+        if (edits.deleted.count(id) == 0) {
+            remember(idAfter(id), feature);
+        } else {
+            state.digest -= feature.digest;
         }
     }
     QList<qint64> features;
@@ -139,42 +153,72 @@ void GisLayerOgrVector::save() {
         const bool isNew = entry.feature == FeatureTrace::none;
         features.append(isNew ? (isNull ? FeatureTrace::none : *added++) : idAfter(entry.feature));
         if (isNew && !isNull) {
-            readFeatures.insert(features.last(), 1);
+            Internal::ReadFeature feature;
+            feature.shapes = 1;
+            remember(features.last(), feature);
         }
     }
-    m_trace->reset(features);
-    m_readFeatures = readFeatures;
-    QSet<qint64> partlyRead;
-    for (const qint64 id : std::as_const(m_partlyRead)) {
-        partlyRead.insert(idAfter(id));
-    }
-    m_partlyRead = partlyRead;
+    saved.trace->reset(features);
     if (ids.isRenumbered) {
-        m_numberedIds = ids.numberedIds;
+        state.numberedIds = ids.numberedIds;
     }
-    for (qsizetype i = 0; i < m_skipped.size(); ++i) {
-        m_skippedFeatures[i] = idAfter(m_skippedFeatures[i]);
-        m_skipped[i].featureId = sourceId(m_skippedFeatures[i]);
+    for (qsizetype i = 0; i < saved.skipped.size(); ++i) {
+        state.skippedFeatures[i] = idAfter(state.skippedFeatures[i]);
+        saved.skipped[i].featureId = state.sourceId(state.skippedFeatures[i]);
     }
-    m_featureCount += ids.added.size() - edits.deleted.size();
-    clearMetadataExtent();
+    state.featureCount += ids.added.size() - static_cast<qint64>(edits.deleted.size());
+    return saved;
+}
+
+void GisLayerOgrVector::save() {
+    const Internal::OgrEdits edits = pendingEdits();
+    if (edits.isEmpty()) {
+        return;
+    }
+    Common::Internal::LogStep step(Common::LogChannels::save, "edits");
+    step.set("source", m_sourcePath);
+    step.set("deleted", static_cast<qint64>(edits.deleted.size()));
+    step.set("updated", static_cast<qint64>(edits.updated.size()));
+    step.set("added", edits.added.size());
+    if (coordinateSystem() != m_sourceSystem) {
+        Internal::failToWrite(m_sourcePath,
+                              QStringLiteral("the layer's coordinate system is not the source's any more"));
+    }
+    std::optional<ChangeLock> lock(*this);
+    Saved saved;
+    Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), m_sourceState.get(),
+                         attributeDefinitions(), m_progress, *m_read,
+                         [&](const Internal::OgrSavedIds& ids) { saved = afterSaving(edits, ids); }},
+                        edits);
+
+    // From here on nothing fails.
+    lock.reset();
+    m_read = std::move(saved.read);
+    m_trace = std::move(saved.trace);
+    m_skipped = std::move(saved.skipped);
     // The order of shapes may be another one than that of a layer opened now; without a saved index nothing
     // depends on it.
     m_sourceSize = -1;
-    QFile::remove(Internal::IndexFile::pathFor(m_sourcePath, m_sourceName));
+    try {
+        QFile::remove(Internal::IndexFile::pathFor(m_sourcePath, m_sourceName));
+    } catch (const std::bad_alloc&) { // it is not that of the source any more, which whoever loads it finds
+    }
 }
 
 bool GisLayerOgrVector::commitEditCore() {
     if (isLocked()) {
         return false;
     }
-    m_lastError.clear();
+    m_lastError = {};
     if (isCommandRunning()) {
         m_lastError = QStringLiteral("Cannot write '%1': an edit command is running").arg(m_sourcePath);
         return false;
     }
     try {
         save();
+    } catch (const std::bad_alloc&) {
+        m_lastError = QStringLiteral("Cannot write: there is not enough memory"); // needs none itself
+        return false;
     } catch (const std::exception& error) {
         m_lastError = QString::fromUtf8(error.what());
         return false;
@@ -187,12 +231,60 @@ bool GisLayerOgrVector::rollbackEditCore() {
     if (isLocked()) {
         return false;
     }
-    m_lastError.clear();
+    m_lastError = {};
     if (!GisLayerVector::rollbackEditCore()) {
         return false;
     }
     m_trace->forgetTaken();
     return true;
+}
+
+// saveAs()
+
+std::vector<std::vector<int>> GisLayerOgrVector::multiPoints() const {
+    std::map<qint64, std::vector<int>> points; // by feature
+    const auto& entries = m_trace->entries();
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const auto found = m_read->features.find(entries[i].feature);
+        const bool isPoint = dynamic_cast<const Shapes::GisShapePoint*>(items()[i].get()) != nullptr;
+        if (isPoint && found != m_read->features.end() && found->second.isMultiPoint) {
+            points[entries[i].feature].push_back(static_cast<int>(i));
+        }
+    }
+    std::vector<std::vector<int>> groups;
+    const auto attributesOf = [this](int position) -> const Attributes& {
+        return items()[static_cast<std::size_t>(position)]->attributes();
+    };
+    for (const auto& [feature, positions] : points) {
+        const bool isOne =
+            std::all_of(positions.begin(), positions.end(), [&, first = positions.front()](int other) {
+                return Internal::areSame(attributesOf(first), attributesOf(other));
+            });
+        if (isOne) {
+            groups.push_back(positions);
+        }
+    }
+    return groups;
+}
+
+void GisLayerOgrVector::forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const {
+    if (!isOpen() || m_read->rowsWithoutGeometry == 0) {
+        return;
+    }
+    Internal::OgrSource source(m_sourcePath);
+    OGRLayer& layer = source.layer(m_sourceName);
+    const Internal::AttributeTables tables(Internal::attributeDefinitions(*layer.GetLayerDefn()));
+    const bool isNumbered = !m_read->numberedIds.isEmpty();
+    layer.ResetReading();
+    qint64 number = 0;
+    while (const auto feature = source.next(layer)) {
+        const qint64 key = isNumbered ? number++ : static_cast<qint64>(feature->GetFID());
+        const OGRGeometry* const geometry = feature->GetGeometryRef();
+        // What is a shape here is saved as one, or was deleted.
+        if ((geometry == nullptr || geometry->IsEmpty()) && m_read->features.count(key) == 0) {
+            function(tables.of(*feature));
+        }
+    }
 }
 
 } // namespace Cartolith::Core::Layers

@@ -115,10 +115,18 @@ void GisLayerVector::reassignShapeIds(std::size_t from) {
     }
 }
 
+void GisLayerVector::reserveShapes(int count) {
+    const auto wanted = static_cast<std::size_t>(std::max(count, 0));
+    if (wanted > m_shapes.capacity()) {
+        m_shapes.reserve(std::max(wanted, 2 * m_shapes.capacity()));
+    }
+}
+
 bool GisLayerVector::addShape(std::unique_ptr<GisShape> shape) {
     if (m_isLocked || shape == nullptr || shape->isEmpty()) {
         return false;
     }
+    reserveShapes(count() + 1);
     noteShapeType(*shape);
     shape->setId(count() + 1);
     m_shapes.push_back(std::move(shape));
@@ -146,6 +154,7 @@ bool GisLayerVector::insertShapeAt(int index, std::unique_ptr<GisShape> shape) {
     if (m_isLocked || shape == nullptr || index < 0) {
         return false;
     }
+    reserveShapes(count() + 1);
     noteShapeType(*shape);
     const auto position = static_cast<std::size_t>(std::min(index, count()));
     m_shapes.insert(m_shapes.begin() + static_cast<std::ptrdiff_t>(position), std::move(shape));
@@ -179,10 +188,10 @@ bool GisLayerVector::removeShape(GisShape* shape) {
 }
 
 std::unique_ptr<GisShape> GisLayerVector::takeAt(std::size_t position) {
+    shapesChanged(ShapeChange::Taken, static_cast<int>(position), m_shapes[position].get());
     std::unique_ptr<GisShape> shape = std::move(m_shapes[position]);
     m_shapes.erase(m_shapes.begin() + static_cast<std::ptrdiff_t>(position));
     reassignShapeIds(position);
-    shapesChanged(ShapeChange::Taken, static_cast<int>(position), shape.get());
     forgetDerived();
     return shape;
 }
@@ -200,9 +209,11 @@ std::unique_ptr<GisShape> GisLayerVector::replaceShapeById(int id, std::unique_p
         shape->shapeType() != m_shapeType) {
         return nullptr;
     }
+    std::unique_ptr<GisShape>& place = m_shapes[static_cast<std::size_t>(position)];
+    shapesChanged(ShapeChange::Changed, position, place.get());
     shape->setId(id);
-    std::swap(m_shapes[static_cast<std::size_t>(position)], shape);
-    settle(ShapeChange::Changed, position);
+    std::swap(place, shape);
+    forgetDerived();
     return shape;
 }
 
@@ -210,14 +221,23 @@ void GisLayerVector::replaceShapes(std::vector<std::unique_ptr<GisShape>> shapes
     if (m_isLocked) {
         return;
     }
-    m_shapes.clear();
-    m_shapes.reserve(shapes.size());
+    m_shapes.swap(shapes);
+    try {
+        reserveShapes(count());
+    } catch (...) {
+        m_shapes.swap(shapes);
+        throw;
+    }
     m_shapeType = GisShapeType::Null;
-    for (auto& shape : shapes) {
-        if (shape != nullptr) {
-            noteShapeType(*shape);
-        }
-        m_shapes.push_back(std::move(shape));
+    const auto isTyped = [](const auto& shape) {
+        return shape != nullptr && shape->shapeType() != GisShapeType::Null;
+    };
+    const auto first = std::find_if(m_shapes.begin(), m_shapes.end(), isTyped);
+    const bool isMixed = std::any_of(first, m_shapes.end(), [&](const auto& shape) {
+        return isTyped(shape) && shape->shapeType() != (*first)->shapeType();
+    });
+    if (first != m_shapes.end() && !isMixed) {
+        m_shapeType = (*first)->shapeType();
     }
     reassignShapeIds();
     settle(ShapeChange::AllReplaced);
@@ -229,8 +249,8 @@ bool GisLayerVector::setShapeAttributesById(int id, const Attributes& attributes
         return false;
     }
     GisShape* const shape = m_shapes[static_cast<std::size_t>(position)].get();
-    shape->attributes() = attributes;
     shapesChanged(ShapeChange::Changed, position, shape);
+    shape->attributes() = attributes;
     markContentDirty();
     return true;
 }
@@ -253,10 +273,6 @@ const Defs::GisAttributeDefinition* GisLayerVector::getAttributeDefinition(const
 
 void GisLayerVector::addAttributeDefinition(const Defs::GisAttributeDefinition& definition) {
     m_definitions.append(definition);
-}
-
-void GisLayerVector::clearAttributeDefinitions() {
-    m_definitions.clear();
 }
 
 GisLayerVector::Attributes GisLayerVector::defaultAttributes() const {
@@ -290,11 +306,11 @@ void GisLayerVector::setCachedAttributeValues(const QString& field, QList<QVaria
 
 bool GisLayerVector::tryGetCachedAttributeValue(const QString& field, int row, QVariant& value) const {
     const QMutexLocker lock(&m_valueCacheMutex);
-    const auto found = m_valueCache.constFind(field);
-    if (found == m_valueCache.constEnd()) {
+    const auto found = m_valueCache.find(field);
+    if (found == m_valueCache.end()) {
         return false;
     }
-    value = found->value(row); // invalid outside the list
+    value = found->second.value(row); // invalid outside the list
     return true;
 }
 
@@ -306,8 +322,8 @@ void GisLayerVector::clearAttributeValueCache() const {
 // Extent
 
 GisExtent GisLayerVector::extent() const {
-    if (m_metadataExtent) {
-        return *m_metadataExtent;
+    if (const auto extent = metadataExtent()) {
+        return *extent;
     }
     if (m_extentDirty) {
         m_cachedExtent = calculateExtent();
@@ -326,8 +342,24 @@ GisExtent GisLayerVector::calculateExtent() const {
     return extent;
 }
 
+std::optional<GisExtent> GisLayerVector::metadataExtent() const noexcept {
+    const bool isOutdated = m_isExtentOfSource && (m_geometryDiffers || m_history->changesGeometry());
+    return isOutdated ? std::nullopt : m_metadataExtent;
+}
+
+void GisLayerVector::setMetadataExtent(const GisExtent& extent) {
+    m_metadataExtent = extent;
+    m_isExtentOfSource = false;
+}
+
+void GisLayerVector::setSourceExtent(const GisExtent& extent) {
+    m_metadataExtent = extent;
+    m_isExtentOfSource = true;
+    m_geometryDiffers = false;
+}
+
 void GisLayerVector::expandMetadataExtent(const GisExtent& extent) {
-    m_metadataExtent = m_metadataExtent.value_or(GisExtent()).expand(extent);
+    setMetadataExtent(metadataExtent().value_or(GisExtent()).expand(extent));
 }
 
 void GisLayerVector::markDirty() {
@@ -335,6 +367,13 @@ void GisLayerVector::markDirty() {
 }
 
 void GisLayerVector::shapesChanged(ShapeChange /*change*/, int /*position*/, const GisShape* /*shape*/) {}
+
+std::vector<std::vector<int>> GisLayerVector::multiPoints() const {
+    return {};
+}
+
+void GisLayerVector::forRowsWithoutGeometry(
+    const std::function<void(const Attributes&)>& /*function*/) const {}
 
 void GisLayerVector::settle(ShapeChange change, int position) {
     shapesChanged(change, position,
@@ -345,6 +384,11 @@ void GisLayerVector::settle(ShapeChange change, int position) {
 void GisLayerVector::forgetDerived() {
     m_indexDirty = true;
     m_extentDirty = true;
+    if (m_history->isRunning()) {
+        m_history->noteGeometryChange();
+    } else {
+        m_geometryDiffers = true;
+    }
     clearLodCache();
     markContentDirty();
 }

@@ -12,8 +12,10 @@
 #include <QMutex>
 #include <QVariant>
 
+#include <functional>
 #include <memory>
 #include <optional>
+#include <unordered_map>
 #include <vector>
 
 namespace Cartolith::Core {
@@ -43,8 +45,10 @@ class EditHistory;
 /// until the layer's list of shapes changes. Index, extent and stand-ins are made when a query first needs
 /// them after a change; who edits a shape's geometry through its pointer calls markDirty() afterwards.
 ///
-/// Queries never throw. Used by one thread at a time, queries included: they fill caches. Only the attribute
-/// value cache has a lock of its own.
+/// Queries never throw, but that every operation ends with std::bad_alloc when memory runs out; one that
+/// changes the layer leaves it as it was then. (GDAL, and QHash where it grows, end the process instead; this
+/// library lets none grow where it reads or writes.) Used by one thread at a time, queries included: they
+/// fill caches. Only the attribute value cache has a lock of its own.
 class CARTOLITH_CORE_EXPORT GisLayerVector : public GisLayer {
 public:
     using Attributes = QHash<QString, QVariant>;
@@ -113,6 +117,8 @@ public:
     /// False for a null shape or a negative index; an index past the end appends. An empty shape is accepted,
     /// so that what was taken out can be put back.
     bool insertShapeAt(int index, std::unique_ptr<Shapes::GisShape> shape);
+    /// Finds the memory for that many shapes now: until there are more, putting shapes in does not fail.
+    virtual void reserveShapes(int count);
     /// False when the shape is not in the layer. \throws std::invalid_argument "Shape cannot be null."
     bool removeShape(Shapes::GisShape* shape);
     bool removeShapeById(int id);
@@ -167,7 +173,7 @@ public:
     /// Null when there is none of that name; valid until the definitions change.
     const Defs::GisAttributeDefinition* getAttributeDefinition(const QString& name) const;
     void addAttributeDefinition(const Defs::GisAttributeDefinition& definition);
-    void clearAttributeDefinitions();
+    void clearAttributeDefinitions() noexcept { m_definitions = {}; }
     /// One value for each field: its default, or an invalid one.
     Attributes defaultAttributes() const;
     /// @}
@@ -183,11 +189,13 @@ public:
 
     /// \name Extent
     /// @{
-    /// What the data source says its extent is; extent() returns it unchecked from then on.
-    void setMetadataExtent(const Shapes::GisExtent& extent) { m_metadataExtent = extent; }
+    /// What the host says the extent is; extent() returns it unchecked from then on, whatever is edited.
+    void setMetadataExtent(const Shapes::GisExtent& extent);
     void expandMetadataExtent(const Shapes::GisExtent& extent);
     void clearMetadataExtent() noexcept { m_metadataExtent.reset(); }
-    std::optional<Shapes::GisExtent> metadataExtent() const noexcept { return m_metadataExtent; }
+    /// The one that was set. One that a layer took from its data source counts only while no geometry differs
+    /// from the source: none from the first change on, and the same again when all changes were undone.
+    std::optional<Shapes::GisExtent> metadataExtent() const noexcept;
     /// The extent of all shapes, computed anew.
     Shapes::GisExtent calculateExtent() const;
     /// @}
@@ -228,7 +236,8 @@ public:
     ///
     /// Fields are those declared, then, by name, the attributes that shapes have beside them. A value that
     /// does not fit its field is an error, not a null. Lines and polygons become multi geometries where one
-    /// of them is; a shape without geometry keeps its attributes.
+    /// of them is; a shape without geometry keeps its attributes. A subclass may know of shapes that are one
+    /// feature, and of rows that are no shapes.
     ///
     /// Everything is written aside in the same folder and put in place at the end, also where there are
     /// several files: another process finds the old or the new, and this library finds either even after the
@@ -242,6 +251,19 @@ public:
     static bool canSaveAs(const QString& path);
 
 protected:
+    void setAttributeDefinitions(const QList<Defs::GisAttributeDefinition>& definitions) noexcept {
+        m_definitions = definitions;
+    }
+    /// As setMetadataExtent(), for the extent that the data source keeps of the geometry as it is now.
+    void setSourceExtent(const Shapes::GisExtent& extent);
+
+    /// The positions, in rising order, of points that saveAs() writes as one feature each, with the
+    /// attributes of the first: none here.
+    virtual std::vector<std::vector<int>> multiPoints() const;
+    /// Calls the function with the attributes of every row that has no geometry and is no shape here, which
+    /// saveAs() writes behind the shapes: none here. What it throws ends saveAs().
+    virtual void forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const;
+
     /// While it lives, everything that changes the layer's shapes, or its edit session, is refused: false,
     /// null or no effect. For code that reads the shapes and calls the host meanwhile. Held once at a time.
     class ChangeLock {
@@ -267,13 +289,14 @@ protected:
     /// What happens to the list of shapes.
     enum class ShapeChange {
         Inserted,    ///< the shape is at the position
-        Taken,       ///< it was there, and is about to leave or to be destroyed
-        Changed,     ///< it is another shape now, or has other attributes
+        Taken,       ///< it is there, and about to leave
+        Changed,     ///< it is about to become another, or to get other attributes
         AllChanged,  ///< any of them may have been changed through its pointer
         AllReplaced, ///< the list is another
     };
-    /// Called after each of these, for what a subclass keeps beside the shapes. The position is -1 and the
-    /// shape null where all are meant. Does nothing here.
+    /// Called for what a subclass keeps beside the shapes: before one is taken or changed, which stays as it
+    /// is should this throw; after all others, for which reserveShapes() has been called, and which must not
+    /// throw. The position is -1 and the shape null where all are meant. Does nothing here.
     virtual void shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape);
 
     /// Called instead of building an index anew, which buildSpatialIndex() does when it returns false, as
@@ -296,6 +319,8 @@ private:
     Shapes::GisShapeType m_shapeType = Shapes::GisShapeType::Null;
     QList<Defs::GisAttributeDefinition> m_definitions;
     std::optional<Shapes::GisExtent> m_metadataExtent;
+    bool m_isExtentOfSource = false; // the metadata extent, which then ends with
+    bool m_geometryDiffers = false;  // ... a change that cannot be undone any more
     mutable Shapes::GisExtent m_cachedExtent;
     mutable bool m_extentDirty = true;
     bool m_useSpatialIndex = true;
@@ -305,7 +330,7 @@ private:
     std::unique_ptr<LodLevel> m_simplified;
     std::unique_ptr<LodLevel> m_overview;
     mutable QMutex m_valueCacheMutex;
-    mutable QHash<QString, QList<QVariant>> m_valueCache;
+    mutable std::unordered_map<QString, QList<QVariant>> m_valueCache;
     std::unique_ptr<Internal::EditHistory> m_history; // never null
     bool m_isLocked = false;
 };

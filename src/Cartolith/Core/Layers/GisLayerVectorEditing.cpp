@@ -88,6 +88,7 @@ void GisLayerVector::clearEditHistory() {
     if (m_isLocked) {
         return;
     }
+    m_geometryDiffers = m_geometryDiffers || m_history->changesGeometry();
     m_history->clear();
     clearContentDirty();
 }

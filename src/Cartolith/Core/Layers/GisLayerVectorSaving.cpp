@@ -12,11 +12,11 @@
 
 #include <QFileInfo>
 #include <QMap>
-#include <QSet>
 
 #include <algorithm>
 #include <cmath>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -34,10 +34,9 @@ namespace {
 /// The fields declared, and after them what shapes have besides, by name.
 QList<GisAttributeDefinition> fieldsOf(const GisLayerVector& layer) {
     QList<GisAttributeDefinition> fields;
-    QSet<QString> declared;
+    std::set<QString> declared;
     for (const GisAttributeDefinition& definition : layer.attributeDefinitions()) {
-        if (!declared.contains(definition.name())) { // shapes have one value for fields of one name
-            declared.insert(definition.name());
+        if (declared.insert(definition.name()).second) { // shapes have one value for fields of one name
             fields.append(definition);
         }
     }
@@ -45,7 +44,7 @@ QList<GisAttributeDefinition> fieldsOf(const GisLayerVector& layer) {
     for (const GisShape* shape : layer.rawShapes()) {
         const auto& attributes = shape->attributes();
         for (auto it = attributes.cbegin(); it != attributes.cend(); ++it) {
-            if (it->isValid() && !declared.contains(it.key())) {
+            if (it->isValid() && declared.count(it.key()) == 0) {
                 const auto type = static_cast<QMetaType::Type>(it->typeId());
                 found[it.key()] = found.contains(it.key()) ? commonType(found[it.key()], type) : type;
             }
@@ -81,12 +80,41 @@ GisShapeType kindOf(const GisLayerVector& layer) {
     return kind.value_or(layer.shapeType());
 }
 
+/// The shapes that are a feature each: several points or one shape, in the order of the first of them.
+using Feature = QList<const GisShape*>;
+
+std::vector<Feature> featuresOf(const GisLayerVector& layer,
+                                const std::vector<std::vector<int>>& multiPoints) {
+    std::vector<const std::vector<int>*> groups(layer.items().size());
+    for (const std::vector<int>& positions : multiPoints) {
+        for (const int position : positions) {
+            groups[static_cast<std::size_t>(position)] = &positions;
+        }
+    }
+    std::vector<Feature> features;
+    for (std::size_t i = 0; i < groups.size(); ++i) {
+        Feature feature;
+        if (groups[i] == nullptr) {
+            feature.append(layer.items()[i].get());
+        } else if (groups[i]->front() == static_cast<int>(i)) {
+            for (const int position : *groups[i]) {
+                feature.append(layer.items()[static_cast<std::size_t>(position)].get());
+            }
+        }
+        feature.removeAll(nullptr);
+        if (!feature.isEmpty()) {
+            features.push_back(feature);
+        }
+    }
+    return features;
+}
+
 /// The types that hold one part of a shape, and several.
 std::pair<OGRwkbGeometryType, OGRwkbGeometryType> geometryTypesOf(GisShapeType kind) {
     switch (kind) {
     case GisShapeType::Point:
     case GisShapeType::PointZ:
-        return {wkbPoint, wkbPoint}; // a shape is never several points
+        return {wkbPoint, wkbMultiPoint};
     case GisShapeType::MultiPoint:
     case GisShapeType::MultiPointZ:
         return {wkbMultiPoint, wkbMultiPoint};
@@ -116,14 +144,16 @@ QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefin
         }
         return name;
     };
-    return {QStringLiteral("FID=") + freeName(QStringLiteral("fid")),
-            QStringLiteral("GEOMETRY_NAME=") + freeName(QStringLiteral("geom"))};
+    return QStringList() << QStringLiteral("FID=") + freeName(QStringLiteral("fid"))
+                         << QStringLiteral("GEOMETRY_NAME=") + freeName(QStringLiteral("geom"));
 }
 
 class Saver {
 public:
-    Saver(const GisLayerVector& layer, const OgrFormat& format, const QString& path)
-        : m_layer(layer), m_format(format), m_path(path), m_target(format, path), m_fields(fieldsOf(layer)) {}
+    Saver(const GisLayerVector& layer, const std::vector<Feature>& features, const OgrFormat& format,
+          const QString& path)
+        : m_layer(layer), m_features(features), m_format(format), m_path(path), m_target(format, path),
+          m_fields(fieldsOf(layer)) {}
 
     void makeLayer(const QString& wantedName) {
         const GisShapeType kind = kindOf(m_layer);
@@ -158,25 +188,21 @@ public:
         m_definition = target.GetLayerDefn();
     }
 
-    void add(const GisShape& shape) {
-        OGRFeature feature(m_definition);
-        auto geometry = geometryOf(shape);
-        if (m_format.isTyped) {
+    void add(const Feature& shapes) {
+        auto geometry = geometryOf(shapes);
+        // A Shapefile of multipoints has no points; in its lines and polygons one part or several are one
+        // kind.
+        if (m_format.isTyped || (m_type == wkbMultiPoint && !m_format.takesMixedKinds)) {
             geometry = Internal::promoted(std::move(geometry), m_type);
         }
-        feature.SetGeometryDirectly(geometry.release());
-        try {
-            for (int i = 0; i < m_fields.size(); ++i) {
-                const QVariant value = shape.attributes().value(m_fields[i].name());
-                // What is unset gets the default of the data source, if there is one.
-                if (value.isValid() || m_fields[i].isNullable()) {
-                    Internal::setField(feature, i, value);
-                }
-            }
-        } catch (const std::runtime_error& error) {
-            fail(shape, error);
+        add(nameOf(*shapes.front()), shapes.front()->attributes(), std::move(geometry));
+    }
+
+    /// Not where the format has no place for it.
+    void addWithoutGeometry(const GisLayerVector::Attributes& attributes) {
+        if (!m_format.needsGeometry) {
+            add(QStringLiteral("a row without geometry"), attributes, nullptr);
         }
-        m_target.add(feature, nameOf(shape));
     }
 
     OgrTarget& target() { return m_target; }
@@ -184,25 +210,56 @@ public:
 private:
     static QString nameOf(const GisShape& shape) { return QStringLiteral("shape %1").arg(shape.id()); }
 
-    [[noreturn]] void fail(const GisShape& shape, const std::runtime_error& error) const {
-        m_target.fail(QStringLiteral("%1: %2").arg(nameOf(shape), QString::fromUtf8(error.what())));
+    void add(const QString& name, const GisLayerVector::Attributes& attributes,
+             Common::Internal::GeometryPtr geometry) {
+        OGRFeature feature(m_definition);
+        feature.SetGeometryDirectly(geometry.release());
+        try {
+            for (int i = 0; i < m_fields.size(); ++i) {
+                const QVariant value = attributes.value(m_fields[i].name());
+                // What is unset gets the default of the data source, if there is one.
+                if (value.isValid() || m_fields[i].isNullable()) {
+                    Internal::setField(feature, i, value);
+                }
+            }
+        } catch (const std::runtime_error& error) {
+            fail(name, error);
+        }
+        m_target.add(feature, name);
+    }
+
+    [[noreturn]] void fail(const QString& name, const std::runtime_error& error) const {
+        m_target.fail(QStringLiteral("%1: %2").arg(name, QString::fromUtf8(error.what())));
     }
 
     Common::Internal::GeometryPtr geometryOf(const GisShape& shape) const {
         try {
             return Internal::savedGeometryOf(shape);
         } catch (const std::runtime_error& error) {
-            fail(shape, error);
+            fail(nameOf(shape), error);
         }
+    }
+
+    Common::Internal::GeometryPtr geometryOf(const Feature& shapes) const {
+        if (shapes.size() == 1) {
+            return geometryOf(*shapes.front());
+        }
+        auto points = std::make_unique<OGRMultiPoint>();
+        for (const GisShape* shape : shapes) {
+            if (auto point = geometryOf(*shape)) {
+                points->addGeometryDirectly(point.release());
+            }
+        }
+        return Common::Internal::GeometryPtr(points->IsEmpty() ? nullptr : points.release());
     }
 
     /// That of all shapes: a layer is of multi geometries when one of them is.
     OGRwkbGeometryType geometryType(GisShapeType kind) const {
         const auto [single, multi] = geometryTypesOf(kind);
-        const auto shapes = m_layer.rawShapes();
         const bool isMulti =
-            single != multi && std::any_of(shapes.begin(), shapes.end(), [this](const GisShape* shape) {
-                const auto geometry = geometryOf(*shape);
+            single != multi &&
+            std::any_of(m_features.begin(), m_features.end(), [this](const Feature& feature) {
+                const auto geometry = geometryOf(feature);
                 return geometry != nullptr &&
                        OGR_GT_IsSubClassOf(geometry->getGeometryType(), wkbGeometryCollection);
             });
@@ -210,6 +267,7 @@ private:
     }
 
     const GisLayerVector& m_layer;
+    const std::vector<Feature>& m_features;
     const OgrFormat& m_format;
     QString m_path;
     OgrTarget m_target;
@@ -239,17 +297,18 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
     Common::Internal::LogStep step(Common::LogChannels::save, "export");
     step.set("target", path);
     step.set("shapes", count());
-    Saver saver(*this, *format, path);
+    const std::vector<Feature> features = featuresOf(*this, multiPoints());
+    Saver saver(*this, features, *format, path);
     saver.makeLayer(options.layerName);
-    const QList<GisShape*> shapes = rawShapes();
-    constexpr qsizetype interval = 256;
-    for (qsizetype i = 0; i < shapes.size(); ++i) {
-        saver.add(*shapes[i]);
+    constexpr std::size_t interval = 256;
+    for (std::size_t i = 0; i < features.size(); ++i) {
+        saver.add(features[i]);
         if ((i + 1) % interval == 0 && options.progress &&
-            !options.progress(static_cast<double>(i + 1) / static_cast<double>(shapes.size()))) {
+            !options.progress(static_cast<double>(i + 1) / static_cast<double>(features.size()))) {
             return false;
         }
     }
+    forRowsWithoutGeometry([&saver](const Attributes& attributes) { saver.addWithoutGeometry(attributes); });
     saver.target().close();
     if (options.progress && !options.progress(1.0)) {
         return false;

@@ -18,21 +18,25 @@ void requireUnchanged(const OgrEditTarget& target) {
     }
 }
 
-OgrSavedIds saveEdits(const OgrEditTarget& target, const OgrEdits& edits) {
+void saveEdits(const OgrEditTarget& target, const OgrEdits& edits) {
     const QFileInfo info(target.path);
     if (info.exists()) {
         StagedFiles::requireWritable(target.path);
     }
-    requireUnchanged(target);
     const OgrFormat* const format = OgrFormat::forDriver(target.driverName);
+    const bool isCompared = format != nullptr && format->isDatabase; // feature by feature
+    if (!isCompared) {
+        requireUnchanged(target);
+    }
     if (format == nullptr || format->isDatabase) {
-        return saveInTransaction(target, edits);
+        saveInTransaction(target, edits);
+        return;
     }
     const bool isNamedRight = format->family.isEmpty() || format->suffixes.contains(info.suffix().toLower());
     if (!info.isFile() || !isNamedRight) {
         failToWrite(target.path, QStringLiteral("it was not opened as a file"));
     }
-    return saveByRewriting(target, edits);
+    saveByRewriting(target, edits);
 }
 
 } // namespace Cartolith::Core::Layers::Internal

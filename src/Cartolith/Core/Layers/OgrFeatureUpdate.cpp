@@ -4,10 +4,8 @@
 #include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 
-#include <QDateTime>
-
 #include <algorithm>
-#include <cmath>
+#include <map>
 #include <stdexcept>
 #include <utility>
 
@@ -20,7 +18,7 @@ namespace {
 
 using ReadShapes = std::vector<std::unique_ptr<GisShape>>;
 
-bool areSame(const ReadShapes& read, const QList<const GisShape*>& shapes) {
+bool haveSameShapes(const ReadShapes& read, const QList<const GisShape*>& shapes) {
     const auto same = [](const auto& a, const GisShape* b) { return haveSameGeometry(*a, *b); };
     const bool isEmpty = read.empty() && shapes.size() == 1 && shapes.front()->isEmpty();
     return isEmpty || std::equal(read.begin(), read.end(), shapes.begin(), shapes.end(), same);
@@ -76,45 +74,41 @@ QString lossOf(const OGRGeometry& geometry, const QString& problem) {
                              : QStringLiteral("it has parts that are not in the layer and would be lost");
 }
 
-bool areSame(const QVariant& a, const QVariant& b) {
-    const auto isNan = [](const QVariant& value) {
-        return value.typeId() == QMetaType::Double && std::isnan(value.toDouble());
-    };
-    if (a.typeId() == QMetaType::QDateTime && b.typeId() == QMetaType::QDateTime) {
-        // All that are left out where clocks go forward are invalid, and equal for Qt.
-        const QDateTime one = a.toDateTime();
-        const QDateTime other = b.toDateTime();
-        if (!one.isValid() && !other.isValid()) {
-            return one.date() == other.date() && one.time() == other.time();
-        }
-    }
-    return a == b || (isNan(a) && isNan(b));
-}
-
 /// The fields of which the shape says something else, and what.
 QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape& shape, bool isNew) {
-    const QList<Defs::GisAttributeDefinition> definitions = attributeDefinitions(*feature.GetDefnRef());
-    const QHash<QString, QVariant> before = attributes(feature, definitions);
-    QHash<QString, int> fields; // of fields of one name, the last counts, as in reading
-    for (int i = 0; i < definitions.size(); ++i) {
-        fields.insert(definitions[i].name(), i);
+    struct Field {
+        int index;
+        QVariant before;
+    };
+    std::map<QString, Field> fields; // of fields of one name, the last counts, as in reading
+    for (int i = 0; i < feature.GetFieldCount(); ++i) {
+        Field& field = fields[QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef())];
+        field.index = i;
+        const QVariant before = fieldValue(feature, i);
+        field.before = before.isValid() ? before : field.before;
     }
     const auto& values = shape.attributes();
     for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        if (it->isValid() && !fields.contains(it.key())) {
+        if (it->isValid() && fields.count(it.key()) == 0) {
             throw std::runtime_error(
                 QStringLiteral("the attribute '%1' is no field of the layer").arg(it.key()).toStdString());
         }
     }
     QList<std::pair<int, QVariant>> changes;
-    for (auto it = fields.cbegin(); it != fields.cend(); ++it) {
-        const QVariant value = values.value(it.key());
+    for (const auto& [name, field] : fields) {
+        const QVariant value = values.value(name);
         const bool isDefault = isNew && !value.isValid(); // unset: the source's own default
-        if (!isDefault && !areSame(value, before.value(it.key()))) {
-            changes.append({it.value(), value});
+        if (!isDefault && !areSame(value, field.before)) {
+            changes.append({field.index, value});
         }
     }
     return changes;
+}
+
+bool areSameChanges(const QList<std::pair<int, QVariant>>& a, const QList<std::pair<int, QVariant>>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& one, const auto& other) {
+        return one.first == other.first && areSame(one.second, other.second);
+    });
 }
 
 /// Fifteen digits are all that a decimal number of a double has for certain.
@@ -152,17 +146,20 @@ OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<
     const OGRGeometry* const geometry = feature.GetGeometryRef();
     const auto read = Serialization::Ogr::Internal::shapesOf(
         GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
-    OgrChange change{.isMoved = !areSame(read.shapes, shapes)};
-    for (const GisShape* shape : shapes) {
-        const auto changes = fieldChanges(feature, *shape, false);
-        for (const auto& [index, value] : changes) {
-            change.fields.insert(QString::fromUtf8(feature.GetFieldDefnRef(index)->GetNameRef()));
-        }
-        if (change.isAny() && (shapes.size() != 1 || read.shapes.size() > 1)) {
-            throw std::runtime_error("it is several shapes here, which cannot be changed one by one");
-        }
-        setFields(feature, changes, manner);
+    OgrChange change{.isMoved = !haveSameShapes(read.shapes, shapes)};
+    if (change.isMoved && (shapes.size() != 1 || read.shapes.size() > 1)) {
+        throw std::runtime_error("it is several shapes here, which cannot be changed one by one");
     }
+    const auto changes = fieldChanges(feature, *shapes.front(), false);
+    for (qsizetype i = 1; i < shapes.size(); ++i) {
+        if (!areSameChanges(fieldChanges(feature, *shapes[i], false), changes)) {
+            throw std::runtime_error("it is several shapes here, which have different attributes");
+        }
+    }
+    for (const auto& [index, value] : changes) {
+        change.fields.insert(QString::fromUtf8(feature.GetFieldDefnRef(index)->GetNameRef()));
+    }
+    setFields(feature, changes, manner);
     if (change.isMoved) {
         const QString loss = geometry != nullptr ? lossOf(*geometry, read.problem) : QString();
         if (!loss.isEmpty()) {

@@ -3,6 +3,7 @@
 #include <QDateTime>
 #include <QJsonDocument>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <optional>
@@ -48,8 +49,11 @@ OGRFieldType typeOf(QMetaType::Type type) {
 }
 
 bool isListed(GDALDriver& driver, const char* item, const char* name) {
-    const QByteArray list(driver.GetMetadataItem(item));
-    return list.split(' ').contains(name);
+    const char* const given = driver.GetMetadataItem(item);
+    const QString list = QString::fromUtf8(given);
+    const auto words = QStringView(list).split(QLatin1Char(' '));
+    return std::any_of(words.begin(), words.end(),
+                       [name](QStringView word) { return word == QLatin1String(name); });
 }
 
 /// A date and time without a zone is what a clock showed somewhere. Here it may be one that the clocks leave

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 
@@ -10,6 +11,20 @@
 namespace Cartolith::Core::Layers::Internal {
 
 namespace {
+
+/// A table with keys that nobody has.
+QHash<QString, QVariant> tableOf(int keys) {
+    QHash<QString, QVariant> table;
+    for (int i = 0; i < keys; ++i) {
+        table.insert(QString(QChar(i)), QVariant());
+    }
+    return table;
+}
+
+constexpr int fewKeys = 48;   // that many a QHash finds room for at once
+constexpr int roomyKeys = 64; // the most that it keeps in one piece
+const QHash<QString, QVariant> few = tableOf(1);
+const QHash<QString, QVariant> roomy = tableOf(roomyKeys);
 
 QMetaType::Type typeOf(const OGRFieldDefn& field) {
     switch (field.GetType()) {
@@ -117,7 +132,8 @@ QVariant valueOf(OGRFeature& feature, int index) {
         return dateTimeOf(feature, index, field.GetType());
     case OFTBinary: {
         const GByte* const bytes = feature.GetFieldAsBinary(index, &count);
-        return QByteArray(reinterpret_cast<const char*>(bytes), count);
+        const QByteArrayView view(bytes, count);
+        return count > 0 ? Common::Internal::copyOf(view) : QByteArray("");
     }
     case OFTIntegerList: {
         const int* const values = feature.GetFieldAsIntegerList(index, &count);
@@ -160,19 +176,75 @@ QList<Defs::GisAttributeDefinition> attributeDefinitions(OGRFeatureDefn& layer) 
     return definitions;
 }
 
-QHash<QString, QVariant> attributes(OGRFeature& feature,
-                                    const QList<Defs::GisAttributeDefinition>& definitions) {
-    QHash<QString, QVariant> values;
-    values.reserve(definitions.size());
+QVariant fieldValue(OGRFeature& feature, int index) {
+    return feature.IsFieldSetAndNotNull(index) ? valueOf(feature, index) : QVariant();
+}
+
+AttributeTables::AttributeTables(const QList<Defs::GisAttributeDefinition>& definitions) {
+    for (const Defs::GisAttributeDefinition& definition : definitions) {
+        m_names.append(definition.name());
+    }
+    // Thinly filled, no piece of the table needs more room than the one that was copied has.
+    const bool isLarge = m_names.size() > roomyKeys;
+    m_empty = m_names.size() > fewKeys ? roomy : few;
+    m_empty.reserve(isLarge ? 4 * m_names.size() : roomyKeys);
+    for (auto it = m_empty.cbegin(); it != m_empty.cend();) {
+        it = m_empty.erase(it);
+    }
+    for (const QString& name : std::as_const(m_names)) {
+        m_empty.insert(name, QVariant());
+    }
+    if (isLarge) {
+        m_empty.squeeze();
+    }
+}
+
+QHash<QString, QVariant> AttributeTables::of(OGRFeature& feature) const {
+    QHash<QString, QVariant> values = m_empty;
+    values.detach();
+    bool isFull = true;
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        if (feature.IsFieldSetAndNotNull(i)) {
-            const QVariant value = valueOf(feature, i);
-            if (value.isValid()) {
-                values.insert(definitions.at(i).name(), value);
-            }
+        QVariant value = fieldValue(feature, i);
+        isFull = isFull && value.isValid();
+        if (value.isValid()) {
+            values[m_names.at(i)] = std::move(value); // the key is there
+        }
+    }
+    for (int i = 0; !isFull && i < m_names.size(); ++i) {
+        const auto found = values.constFind(m_names.at(i));
+        if (found != values.constEnd() && !found->isValid()) {
+            values.erase(found);
         }
     }
     return values;
+}
+
+bool areSame(const QVariant& a, const QVariant& b) {
+    const auto isNan = [](const QVariant& value) {
+        return value.typeId() == QMetaType::Double && std::isnan(value.toDouble());
+    };
+    if (a.typeId() == QMetaType::QDateTime && b.typeId() == QMetaType::QDateTime) {
+        // All that are left out where clocks go forward are invalid, and equal for Qt.
+        const QDateTime one = a.toDateTime();
+        const QDateTime other = b.toDateTime();
+        if (!one.isValid() && !other.isValid()) {
+            return one.date() == other.date() && one.time() == other.time();
+        }
+    }
+    return a == b || (isNan(a) && isNan(b));
+}
+
+bool areSame(const QHash<QString, QVariant>& a, const QHash<QString, QVariant>& b) {
+    if (a.size() != b.size()) {
+        return false;
+    }
+    for (auto it = a.cbegin(); it != a.cend(); ++it) {
+        const auto other = b.constFind(it.key());
+        if (other == b.constEnd() || !areSame(*it, *other)) {
+            return false;
+        }
+    }
+    return true;
 }
 
 QMetaType::Type commonType(QMetaType::Type a, QMetaType::Type b) {

@@ -25,10 +25,9 @@ bool isWider(QMetaType::Type type, QMetaType::Type other) {
 /// Those of the source. Where a file has no schema, GDAL makes one up from the features that happen to be
 /// there; what the layer declares goes before that, unless values that are there would not fit.
 void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& written) {
-    QList<Defs::GisAttributeDefinition> declared;
-    if (target.driverName.startsWith(QLatin1String("GeoJSON"))) {
-        declared = target.definitions;
-    }
+    const QList<Defs::GisAttributeDefinition> declared =
+        target.driverName.startsWith(QLatin1String("GeoJSON")) ? target.definitions
+                                                               : QList<Defs::GisAttributeDefinition>();
     const QList<Defs::GisAttributeDefinition> found = attributeDefinitions(from);
     for (int i = 0; i < found.size(); ++i) {
         const auto better = std::find_if(declared.begin(), declared.end(), [&](const auto& definition) {
@@ -40,7 +39,7 @@ void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& wri
             written.addField(*from.GetFieldDefn(i));
         }
     }
-    for (const Defs::GisAttributeDefinition& definition : std::as_const(declared)) {
+    for (const Defs::GisAttributeDefinition& definition : declared) {
         const bool isThere = std::any_of(found.begin(), found.end(), [&definition](const auto& other) {
             return other.name() == definition.name();
         });
@@ -75,8 +74,8 @@ void copy(OGRFeature& from, OGRFeature& to) {
 
 } // namespace
 
-OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
-    OgrSource source(target.path, {QStringLiteral("NATIVE_DATA=YES")});
+void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
+    OgrSource source(target.path, QStringList() << QStringLiteral("NATIVE_DATA=YES"));
     OGRLayer& from = source.layer(target.layerName);
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
     if (source.isSystemElsewhere()) {
@@ -112,7 +111,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
     const OGRwkbGeometryType type =
         target.driverName.startsWith(QLatin1String("GeoJSON")) ? wkbUnknown : from.GetGeomType();
     const OgrManner manner = OgrManner::of(target.driverName);
-    bool differs = !edits.deleted.isEmpty() || !edits.added.isEmpty();
+    bool differs = !edits.deleted.empty() || !edits.added.isEmpty();
     QList<qint64> before;
     qsizetype met = 0;
     const auto total = static_cast<double>(from.GetFeatureCount());
@@ -123,15 +122,15 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
             written.fail(QStringLiteral("it was cancelled"));
         }
         const qint64 number = met - 1;
-        if (edits.deleted.contains(number)) {
+        if (edits.deleted.count(number) > 0) {
             continue;
         }
         const QString what = QStringLiteral("feature %1").arg(feature->GetFID());
         OGRFeature out(to.GetLayerDefn());
         copy(*feature, out);
         OgrChange change;
-        if (const auto shapes = edits.updated.constFind(number); shapes != edits.updated.constEnd()) {
-            prepared(what, [&] { change = update(out, type, *shapes, manner); });
+        if (const auto shapes = edits.updated.find(number); shapes != edits.updated.end()) {
+            prepared(what, [&] { change = update(out, type, shapes->second, manner); });
         }
         differs = differs || change.isAny();
         texts->add(*feature, number, change);
@@ -139,7 +138,8 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         before.append(number);
     }
     if (!differs) { // everything was undone
-        return {};
+        target.prepare({});
+        return;
     }
     for (const Shapes::GisShape* shape : edits.added) {
         const QString what = QStringLiteral("shape %1").arg(shape->id());
@@ -159,7 +159,8 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
         prepared(QStringLiteral("its table"),
                  [&] { DbfColumns::setTypes(table.first, table.second, types); });
         // What is in them holds as before, and GDAL would write what it makes of them.
-        written.keep({QStringLiteral("prj"), QStringLiteral("cpg"), QStringLiteral("qpj")});
+        written.keep(QStringList() << QStringLiteral("prj") << QStringLiteral("cpg")
+                                   << QStringLiteral("qpj"));
     }
 
     // Read again, the new files tell the ids that GDAL gives, and that nothing got lost.
@@ -169,19 +170,18 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
                          .arg(before.size() + edits.added.size())
                          .arg(after.size()));
     }
-    requireUnchanged(target);
-    *target.state = written.publish();
-
     OgrSavedIds ids;
     ids.isRenumbered = true;
     for (qsizetype i = 0; i < before.size(); ++i) {
-        ids.kept.insert(before[i], i);
+        ids.kept.emplace(before[i], i);
     }
     for (qsizetype i = before.size(); i < after.size(); ++i) {
         ids.added.append(i);
     }
     ids.numberedIds = after;
-    return ids;
+    target.prepare(ids);
+    requireUnchanged(target);
+    *target.state = written.publish();
 }
 
 } // namespace Cartolith::Core::Layers::Internal

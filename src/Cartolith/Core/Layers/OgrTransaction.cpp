@@ -1,7 +1,10 @@
+#include <Cartolith/Core/Layers/OgrDigestInternal.h>
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
 
+#include <new>
 #include <stdexcept>
+#include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -17,7 +20,9 @@ public:
         if (m_dataset == nullptr) {
             fail(QStringLiteral("it cannot be opened for changes"));
         }
-        *target.state = SourceState(target.path); // GDAL mends what older versions wrote, as it opens
+        if (!m_isCompared) {
+            *target.state = SourceState(target.path); // GDAL mends what older versions wrote, as it opens
+        }
         if (!m_dataset->TestCapability(ODsCTransactions)) {
             failToWrite(
                 target.path,
@@ -39,8 +44,11 @@ public:
             m_dataset->RollbackTransaction();
         }
         m_dataset.reset();
-        if (m_isOurs) { // a large transaction reaches the file before its end; rolled back, it is as it was
-            *m_target.state = SourceState(m_target.path);
+        if (m_isOurs && !m_isCompared) { // a large transaction reaches the file before its end; rolled back,
+            try {                        // it is as it was
+                *m_target.state = SourceState(m_target.path);
+            } catch (const std::bad_alloc&) { // the next commit is refused
+            }
         }
     }
     Transaction(const Transaction&) = delete;
@@ -48,7 +56,7 @@ public:
 
     /// Keeps everybody else from writing, after which nobody must have written.
     void begin() {
-        if (OgrFormat::forDriver(m_target.driverName) != nullptr) {
+        if (m_isCompared) {
             m_errors.reset();
             QString table = m_target.layerName;
             table.replace(QLatin1Char('"'), QLatin1String("\"\""));
@@ -58,21 +66,24 @@ public:
                 fail(QStringLiteral("it cannot be written to"));
             }
         }
-        requireUnchanged(m_target);
+        if (m_isCompared) {
+            requireSameTable();
+        } else {
+            requireUnchanged(m_target);
+        }
         m_isOurs = m_errors.message().isEmpty(); // else the layer is no table, and the first edit locks
     }
 
     void remove(qint64 id) {
+        if (m_isCompared) {
+            read(id);
+        }
         m_errors.reset();
         require(m_layer->DeleteFeature(id) == OGRERR_NONE, id);
     }
 
     void change(qint64 id, const QList<const Shapes::GisShape*>& shapes) {
-        m_errors.reset();
-        const Common::Internal::FeaturePtr feature(m_layer->GetFeature(id));
-        if (feature == nullptr) {
-            fail(QStringLiteral("there is no feature %1 any more").arg(id));
-        }
+        const Common::Internal::FeaturePtr feature = read(id);
         m_errors.reset(); // what was odd about reading it is no fault of the edit
         bool differs = false;
         try {
@@ -81,6 +92,7 @@ public:
             fail(QStringLiteral("feature %1: %2").arg(id).arg(QString::fromUtf8(error.what())));
         }
         require(!differs || m_layer->SetFeature(feature.get()) == OGRERR_NONE, id);
+        noteDigest(id);
     }
 
     qint64 add(const Shapes::GisShape& shape) {
@@ -95,8 +107,12 @@ public:
         if (!isAdded || hasComplaint()) {
             fail(QStringLiteral("shape %1").arg(shape.id()));
         }
+        noteDigest(feature.GetFID());
         return feature.GetFID();
     }
+
+    /// Of what was changed and added.
+    std::unordered_map<qint64, quint64> digests() { return std::move(m_digests); }
 
     void commit() {
         m_errors.reset();
@@ -108,6 +124,49 @@ public:
     }
 
 private:
+    Common::Internal::FeaturePtr get(qint64 id) {
+        m_errors.reset();
+        Common::Internal::FeaturePtr feature(m_layer->GetFeature(id));
+        if (feature == nullptr) {
+            fail(QStringLiteral("there is no feature %1 any more").arg(id));
+        }
+        return feature;
+    }
+
+    /// A feature that nobody has changed since it was read: another layer of this process, or another one.
+    Common::Internal::FeaturePtr read(qint64 id) {
+        Common::Internal::FeaturePtr feature = get(id);
+        const auto known = m_target.read.features.find(id);
+        if (m_isCompared && known != m_target.read.features.end() &&
+            m_digest.of(*feature) != known->second.digest) {
+            failToWrite(m_target.path,
+                        QStringLiteral("feature %1 was changed by someone else since it was read").arg(id));
+        }
+        return feature;
+    }
+
+    void noteDigest(qint64 id) {
+        if (m_isCompared) {
+            m_digests[id] = m_digest.of(*get(id)); // as the source took it
+        }
+    }
+
+    /// Another file in the place of the one that was read may give its ids to other features.
+    void requireSameTable() {
+        if (SourceState(m_target.path).isSameFile(*m_target.state)) {
+            return;
+        }
+        quint64 sum = 0;
+        m_layer->ResetReading();
+        while (const Common::Internal::FeaturePtr feature{m_layer->GetNextFeature()}) {
+            sum += m_digest.of(*feature);
+        }
+        m_layer->ResetReading();
+        if (sum != m_target.read.digest) {
+            failToWrite(m_target.path, QStringLiteral("it was changed by someone else since it was opened"));
+        }
+    }
+
     bool hasComplaint() const { return !m_errors.message().isEmpty() || !m_errors.warning().isEmpty(); }
 
     void require(bool done, qint64 id) const {
@@ -127,15 +186,19 @@ private:
     Common::Internal::GdalErrorCapture m_errors;
     Common::Internal::DatasetPtr m_dataset;
     OGRLayer* m_layer = nullptr;
+    const bool m_isCompared = OgrFormat::forDriver(m_target.driverName) != nullptr; // feature by feature
+    OgrDigest m_digest;
+    std::unordered_map<qint64, quint64> m_digests;
     bool m_isOpen = false;
     bool m_isOurs = false; ///< the state in which the source is left
 };
 
 } // namespace
 
-OgrSavedIds saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits) {
+void saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits) {
     Transaction transaction(target);
-    const auto total = static_cast<double>(edits.deleted.size() + edits.updated.size() + edits.added.size());
+    const auto total = static_cast<double>(edits.deleted.size() + edits.updated.size()) +
+                       static_cast<double>(edits.added.size());
     qsizetype done = 0;
     const auto step = [&] {
         constexpr qsizetype interval = 256;
@@ -150,16 +213,17 @@ OgrSavedIds saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits
         transaction.remove(id);
         step();
     }
-    for (auto it = edits.updated.cbegin(); it != edits.updated.cend(); ++it) {
-        transaction.change(it.key(), it.value());
+    for (const auto& [id, shapes] : edits.updated) {
+        transaction.change(id, shapes);
         step();
     }
     for (const Shapes::GisShape* shape : edits.added) {
         ids.added.append(transaction.add(*shape));
         step();
     }
+    ids.digests = transaction.digests();
+    target.prepare(ids);
     transaction.commit();
-    return ids;
 }
 
 } // namespace Cartolith::Core::Layers::Internal

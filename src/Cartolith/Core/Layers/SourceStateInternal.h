@@ -13,6 +13,10 @@ public:
     explicit SourceState(const QString& path);
 
     bool operator==(const SourceState&) const = default;
+    /// Whether the first file lies in the same place, changed or not.
+    bool isSameFile(const SourceState& other) const {
+        return m_files.value(0).inode == other.m_files.value(0).inode;
+    }
 
 private:
     struct File {

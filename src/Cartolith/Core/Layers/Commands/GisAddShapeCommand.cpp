@@ -20,6 +20,7 @@ bool GisAddShapeCommand::redo(GisLayerVector& layer) {
     if (m_position < 0) {
         m_position = layer.count();
     }
+    layer.reserveShapes(layer.count() + 1); // the shape is not given away where it could not be kept
     if (!layer.insertShapeAt(m_position, std::move(m_shape))) {
         return false;
     }

@@ -23,7 +23,11 @@ bool GisDeleteShapeCommand::redo(GisLayerVector& layer) {
 }
 
 bool GisDeleteShapeCommand::undo(GisLayerVector& layer) {
-    if (m_shape == nullptr || !layer.insertShapeAt(m_position, std::move(m_shape))) {
+    if (m_shape == nullptr) {
+        return false;
+    }
+    layer.reserveShapes(layer.count() + 1); // the shape is not given away where it could not be kept
+    if (!layer.insertShapeAt(m_position, std::move(m_shape))) {
         return false;
     }
     m_shapeId = m_position + 1;

@@ -1,0 +1,90 @@
+#include <Cartolith/Core/Layers/OgrDigestInternal.h>
+
+#include <algorithm>
+#include <cstring>
+
+namespace Cartolith::Core::Layers::Internal {
+
+namespace {
+
+/// The finalizer of MurmurHash3 (Austin Appleby, 2011) over words.
+class Mixer {
+public:
+    void add(quint64 word) {
+        m_state = (m_state ^ word) * 0xff51afd7ed558ccdULL;
+        m_state = (m_state ^ (m_state >> 33U)) * 0xc4ceb9fe1a85ec53ULL;
+        m_state ^= m_state >> 33U;
+    }
+    void add(const void* bytes, std::size_t size) {
+        add(size);
+        const auto* const from = static_cast<const unsigned char*>(bytes);
+        for (std::size_t at = 0; at < size; at += sizeof(quint64)) {
+            quint64 word = 0;
+            std::memcpy(&word, from + at, std::min(sizeof word, size - at));
+            add(word);
+        }
+    }
+    quint64 result() const { return m_state; }
+
+private:
+    quint64 m_state = 0x9e3779b97f4a7c15ULL;
+};
+
+void addField(Mixer& mixer, OGRFeature& feature, int index) {
+    const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
+    mixer.add(static_cast<quint64>(field.GetType()));
+    if (!feature.IsFieldSetAndNotNull(index)) {
+        mixer.add(0);
+        return;
+    }
+    const OGRField& value = *feature.GetRawFieldRef(index);
+    switch (field.GetType()) {
+    case OFTInteger:
+        mixer.add(static_cast<quint64>(value.Integer));
+        break;
+    case OFTInteger64:
+        mixer.add(static_cast<quint64>(value.Integer64));
+        break;
+    case OFTReal:
+        mixer.add(&value.Real, sizeof value.Real);
+        break;
+    case OFTString:
+        mixer.add(value.String, std::strlen(value.String));
+        break;
+    case OFTBinary:
+        mixer.add(value.Binary.paData, static_cast<std::size_t>(value.Binary.nCount));
+        break;
+    case OFTDate:
+    case OFTTime:
+    case OFTDateTime:
+        mixer.add((static_cast<quint64>(value.Date.Year) << 32U) |
+                  (static_cast<quint64>(value.Date.Month) << 24U) |
+                  (static_cast<quint64>(value.Date.Day) << 16U) |
+                  (static_cast<quint64>(value.Date.Hour) << 8U) | value.Date.Minute);
+        mixer.add(&value.Date.Second, sizeof value.Date.Second);
+        mixer.add(value.Date.TZFlag);
+        break;
+    default: {
+        const char* const text = feature.GetFieldAsString(index);
+        mixer.add(text, std::strlen(text));
+    }
+    }
+}
+
+} // namespace
+
+quint64 OgrDigest::of(OGRFeature& feature) {
+    Mixer mixer;
+    mixer.add(static_cast<quint64>(feature.GetFID()));
+    for (int i = 0; i < feature.GetFieldCount(); ++i) {
+        addField(mixer, feature, i);
+    }
+    if (const OGRGeometry* const geometry = feature.GetGeometryRef()) {
+        m_wkb.resize(geometry->WkbSize());
+        geometry->exportToWkb(wkbNDR, m_wkb.data(), wkbVariantIso);
+        mixer.add(m_wkb.data(), m_wkb.size());
+    }
+    return mixer.result();
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,19 @@
+#pragma once
+
+#include <Cartolith/Core/Common/GdalInternal.h>
+
+#include <vector>
+
+namespace Cartolith::Core::Layers::Internal {
+
+/// Tells one state of a feature from another: its id, fields and geometry as GDAL reads them, in 64 bits.
+/// Against mistakes, not against somebody who looks for two features of one digest.
+class OgrDigest {
+public:
+    quint64 of(OGRFeature& feature);
+
+private:
+    std::vector<unsigned char> m_wkb; // kept from one feature to the next
+};
+
+} // namespace Cartolith::Core::Layers::Internal
