@@ -7,9 +7,9 @@
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
-#include <Cartolith/Core/Layers/StagedFilesInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
@@ -110,12 +110,9 @@ bool GisLayerOgrVector::open() {
     std::optional<ChangeLock> lock(*this);
     Common::Internal::LogStep step(Common::LogChannels::load, "vector");
     step.set("source", path());
-    Internal::StagedFiles::finishInterrupted(path());
-    Internal::OgrSource::recover(path());
-    const Internal::SourceState state(path());
-    const auto stamp = Internal::IndexFile::stampOf(path());
-    Internal::OgrSource source(path());
-    OGRLayer& layer = source.layer(m_layerName);
+    Internal::OgrSnapshot snapshot(path(), m_layerName, m_saveWait);
+    Internal::OgrSource& source = snapshot.source();
+    OGRLayer& layer = snapshot.layer();
     Content content;
     const Internal::OgrFormat* const format = Internal::OgrFormat::forDriver(source.driverName());
     content.isNumbered = format != nullptr && !format->isDatabase;
@@ -180,6 +177,7 @@ bool GisLayerOgrVector::open() {
     }
     m_readName = sourceName;
     m_sourceName = sourceName;
+    const auto& stamp = snapshot.stamp();
     m_sourceSize = stamp && Internal::IndexFile::isFor(source.driverName()) ? stamp->size : -1;
     m_sourceWrittenAt = stamp ? stamp->writtenAt : 0;
     m_provider = std::move(provider);
@@ -192,7 +190,7 @@ bool GisLayerOgrVector::open() {
     m_readFeatures = std::move(content.readFeatures);
     m_partlyRead = std::move(content.partlyRead);
     m_sourcePath = path();
-    *m_sourceState = state;
+    *m_sourceState = snapshot.state();
     m_sourceSystem = system;
     m_lastError.clear();
     setIsOpen(true);

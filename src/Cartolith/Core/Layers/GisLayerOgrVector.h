@@ -5,6 +5,7 @@
 
 #include <QSet>
 
+#include <chrono>
 #include <functional>
 
 namespace Cartolith::Core::Layers {
@@ -68,6 +69,11 @@ public:
     /// edits, undoEdit(), redoEdit(), the ends of the session, open() and close() are false and have no
     /// effect.
     void setProgressCallback(ProgressCallback callback);
+
+    /// How long open() and commitEdit() wait for another process of this library that is putting several
+    /// files of the source in place, each after the other; then they fail. Two seconds at first.
+    std::chrono::milliseconds saveWait() const noexcept { return m_saveWait; }
+    void setSaveWait(std::chrono::milliseconds wait) noexcept { m_saveWait = wait; }
 
     /// How many features the source's layer has. Not count(): a multipoint is several shapes.
     qint64 featureCount() const noexcept { return m_featureCount; }
@@ -162,6 +168,7 @@ private:
     QString m_layerName;
     QString m_readName;
     ProgressCallback m_progress;
+    std::chrono::milliseconds m_saveWait = std::chrono::seconds(2);
     std::unique_ptr<Providers::GisLayerProvider> m_provider;
     qint64 m_featureCount = 0;
     qint64 m_skippedCount = 0;

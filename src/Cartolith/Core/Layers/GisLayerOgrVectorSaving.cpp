@@ -120,7 +120,7 @@ void GisLayerOgrVector::save() {
     std::optional<ChangeLock> lock(*this);
     const Internal::OgrSavedIds ids =
         Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), m_sourceState.get(),
-                             attributeDefinitions(), m_progress},
+                             attributeDefinitions(), m_progress, m_saveWait},
                             edits);
 
     // From here on nothing fails.

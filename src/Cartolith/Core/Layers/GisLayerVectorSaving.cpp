@@ -122,8 +122,10 @@ QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefin
 
 class Saver {
 public:
-    Saver(const GisLayerVector& layer, const OgrFormat& format, const QString& path)
-        : m_layer(layer), m_format(format), m_path(path), m_target(format, path), m_fields(fieldsOf(layer)) {}
+    Saver(const GisLayerVector& layer, const OgrFormat& format, const QString& path,
+          std::chrono::milliseconds wait)
+        : m_layer(layer), m_format(format), m_path(path), m_target(format, path, wait),
+          m_fields(fieldsOf(layer)) {}
 
     void makeLayer(const QString& wantedName) {
         const GisShapeType kind = kindOf(m_layer);
@@ -233,13 +235,16 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
         refuse(QStringLiteral("the name ends in none of the known formats (%1)")
                    .arg(OgrFormat::knownSuffixes()));
     }
-    if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
-        refuse(QStringLiteral("there is such a file"));
-    }
+    const auto check = [&] {
+        if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
+            refuse(QStringLiteral("there is such a file"));
+        }
+    };
     Common::Internal::LogStep step(Common::LogChannels::save, "export");
     step.set("target", path);
     step.set("shapes", count());
-    Saver saver(*this, *format, path);
+    Saver saver(*this, *format, path, options.wait);
+    check(); // not before: what a save that failed has left of a file is gone now
     saver.makeLayer(options.layerName);
     const QList<GisShape*> shapes = rawShapes();
     constexpr qsizetype interval = 256;
@@ -254,7 +259,7 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
     if (options.progress && !options.progress(1.0)) {
         return false;
     }
-    saver.target().publish();
+    saver.target().publish(check);
     return true;
 }
 

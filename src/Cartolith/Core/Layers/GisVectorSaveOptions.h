@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <functional>
 
 namespace Cartolith::Core::Layers {
@@ -22,6 +23,9 @@ struct GisVectorSaveOptions {
     /// Gets the fraction done, from 0 to 1, every few hundred shapes and once at the end; returns false to
     /// cancel, after which everything is as before. May be empty. What it throws passes through, likewise.
     std::function<bool(double fraction)> progress;
+
+    /// How long to wait for another process that is putting files of that name in place.
+    std::chrono::milliseconds wait = std::chrono::seconds(2);
 };
 
 } // namespace Cartolith::Core::Layers

@@ -19,6 +19,9 @@ void requireUnchanged(const OgrEditTarget& target) {
 }
 
 OgrSavedIds saveEdits(const OgrEditTarget& target, const OgrEdits& edits) {
+    if (const QString obstacle = StagedFiles::settle(target.path, target.wait); !obstacle.isEmpty()) {
+        failToWrite(target.path, obstacle);
+    }
     const QFileInfo info(target.path);
     if (info.exists()) {
         StagedFiles::requireWritable(target.path);

@@ -10,6 +10,7 @@
 #include <QSet>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -32,6 +33,7 @@ struct OgrEditTarget {
     SourceState* state; ///< in which it was read; saving puts in the one in which it leaves the source
     QList<Defs::GisAttributeDefinition> definitions; ///< the layer's fields
     std::function<bool(double fraction)> progress;   ///< may be empty; false cancels
+    std::chrono::milliseconds wait;                  ///< for another process that saves it
 };
 
 /// What features go by afterwards.

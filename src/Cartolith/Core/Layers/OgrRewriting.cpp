@@ -78,7 +78,7 @@ void copy(OGRFeature& from, OGRFeature& to) {
 OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
     OgrSource source(target.path, {QStringLiteral("NATIVE_DATA=YES")});
     OGRLayer& from = source.layer(target.layerName);
-    OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
+    OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path, target.wait);
     const auto prepared = [&](const QString& what, const auto& prepare) {
         try {
             prepare();
@@ -165,8 +165,7 @@ OgrSavedIds saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) 
                          .arg(before.size() + edits.added.size())
                          .arg(after.size()));
     }
-    requireUnchanged(target);
-    *target.state = written.publish();
+    *target.state = written.publish([&target] { requireUnchanged(target); });
 
     OgrSavedIds ids;
     ids.isRenumbered = true;

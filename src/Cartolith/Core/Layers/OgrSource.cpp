@@ -40,8 +40,12 @@ void OgrSource::recover(const QString& path) {
     }
 }
 
+void OgrSource::failToRead(const QString& path, const QString& reason) {
+    throw std::runtime_error(QStringLiteral("Cannot read '%1': %2").arg(path, reason).toStdString());
+}
+
 void OgrSource::fail(const QString& reason) const {
-    throw std::runtime_error(QStringLiteral("Cannot read '%1': %2").arg(m_path, reason).toStdString());
+    failToRead(m_path, reason);
 }
 
 QString OgrSource::driverName() const {

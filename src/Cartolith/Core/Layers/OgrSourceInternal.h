@@ -27,6 +27,7 @@ public:
     /// What GDAL complained about while it read the last feature; empty when it did not.
     const QString& complaint() const { return m_complaint; }
 
+    [[noreturn]] static void failToRead(const QString& path, const QString& reason);
     [[noreturn]] void fail(const QString& reason) const;
 
 private:

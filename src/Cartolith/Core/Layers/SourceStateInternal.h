@@ -3,6 +3,8 @@
 #include <QList>
 #include <QString>
 
+#include <utility>
+
 namespace Cartolith::Core::Layers::Internal {
 
 /// What tells one state of a data source's files from the next: their sizes, times of writing and places on
@@ -12,7 +14,11 @@ public:
     SourceState() = default;
     explicit SourceState(const QString& path);
 
-    bool operator==(const SourceState&) const = default;
+    bool operator==(const SourceState& other) const { return m_files == other.m_files; }
+    /// Whether not even something has changed between the two that was changed back.
+    bool isSameMoment(const SourceState& other) const {
+        return *this == other && m_changedAt == other.m_changedAt;
+    }
 
 private:
     struct File {
@@ -23,6 +29,7 @@ private:
         bool operator==(const File&) const = default;
     };
     QList<File> m_files;
+    QList<std::pair<qint64, qint64>> m_changedAt; ///< by the system's own book, renaming included
 };
 
 } // namespace Cartolith::Core::Layers::Internal
