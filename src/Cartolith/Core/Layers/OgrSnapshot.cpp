@@ -3,6 +3,8 @@
 #include <Cartolith/Core/Layers/SettlingInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
 
+#include <stdexcept>
+
 namespace Cartolith::Core::Layers::Internal {
 
 OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chrono::milliseconds wait) {
@@ -22,8 +24,16 @@ OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chr
             OgrSource::failToRead(path, obstacle);
         }
         m_source.reset();
-        m_source.emplace(path);
-        m_layer = &m_source->layer(layerName);
+        try {
+            m_source.emplace(path);
+            m_layer = &m_source->layer(layerName);
+        } catch (const std::runtime_error&) {
+            if (std::chrono::steady_clock::now() >= deadline || m_state.isSameMoment(SourceState(path))) {
+                throw;
+            }
+            waitAMoment();
+            continue;
+        }
         m_layer->GetSpatialRef(); // a file of its own, which is read when it is asked for
         const SourceState now(path);
         if (hasFamily ? m_state.isSameMoment(now) : m_state == now) {

@@ -17,6 +17,9 @@ public:
     /// Rolls back what a killed process left of a transaction, which changes the file. The constructor does
     /// so too; whoever looks at the file before calls this first.
     static void recover(const QString& path);
+    /// Removes a journal that nobody has begun to use, such as that of a process killed at its start: what
+    /// lies beside a database decides whether it can be replaced. Any other stays.
+    static void removeUnusedJournal(const QString& path);
 
     QString driverName() const;
     QStringList layerNames() const;

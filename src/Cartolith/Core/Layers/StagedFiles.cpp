@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/ReplacementInternal.h>
 #include <Cartolith/Core/Layers/SettlingInternal.h>
 #include <Cartolith/Core/Layers/SourceMembersInternal.h>
@@ -102,6 +103,7 @@ StagedFiles::StagedFiles(const QString& path, const QStringList& family, std::ch
     }
     requireWritable(path, family);
     // SQLite would apply what is left of the old database to the new one.
+    OgrSource::removeUnusedJournal(m_path);
     for (const char* const journal : {"-journal", "-wal"}) {
         if (QFileInfo(m_path + QLatin1String(journal)).size() > 0) {
             fail(QStringLiteral("it is a database in use, or one that was not closed"));

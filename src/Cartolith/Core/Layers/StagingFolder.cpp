@@ -165,15 +165,16 @@ void StagingFolder::removeAbandoned(const Folder& parent, const QString& fileNam
 
 void StagingFolder::remove(const Folder& parent, const QString& name, const QString& fileName) {
     const QString lockName = lockNameFor(fileName);
+    bool isEmpty = true;
     if (const Folder folder(parent, name); folder.isOpen()) {
         for (const QString& file : folder.names()) {
-            if (file != lockName) {
-                folder.remove(file);
-            }
+            isEmpty = (file == lockName || folder.remove(file)) && isEmpty;
         }
-        folder.remove(lockName);
+        isEmpty = isEmpty && folder.remove(lockName); // without it, nobody could tell what the rest is
     }
-    parent.removeFolder(name);
+    if (isEmpty) {
+        parent.removeFolder(name);
+    }
 }
 
 } // namespace Cartolith::Core::Layers::Internal
