@@ -47,7 +47,11 @@ public:
     /// source, unless it was given one. False when the callback cancelled: the layer is closed and empty
     /// then. GDAL prints nothing. Duplicate field names share one attribute, the last value. \throws
     /// std::runtime_error with the path and the reason (GDAL's own message where it gives one) when the
-    /// source cannot be read, does not have the layer, or breaks off; the layer is then as it was before
+    /// source cannot be read, does not have the layer, or breaks off; the layer is then as it was before.
+    ///
+    /// Where a process of this user was killed while it saved the source, what it left is removed, and files
+    /// that it was replacing are put back; but only what this library left in that very folder, and not
+    /// through a link. An error says so when that cannot be done, or when another user has to do it.
     bool open() override;
     /// Gives up everything read.
     void close() override;

@@ -45,8 +45,10 @@ Settling::Obstacle Settling::look() const {
         return {};
     }
     const Folder staged(m_place, m_folderName);
-    // A folder of that name without a manifest was made by somebody else for something else.
-    const bool isOfASave = staged.isOpen() && staged.status(manifestNameFor(m_fileName));
+    // A folder of that name with neither was made by somebody else for something else.
+    const QString lockName = StagingFolder::lockNameFor(m_fileName);
+    const bool isOfASave =
+        staged.isOpen() && (staged.status(lockName) || staged.status(manifestNameFor(m_fileName)));
     if (found->st_uid != ::geteuid()) {
         const bool concerns = (isOfASave || !staged.isOpen()) && hasMemberOf(found->st_uid);
         return {concerns ? QStringLiteral("another user is saving it, or was interrupted at that and has to "
@@ -57,7 +59,7 @@ Settling::Obstacle Settling::look() const {
     if (!isOfASave) {
         return {};
     }
-    const FileLock lock(staged, StagingFolder::lockNameFor(m_fileName), false);
+    const FileLock lock(staged, lockName, false);
     if (lock.outcome() == FileLock::Outcome::Held || !staged.isSame(m_place, m_folderName)) {
         return {QStringLiteral("it is being saved by another process")};
     }

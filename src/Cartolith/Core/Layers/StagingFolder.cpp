@@ -63,14 +63,16 @@ bool FileLock::write(const QByteArray& content) const {
 StagingFolder::StagingFolder(const Folder& parent, const QString& fileName)
     : m_parent(parent), m_fileName(fileName) {
     // Before it is locked, another process may take it for litter.
-    constexpr int most = 10;
+    constexpr int most = 100;
     for (int attempt = 0; attempt < most; ++attempt) {
         if (make()) {
             return;
         }
         const QString reason = lastSystemError();
         const bool isMade = m_folder.has_value();
-        const bool isLost = isMade && m_folder->isOpen() && !(m_lock && m_lock->isThere());
+        const bool isLost =
+            isMade && m_folder->isOpen() &&
+            !(m_lock && m_lock->isThere() && m_lock->outcome() != FileLock::Outcome::Held);
         m_lock.reset();
         m_folder.reset();
         if (isMade) {
