@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cerrno>
 #include <csignal>
 #include <cstdint>
 #include <fcntl.h>
@@ -31,71 +32,104 @@ inline bool onAFullDisk(std::uint64_t bytes, const std::function<bool()>& action
     return WEXITSTATUS(status) == 1;
 }
 
+/// What becomes of a call that changes files.
+enum class Fault {
+    Kill,     ///< the process dies before it
+    FailOnce, ///< it fails
+    FailOn,   ///< it fails, and so do all after it
+};
+
 namespace detail {
 
 inline bool changesFiles(const user_regs_struct& call) {
     static const std::set<unsigned long long> calls{
-        SYS_write,    SYS_pwrite64, SYS_writev,   SYS_rename,    SYS_renameat, SYS_renameat2, SYS_unlink, SYS_rmdir,
-        SYS_unlinkat, SYS_mkdir,    SYS_truncate, SYS_ftruncate, SYS_fsync,    SYS_fdatasync, SYS_mkdirat};
-    return calls.count(call.orig_rax) != 0 || (call.orig_rax == SYS_openat && (call.rdx & O_CREAT) != 0);
+        SYS_write,   SYS_pwrite64, SYS_writev,   SYS_rename,   SYS_renameat,  SYS_renameat2, SYS_unlink,
+        SYS_rmdir,   SYS_unlinkat, SYS_mkdir,    SYS_truncate, SYS_ftruncate, SYS_fsync,     SYS_fdatasync,
+        SYS_mkdirat, SYS_linkat,   SYS_fchmodat, SYS_fchmod,   SYS_fchownat,  SYS_sendfile,  SYS_copy_file_range};
+    const bool isSaid = call.orig_rax == SYS_write && call.rdi <= STDERR_FILENO;
+    return (calls.count(call.orig_rax) != 0 && !isSaid) || (call.orig_rax == SYS_openat && (call.rdx & O_CREAT) != 0);
 }
 
-/// Kills the child before its nth call that changes files; gives the number of calls before. -1: no tracing.
-inline int runAndKill(int nth, const std::function<void()>& action) {
+struct Run {
+    int calls = 0; ///< that change files, up to the end; -1: no tracing
+    int code = -1; ///< what the action returned; -1: it was killed
+};
+
+/// Lets a fault happen to a child's nth call that changes files.
+inline Run runWith(Fault fault, int nth, const std::function<int()>& action) {
     const pid_t child = ::fork();
     if (child == 0) {
         if (::ptrace(PTRACE_TRACEME, 0, nullptr, nullptr) != 0) {
             ::_exit(3);
         }
         ::raise(SIGSTOP);
-        action();
-        ::_exit(0);
+        ::_exit(action());
     }
     int status = 0;
     ::waitpid(child, &status, 0);
     if (!WIFSTOPPED(status)) {
-        return -1;
+        return {-1, -1};
     }
     ::ptrace(PTRACE_SETOPTIONS, child, nullptr, PTRACE_O_TRACESYSGOOD | PTRACE_O_EXITKILL);
-    int calls = 0;
+    Run run;
+    bool fails = false;
     for (bool enters = true;; enters = !enters) {
         ::ptrace(PTRACE_SYSCALL, child, nullptr, nullptr);
         ::waitpid(child, &status, 0);
         if (WIFEXITED(status) || WIFSIGNALED(status)) {
             EXPECT_TRUE(WIFEXITED(status)) << "it crashed by itself";
-            return calls;
+            run.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+            return run;
         }
         user_regs_struct call{};
         ::ptrace(PTRACE_GETREGS, child, nullptr, &call);
-        if (enters && changesFiles(call) && calls++ == nth) {
-            ::kill(child, SIGKILL);
-            ::waitpid(child, &status, 0);
-            return calls - 1;
+        if (enters && changesFiles(call)) {
+            const int number = run.calls++;
+            if (fault == Fault::Kill && number == nth) {
+                ::kill(child, SIGKILL);
+                ::waitpid(child, &status, 0);
+                return run;
+            }
+            fails = fault == Fault::FailOnce ? number == nth : fault == Fault::FailOn && number >= nth;
+            if (fails) {
+                call.orig_rax = ~0ULL; // no call at all
+                ::ptrace(PTRACE_SETREGS, child, nullptr, &call);
+            }
+        } else if (!enters && fails) {
+            call.rax = static_cast<unsigned long long>(-EIO);
+            ::ptrace(PTRACE_SETREGS, child, nullptr, &call);
+            fails = false;
         }
     }
 }
 
 } // namespace detail
 
-/// Runs the action in child processes, of which each is killed before another of the calls that change files,
-/// at most some 20 of them, and the last not at all; prepare() goes before each, check(done) after it.
-/// False where processes cannot be traced.
-inline bool killedInTheMiddle(const std::function<void()>& prepare, const std::function<void()>& action,
-                              const std::function<void(bool done)>& check) {
+/// Runs the action in child processes, in each of which the fault happens to another of the calls that change
+/// files, to so many of them at most, and in the first to none; prepare() goes before each, and check() with
+/// what the action returned, -1 when it was killed, after it. False where processes cannot be traced.
+inline bool withFaults(Fault fault, int most, const std::function<void()>& prepare, const std::function<int()>& action,
+                       const std::function<void(int code)>& check) {
     prepare();
-    const int calls = detail::runAndKill(1 << 30, action);
+    const auto [calls, code] = detail::runWith(fault, 1 << 30, action);
     if (calls < 0) {
         return false;
     }
-    check(true);
+    check(code);
     EXPECT_GT(calls, 3);
-    for (int nth = 0; nth < calls; nth += 1 + calls / 20) {
-        SCOPED_TRACE(testing::Message() << "killed before call " << nth << " of " << calls);
+    for (int nth = 0; nth < calls; nth += 1 + calls / most) {
+        SCOPED_TRACE(testing::Message() << "fault at call " << nth << " of " << calls);
         prepare();
-        detail::runAndKill(nth, action);
-        check(false);
+        check(detail::runWith(fault, nth, action).code);
     }
     return true;
+}
+
+/// The same with processes that are killed; check() is told whether this one was not.
+inline bool killedInTheMiddle(const std::function<void()>& prepare, const std::function<void()>& action,
+                              const std::function<void(bool done)>& check) {
+    return withFaults(
+        Fault::Kill, 20, prepare, [&] { return action(), 0; }, [&](int code) { check(code == 0); });
 }
 
 } // namespace test

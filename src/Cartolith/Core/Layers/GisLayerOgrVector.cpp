@@ -9,9 +9,9 @@
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/OgrReadStateInternal.h>
+#include <Cartolith/Core/Layers/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
-#include <Cartolith/Core/Layers/StagedFilesInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
@@ -141,12 +141,10 @@ bool GisLayerOgrVector::open() {
     std::optional<ChangeLock> lock(*this);
     Common::Internal::LogStep step(Common::LogChannels::load, "vector");
     step.set("source", path());
-    Internal::StagedFiles::finishInterrupted(path());
-    Internal::OgrSource::recover(path());
-    const Internal::SourceState state(path());
-    const auto stamp = Internal::IndexFile::stampOf(path());
-    Internal::OgrSource source(path());
-    OGRLayer& layer = source.layer(m_layerName);
+    Internal::OgrSnapshot snapshot(path(), m_layerName, m_saveWait);
+    Internal::OgrSource& source = snapshot.source();
+    OGRLayer& layer = snapshot.layer();
+    const auto& stamp = snapshot.stamp();
     Content content(layer);
     const Internal::OgrFormat* const format = Internal::OgrFormat::forDriver(source.driverName());
     content.isNumbered = format != nullptr && !format->isDatabase;
@@ -225,7 +223,7 @@ bool GisLayerOgrVector::open() {
     m_skipped = std::move(content.skipped);
     m_read = std::move(read);
     m_sourcePath = path();
-    *m_sourceState = state;
+    *m_sourceState = snapshot.state();
     m_sourceSystem = system;
     m_lastError = {};
     setIsOpen(true);

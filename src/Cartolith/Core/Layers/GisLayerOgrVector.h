@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Export.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 
+#include <chrono>
 #include <functional>
 
 namespace Cartolith::Core::Layers {
@@ -51,6 +52,10 @@ public:
     /// std::runtime_error with the path and the reason (GDAL's own message where it gives one) when the
     /// source cannot be read, does not have the layer, or breaks off; the layer is then as it was before, and
     /// so it is after std::bad_alloc. Where GDAL itself finds no memory, it may end the process.
+    ///
+    /// Where a process of this user was killed while it saved the source, what it left is removed, and files
+    /// that it was replacing are put back; but only what this library left in that very folder, and not
+    /// through a link. An error says so when that cannot be done, or when another user has to do it.
     bool open() override;
     /// Gives up everything read.
     void close() override;
@@ -72,6 +77,11 @@ public:
     /// edits, undoEdit(), redoEdit(), the ends of the session, open() and close() are false and have no
     /// effect.
     void setProgressCallback(ProgressCallback callback);
+
+    /// How long open() and commitEdit() wait for another process of this library that is putting several
+    /// files of the source in place, each after the other; then they fail. Two seconds at first.
+    std::chrono::milliseconds saveWait() const noexcept { return m_saveWait; }
+    void setSaveWait(std::chrono::milliseconds wait) noexcept { m_saveWait = wait; }
 
     /// How many features the source's layer has. Not count(): a multipoint is several shapes.
     qint64 featureCount() const noexcept;
@@ -197,6 +207,7 @@ private:
     QString m_layerName;
     QString m_readName;
     ProgressCallback m_progress;
+    std::chrono::milliseconds m_saveWait = std::chrono::seconds(2);
     std::unique_ptr<Providers::GisLayerProvider> m_provider;
     qint64 m_skippedCount = 0;
     QList<SkippedFeature> m_skipped;

@@ -187,7 +187,7 @@ void GisLayerOgrVector::save() {
     std::optional<ChangeLock> lock(*this);
     Saved saved;
     Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), m_sourceState.get(),
-                         attributeDefinitions(), m_progress, *m_read,
+                         attributeDefinitions(), m_progress, m_saveWait, *m_read,
                          [&](const Internal::OgrSavedIds& ids) { saved = afterSaving(edits, ids); }},
                         edits);
 

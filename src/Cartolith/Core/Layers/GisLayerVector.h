@@ -239,13 +239,18 @@ public:
     /// of them is; a shape without geometry keeps its attributes. A subclass may know of shapes that are one
     /// feature, and of rows that are no shapes.
     ///
-    /// Everything is written aside in the same folder and put in place at the end, also where there are
-    /// several files: another process finds the old or the new, and this library finds either even after the
-    /// process was killed. GeoJSON, FlatGeobuf and Shapefile take memory of the size of the file.
+    /// Everything is written aside in the same folder and put in place at the end. A file that is a format's
+    /// only one (all but shp) replaces the old one in one step: every program finds the old or the new. The
+    /// files of a Shapefile are replaced one after the other: other programs can find new ones beside old
+    /// ones in that moment, and after the process was killed in it until this library opens the Shapefile,
+    /// for the user who saved it, and puts the old files back. open() of this library waits meanwhile.
+    /// New files have the access rights of those that they replace, and the group where that is allowed; the
+    /// owner is the saving user, other hard links stay with the old content. GeoJSON, FlatGeobuf and
+    /// Shapefile take memory of the size of the file.
     ///
     /// False when the callback cancelled. \throws std::runtime_error with the path and the reason: a suffix
-    /// or a file that is refused, a shape or a value that the format has no place for, a full disk; the
-    /// folder is then as before.
+    /// or a file that is refused, a shape or a value that the format has no place for, a full disk, another
+    /// process that saves there; the folder is then as before, unless the reason ends with what is different.
     bool saveAs(const QString& path, const GisVectorSaveOptions& options = {}) const;
     /// Whether the name ends like one of the formats that saveAs() knows.
     static bool canSaveAs(const QString& path);

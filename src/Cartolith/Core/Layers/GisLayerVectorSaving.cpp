@@ -151,8 +151,8 @@ QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefin
 class Saver {
 public:
     Saver(const GisLayerVector& layer, const std::vector<Feature>& features, const OgrFormat& format,
-          const QString& path)
-        : m_layer(layer), m_features(features), m_format(format), m_path(path), m_target(format, path),
+          const QString& path, std::chrono::milliseconds wait)
+        : m_layer(layer), m_features(features), m_format(format), m_path(path), m_target(format, path, wait),
           m_fields(fieldsOf(layer)) {}
 
     void makeLayer(const QString& wantedName) {
@@ -291,14 +291,17 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
         refuse(QStringLiteral("the name ends in none of the known formats (%1)")
                    .arg(OgrFormat::knownSuffixes()));
     }
-    if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
-        refuse(QStringLiteral("there is such a file"));
-    }
+    const auto check = [&] {
+        if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
+            refuse(QStringLiteral("there is such a file"));
+        }
+    };
     Common::Internal::LogStep step(Common::LogChannels::save, "export");
     step.set("target", path);
     step.set("shapes", count());
     const std::vector<Feature> features = featuresOf(*this, multiPoints());
-    Saver saver(*this, features, *format, path);
+    Saver saver(*this, features, *format, path, options.wait);
+    check(); // not before: what a save that failed has left of a file is gone now
     saver.makeLayer(options.layerName);
     constexpr std::size_t interval = 256;
     for (std::size_t i = 0; i < features.size(); ++i) {
@@ -313,7 +316,7 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
     if (options.progress && !options.progress(1.0)) {
         return false;
     }
-    saver.target().publish();
+    saver.target().publish(check);
     return true;
 }
 

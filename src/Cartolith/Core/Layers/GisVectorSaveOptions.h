@@ -2,6 +2,7 @@
 
 #include <QString>
 
+#include <chrono>
 #include <functional>
 
 namespace Cartolith::Core::Layers {
@@ -23,6 +24,9 @@ struct GisVectorSaveOptions {
     /// cancel, after which everything is as before. May be empty. An exception from it passes
     /// through, and everything is as before then, too.
     std::function<bool(double fraction)> progress;
+
+    /// How long to wait for another process that is putting files of that name in place.
+    std::chrono::milliseconds wait = std::chrono::seconds(2);
 };
 
 } // namespace Cartolith::Core::Layers

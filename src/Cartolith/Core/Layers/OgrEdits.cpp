@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
 
 #include <QFileInfo>
@@ -19,6 +20,12 @@ void requireUnchanged(const OgrEditTarget& target) {
 }
 
 void saveEdits(const OgrEditTarget& target, const OgrEdits& edits) {
+    if (const QString obstacle = StagedFiles::settle(target.path, target.wait); !obstacle.isEmpty()) {
+        failToWrite(target.path, obstacle);
+    }
+    if (const QString journal = foreignJournalOf(target.path); !journal.isEmpty()) {
+        failToWrite(target.path, QStringLiteral("'%1' beside it is another user's").arg(journal));
+    }
     const QFileInfo info(target.path);
     if (info.exists()) {
         StagedFiles::requireWritable(target.path);

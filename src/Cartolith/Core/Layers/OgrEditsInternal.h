@@ -9,6 +9,7 @@
 #include <QList>
 #include <QString>
 
+#include <chrono>
 #include <functional>
 #include <map>
 #include <set>
@@ -43,6 +44,7 @@ struct OgrEditTarget {
     SourceState* state; ///< in which it was read; saving puts in the one in which it leaves the source
     QList<Defs::GisAttributeDefinition> definitions; ///< the layer's fields
     std::function<bool(double fraction)> progress;   ///< may be empty; false cancels
+    std::chrono::milliseconds wait;                  ///< for another process that saves it
     const OgrReadState& read;                        ///< what the source was when it was read
     /// Called when everything is written and nothing final yet, for what may fail; what it throws passes
     /// through, and the source stays as it was.

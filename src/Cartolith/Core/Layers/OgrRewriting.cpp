@@ -77,7 +77,7 @@ void copy(OGRFeature& from, OGRFeature& to) {
 void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
     OgrSource source(target.path, QStringList() << QStringLiteral("NATIVE_DATA=YES"));
     OGRLayer& from = source.layer(target.layerName);
-    OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
+    OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path, target.wait);
     if (source.isSystemElsewhere()) {
         written.fail(QStringLiteral(
             "it names a place in the network for its coordinate system, which would get lost"));
@@ -180,8 +180,7 @@ void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
     }
     ids.numberedIds = after;
     target.prepare(ids);
-    requireUnchanged(target);
-    *target.state = written.publish();
+    *target.state = written.publish([&target] { requireUnchanged(target); });
 }
 
 } // namespace Cartolith::Core::Layers::Internal

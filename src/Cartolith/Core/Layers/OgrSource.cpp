@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourcePathInternal.h>
 
+#include <QFile>
 #include <QFileInfo>
 #include <cpl_string.h>
 
@@ -27,6 +28,9 @@ OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(p
     if (path.isEmpty()) {
         fail(QStringLiteral("the path is empty"));
     }
+    if (const QString journal = foreignJournalOf(path); !journal.isEmpty()) {
+        fail(QStringLiteral("'%1' beside it is another user's").arg(journal));
+    }
     recover(path);
     const Common::Internal::EpsgCodesAsGiven codes;
     CPLStringList list;
@@ -51,7 +55,8 @@ OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(p
 }
 
 void OgrSource::recover(const QString& path) {
-    if (QFileInfo(resolvedPath(path) + QStringLiteral("-journal")).size() > 0) {
+    if (QFileInfo(resolvedPath(path) + QStringLiteral("-journal")).size() > 0 &&
+        foreignJournalOf(path).isEmpty()) {
         // Whoever opens the database and may write rolls back. Should this fail, reading says why.
         Common::Internal::registerGdalDrivers();
         const Common::Internal::GdalErrorCapture errors;
@@ -60,8 +65,32 @@ void OgrSource::recover(const QString& path) {
     }
 }
 
+void OgrSource::removeUnusedJournal(const QString& path) {
+    QFile journal(resolvedPath(path) + QStringLiteral("-journal"));
+    char first = 0;
+    // SQLite writes the first bytes last; a journal without them is not rolled back.
+    if (!journal.open(QIODevice::ReadOnly) || !journal.getChar(&first) || first != 0) {
+        return;
+    }
+    Common::Internal::registerGdalDrivers();
+    const Common::Internal::GdalErrorCapture errors;
+    const Common::Internal::DatasetPtr database(
+        GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
+    if (database != nullptr) {
+        database->ReleaseResultSet(database->ExecuteSQL("BEGIN EXCLUSIVE", nullptr, nullptr));
+        if (errors.message().isEmpty()) { // nobody else has it open for writing
+            journal.remove();
+            database->ReleaseResultSet(database->ExecuteSQL("ROLLBACK", nullptr, nullptr));
+        }
+    }
+}
+
+void OgrSource::failToRead(const QString& path, const QString& reason) {
+    throw std::runtime_error(QStringLiteral("Cannot read '%1': %2").arg(path, reason).toStdString());
+}
+
 void OgrSource::fail(const QString& reason) const {
-    throw std::runtime_error(QStringLiteral("Cannot read '%1': %2").arg(m_path, reason).toStdString());
+    failToRead(m_path, reason);
 }
 
 QString OgrSource::driverName() const {

@@ -17,6 +17,9 @@ public:
     /// Rolls back what a killed process left of a transaction, which changes the file. The constructor does
     /// so too; whoever looks at the file before calls this first.
     static void recover(const QString& path);
+    /// Removes a journal that nobody has begun to use, such as that of a process killed at its start: what
+    /// lies beside a database decides whether it can be replaced. Any other stays.
+    static void removeUnusedJournal(const QString& path);
 
     /// Whether the file names a place in the network to read its coordinate system from, as a "link" in
     /// GeoJSON does. No request is sent, and what GDAL assumes instead is a guess.
@@ -30,6 +33,7 @@ public:
     /// What GDAL complained about while it read the last feature; empty when it did not.
     const QString& complaint() const { return m_complaint; }
 
+    [[noreturn]] static void failToRead(const QString& path, const QString& reason);
     [[noreturn]] void fail(const QString& reason) const;
 
 private:

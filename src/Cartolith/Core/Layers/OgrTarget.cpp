@@ -11,8 +11,8 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-OgrTarget::OgrTarget(const OgrFormat& format, const QString& path)
-    : m_format(format), m_path(path), m_suffix(QFileInfo(path).suffix()), m_files(path, format.family) {
+OgrTarget::OgrTarget(const OgrFormat& format, const QString& path, std::chrono::milliseconds wait)
+    : m_format(format), m_path(path), m_suffix(QFileInfo(path).suffix()), m_files(path, format.family, wait) {
     Common::Internal::registerGdalDrivers();
     if (m_format.isDatabase) {
         m_workPath = m_files.pathOf(m_suffix);
@@ -126,7 +126,7 @@ void OgrTarget::rewrite(const QByteArray& bytes) {
     }
 }
 
-SourceState OgrTarget::publish() {
+SourceState OgrTarget::publish(const std::function<void()>& check) {
     QStringList kept;
     std::copy_if(m_kept.begin(), m_kept.end(), std::back_inserter(kept),
                  [this](const QString& suffix) { return m_files.keep(suffix); });
@@ -139,7 +139,7 @@ SourceState OgrTarget::publish() {
             }
         }
     }
-    return m_files.publish();
+    return m_files.publish(check);
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -7,6 +7,8 @@
 #include <QString>
 #include <QStringList>
 
+#include <chrono>
+#include <functional>
 #include <string>
 #include <utility>
 
@@ -20,7 +22,8 @@ namespace Cartolith::Core::Layers::Internal {
 /// Every failure is a std::runtime_error that names the path, after which nothing is left behind.
 class OgrTarget {
 public:
-    OgrTarget(const OgrFormat& format, const QString& path);
+    /// Waits so long for another process that saves there.
+    OgrTarget(const OgrFormat& format, const QString& path, std::chrono::milliseconds wait);
     ~OgrTarget();
     OgrTarget(const OgrTarget&) = delete;
     OgrTarget& operator=(const OgrTarget&) = delete;
@@ -44,8 +47,8 @@ public:
     std::pair<char*, qsizetype> written(const QString& suffix) const;
     /// Gives the one file that was written other bytes.
     void rewrite(const QByteArray& bytes);
-    /// Gives the state of the files put in place.
-    SourceState publish();
+    /// Gives the state of the files put in place. The check, see StagedFiles, throws to prevent it.
+    SourceState publish(const std::function<void()>& check);
 
     [[noreturn]] void fail(const QString& reason) const;
 

@@ -12,4 +12,9 @@ inline QString resolvedPath(const QString& path) {
     return target.isEmpty() ? path : target;
 }
 
+/// The name of a journal beside a database that SQLite would apply to it, although another user has put it
+/// there who could not write to the database; empty when there is none. That can be in a sticky folder only:
+/// in others, whoever may add files may also replace the database.
+QString foreignJournalOf(const QString& path);
+
 } // namespace Cartolith::Core::Layers::Internal

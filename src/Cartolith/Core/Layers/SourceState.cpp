@@ -26,6 +26,7 @@ SourceState::SourceState(const QString& path) {
         m_files.append(isThere && status.st_size > 0 ? File{status.st_size, status.st_mtim.tv_sec,
                                                             status.st_mtim.tv_nsec, status.st_ino}
                                                      : File{});
+        m_changedAt.append({status.st_ctim.tv_sec, status.st_ctim.tv_nsec});
     }
 }
 

@@ -3,6 +3,8 @@
 #include <QList>
 #include <QString>
 
+#include <utility>
+
 namespace Cartolith::Core::Layers::Internal {
 
 /// What tells one state of a data source's files from the next: their sizes, times of writing and places on
@@ -12,10 +14,14 @@ public:
     SourceState() = default;
     explicit SourceState(const QString& path);
 
-    bool operator==(const SourceState&) const = default;
+    bool operator==(const SourceState& other) const { return m_files == other.m_files; }
     /// Whether the first file lies in the same place, changed or not.
     bool isSameFile(const SourceState& other) const {
         return m_files.value(0).inode == other.m_files.value(0).inode;
+    }
+    /// Whether not even something has changed between the two that was changed back.
+    bool isSameMoment(const SourceState& other) const {
+        return *this == other && m_changedAt == other.m_changedAt;
     }
 
 private:
@@ -27,6 +33,7 @@ private:
         bool operator==(const File&) const = default;
     };
     QList<File> m_files;
+    QList<std::pair<qint64, qint64>> m_changedAt; ///< by the system's own book, renaming included
 };
 
 } // namespace Cartolith::Core::Layers::Internal

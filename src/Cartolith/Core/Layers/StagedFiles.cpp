@@ -1,89 +1,32 @@
+#include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/ReplacementInternal.h>
+#include <Cartolith/Core/Layers/SettlingInternal.h>
+#include <Cartolith/Core/Layers/SourceMembersInternal.h>
 #include <Cartolith/Core/Layers/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
+#include <Cartolith/Core/Layers/StagingFolderInternal.h>
 
-#include <QDateTime>
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 
-#include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <fcntl.h>
 #include <stdexcept>
-#include <sys/stat.h>
 #include <unistd.h>
 
 namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-// What the complete folder holds of a file that is to go: an empty file of this name.
-const QLatin1String removalMark(".remove");
-
-[[noreturn]] void fail(const QString& path, const QString& reason) {
-    throw std::runtime_error(QStringLiteral("Cannot write '%1': %2").arg(path, reason).toStdString());
-}
-
-QString lastSystemError() {
-    return QString::fromLocal8Bit(std::strerror(errno));
-}
-
-/// Has the content of a file, or the entries of a folder, reach the disk.
-bool sync(const QString& path) {
-    const int handle = ::open(QFile::encodeName(path).constData(), O_RDONLY | O_CLOEXEC);
-    if (handle < 0) {
-        return false;
-    }
-    const bool done = ::fsync(handle) == 0;
-    ::close(handle);
-    return done;
-}
-
-bool rename(const QString& from, const QString& to) {
-    return ::rename(QFile::encodeName(from).constData(), QFile::encodeName(to).constData()) == 0;
-}
-
-QString completeFolderOf(const QString& path) {
-    const QFileInfo info(path);
-    return info.dir().filePath(QLatin1Char('.') + info.fileName() + QStringLiteral(".saved"));
-}
-
-/// The suffix of a name that is a file's but for that; empty for other names.
-QString suffixBeside(const QString& path, const QString& name) {
-    const QString stem = QFileInfo(path).completeBaseName() + QLatin1Char('.');
-    return name.startsWith(stem) ? name.mid(stem.size()) : QString();
-}
-
-bool isSuffix(const QString& found, const QString& suffix) {
-    if (suffix.startsWith(QLatin1String("*."))) {
-        return found.count(QLatin1Char('.')) == 1 && found.endsWith(suffix.mid(1), Qt::CaseInsensitive);
-    }
-    return found.compare(suffix, Qt::CaseInsensitive) == 0;
-}
-
-/// The files beside a path that have its name with one of the suffixes, in any case. In the order of
-/// suffixes.
-QStringList membersOf(const QString& path, const QStringList& suffixes) {
-    const QStringList names = QFileInfo(path).dir().entryList(QDir::AllEntries | QDir::Hidden);
-    QStringList members;
-    for (const QString& suffix : suffixes) {
-        for (const QString& name : names) {
-            if (isSuffix(suffixBeside(path, name), suffix)) {
-                members.append(name);
-            }
-        }
-    }
-    return members;
-}
-
 /// What is read by the names beside a path is what is replaced beside the target of its link, and nothing
 /// else.
 void requireReplaceable(const QString& path, const QString& target, const QStringList& family) {
     const QFileInfo main(target);
     if (main.suffix().compare(QFileInfo(path).suffix(), Qt::CaseInsensitive) != 0) {
-        fail(path, QStringLiteral("it is a link to '%1', which has another suffix").arg(target));
+        failToWrite(path, QStringLiteral("it is a link to '%1', which has another suffix").arg(target));
     }
     const QStringList members = membersOf(path, family);
     const QDir folder(main.dir().canonicalPath());
@@ -92,62 +35,25 @@ void requireReplaceable(const QString& path, const QString& target, const QStrin
         const QString suffix = suffixBeside(path, name);
         const QString found = QFileInfo(QFileInfo(path).dir(), name).canonicalFilePath();
         if (found != folder.filePath(main.completeBaseName() + QLatin1Char('.') + suffix)) {
-            fail(path,
-                 QStringLiteral("'%1' is a link to a file that does not belong to '%2'").arg(name, target));
+            failToWrite(
+                path,
+                QStringLiteral("'%1' is a link to a file that does not belong to '%2'").arg(name, target));
         }
         const QString ending = QFileInfo(name).suffix();
         const bool isPlain = ending == ending.toLower() || ending == ending.toUpper();
         if (!isPlain || suffix.compare(last, Qt::CaseInsensitive) == 0) {
-            fail(path, QStringLiteral("'%1' has a suffix in another case than it should be").arg(name));
+            failToWrite(path,
+                        QStringLiteral("'%1' has a suffix in another case than it should be").arg(name));
         }
         last = suffix;
     }
     if (membersOf(target, family).size() != members.size()) {
-        fail(path, QStringLiteral("files that belong to '%1' have no link beside its own").arg(target));
+        failToWrite(path,
+                    QStringLiteral("files that belong to '%1' have no link beside its own").arg(target));
     }
 }
 
-/// What a complete folder holds for a path. Whoever made the folder, nothing else is touched.
-QStringList filesFor(const QString& path, const QString& folder) {
-    const OgrFormat* const format = OgrFormat::forPath(path);
-    if (format == nullptr || format->family.isEmpty()) {
-        return {};
-    }
-    const QStringList suffixes = format->suffixes + format->family;
-    QStringList names = QDir(folder).entryList(QDir::Files | QDir::Hidden | QDir::NoSymLinks);
-    names.erase(std::remove_if(names.begin(), names.end(),
-                               [&](const QString& name) {
-                                   const QString old =
-                                       name.endsWith(removalMark) ? name.chopped(removalMark.size()) : name;
-                                   const QString found = suffixBeside(path, old);
-                                   return std::none_of(
-                                       suffixes.begin(), suffixes.end(),
-                                       [&](const QString& suffix) { return isSuffix(found, suffix); });
-                               }),
-                names.end());
-    return names;
-}
-
-/// Moves the files of a complete folder to their places. Can be repeated from any point.
-void putInPlace(const QString& path, const QString& folder) {
-    const QDir target = QFileInfo(path).dir();
-    const QDir source(folder);
-    for (const QString& name : filesFor(path, folder)) {
-        bool done = false;
-        if (name.endsWith(removalMark)) {
-            const QString old = target.filePath(name.chopped(removalMark.size()));
-            done = (!QFile::exists(old) || QFile::remove(old)) && QFile::remove(source.filePath(name));
-        } else {
-            done = rename(source.filePath(name), target.filePath(name));
-        }
-        if (!done) {
-            fail(path, QStringLiteral("'%1' could not be put in place, '%2' holds what is left to do: %3")
-                           .arg(name, folder, lastSystemError()));
-        }
-    }
-    sync(target.path());
-    target.rmdir(source.dirName());
-}
+const QLatin1String isInPlace("; the new file is in its place, but may not outlast a power failure");
 
 } // namespace
 
@@ -162,47 +68,91 @@ void StagedFiles::requireWritable(const QString& path, const QStringList& family
             continue;
         }
         if (!old.isFile()) {
-            fail(path, QStringLiteral("%1 is not a file").arg(what));
+            failToWrite(path, QStringLiteral("%1 is not a file").arg(what));
         }
         // The folder decides whether a file can be replaced; but one that is protected is meant to stay.
         constexpr auto anybody = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
         if ((old.permissions() & anybody) == 0 || !old.isWritable()) {
-            fail(path, QStringLiteral("%1 is write-protected").arg(what));
+            failToWrite(path, QStringLiteral("%1 is write-protected").arg(what));
         }
     }
 }
 
-StagedFiles::StagedFiles(const QString& path, const QStringList& family)
-    : m_path(resolvedPath(path)), m_folder(QFileInfo(m_path).path()), m_family(family) {
+QString StagedFiles::settle(const QString& given, std::chrono::milliseconds wait) {
+    const QString path = resolvedPath(given);
+    const QFileInfo info(path);
+    const OgrFormat* const format = OgrFormat::forPath(path);
+    const Folder place(info.path());
+    if (!place.isOpen() || (format == nullptr && !info.isFile())) {
+        return {};
+    }
+    const bool mayWrite = !QFileInfo(given).isSymLink();
+    if (mayWrite) {
+        StagingFolder::removeAbandoned(place, info.fileName());
+    }
+    return format != nullptr && !format->family.isEmpty()
+               ? Settling(path, mayWrite).obstacle(std::chrono::steady_clock::now() + wait)
+               : QString();
+}
+
+StagedFiles::StagedFiles(const QString& path, const QStringList& family, std::chrono::milliseconds wait)
+    : m_given(path), m_path(resolvedPath(path)), m_fileName(QFileInfo(m_path).fileName()), m_family(family),
+      m_wait(wait), m_place(QFileInfo(m_path).path()) {
+    if (!m_place.isOpen()) {
+        fail(lastSystemError());
+    }
     requireWritable(path, family);
     // SQLite would apply what is left of the old database to the new one.
+    OgrSource::removeUnusedJournal(m_path);
     for (const char* const journal : {"-journal", "-wal"}) {
         if (QFileInfo(m_path + QLatin1String(journal)).size() > 0) {
-            fail(path, QStringLiteral("it is a database in use, or one that was not closed"));
+            fail(QStringLiteral("it is a database in use, or one that was not closed"));
         }
     }
-    finishInterrupted(m_path);
+    StagingFolder::removeAbandoned(m_place, m_fileName);
+    if (!m_family.isEmpty()) {
+        requireSettled(std::chrono::steady_clock::now() + m_wait);
+    }
     requireReplaceable(path, m_path, family);
     m_isLinked = QFileInfo(path).isSymLink();
-    m_staging = std::make_unique<QTemporaryDir>(
-        QStringLiteral("%1/.%2.saving-XXXXXX").arg(m_folder, QFileInfo(m_path).fileName()));
-    if (!m_staging->isValid()) {
-        fail(path, m_staging->errorString());
+    try {
+        m_staging = std::make_unique<StagingFolder>(m_place, m_fileName);
+    } catch (const std::runtime_error& error) {
+        fail(QString::fromUtf8(error.what()));
     }
 }
 
 StagedFiles::~StagedFiles() = default;
 
-QString StagedFiles::pathOf(const QString& suffix) const {
+void StagedFiles::fail(const QString& reason) const {
+    failToWrite(m_given, reason);
+}
+
+void StagedFiles::requireSettled(std::chrono::steady_clock::time_point deadline) const {
+    const QString obstacle = Settling(m_path, true).obstacle(deadline);
+    if (!obstacle.isEmpty()) {
+        fail(obstacle);
+    }
+}
+
+QString StagedFiles::nameOf(const QString& suffix) const {
     const QFileInfo info(m_path);
     if (suffix.compare(info.suffix(), Qt::CaseInsensitive) == 0) {
-        return m_staging->filePath(info.fileName());
+        return m_fileName;
     }
     const QStringList old = membersOf(m_path, {suffix});
     const bool isUpper = info.suffix() == info.suffix().toUpper();
-    return m_staging->filePath(!old.isEmpty() ? old.first()
-                                              : info.completeBaseName() + QLatin1Char('.') +
-                                                    (isUpper ? suffix.toUpper() : suffix));
+    return !old.isEmpty()
+               ? old.first()
+               : info.completeBaseName() + QLatin1Char('.') + (isUpper ? suffix.toUpper() : suffix);
+}
+
+QString StagedFiles::stagedPath(const QString& name) const {
+    return QFileInfo(m_path).dir().filePath(m_staging->name() + QLatin1Char('/') + name);
+}
+
+QString StagedFiles::pathOf(const QString& suffix) const {
+    return stagedPath(nameOf(suffix));
 }
 
 void StagedFiles::write(const QString& suffix, const char* bytes, qint64 size) const {
@@ -214,7 +164,7 @@ void StagedFiles::write(const QString& suffix, const char* bytes, qint64 size) c
         written += more;
     }
     if (!done) {
-        fail(m_path, file.errorString());
+        fail(file.errorString());
     }
 }
 
@@ -223,72 +173,149 @@ bool StagedFiles::keep(const QString& suffix) const {
     if (old.isEmpty()) {
         return false;
     }
-    if (!QFile::copy(QDir(m_folder).filePath(old.first()), m_staging->filePath(old.first()))) {
-        fail(m_path, QStringLiteral("'%1' cannot be copied").arg(old.first()));
+    if (!QFile::copy(QFileInfo(m_path).dir().filePath(old.first()), stagedPath(old.first()))) {
+        fail(QStringLiteral("'%1' cannot be copied").arg(old.first()));
     }
     return true;
 }
 
-SourceState StagedFiles::publish() {
-    const QDir staged(m_staging->path());
-    for (const QString& name : staged.entryList(QDir::Files | QDir::Hidden)) {
-        const QString path = staged.filePath(name);
-        const QFileInfo old(m_folder + QLatin1Char('/') + name);
-        if (old.exists()) {
-            QFile::setPermissions(path, old.permissions());
-        } else if (m_isLinked && !m_family.isEmpty()) {
-            fail(m_path, QStringLiteral("it is read through links, and '%1' would have none").arg(name));
+/// Those of the file that it replaces; a further one of a family has those of the first.
+void StagedFiles::takeRights(const QString& name) const {
+    auto old = m_place.status(name);
+    if (!old) {
+        old = m_place.status(m_fileName);
+    }
+    const Folder& staged = m_staging->folder();
+    const auto now = staged.status(name);
+    if (!old || !now) {
+        return;
+    }
+    const QByteArray encoded = QFile::encodeName(name);
+    constexpr mode_t all = 07777;
+    mode_t mode = old->st_mode & all;
+    constexpr auto nobody = static_cast<uid_t>(-1);
+    if (now->st_gid != old->st_gid &&
+        ::fchownat(staged.handle(), encoded.constData(), nobody, old->st_gid, AT_SYMLINK_NOFOLLOW) != 0) {
+        // What one group was allowed is no right of another.
+        constexpr int groupShift = 3;
+        mode &= ~static_cast<mode_t>(S_IRWXG | S_ISGID) | ((mode & S_IRWXO) << groupShift);
+    }
+    if (::fchmodat(staged.handle(), encoded.constData(), mode, 0) != 0) {
+        fail(lastSystemError());
+    }
+}
+
+SourceState StagedFiles::publish(const std::function<void()>& check) {
+    const Folder& staged = m_staging->folder();
+    for (const QString& name : m_staging->files()) {
+        if (m_isLinked && !m_family.isEmpty() && !m_place.status(name)) {
+            fail(QStringLiteral("it is read through links, and '%1' would have none").arg(name));
         }
-        if (!sync(path)) {
-            fail(m_path, lastSystemError());
+        takeRights(name);
+        if (!staged.syncFile(name)) {
+            fail(lastSystemError());
         }
     }
-    SourceState state(staged.filePath(QFileInfo(m_path).fileName())); // renaming changes none of it
+    SourceState state(stagedPath(m_fileName)); // renaming changes none of it
     if (m_family.isEmpty()) {
-        if (!rename(staged.filePath(QFileInfo(m_path).fileName()), m_path)) {
-            fail(m_path, lastSystemError());
-        }
-        sync(m_folder);
-        return state;
+        publishOne(check);
+    } else {
+        publishFamily(check);
     }
-    for (const QString& name : membersOf(m_path, m_family)) {
-        const bool goes = !staged.exists(name);
-        if (goes && !QFile(staged.filePath(name + removalMark)).open(QIODevice::WriteOnly)) {
-            fail(m_path, lastSystemError());
-        }
-    }
-    const QString complete = completeFolderOf(m_path);
-    sync(staged.path());
-    if (!rename(staged.path(), complete)) {
-        fail(m_path, lastSystemError());
-    }
-    m_staging->setAutoRemove(false);
-    sync(m_folder);
-    putInPlace(m_path, complete);
     return state;
 }
 
-void StagedFiles::finishInterrupted(const QString& given) {
-    const QString path = resolvedPath(given);
-    const QString folder = completeFolderOf(path);
-    struct stat status {};
-    if (::lstat(QFile::encodeName(folder).constData(), &status) != 0 || !S_ISDIR(status.st_mode)) {
-        return;
+void StagedFiles::publishOne(const std::function<void()>& check) {
+    const Folder& staged = m_staging->folder();
+    const QString oldName = m_fileName + QStringLiteral(".old");
+    const bool isNew = !m_place.status(m_fileName);
+    const bool isKept = !isNew && m_place.link(m_fileName, staged, oldName);
+    check();
+    if (!staged.rename(m_fileName, m_place, m_fileName)) {
+        fail(lastSystemError());
     }
-    const QDateTime interrupted = QFileInfo(folder).lastModified();
-    const QDir target = QFileInfo(path).dir();
-    for (QString name : filesFor(path, folder)) {
-        if (name.endsWith(removalMark)) {
-            name.chop(removalMark.size());
-        }
-        const QFileInfo old(target.filePath(name));
-        if (old.exists() && old.lastModified() > interrupted) {
-            fail(path,
-                 QStringLiteral("a save was interrupted, its files are in '%1', and '%2' was changed since")
-                     .arg(folder, name));
-        }
+    if (!m_place.sync()) {
+        const QString reason = lastSystemError();
+        const bool isUndone = isNew    ? m_place.remove(m_fileName)
+                              : isKept ? staged.rename(oldName, m_place, m_fileName)
+                                       : false;
+        fail(isUndone ? reason : reason + isInPlace);
     }
-    putInPlace(path, folder);
+}
+
+void StagedFiles::publishFamily(const std::function<void()>& check) {
+    const Replacement replacement = begin();
+    check();
+    const Folder& staged = m_staging->folder();
+    if (!m_place.sync()) {
+        fail(lastSystemError());
+    }
+    if (!replacement.apply(m_place, staged) || !m_place.sync()) {
+        undo(replacement, lastSystemError());
+    }
+    // From here on the new files hold, and the old ones are litter.
+    const QString mark = m_staging->name();
+    if (!m_staging->rename(StagingFolder::newNameFor(m_fileName))) {
+        undo(replacement, lastSystemError());
+    }
+    if (!m_place.sync()) {
+        const QString reason = lastSystemError();
+        if (!m_staging->rename(mark)) {
+            fail(reason + isInPlace);
+        }
+        undo(replacement, reason);
+    }
+}
+
+/// Marks the source as being replaced, at a time when nobody has saved it since it was looked at.
+Replacement StagedFiles::begin() {
+    const Folder& staged = m_staging->folder();
+    const QString manifest = Settling::manifestNameFor(m_fileName);
+    const QString mark = Settling::folderNameFor(m_fileName);
+    const QString unmarked = m_staging->name();
+    const QStringList fresh = m_staging->files();
+    const auto deadline = std::chrono::steady_clock::now() + m_wait;
+    for (;;) {
+        const QStringList old = membersOf(m_path, QStringList(m_family) << QFileInfo(m_path).suffix());
+        QStringList names = old + fresh;
+        names.removeDuplicates();
+        QString reason = QStringLiteral("other processes save it all the time");
+        const auto replacement = Replacement::prepare(m_place, staged, names);
+        if (replacement) {
+            if (!replacement->write(staged, manifest) || !staged.sync()) {
+                fail(lastSystemError());
+            }
+            requireSettled(deadline);
+            if (m_staging->rename(mark)) {
+                if (replacement->isUndone(m_place) &&
+                    membersOf(m_path, QStringList(m_family) << QFileInfo(m_path).suffix()) == old) {
+                    return *replacement;
+                }
+                if (!m_staging->rename(unmarked)) {
+                    fail(lastSystemError());
+                }
+            } else if (errno == EEXIST || errno == ENOTEMPTY) {
+                reason = QStringLiteral("'%1' is in the way").arg(mark);
+            } else {
+                fail(lastSystemError());
+            }
+        }
+        if (std::chrono::steady_clock::now() >= deadline) {
+            fail(reason);
+        }
+        Replacement::forget(staged, names);
+        staged.remove(manifest);
+        waitAMoment();
+    }
+}
+
+void StagedFiles::undo(const Replacement& replacement, const QString& reason) {
+    if (!replacement.undo(m_place, m_staging->folder())) {
+        m_staging->leave();
+        fail(reason + QStringLiteral("; the old files are put back when it is opened the next time"));
+    }
+    m_place.sync();
+    fail(reason);
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -1,28 +1,34 @@
 #pragma once
 
+#include <Cartolith/Core/Layers/FolderInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
 
 #include <QString>
 #include <QStringList>
-#include <QTemporaryDir>
 
+#include <chrono>
+#include <functional>
 #include <memory>
 
 namespace Cartolith::Core::Layers::Internal {
 
+class Replacement;
+class StagingFolder;
+
 /// New files for a data source: made aside, in a hidden folder beside it, and put in place together.
 ///
-/// One file replaces another in one step. Of a family of files, no step replaces all; so the hidden folder
-/// gets a name that says it is complete, and then its files go to their places one by one. Whoever opens the
-/// source calls finishInterrupted() first, which does what a killed process had left to do.
+/// One file replaces another in one step. Of a family of files, no step replaces all; so while they go to
+/// their places one by one, the hidden folder has a name that says so, and keeps the old ones. Whoever opens
+/// the source calls settle() first.
 ///
 /// Errors are std::runtime_error that name the source.
 class StagedFiles {
 public:
     /// A source that is a symbolic link is replaced where it points to; one of several files only when all
     /// are links to files of one name. The family is that of a format: suffixes of files that go when there
-    /// is no new one. Files that are there keep the case of their suffix.
-    StagedFiles(const QString& path, const QStringList& family);
+    /// is no new one. Files that are there keep the case of their suffix. Waits so long for another process
+    /// that saves the same source.
+    StagedFiles(const QString& path, const QStringList& family, std::chrono::milliseconds wait);
     /// Removes whatever is not in place.
     ~StagedFiles();
     StagedFiles(const StagedFiles&) = delete;
@@ -34,22 +40,37 @@ public:
     void write(const QString& suffix, const char* bytes, qint64 size) const;
     /// Has the old file with that suffix stay as it is. False when there is none.
     bool keep(const QString& suffix) const;
-    /// Puts everything in place, and takes the access rights over from what was there. Gives the state of
-    /// these very files.
-    SourceState publish();
+    /// Puts everything in place, with the group and the access rights of what was there. The check is called
+    /// when no other save can come between, and throws to prevent it. When this fails, the old files are in
+    /// place, or will be when the source is opened again. Gives the state of these very files.
+    SourceState publish(const std::function<void()>& check);
 
     /// \throws std::runtime_error for what is there and is not a file, or is a protected one
     static void requireWritable(const QString& path, const QStringList& family = {});
-    /// Does nothing when there is nothing left to do, and nothing to files that do not belong to the source.
-    /// A file that was written to since is not replaced: that is an error.
-    static void finishInterrupted(const QString& given);
+    /// To be called before a source is read. Removes what killed processes of this user left of saves, puts
+    /// back the files that one was replacing, and waits for one that is. Changes nothing through a link.
+    /// Gives the reason why the files cannot be used; empty when they can.
+    static QString settle(const QString& path, std::chrono::milliseconds wait);
 
 private:
+    [[noreturn]] void fail(const QString& reason) const;
+    void requireSettled(std::chrono::steady_clock::time_point deadline) const;
+    QString nameOf(const QString& suffix) const;
+    QString stagedPath(const QString& name) const;
+    void takeRights(const QString& name) const;
+    void publishOne(const std::function<void()>& check);
+    void publishFamily(const std::function<void()>& check);
+    Replacement begin();
+    [[noreturn]] void undo(const Replacement& replacement, const QString& reason);
+
+    QString m_given;
     QString m_path;
-    QString m_folder;
+    QString m_fileName;
     QStringList m_family;
+    std::chrono::milliseconds m_wait;
     bool m_isLinked = false;
-    std::unique_ptr<QTemporaryDir> m_staging;
+    Folder m_place;
+    std::unique_ptr<StagingFolder> m_staging;
 };
 
 } // namespace Cartolith::Core::Layers::Internal

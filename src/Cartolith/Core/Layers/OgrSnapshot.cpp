@@ -1,0 +1,53 @@
+#include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/OgrSnapshotInternal.h>
+#include <Cartolith/Core/Layers/SettlingInternal.h>
+#include <Cartolith/Core/Layers/StagedFilesInternal.h>
+
+#include <stdexcept>
+
+namespace Cartolith::Core::Layers::Internal {
+
+OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chrono::milliseconds wait) {
+    const auto deadline = std::chrono::steady_clock::now() + wait;
+    const OgrFormat* const format = OgrFormat::forPath(path);
+    const bool hasFamily = format != nullptr && !format->family.isEmpty();
+    OgrSource::recover(path);
+    constexpr int most = 3;
+    for (int attempt = 1;; ++attempt) {
+        // A save that begins after the look changes the state, and one that ended before it has changed it.
+        m_state = SourceState(path);
+        m_stamp = IndexFile::stampOf(path);
+        const QString obstacle =
+            StagedFiles::settle(path, std::chrono::duration_cast<std::chrono::milliseconds>(
+                                          deadline - std::chrono::steady_clock::now()));
+        if (!obstacle.isEmpty()) {
+            OgrSource::failToRead(path, obstacle);
+        }
+        m_source.reset();
+        try {
+            m_source.emplace(path);
+            m_layer = &m_source->layer(layerName);
+        } catch (const std::runtime_error&) {
+            if (std::chrono::steady_clock::now() >= deadline || m_state.isSameMoment(SourceState(path))) {
+                throw;
+            }
+            waitAMoment();
+            continue;
+        }
+        m_layer->GetSpatialRef(); // a file of its own, which is read when it is asked for
+        const SourceState now(path);
+        if (hasFamily ? m_state.isSameMoment(now) : m_state == now) {
+            return;
+        }
+        if (!hasFamily && attempt == most) { // what is open is whole, but from which of the two moments?
+            m_stamp.reset();
+            return;
+        }
+        if (hasFamily && std::chrono::steady_clock::now() >= deadline) {
+            m_source->fail(QStringLiteral("its files are being changed"));
+        }
+        waitAMoment();
+    }
+}
+
+} // namespace Cartolith::Core::Layers::Internal
