@@ -1,9 +1,8 @@
 #include "LicenceSigner.h"
 
+#include <memory>
 #include <openssl/evp.h>
 #include <openssl/rand.h>
-
-#include <memory>
 #include <stdexcept>
 
 using Cartolith::Core::Licensing::LicenceDocument;

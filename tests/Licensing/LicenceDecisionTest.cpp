@@ -61,17 +61,18 @@ TEST(LicenceDecision, DatesAtTheirEnds) {
     Licence endless = TestLicences::licence();
     endless.expires.reset();
     endless.refreshBy.reset();
-    EXPECT_EQ(LicenceDecision::decide(TestLicences::signedText(endless), circumstancesAt(at("9999-12-31T23:59:59Z"))).until,
-              LicenceVerdict::never);
+    EXPECT_EQ(
+        LicenceDecision::decide(TestLicences::signedText(endless), circumstancesAt(at("9999-12-31T23:59:59Z"))).until,
+        LicenceVerdict::never);
     Licence shortGrace = TestLicences::licence(); // expires within its grace
     shortGrace.expires = *shortGrace.refreshBy + 60;
-    EXPECT_EQ(LicenceDecision::decide(TestLicences::signedText(shortGrace), circumstancesAt(*shortGrace.refreshBy)).until,
-              *shortGrace.expires);
+    EXPECT_EQ(
+        LicenceDecision::decide(TestLicences::signedText(shortGrace), circumstancesAt(*shortGrace.refreshBy)).until,
+        *shortGrace.expires);
     // A clock set back gains nothing, and is noticed from a day on.
     LicenceCircumstances back = circumstancesAt(within);
     back.highestSignedTime = at("2026-06-20T00:00:00Z");
-    const LicenceVerdict verdict =
-        LicenceDecision::decide(TestLicences::signedText(TestLicences::licence()), back);
+    const LicenceVerdict verdict = LicenceDecision::decide(TestLicences::signedText(TestLicences::licence()), back);
     EXPECT_EQ(verdict.state, LicenceState::Expired);
     EXPECT_TRUE(verdict.isClockBehind);
     back.highestSignedTime = within + 86'400;
