@@ -15,6 +15,7 @@ int buffer(const QStringList& arguments);
 int check(const QStringList& arguments);
 int route(const QStringList& arguments);
 int log(const QStringList& arguments);
+int licence(const QStringList& arguments);
 
 QString renderHelp();
 QString infoHelp();
@@ -24,5 +25,6 @@ QString bufferHelp();
 QString checkHelp();
 QString routeHelp();
 QString logHelp();
+QString licenceHelp();
 
 } // namespace Commands

@@ -1,8 +1,10 @@
 #include "PictureFile.h"
 
 #include "Arguments.h"
+#include "LicenceMark.h"
 
 #include <QFileInfo>
+#include <QImage>
 #include <QImageWriter>
 #include <QSaveFile>
 
@@ -16,7 +18,10 @@ void PictureFile::checkName(const QString& command, const QString& path) {
     }
 }
 
-void PictureFile::save(const QImage& image, const QString& path) {
+void PictureFile::save(QImage image, const QString& path) {
+    if (LicenceMark::isNeeded()) {
+        LicenceMark::draw(image);
+    }
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly) ||
         !image.save(&file, QFileInfo(path).suffix().toLatin1().constData()) || !file.commit()) {

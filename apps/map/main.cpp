@@ -32,6 +32,7 @@ const char* const programHelp = R"(cartolith-map: maps from the command line
   cartolith-map check FILE               find what is wrong with the shapes, and mend it
   cartolith-map route FILE -o PICTURE    find and draw a way along streets
   cartolith-map log summary FILE         what a log says; log compare A B: was B slower
+  cartolith-map licence                  the licence of the program, and what it permits
   cartolith-map COMMAND --help           options and examples of a command
   cartolith-map --version
   cartolith-map --log FILE COMMAND ...   append a record of each long step to FILE, tab-separated
@@ -48,10 +49,15 @@ struct Command {
 };
 
 constexpr Command commands[] = {
-    {"render", Commands::render, Commands::renderHelp}, {"info", Commands::info, Commands::infoHelp},
-    {"themes", Commands::themes, Commands::themesHelp}, {"overlay", Commands::overlay, Commands::overlayHelp},
-    {"buffer", Commands::buffer, Commands::bufferHelp}, {"check", Commands::check, Commands::checkHelp},
-    {"route", Commands::route, Commands::routeHelp},    {"log", Commands::log, Commands::logHelp},
+    {"render", Commands::render, Commands::renderHelp},
+    {"info", Commands::info, Commands::infoHelp},
+    {"themes", Commands::themes, Commands::themesHelp},
+    {"overlay", Commands::overlay, Commands::overlayHelp},
+    {"buffer", Commands::buffer, Commands::bufferHelp},
+    {"check", Commands::check, Commands::checkHelp},
+    {"route", Commands::route, Commands::routeHelp},
+    {"log", Commands::log, Commands::logHelp},
+    {"licence", Commands::licence, Commands::licenceHelp},
 };
 
 /// Takes --log FILE, which stands before the command, out of the arguments.

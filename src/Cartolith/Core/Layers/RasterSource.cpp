@@ -1,4 +1,5 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/RasterLicenceInternal.h>
 #include <Cartolith/Core/Layers/RasterSourceInternal.h>
 
 #include <algorithm>
@@ -80,6 +81,7 @@ RasterSource::RasterSource(const QString& path) : m_path(path) {
     if (m_dataset == nullptr) {
         fail(errors.message().isEmpty() ? QStringLiteral("GDAL gives no reason") : errors.message());
     }
+    requireLicence(*m_dataset, path);
     if (m_dataset->GetRasterCount() == 0) {
         const QString inner =
             QString::fromUtf8(m_dataset->GetMetadataItem("SUBDATASET_1_NAME", "SUBDATASETS"));

@@ -1,0 +1,46 @@
+// Licences, revocations, payloads and answers from strangers: what is read and written reads again as the
+// same, and nothing that the test key did not sign permits anything.
+
+#include "FuzzSupport.h"
+
+#include <Cartolith/Core/Licensing/Licence.h>
+#include <Cartolith/Core/Licensing/LicenceDecision.h>
+#include <Cartolith/Core/Licensing/LicenceEnvelope.h>
+
+#include <cstdlib>
+#include <stdexcept>
+
+using namespace Cartolith::Core::Licensing;
+
+namespace {
+
+void require(bool holds) {
+    if (!holds) {
+        std::abort();
+    }
+}
+
+} // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
+    const QByteArray text = Fuzz::bytes(data, size);
+    LicenceCircumstances circumstances;
+    circumstances.keys.trusted = {{QStringLiteral("key"), QByteArray(32, 'k')}};
+    circumstances.revocations = {text};
+    circumstances.now = 1'772'323'200;
+    const LicenceVerdict verdict = LicenceDecision::decide(text, circumstances);
+    require(verdict.features.isEmpty() && verdict.id.isEmpty() && !verdict.reason.isEmpty());
+    require(LicenceDecision::signedTime(text, circumstances.keys) == 0);
+    try {
+        const LicenceEnvelope envelope = LicenceEnvelope::fromJson(text);
+        const LicenceEnvelope again = LicenceEnvelope::fromJson(envelope.toJson());
+        require(again.signedBytes() == envelope.signedBytes() && again.signature() == envelope.signature());
+    } catch (const std::runtime_error&) {
+    }
+    try {
+        const Licence licence = Licence::fromPayload(text);
+        require(Licence::fromPayload(licence.toPayload()) == licence);
+    } catch (const std::runtime_error&) {
+    }
+    return 0;
+}

@@ -1,0 +1,121 @@
+#include <Cartolith/Core/Licensing/LicenceTextInternal.h>
+
+#include <QDateTime>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QSet>
+
+#include <stdexcept>
+#include <vector>
+
+namespace Cartolith::Core::Licensing::Internal {
+
+namespace {
+
+[[noreturn]] void fail(const QString& message) {
+    throw std::runtime_error(message.toStdString());
+}
+
+/// Where the string that starts with the quote at `at` ends: the position behind its closing quote.
+qsizetype stringEnd(const QByteArray& text, qsizetype at) {
+    for (++at; at < text.size() && text[at] != '"'; ++at) {
+        if (text[at] == '\\') {
+            ++at;
+        }
+    }
+    return at + 1;
+}
+
+/// The text has passed the parser, so brackets and quotes pair. A name is a string with a colon behind it.
+bool namesAMemberTwice(const QByteArray& text) {
+    std::vector<QSet<QString>> names;
+    for (qsizetype i = 0; i < text.size();) {
+        const char c = text[i];
+        if (c == '{' || c == '[') {
+            names.emplace_back();
+        } else if (c == '}' || c == ']') {
+            names.pop_back();
+        } else if (c == '"') {
+            const qsizetype end = stringEnd(text, i);
+            qsizetype next = end;
+            while (next < text.size() && QByteArrayView(" \t\r\n").contains(text[next])) {
+                ++next;
+            }
+            if (next < text.size() && text[next] == ':') {
+                const QByteArray list = '[' + text.sliced(i, end - i) + ']';
+                const QString name = QJsonDocument::fromJson(list).array().at(0).toString();
+                if (names.back().contains(name)) {
+                    return true;
+                }
+                names.back().insert(name);
+            }
+            i = end;
+            continue;
+        }
+        ++i;
+    }
+    return false;
+}
+
+} // namespace
+
+QJsonObject strictObject(const QByteArray& text) {
+    if (text.size() > mostBytes) {
+        fail(QStringLiteral("The text is longer than %1 bytes.").arg(mostBytes));
+    }
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(text, &error);
+    if (error.error != QJsonParseError::NoError) {
+        fail(QStringLiteral("The text is no JSON: %1.").arg(error.errorString()));
+    }
+    if (!document.isObject()) {
+        fail(QStringLiteral("The text is no JSON object."));
+    }
+    if (namesAMemberTwice(text)) {
+        fail(QStringLiteral("A member is there twice."));
+    }
+    return document.object();
+}
+
+QString requiredText(const QJsonObject& object, const QString& member) {
+    const QJsonValue value = object.value(member);
+    if (!value.isString()) {
+        fail(QStringLiteral("The member \"%1\" must be a text.").arg(member));
+    }
+    return value.toString();
+}
+
+QByteArray requiredBytes(const QJsonObject& object, const QString& member) {
+    const QByteArray text = requiredText(object, member).toUtf8();
+    const auto decoded = QByteArray::fromBase64Encoding(text, QByteArray::Base64Encoding |
+                                                                  QByteArray::AbortOnBase64DecodingErrors);
+    if (!decoded || decoded.decoded.toBase64() != text) {
+        fail(QStringLiteral("The member \"%1\" must be Base64 with its padding.").arg(member));
+    }
+    return decoded.decoded;
+}
+
+qint64 requiredCount(const QJsonObject& object, const QString& member) {
+    constexpr qint64 largest = (qint64{1} << 53) - 1;
+    const QJsonValue value = object.value(member);
+    const qint64 count = value.toInteger(-1);
+    if (!value.isDouble() || count < 0 || count > largest) {
+        fail(QStringLiteral("The member \"%1\" must be a whole number from 0 to 2^53 - 1.").arg(member));
+    }
+    return count;
+}
+
+std::optional<qint64> parseTime(const QString& text) {
+    const QDateTime time = QDateTime::fromString(text, Qt::ISODate);
+    if (!time.isValid() || time.timeSpec() != Qt::UTC || time.date().year() < 1970 ||
+        timeText(time.toSecsSinceEpoch()) != text) {
+        return std::nullopt;
+    }
+    return time.toSecsSinceEpoch();
+}
+
+QString timeText(qint64 seconds) {
+    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC).toString(Qt::ISODate);
+}
+
+} // namespace Cartolith::Core::Licensing::Internal
