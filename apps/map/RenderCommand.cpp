@@ -200,18 +200,19 @@ void requireAllOrNone(const std::vector<std::unique_ptr<MapLayer>>& layers, cons
 /// The topmost thing at a place.
 QString describeAt(const std::vector<std::unique_ptr<MapLayer>>& layers, const GisShapePoint& lonLat,
                    const CoordinateSystem* system, double tolerance) {
+    GisShapePoint here;
     try {
-        const GisShapePoint here = Projection::fromLonLat(lonLat, system);
-        for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer) {
-            QString found = (*layer)->describeAt(here, tolerance);
-            if (!found.isNull()) {
-                return found;
-            }
-        }
-        return QStringLiteral("nothing here");
+        here = Projection::fromLonLat(lonLat, system);
     } catch (const std::runtime_error&) {
         return QStringLiteral("outside the map's coordinate system");
     }
+    for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer) {
+        QString found = (*layer)->describeAt(here, tolerance);
+        if (!found.isNull()) {
+            return found;
+        }
+    }
+    return QStringLiteral("nothing here");
 }
 
 } // namespace

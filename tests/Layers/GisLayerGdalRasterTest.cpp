@@ -285,6 +285,8 @@ TEST_F(RasterLayer, SaysWhatAPixelHolds) {
             values.begin(), values.end(), [](double value) { return std::isnan(value); }, 0);
         EXPECT_EQ(values, row.expected) << row.x << ' ' << row.y;
     }
+    const auto web = CoordinateSystemFactory::fromEpsg(3857);
+    EXPECT_TRUE(layer.valuesAt({1e300, 0}, web.get()).isEmpty()) << "no place on the earth";
 }
 
 TEST_F(RasterLayer, ReadsEveryTypeAndKnowsWhatHasNoValue) {

@@ -209,7 +209,12 @@ QList<double> GisLayerGdalRaster::valuesAt(const Shapes::GisShapePoint& place,
     Shapes::GisShapePoint here = place;
     if (system != nullptr &&
         !CoordinateSystems::CoordinateSystemFactory::areEquivalent(*system, knownSystem())) {
-        here = CoordinateSystems::CoordinateTransformer(*system, knownSystem()).transform(place);
+        const CoordinateSystems::CoordinateTransformer transformer(*system, knownSystem());
+        try {
+            here = transformer.transform(place);
+        } catch (const std::runtime_error&) {
+            return {}; // not a place that the raster's system reaches
+        }
     }
     const QPointF pixel = inverse->toMap(here.x(), here.y()) + QPointF(0.5, 0.5);
     if (!(pixel.x() >= 0.0 && pixel.x() <= width() && pixel.y() >= 0.0 && pixel.y() <= height())) {

@@ -70,9 +70,10 @@ public:
 
     /// What the pixel at a place holds: a value for each band, NaN where the band has none. The place is in
     /// units of `system`, or of the layer's own when that is null. Empty beside the raster (its edges belong
-    /// to it) and while the layer is closed. Reads the one block that the pixel is in.
-    /// \throws std::runtime_error when the source cannot be read, the place has no coordinates in the layer's
-    /// system, or the layer does not know its own and another one is given
+    /// to it), for a place that has no coordinates in the layer's system, and while the layer is closed.
+    /// Reads the one block that the pixel is in.
+    /// \throws std::runtime_error when the source cannot be read, the two systems cannot be converted, or the
+    /// layer does not know its own and another one is given
     QList<double> valuesAt(const Shapes::GisShapePoint& place,
                            const CoordinateSystems::CoordinateSystem* system = nullptr) const;
 
