@@ -13,8 +13,8 @@ using Cartolith::Core::Symbology::GisClassificationRange;
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr double share = 1.0 / 50.0;        // of a class, that a bound may move by
-constexpr double shareUnseen = 1.0 / 500.0; // where the values are not known
+constexpr double mostMoved = 1.0 / 50.0;        // of a class, that a bound may move by
+constexpr double mostMovedUnseen = 1.0 / 500.0; // where the values are not known
 
 /// Where a bound may lie, ends included.
 struct Room {
@@ -118,7 +118,7 @@ private:
     }
 
     double movable(double width) const {
-        return std::isfinite(width) ? width * (m_values.isEmpty() ? shareUnseen : share) : 0.0;
+        return std::isfinite(width) ? width * (m_values.isEmpty() ? mostMovedUnseen : mostMoved) : 0.0;
     }
 
     double below(double bound) const {

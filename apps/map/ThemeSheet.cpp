@@ -98,9 +98,9 @@ void drawTheme(QPainter& painter, const GisSymbolTheme& theme, const QRectF& til
     drawLandscape(painter, theme, inner.adjusted(0, head, 0, -foot));
 
     // The ramp of areas, and below it that of lines and points.
-    const QRectF strip(inner.left(), inner.bottom() - foot * 0.6, inner.width(), foot * 0.3);
+    const QRectF strip(inner.left(), inner.bottom() - foot * 0.65, inner.width(), foot * 0.3);
     drawRamp(painter, theme.ramp, strip);
-    drawRamp(painter, theme.lineRamp, strip.translated(0, strip.height()));
+    drawRamp(painter, theme.lineRamp, strip.translated(0, foot * 0.35));
 }
 
 } // namespace

@@ -83,6 +83,13 @@ void classify(benchmark::State& state, GisClassificationMethod method, Data data
     }
 }
 
+void optimalClasses(benchmark::State& state, Data data) {
+    const QList<double> values = column(data, state.range(0));
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(GisClassificationEngine::optimalClasses(values, classes));
+    }
+}
+
 void sortAlone(benchmark::State& state) {
     const QList<double> values = column(Data::Uniform, state.range(0));
     for (auto _ : state) {
@@ -129,6 +136,12 @@ BENCHMARK_CAPTURE(classify, natural whole numbers, Method::NaturalBreaks, Data::
 BENCHMARK_CAPTURE(classify, natural evenly spaced, Method::NaturalBreaks, Data::EvenlySpaced)->Apply(sizes);
 BENCHMARK_CAPTURE(classify, natural far from 0, Method::NaturalBreaks, Data::FarFromZero)
     ->Apply(sizesOfFallback);
+BENCHMARK_CAPTURE(optimalClasses, uniform, Data::Uniform)->Apply(sizes);
+BENCHMARK_CAPTURE(optimalClasses, clustered, Data::Clustered)->Apply(sizes);
+BENCHMARK_CAPTURE(optimalClasses, long tail, Data::LongTail)->Apply(sizes);
+BENCHMARK_CAPTURE(optimalClasses, whole numbers, Data::WholeNumbers)->Apply(sizes);
+BENCHMARK_CAPTURE(optimalClasses, evenly spaced, Data::EvenlySpaced)->Apply(sizes);
+BENCHMARK_CAPTURE(optimalClasses, far from 0, Data::FarFromZero)->Apply(sizes);
 BENCHMARK_CAPTURE(plainRecurrence, uniform, Data::Uniform)->Apply(sizesOfPlain);
 BENCHMARK_CAPTURE(plainRecurrence, clustered, Data::Clustered)->Apply(sizesOfPlain);
 BENCHMARK_CAPTURE(plainRecurrence, long tail, Data::LongTail)->Apply(sizesOfPlain);

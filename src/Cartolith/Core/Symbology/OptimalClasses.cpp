@@ -11,9 +11,9 @@ namespace Cartolith::Core::Symbology::Internal {
 namespace {
 
 /// The best sums of the values up to each position, in one class more with every layer.
-class Layers {
+class LayeredSums {
 public:
-    Layers(const std::vector<double>& values, const std::vector<double>& weights)
+    LayeredSums(const std::vector<double>& values, const std::vector<double>& weights)
         : m_deviations(values, weights), m_least(values.size()) {
         for (std::size_t last = 0; last < values.size(); ++last) {
             m_least[last] = m_deviations.of(0, last);
@@ -77,7 +77,7 @@ std::vector<std::size_t> optimalClasses(const std::vector<double>& values, const
     if (k == 1) {
         return result;
     }
-    Layers layers(values, weights);
+    LayeredSums layers(values, weights);
     std::vector<std::vector<std::uint32_t>> begins;
     for (std::size_t classes = 2; classes < k; ++classes) {
         begins.push_back(layers.next(classes));
