@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <functional>
 #include <limits>
 #include <stdexcept>
@@ -115,8 +116,68 @@ TEST(ShapeCheck, FindsAndFixes) {
     EXPECT_EQ(textOf(GisTopology().CheckShape(GisShapePoint())), "");
 }
 
+/// What a ring goes round, by strips between the heights of vertices and crossings: no code of the library.
+double enclosedArea(const Part& ring) {
+    std::vector<double> heights;
+    for (int i = 1; i < ring.size(); ++i) {
+        heights.push_back(ring[i].y());
+        for (int j = 1; j < i; ++j) {
+            const GisShapePoint r(ring[i].x() - ring[i - 1].x(), ring[i].y() - ring[i - 1].y());
+            const GisShapePoint s(ring[j].x() - ring[j - 1].x(), ring[j].y() - ring[j - 1].y());
+            const GisShapePoint d(ring[j - 1].x() - ring[i - 1].x(), ring[j - 1].y() - ring[i - 1].y());
+            const double t = (d.x() * s.y() - d.y() * s.x()) / (r.x() * s.y() - r.y() * s.x());
+            if (t > 0 && t < 1) {
+                heights.push_back(ring[i - 1].y() + t * r.y());
+            }
+        }
+    }
+    std::sort(heights.begin(), heights.end());
+    double area = 0;
+    for (std::size_t k = 1; k < heights.size(); ++k) {
+        const double y = (heights[k - 1] + heights[k]) / 2;
+        std::vector<std::pair<double, int>> crossings;
+        for (int i = 1; i < ring.size(); ++i) {
+            const GisShapePoint &a = ring[i - 1], &b = ring[i];
+            if ((a.y() > y) != (b.y() > y)) {
+                crossings.emplace_back(a.x() + (b.x() - a.x()) * (y - a.y()) / (b.y() - a.y()), b.y() > y ? 1 : -1);
+            }
+        }
+        std::sort(crossings.begin(), crossings.end());
+        int winding = 0;
+        for (std::size_t i = 1; i < crossings.size(); ++i) {
+            winding += crossings[i - 1].second;
+            area += winding == 0 ? 0 : (crossings[i].first - crossings[i - 1].first) * (heights[k] - heights[k - 1]);
+        }
+    }
+    return area;
+}
+
+/// GEOS leaves out up to 95 % by structure, and by lines adds what lies between edges gone over twice.
+TEST(ShapeCheck, KeepsWhatARingGoesRound) {
+    QList<Part> rings{{{3, 0}, {2, 4}, {6, 6}, {0, 3}, {0, 4}, {4, 3}, {3, 0}},
+                      {{1, 1}, {6, 0}, {7, 4}, {2, 3}, {6, 7}, {3, 5}, {1, 1}},
+                      {{7, 5}, {5, 1}, {8, 7}, {3, 2}, {6, 2}, {6, 6}, {7, 5}}};
+    Random random;
+    for (int i = 0; i < 3825; ++i) {
+        rings.append(random.walk(6, true));
+        for (GisShapePoint& p : rings.last()) {
+            p = GisShapePoint(std::fabs(p.x()), std::fabs(p.y()));
+        }
+        rings.last().append(GisShapePoint(rings.last().constFirst()));
+    }
+    for (Part& ring : rings) {
+        for (GisShapePoint& p : ring) {
+            p = GisShapePoint(p.x() / 3, p.y() / 3);
+        }
+        const double area = enclosedArea(ring);
+        const auto shape = shapeOfParts<GisShapePolygon>({ring});
+        ASSERT_NEAR(GisTopology::Area(*GisTopology().FixShape(*shape).shape), area, 1e-9 * area + 1e-12)
+            << "seed " << seed() << shape->toWkt().toStdString();
+    }
+}
+
 /// The area is that of the rings fixed one by one and united.
-TEST(ShapeCheck, FixesRingByRingWhatGeosGivesUpOn) {
+TEST(ShapeCheck, FixesWhatGeosGivesUpOn) {
     const struct {
         QList<Part> parts;
         double divisor;
@@ -148,7 +209,8 @@ TEST(ShapeCheck, FixesRingByRingWhatGeosGivesUpOn) {
 TEST(ShapeCheck, OfAnySize) {
     for (const double size : {1e200, 1e307, 1e100, 1.0, 1e-160, 1e-310}) {
         SCOPED_TRACE(size);
-        const auto bowTie = shapeOfParts<GisShapePolygon>({{{0, 0}, {4 * size, 4 * size}, {4 * size, 0}, {0, 4 * size}}});
+        const auto bowTie =
+            shapeOfParts<GisShapePolygon>({{{0, 0}, {4 * size, 4 * size}, {4 * size, 0}, {0, 4 * size}}});
         const auto found = GisTopology().CheckShape(*bowTie);
         EXPECT_EQ(textOf(found), "3@0:3 6@0:0");
         EXPECT_TRUE(found[1].place.x() == 2 * size && found[1].place.y() == 2 * size);

@@ -68,7 +68,9 @@ void addTouching(Structure& all, const Part& around, int depth, int deepest, Ran
     for (int i = 0; i < 3; ++i) {
         const int edge = (first + i) % corners;
         GisShapePoint p = between(around[edge], around[edge + 1],
-                                  random.whole(0, 4) == 0 ? 0 : random.whole(0, 2) == 0 ? 0.5 : random.between(0.2, 0.8));
+                                  random.whole(0, 4) == 0   ? 0
+                                  : random.whole(0, 2) == 0 ? 0.5
+                                                            : random.between(0.2, 0.8));
         if (i >= touching) {
             p = between(p, middle, random.between(0.1, 0.5));
         } else {
@@ -97,8 +99,7 @@ TEST(Nesting, KnownStructures) {
          510.775, 1},
         {"triangles that touch", "(3 5,3.5 3,5 4,3 5),(3.35 3.6,3.05 3.5,3.05 3.4,3.35 3.6)", 1.765, 2},
         {"all vertices on the shell", std::string(square) + ",(0 4,4 0,9 4,4 9,0 4)", 81 - 40.5, 1},
-        {"all vertices on the shell, outside",
-         "(0 0,9 0,9 9,8 9,8 1,1 1,1 9,0 9,0 0),(1 9,8 9,4.5 5,1 9)", 25 + 14, 2},
+        {"all vertices on the shell, outside", "(0 0,9 0,9 9,8 9,8 1,1 1,1 9,0 9,0 0),(1 9,8 9,4.5 5,1 9)", 25 + 14, 2},
         {"a shell in the bay of another", "(0 0,9 0,9 9,8 9,8 1,1 1,1 9,0 9,0 0),(2 2,7 2,7 8,2 8,2 2)", 25 + 30, 2},
         {"along two edges", std::string(square) + ",(0 0,5 0,5 5,0 5,0 0)", 81 - 25, 1},
         {"neighbours along an edge", std::string(square) + ",(9 0,18 0,18 9,9 9,9 0)", 162, 2},
@@ -108,8 +109,8 @@ TEST(Nesting, KnownStructures) {
         {"a hole in what is there twice", std::string(square) + "," + square + ",(1 1,2 1,2 2,1 2,1 1)", 161, 2},
         {"most of a ring", std::string(square) + ",(1 -1,2 -1,2 5,1 5,1 -1)", 81 - 6, 1},
         {"less than half of it", std::string(square) + ",(1 -6,2 -6,2 5,1 5,1 -6)", 81 + 11, 2},
-        {"out of the box by an ulp",
-         std::string(square) + ",(-5e-324 3,3 2,9.0000000000000018 3,3 4,-5e-324 3)", 81 - 9, 1},
+        {"out of the box by an ulp", std::string(square) + ",(-5e-324 3,3 2,9.0000000000000018 3,3 4,-5e-324 3)",
+         81 - 9, 1},
         {"thinner than rounding",
          "(1e9 1e9,1000000009 1e9,1000000009 1000000009,1e9 1000000009,1e9 1e9),(1000000001 1000000001,"
          "1000000001.0000002 1000000002,1000000001 1000000003,1000000001 1000000001)",
@@ -123,7 +124,8 @@ TEST(Nesting, KnownStructures) {
         EXPECT_NEAR(GisTopology::Area(*polygon), row.area, 1e-9 * row.area);
         const auto oriented = GisTopology::OrientRings(static_cast<const GisShapePolygon&>(*polygon));
         const auto isShell = [](const Part& ring) {
-            return geometryOf(*shapeOfParts<GisShapePolygon>({ring}))->toPolygon()->getExteriorRing()->isClockwise() == 0;
+            return geometryOf(*shapeOfParts<GisShapePolygon>({ring}))->toPolygon()->getExteriorRing()->isClockwise() ==
+                   0;
         };
         EXPECT_EQ(std::count_if(oriented->parts().begin(), oriented->parts().end(), isShell), row.shells);
     }
@@ -135,7 +137,7 @@ TEST(Nesting, OfRingsThatTouch) {
     Random random;
     const GisTopology topology;
     int invalid = 0;
-    for (int round = 0; round < 3000; ++round) {
+    for (int round = 0; round < 2000; ++round) {
         const double x = round % 3 == 0 ? 0 : random.between(-1e6, 1e6);
         Part shell = random.walk(3, false);
         for (GisShapePoint& p : shell) {
@@ -165,7 +167,7 @@ TEST(Nesting, OfRingsThatTouch) {
                       2,
                   1);
     }
-    EXPECT_GT(invalid, 50);
+    EXPECT_GT(invalid, 30);
 }
 
 Part squareOf(double x, double y, double side) {
@@ -208,7 +210,7 @@ TEST(Nesting, OfManyRings) {
          }},
         {"slanted strips",
          [](Structure& all) {
-             for (int i = 0; i < side * side; ++i) {
+             for (int i = 0; i < 20 * side; ++i) {
                  const double x = i * 0.05;
                  const double length = 100 + i % 97;
                  all.add({{x, 0}, {x + 0.02, 0}, {x + 0.02 + length, length}, {x + length, length}, {x, 0}}, 0);

@@ -7,11 +7,15 @@ namespace Cartolith::Core::Shapes::Internal {
 
 namespace {
 
+/// Rings around one middle go by their areas, so that a node has similar ones.
 struct Keyed {
     double key;
+    double area;
     int item;
 
-    bool operator<(const Keyed& other) const noexcept { return key < other.key; }
+    bool operator<(const Keyed& other) const noexcept {
+        return key < other.key || (key == other.key && area < other.area);
+    }
 };
 
 } // namespace
@@ -21,7 +25,7 @@ RingBoxTree::RingBoxTree(std::vector<Item> items) : m_items(std::move(items)) {
         std::vector<Keyed> order;
         order.reserve(m_items.size());
         for (const Item& item : m_items) {
-            order.push_back({item.box.middleX(), static_cast<int>(order.size())});
+            order.push_back({item.box.middleX(), item.area, static_cast<int>(order.size())});
         }
         std::sort(order.begin(), order.end());
         const double columns = std::sqrt(static_cast<double>(m_items.size()) / fanOut);

@@ -50,6 +50,14 @@ int RingEdges::winding(double x, double y) {
     return count;
 }
 
+bool RingEdges::isAround(double x, double y) {
+    bool isOdd = false;
+    visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
+        isOdd ^= crossesLine(a, b, y) && crossingWithLine(a, b, y) < x;
+    });
+    return isOdd;
+}
+
 const std::vector<double>& RingEdges::crossingsAt(double y) {
     m_crossings.clear();
     visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
@@ -94,13 +102,20 @@ RingChords::RingChords(const QList<GisShapePoint>& ring, double scale) : m_ring(
     const double step =
         top->y() / static_cast<double>(m_lines.size()) - bottom->y() / static_cast<double>(m_lines.size());
     RingEdges edges(ring);
+    double longest = 0.0;
     for (std::size_t i = 0; i < m_lines.size(); ++i) {
         Line& line = m_lines[i];
         line.y = bottom->y() + step * (static_cast<double>(i) + 0.3819660112501051);
         line.crossings = edges.crossingsAt(line.y);
         line.length = 0.0;
         for (std::size_t k = 1; k < line.crossings.size(); k += 2) {
-            line.length += line.crossings[k] - line.crossings[k - 1];
+            const double length = line.crossings[k] - line.crossings[k - 1];
+            line.length += length;
+            if (i == m_lines.size() / 2 && length > longest) {
+                longest = length;
+                m_middleX = line.crossings[k - 1] / 2 + line.crossings[k] / 2;
+                m_middleY = line.y;
+            }
         }
         m_length += line.length;
     }
@@ -110,6 +125,9 @@ bool RingChords::lieIn(RingEdges& outer, double largest) const {
     // A crossing is wrong by some 2^-51 of the largest coordinate, and there may be many on a line.
     if (!(m_length > 0x1p-36 * largest)) {
         return verticesLieIn(outer);
+    }
+    if (!outer.isAround(m_middleX, m_middleY)) {
+        return false;
     }
     double inside = 0.0;
     double left = m_length;

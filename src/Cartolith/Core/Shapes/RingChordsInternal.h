@@ -48,6 +48,9 @@ public:
     /// How many times the ring goes round a place that is not on it, counterclockwise less clockwise.
     int winding(double x, double y);
 
+    /// Whether the place, which is not near the ring, lies in it by the even-odd rule.
+    bool isAround(double x, double y);
+
     /// Where the line crosses the ring, in order.
     const std::vector<double>& crossingsAt(double y);
 
@@ -101,9 +104,9 @@ private:
     std::vector<double> m_crossings;
 };
 
-/// Whether a ring lies in another: most of it, by the length of its chords on a few horizontal lines. So
-/// rounding that moves a vertex across the other ring does not count. Where the ring is so thin that rounding
-/// changes the chords themselves, its vertices decide, by exact orientation.
+/// Whether a ring lies in another: the middle of its longest chord halfway up, and most of its chords on a
+/// few horizontal lines. So rounding that moves a vertex across the other ring does not count. Where the ring
+/// is so thin that rounding changes the chords themselves, its vertices decide, by exact orientation.
 class RingChords {
 public:
     /// The scale, a power of two, brings the coordinates to a size whose products neither overflow nor
@@ -126,6 +129,8 @@ private:
     double m_scale;
     std::array<Line, 7> m_lines;
     double m_length = 0.0;
+    double m_middleX = 0.0; ///< of the longest chord halfway up
+    double m_middleY = 0.0;
 };
 
 } // namespace Cartolith::Core::Shapes::Internal

@@ -13,15 +13,15 @@ using Ring = QList<GisShapePoint>;
 /// first, followed by its holes, which run clockwise. Shells and what follows them keep their order.
 ///
 /// What a ring is shows in how many others are around it: an even number makes a shell, an odd one a hole of
-/// the smallest of them. A ring is around a smaller one when most of the smaller one lies in it (RingChords)
-/// and the middle of the smaller one's box in its box; whatever is around it is around the smaller one, too.
-/// So it does not matter where rings touch, nor that rounding has moved a vertex across an edge; of rings
-/// that overlap, the smaller counts as lying within when more than half of it does. Equal rings are not
-/// around each other, however they are stored. Rings that enclose nothing and those with a vertex that is not
-/// finite are shells and keep their direction; rings without a vertex are left out.
+/// the smallest of them. A ring is around a smaller one when the smaller one lies in it (RingChords) and the
+/// middle of the smaller one's box in its box; whatever is around it is around the smaller one, too. So it
+/// does not matter where rings touch, nor that rounding has moved a vertex across an edge; of rings that
+/// overlap, the smaller counts as lying within when about half of it or more does. Equal rings are not around
+/// each other, however they are stored. Rings that enclose nothing and those with a vertex that is not finite
+/// are shells and keep their direction; rings without a vertex are left out.
 ///
-/// n log n for n vertices, and a look at the edges at seven heights for each pair of rings of which the boxes
-/// are nested and the areas are not.
+/// n log n for n vertices, and a look at the edges of the larger ring at one height, which an index finds,
+/// for each pair of rings of which the boxes are nested and the areas are not.
 QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings);
 
 /// How many others are around each ring; 0 for one without a vertex.

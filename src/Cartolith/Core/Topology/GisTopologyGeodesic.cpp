@@ -143,11 +143,11 @@ double GisTopology::GeodesicArea(const GisShape& shape, const CoordinateSystem& 
         return std::numeric_limits<double>::quiet_NaN();
     }
     Internal::CompensatedSum sum;
-    for (const QList<Ring>& shellAndHoles : Shapes::Internal::shellsWithHoles(onEllipsoid.parts())) {
-        for (const Ring& ring : shellAndHoles) {
-            const double area = std::fabs(onEllipsoid.measure(ring).area);
-            sum.add(&ring == &shellAndHoles.constFirst() ? area : -area);
-        }
+    const QList<Ring>& rings = onEllipsoid.parts();
+    const QList<int> depths = Shapes::Internal::nestingDepths(rings);
+    for (qsizetype i = 0; i < rings.size(); ++i) {
+        const double area = std::fabs(onEllipsoid.measure(rings[i]).area);
+        sum.add(depths[i] % 2 == 0 ? area : -area);
     }
     return sum.value();
 }

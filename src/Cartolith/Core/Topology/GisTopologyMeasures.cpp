@@ -156,11 +156,10 @@ double GisTopology::Area(const GisShape& shape) {
         return std::fabs(Internal::signedArea(rings.constFirst()));
     }
     Internal::CompensatedSum sum;
-    for (const QList<Ring>& shellAndHoles : Shapes::Internal::shellsWithHoles(rings)) {
-        for (const Ring& ring : shellAndHoles) {
-            const double area = std::fabs(Internal::signedArea(ring));
-            sum.add(&ring == &shellAndHoles.constFirst() ? area : -area);
-        }
+    const QList<int> depths = Shapes::Internal::nestingDepths(rings);
+    for (qsizetype i = 0; i < rings.size(); ++i) {
+        const double area = std::fabs(Internal::signedArea(rings[i]));
+        sum.add(depths[i] % 2 == 0 ? area : -area);
     }
     return sum.value();
 }

@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -55,7 +56,32 @@ public:
         ++m_polygons;
     }
 
-    /// To be called when all are added.
+    void addAll(const OGRGeometry& geometry) {
+        if (wkbFlatten(geometry.getGeometryType()) == wkbPolygon) {
+            add(*geometry.toPolygon());
+        } else if (wkbFlatten(geometry.getGeometryType()) == wkbMultiPolygon) {
+            for (const OGRPolygon* polygon : *geometry.toMultiPolygon()) {
+                add(*polygon);
+            }
+        }
+    }
+
+    Shapes::GisExtent extent() const {
+        QList<Ring> rings;
+        for (const Member& member : m_rings) {
+            rings.append(member.vertices);
+        }
+        return Shapes::Internal::extentOfParts(rings);
+    }
+
+    void addCrossings(double y, std::vector<double>& crossings) {
+        for (Shapes::Internal::RingEdges& edges : m_edges) {
+            const std::vector<double>& more = edges.crossingsAt(y);
+            crossings.insert(crossings.end(), more.begin(), more.end());
+        }
+    }
+
+    /// To be called when all are added, before any question.
     void prepare() {
         std::vector<RingBoxTree::Item> items;
         m_edges.reserve(m_rings.size());
@@ -96,30 +122,73 @@ private:
     int m_polygons = 0;
 };
 
+/// How much of some horizontal lines only one of the two covers, as a share of what the first covers.
+double difference(Cover& wanted, const OGRGeometry& found) {
+    Cover cover;
+    cover.addAll(found);
+    cover.prepare();
+    constexpr int lines = 64;
+    const Shapes::GisExtent extent = wanted.extent();
+    const double step = (extent.yMax() - extent.yMin()) / lines;
+    double covered = 0.0;
+    double different = 0.0;
+    std::vector<double> places;
+    for (int i = 0; i < lines; ++i) {
+        const double y = extent.yMin() + (i + 0.3819660112501051) * step; // where grids have no edges
+        places.clear();
+        wanted.addCrossings(y, places);
+        cover.addCrossings(y, places);
+        std::sort(places.begin(), places.end());
+        for (std::size_t k = 1; k < places.size(); ++k) {
+            const double length = places[k] - places[k - 1];
+            const double middle = places[k - 1] / 2 + places[k] / 2;
+            const bool isWanted = wanted.holds(middle, y);
+            covered += isWanted ? length : 0.0;
+            different += isWanted != cover.holds(middle, y) ? length : 0.0;
+        }
+    }
+    return different / covered;
+}
+
 /// Areas made valid. Each operation is followed by a look at whether it was stopped, which looks like a
 /// failure.
 class AreaMaker {
 public:
     explicit AreaMaker(const GisTopology& topology) : m_interrupt(topology) {}
 
-    /// By structure, unless that leaves out what the faces of the rings' lines have, or has more. Null when
-    /// GEOS fails. \throws Stopped
+    /// By structure, unless the faces of the rings' lines have another area: then what differs least from
+    /// what the rings cover. Null when GEOS fails. \throws Stopped
     GeometryPtr make(const OGRGeometry& geometry) const {
         GeometryPtr valid = madeValid(geometry, ValidMethod::Structure);
         m_interrupt.check();
-        std::vector<GeometryPtr> faces = facesOf(geometry);
+        Cover wanted;
+        wanted.addAll(geometry);
+        wanted.prepare();
+        std::vector<GeometryPtr> faces = facesOf(geometry, wanted);
         double area = 0.0;
         for (const GeometryPtr& face : faces) {
             area += areaOf(*face);
         }
         constexpr double share = 1e-9; // rounded crossings make less of a difference
-        if (!faces.empty() && (valid == nullptr || std::fabs(areaOf(*valid) - area) > share * area)) {
-            if (GeometryPtr united = unionOf(std::move(faces))) {
-                valid = std::move(united);
-            }
+        if (valid != nullptr && std::fabs(areaOf(*valid) - area) <= share * area) {
+            return valid;
         }
-        if (valid == nullptr) {
-            valid = madeValid(geometry, ValidMethod::Lines);
+        double least =
+            valid == nullptr ? std::numeric_limits<double>::infinity() : difference(wanted, *valid);
+        const auto offer = [&](GeometryPtr other) {
+            if (other == nullptr) {
+                return;
+            }
+            if (const double its = difference(wanted, *other); valid == nullptr || its + share < least) {
+                valid = std::move(other);
+                least = its;
+            }
+        };
+        if (!faces.empty()) {
+            offer(unionOf(std::move(faces)));
+        }
+        if (!(least <= share)) {
+            offer(madeValid(geometry, ValidMethod::Lines));
             m_interrupt.check();
         }
         return valid;
@@ -136,11 +205,9 @@ private:
     }
 
     /// The pieces into which the rings cut the plane and which they cover; none when GEOS fails.
-    std::vector<GeometryPtr> facesOf(const OGRGeometry& geometry) const {
-        Cover cover;
+    std::vector<GeometryPtr> facesOf(const OGRGeometry& geometry, Cover& wanted) const {
         OGRMultiLineString lines;
-        const auto add = [&](const OGRPolygon& polygon) {
-            cover.add(polygon);
+        const auto add = [&lines](const OGRPolygon& polygon) {
             for (const OGRLinearRing* ring : polygon) {
                 lines.addGeometryDirectly(new OGRLineString(*ring));
             }
@@ -163,7 +230,6 @@ private:
         if (all == nullptr) {
             return faces;
         }
-        cover.prepare();
         OGRGeometryCollection& collection = *all->toGeometryCollection();
         for (int i = collection.getNumGeometries() - 1; i >= 0; --i) {
             GisShapePolygon face;
@@ -171,7 +237,7 @@ private:
                 face.parts().append(verticesOf(*ring));
             }
             const Shapes::GisShapePoint inside = GisTopology::PointOnSurface(face);
-            if (cover.holds(inside.x(), inside.y())) {
+            if (wanted.holds(inside.x(), inside.y())) {
                 faces.emplace_back(collection.getGeometryRef(i));
                 collection.removeGeometry(i, FALSE);
             }

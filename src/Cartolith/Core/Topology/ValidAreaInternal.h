@@ -11,9 +11,10 @@ struct ValidArea {
 };
 
 /// What rings cover that cross each other, by GEOS: each ring covers what it goes round, shells are joined,
-/// holes taken out. By its repair by structure, and where that has another area, because it left out a piece
-/// or a hole, by the pieces into which the rings cut the plane. Where GEOS can do neither, the area that their
-/// lines make, in which what is covered twice is not covered. \throws Stopped
+/// holes taken out. By its repair by structure; but where the pieces into which the rings cut the plane have
+/// another area, because GEOS left out a piece or a hole, that one of its repair by structure, the union of
+/// the pieces and, should both be wrong, its repair by lines that differs least from what the rings cover.
+/// \throws Stopped
 ValidArea validArea(const QList<Shapes::Internal::Ring>& rings, const GisTopology& topology);
 
 } // namespace Cartolith::Core::Topology::Internal
