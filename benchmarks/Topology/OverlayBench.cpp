@@ -1,6 +1,8 @@
 // Overlay by both engines beside plain GEOS and Boost.Geometry on the same polygons, what the check costs
 // beside it, and the union of many. Times are for one pair; the pairs of a set take turns.
 
+#include "../../tests/Topology/OverlayPairs.h"
+
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 
@@ -133,6 +135,33 @@ const Data& neighbours() {
                     result.pairs.emplace_back(&a, &b);
                 }
             }
+        }
+        return result;
+    }();
+    return data;
+}
+
+/// A thousand parcels of 5 to 200 m, each with the county on whose edge it lies.
+const Data& parcels() {
+    static const Data data = [] {
+        constexpr double metresPerDegree = 111'320.0;
+        pairs::Polygons inMetres;
+        for (const GisShape* shape : counties()) {
+            inMetres.emplace_back(static_cast<GisShapePolygon*>(shape->clone().release()));
+            for (QList<GisShapePoint>& ring : inMetres.back()->parts()) {
+                for (GisShapePoint& vertex : ring) {
+                    vertex = GisShapePoint(metresPerDegree * vertex.x(), metresPerDegree * vertex.y());
+                }
+            }
+        }
+        std::mt19937_64 random(20260117);
+        const pairs::DataSet set = pairs::parcels(QString(), std::move(inMetres), 1000, random);
+        Data result;
+        for (const auto& polygon : set.polygons) {
+            result.entries.emplace_back(*polygon);
+        }
+        for (const auto& [i, j] : set.pairs) {
+            result.pairs.emplace_back(&result.entries[i], &result.entries[j]);
         }
         return result;
     }();
@@ -306,6 +335,7 @@ void geosUnary(benchmark::State& state) {
 
 const bool added = [] {
     addPairs("neighbours", neighbours, false);
+    addPairs("parcels", parcels, false);
     addPairs("coasts", coasts, false);
     addPairs("stars", stars, true);
     for (const int count : {100, 400}) {

@@ -54,15 +54,15 @@ struct Counts {
 };
 
 long double areaOf(const Shapes::GisShape& result) {
-    return plain::areaByNesting(dynamic_cast<const GisShapePolygon&>(result));
+    return plain::edgesByNesting(dynamic_cast<const GisShapePolygon&>(result)).area;
 }
 
 /// By the integral, because GEOS does not always survive two geometries that are nearly the same.
 bool isMisplaced(const Shapes::GisShape& result, const reference::Geometry& expected, long double allowed) {
-    const reference::Operand own(dynamic_cast<const GisShapePolygon&>(result));
+    const plain::Edges own = plain::edgesByNesting(dynamic_cast<const GisShapePolygon&>(result));
     const plain::Edges right = reference::edgesOf(expected.get());
-    return own.edges.edges.size() * right.edges.size() < 4'000'000 &&
-           own.edges.area + right.area - 2 * plain::commonArea(own.edges, right) > allowed;
+    return own.edges.size() * right.edges.size() < 4'000'000 &&
+           own.area + right.area - 2 * plain::commonArea(own, right) > allowed;
 }
 
 class Progress {
@@ -175,7 +175,7 @@ Polygons polygonsOf(Layers::GisLayerOgrVector& layer, bool inMetres) {
 std::vector<std::pair<std::size_t, std::size_t>> neighbours(const Polygons& polygons, std::size_t limit) {
     std::vector<reference::Geometry> geometries;
     for (const auto& polygon : polygons) {
-        geometries.push_back(reference::geometryOf(*polygon, true));
+        geometries.push_back(reference::geometryOf(*polygon));
     }
     std::vector<std::pair<std::size_t, std::size_t>> found;
     for (std::size_t i = 0; i < polygons.size(); ++i) {

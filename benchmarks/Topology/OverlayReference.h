@@ -41,7 +41,7 @@ inline Geometry madeValid(const GEOSGeometry* geometry) {
 }
 
 /// Shells and holes told apart by GDAL; made valid if it is not.
-inline Geometry geometryOf(const GisShapePolygon& polygon, bool makeValid) {
+inline Geometry geometryOf(const GisShapePolygon& polygon) {
     std::vector<OGRGeometry*> rings;
     for (const QList<GisShapePoint>& part : polygon.parts()) {
         auto ring = std::make_unique<OGRLinearRing>();
@@ -59,7 +59,7 @@ inline Geometry geometryOf(const GisShapePolygon& polygon, bool makeValid) {
     const std::unique_ptr<OGRGeometry> nested(OGRGeometryFactory::organizePolygons(
         rings.data(), static_cast<int>(rings.size()), &isValid, nullptr));
     Geometry geometry(nested->exportToGEOS(geos));
-    if (makeValid && GEOSisValid_r(geos, geometry.get()) != 1) {
+    if (GEOSisValid_r(geos, geometry.get()) != 1) {
         geometry = madeValid(geometry.get());
     }
     return geometry;
@@ -120,7 +120,7 @@ inline Geometry overlay(const GEOSGeometry* a, const GEOSGeometry* b, GisTopolog
 /// A polygon in the forms that are needed.
 struct Operand {
     explicit Operand(const GisShapePolygon& polygon)
-        : geometry(geometryOf(polygon, true)), edges(edgesOf(geometry.get())) {}
+        : geometry(geometryOf(polygon)), edges(edgesOf(geometry.get())) {}
 
     Geometry geometry;
     plain::Edges edges;

@@ -329,7 +329,7 @@ struct PlainOverlay {
     bool isWrong(const GisShape& result, Type type, double share) const {
         const double reach = std::max(m_a.reach(), m_b.reach());
         const long double rounding = (std::nextafter(reach, infinity) - reach) * (m_a.length + m_b.length);
-        const long double area = plain::areaByNesting(dynamic_cast<const GisShapePolygon&>(result));
+        const long double area = plain::edgesByNesting(dynamic_cast<const GisShapePolygon&>(result)).area;
         return !(std::fabs(area - this->area(type)) <= share * std::min(m_a.area, m_b.area) + rounding);
     }
 

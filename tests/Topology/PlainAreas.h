@@ -90,21 +90,22 @@ inline long double commonArea(const Edges& a, const Edges& b) {
 
 /// By nesting: a ring lies in those that hold most of its area, as rings that touch may be rounded across each
 /// other.
-inline long double areaByNesting(const GisShapePolygon& polygon) {
+inline Edges edgesByNesting(const GisShapePolygon& polygon) {
     std::vector<Edges> rings(static_cast<std::size_t>(polygon.parts().size()));
     for (std::size_t i = 0; i < rings.size(); ++i) {
         rings[i].addRing(polygon.parts()[static_cast<qsizetype>(i)], false);
     }
-    long double area = 0.0L;
-    for (const Edges& inner : rings) {
+    Edges all;
+    for (std::size_t i = 0; i < rings.size(); ++i) {
+        const Edges& inner = rings[i];
         bool isHole = false;
         for (const Edges& outer : rings) {
             isHole =
                 isHole != (outer.area > inner.area && outer.meets(inner) && commonArea(inner, outer) > inner.area / 2);
         }
-        area += isHole ? -inner.area : inner.area;
+        all.addRing(polygon.parts()[static_cast<qsizetype>(i)], isHole);
     }
-    return area;
+    return all;
 }
 
 } // namespace plain
