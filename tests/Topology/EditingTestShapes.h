@@ -76,6 +76,17 @@ inline Geometry geometryOf(const GisShape& shape) {
     return Geometry(geometry);
 }
 
+/// A ring that goes to and fro between two circles.
+inline Part spikes(int count, double inner, double outer) {
+    Part ring;
+    for (int i = 0; i < 2 * count; ++i) {
+        const double r = i % 2 == 0 ? outer : inner;
+        ring.append(GisShapePoint(r * std::cos(M_PI * i / count), r * std::sin(M_PI * i / count)));
+    }
+    ring.append(GisShapePoint(ring.constFirst()));
+    return ring;
+}
+
 class Random {
 public:
     double between(double low, double high) { return std::uniform_real_distribution<>(low, high)(m_engine); }
