@@ -23,8 +23,9 @@ const char* const logText = R"(cartolith-map log: what a log says, and whether o
 summary prints for each channel and event how many records, warnings and errors there are, and count, total, least,
 median, 95th percentile and largest of the elapsed times and of the fields that are numbers.
 
-compare sets the events of two logs side by side: the ratio of the medians of their times, the noise in it, and whether
-the candidate is faster, slower or the same. Fewer than seven times on a side say nothing.
+compare sets the events of two logs side by side: the medians of their times, how many milliseconds the candidate is
+slower, the range in which that lies, and whether it is faster, slower or the same. What counts are processes, each with
+the median of its times: run the work ten times for each log, all into one file. Fewer than seven say nothing.
 
   -o, --output OUT          write the table to a file too, tab-separated for a name ending in .tsv, else aligned
 

@@ -1,3 +1,4 @@
+#include "LogRuns.h"
 #include "TestSeed.h"
 
 #include <Cartolith/Core/Common/Logger.h>
@@ -10,6 +11,8 @@
 #include <QThread>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <array>
 #include <atomic>
 #include <csignal>
 #include <random>
@@ -310,7 +313,7 @@ TEST(LogSummary, CountsBadLinesAndKeepsSeriesOfNumbers) {
     EXPECT_EQ(draw.elapsed.total(), 210);
     EXPECT_EQ(draw.elapsed.median(), 10.5);
     EXPECT_EQ(draw.elapsed.quantile(0.95), 19);
-    EXPECT_EQ(draw.elapsed.medianInterval(), std::pair(4.0, 17.0));
+    EXPECT_EQ(draw.elapsed.processMedians().size(), 20); // the sequence is 1 in each
     EXPECT_EQ(draw.numbers.keys(), QStringList{"shapes"});
     EXPECT_EQ(summary.table().size(), 4);
 
@@ -341,9 +344,10 @@ TEST(LogComparison, TellsDifferencesFromNoise) {
     const Case cases[] = {
         {{100, 101, 99, 100, 102, 99, 100}, {120, 121, 119, 120, 118, 119, 120}, Verdict::Slower},
         {{120, 121, 119, 120, 118, 119, 120}, {100, 101, 99, 100, 102, 99, 100}, Verdict::Faster},
-        {{100, 101, 99, 100, 102, 99, 100}, {103, 104, 102, 103, 103, 103, 103}, Verdict::Same}, // below 5 %
-        {{60, 100, 140, 90, 110, 80, 99}, {80, 120, 160, 110, 130, 100, 119}, Verdict::Same},    // within the noise
-        {{0, 0, 0, 0, 50, 50, 50}, {50, 50, 50, 50, 0, 0, 0}, Verdict::Same},                    // two modes
+        {{100, 101, 99, 100, 102, 99, 100}, {103, 104, 102, 103, 103, 103, 103}, Verdict::Slower},
+        {{200, 201, 199, 200, 202, 199, 200}, {203, 204, 202, 203, 203, 203, 203}, Verdict::Same}, // below 2 %
+        {{60, 100, 140, 90, 110, 80, 99}, {80, 120, 160, 110, 130, 100, 119}, Verdict::Same},      // within the noise
+        {{0, 0, 0, 0, 50, 50, 50}, {50, 50, 50, 50, 0, 0, 0}, Verdict::Same},                      // two modes
         {QList<int>(9, 1), QList<int>(9, 2), Verdict::Same}, // within what the clock tells
         {QList<int>(9, 0), QList<int>(9, 0), Verdict::Same},
         {QList<int>(9, 0), QList<int>(9, 50), Verdict::Slower},
@@ -358,21 +362,95 @@ TEST(LogComparison, TellsDifferencesFromNoise) {
         EXPECT_EQ(comparison.rows().constFirst().verdict, c.verdict) << &c - cases;
         EXPECT_EQ(comparison.count(c.verdict), 1);
     }
-    // Runs that are alike are hardly ever called different, however their times are spread.
-    std::mt19937 random(1);
-    for (const int kind : {0, 1, 2}) {
-        int wrong = 0;
-        for (int run = 0; run < 400; ++run) {
-            QList<int> sides[2];
-            for (int i = 0; i < 2 * (7 + run % 50); ++i) {
-                const double value = kind == 0   ? std::exponential_distribution<double>(0.01)(random)
-                                     : kind == 1 ? std::normal_distribution<double>(200, 40)(random)
-                                                 : (random() % 5 < 3 ? 20 : 90);
-                sides[i % 2].append(std::max(0, static_cast<int>(value)));
-            }
-            wrong += LogComparison(summaryOf(sides[0]), summaryOf(sides[1])).count(Verdict::Same) == 1 ? 0 : 1;
+}
+
+// What may be called a difference in a hundred comparisons of logs that are alike, and what has to be found.
+TEST(LogComparison, FindsWhatIsThereAndMoreOfItInMoreRuns) {
+    const test::LogRuns oneTimeEach;
+    const test::LogRuns tail{.noise = 0.05, .skewed = true};
+    const test::LogRuns offsets{.times = 20, .offset = 0.03};
+    const struct {
+        const char* name;
+        test::LogRuns runs;
+        double least[3]; ///< share found of what is 5 % slower, with 7, 10 and 20 processes
+    } rows[] = {
+        {"one time each, 3 % of noise", oneTimeEach, {0.33, 0.62, 0.95}},
+        {"a long tail", tail, {0.05, 0.12, 0.42}},
+        {"processes that differ by 3 %", offsets, {0.27, 0.55, 0.93}},
+    };
+    for (const auto& row : rows) {
+        std::mt19937 random(test::seed());
+        double before = 0.0;
+        for (int i = 0; i < 3; ++i) {
+            test::LogRuns runs = row.runs;
+            runs.processes = std::array{7, 10, 20}[static_cast<std::size_t>(i)];
+            EXPECT_LE(runs.found(1.0, 400, random), 0.03) << row.name << ", " << runs.processes << " alike";
+            const double found = runs.found(1.05, 200, random);
+            EXPECT_GE(found, row.least[i]) << row.name << ", " << runs.processes;
+            EXPECT_GE(found, before) << row.name << ", " << runs.processes << ": more runs find less";
+            before = found;
         }
-        EXPECT_LE(wrong, 2) << kind;
+    }
+    // One process tells nothing of another, however often it did the work.
+    std::mt19937 random(test::seed());
+    const test::LogRuns alone{.processes = 1, .times = 500, .offset = 0.03};
+    const LogComparison comparison(alone.summary(1.0, random), alone.summary(1.0, random));
+    EXPECT_EQ(comparison.count(LogComparison::Verdict::TooFew), 1);
+    EXPECT_EQ(comparison.rows().constFirst().baselineProcesses, 1);
+}
+
+TEST(LogComparison, TheShiftIsThatOfAllPairs) {
+    std::mt19937 random(test::seed());
+    for (int run = 0; run < 200; ++run) {
+        const bool whole = run % 2 == 0; // milliseconds, or hardly two times alike
+        const test::LogRuns one{.processes = 7 + run % 30, .typical = whole ? 9.0 : 1e12};
+        const test::LogRuns other{.processes = 7 + run % 7, .typical = one.typical, .noise = 0.1};
+        const LogSummary baseline = one.summary(1.0, random);
+        const LogSummary candidate = other.summary(1.0 + run % 5 * 0.05, random);
+        std::vector<double> differences;
+        for (const double x : candidate.events().first().elapsed.processMedians()) {
+            for (const double y : baseline.events().first().elapsed.processMedians()) {
+                differences.push_back(x - y);
+            }
+        }
+        std::sort(differences.begin(), differences.end());
+        const std::size_t count = differences.size();
+        const LogComparison::Row row = LogComparison(baseline, candidate).rows().constFirst();
+        EXPECT_NEAR(row.shift, (differences[(count - 1) / 2] + differences[count / 2]) / 2.0, whole ? 1.0 : 1e-3);
+        EXPECT_TRUE(row.shiftLow <= row.shift && row.shift <= row.shiftHigh);
+        if (!whole) { // as many of the differences lie beyond the one end as beyond the other
+            const auto below = std::lower_bound(differences.begin(), differences.end(), row.shiftLow - 1e-3);
+            const auto above = std::upper_bound(differences.begin(), differences.end(), row.shiftHigh + 1e-3);
+            EXPECT_EQ(below - differences.begin(), differences.end() - above);
+            EXPECT_EQ(row.verdict == LogComparison::Verdict::Slower, row.shiftLow > 0.0 && row.ratio > 1.02) << run;
+        }
+    }
+}
+
+TEST(LogSummary, TellsProcessesApart) {
+    const auto line = [](int sequence, const char* thread) {
+        return "t\t" + QByteArray::number(sequence) + "\tinfo\tc\tc\te\t" + thread + "\t5\t\n";
+    };
+    const struct {
+        const char* name;
+        QByteArray log;
+        qint64 processes;
+    } rows[] = {
+        {"one after the other", line(1, "a") + line(2, "a") + line(1, "b") + line(2, "b"), 2},
+        {"with the same threads", line(1, "a") + line(2, "a") + line(1, "a") + line(2, "a") + line(3, "a"), 2},
+        {"side by side", line(1, "a") + line(1, "b") + line(2, "b") + line(2, "a") + line(3, "a") + line(3, "b"), 2},
+        {"threads of one", line(1, "a") + line(2, "b") + line(3, "a") + line(4, "c") + line(5, "b"), 1},
+        {"with records lost", line(1, "a") + line(5, "a") + line(9, "a"), 1},
+        {"without its beginning", line(7, "a") + line(8, "a") + line(1, "a"), 2},
+        {"without numbers", "t\tx\tinfo\tc\tc\te\ta\t5\t\nt\t\tinfo\tc\tc\te\ta\t5\t\n", 1},
+    };
+    for (const auto& row : rows) {
+        QByteArray log = row.log;
+        QBuffer buffer(&log);
+        buffer.open(QIODevice::ReadOnly);
+        const LogSummary summary = LogSummary::read(buffer);
+        EXPECT_EQ(summary.processes(), row.processes) << row.name;
+        EXPECT_EQ(summary.events().first().elapsed.processMedians().size(), row.processes) << row.name;
     }
 }
 

@@ -1,57 +1,74 @@
 #include <Cartolith/Core/Common/FloatsInternal.h>
 #include <Cartolith/Core/Common/LogComparison.h>
+#include <Cartolith/Core/Common/RankSumInternal.h>
 
 #include <algorithm>
 #include <cmath>
 #include <set>
+#include <vector>
 
 namespace Cartolith::Core::Common {
 
 namespace {
 
 using Common::Internal::nan;
-// Of two times seven numbers drawn alike, all of one side are above all of the other once in 3,432.
-constexpr qint64 fewest = 7;
-constexpr double smallestDifference = 0.05;
-constexpr double halfUnit = 0.5; ///< times are whole milliseconds
+constexpr double smallestShare = 0.02;
+constexpr double unit = 1.0; ///< times are whole milliseconds
 
-/// What the median may be.
-struct Range {
-    explicit Range(const LogSeries& series)
-        : low(series.medianInterval().first - halfUnit), high(series.medianInterval().second + halfUnit) {}
-    double low;
-    double high;
-};
+double medianOf(const std::vector<double>& ascending) {
+    return ascending.empty()
+               ? nan
+               : (ascending[(ascending.size() - 1) / 2] + ascending[ascending.size() / 2]) / 2.0;
+}
+
+/// Equal times spread over the millisecond that they were cut down to, so that a shift is not whole for that.
+std::vector<double> spread(std::vector<double> ascending) {
+    for (auto first = ascending.begin(); first != ascending.end();) {
+        const auto last = std::upper_bound(first, ascending.end(), *first);
+        const double start = *first;
+        const double width = last == ascending.end() ? unit : std::min(unit, *last - start);
+        const auto count = static_cast<double>(last - first);
+        for (double place = 0.5; first != last; ++first, place += 1.0) {
+            *first = start + width * place / count;
+        }
+    }
+    return ascending;
+}
 
 LogComparison::Row compare(const LogSummary::Key& key, const LogSeries& baseline,
                            const LogSeries& candidate) {
     using Verdict = LogComparison::Verdict;
+    const std::vector<double> before = baseline.processMedians();
+    const std::vector<double> after = candidate.processMedians();
     LogComparison::Row row{.key = key,
                            .baselineCount = baseline.count(),
                            .candidateCount = candidate.count(),
-                           .baselineMedian = baseline.median(),
-                           .candidateMedian = candidate.median(),
+                           .baselineProcesses = static_cast<qint64>(before.size()),
+                           .candidateProcesses = static_cast<qint64>(after.size()),
+                           .baselineMedian = medianOf(before),
+                           .candidateMedian = medianOf(after),
                            .ratio = nan,
-                           .noise = nan};
+                           .shift = nan,
+                           .shiftLow = nan,
+                           .shiftHigh = nan};
     if (row.baselineCount == 0 || row.candidateCount == 0) {
         row.verdict = row.baselineCount == 0 ? Verdict::MissingBaseline : Verdict::MissingCandidate;
         return row;
     }
     row.ratio = row.candidateMedian / row.baselineMedian;
-    if (row.baselineCount < fewest || row.candidateCount < fewest) {
+    if (std::min(row.baselineProcesses, row.candidateProcesses) < LogComparison::fewestProcesses) {
         row.verdict = Verdict::TooFew;
         return row;
     }
-    const bool isMore = row.candidateMedian >= row.baselineMedian;
-    const Range lower(isMore ? baseline : candidate);
-    const Range upper(isMore ? candidate : baseline);
-    const double least = std::min(row.baselineMedian, row.candidateMedian);
-    const double most = std::max(row.baselineMedian, row.candidateMedian);
-    if (least > 0.0 && upper.low > 0.0) {
-        row.noise = lower.high / least * (most / upper.low) - 1.0;
-    }
-    if (upper.low > lower.high && most > (1.0 + smallestDifference) * least) {
-        row.verdict = isMore ? Verdict::Slower : Verdict::Faster;
+    const bool differs = Internal::shiftBetween(before, after).differs;
+    const Internal::Shift shift = Internal::shiftBetween(spread(before), spread(after));
+    row.shift = shift.estimate;
+    row.shiftLow = shift.low;
+    row.shiftHigh = shift.high;
+    const double size = std::abs(shift.estimate);
+    if (differs && size > unit * (1.0 + 1e-9) &&
+        size > smallestShare * std::min(row.baselineMedian, row.candidateMedian)) {
+        row.verdict = shift.estimate > 0.0 ? Verdict::Slower : Verdict::Faster;
     }
     return row;
 }
@@ -106,13 +123,15 @@ QString LogComparison::verdictText(Verdict verdict) {
 }
 
 QList<QStringList> LogComparison::table() const {
-    QList<QStringList> rows{{"channel", "event", "baseline_count", "candidate_count", "baseline_median",
-                             "candidate_median", "ratio", "noise", "verdict"}};
+    QList<QStringList> rows{{"channel", "event", "baseline_count", "candidate_count", "baseline_processes",
+                             "candidate_processes", "baseline_median", "candidate_median", "ratio", "shift",
+                             "shift_low", "shift_high", "verdict"}};
     for (const Row& row : m_rows) {
         rows.append({row.key.first, row.key.second, QString::number(row.baselineCount),
-                     QString::number(row.candidateCount), number(row.baselineMedian, 1),
-                     number(row.candidateMedian, 1), number(row.ratio, 3), number(row.noise, 3),
-                     verdictText(row.verdict)});
+                     QString::number(row.candidateCount), QString::number(row.baselineProcesses),
+                     QString::number(row.candidateProcesses), number(row.baselineMedian, 1),
+                     number(row.candidateMedian, 1), number(row.ratio, 3), number(row.shift, 1),
+                     number(row.shiftLow, 1), number(row.shiftHigh, 1), verdictText(row.verdict)});
     }
     return rows;
 }

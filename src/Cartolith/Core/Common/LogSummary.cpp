@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Common/FloatsInternal.h>
+#include <Cartolith/Core/Common/LogProcessesInternal.h>
 #include <Cartolith/Core/Common/LogSummary.h>
 
 #include <QIODevice>
@@ -64,16 +65,26 @@ QStringList row(const LogSummary::Key& key, const QString& field, qint64 records
 
 } // namespace
 
-void LogSeries::add(double value) {
+void LogSeries::add(double value, quint32 process) {
     m_minimum = m_count == 0 ? value : std::min(m_minimum, value);
     m_maximum = m_count == 0 ? value : std::max(m_maximum, value);
     m_total += value;
     ++m_count;
+    if (process != 0 && m_processes.empty()) {
+        m_processes.assign(m_sample.size(), 0);
+    }
+    const bool isGrouped = process != 0 || !m_processes.empty();
     if (m_sample.size() < sampleSize) {
         m_sample.push_back(value);
+        if (isGrouped) {
+            m_processes.push_back(process);
+        }
     } else if (const quint64 place = nextRandom(m_random) % static_cast<quint64>(m_count);
                place < sampleSize) {
         m_sample[place] = value;
+        if (isGrouped) {
+            m_processes[place] = process;
+        }
     }
 }
 
@@ -89,17 +100,23 @@ double LogSeries::quantile(double share) const {
     return quantileOf(m_sample, share);
 }
 
-std::pair<double, double> LogSeries::medianInterval() const {
-    if (m_sample.empty()) {
-        return {nan, nan};
+std::vector<double> LogSeries::processMedians() const {
+    std::vector<std::pair<quint32, double>> entries;
+    entries.reserve(m_sample.size());
+    for (std::size_t i = 0; i < m_sample.size(); ++i) {
+        entries.emplace_back(m_processes.empty() ? 0 : m_processes[i], m_sample[i]);
     }
-    // How many lie below the true median is binomial; 2.576 of its deviations leave half a percent outside.
-    const auto count = static_cast<double>(m_sample.size());
-    const double rank = std::max(1.0, std::floor((count - 2.576 * std::sqrt(count)) / 2.0));
-    std::vector<double> sorted = m_sample;
-    std::sort(sorted.begin(), sorted.end());
-    const auto below = static_cast<std::size_t>(rank) - 1;
-    return {sorted[below], sorted[sorted.size() - 1 - below]};
+    std::sort(entries.begin(), entries.end());
+    std::vector<double> medians;
+    for (auto first = entries.cbegin(); first != entries.cend();) {
+        const auto last = std::find_if(first, entries.cend(),
+                                       [first](const auto& entry) { return entry.first != first->first; });
+        const auto count = last - first;
+        medians.push_back((first[(count - 1) / 2].second + first[count / 2].second) / 2.0);
+        first = last;
+    }
+    std::sort(medians.begin(), medians.end());
+    return medians;
 }
 
 namespace {
@@ -168,6 +185,8 @@ public:
             return false;
         }
         ++m_summary.m_records;
+        const quint32 process = m_processes.processOf(numberIn<qint64>(cells[1]).value_or(-1), cells[6]);
+        m_summary.m_processes = std::max<qint64>(m_summary.m_processes, process);
         Known* const known = eventOf(cells[4], cells[5]);
         if (known == nullptr) {
             ++m_summary.m_dropped;
@@ -178,7 +197,7 @@ public:
         event.warnings += level == "warning" ? 1 : 0;
         event.errors += level == "error" ? 1 : 0;
         if (*elapsed >= 0) {
-            event.elapsed.add(static_cast<double>(*elapsed));
+            event.elapsed.add(static_cast<double>(*elapsed), process);
         }
         takeFields(*known, cells[8]);
         return true;
@@ -239,6 +258,7 @@ private:
 
     LogSummary& m_summary;
     Table<Known> m_events;
+    Internal::LogProcesses m_processes;
     int m_series = 0;
 };
 

@@ -24,7 +24,8 @@ class CARTOLITH_CORE_EXPORT LogSeries {
 public:
     static constexpr std::size_t sampleSize = 4096;
 
-    void add(double value);
+    /// The number of the process tells apart the ones that wrote into one log.
+    void add(double value, quint32 process = 0);
 
     qint64 count() const noexcept { return m_count; }
     double total() const noexcept { return m_total; }
@@ -35,10 +36,9 @@ public:
     /// The smallest number that is at least as large as that share of them; for a half the mean of the two in
     /// the middle. The share is from 0 to 1. Linear in the sample.
     double quantile(double share) const;
-    /// Where the median of what the numbers were drawn from lies, with a certainty of at least 99 % from
-    /// eight numbers on (98 % for seven, 94 % for five), whatever its distribution: between two of the
-    /// numbers, by their ranks (Thompson, 1936). NaN without a number.
-    std::pair<double, double> medianInterval() const;
+    /// The median of the numbers of each process, ascending, as far as they are in the sample: of so many of
+    /// them all that few processes have, of the others a part.
+    std::vector<double> processMedians() const;
 
 private:
     qint64 m_count = 0;
@@ -47,6 +47,7 @@ private:
     double m_maximum = 0.0;
     quint64 m_random = 0x9E3779B97F4A7C15U;
     std::vector<double> m_sample;
+    std::vector<quint32> m_processes; // of each in the sample; none while all are 0
 };
 
 /// What a log says, by channel and event.
@@ -59,7 +60,7 @@ public:
         qint64 records = 0;
         qint64 warnings = 0;
         qint64 errors = 0;
-        LogSeries elapsed;                ///< milliseconds, of the records that have a time
+        LogSeries elapsed;                ///< milliseconds, of the records that have a time, by process
         QMap<QString, LogSeries> numbers; ///< of the fields whose values are numbers, by key
     };
 
@@ -71,7 +72,7 @@ public:
     static constexpr std::size_t longestName = 256;
 
     /// Reads to the end of the device, line by line. Memory does not grow with the length of the log, nor
-    /// with that of a line: some megabytes, and 280 MB for a log made to fill every series there can be.
+    /// with that of a line: some megabytes, and 350 MB for a log made to fill every series there can be.
     static LogSummary read(QIODevice& device);
 
     /// Sorted by channel, then event.
@@ -83,6 +84,8 @@ public:
     qint64 badLines() const noexcept { return m_badLines; }
     /// Records and values that were not kept because there were too many different ones.
     qint64 dropped() const noexcept { return m_dropped; }
+    /// How many processes wrote it, as far as the sequence tells.
+    qint64 processes() const noexcept { return m_processes; }
 
     /// A row for each event and, with a cell "field", for each of its series; the first row names the
     /// columns.
@@ -95,6 +98,7 @@ private:
     qint64 m_records = 0;
     qint64 m_badLines = 0;
     qint64 m_dropped = 0;
+    qint64 m_processes = 0;
 };
 
 } // namespace Cartolith::Core::Common
