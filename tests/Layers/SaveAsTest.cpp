@@ -319,27 +319,4 @@ TEST_F(SaveAs, AFullDiskOrADeadProcessLeavesTheOldFileOrTheNew) {
     }
 }
 
-TEST_F(SaveAs, FinishesAnInterruptedReplacementUnlessTheFilesWereChanged) {
-    const auto older = layerOf({{"POINT (1 2)", {{"a", "old"}}}});
-    const auto newer = layerOf({{"POINT (3 4)", {{"a", "new"}}}});
-    for (const bool changed : {false, true}) {
-        ASSERT_TRUE(older->saveAs(at("x.shp"), replace) && newer->saveAs(at("y.shp"), replace));
-        QDir(m_dir.path()).mkdir(".x.shp.saved");
-        for (const QString part : {"shp", "shx", "dbf"}) {
-            QFile::rename(at("y." + part), at(".x.shp.saved/x." + part));
-        }
-        QFile file(at("x.dbf"));
-        ASSERT_TRUE(file.open(QIODevice::ReadWrite));
-        file.setFileTime(QDateTime::currentDateTime().addSecs(changed ? 5 : -5), QFileDevice::FileModificationTime);
-        file.close();
-        if (changed) {
-            EXPECT_THROW(contentOf(at("x.shp")), std::runtime_error);
-            QDir(at(".x.shp.saved")).removeRecursively();
-        }
-        EXPECT_EQ(contentOf(at("x.shp")), QStringList(changed ? "POINT (1 2) old" : "POINT (3 4) new"));
-        EXPECT_FALSE(QFile::exists(at(".x.shp.saved")));
-        EXPECT_TRUE(older->saveAs(at("x.shp"), replace));
-    }
-}
-
 } // namespace

@@ -68,11 +68,12 @@ StagingFolder::StagingFolder(const Folder& parent, const QString& fileName)
         if (make()) {
             return;
         }
+        const int error = errno;
         const QString reason = lastSystemError();
         const bool isMade = m_folder.has_value();
-        const bool isLost =
-            isMade && m_folder->isOpen() &&
-            !(m_lock && m_lock->isThere() && m_lock->outcome() != FileLock::Outcome::Held);
+        const bool isTaken = m_lock && m_lock->isOpen() &&
+                             (m_lock->outcome() == FileLock::Outcome::Held || !m_lock->isThere());
+        const bool isLost = isMade && (isTaken || error == ENOENT);
         m_lock.reset();
         m_folder.reset();
         if (isMade) {
