@@ -385,10 +385,10 @@ public:
     /// Vertices that are not finite, repeated vertices and spikes go, open rings are closed, parts with too
     /// few vertices left are dropped (the result may be empty), holes are wound opposite to their shell.
     /// Rings that still cross are taken apart by GEOS: each ring covers what it goes round, shells are
-    /// joined, holes taken out. A ring that overlaps another lies in it when more than half of it does.
-    /// GEOS's repair by structure, which mostly is exact, is measured by the pieces into which the rings cut
-    /// the plane, and where it has another area these pieces are united instead; its repair by lines, which
-    /// counts what lies between edges gone over twice as area, is the last resort. A shape without a problem
+    /// joined, holes taken out. A ring that overlaps another lies in it when about half of it or more does.
+    /// GEOS's repair by structure, which mostly is exact, is compared with the union of the pieces into which
+    /// the rings cut the plane and, if need be, with its repair by lines (which counts what lies between
+    /// edges gone over twice as area); what differs least from the rings is kept. A shape without a problem
     /// comes back unchanged, bit for bit. The shape is null when the busy callback stops it.
     ///
     /// Coordinates of any finite size: all are multiplied by a power of two where products of them would
