@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cerrno>
 #include <fcntl.h>
 #include <stdexcept>
 #include <sys/file.h>
@@ -60,23 +61,21 @@ QString effectivePath(const State& now) {
                : name;
 }
 
-/// Puts a file with nothing but the header in place: other processes never see it without. False when there
-/// is one already, or it could not be made that way.
-bool createWithHeader(const QString& path) {
+/// Puts a file with nothing but the header in place, if it can and there is none: other processes never see
+/// it without.
+void createWithHeader(const QString& path) {
     const QString aside = QStringLiteral("%1.%2").arg(path).arg(QCoreApplication::applicationPid());
     QFile file(aside);
     if (!file.open(QIODevice::WriteOnly | QIODevice::NewOnly)) {
-        return false;
+        return;
     }
     const bool written =
         file.write(Internal::logHeader.data(), Internal::logHeader.size()) == Internal::logHeader.size() &&
         file.flush();
     file.close();
-    const bool placed = written && QFile::rename(aside, path);
-    if (!placed) {
+    if (!written || !QFile::rename(aside, path)) {
         QFile::remove(aside);
     }
-    return placed;
 }
 
 /// True when the file has something before that place, and no end of a line.
@@ -104,22 +103,25 @@ QByteArrayView endOfTornLine(int file) {
 /// By the system's calls: what matters is that the record is one write at whatever is the end of the file
 /// then. Waits neither for the reader of a pipe nor for a lock that somebody keeps.
 void append(const QString& path, QByteArray record) {
-    if (!QFile::exists(path)) {
-        createWithHeader(path);
-    }
-    const bool isNew = !QFile::exists(path);
-    constexpr mode_t permissions = 0666; // less the process's mask
-    constexpr int flags = O_APPEND | O_CREAT | O_CLOEXEC | O_NOCTTY | O_NONBLOCK;
     const QByteArray name = QFile::encodeName(path);
-    int file = ::open(name.constData(), O_RDWR | flags, permissions);
-    if (file < 0) { // it may be one that cannot be read
-        file = ::open(name.constData(), O_WRONLY | flags, permissions);
+    const auto open = [&name](int create) {
+        constexpr mode_t permissions = 0666; // less the process's mask
+        const int flags = O_APPEND | O_CLOEXEC | O_NOCTTY | O_NONBLOCK | create;
+        const int file = ::open(name.constData(), O_RDWR | flags, permissions);
+        // It may be one that can be written to, but not read.
+        return file < 0 && errno != ENOENT ? ::open(name.constData(), O_WRONLY | flags, permissions) : file;
+    };
+    int file = open(0);
+    if (file < 0 && errno == ENOENT) {
+        createWithHeader(path); // or somebody else does
+        file = open(0);
+    }
+    if (file < 0 && errno == ENOENT) {
+        record.prepend(Internal::logHeader.data(), Internal::logHeader.size());
+        file = open(O_CREAT);
     }
     if (file < 0) {
         return;
-    }
-    if (isNew) {
-        record.prepend(Internal::logHeader.data(), Internal::logHeader.size());
     }
     const QByteArrayView ending = endOfTornLine(file);
     record.prepend(ending.data(), ending.size());
