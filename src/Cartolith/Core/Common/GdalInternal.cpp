@@ -1,5 +1,7 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 
+#include <new>
+
 namespace Cartolith::Core::Common::Internal {
 
 GdalErrorCapture::GdalErrorCapture() {
@@ -15,7 +17,11 @@ void GdalErrorCapture::handle(CPLErr level, CPLErrorNum /*number*/, const char* 
     auto* self = static_cast<GdalErrorCapture*>(CPLGetErrorHandlerUserData());
     QString& first = level >= CE_Failure ? self->m_message : self->m_warning;
     if (level >= CE_Warning && first.isEmpty()) {
-        first = QString::fromUtf8(text).trimmed();
+        try {
+            first = QString::fromUtf8(text).trimmed();
+        } catch (const std::bad_alloc&) { // nothing may pass through what called
+            first = QStringLiteral("there is not enough memory");
+        }
     }
 }
 

@@ -1,0 +1,138 @@
+#include "Memory/FailingAllocations.h"
+
+#include <atomic>
+#include <cerrno>
+#include <cstdint>
+#include <cstring>
+#include <link.h>
+#include <unwind.h>
+
+extern "C" {
+void* __libc_malloc(std::size_t size);
+void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_realloc(void* memory, std::size_t size);
+void __libc_free(void* memory);
+}
+
+namespace {
+
+std::atomic<long> live{0};
+bool isCounting = false;
+bool isWalking = false;
+long requests = 0;
+long failing = 0;
+
+enum class Module { Ours, Passed, Foreign };
+
+struct Range {
+    std::uintptr_t begin;
+    std::uintptr_t end;
+    Module module;
+};
+Range ranges[64];
+int rangeCount = 0;
+
+/// The code of the library and of Qt, and what only hands requests on: the C and the C++ library.
+int note(dl_phdr_info* info, std::size_t /*size*/, void* /*data*/) {
+    const auto has = [info](const char* name) { return std::strstr(info->dlpi_name, name) != nullptr; };
+    const bool isOurs = has("libCartolith") || has("libQt6");
+    const bool isPassed = has("libstdc++") || has("libgcc") || has("libc.so") || info->dlpi_name[0] == '\0';
+    for (int i = 0; (isOurs || isPassed) && i < info->dlpi_phnum && rangeCount < 64; ++i) {
+        const auto& part = info->dlpi_phdr[i];
+        if (part.p_type == PT_LOAD && (part.p_flags & PF_X) != 0) {
+            const std::uintptr_t begin = info->dlpi_addr + part.p_vaddr;
+            ranges[rangeCount++] = {begin, begin + part.p_memsz, isOurs ? Module::Ours : Module::Passed};
+        }
+    }
+    return 0;
+}
+
+Module moduleOf(std::uintptr_t address) {
+    for (int i = 0; i < rangeCount; ++i) {
+        if (address >= ranges[i].begin && address < ranges[i].end) {
+            return ranges[i].module;
+        }
+    }
+    return Module::Foreign;
+}
+
+/// The first frame that is neither this program's nor the C++ library's tells whose request it is.
+_Unwind_Reason_Code look(_Unwind_Context* context, void* data) {
+    auto& module = *static_cast<Module*>(data);
+    module = moduleOf(static_cast<std::uintptr_t>(_Unwind_GetIP(context)));
+    return module == Module::Passed ? _URC_NO_REASON : _URC_END_OF_STACK;
+}
+
+bool fails(void* caller) {
+    if (!isCounting || isWalking) {
+        return false;
+    }
+    Module module = moduleOf(reinterpret_cast<std::uintptr_t>(caller));
+    if (module == Module::Passed) {
+        isWalking = true;
+        _Unwind_Backtrace(look, &module);
+        isWalking = false;
+    }
+    return module == Module::Ours && ++requests == failing;
+}
+
+void* counted(void* memory) {
+    live += memory != nullptr ? 1 : 0;
+    return memory;
+}
+
+void* none() {
+    errno = ENOMEM;
+    return nullptr;
+}
+
+} // namespace
+
+extern "C" {
+
+void* malloc(std::size_t size) {
+    return fails(__builtin_return_address(0)) ? none() : counted(__libc_malloc(size));
+}
+
+void* calloc(std::size_t count, std::size_t size) {
+    return fails(__builtin_return_address(0)) ? none() : counted(__libc_calloc(count, size));
+}
+
+void* realloc(void* memory, std::size_t size) {
+    if (fails(__builtin_return_address(0))) {
+        return none();
+    }
+    void* const grown = __libc_realloc(memory, size);
+    live += memory == nullptr && grown != nullptr ? 1 : 0;
+    live -= memory != nullptr && grown == nullptr && size == 0 ? 1 : 0;
+    return grown;
+}
+
+void free(void* memory) {
+    live -= memory != nullptr ? 1 : 0;
+    __libc_free(memory);
+}
+
+} // extern "C"
+
+namespace test {
+
+void failAllocation(long nth) {
+    if (rangeCount == 0) {
+        dl_iterate_phdr(note, nullptr);
+    }
+    requests = 0;
+    failing = nth;
+    isCounting = true;
+}
+
+long stopFailing() {
+    isCounting = false;
+    return requests;
+}
+
+long liveBlocks() {
+    return live;
+}
+
+} // namespace test
