@@ -3,7 +3,9 @@
 #include <atomic>
 #include <cerrno>
 #include <cstdint>
+#include <cstdlib>
 #include <cstring>
+#include <execinfo.h>
 #include <link.h>
 #include <unwind.h>
 
@@ -73,7 +75,14 @@ bool fails(void* caller) {
         _Unwind_Backtrace(look, &module);
         isWalking = false;
     }
-    return module == Module::Ours && ++requests == failing;
+    const bool isIt = module == Module::Ours && ++requests == failing;
+    if (isIt && std::getenv("CARTOLITH_SHOW_ALLOCATION") != nullptr) {
+        void* frames[24];
+        isWalking = true;
+        backtrace_symbols_fd(frames, backtrace(frames, 24), 2);
+        isWalking = false;
+    }
+    return isIt;
 }
 
 void* counted(void* memory) {

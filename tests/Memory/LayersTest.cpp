@@ -124,7 +124,6 @@ void runOutOfMemory(const char* name, Operation& operation) {
     test::failAllocation(0);
     operation.run();
     const long requests = test::stopFailing();
-    EXPECT_GT(requests, 0);
     const long step = std::getenv("CARTOLITH_EVERY_ALLOCATION") != nullptr ? 1 : requests / 30 + 1;
     int failures = 0;
     for (long nth = 1; nth <= requests && failures < 12; nth += step) {

@@ -150,12 +150,13 @@ QStringList GeoJsonTexts::layerOptions(OGRLayer& layer) const {
         return QLatin1String(name) + (isOn ? QLatin1String("=YES") : QLatin1String("=NO"));
     };
     if (m_isSequence) {
-        return {option("RS", m_sequence.startsWith(recordSeparator))};
+        return QStringList() << option("RS", m_sequence.startsWith(recordSeparator));
     }
     if (!m_isJson) {
         return {};
     }
-    QStringList options{option("WRITE_NAME", saysItsName(layer, m_path))};
+    QStringList options;
+    options << option("WRITE_NAME", saysItsName(layer, m_path));
     if (const char* const native = nativeData(layer); native != nullptr) {
         options << QStringLiteral("NATIVE_DATA=") + QString::fromUtf8(native)
                 << QStringLiteral("NATIVE_MEDIA_TYPE=") +

@@ -221,8 +221,13 @@ void GisLayerVector::replaceShapes(std::vector<std::unique_ptr<GisShape>> shapes
     if (m_isLocked) {
         return;
     }
-    reserveShapes(static_cast<int>(shapes.size()));
-    m_shapes = std::move(shapes);
+    m_shapes.swap(shapes);
+    try {
+        reserveShapes(count());
+    } catch (...) {
+        m_shapes.swap(shapes);
+        throw;
+    }
     m_shapeType = GisShapeType::Null;
     const auto isTyped = [](const auto& shape) {
         return shape != nullptr && shape->shapeType() != GisShapeType::Null;

@@ -144,8 +144,8 @@ QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefin
         }
         return name;
     };
-    return {QStringLiteral("FID=") + freeName(QStringLiteral("fid")),
-            QStringLiteral("GEOMETRY_NAME=") + freeName(QStringLiteral("geom"))};
+    return QStringList() << QStringLiteral("FID=") + freeName(QStringLiteral("fid"))
+                         << QStringLiteral("GEOMETRY_NAME=") + freeName(QStringLiteral("geom"));
 }
 
 class Saver {

@@ -11,16 +11,19 @@ namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-constexpr int roomyKeys = 64; // the most that a QHash keeps in one piece
-
-/// A table of keys that nobody has.
-const QHash<QString, QVariant> roomy = [] {
+/// A table with keys that nobody has.
+QHash<QString, QVariant> tableOf(int keys) {
     QHash<QString, QVariant> table;
-    for (int i = 0; i < roomyKeys; ++i) {
+    for (int i = 0; i < keys; ++i) {
         table.insert(QString(QChar(i)), QVariant());
     }
     return table;
-}();
+}
+
+constexpr int fewKeys = 48;   // that many a QHash finds room for at once
+constexpr int roomyKeys = 64; // the most that it keeps in one piece
+const QHash<QString, QVariant> few = tableOf(1);
+const QHash<QString, QVariant> roomy = tableOf(roomyKeys);
 
 QMetaType::Type typeOf(const OGRFieldDefn& field) {
     switch (field.GetType()) {
@@ -180,16 +183,18 @@ AttributeTables::AttributeTables(const QList<Defs::GisAttributeDefinition>& defi
         m_names.append(definition.name());
     }
     // Thinly filled, no piece of the table needs more room than the one that was copied has.
-    const qsizetype room = m_names.size() > roomyKeys ? 4 * m_names.size() : roomyKeys;
-    m_empty = roomy;
-    m_empty.reserve(room);
+    const bool isLarge = m_names.size() > roomyKeys;
+    m_empty = m_names.size() > fewKeys ? roomy : few;
+    m_empty.reserve(isLarge ? 4 * m_names.size() : roomyKeys);
     for (auto it = m_empty.cbegin(); it != m_empty.cend();) {
         it = m_empty.erase(it);
     }
     for (const QString& name : std::as_const(m_names)) {
         m_empty.insert(name, QVariant());
     }
-    m_empty.squeeze();
+    if (isLarge) {
+        m_empty.squeeze();
+    }
 }
 
 QHash<QString, QVariant> AttributeTables::of(OGRFeature& feature) const {

@@ -23,7 +23,8 @@ QVariant fieldValue(OGRFeature& feature, int index);
 ///
 /// QHash inserts in functions that may not throw: where there is no memory left, the process ends. What is
 /// copied, and what has the key already, is safe. So keys are inserted once, into a table that has room for
-/// them since the library was loaded (for 64 keys; beyond, nearly always), and each feature gets a copy.
+/// them since the library was loaded (for 64 keys; beyond, nearly always), and each feature gets a copy. (A
+/// copy that finds no memory loses a block or two, which is Qt's.)
 class AttributeTables {
 public:
     explicit AttributeTables(const QList<Defs::GisAttributeDefinition>& definitions);

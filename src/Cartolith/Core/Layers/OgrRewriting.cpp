@@ -76,7 +76,7 @@ void copy(OGRFeature& from, OGRFeature& to) {
 } // namespace
 
 void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
-    OgrSource source(target.path, {QStringLiteral("NATIVE_DATA=YES")});
+    OgrSource source(target.path, QStringList() << QStringLiteral("NATIVE_DATA=YES"));
     OGRLayer& from = source.layer(target.layerName);
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path);
     const auto prepared = [&](const QString& what, const auto& prepare) {
@@ -156,7 +156,8 @@ void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
         prepared(QStringLiteral("its table"),
                  [&] { DbfColumns::setTypes(table.first, table.second, types); });
         // What is in them holds as before, and GDAL would write what it makes of them.
-        written.keep({QStringLiteral("prj"), QStringLiteral("cpg"), QStringLiteral("qpj")});
+        written.keep(QStringList() << QStringLiteral("prj") << QStringLiteral("cpg")
+                                   << QStringLiteral("qpj"));
     }
 
     // Read again, the new files tell the ids that GDAL gives, and that nothing got lost.

@@ -7,7 +7,9 @@
 #include <cstddef>
 #include <iterator>
 #include <limits>
+#include <new>
 #include <stdexcept>
+#include <utility>
 
 namespace Cartolith::Core::Serialization::Wkb {
 
@@ -55,8 +57,18 @@ private:
 
 template <bool LittleEndian>
 QList<GisShapePoint> makePoints(const char* bytes, qsizetype count) {
-    return QList<GisShapePoint>(PointIterator<LittleEndian>(bytes),
+    if (count == 0) {
+        return {};
+    }
+    // As QList's constructor from a range, which goes through a null pointer where there is no memory.
+    const auto memory = QTypedArrayData<GisShapePoint>::allocate(count);
+    if (memory.second == nullptr) {
+        throw std::bad_alloc();
+    }
+    QArrayDataPointer<GisShapePoint> points(memory);
+    points->appendIteratorRange(PointIterator<LittleEndian>(bytes),
                                 PointIterator<LittleEndian>(bytes + count * bytesPerPoint));
+    return QList<GisShapePoint>(std::move(points));
 }
 
 } // namespace

@@ -45,7 +45,8 @@ QList<GisShapePoint> GisShapePolyline::simplifyPart(const QList<GisShapePoint>& 
     if (points.size() < 3 || tolerance <= 0.0) {
         return points;
     }
-    QList<bool> keep(points.size(), false);
+    QList<bool> keep;
+    keep.resize(points.size());
     keep.first() = true;
     keep.last() = true;
     simplifyDouglasPeucker(points, 0, static_cast<int>(points.size()) - 1, tolerance, keep);
