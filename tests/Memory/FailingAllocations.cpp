@@ -24,7 +24,8 @@ bool isWalking = false;
 long requests = 0;
 long failing = 0;
 
-enum class Module { Ours, Passed, Foreign };
+enum class Module { Ours, Qt, Passed, Foreign };
+bool isQtFailing = false;
 
 struct Range {
     std::uintptr_t begin;
@@ -37,13 +38,17 @@ int rangeCount = 0;
 /// The code of the library and of Qt, and what only hands requests on: the C and the C++ library.
 int note(dl_phdr_info* info, std::size_t /*size*/, void* /*data*/) {
     const auto has = [info](const char* name) { return std::strstr(info->dlpi_name, name) != nullptr; };
-    const bool isOurs = has("libCartolith") || has("libQt6");
+    const bool isQt = has("libQt6");
+    const bool isOurs = isQt || has("libCartolith");
     const bool isPassed = has("libstdc++") || has("libgcc") || has("libc.so") || info->dlpi_name[0] == '\0';
     for (int i = 0; (isOurs || isPassed) && i < info->dlpi_phnum && rangeCount < 64; ++i) {
         const auto& part = info->dlpi_phdr[i];
         if (part.p_type == PT_LOAD && (part.p_flags & PF_X) != 0) {
             const std::uintptr_t begin = info->dlpi_addr + part.p_vaddr;
-            ranges[rangeCount++] = {begin, begin + part.p_memsz, isOurs ? Module::Ours : Module::Passed};
+            ranges[rangeCount++] = {begin, begin + part.p_memsz,
+                                    isQt     ? Module::Qt
+                                    : isOurs ? Module::Ours
+                                             : Module::Passed};
         }
     }
     return 0;
@@ -75,7 +80,8 @@ bool fails(void* caller) {
         _Unwind_Backtrace(look, &module);
         isWalking = false;
     }
-    const bool isIt = module == Module::Ours && ++requests == failing;
+    const bool isIt = (module == Module::Ours || module == Module::Qt) && ++requests == failing;
+    isQtFailing = isIt ? module == Module::Qt : isQtFailing;
     if (isIt && std::getenv("CARTOLITH_SHOW_ALLOCATION") != nullptr) {
         void* frames[24];
         isWalking = true;
@@ -138,6 +144,10 @@ void failAllocation(long nth) {
 long stopFailing() {
     isCounting = false;
     return requests;
+}
+
+bool hasFailedInQt() {
+    return isQtFailing;
 }
 
 long liveBlocks() {

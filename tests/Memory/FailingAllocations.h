@@ -9,6 +9,8 @@ namespace test {
 void failAllocation(long nth);
 /// No request fails any more; how many there were since.
 long stopFailing();
+/// Whether it was Qt that asked last when a request failed.
+bool hasFailedInQt();
 /// Blocks that are allocated in the whole process and not freed.
 long liveBlocks();
 

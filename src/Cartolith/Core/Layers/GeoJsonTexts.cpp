@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/GeoJsonTextsInternal.h>
 
 #include <QFile>
@@ -12,6 +13,8 @@
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
+
+using Common::Internal::copyOf;
 
 namespace {
 
@@ -97,7 +100,10 @@ std::vector<JsonMember> jsonMembersOf(QByteArrayView object) {
 }
 
 QString keyOf(const JsonMember& member) {
-    return QJsonDocument::fromJson('[' + member.key.toByteArray() + ']').array().at(0).toString();
+    return QJsonDocument::fromJson(QByteArray().append('[').append(member.key).append(']'))
+        .array()
+        .at(0)
+        .toString();
 }
 
 /// The properties of a feature; nothing when it has none.
@@ -171,9 +177,9 @@ bool GeoJsonTexts::saysItsSystem(OGRLayer& layer) const {
 
 void GeoJsonTexts::add(OGRFeature& feature, qint64 number, const OgrChange& change) {
     if (m_isSequence && number < static_cast<qint64>(m_records.size())) {
-        m_texts.push_back({m_records[static_cast<std::size_t>(number)].toByteArray(), change});
+        m_texts.push_back({copyOf(m_records[static_cast<std::size_t>(number)]), change});
     } else if (m_isJson) {
-        m_texts.push_back({feature.GetNativeData(), change});
+        m_texts.push_back({copyOf(feature.GetNativeData()), change});
     }
 }
 
@@ -195,7 +201,7 @@ std::optional<QByteArray> GeoJsonTexts::in(QByteArrayView written, qint64 featur
         throw std::runtime_error("GDAL writes it in another form than is known");
     }
     qsizetype at = features;
-    QByteArray all = written.first(at).toByteArray();
+    QByteArray all = copyOf(written.first(at));
     for (const auto& [before, change] : m_texts) {
         const qsizetype end = written.indexOf('\n', at);
         const QByteArrayView line = written.sliced(at, end - at);

@@ -7,6 +7,7 @@
 #include <limits>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -48,8 +49,9 @@ OGRFieldType typeOf(QMetaType::Type type) {
 }
 
 bool isListed(GDALDriver& driver, const char* item, const char* name) {
-    const QByteArray list(driver.GetMetadataItem(item));
-    return list.split(' ').contains(name);
+    const char* const given = driver.GetMetadataItem(item);
+    const std::string list = ' ' + std::string(given != nullptr ? given : "") + ' ';
+    return list.find(' ' + std::string(name) + ' ') != std::string::npos;
 }
 
 /// A date and time without a zone is what a clock showed somewhere. Here it may be one that the clocks leave

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 
@@ -131,7 +132,8 @@ QVariant valueOf(OGRFeature& feature, int index) {
         return dateTimeOf(feature, index, field.GetType());
     case OFTBinary: {
         const GByte* const bytes = feature.GetFieldAsBinary(index, &count);
-        return QByteArray(reinterpret_cast<const char*>(bytes), count);
+        const QByteArrayView view(bytes, count);
+        return count > 0 ? Common::Internal::copyOf(view) : QByteArray("");
     }
     case OFTIntegerList: {
         const int* const values = feature.GetFieldAsIntegerList(index, &count);

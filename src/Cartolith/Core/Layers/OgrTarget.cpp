@@ -18,6 +18,7 @@ OgrTarget::OgrTarget(const OgrFormat& format, const QString& path)
         m_workPath = m_files.pathOf(m_suffix);
     } else {
         m_memoryFolder = QStringLiteral("/vsimem/cartolith-") + QUuid::createUuid().toString(QUuid::Id128);
+        m_memoryFolderName = m_memoryFolder.toStdString();
         // Drivers look at the suffix, and in lower case only.
         m_workSuffix =
             m_format.suffixes.contains(m_suffix.toLower()) ? m_suffix.toLower() : m_format.suffixes.first();
@@ -36,8 +37,8 @@ OgrTarget::OgrTarget(const OgrFormat& format, const QString& path)
 
 OgrTarget::~OgrTarget() {
     m_dataset.reset();
-    if (!m_memoryFolder.isEmpty()) {
-        VSIRmdirRecursive(m_memoryFolder.toUtf8().constData());
+    if (!m_memoryFolderName.empty()) {
+        VSIRmdirRecursive(m_memoryFolderName.c_str());
     }
 }
 
@@ -52,7 +53,8 @@ QString OgrTarget::reasonOr(const QString& otherwise) const {
 OGRLayer& OgrTarget::createLayer(const QString& name, OGRSpatialReference* system, OGRwkbGeometryType type,
                                  const QStringList& options) {
     CPLStringList list;
-    for (const QString& option : options + m_format.options) { // of options of one name, the first counts
+    const QStringList all = options + m_format.options; // of options of one name, the first counts
+    for (const QString& option : all) {
         list.AddString(option.toUtf8().constData());
     }
     m_layer = m_dataset->CreateLayer(name.toUtf8().constData(), system, type, list.List());

@@ -7,6 +7,7 @@
 #include <QString>
 #include <QStringList>
 
+#include <string>
 #include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -56,6 +57,7 @@ private:
     QString m_suffix;
     StagedFiles m_files;
     QString m_memoryFolder;
+    std::string m_memoryFolderName; // the same, for the destructor, which must not look for memory
     QString m_workPath;
     QString m_workSuffix;
     QStringList m_kept;
