@@ -117,7 +117,7 @@ private:
         m_layer = std::make_unique<Layer>(m_path);
         require(m_layer->open(), "open");
         if (m_layer->getAttributeDefinition("n") == nullptr) { // GeoJSON without features has no fields
-            m_layer->addAttributeDefinition({"n", QMetaType::Int});
+            m_layer->addAttributeDefinition(Cartolith::Core::Layers::Defs::GisAttributeDefinition("n", QMetaType::Int));
         }
         m_now = {rowsOf(*m_layer), 0};
         for (const Row& row : m_now.rows) {

@@ -3,11 +3,11 @@
 #include <QDateTime>
 #include <QJsonDocument>
 
+#include <algorithm>
 #include <cmath>
 #include <limits>
 #include <optional>
 #include <stdexcept>
-#include <string>
 #include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -50,8 +50,10 @@ OGRFieldType typeOf(QMetaType::Type type) {
 
 bool isListed(GDALDriver& driver, const char* item, const char* name) {
     const char* const given = driver.GetMetadataItem(item);
-    const std::string list = ' ' + std::string(given != nullptr ? given : "") + ' ';
-    return list.find(' ' + std::string(name) + ' ') != std::string::npos;
+    const QString list = QString::fromUtf8(given);
+    const auto words = QStringView(list).split(QLatin1Char(' '));
+    return std::any_of(words.begin(), words.end(),
+                       [name](QStringView word) { return word == QLatin1String(name); });
 }
 
 /// A date and time without a zone is what a clock showed somewhere. Here it may be one that the clocks leave
