@@ -74,7 +74,9 @@ private:
 
     void require(bool holds, const std::string& what) {
         if (!holds && m_problem.empty()) {
-            m_problem = what + (m_layer != nullptr ? " " + m_layer->lastError().toStdString() : "");
+            m_problem = what;
+            m_problem += ' ';
+            m_problem += m_layer != nullptr ? qPrintable(m_layer->lastError()) : "";
         }
     }
 
