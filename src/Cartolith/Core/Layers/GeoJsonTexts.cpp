@@ -3,12 +3,10 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 #include <QRegularExpression>
 #include <ogrsf_frmts.h>
 
+#include <algorithm>
 #include <map>
 #include <stdexcept>
 
@@ -99,11 +97,23 @@ std::vector<JsonMember> jsonMembersOf(QByteArrayView object) {
     return members;
 }
 
+/// What the key says. Not by Qt's reader, which ends the process where it finds no memory.
 QString keyOf(const JsonMember& member) {
-    return QJsonDocument::fromJson(QByteArray().append('[').append(member.key).append(']'))
-        .array()
-        .at(0)
-        .toString();
+    const QString quoted = QString::fromUtf8(member.key);
+    QString text;
+    for (qsizetype i = 1; i < quoted.size() - 1; ++i) {
+        const auto escaped =
+            quoted[i] == QLatin1Char('\\') ? QLatin1String("bfnrtu").indexOf(quoted[++i]) : qsizetype{-1};
+        constexpr qsizetype unicode = 5;
+        constexpr int digits = 4;
+        if (escaped == unicode) {
+            text += QChar(QStringView(quoted).mid(i + 1, digits).toUShort(nullptr, 16));
+            i += digits;
+        } else {
+            text += escaped >= 0 ? QLatin1Char("\b\f\n\r\t"[escaped]) : quoted[i];
+        }
+    }
+    return text;
 }
 
 /// The properties of a feature; nothing when it has none.
@@ -172,7 +182,9 @@ QStringList GeoJsonTexts::layerOptions(OGRLayer& layer) const {
 }
 
 bool GeoJsonTexts::saysItsSystem(OGRLayer& layer) const {
-    return !m_isJson || QJsonDocument::fromJson(nativeData(layer)).object().contains(QLatin1String("crs"));
+    const auto members = jsonMembersOf(nativeData(layer));
+    return !m_isJson || std::any_of(members.begin(), members.end(),
+                                    [](const JsonMember& member) { return member.key == "\"crs\""; });
 }
 
 void GeoJsonTexts::add(OGRFeature& feature, qint64 number, const OgrChange& change) {

@@ -25,10 +25,9 @@ bool isWider(QMetaType::Type type, QMetaType::Type other) {
 /// Those of the source. Where a file has no schema, GDAL makes one up from the features that happen to be
 /// there; what the layer declares goes before that, unless values that are there would not fit.
 void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& written) {
-    QList<Defs::GisAttributeDefinition> declared;
-    if (target.driverName.startsWith(QLatin1String("GeoJSON"))) {
-        declared = target.definitions;
-    }
+    const QList<Defs::GisAttributeDefinition> declared =
+        target.driverName.startsWith(QLatin1String("GeoJSON")) ? target.definitions
+                                                               : QList<Defs::GisAttributeDefinition>();
     const QList<Defs::GisAttributeDefinition> found = attributeDefinitions(from);
     for (int i = 0; i < found.size(); ++i) {
         const auto better = std::find_if(declared.begin(), declared.end(), [&](const auto& definition) {
@@ -40,7 +39,7 @@ void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& wri
             written.addField(*from.GetFieldDefn(i));
         }
     }
-    for (const Defs::GisAttributeDefinition& definition : std::as_const(declared)) {
+    for (const Defs::GisAttributeDefinition& definition : declared) {
         const bool isThere = std::any_of(found.begin(), found.end(), [&definition](const auto& other) {
             return other.name() == definition.name();
         });
