@@ -243,7 +243,7 @@ TEST_F(SaveEdits, FeaturesThatWereNotEditedKeepTheirText) {
     const QByteArray texts[] = {
         R"({"type":"Feature","properties":{"big":12345678901234567890,"mix":1,"t":"2020-01-01T10:00","r":2.750,"n":0},"geometry":{"type":"Point","coordinates":[1,2.50,3e0]}})",
         R"({"type":"Feature","id":7,"properties":{"mix":"text","t":"2020-01-02T10:00:00.123456Z","d":"2020/01/02","n":1},"geometry":null,"other":1.0})",
-        R"({"type":"Feature","properties":{"mix":true,"u":"é\n\"","k\u00e9\"\n":4.50,"r":2,"n":2},"geometry":{"type":"Point","coordinates":[4,5]}})",
+        R"({"type":"Feature","properties":{"mix":true,"u":"é\n\"","ké\"\n":4.50,"r":2,"n":2},"geometry":{"type":"Point","coordinates":[4,5]}})",
         R"({"type":"Feature","properties":{"r":-0.0,"n":3},"geometry":{"type":"MultiPoint","coordinates":[[4,5]]}})",
     };
     const struct {
