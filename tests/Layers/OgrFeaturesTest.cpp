@@ -1,6 +1,7 @@
+#include "Layers/ShapeOf.h"
+
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
-#include <Cartolith/Core/Serialization/GisWktReader.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFile>
@@ -14,6 +15,7 @@
 using namespace Cartolith::Core;
 using Layers::GisLayerOgrVector;
 using Layers::GisLayerVector;
+using test::shapeOf;
 using testing::HasSubstr;
 
 // What layers and the features of their sources are to each other: several layers of one file, several shapes of one
@@ -22,12 +24,6 @@ namespace {
 
 using Attributes = GisLayerVector::Attributes;
 const Layers::GisVectorSaveOptions replace{Layers::GisVectorSaveOptions::Existing::Replace, {}, {}};
-
-std::unique_ptr<Shapes::GisShape> shapeOf(const char* wkt, const Attributes& attributes = {}) {
-    auto shape = Serialization::Wkt::GisWktReader::read(wkt);
-    shape->attributes() = attributes;
-    return shape;
-}
 
 using Texts = std::vector<std::string>;
 

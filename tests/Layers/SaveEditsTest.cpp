@@ -1,4 +1,5 @@
 #include "Layers/Faults.h"
+#include "Layers/ShapeOf.h"
 #include "TestSeed.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
@@ -7,7 +8,6 @@
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
 #include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
-#include <Cartolith/Core/Serialization/GisWktReader.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 
@@ -27,17 +27,12 @@
 using namespace Cartolith::Core;
 using Layers::GisLayerOgrVector;
 using Layers::GisLayerVector;
+using test::shapeOf;
 using testing::HasSubstr;
 
 namespace {
 
 using Attributes = GisLayerVector::Attributes;
-
-std::unique_ptr<Shapes::GisShape> shapeOf(const QString& wkt, const Attributes& attributes = {}) {
-    auto shape = Serialization::Wkt::GisWktReader::read(wkt);
-    shape->attributes() = attributes;
-    return shape;
-}
 
 /// What is at each feature id.
 std::map<qint64, QString> contentOf(const GisLayerOgrVector& layer) {

@@ -140,12 +140,12 @@ QList<double> GisLayerGdalRaster::sampleValues(int band) {
         return {};
     }
     requireBand(band);
-    if (!m_samples.contains(band)) {
+    if (m_samples.count(band) == 0) {
         QList<double> values = m_source->sample(band);
         std::sort(values.begin(), values.end());
-        m_samples.insert(band, values);
+        m_samples.emplace(band, values);
     }
-    return m_samples.value(band);
+    return m_samples.at(band);
 }
 
 Defs::GisRasterStatistics GisLayerGdalRaster::statistics(int band) {

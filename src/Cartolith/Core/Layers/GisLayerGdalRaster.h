@@ -4,9 +4,10 @@
 #include <Cartolith/Core/Layers/GisLayerRaster.h>
 #include <Cartolith/Core/Layers/GisRasterBand.h>
 
-#include <QHash>
+#include <QList>
 
 #include <functional>
+#include <map>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -76,7 +77,7 @@ private:
     std::shared_ptr<Internal::RasterSource> m_source; ///< shared with a read that is under way
     std::unique_ptr<Providers::GisLayerProvider> m_provider;
     QList<Defs::GisRasterBand> m_bands;
-    QHash<int, QList<double>> m_samples;
+    std::map<int, QList<double>> m_samples;
     ProgressCallback m_progress;
 };
 

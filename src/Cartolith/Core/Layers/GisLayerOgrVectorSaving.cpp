@@ -128,8 +128,7 @@ GisLayerOgrVector::Saved GisLayerOgrVector::afterSaving(const Internal::OgrEdits
         const auto found = ids.kept.find(before);
         return !ids.isRenumbered ? before : found != ids.kept.end() ? found->second : 0;
     };
-    Saved saved{std::make_unique<Internal::OgrReadState>(*m_read), std::make_unique<FeatureTrace>(),
-                m_skipped};
+    Saved saved{std::make_unique<Internal::OgrReadState>(*m_read), std::make_unique<FeatureTrace>(), {}};
     Internal::OgrReadState& state = *saved.read;
     state.features.clear();
     const auto remember = [&](qint64 id, Internal::ReadFeature feature) {
@@ -162,9 +161,10 @@ GisLayerOgrVector::Saved GisLayerOgrVector::afterSaving(const Internal::OgrEdits
     if (ids.isRenumbered) {
         state.numberedIds = ids.numberedIds;
     }
-    for (qsizetype i = 0; i < saved.skipped.size(); ++i) {
-        state.skippedFeatures[i] = idAfter(state.skippedFeatures[i]);
-        saved.skipped[i].featureId = state.sourceId(state.skippedFeatures[i]);
+    state.skippedFeatures = {}; // made anew: changed in place, a shared list does not say that memory ran out
+    for (qsizetype i = 0; i < m_skipped.size(); ++i) {
+        state.skippedFeatures.append(idAfter(m_read->skippedFeatures.at(i)));
+        saved.skipped.append({state.sourceId(state.skippedFeatures.constLast()), m_skipped.at(i).reason});
     }
     state.featureCount += ids.added.size() - static_cast<qint64>(edits.deleted.size());
     return saved;

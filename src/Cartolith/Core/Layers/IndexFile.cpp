@@ -5,7 +5,6 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <QSet>
 #include <QStringList>
 #include <QTemporaryFile>
 #include <QUrl>
@@ -15,6 +14,7 @@
 #include <limits>
 #include <stdexcept>
 #include <sys/stat.h>
+#include <unordered_set>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -49,8 +49,8 @@ QByteArray identityOf(const RTreeSpatialIndex& index, const QByteArray& layerNam
 
 /// A file that was damaged without a change of its length may still be a tree.
 bool holdsEachOnce(const RTreeSpatialIndex& index, qsizetype shapeCount) {
-    QSet<const Shapes::GisShape*> found;
-    found.reserve(shapeCount);
+    std::unordered_set<const Shapes::GisShape*> found;
+    found.reserve(static_cast<std::size_t>(shapeCount));
     qsizetype items = 0;
     Spatial::RTree::visitLeaves(
         *index.root(), [](const Spatial::RTree::RTreeNode& /*node*/, qsizetype /*child*/) { return true; },
@@ -60,7 +60,7 @@ bool holdsEachOnce(const RTreeSpatialIndex& index, qsizetype shapeCount) {
                 found.insert(item.shape());
             }
         });
-    return items == shapeCount && found.size() == items;
+    return items == shapeCount && std::ssize(found) == items;
 }
 
 } // namespace
