@@ -453,7 +453,7 @@ TEST_P(EveryFault, LeavesTheOldStateOrTheNewAndTheCallerKnowsWhich) {
         if (!traced) {
             GTEST_SKIP() << "processes cannot be traced here";
         }
-        EXPECT_GT(failures, 3);
+        EXPECT_GT(failures, 1);
     }
 }
 

@@ -19,7 +19,7 @@ QString oldNameOf(const QString& name) {
     return name + QStringLiteral(".old");
 }
 
-bool isThere(const Folder& folder, const QString& name) {
+bool hasFile(const Folder& folder, const QString& name) {
     return folder.status(name).has_value();
 }
 
@@ -65,15 +65,15 @@ std::optional<Replacement> Replacement::prepare(const Folder& place, const Folde
     Replacement replacement;
     for (const QString& name : names) {
         Member member{name, std::nullopt, std::nullopt};
-        if (isThere(place, name)) {
+        if (hasFile(place, name)) {
             member.before = versionOf(place, name);
             place.link(name, staged, oldNameOf(name));
         }
-        if (isThere(staged, name)) {
+        if (hasFile(staged, name)) {
             member.after = versionOf(staged, name);
         }
-        if (member.before.has_value() != isThere(place, name) ||
-            member.after.has_value() != isThere(staged, name)) {
+        if (member.before.has_value() != hasFile(place, name) ||
+            member.after.has_value() != hasFile(staged, name)) {
             return std::nullopt;
         }
         if (member.before || member.after) {
@@ -151,7 +151,7 @@ std::optional<Replacement> Replacement::read(const Folder& staged, const QString
 
 bool Replacement::isUndone(const Folder& place) const {
     return std::all_of(m_members.begin(), m_members.end(), [&place](const Member& member) {
-        return member.before ? member.before->isAt(place, member.name) : !isThere(place, member.name);
+        return member.before ? member.before->isAt(place, member.name) : !hasFile(place, member.name);
     });
 }
 
@@ -166,7 +166,7 @@ QString Replacement::objection(const Folder& place, const Folder& staged, const 
         names.removeAll(oldName);
         const bool isOld = member.before && member.before->isAt(place, member.name);
         const bool isNew = member.after && member.after->isWholeAt(place, member.name);
-        if (!isOld && !isNew && isThere(place, member.name)) {
+        if (!isOld && !isNew && hasFile(place, member.name)) {
             return QStringLiteral("'%1' was changed since").arg(member.name);
         }
         if (member.before && !isOld && !member.before->isWholeAt(staged, oldName)) {
@@ -185,7 +185,7 @@ bool Replacement::apply(const Folder& place, const Folder& staged) const {
             return false;
         }
         return member.after ? staged.rename(member.name, place, member.name)
-                            : !isThere(place, member.name) || place.remove(member.name);
+                            : !hasFile(place, member.name) || place.remove(member.name);
     });
 }
 

@@ -193,9 +193,9 @@ void StagedFiles::takeRights(const QString& name) const {
     const QByteArray encoded = QFile::encodeName(name);
     constexpr mode_t all = 07777;
     mode_t mode = old->st_mode & all;
-    constexpr auto nobody = static_cast<uid_t>(-1);
+    constexpr auto sameOwner = static_cast<uid_t>(-1);
     if (now->st_gid != old->st_gid &&
-        ::fchownat(staged.handle(), encoded.constData(), nobody, old->st_gid, AT_SYMLINK_NOFOLLOW) != 0) {
+        ::fchownat(staged.handle(), encoded.constData(), sameOwner, old->st_gid, AT_SYMLINK_NOFOLLOW) != 0) {
         // What one group was allowed is no right of another.
         constexpr int groupShift = 3;
         mode &= ~static_cast<mode_t>(S_IRWXG | S_ISGID) | ((mode & S_IRWXO) << groupShift);

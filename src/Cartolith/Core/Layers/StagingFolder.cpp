@@ -20,7 +20,7 @@ QString beginningFor(const QString& fileName) {
 }
 
 /// What the lock says: the folder that it was made in, of which a copy is another one.
-QByteArray identityOf(const Folder& folder) {
+QByteArray lockContentFor(const Folder& folder) {
     const auto status = folder.status();
     return status ? QByteArray::number(quint64{status->st_dev}) + ' ' +
                         QByteArray::number(quint64{status->st_ino}) + '\n'
@@ -98,7 +98,7 @@ bool StagingFolder::make() {
     m_lock.emplace(*m_folder, lockNameFor(m_fileName), true);
     // Where nothing can be locked, nobody takes it for litter either.
     return m_lock->isThere() && m_lock->outcome() != FileLock::Outcome::Held &&
-           m_lock->write(identityOf(*m_folder));
+           m_lock->write(lockContentFor(*m_folder));
 }
 
 StagingFolder::~StagingFolder() {
@@ -158,7 +158,7 @@ void StagingFolder::removeAbandoned(const Folder& parent, const QString& fileNam
             parent.removeFolder(name); // which works while there is nothing in it
         } else if (lock.outcome() == FileLock::Outcome::Taken && lock.isThere()) {
             const auto content = folder.read(lockName, 64);
-            const bool isOurs = content == identityOf(folder);
+            const bool isOurs = content == lockContentFor(folder);
             if (isOurs || (content == QByteArray() && folder.names() == QStringList(lockName))) {
                 remove(parent, name, fileName);
             }
