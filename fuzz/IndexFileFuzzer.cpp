@@ -75,7 +75,9 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     GisLayerOgrVector layer(source.path);
     layer.setUsesIndexFile(true);
     require(layer.open(), "opens");
-    const QList<GisShape*> shapes = layer.shapes();
+    layer.setUseSpatialIndex(false);
+    const QList<GisShape*> shapes = layer.query(GisExtent(-1e308, -1e308, 1e308, 1e308));
+    layer.setUseSpatialIndex(true);
     const QSet<GisShape*> all(shapes.begin(), shapes.end());
     for (const GisExtent& window :
          {GisExtent(0, 0, 9, 9), GisExtent(2, 1, 3, 2), GisExtent(-1e308, -1, 1e308, 1)}) {
