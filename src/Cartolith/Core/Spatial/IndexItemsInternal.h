@@ -26,7 +26,8 @@ inline QList<SpatialIndexItem> itemsOf(const QList<Shapes::GisShape*>& shapes) {
 /// What a search appends to its caller's list: nothing, unless it was finished.
 class AppendedResults {
 public:
-    explicit AppendedResults(QList<Shapes::GisShape*>& results) : m_results(results), m_before(results.size()) {}
+    explicit AppendedResults(QList<Shapes::GisShape*>& results)
+        : m_results(results), m_before(results.size()) {}
     AppendedResults(const AppendedResults&) = delete;
     AppendedResults& operator=(const AppendedResults&) = delete;
     ~AppendedResults() {
