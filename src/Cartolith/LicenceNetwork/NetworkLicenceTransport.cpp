@@ -15,17 +15,17 @@ namespace {
 
 constexpr qint64 mostBytes = 64 * 1024;
 
-LicenceReply replyOf(QNetworkReply& reply) {
+LicenceReply replyOf(QNetworkReply& reply, bool isTooLong) {
     LicenceReply result;
     result.status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     constexpr int firstRedirection = 300;
     constexpr int firstError = 400;
     if (result.status >= firstRedirection && result.status < firstError) {
         result.trouble = QStringLiteral("the service points to another address, which is not followed");
-    } else if (reply.bytesAvailable() > mostBytes || reply.error() == QNetworkReply::OperationCanceledError) {
+    } else if (isTooLong || reply.error() == QNetworkReply::OperationCanceledError) {
         result.status = 0;
-        result.trouble = reply.bytesAvailable() > mostBytes ? QStringLiteral("the answer is too long")
-                                                            : QStringLiteral("there was no answer in time");
+        result.trouble = isTooLong ? QStringLiteral("the answer is too long")
+                                   : QStringLiteral("there was no answer in time");
     } else if (result.status == 0 || reply.error() == QNetworkReply::RemoteHostClosedError) {
         result.status = 0;
         result.trouble = reply.errorString();
@@ -56,14 +56,16 @@ void NetworkLicenceTransport::post(const QString& url, const QByteArray& body,
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     request.setTransferTimeout(m_timeout);
     QNetworkReply* const reply = d->network.post(request, body);
-    QObject::connect(reply, &QIODevice::readyRead, reply, [reply] {
+    const auto isTooLong = std::make_shared<bool>(false);
+    QObject::connect(reply, &QIODevice::readyRead, reply, [reply, isTooLong] {
         if (reply->bytesAvailable() > mostBytes) {
+            *isTooLong = true;
             reply->abort();
         }
     });
-    QObject::connect(reply, &QNetworkReply::finished, reply, [reply, done = std::move(done)] {
+    QObject::connect(reply, &QNetworkReply::finished, reply, [reply, isTooLong, done = std::move(done)] {
         reply->deleteLater();
-        done(replyOf(*reply));
+        done(replyOf(*reply, *isTooLong || reply->bytesAvailable() > mostBytes));
     });
 }
 

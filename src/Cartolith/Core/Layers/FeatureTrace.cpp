@@ -32,7 +32,7 @@ void FeatureTrace::inserted(int position, const Shapes::GisShape& shape) {
     const auto found = m_taken.find(&shape);
     if (found != m_taken.end()) {
         const Taken& taken = found->second;
-        if (taken.copy->attributes() == shape.attributes() && haveSameGeometry(*taken.copy, shape)) {
+        if (areSame(taken.copy->attributes(), shape.attributes()) && haveSameGeometry(*taken.copy, shape)) {
             entry = taken.entry;
         }
         m_taken.erase(found);

@@ -9,6 +9,7 @@
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrReadStateInternal.h>
+#include <Cartolith/Core/Layers/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
@@ -271,8 +272,14 @@ void GisLayerOgrVector::forRowsWithoutGeometry(const std::function<void(const At
     if (!isOpen() || m_read->rowsWithoutGeometry == 0) {
         return;
     }
-    Internal::OgrSource source(m_sourcePath);
-    OGRLayer& layer = source.layer(m_sourceName);
+    Internal::OgrSnapshot snapshot(m_sourcePath, m_sourceName, m_saveWait);
+    Internal::OgrSource& source = snapshot.source();
+    // Rows go by their numbers in a file, which another file gives to other rows.
+    if (!m_read->numberedIds.isEmpty() && !(snapshot.state() == *m_sourceState)) {
+        source.fail(QStringLiteral("it was changed by someone else since it was opened, so its rows without "
+                                   "geometry cannot be copied"));
+    }
+    OGRLayer& layer = snapshot.layer();
     const Internal::AttributeTables tables(Internal::attributeDefinitions(*layer.GetLayerDefn()));
     const bool isNumbered = !m_read->numberedIds.isEmpty();
     layer.ResetReading();

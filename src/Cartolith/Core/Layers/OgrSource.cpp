@@ -66,6 +66,9 @@ void OgrSource::recover(const QString& path) {
 }
 
 void OgrSource::removeUnusedJournal(const QString& path) {
+    if (!foreignJournalOf(path).isEmpty()) { // opening for update would apply it
+        return;
+    }
     QFile journal(resolvedPath(path) + QStringLiteral("-journal"));
     char first = 0;
     // SQLite writes the first bytes last; a journal without them is not rolled back.
