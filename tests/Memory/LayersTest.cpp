@@ -11,7 +11,6 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <sys/wait.h>
@@ -118,7 +117,7 @@ std::string nameOf(int status) {
     }
 }
 
-void runOutOfMemory(const char* name, Operation& operation, double share = 1.0) {
+void runOutOfMemory(const char* name, Operation& operation) {
     for (int round = 0; round < 2; ++round) { // the second time, what is made once is made
         operation.prepare();
         test::failAllocation(0);
@@ -128,7 +127,7 @@ void runOutOfMemory(const char* name, Operation& operation, double share = 1.0) 
     operation.prepare();
     test::failAllocation(0);
     operation.run();
-    const long requests = std::lround(share * static_cast<double>(test::stopFailing()));
+    const long requests = test::stopFailing();
     const long step = std::getenv("CARTOLITH_EVERY_ALLOCATION") != nullptr ? 1 : requests / 15 + 1;
     const char* const only = std::getenv("CARTOLITH_ALLOCATION");
     int failures = 0;
@@ -168,12 +167,6 @@ protected:
 };
 
 const char* const suffixes[] = {"gpkg", "sqlite", "geojson", "geojsonl", "fgb", "shp"};
-
-/// Of the requests for memory of a save, those before files are put in place: there, some come too late to be taken
-/// back.
-double beforeThePlace(const QString& suffix) {
-    return suffix == "shp" ? 0.3 : 0.85;
-}
 
 class Open : public Operation {
 public:
@@ -236,7 +229,7 @@ TEST_F(Memory, SaveAsLeavesTheOldFile) {
     for (const QString suffix : suffixes) {
         QDir(m_dir.path()).mkdir(suffix);
         SaveAs save(*layer, at(suffix + "/lines." + suffix));
-        runOutOfMemory(qPrintable(suffix), save, beforeThePlace(suffix));
+        runOutOfMemory(qPrintable(suffix), save);
     }
 }
 
@@ -285,8 +278,7 @@ TEST_F(Memory, ACommitIsMadeOrNot) {
             }
         };
         Commit commit(make, path);
-        runOutOfMemory(qPrintable(suffix), commit,
-                       suffix == "gpkg" || suffix == "sqlite" ? 1.0 : beforeThePlace(suffix));
+        runOutOfMemory(qPrintable(suffix), commit);
         for (const QString& name : QDir(m_dir.path()).entryList({"model.*"}, QDir::Files)) {
             QFile::remove(at(name));
         }
