@@ -199,37 +199,42 @@ TEST_F(Memory, OpenEndsWithBadAlloc) {
 
 class SaveAs : public Operation {
 public:
-    SaveAs(const GisLayerVector& layer, const QString& path) : m_layer(layer), m_path(path) {}
+    SaveAs(const GisLayerVector& layer, const QString& path, bool isNew)
+        : m_layer(layer), m_path(path), m_isNew(isNew) {}
     void prepare() override {
-        const QFileInfo info(m_path);
-        for (const QString& name : info.dir().entryList(QDir::Files | QDir::Hidden)) {
-            QFile::remove(info.dir().filePath(name));
-        }
-        QFile file(m_path);
-        if (QFileInfo(m_path).suffix() != "shp" && file.open(QIODevice::WriteOnly)) {
+        QDir(QFileInfo(m_path).path()).removeRecursively();
+        QDir().mkpath(QFileInfo(m_path).path());
+        const QStringList family = m_path.endsWith("shp") ? QStringList{"p", "x"} : QStringList{m_path.right(1)};
+        for (const QString& end : m_isNew ? QStringList() : family) {
+            QFile file(m_path.chopped(1) + end);
+            file.open(QIODevice::WriteOnly);
             file.write("old");
         }
     }
     bool run() override { return m_layer.saveAs(m_path, replace); }
     QString state() const override {
-        const QFileInfo info(m_path);
-        return textOf(m_layer) +
-               info.dir().entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).join(' ') +
-               QString::fromLatin1(bytesOf(m_path).left(3));
+        const QDir folder = QFileInfo(m_path).dir();
+        QString text = textOf(m_layer);
+        for (const QString& name : folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)) {
+            text += name + ':' + QString::fromLatin1(bytesOf(folder.filePath(name)).left(3)) + ' ';
+        }
+        return text;
     }
 
 private:
     const Layers::GisVectorSaveOptions replace{Layers::GisVectorSaveOptions::Existing::Replace, {}, {}};
     const GisLayerVector& m_layer;
     QString m_path;
+    bool m_isNew;
 };
 
 TEST_F(Memory, SaveAsLeavesTheOldFile) {
     const auto layer = made();
     for (const QString suffix : suffixes) {
-        QDir(m_dir.path()).mkdir(suffix);
-        SaveAs save(*layer, at(suffix + "/lines." + suffix));
-        runOutOfMemory(qPrintable(suffix), save);
+        for (const bool isNew : {false, true}) {
+            SaveAs save(*layer, at(suffix + "/lines." + suffix), isNew);
+            runOutOfMemory(qPrintable(suffix + (isNew ? ", new" : "")), save);
+        }
     }
 }
 
