@@ -11,7 +11,6 @@
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
 
-#include <cmath>
 #include <cstdlib>
 #include <functional>
 #include <sys/wait.h>
@@ -118,7 +117,7 @@ std::string nameOf(int status) {
     }
 }
 
-void runOutOfMemory(const char* name, Operation& operation, double share = 1.0) {
+void runOutOfMemory(const char* name, Operation& operation) {
     for (int round = 0; round < 2; ++round) { // the second time, what is made once is made
         operation.prepare();
         test::failAllocation(0);
@@ -128,7 +127,7 @@ void runOutOfMemory(const char* name, Operation& operation, double share = 1.0) 
     operation.prepare();
     test::failAllocation(0);
     operation.run();
-    const long requests = std::lround(share * static_cast<double>(test::stopFailing()));
+    const long requests = test::stopFailing();
     const long step = std::getenv("CARTOLITH_EVERY_ALLOCATION") != nullptr ? 1 : requests / 15 + 1;
     const char* const only = std::getenv("CARTOLITH_ALLOCATION");
     int failures = 0;
@@ -169,12 +168,6 @@ protected:
 
 const char* const suffixes[] = {"gpkg", "sqlite", "geojson", "geojsonl", "fgb", "shp"};
 
-/// Of the requests for memory of a save, those before files are put in place: there, some come too late to be taken
-/// back.
-double beforeThePlace(const QString& suffix) {
-    return suffix == "shp" ? 0.3 : 0.85;
-}
-
 class Open : public Operation {
 public:
     Open(const QString& path, bool isOpen) : m_path(path), m_isOpen(isOpen) {}
@@ -206,37 +199,42 @@ TEST_F(Memory, OpenEndsWithBadAlloc) {
 
 class SaveAs : public Operation {
 public:
-    SaveAs(const GisLayerVector& layer, const QString& path) : m_layer(layer), m_path(path) {}
+    SaveAs(const GisLayerVector& layer, const QString& path, bool isNew)
+        : m_layer(layer), m_path(path), m_isNew(isNew) {}
     void prepare() override {
-        const QFileInfo info(m_path);
-        for (const QString& name : info.dir().entryList(QDir::Files | QDir::Hidden)) {
-            QFile::remove(info.dir().filePath(name));
-        }
-        QFile file(m_path);
-        if (QFileInfo(m_path).suffix() != "shp" && file.open(QIODevice::WriteOnly)) {
+        QDir(QFileInfo(m_path).path()).removeRecursively();
+        QDir().mkpath(QFileInfo(m_path).path());
+        const QStringList family = m_path.endsWith("shp") ? QStringList{"p", "x"} : QStringList{m_path.right(1)};
+        for (const QString& end : m_isNew ? QStringList() : family) {
+            QFile file(m_path.chopped(1) + end);
+            file.open(QIODevice::WriteOnly);
             file.write("old");
         }
     }
     bool run() override { return m_layer.saveAs(m_path, replace); }
     QString state() const override {
-        const QFileInfo info(m_path);
-        return textOf(m_layer) +
-               info.dir().entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot).join(' ') +
-               QString::fromLatin1(bytesOf(m_path).left(3));
+        const QDir folder = QFileInfo(m_path).dir();
+        QString text = textOf(m_layer);
+        for (const QString& name : folder.entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)) {
+            text += name + ':' + QString::fromLatin1(bytesOf(folder.filePath(name)).left(3)) + ' ';
+        }
+        return text;
     }
 
 private:
     const Layers::GisVectorSaveOptions replace{Layers::GisVectorSaveOptions::Existing::Replace, {}, {}};
     const GisLayerVector& m_layer;
     QString m_path;
+    bool m_isNew;
 };
 
 TEST_F(Memory, SaveAsLeavesTheOldFile) {
     const auto layer = made();
     for (const QString suffix : suffixes) {
-        QDir(m_dir.path()).mkdir(suffix);
-        SaveAs save(*layer, at(suffix + "/lines." + suffix));
-        runOutOfMemory(qPrintable(suffix), save, beforeThePlace(suffix));
+        for (const bool isNew : {false, true}) {
+            SaveAs save(*layer, at(suffix + "/lines." + suffix), isNew);
+            runOutOfMemory(qPrintable(suffix + (isNew ? ", new" : "")), save);
+        }
     }
 }
 
@@ -285,8 +283,7 @@ TEST_F(Memory, ACommitIsMadeOrNot) {
             }
         };
         Commit commit(make, path);
-        runOutOfMemory(qPrintable(suffix), commit,
-                       suffix == "gpkg" || suffix == "sqlite" ? 1.0 : beforeThePlace(suffix));
+        runOutOfMemory(qPrintable(suffix), commit);
         for (const QString& name : QDir(m_dir.path()).entryList({"model.*"}, QDir::Files)) {
             QFile::remove(at(name));
         }

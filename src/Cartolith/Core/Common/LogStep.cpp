@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Common/Logger.h>
 
 #include <exception>
+#include <new>
 
 namespace Cartolith::Core::Common::Internal {
 
@@ -17,10 +18,13 @@ LogStep::LogStep(const char* channel, const char* event) : m_active(isLogVerbose
 LogStep::~LogStep() {
     if (m_active) {
         m_entry.elapsedMs = m_timer.elapsed();
-        if (std::uncaught_exceptions() > m_exceptions) {
-            set("failed", 1);
+        try {
+            if (std::uncaught_exceptions() > m_exceptions) {
+                set("failed", 1);
+            }
+            Logger::write(m_entry);
+        } catch (const std::bad_alloc&) { // the step is what matters, not the report of it
         }
-        Logger::write(m_entry);
     }
 }
 

@@ -19,7 +19,7 @@ QString oldNameOf(const QString& name) {
     return name + QStringLiteral(".old");
 }
 
-bool hasFile(const Folder& folder, const QString& name) {
+bool hasFile(const Folder& folder, const EntryName& name) noexcept {
     return folder.status(name).has_value();
 }
 
@@ -33,7 +33,10 @@ QJsonObject folderObject(const Folder& folder) {
 
 } // namespace
 
-bool Replacement::Version::isAt(const Folder& folder, const QString& name) const {
+Replacement::Member::Member(const QString& called)
+    : name(called), entry(called), oldEntry(oldNameOf(called)) {}
+
+bool Replacement::Version::isAt(const Folder& folder, const EntryName& name) const noexcept {
     const auto found = folder.status(name);
     constexpr qint64 nanoseconds = 1'000'000'000;
     return found && S_ISREG(found->st_mode) && found->st_dev == device && found->st_ino == inode &&
@@ -41,11 +44,11 @@ bool Replacement::Version::isAt(const Folder& folder, const QString& name) const
            found->st_mtim.tv_sec * nanoseconds + found->st_mtim.tv_nsec == writtenAt;
 }
 
-bool Replacement::Version::isWholeAt(const Folder& folder, const QString& name) const {
+bool Replacement::Version::isWholeAt(const Folder& folder, const EntryName& name) const {
     return isAt(folder, name) && folder.checksum(name) == checksum;
 }
 
-std::optional<Replacement::Version> Replacement::versionOf(const Folder& folder, const QString& name) {
+std::optional<Replacement::Version> Replacement::versionOf(const Folder& folder, const EntryName& name) {
     const auto found = folder.status(name);
     const auto checksum = folder.checksum(name);
     if (!found || !checksum) {
@@ -64,16 +67,16 @@ std::optional<Replacement> Replacement::prepare(const Folder& place, const Folde
                                                 const QStringList& names) {
     Replacement replacement;
     for (const QString& name : names) {
-        Member member{name, std::nullopt, std::nullopt};
-        if (hasFile(place, name)) {
-            member.before = versionOf(place, name);
-            place.link(name, staged, oldNameOf(name));
+        Member member(name);
+        if (hasFile(place, member.entry)) {
+            member.before = versionOf(place, member.entry);
+            place.link(member.entry, staged, member.oldEntry);
         }
-        if (hasFile(staged, name)) {
-            member.after = versionOf(staged, name);
+        if (hasFile(staged, member.entry)) {
+            member.after = versionOf(staged, member.entry);
         }
-        if (member.before.has_value() != hasFile(place, name) ||
-            member.after.has_value() != hasFile(staged, name)) {
+        if (member.before.has_value() != hasFile(place, member.entry) ||
+            member.after.has_value() != hasFile(staged, member.entry)) {
             return std::nullopt;
         }
         if (member.before || member.after) {
@@ -141,7 +144,9 @@ std::optional<Replacement> Replacement::read(const Folder& staged, const QString
     };
     Replacement replacement;
     for (const QJsonValue& value : all["members"].toArray()) {
-        Member member{value["name"].toString(), versionFrom(value["before"]), versionFrom(value["after"])};
+        Member member(value["name"].toString());
+        member.before = versionFrom(value["before"]);
+        member.after = versionFrom(value["after"]);
         isWhole = isWhole && !member.name.isEmpty() && !member.name.contains(QLatin1Char('/')) &&
                   (member.before || member.after);
         replacement.m_members.append(member);
@@ -149,9 +154,9 @@ std::optional<Replacement> Replacement::read(const Folder& staged, const QString
     return isWhole && !replacement.m_members.isEmpty() ? std::optional(replacement) : std::nullopt;
 }
 
-bool Replacement::isUndone(const Folder& place) const {
+bool Replacement::isUndone(const Folder& place) const noexcept {
     return std::all_of(m_members.begin(), m_members.end(), [&place](const Member& member) {
-        return member.before ? member.before->isAt(place, member.name) : !hasFile(place, member.name);
+        return member.before ? member.before->isAt(place, member.entry) : !hasFile(place, member.entry);
     });
 }
 
@@ -177,25 +182,24 @@ QString Replacement::objection(const Folder& place, const Folder& staged, const 
                            : QStringLiteral("it has '%1', which is not a part of it").arg(names.first());
 }
 
-bool Replacement::apply(const Folder& place, const Folder& staged) const {
+bool Replacement::apply(const Folder& place, const Folder& staged) const noexcept {
     return std::all_of(m_members.begin(), m_members.end(), [&](const Member& member) {
-        const QString oldName = oldNameOf(member.name);
-        const bool isKept = !member.before || member.before->isAt(staged, oldName);
-        if (!isKept && !place.rename(member.name, staged, oldName)) {
+        const bool isKept = !member.before || member.before->isAt(staged, member.oldEntry);
+        if (!isKept && !place.rename(member.entry, staged, member.oldEntry)) {
             return false;
         }
-        return member.after ? staged.rename(member.name, place, member.name)
-                            : !hasFile(place, member.name) || place.remove(member.name);
+        return member.after ? staged.rename(member.entry, place, member.entry)
+                            : !hasFile(place, member.entry) || place.remove(member.entry);
     });
 }
 
-bool Replacement::undo(const Folder& place, const Folder& staged) const {
+bool Replacement::undo(const Folder& place, const Folder& staged) const noexcept {
     return std::all_of(m_members.begin(), m_members.end(), [&](const Member& member) {
         if (member.before) {
-            return member.before->isAt(place, member.name) ||
-                   staged.rename(oldNameOf(member.name), place, member.name);
+            return member.before->isAt(place, member.entry) ||
+                   staged.rename(member.oldEntry, place, member.entry);
         }
-        return !member.after || !member.after->isAt(place, member.name) || place.remove(member.name);
+        return !member.after || !member.after->isAt(place, member.entry) || place.remove(member.entry);
     });
 }
 

@@ -30,15 +30,15 @@ public:
     static std::optional<Replacement> read(const Folder& staged, const QString& manifest);
 
     /// Whether the files in place are the old ones, as they were.
-    bool isUndone(const Folder& place) const;
+    bool isUndone(const Folder& place) const noexcept;
     /// What speaks against putting the old files back, as the end of a sentence; empty when nothing does.
     /// Beside those in `others` there is nothing in the staging folder but these files.
     QString objection(const Folder& place, const Folder& staged, const QStringList& others) const;
 
-    /// Puts the new files in place. May stop halfway.
-    bool apply(const Folder& place, const Folder& staged) const;
-    /// Puts the old files in place, from any point; so it can be repeated.
-    bool undo(const Folder& place, const Folder& staged) const;
+    /// Puts the new files in place. May stop halfway, though not for want of memory, of which it needs none.
+    bool apply(const Folder& place, const Folder& staged) const noexcept;
+    /// Puts the old files in place, from any point; so it can be repeated. Needs no memory either.
+    bool undo(const Folder& place, const Folder& staged) const noexcept;
 
 private:
     /// One state of a file.
@@ -51,16 +51,20 @@ private:
         QByteArray checksum;
 
         /// But for the content, which takes reading.
-        bool isAt(const Folder& folder, const QString& name) const;
-        bool isWholeAt(const Folder& folder, const QString& name) const;
+        bool isAt(const Folder& folder, const EntryName& name) const noexcept;
+        bool isWholeAt(const Folder& folder, const EntryName& name) const;
     };
     struct Member {
+        explicit Member(const QString& called);
+
         QString name;
+        EntryName entry;
+        EntryName oldEntry; ///< of the one that is kept
         std::optional<Version> before;
         std::optional<Version> after;
     };
 
-    static std::optional<Version> versionOf(const Folder& folder, const QString& name);
+    static std::optional<Version> versionOf(const Folder& folder, const EntryName& name);
 
     QList<Member> m_members;
 };

@@ -100,7 +100,7 @@ QString Settling::putBack(const Folder& staged) const {
     // Should any of this fail, the folder says the same as before, and the old files are in place.
     const QString litter = StagingFolder::newNameFor(m_fileName);
     if (m_place.sync() && m_place.rename(m_folderName, m_place, litter) && m_place.sync()) {
-        StagingFolder::remove(m_place, litter, m_fileName);
+        StagingFolder::remove(m_place, litter, StagingFolder::lockNameFor(m_fileName));
     }
     return {};
 }

@@ -1,9 +1,26 @@
 #include <Cartolith/Core/Layers/FolderInternal.h>
 #include <Cartolith/Core/Layers/SourcePathInternal.h>
 
+#include <QFile>
+
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+#include <new>
 #include <unistd.h>
 
 namespace Cartolith::Core::Layers::Internal {
+
+QString resolvedPath(const QString& path) {
+    // Not QFileInfo::canonicalFilePath(), to which a link is no file when there is no memory.
+    char target[PATH_MAX];
+    if (::realpath(QFile::encodeName(path).constData(), static_cast<char*>(target)) == nullptr) {
+        return errno == ENOMEM ? throw std::bad_alloc() : path;
+    }
+    return QFile::decodeName(
+        QByteArray::fromRawData(static_cast<char*>(target), static_cast<qsizetype>(std::strlen(target))));
+}
 
 QString foreignJournalOf(const QString& path) {
     const QFileInfo info(resolvedPath(path));

@@ -7,10 +7,7 @@ namespace Cartolith::Core::Layers::Internal {
 
 /// The file that a symbolic link points to; the path itself for what is no file. SQLite keeps its journals
 /// beside that one.
-inline QString resolvedPath(const QString& path) {
-    const QString target = QFileInfo(path).canonicalFilePath();
-    return target.isEmpty() ? path : target;
-}
+QString resolvedPath(const QString& path);
 
 /// The name of a journal beside a database that SQLite would apply to it, although another user has put it
 /// there who could not write to the database; empty when there is none. That can be in a sticky folder only:

@@ -140,7 +140,7 @@ QString StagedFiles::nameOf(const QString& suffix) const {
     if (suffix.compare(info.suffix(), Qt::CaseInsensitive) == 0) {
         return m_fileName;
     }
-    const QStringList old = membersOf(m_path, {suffix});
+    const QStringList old = membersOf(m_path, QStringList(suffix));
     const bool isUpper = info.suffix() == info.suffix().toUpper();
     return !old.isEmpty()
                ? old.first()
@@ -169,7 +169,7 @@ void StagedFiles::write(const QString& suffix, const char* bytes, qint64 size) c
 }
 
 bool StagedFiles::keep(const QString& suffix) const {
-    const QStringList old = membersOf(m_path, {suffix});
+    const QStringList old = membersOf(m_path, QStringList(suffix));
     if (old.isEmpty()) {
         return false;
     }
@@ -227,52 +227,54 @@ SourceState StagedFiles::publish(const std::function<void()>& check) {
 
 void StagedFiles::publishOne(const std::function<void()>& check) {
     const Folder& staged = m_staging->folder();
-    const QString oldName = m_fileName + QStringLiteral(".old");
-    const bool isNew = !m_place.status(m_fileName);
-    const bool isKept = !isNew && m_place.link(m_fileName, staged, oldName);
+    const EntryName name(m_fileName);
+    const EntryName oldName(m_fileName + QStringLiteral(".old"));
+    const bool isNew = !m_place.status(name);
+    const bool isKept = !isNew && m_place.link(name, staged, oldName);
     check();
-    if (!staged.rename(m_fileName, m_place, m_fileName)) {
+    if (!staged.rename(name, m_place, name)) {
         fail(lastSystemError());
     }
     if (!m_place.sync()) {
-        const QString reason = lastSystemError();
-        const bool isUndone = isNew    ? m_place.remove(m_fileName)
-                              : isKept ? staged.rename(oldName, m_place, m_fileName)
+        const int error = errno;
+        const bool isUndone = isNew    ? m_place.remove(name)
+                              : isKept ? staged.rename(oldName, m_place, name)
                                        : false;
-        fail(isUndone ? reason : reason + isInPlace);
+        errno = error;
+        fail(isUndone ? lastSystemError() : lastSystemError() + isInPlace);
     }
 }
 
 void StagedFiles::publishFamily(const std::function<void()>& check) {
-    const Replacement replacement = begin();
+    // Once the folder is marked, nothing asks for memory before the outcome is certain.
+    const EntryName mark(Settling::folderNameFor(m_fileName));
+    const Replacement replacement = begin(mark);
     check();
     const Folder& staged = m_staging->folder();
     if (!m_place.sync()) {
         fail(lastSystemError());
     }
     if (!replacement.apply(m_place, staged) || !m_place.sync()) {
-        undo(replacement, lastSystemError());
+        undo(replacement, errno);
     }
     // From here on the new files hold, and the old ones are litter.
-    const QString mark = m_staging->name();
-    if (!m_staging->rename(StagingFolder::newNameFor(m_fileName))) {
-        undo(replacement, lastSystemError());
+    if (!m_staging->discard()) {
+        undo(replacement, errno);
     }
     if (!m_place.sync()) {
-        const QString reason = lastSystemError();
-        if (!m_staging->rename(mark)) {
-            fail(reason + isInPlace);
+        const int error = errno;
+        if (!m_staging->mark(mark)) {
+            errno = error;
+            fail(lastSystemError() + isInPlace);
         }
-        undo(replacement, reason);
+        undo(replacement, error);
     }
 }
 
 /// Marks the source as being replaced, at a time when nobody has saved it since it was looked at.
-Replacement StagedFiles::begin() {
+Replacement StagedFiles::begin(const EntryName& mark) {
     const Folder& staged = m_staging->folder();
     const QString manifest = Settling::manifestNameFor(m_fileName);
-    const QString mark = Settling::folderNameFor(m_fileName);
-    const QString unmarked = m_staging->name();
     const QStringList fresh = m_staging->files();
     const auto deadline = std::chrono::steady_clock::now() + m_wait;
     for (;;) {
@@ -286,16 +288,16 @@ Replacement StagedFiles::begin() {
                 fail(lastSystemError());
             }
             requireSettled(deadline);
-            if (m_staging->rename(mark)) {
+            if (m_staging->mark(mark)) {
                 if (replacement->isUndone(m_place) &&
                     membersOf(m_path, QStringList(m_family) << QFileInfo(m_path).suffix()) == old) {
                     return *replacement;
                 }
-                if (!m_staging->rename(unmarked)) {
+                if (!m_staging->unmark()) {
                     fail(lastSystemError());
                 }
             } else if (errno == EEXIST || errno == ENOTEMPTY) {
-                reason = QStringLiteral("'%1' is in the way").arg(mark);
+                reason = QStringLiteral("'%1' is in the way").arg(Settling::folderNameFor(m_fileName));
             } else {
                 fail(lastSystemError());
             }
@@ -309,13 +311,17 @@ Replacement StagedFiles::begin() {
     }
 }
 
-void StagedFiles::undo(const Replacement& replacement, const QString& reason) {
-    if (!replacement.undo(m_place, m_staging->folder())) {
+void StagedFiles::undo(const Replacement& replacement, int error) {
+    const bool isDone = replacement.undo(m_place, m_staging->folder());
+    if (isDone) {
+        m_place.sync();
+    } else {
         m_staging->leave();
-        fail(reason + QStringLiteral("; the old files are put back when it is opened the next time"));
     }
-    m_place.sync();
-    fail(reason);
+    errno = error;
+    fail(isDone ? lastSystemError()
+                : lastSystemError() +
+                      QStringLiteral("; the old files are put back when it is opened the next time"));
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -60,8 +60,8 @@ private:
     void takeRights(const QString& name) const;
     void publishOne(const std::function<void()>& check);
     void publishFamily(const std::function<void()>& check);
-    Replacement begin();
-    [[noreturn]] void undo(const Replacement& replacement, const QString& reason);
+    Replacement begin(const EntryName& mark);
+    [[noreturn]] void undo(const Replacement& replacement, int error);
 
     QString m_given;
     QString m_path;

@@ -29,10 +29,10 @@ QByteArray lockContentFor(const Folder& folder) {
 
 } // namespace
 
-FileLock::FileLock(const Folder& folder, const QString& name, bool isNew) {
+FileLock::FileLock(const Folder& folder, const EntryName& name, bool isNew) noexcept {
     const auto open = [&](int flags) {
-        return ::openat(folder.handle(), QFile::encodeName(name).constData(),
-                        flags | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK, S_IRUSR | S_IWUSR);
+        return ::openat(folder.handle(), name.data(), flags | O_NOFOLLOW | O_CLOEXEC | O_NONBLOCK,
+                        S_IRUSR | S_IWUSR);
     };
     m_handle = open(isNew ? O_RDWR | O_CREAT | O_EXCL : O_RDWR);
     if (m_handle < 0 && !isNew) { // what cannot be written to can still be locked on most file systems
@@ -61,26 +61,27 @@ bool FileLock::write(const QByteArray& content) const {
 }
 
 StagingFolder::StagingFolder(const Folder& parent, const QString& fileName)
-    : m_parent(parent), m_fileName(fileName) {
+    : m_parent(parent), m_fileName(fileName), m_lockName(lockNameFor(fileName)) {
     // Before it is locked, another process may take it for litter.
     constexpr int most = 100;
     for (int attempt = 0; attempt < most; ++attempt) {
-        if (make()) {
-            return;
+        try {
+            if (make()) {
+                return;
+            }
+        } catch (...) {
+            takeBack();
+            throw;
         }
         const int error = errno;
-        const QString reason = lastSystemError();
         const bool isMade = m_folder.has_value();
         const bool isTaken = m_lock && m_lock->isOpen() &&
                              (m_lock->outcome() == FileLock::Outcome::Held || !m_lock->isThere());
         const bool isLost = isMade && (isTaken || error == ENOENT);
-        m_lock.reset();
-        m_folder.reset();
-        if (isMade) {
-            remove(m_parent, m_name, m_fileName);
-        }
+        takeBack();
         if (!isLost) {
-            throw std::runtime_error(reason.toStdString());
+            errno = error;
+            throw std::runtime_error(lastSystemError().toStdString());
         }
     }
     throw std::runtime_error("its hidden folder is removed by another process");
@@ -88,26 +89,38 @@ StagingFolder::StagingFolder(const Folder& parent, const QString& fileName)
 
 bool StagingFolder::make() {
     m_name = newNameFor(m_fileName);
-    if (::mkdirat(m_parent.handle(), QFile::encodeName(m_name).constData(), S_IRWXU) != 0) {
+    m_firstName = m_name;
+    m_litterName = newNameFor(m_fileName);
+    m_currentName = m_firstName;
+    if (::mkdirat(m_parent.handle(), m_firstName.data(), S_IRWXU) != 0) {
         return false;
     }
-    m_folder.emplace(m_parent, m_name);
+    m_folder.emplace(m_parent, m_firstName);
     if (!m_folder->isOpen()) {
         return false;
     }
-    m_lock.emplace(*m_folder, lockNameFor(m_fileName), true);
+    m_lock.emplace(*m_folder, m_lockName, true);
     // Where nothing can be locked, nobody takes it for litter either.
     return m_lock->isThere() && m_lock->outcome() != FileLock::Outcome::Held &&
            m_lock->write(lockContentFor(*m_folder));
 }
 
+void StagingFolder::takeBack() noexcept {
+    const bool isMade = m_folder.has_value();
+    m_lock.reset();
+    m_folder.reset();
+    if (isMade) {
+        remove(m_parent, m_firstName, m_lockName);
+    }
+}
+
 StagingFolder::~StagingFolder() {
     if (!m_isLeft) {
         // Half removed under another name, it could not be told what it is.
-        if (!m_name.startsWith(beginningFor(m_fileName))) {
-            rename(newNameFor(m_fileName));
+        if (m_isMarked) {
+            discard();
         }
-        remove(m_parent, m_name, m_fileName);
+        remove(m_parent, m_currentName, m_lockName);
     }
 }
 
@@ -117,11 +130,12 @@ QStringList StagingFolder::files() const {
     return names;
 }
 
-bool StagingFolder::rename(const QString& name) {
-    if (!m_parent.rename(m_name, m_parent, name)) {
+bool StagingFolder::rename(const EntryName& name, bool isMark) noexcept {
+    if (!m_parent.rename(m_currentName, m_parent, name)) {
         return false;
     }
-    m_name = name;
+    m_currentName = name;
+    m_isMarked = isMark;
     return true;
 }
 
@@ -160,21 +174,16 @@ void StagingFolder::removeAbandoned(const Folder& parent, const QString& fileNam
             const auto content = folder.read(lockName, 64);
             const bool isOurs = content == lockContentFor(folder);
             if (isOurs || (content == QByteArray() && folder.names() == QStringList(lockName))) {
-                remove(parent, name, fileName);
+                remove(parent, name, lockName);
             }
         }
     }
 }
 
-void StagingFolder::remove(const Folder& parent, const QString& name, const QString& fileName) {
-    const QString lockName = lockNameFor(fileName);
-    bool isEmpty = true;
-    if (const Folder folder(parent, name); folder.isOpen()) {
-        for (const QString& file : folder.names()) {
-            isEmpty = (file == lockName || folder.remove(file)) && isEmpty;
-        }
-        isEmpty = isEmpty && folder.remove(lockName); // without it, nobody could tell what the rest is
-    }
+void StagingFolder::remove(const Folder& parent, const EntryName& name, const EntryName& lockName) noexcept {
+    const Folder folder(parent, name);
+    // Without the lock, nobody could tell what the rest is.
+    const bool isEmpty = !folder.isOpen() || (folder.removeAllBut(lockName) && folder.remove(lockName));
     if (isEmpty) {
         parent.removeFolder(name);
     }

@@ -18,7 +18,7 @@ public:
     };
 
     /// On a file of that name, or on a new one. Does not wait.
-    FileLock(const Folder& folder, const QString& name, bool isNew);
+    FileLock(const Folder& folder, const EntryName& name, bool isNew) noexcept;
     ~FileLock();
     FileLock(const FileLock&) = delete;
     FileLock& operator=(const FileLock&) = delete;
@@ -46,10 +46,15 @@ public:
     StagingFolder& operator=(const StagingFolder&) = delete;
 
     const Folder& folder() const { return *m_folder; }
+    /// The one it was made with.
     const QString& name() const { return m_name; }
     /// The files in it, but for the lock.
     QStringList files() const;
-    bool rename(const QString& name);
+    /// Has the folder be called something else, until unmark() or discard().
+    bool mark(const EntryName& name) noexcept { return rename(name, true); }
+    bool unmark() noexcept { return rename(m_firstName, false); }
+    /// From now on it is litter, under another name that nobody can foresee.
+    bool discard() noexcept { return rename(m_litterName, false); }
     /// Has it stay when this object goes.
     void leave() { m_isLeft = true; }
 
@@ -59,18 +64,26 @@ public:
     /// Removes those of processes that are gone, as far as they are this user's and lie where they were made.
     static void removeAbandoned(const Folder& parent, const QString& fileName);
     /// Removes a folder with the files in it, the lock last.
-    static void remove(const Folder& parent, const QString& name, const QString& fileName);
+    static void remove(const Folder& parent, const EntryName& name, const EntryName& lockName) noexcept;
     /// Whether nobody else can have put anything into it.
     static bool isPrivate(const Folder& folder);
 
 private:
     bool make();
+    bool rename(const EntryName& name, bool isMark) noexcept;
+    void takeBack() noexcept;
 
     const Folder& m_parent;
     QString m_fileName;
     QString m_name;
+    // Made beforehand: what is left is removed without asking for memory.
+    EntryName m_lockName;
+    EntryName m_firstName;
+    EntryName m_litterName;
+    EntryName m_currentName;
     std::optional<Folder> m_folder;
     std::optional<FileLock> m_lock;
+    bool m_isMarked = false;
     bool m_isLeft = false;
 };
 
