@@ -208,6 +208,21 @@ TEST_F(SaveAs, ADeprecatedSystemOfAFileStaysWhatItIs) {
     }
 }
 
+TEST_F(SaveAs, AFileThatDiffersInCaseIsAnotherOne) {
+    const auto layer = layerOf({{"POINT (1 2)", {{"name", "a"}}}});
+    for (const QString suffix : {"shp", "gpkg", "fgb"}) {
+        const QString path = at("lower." + suffix);
+        const QString other = at("lower." + suffix.toUpper());
+        layer->saveAs(path);
+        QFile file(other);
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+        file.write("kept");
+        file.close();
+        layer->saveAs(path, replace);
+        EXPECT_TRUE(QFile::exists(other)) << qPrintable(suffix);
+    }
+}
+
 TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
     const auto point = layerOf({{"POINT (1 2)", {{"a", 1}}}});
     const auto mixed = layerOf({{"POINT (1 2)", {}}, {"LINESTRING (0 0, 1 1)", {}}});

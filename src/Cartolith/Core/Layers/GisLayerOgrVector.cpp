@@ -46,6 +46,7 @@ Internal::ReadFeature kindOf(const OGRGeometry& geometry) {
 struct Content {
     explicit Content(OGRLayer& layer)
         : definitions(Internal::attributeDefinitions(*layer.GetLayerDefn())), tables(definitions) {
+        state.layout = Internal::OgrDigest::ofLayout(layer);
         OGRFeatureDefn& schema = *layer.GetLayerDefn();
         for (int i = 0; i < schema.GetFieldCount(); ++i) {
             const OGRFieldDefn& field = *schema.GetFieldDefn(i);

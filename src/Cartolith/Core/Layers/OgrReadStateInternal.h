@@ -31,6 +31,7 @@ struct OgrReadState {
     qint64 rowsWithoutGeometry = 0;
     qint64 unreadable = 0; ///< features that have a geometry and gave no shape
     quint64 digest = 0;    ///< the sum of all features', in whatever order they come
+    quint64 layout = 0;    ///< of the names of its fields and of its coordinate system
     int defaults = 0;      ///< fields with a default value
     int subtypes = 0;      ///< fields of a subtype other than boolean
 

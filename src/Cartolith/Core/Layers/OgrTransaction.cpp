@@ -67,6 +67,11 @@ public:
             }
         }
         if (m_isCompared) {
+            if (OgrDigest::ofLayout(*m_layer) != m_target.read.layout) {
+                failToWrite(m_target.path,
+                            QStringLiteral("its fields or its coordinate system were changed by "
+                                           "someone else since it was opened"));
+            }
             requireSameTable();
         } else {
             requireUnchanged(m_target);

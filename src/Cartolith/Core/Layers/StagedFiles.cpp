@@ -277,8 +277,16 @@ Replacement StagedFiles::begin(const EntryName& mark) {
     const QString manifest = Settling::manifestNameFor(m_fileName);
     const QStringList fresh = m_staging->files();
     const auto deadline = std::chrono::steady_clock::now() + m_wait;
+    // The main file by its name to the letter: "a.SHP" beside "a.shp" is another one.
+    const auto files = [this] {
+        QStringList names = membersOf(m_path, m_family);
+        if (QFileInfo::exists(m_path)) {
+            names.append(QFileInfo(m_path).fileName());
+        }
+        return names;
+    };
     for (;;) {
-        const QStringList old = membersOf(m_path, QStringList(m_family) << QFileInfo(m_path).suffix());
+        const QStringList old = files();
         QStringList names = old + fresh;
         names.removeDuplicates();
         QString reason = QStringLiteral("other processes save it all the time");
@@ -289,8 +297,7 @@ Replacement StagedFiles::begin(const EntryName& mark) {
             }
             requireSettled(deadline);
             if (m_staging->mark(mark)) {
-                if (replacement->isUndone(m_place) &&
-                    membersOf(m_path, QStringList(m_family) << QFileInfo(m_path).suffix()) == old) {
+                if (replacement->isUndone(m_place) && files() == old) {
                     return *replacement;
                 }
                 if (!m_staging->unmark()) {
