@@ -3,38 +3,48 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <initializer_list>
 #include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
+/// QStringList itself, made from several, goes through a null pointer where there is no memory.
+QStringList words(std::initializer_list<const char*> list) {
+    QStringList all;
+    for (const char* const word : list) {
+        all.append(QLatin1String(word));
+    }
+    return all;
+}
+
 const std::vector<OgrFormat>& formats() {
     // Seventeen digits give a double back. FlatGeobuf's index would put the features into another order.
     static const std::vector<OgrFormat> list{
-        {.driver = "GPKG", .suffixes = {"gpkg"}, .isDatabase = true, .isTyped = true},
+        {.driver = "GPKG", .suffixes = words({"gpkg"}), .isDatabase = true, .isTyped = true},
         {.driver = "SQLite",
-         .suffixes = {"sqlite"},
-         .options = {"LAUNDER=NO"},
+         .suffixes = words({"sqlite"}),
+         .options = words({"LAUNDER=NO"}),
          .isDatabase = true,
          .isTyped = true},
         {.driver = "GeoJSON",
-         .suffixes = {"geojson", "json"},
-         .options = {"COORDINATE_PRECISION=17", "SIGNIFICANT_FIGURES=17"}},
+         .suffixes = words({"geojson", "json"}),
+         .options = words({"COORDINATE_PRECISION=17", "SIGNIFICANT_FIGURES=17"})},
         {.driver = "GeoJSONSeq",
-         .suffixes = {"geojsonl", "geojsons", "ndjson", "jsonl"},
-         .options = {"COORDINATE_PRECISION=17", "SIGNIFICANT_FIGURES=17"},
+         .suffixes = words({"geojsonl", "geojsons", "ndjson", "jsonl"}),
+         .options = words({"COORDINATE_PRECISION=17", "SIGNIFICANT_FIGURES=17"}),
          .needsFeatures = true},
         {.driver = "FlatGeobuf",
-         .suffixes = {"fgb"},
-         .options = {"SPATIAL_INDEX=NO"},
+         .suffixes = words({"fgb"}),
+         .options = words({"SPATIAL_INDEX=NO"}),
          .isTyped = true,
          .needsGeometry = true,
          .needsFeatures = true},
         {.driver = "ESRI Shapefile",
-         .suffixes = {"shp"},
-         .family = {"shx", "dbf", "prj", "cpg", "qpj", "qix", "sbn", "sbx", "idm", "ind", "*.atx"},
-         .options = {"ENCODING=UTF-8"},
+         .suffixes = words({"shp"}),
+         .family = words({"shx", "dbf", "prj", "cpg", "qpj", "qix", "sbn", "sbx", "idm", "ind", "*.atx"}),
+         .options = words({"ENCODING=UTF-8"}),
          .takesMixedKinds = false},
     };
     return list;

@@ -84,8 +84,8 @@ QString Settling::putBack(const Folder& staged) const {
     if (!replacement) {
         return QStringLiteral("it is a copy, or damaged");
     }
-    QString objection =
-        replacement->objection(m_place, staged, {manifest, StagingFolder::lockNameFor(m_fileName)});
+    QString objection = replacement->objection(
+        m_place, staged, QStringList(manifest) << StagingFolder::lockNameFor(m_fileName));
     if (!objection.isEmpty()) {
         return objection;
     }

@@ -246,7 +246,7 @@ void StagedFiles::publishOne(const std::function<void()>& check) {
 }
 
 void StagedFiles::publishFamily(const std::function<void()>& check) {
-    // Once the folder is marked, nothing asks for memory before the outcome is certain.
+    // From the first file that is replaced until the outcome is certain, nothing asks for memory.
     const EntryName mark(Settling::folderNameFor(m_fileName));
     const Replacement replacement = begin(mark);
     check();
