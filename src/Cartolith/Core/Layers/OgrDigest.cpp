@@ -80,6 +80,7 @@ quint64 OgrDigest::ofLayout(OGRLayer& layer) {
         const char* const name = schema.GetFieldDefn(i)->GetNameRef();
         mixer.add(name, std::strlen(name));
     }
+    const Common::Internal::EpsgCodesAsGiven codes; // the system may be looked up only now
     char* text = nullptr;
     if (const OGRSpatialReference* const system = layer.GetSpatialRef()) {
         system->exportToWkt(&text);
