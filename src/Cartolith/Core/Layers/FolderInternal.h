@@ -16,7 +16,8 @@ namespace Cartolith::Core::Layers::Internal {
 class EntryName {
 public:
     EntryName() = default;
-    EntryName(const QString& name) : m_encoded(QFile::encodeName(name)) {} // NOLINT(google-explicit-constructor)
+    // NOLINTNEXTLINE(google-explicit-constructor)
+    EntryName(const QString& name) : m_encoded(QFile::encodeName(name)) {}
 
     const char* data() const noexcept { return m_encoded.constData(); }
 
