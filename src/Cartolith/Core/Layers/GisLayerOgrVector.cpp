@@ -46,7 +46,7 @@ Internal::ReadFeature kindOf(const OGRGeometry& geometry) {
 struct Content {
     explicit Content(OGRLayer& layer)
         : definitions(Internal::attributeDefinitions(*layer.GetLayerDefn())), tables(definitions) {
-        state.layout = Internal::OgrDigest::ofLayout(layer);
+        state.fieldNames = Internal::OgrDigest::ofFields(layer);
         OGRFeatureDefn& schema = *layer.GetLayerDefn();
         for (int i = 0; i < schema.GetFieldCount(); ++i) {
             const OGRFieldDefn& field = *schema.GetFieldDefn(i);

@@ -73,21 +73,12 @@ void addField(Mixer& mixer, OGRFeature& feature, int index) {
 
 } // namespace
 
-quint64 OgrDigest::ofLayout(OGRLayer& layer) {
+quint64 OgrDigest::ofFields(OGRLayer& layer) {
     Mixer mixer;
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
         const char* const name = schema.GetFieldDefn(i)->GetNameRef();
         mixer.add(name, std::strlen(name));
-    }
-    const Common::Internal::EpsgCodesAsGiven codes; // the system may be looked up only now
-    char* text = nullptr;
-    if (const OGRSpatialReference* const system = layer.GetSpatialRef()) {
-        system->exportToWkt(&text);
-    }
-    const Common::Internal::CplString wkt(text);
-    if (wkt != nullptr) {
-        mixer.add(wkt.get(), std::strlen(wkt.get()));
     }
     return mixer.result();
 }

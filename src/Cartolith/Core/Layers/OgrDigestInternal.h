@@ -11,8 +11,8 @@ namespace Cartolith::Core::Layers::Internal {
 class OgrDigest {
 public:
     quint64 of(OGRFeature& feature);
-    /// The same of a layer's fields, by name and order, and of its coordinate system.
-    static quint64 ofLayout(OGRLayer& layer);
+    /// The same of the names of a layer's fields, in their order.
+    static quint64 ofFields(OGRLayer& layer);
 
 private:
     std::vector<unsigned char> m_wkb; // kept from one feature to the next

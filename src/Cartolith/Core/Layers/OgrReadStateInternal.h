@@ -29,11 +29,11 @@ struct OgrReadState {
     QList<qint64> skippedFeatures;                    ///< those in the list of skipped ones
     qint64 featureCount = 0;
     qint64 rowsWithoutGeometry = 0;
-    qint64 unreadable = 0; ///< features that have a geometry and gave no shape
-    quint64 digest = 0;    ///< the sum of all features', in whatever order they come
-    quint64 layout = 0;    ///< of the names of its fields and of its coordinate system
-    int defaults = 0;      ///< fields with a default value
-    int subtypes = 0;      ///< fields of a subtype other than boolean
+    qint64 unreadable = 0;  ///< features that have a geometry and gave no shape
+    quint64 digest = 0;     ///< the sum of all features', in whatever order they come
+    quint64 fieldNames = 0; ///< a digest of the names of its fields
+    int defaults = 0;       ///< fields with a default value
+    int subtypes = 0;       ///< fields of a subtype other than boolean
 
     qint64 sourceId(qint64 feature) const { return numberedIds.value(feature, feature); }
 };
