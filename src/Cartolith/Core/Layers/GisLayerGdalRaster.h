@@ -40,8 +40,8 @@ public:
     explicit GisLayerGdalRaster(const QString& path);
     ~GisLayerGdalRaster() override;
 
-    /// A raster of a driver that needs a licence (Licensing/LicensedDrivers.h), also as the source of a virtual
-    /// one, is refused without it, and the error says what to do.
+    /// A raster of a driver that needs a licence (Licensing/LicensedDrivers.h), also as the source of a
+    /// virtual one, is refused without it, and the error says what to do.
     ///
     /// The file stays open until close(). What an open layer held before is replaced; the name and the style
     /// stay. Returns true or throws, never false: \throws std::runtime_error with the path and the reason

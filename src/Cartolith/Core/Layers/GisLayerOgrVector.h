@@ -29,8 +29,8 @@ struct OgrSavedIds;
 /// to their shell, whatever the file says, shells are left as they are. A shape with a coordinate that is not
 /// finite is skipped. A null in the source is an absent attribute.
 ///
-/// An EPSG code in a source means itself, deprecated or not. A GeoJSON file that names its coordinate system by
-/// an address in the network has none here: no request is sent for a file on this computer.
+/// An EPSG code in a source means itself, deprecated or not. A GeoJSON file that names its coordinate system
+/// by an address in the network has none here: no request is sent for a file on this computer.
 class CARTOLITH_CORE_EXPORT GisLayerOgrVector : public GisLayerVector {
 public:
     /// A feature that gave no shape, or not all of its parts.

@@ -31,8 +31,8 @@ struct Box {
 /// differences, neither overflow nor underflow. What boxes say holds for such positions only.
 bool isRegularPosition(Position p) noexcept;
 
-/// Outside of this box, the shape contains no regular position. Nothing if there is no such box to be had from the
-/// extent alone: derived classes, numbers out of the range that Boundary asks for.
+/// Outside of this box, the shape contains no regular position. Nothing if there is no such box to be had
+/// from the extent alone: derived classes, numbers out of the range that Boundary asks for.
 std::optional<Box> reach(const Shapes::GisShape& shape, const Shapes::GisExtent& extent, double tolerance);
 
 enum class Place { Outside, Inside, OnBoundary };
