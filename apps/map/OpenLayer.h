@@ -42,7 +42,7 @@ void requireSystem(const Cartolith::Core::CoordinateSystems::CoordinateSystem* s
 /// \throws std::runtime_error when it cannot be read or transformed
 std::unique_ptr<Cartolith::Core::Layers::GisLayerVector>
 openIn(const std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem>& system,
-       const LayerSource& source, StepLog& log);
+       const LayerSource& from, StepLog& log);
 /// Whether to read the source as a raster: it is one, and holds no vector layers. False when GDAL knows it as
 /// neither; opening it says why.
 bool isRasterFile(const QString& path);
