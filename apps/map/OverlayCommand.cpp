@@ -69,7 +69,7 @@ Topology::GisTopology engine(const QString& name) {
     return topology;
 }
 
-void addOptions(QCommandLineParser& parser) {
+void addOverlayOptions(QCommandLineParser& parser) {
     parser.addOptions({{"op", "", "operation"},
                        {"layer-a", "", "name"},
                        {"layer-b", "", "name"},
@@ -80,7 +80,7 @@ void addOptions(QCommandLineParser& parser) {
 
 LayerSource sourceOf(const FileArguments& file, const QString& layer) {
     QCommandLineParser parser;
-    addOptions(parser);
+    addOverlayOptions(parser);
     parser.parse(QStringList{QStringLiteral("overlay")} + file.options); // it was read as a whole before
     return {file.file, layer, Arguments::coordinateSystem(parser, QStringLiteral("assume-crs"))};
 }
@@ -103,7 +103,7 @@ QString Commands::overlayHelp() {
 
 int Commands::overlay(const QStringList& arguments) {
     QCommandLineParser parser;
-    addOptions(parser);
+    addOverlayOptions(parser);
     if (!parser.parse(QStringList{QStringLiteral("overlay")} + arguments)) {
         throw UsageError(parser.errorText());
     }

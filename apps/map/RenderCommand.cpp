@@ -85,7 +85,7 @@ struct RenderOptions {
     bool quiet = false;
 };
 
-void addOptions(QCommandLineParser& parser) {
+void addRenderOptions(QCommandLineParser& parser) {
     parser.addOptions({{{"o", "output"}, "", "picture"},
                        {"layer", "", "name"},
                        {"size", "", "WxH"},
@@ -105,7 +105,7 @@ void addOptions(QCommandLineParser& parser) {
 
 LayerOptions layerOptions(const FileArguments& arguments) {
     QCommandLineParser parser;
-    addOptions(parser);
+    addRenderOptions(parser);
     parser.parse(QStringList{QStringLiteral("render")} + arguments.options); // it was read as a whole before
     LayerOptions options;
     options.layer = {arguments.file, parser.value("layer"),
@@ -131,7 +131,7 @@ QList<FileArguments> withTheme(QList<FileArguments> files, const QString& theme)
 
 RenderOptions renderOptions(const QStringList& arguments) {
     QCommandLineParser parser;
-    addOptions(parser);
+    addRenderOptions(parser);
     if (!parser.parse(QStringList{QStringLiteral("render")} + arguments)) {
         throw UsageError(parser.errorText());
     }

@@ -44,7 +44,7 @@ QList<GisAttributeDefinition> fieldsOf(const GisLayerVector& layer) {
     for (const GisShape* shape : layer.rawShapes()) {
         const auto& attributes = shape->attributes();
         for (auto it = attributes.cbegin(); it != attributes.cend(); ++it) {
-            if (it->isValid() && declared.count(it.key()) == 0) {
+            if (it->isValid() && !declared.contains(it.key())) {
                 const auto type = static_cast<QMetaType::Type>(it->typeId());
                 found[it.key()] = found.contains(it.key()) ? commonType(found[it.key()], type) : type;
             }

@@ -89,7 +89,7 @@ QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape
     }
     const auto& values = shape.attributes();
     for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        if (it->isValid() && fields.count(it.key()) == 0) {
+        if (it->isValid() && !fields.contains(it.key())) {
             throw std::runtime_error(
                 QStringLiteral("the attribute '%1' is no field of the layer").arg(it.key()).toStdString());
         }

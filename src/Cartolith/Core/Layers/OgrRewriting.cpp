@@ -122,7 +122,7 @@ void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
             written.fail(QStringLiteral("it was cancelled"));
         }
         const qint64 number = met - 1;
-        if (edits.deleted.count(number) > 0) {
+        if (edits.deleted.contains(number)) {
             continue;
         }
         const QString what = QStringLiteral("feature %1").arg(feature->GetFID());

@@ -90,7 +90,7 @@ GisClassificationEngine::Ranges classifyFromLeast(const QList<double>& sorted,
     for (const double value : sorted) {
         shifted.append(value - least);
     }
-    const auto ranges = classify(shifted, settings);
+    auto ranges = classify(shifted, settings);
     if (ranges.isEmpty()) {
         return ranges;
     }
