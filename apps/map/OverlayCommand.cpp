@@ -107,7 +107,7 @@ int Commands::overlay(const QStringList& arguments) {
     if (!parser.parse(QStringList{QStringLiteral("overlay")} + arguments)) {
         throw UsageError(parser.errorText());
     }
-    const QList<FileArguments> files = FileArguments::split(arguments, addOptions);
+    const QList<FileArguments> files = FileArguments::split(arguments, addOverlayOptions);
     if (files.size() != 2) {
         throw UsageError(QStringLiteral("overlay wants two files, A and B"));
     }

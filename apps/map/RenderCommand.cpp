@@ -135,7 +135,7 @@ RenderOptions renderOptions(const QStringList& arguments) {
     if (!parser.parse(QStringList{QStringLiteral("render")} + arguments)) {
         throw UsageError(parser.errorText());
     }
-    QList<FileArguments> files = FileArguments::split(arguments, addOptions);
+    QList<FileArguments> files = FileArguments::split(arguments, addRenderOptions);
     if (files.isEmpty()) {
         throw UsageError(QStringLiteral("render wants a FILE"));
     }

@@ -288,7 +288,7 @@ void GisLayerOgrVector::forRowsWithoutGeometry(const std::function<void(const At
         const qint64 key = isNumbered ? number++ : static_cast<qint64>(feature->GetFID());
         const OGRGeometry* const geometry = feature->GetGeometryRef();
         // What is a shape here is saved as one, or was deleted.
-        if ((geometry == nullptr || geometry->IsEmpty()) && m_read->features.count(key) == 0) {
+        if ((geometry == nullptr || geometry->IsEmpty()) && !m_read->features.contains(key)) {
             function(tables.of(*feature));
         }
     }

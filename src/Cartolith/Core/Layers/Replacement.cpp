@@ -143,7 +143,7 @@ std::optional<Replacement> Replacement::read(const Folder& staged, const QString
                        number("writtenAt", withSign), value[QLatin1String("checksum")].toString().toLatin1()};
     };
     Replacement replacement;
-    for (const QJsonValue& value : all["members"].toArray()) {
+    for (const QJsonValue value : all["members"].toArray()) {
         Member member(value["name"].toString());
         member.before = versionFrom(value["before"]);
         member.after = versionFrom(value["after"]);

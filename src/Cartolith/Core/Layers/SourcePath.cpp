@@ -31,7 +31,7 @@ QString foreignJournalOf(const QString& path) {
         return {};
     }
     for (const char* const ending : {"-journal", "-wal"}) {
-        const QString name = info.fileName() + QLatin1String(ending);
+        QString name = info.fileName() + QLatin1String(ending);
         const auto journal = folder.status(name);
         const bool isTrusted = !journal || journal->st_size == 0 || journal->st_uid == ::geteuid() ||
                                journal->st_uid == database->st_uid || journal->st_uid == 0;

@@ -50,7 +50,7 @@ public:
     /// To be called before a source is read. Removes what killed processes of this user left of saves, puts
     /// back the files that one was replacing, and waits for one that is. Changes nothing through a link.
     /// Gives the reason why the files cannot be used; empty when they can.
-    static QString settle(const QString& path, std::chrono::milliseconds wait);
+    static QString settle(const QString& given, std::chrono::milliseconds wait);
 
 private:
     [[noreturn]] void fail(const QString& reason) const;
