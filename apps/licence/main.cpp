@@ -60,7 +60,7 @@ docs/licensing.md has the formats, what is sent and stored, and the change of ke
 )";
 
 QByteArray readFile(const QString& path) {
-    const QByteArray text = LicenceCache::readText(path);
+    QByteArray text = LicenceCache::readText(path);
     if (text.isEmpty()) {
         throw std::runtime_error(
             QStringLiteral("'%1' cannot be read, is empty, or larger than 64 KiB.").arg(path).toStdString());
@@ -188,7 +188,7 @@ int request(const QCommandLineParser& parser, const QStringList& arguments) {
 }
 
 QString required(const QCommandLineParser& parser, const char* option) {
-    const QString value = parser.value(QString::fromLatin1(option));
+    QString value = parser.value(QString::fromLatin1(option));
     if (value.isEmpty()) {
         throw UsageError(QStringLiteral("the option --%1 is missing.").arg(QString::fromLatin1(option)));
     }

@@ -42,7 +42,7 @@ QStringList requiredFeatures(const QJsonObject& object) {
     }
     QStringList features;
     const QJsonArray list = value.toArray();
-    for (const QJsonValue& feature : list) {
+    for (const QJsonValue feature : list) {
         if (!feature.isString()) {
             fail(QStringLiteral("The member \"features\" must be a list of texts."));
         }

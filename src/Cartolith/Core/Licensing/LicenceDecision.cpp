@@ -123,7 +123,7 @@ LicenceVerdict verdictOfText(const QByteArray& text, const LicenceCircumstances&
 } // namespace
 
 LicenceVerdict LicenceDecision::decide(const QByteArray& licence, const LicenceCircumstances& circumstances) {
-    constexpr qint64 day = 24 * 60 * 60;
+    constexpr qint64 day = 86'400;
     LicenceVerdict verdict;
     if (licence.isEmpty()) {
         verdict.reason = QStringLiteral("No licence is installed.");

@@ -25,7 +25,7 @@ public:
     LicenceDecision() = delete;
 
     /// For how long after `refreshBy` the features stay permitted, at most until the licence expires.
-    static constexpr qint64 graceSeconds = 14 * 24 * 60 * 60;
+    static constexpr qint64 graceSeconds = 14 * qint64{86'400};
 
     /// Takes the later of the clock and the highest signed time for the time, so that a clock set back gains
     /// nothing. The licence holds from `notBefore` on, up to but without `expires`. An empty text is a

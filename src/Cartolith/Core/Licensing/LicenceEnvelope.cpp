@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Licensing/LicenceBuildInternal.h>
 #include <Cartolith/Core/Licensing/LicenceEnvelope.h>
 #include <Cartolith/Core/Licensing/LicenceTextInternal.h>
 

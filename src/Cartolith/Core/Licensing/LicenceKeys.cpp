@@ -1,4 +1,4 @@
-#include <Cartolith/Core/Licensing/LicenceKeyTable.h>
+#include <Cartolith/Core/Licensing/LicenceBuildInternal.h>
 #include <Cartolith/Core/Licensing/LicenceKeys.h>
 
 #include <algorithm>

@@ -55,7 +55,7 @@ QString LicenceService::address(const LicenceManager& manager) {
     if (environment("CARTOLITH_LICENCE_OFFLINE") == "1") {
         throw std::runtime_error("CARTOLITH_LICENCE_OFFLINE is set: nothing is sent.");
     }
-    const QString text = QString::fromLocal8Bit(environment("CARTOLITH_LICENCE_SERVER"));
+    QString text = QString::fromLocal8Bit(environment("CARTOLITH_LICENCE_SERVER"));
     const QUrl url(text, QUrl::StrictMode);
     const QString host = url.host();
     const bool isLoopback = host == QLatin1String("127.0.0.1") || host == QLatin1String("::1") ||
