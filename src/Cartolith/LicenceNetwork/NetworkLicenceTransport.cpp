@@ -13,7 +13,7 @@ using Core::Licensing::LicenceReply;
 
 namespace {
 
-constexpr qint64 mostBytes = 64 * 1024;
+constexpr qint64 mostBytes = qint64{64} * 1024;
 
 LicenceReply replyOf(QNetworkReply& reply, bool isTooLong) {
     LicenceReply result;

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Licensing/Licence.h>
+#include <Cartolith/Core/Licensing/LicenceBuildInternal.h>
 #include <Cartolith/Core/Licensing/LicenceCache.h>
 #include <Cartolith/Core/Licensing/LicenceDecision.h>
 #include <Cartolith/Core/Licensing/LicenceEnvelope.h>
@@ -172,7 +173,7 @@ std::shared_ptr<const LicenceManager::State> LicenceManager::state() const {
     return m_state;
 }
 
-bool LicenceManager::isPermitted(const QString& feature) const {
+bool LicenceManager::isPermitted([[maybe_unused]] const QString& feature) const {
 #ifdef CARTOLITH_WITH_LICENSING
     const auto held = state();
     return held->verdict.permits(feature,

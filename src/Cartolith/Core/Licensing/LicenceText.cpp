@@ -31,10 +31,10 @@ bool namesAMemberTwice(const QByteArray& text) {
     std::vector<QSet<QString>> names;
     for (qsizetype i = 0; i < text.size();) {
         const char c = text[i];
-        if (c == '{' || c == '[') {
-            names.emplace_back();
-        } else if (c == '}' || c == ']') {
+        if (c == '}' || c == ']') {
             names.pop_back();
+        } else if (c == '{' || c == '[') {
+            names.emplace_back();
         } else if (c == '"') {
             const qsizetype end = stringEnd(text, i);
             qsizetype next = end;

@@ -114,10 +114,10 @@ FarthestVertex::FarthestVertex(const QList<GisShapePoint>& points, int first, in
         isSound = isSound && size <= 1e100 && (size == 0.0 || size >= 1e-100);
         m_largest = std::max(m_largest, size);
     };
-    m_x.reserve(static_cast<std::size_t>(last - first + 2));
+    m_x.reserve(static_cast<std::size_t>(last) - static_cast<std::size_t>(first) + 2);
     m_y.reserve(m_x.capacity());
     std::vector<Box> runs;
-    runs.reserve(static_cast<std::size_t>((last - first) / runLength + 1));
+    runs.reserve((static_cast<std::size_t>(last) - static_cast<std::size_t>(first)) / runLength + 1);
     for (int begin = first; begin <= last; begin += runLength) {
         Box box{m_points[begin].x(), m_points[begin].y(), m_points[begin].x(), m_points[begin].y()};
         for (int i = begin; i <= std::min(begin + runLength - 1, last); ++i) {
