@@ -10,7 +10,7 @@
 namespace Cartolith::Core::Licensing::Internal {
 
 /// The largest licence, answer or revocation that is read.
-inline constexpr qsizetype mostBytes = 64 * 1024;
+inline constexpr qsizetype mostBytes = qsizetype{64} * 1024;
 
 /// A JSON object in at most mostBytes of UTF-8 in which no object names a member twice. Two programs that
 /// take different ones of two members would read different licences. \throws std::runtime_error
