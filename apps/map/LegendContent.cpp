@@ -29,7 +29,7 @@ QString defaultLabel(const GisLayerVector& layer, const QString& field, qsizetyp
     for (const auto& shape : layer.items()) {
         const GisSymbolContext context(*shape);
         if (layer.symbolRenderer()->legendIndexForFeature(context) == place) {
-            const QVariant& value = context.attribute(field);
+            const QVariant value = context.attribute(field);
             ++(value.isNull() || value.toString().trimmed().isEmpty() ? without : with);
         }
     }
@@ -43,7 +43,7 @@ void describeGraduated(const GisGraduatedSymbolRenderer& renderer, const GisLaye
                        QList<GisSymbolLegendItem>& items, LegendContent& content) {
     QList<QVariant> column;
     for (const auto& shape : layer.items()) {
-        column.append(shape->attributes().value(renderer.fieldName()));
+        column.append(shape->attributeValue(renderer.fieldName()));
     }
     const QList<double> values = GisClassificationEngine::numericValues(column);
     GisClassificationEngine::Ranges all;

@@ -22,7 +22,8 @@ StreetNetwork::StreetNetwork(const Layers::GisLayerVector& layer) {
             continue;
         }
         QMap<QString, QVariant> values;
-        for (auto it = shape->attributes().cbegin(); it != shape->attributes().cend(); ++it) {
+        const auto attributes = shape->attributeSlot().copyOfTable();
+        for (auto it = attributes.cbegin(); it != attributes.cend(); ++it) {
             values.insert(it.key(), it.value());
         }
         for (const QList<Shapes::GisShapePoint>& part : street->parts()) {

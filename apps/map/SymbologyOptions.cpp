@@ -68,7 +68,7 @@ GisColorRamp readable(const GisColorRamp& ramp, const GisSymbolTheme& theme, int
 void requireField(const GisLayerVector& layer, const QString& field) {
     const bool known = layer.getAttributeDefinition(field) != nullptr ||
                        std::any_of(layer.items().cbegin(), layer.items().cend(), [&field](const auto& shape) {
-                           return shape->attributes().contains(field);
+                           return shape->attributeSlot().copyOfTable().contains(field);
                        });
     if (!known) {
         throw std::runtime_error(QStringLiteral("the layer has no field '%1', which the style file names")
@@ -213,7 +213,7 @@ GisLayerStyle SymbologyOptions::baseStyle(const GisLayerVector& layer) const {
 std::unique_ptr<GisSymbolRenderer> SymbologyOptions::graduated(const GisLayerVector& layer) const {
     QList<QVariant> column;
     for (const auto& shape : layer.items()) {
-        column.append(shape->attributes().value(m_field));
+        column.append(shape->attributeValue(m_field));
     }
     const QList<double> values = GisClassificationEngine::numericValues(column);
     const QString what = QStringLiteral("field '%1'").arg(m_field);

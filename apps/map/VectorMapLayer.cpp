@@ -102,7 +102,7 @@ QString VectorMapLayer::describeAt(const Shapes::GisShapePoint& place, double to
     }
     QStringList values;
     for (const Layers::Defs::GisAttributeDefinition& field : m_source.attributeDefinitions()) {
-        const QVariant value = found->attributes().value(field.name());
+        const QVariant value = found->attributeValue(field.name());
         if (value.isValid()) {
             values.append(QStringLiteral("%1=%2").arg(field.name(), value.toString()));
         }

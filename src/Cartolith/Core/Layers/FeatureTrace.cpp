@@ -7,7 +7,7 @@
 namespace Cartolith::Core::Layers::Internal {
 
 bool FeatureTrace::Entry::isChanged(const Shapes::GisShape& shape) const {
-    return isTouched && (original == nullptr || !areSame(original->attributes(), shape.attributes()) ||
+    return isTouched && (original == nullptr || !haveSameAttributes(*original, shape) ||
                          !haveSameGeometry(*original, shape));
 }
 
@@ -32,7 +32,7 @@ void FeatureTrace::inserted(int position, const Shapes::GisShape& shape) {
     const auto found = m_taken.find(&shape);
     if (found != m_taken.end()) {
         const Taken& taken = found->second;
-        if (areSame(taken.copy->attributes(), shape.attributes()) && haveSameGeometry(*taken.copy, shape)) {
+        if (haveSameAttributes(*taken.copy, shape) && haveSameGeometry(*taken.copy, shape)) {
             entry = taken.entry;
         }
         m_taken.erase(found);

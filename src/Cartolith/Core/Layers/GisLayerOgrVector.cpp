@@ -21,6 +21,7 @@
 #include <limits>
 #include <optional>
 #include <set>
+#include <typeinfo>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -45,7 +46,7 @@ Internal::ReadFeature kindOf(const OGRGeometry& geometry) {
 /// Everything that open() reads, collected aside so that a failure leaves the layer alone.
 struct Content {
     explicit Content(OGRLayer& layer)
-        : definitions(Internal::attributeDefinitions(*layer.GetLayerDefn())), tables(definitions) {
+        : definitions(Internal::attributeDefinitions(*layer.GetLayerDefn())), rows(*layer.GetLayerDefn()) {
         state.fieldNames = Internal::OgrDigest::ofFields(layer);
         OGRFeatureDefn& schema = *layer.GetLayerDefn();
         for (int i = 0; i < schema.GetFieldCount(); ++i) {
@@ -57,7 +58,7 @@ struct Content {
     }
 
     QList<Defs::GisAttributeDefinition> definitions;
-    Internal::AttributeTables tables;
+    Internal::FeatureRows rows;
     std::vector<std::unique_ptr<GisShape>> shapes;
     QList<qint64> features; // what each shape was read from
     bool isNumbered = false;
@@ -96,9 +97,9 @@ struct Content {
         kind.isPartlyRead = !read.problem.isEmpty();
         kind.digest = sum;
         state.features.insert_or_assign(key, kind);
-        const QHash<QString, QVariant> values = tables.of(feature);
+        const Shapes::Internal::AttributeRow row = rows.of(feature);
         for (auto& shape : read.shapes) {
-            shape->attributes() = values;
+            shape->attributeSlot().setRow(row);
             shapes.push_back(std::move(shape));
             features.append(key);
         }
@@ -273,6 +274,10 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
         lost.incomplete += feature.isPartlyRead ? 1 : 0;
     }
     return lost;
+}
+
+bool GisLayerOgrVector::readsOwnRows() const {
+    return typeid(*this) == typeid(GisLayerOgrVector);
 }
 
 // Index file

@@ -253,13 +253,13 @@ std::vector<std::vector<int>> GisLayerOgrVector::multiPoints() const {
         }
     }
     std::vector<std::vector<int>> groups;
-    const auto attributesOf = [this](int position) -> const Attributes& {
-        return items()[static_cast<std::size_t>(position)]->attributes();
+    const auto at = [this](int position) -> const Shapes::GisShape& {
+        return *items()[static_cast<std::size_t>(position)];
     };
     for (const auto& [feature, positions] : points) {
         const bool isOne =
             std::all_of(positions.begin(), positions.end(), [&, first = positions.front()](int other) {
-                return Internal::areSame(attributesOf(first), attributesOf(other));
+                return Internal::haveSameAttributes(at(first), at(other));
             });
         if (isOne) {
             groups.push_back(positions);
@@ -280,7 +280,7 @@ void GisLayerOgrVector::forRowsWithoutGeometry(const std::function<void(const At
                                    "geometry cannot be copied"));
     }
     OGRLayer& layer = snapshot.layer();
-    const Internal::AttributeTables tables(Internal::attributeDefinitions(*layer.GetLayerDefn()));
+    Internal::FeatureRows rows(*layer.GetLayerDefn());
     const bool isNumbered = !m_read->numberedIds.isEmpty();
     layer.ResetReading();
     qint64 number = 0;
@@ -289,7 +289,7 @@ void GisLayerOgrVector::forRowsWithoutGeometry(const std::function<void(const At
         const OGRGeometry* const geometry = feature->GetGeometryRef();
         // What is a shape here is saved as one, or was deleted.
         if ((geometry == nullptr || geometry->IsEmpty()) && !m_read->features.contains(key)) {
-            function(tables.of(*feature));
+            function(rows.of(*feature).table());
         }
     }
 }

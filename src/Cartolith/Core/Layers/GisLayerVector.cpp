@@ -10,6 +10,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <typeinfo>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -285,18 +286,29 @@ GisLayerVector::Attributes GisLayerVector::defaultAttributes() const {
 
 GisLayerVector::Attributes GisLayerVector::attributesForFeatureId(int id) const {
     const GisShape* const shape = getShape(id);
-    return shape != nullptr ? shape->attributes() : Attributes();
+    return shape != nullptr ? shape->attributeSlot().copyOfTable() : Attributes();
 }
 
 GisLayerVector::Attributes GisLayerVector::attributesForRow(int row) const {
     if (row < 0 || row >= count() || m_shapes[static_cast<std::size_t>(row)] == nullptr) {
         return {};
     }
-    return m_shapes[static_cast<std::size_t>(row)]->attributes();
+    return m_shapes[static_cast<std::size_t>(row)]->attributeSlot().copyOfTable();
+}
+
+bool GisLayerVector::readsOwnRows() const {
+    return typeid(*this) == typeid(GisLayerVector);
 }
 
 QVariant GisLayerVector::attributeValueForRow(int row, const QString& field) const {
-    return field.isEmpty() ? QVariant() : attributesForRow(row).value(field);
+    if (field.isEmpty()) {
+        return {};
+    }
+    if (!readsOwnRows()) {
+        return attributesForRow(row).value(field);
+    }
+    const bool isThere = row >= 0 && row < count() && m_shapes[static_cast<std::size_t>(row)] != nullptr;
+    return isThere ? m_shapes[static_cast<std::size_t>(row)]->attributeValue(field) : QVariant();
 }
 
 void GisLayerVector::setCachedAttributeValues(const QString& field, QList<QVariant> values) const {

@@ -269,6 +269,10 @@ protected:
     /// saveAs() writes behind the shapes: none here. What it throws ends saveAs().
     virtual void forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const;
 
+    /// Whether attributesForRow() is the one here, for sure: then attributeValueForRow() need not make a table
+    /// to find one value. A class that is derived from says so of itself alone.
+    virtual bool readsOwnRows() const;
+
     /// While it lives, everything that changes the layer's shapes, or its edit session, is refused: false,
     /// null or no effect. For code that reads the shapes and calls the host meanwhile. Held once at a time.
     class ChangeLock {

@@ -193,7 +193,7 @@ std::unique_ptr<GisShapePoint> GisLayerVector::getOverviewPoint(const GisShape& 
         place = shape.extent().center();
     }
     auto result = std::make_unique<GisShapePoint>(place.x(), place.y());
-    result->attributes() = shape.attributes();
+    result->attributeSlot() = shape.attributeSlot();
     return result;
 }
 

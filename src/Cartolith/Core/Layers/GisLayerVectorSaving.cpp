@@ -40,9 +40,27 @@ QList<GisAttributeDefinition> fieldsOf(const GisLayerVector& layer) {
             fields.append(definition);
         }
     }
+    // Rows of one schema have the same names.
+    const Shapes::Internal::AttributeSchema* seen = nullptr;
+    const auto isDeclared = [&](const GisShape& shape) {
+        const Shapes::Internal::AttributeRow row = shape.attributeSlot().row();
+        if (row.isNull() || &row.schema() == seen) {
+            return !row.isNull();
+        }
+        for (int i = 0; i < row.schema().count(); ++i) {
+            if (!declared.contains(row.schema().name(i))) {
+                return false;
+            }
+        }
+        seen = &row.schema();
+        return true;
+    };
     QMap<QString, QMetaType::Type> found;
     for (const GisShape* shape : layer.rawShapes()) {
-        const auto& attributes = shape->attributes();
+        if (isDeclared(*shape)) {
+            continue;
+        }
+        const auto attributes = shape->attributeSlot().copyOfTable();
         for (auto it = attributes.cbegin(); it != attributes.cend(); ++it) {
             if (it->isValid() && !declared.contains(it.key())) {
                 const auto type = static_cast<QMetaType::Type>(it->typeId());
@@ -60,7 +78,7 @@ QList<GisAttributeDefinition> fieldsOf(const GisLayerVector& layer) {
 int dbaseDecimals(const GisLayerVector& layer, const QString& field) {
     double largest = 1.0;
     for (const GisShape* shape : layer.rawShapes()) {
-        const double value = std::abs(shape->attributes().value(field).toDouble());
+        const double value = std::abs(shape->attributeValue(field).toDouble());
         largest = std::isfinite(value) ? std::max(largest, value) : largest;
     }
     constexpr int places = 24;
@@ -195,7 +213,7 @@ public:
         if (m_format.isTyped || (m_type == wkbMultiPoint && !m_format.takesMixedKinds)) {
             geometry = Internal::promoted(std::move(geometry), m_type);
         }
-        add(nameOf(*shapes.front()), shapes.front()->attributes(), std::move(geometry));
+        add(nameOf(*shapes.front()), shapes.front()->attributeSlot().copyOfTable(), std::move(geometry));
     }
 
     /// Not where the format has no place for it.

@@ -87,7 +87,7 @@ QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape
         const QVariant before = fieldValue(feature, i);
         field.before = before.isValid() ? before : field.before;
     }
-    const auto& values = shape.attributes();
+    const QHash<QString, QVariant> values = shape.attributeSlot().copyOfTable();
     for (auto it = values.cbegin(); it != values.cend(); ++it) {
         if (it->isValid() && !fields.contains(it.key())) {
             throw std::runtime_error(

@@ -1,30 +1,22 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
+#include <Cartolith/Core/Shapes/GisShape.h>
 
 #include <QDateTime>
 #include <QTimeZone>
 
 #include <algorithm>
 #include <cmath>
+#include <cstring>
+#include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
+using Shapes::Internal::AttributeRow;
+using Shapes::Internal::AttributeSchema;
+
 namespace {
-
-/// A table with keys that nobody has.
-QHash<QString, QVariant> tableOf(int keys) {
-    QHash<QString, QVariant> table;
-    for (int i = 0; i < keys; ++i) {
-        table.insert(QString(QChar(i)), QVariant());
-    }
-    return table;
-}
-
-constexpr int fewKeys = 48;   // that many a QHash finds room for at once
-constexpr int roomyKeys = 64; // the most that it keeps in one piece
-const QHash<QString, QVariant> few = tableOf(1);
-const QHash<QString, QVariant> roomy = tableOf(roomyKeys);
 
 QMetaType::Type typeOf(const OGRFieldDefn& field) {
     switch (field.GetType()) {
@@ -180,43 +172,60 @@ QVariant fieldValue(OGRFeature& feature, int index) {
     return feature.IsFieldSetAndNotNull(index) ? valueOf(feature, index) : QVariant();
 }
 
-AttributeTables::AttributeTables(const QList<Defs::GisAttributeDefinition>& definitions) {
-    for (const Defs::GisAttributeDefinition& definition : definitions) {
-        m_names.append(definition.name());
+FeatureRows::FeatureRows(OGRFeatureDefn& layer) : m_recent(256) {
+    QList<AttributeSchema::Field> fields;
+    for (int i = 0; i < layer.GetFieldCount(); ++i) {
+        const OGRFieldDefn& field = *layer.GetFieldDefn(i);
+        fields.append({QString::fromUtf8(field.GetNameRef()), typeOf(field)});
     }
-    // Thinly filled, no piece of the table needs more room than the one that was copied has.
-    const bool isLarge = m_names.size() > roomyKeys;
-    m_empty = m_names.size() > fewKeys ? roomy : few;
-    m_empty.reserve(isLarge ? 4 * m_names.size() : roomyKeys);
-    for (auto it = m_empty.cbegin(); it != m_empty.cend();) {
-        it = m_empty.erase(it);
-    }
-    for (const QString& name : std::as_const(m_names)) {
-        m_empty.insert(name, QVariant());
-    }
-    if (isLarge) {
-        m_empty.squeeze();
+    const AttributeSchema::Pointer schema(new AttributeSchema(fields));
+    m_schema = schema;
+    for (int i = layer.GetFieldCount() - 1; i >= 0; --i) {
+        m_columns.push_back({i, schema->indexOf(fields.at(i).name), layer.GetFieldDefn(i)->GetType()});
     }
 }
 
-QHash<QString, QVariant> AttributeTables::of(OGRFeature& feature) const {
-    QHash<QString, QVariant> values = m_empty;
-    values.detach();
-    bool isFull = true;
-    for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        QVariant value = fieldValue(feature, i);
-        isFull = isFull && value.isValid();
-        if (value.isValid()) {
-            values[m_names.at(i)] = std::move(value); // the key is there
+QString FeatureRows::textOf(const char* utf8) {
+    constexpr std::size_t most = 40;
+    const std::size_t length = std::strlen(utf8);
+    if (length > most) {
+        return QString::fromUtf8(utf8, static_cast<qsizetype>(length));
+    }
+    const QByteArrayView bytes(utf8, static_cast<qsizetype>(length));
+    Recent& recent = m_recent[qHash(bytes, 0) % m_recent.size()];
+    if (recent.utf8.isNull() || recent.utf8 != bytes) {
+        QString text = QString::fromUtf8(bytes);
+        recent.utf8 = Common::Internal::copyOf(bytes);
+        recent.text = std::move(text);
+    }
+    return recent.text;
+}
+
+AttributeRow FeatureRows::of(OGRFeature& feature) {
+    AttributeRow row(m_schema);
+    for (const Column& column : m_columns) {
+        if (row.has(column.column) || feature.IsFieldSetAndNotNull(column.field) == 0) {
+            continue;
+        }
+        const OGRField& raw = *feature.GetRawFieldRef(column.field);
+        switch (column.type) {
+        case OFTInteger:
+            row.setInteger(column.column, raw.Integer);
+            break;
+        case OFTInteger64:
+            row.setInteger(column.column, raw.Integer64);
+            break;
+        case OFTReal:
+            row.setReal(column.column, raw.Real);
+            break;
+        case OFTString:
+            row.setText(column.column, textOf(raw.String));
+            break;
+        default:
+            row.set(column.column, valueOf(feature, column.field));
         }
     }
-    for (int i = 0; !isFull && i < m_names.size(); ++i) {
-        const auto found = values.constFind(m_names.at(i));
-        if (found != values.constEnd() && !found->isValid()) {
-            values.erase(found);
-        }
-    }
-    return values;
+    return row;
 }
 
 bool areSame(const QVariant& a, const QVariant& b) {
@@ -245,6 +254,12 @@ bool areSame(const QHash<QString, QVariant>& a, const QHash<QString, QVariant>& 
         }
     }
     return true;
+}
+
+bool haveSameAttributes(const Shapes::GisShape& a, const Shapes::GisShape& b) {
+    const AttributeRow row = a.attributeSlot().row();
+    return (!row.isNull() && row.isSameAs(b.attributeSlot().row())) ||
+           areSame(a.attributeSlot().copyOfTable(), b.attributeSlot().copyOfTable());
 }
 
 QMetaType::Type commonType(QMetaType::Type a, QMetaType::Type b) {

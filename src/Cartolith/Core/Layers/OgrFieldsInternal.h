@@ -1,15 +1,20 @@
 #pragma once
 
+#include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Shapes/AttributeRowInternal.h>
 
+#include <QByteArray>
 #include <QHash>
 #include <QList>
 #include <QMetaType>
-#include <QStringList>
 #include <QVariant>
 
-class OGRFeature;
-class OGRFeatureDefn;
+#include <vector>
+
+namespace Cartolith::Core::Shapes {
+class GisShape;
+}
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -19,27 +24,37 @@ QList<Defs::GisAttributeDefinition> attributeDefinitions(OGRFeatureDefn& layer);
 /// The value of a field, typed as the schema says; invalid when it is null or unset.
 QVariant fieldValue(OGRFeature& feature, int index);
 
-/// Makes tables of attributes of the features of one layer.
-///
-/// QHash inserts in functions that may not throw: where there is no memory left, the process ends. What is
-/// copied, and what has the key already, is safe. So keys are inserted once, into a table that has room for
-/// them since the library was loaded (for 64 keys; beyond, nearly always), and each feature gets a copy. (A
-/// copy that finds no memory loses a block or two, which is Qt's.)
-class AttributeTables {
+/// Makes rows of attributes of the features of one layer.
+class FeatureRows {
 public:
-    explicit AttributeTables(const QList<Defs::GisAttributeDefinition>& definitions);
-    /// What is null or unset is absent. Of fields of one name, the last value counts.
-    QHash<QString, QVariant> of(OGRFeature& feature) const;
+    explicit FeatureRows(OGRFeatureDefn& layer);
+    /// What is null or unset is absent. Of fields of one name, the last that has a value counts.
+    Shapes::Internal::AttributeRow of(OGRFeature& feature);
 
 private:
-    QStringList m_names;
-    QHash<QString, QVariant> m_empty; ///< has all keys
+    struct Column {
+        int field;
+        int column;
+        OGRFieldType type;
+    };
+    /// A text that was read lately, so that rows share those that come again and again.
+    struct Recent {
+        QByteArray utf8;
+        QString text;
+    };
+    QString textOf(const char* utf8);
+
+    Shapes::Internal::AttributeSchema::Pointer m_schema;
+    std::vector<Column> m_columns; // from the last field to the first
+    std::vector<Recent> m_recent;
 };
 
 /// Whether two attribute values are the same, not-a-number being the same as itself.
 bool areSame(const QVariant& a, const QVariant& b);
 /// The same of tables.
 bool areSame(const QHash<QString, QVariant>& a, const QHash<QString, QVariant>& b);
+/// The same of the attributes of shapes.
+bool haveSameAttributes(const Shapes::GisShape& a, const Shapes::GisShape& b);
 
 /// The type that holds values of both; text when no other does.
 QMetaType::Type commonType(QMetaType::Type a, QMetaType::Type b);

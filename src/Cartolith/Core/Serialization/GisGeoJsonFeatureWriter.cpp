@@ -160,7 +160,7 @@ void GisGeoJsonFeatureWriter::write(const GisGeoJsonFeature& feature) {
 }
 
 void GisGeoJsonFeatureWriter::write(const GisShape& shape) {
-    write(shape.id() == 0 ? QVariant() : QVariant(shape.id()), &shape, shape.attributes());
+    write(shape.id() == 0 ? QVariant() : QVariant(shape.id()), &shape, shape.attributeSlot().copyOfTable());
 }
 
 void GisGeoJsonFeatureWriter::write(const QVariant& id, const GisShape* shape,

@@ -42,8 +42,10 @@ void GisShape::copyAttributesTo(GisShape& target) const {
         target.m_attributes = m_attributes; // shared until one of the two is changed
         return;
     }
-    for (auto it = m_attributes.cbegin(); it != m_attributes.cend(); ++it) {
-        target.m_attributes.insert(it.key(), it.value());
+    const QHash<QString, QVariant> attributes = m_attributes.copyOfTable();
+    QHash<QString, QVariant>& others = target.m_attributes.table();
+    for (auto it = attributes.cbegin(); it != attributes.cend(); ++it) {
+        others.insert(it.key(), it.value());
     }
 }
 

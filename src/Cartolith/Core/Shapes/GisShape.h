@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Export.h>
+#include <Cartolith/Core/Shapes/AttributeSlot.h>
 #include <Cartolith/Core/Shapes/GisExtent.h>
 #include <Cartolith/Core/Shapes/GisShapeType.h>
 
@@ -82,8 +83,16 @@ public:
 
     /// Attribute values by field name. Names are case-sensitive; a missing key and an invalid QVariant both
     /// mean "no value".
-    const QHash<QString, QVariant>& attributes() const noexcept { return m_attributes; }
-    QHash<QString, QVariant>& attributes() noexcept { return m_attributes; }
+    ///
+    /// A shape that a layer has read keeps its values in a compact row. The first call makes a table of them,
+    /// of some 500 bytes and more, which stays; attributeValue() needs none.
+    const QHash<QString, QVariant>& attributes() const { return m_attributes.table(); }
+    QHash<QString, QVariant>& attributes() { return m_attributes.table(); }
+    /// The value of one field; invalid when there is none.
+    QVariant attributeValue(const QString& name) const { return m_attributes.value(name); }
+    /// Where the attributes are; for copying them all at once, and for who makes shapes with rows.
+    const AttributeSlot& attributeSlot() const noexcept { return m_attributes; }
+    AttributeSlot& attributeSlot() noexcept { return m_attributes; }
 
     /// Gives the target this shape's id and writes every attribute of this shape into the target's table.
     /// Keys that only the target has are kept, and its shape type is left alone.
@@ -100,7 +109,7 @@ protected:
 private:
     int m_id = 0;
     GisShapeType m_shapeType = GisShapeType::Null;
-    QHash<QString, QVariant> m_attributes;
+    AttributeSlot m_attributes;
 };
 
 } // namespace Cartolith::Core::Shapes

@@ -65,5 +65,5 @@ private:
 
 } // namespace Cartolith::Core::Shapes
 
-// QList may move vertices with memcpy: the only member with a constructor is a QHash, itself relocatable.
+// QList may move vertices with memcpy: the only member with a constructor is a pointer to the attributes.
 Q_DECLARE_TYPEINFO(Cartolith::Core::Shapes::GisShapePoint, Q_RELOCATABLE_TYPE);

@@ -3,13 +3,14 @@
 
 namespace Cartolith::Core::Symbology {
 
-GisSymbolContext::GisSymbolContext(const Shapes::GisShape& shape)
-    : m_attributes(shape.attributes()), m_shape(&shape) {}
+GisSymbolContext::GisSymbolContext(const Shapes::GisShape& shape) : m_shape(&shape) {}
 
-const QVariant& GisSymbolContext::attribute(const QString& fieldName) const {
-    static const QVariant none;
-    const auto found = m_attributes.constFind(fieldName);
-    return found == m_attributes.cend() ? none : *found;
+const QHash<QString, QVariant>& GisSymbolContext::attributes() const {
+    return m_attributes != nullptr ? *m_attributes : m_shape->attributes();
+}
+
+QVariant GisSymbolContext::attribute(const QString& fieldName) const {
+    return m_attributes != nullptr ? m_attributes->value(fieldName) : m_shape->attributeValue(fieldName);
 }
 
 } // namespace Cartolith::Core::Symbology

@@ -17,18 +17,18 @@ namespace Cartolith::Core::Symbology {
 class CARTOLITH_CORE_EXPORT GisSymbolContext {
 public:
     explicit GisSymbolContext(const Shapes::GisShape& shape);
-    explicit GisSymbolContext(const QHash<QString, QVariant>& attributes) : m_attributes(attributes) {}
+    explicit GisSymbolContext(const QHash<QString, QVariant>& attributes) : m_attributes(&attributes) {}
     explicit GisSymbolContext(QHash<QString, QVariant>&& attributes) = delete;
 
-    const QHash<QString, QVariant>& attributes() const noexcept { return m_attributes; }
-    /// The value of a field, by exact name; invalid when there is none. Valid while the attributes stay as
-    /// they are.
-    const QVariant& attribute(const QString& fieldName) const;
+    /// Makes the table of a shape that has none yet, which attribute() does not.
+    const QHash<QString, QVariant>& attributes() const;
+    /// The value of a field, by exact name; invalid when there is none.
+    QVariant attribute(const QString& fieldName) const;
     /// The feature itself; null when the context was made from attributes alone.
     const Shapes::GisShape* shape() const noexcept { return m_shape; }
 
 private:
-    const QHash<QString, QVariant>& m_attributes;
+    const QHash<QString, QVariant>* m_attributes = nullptr; // null for those of the shape
     const Shapes::GisShape* m_shape = nullptr;
 };
 

@@ -4,14 +4,15 @@
 #include <QVariant>
 
 #include <optional>
+#include <utility>
 
 namespace Cartolith::Core::Symbology::Internal {
 
 /// A value as renderers compare it: with its number and its normalised text, each converted once, when first
-/// asked for. Refers to the QVariant it was made from. Used by one thread.
+/// asked for. Used by one thread.
 class SymbolValue {
 public:
-    explicit SymbolValue(const QVariant& value) : m_value(value) {}
+    explicit SymbolValue(QVariant value) : m_value(std::move(value)) {}
 
     const QVariant& value() const { return m_value; }
     /// What the value converts to, be it finite or not; none when it does not convert.
@@ -20,7 +21,7 @@ public:
     const QString& text() const;
 
 private:
-    const QVariant& m_value;
+    QVariant m_value;
     mutable bool m_numberKnown = false;
     mutable std::optional<double> m_number;
     mutable std::optional<QString> m_text;

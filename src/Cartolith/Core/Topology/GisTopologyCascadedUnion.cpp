@@ -87,7 +87,7 @@ std::unique_ptr<GisShape> GisTopology::CascadedUnion(const QList<const GisShape*
     if (polygons.empty()) {
         return result;
     }
-    result->attributes() = polygons.front()->attributes();
+    result->attributeSlot() = polygons.front()->attributeSlot();
     result->setId(polygons.front()->id());
 
     if (!Internal::unlessStopped([&] {

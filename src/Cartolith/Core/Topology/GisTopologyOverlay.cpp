@@ -42,7 +42,7 @@ qsizetype vertexCount(const GisShape& shape) {
 }
 
 std::unique_ptr<GisShape> named(std::unique_ptr<GisShape> shape, const GisShape& a) {
-    shape->attributes() = a.attributes();
+    shape->attributeSlot() = a.attributeSlot();
     shape->setId(a.id());
     return shape;
 }
@@ -207,7 +207,7 @@ private:
             auto result = std::make_unique<GisShapePolyline>();
             result->parts() = static_cast<const GisShapePolyline&>(a).parts();
             result->parts().append(static_cast<const GisShapePolyline&>(b).parts());
-            result->attributes() = a.attributes();
+            result->attributeSlot() = a.attributeSlot();
             return result;
         }
         return m_topology.ConvexHull(a, b);
@@ -331,7 +331,7 @@ std::unique_ptr<GisShapePolygon> GisTopology::OrientRings(const GisShapePolygon&
     for (const QList<QList<GisShapePoint>>& shellAndHoles : Shapes::Internal::shellsWithHoles(rings)) {
         result->parts().append(shellAndHoles);
     }
-    result->attributes() = polygon.attributes();
+    result->attributeSlot() = polygon.attributeSlot();
     result->setId(polygon.id());
     return result;
 }

@@ -101,7 +101,7 @@ std::unique_ptr<GisShape> internalPolygonPathOperation(const GisShape& a, const 
             }
         }
     }
-    result->attributes() = a.attributes();
+    result->attributeSlot() = a.attributeSlot();
     result->setId(a.id());
     return result;
 }

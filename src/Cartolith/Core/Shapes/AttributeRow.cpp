@@ -1,0 +1,243 @@
+#include <Cartolith/Core/Shapes/AttributeRowInternal.h>
+
+#include <QDate>
+#include <QTime>
+
+#include <algorithm>
+#include <atomic>
+#include <new>
+
+namespace Cartolith::Core::Shapes::Internal {
+
+namespace {
+
+constexpr int bitsInWord = 32;
+constexpr std::size_t step = 8; // of the places of values
+
+/// A table with keys that nobody has.
+QHash<QString, QVariant> tableOf(int keys) {
+    QHash<QString, QVariant> table;
+    for (int i = 0; i < keys; ++i) {
+        table.insert(QString(QChar(i)), QVariant());
+    }
+    return table;
+}
+
+constexpr int fewKeys = 48;   // that many a QHash finds room for at once
+constexpr int roomyKeys = 64; // the most that it keeps in one piece
+const QHash<QString, QVariant> few = tableOf(1);
+const QHash<QString, QVariant> roomy = tableOf(roomyKeys);
+
+} // namespace
+
+/// The head of a row; behind it the presence of the columns from the 33rd on, and the values.
+struct AttributeRow::Data {
+    explicit Data(const AttributeSchema::Pointer& of) noexcept : schema(of) {}
+
+    std::atomic<int> references = 1;
+    quint32 present = 0;
+    AttributeSchema::Pointer schema;
+};
+
+// Schema
+
+AttributeSchema::Form AttributeSchema::formOf(QMetaType::Type type) noexcept {
+    switch (type) {
+    case QMetaType::Bool:
+    case QMetaType::Int:
+    case QMetaType::LongLong:
+    case QMetaType::QDate:
+    case QMetaType::QTime:
+        return Form::Integer;
+    case QMetaType::Double:
+        return Form::Real;
+    case QMetaType::QString:
+        return Form::Text;
+    default:
+        return Form::Any;
+    }
+}
+
+AttributeSchema::AttributeSchema(const QList<Field>& fields) {
+    static_assert(sizeof(QString) % step == 0 && sizeof(QVariant) % step == 0);
+    for (const Field& field : fields) {
+        m_columns.removeIf([&field](const Column& column) { return column.name == field.name; });
+        m_columns.append({field.name, field.type, formOf(field.type), 0});
+    }
+    const int moreWords = std::max(0, (count() - 1) / bitsInWord);
+    const std::size_t words = static_cast<std::size_t>(moreWords) * sizeof(quint32);
+    m_size = sizeof(AttributeRow::Data) + (words + step - 1) / step * step;
+    for (Column& column : m_columns) {
+        column.offset = m_size;
+        m_size += column.form == Form::Text ? sizeof(QString)
+                  : column.form == Form::Any ? sizeof(QVariant)
+                                             : step;
+    }
+
+    // Thinly filled, no piece of the table needs more room than the one that was copied has.
+    const bool isLarge = count() > roomyKeys;
+    m_keys = count() > fewKeys ? roomy : few;
+    m_keys.reserve(isLarge ? 4 * count() : roomyKeys);
+    for (auto it = m_keys.cbegin(); it != m_keys.cend();) {
+        it = m_keys.erase(it);
+    }
+    for (const Column& column : std::as_const(m_columns)) {
+        m_keys.insert(column.name, QVariant());
+    }
+    if (isLarge) {
+        m_keys.squeeze();
+    }
+}
+
+int AttributeSchema::indexOf(const QString& name) const {
+    const auto found = std::find_if(m_columns.cbegin(), m_columns.cend(),
+                                    [&name](const Column& column) { return column.name == name; });
+    return found == m_columns.cend() ? -1 : static_cast<int>(found - m_columns.cbegin());
+}
+
+// Row
+
+AttributeRow::AttributeRow(const AttributeSchema::Pointer& schema)
+    : m_data(new (::operator new(schema->m_size)) Data(schema)) {
+    std::fill(reinterpret_cast<unsigned char*>(m_data + 1),
+              reinterpret_cast<unsigned char*>(m_data) + schema->m_size, static_cast<unsigned char>(0));
+}
+
+AttributeRow::AttributeRow(const AttributeRow& other) noexcept : m_data(other.m_data) {
+    if (m_data != nullptr) {
+        m_data->references.fetch_add(1, std::memory_order_relaxed);
+    }
+}
+
+AttributeRow::~AttributeRow() {
+    if (m_data == nullptr || m_data->references.fetch_sub(1, std::memory_order_acq_rel) > 1) {
+        return;
+    }
+    const AttributeSchema& schema = *m_data->schema;
+    for (int i = 0; i < schema.count(); ++i) {
+        const AttributeSchema::Form form = schema.m_columns.at(i).form;
+        if (form == AttributeSchema::Form::Text && has(i)) {
+            at<QString>(i)->~QString();
+        } else if (form == AttributeSchema::Form::Any && has(i)) {
+            at<QVariant>(i)->~QVariant();
+        }
+    }
+    m_data->~Data();
+    ::operator delete(m_data);
+}
+
+const AttributeSchema& AttributeRow::schema() const noexcept {
+    return *m_data->schema;
+}
+
+template <typename T> T* AttributeRow::at(int column) const noexcept {
+    return reinterpret_cast<T*>(reinterpret_cast<unsigned char*>(m_data) +
+                                m_data->schema->m_columns.at(column).offset);
+}
+
+quint32& AttributeRow::presence(int column) const noexcept {
+    return column < bitsInWord ? m_data->present
+                               : reinterpret_cast<quint32*>(m_data + 1)[column / bitsInWord - 1];
+}
+
+void AttributeRow::mark(int column) noexcept {
+    presence(column) |= 1U << (column % bitsInWord);
+}
+
+bool AttributeRow::has(int column) const noexcept {
+    return (presence(column) >> (column % bitsInWord) & 1U) != 0;
+}
+
+void AttributeRow::setInteger(int column, qint64 value) noexcept {
+    *at<qint64>(column) = value;
+    mark(column);
+}
+
+void AttributeRow::setReal(int column, double value) noexcept {
+    *at<double>(column) = value;
+    mark(column);
+}
+
+void AttributeRow::setText(int column, const QString& text) noexcept {
+    new (at<QString>(column)) QString(text);
+    mark(column);
+}
+
+bool AttributeRow::set(int column, const QVariant& value) {
+    const AttributeSchema::Column& place = m_data->schema->m_columns.at(column);
+    if (!value.isValid()) {
+        return true;
+    }
+    if (value.typeId() != place.type) {
+        return false;
+    }
+    switch (place.form) {
+    case AttributeSchema::Form::Integer:
+        setInteger(column, place.type == QMetaType::QDate   ? value.toDate().toJulianDay()
+                           : place.type == QMetaType::QTime ? value.toTime().msecsSinceStartOfDay()
+                                                            : value.toLongLong());
+        break;
+    case AttributeSchema::Form::Real:
+        setReal(column, value.toDouble());
+        break;
+    case AttributeSchema::Form::Text:
+        setText(column, value.toString());
+        break;
+    case AttributeSchema::Form::Any:
+        new (at<QVariant>(column)) QVariant(value);
+        mark(column);
+        break;
+    }
+    return true;
+}
+
+QVariant AttributeRow::value(int column) const {
+    if (!has(column)) {
+        return {};
+    }
+    const AttributeSchema::Column& place = m_data->schema->m_columns.at(column);
+    switch (place.form) {
+    case AttributeSchema::Form::Real:
+        return *at<double>(column);
+    case AttributeSchema::Form::Text:
+        return *at<QString>(column);
+    case AttributeSchema::Form::Any:
+        return *at<QVariant>(column);
+    case AttributeSchema::Form::Integer:
+        break;
+    }
+    const qint64 number = *at<qint64>(column);
+    switch (place.type) {
+    case QMetaType::Bool:
+        return number != 0;
+    case QMetaType::Int:
+        return static_cast<int>(number);
+    case QMetaType::QDate:
+        return QDate::fromJulianDay(number);
+    case QMetaType::QTime:
+        return QTime::fromMSecsSinceStartOfDay(static_cast<int>(number));
+    default:
+        return QVariant::fromValue<qlonglong>(number);
+    }
+}
+
+QVariant AttributeRow::value(const QString& name) const {
+    const int column = schema().indexOf(name);
+    return column < 0 ? QVariant() : value(column);
+}
+
+QHash<QString, QVariant> AttributeRow::table() const {
+    QHash<QString, QVariant> values = schema().m_keys;
+    values.detach();
+    for (int i = 0; i < schema().count(); ++i) {
+        const QString& name = schema().name(i);
+        if (has(i)) {
+            values[name] = value(i); // the key is there
+        } else {
+            values.remove(name);
+        }
+    }
+    return values;
+}
+
+} // namespace Cartolith::Core::Shapes::Internal
