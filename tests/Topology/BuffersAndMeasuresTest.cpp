@@ -14,7 +14,8 @@ using CoordinateSystems::CoordinateSystemFactory;
 
 // GEOS 3.11 forgets the noder of a buffer that was interrupted.
 extern "C" const char* __lsan_default_suppressions() {
-    return "leak:geos::operation::buffer::BufferBuilder::getNoder";
+    return "leak:geos::operation::buffer::BufferBuilder::getNoder\n"
+           "leak:geos::operation::overlay::PolygonBuilder::buildMaximalEdgeRings";
 }
 
 namespace {
