@@ -145,6 +145,38 @@ TEST(Splits, OfPolygons) {
     }
 }
 
+TEST(Splits, OfPolygonsOfAnySize) {
+    for (const int exponent : {-1060, -660, -340, 0, 340, 660, 1015}) {
+        const auto size = [exponent](double value) { return std::ldexp(value, exponent); };
+        const auto square = shapeOfParts<GisShapePolygon>({{{0, 0}, {size(4), 0}, {size(4), size(4)}, {0, size(4)}}});
+        const auto line = shapeOfParts<GisShapePolyline>({{{size(1), size(-1)}, {size(1), size(5)}}});
+        QList<double> areas;
+        for (const auto& piece : GisTopology().SplitByLine(*square, *line)) {
+            for (GisShapePoint& vertex : static_cast<GisShapePolygon&>(*piece).parts().first()) {
+                vertex = GisShapePoint(std::ldexp(vertex.x(), -exponent), std::ldexp(vertex.y(), -exponent));
+            }
+            areas.append(GisTopology::Area(*piece));
+        }
+        std::sort(areas.begin(), areas.end());
+        EXPECT_EQ(areas, QList<double>({4, 12})) << exponent;
+    }
+}
+
+/// How many faces GEOS makes of a polygon's outline and the whole of a line.
+int facesOf(const GisShapePolygon& polygon, const GisShapePolyline& line) {
+    GisShapePolyline outline;
+    outline.parts() = polygon.parts();
+    const Geometry noded(geometryOf(outline)->Union(geometryOf(line).get()));
+    const Geometry faces(noded->Polygonize());
+    const Geometry area = geometryOf(polygon);
+    int count = 0;
+    for (OGRGeometry* face : *faces->toGeometryCollection()) {
+        const GisShapePoint inside = GisTopology::PointOnSurface(*shapeOf(face->exportToWkt().c_str()));
+        count += area->Intersects(geometryOf(inside).get()) != 0 ? 1 : 0;
+    }
+    return count;
+}
+
 TEST(Splits, SumToTheWhole) {
     Random random;
     const GisTopology topology;
@@ -161,9 +193,11 @@ TEST(Splits, SumToTheWhole) {
         }
         EXPECT_NEAR(length, GisTopology::Length(*line), 1e-9);
         const auto polygon = shapeOfParts<GisShapePolygon>(
-            {random.star(0, 0, 9, 24), random.star(0, 0, 2.5, 9), random.star(20, 0, 5, 5)});
+            {random.star(0, 0, 9, 24), random.star(0, 0, 2.5, 9), random.star(10, 5, 1, 5), random.star(20, 0, 5, 5)});
         double area = 0;
-        for (const auto& piece : topology.SplitByLine(*polygon, *cutter)) {
+        const auto pieces = topology.SplitByLine(*polygon, *cutter);
+        EXPECT_EQ(static_cast<int>(pieces.size()), facesOf(*polygon, *cutter));
+        for (const auto& piece : pieces) {
             EXPECT_TRUE(topology.CheckShape(*piece).isEmpty());
             area += GisTopology::Area(*piece);
         }

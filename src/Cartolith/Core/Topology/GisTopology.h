@@ -421,8 +421,10 @@ public:
     /// A polygon gives one polygon for each connected piece, with its holes wound opposite to the shell; the
     /// areas sum to that of the polygon. A line that does not cut a shell in two, because it ends inside,
     /// leaves its vertices as they are, bit for bit. A polygon with problems is fixed first, as by
-    /// FixShape(). Points come back as one copy. \throws std::runtime_error "GisTopology::SplitByLine failed:
-    /// ..." with what GEOS says
+    /// FixShape(). Coordinates of any finite size, those of the line of about that of the polygon's. Points
+    /// come back as one copy. Each shell takes time for itself and for those segments of the line that meet
+    /// its extent. \throws std::runtime_error "GisTopology::SplitByLine failed: ..." with what GEOS says, or
+    /// that it gives no reason
     std::vector<std::unique_ptr<Shapes::GisShape>> SplitByLine(const Shapes::GisShape& shape,
                                                                const Shapes::GisShape& line) const;
 
@@ -478,8 +480,9 @@ public:
     /// it. Coordinates should be 0 or of a size from 1e-100 to 1e100: squares of others may overflow or
     /// underflow, and the distance be wrong.
     ///
-    /// Looks at few pairs of segments: about n log n time, also for rings whose long spikes lie side by side,
-    /// and linear memory; quadratic where most pairs are about equally near.
+    /// Looks at few pairs of segments: about n log n time, also for thousands of parts or rings and for rings
+    /// whose long spikes lie side by side, and linear memory; quadratic where most pairs are about equally
+    /// near.
     double Distance(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
 
     /// The same, and a pair of points that far apart. The shapes themselves are compared, not with a
@@ -487,12 +490,13 @@ public:
     GisNearestPoints NearestPoints(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
 
     /// Of all lines, or round all rings, in coordinate units. 0 for points; NaN with a vertex that is not
-    /// finite.
+    /// finite, infinity where the length is more than a double can hold.
     static double Length(const Shapes::GisShape& shape);
 
     /// In square coordinate units, never negative, whichever way rings run; 0 for points and lines. Computed
     /// relative to each ring, so that small shapes far from the origin keep their digits. NaN with a vertex
-    /// that is not finite. Rings that cross give no meaningful area: fix the shape first.
+    /// that is not finite, infinity where the area is more than a double can hold. Rings that cross give no
+    /// meaningful area: fix the shape first.
     static double Area(const Shapes::GisShape& shape);
 
     /// Length in metres on the ellipsoid of the system. A projected system's coordinates are first taken to
@@ -515,8 +519,8 @@ public:
 
     /// A point of the shape that is not at its edge: inside a polygon and off its holes, halfway along the
     /// longest part of a line, the point itself. Of several areas it lies in the largest, in one of its wider
-    /// places. Empty for an empty shape and for a polygon without area. Vertices that are not finite are left
-    /// out.
+    /// places. Empty for an empty shape and for a polygon that encloses nothing, as when each of its edges is
+    /// gone over twice. Coordinates of any finite size. Vertices that are not finite are left out.
     static Shapes::GisShapePoint PointOnSurface(const Shapes::GisShape& shape);
 
     /// @}
