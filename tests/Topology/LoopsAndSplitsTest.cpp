@@ -85,6 +85,33 @@ TEST(Loops, AreAllGoneWithoutALimit) {
     }
 }
 
+/// Places about as far apart as the tolerance, on a line alone and beside so many crossings that these are not
+/// kept but looked for again.
+TEST(Loops, DoNotDependOnTheSearch) {
+    Random random;
+    const auto textOf = [](const auto& loops) {
+        QString text;
+        for (const auto& loop : loops) {
+            text += QStringLiteral("%1 %2, %3; ").arg(loop.place.x()).arg(loop.place.y()).arg(loop.area);
+        }
+        return text.toStdString();
+    };
+    for (int round = 0; round < 8; ++round) {
+        const auto line = std::make_unique<GisShapePolyline>();
+        for (int i = 0; i < 120; ++i) {
+            line->parts().resize(i / 20 + 1);
+            line->parts().last().append(
+                {random.whole(0, 2) + 1e-10 * random.whole(0, 9), random.whole(0, 2) + 1e-10 * random.whole(0, 9)});
+        }
+        const auto alone = GisTopology().FindLoops(*line);
+        for (int i = 0; i < 300; ++i) {
+            line->parts().append({{10.0 + i, 9}, {10.0 + i, 300}});
+            line->parts().append({{9, 10.0 + i}, {300, 10.0 + i}});
+        }
+        EXPECT_EQ(textOf(GisTopology().FindLoops(*line)), textOf(alone)) << "seed " << seed() << " round " << round;
+    }
+}
+
 TEST(Splits, OfLines) {
     const GisTopology topology;
     const auto line = shapeOf("MULTILINESTRING((0 0,4 0,4 4),(9 9,9 8))");
