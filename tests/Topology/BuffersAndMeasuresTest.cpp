@@ -87,6 +87,30 @@ TEST(Buffers, RefuseBadArgumentsAndStop) {
     EXPECT_NE(GisTopology().Buffer(*point, 1), nullptr);
 }
 
+TEST(Simplification, IsThatOfTheShapeAndStops) {
+    GisShapePolyline zigzag; // of which rounding decides which vertex is farthest
+    zigzag.parts().append(Part());
+    for (int i = 0; i < 9000; ++i) {
+        const double side = i % 2 != 0 ? 1.0 : -1.0;
+        zigzag.parts()[0].append({0.1 * i + side, 0.1 * i - side});
+    }
+    const auto ring = shapeOf("POLYGON((0 0,2 0.1,4 0,4 4,0 4,0 0),(1 1,1.1 1,1 1.1,1 1))");
+    const auto line = shapeOf("MULTILINESTRING((0 0,2 0.1,4 0),(1 1))");
+    for (const GisShape* shape : std::initializer_list<const GisShape*>{&zigzag, ring.get(), line.get()}) {
+        EXPECT_EQ(wktOf(GisTopology().Simplify(*shape, 0.5)), wktOf(shape->simplify(0.5)));
+    }
+    EXPECT_TRUE(hasIdAndAttributes(*GisTopology().Simplify(*ring, 0.5)));
+    EXPECT_EQ(wktOf(GisTopology().Simplify(GisShapePoint(1, 2), 0.5)), "POINT (1 2)");
+    int calls = 0;
+    GisTopology topology;
+    topology.SetBusyCallback([&calls](int, int) { return ++calls < 2; });
+    EXPECT_EQ(topology.Simplify(zigzag, 0.5), nullptr);
+    EXPECT_EQ(calls, 2);
+    calls = 0;
+    EXPECT_NE(topology.Simplify(zigzag, 0.05), nullptr); // all stay: hardly any work
+    EXPECT_EQ(calls, 0);
+}
+
 TEST(Measures, Planar) {
     const struct {
         const char* shape;

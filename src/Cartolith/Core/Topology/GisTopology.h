@@ -197,6 +197,11 @@ public:
     /// opposite to its shell. It may return a hole that runs like its shell, and a further operation would
     /// fill that in. Put a result through OrientRings() before it is an input again. GEOS reads rings by
     /// nesting and returns holes wound opposite to their shell.
+    ///
+    /// **GEOS errs, too.** Version 3.11 may lose the whole of a thin intersection, and no error tells: of
+    /// 20,000 needles 1e-9 high that stand on a slanted edge inside a square of 10 by 10, it found no
+    /// intersection for every eighth; of those 1e-6 high it lost none. CheckOverlay() finds such a result
+    /// implausible.
     /// @{
 
     GisOverlayEngine OverlayEngine() const noexcept { return m_overlayEngine; }
@@ -431,6 +436,16 @@ public:
     /// A polyline cut wherever GetCrossings() finds it to meet itself. Points and polygons come back as one
     /// copy.
     std::vector<std::unique_ptr<Shapes::GisShape>> SplitAtSelfCrossings(const Shapes::GisShape& line) const;
+
+    /// @}
+    /// @name Simplification
+    /// @{
+
+    /// What shape.simplify(tolerance) returns, with the busy callback asked on the way: null when it stops
+    /// the work. Points, which do not simplify, come back as a copy. Shapes of classes other than the
+    /// library's own are asked by their simplify(), which cannot be stopped. For the time see
+    /// GisShapePolyline::simplifyDouglasPeucker().
+    std::unique_ptr<Shapes::GisShape> Simplify(const Shapes::GisShape& shape, double tolerance) const;
 
     /// @}
     /// @name Buffers and hulls
