@@ -151,9 +151,9 @@ public:
     /// An empty shape is disjoint from everything, within nothing, and contains nothing; the extents decide
     /// first whether two shapes are disjoint, without the tolerance.
     ///
-    /// What a pair needs more than once is found out once. The busy callback is called for about every
-    /// million elementary tests, some milliseconds, with (done, done + 1), as what remains is not known;
-    /// after an answer of false the predicate's answer is false, Disjoint's too, and Relate's the null
+    /// An answer that several tests of a pair need is computed once. The busy callback is called for about
+    /// every million elementary tests, some milliseconds, with (done, done + 1), as what remains is not
+    /// known; after an answer of false the predicate's answer is false, Disjoint's too, and Relate's the null
     /// string. Equality takes a pass over the vertices and never asks. For one shape against many see
     /// GisPreparedShape.
     /// @{
@@ -255,14 +255,14 @@ public:
     std::unique_ptr<Shapes::GisShape> Intersection(const Shapes::GisShape& a,
                                                    const Shapes::GisShape& b) const;
 
-    /// What of a is not in b. By painter path, in this order: of two polygons, that area, two axis-parallel
-    /// rectangles being told apart by DifferenceOfExtentRectangles() where the painter path finds nothing; a
-    /// copy of a for disjoint shapes; EmptyLike(a) when b contains or equals a; else a copy of a: a line is
-    /// not cut.
+    /// The part of a that is not in b. By painter path, in this order: of two polygons, that area, two
+    /// axis-parallel rectangles being told apart by DifferenceOfExtentRectangles() where the painter path
+    /// finds nothing; a copy of a for disjoint shapes; EmptyLike(a) when b contains or equals a; else a copy
+    /// of a: a line is not cut.
     std::unique_ptr<Shapes::GisShape> Difference(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
 
-    /// What is in one of them only. By painter path: of two polygons, that area; else the union of the two
-    /// differences.
+    /// The parts that are in only one of the two. By painter path: of two polygons, that area; else the union
+    /// of the two differences.
     std::unique_ptr<Shapes::GisShape> SymmetricalDifference(const Shapes::GisShape& a,
                                                             const Shapes::GisShape& b) const;
 
@@ -426,10 +426,10 @@ public:
     /// A polygon gives one polygon for each connected piece, with its holes wound opposite to the shell; the
     /// areas sum to that of the polygon. A line that does not cut a shell in two, because it ends inside,
     /// leaves its vertices as they are, bit for bit. A polygon with problems is fixed first, as by
-    /// FixShape(). Coordinates of any finite size, those of the line of about that of the polygon's. Points
-    /// come back as one copy. Each shell takes time for itself and for those segments of the line that meet
-    /// its extent. \throws std::runtime_error "GisTopology::SplitByLine failed: ..." with what GEOS says, or
-    /// that it gives no reason
+    /// FixShape(). Coordinates may be of any finite size, those of the line of about the size of the
+    /// polygon's. Points come back as one copy. Each shell takes time for itself and for those segments of
+    /// the line that meet its extent. \throws std::runtime_error "GisTopology::SplitByLine failed: ..." with
+    /// what GEOS says, or that it gives no reason
     std::vector<std::unique_ptr<Shapes::GisShape>> SplitByLine(const Shapes::GisShape& shape,
                                                                const Shapes::GisShape& line) const;
 
@@ -452,9 +452,9 @@ public:
     /// @{
 
     /// Everything within the distance of the shape, as a polygon with its id and attributes; with a negative
-    /// distance what of a polygon is farther than that from its boundary. By GEOS; holes are wound opposite
-    /// to their shell. At other distances than 0, fix a polygon with problems first: GEOS may leave out a
-    /// part of it.
+    /// distance the part of a polygon that is farther than that from its boundary. By GEOS; holes are wound
+    /// opposite to their shell. At other distances than 0, fix a polygon with problems first: GEOS may leave
+    /// out a part of it.
     ///
     /// A polygon without parts comes back for an empty shape, for points and lines at a distance of zero or
     /// below, and when nothing is left; a polygon at distance 0 comes back as from FixShape(). A one-sided
