@@ -90,8 +90,8 @@ public:
     /// The first thousand of them.
     const QList<SkippedFeature>& skippedFeatures() const noexcept { return m_skipped; }
 
-    /// What the source has and the layer has not, so that saveAs() does not write it, in any format:
-    /// features and fields, counted. What single formats do not keep is in docs/formats.md.
+    /// Counts of the features and fields of which the source has something that the layer does not hold, so
+    /// that saveAs() cannot write it in any format. What single formats do not keep is in docs/formats.md.
     struct NotKept {
         qint64 withZ = 0;      ///< features of which Z values are dropped
         qint64 withM = 0;      ///< the same of M values
@@ -119,12 +119,13 @@ public:
     /// that take the place of the old ones (GeoJSON, GeoJSON text sequences, FlatGeobuf, Shapefile). Other
     /// formats are read only.
     ///
-    /// A shape read from a feature changes that feature, and of it what differs. What was not edited stays:
-    /// in a transaction as GDAL reads it (an edited feature is written with all its columns, and a text in a
-    /// column of integers becomes a number), in GeoJSON to the letter, in other new files as exact as the
-    /// format writes numbers. New shapes
-    /// follow the features that are there, whatever their position here. A change made through a shape's
-    /// pointer is saved only after markDirty().
+    /// An edited shape is saved into the feature that it was read from, and of that feature only those values
+    /// are changed that differ. What was not edited stays: in a transaction as GDAL reads it (an edited
+    /// feature is written with all its columns, and a text in a column of integers becomes a number), in
+    /// GeoJSON as it is written (but for white space, and escapes in names and texts, which become the
+    /// characters they stand for), in other new files as exactly as the format writes numbers. New shapes
+    /// become features behind those that are there, whatever their position in the layer. A change made
+    /// through a shape's pointer is saved only after markDirty().
     ///
     /// Everything is saved or nothing. When it cannot be, commitEdit() is false, lastError() says why, the
     /// source is as it was, and the session goes on with its undo stack. So it is for

@@ -69,9 +69,9 @@ public:
 
     /// Stores a licence, or a revocation, in the user's cache, when a trusted key signed it, and reads the
     /// sources anew. What is stored may be for another time: a licence that begins later is stored.
-    /// \throws std::runtime_error when it is malformed or not signed by a trusted key, when it is a licence
-    /// of a lower serial than the stored one of the same id, and when it cannot be written; all is then as
-    /// before
+    /// \throws std::runtime_error when the text is malformed or not signed by a trusted key, when a licence
+    /// of the same id with a higher serial is stored already, and when the text cannot be written; everything
+    /// is then as before
     LicenceVerdict install(const QByteArray& text);
     /// Removes the licence from the user's cache. \throws std::runtime_error when it cannot be removed
     LicenceVerdict remove();

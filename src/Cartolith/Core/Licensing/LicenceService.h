@@ -28,8 +28,8 @@ struct LicenceOutcome {
     LicenceVerdict verdict; ///< of the manager, after the answer
 };
 
-/// Asks a licence service for licences, for a manager. Nothing is sent but by ask(), and what ask() sends is
-/// what request() shows.
+/// Asks a licence service for licences, for a manager. Only ask() sends anything, and it sends exactly
+/// the text that request() shows.
 ///
 /// Requests and answers are JSON. A request has the members `format` ("cartolith-request-1"), `request`
 /// ("activate", "refresh" or "deactivate"), `product`, and, where they are known, `code`, `id`, `serial` and

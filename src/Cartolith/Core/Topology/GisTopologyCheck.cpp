@@ -7,6 +7,7 @@
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 #include <Cartolith/Core/Topology/ValidAreaInternal.h>
 #include <Cartolith/Core/Topology/WorkInternal.h>
+#include <Cartolith/Core/Topology/WorkingScaleInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -18,6 +19,8 @@ namespace Cartolith::Core::Topology {
 
 using Common::Internal::GeometryPtr;
 using Internal::ProblemList;
+using Internal::scaledCopy;
+using Internal::workingScale;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
@@ -113,37 +116,6 @@ private:
     QList<int> m_partOf;
     bool m_needsGeos = false;
 };
-
-/// A power of two that brings the coordinates to a size whose products neither overflow nor underflow; 1 when
-/// they are of one.
-double workingScale(const GisShape& shape) {
-    const QList<Ring>* const parts = Internal::partsOf(shape);
-    double largest = 0.0;
-    for (qsizetype i = 0; parts != nullptr && i < parts->size(); ++i) {
-        for (const GisShapePoint& vertex : parts->at(i)) {
-            if (Internal::isFinite(vertex)) {
-                largest = std::max({largest, std::fabs(vertex.x()), std::fabs(vertex.y())});
-            }
-        }
-    }
-    if (largest == 0.0 || (largest >= 1e-100 && largest <= 1e100)) {
-        return 1.0;
-    }
-    // Small ones beside large ones keep their bits as far as that goes.
-    return std::ldexp(1.0, std::clamp((largest > 1.0 ? 100 : 0) - std::ilogb(largest), -1000, 1000));
-}
-
-std::unique_ptr<GisShape> scaledCopy(const GisShape& shape, double scale) {
-    std::unique_ptr<GisShape> copy = shape.clone();
-    if (QList<Ring>* const parts = Internal::mutablePartsOf(*copy)) {
-        for (Ring& part : *parts) {
-            for (GisShapePoint& vertex : part) {
-                vertex = GisShapePoint(vertex.x() * scale, vertex.y() * scale);
-            }
-        }
-    }
-    return copy;
-}
 
 void scalePlaces(QList<GisShapeProblem>& problems, double scale) {
     for (GisShapeProblem& problem : problems) {
