@@ -1,8 +1,11 @@
 #include <Cartolith/LicenceNetwork/NetworkLicenceTransport.h>
 
+#include <QHostAddress>
 #include <QNetworkAccessManager>
+#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
+#include <QTimer>
 #include <QUrl>
 
 #include <utility>
@@ -15,17 +18,20 @@ namespace {
 
 constexpr qint64 mostBytes = qint64{64} * 1024;
 
-LicenceReply replyOf(QNetworkReply& reply, bool isTooLong) {
+/// What ended a request before its answer was whole.
+enum class Stop { No, TooLong, TooLate };
+
+LicenceReply replyOf(QNetworkReply& reply, Stop stop) {
     LicenceReply result;
     result.status = reply.attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt();
     constexpr int firstRedirection = 300;
     constexpr int firstError = 400;
     if (result.status >= firstRedirection && result.status < firstError) {
         result.trouble = QStringLiteral("the service points to another address, which is not followed");
-    } else if (isTooLong || reply.error() == QNetworkReply::OperationCanceledError) {
+    } else if (stop != Stop::No) {
         result.status = 0;
-        result.trouble = isTooLong ? QStringLiteral("the answer is too long")
-                                   : QStringLiteral("there was no answer in time");
+        result.trouble = stop == Stop::TooLong ? QStringLiteral("the answer is too long")
+                                               : QStringLiteral("there was no whole answer in time");
     } else if (result.status == 0 || reply.error() == QNetworkReply::RemoteHostClosedError) {
         result.status = 0;
         result.trouble = reply.errorString();
@@ -40,10 +46,14 @@ LicenceReply replyOf(QNetworkReply& reply, bool isTooLong) {
 class NetworkLicenceTransport::Private {
 public:
     QNetworkAccessManager network;
+    QNetworkAccessManager loopback; // knows no proxy
 };
 
 NetworkLicenceTransport::NetworkLicenceTransport() : d(std::make_unique<Private>()) {
-    d->network.setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
+    d->loopback.setProxy(QNetworkProxy::NoProxy);
+    for (QNetworkAccessManager* const network : {&d->network, &d->loopback}) {
+        network->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
+    }
 }
 
 NetworkLicenceTransport::~NetworkLicenceTransport() = default;
@@ -54,18 +64,32 @@ void NetworkLicenceTransport::post(const QString& url, const QByteArray& body,
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    request.setTransferTimeout(m_timeout);
-    QNetworkReply* const reply = d->network.post(request, body);
-    const auto isTooLong = std::make_shared<bool>(false);
-    QObject::connect(reply, &QIODevice::readyRead, reply, [reply, isTooLong] {
-        if (reply->bytesAvailable() > mostBytes) {
-            *isTooLong = true;
+    // What may go to the loopback without encryption would reach a proxy in the clear.
+    const QString host = request.url().host();
+    QNetworkAccessManager& network =
+        QHostAddress(host).isLoopback() || host == QLatin1String("localhost") ? d->loopback : d->network;
+    QNetworkReply* const reply = network.post(request, body);
+    reply->setReadBufferSize(mostBytes + 1);
+    const auto stop = std::make_shared<Stop>(Stop::No);
+    // Over all, not from one byte to the next: an answer that drips in would never end.
+    QTimer::singleShot(m_timeout, reply, [reply, stop] {
+        if (reply->isRunning()) {
+            *stop = Stop::TooLate;
             reply->abort();
         }
     });
-    QObject::connect(reply, &QNetworkReply::finished, reply, [reply, isTooLong, done = std::move(done)] {
+    QObject::connect(reply, &QIODevice::readyRead, reply, [reply, stop] {
+        if (reply->isRunning() && reply->bytesAvailable() > mostBytes) {
+            *stop = Stop::TooLong;
+            reply->abort();
+        }
+    });
+    QObject::connect(reply, &QNetworkReply::finished, reply, [reply, stop, done = std::move(done)] {
         reply->deleteLater();
-        done(replyOf(*reply, *isTooLong || reply->bytesAvailable() > mostBytes));
+        if (*stop == Stop::No && reply->bytesAvailable() > mostBytes) {
+            *stop = Stop::TooLong;
+        }
+        done(replyOf(*reply, *stop));
     });
 }
 

@@ -5,16 +5,13 @@
 #include <QJsonDocument>
 #include <QSet>
 
+#include <algorithm>
 #include <stdexcept>
 #include <vector>
 
 namespace Cartolith::Core::Licensing::Internal {
 
 namespace {
-
-[[noreturn]] void fail(const QString& message) {
-    throw std::runtime_error(message.toStdString());
-}
 
 /// Where the string that starts with the quote at `at` ends: the position behind its closing quote.
 qsizetype stringEnd(const QByteArray& text, qsizetype at) {
@@ -58,6 +55,16 @@ bool namesAMemberTwice(const QByteArray& text) {
 }
 
 } // namespace
+
+void fail(const QString& message) {
+    throw std::runtime_error(message.toStdString());
+}
+
+QString printable(QString text) {
+    std::replace_if(
+        text.begin(), text.end(), [](QChar c) { return !c.isPrint(); }, QLatin1Char(' '));
+    return text;
+}
 
 QJsonObject strictObject(const QByteArray& text) {
     if (text.size() > mostBytes) {
@@ -115,7 +122,8 @@ std::optional<qint64> parseTime(const QString& text) {
 }
 
 QString timeText(qint64 seconds) {
-    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC).toString(Qt::ISODate);
+    constexpr qint64 last = 253'402'300'799; // of the year 9999, beyond which there is no text
+    return QDateTime::fromSecsSinceEpoch(std::min(seconds, last), Qt::UTC).toString(Qt::ISODate);
 }
 
 } // namespace Cartolith::Core::Licensing::Internal
