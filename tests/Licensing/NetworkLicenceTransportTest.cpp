@@ -53,6 +53,9 @@ protected:
         socket->disconnectFromHost();
     }
     void drip(QTcpSocket* socket) {
+        const qsizetype header = m_answer.indexOf("\r\n\r\n") + 4;
+        socket->write(m_answer.left(header));
+        m_answer.remove(0, header);
         auto* const timer = new QTimer(socket);
         QObject::connect(timer, &QTimer::timeout, socket, [this, socket] {
             socket->write(m_answer.left(1));

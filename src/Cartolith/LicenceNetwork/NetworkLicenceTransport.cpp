@@ -1,8 +1,6 @@
 #include <Cartolith/LicenceNetwork/NetworkLicenceTransport.h>
 
-#include <QHostAddress>
 #include <QNetworkAccessManager>
-#include <QNetworkProxy>
 #include <QNetworkReply>
 #include <QNetworkRequest>
 #include <QTimer>
@@ -46,14 +44,10 @@ LicenceReply replyOf(QNetworkReply& reply, Stop stop) {
 class NetworkLicenceTransport::Private {
 public:
     QNetworkAccessManager network;
-    QNetworkAccessManager loopback; // knows no proxy
 };
 
 NetworkLicenceTransport::NetworkLicenceTransport() : d(std::make_unique<Private>()) {
-    d->loopback.setProxy(QNetworkProxy::NoProxy);
-    for (QNetworkAccessManager* const network : {&d->network, &d->loopback}) {
-        network->setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
-    }
+    d->network.setRedirectPolicy(QNetworkRequest::ManualRedirectPolicy);
 }
 
 NetworkLicenceTransport::~NetworkLicenceTransport() = default;
@@ -64,11 +58,7 @@ void NetworkLicenceTransport::post(const QString& url, const QByteArray& body,
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
-    // What may go to the loopback without encryption would reach a proxy in the clear.
-    const QString host = request.url().host();
-    QNetworkAccessManager& network =
-        QHostAddress(host).isLoopback() || host == QLatin1String("localhost") ? d->loopback : d->network;
-    QNetworkReply* const reply = network.post(request, body);
+    QNetworkReply* const reply = d->network.post(request, body);
     reply->setReadBufferSize(mostBytes + 1);
     const auto stop = std::make_shared<Stop>(Stop::No);
     // Over all, not from one byte to the next: an answer that drips in would never end.
