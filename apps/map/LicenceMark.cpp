@@ -49,15 +49,15 @@ bool LicenceMark::isNeeded() {
 }
 
 void LicenceMark::draw(QImage& image) {
-    constexpr int smallestSide = 80;
-    if (std::min(image.width(), image.height()) < smallestSide) {
-        return;
-    }
     const QString text = QStringLiteral("Cartolith, no licence");
     const QFont font = fontFor(image.size(), text);
     const QFontMetricsF metrics(font);
     const QSize size(static_cast<int>(std::ceil(metrics.horizontalAdvance(text) + font.pixelSize() / 2.0)),
                      static_cast<int>(std::ceil(metrics.height())));
+    constexpr int mostOfHeight = 6;
+    if (size.width() > image.width() || size.height() * mostOfHeight > image.height()) {
+        return;
+    }
     const int right = image.width() - size.width();
     const int below = image.height() - size.height();
     QRect box({0, below}, size);
