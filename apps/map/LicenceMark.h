@@ -11,7 +11,7 @@ bool isNeeded();
 
 /// Draws it into the first corner of a single colour, from the lower right on: over nothing at all. Where
 /// there is none, into the lower left, which is never the legend's, and so that what lies below shows
-/// through. It grows with the picture; one with a side of less than 80 pixels is too small for it and stays
+/// through. It grows with the picture; one of less than about 90 by 60 pixels is too small for it and stays
 /// as it is.
 void draw(QImage& image);
 

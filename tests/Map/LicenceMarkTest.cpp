@@ -39,7 +39,7 @@ QRect changed(const QImage& before, const QImage& after) {
 }
 
 TEST(LicenceMark, LiesOverNothing) {
-    const QRect note(500, 575, 295, 15);
+    const QRect note(500, 580, 295, 18);
     const QRect foot(0, 590, 800, 10);
     struct Row {
         const char* name;
@@ -54,7 +54,7 @@ TEST(LicenceMark, LiesOverNothing) {
         {"something all along the foot", picture({800, 600}, "white", {foot}), {600, 0, 200, 30}, 150},
         {"a picture all over", picture({800, 600}, "white", {foot, {0, 0, 800, 10}}), {0, 570, 200, 30}, 60},
         {"huge", picture({6000, 4000}, "white"), {4800, 3900, 1200, 100}, 150},
-        {"small", picture({80, 80}, "white"), {0, 60, 80, 20}, 100},
+        {"small", picture({96, 64}, "white"), {0, 54, 96, 10}, 100},
         {"tiny", picture({64, 64}, "white"), {}, 0},
     };
     for (const Row& row : rows) {
