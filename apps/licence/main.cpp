@@ -229,7 +229,9 @@ int run(const QCommandLineParser& parser) {
             settings.keys = KeyFiles::readKeys(parser.value(QStringLiteral("keys")));
         }
         LicenceManager other(settings);
-        return print(other.use(KeyFiles::readText(fileOf(arguments))));
+        LicenceVerdict verdict = other.use(KeyFiles::readText(fileOf(arguments)));
+        verdict.source = QStringLiteral("the file '%1'").arg(arguments[1]);
+        return print(verdict);
     }
     if (command == QLatin1String("request")) {
         return request(parser, arguments);
