@@ -232,6 +232,15 @@ TEST_F(LicenceManagerTest, RequestsSayWhatIsNeededAndGoToASafeAddressOnly) {
     manager.use(licenceOf("L-1"));
     EXPECT_EQ(request(LicenceRequestKind::Deactivate).keys(),
               QStringList({"code", "format", "id", "product", "request", "serial"}));
+    // A licence whose key was withdrawn is refreshed like any other; one of a stranger is none.
+    m_settings.keys.revoked = QStringList{"test"};
+    LicenceManager withdrawn(m_settings);
+    withdrawn.use(licenceOf("L-1"));
+    EXPECT_TRUE(LicenceService::request(withdrawn, LicenceRequestKind::Refresh).contains("\"L-1\""));
+    m_settings.keys = {};
+    LicenceManager stranger(m_settings);
+    stranger.use(licenceOf("L-1"));
+    EXPECT_NE(errorOf([&] { LicenceService::request(stranger, LicenceRequestKind::Refresh); }), "");
     for (const auto& [address, good] :
          {std::pair("https://licences.example/v1", true), std::pair("http://127.0.0.1:8080/", true),
           std::pair("http://[::1]:8080/", true), std::pair("http://localhost/", true), std::pair("", false),

@@ -122,6 +122,8 @@ TEST_F(NetworkLicenceTransportTest, OnlyAnAnswerIsTakenForOne) {
         const LicenceOutcome outcome = refresh(row, manager);
         EXPECT_TRUE(m_received.startsWith("POST /v1 HTTP/1.1")) << row.name;
         EXPECT_FALSE(m_received.toLower().contains("cookie")) << row.name;
+        EXPECT_TRUE(m_received.contains("User-Agent: Cartolith\r\n") && m_received.contains("Accept-Language: en\r\n"))
+            << m_received.toStdString();
         EXPECT_EQ(outcome.code, row.code) << row.name << ": " << qPrintable(outcome.message);
         EXPECT_TRUE(outcome.message.contains(row.message)) << row.name << ": " << qPrintable(outcome.message);
         EXPECT_EQ(outcome.done, *row.code == '\0') << row.name;

@@ -56,6 +56,9 @@ void NetworkLicenceTransport::post(const QString& url, const QByteArray& body,
                                    std::function<void(const LicenceReply&)> done) {
     QNetworkRequest request{QUrl(url)};
     request.setHeader(QNetworkRequest::ContentTypeHeader, QStringLiteral("application/json"));
+    // Otherwise the user's language and a browser's name would go along.
+    request.setHeader(QNetworkRequest::UserAgentHeader, QStringLiteral("Cartolith"));
+    request.setRawHeader("Accept-Language", "en");
     request.setAttribute(QNetworkRequest::CookieLoadControlAttribute, QNetworkRequest::Manual);
     request.setAttribute(QNetworkRequest::CookieSaveControlAttribute, QNetworkRequest::Manual);
     QNetworkReply* const reply = d->network.post(request, body);

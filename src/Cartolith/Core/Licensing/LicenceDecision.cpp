@@ -75,7 +75,10 @@ LicenceVerdict verdictByTime(const Licence& licence, const LicenceCircumstances&
                             QStringLiteral("The licence had to be refreshed by %1. Refresh it before %2.")
                                 .arg(timeText(*licence.refreshBy), timeText(end)))
                 : verdictOf(LicenceState::Valid,
-                            licence.expires
+                            licence.refreshBy && *licence.refreshBy < expires
+                                ? QStringLiteral("The licence is valid. Refresh it before %1.")
+                                      .arg(timeText(*licence.refreshBy))
+                            : licence.expires
                                 ? QStringLiteral("The licence is valid until %1.").arg(timeText(expires))
                                 : QStringLiteral("The licence is valid and does not expire."));
     verdict.features = licence.features;

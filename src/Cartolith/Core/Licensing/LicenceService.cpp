@@ -52,7 +52,7 @@ std::optional<std::pair<QString, QString>> serviceError(const QByteArray& answer
 LicenceOutcome refusal(LicenceManager& manager, const std::runtime_error& error) {
     manager.reload(); // another process may have stored something newer
     return failure(manager, QStringLiteral("answer"),
-                   QStringLiteral("The answer cannot be used. %1").arg(QString::fromUtf8(error.what())));
+                   QStringLiteral("This cannot be installed. %1").arg(QString::fromUtf8(error.what())));
 }
 
 /// The licence that a request is about.
@@ -128,7 +128,8 @@ QByteArray LicenceService::request(const LicenceManager& manager, LicenceRequest
     }
     if (kind != LicenceRequestKind::Activate) {
         const LicenceVerdict verdict = manager.verdict();
-        if (verdict.id.isEmpty()) {
+        // That of a withdrawn key is unproven, and yet what has to be refreshed.
+        if (verdict.id.isEmpty() && verdict.state != LicenceState::Revoked) {
             throw std::runtime_error("There is no licence to refresh or to give back.");
         }
         const Licence licence =

@@ -53,7 +53,7 @@ public:
 
     /// The text of a request, also for a file that is taken to the service by hand. The machine is named only
     /// when `bindsMachine` is set or the held licence names one. \throws std::runtime_error for Refresh and
-    /// Deactivate without a licence
+    /// Deactivate without a licence whose key is trusted or was withdrawn, and for a machine without an id
     static QByteArray request(const LicenceManager& manager, LicenceRequestKind kind,
                               const QString& code = {}, bool bindsMachine = false);
 
