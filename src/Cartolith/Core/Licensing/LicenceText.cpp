@@ -23,9 +23,16 @@ qsizetype stringEnd(const QByteArray& text, qsizetype at) {
     return at + 1;
 }
 
+/// The name in a string with its quotes, however it is spelled.
+QByteArray plainName(const QByteArray& string) {
+    return string.contains('\\')
+               ? QJsonDocument::fromJson('[' + string + ']').array().at(0).toString().toUtf8()
+               : string.sliced(1, string.size() - 2);
+}
+
 /// The text has passed the parser, so brackets and quotes pair. A name is a string with a colon behind it.
 bool namesAMemberTwice(const QByteArray& text) {
-    std::vector<QSet<QString>> names;
+    std::vector<QSet<QByteArray>> names;
     for (qsizetype i = 0; i < text.size();) {
         const char c = text[i];
         if (c == '}' || c == ']') {
@@ -39,8 +46,7 @@ bool namesAMemberTwice(const QByteArray& text) {
                 ++next;
             }
             if (next < text.size() && text[next] == ':') {
-                const QByteArray list = '[' + text.sliced(i, end - i) + ']';
-                const QString name = QJsonDocument::fromJson(list).array().at(0).toString();
+                const QByteArray name = plainName(text.sliced(i, end - i));
                 if (names.back().contains(name)) {
                     return true;
                 }
@@ -113,12 +119,28 @@ qint64 requiredCount(const QJsonObject& object, const QString& member) {
 }
 
 std::optional<qint64> parseTime(const QString& text) {
-    const QDateTime time = QDateTime::fromString(text, Qt::ISODate);
-    if (!time.isValid() || time.timeSpec() != Qt::UTC || time.date().year() < 1970 ||
-        timeText(time.toSecsSinceEpoch()) != text) {
+    constexpr QStringView pattern(u"0000-00-00T00:00:00Z");
+    if (text.size() != pattern.size()) {
         return std::nullopt;
     }
-    return time.toSecsSinceEpoch();
+    for (qsizetype i = 0; i < pattern.size(); ++i) {
+        const QChar c = text[i];
+        if (pattern[i] == u'0' ? c < u'0' || c > u'9' : c != pattern[i]) {
+            return std::nullopt;
+        }
+    }
+    const auto number = [&](qsizetype at, qsizetype digits) {
+        return QStringView(text).mid(at, digits).toInt();
+    };
+    const QDate date(number(0, 4), number(5, 2), number(8, 2));
+    const QTime time(number(11, 2), number(14, 2), number(17, 2));
+    const QDate first(1970, 1, 1);
+    if (!date.isValid() || !time.isValid() || date < first) {
+        return std::nullopt;
+    }
+    constexpr qint64 day = 86'400;
+    constexpr int thousand = 1000;
+    return first.daysTo(date) * day + time.msecsSinceStartOfDay() / thousand;
 }
 
 QString timeText(qint64 seconds) {
