@@ -22,8 +22,8 @@ struct CARTOLITH_CORE_EXPORT LicenceSettings {
     LicenceSettings();
 
     LicenceKeys keys;                                        ///< the built-in ones
-    QString cacheFolder;                                     ///< LicenceCache::defaultFolder()
-    QString systemFile;                                      ///< "/etc/cartolith/licence.json"
+    QString cacheFolder;                                     ///< LicenceCache::defaultFolder(); empty: there is no cache
+    QString systemFile;                                      ///< "/etc/cartolith/licence.json"; may be empty
     QStringList drivers;                                     ///< licensedRasterDrivers()
     std::function<QByteArray(const char* name)> environment; ///< qgetenv()
     std::function<qint64()> clock;                           ///< seconds since 1970
