@@ -23,9 +23,14 @@ enum class LicenceRequestKind {
 /// How a request ended.
 struct LicenceOutcome {
     bool done = false; ///< the answer was installed
-    QString code;    ///< the service's code for an error ("seats.used"), or "transport", "answer", "offline"
-    QString message; ///< a sentence for a person
+    /// The service's code for an error ("seats.used"), or "offline", nothing was sent; "transport", nothing
+    /// came back; "answer", what came is not to be used; "storage", it could not be stored.
+    QString code;
+    QString message;        ///< a sentence for a person
     LicenceVerdict verdict; ///< of the manager, after the answer
+    /// With "storage" the text that could not be stored, so that it is not lost: LicenceManager::use() takes
+    /// it for this process, and a host may keep it elsewhere. Empty otherwise.
+    QByteArray answer;
 };
 
 /// Asks a licence service for licences, for a manager. Only ask() sends anything, and it sends exactly
@@ -48,14 +53,15 @@ public:
 
     /// The text of a request, also for a file that is taken to the service by hand. The machine is named only
     /// when `bindsMachine` is set or the held licence names one. \throws std::runtime_error for Refresh and
-    /// Deactivate without a licence
+    /// Deactivate without a licence whose key is trusted or was withdrawn, and for a machine without an id
     static QByteArray request(const LicenceManager& manager, LicenceRequestKind kind,
                               const QString& code = {}, bool bindsMachine = false);
 
     /// Takes an answer, wherever it came from, to the manager. Never throws but std::bad_alloc.
     static LicenceOutcome accept(LicenceManager& manager, const QByteArray& answer);
 
-    /// Sends the request and calls `done` once. Never throws but std::bad_alloc.
+    /// Sends the request and calls `done` once. A signed answer counts when it is one to this request: about
+    /// the same licence, not older, and to Deactivate a revocation. Never throws but std::bad_alloc.
     void ask(LicenceRequestKind kind, const QString& code, bool bindsMachine,
              std::function<void(const LicenceOutcome&)> done);
 
