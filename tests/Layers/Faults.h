@@ -34,9 +34,10 @@ inline bool onAFullDisk(std::uint64_t bytes, const std::function<bool()>& action
 
 /// What becomes of a call that changes files.
 enum class Fault {
-    Kill,     ///< the process dies before it
-    FailOnce, ///< it fails
-    FailOn,   ///< it fails, and so do all after it
+    Kill,      ///< the process dies before it
+    FailOnce,  ///< it fails
+    FailTwice, ///< it fails, and so does the next
+    FailOn,    ///< it fails, and so do all after it
 };
 
 namespace detail {
@@ -90,7 +91,11 @@ inline Run runWith(Fault fault, int nth, const std::function<int()>& action) {
                 ::waitpid(child, &status, 0);
                 return run;
             }
-            fails = fault == Fault::FailOnce ? number == nth : fault == Fault::FailOn && number >= nth;
+            const int last = fault == Fault::FailOn      ? number
+                             : fault == Fault::FailTwice ? nth + 1
+                             : fault == Fault::FailOnce  ? nth
+                                                         : -1;
+            fails = number >= nth && number <= last;
             if (fails) {
                 call.orig_rax = ~0ULL; // no call at all
                 ::ptrace(PTRACE_SETREGS, child, nullptr, &call);
