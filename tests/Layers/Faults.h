@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -135,6 +136,31 @@ inline bool killedInTheMiddle(const std::function<void()>& prepare, const std::f
                               const std::function<void(bool done)>& check) {
     return withFaults(
         Fault::Kill, 20, prepare, [&] { return action(), 0; }, [&](int code) { check(code == 0); });
+}
+
+/// A process is killed in the middle of the time in which a condition is met. False when it never is, or where
+/// processes cannot be traced. Which call that is, is looked for the first time, when it is below 0.
+inline bool killWithin(int& middle, const std::function<void()>& prepare, const std::function<void()>& action,
+                       const std::function<bool()>& condition) {
+    const auto isMetAt = [&](int nth, int* calls = nullptr) {
+        prepare();
+        const auto run = detail::runWith(Fault::Kill, nth, [&] { return action(), 0; });
+        if (calls != nullptr) {
+            *calls = run.calls;
+        }
+        return condition();
+    };
+    if (middle < 0) {
+        int nth = -1;
+        isMetAt(1 << 30, &nth);
+        int last = -1;
+        for (; nth >= 0 && middle < 0; --nth) {
+            const bool isMet = isMetAt(nth);
+            last = isMet ? std::max(last, nth) : last;
+            middle = last >= 0 && !isMet ? (last + nth) / 2 : -1;
+        }
+    }
+    return middle >= 0 && isMetAt(middle);
 }
 
 } // namespace test

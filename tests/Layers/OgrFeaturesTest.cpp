@@ -1,20 +1,12 @@
-#include "Layers/ShapeOf.h"
-
-#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
-#include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
-#include <Cartolith/Core/Shapes/GisShapePoint.h>
-
-#include <QFile>
-#include <QTemporaryDir>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <ogrsf_frmts.h>
+#include "Layers/Saving.h"
 
 #include <algorithm>
 
 using namespace Cartolith::Core;
 using Layers::GisLayerOgrVector;
-using Layers::GisLayerVector;
+using test::execute;
+using test::openToWrite;
+using test::replace;
 using test::shapeOf;
 using testing::HasSubstr;
 
@@ -22,15 +14,10 @@ using testing::HasSubstr;
 // feature, features without a shape, and what the model does not hold.
 namespace {
 
-using Attributes = GisLayerVector::Attributes;
-const Layers::GisVectorSaveOptions replace{Layers::GisVectorSaveOptions::Existing::Replace, {}, {}};
-
 using Texts = std::vector<std::string>;
 
-class OgrFeatures : public testing::Test {
+class OgrFeatures : public test::InAFolder {
 protected:
-    QString at(const QString& name) const { return m_dir.filePath(name); }
-
     /// A data source of these layers; a feature for each geometry, "" for none, with its number as "n".
     QString make(const char* driver, const QString& name, const std::vector<std::vector<const char*>>& layers,
                  const std::function<void(OGRLayer&)>& prepare = {}) const {
@@ -71,8 +58,6 @@ protected:
         }
         return features;
     }
-
-    QTemporaryDir m_dir;
 };
 
 bool change(GisLayerOgrVector& layer, int id, int n) {
@@ -151,9 +136,7 @@ TEST_F(OgrFeatures, WhatAnotherLayerHasChangedIsNotOverwritten) {
         GisLayerOgrVector layer(path);
         ASSERT_TRUE(layer.open());
         for (const char* const statement : statements) {
-            const GDALDatasetUniquePtr file(
-                GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
-            file->ReleaseResultSet(file->ExecuteSQL(statement, nullptr, nullptr));
+            execute(*openToWrite(path), statement);
         }
         ASSERT_TRUE(layer.beginEdit() && layer.addShapeEdit(shapeOf("POINT (5 5)", {{"n", 5}})));
         EXPECT_FALSE(layer.commitEdit());

@@ -1,20 +1,13 @@
 #include "Layers/Faults.h"
+#include "Layers/Saving.h"
 #include "TestSeed.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
-#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
-#include <Cartolith/Core/Serialization/GisWktReader.h>
-#include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <limits>
 #include <random>
@@ -24,20 +17,17 @@ using Layers::GisLayerOgrVector;
 using Layers::GisLayerVector;
 using Layers::GisVectorSaveOptions;
 using Layers::Defs::GisAttributeDefinition;
+using test::Attributes;
+using test::replace;
+using test::suffixes;
 using testing::HasSubstr;
 
 namespace {
 
-using Attributes = GisLayerVector::Attributes;
-const GisVectorSaveOptions replace{GisVectorSaveOptions::Existing::Replace, {}, {}};
-const QStringList suffixes{"gpkg", "sqlite", "geojson", "geojsonl", "fgb", "shp"};
-
 std::unique_ptr<GisLayerVector> layerOf(const std::vector<std::pair<const char*, Attributes>>& shapes) {
     auto layer = GisLayerVector::createInMemory("plots", Shapes::GisShapeType::Null, {});
     for (const auto& [wkt, attributes] : shapes) {
-        auto shape = Serialization::Wkt::GisWktReader::read(wkt);
-        shape->attributes() = attributes;
-        layer->addShape(std::move(shape));
+        layer->addShape(test::shapeOf(wkt, attributes));
     }
     return layer;
 }
@@ -58,15 +48,11 @@ QStringList contentOf(const QString& path) {
     return content;
 }
 
-class SaveAs : public testing::Test {
+class SaveAs : public test::InAFolder {
 protected:
-    QString at(const QString& name) const { return m_dir.filePath(name); }
     QByteArray bytesOf(const QString& name) const {
         QFile file(at(name));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-    QStringList files() const {
-        return QDir(m_dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     }
     static std::string reasonOf(const GisLayerVector& layer, const QString& path, const GisVectorSaveOptions& options) {
         try {
@@ -75,7 +61,6 @@ protected:
             return error.what();
         }
     }
-    QTemporaryDir m_dir;
 };
 
 TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {

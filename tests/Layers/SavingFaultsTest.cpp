@@ -1,19 +1,11 @@
 #include "Layers/Faults.h"
+#include "Layers/Saving.h"
 #include "TestSeed.h"
 
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
-#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
-#include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
-#include <Cartolith/Core/Shapes/GisShapePoint.h>
 
-#include <QDir>
 #include <QDirIterator>
-#include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <ogrsf_frmts.h>
 
 #include <optional>
 #include <random>
@@ -110,12 +102,10 @@ QString memoryFolder() {
     return (QFileInfo("/dev/shm").isWritable() ? QString("/dev/shm") : QDir::tempPath()) + "/cartolith-XXXXXX";
 }
 
-class SavingFaults : public testing::Test {
+class SavingFaults : public test::InAFolder {
 protected:
-    QString at(const QString& name) const { return m_dir.filePath(name); }
-    QStringList files() const {
-        return QDir(m_dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
-    }
+    SavingFaults() : InAFolder(memoryFolder()) {}
+
     void clear() const {
         QDir(m_dir.path()).removeRecursively();
         QDir().mkpath(m_dir.path());
@@ -138,24 +128,14 @@ protected:
     /// A process dies in the midst of replacing a Shapefile that is at 1 by one that is at 2.
     bool killInTheMiddle() const {
         static int middle = -1;
-        const auto killAt = [this](int nth) {
-            clear();
-            EXPECT_EQ(save(1, at("x.shp")), "");
-            const auto run =
-                test::detail::runWith(test::Fault::Kill, nth, [this] { return save(2, at("x.shp")).size() > 0; });
-            return run.calls;
-        };
-        int last = -1;
-        for (int nth = middle < 0 ? killAt(1 << 30) : 0; middle < 0 && nth >= 0; --nth) {
-            killAt(nth);
-            const bool isReplacing = QFile::exists(at(".x.shp.saved"));
-            last = isReplacing ? std::max(last, nth) : last;
-            middle = last >= 0 && !isReplacing ? (last + nth) / 2 : -1;
-        }
-        return middle >= 0 && killAt(middle) > 0 && QFile::exists(at(".x.shp.saved"));
+        return test::killWithin(
+            middle,
+            [this] {
+                clear();
+                EXPECT_EQ(save(1, at("x.shp")), "");
+            },
+            [this] { save(2, at("x.shp")); }, [this] { return QFile::exists(at(".x.shp.saved")); });
     }
-
-    QTemporaryDir m_dir{memoryFolder()};
 };
 
 void copyAside(const QString& from, const QString& to) {
@@ -308,9 +288,6 @@ TEST_F(SavingFaults, AnotherUsersFilesAreNeitherAppliedNorTouched) {
 }
 
 TEST_F(SavingFaults, ADatabaseThatSomebodyWritesToIsNotReplaced) {
-    const auto execute = [](GDALDataset& database, const char* statement) {
-        database.ReleaseResultSet(database.ExecuteSQL(statement, nullptr, nullptr));
-    };
     for (const QString suffix : {"gpkg", "sqlite"}) {
         for (const bool isLogged : {false, true}) {
             SCOPED_TRACE(suffix.toStdString() + (isLogged ? ", with a log" : ", with a journal"));
@@ -321,14 +298,15 @@ TEST_F(SavingFaults, ADatabaseThatSomebodyWritesToIsNotReplaced) {
             auto options = shortly();
             options.progress = [&](double done) {
                 if (done == 1.0) {
-                    other.reset(GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
-                    execute(*other, isLogged ? "PRAGMA journal_mode = WAL" : "BEGIN");
-                    execute(*other, isLogged ? "PRAGMA wal_checkpoint(TRUNCATE)" : "UPDATE p SET v = 77 WHERE fid = 1");
+                    other = test::openToWrite(path);
+                    test::execute(*other, isLogged ? "PRAGMA journal_mode = WAL" : "BEGIN");
+                    test::execute(*other,
+                                  isLogged ? "PRAGMA wal_checkpoint(TRUNCATE)" : "UPDATE p SET v = 77 WHERE fid = 1");
                 }
                 return true;
             };
             EXPECT_THAT(save(2, path, options).toStdString(), HasSubstr("database in use"));
-            execute(*other, isLogged ? "UPDATE p SET v = 77 WHERE fid = 1" : "COMMIT");
+            test::execute(*other, isLogged ? "UPDATE p SET v = 77 WHERE fid = 1" : "COMMIT");
             other.reset();
             GisLayerOgrVector layer(path);
             EXPECT_TRUE(layer.open() && layer.attributeValueForRow(0, "v") == 77) << "what they have saved stays";
@@ -357,9 +335,9 @@ int keepAdding(const QString& path, const QString& list, int value, int last) {
     for (; value < last && !QFile::exists(QFileInfo(path).dir().filePath("stop")); ++value) {
         try {
             GisLayerOgrVector layer(path);
-            auto point = std::make_unique<Shapes::GisShapePoint>(value, value);
-            point->attributes() = {{"v", value}};
-            if (layer.open() && layer.beginEdit() && layer.addShapeEdit(std::move(point)) && layer.commitEdit()) {
+            if (layer.open() && layer.beginEdit() &&
+                layer.addShapeEdit(test::shapeOf(QString("POINT (%1 %1)").arg(value), {{"v", value}})) &&
+                layer.commitEdit()) {
                 saved.write(QByteArray::number(value) + '\n');
             }
         } catch (const std::runtime_error&) { // others are at it all the time
@@ -417,7 +395,7 @@ TEST_F(SavingFaults, NoCommitOfSeveralWritersIsLost) {
         int kills = 0;
         const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
         while (std::chrono::steady_clock::now() < end) {
-            ::usleep(static_cast<useconds_t>(random() % 20'000));
+            ::usleep(static_cast<useconds_t>(random() % 60'000));
             const int which = static_cast<int>(random() % writers);
             ::kill(running[which], SIGKILL);
             ::waitpid(running[which], nullptr, 0);
