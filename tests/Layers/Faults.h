@@ -131,13 +131,6 @@ inline bool withFaults(Fault fault, int most, const std::function<void()>& prepa
     return true;
 }
 
-/// The same with processes that are killed; check() is told whether this one was not.
-inline bool killedInTheMiddle(const std::function<void()>& prepare, const std::function<void()>& action,
-                              const std::function<void(bool done)>& check) {
-    return withFaults(
-        Fault::Kill, 20, prepare, [&] { return action(), 0; }, [&](int code) { check(code == 0); });
-}
-
 /// A process is killed in the middle of the time in which a condition is met. False when it never is, or where
 /// processes cannot be traced. Which call that is, is looked for the first time, when it is below 0.
 inline bool killWithin(int& middle, const std::function<void()>& prepare, const std::function<void()>& action,

@@ -404,43 +404,6 @@ TEST_F(SaveEdits, AFailureLeavesTheSourceAndTheSession) {
     EXPECT_THAT(csv.lastError().toStdString(), HasSubstr("format CSV can be read only"));
 }
 
-TEST_F(SaveEdits, AFullDiskOrADeadProcessLeavesTheOldFileOrTheNew) {
-    for (const QString suffix : {"gpkg", "geojson", "fgb", "shp"}) {
-        SCOPED_TRACE(suffix.toStdString());
-        const auto editAndCommit = [path = at("lines." + suffix)] {
-            GisLayerOgrVector layer(path);
-            if (!layer.open() || !layer.beginEdit() || !layer.deleteShapeEdit(3)) {
-                return false;
-            }
-            for (int i = 0; i < 60; ++i) {
-                layer.setShapeAttributesEdit(i + 1, {{"n", i}, {"name", "changed"}});
-                layer.addShapeEdit(shapeOf(QString("LINESTRING (0 0, %1 1)").arg(i)));
-            }
-            return layer.commitEdit() || !layer.isEditing() || !layer.canUndoEdit();
-        };
-        const QString path = make(suffix, 100);
-        const auto old = contentOf(path);
-        for (const std::uint64_t bytes : {0U, 300U, 3000U}) {
-            EXPECT_FALSE(test::onAFullDisk(bytes, editAndCommit)) << bytes;
-            EXPECT_EQ(contentOf(path), old) << bytes;
-        }
-        std::map<qint64, QString> whole;
-        const bool traced = test::killedInTheMiddle([&] { make(suffix, 100); }, editAndCommit,
-                                                    [&](bool done) {
-                                                        const auto found = contentOf(path);
-                                                        if (done) {
-                                                            whole = found;
-                                                            EXPECT_EQ(whole.size(), 159U);
-                                                        }
-                                                        EXPECT_TRUE(found == whole || (!done && found == old))
-                                                            << found.size();
-                                                    });
-        if (!traced) {
-            GTEST_SKIP() << "processes cannot be traced here";
-        }
-    }
-}
-
 /// Runs anything while the layer believes that a command changes it.
 class Odd : public Layers::Commands::GisEditCommand {
 public:

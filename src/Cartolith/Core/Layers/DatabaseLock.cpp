@@ -34,7 +34,7 @@ private:
 
 } // namespace
 
-DatabaseLock::DatabaseLock(const QString& path, Kind kind, std::chrono::steady_clock::time_point deadline) {
+DatabaseLock::DatabaseLock(const QString& path, std::chrono::steady_clock::time_point deadline) {
     using std::chrono::milliseconds;
     Common::Internal::registerGdalDrivers();
     const Common::Internal::GdalErrorCapture errors;
@@ -42,12 +42,35 @@ DatabaseLock::DatabaseLock(const QString& path, Kind kind, std::chrono::steady_c
         std::clamp(std::chrono::duration_cast<milliseconds>(deadline - std::chrono::steady_clock::now()),
                    milliseconds(0), milliseconds(std::chrono::hours(1))));
     m_dataset.reset(GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
-    if (m_dataset != nullptr) {
-        const char* const begin = kind == Kind::All ? "BEGIN EXCLUSIVE" : "BEGIN IMMEDIATE";
-        m_dataset->ReleaseResultSet(m_dataset->ExecuteSQL(begin, nullptr, nullptr));
+    // Not "BEGIN IMMEDIATE", of which GDAL would not know when it writes something of its own.
+    if (m_dataset != nullptr && m_dataset->StartTransaction() == OGRERR_NONE) {
+        const QByteArray nothing = "DELETE FROM \"" + firstTable() + "\" WHERE 0";
+        m_dataset->ReleaseResultSet(m_dataset->ExecuteSQL(nothing.constData(), nullptr, nullptr));
+        m_isTaken = errors.message().isEmpty();
     }
-    m_isTaken = m_dataset != nullptr && errors.message().isEmpty();
     m_reason = errors.message();
+}
+
+DatabaseLock::~DatabaseLock() {
+    const Common::Internal::GdalErrorCapture errors;
+    if (m_isTaken) {
+        m_dataset->RollbackTransaction();
+    }
+    m_dataset.reset();
+}
+
+QByteArray DatabaseLock::firstTable() const {
+    OGRLayer* const tables =
+        m_dataset->ExecuteSQL("SELECT name FROM sqlite_master WHERE type = 'table' AND name NOT LIKE "
+                              "'sqlite%' AND sql NOT LIKE 'CREATE VIRTUAL%' LIMIT 1",
+                              nullptr, nullptr);
+    QByteArray name;
+    if (tables != nullptr) {
+        const Common::Internal::FeaturePtr row(tables->GetNextFeature());
+        name = row != nullptr ? QByteArray(row->GetFieldAsString(0)).replace('"', "\"\"") : QByteArray();
+        m_dataset->ReleaseResultSet(tables);
+    }
+    return name;
 }
 
 bool DatabaseLock::isHeldByOthers() const {

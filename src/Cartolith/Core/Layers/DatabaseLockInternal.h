@@ -2,23 +2,22 @@
 
 #include <Cartolith/Core/Common/GdalInternal.h>
 
+#include <QByteArray>
 #include <QString>
 
 #include <chrono>
 
 namespace Cartolith::Core::Layers::Internal {
 
-/// A lock on a database of SQLite, as SQLite has it: for every program. What a killed process left of a
-/// transaction is rolled back before.
+/// Keeps every program from writing to a database of SQLite while it lives, as a transaction does; they go on
+/// reading. What a killed process left of one is rolled back before.
 class DatabaseLock {
 public:
-    enum class Kind {
-        Writing, ///< others go on reading
-        All,
-    };
-
     /// Waits until then.
-    DatabaseLock(const QString& path, Kind kind, std::chrono::steady_clock::time_point deadline);
+    DatabaseLock(const QString& path, std::chrono::steady_clock::time_point deadline);
+    ~DatabaseLock();
+    DatabaseLock(const DatabaseLock&) = delete;
+    DatabaseLock& operator=(const DatabaseLock&) = delete;
 
     bool isTaken() const { return m_isTaken; }
     /// Not, for instance, when it cannot be read as a database.
@@ -33,7 +32,9 @@ public:
     static QString logInUse(const QString& path);
 
 private:
-    Common::Internal::DatasetPtr m_dataset; ///< which, closed, gives the lock back
+    QByteArray firstTable() const;
+
+    Common::Internal::DatasetPtr m_dataset;
     bool m_isTaken = false;
     QString m_reason;
 };

@@ -47,7 +47,7 @@ QString FileHold::hold(const Folder& folder, const QString& path,
                    : QStringLiteral("other processes save it all the time");
     }
     // Locks of its own: some systems mix others up with them.
-    m_database.emplace(path, DatabaseLock::Kind::Writing, deadline);
+    m_database.emplace(path, deadline);
     if (m_database->isHeldByOthers()) {
         return inUse(m_database->reason());
     }

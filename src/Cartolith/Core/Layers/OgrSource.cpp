@@ -76,7 +76,7 @@ void OgrSource::removeUnusedJournal(const QString& path) {
     if (!journal.open(QIODevice::ReadOnly) || !journal.getChar(&first) || first != 0) {
         return;
     }
-    const DatabaseLock lock(path, DatabaseLock::Kind::All, std::chrono::steady_clock::now());
+    const DatabaseLock lock(path, std::chrono::steady_clock::now());
     if (lock.isTaken()) { // nobody else has it open for writing
         journal.remove();
     }
