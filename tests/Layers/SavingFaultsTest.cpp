@@ -381,7 +381,10 @@ TEST_F(SavingFaults, NoCommitOfSeveralWritersIsLost) {
                         return 1;
                     }
                     most = values.size();
-                } catch (const std::runtime_error&) { // others are at it all the time
+                } catch (const std::runtime_error&) {
+                    if (!isLong && suffix != "gpkg" && suffix != "sqlite") { // which a reader may find locked
+                        return 2;
+                    }
                 }
             }
             return 0;
@@ -406,7 +409,7 @@ TEST_F(SavingFaults, NoCommitOfSeveralWritersIsLost) {
         for (const pid_t reader : readers) {
             int status = 0;
             ::waitpid(reader, &status, 0);
-            EXPECT_EQ(status, 0) << "a mixture, or fewer than before";
+            EXPECT_EQ(status, 0) << "a mixture, fewer than before, or an error";
         }
         const auto found = addedTo(path);
         int saved = 0;
@@ -421,41 +424,6 @@ TEST_F(SavingFaults, NoCommitOfSeveralWritersIsLost) {
         }
         EXPECT_EQ(lost, 0) << "of " << saved << " commits, " << kills << " processes killed";
         EXPECT_TRUE(saved > 0 && static_cast<int>(found.size()) <= saved + kills && found.count(mixed) == 0);
-    }
-}
-
-TEST_F(SavingFaults, ReadersBesideAWriterSeeTheOldOrTheNew) {
-    for (const QString suffix : {"shp", "geojson"}) {
-        const QString path = at("x." + suffix);
-        ASSERT_EQ(save(1, path), "");
-        constexpr int rounds = 60;
-        const QString stop = at("stop");
-        const auto read = [&] {
-            for (int last = 1; !QFile::exists(stop);) {
-                try {
-                    const int state = stateOf(path);
-                    if (state < last) {
-                        return 1; // a mixture, or an older state than before
-                    }
-                    last = state;
-                } catch (const std::runtime_error& error) {
-                    std::fprintf(stderr, "%s\n", error.what());
-                    return 2;
-                }
-            }
-            return 0;
-        };
-        const pid_t readers[] = {inAProcess(read), inAProcess(read)};
-        for (int round = 2; round < rounds; ++round) {
-            EXPECT_EQ(save(round, path).toStdString(), "");
-        }
-        append(stop);
-        for (const pid_t reader : readers) {
-            int status = 0;
-            ::waitpid(reader, &status, 0);
-            EXPECT_EQ(status, 0) << suffix.toStdString();
-        }
-        QFile::remove(stop);
     }
 }
 

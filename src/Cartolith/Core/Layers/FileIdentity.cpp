@@ -8,7 +8,7 @@ namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-std::optional<FileIdentity> find(int folder, const char* name, int flags) noexcept {
+std::optional<FileIdentity> identityAt(int folder, const char* name, int flags) noexcept {
     struct statx found {};
     if (::statx(folder, name, flags, STATX_INO | STATX_BTIME, &found) != 0) {
         return std::nullopt;
@@ -21,15 +21,15 @@ std::optional<FileIdentity> find(int folder, const char* name, int flags) noexce
 } // namespace
 
 std::optional<FileIdentity> FileIdentity::of(int folder, const char* name) noexcept {
-    return find(folder, name, AT_SYMLINK_NOFOLLOW);
+    return identityAt(folder, name, AT_SYMLINK_NOFOLLOW);
 }
 
 std::optional<FileIdentity> FileIdentity::ofTarget(const char* path) noexcept {
-    return find(AT_FDCWD, path, 0);
+    return identityAt(AT_FDCWD, path, 0);
 }
 
 std::optional<FileIdentity> FileIdentity::of(int handle) noexcept {
-    return find(handle, "", AT_EMPTY_PATH);
+    return identityAt(handle, "", AT_EMPTY_PATH);
 }
 
 } // namespace Cartolith::Core::Layers::Internal
