@@ -443,6 +443,22 @@ TEST_F(SavingFaults, ASaveThatGoesOnIsLeftAlone) {
     }
 }
 
+TEST_F(SavingFaults, OfSeveralNewFilesOfANameOneIsMade) {
+    for (const QString suffix : {"geojson", "gpkg", "shp"}) {
+        for (int round = 0; round < 10; ++round) {
+            clear();
+            const auto make = [&] { return save(1, at("x." + suffix), {}).isEmpty() ? 1 : 0; };
+            int made = 0;
+            for (const pid_t child : {inAProcess(make), inAProcess(make), inAProcess(make), inAProcess(make)}) {
+                int status = 0;
+                ::waitpid(child, &status, 0);
+                made += WEXITSTATUS(status);
+            }
+            EXPECT_TRUE(made == 1 && stateOf(at("x." + suffix)) == 1) << suffix.toStdString() << ", " << made;
+        }
+    }
+}
+
 TEST_F(SavingFaults, NewFilesHaveTheRightsOfTheOldOnes) {
     for (const QString suffix : {"shp", "gpkg", "geojson"}) {
         ASSERT_EQ(save(1, at("x." + suffix)), "");
