@@ -496,7 +496,9 @@ protected:
     QString attempt() {
         if (!GetParam().isEdit) {
             auto options = replacing();
-            options.existing = GetParam().isNew ? GisVectorSaveOptions::Existing::Refuse : options.existing;
+            if (GetParam().isNew && !m_isPlaced) {
+                options.existing = GisVectorSaveOptions::Existing::Refuse;
+            }
             return save(2, path(), options);
         }
         if (!m_layer) {
@@ -518,6 +520,7 @@ protected:
         try {
             const QString reason = attempt();
             told = reason.isEmpty() ? done : reason.contains("the new file is in its place") ? placed : 0;
+            m_isPlaced = told == placed;
             told |= stateOf(path()) == (told != 0 ? 2 : before()) ? asTold : 0;
             told |= reason.isEmpty() || attempt().isEmpty() ? retried : 0;
         } catch (const std::runtime_error&) { // of open(), to which the fault happened
@@ -526,6 +529,7 @@ protected:
     }
 
     std::optional<GisLayerOgrVector> m_layer;
+    bool m_isPlaced = false; // a new file that is to be replaced from now on
 };
 
 TEST_P(EveryFault, LeavesTheOldStateOrTheNewAndTheCallerKnowsWhich) {
