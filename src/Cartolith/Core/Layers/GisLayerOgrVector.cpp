@@ -47,6 +47,7 @@ struct Content {
     explicit Content(OGRLayer& layer)
         : definitions(Internal::attributeDefinitions(*layer.GetLayerDefn())), tables(definitions) {
         state.fieldNames = Internal::OgrDigest::ofFields(layer);
+        state.system = Internal::OgrDigest::ofSystem(layer);
         OGRFeatureDefn& schema = *layer.GetLayerDefn();
         for (int i = 0; i < schema.GetFieldCount(); ++i) {
             const OGRFieldDefn& field = *schema.GetFieldDefn(i);
@@ -226,6 +227,7 @@ bool GisLayerOgrVector::open() {
     m_sourcePath = path();
     *m_sourceState = snapshot.state();
     m_sourceSystem = system;
+    m_isUnsafe = false;
     m_lastError = {};
     setIsOpen(true);
     m_openedRevision = contentRevision();
@@ -246,6 +248,7 @@ void GisLayerOgrVector::close() {
     m_skippedCount = 0;
     m_skipped = {};
     m_sourceSystem.reset();
+    m_isUnsafe = false;
     m_lastError = {};
 }
 

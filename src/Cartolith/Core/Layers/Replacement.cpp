@@ -143,7 +143,9 @@ std::optional<Replacement> Replacement::read(const Folder& staged, const QString
                        number("writtenAt", withSign), value[QLatin1String("checksum")].toString().toLatin1()};
     };
     Replacement replacement;
-    for (const QJsonValue value : all["members"].toArray()) {
+    // Const: the copy that Qt would make of it does not survive when there is no memory.
+    const QJsonArray members = all["members"].toArray();
+    for (const QJsonValue value : members) {
         Member member(value["name"].toString());
         member.before = versionFrom(value["before"]);
         member.after = versionFrom(value["after"]);
