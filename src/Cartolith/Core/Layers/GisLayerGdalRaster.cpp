@@ -144,7 +144,7 @@ QList<double> GisLayerGdalRaster::sampleValues(int band) {
         return {};
     }
     requireBand(band);
-    if (m_samples.count(band) == 0) {
+    if (!m_samples.contains(band)) {
         QList<double> values = m_source->sample(band);
         std::sort(values.begin(), values.end());
         m_samples.emplace(band, values);

@@ -92,7 +92,7 @@ Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
         const qint64 feature = entries[i].feature;
         if (shape != nullptr && feature == FeatureTrace::none) {
             edits.added.append(shape);
-        } else if (shape != nullptr && touched.count(feature) > 0) {
+        } else if (shape != nullptr && touched.contains(feature)) {
             edits.updated[feature].append(shape);
         }
     }
@@ -141,7 +141,7 @@ GisLayerOgrVector::Saved GisLayerOgrVector::afterSaving(const Internal::OgrEdits
         state.features.insert_or_assign(id, feature);
     };
     for (const auto& [id, feature] : m_read->features) {
-        if (edits.deleted.count(id) == 0) {
+        if (!edits.deleted.contains(id)) {
             remember(idAfter(id), feature);
         } else {
             state.digest -= feature.digest;
