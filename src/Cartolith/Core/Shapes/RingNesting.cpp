@@ -283,11 +283,26 @@ Ring wound(const Candidate& candidate, bool counterclockwise) {
 
 } // namespace
 
-QList<int> nestingDepths(const QList<Ring>& rings) {
-    QList<int> depths(rings.size(), 0);
+QList<RingNest> ringNests(const QList<Ring>& rings) {
+    QList<RingNest> nests(rings.size());
     const Nesting nesting(rings);
-    for (const Candidate& candidate : nesting.candidates()) {
-        depths[candidate.ring - &rings.constFirst()] = candidate.depth;
+    const std::vector<Candidate>& all = nesting.candidates();
+    const auto placeOf = [&rings](const Candidate& candidate) {
+        return static_cast<int>(candidate.ring - rings.constData());
+    };
+    for (const Candidate& candidate : all) {
+        nests[placeOf(candidate)] = {
+            candidate.depth,
+            candidate.innermost < 0 ? -1 : placeOf(all[static_cast<std::size_t>(candidate.innermost)])};
+    }
+    return nests;
+}
+
+QList<int> nestingDepths(const QList<Ring>& rings) {
+    QList<int> depths;
+    depths.reserve(rings.size());
+    for (const RingNest& nest : ringNests(rings)) {
+        depths.append(nest.depth);
     }
     return depths;
 }

@@ -161,7 +161,7 @@ double GisTopology::Area(const GisShape& shape) {
         const double area = std::fabs(Internal::signedArea(rings[i]));
         sum.add(depths[i] % 2 == 0 ? area : -area);
     }
-    return sum.value();
+    return std::max(0.0, sum.value());
 }
 
 GisShapePoint GisTopology::PointOnSurface(const GisShape& shape) {

@@ -12,6 +12,7 @@
 #include <array>
 #include <cmath>
 #include <limits>
+#include <set>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -44,6 +45,42 @@ Ring verticesOf(const OGRLinearRing& ring) {
         vertices.append(Shapes::GisShapePoint(vertex.getX(), vertex.getY()));
     }
     return vertices;
+}
+
+/// Told apart by the vertices, from the first in order on.
+std::vector<std::pair<double, double>> keyOf(const OGRLinearRing& ring) {
+    std::vector<std::pair<double, double>> key;
+    for (int i = 1; i < ring.getNumPoints(); ++i) {
+        key.emplace_back(ring.getX(i), ring.getY(i));
+    }
+    std::rotate(key.begin(), std::min_element(key.begin(), key.end()), key.end());
+    return key;
+}
+
+/// Takes out shells without holes that are there already, and holes of a polygon: they add nothing, and the
+/// edges that run along each other are as many as the square of their number.
+void removeCopies(OGRGeometry& geometry) {
+    const auto removeHoles = [](OGRPolygon& polygon) {
+        std::set<std::vector<std::pair<double, double>>> found;
+        for (int hole = polygon.getNumInteriorRings(); hole > 0; --hole) {
+            if (!found.insert(keyOf(*polygon.getInteriorRing(hole - 1))).second) {
+                polygon.removeRing(hole);
+            }
+        }
+    };
+    if (wkbFlatten(geometry.getGeometryType()) == wkbPolygon) {
+        removeHoles(*geometry.toPolygon());
+        return;
+    }
+    OGRMultiPolygon& polygons = *geometry.toMultiPolygon();
+    std::set<std::vector<std::pair<double, double>>> found;
+    for (int i = polygons.getNumGeometries(); i > 0; --i) {
+        OGRPolygon& polygon = *polygons.getGeometryRef(i - 1);
+        removeHoles(polygon);
+        if (polygon.getNumInteriorRings() == 0 && !found.insert(keyOf(*polygon.getExteriorRing())).second) {
+            polygons.removeGeometry(i - 1);
+        }
+    }
 }
 
 /// Polygons by what they cover: each ring covers what it goes round, holes are taken out of their polygon.
@@ -321,6 +358,7 @@ ValidArea validArea(const QList<Ring>& rings, const GisTopology& topology) {
     GisShapePolygon polygon;
     polygon.parts() = rings;
     const GeometryPtr geometry = Serialization::Ogr::Internal::geometryOf(polygon);
+    removeCopies(*geometry);
     const Common::Internal::GdalErrorCapture errors;
     GeometryPtr valid = AreaMaker(topology).make(*geometry);
     if (valid == nullptr) {
