@@ -195,16 +195,19 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
     }
     *parts = examination.parts();
     bool needsGeos = examination.needsGeos();
-    while (needsGeos) {
+    for (bool isSound = !needsGeos; !isSound;) {
         countRound();
-        ValidArea valid = validArea(*parts, topology);
-        if (!valid.problem.isEmpty()) {
-            throw std::runtime_error(failing + valid.problem.toStdString());
+        if (needsGeos) {
+            ValidArea valid = validArea(*parts, topology);
+            if (!valid.problem.isEmpty()) {
+                throw std::runtime_error(failing + valid.problem.toStdString());
+            }
+            *parts = std::move(valid.rings);
         }
-        *parts = std::move(valid.rings);
         const Examination again(*fix.shape, topology);
         *parts = again.parts();
         needsGeos = again.needsGeos();
+        isSound = again.problems().problems().isEmpty();
     }
     return fix;
 }
