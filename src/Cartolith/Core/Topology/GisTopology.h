@@ -393,10 +393,10 @@ public:
     /// edges gone over twice as area); what differs least from the rings is kept. A shape without a problem
     /// comes back unchanged, bit for bit. The shape is null when the busy callback stops it.
     ///
-    /// About n log n time and linear memory where no rings cross. Where they do, GEOS takes time and some 4 KB
-    /// for each place where they cross, and for each pair of edges that run along each other: as many as the
-    /// square of the vertices, when all edges meet. (Equal rings count once.) Stopping then takes until GEOS
-    /// looks up, which may be a third of the whole.
+    /// About n log n time and linear memory where no rings cross. Where they do, GEOS takes time and some 4
+    /// KB for each place where they cross, and for each pair of edges that run along each other: as many as
+    /// the square of the vertices, when all edges meet. (Equal rings count once.) Stopping then takes until
+    /// GEOS looks up, which may be a third of the whole.
     ///
     /// Coordinates of any finite size: where the largest is beyond 1e100 or below 1e-100, all are multiplied
     /// by a power of two for the time of the work, since products of them would overflow or underflow. That
