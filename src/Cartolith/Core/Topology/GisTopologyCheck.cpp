@@ -126,10 +126,30 @@ void scalePlaces(QList<GisShapeProblem>& problems, double scale) {
 } // namespace
 
 GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topology, const char* failing) {
+    // GEOS rounds the crossings it finds, after which its rings may cross again: one of 200 polygons on a
+    // coarse grid needs two rounds. It also returns holes wound like their shell, and vertices twice.
+    constexpr int mostRounds = 16;
+    int round = 0;
+    const auto countRound = [failing, &round] {
+        if (++round > mostRounds) {
+            throw std::runtime_error(std::string(failing) + "rings still cross after 16 rounds.");
+        }
+    };
     if (const double scale = workingScale(shape); scale != 1.0) {
         GisShapeFix fix = fixedShape(*scaledCopy(shape, scale), topology, failing);
-        fix.shape = fix.changes.isEmpty() ? shape.clone() : scaledCopy(*fix.shape, 1 / scale);
         scalePlaces(fix.changes, 1 / scale);
+        if (fix.changes.isEmpty()) {
+            fix.shape = shape.clone();
+            return fix;
+        }
+        for (bool isSound = false; !isSound; countRound()) {
+            fix.shape = scaledCopy(*fix.shape, 1 / scale); // rounds what is below 1e-307
+            auto scaled = scaledCopy(*fix.shape, scale);
+            isSound = Examination(*scaled, topology).problems().problems().isEmpty();
+            if (!isSound) {
+                fix.shape = fixedShape(*scaled, topology, failing).shape;
+            }
+        }
         return fix;
     }
     const Examination examination(shape, topology);
@@ -147,21 +167,19 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
     }
     *parts = examination.parts();
     bool needsGeos = examination.needsGeos();
-    // GEOS rounds the crossings it finds, after which its rings may cross again: one of 200 polygons on a
-    // coarse grid needs two rounds. It also returns holes wound like their shell, and vertices twice.
-    constexpr int mostRounds = 16;
-    for (int round = 0; needsGeos; ++round) {
-        if (round == mostRounds) {
-            throw std::runtime_error(std::string(failing) + "rings still cross after 16 rounds.");
+    for (bool isSound = !needsGeos; !isSound;) {
+        countRound();
+        if (needsGeos) {
+            ValidArea valid = validArea(*parts, topology);
+            if (!valid.problem.isEmpty()) {
+                throw std::runtime_error(failing + valid.problem.toStdString());
+            }
+            *parts = std::move(valid.rings);
         }
-        ValidArea valid = validArea(*parts, topology);
-        if (!valid.problem.isEmpty()) {
-            throw std::runtime_error(failing + valid.problem.toStdString());
-        }
-        *parts = std::move(valid.rings);
         const Examination again(*fix.shape, topology);
         *parts = again.parts();
         needsGeos = again.needsGeos();
+        isSound = again.problems().problems().isEmpty();
     }
     return fix;
 }

@@ -159,7 +159,7 @@ double areaOf(const QList<Ring>& rings) {
         const double area = std::fabs(Internal::signedArea(rings[i]));
         sum.add(depths[i] % 2 == 0 ? area : -area);
     }
-    return sum.value();
+    return sum.value() < 0.0 ? 0.0 : sum.value(); // NaN stays
 }
 
 } // namespace
