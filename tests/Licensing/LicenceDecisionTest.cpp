@@ -43,7 +43,8 @@ TEST(LicenceDecision, KeysMachinesAndRevocations) {
           std::pair(TestLicences::revocationText("L-2", 9), LicenceState::Valid),
           std::pair(TestLicences::revocationText("L-1", 6).replace("test", "tset"), LicenceState::Valid),
           std::pair(QByteArray("{"), LicenceState::Valid), std::pair(text, LicenceState::Valid)}) {
-        EXPECT_EQ(stateWith([&refused = revocation](auto& c) { c.revocations = {refused}; }), state) << revocation.toStdString();
+        EXPECT_EQ(stateWith([&refused = revocation](auto& c) { c.revocations = {refused}; }), state)
+            << revocation.toStdString();
     }
     EXPECT_EQ(LicenceDecision::decide(TestLicences::revocationText("L-1", 6), circumstancesAt(within)).state,
               LicenceState::Malformed);

@@ -21,10 +21,10 @@ struct LicenceCircumstances;
 struct CARTOLITH_CORE_EXPORT LicenceSettings {
     LicenceSettings();
 
-    LicenceKeys keys;                                        ///< the built-in ones
-    QString cacheFolder;                                     ///< LicenceCache::defaultFolder(); empty: there is no cache
-    QString systemFile;                                      ///< "/etc/cartolith/licence.json"; may be empty
-    QStringList drivers;                                     ///< licensedRasterDrivers()
+    LicenceKeys keys;    ///< the built-in ones
+    QString cacheFolder; ///< LicenceCache::defaultFolder(); empty: there is no cache
+    QString systemFile;  ///< "/etc/cartolith/licence.json"; may be empty
+    QStringList drivers; ///< licensedRasterDrivers()
     std::function<QByteArray(const char* name)> environment; ///< qgetenv()
     std::function<qint64()> clock;                           ///< seconds since 1970
     std::function<QByteArray()> machineId;                   ///< asked only when a licence names a machine
