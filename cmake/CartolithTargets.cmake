@@ -51,7 +51,14 @@ function(cartolith_test name)
   else()
     cartolith_precompile(${name} <gmock/gmock.h> <gtest/gtest.h> <random>)
   endif()
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ${CARTOLITH_TEST_PROPERTIES})
+  if("${CMAKE_CXX_FLAGS} ${CMAKE_CXX_FLAGS_DEBUG}" MATCHES "fsanitize")
+    # One process for all its tests: starting under the sanitizers takes longer than most of them. The long ones first.
+    add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
+    list(LENGTH ARGN sources)
+    set_tests_properties(${name} PROPERTIES TIMEOUT 3000 COST ${sources} ${CARTOLITH_TEST_PROPERTIES})
+  else()
+    gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ${CARTOLITH_TEST_PROPERTIES})
+  endif()
 endfunction()
 
 # Where data/ is, for tests and benchmarks: in a header, not on the command line, so that a compiler

@@ -6,6 +6,8 @@
 #include <Cartolith/Core/Licensing/Licence.h>
 #include <Cartolith/Core/Licensing/LicenceDecision.h>
 #include <Cartolith/Core/Licensing/LicenceEnvelope.h>
+#include <Cartolith/Core/Licensing/LicenceManager.h>
+#include <Cartolith/Core/Licensing/LicenceService.h>
 
 #include <cstdlib>
 #include <stdexcept>
@@ -42,5 +44,20 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
         require(Licence::fromPayload(licence.toPayload()) == licence);
     } catch (const std::runtime_error&) {
     }
+    try {
+        const LicenceRevocation revocation = LicenceRevocation::fromPayload(text);
+        require(LicenceRevocation::fromPayload(revocation.toPayload()).serial == revocation.serial);
+    } catch (const std::runtime_error&) {
+    }
+    // As an answer of the service, to a manager that has nothing and keeps nothing.
+    LicenceSettings settings;
+    settings.keys = circumstances.keys;
+    settings.cacheFolder.clear();
+    settings.systemFile.clear();
+    settings.environment = [](const char*) { return QByteArray(); };
+    LicenceManager manager(settings);
+    const LicenceOutcome outcome = LicenceService::accept(manager, text);
+    require(!outcome.done && !outcome.message.contains(QChar(0x1b)) && outcome.answer.isEmpty());
+    require(outcome.verdict.state == LicenceState::Missing);
     return 0;
 }

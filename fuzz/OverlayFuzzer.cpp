@@ -4,6 +4,8 @@
 
 #include <Cartolith/Core/Topology/GisOverlayCheck.h>
 
+#include <ogr_api.h>
+
 #include <stdexcept>
 
 namespace {
@@ -12,9 +14,7 @@ using test::GisShape;
 using test::GisTopology;
 
 double geosArea(const test::Geometry& geometry) {
-    return geometry == nullptr || geometry->toGeometryCollection() == nullptr
-               ? 0.0
-               : geometry->toGeometryCollection()->get_Area();
+    return geometry == nullptr ? 0.0 : OGR_G_Area(OGRGeometry::ToHandle(geometry.get())); // of any type
 }
 
 } // namespace

@@ -1,11 +1,10 @@
 // cartolith-licence: shows, checks, fetches and installs licences, and, for who holds a private key, makes
 // them.
 
+#include "KeyFiles.h"
 #include "LicenceSigner.h"
 
 #include <Cartolith/Core/Licensing/Licence.h>
-#include <Cartolith/Core/Licensing/LicenceCache.h>
-#include <Cartolith/Core/Licensing/LicenceDecision.h>
 #include <Cartolith/Core/Licensing/LicenceManager.h>
 #include <Cartolith/Core/Licensing/LicenceService.h>
 #ifdef CARTOLITH_WITH_LICENCE_NETWORK
@@ -16,7 +15,7 @@
 #include <QCoreApplication>
 #include <QDateTime>
 #include <QFile>
-#include <QSaveFile>
+#include <QFileInfo>
 
 #include <cstdio>
 #include <stdexcept>
@@ -43,8 +42,9 @@ const char* const help =
   request activate --code C  asks the licence service for a licence
   request refresh            asks it for later dates
   request deactivate         gives the licence back
+      --machine              names this machine in the request, for a licence that is bound to it
       --print                prints the request and sends nothing
-      -o FILE                writes the request to a file and sends nothing; --machine names this machine in it
+      -o FILE                writes the request to a file and sends nothing
   install FILE               installs a licence, a revocation or an answer of the service
   remove                     removes the user's licence
 
@@ -59,54 +59,21 @@ Exit codes: 0 done, or the licence is valid or in its grace; 1 it is not, or som
 docs/licensing.md has the formats, what is sent and stored, and the change of keys as a drill.
 )";
 
-QByteArray readFile(const QString& path) {
-    QByteArray text = LicenceCache::readText(path);
-    if (text.isEmpty()) {
+/// Signs the payload, and makes sure that it can be read again before anything is written.
+void writeSigned(const QString& path, const LicenceSigner& signer, LicenceDocument document,
+                 const QByteArray& payload) {
+    constexpr qint64 day = 86'400;
+    const QByteArray text = signer.sign(document, payload).toJson();
+    LicenceEnvelope::fromJson(text);
+    const qint64 issued = document == LicenceDocument::Licence
+                              ? Licence::fromPayload(payload).issued
+                              : LicenceRevocation::fromPayload(payload).issued;
+    // Whoever has held it once takes that time for the present.
+    if (issued > QDateTime::currentSecsSinceEpoch() + day) {
         throw std::runtime_error(
-            QStringLiteral("'%1' cannot be read, is empty, or larger than 64 KiB.").arg(path).toStdString());
+            "\"issued\" lies in the future: all who get this would take it for the present.");
     }
-    return text;
-}
-
-/// The file appears when it is complete, readable by its owner only if it is secret.
-void writeFile(const QString& path, const QByteArray& text, bool isSecret = false) {
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) ||
-        (isSecret && !file.setPermissions(QFileDevice::ReadOwner | QFileDevice::WriteOwner)) ||
-        file.write(text) != text.size() || !file.commit()) {
-        throw std::runtime_error(
-            QStringLiteral("Cannot write '%1': %2").arg(path, file.errorString()).toStdString());
-    }
-}
-
-/// "ID BASE64" in a line, as make-keys writes them.
-LicenceSigner readSigner(const QString& path) {
-    const QList<QByteArray> words = readFile(path).trimmed().split(' ');
-    if (words.size() != 2) {
-        throw std::runtime_error(QStringLiteral("'%1' holds no private key.").arg(path).toStdString());
-    }
-    return {QString::fromUtf8(words[0]), QByteArray::fromBase64(words[1])};
-}
-
-LicenceKeys readKeys(const QString& path) {
-    LicenceKeys keys;
-    const QList<QByteArray> lines = readFile(path).split('\n');
-    for (const QByteArray& line : lines) {
-        const QList<QByteArray> words = line.trimmed().split(' ');
-        if (line.startsWith('#') || line.trimmed().isEmpty()) {
-            continue;
-        }
-        if (words.size() != 2) {
-            throw std::runtime_error(
-                QStringLiteral("'%1': '%2' is no key.").arg(path, QString::fromUtf8(line)).toStdString());
-        }
-        if (words[1] == "revoked") {
-            keys.revoked.append(QString::fromUtf8(words[0]));
-        } else {
-            keys.trusted.append({QString::fromUtf8(words[0]), QByteArray::fromBase64(words[1])});
-        }
-    }
-    return keys;
+    KeyFiles::write(path, text);
 }
 
 QString dateText(qint64 time) {
@@ -156,7 +123,7 @@ int request(const QCommandLineParser& parser, const QStringList& arguments) {
     if (parser.isSet(QStringLiteral("print")) || parser.isSet(QStringLiteral("o"))) {
         const QByteArray text = LicenceService::request(*manager, kind, code, bindsMachine);
         if (parser.isSet(QStringLiteral("o"))) {
-            writeFile(parser.value(QStringLiteral("o")), text);
+            KeyFiles::write(parser.value(QStringLiteral("o")), text);
         } else {
             std::fputs(text.constData(), stdout);
         }
@@ -198,20 +165,32 @@ QString required(const QCommandLineParser& parser, const char* option) {
 int makeKeys(const QCommandLineParser& parser, const QString& id) {
     const QString privatePath = required(parser, "private");
     const QString publicPath = required(parser, "public");
-    if (id.isEmpty() || id.contains(QLatin1Char(' '))) {
-        throw UsageError(QStringLiteral("make-keys wants an id without blanks."));
+    if (!KeyFiles::isKeyId(id)) {
+        throw UsageError(QStringLiteral("make-keys wants an id of letters, digits, '.', '_' and '-'."));
     }
-    if (QFile::exists(privatePath)) {
-        throw std::runtime_error(QStringLiteral("'%1' is there already.").arg(privatePath).toStdString());
+    if (QFileInfo(privatePath).absoluteFilePath() == QFileInfo(publicPath).absoluteFilePath()) {
+        throw UsageError(QStringLiteral("--private and --public want two files."));
     }
-    const QByteArray held = QFile::exists(publicPath) ? readFile(publicPath) : QByteArray();
-    if (!held.isEmpty() && readKeys(publicPath).find(id) != nullptr) {
-        throw std::runtime_error(
-            QStringLiteral("'%1' has a key '%2' already.").arg(publicPath, id).toStdString());
+    QByteArray held;
+    if (QFileInfo(publicPath).size() > 0) {
+        const LicenceKeys keys = KeyFiles::readKeys(publicPath);
+        if (keys.find(id) != nullptr || keys.revoked.contains(id)) {
+            throw std::runtime_error(
+                QStringLiteral("'%1' has a key '%2' already.").arg(publicPath, id).toStdString());
+        }
+        held = KeyFiles::readText(publicPath);
+        if (!held.endsWith('\n')) {
+            held += '\n';
+        }
     }
     const LicenceSigner signer = LicenceSigner::makeKey(id);
-    writeFile(privatePath, id.toUtf8() + ' ' + signer.privateKey().toBase64() + '\n', true);
-    writeFile(publicPath, held + id.toUtf8() + ' ' + signer.publicKey().toBase64() + '\n');
+    KeyFiles::writeSecret(privatePath, id.toUtf8() + ' ' + signer.privateKey().toBase64() + '\n');
+    try {
+        KeyFiles::write(publicPath, held + id.toUtf8() + ' ' + signer.publicKey().toBase64() + '\n');
+    } catch (...) {
+        QFile::remove(privatePath); // half a key is of no use, and would stand in the way of the next try
+        throw;
+    }
     return success;
 }
 
@@ -222,10 +201,16 @@ int revoke(const QCommandLineParser& parser, const QString& id) {
         throw UsageError(QStringLiteral("revoke wants the id of a licence and --serial N."));
     }
     const LicenceRevocation revocation{id, serial, QDateTime::currentSecsSinceEpoch()};
-    writeFile(required(parser, "o"), readSigner(required(parser, "private"))
-                                         .sign(LicenceDocument::Revocation, revocation.toPayload())
-                                         .toJson());
+    writeSigned(required(parser, "o"), KeyFiles::readSigner(required(parser, "private")),
+                LicenceDocument::Revocation, revocation.toPayload());
     return success;
+}
+
+QString fileOf(const QStringList& arguments) {
+    if (arguments.size() != 2) {
+        throw UsageError(QStringLiteral("%1 wants a file.").arg(arguments.constFirst()));
+    }
+    return arguments[1];
 }
 
 int run(const QCommandLineParser& parser) {
@@ -241,16 +226,19 @@ int run(const QCommandLineParser& parser) {
         settings.cacheFolder.clear();
         settings.systemFile.clear();
         if (parser.isSet(QStringLiteral("keys"))) {
-            settings.keys = readKeys(parser.value(QStringLiteral("keys")));
+            settings.keys = KeyFiles::readKeys(parser.value(QStringLiteral("keys")));
         }
         LicenceManager other(settings);
-        return print(other.use(readFile(arguments.value(1))));
+        LicenceVerdict verdict = other.use(KeyFiles::readText(fileOf(arguments)));
+        verdict.source = QStringLiteral("the file '%1'").arg(arguments[1]);
+        return print(verdict);
     }
     if (command == QLatin1String("request")) {
         return request(parser, arguments);
     }
     if (command == QLatin1String("install")) {
-        const LicenceOutcome outcome = LicenceService::accept(*manager, readFile(arguments.value(1)));
+        const LicenceOutcome outcome =
+            LicenceService::accept(*manager, KeyFiles::readText(fileOf(arguments)));
         if (!outcome.done) {
             throw std::runtime_error(outcome.message.toStdString());
         }
@@ -265,10 +253,8 @@ int run(const QCommandLineParser& parser) {
         return makeKeys(parser, arguments.value(1));
     }
     if (command == QLatin1String("sign")) {
-        const QByteArray payload = readFile(required(parser, "payload"));
-        Licence::fromPayload(payload); // what cannot be read is not signed
-        writeFile(required(parser, "o"),
-                  readSigner(required(parser, "private")).sign(LicenceDocument::Licence, payload).toJson());
+        writeSigned(required(parser, "o"), KeyFiles::readSigner(required(parser, "private")),
+                    LicenceDocument::Licence, KeyFiles::readText(required(parser, "payload")));
         return success;
     }
     if (command == QLatin1String("revoke")) {

@@ -26,7 +26,12 @@ int Commands::licence(const QStringList& arguments) {
     if (!arguments.isEmpty()) {
         throw UsageError(QStringLiteral("licence wants no arguments"));
     }
-    const LicenceVerdict verdict = LicenceManager::current()->verdict();
+    const auto manager = LicenceManager::current();
+    const LicenceVerdict verdict = manager->verdict();
+    QStringList keys;
+    for (const auto& key : manager->settings().keys.trusted) {
+        keys.append(key.id);
+    }
     std::printf("%-12s %s\n%-12s %s\n", "state", qPrintable(LicenceVerdict::stateText(verdict.state)),
                 "reason", qPrintable(verdict.reason));
     if (!verdict.holder.isEmpty()) {
@@ -36,9 +41,11 @@ int Commands::licence(const QStringList& arguments) {
         std::printf("%-12s %s\n", "permits", qPrintable(verdict.features.join(QStringLiteral(", "))));
     }
     if (verdict.until != LicenceVerdict::never) {
-        std::printf("%-12s %s\n", "ends",
+        std::printf("%-12s %s\n", verdict.features.isEmpty() ? "begins" : "ends",
                     qPrintable(QDateTime::fromSecsSinceEpoch(verdict.until, Qt::UTC).toString(Qt::ISODate)));
     }
+    std::printf("%-12s %s\n", "keys trusted",
+                keys.isEmpty() ? "none" : qPrintable(keys.join(QStringLiteral(", "))));
     for (const QString& ignored : verdict.ignored) {
         std::printf("%-12s %s\n", "ignored", qPrintable(ignored));
     }

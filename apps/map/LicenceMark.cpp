@@ -8,6 +8,40 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <cmath>
+#include <optional>
+
+namespace {
+
+/// As large as the picture's other small texts, but not wider than a fifth of it, if that can still be read.
+QFont fontFor(const QSize& picture, const QString& text) {
+    constexpr double share = 0.01;
+    constexpr double mostWidth = 0.2;
+    constexpr int smallest = 8;
+    QFont font(QStringLiteral("DejaVu Sans"));
+    const double mean = std::sqrt(static_cast<double>(picture.width()) * picture.height());
+    font.setPixelSize(std::max(smallest, static_cast<int>(std::lround(share * mean))));
+    const double width = QFontMetricsF(font).horizontalAdvance(text);
+    if (width > mostWidth * picture.width()) {
+        font.setPixelSize(
+            std::max(smallest, static_cast<int>(font.pixelSize() * mostWidth * picture.width() / width)));
+    }
+    return font;
+}
+
+std::optional<QColor> onlyColour(const QImage& image, const QRect& box) {
+    const QRgb first = image.pixel(box.topLeft());
+    for (int y = box.top(); y <= box.bottom(); ++y) {
+        for (int x = box.left(); x <= box.right(); ++x) {
+            if (image.pixel(x, y) != first) {
+                return std::nullopt;
+            }
+        }
+    }
+    return QColor(first);
+}
+
+} // namespace
 
 bool LicenceMark::isNeeded() {
     using namespace Cartolith::Core::Licensing;
@@ -15,29 +49,36 @@ bool LicenceMark::isNeeded() {
 }
 
 void LicenceMark::draw(QImage& image) {
-    constexpr int smallestSide = 80;
-    if (std::min(image.width(), image.height()) < smallestSide) {
+    const QString text = QStringLiteral("Cartolith, no licence");
+    const QFont font = fontFor(image.size(), text);
+    const QFontMetricsF metrics(font);
+    const QSize size(static_cast<int>(std::ceil(metrics.horizontalAdvance(text) + font.pixelSize() / 2.0)),
+                     static_cast<int>(std::ceil(metrics.height())));
+    constexpr int mostOfHeight = 6;
+    if (size.width() > image.width() || size.height() * mostOfHeight > image.height()) {
         return;
     }
-    const QString text = QStringLiteral("Cartolith, no licence");
+    const int right = image.width() - size.width();
+    const int below = image.height() - size.height();
+    QRect box({0, below}, size);
+    std::optional<QColor> paper;
+    for (const QPoint corner : {QPoint(right, below), QPoint(0, below), QPoint(right, 0), QPoint(0, 0)}) {
+        paper = onlyColour(image, QRect(corner, size));
+        if (paper) {
+            box.moveTopLeft(corner);
+            break;
+        }
+    }
     QPainter painter(&image);
     painter.setRenderHint(QPainter::TextAntialiasing);
-    QFont font(QStringLiteral("DejaVu Sans"));
-    constexpr double share = 0.2;
-    constexpr int largest = 12;
-    constexpr int smallest = 7;
-    font.setPixelSize(largest);
-    while (font.pixelSize() > smallest &&
-           QFontMetricsF(font).horizontalAdvance(text) > share * image.width()) {
-        font.setPixelSize(font.pixelSize() - 1);
+    if (!paper) {
+        constexpr int opacity = 190;
+        paper = QColor(255, 255, 255, opacity);
+        painter.fillRect(box, *paper);
     }
-    const QFontMetricsF metrics(font);
-    constexpr double padding = 3.0;
-    const QSizeF size(metrics.horizontalAdvance(text) + 2 * padding, metrics.height() + padding);
-    const QRectF box(QPointF(image.width() - size.width(), image.height() - size.height()), size);
-    constexpr int opacity = 190; // what lies below shows through
-    painter.fillRect(box, QColor(255, 255, 255, opacity));
+    constexpr int middle = 128;
     painter.setFont(font);
-    painter.setPen(QColor(QStringLiteral("#404040")));
+    painter.setPen(
+        QColor(qGray(paper->rgb()) < middle ? QStringLiteral("#C8C8C8") : QStringLiteral("#505050")));
     painter.drawText(box, Qt::AlignCenter, text);
 }

@@ -9,8 +9,10 @@ namespace LicenceMark {
 /// Whether pictures need it now, as the library's licence manager says. Ask once for a picture.
 bool isNeeded();
 
-/// Draws it into the lower right corner, about a fifth of the picture wide at most. A picture too small for
-/// it stays as it is.
+/// Draws it into the first corner of a single colour, from the lower right on: over nothing at all. Where
+/// there is none, into the lower left, which is never the legend's, and so that what lies below shows
+/// through. It grows with the picture; one of less than about 90 by 60 pixels is too small for it and stays
+/// as it is.
 void draw(QImage& image);
 
 } // namespace LicenceMark

@@ -1,6 +1,7 @@
 // Operations that look for what is near or farthest, on input where boxes alone say little: zigzags, rings of
 // long spikes, a comb. The rival is GEOS, on the same vertices.
 
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
@@ -11,6 +12,7 @@
 #include <cmath>
 #include <memory>
 #include <numbers>
+#include <vector>
 
 namespace {
 
@@ -82,17 +84,17 @@ Part comb(int teeth) {
     return ring;
 }
 
-void simplify(benchmark::State& state, bool isSlanted) {
+void simplify(benchmark::State& state, bool isSlanted, double tolerance) {
     const Part part = zigzag(isSlanted);
     for ([[maybe_unused]] auto step : state) {
-        benchmark::DoNotOptimize(GisShapePolyline::simplifyPart(part, 0.05));
+        benchmark::DoNotOptimize(GisShapePolyline::simplifyPart(part, tolerance));
     }
 }
 
-void simplifyGeos(benchmark::State& state, bool isSlanted) {
-    const Geometry line = lineOf(zigzag(isSlanted));
+void simplifySlantedGeos(benchmark::State& state, double tolerance) {
+    const Geometry line = lineOf(zigzag(true));
     for ([[maybe_unused]] auto step : state) {
-        benchmark::DoNotOptimize(Geometry(GEOSSimplify_r(geos, line.get(), 0.05)));
+        benchmark::DoNotOptimize(Geometry(GEOSSimplify_r(geos, line.get(), tolerance)));
     }
 }
 
@@ -137,27 +139,76 @@ void split(benchmark::State& state) {
     }
 }
 
+Geometry facesOf(const Geometry& polygon, const Geometry& line) {
+    const Geometry boundary(GEOSBoundary_r(geos, polygon.get()));
+    const Geometry noded(GEOSUnion_r(geos, boundary.get(), line.get()));
+    const GEOSGeometry* const parts[] = {noded.get()};
+    return Geometry(GEOSPolygonize_r(geos, parts, 1));
+}
+
 /// Noding and putting together alone; which of the faces belong to the polygon is not asked.
 void splitGeos(benchmark::State& state) {
     const Geometry polygon = polygonOf(comb(teeth));
     const Geometry line = lineOf({{-1, 5}, {2 * teeth + 2, 5.1}});
     for ([[maybe_unused]] auto step : state) {
-        const Geometry boundary(GEOSBoundary_r(geos, polygon.get()));
-        const Geometry noded(GEOSUnion_r(geos, boundary.get(), line.get()));
-        const GEOSGeometry* const parts[] = {noded.get()};
-        benchmark::DoNotOptimize(Geometry(GEOSPolygonize_r(geos, parts, 1)));
+        benchmark::DoNotOptimize(facesOf(polygon, line));
     }
 }
 
-BENCHMARK_CAPTURE(simplify, level, false)->Name("editing/simplifyZigzag/ours");
-BENCHMARK_CAPTURE(simplifyGeos, level, false)->Name("editing/simplifyZigzag/Geos");
-BENCHMARK_CAPTURE(simplify, slanted, true)->Name("editing/simplifySlanted/ours");
-BENCHMARK_CAPTURE(simplifyGeos, slanted, true)->Name("editing/simplifySlanted/Geos");
+/// To and fro over the contiguous states, 10,000 vertices.
+Part longLine() {
+    Part part;
+    for (int i = 0; i < 10'000; ++i) {
+        part.append(GisShapePoint(-125 + i * 0.006, 38 + 12 * std::sin(i * 0.05)));
+    }
+    return part;
+}
+
+/// The counties, each cut by one line.
+void splitMany(benchmark::State& state) {
+    Cartolith::Core::Layers::GisLayerOgrVector layer(QStringLiteral(CARTOLITH_DATA_DIR "/us-counties.gpkg"));
+    layer.open();
+    const auto line = shapeOf<GisShapePolyline>(longLine());
+    std::size_t pieces = 0;
+    for ([[maybe_unused]] auto step : state) {
+        for (const GisShape* shape : layer.rawShapes()) {
+            pieces += GisTopology().SplitByLine(*shape, line).size();
+        }
+    }
+    state.counters["pieces"] = static_cast<double>(pieces) / static_cast<double>(state.iterations());
+}
+
+/// As splitGeos(); holes count as shells.
+void splitManyGeos(benchmark::State& state) {
+    Cartolith::Core::Layers::GisLayerOgrVector layer(QStringLiteral(CARTOLITH_DATA_DIR "/us-counties.gpkg"));
+    layer.open();
+    std::vector<Geometry> polygons;
+    for (const GisShape* shape : layer.rawShapes()) {
+        for (const Part& ring : static_cast<const GisShapePolygon*>(shape)->parts()) {
+            polygons.push_back(polygonOf(ring));
+        }
+    }
+    const Geometry line = lineOf(longLine());
+    for ([[maybe_unused]] auto step : state) {
+        for (const Geometry& polygon : polygons) {
+            benchmark::DoNotOptimize(facesOf(polygon, line));
+        }
+    }
+}
+
+BENCHMARK_CAPTURE(simplify, level, false, 0.05)->Name("editing/simplifyZigzag/ours");
+// GEOS 3.11 goes as deep as the line is long there, and out of its stack.
+BENCHMARK_CAPTURE(simplify, slanted, true, 0.05)->Name("editing/simplifySlanted/ours");
+BENCHMARK_CAPTURE(simplifySlantedGeos, slanted, 0.05)->Name("editing/simplifySlanted/Geos");
+BENCHMARK_CAPTURE(simplify, coarsely, true, 0.5)->Name("editing/simplifySlantedCoarsely/ours");
+BENCHMARK_CAPTURE(simplifySlantedGeos, coarsely, 0.5)->Name("editing/simplifySlantedCoarsely/Geos");
 BENCHMARK(distance)->Name("editing/distance/ours");
 BENCHMARK(distanceGeos)->Name("editing/distance/Geos");
 BENCHMARK(check)->Name("editing/check/ours");
 BENCHMARK(checkGeos)->Name("editing/check/Geos");
 BENCHMARK(split)->Name("editing/split/ours");
 BENCHMARK(splitGeos)->Name("editing/split/Geos");
+BENCHMARK(splitMany)->Name("editing/splitMany/ours")->Iterations(1);
+BENCHMARK(splitManyGeos)->Name("editing/splitMany/Geos")->Iterations(1);
 
 } // namespace

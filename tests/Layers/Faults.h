@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <csignal>
 #include <cstdint>
@@ -34,9 +35,10 @@ inline bool onAFullDisk(std::uint64_t bytes, const std::function<bool()>& action
 
 /// What becomes of a call that changes files.
 enum class Fault {
-    Kill,     ///< the process dies before it
-    FailOnce, ///< it fails
-    FailOn,   ///< it fails, and so do all after it
+    Kill,      ///< the process dies before it
+    FailOnce,  ///< it fails
+    FailTwice, ///< it fails, and so does the next
+    FailOn,    ///< it fails, and so do all after it
 };
 
 namespace detail {
@@ -90,7 +92,11 @@ inline Run runWith(Fault fault, int nth, const std::function<int()>& action) {
                 ::waitpid(child, &status, 0);
                 return run;
             }
-            fails = fault == Fault::FailOnce ? number == nth : fault == Fault::FailOn && number >= nth;
+            const int last = fault == Fault::FailOn      ? number
+                             : fault == Fault::FailTwice ? nth + 1
+                             : fault == Fault::FailOnce  ? nth
+                                                         : -1;
+            fails = number >= nth && number <= last;
             if (fails) {
                 call.orig_rax = ~0ULL; // no call at all
                 ::ptrace(PTRACE_SETREGS, child, nullptr, &call);
@@ -125,11 +131,29 @@ inline bool withFaults(Fault fault, int most, const std::function<void()>& prepa
     return true;
 }
 
-/// The same with processes that are killed; check() is told whether this one was not.
-inline bool killedInTheMiddle(const std::function<void()>& prepare, const std::function<void()>& action,
-                              const std::function<void(bool done)>& check) {
-    return withFaults(
-        Fault::Kill, 20, prepare, [&] { return action(), 0; }, [&](int code) { check(code == 0); });
+/// A process is killed in the middle of the time in which a condition is met. False when it never is, or where
+/// processes cannot be traced. Which call that is, is looked for the first time, when it is below 0.
+inline bool killWithin(int& middle, const std::function<void()>& prepare, const std::function<void()>& action,
+                       const std::function<bool()>& condition) {
+    const auto isMetAt = [&](int nth, int* calls = nullptr) {
+        prepare();
+        const auto run = detail::runWith(Fault::Kill, nth, [&] { return action(), 0; });
+        if (calls != nullptr) {
+            *calls = run.calls;
+        }
+        return condition();
+    };
+    if (middle < 0) {
+        int nth = -1;
+        isMetAt(1 << 30, &nth);
+        int last = -1;
+        for (; nth >= 0 && middle < 0; --nth) {
+            const bool isMet = isMetAt(nth);
+            last = isMet ? std::max(last, nth) : last;
+            middle = last >= 0 && !isMet ? (last + nth) / 2 : -1;
+        }
+    }
+    return middle >= 0 && isMetAt(middle);
 }
 
 } // namespace test

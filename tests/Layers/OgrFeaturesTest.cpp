@@ -1,20 +1,12 @@
-#include "Layers/ShapeOf.h"
-
-#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
-#include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
-#include <Cartolith/Core/Shapes/GisShapePoint.h>
-
-#include <QFile>
-#include <QTemporaryDir>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <ogrsf_frmts.h>
+#include "Layers/Saving.h"
 
 #include <algorithm>
 
 using namespace Cartolith::Core;
 using Layers::GisLayerOgrVector;
-using Layers::GisLayerVector;
+using test::execute;
+using test::openToWrite;
+using test::replace;
 using test::shapeOf;
 using testing::HasSubstr;
 
@@ -22,15 +14,10 @@ using testing::HasSubstr;
 // feature, features without a shape, and what the model does not hold.
 namespace {
 
-using Attributes = GisLayerVector::Attributes;
-const Layers::GisVectorSaveOptions replace{Layers::GisVectorSaveOptions::Existing::Replace, {}, {}};
-
 using Texts = std::vector<std::string>;
 
-class OgrFeatures : public testing::Test {
+class OgrFeatures : public test::InAFolder {
 protected:
-    QString at(const QString& name) const { return m_dir.filePath(name); }
-
     /// A data source of these layers; a feature for each geometry, "" for none, with its number as "n".
     QString make(const char* driver, const QString& name, const std::vector<std::vector<const char*>>& layers,
                  const std::function<void(OGRLayer&)>& prepare = {}) const {
@@ -71,8 +58,6 @@ protected:
         }
         return features;
     }
-
-    QTemporaryDir m_dir;
 };
 
 bool change(GisLayerOgrVector& layer, int id, int n) {
@@ -141,19 +126,21 @@ TEST_F(OgrFeatures, WhatAnotherLayerHasChangedIsNotOverwritten) {
             EXPECT_EQ(featuresOf(path).back(), "POINT (3 3) 33");
         }
     }
-    { // Columns of other names: values would go into the wrong ones.
+    // What the layer takes the table for would not hold: values and coordinates would mean something else.
+    const std::pair<const char*, std::vector<const char*>> tables[] = {
+        {"its fields were changed by someone else", {"ALTER TABLE layer0 RENAME COLUMN n TO m"}},
+        {"its coordinate system was changed by someone else",
+         {"UPDATE gpkg_contents SET srs_id = 4326", "UPDATE gpkg_geometry_columns SET srs_id = 4326"}}};
+    for (const auto& [reason, statements] : tables) {
         const QString path = make("GPKG", "one.gpkg", {{"POINT (1 1)", "POINT (2 2)"}});
         GisLayerOgrVector layer(path);
         ASSERT_TRUE(layer.open());
-        const QString statement = QStringLiteral("ALTER TABLE \"%1\" RENAME COLUMN n TO m").arg(layer.name());
-        {
-            const GDALDatasetUniquePtr file(
-                GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
-            file->ReleaseResultSet(file->ExecuteSQL(statement.toUtf8().constData(), nullptr, nullptr));
+        for (const char* const statement : statements) {
+            execute(*openToWrite(path), statement);
         }
         ASSERT_TRUE(layer.beginEdit() && layer.addShapeEdit(shapeOf("POINT (5 5)", {{"n", 5}})));
         EXPECT_FALSE(layer.commitEdit());
-        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("its fields were changed by someone else"));
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr(reason));
     }
     // A file in the place of the one that was read: the same features, or others.
     for (const bool same : {true, false}) {
@@ -165,6 +152,19 @@ TEST_F(OgrFeatures, WhatAnotherLayerHasChangedIsNotOverwritten) {
         ASSERT_TRUE(first.saveAs(path, replace) && change(second, 1, 8));
         EXPECT_EQ(second.commitEdit(), same) << second.lastError().toStdString();
         EXPECT_EQ(featuresOf(path).size(), same ? 2U : 3U);
+    }
+    { // One that comes while the edits are written: they would go with the old one.
+        const QString other = make("GPKG", "other.gpkg", {{"POINT (9 9)"}});
+        const QString path = make("GPKG", "one.gpkg", {std::vector<const char*>(300, "POINT (1 1)")});
+        GisLayerOgrVector layer(path);
+        ASSERT_TRUE(layer.open() && layer.beginEdit());
+        for (int id = 1; id <= layer.count(); ++id) {
+            layer.setShapeAttributesEdit(id, {{"n", 7}});
+        }
+        layer.setProgressCallback([&](double) { return ::rename(qPrintable(other), qPrintable(path)) == 0; });
+        EXPECT_FALSE(layer.commitEdit());
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("another file has taken its place"));
+        EXPECT_EQ(featuresOf(path), Texts{"POINT (9 9) 0"});
     }
 }
 

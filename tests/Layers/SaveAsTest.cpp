@@ -1,20 +1,13 @@
 #include "Layers/Faults.h"
+#include "Layers/Saving.h"
 #include "TestSeed.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
-#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
-#include <Cartolith/Core/Serialization/GisWktReader.h>
-#include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
-#include <QTemporaryDir>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
 
 #include <limits>
 #include <random>
@@ -24,49 +17,26 @@ using Layers::GisLayerOgrVector;
 using Layers::GisLayerVector;
 using Layers::GisVectorSaveOptions;
 using Layers::Defs::GisAttributeDefinition;
+using test::Attributes;
+using test::replace;
+using test::suffixes;
 using testing::HasSubstr;
 
 namespace {
 
-using Attributes = GisLayerVector::Attributes;
-const GisVectorSaveOptions replace{GisVectorSaveOptions::Existing::Replace, {}, {}};
-const QStringList suffixes{"gpkg", "sqlite", "geojson", "geojsonl", "fgb", "shp"};
-
 std::unique_ptr<GisLayerVector> layerOf(const std::vector<std::pair<const char*, Attributes>>& shapes) {
     auto layer = GisLayerVector::createInMemory("plots", Shapes::GisShapeType::Null, {});
     for (const auto& [wkt, attributes] : shapes) {
-        auto shape = Serialization::Wkt::GisWktReader::read(wkt);
-        shape->attributes() = attributes;
-        layer->addShape(std::move(shape));
+        layer->addShape(test::shapeOf(wkt, attributes));
     }
     return layer;
 }
 
-/// Shapes and attributes as another reader finds them.
-QStringList contentOf(const QString& path) {
-    GisLayerOgrVector layer(path);
-    layer.open();
-    QStringList content;
-    for (const auto& shape : layer.items()) {
-        QStringList values;
-        for (const auto& field : layer.attributeDefinitions()) {
-            const QVariant value = shape->attributes().value(field.name());
-            values.append(value.isValid() ? value.toString() : "-");
-        }
-        content.append(shape->toWkt() + " " + values.join(","));
-    }
-    return content;
-}
-
-class SaveAs : public testing::Test {
+class SaveAs : public test::InAFolder {
 protected:
-    QString at(const QString& name) const { return m_dir.filePath(name); }
     QByteArray bytesOf(const QString& name) const {
         QFile file(at(name));
         return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-    }
-    QStringList files() const {
-        return QDir(m_dir.path()).entryList(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot);
     }
     static std::string reasonOf(const GisLayerVector& layer, const QString& path, const GisVectorSaveOptions& options) {
         try {
@@ -75,7 +45,6 @@ protected:
             return error.what();
         }
     }
-    QTemporaryDir m_dir;
 };
 
 TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
@@ -294,44 +263,6 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         EXPECT_EQ(reasonOf(*many, at("old.gpkg"), cancelling), "mine");
     }
     EXPECT_EQ(files(), before);
-}
-
-TEST_F(SaveAs, AFullDiskOrADeadProcessLeavesTheOldFileOrTheNew) {
-    auto older = layerOf({{"POINT (1 2)", {{"a", "old"}}}});
-    auto newer = layerOf({});
-    for (int i = 0; i < 300; ++i) {
-        newer->addPoint({i * 1.0, 0});
-        newer->setShapeAttributesById(i + 1, {{"a", QString("new %1").arg(i)}, {"b", i}});
-    }
-    newer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(4326));
-    ASSERT_TRUE(newer->saveAs(at("new.fgb")));
-    const QStringList whole = contentOf(at("new.fgb"));
-    const QStringList old{"POINT (1 2) old"};
-    for (const QString& suffix : suffixes) {
-        SCOPED_TRACE(suffix.toStdString());
-        const QString path = at("x." + suffix);
-        const auto prepare = [&] { ASSERT_TRUE(older->saveAs(path, replace)); };
-        prepare();
-        for (const std::uint64_t bytes : {0U, 100U, 3000U}) {
-            EXPECT_FALSE(test::onAFullDisk(bytes, [&] { return reasonOf(*newer, path, replace) == "saved"; })) << bytes;
-            EXPECT_EQ(contentOf(path), old) << bytes;
-        }
-        if (suffix == "sqlite" || suffix == "geojsonl") {
-            continue; // written as those before them
-        }
-        int olds = 0;
-        const bool traced = test::killedInTheMiddle(
-            prepare, [&] { newer->saveAs(path, replace); },
-            [&](bool done) {
-                const QStringList found = contentOf(path);
-                EXPECT_TRUE(found == whole || (!done && found == old)) << found.size();
-                olds += found == old ? 1 : 0;
-            });
-        if (!traced) {
-            GTEST_SKIP() << "processes cannot be traced here";
-        }
-        EXPECT_GT(olds, 3);
-    }
 }
 
 } // namespace

@@ -1,24 +1,15 @@
 #include "Layers/Faults.h"
-#include "Layers/ShapeOf.h"
+#include "Layers/Saving.h"
 #include "TestSeed.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/Commands/GisEditCommand.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
-#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
-#include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
-#include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
-#include <QTemporaryDir>
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-#include <ogrsf_frmts.h>
 
 #include <limits>
 #include <map>
@@ -27,12 +18,14 @@
 using namespace Cartolith::Core;
 using Layers::GisLayerOgrVector;
 using Layers::GisLayerVector;
+using test::Attributes;
+using test::execute;
+using test::openToWrite;
 using test::shapeOf;
+using test::suffixes;
 using testing::HasSubstr;
 
 namespace {
-
-using Attributes = GisLayerVector::Attributes;
 
 /// What is at each feature id.
 std::map<qint64, QString> contentOf(const GisLayerOgrVector& layer) {
@@ -55,23 +48,8 @@ std::map<qint64, QString> contentOf(const QString& path) {
     return contentOf(layer);
 }
 
-/// The first value that a statement gives, in one that goes on being open or is closed at once.
-std::string execute(GDALDataset& source, const char* statement) {
-    OGRLayer* const result = source.ExecuteSQL(statement, nullptr, nullptr);
-    const OGRFeatureUniquePtr row(result != nullptr ? result->GetNextFeature() : nullptr);
-    const std::string text = row ? row->GetFieldAsString(0) : "";
-    source.ReleaseResultSet(result);
-    return text;
-}
-
-std::unique_ptr<GDALDataset> openToWrite(const QString& path) {
-    return std::unique_ptr<GDALDataset>(GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_UPDATE));
-}
-
-class SaveEdits : public testing::Test {
+class SaveEdits : public test::InAFolder {
 protected:
-    QString at(const QString& name) const { return m_dir.filePath(name); }
-
     QString write(const char* name, const QByteArray& content) const {
         QFile file(at(name));
         EXPECT_TRUE(file.open(QIODevice::WriteOnly));
@@ -103,14 +81,10 @@ protected:
         }
         return all;
     }
-
-    QTemporaryDir m_dir;
 };
 
-const char* const suffixes[] = {"gpkg", "sqlite", "geojson", "geojsonl", "fgb", "shp"};
-
 TEST_F(SaveEdits, AFileOpenedAfterwardsIsWhatTheLayerWas) {
-    for (const QString suffix : suffixes) {
+    for (const QString& suffix : suffixes) {
         for (unsigned int round = 0; round < 4; ++round) {
             std::mt19937 random(test::seed() + round);
             SCOPED_TRACE(testing::Message() << suffix.toStdString() << ", seed " << test::seed() + round);
@@ -151,7 +125,7 @@ TEST_F(SaveEdits, AFileOpenedAfterwardsIsWhatTheLayerWas) {
 }
 
 TEST_F(SaveEdits, ALayerCanBeEmptiedAndFilledAgain) {
-    for (const QString suffix : suffixes) {
+    for (const QString& suffix : suffixes) {
         GisLayerOgrVector layer(make(suffix));
         ASSERT_TRUE(layer.open() && layer.beginEdit());
         while (layer.deleteShapeEdit(1)) {
@@ -377,7 +351,7 @@ TEST_F(SaveEdits, AFailureLeavesTheSourceAndTheSession) {
          [](auto& l) { EXPECT_TRUE(l.rollbackEdit() && l.open() && l.beginEdit() && l.deleteShapeEdit(1)); },
          "changed by someone else"},
     };
-    for (const QString suffix : suffixes) {
+    for (const QString& suffix : suffixes) {
         for (const auto& row : rows) {
             SCOPED_TRACE(suffix.toStdString() + ": " + row.name);
             GisLayerOgrVector layer(make(suffix));
@@ -430,43 +404,6 @@ TEST_F(SaveEdits, AFailureLeavesTheSourceAndTheSession) {
     EXPECT_THAT(csv.lastError().toStdString(), HasSubstr("format CSV can be read only"));
 }
 
-TEST_F(SaveEdits, AFullDiskOrADeadProcessLeavesTheOldFileOrTheNew) {
-    for (const QString suffix : {"gpkg", "geojson", "fgb", "shp"}) {
-        SCOPED_TRACE(suffix.toStdString());
-        const auto editAndCommit = [path = at("lines." + suffix)] {
-            GisLayerOgrVector layer(path);
-            if (!layer.open() || !layer.beginEdit() || !layer.deleteShapeEdit(3)) {
-                return false;
-            }
-            for (int i = 0; i < 60; ++i) {
-                layer.setShapeAttributesEdit(i + 1, {{"n", i}, {"name", "changed"}});
-                layer.addShapeEdit(shapeOf(QString("LINESTRING (0 0, %1 1)").arg(i)));
-            }
-            return layer.commitEdit() || !layer.isEditing() || !layer.canUndoEdit();
-        };
-        const QString path = make(suffix, 100);
-        const auto old = contentOf(path);
-        for (const std::uint64_t bytes : {0U, 300U, 3000U}) {
-            EXPECT_FALSE(test::onAFullDisk(bytes, editAndCommit)) << bytes;
-            EXPECT_EQ(contentOf(path), old) << bytes;
-        }
-        std::map<qint64, QString> whole;
-        const bool traced = test::killedInTheMiddle([&] { make(suffix, 100); }, editAndCommit,
-                                                    [&](bool done) {
-                                                        const auto found = contentOf(path);
-                                                        if (done) {
-                                                            whole = found;
-                                                            EXPECT_EQ(whole.size(), 159U);
-                                                        }
-                                                        EXPECT_TRUE(found == whole || (!done && found == old))
-                                                            << found.size();
-                                                    });
-        if (!traced) {
-            GTEST_SKIP() << "processes cannot be traced here";
-        }
-    }
-}
-
 /// Runs anything while the layer believes that a command changes it.
 class Odd : public Layers::Commands::GisEditCommand {
 public:
@@ -479,7 +416,7 @@ private:
 };
 
 TEST_F(SaveEdits, NothingChangesTheLayerOrTheFileMeanwhile) {
-    for (const QString suffix : suffixes) {
+    for (const QString& suffix : suffixes) {
         SCOPED_TRACE(suffix.toStdString());
         GisLayerOgrVector layer(make(suffix, 300));
         int calls = 0;

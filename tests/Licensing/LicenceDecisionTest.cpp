@@ -6,7 +6,7 @@
 #include <QDateTime>
 #include <gtest/gtest.h>
 
-#include <stdexcept>
+#include <openssl/err.h>
 
 using namespace Cartolith::Core::Licensing;
 
@@ -24,60 +24,6 @@ LicenceCircumstances circumstancesAt(qint64 now) {
 }
 
 const qint64 within = at("2026-03-01T00:00:00Z");
-
-TEST(LicenceDecision, TheClockDecidesToTheSecond) {
-    struct Row {
-        const char* now;
-        LicenceState state;
-        const char* until;
-    };
-    const char* const graceEnd = "2026-06-15T00:00:00Z";
-    const Row rows[] = {
-        {"1970-01-01T00:00:00Z", LicenceState::NotYetValid, nullptr},
-        {"2025-12-31T23:59:59Z", LicenceState::NotYetValid, nullptr},
-        {"2026-01-01T00:00:00Z", LicenceState::Valid, graceEnd},
-        {"2026-01-01T01:00:00+02:00", LicenceState::NotYetValid, nullptr},
-        {"2026-03-29T01:59:59Z", LicenceState::Valid, graceEnd}, // clocks go forward in Europe
-        {"2026-05-31T23:59:59Z", LicenceState::Valid, graceEnd},
-        {"2026-06-01T00:00:00Z", LicenceState::Grace, graceEnd},
-        {"2026-06-14T23:59:59Z", LicenceState::Grace, graceEnd},
-        {"2026-06-15T00:00:00Z", LicenceState::Expired, nullptr},
-        {"2028-02-29T12:00:00Z", LicenceState::Expired, nullptr},
-        {"2038-01-19T03:14:08Z", LicenceState::Expired, nullptr},
-        {"9999-12-31T23:59:59Z", LicenceState::Expired, nullptr},
-    };
-    const QByteArray text = TestLicences::signedText(TestLicences::licence());
-    for (const Row& row : rows) {
-        const LicenceVerdict verdict = LicenceDecision::decide(text, circumstancesAt(at(row.now)));
-        EXPECT_EQ(verdict.state, row.state) << row.now << ": " << qPrintable(verdict.reason);
-        EXPECT_EQ(verdict.until, row.until != nullptr ? at(row.until) : LicenceVerdict::never) << row.now;
-        EXPECT_EQ(verdict.permits("raster.ECW", at(row.now)), row.until != nullptr) << row.now;
-        EXPECT_FALSE(verdict.permits("raster.MrSID", at(row.now)));
-        EXPECT_EQ(verdict.holder, "Survey Office");
-    }
-}
-
-TEST(LicenceDecision, DatesAtTheirEnds) {
-    Licence endless = TestLicences::licence();
-    endless.expires.reset();
-    endless.refreshBy.reset();
-    EXPECT_EQ(
-        LicenceDecision::decide(TestLicences::signedText(endless), circumstancesAt(at("9999-12-31T23:59:59Z"))).until,
-        LicenceVerdict::never);
-    Licence shortGrace = TestLicences::licence(); // expires within its grace
-    shortGrace.expires = *shortGrace.refreshBy + 60;
-    EXPECT_EQ(
-        LicenceDecision::decide(TestLicences::signedText(shortGrace), circumstancesAt(*shortGrace.refreshBy)).until,
-        *shortGrace.expires);
-    // A clock set back gains nothing, and is noticed from a day on.
-    LicenceCircumstances back = circumstancesAt(within);
-    back.highestSignedTime = at("2026-06-20T00:00:00Z");
-    const LicenceVerdict verdict = LicenceDecision::decide(TestLicences::signedText(TestLicences::licence()), back);
-    EXPECT_EQ(verdict.state, LicenceState::Expired);
-    EXPECT_TRUE(verdict.isClockBehind);
-    back.highestSignedTime = within + 86'400;
-    EXPECT_FALSE(LicenceDecision::decide(TestLicences::signedText(TestLicences::licence()), back).isClockBehind);
-}
 
 TEST(LicenceDecision, KeysMachinesAndRevocations) {
     const QByteArray text = TestLicences::signedText(TestLicences::licence());
@@ -97,20 +43,12 @@ TEST(LicenceDecision, KeysMachinesAndRevocations) {
           std::pair(TestLicences::revocationText("L-2", 9), LicenceState::Valid),
           std::pair(TestLicences::revocationText("L-1", 6).replace("test", "tset"), LicenceState::Valid),
           std::pair(QByteArray("{"), LicenceState::Valid), std::pair(text, LicenceState::Valid)}) {
-        EXPECT_EQ(stateWith([&](auto& c) { c.revocations = {revocation}; }), state) << revocation.toStdString();
+        EXPECT_EQ(stateWith([&refused = revocation](auto& c) { c.revocations = {refused}; }), state)
+            << revocation.toStdString();
     }
     EXPECT_EQ(LicenceDecision::decide(TestLicences::revocationText("L-1", 6), circumstancesAt(within)).state,
               LicenceState::Malformed);
-
-    Licence bound = TestLicences::licence();
-    bound.machine = QByteArray(32, 'm');
-    LicenceCircumstances circumstances = circumstancesAt(within);
-    for (const auto& [machine, state] : {std::pair(QByteArray(32, 'm'), LicenceState::Valid),
-                                         std::pair(QByteArray(32, 'n'), LicenceState::WrongMachine),
-                                         std::pair(QByteArray(), LicenceState::WrongMachine)}) {
-        circumstances.machine = machine;
-        EXPECT_EQ(LicenceDecision::decide(TestLicences::signedText(bound), circumstances).state, state);
-    }
+    EXPECT_EQ(::ERR_peek_error(), 0) << "a host that uses OpenSSL would find it";
 }
 
 TEST(LicenceDecision, RefusesWhatIsNoLicence) {
@@ -141,8 +79,10 @@ TEST(LicenceDecision, RefusesWhatIsNoLicence) {
         {edited(text, "==\"\n", "\"\n"), LicenceState::Malformed, "Base64"},
         {edited(text, "{", "{\"format\": \"x\","), LicenceState::Malformed, "twice"},
         {edited(text, "{", "{\"\\u0066ormat\": \"x\","), LicenceState::Malformed, "twice"},
-        {edited(text, "{", "{\"unknown\": [{\"a\": 1}, {\"a\": 1}],"), LicenceState::Valid, "valid until"},
-        {signedPayload(edited(payload, "{", "{\"unknown\": 1,")), LicenceState::Valid, "valid until"},
+        {edited(text, "{", "{\"unknown\": [{\"a\": 1}, {\"a\": 1}],"), LicenceState::Valid,
+         "is valid. Refresh it before 2026-06-01T00:00:00Z"},
+        {signedPayload(edited(payload, "{", "{\"unknown\": 1,")), LicenceState::Valid,
+         "is valid. Refresh it before 2026-06-01T00:00:00Z"},
         {signedPayload(edited(payload, "\"cartolith\"", "\"other\"")), LicenceState::Malformed, "another product"},
         {signedPayload(edited(payload, "{", "{\"serial\": 6,")), LicenceState::Malformed, "twice"},
         {signedPayload(edited(payload, ": 5", ": 9007199254740992")), LicenceState::Malformed, "serial"},

@@ -40,6 +40,7 @@ TEST(RasterLicence, GovernsListedDriversAlsoWithinVirtualRasters) {
     writeVrt(folder.filePath("one.vrt"), dem);
     writeVrt(folder.filePath("two.vrt"), folder.filePath("one.vrt"));
     writeVrt(folder.filePath("loop.vrt"), folder.filePath("loop.vrt"));
+    writeVrt(folder.filePath("part.vrt"), "GTIFF_DIR:1:" + dem); // no file of this name
     qint64 now = 1'772'323'200;
     Licensing::LicenceSettings settings;
     settings.keys = TestLicences::keys();
@@ -50,7 +51,8 @@ TEST(RasterLicence, GovernsListedDriversAlsoWithinVirtualRasters) {
     settings.drivers = {QStringLiteral("GTiff")};
     const auto manager = std::make_shared<Licensing::LicenceManager>(settings);
     Licensing::LicenceManager::setCurrent(manager);
-    const QStringList rasters{dem, folder.filePath("one.vrt"), folder.filePath("two.vrt")};
+    const QStringList rasters{dem, folder.filePath("one.vrt"), folder.filePath("two.vrt"), folder.filePath("part.vrt"),
+                              "vrt://" + dem};
     for (const QString& raster : rasters) {
         const std::string refusal = openingOf(raster);
         EXPECT_NE(refusal.find("need a licence that permits 'raster.GTiff'. No licence is installed."),

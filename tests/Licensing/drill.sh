@@ -33,4 +33,27 @@ fails "$program" install old.json
 fails "$program" request activate --code ABC # offline
 fails "$program" request refresh --print
 "$program" show | grep -q "state      missing"
-code=0; "$program" shwo || code=$?; [ $code = 2 ]
+
+# What goes wrong while typing: exit code 2, or 1 and nothing written.
+usage() { code=0; "$@" || code=$?; [ $code = 2 ] || { echo "no wrong usage: $*"; exit 1; }; }
+usage "$program" shwo
+usage "$program" verify
+usage "$program" make-keys "20 28" --private 2028.private --public keys.txt
+usage "$program" make-keys 2028 --private keys.txt --public ./keys.txt
+before=$(cat 2026.private)
+fails "$program" make-keys 2028 --private 2026.private --public keys.txt
+[ "$(cat 2026.private)" = "$before" ]
+fails "$program" make-keys 2028 --private 2028.private --public /proc/keys.txt
+[ ! -e 2028.private ]
+printf '2025 revoked' >short.txt # an editor that ends no line
+fails "$program" make-keys 2025 --private 2025.private --public short.txt
+"$program" make-keys 2028 --private 2028.private --public short.txt
+[ "$(wc -l <short.txt)" = 2 ]
+fails "$program" revoke L-7 --serial 9007199254740992 --private 2027.private -o no.json
+sed 's/"issued": "2026/"issued": "2999/' payload.json >future.json
+fails "$program" sign --private 2027.private --payload future.json -o no.json
+sed "s/Survey/$(head -c 50000 /dev/zero | tr '\0' x)/" payload.json >large.json
+fails "$program" sign --private 2027.private --payload large.json -o no.json
+[ ! -e no.json ]
+mkfifo pipe
+fails "$program" verify pipe --keys keys.txt

@@ -2,6 +2,10 @@
 cmake_minimum_required(VERSION 3.25)
 file(REMOVE_RECURSE "${FOLDER}")
 file(MAKE_DIRECTORY "${FOLDER}")
+# Whoever runs the tests may have a licence.
+set(ENV{XDG_DATA_HOME} "${FOLDER}/nowhere")
+unset(ENV{CARTOLITH_LICENCE})
+unset(ENV{CARTOLITH_LICENCE_FILE})
 execute_process(
   COMMAND "${PROGRAM}" ${ARGUMENTS}
   WORKING_DIRECTORY "${FOLDER}"

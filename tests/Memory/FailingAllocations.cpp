@@ -63,6 +63,34 @@ Module moduleOf(std::uintptr_t address) {
     return Module::Foreign;
 }
 
+/// Stacks that have asked since counting began, as hashes; a table that is never full.
+constexpr std::size_t room = 1 << 18;
+std::uint64_t stacks[room];
+long firsts[room / 2];
+std::size_t firstCount = 0;
+
+_Unwind_Reason_Code mix(_Unwind_Context* context, void* data) {
+    auto& hash = *static_cast<std::uint64_t*>(data);
+    hash = (hash ^ static_cast<std::uint64_t>(_Unwind_GetIP(context))) * 0xff51afd7ed558ccdULL;
+    hash ^= hash >> 32U;
+    return _URC_NO_REASON;
+}
+
+void noteStack() {
+    std::uint64_t hash = 1;
+    isWalking = true;
+    _Unwind_Backtrace(mix, &hash);
+    isWalking = false;
+    std::size_t at = hash % room;
+    while (stacks[at] != 0 && stacks[at] != hash) {
+        at = (at + 1) % room;
+    }
+    if (stacks[at] == 0 && firstCount < room / 2) {
+        stacks[at] = hash;
+        firsts[firstCount++] = requests;
+    }
+}
+
 /// The first frame that is neither this program's nor the C++ library's tells whose request it is.
 _Unwind_Reason_Code look(_Unwind_Context* context, void* data) {
     auto& module = *static_cast<Module*>(data);
@@ -80,7 +108,11 @@ bool fails(void* caller) {
         _Unwind_Backtrace(look, &module);
         isWalking = false;
     }
-    const bool isIt = (module == Module::Ours || module == Module::Qt) && ++requests == failing;
+    const bool counts = module == Module::Ours || module == Module::Qt;
+    const bool isIt = counts && ++requests == failing;
+    if (counts && failing == 0) {
+        noteStack();
+    }
     isQtFailing = isIt ? module == Module::Qt : isQtFailing;
     if (isIt && std::getenv("CARTOLITH_SHOW_ALLOCATION") != nullptr) {
         void* frames[24];
@@ -136,6 +168,10 @@ void failAllocation(long nth) {
     if (rangeCount == 0) {
         dl_iterate_phdr(note, nullptr);
     }
+    if (nth == 0) {
+        std::memset(stacks, 0, sizeof stacks);
+        firstCount = 0;
+    }
     requests = 0;
     failing = nth;
     isCounting = true;
@@ -144,6 +180,10 @@ void failAllocation(long nth) {
 long stopFailing() {
     isCounting = false;
     return requests;
+}
+
+std::vector<long> requestsOfNewStacks() {
+    return {firsts, firsts + firstCount};
 }
 
 bool hasFailedInQt() {

@@ -1,3 +1,4 @@
+#include "Layers/Faults.h"
 #include "Memory/FailingAllocations.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
@@ -21,8 +22,8 @@ using Layers::GisLayerOgrVector;
 using Layers::GisLayerVector;
 
 // Operations of layers when memory runs out at one request after another: std::bad_alloc, or false where an operation
-// says so, reaches the caller, everything is as it was or done, and nothing leaks. CARTOLITH_EVERY_ALLOCATION tries all
-// requests, CARTOLITH_ALLOCATION one, of which CARTOLITH_SHOW_ALLOCATION prints the stack; else some are tried.
+// says so, reaches the caller, everything is as it was or done, and nothing leaks. CARTOLITH_EVERY_ALLOCATION tries a
+// request of every stack, CARTOLITH_ALLOCATION one, of which CARTOLITH_SHOW_ALLOCATION prints it; else some are tried.
 namespace {
 
 constexpr int fine = 0;
@@ -128,10 +129,19 @@ void runOutOfMemory(const char* name, Operation& operation) {
     test::failAllocation(0);
     operation.run();
     const long requests = test::stopFailing();
-    const long step = std::getenv("CARTOLITH_EVERY_ALLOCATION") != nullptr ? 1 : requests / 15 + 1;
-    const char* const only = std::getenv("CARTOLITH_ALLOCATION");
+    std::vector<long> tried = test::requestsOfNewStacks();
+    if (const char* const only = std::getenv("CARTOLITH_ALLOCATION")) {
+        tried = {std::atol(only)};
+    }
+    const bool isEvery = std::getenv("CARTOLITH_EVERY_ALLOCATION") != nullptr;
+    if (isEvery) {
+        std::printf("%s: %zu stacks of %ld requests\n", name, tried.size(), requests);
+        std::fflush(stdout);
+    }
+    const std::size_t step = isEvery ? 1 : tried.size() / 15 + 1;
     int failures = 0;
-    for (long nth = only != nullptr ? std::atol(only) : 1; nth <= requests && failures < 12; nth += step) {
+    for (std::size_t i = 0; i < tried.size() && failures < 12; i += step) {
+        const long nth = tried[i];
         const pid_t child = ::fork();
         if (child == 0) {
             ::_exit(childWithFailure(operation, nth));
@@ -141,9 +151,6 @@ void runOutOfMemory(const char* name, Operation& operation) {
         if (nameOf(status) != "fine") {
             ++failures;
             ADD_FAILURE() << name << ", request " << nth << " of " << requests << ": " << nameOf(status);
-        }
-        if (only != nullptr) {
-            break;
         }
     }
 }
@@ -195,6 +202,49 @@ TEST_F(Memory, OpenEndsWithBadAlloc) {
             runOutOfMemory(qPrintable(suffix + (isOpen ? ", again" : "")), open);
         }
     }
+}
+
+/// Opens a Shapefile of which a process was killed while it was replaced.
+class Recover : public Open {
+public:
+    Recover(const GisLayerVector& old, const GisLayerVector& other, const QString& path)
+        : Open(path, false), m_old(old), m_other(other), m_path(path) {}
+    void prepare() override {
+        Open::prepare();
+        m_hasRun = false;
+        m_isKilled = test::killWithin(
+            m_middle, [this] { save(m_old); }, [this] { save(m_other); },
+            [this] { return QFileInfo::exists(QString(m_path).replace("/x.", "/.x.") + ".saved"); });
+    }
+    bool run() override {
+        m_hasRun = true;
+        return Open::run();
+    }
+    /// The files are put back by now, or when they are opened again.
+    QString state() const override {
+        GisLayerOgrVector file(m_path);
+        return Open::state() + QString::number(m_hasRun ? file.open() && file.count() == m_old.count() : m_isKilled);
+    }
+
+private:
+    void save(const GisLayerVector& layer) const {
+        layer.saveAs(m_path, {Layers::GisVectorSaveOptions::Existing::Replace, {}, {}});
+    }
+    const GisLayerVector& m_old;
+    const GisLayerVector& m_other;
+    QString m_path;
+    int m_middle = -1;
+    bool m_hasRun = false;
+    bool m_isKilled = false;
+};
+
+TEST_F(Memory, FilesThatAKilledProcessLeftArePutBackOrStay) {
+    const auto old = made();
+    const auto other = made();
+    other->clearShapes();
+    other->addShape(Serialization::Wkt::GisWktReader::read("LINESTRING (7 7, 8 8)"));
+    Recover recover(*old, *other, at("x.shp"));
+    runOutOfMemory("recovery", recover);
 }
 
 class SaveAs : public Operation {

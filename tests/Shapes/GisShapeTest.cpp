@@ -184,7 +184,7 @@ TEST(GisShapePolyline, SimplifyEqualsTheTextbookRecursionAndNeedsNoStack) {
         }
     };
     for (const Vertices& part : parts) {
-        for (const double tolerance : {1e-200, 1e-3, 0.5}) {
+        for (const double tolerance : {1e-200, 1e-3, 0.15, 0.5}) {
             const int last = static_cast<int>(part.size()) - 1;
             QList<bool> expected(part.size(), false);
             QList<bool> keep(part.size(), false);

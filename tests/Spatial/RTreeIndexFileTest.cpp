@@ -293,7 +293,7 @@ TEST_F(RTreeIndexFile, MemoryToLoadIsBounded) {
             long pages = 0;
             FILE* const file = std::fopen("/proc/self/statm", "r");
             const bool known = file != nullptr && std::fscanf(file, "%ld", &pages) == 1;
-            const auto limit = static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE) + 12 * row.bytes.size() + (32 << 20));
+            const auto limit = static_cast<rlim_t>(pages * sysconf(_SC_PAGESIZE) + 14 * row.bytes.size() + (4 << 20));
             const rlimit most{limit, limit};
             setrlimit(RLIMIT_AS, &most);
             _exit(known && index.load(path, headerFor(2), boxes.pointers()) == row.loads ? 0 : 1);

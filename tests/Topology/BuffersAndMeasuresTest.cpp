@@ -14,7 +14,8 @@ using CoordinateSystems::CoordinateSystemFactory;
 
 // GEOS 3.11 forgets the noder of a buffer that was interrupted.
 extern "C" const char* __lsan_default_suppressions() {
-    return "leak:geos::operation::buffer::BufferBuilder::getNoder";
+    return "leak:geos::operation::buffer::BufferBuilder::getNoder\n"
+           "leak:geos::operation::overlay::PolygonBuilder::buildMaximalEdgeRings";
 }
 
 namespace {
@@ -87,6 +88,30 @@ TEST(Buffers, RefuseBadArgumentsAndStop) {
     EXPECT_NE(GisTopology().Buffer(*point, 1), nullptr);
 }
 
+TEST(Simplification, IsThatOfTheShapeAndStops) {
+    GisShapePolyline zigzag; // of which rounding decides which vertex is farthest
+    zigzag.parts().append(Part());
+    for (int i = 0; i < 9000; ++i) {
+        const double side = i % 2 != 0 ? 1.0 : -1.0;
+        zigzag.parts()[0].append({0.1 * i + side, 0.1 * i - side});
+    }
+    const auto ring = shapeOf("POLYGON((0 0,2 0.1,4 0,4 4,0 4,0 0),(1 1,1.1 1,1 1.1,1 1))");
+    const auto line = shapeOf("MULTILINESTRING((0 0,2 0.1,4 0),(1 1))");
+    for (const GisShape* shape : std::initializer_list<const GisShape*>{&zigzag, ring.get(), line.get()}) {
+        EXPECT_EQ(wktOf(GisTopology().Simplify(*shape, 0.5)), wktOf(shape->simplify(0.5)));
+    }
+    EXPECT_TRUE(hasIdAndAttributes(*GisTopology().Simplify(*ring, 0.5)));
+    EXPECT_EQ(wktOf(GisTopology().Simplify(GisShapePoint(1, 2), 0.5)), "POINT (1 2)");
+    int calls = 0;
+    GisTopology topology;
+    topology.SetBusyCallback([&calls](int, int) { return ++calls < 2; });
+    EXPECT_EQ(topology.Simplify(zigzag, 0.5), nullptr);
+    EXPECT_EQ(calls, 2);
+    calls = 0;
+    EXPECT_NE(topology.Simplify(zigzag, 0.05), nullptr); // all stay: hardly any work
+    EXPECT_EQ(calls, 0);
+}
+
 TEST(Measures, Planar) {
     const struct {
         const char* shape;
@@ -106,6 +131,10 @@ TEST(Measures, Planar) {
         {"POLYGON((1e9 1e9,1000000000.0009765625 1e9,1000000000.0009765625 1000000000.0009765625,1e9 1e9))",
          (2 + std::sqrt(2)) / 1024, 0.5 / 1024 / 1024, nullptr},
         {"POLYGON((0 0,1 1,2 2,0 0))", 2 * std::sqrt(8), 0, "POINT EMPTY"},
+        {"POLYGON((0 0,2 0,2 2,0 2,0 0,2 0,2 2,0 2,0 0))", 16, 8, "POINT EMPTY"}, // nothing by the even-odd rule
+        {"POLYGON((-1.7e308 -1.7e308,1.7e308 -1.7e308,1.7e308 1.7e308,-1.7e308 1.7e308))", infinity, infinity,
+         "POINT (0 0)"},
+        {"LINESTRING(-1.7e308 5,1.7e308 5)", infinity, 0, "POINT (0 5)"},
     };
     for (const auto& row : rows) {
         const auto shape = shapeOf(row.shape);
@@ -118,6 +147,12 @@ TEST(Measures, Planar) {
             EXPECT_TRUE(geometryOf(*shape)->Contains(geometryOf(inside).get())) << row.shape;
         }
     }
+    Part spiked{{0, 0}, {100, 0}}; // the highest strips hold nothing but spikes
+    for (int i = 1; i < 40; ++i) {
+        spiked.append({{100.0 - i, 1 + 0.01 * i}, {100.0 - i, 10.0 * i}, {100.0 - i, 1 + 0.01 * i}});
+    }
+    EXPECT_TRUE(
+        GisShapePolygon::pointInPolygon(GisTopology::PointOnSurface(*shapeOfParts<GisShapePolygon>({spiked})), spiked));
     for (const double bad : {nan, infinity}) {
         const auto polygon = shapeOfParts<GisShapePolygon>({{{0, 0}, {4, 0}, {4, bad}, {0, 4}, {0, 0}}});
         EXPECT_TRUE(std::isnan(GisTopology::Length(*polygon)) && std::isnan(GisTopology::Area(*polygon)));
@@ -220,20 +255,75 @@ TEST(Nearest, OfSegmentsOnAboutOneLineThatCross) {
     EXPECT_GT(crossings, 1000);
 }
 
-TEST(Nearest, LooksAtFewPairsAlsoWithATinyCoordinate) {
+TEST(Nearest, LooksAtFewPairs) {
     GisShapePolyline lower;
     GisShapePolyline upper;
+    GisShapePolygon squares;
+    GisShapePolygon others;
     lower.parts().append(Part());
     upper.parts().append(Part());
     for (int i = 0; i < 4000; ++i) {
         lower.parts()[0].append({i == 0 ? 1e-101 : i, std::sin(i * 0.01)});
         upper.parts()[0].append({i * 1.0, 5 + std::sin(i * 0.013)});
+        for (const auto& [polygon, x] : {std::pair(&squares, 4.0 * i), {&others, 4.0 * i + 2}}) {
+            polygon->parts().append({{x, 0}, {x + 1, 0}, {x + 1, 1}, {x, 1}, {x, 0}});
+        }
     }
-    int millions = 0;
-    GisTopology topology;
-    topology.SetBusyCallback([&millions](int, int) { return ++millions > 0; });
-    EXPECT_NEAR(topology.Distance(lower, upper), geometryOf(lower)->Distance(geometryOf(upper).get()), 1e-9);
-    EXPECT_LT(millions, 3);
+    const struct {
+        const char* name;
+        const GisShape& a;
+        const GisShape& b;
+        double distance;
+    } rows[] = {{"a tiny coordinate", lower, upper, geometryOf(lower)->Distance(geometryOf(upper).get())},
+                {"a row of squares", squares, others, 1}};
+    for (const auto& row : rows) {
+        int millions = 0;
+        GisTopology topology;
+        topology.SetBusyCallback([&millions](int, int) { return ++millions > 0; });
+        EXPECT_NEAR(topology.Distance(row.a, row.b), row.distance, 1e-9);
+        EXPECT_LT(millions, 3) << row.name;
+    }
+}
+
+/// Against a look at all rings and at all pairs of vertices and segments.
+TEST(Nearest, OfManyPartsAsAPlainSearchSays) {
+    Random random;
+    int zeros = 0;
+    for (int round = 0; round < 400; ++round) {
+        const auto shape = [&](int parts) {
+            auto polygon = std::make_unique<GisShapePolygon>();
+            for (int i = 0; i < parts; ++i) {
+                const double x = random.whole(-9, 9);
+                const double size = random.whole(0, 4) == 0 ? random.whole(1, 9) : 0.3;
+                polygon->parts().append(Part{{x, x}, {x + size, x}, {x + size, x + size * random.whole(0, 1)}});
+                for (GisShapePoint& vertex : polygon->parts().last()) {
+                    vertex.setY(vertex.y() + (round % 2 == 0 ? random.whole(-9, 9) : random.between(-9, 9)));
+                }
+            }
+            return polygon;
+        };
+        const auto a = shape(random.whole(1, 40));
+        const auto b = shape(random.whole(1, 3));
+        double least = std::numeric_limits<double>::infinity();
+        for (const auto& [one, other] : {std::pair(a.get(), b.get()), {b.get(), a.get()}}) {
+            for (const Part& part : one->parts()) {
+                const auto isAround = [&](const Part& r) { return GisShapePolygon::pointInPolygon(part[0], r); };
+                const auto around = std::count_if(other->parts().begin(), other->parts().end(), isAround);
+                least = around % 2 != 0 ? 0 : least;
+                for (const Part& ring : other->parts()) {
+                    for (int i = 0; i < 9; ++i) {
+                        const auto &p = part[i / 3], &q = part[(i / 3 + 1) % 3];
+                        const auto &r = ring[i % 3], &s = ring[(i % 3 + 1) % 3];
+                        const bool cross = GisTopology::ProperSegmentIntersection(p, q, r, s, 0);
+                        least = std::min(least, cross ? 0 : GisShapePolyline::distancePointToSegment(p, r, s));
+                    }
+                }
+            }
+        }
+        zeros += least == 0 ? 1 : 0;
+        EXPECT_NEAR(GisTopology().Distance(*a, *b), least, 1e-12) << "seed " << seed() << " round " << round;
+    }
+    EXPECT_LT(zeros, 380);
 }
 
 TEST(Nearest, AsGeosSays) {

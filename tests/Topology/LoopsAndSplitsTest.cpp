@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <limits>
 
 using namespace test;
@@ -85,6 +86,33 @@ TEST(Loops, AreAllGoneWithoutALimit) {
     }
 }
 
+/// Places about as far apart as the tolerance, on a line alone and beside so many crossings that these are not
+/// kept but looked for again.
+TEST(Loops, DoNotDependOnTheSearch) {
+    Random random;
+    const auto textOf = [](const auto& loops) {
+        QString text;
+        for (const auto& loop : loops) {
+            text += QStringLiteral("%1 %2, %3; ").arg(loop.place.x()).arg(loop.place.y()).arg(loop.area);
+        }
+        return text.toStdString();
+    };
+    for (int round = 0; round < 8; ++round) {
+        const auto line = std::make_unique<GisShapePolyline>();
+        for (int i = 0; i < 120; ++i) {
+            line->parts().resize(i / 20 + 1);
+            line->parts().last().append(
+                {random.whole(0, 2) + 1e-10 * random.whole(0, 9), random.whole(0, 2) + 1e-10 * random.whole(0, 9)});
+        }
+        const auto alone = GisTopology().FindLoops(*line);
+        for (int i = 0; i < 300; ++i) {
+            line->parts().append({{10.0 + i, 9}, {10.0 + i, 300}});
+            line->parts().append({{9, 10.0 + i}, {300, 10.0 + i}});
+        }
+        EXPECT_EQ(textOf(GisTopology().FindLoops(*line)), textOf(alone)) << "seed " << seed() << " round " << round;
+    }
+}
+
 TEST(Splits, OfLines) {
     const GisTopology topology;
     const auto line = shapeOf("MULTILINESTRING((0 0,4 0,4 4),(9 9,9 8))");
@@ -145,6 +173,42 @@ TEST(Splits, OfPolygons) {
     }
 }
 
+TEST(Splits, OfPolygonsOfAnySize) {
+    for (const int exponent : {-1060, -660, -340, 0, 340, 660, 1015}) {
+        const auto size = [exponent](double value) { return std::ldexp(value, exponent); };
+        const auto square = shapeOfParts<GisShapePolygon>({{{0, 0}, {size(4), 0}, {size(4), size(4)}, {0, size(4)}}});
+        const auto line = shapeOfParts<GisShapePolyline>({{{size(1), size(-1)}, {size(1), size(5)}}});
+        QList<double> areas;
+        for (const auto& piece : GisTopology().SplitByLine(*square, *line)) {
+            for (GisShapePoint& vertex : static_cast<GisShapePolygon&>(*piece).parts().first()) {
+                vertex = GisShapePoint(std::ldexp(vertex.x(), -exponent), std::ldexp(vertex.y(), -exponent));
+            }
+            areas.append(GisTopology::Area(*piece));
+        }
+        std::sort(areas.begin(), areas.end());
+        EXPECT_EQ(areas, QList<double>({4, 12})) << exponent;
+    }
+}
+
+/// How many faces in the polygon GEOS makes of its outline and the whole of a line.
+int facesOf(const GisShapePolygon& polygon, const GisShapePolyline& line) {
+    GisShapePolyline outline;
+    outline.parts() = polygon.parts();
+    const Geometry noded(geometryOf(outline)->Union(geometryOf(line).get()));
+    const Geometry faces(noded->Polygonize());
+    int count = 0;
+    for (OGRGeometry* face : *faces->toGeometryCollection()) {
+        QByteArray bytes(static_cast<qsizetype>(face->WkbSize()), '\0');
+        face->exportToWkb(wkbNDR, reinterpret_cast<unsigned char*>(bytes.data()));
+        GisShapePolygon shape;
+        shape.fromWkb(bytes);
+        const GisShapePoint inside = GisTopology::PointOnSurface(shape);
+        const auto isAround = [&inside](const Part& ring) { return GisShapePolygon::pointInPolygon(inside, ring); };
+        count += std::count_if(polygon.parts().begin(), polygon.parts().end(), isAround) % 2 != 0 ? 1 : 0;
+    }
+    return count;
+}
+
 TEST(Splits, SumToTheWhole) {
     Random random;
     const GisTopology topology;
@@ -161,9 +225,11 @@ TEST(Splits, SumToTheWhole) {
         }
         EXPECT_NEAR(length, GisTopology::Length(*line), 1e-9);
         const auto polygon = shapeOfParts<GisShapePolygon>(
-            {random.star(0, 0, 9, 24), random.star(0, 0, 2.5, 9), random.star(20, 0, 5, 5)});
+            {random.star(0, 0, 9, 24), random.star(0, 0, 2.5, 9), random.star(10, 5, 1, 5), random.star(20, 0, 5, 5)});
         double area = 0;
-        for (const auto& piece : topology.SplitByLine(*polygon, *cutter)) {
+        const auto pieces = topology.SplitByLine(*polygon, *cutter);
+        EXPECT_EQ(static_cast<int>(pieces.size()), facesOf(*polygon, *cutter));
+        for (const auto& piece : pieces) {
             EXPECT_TRUE(topology.CheckShape(*piece).isEmpty());
             area += GisTopology::Area(*piece);
         }

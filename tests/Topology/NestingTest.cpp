@@ -208,12 +208,20 @@ TEST(Nesting, OfManyRings) {
                  all.add(squareOf(0, 0, i + 1), side * side - 1 - i);
              }
          }},
-        {"slanted strips",
-         [](Structure& all) {
-             for (int i = 0; i < 20 * side; ++i) {
+        {"slanted strips with holes",
+         [](Structure& all) { // all boxes meet
+             for (int i = 0; i < side * side; ++i) {
                  const double x = i * 0.05;
                  const double length = 100 + i % 97;
-                 all.add({{x, 0}, {x + 0.02, 0}, {x + 0.02 + length, length}, {x + length, length}, {x, 0}}, 0);
+                 const auto strip = [&](double left, double right, double low, double high) {
+                     return Part{{x + left + 0.37 * low, low},
+                                 {x + right + 0.37 * low, low},
+                                 {x + right + 0.37 * high, high},
+                                 {x + left + 0.37 * high, high},
+                                 {x + left + 0.37 * low, low}};
+                 };
+                 all.add(strip(0, 0.04, 0, length), 0);
+                 all.add(strip(0.01, 0.03, 1, length - 1), 1);
              }
          }},
     };

@@ -452,6 +452,28 @@ TEST(OverlayCheck, ReadsRingsAsTheEngineDoes) {
     }
 }
 
+/// One of the holes runs like the shell, and is none by the winding rule.
+TEST(OverlayCheck, JudgesManyRings) {
+    const auto square = [](double x, double y, double side, bool left) {
+        return left ? Part{{x, y}, {x + side, y}, {x + side, y + side}, {x, y + side}, {x, y}}
+                    : Part{{x, y}, {x, y + side}, {x + side, y + side}, {x + side, y}, {x, y}};
+    };
+    QList<Part> rings{square(-1, -1, 151, true)};
+    for (int i = 0; i < 2500; ++i) {
+        rings.append(square(3.0 * (i % 50), 3.0 * (i / 50), 1, i == 1234));
+    }
+    const auto a = shapeOfParts<GisShapePolygon>(rings);
+    const auto speck = shapeOfParts<GisShapePolygon>({square(1.5, 1.5, 0.1, true)});
+    rings.removeAt(1235);
+    const auto uncut = shapeOfParts<GisShapePolygon>(rings);
+    rings.append(square(1.5, 1.5, 0.1, false));
+    const auto right = shapeOfParts<GisShapePolygon>(rings);
+    const auto check = GisTopology().CheckOverlay(*a, *speck, Type::Difference, *right);
+    EXPECT_TRUE(check.plausible) << check.problem.toStdString();
+    EXPECT_DOUBLE_EQ(check.areaOfA, 151 * 151 - 2499);
+    EXPECT_FALSE(GisTopology().CheckOverlay(*a, *speck, Type::Difference, *uncut).plausible);
+}
+
 TEST(OverlayCheck, TakesWhatEnclosesNothing) {
     const struct {
         const char* name;

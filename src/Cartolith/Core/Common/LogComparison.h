@@ -10,10 +10,10 @@ namespace Cartolith::Core::Common {
 
 /// Two logs of the same work, a baseline and a candidate, compared event by event by their elapsed times.
 ///
-/// Times of one process are alike: where its memory came to lie, what else the machine did. So what is
-/// compared are processes, by the median that each has of its times; a difference between one process and
-/// another is not one between baseline and candidate. Let the work run in ten processes or more for each log;
-/// all of them may write into one file.
+/// Times of one process are alike: where its memory came to lie, what else the machine did. So processes
+/// are compared, each by the median of its times; a difference between one process and another is not one
+/// between baseline and candidate. Let the work run in ten processes or more for each log; all of them may
+/// write into one file.
 ///
 /// A difference is one when the rank sum test says so at 1 % (Mann and Whitney, 1947), when the shift is more
 /// than a millisecond, for times are whole ones, and when it is more than 2 % of the smaller median. The

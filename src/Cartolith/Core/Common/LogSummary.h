@@ -33,8 +33,8 @@ public:
     double minimum() const;
     double maximum() const;
     double median() const { return quantile(0.5); }
-    /// The smallest number that is at least as large as that share of them; for a half the mean of the two in
-    /// the middle. The share is from 0 to 1. Linear in the sample.
+    /// The smallest number of the sample that is at least as large as this share of all its numbers; for a
+    /// half the mean of the two in the middle. The share is from 0 to 1. Linear in the sample.
     double quantile(double share) const;
     /// The median of the numbers of each process, ascending, as far as they are in the sample: of so many of
     /// them all that few processes have, of the others a part.
@@ -78,9 +78,9 @@ public:
     /// Sorted by channel, then event.
     const QMap<Key, Event>& events() const noexcept { return m_events; }
     qint64 records() const noexcept { return m_records; }
-    /// Lines that are no records: of another number of columns, with a level or a time that is none or with a
-    /// name that is too long, longer than a mebibyte, or cut off at the end of the file. Header lines and
-    /// blank lines do not count.
+    /// The number of lines that are no records: they have another number of columns, text in place of a level
+    /// or a time, or a name that is too long, are longer than a mebibyte, or are cut off at the end of the
+    /// file. Header lines and blank lines do not count.
     qint64 badLines() const noexcept { return m_badLines; }
     /// Records and values that were not kept because there were too many different ones.
     qint64 dropped() const noexcept { return m_dropped; }

@@ -16,8 +16,8 @@ public:
     CoordinateSystem(int epsgCode, const QString& name, bool isGeographic, const QString& definition,
                      std::optional<double> metersPerUnit);
 
-    /// The EPSG code; 0 when unknown. A code of 1 or more is what the system is rebuilt from, else the
-    /// definition.
+    /// The EPSG code; 0 when unknown. A system with a code of 1 or more is rebuilt from the code, any
+    /// other from its definition.
     int epsgCode() const noexcept { return m_epsgCode; }
     const QString& name() const noexcept { return m_name; }
     /// WKT as exported by OGR, or any text that CoordinateSystemFactory::fromUserInput() takes.

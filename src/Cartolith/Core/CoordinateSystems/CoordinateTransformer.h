@@ -35,7 +35,7 @@ public:
     QList<Shapes::GisShapePoint> transformPoints(const QList<Shapes::GisShapePoint>& points) const;
 
     /// A new shape of the same class with the same id and attributes; all vertices go in one call of PROJ.
-    /// The exception above when one of them cannot be transformed; an empty point stays empty.
+    /// Throws as transformPoints() does when a vertex cannot be transformed; an empty point stays empty.
     /// \throws std::invalid_argument for a class other than point, polyline and polygon
     std::unique_ptr<Shapes::GisShape> transformShape(const Shapes::GisShape& shape) const;
 

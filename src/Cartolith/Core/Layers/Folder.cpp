@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstring>
 #include <dirent.h>
 #include <fcntl.h>
@@ -213,6 +214,25 @@ std::optional<QByteArray> Folder::checksum(const EntryName& name) const {
 
 bool Folder::rename(const EntryName& name, const Folder& to, const EntryName& newName) const noexcept {
     return ::renameat(m_handle, name.data(), to.m_handle, newName.data()) == 0;
+}
+
+bool Folder::renameToNew(const EntryName& name, const Folder& to, const EntryName& newName) const noexcept {
+    if (::renameat2(m_handle, name.data(), to.m_handle, newName.data(), RENAME_NOREPLACE) == 0) {
+        return true;
+    }
+    if (errno != EINVAL && errno != ENOSYS) {
+        return false;
+    }
+    // Some file systems cannot do so, but have second names; others have neither.
+    if (link(name, to, newName)) {
+        remove(name);
+        return true;
+    }
+    if (errno == EEXIST || to.status(newName)) {
+        errno = EEXIST;
+        return false;
+    }
+    return rename(name, to, newName);
 }
 
 bool Folder::link(const EntryName& name, const Folder& to, const EntryName& newName) const noexcept {

@@ -62,6 +62,8 @@ public:
     std::optional<QByteArray> checksum(const EntryName& name) const;
 
     bool rename(const EntryName& name, const Folder& to, const EntryName& newName) const noexcept;
+    /// The same where there is nothing of the new name; else false for EEXIST.
+    bool renameToNew(const EntryName& name, const Folder& to, const EntryName& newName) const noexcept;
     /// Another name for a file.
     bool link(const EntryName& name, const Folder& to, const EntryName& newName) const noexcept;
     bool remove(const EntryName& name) const noexcept;

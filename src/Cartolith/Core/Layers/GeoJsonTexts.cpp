@@ -137,7 +137,7 @@ QByteArray withOldProperties(QByteArrayView written, QByteArrayView before,
     const char* at = written.begin();
     for (const JsonMember& member : jsonMembersOf(propertiesOf(written))) {
         const QString name = keyOf(member);
-        if (const auto found = old.find(name); found != old.end() && changed.count(name) == 0) {
+        if (const auto found = old.find(name); found != old.end() && !changed.contains(name)) {
             text.append(at, member.value.begin() - at);
             text += found->second;
             at = member.value.end();

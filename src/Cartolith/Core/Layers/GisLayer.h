@@ -46,7 +46,8 @@ public:
     virtual Providers::GisLayerProvider* layerProvider();
 
 protected:
-    /// What beginEdit(), commitEdit() and rollbackEdit() do for a kind of layer; false refuses. True here.
+    /// Overridden by a kind of layer for its share of beginEdit(), commitEdit() and rollbackEdit(); an answer
+    /// of false refuses the operation. True here.
     virtual bool beginEditCore();
     virtual bool commitEditCore();
     virtual bool rollbackEditCore();

@@ -43,7 +43,8 @@ std::pair<Rendering, QList<int>> resolved(const GisRasterStyle& style,
                     : shows(0, "Red") && shows(1, "Green") && shows(2, "Blue") ? Rendering::Rgb
                                                                                : Rendering::Grey;
     }
-    return {rendering, rendering == Rendering::Rgb ? rgb : QList<int>{style.band()}};
+    // Made from braces, a list goes through a null pointer where there is no memory.
+    return {rendering, rendering == Rendering::Rgb ? rgb : QList<int>() << style.band()};
 }
 
 /// The raster's transform with steps in metres, at the middle of the picture.
@@ -143,7 +144,7 @@ QList<double> GisLayerGdalRaster::sampleValues(int band) {
         return {};
     }
     requireBand(band);
-    if (m_samples.count(band) == 0) {
+    if (!m_samples.contains(band)) {
         QList<double> values = m_source->sample(band);
         std::sort(values.begin(), values.end());
         m_samples.emplace(band, values);

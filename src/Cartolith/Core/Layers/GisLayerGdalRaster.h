@@ -62,7 +62,7 @@ public:
     /// Read once and kept. None while the layer is closed.
     /// \throws std::invalid_argument for a band that is not there; std::runtime_error when reading fails
     QList<double> sampleValues(int band);
-    /// The statistics of sampleValues(); throws as that does.
+    /// The statistics of sampleValues(). \throws as sampleValues() does
     Defs::GisRasterStatistics statistics(int band);
 
     /// The values of a band that get the ends of the scale, as the style stands; 0, 0 when it stretches

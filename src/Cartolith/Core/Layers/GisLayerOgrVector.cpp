@@ -48,6 +48,7 @@ struct Content {
     explicit Content(OGRLayer& layer)
         : definitions(Internal::attributeDefinitions(*layer.GetLayerDefn())), rows(*layer.GetLayerDefn()) {
         state.fieldNames = Internal::OgrDigest::ofFields(layer);
+        state.system = Internal::OgrDigest::ofSystem(layer);
         OGRFeatureDefn& schema = *layer.GetLayerDefn();
         for (int i = 0; i < schema.GetFieldCount(); ++i) {
             const OGRFieldDefn& field = *schema.GetFieldDefn(i);
@@ -227,6 +228,7 @@ bool GisLayerOgrVector::open() {
     m_sourcePath = path();
     *m_sourceState = snapshot.state();
     m_sourceSystem = system;
+    m_isUnsafe = false;
     m_lastError = {};
     setIsOpen(true);
     m_openedRevision = contentRevision();
@@ -247,6 +249,7 @@ void GisLayerOgrVector::close() {
     m_skippedCount = 0;
     m_skipped = {};
     m_sourceSystem.reset();
+    m_isUnsafe = false;
     m_lastError = {};
 }
 

@@ -54,8 +54,9 @@ public:
     /// so it is after std::bad_alloc. Where GDAL itself finds no memory, it may end the process.
     ///
     /// Where a process of this user was killed while it saved the source, what it left is removed, and files
-    /// that it was replacing are put back; but only what this library left in that very folder, and not
-    /// through a link. An error says so when that cannot be done, or when another user has to do it.
+    /// that it was replacing are put back, of a folder those of each source in it; but only what this library
+    /// left in that very folder, and not where the file itself is a symbolic link. An error says so when that
+    /// cannot be done, or when another user has to do it.
     bool open() override;
     /// Gives up everything read.
     void close() override;
@@ -79,7 +80,8 @@ public:
     void setProgressCallback(ProgressCallback callback);
 
     /// How long open() and commitEdit() wait for another process of this library that is putting several
-    /// files of the source in place, each after the other; then they fail. Two seconds at first.
+    /// files of the source in place, each after the other, or holds the one; then they fail. Two seconds at
+    /// first.
     std::chrono::milliseconds saveWait() const noexcept { return m_saveWait; }
     void setSaveWait(std::chrono::milliseconds wait) noexcept { m_saveWait = wait; }
 
@@ -90,8 +92,8 @@ public:
     /// The first thousand of them.
     const QList<SkippedFeature>& skippedFeatures() const noexcept { return m_skipped; }
 
-    /// What the source has and the layer has not, so that saveAs() does not write it, in any format:
-    /// features and fields, counted. What single formats do not keep is in docs/formats.md.
+    /// Counts of the features and fields of which the source has something that the layer does not hold, so
+    /// that saveAs() cannot write it in any format. What single formats do not keep is in docs/formats.md.
     struct NotKept {
         qint64 withZ = 0;      ///< features of which Z values are dropped
         qint64 withM = 0;      ///< the same of M values
@@ -119,21 +121,27 @@ public:
     /// that take the place of the old ones (GeoJSON, GeoJSON text sequences, FlatGeobuf, Shapefile). Other
     /// formats are read only.
     ///
-    /// A shape read from a feature changes that feature, and of it what differs. What was not edited stays:
-    /// in a transaction as GDAL reads it (an edited feature is written with all its columns, and a text in a
-    /// column of integers becomes a number), in GeoJSON to the letter, in other new files as exact as the
-    /// format writes numbers. New shapes
-    /// follow the features that are there, whatever their position here. A change made through a shape's
-    /// pointer is saved only after markDirty().
+    /// An edited shape is saved into the feature that it was read from, and of that feature only those values
+    /// are changed that differ. What was not edited stays: in a transaction as GDAL reads it (an edited
+    /// feature is written with all its columns, and a text in a column of integers becomes a number), in
+    /// GeoJSON as it is written (but for white space, and escapes in names and texts, which become the
+    /// characters they stand for), in other new files as exactly as the format writes numbers. New shapes
+    /// become features behind those that are there, whatever their position in the layer. A change made
+    /// through a shape's pointer is saved only after markDirty().
     ///
     /// Everything is saved or nothing. When it cannot be, commitEdit() is false, lastError() says why, the
-    /// source is as it was, and the session goes on with its undo stack. So it is for
+    /// source is as it was, and the session goes on with its undo stack. (Where the disk fails in the last
+    /// step, the reason ends with "the new file is in its place, but may not outlast a power failure"; the
+    /// next commitEdit() tries no more than to make it last.) So it is for
     /// - a source that is write-protected or locked;
     /// - in GeoPackage and SQLite, an edit of a feature that was changed or deleted since it was read, by
     ///   another layer of this process or by somebody else. Everything else in the database may have changed:
     ///   layers of one file, and of one table, commit in any order. What the others saved is seen after the
     ///   next open(). Where another file has taken the place of the one that was read, all features must be
     ///   the same;
+    /// - a table whose fields or coordinate system somebody has changed, and a database that another file
+    /// takes
+    ///   the place of meanwhile;
     /// - in other files, one that has another size, time of writing or place on the disk than when it was
     ///   opened. A server's tables are not watched: there the last one to save a feature wins;
     /// - a value that is none for its field, such as an infinite number, or one of more decimals than the
@@ -217,6 +225,7 @@ private:
     QString m_sourcePath;
     std::unique_ptr<Internal::SourceState> m_sourceState; // never null
     std::shared_ptr<CoordinateSystems::CoordinateSystem> m_sourceSystem;
+    bool m_isUnsafe = false; // what was saved last may not have reached the disk
     QString m_lastError;
     bool m_usesIndexFile = false;
     QString m_sourceName;     // the layer's name in the source

@@ -12,6 +12,7 @@
 #include <Cartolith/Core/Layers/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
+#include <Cartolith/Core/Layers/StagedFilesInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFile>
@@ -91,7 +92,7 @@ Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
         const qint64 feature = entries[i].feature;
         if (shape != nullptr && feature == FeatureTrace::none) {
             edits.added.append(shape);
-        } else if (shape != nullptr && touched.count(feature) > 0) {
+        } else if (shape != nullptr && touched.contains(feature)) {
             edits.updated[feature].append(shape);
         }
     }
@@ -140,7 +141,7 @@ GisLayerOgrVector::Saved GisLayerOgrVector::afterSaving(const Internal::OgrEdits
         state.features.insert_or_assign(id, feature);
     };
     for (const auto& [id, feature] : m_read->features) {
-        if (edits.deleted.count(id) == 0) {
+        if (!edits.deleted.contains(id)) {
             remember(idAfter(id), feature);
         } else {
             state.digest -= feature.digest;
@@ -173,6 +174,10 @@ GisLayerOgrVector::Saved GisLayerOgrVector::afterSaving(const Internal::OgrEdits
 
 void GisLayerOgrVector::save() {
     const Internal::OgrEdits edits = pendingEdits();
+    if (edits.isEmpty() && m_isUnsafe) {
+        Internal::StagedFiles::sync(m_sourcePath);
+        m_isUnsafe = false;
+    }
     if (edits.isEmpty()) {
         return;
     }
@@ -187,13 +192,19 @@ void GisLayerOgrVector::save() {
     }
     std::optional<ChangeLock> lock(*this);
     Saved saved;
-    Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), m_sourceState.get(),
-                         attributeDefinitions(), m_progress, m_saveWait, *m_read,
-                         [&](const Internal::OgrSavedIds& ids) { saved = afterSaving(edits, ids); }},
-                        edits);
+    std::optional<Internal::PublishedUnsafely> unsafe;
+    try {
+        Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), m_sourceState.get(),
+                             attributeDefinitions(), m_progress, m_saveWait, *m_read,
+                             [&](const Internal::OgrSavedIds& ids) { saved = afterSaving(edits, ids); }},
+                            edits);
+    } catch (const Internal::PublishedUnsafely& error) { // the edits are in the source all the same
+        unsafe = error;
+    }
 
     // From here on nothing fails.
     lock.reset();
+    m_isUnsafe = unsafe.has_value();
     m_read = std::move(saved.read);
     m_trace = std::move(saved.trace);
     m_skipped = std::move(saved.skipped);
@@ -203,6 +214,9 @@ void GisLayerOgrVector::save() {
     try {
         QFile::remove(Internal::IndexFile::pathFor(m_sourcePath, m_sourceName));
     } catch (const std::bad_alloc&) { // it is not that of the source any more, which whoever loads it finds
+    }
+    if (unsafe) {
+        throw *unsafe;
     }
 }
 

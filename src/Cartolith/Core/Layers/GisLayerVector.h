@@ -45,10 +45,10 @@ class EditHistory;
 /// until the layer's list of shapes changes. Index, extent and stand-ins are made when a query first needs
 /// them after a change; who edits a shape's geometry through its pointer calls markDirty() afterwards.
 ///
-/// Queries never throw, but that every operation ends with std::bad_alloc when memory runs out; one that
-/// changes the layer leaves it as it was then. (GDAL, and QHash where it grows, end the process instead; this
-/// library lets none grow where it reads or writes.) Used by one thread at a time, queries included: they
-/// fill caches. Only the attribute value cache has a lock of its own.
+/// Queries throw nothing but std::bad_alloc. Every operation ends with that when memory runs out, and one
+/// that changes the layer leaves it as it was then. (GDAL, and QHash where it grows, end the process instead;
+/// this library lets none grow where it reads or writes.) Used by one thread at a time, queries included:
+/// they fill caches. Only the attribute value cache has a lock of its own.
 class CARTOLITH_CORE_EXPORT GisLayerVector : public GisLayer {
 public:
     using Attributes = QHash<QString, QVariant>;
@@ -193,8 +193,9 @@ public:
     void setMetadataExtent(const Shapes::GisExtent& extent);
     void expandMetadataExtent(const Shapes::GisExtent& extent);
     void clearMetadataExtent() noexcept { m_metadataExtent.reset(); }
-    /// The one that was set. One that a layer took from its data source counts only while no geometry differs
-    /// from the source: none from the first change on, and the same again when all changes were undone.
+    /// The extent that was set. An extent that the layer took from its data source counts only while no
+    /// geometry differs from the source: after the first change there is none, and once all changes are
+    /// undone it is there again.
     std::optional<Shapes::GisExtent> metadataExtent() const noexcept;
     /// The extent of all shapes, computed anew.
     Shapes::GisExtent calculateExtent() const;
@@ -241,9 +242,10 @@ public:
     ///
     /// Everything is written aside in the same folder and put in place at the end. A file that is a format's
     /// only one (all but shp) replaces the old one in one step: every program finds the old or the new. The
-    /// files of a Shapefile are replaced one after the other: other programs can find new ones beside old
-    /// ones in that moment, and after the process was killed in it until this library opens the Shapefile,
-    /// for the user who saved it, and puts the old files back. open() of this library waits meanwhile.
+    /// files of a Shapefile are replaced one after the other: in that moment, other programs can find new
+    /// files beside old ones. When the process is killed in that moment, it remains so until the user who
+    /// saved opens the Shapefile with this library, which puts the old files back. While files are being
+    /// replaced, open() of this library waits.
     /// New files have the access rights of those that they replace, and the group where that is allowed; the
     /// owner is the saving user, other hard links stay with the old content. GeoJSON, FlatGeobuf and
     /// Shapefile take memory of the size of the file.
@@ -303,13 +305,14 @@ protected:
         AllChanged,  ///< any of them may have been changed through its pointer
         AllReplaced, ///< the list is another
     };
-    /// Called for what a subclass keeps beside the shapes: before one is taken or changed, which stays as it
-    /// is should this throw; after all others, for which reserveShapes() has been called, and which must not
-    /// throw. The position is -1 and the shape null where all are meant. Does nothing here.
+    /// Lets a subclass bring up to date what it keeps beside the shapes. Before a shape is taken or changed
+    /// it may throw, and the shape then stays as it is. After an insertion or a change of all shapes it must
+    /// not throw: reserveShapes() has been called before, so that it needs no memory. The position is -1 and
+    /// the shape null where all are meant. Does nothing here.
     virtual void shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape);
 
-    /// Called instead of building an index anew, which buildSpatialIndex() does when it returns false, as
-    /// here.
+    /// Lets a subclass fetch an index instead of building it. When it returns false, as here,
+    /// buildSpatialIndex() builds one.
     virtual bool restoreSpatialIndex(Spatial::ISpatialIndex& index);
     /// Called when an index was built over all shapes; does nothing here.
     virtual void keepSpatialIndex(const Spatial::ISpatialIndex& index);

@@ -318,8 +318,11 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
     step.set("target", path);
     step.set("shapes", count());
     const std::vector<Feature> features = featuresOf(*this, multiPoints());
+    if (format->family.isEmpty()) {
+        check();
+    }
     Saver saver(*this, features, *format, path, options.wait);
-    check(); // not before: what a save that failed has left of a file is gone now
+    check(); // of several files, what a save that failed has left is gone now
     saver.makeLayer(options.layerName);
     constexpr std::size_t interval = 256;
     for (std::size_t i = 0; i < features.size(); ++i) {

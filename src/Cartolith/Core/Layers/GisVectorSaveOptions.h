@@ -25,7 +25,8 @@ struct GisVectorSaveOptions {
     /// through, and everything is as before then, too.
     std::function<bool(double fraction)> progress;
 
-    /// How long to wait for another process that is putting files of that name in place.
+    /// How long to wait for another process that is putting files of that name in place, or is writing to the
+    /// database that is to be replaced.
     std::chrono::milliseconds wait = std::chrono::seconds(2);
 };
 

@@ -83,6 +83,17 @@ quint64 OgrDigest::ofFields(OGRLayer& layer) {
     return mixer.result();
 }
 
+quint64 OgrDigest::ofSystem(OGRLayer& layer) {
+    Mixer mixer;
+    char* text = nullptr;
+    const OGRSpatialReference* const system = layer.GetSpatialRef();
+    if (system != nullptr && system->exportToWkt(&text) == OGRERR_NONE) {
+        mixer.add(text, std::strlen(text));
+    }
+    CPLFree(text);
+    return mixer.result();
+}
+
 quint64 OgrDigest::of(OGRFeature& feature) {
     Mixer mixer;
     mixer.add(static_cast<quint64>(feature.GetFID()));

@@ -13,6 +13,8 @@ public:
     quint64 of(OGRFeature& feature);
     /// The same of the names of a layer's fields, in their order.
     static quint64 ofFields(OGRLayer& layer);
+    /// The same of its coordinate system.
+    static quint64 ofSystem(OGRLayer& layer);
 
 private:
     std::vector<unsigned char> m_wkb; // kept from one feature to the next

@@ -44,6 +44,7 @@ const std::vector<OgrFormat>& formats() {
         {.driver = "ESRI Shapefile",
          .suffixes = words({"shp"}),
          .family = words({"shx", "dbf", "prj", "cpg", "qpj", "qix", "sbn", "sbx", "idm", "ind", "*.atx"}),
+         .needed = words({"shx", "dbf"}),
          .options = words({"ENCODING=UTF-8"}),
          .takesMixedKinds = false},
     };

@@ -12,6 +12,7 @@ struct OgrFormat {
     /// Suffixes of further files that belong to one, of which some may be missing. "*.x" stands for any word
     /// before the suffix x.
     QStringList family = {};
+    QStringList needed = {};     ///< those of them that cannot be missing
     QStringList options = {};    ///< for the creation of a layer: NAME=VALUE
     bool isDatabase = false;     ///< has transactions, and reports by itself what it could not write
     bool isTyped = false;        ///< the layer has a type of geometry, and takes no other

@@ -32,6 +32,7 @@ struct OgrReadState {
     qint64 unreadable = 0;  ///< features that have a geometry and gave no shape
     quint64 digest = 0;     ///< the sum of all features', in whatever order they come
     quint64 fieldNames = 0; ///< a digest of the names of its fields
+    quint64 system = 0;     ///< the same of its coordinate system
     int defaults = 0;       ///< fields with a default value
     int subtypes = 0;       ///< fields of a subtype other than boolean
 

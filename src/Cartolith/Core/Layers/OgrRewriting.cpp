@@ -3,12 +3,14 @@
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/OgrTargetInternal.h>
 
 #include <QFileInfo>
 
 #include <algorithm>
+#include <chrono>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -72,11 +74,13 @@ void copy(OGRFeature& from, OGRFeature& to) {
     to.SetNativeMediaType(from.GetNativeMediaType());
 }
 
-} // namespace
-
-void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
-    OgrSource source(target.path, QStringList() << QStringLiteral("NATIVE_DATA=YES"));
-    OGRLayer& from = source.layer(target.layerName);
+/// False when something was changed and changed back while it was read, so that of several files, or of one
+/// that is read twice, parts may be of two moments.
+bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
+    OgrSnapshot snapshot(target.path, target.layerName, target.wait,
+                         QStringList() << QStringLiteral("NATIVE_DATA=YES"));
+    OgrSource& source = snapshot.source();
+    OGRLayer& from = snapshot.layer();
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path, target.wait);
     if (source.isSystemElsewhere()) {
         written.fail(QStringLiteral(
@@ -139,7 +143,7 @@ void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
     }
     if (!differs) { // everything was undone
         target.prepare({});
-        return;
+        return true;
     }
     for (const Shapes::GisShape* shape : edits.added) {
         const QString what = QStringLiteral("shape %1").arg(shape->id());
@@ -162,6 +166,10 @@ void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
         written.keep(QStringList() << QStringLiteral("prj") << QStringLiteral("cpg")
                                    << QStringLiteral("qpj"));
     }
+    requireUnchanged(target);
+    if (!snapshot.state().isSameMoment(SourceState(target.path))) {
+        return false;
+    }
 
     // Read again, the new files tell the ids that GDAL gives, and that nothing got lost.
     const QList<qint64> after = idsIn(written.writtenPath());
@@ -180,7 +188,25 @@ void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
     }
     ids.numberedIds = after;
     target.prepare(ids);
-    *target.state = written.publish([&target] { requireUnchanged(target); });
+    try {
+        *target.state = written.publish([&target] { requireUnchanged(target); });
+    } catch (const PublishedUnsafely& error) {
+        *target.state = error.state;
+        throw;
+    }
+    return true;
+}
+
+} // namespace
+
+void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
+    const auto deadline = std::chrono::steady_clock::now() + target.wait;
+    for (int attempt = 1; !rewrite(target, edits); ++attempt) {
+        constexpr int most = 3;
+        if (attempt >= most && std::chrono::steady_clock::now() >= deadline) {
+            failToWrite(target.path, QStringLiteral("its files are being changed"));
+        }
+    }
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -3,16 +3,20 @@
 #include <Cartolith/Core/Layers/SettlingInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
 
+#include <QFileInfo>
+
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
 
-OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chrono::milliseconds wait) {
+OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chrono::milliseconds wait,
+                         const QStringList& options) {
     const auto deadline = std::chrono::steady_clock::now() + wait;
     const OgrFormat* const format = OgrFormat::forPath(path);
     const bool hasFamily = format != nullptr && !format->family.isEmpty();
+    const bool isFolder = QFileInfo(path).isDir(); // whose entries come and go for other reasons too
     OgrSource::recover(path);
-    constexpr int most = 3;
+    constexpr int most = 3; // the first look may find something to put right, which is a change
     for (int attempt = 1;; ++attempt) {
         // A save that begins after the look changes the state, and one that ended before it has changed it.
         m_state = SourceState(path);
@@ -25,10 +29,11 @@ OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chr
         }
         m_source.reset();
         try {
-            m_source.emplace(path);
+            m_source.emplace(path, options);
             m_layer = &m_source->layer(layerName);
         } catch (const std::runtime_error&) {
-            if (std::chrono::steady_clock::now() >= deadline || m_state.isSameMoment(SourceState(path))) {
+            const bool isLate = attempt >= most && std::chrono::steady_clock::now() >= deadline;
+            if (isLate || m_state.isSameMoment(SourceState(path))) {
                 throw;
             }
             waitAMoment();
@@ -36,14 +41,14 @@ OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chr
         }
         m_layer->GetSpatialRef(); // a file of its own, which is read when it is asked for
         const SourceState now(path);
-        if (hasFamily ? m_state.isSameMoment(now) : m_state == now) {
+        if (hasFamily || isFolder ? m_state.isSameMoment(now) : m_state == now) {
             return;
         }
         if (!hasFamily && attempt == most) { // what is open is whole, but from which of the two moments?
             m_stamp.reset();
             return;
         }
-        if (hasFamily && std::chrono::steady_clock::now() >= deadline) {
+        if (hasFamily && attempt >= most && std::chrono::steady_clock::now() >= deadline) {
             m_source->fail(QStringLiteral("its files are being changed"));
         }
         waitAMoment();

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/DatabaseLockInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourcePathInternal.h>
 
@@ -75,16 +76,9 @@ void OgrSource::removeUnusedJournal(const QString& path) {
     if (!journal.open(QIODevice::ReadOnly) || !journal.getChar(&first) || first != 0) {
         return;
     }
-    Common::Internal::registerGdalDrivers();
-    const Common::Internal::GdalErrorCapture errors;
-    const Common::Internal::DatasetPtr database(
-        GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
-    if (database != nullptr) {
-        database->ReleaseResultSet(database->ExecuteSQL("BEGIN EXCLUSIVE", nullptr, nullptr));
-        if (errors.message().isEmpty()) { // nobody else has it open for writing
-            journal.remove();
-            database->ReleaseResultSet(database->ExecuteSQL("ROLLBACK", nullptr, nullptr));
-        }
+    const DatabaseLock lock(path, std::chrono::steady_clock::now());
+    if (lock.isTaken()) { // nobody else has it open for writing
+        journal.remove();
     }
 }
 

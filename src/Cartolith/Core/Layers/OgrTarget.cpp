@@ -126,15 +126,17 @@ void OgrTarget::rewrite(const QByteArray& bytes) {
     }
 }
 
-SourceState OgrTarget::publish(const std::function<void()>& check) {
-    QStringList kept;
-    std::copy_if(m_kept.begin(), m_kept.end(), std::back_inserter(kept),
+void OgrTarget::keep(const QStringList& suffixes) {
+    std::copy_if(suffixes.begin(), suffixes.end(), std::back_inserter(m_kept),
                  [this](const QString& suffix) { return m_files.keep(suffix); });
+}
+
+SourceState OgrTarget::publish(const std::function<void()>& check) {
     if (!m_memoryFolder.isEmpty()) {
         const CPLStringList names(VSIReadDir(m_memoryFolder.toUtf8().constData()));
         for (int i = 0; i < names.Count(); ++i) {
             const QString suffix = QFileInfo(QString::fromUtf8(names[i])).suffix();
-            if (const auto [bytes, size] = written(suffix); !kept.contains(suffix)) {
+            if (const auto [bytes, size] = written(suffix); !m_kept.contains(suffix)) {
                 m_files.write(suffix == m_workSuffix ? m_suffix : suffix, bytes, size);
             }
         }

@@ -40,8 +40,9 @@ public:
     void close();
     /// Where they can be read until publish(), after close().
     QString writtenPath() const { return m_workPath; }
-    /// Of the files that there are already, those with these suffixes stay, instead of the new ones.
-    void keep(const QStringList& suffixes) { m_kept = suffixes; }
+    /// Of the files that there are already, those with these suffixes stay as they are now, instead of the
+    /// new ones.
+    void keep(const QStringList& suffixes);
     /// The bytes of a file that was written, to be changed between close() and publish(); none for a format
     /// that is written in place, and for a file that there is not.
     std::pair<char*, qsizetype> written(const QString& suffix) const;

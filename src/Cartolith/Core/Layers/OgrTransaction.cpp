@@ -1,8 +1,12 @@
+#include <Cartolith/Core/Layers/FileIdentityInternal.h>
 #include <Cartolith/Core/Layers/OgrDigestInternal.h>
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
 
+#include <QFile>
+
 #include <new>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -15,6 +19,7 @@ class Transaction {
 public:
     explicit Transaction(const OgrEditTarget& target) : m_target(target) {
         const Common::Internal::EpsgCodesAsGiven codes;
+        m_opened = identity();
         m_dataset.reset(GDALDataset::Open(target.path.toUtf8().constData(),
                                           GDAL_OF_VECTOR | GDAL_OF_UPDATE | GDAL_OF_VERBOSE_ERROR));
         if (m_dataset == nullptr) {
@@ -32,6 +37,7 @@ public:
         if (m_layer == nullptr) {
             fail(QStringLiteral("there is no layer '%1' any more").arg(target.layerName));
         }
+        m_layer->GetSpatialRef(); // while codes mean themselves
         m_errors.reset();
         m_isOpen = m_dataset->StartTransaction() == OGRERR_NONE;
         if (!m_isOpen) {
@@ -54,9 +60,12 @@ public:
     Transaction(const Transaction&) = delete;
     Transaction& operator=(const Transaction&) = delete;
 
-    /// Keeps everybody else from writing, after which nobody must have written.
-    void begin() {
-        if (m_isCompared) {
+    /// Keeps everybody else from writing, after which nobody must have written. False when another file has
+    /// taken the place of the one that is open.
+    bool begin() {
+        if (!m_isCompared) {
+            requireUnchanged(m_target);
+        } else {
             m_errors.reset();
             QString table = m_target.layerName;
             table.replace(QLatin1Char('"'), QLatin1String("\"\""));
@@ -65,17 +74,15 @@ public:
             if (m_errors.message().contains(QLatin1String("locked"))) {
                 fail(QStringLiteral("it cannot be written to"));
             }
-        }
-        if (m_isCompared) {
-            if (OgrDigest::ofFields(*m_layer) != m_target.read.fieldNames) {
-                failToWrite(m_target.path, QStringLiteral("its fields were changed by "
-                                                          "someone else since it was opened"));
+            if (identity() != m_opened) {
+                return false;
             }
+            requireSame("fields were", OgrDigest::ofFields(*m_layer), m_target.read.fieldNames);
+            requireSame("coordinate system was", OgrDigest::ofSystem(*m_layer), m_target.read.system);
             requireSameTable();
-        } else {
-            requireUnchanged(m_target);
         }
         m_isOurs = m_errors.message().isEmpty(); // else the layer is no table, and the first edit locks
+        return true;
     }
 
     void remove(qint64 id) {
@@ -119,6 +126,9 @@ public:
     std::unordered_map<qint64, quint64> digests() { return std::move(m_digests); }
 
     void commit() {
+        if (identity() != m_opened) {
+            failToWrite(m_target.path, QStringLiteral("another file has taken its place meanwhile"));
+        }
         m_errors.reset();
         if (m_dataset->CommitTransaction() != OGRERR_NONE) {
             fail(QStringLiteral("the transaction failed"));
@@ -128,6 +138,18 @@ public:
     }
 
 private:
+    /// Of the file, if it is one.
+    std::optional<FileIdentity> identity() const {
+        return FileIdentity::ofTarget(QFile::encodeName(m_target.path).constData());
+    }
+
+    void requireSame(const char* what, quint64 digest, quint64 known) const {
+        if (digest != known) {
+            failToWrite(m_target.path, QStringLiteral("its %1 changed by someone else since it was opened")
+                                           .arg(QLatin1String(what)));
+        }
+    }
+
     Common::Internal::FeaturePtr get(qint64 id) {
         m_errors.reset();
         Common::Internal::FeaturePtr feature(m_layer->GetFeature(id));
@@ -186,6 +208,7 @@ private:
     }
 
     const OgrEditTarget& m_target;
+    std::optional<FileIdentity> m_opened;
     const OgrManner m_manner = OgrManner::of(m_target.driverName);
     Common::Internal::GdalErrorCapture m_errors;
     Common::Internal::DatasetPtr m_dataset;
@@ -200,7 +223,14 @@ private:
 } // namespace
 
 void saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits) {
-    Transaction transaction(target);
+    std::optional<Transaction> transaction;
+    constexpr int most = 20;
+    for (int attempt = 1; !transaction.emplace(target).begin(); ++attempt) {
+        transaction.reset();
+        if (attempt == most) {
+            failToWrite(target.path, QStringLiteral("other files take its place all the time"));
+        }
+    }
     const auto total = static_cast<double>(edits.deleted.size() + edits.updated.size()) +
                        static_cast<double>(edits.added.size());
     qsizetype done = 0;
@@ -211,23 +241,22 @@ void saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits) {
             failToWrite(target.path, QStringLiteral("it was cancelled"));
         }
     };
-    transaction.begin();
     OgrSavedIds ids;
     for (const qint64 id : edits.deleted) {
-        transaction.remove(id);
+        transaction->remove(id);
         step();
     }
     for (const auto& [id, shapes] : edits.updated) {
-        transaction.change(id, shapes);
+        transaction->change(id, shapes);
         step();
     }
     for (const Shapes::GisShape* shape : edits.added) {
-        ids.added.append(transaction.add(*shape));
+        ids.added.append(transaction->add(*shape));
         step();
     }
-    ids.digests = transaction.digests();
+    ids.digests = transaction->digests();
     target.prepare(ids);
-    transaction.commit();
+    transaction->commit();
 }
 
 } // namespace Cartolith::Core::Layers::Internal

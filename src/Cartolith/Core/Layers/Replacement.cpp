@@ -1,8 +1,6 @@
 #include <Cartolith/Core/Layers/ReplacementInternal.h>
 
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
+#include <QUrl>
 
 #include <algorithm>
 #include <cerrno>
@@ -12,8 +10,9 @@ namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-const QLatin1String formatName("files to put back");
-constexpr int formatVersion = 1;
+// The manifest is lines of words. No JSON: where Qt's reader finds no memory, it ends the process.
+const QByteArray heading("Cartolith files-to-put-back 1");
+const QByteArray ending("end");
 
 QString oldNameOf(const QString& name) {
     return name + QStringLiteral(".old");
@@ -23,12 +22,11 @@ bool hasFile(const Folder& folder, const EntryName& name) noexcept {
     return folder.status(name).has_value();
 }
 
-// Texts, as an inode may need all of its 64 bits.
-QJsonObject folderObject(const Folder& folder) {
+QByteArray lineOf(const Folder& folder) {
     const auto status = folder.status();
-    return status ? QJsonObject{{"device", QString::number(quint64{status->st_dev})},
-                                {"inode", QString::number(quint64{status->st_ino})}}
-                  : QJsonObject();
+    return status ? "folder " + QByteArray::number(quint64{status->st_dev}) + ' ' +
+                        QByteArray::number(quint64{status->st_ino})
+                  : QByteArray();
 }
 
 } // namespace
@@ -96,62 +94,69 @@ void Replacement::forget(const Folder& staged, const QStringList& names) {
 }
 
 bool Replacement::write(const Folder& staged, const QString& manifest) const {
-    const auto objectOf = [](const std::optional<Version>& version) -> QJsonValue {
-        return version ? QJsonObject{{"device", QString::number(version->device)},
-                                     {"inode", QString::number(version->inode)},
-                                     {"owner", QString::number(version->owner)},
-                                     {"size", QString::number(version->size)},
-                                     {"writtenAt", QString::number(version->writtenAt)},
-                                     {"checksum", QString::fromLatin1(version->checksum)}}
-                       : QJsonValue();
+    QByteArray text = heading + '\n' + lineOf(staged) + '\n';
+    const auto add = [&text](const char* when, const std::optional<Version>& version) {
+        if (version) {
+            text += when;
+            for (const quint64 number : {version->device, version->inode, version->owner}) {
+                text += ' ' + QByteArray::number(number);
+            }
+            text += ' ' + QByteArray::number(version->size) + ' ' + QByteArray::number(version->writtenAt) +
+                    ' ' + version->checksum + '\n';
+        }
     };
-    QJsonArray members;
     for (const Member& member : m_members) {
-        members.append(QJsonObject{
-            {"name", member.name}, {"before", objectOf(member.before)}, {"after", objectOf(member.after)}});
+        text += "file " + QUrl::toPercentEncoding(member.name) + '\n';
+        add("before", member.before);
+        add("after", member.after);
     }
-    const QJsonObject all{{"kind", formatName},
-                          {"version", formatVersion},
-                          {"folder", folderObject(staged)},
-                          {"members", members}};
-    return staged.write(manifest, QJsonDocument(all).toJson());
+    return staged.write(manifest, text + ending + '\n');
+}
+
+std::optional<Replacement::Version> Replacement::versionFrom(const QList<QByteArray>& words) {
+    if (words.size() != 7) {
+        return std::nullopt;
+    }
+    bool isNumber[5] = {};
+    const Version version{words[1].toULongLong(&isNumber[0]), words[2].toULongLong(&isNumber[1]),
+                          words[3].toULongLong(&isNumber[2]), words[4].toLongLong(&isNumber[3]),
+                          words[5].toLongLong(&isNumber[4]),  words[6]};
+    const bool isWhole = std::all_of(std::begin(isNumber), std::end(isNumber), [](bool is) { return is; });
+    return isWhole ? std::optional(version) : std::nullopt;
 }
 
 std::optional<Replacement> Replacement::read(const Folder& staged, const QString& manifest) {
     constexpr qint64 most = 1 << 20;
     const auto text = staged.read(manifest, most);
-    const QJsonObject all = QJsonDocument::fromJson(text.value_or(QByteArray())).object();
-    if (all["kind"] != formatName || all["version"] != formatVersion ||
-        all["folder"] != folderObject(staged)) {
+    const QList<QByteArray> lines = text.value_or(QByteArray()).split('\n');
+    const qsizetype count = lines.size();
+    // Behind the last line there is nothing.
+    const bool isFramed = count > 4 && lines.at(0) == heading && lines.at(1) == lineOf(staged) &&
+                          lines.at(count - 2) == ending && lines.at(count - 1).isEmpty();
+    if (!isFramed) {
         return std::nullopt;
     }
-    bool isWhole = true;
-    const auto versionFrom = [&isWhole](const QJsonValue& value) -> std::optional<Version> {
-        if (!value.isObject()) {
+    Replacement replacement;
+    for (qsizetype i = 2; i < count - 2; ++i) {
+        const QList<QByteArray> words = lines.at(i).split(' ');
+        const QByteArray& kind = words.at(0);
+        if (kind == "file" && words.size() == 2) {
+            replacement.m_members.append(Member(QUrl::fromPercentEncoding(words.at(1))));
+            continue;
+        }
+        const auto version = versionFrom(words);
+        if (!version || replacement.m_members.isEmpty() || (kind != "before" && kind != "after")) {
             return std::nullopt;
         }
-        const auto number = [&](const char* key, auto convert) {
-            bool isNumber = false;
-            const auto result = convert(value[QLatin1String(key)].toString(), &isNumber);
-            isWhole = isWhole && isNumber;
-            return result;
-        };
-        const auto plain = [](const QString& digits, bool* done) { return digits.toULongLong(done); };
-        const auto withSign = [](const QString& digits, bool* done) { return digits.toLongLong(done); };
-        return Version{number("device", plain),       number("inode", plain),
-                       number("owner", plain),        number("size", withSign),
-                       number("writtenAt", withSign), value[QLatin1String("checksum")].toString().toLatin1()};
-    };
-    Replacement replacement;
-    for (const QJsonValue value : all["members"].toArray()) {
-        Member member(value["name"].toString());
-        member.before = versionFrom(value["before"]);
-        member.after = versionFrom(value["after"]);
-        isWhole = isWhole && !member.name.isEmpty() && !member.name.contains(QLatin1Char('/')) &&
-                  (member.before || member.after);
-        replacement.m_members.append(member);
+        Member& member = replacement.m_members.last();
+        (kind == "before" ? member.before : member.after) = version;
     }
-    return isWhole && !replacement.m_members.isEmpty() ? std::optional(replacement) : std::nullopt;
+    const bool isWhole =
+        std::all_of(replacement.m_members.cbegin(), replacement.m_members.cend(), [](const Member& member) {
+            return !member.name.isEmpty() && !member.name.contains(QLatin1Char('/')) &&
+                   (member.before || member.after);
+        });
+    return isWhole ? std::optional(replacement) : std::nullopt;
 }
 
 bool Replacement::isUndone(const Folder& place) const noexcept {

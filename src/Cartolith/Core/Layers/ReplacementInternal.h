@@ -65,6 +65,8 @@ private:
     };
 
     static std::optional<Version> versionOf(const Folder& folder, const EntryName& name);
+    /// Of a line of the manifest.
+    static std::optional<Version> versionFrom(const QList<QByteArray>& words);
 
     QList<Member> m_members;
 };

@@ -20,6 +20,11 @@ QString Settling::folderNameFor(const QString& fileName) {
     return QStringLiteral(".%1.saved").arg(fileName);
 }
 
+QString Settling::fileNameOf(const QString& folderName) {
+    const QString name = folderName.mid(1).chopped(folderName.endsWith(QLatin1String(".saved")) ? 6 : 0);
+    return !folderName.isEmpty() && folderName == folderNameFor(name) ? name : QString();
+}
+
 QString Settling::manifestNameFor(const QString& fileName) {
     return fileName + QStringLiteral(".manifest");
 }
@@ -28,11 +33,11 @@ Settling::Settling(const QString& path, bool mayWrite)
     : m_path(path), m_fileName(QFileInfo(path).fileName()), m_folderName(folderNameFor(m_fileName)),
       m_place(QFileInfo(path).path()), m_mayWrite(mayWrite) {}
 
-/// Whoever has put a file in place owns it.
+/// Whoever has put a file in place owns it. Files that can be missing are not asked: anybody can add them.
 bool Settling::hasMemberOf(unsigned int user) const {
     const OgrFormat* const format = OgrFormat::forPath(m_path);
     const QStringList names =
-        format != nullptr ? membersOf(m_path, format->suffixes + format->family) : QStringList();
+        format != nullptr ? membersOf(m_path, format->suffixes + format->needed) : QStringList();
     return std::any_of(names.begin(), names.end(), [&](const QString& name) {
         const auto found = m_place.status(name);
         return found && found->st_uid == user;

@@ -23,6 +23,8 @@ public:
     QString obstacle(std::chrono::steady_clock::time_point deadline) const;
 
     static QString folderNameFor(const QString& fileName);
+    /// The name of the file that a folder of such a name belongs to; empty for other names.
+    static QString fileNameOf(const QString& folderName);
     static QString manifestNameFor(const QString& fileName);
 
 private:

@@ -20,12 +20,13 @@ SourceState::SourceState(const QString& path) {
     }
     for (const QString& name : std::as_const(paths)) {
         struct stat status {};
-        const bool isThere =
-            ::stat(QFile::encodeName(name).constData(), &status) == 0 && S_ISREG(status.st_mode);
+        const QByteArray encoded = QFile::encodeName(name);
+        const bool isThere = ::stat(encoded.constData(), &status) == 0 && S_ISREG(status.st_mode);
         // A journal comes and goes when a database is read.
-        m_files.append(isThere && status.st_size > 0 ? File{status.st_size, status.st_mtim.tv_sec,
-                                                            status.st_mtim.tv_nsec, status.st_ino}
-                                                     : File{});
+        m_files.append(isThere && status.st_size > 0
+                           ? File{status.st_size, status.st_mtim.tv_sec, status.st_mtim.tv_nsec,
+                                  FileIdentity::ofTarget(encoded.constData()).value_or(FileIdentity{})}
+                           : File{});
         m_changedAt.append({status.st_ctim.tv_sec, status.st_ctim.tv_nsec});
     }
 }

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Cartolith/Core/Layers/FileIdentityInternal.h>
+
 #include <QList>
 #include <QString>
 
@@ -17,7 +19,7 @@ public:
     bool operator==(const SourceState& other) const { return m_files == other.m_files; }
     /// Whether the first file lies in the same place, changed or not.
     bool isSameFile(const SourceState& other) const {
-        return m_files.value(0).inode == other.m_files.value(0).inode;
+        return m_files.value(0).identity == other.m_files.value(0).identity;
     }
     /// Whether not even something has changed between the two that was changed back.
     bool isSameMoment(const SourceState& other) const {
@@ -29,7 +31,7 @@ private:
         qint64 size;
         qint64 seconds;
         qint64 nanoseconds;
-        quint64 inode;
+        FileIdentity identity;
         bool operator==(const File&) const = default;
     };
     QList<File> m_files;

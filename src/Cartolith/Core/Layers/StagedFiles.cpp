@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/FileHoldInternal.h>
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
@@ -53,8 +54,6 @@ void requireReplaceable(const QString& path, const QString& target, const QStrin
     }
 }
 
-const QLatin1String isInPlace("; the new file is in its place, but may not outlast a power failure");
-
 } // namespace
 
 void StagedFiles::requireWritable(const QString& path, const QStringList& family) {
@@ -81,6 +80,9 @@ void StagedFiles::requireWritable(const QString& path, const QStringList& family
 QString StagedFiles::settle(const QString& given, std::chrono::milliseconds wait) {
     const QString path = resolvedPath(given);
     const QFileInfo info(path);
+    if (info.isDir()) {
+        return settleFolder(path, wait);
+    }
     const OgrFormat* const format = OgrFormat::forPath(path);
     const Folder place(info.path());
     if (!place.isOpen() || (format == nullptr && !info.isFile())) {
@@ -95,6 +97,21 @@ QString StagedFiles::settle(const QString& given, std::chrono::milliseconds wait
                : QString();
 }
 
+QString StagedFiles::settleFolder(const QString& path, std::chrono::milliseconds wait) {
+    const auto deadline = std::chrono::steady_clock::now() + wait;
+    for (const QString& name : Folder(path).names()) {
+        const QString fileName = Settling::fileNameOf(name);
+        const OgrFormat* const format = fileName.isEmpty() ? nullptr : OgrFormat::forPath(fileName);
+        if (format != nullptr && !format->family.isEmpty()) {
+            QString obstacle = Settling(QDir(path).filePath(fileName), true).obstacle(deadline);
+            if (!obstacle.isEmpty()) {
+                return obstacle;
+            }
+        }
+    }
+    return {};
+}
+
 StagedFiles::StagedFiles(const QString& path, const QStringList& family, std::chrono::milliseconds wait)
     : m_given(path), m_path(resolvedPath(path)), m_fileName(QFileInfo(m_path).fileName()), m_family(family),
       m_wait(wait), m_place(QFileInfo(m_path).path()) {
@@ -104,10 +121,8 @@ StagedFiles::StagedFiles(const QString& path, const QStringList& family, std::ch
     requireWritable(path, family);
     // SQLite would apply what is left of the old database to the new one.
     OgrSource::removeUnusedJournal(m_path);
-    for (const char* const journal : {"-journal", "-wal"}) {
-        if (QFileInfo(m_path + QLatin1String(journal)).size() > 0) {
-            fail(QStringLiteral("it is a database in use, or one that was not closed"));
-        }
+    if (!DatabaseLock::logInUse(m_path).isEmpty()) {
+        hold(std::chrono::steady_clock::now() + m_wait); // before all the work
     }
     StagingFolder::removeAbandoned(m_place, m_fileName);
     if (!m_family.isEmpty()) {
@@ -126,6 +141,22 @@ StagedFiles::~StagedFiles() = default;
 
 void StagedFiles::fail(const QString& reason) const {
     failToWrite(m_given, reason);
+}
+
+void StagedFiles::failInPlace() const {
+    throw PublishedUnsafely(
+        QStringLiteral(
+            "Cannot write '%1': %2; the new file is in its place, but may not outlast a power failure")
+            .arg(m_given, lastSystemError())
+            .toStdString());
+}
+
+void StagedFiles::sync(const QString& path) {
+    const QFileInfo info(resolvedPath(path));
+    const Folder place(info.path());
+    if (!place.syncFile(info.fileName()) || !place.sync()) {
+        failToWrite(path, lastSystemError());
+    }
 }
 
 void StagedFiles::requireSettled(std::chrono::steady_clock::time_point deadline) const {
@@ -216,32 +247,57 @@ SourceState StagedFiles::publish(const std::function<void()>& check) {
             fail(lastSystemError());
         }
     }
-    SourceState state(stagedPath(m_fileName)); // renaming changes none of it
-    if (m_family.isEmpty()) {
-        publishOne(check);
-    } else {
-        publishFamily(check);
+    const SourceState state(stagedPath(m_fileName)); // renaming changes none of it
+    try {
+        m_family.isEmpty() ? publishOne(check) : publishFamily(check);
+    } catch (PublishedUnsafely& error) {
+        error.state = state;
+        throw;
     }
     return state;
+}
+
+std::unique_ptr<FileHold> StagedFiles::hold(std::chrono::steady_clock::time_point deadline) const {
+    try {
+        return std::make_unique<FileHold>(m_place, m_path, deadline);
+    } catch (const std::runtime_error& error) {
+        fail(QString::fromUtf8(error.what()));
+    }
 }
 
 void StagedFiles::publishOne(const std::function<void()>& check) {
     const Folder& staged = m_staging->folder();
     const EntryName name(m_fileName);
     const EntryName oldName(m_fileName + QStringLiteral(".old"));
-    const bool isNew = !m_place.status(name);
-    const bool isKept = !isNew && m_place.link(name, staged, oldName);
-    check();
-    if (!staged.rename(name, m_place, name)) {
-        fail(lastSystemError());
+    // Whoever is next waits until it is certain that the new file stays where it is. With a database others
+    // may be at work by then, so that one stays.
+    std::optional<FileLock> fresh;
+    if (!DatabaseLock::isDatabase(stagedPath(m_fileName))) {
+        fresh.emplace(staged, name, false);
+    }
+    const auto deadline = std::chrono::steady_clock::now() + m_wait;
+    std::unique_ptr<FileHold> old;
+    bool isKept = false;
+    for (bool isPlaced = false; !isPlaced;) {
+        old = hold(deadline);
+        check();
+        isKept = old->isFile() && m_place.link(name, staged, oldName);
+        isPlaced =
+            old->isFile() ? staged.rename(name, m_place, name) : staged.renameToNew(name, m_place, name);
+        // Where there was no file, another process may have put one there since.
+        const bool isBeaten = !isPlaced && !old->isFile() && errno == EEXIST;
+        if (!isPlaced && !(isBeaten && std::chrono::steady_clock::now() < deadline)) {
+            fail(lastSystemError());
+        }
     }
     if (!m_place.sync()) {
         const int error = errno;
-        const bool isUndone = isNew    ? m_place.remove(name)
-                              : isKept ? staged.rename(oldName, m_place, name)
-                                       : false;
+        const bool isOurs = fresh && fresh->isAt(m_place, name);
+        const bool isUndone = isOurs && (isKept           ? staged.rename(oldName, m_place, name)
+                                         : !old->isFile() ? m_place.remove(name)
+                                                          : false);
         errno = error;
-        fail(isUndone ? lastSystemError() : lastSystemError() + isInPlace);
+        isUndone ? fail(lastSystemError()) : failInPlace();
     }
 }
 
@@ -265,7 +321,7 @@ void StagedFiles::publishFamily(const std::function<void()>& check) {
         const int error = errno;
         if (!m_staging->mark(mark)) {
             errno = error;
-            fail(lastSystemError() + isInPlace);
+            failInPlace();
         }
         undo(replacement, error);
     }

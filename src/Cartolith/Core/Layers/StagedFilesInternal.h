@@ -9,11 +9,20 @@
 #include <chrono>
 #include <functional>
 #include <memory>
+#include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
 
+class FileHold;
 class Replacement;
 class StagingFolder;
+
+/// The new files are in place, but may not outlast a power failure.
+class PublishedUnsafely : public std::runtime_error {
+public:
+    using std::runtime_error::runtime_error;
+    SourceState state; ///< the one that publish() would have given
+};
 
 /// New files for a data source: made aside, in a hidden folder beside it, and put in place together.
 ///
@@ -47,17 +56,23 @@ public:
 
     /// \throws std::runtime_error for what is there and is not a file, or is a protected one
     static void requireWritable(const QString& path, const QStringList& family = {});
+    /// Has a file that was put in place, and its place, reach the disk. \throws std::runtime_error
+    static void sync(const QString& path);
     /// To be called before a source is read. Removes what killed processes of this user left of saves, puts
-    /// back the files that one was replacing, and waits for one that is. Changes nothing through a link.
-    /// Gives the reason why the files cannot be used; empty when they can.
+    /// back the files that one was replacing, and waits for one that is; of a folder, for each source in it.
+    /// Changes nothing where the file itself is a link. Gives the reason why the files cannot be used; empty
+    /// when they can.
     static QString settle(const QString& given, std::chrono::milliseconds wait);
 
 private:
     [[noreturn]] void fail(const QString& reason) const;
+    [[noreturn]] void failInPlace() const;
+    static QString settleFolder(const QString& path, std::chrono::milliseconds wait);
     void requireSettled(std::chrono::steady_clock::time_point deadline) const;
     QString nameOf(const QString& suffix) const;
     QString stagedPath(const QString& name) const;
     void takeRights(const QString& name) const;
+    std::unique_ptr<FileHold> hold(std::chrono::steady_clock::time_point deadline) const;
     void publishOne(const std::function<void()>& check);
     void publishFamily(const std::function<void()>& check);
     Replacement begin(const EntryName& mark);

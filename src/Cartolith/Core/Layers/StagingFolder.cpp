@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/FileIdentityInternal.h>
 #include <Cartolith/Core/Layers/StagingFolderInternal.h>
 
 #include <QFile>
@@ -54,6 +55,11 @@ FileLock::~FileLock() {
 bool FileLock::isThere() const {
     struct stat found {};
     return m_handle >= 0 && ::fstat(m_handle, &found) == 0 && found.st_nlink > 0;
+}
+
+bool FileLock::isAt(const Folder& folder, const EntryName& name) const noexcept {
+    const auto own = FileIdentity::of(m_handle);
+    return own && own == FileIdentity::of(folder.handle(), name.data());
 }
 
 bool FileLock::write(const QByteArray& content) const {

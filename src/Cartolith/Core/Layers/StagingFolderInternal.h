@@ -27,6 +27,8 @@ public:
     bool isOpen() const { return m_handle >= 0; }
     /// Whether the file still has its name.
     bool isThere() const;
+    /// Whether it is the one of a name.
+    bool isAt(const Folder& folder, const EntryName& name) const noexcept;
     bool write(const QByteArray& content) const;
 
 private:

@@ -4,17 +4,13 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 
-#include <stdexcept>
-
 namespace Cartolith::Core::Licensing {
 
 namespace {
 
-constexpr QLatin1String product("cartolith");
+using Internal::fail;
 
-[[noreturn]] void fail(const QString& message) {
-    throw std::runtime_error(message.toStdString());
-}
+constexpr QLatin1String product("cartolith");
 
 QJsonObject ownPayload(const QByteArray& payload) {
     QJsonObject object = Internal::strictObject(payload);

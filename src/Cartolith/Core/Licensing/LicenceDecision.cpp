@@ -25,12 +25,17 @@ bool isTrusted(const LicenceEnvelope& envelope, const LicenceKeys& keys) {
     return key != nullptr && !keys.revoked.contains(key->id) && envelope.isSignedBy(key->publicKey);
 }
 
-/// The revocation in the text; none when it is malformed or not signed by a trusted key.
-std::optional<LicenceRevocation> trustedRevocation(const QByteArray& text, const LicenceKeys& keys) {
+/// When the text takes the licence back, the time it was issued. Checks the signature, which is what costs,
+/// only of what is about this licence.
+std::optional<qint64> revokedOn(const Licence& licence, const QByteArray& text, const LicenceKeys& keys) {
     try {
         const LicenceEnvelope envelope = LicenceEnvelope::fromJson(text);
-        if (envelope.document() == LicenceDocument::Revocation && isTrusted(envelope, keys)) {
-            return LicenceRevocation::fromPayload(envelope.payload());
+        if (envelope.document() != LicenceDocument::Revocation) {
+            return std::nullopt;
+        }
+        const LicenceRevocation revocation = LicenceRevocation::fromPayload(envelope.payload());
+        if (revocation.id == licence.id && revocation.serial > licence.serial && isTrusted(envelope, keys)) {
+            return revocation.issued;
         }
     } catch (const std::runtime_error&) {
         return std::nullopt;
@@ -41,52 +46,63 @@ std::optional<LicenceRevocation> trustedRevocation(const QByteArray& text, const
 /// What the dates say of a licence that is otherwise right.
 LicenceVerdict verdictByTime(const Licence& licence, const LicenceCircumstances& circumstances) {
     const qint64 time = std::max(circumstances.now, circumstances.highestSignedTime);
-    if (time < licence.notBefore) {
-        return verdictOf(LicenceState::NotYetValid,
-                         QStringLiteral("The licence begins on %1.").arg(timeText(licence.notBefore)));
-    }
-    if (licence.expires && time >= *licence.expires) {
-        return verdictOf(LicenceState::Expired,
-                         QStringLiteral("The licence expired on %1. Renew it and install the new one.")
-                             .arg(timeText(*licence.expires)));
-    }
     const qint64 expires = licence.expires.value_or(LicenceVerdict::never);
     const qint64 graceEnd =
         licence.refreshBy ? *licence.refreshBy + LicenceDecision::graceSeconds : LicenceVerdict::never;
-    if (time >= graceEnd) {
-        return verdictOf(
-            LicenceState::Expired,
-            QStringLiteral("The licence had to be refreshed by %1, and the grace has ended. Refresh it.")
-                .arg(timeText(*licence.refreshBy)));
+    const qint64 end = std::min(expires, graceEnd);
+    if (time < licence.notBefore) {
+        LicenceVerdict verdict =
+            verdictOf(LicenceState::NotYetValid,
+                      QStringLiteral("The licence begins on %1.").arg(timeText(licence.notBefore)));
+        verdict.until = licence.notBefore;
+        return verdict;
+    }
+    if (time >= end) {
+        LicenceVerdict verdict =
+            verdictOf(LicenceState::Expired,
+                      time >= expires
+                          ? QStringLiteral("The licence expired on %1. Renew it and install the new one.")
+                                .arg(timeText(expires))
+                          : QStringLiteral(
+                                "The licence had to be refreshed by %1, and the grace has ended. Refresh it.")
+                                .arg(timeText(*licence.refreshBy)));
+        verdict.since = std::max(end, licence.notBefore);
+        return verdict;
     }
     const bool isGrace = licence.refreshBy && time >= *licence.refreshBy;
     LicenceVerdict verdict =
         isGrace ? verdictOf(LicenceState::Grace,
                             QStringLiteral("The licence had to be refreshed by %1. Refresh it before %2.")
-                                .arg(timeText(*licence.refreshBy), timeText(std::min(expires, graceEnd))))
+                                .arg(timeText(*licence.refreshBy), timeText(end)))
                 : verdictOf(LicenceState::Valid,
-                            licence.expires
+                            licence.refreshBy && *licence.refreshBy < expires
+                                ? QStringLiteral("The licence is valid. Refresh it before %1.")
+                                      .arg(timeText(*licence.refreshBy))
+                            : licence.expires
                                 ? QStringLiteral("The licence is valid until %1.").arg(timeText(expires))
                                 : QStringLiteral("The licence is valid and does not expire."));
     verdict.features = licence.features;
-    verdict.until = std::min(expires, graceEnd);
+    verdict.since = licence.notBefore;
+    verdict.until = end;
     verdict.refreshBy = licence.refreshBy.value_or(LicenceVerdict::never);
     return verdict;
 }
 
 LicenceVerdict verdictOfLicence(const Licence& licence, const LicenceCircumstances& circumstances) {
     for (const QByteArray& text : circumstances.revocations) {
-        const auto revocation = trustedRevocation(text, circumstances.keys);
-        if (revocation && revocation->id == licence.id && revocation->serial > licence.serial) {
-            return verdictOf(
-                LicenceState::Revoked,
-                QStringLiteral("The licence was revoked on %1.").arg(timeText(revocation->issued)));
+        if (const auto issued = revokedOn(licence, text, circumstances.keys)) {
+            return verdictOf(LicenceState::Revoked,
+                             QStringLiteral("The licence was revoked on %1.").arg(timeText(*issued)));
         }
     }
     if (!licence.machine.isEmpty() && licence.machine != circumstances.machine) {
-        return verdictOf(LicenceState::WrongMachine,
-                         QStringLiteral("The licence was issued for another machine. Deactivate it there and "
-                                        "activate it here."));
+        return verdictOf(
+            LicenceState::WrongMachine,
+            circumstances.machine.isEmpty()
+                ? QStringLiteral(
+                      "The licence is bound to a machine, and this one has no id in /etc/machine-id.")
+                : QStringLiteral("The licence was issued for another machine. Deactivate it there and "
+                                 "activate it here."));
     }
     return verdictByTime(licence, circumstances);
 }

@@ -5,9 +5,9 @@
 #include <QJsonDocument>
 
 #include <memory>
-#include <stdexcept>
 
 #ifdef CARTOLITH_WITH_LICENSING
+#include <openssl/err.h>
 #include <openssl/evp.h>
 #endif
 
@@ -19,6 +19,17 @@ QString formatOf(LicenceDocument document) {
     return document == LicenceDocument::Licence ? QStringLiteral("cartolith-licence-1")
                                                 : QStringLiteral("cartolith-revocation-1");
 }
+
+#ifdef CARTOLITH_WITH_LICENSING
+/// A refused signature leaves errors behind, which a host that uses OpenSSL itself would take for its own.
+class ErrorsLeftAsTheyWere {
+public:
+    ErrorsLeftAsTheyWere() { ERR_set_mark(); }
+    ~ErrorsLeftAsTheyWere() { ERR_pop_to_mark(); }
+    ErrorsLeftAsTheyWere(const ErrorsLeftAsTheyWere&) = delete;
+    ErrorsLeftAsTheyWere& operator=(const ErrorsLeftAsTheyWere&) = delete;
+};
+#endif
 
 } // namespace
 
@@ -37,8 +48,8 @@ LicenceEnvelope LicenceEnvelope::fromJson(const QByteArray& text) {
         }
     }
     constexpr qsizetype longestQuote = 60;
-    throw std::runtime_error(
-        QStringLiteral("The format '%1' is not known.").arg(format.left(longestQuote)).toStdString());
+    Internal::fail(
+        QStringLiteral("The format '%1' is not known.").arg(Internal::printable(format.left(longestQuote))));
 }
 
 QByteArray LicenceEnvelope::toJson() const {
@@ -65,6 +76,7 @@ bool LicenceEnvelope::isSignedBy([[maybe_unused]] const QByteArray& publicKey) c
         return reinterpret_cast<const unsigned char*>(array.constData());
     };
     const auto size = [](const QByteArray& array) { return static_cast<std::size_t>(array.size()); };
+    const ErrorsLeftAsTheyWere errors;
     const std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)> key(
         EVP_PKEY_new_raw_public_key(EVP_PKEY_ED25519, nullptr, bytes(publicKey), size(publicKey)),
         EVP_PKEY_free);

@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Licensing/LicenceDecision.h>
 #include <Cartolith/Core/Licensing/LicenceEnvelope.h>
 #include <Cartolith/Core/Licensing/LicenceManager.h>
+#include <Cartolith/Core/Licensing/LicenceTextInternal.h>
 #include <Cartolith/Core/Licensing/LicensedDrivers.h>
 #include <Cartolith/Core/Licensing/MachineId.h>
 
@@ -49,21 +50,35 @@ std::vector<Source> sourcesOf(const LicenceSettings& settings, const QByteArray&
     }
     addFile(LicenceCache(settings.cacheFolder).licencePath(), false);
     addFile(settings.systemFile, false);
+    sources.erase(std::remove_if(sources.begin(), sources.end(),
+                                 [](const Source& s) { return s.text.isEmpty() && s.trouble.isEmpty(); }),
+                  sources.end());
     return sources;
 }
 
 constexpr int lockMilliseconds = 2000;
 
-/// Throws when `held` is a text of the same kind and id with a higher serial. One that is not signed by a
+#ifdef CARTOLITH_WITH_LICENSING
+constexpr bool isLicensed = true;
+#else
+constexpr bool isLicensed = false;
+#endif
+
+/// Throws when `held` is a text of this kind and id with a higher serial. One that is not signed by a
 /// trusted key may be replaced by anything.
 template <typename Payload>
-void requireNewer(const Payload& payload, const QByteArray& held, const LicenceKeys& keys) {
+void requireNewer(LicenceDocument document, const Payload& payload, const QByteArray& held,
+                  const LicenceKeys& keys) {
     if (LicenceDecision::signedTime(held, keys) == 0) {
         return;
     }
-    const Payload stored = Payload::fromPayload(LicenceEnvelope::fromJson(held).payload());
+    const LicenceEnvelope envelope = LicenceEnvelope::fromJson(held);
+    if (envelope.document() != document) {
+        return;
+    }
+    const Payload stored = Payload::fromPayload(envelope.payload());
     if (stored.id == payload.id && payload.serial < stored.serial) {
-        throw std::runtime_error("The text is older than the one that is installed.");
+        Internal::fail(QStringLiteral("It is older than the one that is installed."));
     }
 }
 
@@ -83,11 +98,55 @@ std::mutex& currentMutex() {
 
 } // namespace
 
+/// What was read, and what it comes to in the time from `since` on and before `until`.
 struct LicenceManager::State {
+    std::vector<Source> sources;
+    LicenceCircumstances circumstances;
     LicenceVerdict verdict;
     QByteArray licence;
-    LicenceCircumstances circumstances;
+    qint64 since = LicenceVerdict::always;
+    qint64 until = LicenceVerdict::never;
+
+    bool isMachineWanted = false; ///< a licence names a machine other than the one that is known
+
+    qint64 timeAt(qint64 now) const { return std::max(now, circumstances.highestSignedTime); }
+    void decide();
 };
+
+void LicenceManager::State::decide() {
+    const Source* taken = nullptr;
+    verdict = LicenceDecision::decide({}, circumstances);
+    since = LicenceVerdict::always;
+    until = LicenceVerdict::never;
+    isMachineWanted = false;
+    QStringList ignored;
+    for (const Source& source : sources) {
+        if (source.text.isEmpty()) {
+            ignored.append(source.name + QStringLiteral(": ") + source.trouble);
+            continue;
+        }
+        LicenceVerdict found = LicenceDecision::decide(source.text, circumstances);
+        since = std::max(since, found.since);
+        until = std::min(until, found.until);
+        isMachineWanted = isMachineWanted || found.state == LicenceState::WrongMachine;
+        if (taken == nullptr || (permitsSomething(found) && !permitsSomething(verdict))) {
+            if (taken != nullptr) {
+                ignored.append(taken->name + QStringLiteral(": ") + verdict.reason);
+            }
+            taken = &source;
+            verdict = std::move(found);
+        } else {
+            ignored.append(
+                source.name + QStringLiteral(": ") +
+                (permitsSomething(verdict) ? QStringLiteral("an earlier one is taken") : found.reason));
+        }
+    }
+    if (taken != nullptr) {
+        licence = taken->text;
+        verdict.source = taken->name;
+    }
+    verdict.ignored = ignored;
+}
 
 LicenceSettings::LicenceSettings()
     : keys(LicenceKeys::builtIn()), cacheFolder(LicenceCache::defaultFolder()),
@@ -112,75 +171,97 @@ void LicenceManager::setCurrent(std::shared_ptr<LicenceManager> manager) {
     currentManager().swap(manager);
 }
 
-std::shared_ptr<const LicenceManager::State> LicenceManager::read() const {
+LicenceManager::StatePointer LicenceManager::read() const {
     auto state = std::make_shared<State>();
-#ifndef CARTOLITH_WITH_LICENSING
-    state->verdict.state = LicenceState::Valid;
-    state->verdict.reason = QStringLiteral("This build needs no licence.");
-    return state;
-#endif
+    if constexpr (!isLicensed) {
+        state->verdict.state = LicenceState::Valid;
+        state->verdict.reason = QStringLiteral("This build needs no licence.");
+        state->verdict.features.append(unmarkedOutputFeature());
+        for (const QString& driver : m_settings.drivers) {
+            state->verdict.features.append(rasterFeature(driver));
+        }
+        state->verdict.features.sort();
+        return state;
+    }
+    QByteArray given;
+    {
+        const std::scoped_lock lock(m_mutex);
+        given = m_given;
+    }
+    const LicenceCache cache(m_settings.cacheFolder);
     LicenceCircumstances& circumstances = state->circumstances;
     circumstances.keys = m_settings.keys;
     circumstances.now = m_settings.clock();
-    circumstances.revocations = {LicenceCache(m_settings.cacheFolder).revocation()};
-    const std::vector<Source> sources = sourcesOf(m_settings, m_given);
+    circumstances.revocations = cache.revocations();
+    state->sources = sourcesOf(m_settings, given);
     const auto note = [&](const QByteArray& text) {
         circumstances.highestSignedTime =
             std::max(circumstances.highestSignedTime, LicenceDecision::signedTime(text, circumstances.keys));
     };
+    note(cache.latest());
     std::for_each(circumstances.revocations.cbegin(), circumstances.revocations.cend(), note);
-    for (const Source& source : sources) {
+    for (const Source& source : state->sources) {
         note(source.text);
     }
-
-    QStringList ignored;
-    std::optional<LicenceVerdict> firstFound;
-    for (const Source& source : sources) {
-        if (source.text.isEmpty()) {
-            if (!source.trouble.isEmpty()) {
-                ignored.append(source.name + QStringLiteral(": ") + source.trouble);
-            }
-            continue;
-        }
-        LicenceVerdict verdict = LicenceDecision::decide(source.text, circumstances);
-        if (verdict.state == LicenceState::WrongMachine && circumstances.machine.isEmpty()) {
-            circumstances.machine = m_settings.machineId();
-            verdict = LicenceDecision::decide(source.text, circumstances);
-        }
-        verdict.source = source.name;
-        if (!firstFound || (permitsSomething(verdict) && !permitsSomething(*firstFound))) {
-            if (firstFound) {
-                ignored.append(firstFound->source + QStringLiteral(": ") + firstFound->reason);
-            }
-            state->licence = source.text;
-            firstFound = std::move(verdict);
-        } else {
-            ignored.append(
-                source.name + QStringLiteral(": ") +
-                (permitsSomething(*firstFound) ? QStringLiteral("an earlier one is taken") : verdict.reason));
-        }
+    state->decide();
+    if (state->isMachineWanted) {
+        circumstances.machine = m_settings.machineId();
+        state->decide();
     }
-    state->verdict = firstFound ? std::move(*firstFound) : LicenceDecision::decide({}, circumstances);
-    state->verdict.ignored = ignored;
     return state;
 }
 
-std::shared_ptr<const LicenceManager::State> LicenceManager::state() const {
-    const std::scoped_lock lock(m_mutex);
-    if (m_state == nullptr) {
-        m_state = read();
+LicenceManager::StatePointer LicenceManager::state() const {
+    {
+        const std::scoped_lock lock(m_mutex);
+        if (m_state != nullptr) {
+            return m_state;
+        }
     }
-    return m_state;
+    const std::scoped_lock reading(m_reading);
+    {
+        const std::scoped_lock lock(m_mutex);
+        if (m_state != nullptr) { // read by another thread meanwhile
+            return m_state;
+        }
+    }
+    StatePointer state = read();
+    const std::scoped_lock lock(m_mutex);
+    m_state = state;
+    return state;
 }
 
-bool LicenceManager::isPermitted([[maybe_unused]] const QString& feature) const {
-#ifdef CARTOLITH_WITH_LICENSING
-    const auto held = state();
-    return held->verdict.permits(feature,
-                                 std::max(m_settings.clock(), held->circumstances.highestSignedTime));
-#else
-    return true;
-#endif
+LicenceManager::StatePointer LicenceManager::stateAt(qint64 now) const {
+    StatePointer held = state();
+    const qint64 time = held->timeAt(now);
+    if (held->since <= time && time < held->until) {
+        return held;
+    }
+    auto decided = std::make_shared<State>(*held);
+    decided->circumstances.now = now;
+    decided->decide();
+    const std::scoped_lock lock(m_mutex);
+    if (m_state == held) { // and not what another thread has read meanwhile
+        m_state = decided;
+    }
+    return decided;
+}
+
+LicenceVerdict LicenceManager::readAnew() {
+    const std::scoped_lock reading(m_reading);
+    const StatePointer state = read();
+    const std::scoped_lock lock(m_mutex);
+    m_state = state;
+    return state->verdict;
+}
+
+bool LicenceManager::isPermitted(const QString& feature) const {
+    if constexpr (!isLicensed) {
+        return true;
+    }
+    const qint64 now = m_settings.clock();
+    const StatePointer held = stateAt(now);
+    return held->verdict.permits(feature, held->timeAt(now));
 }
 
 bool LicenceManager::isDriverPermitted(const QString& driver) const {
@@ -188,57 +269,69 @@ bool LicenceManager::isDriverPermitted(const QString& driver) const {
 }
 
 LicenceVerdict LicenceManager::verdict() const {
-    const auto held = state();
-    if (held->licence.isEmpty()) {
+    const StatePointer held = state();
+    if (held->sources.empty()) {
         return held->verdict;
     }
-    LicenceCircumstances circumstances = held->circumstances;
-    circumstances.now = m_settings.clock();
-    LicenceVerdict verdict = LicenceDecision::decide(held->licence, circumstances);
-    verdict.source = held->verdict.source;
-    verdict.ignored = held->verdict.ignored;
-    return verdict;
+    State decided = *held; // a licence passes into its grace without an end of what is permitted
+    decided.circumstances.now = m_settings.clock();
+    decided.decide();
+    return decided.verdict;
 }
 
 LicenceVerdict LicenceManager::reload() {
-    const std::scoped_lock lock(m_mutex);
-    m_state = read();
-    return m_state->verdict;
+    return readAnew();
 }
 
 LicenceVerdict LicenceManager::use(const QByteArray& licence) {
-    const std::scoped_lock lock(m_mutex);
-    m_given = licence;
-    m_state = read();
-    return m_state->verdict;
+    {
+        const std::scoped_lock lock(m_mutex);
+        m_given = licence;
+    }
+    return readAnew();
 }
 
 LicenceVerdict LicenceManager::install(const QByteArray& text) {
+    store(text);
+    return readAnew();
+}
+
+void LicenceManager::store(const QByteArray& text) const {
     const LicenceEnvelope envelope = LicenceEnvelope::fromJson(text);
-    const LicenceKey* const key = m_settings.keys.find(envelope.keyId());
-    if (key == nullptr || m_settings.keys.revoked.contains(key->id) || !envelope.isSignedBy(key->publicKey)) {
-        throw std::runtime_error("The text is not signed by a key that this program trusts.");
+    const LicenceKeys& keys = m_settings.keys;
+    const LicenceKey* const key = keys.find(envelope.keyId());
+    if (key == nullptr || keys.revoked.contains(key->id) || !envelope.isSignedBy(key->publicKey)) {
+        Internal::fail(QStringLiteral("It is not signed by a key that this program trusts."));
     }
+    const bool isLicence = envelope.document() == LicenceDocument::Licence;
+    const Licence licence = isLicence ? Licence::fromPayload(envelope.payload()) : Licence();
+    const LicenceRevocation revocation =
+        isLicence ? LicenceRevocation() : LicenceRevocation::fromPayload(envelope.payload());
+
     const LicenceCache cache(m_settings.cacheFolder);
     // Another process may be at the same place; without a folder there is nothing to lock yet.
-    QDir().mkpath(m_settings.cacheFolder);
-    QLockFile lock(m_settings.cacheFolder + QStringLiteral("/lock"));
-    if (!lock.tryLock(lockMilliseconds) && lock.error() == QLockFile::LockFailedError) {
-        throw std::runtime_error("Another program is installing a licence.");
+    std::optional<QLockFile> lock;
+    if (!m_settings.cacheFolder.isEmpty() && QDir().mkpath(m_settings.cacheFolder)) {
+        lock.emplace(m_settings.cacheFolder + QStringLiteral("/lock"));
+        if (!lock->tryLock(lockMilliseconds) && lock->error() == QLockFile::LockFailedError) {
+            throw Internal::StorageError("Another program is installing a licence.");
+        }
     }
-    if (envelope.document() == LicenceDocument::Revocation) {
-        requireNewer(LicenceRevocation::fromPayload(envelope.payload()), cache.revocation(), m_settings.keys);
-        cache.storeRevocation(text);
-    } else {
-        requireNewer(Licence::fromPayload(envelope.payload()), cache.licence(), m_settings.keys);
+    if (isLicence) {
+        requireNewer(envelope.document(), licence, cache.licence(), keys);
         cache.storeLicence(text);
+    } else {
+        requireNewer(envelope.document(), revocation, cache.revocation(revocation.id), keys);
+        cache.storeRevocation(revocation.id, text);
     }
-    return reload();
+    if (LicenceDecision::signedTime(text, keys) >= LicenceDecision::signedTime(cache.latest(), keys)) {
+        cache.storeLatest(text);
+    }
 }
 
 LicenceVerdict LicenceManager::remove() {
     LicenceCache(m_settings.cacheFolder).removeLicence();
-    return reload();
+    return readAnew();
 }
 
 QByteArray LicenceManager::licenceText() const {

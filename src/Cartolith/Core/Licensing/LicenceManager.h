@@ -21,10 +21,10 @@ struct LicenceCircumstances;
 struct CARTOLITH_CORE_EXPORT LicenceSettings {
     LicenceSettings();
 
-    LicenceKeys keys;                                        ///< the built-in ones
-    QString cacheFolder;                                     ///< LicenceCache::defaultFolder()
-    QString systemFile;                                      ///< "/etc/cartolith/licence.json"
-    QStringList drivers;                                     ///< licensedRasterDrivers()
+    LicenceKeys keys;    ///< the built-in ones
+    QString cacheFolder; ///< LicenceCache::defaultFolder(); empty: there is no cache
+    QString systemFile;  ///< "/etc/cartolith/licence.json"; may be empty
+    QStringList drivers; ///< licensedRasterDrivers()
     std::function<QByteArray(const char* name)> environment; ///< qgetenv()
     std::function<qint64()> clock;                           ///< seconds since 1970
     std::function<QByteArray()> machineId;                   ///< asked only when a licence names a machine
@@ -38,8 +38,10 @@ struct CARTOLITH_CORE_EXPORT LicenceSettings {
 /// they were not taken, are listed in LicenceVerdict::ignored.
 ///
 /// Nothing is read before the first question or reload(), and again only by reload(), use(), install() and
-/// remove(). Nothing is ever sent: that is LicenceService's work. All operations may be called from several
-/// threads; the settings' functions are then called from these threads.
+/// remove(); when time ends a verdict, what was read is decided anew. Nothing is ever sent: that is
+/// LicenceService's work. All operations may be called from several threads; the settings' functions are then
+/// called from these threads, and must not ask this manager. Who asks does not wait for who reads, but for
+/// the first reading.
 ///
 /// In a build without licensing (CMake option CARTOLITH_LICENSING=OFF) everything is permitted.
 class CARTOLITH_CORE_EXPORT LicenceManager {
@@ -54,8 +56,8 @@ public:
     /// A null manager restores the default one.
     static void setCurrent(std::shared_ptr<LicenceManager> manager);
 
-    /// Whether the feature is permitted now. From memory, in well under 100 ns, but for the first question,
-    /// which reads the sources.
+    /// Whether the feature is permitted now, as verdict() says. From memory, in well under 100 ns, but for
+    /// the first question, which reads the sources, and the first one after a verdict has ended.
     bool isPermitted(const QString& feature) const;
     /// The same for a raster driver of GDAL; true for those that need no licence.
     bool isDriverPermitted(const QString& driver) const;
@@ -68,10 +70,11 @@ public:
     LicenceVerdict use(const QByteArray& licence);
 
     /// Stores a licence, or a revocation, in the user's cache, when a trusted key signed it, and reads the
-    /// sources anew. What is stored may be for another time: a licence that begins later is stored.
-    /// \throws std::runtime_error when it is malformed or not signed by a trusted key, when it is a licence
-    /// of a lower serial than the stored one of the same id, and when it cannot be written; all is then as
-    /// before
+    /// sources anew. What is stored may be for another time: a licence that begins later is stored. Several
+    /// processes may do this at once.
+    /// \throws std::runtime_error when the text is malformed or not signed by a trusted key, when a licence
+    /// of the same id with a higher serial is stored already, and when the text cannot be written; everything
+    /// is then as before
     LicenceVerdict install(const QByteArray& text);
     /// Removes the licence from the user's cache. \throws std::runtime_error when it cannot be removed
     LicenceVerdict remove();
@@ -82,13 +85,18 @@ public:
 
 private:
     struct State;
+    using StatePointer = std::shared_ptr<const State>;
 
-    std::shared_ptr<const State> state() const;
-    std::shared_ptr<const State> read() const;
+    StatePointer state() const;
+    StatePointer stateAt(qint64 now) const;
+    StatePointer read() const;
+    LicenceVerdict readAnew();
+    void store(const QByteArray& text) const;
 
     LicenceSettings m_settings;
-    mutable std::mutex m_mutex;
-    mutable std::shared_ptr<const State> m_state; // null before the first question
+    mutable std::mutex m_reading; ///< held while the sources are read; taken before m_mutex
+    mutable std::mutex m_mutex;   ///< guards the two below
+    mutable StatePointer m_state; // null before the first question
     QByteArray m_given;
 };
 

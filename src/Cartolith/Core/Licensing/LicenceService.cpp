@@ -16,7 +16,7 @@ namespace Cartolith::Core::Licensing {
 namespace {
 
 LicenceOutcome failure(const LicenceManager& manager, const QString& code, const QString& message) {
-    return {false, code, message, manager.verdict()};
+    return {false, code, message, manager.verdict(), {}};
 }
 
 QString kindText(LicenceRequestKind kind) {
@@ -36,13 +36,62 @@ std::optional<std::pair<QString, QString>> serviceError(const QByteArray& answer
     try {
         const QJsonObject object = Internal::strictObject(answer);
         if (object.value(QStringLiteral("format")) == QStringLiteral("cartolith-error-1")) {
-            return std::pair(Internal::requiredText(object, QStringLiteral("code")),
-                             Internal::requiredText(object, QStringLiteral("message")));
+            constexpr qsizetype longestCode = 60;
+            constexpr qsizetype longestMessage = 500;
+            const QString code = Internal::requiredText(object, QStringLiteral("code"));
+            const QString message = Internal::requiredText(object, QStringLiteral("message"));
+            return std::pair(Internal::printable(code.left(longestCode)),
+                             Internal::printable(message.left(longestMessage)));
         }
     } catch (const std::runtime_error&) {
         return std::nullopt;
     }
     return std::nullopt;
+}
+
+LicenceOutcome refusal(LicenceManager& manager, const std::runtime_error& error) {
+    manager.reload(); // another process may have stored something newer
+    return failure(manager, QStringLiteral("answer"),
+                   QStringLiteral("This cannot be installed. %1").arg(QString::fromUtf8(error.what())));
+}
+
+/// The licence that a request is about.
+struct Asked {
+    LicenceRequestKind kind = LicenceRequestKind::Activate;
+    QString id;
+    qint64 serial = 0;
+};
+
+/// Throws for what is signed, but no answer to this: the answer to an earlier request, or to somebody else's.
+void requireAnswerTo(const Asked& asked, const QByteArray& text) {
+    const LicenceEnvelope envelope = LicenceEnvelope::fromJson(text);
+    const bool isRevocation = envelope.document() == LicenceDocument::Revocation;
+    if (asked.kind == LicenceRequestKind::Activate) {
+        if (isRevocation) {
+            Internal::fail(QStringLiteral("It is a revocation, not a licence."));
+        }
+        return;
+    }
+    if (asked.kind == LicenceRequestKind::Deactivate && !isRevocation) {
+        Internal::fail(QStringLiteral("It is no revocation: the licence was not taken back."));
+    }
+    QString id;
+    qint64 serial = 0;
+    if (isRevocation) {
+        const LicenceRevocation revocation = LicenceRevocation::fromPayload(envelope.payload());
+        id = revocation.id;
+        serial = revocation.serial;
+    } else {
+        const Licence licence = Licence::fromPayload(envelope.payload());
+        id = licence.id;
+        serial = licence.serial;
+    }
+    if (id != asked.id) {
+        Internal::fail(QStringLiteral("It is about another licence."));
+    }
+    if (serial < asked.serial || (isRevocation && serial == asked.serial)) {
+        Internal::fail(QStringLiteral("It is older than the licence that is held."));
+    }
 }
 
 } // namespace
@@ -52,7 +101,8 @@ LicenceService::LicenceService(LicenceManager& manager, LicenceTransport& transp
 
 QString LicenceService::address(const LicenceManager& manager) {
     const auto& environment = manager.settings().environment;
-    if (environment("CARTOLITH_LICENCE_OFFLINE") == "1") {
+    const QByteArray offline = environment("CARTOLITH_LICENCE_OFFLINE");
+    if (!offline.isEmpty() && offline != "0") {
         throw std::runtime_error("CARTOLITH_LICENCE_OFFLINE is set: nothing is sent.");
     }
     QString text = QString::fromLocal8Bit(environment("CARTOLITH_LICENCE_SERVER"));
@@ -78,7 +128,8 @@ QByteArray LicenceService::request(const LicenceManager& manager, LicenceRequest
     }
     if (kind != LicenceRequestKind::Activate) {
         const LicenceVerdict verdict = manager.verdict();
-        if (verdict.id.isEmpty()) {
+        // That of a withdrawn key is unproven, and yet what has to be refreshed.
+        if (verdict.id.isEmpty() && verdict.state != LicenceState::Revoked) {
             throw std::runtime_error("There is no licence to refresh or to give back.");
         }
         const Licence licence =
@@ -88,8 +139,11 @@ QByteArray LicenceService::request(const LicenceManager& manager, LicenceRequest
         bindsMachine = bindsMachine || !licence.machine.isEmpty();
     }
     if (bindsMachine) {
-        object.insert(QStringLiteral("machine"),
-                      QString::fromLatin1(manager.settings().machineId().toBase64()));
+        const QByteArray machine = manager.settings().machineId();
+        if (machine.isEmpty()) {
+            Internal::fail(QStringLiteral("This machine has no id in /etc/machine-id."));
+        }
+        object.insert(QStringLiteral("machine"), QString::fromLatin1(machine.toBase64()));
     }
     return QJsonDocument(object).toJson();
 }
@@ -103,9 +157,12 @@ LicenceOutcome LicenceService::accept(LicenceManager& manager, const QByteArray&
         outcome.verdict = manager.install(answer);
         outcome.done = true;
         return outcome;
+    } catch (const Internal::StorageError& error) {
+        LicenceOutcome outcome = failure(manager, QStringLiteral("storage"), QString::fromUtf8(error.what()));
+        outcome.answer = answer;
+        return outcome;
     } catch (const std::runtime_error& error) {
-        return failure(manager, QStringLiteral("answer"),
-                       QStringLiteral("The answer is no licence. %1").arg(QString::fromUtf8(error.what())));
+        return refusal(manager, error);
     }
 }
 
@@ -113,26 +170,39 @@ void LicenceService::ask(LicenceRequestKind kind, const QString& code, bool bind
                          std::function<void(const LicenceOutcome&)> done) {
     QString url;
     QByteArray body;
+    Asked asked{kind, {}, 0};
     try {
         url = address(m_manager);
         body = request(m_manager, kind, code, bindsMachine);
+        const QJsonObject sent = QJsonDocument::fromJson(body).object();
+        asked.id = sent.value(QStringLiteral("id")).toString();
+        asked.serial = sent.value(QStringLiteral("serial")).toInteger();
     } catch (const std::runtime_error& error) {
         done(failure(m_manager, QStringLiteral("offline"), QString::fromUtf8(error.what())));
         return;
     }
-    m_transport.post(url, body, [&manager = m_manager, done = std::move(done)](const LicenceReply& reply) {
-        constexpr int ok = 200;
-        if (reply.status != ok && !serviceError(reply.body)) {
-            const QString trouble =
-                reply.trouble.isEmpty()
-                    ? QStringLiteral("the service answered with status %1").arg(reply.status)
-                    : reply.trouble;
-            done(failure(manager, QStringLiteral("transport"),
-                         QStringLiteral("The licence service could not be asked: %1.").arg(trouble)));
-            return;
-        }
-        done(accept(manager, reply.body));
-    });
+    m_transport.post(
+        url, body, [&manager = m_manager, asked, done = std::move(done)](const LicenceReply& reply) {
+            constexpr int ok = 200;
+            if (reply.status != ok && !serviceError(reply.body)) {
+                const QString trouble =
+                    reply.trouble.isEmpty()
+                        ? QStringLiteral("the service answered with status %1").arg(reply.status)
+                        : reply.trouble;
+                done(failure(manager, QStringLiteral("transport"),
+                             QStringLiteral("The licence service could not be asked: %1.").arg(trouble)));
+                return;
+            }
+            if (!serviceError(reply.body)) {
+                try {
+                    requireAnswerTo(asked, reply.body);
+                } catch (const std::runtime_error& error) {
+                    done(refusal(manager, error));
+                    return;
+                }
+            }
+            done(accept(manager, reply.body));
+        });
 }
 
 } // namespace Cartolith::Core::Licensing

@@ -23,13 +23,18 @@ enum class LicenceRequestKind {
 /// How a request ended.
 struct LicenceOutcome {
     bool done = false; ///< the answer was installed
-    QString code;    ///< the service's code for an error ("seats.used"), or "transport", "answer", "offline"
-    QString message; ///< a sentence for a person
+    /// The service's code for an error ("seats.used"), or "offline", nothing was sent; "transport", nothing
+    /// came back; "answer", what came is not to be used; "storage", it could not be stored.
+    QString code;
+    QString message;        ///< a sentence for a person
     LicenceVerdict verdict; ///< of the manager, after the answer
+    /// With "storage" the text that could not be stored, so that it is not lost: LicenceManager::use() takes
+    /// it for this process, and a host may keep it elsewhere. Empty otherwise.
+    QByteArray answer;
 };
 
-/// Asks a licence service for licences, for a manager. Nothing is sent but by ask(), and what ask() sends is
-/// what request() shows.
+/// Asks a licence service for licences, for a manager. Only ask() sends anything, and it sends exactly
+/// the text that request() shows.
 ///
 /// Requests and answers are JSON. A request has the members `format` ("cartolith-request-1"), `request`
 /// ("activate", "refresh" or "deactivate"), `product`, and, where they are known, `code`, `id`, `serial` and
@@ -48,14 +53,15 @@ public:
 
     /// The text of a request, also for a file that is taken to the service by hand. The machine is named only
     /// when `bindsMachine` is set or the held licence names one. \throws std::runtime_error for Refresh and
-    /// Deactivate without a licence
+    /// Deactivate without a licence whose key is trusted or was withdrawn, and for a machine without an id
     static QByteArray request(const LicenceManager& manager, LicenceRequestKind kind,
                               const QString& code = {}, bool bindsMachine = false);
 
     /// Takes an answer, wherever it came from, to the manager. Never throws but std::bad_alloc.
     static LicenceOutcome accept(LicenceManager& manager, const QByteArray& answer);
 
-    /// Sends the request and calls `done` once. Never throws but std::bad_alloc.
+    /// Sends the request and calls `done` once. A signed answer counts when it is one to this request: about
+    /// the same licence, not older, and to Deactivate a revocation. Never throws but std::bad_alloc.
     void ask(LicenceRequestKind kind, const QString& code, bool bindsMachine,
              std::function<void(const LicenceOutcome&)> done);
 

@@ -5,16 +5,13 @@
 #include <QJsonDocument>
 #include <QSet>
 
+#include <algorithm>
 #include <stdexcept>
 #include <vector>
 
 namespace Cartolith::Core::Licensing::Internal {
 
 namespace {
-
-[[noreturn]] void fail(const QString& message) {
-    throw std::runtime_error(message.toStdString());
-}
 
 /// Where the string that starts with the quote at `at` ends: the position behind its closing quote.
 qsizetype stringEnd(const QByteArray& text, qsizetype at) {
@@ -26,9 +23,16 @@ qsizetype stringEnd(const QByteArray& text, qsizetype at) {
     return at + 1;
 }
 
+/// The name in a string with its quotes, however it is spelled.
+QByteArray plainName(const QByteArray& string) {
+    return string.contains('\\')
+               ? QJsonDocument::fromJson('[' + string + ']').array().at(0).toString().toUtf8()
+               : string.sliced(1, string.size() - 2);
+}
+
 /// The text has passed the parser, so brackets and quotes pair. A name is a string with a colon behind it.
 bool namesAMemberTwice(const QByteArray& text) {
-    std::vector<QSet<QString>> names;
+    std::vector<QSet<QByteArray>> names;
     for (qsizetype i = 0; i < text.size();) {
         const char c = text[i];
         if (c == '}' || c == ']') {
@@ -42,8 +46,7 @@ bool namesAMemberTwice(const QByteArray& text) {
                 ++next;
             }
             if (next < text.size() && text[next] == ':') {
-                const QByteArray list = '[' + text.sliced(i, end - i) + ']';
-                const QString name = QJsonDocument::fromJson(list).array().at(0).toString();
+                const QByteArray name = plainName(text.sliced(i, end - i));
                 if (names.back().contains(name)) {
                     return true;
                 }
@@ -58,6 +61,16 @@ bool namesAMemberTwice(const QByteArray& text) {
 }
 
 } // namespace
+
+void fail(const QString& message) {
+    throw std::runtime_error(message.toStdString());
+}
+
+QString printable(QString text) {
+    std::replace_if(
+        text.begin(), text.end(), [](QChar c) { return !c.isPrint(); }, QLatin1Char(' '));
+    return text;
+}
 
 QJsonObject strictObject(const QByteArray& text) {
     if (text.size() > mostBytes) {
@@ -106,16 +119,33 @@ qint64 requiredCount(const QJsonObject& object, const QString& member) {
 }
 
 std::optional<qint64> parseTime(const QString& text) {
-    const QDateTime time = QDateTime::fromString(text, Qt::ISODate);
-    if (!time.isValid() || time.timeSpec() != Qt::UTC || time.date().year() < 1970 ||
-        timeText(time.toSecsSinceEpoch()) != text) {
+    constexpr QStringView pattern(u"0000-00-00T00:00:00Z");
+    if (text.size() != pattern.size()) {
         return std::nullopt;
     }
-    return time.toSecsSinceEpoch();
+    for (qsizetype i = 0; i < pattern.size(); ++i) {
+        const QChar c = text[i];
+        if (pattern[i] == u'0' ? c < u'0' || c > u'9' : c != pattern[i]) {
+            return std::nullopt;
+        }
+    }
+    const auto number = [&](qsizetype at, qsizetype digits) {
+        return QStringView(text).mid(at, digits).toInt();
+    };
+    const QDate date(number(0, 4), number(5, 2), number(8, 2));
+    const QTime time(number(11, 2), number(14, 2), number(17, 2));
+    const QDate first(1970, 1, 1);
+    if (!date.isValid() || !time.isValid() || date < first) {
+        return std::nullopt;
+    }
+    constexpr qint64 day = 86'400;
+    constexpr int thousand = 1000;
+    return first.daysTo(date) * day + time.msecsSinceStartOfDay() / thousand;
 }
 
 QString timeText(qint64 seconds) {
-    return QDateTime::fromSecsSinceEpoch(seconds, Qt::UTC).toString(Qt::ISODate);
+    constexpr qint64 last = 253'402'300'799; // of the year 9999, beyond which there is no text
+    return QDateTime::fromSecsSinceEpoch(std::min(seconds, last), Qt::UTC).toString(Qt::ISODate);
 }
 
 } // namespace Cartolith::Core::Licensing::Internal

@@ -6,7 +6,7 @@
 namespace Cartolith::Core::Licensing {
 
 bool LicenceVerdict::permits(const QString& feature, qint64 time) const noexcept {
-    return time < until && std::binary_search(features.begin(), features.end(), feature);
+    return since <= time && time < until && std::binary_search(features.begin(), features.end(), feature);
 }
 
 QString LicenceVerdict::stateText(LicenceState state) {

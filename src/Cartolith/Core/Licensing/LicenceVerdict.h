@@ -24,14 +24,17 @@ enum class LicenceState : int {
 /// What was decided about a licence. A value.
 struct CARTOLITH_CORE_EXPORT LicenceVerdict {
     static constexpr qint64 never = std::numeric_limits<qint64>::max();
+    static constexpr qint64 always = std::numeric_limits<qint64>::min();
 
     LicenceState state = LicenceState::Missing;
     /// The permitted features, sorted; none unless the state is Valid or Grace.
     QStringList features;
     /// A sentence on which a person can act.
     QString reason;
-    /// When this verdict ends, in seconds since 1970: from then on the features are not permitted. `never`
-    /// where time does not change it.
+    /// The time in which this verdict holds, in seconds since 1970: from `since` on and before `until`;
+    /// another one holds outside. `always` and `never` where time does not change it. For a licence that is
+    /// not yet valid `until` is its beginning, for one that is valid or in its grace its end.
+    qint64 since = always;
     qint64 until = never;
     /// When the licence has to be refreshed; `never` when it need not be.
     qint64 refreshBy = never;

@@ -58,7 +58,8 @@ struct RoutingPlan {
 };
 
 /// Plans the rounds of a fleet: stops with time windows, service times and demands, vehicles with capacities
-/// and shifts. Ways between stops are those of least travel time, and their sum is what is made small.
+/// and shifts. Between two stops a vehicle takes the way of least travel time; the solver makes the sum of
+/// these times small.
 ///
 /// A heuristic for up to some hundred stops: each stop is inserted where it costs least, those that close
 /// first before the others; then single stops move to better places and stretches are turned round (2-opt)

@@ -27,8 +27,8 @@ public:
     }
 
     /// Of which the roots are the distances, two at a time: the same steps as there, with sound numbers. Up
-    /// to one more than `count` are read and written.
-    void squaresOf(const double* x, const double* y, std::size_t count, double* squares) const {
+    /// to one more than `count` are read and written. Returns the largest written.
+    double squaresOf(const double* x, const double* y, std::size_t count, double* squares) const {
         const double dx = m_bx - m_ax;
         const double dy = m_by - m_ay;
         const __m128d fromX = _mm_set1_pd(m_ax);
@@ -38,6 +38,7 @@ public:
         const __m128d square = _mm_set1_pd(dx == 0.0 && dy == 0.0 ? 1.0 : dx * dx + dy * dy);
         const __m128d zero = _mm_setzero_pd();
         const __m128d one = _mm_set1_pd(1.0);
+        __m128d most = zero;
         for (std::size_t i = 0; i < count; i += 2) {
             const __m128d px = _mm_loadu_pd(x + i);
             const __m128d py = _mm_loadu_pd(y + i);
@@ -46,8 +47,11 @@ public:
             const __m128d t = _mm_min_pd(_mm_max_pd(_mm_div_pd(product, square), zero), one);
             const __m128d offX = _mm_sub_pd(px, _mm_add_pd(fromX, _mm_mul_pd(t, alongX)));
             const __m128d offY = _mm_sub_pd(py, _mm_add_pd(fromY, _mm_mul_pd(t, alongY)));
-            _mm_storeu_pd(squares + i, _mm_add_pd(_mm_mul_pd(offX, offX), _mm_mul_pd(offY, offY)));
+            const __m128d both = _mm_add_pd(_mm_mul_pd(offX, offX), _mm_mul_pd(offY, offY));
+            _mm_storeu_pd(squares + i, both);
+            most = _mm_max_pd(most, both);
         }
+        return std::max(_mm_cvtsd_f64(most), _mm_cvtsd_f64(_mm_unpackhi_pd(most, most)));
     }
 
     double mostIn(const Box& box) const {
@@ -156,28 +160,41 @@ FarthestVertex::FarthestVertex(const QList<GisShapePoint>& points, int first, in
 }
 
 void FarthestVertex::scanRun(const Chord& chord, int begin, int end, Best& best) const {
-    std::array<double, runLength> squares; // an even number
+    std::array<double, scanLength> squares; // an even number
     const auto offset = static_cast<std::size_t>(begin - m_first);
     const auto count = static_cast<std::size_t>(end - begin);
-    chord.squaresOf(m_x.data() + offset, m_y.data() + offset, count, squares.data());
+    const double most = chord.squaresOf(m_x.data() + offset, m_y.data() + offset, count, squares.data());
     // Two squares may have one root.
     const double enough = best.square * (1.0 - 0x1p-50);
     const bool isLater = begin > best.index;
+    if (isLater ? most <= best.square : most < enough) {
+        return;
+    }
     for (std::size_t i = 0; i < count; ++i) {
         if (isLater ? squares[i] > best.square : squares[i] >= enough) {
             const double distance = std::sqrt(squares[i]);
             const int index = begin + static_cast<int>(i);
             if (distance > best.distance || (distance == best.distance && index < best.index)) {
-                best = {{distance, index}, squares[i]};
+                best = {{distance, index, best.looks}, squares[i]};
             }
         }
     }
 }
 
+FarthestVertex::Answer FarthestVertex::ofAll(const Chord& chord, int from, int to) const {
+    Best best;
+    best.looks = to - from;
+    for (int begin = from + 1; begin < to; begin += scanLength) {
+        scanRun(chord, begin, std::min(begin + scanLength, to), best);
+    }
+    return best;
+}
+
 FarthestVertex::Answer FarthestVertex::between(int from, int to) const {
     const Chord chord(m_points[from], m_points[to], m_largest);
-    if (m_levels.empty() || to - from <= 2 * runLength) {
+    if (m_levels.empty()) {
         Answer best;
+        best.looks = to - from;
         for (int i = from + 1; i < to; ++i) {
             if (const double distance = chord.distanceOf(m_points[i]); distance > best.distance) {
                 best = {distance, i};
@@ -185,6 +202,11 @@ FarthestVertex::Answer FarthestVertex::between(int from, int to) const {
         }
         return best;
     }
+    if (to - from <= scanLength) {
+        return ofAll(chord, from, to);
+    }
+    // Where the boxes leave out little, looking at all is several times as fast.
+    int runsLeft = 8 + (to - from) / (8 * runLength);
     Best best;
     struct Node {
         double most;
@@ -206,10 +228,14 @@ FarthestVertex::Answer FarthestVertex::between(int from, int to) const {
                         m_first};
     while (count > 0) {
         const Node node = pending[--count];
+        best.looks += runLength;
         if (!isWorthwhile(node)) {
             continue;
         }
         if (node.level == 0) {
+            if (--runsLeft < 0) {
+                return ofAll(chord, from, to);
+            }
             scanRun(chord, std::max(from + 1, node.begin), std::min(to, node.begin + runLength), best);
             continue;
         }

@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/PartsInternal.h>
 #include <Cartolith/Core/Shapes/SegmentFormulasInternal.h>
+#include <Cartolith/Core/Shapes/SimplificationInternal.h>
 
 #include <cfloat>
 #include <cmath>
@@ -147,20 +148,7 @@ std::unique_ptr<GisShape> GisShapePolygon::clone() const {
 
 std::unique_ptr<GisShape> GisShapePolygon::simplify(double tolerance) const {
     auto result = std::make_unique<GisShapePolygon>();
-    result->m_parts.reserve(m_parts.size());
-    for (const QList<GisShapePoint>& ring : m_parts) {
-        const bool closed =
-            ring.size() > 2 && ring.first().x() == ring.last().x() && ring.first().y() == ring.last().y();
-        QList<GisShapePoint> simplified =
-            simplifyPart(closed ? ring.first(ring.size() - 1) : ring, tolerance);
-        if (simplified.size() <= 2) {
-            continue;
-        }
-        if (closed) {
-            simplified.append(GisShapePoint(simplified.constFirst()));
-        }
-        result->m_parts.append(std::move(simplified));
-    }
+    result->m_parts = Internal::simplifiedRings(m_parts, tolerance);
     copyAttributesTo(*result);
     return result;
 }

@@ -1,10 +1,7 @@
-#include <Cartolith/Core/Shapes/FarthestVertexInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/PartsInternal.h>
 #include <Cartolith/Core/Shapes/SegmentFormulasInternal.h>
-
-#include <utility>
-#include <vector>
+#include <Cartolith/Core/Shapes/SimplificationInternal.h>
 
 namespace Cartolith::Core::Shapes {
 
@@ -15,45 +12,11 @@ double GisShapePolyline::distancePointToSegment(const GisShapePoint& p, const Gi
 
 void GisShapePolyline::simplifyDouglasPeucker(const QList<GisShapePoint>& points, int first, int last,
                                               double tolerance, QList<bool>& keep) {
-    if (last <= first + 1) {
-        return;
-    }
-    bool* const kept = keep.data();
-    const Internal::FarthestVertex farthest(points, first, last);
-    // The textbook recursion is as deep as the line is long for a spiral; the pending halves wait here
-    // instead.
-    std::vector<std::pair<int, int>> pending{{first, last}};
-    while (!pending.empty()) {
-        const auto [from, to] = pending.back();
-        pending.pop_back();
-        if (to <= from + 1) {
-            continue;
-        }
-        const auto [distance, index] = farthest.between(from, to);
-        if (index >= 0 && distance > tolerance) {
-            kept[index] = true;
-            pending.emplace_back(index, to);
-            pending.emplace_back(from, index);
-        }
-    }
+    Internal::keepFarVertices(points, first, last, tolerance, keep);
 }
 
 QList<GisShapePoint> GisShapePolyline::simplifyPart(const QList<GisShapePoint>& points, double tolerance) {
-    if (points.size() < 3 || tolerance <= 0.0) {
-        return points;
-    }
-    QList<bool> keep;
-    keep.resize(points.size());
-    keep.first() = true;
-    keep.last() = true;
-    simplifyDouglasPeucker(points, 0, static_cast<int>(points.size()) - 1, tolerance, keep);
-    QList<GisShapePoint> result;
-    for (qsizetype i = 0; i < points.size(); ++i) {
-        if (keep.at(i)) {
-            result.append(points[i]);
-        }
-    }
-    return result;
+    return Internal::simplifiedPart(points, tolerance);
 }
 
 GisExtent GisShapePolyline::extent() const {
@@ -84,13 +47,7 @@ std::unique_ptr<GisShape> GisShapePolyline::clone() const {
 
 std::unique_ptr<GisShape> GisShapePolyline::simplify(double tolerance) const {
     auto result = std::make_unique<GisShapePolyline>();
-    result->m_parts.reserve(m_parts.size());
-    for (const QList<GisShapePoint>& part : m_parts) {
-        QList<GisShapePoint> simplified = simplifyPart(part, tolerance);
-        if (simplified.size() >= 2) {
-            result->m_parts.append(std::move(simplified));
-        }
-    }
+    result->m_parts = Internal::simplifiedLines(m_parts, tolerance);
     copyAttributesTo(*result);
     return result;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <limits>
+#include <optional>
 #include <vector>
 
 namespace Cartolith::Core::Shapes::Internal {
@@ -32,19 +33,21 @@ public:
     explicit RingBoxTree(std::vector<Item> items);
 
     /// The smallest ring of more than the given area whose box holds the place and which is accepted; of
-    /// several of one area the first. -1 when there is none. Asks `accepts(ring)` only of rings smaller than
-    /// the smallest so far.
+    /// several of one area the first. -1 when there is none; nothing when more boxes than `most` had to
+    /// be looked at. Asks `accepts(ring)` only of rings smaller than the smallest so far.
     template <typename Accepts>
-    int smallestAround(double x, double y, double area, Accepts accepts) const {
-        Best best;
+    std::optional<int> smallestAround(double x, double y, double area, std::size_t most,
+                                      Accepts accepts) const {
+        Best best{most};
         for (std::size_t i = 0; i < m_levels.back().size(); ++i) {
             visit(m_levels.size() - 1, i, x, y, area, accepts, best);
         }
-        return best.ring;
+        return best.effort == 0 ? std::nullopt : std::optional(best.ring);
     }
 
 private:
     static constexpr std::size_t fanOut = 8;
+    static constexpr std::size_t question = 16; ///< as an effort
 
     struct Node {
         RingBox box;
@@ -53,6 +56,7 @@ private:
     };
 
     struct Best {
+        std::size_t effort;
         double area = std::numeric_limits<double>::infinity();
         int ring = -1;
 
@@ -72,12 +76,17 @@ private:
         const std::size_t first = index * fanOut;
         const std::size_t end =
             std::min(first + fanOut, level == 0 ? m_items.size() : m_levels[level - 1].size());
-        for (std::size_t i = first; i < end; ++i) {
+        for (std::size_t i = first; i < end && best.effort > 0; ++i) {
+            --best.effort;
             if (level > 0) {
                 visit(level - 1, i, x, y, area, accepts, best);
-            } else if (const Item& item = m_items[i]; item.area > area && item.box.holds(x, y) &&
-                                                      best.isBeatenBy(item) && accepts(item.ring)) {
-                best = {item.area, item.ring};
+            } else if (const Item& item = m_items[i];
+                       item.area > area && item.box.holds(x, y) && best.isBeatenBy(item)) {
+                if (accepts(item.ring)) {
+                    best.area = item.area;
+                    best.ring = item.ring;
+                }
+                best.effort -= std::min(best.effort, question);
             }
         }
     }

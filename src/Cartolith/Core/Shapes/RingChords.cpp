@@ -24,17 +24,17 @@ double commonLength(const std::vector<double>& a, const std::vector<double>& b) 
 
 /// 1 inside, -1 outside, 0 on the ring.
 int sideOf(double x, double y, RingEdges& ring, double scale) {
-    bool isInside = false;
+    int winding = 0;
     bool isOn = false;
     ring.visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
         const int side =
             orientation(a.x() * scale, a.y() * scale, b.x() * scale, b.y() * scale, x * scale, y * scale);
         isOn = isOn || (side == 0 && std::min(a.x(), b.x()) <= x && x <= std::max(a.x(), b.x()));
         if (crossesLine(a, b, y) && (side > 0) == (b.y() > a.y())) {
-            isInside = !isInside;
+            winding += side > 0 ? 1 : -1;
         }
     });
-    return isOn ? 0 : isInside ? 1 : -1;
+    return isOn ? 0 : winding != 0 ? 1 : -1;
 }
 
 } // namespace
@@ -51,22 +51,37 @@ int RingEdges::winding(double x, double y) {
 }
 
 bool RingEdges::isAround(double x, double y) {
-    bool isOdd = false;
+    int count = 0;
     visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
-        isOdd ^= crossesLine(a, b, y) && crossingWithLine(a, b, y) < x;
+        if (crossesLine(a, b, y) && crossingWithLine(a, b, y) < x) {
+            count += b.y() > a.y() ? 1 : -1;
+        }
     });
-    return isOdd;
+    return count != 0;
 }
 
-const std::vector<double>& RingEdges::crossingsAt(double y) {
+const std::vector<RingEdges::Crossing>& RingEdges::crossingsAt(double y) {
     m_crossings.clear();
     visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
         if (crossesLine(a, b, y)) {
-            m_crossings.push_back(crossingWithLine(a, b, y));
+            m_crossings.emplace_back(crossingWithLine(a, b, y), b.y() > a.y() ? 1 : -1);
         }
     });
     std::sort(m_crossings.begin(), m_crossings.end());
     return m_crossings;
+}
+
+std::vector<double> RingEdges::chordsAt(double y) {
+    std::vector<double> ends;
+    int winding = 0;
+    for (const auto& [x, direction] : crossingsAt(y)) {
+        const bool wasOutside = winding == 0;
+        winding += direction;
+        if (wasOutside || winding == 0) {
+            ends.push_back(x);
+        }
+    }
+    return ends;
 }
 
 void RingEdges::makeIndex() {
@@ -106,14 +121,14 @@ RingChords::RingChords(const QList<GisShapePoint>& ring, double scale) : m_ring(
     for (std::size_t i = 0; i < m_lines.size(); ++i) {
         Line& line = m_lines[i];
         line.y = bottom->y() + step * (static_cast<double>(i) + 0.3819660112501051);
-        line.crossings = edges.crossingsAt(line.y);
+        line.chords = edges.chordsAt(line.y);
         line.length = 0.0;
-        for (std::size_t k = 1; k < line.crossings.size(); k += 2) {
-            const double length = line.crossings[k] - line.crossings[k - 1];
+        for (std::size_t k = 1; k < line.chords.size(); k += 2) {
+            const double length = line.chords[k] - line.chords[k - 1];
             line.length += length;
             if (i == m_lines.size() / 2 && length > longest) {
                 longest = length;
-                m_middleX = line.crossings[k - 1] / 2 + line.crossings[k] / 2;
+                m_middleX = line.chords[k - 1] / 2 + line.chords[k] / 2;
                 m_middleY = line.y;
             }
         }
@@ -122,8 +137,7 @@ RingChords::RingChords(const QList<GisShapePoint>& ring, double scale) : m_ring(
 }
 
 bool RingChords::lieIn(RingEdges& outer, double largest) const {
-    // A crossing is wrong by some 2^-51 of the largest coordinate, and there may be many on a line.
-    if (!(m_length > 0x1p-36 * largest)) {
+    if (!areLong(largest)) {
         return verticesLieIn(outer);
     }
     if (!outer.isAround(m_middleX, m_middleY)) {
@@ -132,7 +146,7 @@ bool RingChords::lieIn(RingEdges& outer, double largest) const {
     double inside = 0.0;
     double left = m_length;
     for (const Line& line : m_lines) {
-        inside += commonLength(line.crossings, outer.crossingsAt(line.y));
+        inside += commonLength(line.chords, outer.chordsAt(line.y));
         left -= line.length;
         if (inside > m_length / 2 || inside + left <= m_length / 2) {
             break;

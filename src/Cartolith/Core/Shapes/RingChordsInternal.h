@@ -8,6 +8,7 @@
 #include <array>
 #include <cmath>
 #include <cstddef>
+#include <utility>
 #include <vector>
 
 namespace Cartolith::Core::Shapes::Internal {
@@ -48,11 +49,16 @@ public:
     /// How many times the ring goes round a place that is not on it, counterclockwise less clockwise.
     int winding(double x, double y);
 
-    /// Whether the place, which is not near the ring, lies in it by the even-odd rule.
+    /// Whether the ring goes round the place, which is not near it.
     bool isAround(double x, double y);
 
-    /// Where the line crosses the ring, in order.
-    const std::vector<double>& crossingsAt(double y);
+    /// A place where a line crosses the ring, 1 where the ring runs up, -1 where it runs down.
+    using Crossing = std::pair<double, int>;
+    /// In order.
+    const std::vector<Crossing>& crossingsAt(double y);
+
+    /// What the ring goes round on a line: from, to, from, to, in order.
+    std::vector<double> chordsAt(double y);
 
 private:
     static constexpr qsizetype worthIndexing = 64;
@@ -101,7 +107,7 @@ private:
     const QList<GisShapePoint>& m_ring;
     int m_visits = 0;
     std::vector<std::vector<Range>> m_levels; ///< the topmost has one
-    std::vector<double> m_crossings;
+    std::vector<Crossing> m_crossings;
 };
 
 /// Whether a ring lies in another: the middle of its longest chord halfway up, and most of its chords on a
@@ -116,10 +122,19 @@ public:
     /// No coordinate of either ring is farther than `largest` from 0.
     bool lieIn(RingEdges& outer, double largest) const;
 
+    /// True when the chords decide: then the middle of the longest one halfway up is in the other ring, or
+    /// this one is not.
+    bool areLong(double largest) const noexcept {
+        // A crossing is wrong by some 2^-51 of the largest coordinate, and there may be many on a line.
+        return m_length > 0x1p-36 * largest;
+    }
+    double middleX() const noexcept { return m_middleX; }
+    double middleY() const noexcept { return m_middleY; }
+
 private:
     struct Line {
         double y;
-        std::vector<double> crossings;
+        std::vector<double> chords; ///< their ends
         double length;
     };
 

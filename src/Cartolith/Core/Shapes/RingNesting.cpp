@@ -1,4 +1,6 @@
+#include <Cartolith/Core/Shapes/EnclosedAreaInternal.h>
 #include <Cartolith/Core/Shapes/OrientationInternal.h>
+#include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
 #include <Cartolith/Core/Shapes/RingAreaInternal.h>
 #include <Cartolith/Core/Shapes/RingBoxTreeInternal.h>
 #include <Cartolith/Core/Shapes/RingChordsInternal.h>
@@ -6,8 +8,10 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <memory>
 #include <optional>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -19,6 +23,7 @@ struct Candidate {
     const Ring* ring;
     RingBox box{};
     double area = 0.0;  ///< signed: positive when the ring runs counterclockwise; its unit is anybody's
+    double size = 0.0;  ///< what it goes round, in the same unit; 0 for one that goes round nothing
     int depth = 0;      ///< how many rings are around it
     int innermost = -1; ///< the smallest of these
     std::unique_ptr<RingEdges> edges{};
@@ -95,52 +100,152 @@ public:
         if (largest > 0.0 && std::isfinite(largest)) {
             m_scale = std::ldexp(1.0, std::clamp(-std::ilogb(largest), -1000, 1000));
         }
-        measure();
         if (m_candidates.size() > 1) {
-            nest();
+            measure();
+            nest(largest);
+        } else if (!m_candidates.empty()) {
+            m_candidates[0].area = areaOf(m_candidates[0]);
         }
     }
 
     const std::vector<Candidate>& candidates() const noexcept { return m_candidates; }
 
 private:
+    /// In looks at boxes, for each ring; those that take more are looked at together.
+    static constexpr std::size_t mostAlone = 160;
+    static constexpr std::size_t fewPlaces = 32;
+    static constexpr std::size_t anyNumber = std::numeric_limits<std::size_t>::max();
+
+    double areaOf(const Candidate& candidate) const {
+        const double area = signedArea(*candidate.ring, firstInOrder(*candidate.ring), m_scale);
+        return std::isfinite(area) ? area : 0.0;
+    }
+
     void measure() {
         for (Candidate& candidate : m_candidates) {
-            const double area = signedArea(*candidate.ring, firstInOrder(*candidate.ring), m_scale);
-            candidate.area = std::isfinite(area) ? area : 0.0;
+            candidate.area = areaOf(candidate);
+            const double size = enclosedArea(*candidate.ring, candidate.area, m_scale);
+            candidate.size = std::isfinite(size) ? size : 0.0;
         }
     }
 
-    void nest() {
+    void nest(double largest) {
         std::vector<RingBoxTree::Item> items;
         items.reserve(m_candidates.size());
         for (std::size_t i = 0; i < m_candidates.size(); ++i) {
-            if (m_candidates[i].area != 0.0) {
-                items.push_back({m_candidates[i].box, std::fabs(m_candidates[i].area), static_cast<int>(i)});
+            if (m_candidates[i].size > 0.0) {
+                items.push_back({m_candidates[i].box, m_candidates[i].size, static_cast<int>(i)});
             }
         }
-        std::vector<std::size_t> nested;
         const RingBoxTree tree(std::move(items));
-        for (std::size_t i = 0; i < m_candidates.size(); ++i) {
-            Candidate& inner = m_candidates[i];
-            if (inner.area == 0.0) {
-                continue;
-            }
-            std::optional<RingChords> chords;
-            inner.innermost = tree.smallestAround(
-                inner.box.middleX(), inner.box.middleY(), std::fabs(inner.area), [&](int outer) {
-                    return isAround(m_candidates[static_cast<std::size_t>(outer)], inner, chords);
-                });
-            if (inner.innermost >= 0) {
-                nested.push_back(i);
+        std::vector<Candidate*> open;
+        for (Candidate& inner : m_candidates) {
+            if (inner.size > 0.0 && !findInnermost(inner, tree, mostAlone)) {
+                open.push_back(&inner);
             }
         }
-        std::sort(nested.begin(), nested.end(), [this](std::size_t a, std::size_t b) {
-            return std::fabs(m_candidates[a].area) > std::fabs(m_candidates[b].area);
-        });
-        for (const std::size_t i : nested) {
-            m_candidates[i].depth =
-                m_candidates[static_cast<std::size_t>(m_candidates[i].innermost)].depth + 1;
+        constexpr double mostForPlaces = 1e200;
+        if (open.size() > fewPlaces && largest < mostForPlaces) {
+            open = findTogether(open, largest);
+        }
+        for (Candidate* inner : open) {
+            findInnermost(*inner, tree, anyNumber);
+        }
+        setDepths();
+    }
+
+    /// False when it takes more effort.
+    bool findInnermost(Candidate& inner, const RingBoxTree& tree, std::size_t effort) {
+        std::optional<RingChords> chords;
+        const std::optional<int> found =
+            tree.smallestAround(inner.box.middleX(), inner.box.middleY(), inner.size, effort, [&](int outer) {
+                return isAround(m_candidates[static_cast<std::size_t>(outer)], inner, chords);
+            });
+        inner.innermost = found.value_or(-1);
+        return found.has_value();
+    }
+
+    /// The rings around the middle of a long chord of each, of which the smallest is looked for. Returns
+    /// those of which the chords do not decide.
+    std::vector<Candidate*> findTogether(const std::vector<Candidate*>& all, double largest) {
+        std::vector<Candidate*> thin;
+        std::vector<Candidate*> inners;
+        std::vector<PlaceWindings::Place> places;
+        for (Candidate* inner : all) {
+            const RingChords chords(*inner->ring, m_scale);
+            if (chords.areLong(largest)) {
+                inners.push_back(inner);
+                places.push_back({chords.middleX(), chords.middleY()});
+            } else {
+                thin.push_back(inner);
+            }
+        }
+        PlaceWindings windings;
+        for (const Candidate& candidate : m_candidates) {
+            if (candidate.size > 0.0) {
+                windings.addRing(*candidate.ring, static_cast<int>(&candidate - m_candidates.data()));
+            }
+        }
+        AroundPlaces around(*this, std::move(inners));
+        windings.visit(places, around);
+        return thin;
+    }
+
+    /// Keeps the rings around the place at hand in the order of size.
+    class AroundPlaces : public PlaceWindings::Visitor {
+    public:
+        AroundPlaces(Nesting& nesting, std::vector<Candidate*> inners)
+            : m_nesting(nesting), m_inners(std::move(inners)), m_windings(nesting.m_candidates.size(), 0) {}
+
+        bool isLeft(const GisShapePoint& a, const GisShapePoint& b,
+                    const PlaceWindings::Place& place) override {
+            return crossingWithLine(a, b, place.y) < place.x;
+        }
+
+        void change(int ring, int by) override {
+            int& winding = m_windings[static_cast<std::size_t>(ring)];
+            const bool wasAround = winding != 0;
+            winding += by;
+            if (wasAround != (winding != 0)) {
+                const std::pair key(m_nesting.m_candidates[static_cast<std::size_t>(ring)].size, ring);
+                if (wasAround) {
+                    m_around.erase(key);
+                } else {
+                    m_around.insert(key);
+                }
+            }
+        }
+
+        void arrive(int place) override {
+            Candidate& inner = *m_inners[static_cast<std::size_t>(place)];
+            std::optional<RingChords> chords;
+            const auto first = m_around.upper_bound(std::pair(inner.size, std::numeric_limits<int>::max()));
+            const auto found = std::find_if(first, m_around.end(), [&](const std::pair<double, int>& key) {
+                Candidate& outer = m_nesting.m_candidates[static_cast<std::size_t>(key.second)];
+                return outer.box.holds(inner.box.middleX(), inner.box.middleY()) &&
+                       m_nesting.isAround(outer, inner, chords);
+            });
+            inner.innermost = found == m_around.end() ? -1 : found->second;
+        }
+
+    private:
+        Nesting& m_nesting;
+        std::vector<Candidate*> m_inners;
+        std::vector<int> m_windings;
+        std::set<std::pair<double, int>> m_around;
+    };
+
+    void setDepths() {
+        std::vector<Candidate*> nested;
+        for (Candidate& candidate : m_candidates) {
+            if (candidate.innermost >= 0) {
+                nested.push_back(&candidate);
+            }
+        }
+        std::sort(nested.begin(), nested.end(),
+                  [](const Candidate* a, const Candidate* b) { return a->size > b->size; });
+        for (Candidate* candidate : nested) {
+            candidate->depth = m_candidates[static_cast<std::size_t>(candidate->innermost)].depth + 1;
         }
     }
 
@@ -160,8 +265,7 @@ private:
 
     /// The same area, of which rounding makes two when it has other vertices.
     static bool areEqual(const Candidate& a, const Candidate& b) {
-        return a.box == b.box &&
-               std::fabs(std::fabs(a.area) - std::fabs(b.area)) < 1e-12 * std::fabs(a.area) &&
+        return a.box == b.box && std::fabs(a.size - b.size) < 1e-12 * a.size &&
                cornersOf(*a.ring) == cornersOf(*b.ring);
     }
 
@@ -179,11 +283,26 @@ Ring wound(const Candidate& candidate, bool counterclockwise) {
 
 } // namespace
 
-QList<int> nestingDepths(const QList<Ring>& rings) {
-    QList<int> depths(rings.size(), 0);
+QList<RingNest> ringNests(const QList<Ring>& rings) {
+    QList<RingNest> nests(rings.size());
     const Nesting nesting(rings);
-    for (const Candidate& candidate : nesting.candidates()) {
-        depths[candidate.ring - &rings.constFirst()] = candidate.depth;
+    const std::vector<Candidate>& all = nesting.candidates();
+    const auto placeOf = [&rings](const Candidate& candidate) {
+        return static_cast<int>(candidate.ring - rings.constData());
+    };
+    for (const Candidate& candidate : all) {
+        nests[placeOf(candidate)] = {
+            candidate.depth,
+            candidate.innermost < 0 ? -1 : placeOf(all[static_cast<std::size_t>(candidate.innermost)])};
+    }
+    return nests;
+}
+
+QList<int> nestingDepths(const QList<Ring>& rings) {
+    QList<int> depths;
+    depths.reserve(rings.size());
+    for (const RingNest& nest : ringNests(rings)) {
+        depths.append(nest.depth);
     }
     return depths;
 }

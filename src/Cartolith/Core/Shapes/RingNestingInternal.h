@@ -16,15 +16,25 @@ using Ring = QList<GisShapePoint>;
 /// the smallest of them. A ring is around a smaller one when the smaller one lies in it (RingChords) and the
 /// middle of the smaller one's box in its box; whatever is around it is around the smaller one, too. So it
 /// does not matter where rings touch, nor that rounding has moved a vertex across an edge; of rings that
-/// overlap, the smaller counts as lying within when about half of it or more does. Equal rings are not around
+/// overlap, the smaller counts as lying within when about half of it or more does. Sizes, and what lies in a
+/// ring, go by what it goes round (enclosedArea()), also when it crosses itself. Equal rings are not around
 /// each other, however they are stored. Rings that enclose nothing and those with a vertex that is not finite
-/// are shells and keep their direction; rings without a vertex are left out.
+/// are shells. Rings without a vertex are left out; those whose signed area is 0 keep their direction.
 ///
-/// n log n for n vertices, and a look at the edges of the larger ring at one height, which an index finds,
-/// for each pair of rings of which the boxes are nested and the areas are not.
+/// n log n for n vertices, also where the boxes of all rings meet (PlaceWindings), and a look at the edges of
+/// the larger ring at one height, which an index finds, for each ring and those around its middle up to the
+/// smallest that it lies in.
 QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings);
 
-/// How many others are around each ring; 0 for one without a vertex.
+struct RingNest {
+    int depth = 0;      ///< how many others are around it; 0 for a ring without a vertex
+    int innermost = -1; ///< the smallest of these, by its place in the list
+};
+
+/// One for each ring.
+QList<RingNest> ringNests(const QList<Ring>& rings);
+
+/// Their depths alone.
 QList<int> nestingDepths(const QList<Ring>& rings);
 
 } // namespace Cartolith::Core::Shapes::Internal

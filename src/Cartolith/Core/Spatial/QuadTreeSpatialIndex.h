@@ -22,7 +22,8 @@ namespace Cartolith::Core::Spatial::QuadTree {
 /// right. The depth of the root is 0. No operation recurses, so the depth costs memory but no stack:
 /// a single insert may make maxDepth nodes, so keep that number small.
 ///
-/// When memory runs out, build() and insert() leave the index as it was, and a search its list.
+/// When memory runs out, build() and insert() leave the index as it was, and a search leaves the caller's
+/// list as it was.
 class CARTOLITH_CORE_EXPORT QuadTreeSpatialIndex final : public ISpatialIndex {
 public:
     struct Node {

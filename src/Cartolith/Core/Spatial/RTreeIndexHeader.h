@@ -9,7 +9,7 @@ namespace Cartolith::Core::Spatial::RTree {
 /// The index fills in nothing by itself: what size, time and version mean is the caller's business.
 class CARTOLITH_CORE_EXPORT RTreeIndexHeader {
 public:
-    /// Of the caller's data, not of the file format, which has none.
+    /// The version of the caller's data. (The file format has no version.)
     int version() const noexcept;
     void setVersion(int version) noexcept;
     /// Of the data source, in bytes.

@@ -35,7 +35,8 @@ class RTreeSearchTable;
 /// as long as their number, in quadratic time. Infinite bounds are valid. A shape with an empty extent is
 /// left out by build(), kept by insert() and never found.
 ///
-/// When memory runs out, build(), insert() and load() leave the index as it was, and a search its list.
+/// When memory runs out, build(), insert() and load() leave the index as it was, and a search leaves the
+/// caller's list as it was.
 ///
 /// The packing follows Kamel and Faloutsos (1993), descent by least enlargement Guttman (1984).
 class CARTOLITH_CORE_EXPORT RTreeSpatialIndex final : public ISpatialIndex {
@@ -65,8 +66,8 @@ public:
     int searchShapeIds(const Shapes::GisExtent& extent, QList<int>& ids) const;
 
     /// A cursor over the bytes of an index file. Every operation returns false, and neither moves nor writes,
-    /// when the bytes it needs are not there. Numbers are little-endian. load() hands out one over a file:
-    /// there a file that gets shorter while it is read is found out on the way.
+    /// when the bytes it needs are not there. Numbers are little-endian. The reader that load() hands to
+    /// readExtra reads from the file: when that gets shorter meanwhile, the operations return false.
     class CARTOLITH_CORE_EXPORT MappedReader {
     public:
         /// The bytes must outlive the reader.
@@ -112,9 +113,9 @@ public:
     /// False, and the index is as before, when the file cannot be read, is cut short or malformed, when its
     /// header is not the expected one (a negative expected count accepts any) or its count is not that of the
     /// shapes, or when readExtra, which must read exactly what writeExtra wrote, returns false. What follows
-    /// the tree is not looked at. The file is not trusted: the stack is constant, and memory at most about
-    /// twelve times the size of the file, which a chain of nodes with one child each takes, and 40 bytes a
-    /// shape. An index that build() or insert() made takes about three times the size of its file.
+    /// the tree is not looked at. The file is not trusted: the stack is constant, and memory is at most 14
+    /// times the size of the file (a chain of nodes with one child each takes nearly that), 4 MB, and 40
+    /// bytes a shape. An index that build() or insert() made takes about three times the size of its file.
     bool load(const QString& path, const RTreeIndexHeader& expected, const QList<Shapes::GisShape*>& shapes,
               const std::function<bool(MappedReader&)>& readExtra = {});
 

@@ -79,8 +79,8 @@ public:
     static Ranges standardDeviationWithCentral(const QList<double>& values, double multiplier);
     static Ranges standardDeviationRanges(const QList<double>& values, double multiplier, bool withCentral);
 
-    /// Classes between neighbouring breaks, which are sorted and stripped of repetitions and what is not
-    /// finite first. Every method ends here.
+    /// The classes between neighbouring breaks. Before that the breaks are sorted, and those that repeat
+    /// others or are not finite are dropped. Every method ends here.
     static Ranges rangesFromBreaks(const QList<double>& breaks);
 
     /// Gives the classes colours from the ramp, on top of the base style.

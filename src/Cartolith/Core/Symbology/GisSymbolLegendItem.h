@@ -12,7 +12,7 @@ struct GisSymbolLegendItem {
     QString label;
     Layers::GisLayerStyle style;
     bool enabled = true;
-    bool isDefault = false; ///< what features get that match nothing else
+    bool isDefault = false; ///< stands for the features that no other item matches
     qsizetype count = -1;   ///< features drawn so; -1 when they were not counted
 };
 

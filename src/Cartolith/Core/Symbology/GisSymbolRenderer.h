@@ -26,8 +26,8 @@ public:
     virtual QList<GisSymbolLegendItem> legendItems() const;
     /// False when the style is the same for every feature, so that asking once is enough; true here.
     virtual bool usesFeatureAttributes() const;
-    /// The position in legendItems() of what the feature is drawn as; -1 when the kind does not tell, as
-    /// here.
+    /// The position in legendItems() of the item that stands for the feature's style; -1 when the kind of
+    /// renderer does not tell, as here.
     virtual qsizetype legendIndexForFeature(const GisSymbolContext& context) const;
 
     /// legendItems() with the number of features that each item is drawn for. Null shapes are passed over.

@@ -228,33 +228,34 @@ void CrossingSearch::visitPassages(int part, const std::optional<GisBoundaryPosi
         sweepPart(part, after, visit);
         return;
     }
-    std::vector<Passage> passages;
-    MeetingMerger merger(m_rules, [&passages](const GisCrossing& crossing) {
-        passages.push_back({crossing.position, crossing.other, crossing.point});
-        passages.push_back({crossing.other, crossing.position, crossing.point});
-    });
+    // As in the other search: which meetings are one depends on their order where places lie about as far
+    // apart as the tolerance.
+    std::vector<GisCrossing> passages;
     const auto ofPart =
         std::lower_bound(m_points.begin(), m_points.end(), part, [](const GisCrossing& crossing, int other) {
             return crossing.position.part < other;
         });
     for (auto point = ofPart; point != m_points.end() && point->position.part == part; ++point) {
         m_work.add(32);
-        if (!isHeld(*point)) {
-            merger.add(*point);
+        if (point->other.part == part && !isHeld(*point)) {
+            passages.push_back(*point);
+            passages.push_back(*point);
+            std::swap(passages.back().position, passages.back().other);
         }
     }
+    std::sort(passages.begin(), passages.end(), comesBefore);
+    const auto secondHalf =
+        std::stable_partition(passages.begin(), passages.end(), [&after](const GisCrossing& passage) {
+            return !after.has_value() || isBefore(*after, passage.position);
+        });
+    MeetingMerger merger(m_rules, [&visit](const GisCrossing& crossing) {
+        visit({crossing.position, crossing.other, crossing.point});
+    });
+    const auto add = [&merger](const GisCrossing& crossing) { merger.add(crossing); };
+    std::for_each(passages.begin(), secondHalf, add);
     merger.finish();
-    const auto isBehind = [&after](const Passage& passage) {
-        return !after.has_value() || isBefore(*after, passage.at);
-    };
-    passages.erase(
-        std::remove_if(passages.begin(), passages.end(),
-                       [part](const Passage& p) { return p.at.part != p.other.part || p.at.part != part; }),
-        passages.end());
-    std::stable_sort(passages.begin(), passages.end(),
-                     [](const Passage& a, const Passage& b) { return isBefore(a.at, b.at); });
-    std::stable_partition(passages.begin(), passages.end(), isBehind);
-    std::for_each(passages.begin(), passages.end(), visit);
+    std::for_each(secondHalf, passages.end(), add);
+    merger.finish();
 }
 
 } // namespace Cartolith::Core::Topology::Internal

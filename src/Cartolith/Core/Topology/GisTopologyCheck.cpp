@@ -7,6 +7,7 @@
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 #include <Cartolith/Core/Topology/ValidAreaInternal.h>
 #include <Cartolith/Core/Topology/WorkInternal.h>
+#include <Cartolith/Core/Topology/WorkingScaleInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -18,6 +19,8 @@ namespace Cartolith::Core::Topology {
 
 using Common::Internal::GeometryPtr;
 using Internal::ProblemList;
+using Internal::scaledCopy;
+using Internal::workingScale;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
@@ -114,37 +117,6 @@ private:
     bool m_needsGeos = false;
 };
 
-/// A power of two that brings the coordinates to a size whose products neither overflow nor underflow; 1 when
-/// they are of one.
-double workingScale(const GisShape& shape) {
-    const QList<Ring>* const parts = Internal::partsOf(shape);
-    double largest = 0.0;
-    for (qsizetype i = 0; parts != nullptr && i < parts->size(); ++i) {
-        for (const GisShapePoint& vertex : parts->at(i)) {
-            if (Internal::isFinite(vertex)) {
-                largest = std::max({largest, std::fabs(vertex.x()), std::fabs(vertex.y())});
-            }
-        }
-    }
-    if (largest == 0.0 || (largest >= 1e-100 && largest <= 1e100)) {
-        return 1.0;
-    }
-    // Small ones beside large ones keep their bits as far as that goes.
-    return std::ldexp(1.0, std::clamp((largest > 1.0 ? 100 : 0) - std::ilogb(largest), -1000, 1000));
-}
-
-std::unique_ptr<GisShape> scaledCopy(const GisShape& shape, double scale) {
-    std::unique_ptr<GisShape> copy = shape.clone();
-    if (QList<Ring>* const parts = Internal::mutablePartsOf(*copy)) {
-        for (Ring& part : *parts) {
-            for (GisShapePoint& vertex : part) {
-                vertex = GisShapePoint(vertex.x() * scale, vertex.y() * scale);
-            }
-        }
-    }
-    return copy;
-}
-
 void scalePlaces(QList<GisShapeProblem>& problems, double scale) {
     for (GisShapeProblem& problem : problems) {
         problem.place = GisShapePoint(problem.place.x() * scale, problem.place.y() * scale);
@@ -154,10 +126,30 @@ void scalePlaces(QList<GisShapeProblem>& problems, double scale) {
 } // namespace
 
 GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topology, const char* failing) {
+    // GEOS rounds the crossings it finds, after which its rings may cross again: one of 200 polygons on a
+    // coarse grid needs two rounds. It also returns holes wound like their shell, and vertices twice.
+    constexpr int mostRounds = 16;
+    int round = 0;
+    const auto countRound = [failing, &round] {
+        if (++round > mostRounds) {
+            throw std::runtime_error(std::string(failing) + "rings still cross after 16 rounds.");
+        }
+    };
     if (const double scale = workingScale(shape); scale != 1.0) {
         GisShapeFix fix = fixedShape(*scaledCopy(shape, scale), topology, failing);
-        fix.shape = fix.changes.isEmpty() ? shape.clone() : scaledCopy(*fix.shape, 1 / scale);
         scalePlaces(fix.changes, 1 / scale);
+        if (fix.changes.isEmpty()) {
+            fix.shape = shape.clone();
+            return fix;
+        }
+        for (bool isSound = false; !isSound; countRound()) {
+            fix.shape = scaledCopy(*fix.shape, 1 / scale); // rounds what is below 1e-307
+            auto scaled = scaledCopy(*fix.shape, scale);
+            isSound = Examination(*scaled, topology).problems().problems().isEmpty();
+            if (!isSound) {
+                fix.shape = fixedShape(*scaled, topology, failing).shape;
+            }
+        }
         return fix;
     }
     const Examination examination(shape, topology);
@@ -175,21 +167,19 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
     }
     *parts = examination.parts();
     bool needsGeos = examination.needsGeos();
-    // GEOS rounds the crossings it finds, after which its rings may cross again: one of 200 polygons on a
-    // coarse grid needs two rounds. It also returns holes wound like their shell, and vertices twice.
-    constexpr int mostRounds = 16;
-    for (int round = 0; needsGeos; ++round) {
-        if (round == mostRounds) {
-            throw std::runtime_error(std::string(failing) + "rings still cross after 16 rounds.");
+    for (bool isSound = !needsGeos; !isSound;) {
+        countRound();
+        if (needsGeos) {
+            ValidArea valid = validArea(*parts, topology);
+            if (!valid.problem.isEmpty()) {
+                throw std::runtime_error(failing + valid.problem.toStdString());
+            }
+            *parts = std::move(valid.rings);
         }
-        ValidArea valid = validArea(*parts, topology);
-        if (!valid.problem.isEmpty()) {
-            throw std::runtime_error(failing + valid.problem.toStdString());
-        }
-        *parts = std::move(valid.rings);
         const Examination again(*fix.shape, topology);
         *parts = again.parts();
         needsGeos = again.needsGeos();
+        isSound = again.problems().problems().isEmpty();
     }
     return fix;
 }

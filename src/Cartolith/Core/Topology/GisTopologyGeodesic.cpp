@@ -149,7 +149,7 @@ double GisTopology::GeodesicArea(const GisShape& shape, const CoordinateSystem& 
         const double area = std::fabs(onEllipsoid.measure(rings[i]).area);
         sum.add(depths[i] % 2 == 0 ? area : -area);
     }
-    return sum.value();
+    return std::max(0.0, sum.value());
 }
 
 } // namespace Cartolith::Core::Topology

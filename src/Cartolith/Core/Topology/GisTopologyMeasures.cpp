@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
+#include <Cartolith/Core/Topology/WorkingScaleInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -18,6 +19,7 @@ using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
 using Shapes::GisShapePolyline;
 using Shapes::Internal::Ring;
+using Shapes::Internal::RingEdges;
 
 namespace {
 
@@ -27,30 +29,44 @@ struct Chord {
     GisShapePoint middle;
 };
 
-Chord longestChord(const QList<Ring>& shellAndHoles, double y) {
-    std::vector<double> crossings;
-    for (const Ring& ring : shellAndHoles) {
-        const GisShapePoint* a = &ring.constLast();
-        for (const GisShapePoint& b : ring) {
-            if (Shapes::Internal::crossesLine(*a, b, y)) {
-                crossings.push_back(Shapes::Internal::crossingWithLine(*a, b, y));
+/// Lines across a shell and its holes.
+class Chords {
+public:
+    explicit Chords(const QList<Ring>& rings) : m_edges(rings.begin(), rings.end()) {}
+
+    Chord longestAt(double y) {
+        m_crossings.clear();
+        for (RingEdges& ring : m_edges) {
+            ring.visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
+                if (Shapes::Internal::crossesLine(a, b, y)) {
+                    m_crossings.push_back(Shapes::Internal::crossingWithLine(a, b, y));
+                }
+            });
+        }
+        m_crossingCount += m_crossings.size();
+        std::sort(m_crossings.begin(), m_crossings.end());
+        Chord longest;
+        for (std::size_t i = 1; i < m_crossings.size(); i += 2) {
+            if (m_crossings[i] - m_crossings[i - 1] > longest.length) {
+                longest = {m_crossings[i] - m_crossings[i - 1],
+                           GisShapePoint(m_crossings[i - 1] / 2 + m_crossings[i] / 2, y)};
             }
-            a = &b;
         }
+        return longest;
     }
-    std::sort(crossings.begin(), crossings.end());
-    Chord longest;
-    for (std::size_t i = 1; i < crossings.size(); i += 2) {
-        if (crossings[i] - crossings[i - 1] > longest.length) {
-            longest = {crossings[i] - crossings[i - 1],
-                       GisShapePoint(crossings[i - 1] / 2 + crossings[i] / 2, y)};
-        }
-    }
-    return longest;
-}
+
+    /// Of all lines so far.
+    std::size_t crossingCount() const noexcept { return m_crossingCount; }
+
+private:
+    std::vector<RingEdges> m_edges;
+    std::vector<double> m_crossings;
+    std::size_t m_crossingCount = 0;
+};
 
 /// Tries the middle of the highest strips without a vertex: away from all edges that are not steep, and far
-/// from these by the length of the chord.
+/// from these by the length of the chord. Lower strips are for polygons whose highest ones hold but spikes;
+/// one that covers everything twice, and so nothing, is given up early enough.
 GisShapePoint pointInside(const QList<Ring>& shellAndHoles) {
     std::vector<double> heights;
     for (const Ring& ring : shellAndHoles) {
@@ -67,13 +83,16 @@ GisShapePoint pointInside(const QList<Ring>& shellAndHoles) {
     for (std::size_t i = 1; i < heights.size(); ++i) {
         strips.push_back({heights[i] - heights[i - 1], heights[i - 1] / 2 + heights[i] / 2});
     }
-    const std::size_t tried = std::min<std::size_t>(strips.size(), 16);
-    std::partial_sort(strips.begin(), strips.begin() + static_cast<std::ptrdiff_t>(tried), strips.end(),
-                      [](const Strip& a, const Strip& b) { return a.height > b.height; });
+    std::sort(strips.begin(), strips.end(),
+              [](const Strip& a, const Strip& b) { return a.height > b.height; });
+    Chords chords(shellAndHoles);
     GisShapePoint best;
     double room = 0.0;
-    for (std::size_t i = 0; i < tried; ++i) {
-        const Chord chord = longestChord(shellAndHoles, strips[i].middle);
+    for (std::size_t i = 0; i < strips.size(); ++i) {
+        if (i >= 16 && (room > 0.0 || chords.crossingCount() > 64 * heights.size())) {
+            break;
+        }
+        const Chord chord = chords.longestAt(strips[i].middle);
         if (std::min(chord.length, strips[i].height) > room) {
             room = std::min(chord.length, strips[i].height);
             best = chord.middle;
@@ -129,16 +148,36 @@ GisShapePoint pointOnLine(const SegmentList& boundary) {
     return last == nullptr ? GisShapePoint() : GisShapePoint(last->end->x(), last->end->y());
 }
 
+/// Of finite vertices.
+double areaOf(const QList<Ring>& rings) {
+    if (rings.size() == 1) {
+        return std::fabs(Internal::signedArea(rings.constFirst()));
+    }
+    Internal::CompensatedSum sum;
+    const QList<int> depths = Shapes::Internal::nestingDepths(rings);
+    for (qsizetype i = 0; i < rings.size(); ++i) {
+        const double area = std::fabs(Internal::signedArea(rings[i]));
+        sum.add(depths[i] % 2 == 0 ? area : -area);
+    }
+    return sum.value() < 0.0 ? 0.0 : sum.value(); // NaN stays
+}
+
 } // namespace
 
 double GisTopology::Length(const GisShape& shape) {
     Internal::CompensatedSum sum;
     const SegmentList boundary(shape);
     for (const SegmentPart& part : boundary.parts()) {
-        const bool isSound = std::all_of(part.vertices.begin(), part.vertices.end(), Internal::isFinite);
-        sum.add(isSound ? Internal::lengthOf(part.vertices) : std::numeric_limits<double>::quiet_NaN());
+        if (!std::all_of(part.vertices.begin(), part.vertices.end(), Internal::isFinite)) {
+            return std::numeric_limits<double>::quiet_NaN();
+        }
+        sum.add(Internal::lengthOf(part.vertices));
     }
-    return sum.value();
+    if (std::isfinite(sum.value())) {
+        return sum.value();
+    }
+    const double scale = Internal::workingScale(shape);
+    return Length(*Internal::scaledCopy(shape, scale)) / scale;
 }
 
 double GisTopology::Area(const GisShape& shape) {
@@ -152,19 +191,21 @@ double GisTopology::Area(const GisShape& shape) {
             return std::numeric_limits<double>::quiet_NaN();
         }
     }
-    if (rings.size() == 1) {
-        return std::fabs(Internal::signedArea(rings.constFirst()));
+    const double area = areaOf(rings);
+    if (std::isfinite(area)) {
+        return area;
     }
-    Internal::CompensatedSum sum;
-    const QList<int> depths = Shapes::Internal::nestingDepths(rings);
-    for (qsizetype i = 0; i < rings.size(); ++i) {
-        const double area = std::fabs(Internal::signedArea(rings[i]));
-        sum.add(depths[i] % 2 == 0 ? area : -area);
-    }
-    return sum.value();
+    // More than a double can say, or the products alone.
+    const double scale = Internal::workingScale(shape);
+    return areaOf(static_cast<const GisShapePolygon&>(*Internal::scaledCopy(shape, scale)).parts()) / scale /
+           scale;
 }
 
 GisShapePoint GisTopology::PointOnSurface(const GisShape& shape) {
+    if (const double scale = Internal::workingScale(shape); scale != 1.0) {
+        const GisShapePoint point = PointOnSurface(*Internal::scaledCopy(shape, scale));
+        return {point.x() / scale, point.y() / scale};
+    }
     const SegmentList boundary(shape);
     return dynamic_cast<const GisShapePolygon*>(&shape) != nullptr ? pointInPolygon(boundary)
                                                                    : pointOnLine(boundary);

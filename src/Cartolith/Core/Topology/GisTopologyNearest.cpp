@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+#include <Cartolith/Core/Topology/RingParityInternal.h>
 #include <Cartolith/Core/Topology/RunStripInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
 
@@ -12,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace Cartolith::Core::Topology {
@@ -202,29 +204,19 @@ private:
     QVarLengthArray<Pair, 128> m_pending; ///< at most eight siblings on each level of either tree
 };
 
-/// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does;
-/// the empty point otherwise.
-GisShapePoint vertexInArea(const GisShape& shape, const GisShape& area, Work& work) {
-    const auto* polygon = dynamic_cast<const GisShapePolygon*>(&area);
-    if (polygon == nullptr) {
-        return {};
+/// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does.
+std::optional<Position> vertexInArea(const Boundary& shape, const GisShape& area, const Boundary& rings,
+                                     Work& work) {
+    if (dynamic_cast<const GisShapePolygon*>(&area) == nullptr) {
+        return std::nullopt;
     }
-    const Shapes::GisExtent extent = polygon->extent();
-    const QList<QList<GisShapePoint>> parts = GisTopology::BoundaryPartsOf(shape);
-    for (const QList<GisShapePoint>& part : parts) {
-        if (part.isEmpty() || !extent.contains(part.constFirst())) {
-            continue;
-        }
-        const auto count = std::count_if(polygon->parts().begin(), polygon->parts().end(),
-                                         [&](const QList<GisShapePoint>& ring) {
-                                             work.add(ring.size());
-                                             return GisShapePolygon::pointInPolygon(part.constFirst(), ring);
-                                         });
-        if (count % 2 == 1) {
-            return part.constFirst();
+    for (qsizetype i = 0; i < shape.partCount(); ++i) {
+        const Position first = shape.vertex(shape.part(i).begin);
+        if (Internal::isInOddNumberOfRings(rings, first, work)) {
+            return first;
         }
     }
-    return {};
+    return std::nullopt;
 }
 
 GisNearestPoints nearestPoints(const GisShape& first, const GisShape& second, Work& work) {
@@ -235,10 +227,12 @@ GisNearestPoints nearestPoints(const GisShape& first, const GisShape& second, Wo
     if (!boundaryA.hasRuns() || !boundaryB.hasRuns()) {
         return {};
     }
-    for (const GisShapePoint& inside : {vertexInArea(*a, *b, work), vertexInArea(*b, *a, work)}) {
-        if (!inside.isEmpty()) {
-            return {0.0, {inside.x(), inside.y()}, {inside.x(), inside.y()}};
-        }
+    auto inside = vertexInArea(boundaryA, *b, boundaryB, work);
+    if (!inside.has_value()) {
+        inside = vertexInArea(boundaryB, *a, boundaryA, work);
+    }
+    if (inside.has_value()) {
+        return {0.0, {inside->x, inside->y}, {inside->x, inside->y}};
     }
     const PairOfPoints nearest = NearestSearch(boundaryA, boundaryB, work).run();
     return {nearest.distance, {nearest.a.x, nearest.a.y}, {nearest.b.x, nearest.b.y}};

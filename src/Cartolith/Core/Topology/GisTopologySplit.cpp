@@ -3,7 +3,9 @@
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
 #include <Cartolith/Core/Topology/CrossingsInternal.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
+#include <Cartolith/Core/Topology/RingParityInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
+#include <Cartolith/Core/Topology/WorkingScaleInternal.h>
 
 #include <algorithm>
 #include <stdexcept>
@@ -12,8 +14,10 @@
 namespace Cartolith::Core::Topology {
 
 using Common::Internal::GeometryPtr;
+using Internal::Boundary;
 using Internal::Segment;
 using Internal::SegmentList;
+using Serialization::Ogr::Internal::geometryOf;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
@@ -153,82 +157,69 @@ std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>&
     return cuts;
 }
 
-GeometryPtr linesOf(const SegmentList& segments) {
-    GisShapePolyline lines;
-    lines.parts() = segments.lines().parts();
-    lines.parts().removeIf(isOnePlace);
-    return Serialization::Ogr::Internal::geometryOf(lines);
+Boundary bareBoundary(const GisShape& shape) {
+    return Boundary(shape, shape.extent(), 0.0, nullptr, Boundary::Boxes::Bare);
 }
 
-/// Whether points are in a shell and in none of its holes.
-class InsideOfArea {
-public:
-    InsideOfArea(const QList<Ring>& shellAndHoles, const GisTopology& topology)
-        : m_rings(shellAndHoles), m_shell(polygonOf(shellAndHoles.first(1))),
-          m_holes(polygonOf(shellAndHoles.sliced(1))), m_work(&topology) {}
-
-    /// \throws Stopped
-    bool holds(const GisShapePoint& point) {
-        const Internal::Position p = Internal::positionOf(point);
-        const Internal::Place inShell = m_shellBoundary.locate(p, m_work);
-        const Internal::Place inHole = m_holesBoundary.locate(p, m_work);
-        if (inShell == Internal::Place::OnBoundary || inHole == Internal::Place::OnBoundary) {
-            // The parity is what rounding makes of it.
-            return std::count_if(
-                       m_rings.begin(), m_rings.end(),
-                       [&point](const Ring& ring) { return GisShapePolygon::pointInPolygon(point, ring); }) %
-                       2 ==
-                   1;
+/// The segments of some lines that meet the box, as lines in their order.
+GisShapePolyline linesIn(const Internal::Box& box, const Boundary& lines) {
+    GisShapePolyline found;
+    QList<QList<GisShapePoint>>& parts = found.parts();
+    qsizetype next = -1; // the vertex that ends the last segment taken
+    lines.walk([&](int level, qsizetype node) {
+        if (!box.meets(lines.box(level, node))) {
+            return Boundary::Step::Skip;
         }
-        return inShell == Internal::Place::Inside && inHole == Internal::Place::Outside;
-    }
+        if (level > 0) {
+            return Boundary::Step::Down;
+        }
+        const Boundary::Run& run = lines.run(node);
+        for (qsizetype i = run.start; i < run.start + run.segments; ++i) {
+            if (box.meets(lines.segmentBox(i))) {
+                if (i != next) {
+                    parts.append({{lines.vertex(i).x, lines.vertex(i).y}});
+                }
+                next = i + 1;
+                parts.last().append({lines.vertex(next).x, lines.vertex(next).y});
+            }
+        }
+        return Boundary::Step::Skip;
+    });
+    parts.removeIf(isOnePlace);
+    return found;
+}
 
-private:
-    static GisShapePolygon polygonOf(const QList<Ring>& rings) {
-        GisShapePolygon polygon;
-        polygon.parts() = rings;
-        return polygon;
-    }
-
-    const QList<Ring>& m_rings;
-    GisShapePolygon m_shell;
-    GisShapePolygon m_holes;
-    Internal::Boundary m_shellBoundary{m_shell, m_shell.extent(), 0.0};
-    Internal::Boundary m_holesBoundary{m_holes, m_holes.extent(), 0.0};
-    Internal::Work m_work;
-};
-
-/// The pieces of one shell with its holes; itself when it is not cut.
-ShapeList cutPolygon(const GisShape& whole, const QList<Ring>& shellAndHoles, const OGRGeometry& line,
-                     const GisTopology& topology) {
+/// The pieces of one shell with its holes; none when it is not cut.
+ShapeList cutPolygon(const GisShapePolygon& polygon, const Boundary& line, const GisTopology& topology) {
     ShapeList pieces;
-    const auto polygon = pieceOf<GisShapePolygon>(whole, shellAndHoles);
-    InsideOfArea area(shellAndHoles, topology);
-    const GeometryPtr boundary = linesOf(SegmentList(*polygon));
-    OGREnvelope around;
-    OGREnvelope other;
-    boundary->getEnvelope(&around);
-    line.getEnvelope(&other);
-    // The box of an empty geometry is a box at the origin.
-    if (line.IsEmpty() == 0 && around.Intersects(other) != 0) {
-        const Common::Internal::GdalErrorCapture capture;
-        const Internal::GeosInterrupt interrupt(topology);
-        const GeometryPtr noded(boundary->Union(&line));
-        GeometryPtr faces(noded == nullptr ? nullptr : noded->Polygonize());
-        interrupt.check();
-        if (faces == nullptr) {
-            throw std::runtime_error("GisTopology::SplitByLine failed: " + capture.message().toStdString());
+    const Boundary rings = bareBoundary(polygon);
+    const GisShapePolyline cutting = linesIn(rings.box(), line);
+    if (cutting.isEmpty()) {
+        return pieces;
+    }
+    GisShapePolyline outline;
+    outline.parts() = polygon.parts();
+    const Common::Internal::GdalErrorCapture capture;
+    const Internal::GeosInterrupt interrupt(topology);
+    const GeometryPtr noded(geometryOf(outline)->Union(geometryOf(cutting).get()));
+    const GeometryPtr faces(noded == nullptr ? nullptr : noded->Polygonize());
+    interrupt.check();
+    if (faces == nullptr) {
+        throw std::runtime_error(
+            "GisTopology::SplitByLine failed: " +
+            (capture.message().isEmpty() ? "GEOS gives no reason." : capture.message().toStdString()));
+    }
+    Internal::Work work(&topology);
+    for (OGRGeometry* face : *faces->toGeometryCollection()) {
+        auto shapes = Serialization::Ogr::Internal::shapesOf(GeometryPtr(face->clone())).shapes;
+        if (shapes.size() != 1) {
+            continue;
         }
-        for (OGRGeometry* face : *faces->toGeometryCollection()) {
-            auto shapes = Serialization::Ogr::Internal::shapesOf(GeometryPtr(face->clone())).shapes;
-            if (shapes.size() != 1) {
-                continue;
-            }
-            // Not in a hole, nor closed by the line alone.
-            if (area.holds(GisTopology::PointOnSurface(*shapes.front()))) {
-                whole.copyAttributesTo(*shapes.front());
-                pieces.push_back(std::move(shapes.front()));
-            }
+        // Not in a hole, nor closed by the line alone.
+        const GisShapePoint inside = GisTopology::PointOnSurface(*shapes.front());
+        if (Internal::isInOddNumberOfRings(rings, Internal::positionOf(inside), work)) {
+            polygon.copyAttributesTo(*shapes.front());
+            pieces.push_back(std::move(shapes.front()));
         }
     }
     if (pieces.size() < 2) {
@@ -237,10 +228,19 @@ ShapeList cutPolygon(const GisShape& whole, const QList<Ring>& shellAndHoles, co
     return pieces;
 }
 
-ShapeList cutPolygons(const GisShape& polygon, const SegmentList& line, const GisTopology& topology) {
+ShapeList cutPolygons(const GisShape& polygon, const GisShape& line, const GisTopology& topology) {
+    if (const double scale = Internal::workingScale(polygon); scale != 1.0) {
+        ShapeList pieces =
+            cutPolygons(*Internal::scaledCopy(polygon, scale), *Internal::scaledCopy(line, scale), topology);
+        for (std::unique_ptr<GisShape>& piece : pieces) {
+            piece = Internal::scaledCopy(*piece, 1 / scale);
+        }
+        return pieces;
+    }
     const std::unique_ptr<GisShape> sound =
         Internal::fixedShape(polygon, topology, "GisTopology::SplitByLine failed: ").shape;
-    const GeometryPtr cutting = linesOf(line);
+    const SegmentList segments(line);
+    const Boundary cutting = bareBoundary(segments.lines());
     const QList<Ring>& rings = std::as_const(static_cast<GisShapePolygon&>(*sound)).parts();
     const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
     const int count = static_cast<int>(polygons.size());
@@ -249,9 +249,10 @@ ShapeList cutPolygons(const GisShape& polygon, const SegmentList& line, const Gi
         if (!topology.reportBusy(i + 1, count)) {
             return {};
         }
-        ShapeList cut = cutPolygon(polygon, polygons[i], *cutting, topology);
+        auto whole = pieceOf<GisShapePolygon>(polygon, polygons[i]);
+        ShapeList cut = cutPolygon(static_cast<const GisShapePolygon&>(*whole), cutting, topology);
         if (cut.empty()) {
-            cut.push_back(pieceOf<GisShapePolygon>(polygon, polygons[i]));
+            cut.push_back(std::move(whole));
         }
         std::move(cut.begin(), cut.end(), std::back_inserter(pieces));
     }
@@ -281,16 +282,17 @@ ShapeList GisTopology::SplitAtSelfCrossings(const GisShape& line) const {
 }
 
 ShapeList GisTopology::SplitByLine(const GisShape& shape, const GisShape& line) const {
-    const SegmentList other(line);
     if (const auto* polyline = dynamic_cast<const GisShapePolyline*>(&shape)) {
         return Internal::unlessStopped([&] {
-            return cutAt(*polyline, Internal::CrossingSearch(SegmentList(shape), other, *this).all(), false);
+            const SegmentList first(shape);
+            const SegmentList second(line);
+            return cutAt(*polyline, Internal::CrossingSearch(first, second, *this).all(), false);
         });
     }
     if (dynamic_cast<const GisShapePolygon*>(&shape) == nullptr) {
         return oneCopy(shape);
     }
-    return Internal::unlessStopped([&] { return cutPolygons(shape, other, *this); });
+    return Internal::unlessStopped([&] { return cutPolygons(shape, line, *this); });
 }
 
 } // namespace Cartolith::Core::Topology

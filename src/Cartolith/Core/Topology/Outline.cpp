@@ -5,12 +5,14 @@
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 
 namespace Cartolith::Core::Topology::Internal {
 
 using Shapes::GisExtent;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
+using Shapes::Internal::RingNest;
 
 namespace {
 
@@ -62,53 +64,38 @@ int directionOf(const Outline::Ring& ring) {
     return (ring.area > 0.0L) - (ring.area < 0.0L);
 }
 
-/// One ring as an outline of its own, or all that are larger; each counts by `factor`.
-template <typename Takes, typename Factor>
-Outline selected(const Outline& from, Takes takes, Factor factor) {
-    Outline outline;
-    for (const Outline::Ring& ring : from.rings) {
-        if (takes(ring)) {
-            const auto begin = static_cast<std::ptrdiff_t>(ring.begin);
-            const auto end = static_cast<std::ptrdiff_t>(ring.end);
-            outline.rings.push_back(ring);
-            outline.rings.back().begin = outline.x.size();
-            outline.x.insert(outline.x.end(), from.x.begin() + begin, from.x.begin() + end);
-            outline.y.insert(outline.y.end(), from.y.begin() + begin, from.y.begin() + end);
-            outline.rings.back().end = outline.x.size();
-            outline.rings.back().factor = factor(ring);
-            const auto [left, right] = std::minmax_element(from.x.begin() + begin, from.x.begin() + end);
-            outline.extent = outline.extent.expand(GisExtent(*left, ring.low, *right, ring.high));
-        }
-    }
-    return outline;
-}
-
-/// By the winding rule: what the larger rings wind round a ring, on average over what it encloses, is what
-/// they wind round all of it, unless rings cross. A ring that changes from one number to another that is not
-/// 0 does not count. False when that is too much work, or rings cross.
-bool setWindingFactors(Outline& outline) {
-    constexpr std::size_t muchWork = 20'000'000;
-    if (outline.rings.size() * outline.x.size() > muchWork) {
-        return false;
-    }
-    for (Outline::Ring& ring : outline.rings) {
+/// By the winding rule: what is wound round outside a ring is what the rings around it wind. A ring that
+/// changes that from one number to another that is not 0 does not count. False when rings cross.
+bool setWindingFactors(Outline& outline, const QList<RingNest>& nests) {
+    const std::size_t count = outline.rings.size();
+    std::vector<std::size_t> fromOutside(count);
+    std::iota(fromOutside.begin(), fromOutside.end(), 0U);
+    const auto nestOf = [&nests](std::size_t ring) { return nests[static_cast<qsizetype>(ring)]; };
+    std::sort(fromOutside.begin(), fromOutside.end(),
+              [&](std::size_t a, std::size_t b) { return nestOf(a).depth < nestOf(b).depth; });
+    std::vector<int> windings(count);  // inside each ring
+    std::vector<int> weightsIn(count); // of all rings around a place in it
+    // With a weight for each ring that inside of it all rings around add up, the square of that sum has an
+    // integral which follows from the areas, unless rings cross. Weights differ, so that nothing cancels.
+    Outline weighted = outline;
+    long double expected = 0.0L;
+    for (const std::size_t i : fromOutside) {
+        Outline::Ring& ring = outline.rings[i];
+        const int innermost = nestOf(i).innermost;
+        const auto outer = static_cast<std::size_t>(innermost);
         const int direction = directionOf(ring);
-        if (direction == 0) {
-            continue;
-        }
-        const Outline own = selected(
-            outline, [&](const auto& other) { return &other == &ring; }, directionOf);
-        const Outline larger = selected(
-            outline, [&](const auto& other) { return std::fabs(other.area) > std::fabs(ring.area); },
-            [](const auto&) { return 1; });
-        const long double winding = commonArea(own, larger).area / std::fabs(ring.area);
-        const int around = static_cast<int>(std::lround(winding));
-        if (!(std::fabs(winding - around) < 1e-6L)) {
-            return false;
-        }
-        ring.factor = ((around + direction != 0) - (around != 0)) * direction;
+        const int around = innermost < 0 ? 0 : windings[outer];
+        windings[i] = around + direction;
+        ring.factor = ((windings[i] != 0) - (around != 0)) * direction;
+
+        const int weight = direction == 0 ? 0 : 1 + static_cast<int>(i * 7919 % 61);
+        const int weightAround = innermost < 0 ? 0 : weightsIn[outer];
+        weightsIn[i] = weightAround + weight;
+        weighted.rings[i].factor = weight * direction; // so that it counts as running counterclockwise
+        expected += std::fabs(ring.area) * weight * (weight + 2 * weightAround);
     }
-    return true;
+    constexpr long double share = 1e-9L; // rings that touch cross by rounding
+    return std::fabs(commonArea(weighted, weighted).area - expected) <= share * expected;
 }
 
 QList<Shapes::Internal::Ring> ringsOf(const Outline& outline) {
@@ -129,20 +116,20 @@ Outline outlineOf(const GisShapePolygon& polygon, RingReading reading) {
     for (const QList<GisShapePoint>& part : polygon.parts()) {
         addRing(outline, part);
     }
-    const QList<int> depths =
-        outline.rings.size() > 1 ? Shapes::Internal::nestingDepths(ringsOf(outline)) : QList<int>(1, 0);
+    const QList<RingNest> nests =
+        outline.rings.size() > 1 ? Shapes::Internal::ringNests(ringsOf(outline)) : QList<RingNest>(1);
     int common = 0;
     bool isUniform = true;
     for (std::size_t i = 0; i < outline.rings.size(); ++i) {
         Outline::Ring& ring = outline.rings[i];
         const int direction = directionOf(ring);
-        ring.factor = depths[static_cast<qsizetype>(i)] % 2 == 0 ? direction : -direction;
+        ring.factor = nests[static_cast<qsizetype>(i)].depth % 2 == 0 ? direction : -direction;
         common = common == 0 ? ring.factor : common;
         isUniform = isUniform && (ring.factor == 0 || ring.factor == common);
     }
     // Shells that all run one way and holes that run the other are the same by either rule.
     if (reading == RingReading::Winding && !isUniform) {
-        outline.hasFactors = setWindingFactors(outline);
+        outline.hasFactors = setWindingFactors(outline, nests);
     }
     for (const Outline::Ring& ring : outline.rings) {
         outline.area += ring.factor * ring.area;

@@ -29,8 +29,8 @@ struct Outline {
     std::vector<Ring> rings;
     Shapes::GisExtent extent;
     double reach = 0.0; ///< the largest absolute coordinate
-    /// Whether the factors are right if no ring crosses itself or another. False where that was not found
-    /// out: very many rings of which some run like the one around them, and rings that cross.
+    /// Whether the factors are right if no ring crosses itself or another. False where rings were seen to
+    /// cross of which some run like the one around them.
     bool hasFactors = true;
     long double area = 0.0L; ///< by the factors
 };

@@ -166,6 +166,15 @@ Meeting meetingOf(const Segment& a, const Segment& b, GisShapePoint& place) {
         place = *a.start;
         return Meeting::Along;
     }
+    // One end in common: very often, and of points on one line exact orientation is slow.
+    for (const auto& [end, other] : {std::pair(a.start, a.end), std::pair(a.end, a.start)}) {
+        const bool isStart = isSame(*end, *b.start);
+        if ((isStart || isSame(*end, *b.end)) &&
+            orientation(*end, *other, isStart ? *b.end : *b.start) != 0) {
+            place = *end;
+            return Meeting::Touch;
+        }
+    }
     const int a1 = orientation(*b.start, *b.end, *a.start);
     const int a2 = orientation(*b.start, *b.end, *a.end);
     const int b1 = orientation(*a.start, *a.end, *b.start);

@@ -23,8 +23,8 @@ public:
     /// What the step does, in English, for "Undo ..." in a menu; empty here.
     virtual QString text() const;
     /// Makes the change, the first time too. False when it cannot be made; the layer is as it was then. The
-    /// commands of this library also refuse a second redo() without an undo() in between when they would lose
-    /// by it what they keep.
+    /// commands of this library also refuse a second redo() without an undo() in between where it would
+    /// overwrite what they keep for undo().
     virtual bool redo(GisLayerVector& layer) = 0;
     /// Takes the change back; false and the layer left alone when it was not made.
     virtual bool undo(GisLayerVector& layer) = 0;
