@@ -46,7 +46,7 @@ bool haveSameTypes(const Table& a, const Table& b) {
 }
 
 TEST(AttributeSlot, RowsSayWhatTheirTablesSay) {
-    std::mt19937 random(testSeed());
+    std::mt19937 random(test::seed());
     for (const int fields : {0, 1, 3, 32, 33, 64, 65, 200}) {
         for (int round = 0; round < 20; ++round) {
             QList<AttributeSchema::Field> names;

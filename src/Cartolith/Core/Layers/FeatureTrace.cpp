@@ -3,19 +3,24 @@
 #include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
-bool FeatureTrace::Entry::isChanged(const Shapes::GisShape& shape) const {
-    return isTouched && (original == nullptr || !haveSameAttributes(*original, shape) ||
-                         !haveSameGeometry(*original, shape));
+FeatureTrace::Original::Original(std::unique_ptr<const Shapes::GisShape> before) : shape(std::move(before)) {}
+
+FeatureTrace::Original::~Original() = default;
+
+bool FeatureTrace::Entry::isChanged(const Shapes::GisShape& now) const {
+    return original != nullptr && (original->shape == nullptr || !haveSameAttributes(*original->shape, now) ||
+                                   !haveSameGeometry(*original->shape, now));
 }
 
 void FeatureTrace::reset(const QList<qint64>& features) {
     m_entries.clear();
     m_entries.reserve(static_cast<std::size_t>(features.size()));
     for (const qint64 feature : features) {
-        m_entries.push_back({feature, false, nullptr});
+        m_entries.push_back({feature});
     }
     m_taken.clear();
 }
@@ -52,16 +57,19 @@ void FeatureTrace::taken(int position, const Shapes::GisShape& shape) {
 
 void FeatureTrace::changed(int position, const Shapes::GisShape& shape) {
     Entry& entry = m_entries[static_cast<std::size_t>(position)];
-    if (!entry.isTouched && entry.feature != none) {
-        entry.original = shape.clone();
+    if (entry.original != nullptr) {
+        return;
     }
-    entry.isTouched = true;
+    if (entry.feature != none) {
+        entry.original.reset(new Original(shape.clone()));
+    } else {
+        entry.original = m_unknown;
+    }
 }
 
 void FeatureTrace::allChanged() {
     for (Entry& entry : m_entries) {
-        entry.isTouched = true;
-        entry.original.reset();
+        entry.original = m_unknown;
     }
 }
 

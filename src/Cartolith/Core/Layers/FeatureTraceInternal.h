@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QList>
+#include <QSharedData>
 
 #include <limits>
 #include <memory>
@@ -20,12 +21,17 @@ public:
     /// No id that a source may give: a database may have a row -1.
     static constexpr qint64 none = std::numeric_limits<qint64>::min();
 
+    /// A shape as it was before; without one where that is not known.
+    struct Original : QSharedData {
+        explicit Original(std::unique_ptr<const Shapes::GisShape> before);
+        ~Original();
+        std::unique_ptr<const Shapes::GisShape> shape;
+    };
     struct Entry {
-        qint64 feature = none;  ///< the source's own id; none for a shape that is not in the source
-        bool isTouched = false; ///< the shape may differ from the feature
-        std::shared_ptr<const Shapes::GisShape> original; ///< as it was before, where that is known
+        qint64 feature = none; ///< the source's own id; none for a shape that is not in the source
+        QExplicitlySharedDataPointer<const Original> original = {}; ///< null where the shape is the feature's
 
-        /// Whether a touched shape is something else now. What was undone is not.
+        /// Whether the shape is something else now. What was undone is not.
         bool isChanged(const Shapes::GisShape& shape) const;
     };
 
@@ -54,6 +60,7 @@ private:
     };
 
     std::vector<Entry> m_entries;
+    QExplicitlySharedDataPointer<const Original> m_unknown{new Original(nullptr)};
     std::unordered_map<const Shapes::GisShape*, Taken>
         m_taken; // an address may be used again: the copy tells
 };

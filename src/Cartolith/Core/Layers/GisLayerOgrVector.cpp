@@ -94,10 +94,12 @@ struct Content {
             ++(hasGeometry ? state.unreadable : state.rowsWithoutGeometry);
             return;
         }
-        kind.shapes = static_cast<int>(read.shapes.size());
+        kind.id = key;
+        constexpr std::size_t most = (1U << 26U) - 1;
+        kind.shapes = static_cast<quint32>(std::min(read.shapes.size(), most));
         kind.isPartlyRead = !read.problem.isEmpty();
         kind.digest = sum;
-        state.features.insert_or_assign(key, kind);
+        state.features.append(kind);
         const Shapes::Internal::AttributeRow row = rows.of(feature);
         for (auto& shape : read.shapes) {
             shape->attributeSlot().setRow(row);
@@ -186,6 +188,7 @@ bool GisLayerOgrVector::open() {
         return false;
     }
 
+    content.state.features.sort();
     const auto system = source.isSystemElsewhere() ? nullptr : coordinateSystemOf(layer);
     const GisExtent extent = storedExtent(layer);
     const QString sourceName = QString::fromUtf8(layer.GetName());
@@ -264,12 +267,11 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
     lost.subtypes = m_read->subtypes;
     std::set<qint64> counted; // each once, whatever it is made of
     for (const auto& entry : m_trace->entries()) {
-        const auto found = m_read->features.find(entry.feature);
-        if (found == m_read->features.end() ||
-            (found->second.shapes > 1 && !counted.insert(entry.feature).second)) {
+        const Internal::ReadFeature* const found = m_read->features.find(entry.feature);
+        if (found == nullptr || (found->shapes > 1 && !counted.insert(entry.feature).second)) {
             continue;
         }
-        const Internal::ReadFeature& feature = found->second;
+        const Internal::ReadFeature& feature = *found;
         lost.withZ += feature.hasZ ? 1 : 0;
         lost.withM += feature.hasM ? 1 : 0;
         lost.withCurves += feature.hasCurves ? 1 : 0;

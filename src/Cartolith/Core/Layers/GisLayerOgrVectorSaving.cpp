@@ -96,10 +96,11 @@ Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
             edits.updated[feature].append(shape);
         }
     }
-    for (const auto& [id, feature] : m_read->features) {
+    for (const Internal::ReadFeature& feature : m_read->features) {
+        const qint64 id = feature.id;
         const auto found = left.find(id);
         const int now = found != left.end() ? found->second : 0;
-        const auto refuse = [&, id = id](const char* why) {
+        const auto refuse = [&](const char* why) {
             Internal::failToWrite(
                 m_sourcePath,
                 QStringLiteral("feature %1: %2").arg(m_read->sourceId(id)).arg(QLatin1String(why)));
@@ -107,7 +108,7 @@ Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
         if (now == 0 && feature.isPartlyRead) {
             refuse("it has parts that are not in the layer and would be lost");
         }
-        if (now > 0 && now < feature.shapes) {
+        if (now > 0 && now < static_cast<int>(feature.shapes)) {
             refuse("it is several shapes here, of which some cannot be deleted alone");
         }
         if (now == 0) {
@@ -138,11 +139,12 @@ GisLayerOgrVector::Saved GisLayerOgrVector::afterSaving(const Internal::OgrEdits
             state.digest += digest->second - feature.digest;
             feature.digest = digest->second;
         }
-        state.features.insert_or_assign(id, feature);
+        feature.id = id;
+        state.features.append(feature);
     };
-    for (const auto& [id, feature] : m_read->features) {
-        if (!edits.deleted.contains(id)) {
-            remember(idAfter(id), feature);
+    for (const Internal::ReadFeature& feature : m_read->features) {
+        if (!edits.deleted.contains(feature.id)) {
+            remember(idAfter(feature.id), feature);
         } else {
             state.digest -= feature.digest;
         }
@@ -159,6 +161,7 @@ GisLayerOgrVector::Saved GisLayerOgrVector::afterSaving(const Internal::OgrEdits
             remember(features.last(), feature);
         }
     }
+    state.features.sort();
     saved.trace->reset(features);
     if (ids.isRenumbered) {
         state.numberedIds = ids.numberedIds;
@@ -260,9 +263,9 @@ std::vector<std::vector<int>> GisLayerOgrVector::multiPoints() const {
     std::map<qint64, std::vector<int>> points; // by feature
     const auto& entries = m_trace->entries();
     for (std::size_t i = 0; i < entries.size(); ++i) {
-        const auto found = m_read->features.find(entries[i].feature);
+        const Internal::ReadFeature* const found = m_read->features.find(entries[i].feature);
         const bool isPoint = dynamic_cast<const Shapes::GisShapePoint*>(items()[i].get()) != nullptr;
-        if (isPoint && found != m_read->features.end() && found->second.isMultiPoint) {
+        if (isPoint && found != nullptr && found->isMultiPoint) {
             points[entries[i].feature].push_back(static_cast<int>(i));
         }
     }
@@ -302,7 +305,7 @@ void GisLayerOgrVector::forRowsWithoutGeometry(const std::function<void(const At
         const qint64 key = isNumbered ? number++ : static_cast<qint64>(feature->GetFID());
         const OGRGeometry* const geometry = feature->GetGeometryRef();
         // What is a shape here is saved as one, or was deleted.
-        if ((geometry == nullptr || geometry->IsEmpty()) && !m_read->features.contains(key)) {
+        if ((geometry == nullptr || geometry->IsEmpty()) && m_read->features.find(key) == nullptr) {
             function(rows.of(*feature).table());
         }
     }

@@ -3,20 +3,39 @@
 #include <QList>
 #include <QtGlobal>
 
-#include <unordered_map>
+#include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
 
 /// What a layer remembers of a feature that shapes were read from.
 struct ReadFeature {
-    int shapes = 0;
-    bool isPartlyRead = false; ///< the shapes do not hold it whole
-    bool isMultiPoint = false;
-    bool hasZ = false;
-    bool hasM = false;
-    bool hasCurves = false;
-    bool isCollection = false; ///< or another kind that has no shape of its own: a triangle, a surface
-    quint64 digest = 0;        ///< of everything that the source had of it
+    qint64 id = 0;
+    quint64 digest = 0;           ///< of everything that the source had of it
+    quint32 shapes : 26 = 0;      ///< no more are read of one
+    quint32 isPartlyRead : 1 = 0; ///< the shapes do not hold it whole
+    quint32 isMultiPoint : 1 = 0;
+    quint32 hasZ : 1 = 0;
+    quint32 hasM : 1 = 0;
+    quint32 hasCurves : 1 = 0;
+    quint32 isCollection : 1 = 0; ///< or another kind that has no shape of its own: a triangle, a surface
+};
+
+/// Features by their ids, in the room of an array.
+class ReadFeatures {
+public:
+    /// Between the first of these and sort(), nothing is found.
+    void append(const ReadFeature& feature) { m_features.push_back(feature); }
+    /// Of features of one id, the last stays.
+    void sort();
+    void clear() noexcept { m_features.clear(); }
+
+    /// Null when there is none.
+    const ReadFeature* find(qint64 id) const noexcept;
+    auto begin() const noexcept { return m_features.cbegin(); }
+    auto end() const noexcept { return m_features.cend(); }
+
+private:
+    std::vector<ReadFeature> m_features;
 };
 
 /// What a layer remembers of the source that it was read from, beside its shapes. Features go by their own
@@ -24,9 +43,9 @@ struct ReadFeature {
 ///
 /// No QHash: where one finds no memory to insert into, it ends the process.
 struct OgrReadState {
-    std::unordered_map<qint64, ReadFeature> features; ///< those that shapes were read from
-    QList<qint64> numberedIds;                        ///< the ids of those that go by number; else empty
-    QList<qint64> skippedFeatures;                    ///< those in the list of skipped ones
+    ReadFeatures features;         ///< those that shapes were read from
+    QList<qint64> numberedIds;     ///< the ids of those that go by number; else empty
+    QList<qint64> skippedFeatures; ///< those in the list of skipped ones
     qint64 featureCount = 0;
     qint64 rowsWithoutGeometry = 0;
     qint64 unreadable = 0;  ///< features that have a geometry and gave no shape

@@ -162,9 +162,8 @@ private:
     /// A feature that nobody has changed since it was read: another layer of this process, or another one.
     Common::Internal::FeaturePtr read(qint64 id) {
         Common::Internal::FeaturePtr feature = get(id);
-        const auto known = m_target.read.features.find(id);
-        if (m_isCompared && known != m_target.read.features.end() &&
-            m_digest.of(*feature) != known->second.digest) {
+        const ReadFeature* const known = m_target.read.features.find(id);
+        if (m_isCompared && known != nullptr && m_digest.of(*feature) != known->digest) {
             failToWrite(m_target.path,
                         QStringLiteral("feature %1 was changed by someone else since it was read").arg(id));
         }
