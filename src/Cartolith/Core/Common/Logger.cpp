@@ -76,8 +76,7 @@ void createWithHeader(const QString& path) {
     // A second name is refused where there is a file by now. QFile::rename() would copy over it then.
     const QByteArray from = QFile::encodeName(aside);
     if (written) {
-        [[maybe_unused]] const int refused =
-            ::link(from.constData(), QFile::encodeName(path).constData());
+        [[maybe_unused]] const int refused = ::link(from.constData(), QFile::encodeName(path).constData());
     }
     ::unlink(from.constData());
 }
