@@ -111,8 +111,9 @@ private:
 };
 
 /// Whether a ring lies in another: the middle of its longest chord halfway up (of the longest of all where
-/// that one is next to nothing), and most of its chords on a few horizontal lines. So rounding that moves a vertex across the other ring does not count. Where the ring
-/// is so thin that rounding changes the chords themselves, its vertices decide, by exact orientation.
+/// that one is next to nothing), and most of its chords on a few horizontal lines. So rounding that moves a
+/// vertex across the other ring does not count. Where the ring is so thin that rounding changes the chords
+/// themselves, its vertices decide, by exact orientation.
 class RingChords {
 public:
     /// The scale, a power of two, brings the coordinates to a size whose products neither overflow nor
