@@ -73,7 +73,8 @@ void createWithHeader(const QString& path) {
         file.write(Internal::logHeader.data(), Internal::logHeader.size()) == Internal::logHeader.size() &&
         file.flush();
     file.close();
-    // A second name is refused where there is a file by now. QFile::rename() would copy over it then.
+    // A second name is refused where there is a file by now; QFile::rename() would copy over it then. Where a
+    // file system has no second names, the caller makes the file.
     const QByteArray from = QFile::encodeName(aside);
     if (written) {
         [[maybe_unused]] const int refused = ::link(from.constData(), QFile::encodeName(path).constData());
