@@ -1,5 +1,7 @@
 #include "KeyFiles.h"
 
+#include "LicenceSigner.h"
+
 #include <Cartolith/Core/Licensing/LicenceCache.h>
 
 #include <QFile>
@@ -51,8 +53,6 @@ bool KeyFiles::isKeyId(const QString& id) {
 
 namespace {
 
-constexpr qsizetype keySize = 32;
-
 /// The words of a line "ID BASE64" or "ID revoked". Throws for any other; the key of a withdrawn one is
 /// empty.
 LicenceKey keyOf(const QByteArray& line, const QString& path) {
@@ -61,7 +61,7 @@ LicenceKey keyOf(const QByteArray& line, const QString& path) {
     const bool isRevoked = words.size() == 2 && words[1] == "revoked";
     const QByteArray key = words.size() == 2 && !isRevoked ? QByteArray::fromBase64(words[1]) : QByteArray();
     if (words.size() != 2 || !KeyFiles::isKeyId(id) ||
-        (!isRevoked && (key.size() != keySize || key.toBase64() != words[1]))) {
+        (!isRevoked && (key.size() != LicenceSigner::keySize || key.toBase64() != words[1]))) {
         // Without the line, which may be a private key.
         throw std::runtime_error(QStringLiteral("'%1' has a line that is no key.").arg(path).toStdString());
     }

@@ -10,7 +10,6 @@ using Cartolith::Core::Licensing::LicenceEnvelope;
 
 namespace {
 
-constexpr qsizetype keySize = 32;
 constexpr qsizetype signatureSize = 64;
 
 using Key = std::unique_ptr<EVP_PKEY, decltype(&EVP_PKEY_free)>;
@@ -24,7 +23,7 @@ Key keyOf(const QByteArray& privateKey) {
                                          reinterpret_cast<const unsigned char*>(privateKey.constData()),
                                          static_cast<std::size_t>(privateKey.size())),
             EVP_PKEY_free);
-    if (privateKey.size() != keySize || key == nullptr) {
+    if (privateKey.size() != LicenceSigner::keySize || key == nullptr) {
         throw std::runtime_error("This is no private key.");
     }
     return key;
@@ -33,7 +32,7 @@ Key keyOf(const QByteArray& privateKey) {
 } // namespace
 
 LicenceSigner LicenceSigner::makeKey(const QString& keyId) {
-    QByteArray secret(keySize, '\0');
+    QByteArray secret(LicenceSigner::keySize, '\0');
     if (RAND_priv_bytes(bytes(secret), static_cast<int>(secret.size())) != 1) {
         throw std::runtime_error("No random numbers can be had for a key.");
     }
@@ -46,8 +45,8 @@ LicenceSigner::LicenceSigner(const QString& keyId, const QByteArray& privateKey)
 }
 
 QByteArray LicenceSigner::publicKey() const {
-    QByteArray result(keySize, '\0');
-    std::size_t size = keySize;
+    QByteArray result(LicenceSigner::keySize, '\0');
+    std::size_t size = LicenceSigner::keySize;
     if (EVP_PKEY_get_raw_public_key(keyOf(m_privateKey).get(), bytes(result), &size) != 1) {
         throw std::runtime_error("The key has no public half.");
     }

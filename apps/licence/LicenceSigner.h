@@ -8,9 +8,12 @@
 /// A private key of a product owner, and what it signs.
 class LicenceSigner {
 public:
+    /// Of an Ed25519 key, public or private, in bytes.
+    static constexpr qsizetype keySize = 32;
+
     /// A new key. \throws std::runtime_error when OpenSSL makes none
     static LicenceSigner makeKey(const QString& keyId);
-    /// From the 32 bytes of privateKey(). \throws std::runtime_error for anything else
+    /// From the bytes of privateKey(). \throws std::runtime_error for anything else
     LicenceSigner(const QString& keyId, const QByteArray& privateKey);
 
     const QString& keyId() const { return m_keyId; }

@@ -27,21 +27,15 @@ void GdalErrorCapture::handle(CPLErr level, CPLErrorNum /*number*/, const char* 
     }
 }
 
-namespace {
-
-const char* const replacesDeprecated = "OSR_USE_NON_DEPRECATED";
-
-} // namespace
-
-EpsgCodesAsGiven::EpsgCodesAsGiven() {
-    if (const char* const before = CPLGetThreadLocalConfigOption(replacesDeprecated, nullptr)) {
+ThreadOption::ThreadOption(const char* name, const char* value) : m_name(name) {
+    if (const char* const before = CPLGetThreadLocalConfigOption(name, nullptr)) {
         m_before = QByteArray(before); // GDAL's own text goes with the next line
     }
-    CPLSetThreadLocalConfigOption(replacesDeprecated, "NO");
+    CPLSetThreadLocalConfigOption(name, value);
 }
 
-EpsgCodesAsGiven::~EpsgCodesAsGiven() {
-    CPLSetThreadLocalConfigOption(replacesDeprecated, m_before ? m_before->constData() : nullptr);
+ThreadOption::~ThreadOption() {
+    CPLSetThreadLocalConfigOption(m_name, m_before ? m_before->constData() : nullptr);
 }
 
 NoRequests::NoRequests() {

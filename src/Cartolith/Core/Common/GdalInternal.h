@@ -59,6 +59,20 @@ private:
     QString m_warning;
 };
 
+/// Sets an option of GDAL for this thread while it lives; then what was set before holds again.
+class ThreadOption {
+public:
+    /// The name is a literal.
+    ThreadOption(const char* name, const char* value);
+    ~ThreadOption();
+    ThreadOption(const ThreadOption&) = delete;
+    ThreadOption& operator=(const ThreadOption&) = delete;
+
+private:
+    const char* m_name;
+    std::optional<QByteArray> m_before;
+};
+
 /// While it lives, an EPSG code that GDAL meets in this thread means itself.
 ///
 /// By default GDAL takes the replacement of a deprecated code instead, which may be kilometres away. Drivers
@@ -66,13 +80,10 @@ private:
 /// to be held while a host's callback runs: what the host has set for the thread comes back at the end.
 class EpsgCodesAsGiven {
 public:
-    EpsgCodesAsGiven();
-    ~EpsgCodesAsGiven();
-    EpsgCodesAsGiven(const EpsgCodesAsGiven&) = delete;
-    EpsgCodesAsGiven& operator=(const EpsgCodesAsGiven&) = delete;
+    EpsgCodesAsGiven() : m_option("OSR_USE_NON_DEPRECATED", "NO") {}
 
 private:
-    std::optional<QByteArray> m_before;
+    ThreadOption m_option;
 };
 
 /// While it lives, drivers of this thread get no answer to a request over HTTP, and none is sent. (Files

@@ -73,9 +73,13 @@ void createWithHeader(const QString& path) {
         file.write(Internal::logHeader.data(), Internal::logHeader.size()) == Internal::logHeader.size() &&
         file.flush();
     file.close();
-    if (!written || !QFile::rename(aside, path)) {
-        QFile::remove(aside);
+    // A second name is refused where there is a file by now; QFile::rename() would copy over it then. Where a
+    // file system has no second names, the caller makes the file.
+    const QByteArray from = QFile::encodeName(aside);
+    if (written) {
+        [[maybe_unused]] const int refused = ::link(from.constData(), QFile::encodeName(path).constData());
     }
+    ::unlink(from.constData());
 }
 
 /// True when the file has something before that place, and no end of a line.

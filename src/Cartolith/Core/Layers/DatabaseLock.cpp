@@ -2,45 +2,23 @@
 
 #include <QFile>
 #include <QFileInfo>
-#include <cpl_conv.h>
 
 #include <algorithm>
 #include <fcntl.h>
-#include <optional>
 #include <string_view>
 #include <unistd.h>
 
 namespace Cartolith::Core::Layers::Internal {
 
-namespace {
-
-/// While it lives, databases that this thread opens wait so long for others.
-class BusyTimeout {
-public:
-    explicit BusyTimeout(std::chrono::milliseconds wait) {
-        if (const char* const before = CPLGetThreadLocalConfigOption(key, nullptr)) {
-            m_before = QByteArray(before);
-        }
-        CPLSetThreadLocalConfigOption(key, QByteArray::number(qint64{wait.count()}).constData());
-    }
-    ~BusyTimeout() { CPLSetThreadLocalConfigOption(key, m_before ? m_before->constData() : nullptr); }
-    BusyTimeout(const BusyTimeout&) = delete;
-    BusyTimeout& operator=(const BusyTimeout&) = delete;
-
-private:
-    static constexpr const char* key = "SQLITE_BUSY_TIMEOUT";
-    std::optional<QByteArray> m_before;
-};
-
-} // namespace
-
 DatabaseLock::DatabaseLock(const QString& path, std::chrono::steady_clock::time_point deadline) {
     using std::chrono::milliseconds;
     Common::Internal::registerGdalDrivers();
     const Common::Internal::GdalErrorCapture errors;
-    const BusyTimeout timeout(
+    const auto wait =
         std::clamp(std::chrono::duration_cast<milliseconds>(deadline - std::chrono::steady_clock::now()),
-                   milliseconds(0), milliseconds(std::chrono::hours(1))));
+                   milliseconds(0), milliseconds(std::chrono::hours(1)));
+    const Common::Internal::ThreadOption timeout("SQLITE_BUSY_TIMEOUT",
+                                                 QByteArray::number(qint64{wait.count()}).constData());
     m_dataset.reset(GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
     // Not "BEGIN IMMEDIATE", of which GDAL would not know when it writes something of its own.
     if (m_dataset != nullptr && m_dataset->StartTransaction() == OGRERR_NONE) {

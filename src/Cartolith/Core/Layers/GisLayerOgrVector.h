@@ -139,9 +139,8 @@ public:
     ///   layers of one file, and of one table, commit in any order. What the others saved is seen after the
     ///   next open(). Where another file has taken the place of the one that was read, all features must be
     ///   the same;
-    /// - a table whose fields or coordinate system somebody has changed, and a database that another file
-    /// takes
-    ///   the place of meanwhile;
+    /// - a table whose fields or coordinate system somebody has changed, and a database that is replaced by
+    ///   another file meanwhile;
     /// - in other files, one that has another size, time of writing or place on the disk than when it was
     ///   opened. A server's tables are not watched: there the last one to save a feature wins;
     /// - a value that is none for its field, such as an infinite number, or one of more decimals than the

@@ -36,7 +36,7 @@ bool fits(const OGRGeometry& geometry, OGRwkbGeometryType layerType) {
     };
     const OGRwkbGeometryType layer = single(layerType);
     const bool isPlain = layer == wkbPoint || layer == wkbLineString || layer == wkbPolygon;
-    return !isPlain || single(geometry.getGeometryType()) == layer;
+    return layer != wkbNone && (!isPlain || single(geometry.getGeometryType()) == layer);
 }
 
 void setGeometry(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape) {

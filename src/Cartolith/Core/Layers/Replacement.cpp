@@ -11,8 +11,8 @@ namespace Cartolith::Core::Layers::Internal {
 namespace {
 
 // The manifest is lines of words. No JSON: where Qt's reader finds no memory, it ends the process.
-const QByteArray heading("Cartolith files-to-put-back 1");
-const QByteArray ending("end");
+const QByteArray firstLine("Cartolith files-to-put-back 1");
+const QByteArray lastLine("end");
 
 QString oldNameOf(const QString& name) {
     return name + QStringLiteral(".old");
@@ -94,7 +94,7 @@ void Replacement::forget(const Folder& staged, const QStringList& names) {
 }
 
 bool Replacement::write(const Folder& staged, const QString& manifest) const {
-    QByteArray text = heading + '\n' + lineOf(staged) + '\n';
+    QByteArray text = firstLine + '\n' + lineOf(staged) + '\n';
     const auto add = [&text](const char* when, const std::optional<Version>& version) {
         if (version) {
             text += when;
@@ -110,7 +110,7 @@ bool Replacement::write(const Folder& staged, const QString& manifest) const {
         add("before", member.before);
         add("after", member.after);
     }
-    return staged.write(manifest, text + ending + '\n');
+    return staged.write(manifest, text + lastLine + '\n');
 }
 
 std::optional<Replacement::Version> Replacement::versionFrom(const QList<QByteArray>& words) {
@@ -128,11 +128,14 @@ std::optional<Replacement::Version> Replacement::versionFrom(const QList<QByteAr
 std::optional<Replacement> Replacement::read(const Folder& staged, const QString& manifest) {
     constexpr qint64 most = 1 << 20;
     const auto text = staged.read(manifest, most);
-    const QList<QByteArray> lines = text.value_or(QByteArray()).split('\n');
+    if (!text || !text->startsWith(firstLine)) {
+        return std::nullopt;
+    }
+    const QList<QByteArray> lines = text->split('\n');
     const qsizetype count = lines.size();
     // Behind the last line there is nothing.
-    const bool isFramed = count > 4 && lines.at(0) == heading && lines.at(1) == lineOf(staged) &&
-                          lines.at(count - 2) == ending && lines.at(count - 1).isEmpty();
+    const bool isFramed = count > 4 && lines.at(0) == firstLine && lines.at(1) == lineOf(staged) &&
+                          lines.at(count - 2) == lastLine && lines.at(count - 1).isEmpty();
     if (!isFramed) {
         return std::nullopt;
     }

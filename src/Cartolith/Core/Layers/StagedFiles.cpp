@@ -247,7 +247,7 @@ SourceState StagedFiles::publish(const std::function<void()>& check) {
             fail(lastSystemError());
         }
     }
-    const SourceState state(stagedPath(m_fileName)); // renaming changes none of it
+    SourceState state(stagedPath(m_fileName)); // renaming changes none of it
     try {
         m_family.isEmpty() ? publishOne(check) : publishFamily(check);
     } catch (PublishedUnsafely& error) {

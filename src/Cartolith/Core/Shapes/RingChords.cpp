@@ -117,6 +117,8 @@ RingChords::RingChords(const QList<GisShapePoint>& ring, double scale) : m_ring(
     const double step =
         top->y() / static_cast<double>(m_lines.size()) - bottom->y() / static_cast<double>(m_lines.size());
     RingEdges edges(ring);
+    // Halfway up, unless rounding could have made what is there.
+    constexpr double preference = 0x1p20;
     double longest = 0.0;
     for (std::size_t i = 0; i < m_lines.size(); ++i) {
         Line& line = m_lines[i];
@@ -126,8 +128,9 @@ RingChords::RingChords(const QList<GisShapePoint>& ring, double scale) : m_ring(
         for (std::size_t k = 1; k < line.chords.size(); k += 2) {
             const double length = line.chords[k] - line.chords[k - 1];
             line.length += length;
-            if (i == m_lines.size() / 2 && length > longest) {
-                longest = length;
+            const double weighted = i == m_lines.size() / 2 ? length * preference : length;
+            if (weighted > longest) {
+                longest = weighted;
                 m_middleX = line.chords[k - 1] / 2 + line.chords[k] / 2;
                 m_middleY = line.y;
             }

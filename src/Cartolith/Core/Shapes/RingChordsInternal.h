@@ -110,9 +110,10 @@ private:
     std::vector<Crossing> m_crossings;
 };
 
-/// Whether a ring lies in another: the middle of its longest chord halfway up, and most of its chords on a
-/// few horizontal lines. So rounding that moves a vertex across the other ring does not count. Where the ring
-/// is so thin that rounding changes the chords themselves, its vertices decide, by exact orientation.
+/// Whether a ring lies in another: the middle of its longest chord halfway up (of the longest of all where
+/// that one is next to nothing), and most of its chords on a few horizontal lines. So rounding that moves a
+/// vertex across the other ring does not count. Where the ring is so thin that rounding changes the chords
+/// themselves, its vertices decide, by exact orientation.
 class RingChords {
 public:
     /// The scale, a power of two, brings the coordinates to a size whose products neither overflow nor
@@ -122,8 +123,8 @@ public:
     /// No coordinate of either ring is farther than `largest` from 0.
     bool lieIn(RingEdges& outer, double largest) const;
 
-    /// True when the chords decide: then the middle of the longest one halfway up is in the other ring, or
-    /// this one is not.
+    /// True when the chords decide: then the middle of the longest one is in the other ring, or this one is
+    /// not.
     bool areLong(double largest) const noexcept {
         // A crossing is wrong by some 2^-51 of the largest coordinate, and there may be many on a line.
         return m_length > 0x1p-36 * largest;
@@ -144,7 +145,7 @@ private:
     double m_scale;
     std::array<Line, 7> m_lines;
     double m_length = 0.0;
-    double m_middleX = 0.0; ///< of the longest chord halfway up
+    double m_middleX = 0.0; ///< of the longest chord
     double m_middleY = 0.0;
 };
 

@@ -20,6 +20,10 @@ class SturdyStretches {
 public:
     SturdyStretches(const QList<GisShapePoint>& points, int first, int last, double tolerance)
         : m_first(first) {
+        constexpr int worthKnowing = 256; // of a shorter line each vertex is looked at a few times at most
+        if (last - first < worthKnowing) {
+            return;
+        }
         double largest = 0.0;
         for (int i = first; i <= last; ++i) {
             largest = std::max({largest, std::fabs(points[i].x()), std::fabs(points[i].y())});

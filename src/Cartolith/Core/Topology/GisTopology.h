@@ -370,7 +370,8 @@ public:
     /// @name Checking and fixing
     /// @{
 
-    /// What is wrong with a shape, part by part; empty for a sound one, which GEOS then calls valid.
+    /// What is wrong with a shape, part by part; empty for a sound one. GEOS then calls it
+    /// valid, but where a vertex is so near an edge that only exact arithmetic can tell them apart.
     ///
     /// Exact: the tolerance is not used, so that small shapes are judged like large ones. Nesting decides
     /// what is a shell and what a hole, and rings may run either way round; but where a polygon's rings
@@ -411,7 +412,7 @@ public:
     ///
     /// \throws std::runtime_error "GisTopology::FixShape failed: ..." with what GEOS says, or "no reason
     /// given" when it says nothing; or "... rings still cross after 16 rounds.", as GEOS rounds crossings to
-    /// doubles, which may move an edge across another. Neither has been seen of any input
+    /// doubles, which may move an edge across another: seen of rings whose edges all but lie on one line
     GisShapeFix FixShape(const Shapes::GisShape& shape) const;
 
     /// @}

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Shapes/EnclosedAreaInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/RingChordsInternal.h>
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
@@ -9,6 +10,8 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <utility>
+#include <vector>
 
 namespace Cartolith::Core::Topology {
 
@@ -111,15 +114,23 @@ GisShapePoint pointInPolygon(const SegmentList& boundary) {
         }
     }
     const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
-    const QList<Ring>* largest = nullptr;
-    double largestArea = 0.0;
+    std::vector<std::pair<double, const QList<Ring>*>> bySize;
     for (const QList<Ring>& polygon : polygons) {
-        if (const double area = std::fabs(Internal::signedArea(polygon.constFirst())); area > largestArea) {
-            largest = &polygon;
-            largestArea = area;
+        double size = 0.0;
+        for (const Ring& ring : polygon) {
+            const double its = Shapes::Internal::enclosedArea(ring, Internal::signedArea(ring), 1.0);
+            size += &ring == &polygon.constFirst() ? its : -its;
+        }
+        bySize.emplace_back(size, &polygon);
+    }
+    std::stable_sort(bySize.begin(), bySize.end(),
+                     [](const auto& a, const auto& b) { return a.first > b.first; });
+    for (const auto& [size, polygon] : bySize) { // holes may cover all of one
+        if (const GisShapePoint inside = pointInside(*polygon); !inside.isEmpty()) {
+            return inside;
         }
     }
-    return largest == nullptr ? GisShapePoint() : pointInside(*largest);
+    return {};
 }
 
 GisShapePoint pointOnLine(const SegmentList& boundary) {
