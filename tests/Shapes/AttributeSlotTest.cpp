@@ -36,6 +36,10 @@ const QList<QVariantList> kinds{
     {QStringList{"a", "b"}},
 };
 
+template <typename List> const auto& pick(std::mt19937& random, const List& list) {
+    return list.at(static_cast<qsizetype>(random()) % list.size());
+}
+
 bool haveSameTypes(const Table& a, const Table& b) {
     for (auto it = a.cbegin(); it != a.cend(); ++it) {
         if (it->metaType() != b.value(it.key()).metaType()) {
@@ -52,8 +56,8 @@ TEST(AttributeSlot, RowsSayWhatTheirTablesSay) {
             QList<AttributeSchema::Field> names;
             Table expected;
             for (int i = 0; i < fields; ++i) {
-                const QVariantList& values = kinds.at(static_cast<qsizetype>(random() % kinds.size()));
-                const QVariant value = values.at(static_cast<qsizetype>(random() % values.size()));
+                const QVariantList& values = pick(random, kinds);
+                const QVariant value = pick(random, values);
                 names.append({QString("field %1").arg(i), static_cast<QMetaType::Type>(value.typeId())});
                 if (random() % 4 != 0) {
                     expected.insert(names.last().name, value);

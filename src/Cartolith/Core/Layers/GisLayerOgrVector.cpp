@@ -95,8 +95,8 @@ struct Content {
             return;
         }
         kind.id = key;
-        constexpr std::size_t most = (1U << 26U) - 1;
-        kind.shapes = static_cast<quint32>(std::min(read.shapes.size(), most));
+        constexpr quint32 most = (1U << 26U) - 1;
+        kind.shapes = static_cast<quint32>(std::min<std::size_t>(read.shapes.size(), most)) & most;
         kind.isPartlyRead = !read.problem.isEmpty();
         kind.digest = sum;
         state.features.append(kind);

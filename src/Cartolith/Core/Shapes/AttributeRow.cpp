@@ -23,6 +23,11 @@ QHash<QString, QVariant> tableOf(int keys) {
     return table;
 }
 
+/// -1 for a time that is none, as QTime takes it back.
+int millisecondsOf(QTime time) {
+    return time.isValid() ? time.msecsSinceStartOfDay() : -1;
+}
+
 constexpr int fewKeys = 48;   // that many a QHash finds room for at once
 constexpr int roomyKeys = 64; // the most that it keeps in one piece
 const QHash<QString, QVariant> few = tableOf(1);
@@ -174,7 +179,7 @@ bool AttributeRow::set(int column, const QVariant& value) {
     switch (place.form) {
     case AttributeSchema::Form::Integer:
         setInteger(column, place.type == QMetaType::QDate   ? value.toDate().toJulianDay()
-                           : place.type == QMetaType::QTime ? value.toTime().msecsSinceStartOfDay()
+                           : place.type == QMetaType::QTime ? millisecondsOf(value.toTime())
                                                             : value.toLongLong());
         break;
     case AttributeSchema::Form::Real:
