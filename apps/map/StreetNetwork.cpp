@@ -22,8 +22,8 @@ StreetNetwork::StreetNetwork(const Layers::GisLayerVector& layer) {
             continue;
         }
         QMap<QString, QVariant> values;
-        const auto attributes = shape->attributeSlot().copyOfTable();
-        for (auto it = attributes.cbegin(); it != attributes.cend(); ++it) {
+        const auto table = shape->attributeSlot().copyOfTable();
+        for (auto it = table.cbegin(); it != table.cend(); ++it) {
             values.insert(it.key(), it.value());
         }
         for (const QList<Shapes::GisShapePoint>& part : street->parts()) {

@@ -63,9 +63,17 @@ TEST(AttributeSlot, RowsSayWhatTheirTablesSay) {
                     expected.insert(names.last().name, value);
                 }
             }
-            AttributeRow row{AttributeSchema::Pointer(new AttributeSchema(names))};
+            std::size_t place = 0;
+            AttributeRow row(AttributeSchema::Pointer(new AttributeSchema(names)), 2000 * 200);
             for (int i = 0; i < fields; ++i) {
-                EXPECT_TRUE(row.set(i, expected.value(names.at(i).name)));
+                const QVariant value = expected.value(names.at(i).name);
+                const QByteArray utf8 = value.toString().toUtf8();
+                if (value.typeId() == QMetaType::QString && !value.isNull() && random() % 2 == 0) {
+                    row.setText(i, QByteArrayView(utf8), place);
+                    place += static_cast<std::size_t>(utf8.size());
+                } else {
+                    EXPECT_TRUE(row.set(i, value));
+                }
             }
             GisShapePoint shape(1, 2);
             shape.attributeSlot().setRow(row);

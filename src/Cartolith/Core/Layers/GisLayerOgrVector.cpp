@@ -5,14 +5,11 @@
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Layers/IndexFileInternal.h>
-#include <Cartolith/Core/Layers/OgrDigestInternal.h>
-#include <Cartolith/Core/Layers/OgrFieldsInternal.h>
-#include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourceStateInternal.h>
-#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
 #include <QFileInfo>
@@ -30,84 +27,6 @@ using Shapes::GisExtent;
 using Shapes::GisShape;
 
 namespace {
-
-Internal::ReadFeature kindOf(const OGRGeometry& geometry) {
-    const OGRwkbGeometryType type = wkbFlatten(geometry.getGeometryType());
-    Internal::ReadFeature kind;
-    kind.isMultiPoint = type == wkbMultiPoint;
-    kind.hasZ = geometry.Is3D() != 0;
-    kind.hasM = geometry.IsMeasured() != 0;
-    kind.hasCurves = geometry.hasCurveGeometry() != 0;
-    kind.isCollection = type == wkbGeometryCollection || type == wkbTriangle ||
-                        OGR_GT_IsSubClassOf(type, wkbPolyhedralSurface) != 0;
-    return kind;
-}
-
-/// Everything that open() reads, collected aside so that a failure leaves the layer alone.
-struct Content {
-    explicit Content(OGRLayer& layer)
-        : definitions(Internal::attributeDefinitions(*layer.GetLayerDefn())), rows(*layer.GetLayerDefn()) {
-        state.fieldNames = Internal::OgrDigest::ofFields(layer);
-        state.system = Internal::OgrDigest::ofSystem(layer);
-        OGRFeatureDefn& schema = *layer.GetLayerDefn();
-        for (int i = 0; i < schema.GetFieldCount(); ++i) {
-            const OGRFieldDefn& field = *schema.GetFieldDefn(i);
-            const bool isKept = field.GetSubType() == OFSTNone || field.GetSubType() == OFSTBoolean;
-            state.subtypes += isKept ? 0 : 1;
-            state.defaults += field.GetDefault() != nullptr ? 1 : 0;
-        }
-    }
-
-    QList<Defs::GisAttributeDefinition> definitions;
-    Internal::FeatureRows rows;
-    std::vector<std::unique_ptr<GisShape>> shapes;
-    QList<qint64> features; // what each shape was read from
-    bool isNumbered = false;
-    bool isCompared = false; // a digest is made of each feature
-    Internal::OgrDigest digest;
-    Internal::OgrReadState state;
-    qint64 skippedCount = 0;
-    QList<GisLayerOgrVector::SkippedFeature> skipped;
-
-    void take(OGRFeature& feature, const QString& complaint) {
-        const qint64 key = isNumbered ? state.featureCount : feature.GetFID();
-        ++state.featureCount;
-        if (isNumbered) {
-            state.numberedIds.append(feature.GetFID());
-        }
-        const quint64 sum = isCompared ? digest.of(feature) : 0;
-        state.digest += sum;
-        const OGRGeometry* const geometry = feature.GetGeometryRef();
-        const bool hasGeometry = geometry != nullptr && !geometry->IsEmpty();
-        Internal::ReadFeature kind = hasGeometry ? kindOf(*geometry) : Internal::ReadFeature();
-        Serialization::Ogr::Internal::OgrShapes read =
-            Serialization::Ogr::Internal::shapesOf(Common::Internal::GeometryPtr(feature.StealGeometry()));
-        if (!read.problem.isEmpty()) {
-            constexpr qsizetype most = 1000;
-            ++skippedCount;
-            if (skipped.size() < most) {
-                skipped.append({feature.GetFID(), complaint.isEmpty() ? read.problem : complaint});
-                state.skippedFeatures.append(key);
-            }
-        }
-        if (read.shapes.empty()) {
-            ++(hasGeometry ? state.unreadable : state.rowsWithoutGeometry);
-            return;
-        }
-        kind.id = key;
-        constexpr quint32 most = (1U << 26U) - 1;
-        kind.shapes = static_cast<quint32>(std::min<std::size_t>(read.shapes.size(), most)) & most;
-        kind.isPartlyRead = !read.problem.isEmpty();
-        kind.digest = sum;
-        state.features.append(kind);
-        const Shapes::Internal::AttributeRow row = rows.of(feature);
-        for (auto& shape : read.shapes) {
-            shape->attributeSlot().setRow(row);
-            shapes.push_back(std::move(shape));
-            features.append(key);
-        }
-    }
-};
 
 std::shared_ptr<CoordinateSystems::CoordinateSystem> coordinateSystemOf(OGRLayer& layer) {
     const OGRSpatialReference* const srs = layer.GetSpatialRef();
@@ -150,36 +69,29 @@ bool GisLayerOgrVector::open() {
     Internal::OgrSource& source = snapshot.source();
     OGRLayer& layer = snapshot.layer();
     const auto& stamp = snapshot.stamp();
-    Content content(layer);
-    const Internal::OgrFormat* const format = Internal::OgrFormat::forDriver(source.driverName());
-    content.isNumbered = format != nullptr && !format->isDatabase;
-    content.isCompared = format != nullptr && format->isDatabase;
-
-    const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
     const ProgressCallback progress = m_progress; // one that replaces itself goes on living here
+    const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
+    double reported = 0.0;
     const auto goOn = [&](double done) {
-        return !progress ||
-               progress(total > 0.0 ? std::min(done / total, 1.0) : std::numeric_limits<double>::quiet_NaN());
+        reported = std::max(reported, total > 0.0 ? std::min(done / total, 1.0) : 0.0);
+        return !progress || progress(total > 0.0 ? reported : std::numeric_limits<double>::quiet_NaN());
     };
-    constexpr qint64 interval = 256;
-    layer.ResetReading();
-    while (const auto feature = source.next(layer)) {
-        content.take(*feature, source.complaint());
-        if (content.shapes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
-            source.fail(QStringLiteral("it has more shapes than a layer can number"));
-        }
-        if (content.state.featureCount % interval == 0 &&
-            !goOn(static_cast<double>(content.state.featureCount))) {
-            lock.reset();
-            close();
-            return false;
-        }
+    auto content = std::make_unique<Internal::OgrContent>(source, layer);
+    auto outcome = content->readColumns(goOn);
+    if (outcome == Internal::OgrContent::Outcome::Unfit) {
+        content = std::make_unique<Internal::OgrContent>(source, layer);
+        outcome = content->readFeatures(goOn);
+    }
+    if (outcome == Internal::OgrContent::Outcome::Cancelled) {
+        lock.reset();
+        close();
+        return false;
     }
     // This driver stops at the end of a file cut short without a word; its header holds the exact count.
     if (source.driverName() == QLatin1String("FlatGeobuf") &&
-        static_cast<double>(content.state.featureCount) < total) {
+        static_cast<double>(content->state.featureCount) < total) {
         source.fail(QStringLiteral("it ends after %1 of %2 features")
-                        .arg(content.state.featureCount)
+                        .arg(content->state.featureCount)
                         .arg(static_cast<qint64>(total)));
     }
     if (!goOn(total)) {
@@ -188,31 +100,31 @@ bool GisLayerOgrVector::open() {
         return false;
     }
 
-    content.state.features.sort();
+    content->state.features.sort();
     const auto system = source.isSystemElsewhere() ? nullptr : coordinateSystemOf(layer);
     const GisExtent extent = storedExtent(layer);
     const QString sourceName = QString::fromUtf8(layer.GetName());
     auto provider =
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());
 
-    step.set("features", content.state.featureCount);
-    step.set("shapes", static_cast<qint64>(content.shapes.size()));
-    step.set("skipped", content.skippedCount);
+    step.set("features", content->state.featureCount);
+    step.set("shapes", static_cast<qint64>(content->shapes.size()));
+    step.set("skipped", content->skippedCount);
 
     const qint64 sourceSize = stamp && Internal::IndexFile::isFor(source.driverName()) ? stamp->size : -1;
     auto trace = std::make_unique<Internal::FeatureTrace>();
-    trace->reset(content.features);
-    auto read = std::make_unique<Internal::OgrReadState>(std::move(content.state));
+    trace->reset(content->features);
+    auto read = std::make_unique<Internal::OgrReadState>(std::move(content->state));
     const bool isNamedBySource = name() == QFileInfo(path()).completeBaseName() || name() == m_readName;
 
     // From here on nothing fails.
     lock.reset();
     const ChangeGroup group(*this);
     resetVectorLayerState();
-    setAttributeDefinitions(content.definitions);
+    setAttributeDefinitions(content->definitions);
     m_trace = std::move(trace);
-    replaceShapes(std::move(content.shapes));
-    m_trace->reset(content.features);
+    replaceShapes(std::move(content->shapes));
+    m_trace->reset(content->features);
     if (!extent.isEmpty()) {
         setSourceExtent(extent);
     }
@@ -225,8 +137,8 @@ bool GisLayerOgrVector::open() {
     m_sourceSize = sourceSize;
     m_sourceWrittenAt = stamp ? stamp->writtenAt : 0;
     m_provider = std::move(provider);
-    m_skippedCount = content.skippedCount;
-    m_skipped = std::move(content.skipped);
+    m_skippedCount = content->skippedCount;
+    m_skipped = std::move(content->skipped);
     m_read = std::move(read);
     m_sourcePath = path();
     *m_sourceState = snapshot.state();

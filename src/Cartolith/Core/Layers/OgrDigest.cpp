@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/ArrowFeaturesInternal.h>
 #include <Cartolith/Core/Layers/OgrDigestInternal.h>
 
 #include <algorithm>
@@ -24,6 +25,7 @@ public:
             add(word);
         }
     }
+    void add(QByteArrayView bytes) { add(bytes.data(), static_cast<std::size_t>(bytes.size())); }
     quint64 result() const { return m_state; }
 
 private:
@@ -40,7 +42,8 @@ void addField(Mixer& mixer, OGRFeature& feature, int index) {
     const OGRField& value = *feature.GetRawFieldRef(index);
     switch (field.GetType()) {
     case OFTInteger:
-        mixer.add(static_cast<quint64>(value.Integer));
+        mixer.add(field.GetSubType() == OFSTBoolean ? static_cast<quint64>(value.Integer != 0)
+                                                    : static_cast<quint64>(value.Integer));
         break;
     case OFTInteger64:
         mixer.add(static_cast<quint64>(value.Integer64));
@@ -71,6 +74,27 @@ void addField(Mixer& mixer, OGRFeature& feature, int index) {
     }
 }
 
+void addField(Mixer& mixer, OGRFieldType type, const ArrowFeatures& feature, int index) {
+    mixer.add(static_cast<quint64>(type));
+    if (!feature.hasValue(index)) {
+        mixer.add(0);
+        return;
+    }
+    switch (type) {
+    case OFTInteger:
+    case OFTInteger64:
+        mixer.add(static_cast<quint64>(feature.integer(index)));
+        break;
+    case OFTReal: {
+        const double value = feature.real(index);
+        mixer.add(&value, sizeof value);
+        break;
+    }
+    default:
+        mixer.add(feature.bytes(index));
+    }
+}
+
 } // namespace
 
 quint64 OgrDigest::ofFields(OGRLayer& layer) {
@@ -94,6 +118,12 @@ quint64 OgrDigest::ofSystem(OGRLayer& layer) {
     return mixer.result();
 }
 
+QByteArrayView OgrDigest::wkbOf(const OGRGeometry& geometry) {
+    m_wkb.resize(geometry.WkbSize());
+    geometry.exportToWkb(wkbNDR, m_wkb.data(), wkbVariantIso);
+    return {m_wkb.data(), static_cast<qsizetype>(m_wkb.size())};
+}
+
 quint64 OgrDigest::of(OGRFeature& feature) {
     Mixer mixer;
     mixer.add(static_cast<quint64>(feature.GetFID()));
@@ -101,10 +131,18 @@ quint64 OgrDigest::of(OGRFeature& feature) {
         addField(mixer, feature, i);
     }
     if (const OGRGeometry* const geometry = feature.GetGeometryRef()) {
-        m_wkb.resize(geometry->WkbSize());
-        geometry->exportToWkb(wkbNDR, m_wkb.data(), wkbVariantIso);
-        mixer.add(m_wkb.data(), m_wkb.size());
+        mixer.add(wkbOf(*geometry));
     }
+    return mixer.result();
+}
+
+quint64 OgrDigest::of(OGRFeatureDefn& layer, const ArrowFeatures& feature, const OGRGeometry* geometry) {
+    Mixer mixer;
+    mixer.add(static_cast<quint64>(feature.id()));
+    for (int i = 0; i < layer.GetFieldCount(); ++i) {
+        addField(mixer, layer.GetFieldDefn(i)->GetType(), feature, i);
+    }
+    mixer.add(geometry != nullptr ? wkbOf(*geometry) : feature.geometry());
     return mixer.result();
 }
 

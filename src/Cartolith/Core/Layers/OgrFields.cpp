@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Layers/ArrowFeaturesInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 
@@ -8,13 +9,15 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstring>
+#include <limits>
+#include <unordered_map>
 #include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
 using Shapes::Internal::AttributeRow;
 using Shapes::Internal::AttributeSchema;
+using Shapes::Internal::SharedText;
 
 namespace {
 
@@ -105,6 +108,11 @@ QVariant dateTimeOf(OGRFeature& feature, int index, OGRFieldType type) {
                        : QDateTime(date, time, Qt::OffsetFromUTC, (zone - 100) * 15 * 60);
 }
 
+/// Never a null array: there is a value.
+QByteArray bytesOf(QByteArrayView bytes) {
+    return bytes.isEmpty() ? QByteArray("") : Common::Internal::copyOf(bytes);
+}
+
 QVariant valueOf(OGRFeature& feature, int index) {
     const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
     int count = 0;
@@ -124,8 +132,7 @@ QVariant valueOf(OGRFeature& feature, int index) {
         return dateTimeOf(feature, index, field.GetType());
     case OFTBinary: {
         const GByte* const bytes = feature.GetFieldAsBinary(index, &count);
-        const QByteArrayView view(bytes, count);
-        return count > 0 ? Common::Internal::copyOf(view) : QByteArray("");
+        return bytesOf(QByteArrayView(bytes, count));
     }
     case OFTIntegerList: {
         const int* const values = feature.GetFieldAsIntegerList(index, &count);
@@ -177,55 +184,120 @@ FeatureRows::FeatureRows(OGRFeatureDefn& layer) : m_recent(256) {
     for (int i = 0; i < layer.GetFieldCount(); ++i) {
         const OGRFieldDefn& field = *layer.GetFieldDefn(i);
         fields.append({QString::fromUtf8(field.GetNameRef()), typeOf(field)});
+        m_columns.push_back({i, 0, field.GetType()});
+    }
+    std::unordered_map<QString, QMetaType::Type> types;
+    for (const AttributeSchema::Field& field : std::as_const(fields)) {
+        const auto known = types.emplace(field.name, field.type).first;
+        known->second = known->second == field.type ? field.type : AttributeSchema::anyType;
+    }
+    for (AttributeSchema::Field& field : fields) {
+        field.type = types.at(field.name);
     }
     const AttributeSchema::Pointer schema(new AttributeSchema(fields));
     m_schema = schema;
-    for (int i = layer.GetFieldCount() - 1; i >= 0; --i) {
-        m_columns.push_back({i, schema->indexOf(fields.at(i).name), layer.GetFieldDefn(i)->GetType()});
+    for (Column& column : m_columns) {
+        const AttributeSchema::Field& field = fields.at(column.field);
+        column.column = schema->indexOf(field.name);
+        column.type = field.type == AttributeSchema::anyType ? OFTMaxType : column.type;
     }
+    std::reverse(m_columns.begin(), m_columns.end());
 }
 
-QString FeatureRows::textOf(const char* utf8) {
-    constexpr std::size_t most = 40;
-    const std::size_t length = std::strlen(utf8);
-    if (length > most) {
-        return QString::fromUtf8(utf8, static_cast<qsizetype>(length));
+FeatureRows::Text FeatureRows::textOf(QByteArrayView utf8) {
+    if (utf8.size() > Recent::most) {
+        return {utf8, {}};
     }
-    const QByteArrayView bytes(utf8, static_cast<qsizetype>(length));
-    Recent& recent = m_recent[qHash(bytes, 0) % m_recent.size()];
-    if (recent.utf8.isNull() || recent.utf8 != bytes) {
-        QString text = QString::fromUtf8(bytes);
-        recent.utf8 = Common::Internal::copyOf(bytes);
-        recent.text = std::move(text);
+    Recent& recent = m_recent[qHash(utf8, 0) % m_recent.size()];
+    if (recent.size != utf8.size() || !std::equal(utf8.begin(), utf8.end(), recent.utf8.begin())) {
+        recent.shared.reset();
+        recent.size = static_cast<quint8>(utf8.size());
+        std::copy(utf8.begin(), utf8.end(), recent.utf8.begin());
+    } else if (recent.shared == nullptr) {
+        recent.shared.reset(new SharedText(QString::fromUtf8(utf8)));
     }
-    return recent.text;
+    return {utf8, recent.shared};
 }
 
-AttributeRow FeatureRows::of(OGRFeature& feature) {
-    AttributeRow row(m_schema);
+namespace {
+
+/// What a row is made of, from either way of reading.
+struct FeatureValues {
+    OGRFeature& feature;
+
+    bool hasValue(int field) const { return feature.IsFieldSetAndNotNull(field) != 0; }
+    qint64 integer(int field) const { return feature.GetRawFieldRef(field)->Integer; }
+    qint64 integer64(int field) const { return feature.GetRawFieldRef(field)->Integer64; }
+    double real(int field) const { return feature.GetRawFieldRef(field)->Real; }
+    QByteArrayView text(int field) const { return {feature.GetRawFieldRef(field)->String}; }
+    QVariant any(int field) const { return valueOf(feature, field); }
+};
+
+struct ColumnValues {
+    const ArrowFeatures& feature;
+
+    bool hasValue(int field) const { return feature.hasValue(field); }
+    qint64 integer(int field) const { return feature.integer(field); }
+    qint64 integer64(int field) const { return feature.integer(field); }
+    double real(int field) const { return feature.real(field); }
+    QByteArrayView text(int field) const { return feature.bytes(field); }
+    QVariant any(int field) const { return bytesOf(feature.bytes(field)); }
+};
+
+} // namespace
+
+template <typename Source> AttributeRow FeatureRows::rowOf(Source& source) {
+    constexpr std::size_t most = std::numeric_limits<qint32>::max(); // of texts in a row
+    m_texts.clear();
+    std::size_t size = 0;
     for (const Column& column : m_columns) {
-        if (row.has(column.column) || feature.IsFieldSetAndNotNull(column.field) == 0) {
+        if (column.type == OFTString && source.hasValue(column.field)) {
+            m_texts.push_back(textOf(source.text(column.field)));
+            Text& text = m_texts.back();
+            const auto bytes = static_cast<std::size_t>(text.utf8.size());
+            if (text.shared == nullptr && size + bytes > most) {
+                text.shared.reset(new SharedText(QString::fromUtf8(text.utf8)));
+            }
+            size += text.shared == nullptr ? bytes : 0;
+        }
+    }
+    AttributeRow row(m_schema, size);
+    std::size_t place = 0;
+    auto text = m_texts.cbegin();
+    for (const Column& column : m_columns) {
+        if (!source.hasValue(column.field)) {
             continue;
         }
-        const OGRField& raw = *feature.GetRawFieldRef(column.field);
-        switch (column.type) {
-        case OFTInteger:
-            row.setInteger(column.column, raw.Integer);
-            break;
-        case OFTInteger64:
-            row.setInteger(column.column, raw.Integer64);
-            break;
-        case OFTReal:
-            row.setReal(column.column, raw.Real);
-            break;
-        case OFTString:
-            row.setText(column.column, textOf(raw.String));
-            break;
-        default:
-            row.set(column.column, valueOf(feature, column.field));
+        const bool isFirst = !row.has(column.column); // of those of one name
+        if (column.type == OFTString) {
+            if (isFirst && text->shared != nullptr) {
+                row.setText(column.column, text->shared);
+            } else if (isFirst) {
+                row.setText(column.column, text->utf8, place);
+                place += static_cast<std::size_t>(text->utf8.size());
+            }
+            ++text;
+        } else if (isFirst && column.type == OFTInteger) {
+            row.setInteger(column.column, source.integer(column.field));
+        } else if (isFirst && column.type == OFTInteger64) {
+            row.setInteger(column.column, source.integer64(column.field));
+        } else if (isFirst && column.type == OFTReal) {
+            row.setReal(column.column, source.real(column.field));
+        } else if (isFirst) {
+            row.set(column.column, source.any(column.field));
         }
     }
     return row;
+}
+
+AttributeRow FeatureRows::of(OGRFeature& feature) {
+    const FeatureValues values{feature};
+    return rowOf(values);
+}
+
+AttributeRow FeatureRows::of(const ArrowFeatures& feature) {
+    const ColumnValues values{feature};
+    return rowOf(values);
 }
 
 bool areSame(const QVariant& a, const QVariant& b) {

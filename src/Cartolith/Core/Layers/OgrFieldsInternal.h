@@ -5,11 +5,13 @@
 #include <Cartolith/Core/Shapes/AttributeRowInternal.h>
 
 #include <QByteArray>
+#include <QByteArrayView>
 #include <QHash>
 #include <QList>
 #include <QMetaType>
 #include <QVariant>
 
+#include <array>
 #include <vector>
 
 namespace Cartolith::Core::Shapes {
@@ -24,29 +26,42 @@ QList<Defs::GisAttributeDefinition> attributeDefinitions(OGRFeatureDefn& layer);
 /// The value of a field, typed as the schema says; invalid when it is null or unset.
 QVariant fieldValue(OGRFeature& feature, int index);
 
+class ArrowFeatures;
+
 /// Makes rows of attributes of the features of one layer.
 class FeatureRows {
 public:
     explicit FeatureRows(OGRFeatureDefn& layer);
     /// What is null or unset is absent. Of fields of one name, the last that has a value counts.
     Shapes::Internal::AttributeRow of(OGRFeature& feature);
+    Shapes::Internal::AttributeRow of(const ArrowFeatures& feature);
 
 private:
     struct Column {
         int field;
         int column;
-        OGRFieldType type;
+        OGRFieldType type; ///< OFTMaxType where fields of that name have several
     };
-    /// A text that was read lately, so that rows share those that come again and again.
+    /// A text that was read lately. When it comes again, rows share it from then on.
     struct Recent {
-        QByteArray utf8;
-        QString text;
+        static constexpr qsizetype most = 39;
+        std::array<char, most> utf8;
+        quint8 size = 0;
+        Shapes::Internal::SharedTextPointer shared;
     };
-    QString textOf(const char* utf8);
+    /// A text of the row being made.
+    struct Text {
+        QByteArrayView utf8;
+        Shapes::Internal::SharedTextPointer shared; ///< null where the row keeps it
+    };
+    Text textOf(QByteArrayView utf8);
+    template <typename Source>
+    Shapes::Internal::AttributeRow rowOf(Source& source);
 
     Shapes::Internal::AttributeSchema::Pointer m_schema;
     std::vector<Column> m_columns; // from the last field to the first
     std::vector<Recent> m_recent;
+    std::vector<Text> m_texts; // in the order of the columns
 };
 
 /// Whether two attribute values are the same, not-a-number being the same as itself.

@@ -5,7 +5,9 @@
 
 #include <algorithm>
 #include <atomic>
+#include <cstring>
 #include <new>
+#include <utility>
 
 namespace Cartolith::Core::Shapes::Internal {
 
@@ -26,6 +28,23 @@ QHash<QString, QVariant> tableOf(int keys) {
 /// -1 for a time that is none, as QTime takes it back.
 int millisecondsOf(QTime time) {
     return time.isValid() ? time.msecsSinceStartOfDay() : -1;
+}
+
+// A text in a row is the address of a shared one, which is even, or its place, its size and 1.
+constexpr bool isInPlace(quint64 word) {
+    return (word & 1U) != 0;
+}
+const SharedText* sharedText(quint64 word) {
+    return reinterpret_cast<const SharedText*>(static_cast<quintptr>(word));
+}
+constexpr quint64 wordOf(std::size_t place, std::size_t size) {
+    return quint64{place} << 32U | quint64{size} << 1U | 1U;
+}
+constexpr std::size_t placeOf(quint64 word) {
+    return word >> 32U;
+}
+constexpr qsizetype sizeOf(quint64 word) {
+    return static_cast<qsizetype>(word >> 1U & 0x7fffffffU);
 }
 
 constexpr int fewKeys = 48;   // that many a QHash finds room for at once
@@ -64,7 +83,7 @@ AttributeSchema::Form AttributeSchema::formOf(QMetaType::Type type) noexcept {
 }
 
 AttributeSchema::AttributeSchema(const QList<Field>& fields) {
-    static_assert(sizeof(QString) % step == 0 && sizeof(QVariant) % step == 0);
+    static_assert(sizeof(quint64) == step && sizeof(QVariant) % step == 0);
     for (const Field& field : fields) {
         m_columns.removeIf([&field](const Column& column) { return column.name == field.name; });
         m_columns.append({field.name, field.type, formOf(field.type), 0});
@@ -74,9 +93,7 @@ AttributeSchema::AttributeSchema(const QList<Field>& fields) {
     m_size = sizeof(AttributeRow::Data) + (words + step - 1) / step * step;
     for (Column& column : m_columns) {
         column.offset = m_size;
-        m_size += column.form == Form::Text ? sizeof(QString)
-                  : column.form == Form::Any ? sizeof(QVariant)
-                                             : step;
+        m_size += column.form == Form::Any ? sizeof(QVariant) : step;
     }
 
     // Thinly filled, no piece of the table needs more room than the one that was copied has.
@@ -102,8 +119,8 @@ int AttributeSchema::indexOf(const QString& name) const {
 
 // Row
 
-AttributeRow::AttributeRow(const AttributeSchema::Pointer& schema)
-    : m_data(new (::operator new(schema->m_size)) Data(schema)) {
+AttributeRow::AttributeRow(const AttributeSchema::Pointer& schema, std::size_t textBytes)
+    : m_data(new (::operator new(schema->m_size + textBytes)) Data(schema)) {
     std::fill(reinterpret_cast<unsigned char*>(m_data + 1),
               reinterpret_cast<unsigned char*>(m_data) + schema->m_size, static_cast<unsigned char>(0));
 }
@@ -122,7 +139,10 @@ AttributeRow::~AttributeRow() {
     for (int i = 0; i < schema.count(); ++i) {
         const AttributeSchema::Form form = schema.m_columns.at(i).form;
         if (form == AttributeSchema::Form::Text && has(i)) {
-            at<QString>(i)->~QString();
+            const quint64 word = *at<quint64>(i);
+            if (!isInPlace(word) && !sharedText(word)->ref.deref()) {
+                delete sharedText(word);
+            }
         } else if (form == AttributeSchema::Form::Any && has(i)) {
             at<QVariant>(i)->~QVariant();
         }
@@ -163,9 +183,25 @@ void AttributeRow::setReal(int column, double value) noexcept {
     mark(column);
 }
 
-void AttributeRow::setText(int column, const QString& text) noexcept {
-    new (at<QString>(column)) QString(text);
+void AttributeRow::setText(int column, const SharedTextPointer& text) noexcept {
+    text->ref.ref();
+    *at<quint64>(column) = reinterpret_cast<quintptr>(text.data());
     mark(column);
+}
+
+void AttributeRow::setText(int column, QByteArrayView utf8, std::size_t at) noexcept {
+    std::copy(utf8.begin(), utf8.end(), reinterpret_cast<char*>(m_data) + m_data->schema->m_size + at);
+    *this->at<quint64>(column) = wordOf(at, static_cast<std::size_t>(utf8.size()));
+    mark(column);
+}
+
+QString AttributeRow::text(int column) const {
+    const quint64 word = *at<quint64>(column);
+    if (!isInPlace(word)) {
+        return sharedText(word)->value;
+    }
+    const char* const texts = reinterpret_cast<const char*>(m_data) + m_data->schema->m_size;
+    return QString::fromUtf8(QByteArrayView(texts + placeOf(word), sizeOf(word)));
 }
 
 bool AttributeRow::set(int column, const QVariant& value) {
@@ -173,7 +209,7 @@ bool AttributeRow::set(int column, const QVariant& value) {
     if (!value.isValid()) {
         return true;
     }
-    if (value.typeId() != place.type) {
+    if (place.type != AttributeSchema::anyType && value.typeId() != place.type) {
         return false;
     }
     switch (place.form) {
@@ -186,7 +222,7 @@ bool AttributeRow::set(int column, const QVariant& value) {
         setReal(column, value.toDouble());
         break;
     case AttributeSchema::Form::Text:
-        setText(column, value.toString());
+        setText(column, SharedTextPointer(new SharedText(value.toString())));
         break;
     case AttributeSchema::Form::Any:
         new (at<QVariant>(column)) QVariant(value);
@@ -205,7 +241,7 @@ QVariant AttributeRow::value(int column) const {
     case AttributeSchema::Form::Real:
         return *at<double>(column);
     case AttributeSchema::Form::Text:
-        return *at<QString>(column);
+        return text(column);
     case AttributeSchema::Form::Any:
         return *at<QVariant>(column);
     case AttributeSchema::Form::Integer:

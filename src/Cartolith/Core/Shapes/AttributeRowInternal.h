@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QByteArrayView>
 #include <QHash>
 #include <QList>
 #include <QMetaType>
@@ -20,6 +21,8 @@ public:
         QString name;
         QMetaType::Type type;
     };
+    /// Of a column whose values are of one type or another.
+    static constexpr QMetaType::Type anyType = QMetaType::UnknownType;
 
     /// Of fields of one name, one is kept: the last.
     explicit AttributeSchema(const QList<Field>& fields);
@@ -49,13 +52,20 @@ private:
     QHash<QString, QVariant> m_keys; // a table that has all names, see AttributeRow::table()
 };
 
+/// A text that several rows have.
+struct SharedText : QSharedData {
+    explicit SharedText(const QString& text) : value(text) {}
+    const QString value;
+};
+using SharedTextPointer = QExplicitlySharedDataPointer<const SharedText>;
+
 /// The attribute values of one feature in one piece of memory: what a table of 500 and more bytes says in
-/// some 16 for each value. Shared by the shapes that have it, and never changed once it is shared.
+/// 8 for each value, and for a text that no other row has its UTF-8. Shared by the shapes that have it, and never changed once it is shared.
 class AttributeRow {
 public:
     AttributeRow() noexcept = default;
-    /// Without any value.
-    explicit AttributeRow(const AttributeSchema::Pointer& schema);
+    /// Without any value, and with room for so many bytes of texts.
+    explicit AttributeRow(const AttributeSchema::Pointer& schema, std::size_t textBytes = 0);
     AttributeRow(const AttributeRow& other) noexcept;
     AttributeRow(AttributeRow&& other) noexcept : m_data(std::exchange(other.m_data, nullptr)) {}
     AttributeRow& operator=(AttributeRow other) noexcept {
@@ -75,7 +85,10 @@ public:
     /// milliseconds of the day), of real numbers, and of texts.
     void setInteger(int column, qint64 value) noexcept;
     void setReal(int column, double value) noexcept;
-    void setText(int column, const QString& text) noexcept;
+    void setText(int column, const SharedTextPointer& text) noexcept;
+    /// The same of a text that is kept in the row's own room for texts, from that byte of it on. There are
+    /// less than 2^31 bytes.
+    void setText(int column, QByteArrayView utf8, std::size_t at) noexcept;
 
     bool has(int column) const noexcept;
     /// Invalid where there is none.
@@ -104,6 +117,7 @@ private:
     friend class AttributeSchema;
 
     template <typename T> T* at(int column) const noexcept;
+    QString text(int column) const;
     quint32& presence(int column) const noexcept;
     void mark(int column) noexcept;
 

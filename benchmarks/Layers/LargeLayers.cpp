@@ -1,0 +1,207 @@
+// What a large layer takes: rows a second beside plain OGR, and resident memory. A program of its own, for
+// memory is measured in a fresh process.
+//
+//   cartolith-large-layers points|polygons COUNT FILE
+//
+// makes the file (.gpkg or .fgb) where there is none; always the same data for one count.
+
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisLayerStyle.h>
+#include <Cartolith/Core/Shapes/GisShape.h>
+
+#include <QFileInfo>
+
+#include <malloc.h>
+#include <ogrsf_frmts.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <random>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+namespace {
+
+using namespace Cartolith::Core;
+
+struct DatasetCloser {
+    void operator()(GDALDataset* dataset) const { GDALClose(dataset); }
+};
+using Dataset = std::unique_ptr<GDALDataset, DatasetCloser>;
+
+Dataset openFile(const std::string& path) {
+    Dataset dataset(static_cast<GDALDataset*>(
+        GDALOpenEx(path.c_str(), GDAL_OF_VECTOR | GDAL_OF_READONLY, nullptr, nullptr, nullptr)));
+    if (dataset == nullptr) {
+        throw std::runtime_error(path + ": it cannot be opened");
+    }
+    return dataset;
+}
+
+constexpr double size = 1'000'000.0; // of the square that everything lies in, in metres
+
+void setFields(OGRFeature& feature, int number, bool isPolygon) {
+    static constexpr std::array<const char*, 8> kinds{"field", "wood", "meadow", "garden",
+                                                      "road",  "yard", "water",  "building"};
+    feature.SetField(0, number);
+    feature.SetField(1, std::sqrt(static_cast<double>(number)));
+    feature.SetField(2, kinds[static_cast<std::size_t>(number) % kinds.size()]);
+    if (isPolygon) {
+        feature.SetField(3, ("parcel " + std::to_string(number)).c_str());
+    }
+}
+
+void makeFile(const std::string& path, bool isPolygon, int count) {
+    const bool isPackage = path.ends_with(".gpkg");
+    GDALDriver* const driver = GetGDALDriverManager()->GetDriverByName(isPackage ? "GPKG" : "FlatGeobuf");
+    const Dataset dataset(driver->Create(path.c_str(), 0, 0, 0, GDT_Unknown, nullptr));
+    OGRSpatialReference system;
+    system.importFromEPSG(3006);
+    OGRLayer* const layer =
+        dataset == nullptr
+            ? nullptr
+            : dataset->CreateLayer("features", &system, isPolygon ? wkbPolygon : wkbPoint, nullptr);
+    if (layer == nullptr) {
+        throw std::runtime_error(path + ": it cannot be made");
+    }
+    const std::vector<std::pair<const char*, OGRFieldType>> fields{
+        {"number", OFTInteger}, {"root", OFTReal}, {"kind", OFTString}, {"name", OFTString}};
+    for (int i = 0; i < (isPolygon ? 4 : 3); ++i) {
+        OGRFieldDefn field(fields[static_cast<std::size_t>(i)].first,
+                           fields[static_cast<std::size_t>(i)].second);
+        layer->CreateField(&field);
+    }
+    dataset->StartTransaction();
+    std::mt19937_64 random(1);
+    std::uniform_real_distribution<double> coordinate(0.0, size);
+    for (int i = 0; i < count; ++i) {
+        OGRFeature feature(layer->GetLayerDefn());
+        setFields(feature, i, isPolygon);
+        const double x = coordinate(random);
+        const double y = coordinate(random);
+        if (isPolygon) {
+            constexpr int corners = 8; // and the first once more
+            OGRLinearRing ring;
+            for (int corner = 0; corner <= corners; ++corner) {
+                const double angle = M_PI / 4.0 * (corner % corners);
+                ring.addPoint(x + 10.0 * std::cos(angle), y + 10.0 * std::sin(angle));
+            }
+            OGRPolygon polygon;
+            polygon.addRing(&ring);
+            feature.SetGeometry(&polygon);
+        } else {
+            const OGRPoint point(x, y);
+            feature.SetGeometry(&point);
+        }
+        if (layer->CreateFeature(&feature) != OGRERR_NONE) {
+            throw std::runtime_error(path + ": a feature cannot be written");
+        }
+    }
+    dataset->CommitTransaction();
+}
+
+double residentMegabytes() {
+    malloc_trim(0);
+    std::ifstream status("/proc/self/statm");
+    long pages = 0;
+    long resident = 0;
+    status >> pages >> resident;
+    return static_cast<double>(resident * sysconf(_SC_PAGESIZE)) / 1e6;
+}
+
+/// Of the processor, in this process: less disturbed by what else the machine does than the clock on the wall.
+double secondsOf(const std::function<void()>& work) {
+    const std::clock_t start = std::clock();
+    work();
+    return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+}
+
+void inNewProcess(const std::function<void()>& work) {
+    std::fflush(stdout);
+    const pid_t child = fork();
+    if (child == 0) {
+        work();
+        std::fflush(stdout);
+        _exit(0);
+    }
+    int status = 0;
+    waitpid(child, &status, 0);
+    if (status != 0) {
+        throw std::runtime_error("the measurement ended early");
+    }
+}
+
+void walk(const std::string& path, int count) {
+    const double seconds = secondsOf([&] {
+        const Dataset dataset = openFile(path);
+        int seen = 0;
+        for (auto& feature : *dataset->GetLayer(0)) {
+            seen += feature->GetGeometryRef() != nullptr ? 1 : 0;
+        }
+        if (seen != count) {
+            throw std::runtime_error(path + ": it was made with another count");
+        }
+    });
+    std::printf("plain OGR     %6.2f s  %5.2f million rows a second\n", seconds, count / seconds / 1e6);
+}
+
+void open(const std::string& path, int count, double geometryBytes) {
+    const double before = residentMegabytes();
+    Layers::GisLayerOgrVector layer(QString::fromStdString(path));
+    layer.setUsesIndexFile(false);
+    double seconds = secondsOf([&] { layer.open(); });
+    std::printf("open()        %6.2f s  %5.2f million rows a second\n", seconds, count / seconds / 1e6);
+    const auto tell = [&](const char* what) {
+        const double used = residentMegabytes() - before;
+        std::printf("%-13s %6.0f MB  %5.0f bytes a feature beside its geometry\n", what, used,
+                    used * 1e6 / count - geometryBytes);
+    };
+    tell("shapes");
+    seconds = secondsOf([&] { layer.buildSpatialIndex(); });
+    std::printf("index         %6.2f s\n", seconds);
+    tell("with index");
+    // Drawing asks each shape for its style and label.
+    qsizetype letters = 0;
+    for (const auto& shape : layer.items()) {
+        letters += shape->attributeValue(QStringLiteral("kind")).toString().size();
+        letters += static_cast<qsizetype>(shape->attributeValue(QStringLiteral("root")).toDouble());
+    }
+    tell(letters > 0 ? "asked for all" : "");
+}
+
+} // namespace
+
+int main(int argc, char** argv) try {
+    const std::string kind = argc > 1 ? argv[1] : "";
+    if (argc != 4 || (kind != "points" && kind != "polygons")) {
+        std::fputs("cartolith-large-layers points|polygons COUNT FILE\n", stderr);
+        return 2;
+    }
+    const bool isPolygon = kind == "polygons";
+    const int count = std::atoi(argv[2]);
+    const std::string path = argv[3];
+    GDALAllRegister();
+    if (!QFileInfo::exists(QString::fromStdString(path))) {
+        makeFile(path, isPolygon, count);
+    }
+    constexpr double vertexBytes = 40.0;
+    inNewProcess([&] { walk(path, count); });
+    for (int i = 0; i < 3; ++i) {
+        inNewProcess([&] { walk(path, count); });
+        inNewProcess([&] { open(path, count, vertexBytes * (isPolygon ? 9.0 : 1.0)); });
+    }
+    return 0;
+} catch (const std::exception& error) {
+    std::fprintf(stderr, "cartolith-large-layers: %s\n", error.what());
+    return 1;
+}

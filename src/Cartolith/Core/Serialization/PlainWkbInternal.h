@@ -1,0 +1,17 @@
+#pragma once
+
+#include <Cartolith/Core/Shapes/GisShape.h>
+
+#include <QByteArrayView>
+
+#include <memory>
+
+namespace Cartolith::Core::Serialization::Wkb::Internal {
+
+/// The shape that Ogr::Internal::shapesOf() makes of what these bytes hold, without the geometry in between:
+/// for a point, a line string, a polygon without holes, and the multi geometries of the last two, in two
+/// dimensions and little-endian. Null for anything else, for what shapesOf() complains about, and where
+/// writing the geometry would not give these very bytes again.
+std::unique_ptr<Shapes::GisShape> shapeOfPlainWkb(QByteArrayView wkb);
+
+} // namespace Cartolith::Core::Serialization::Wkb::Internal
