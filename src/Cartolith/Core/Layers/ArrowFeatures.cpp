@@ -17,7 +17,7 @@ char formatOf(const OGRFieldDefn& field) {
     const OGRFieldSubType subtype = field.GetSubType();
     switch (field.GetType()) {
     case OFTInteger:
-        return subtype == OFSTBoolean ? 'b' : subtype == OFSTNone ? 'i' : noFormat;
+        return subtype == OFSTNone ? 'i' : noFormat;
     case OFTInteger64:
         return subtype == OFSTNone ? 'l' : noFormat;
     case OFTReal:
@@ -156,17 +156,7 @@ qint64 ArrowFeatures::id() const {
 
 qint64 ArrowFeatures::integer(int field) const {
     const Column& column = m_fields[static_cast<std::size_t>(field)];
-    switch (column.format) {
-    case 'b': {
-        const auto* const bits = static_cast<const unsigned char*>(column.values->buffers[1]);
-        const std::size_t at = place(column);
-        return bits[at / 8] >> (at % 8) & 1U;
-    }
-    case 'i':
-        return at<qint32>(column);
-    default:
-        return at<qint64>(column);
-    }
+    return column.format == 'i' ? at<qint32>(column) : at<qint64>(column);
 }
 
 double ArrowFeatures::real(int field) const {

@@ -18,8 +18,8 @@ namespace Cartolith::Core::Layers::Internal {
 class ArrowFeatures {
 public:
     /// Null where the driver has no quick way, or the layer has fields other than whole and real numbers,
-    /// logical values, texts and bytes (dates lose their zone, single precision loses digits), or two of one
-    /// name. Reading begins at the first feature.
+    /// texts and bytes, or two of one name: dates lose their zone, single precision loses digits, and of eight
+    /// logical values GDAL 3.6 keeps the last. Reading begins at the first feature.
     static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer);
     ~ArrowFeatures();
     ArrowFeatures(const ArrowFeatures&) = delete;

@@ -42,8 +42,7 @@ void addField(Mixer& mixer, OGRFeature& feature, int index) {
     const OGRField& value = *feature.GetRawFieldRef(index);
     switch (field.GetType()) {
     case OFTInteger:
-        mixer.add(field.GetSubType() == OFSTBoolean ? static_cast<quint64>(value.Integer != 0)
-                                                    : static_cast<quint64>(value.Integer));
+        mixer.add(static_cast<quint64>(value.Integer));
         break;
     case OFTInteger64:
         mixer.add(static_cast<quint64>(value.Integer64));
