@@ -8,6 +8,7 @@
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Serialization/GisWktReader.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Spatial/ISpatialIndex.h>
 
 #include <gtest/gtest.h>
 
@@ -67,12 +68,12 @@ public:
     explicit Edits(unsigned int seed) : m_random(seed) {}
     int upTo(int most) { return std::uniform_int_distribution<int>(0, most)(m_random); }
 
-    Edit next(const Model& from, bool mayNest = true) {
+    Edit next(const Model& from, bool mayNest = true, bool deletes = false) {
         const int id = upTo(static_cast<int>(from.rows.size()) + 1); // 0 and the last are no ids
         const auto at = static_cast<std::size_t>(id) - 1;
         const bool known = at < from.rows.size();
         Model after = from;
-        switch (upTo(mayNest ? 4 : 3)) {
+        switch (deletes ? 1 : upTo(mayNest ? 4 : 3)) {
         case 0: {
             const Model::Row row{wkt(), attributes()};
             const GisShapeType kind = Model::kindOf(row.wkt);
@@ -105,8 +106,9 @@ public:
         default:
             auto macro = std::make_unique<GisMacroCommand>("Several");
             std::optional<Model> result = from;
-            for (int i = upTo(3); i >= 0; --i) {
-                Edit part = next(result.value_or(from), false);
+            const bool onlyDeletes = upTo(1) == 0;
+            for (int i = upTo(onlyDeletes ? 6 : 3); i >= 0; --i) {
+                Edit part = next(result.value_or(from), false, onlyDeletes);
                 macro->append(std::move(part.command));
                 result = result ? part.result : std::nullopt;
             }
@@ -175,6 +177,62 @@ TEST(GisLayerVectorEditing, AgreesWithAListOfSnapshots) {
             EXPECT_EQ(snapshotOf(*layer), initial);
         }
         EXPECT_FALSE(layer->isEditing() || layer->isDirty() || layer->canUndoEdit() || layer->canRedoEdit());
+    }
+}
+
+/// What the layer answers, against what it would with an index built anew.
+void expectAnswersOfANewIndex(GisLayerVector& layer, Edits& edits) {
+    for (int i = 0; i < 3; ++i) {
+        const double x = edits.upTo(100);
+        const double y = edits.upTo(60);
+        const Cartolith::Core::Shapes::GisExtent window(x, y, x + edits.upTo(60), y + edits.upTo(60));
+        const auto index = layer.createSpatialIndex();
+        index->build(layer.rawShapes());
+        ASSERT_EQ(layer.query(window), index->search(window));
+    }
+    ASSERT_EQ(layer.extent().xMax(), layer.calculateExtent().xMax());
+    ASSERT_EQ(layer.extent().yMin(), layer.calculateExtent().yMin());
+}
+
+TEST(GisLayerVectorEditing, AnswersAsWithANewIndex) {
+    using Cartolith::Core::Spatial::SpatialIndexType;
+    for (const SpatialIndexType type : {SpatialIndexType::RTree, SpatialIndexType::RTreeHilbert,
+                                        SpatialIndexType::QuadTree, SpatialIndexType::Linear}) {
+        for (unsigned int round = 0; round < 6; ++round) {
+            SCOPED_TRACE(testing::Message() << "index " << static_cast<int>(type) << ", round " << round);
+            Edits edits(test::seed() + round);
+            const auto place = [&](int width) { // many with the same key
+                return QString("LINESTRING (%1 %2, %3 %2)").arg(edits.upTo(100)).arg(edits.upTo(60)).arg(width);
+            };
+            auto layer = GisLayerVector::createInMemory("test", GisShapeType::Null, {});
+            layer->setSpatialIndexType(type);
+            for (int i = 0; i < 500; ++i) {
+                layer->addShape(shapeOf(place(edits.upTo(100))));
+            }
+            ASSERT_TRUE(layer->beginEdit());
+            for (int step = 0; step < 120; ++step) {
+                const int id = 1 + edits.upTo(layer->count() - 1);
+                const int kind = edits.upTo(7);
+                if (kind == 0) {
+                    layer->undoEdit();
+                } else if (kind == 1) {
+                    layer->redoEdit();
+                } else if (kind == 2) {
+                    ASSERT_TRUE(layer->addShapeEdit(shapeOf(place(edits.upTo(step % 40 == 9 ? 300 : 100)))));
+                } else if (kind == 3) {
+                    ASSERT_TRUE(layer->deleteShapeEdit(id));
+                } else if (kind == 4) {
+                    auto macro = std::make_unique<GisMacroCommand>("several");
+                    for (int i = 9; i >= 0; --i) {
+                        macro->append(std::make_unique<GisDeleteShapeCommand>(1 + edits.upTo(layer->count() - 11)));
+                    }
+                    ASSERT_TRUE(layer->executeEditCommand(std::move(macro)));
+                } else {
+                    ASSERT_TRUE(layer->setShapeGeometryEdit(id, shapeOf(place(edits.upTo(100)))));
+                }
+                expectAnswersOfANewIndex(*layer, edits);
+            }
+        }
     }
 }
 

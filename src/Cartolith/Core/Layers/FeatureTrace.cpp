@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/FeatureTraceInternal.h>
+#include <Cartolith/Core/Layers/ListPlacesInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/OgrShapeWritingInternal.h>
 
@@ -7,11 +8,13 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-FeatureTrace::Original::Original(std::unique_ptr<const Shapes::GisShape> before) : shape(std::move(before)) {}
+using Cartolith::Core::Shapes::GisShape;
+
+FeatureTrace::Original::Original(std::unique_ptr<const GisShape> before) : shape(std::move(before)) {}
 
 FeatureTrace::Original::~Original() = default;
 
-bool FeatureTrace::Entry::isChanged(const Shapes::GisShape& now) const {
+bool FeatureTrace::Entry::isChanged(const GisShape& now) const {
     return original != nullptr && (original->shape == nullptr || !haveSameAttributes(*original->shape, now) ||
                                    !haveSameGeometry(*original->shape, now));
 }
@@ -32,7 +35,7 @@ void FeatureTrace::makeRoom(int count) {
     }
 }
 
-void FeatureTrace::inserted(int position, const Shapes::GisShape& shape) {
+FeatureTrace::Entry FeatureTrace::entryFor(const GisShape& shape) {
     Entry entry;
     const auto found = m_taken.find(&shape);
     if (found != m_taken.end()) {
@@ -42,10 +45,36 @@ void FeatureTrace::inserted(int position, const Shapes::GisShape& shape) {
         }
         m_taken.erase(found);
     }
-    m_entries.insert(m_entries.begin() + position, entry);
+    return entry;
 }
 
-void FeatureTrace::taken(int position, const Shapes::GisShape& shape) {
+void FeatureTrace::inserted(int position, const GisShape& shape) {
+    m_entries.insert(m_entries.begin() + position, entryFor(shape));
+}
+
+void FeatureTrace::taken(const std::vector<int>& positions, const Shapes& shapes) {
+    std::unordered_map<const GisShape*, Taken> copies;
+    for (const int position : positions) {
+        const Entry& entry = m_entries[static_cast<std::size_t>(position)];
+        const GisShape& shape = *shapes[static_cast<std::size_t>(position)];
+        if (entry.feature != none) {
+            copies.emplace(&shape, Taken{entry, shape.clone()});
+        }
+    }
+    m_taken.reserve(m_taken.size() + copies.size()); // so that what follows needs no memory
+    for (const int position : positions) {
+        m_taken.erase(shapes[static_cast<std::size_t>(position)].get());
+    }
+    m_taken.merge(copies);
+    eraseAt(m_entries, positions);
+}
+
+void FeatureTrace::putBack(const std::vector<int>& positions, const Shapes& shapes) {
+    insertAt(m_entries, positions,
+             [&](std::size_t i) { return entryFor(*shapes[static_cast<std::size_t>(positions[i])]); });
+}
+
+void FeatureTrace::taken(int position, const GisShape& shape) {
     const auto entry = m_entries.begin() + position;
     if (entry->feature != none) {
         m_taken.insert_or_assign(&shape, Taken{*entry, shape.clone()});
@@ -55,7 +84,7 @@ void FeatureTrace::taken(int position, const Shapes::GisShape& shape) {
     m_entries.erase(entry);
 }
 
-void FeatureTrace::changed(int position, const Shapes::GisShape& shape) {
+void FeatureTrace::changed(int position, const GisShape& shape) {
     Entry& entry = m_entries[static_cast<std::size_t>(position)];
     if (entry.original != nullptr) {
         return;

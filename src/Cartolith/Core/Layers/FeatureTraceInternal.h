@@ -23,16 +23,16 @@ public:
 
     /// A shape as it was before; without one where that is not known.
     struct Original : QSharedData {
-        explicit Original(std::unique_ptr<const Shapes::GisShape> before);
+        explicit Original(std::unique_ptr<const Cartolith::Core::Shapes::GisShape> before);
         ~Original();
-        std::unique_ptr<const Shapes::GisShape> shape;
+        std::unique_ptr<const Cartolith::Core::Shapes::GisShape> shape;
     };
     struct Entry {
         qint64 feature = none; ///< the source's own id; none for a shape that is not in the source
         QExplicitlySharedDataPointer<const Original> original = {}; ///< null where the shape is the feature's
 
         /// Whether the shape is something else now. What was undone is not.
-        bool isChanged(const Shapes::GisShape& shape) const;
+        bool isChanged(const Cartolith::Core::Shapes::GisShape& shape) const;
     };
 
     /// Where there is room for so many, the functions below do not fail, but for taken() and changed(), which
@@ -42,11 +42,15 @@ public:
     void reset(const QList<qint64>& features);
     const std::vector<Entry>& entries() const { return m_entries; }
 
-    void inserted(int position, const Shapes::GisShape& shape);
+    void inserted(int position, const Cartolith::Core::Shapes::GisShape& shape);
     /// A shape that comes back as it was taken is its feature again: that is how a deletion is undone.
-    void taken(int position, const Shapes::GisShape& shape);
+    void taken(int position, const Cartolith::Core::Shapes::GisShape& shape);
+    /// The same for several at rising positions of the list with all of them.
+    using Shapes = std::vector<std::unique_ptr<Cartolith::Core::Shapes::GisShape>>;
+    void taken(const std::vector<int>& positions, const Shapes& shapes);
+    void putBack(const std::vector<int>& positions, const Shapes& shapes);
     /// The shape is the one before the change.
-    void changed(int position, const Shapes::GisShape& shape);
+    void changed(int position, const Cartolith::Core::Shapes::GisShape& shape);
     void allChanged();
     /// By shapes that have nothing to do with those before.
     void allReplaced(int count);
@@ -54,14 +58,16 @@ public:
     void forgetTaken();
 
 private:
+    Entry entryFor(const Cartolith::Core::Shapes::GisShape& shape);
+
     struct Taken {
         Entry entry;
-        std::shared_ptr<const Shapes::GisShape> copy; ///< shares its vertices
+        std::shared_ptr<const Cartolith::Core::Shapes::GisShape> copy; ///< shares its vertices
     };
 
     std::vector<Entry> m_entries;
     QExplicitlySharedDataPointer<const Original> m_unknown{new Original(nullptr)};
-    std::unordered_map<const Shapes::GisShape*, Taken>
+    std::unordered_map<const Cartolith::Core::Shapes::GisShape*, Taken>
         m_taken; // an address may be used again: the copy tells
 };
 

@@ -193,7 +193,7 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
     return lost;
 }
 
-bool GisLayerOgrVector::readsOwnRows() const {
+bool GisLayerOgrVector::isOfThisLibrary() const {
     return typeid(*this) == typeid(GisLayerOgrVector);
 }
 

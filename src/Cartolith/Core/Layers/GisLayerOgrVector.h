@@ -201,7 +201,9 @@ protected:
     /// \throws std::runtime_error when there were such rows and the source cannot be read
     void forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const override;
     void shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape) override;
-    bool readsOwnRows() const override;
+    void shapesTaken(const std::vector<int>& positions) override;
+    void shapesPutBack(const std::vector<int>& positions) override;
+    bool isOfThisLibrary() const override;
     bool restoreSpatialIndex(Spatial::ISpatialIndex& index) override;
     void keepSpatialIndex(const Spatial::ISpatialIndex& index) override;
 

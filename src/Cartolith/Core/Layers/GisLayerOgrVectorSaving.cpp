@@ -63,6 +63,14 @@ void GisLayerOgrVector::shapesChanged(ShapeChange change, int position, const Sh
     }
 }
 
+void GisLayerOgrVector::shapesTaken(const std::vector<int>& positions) {
+    m_trace->taken(positions, items());
+}
+
+void GisLayerOgrVector::shapesPutBack(const std::vector<int>& positions) {
+    m_trace->putBack(positions, items());
+}
+
 bool GisLayerOgrVector::beginEditCore() {
     if (isLocked()) {
         return false;

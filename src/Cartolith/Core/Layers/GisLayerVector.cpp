@@ -4,11 +4,12 @@
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
-#include <Cartolith/Core/Spatial/ISpatialIndex.h>
+#include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
 #include <QFileInfo>
 
 #include <algorithm>
+#include <new>
 #include <stdexcept>
 #include <typeinfo>
 #include <utility>
@@ -93,19 +94,23 @@ GisShape* GisLayerVector::getShape(int id) const {
     return index >= 0 ? m_shapes[static_cast<std::size_t>(index)].get() : nullptr;
 }
 
-void GisLayerVector::noteShapeType(const GisShape& shape) {
+bool GisLayerVector::hasTypedShape() const {
+    return std::any_of(m_shapes.begin(), m_shapes.end(), [](const auto& shape) {
+        return shape != nullptr && shape->shapeType() != GisShapeType::Null;
+    });
+}
+
+void GisLayerVector::noteShapeType(const GisShape& shape, bool& isTyped) {
     const GisShapeType type = shape.shapeType();
     if (type == GisShapeType::Null) {
         return;
     }
-    const bool isFirst = std::none_of(m_shapes.begin(), m_shapes.end(), [](const auto& other) {
-        return other != nullptr && other->shapeType() != GisShapeType::Null;
-    });
-    if (isFirst) {
+    if (!isTyped) {
         m_shapeType = type;
     } else if (m_shapeType != type) {
         m_shapeType = GisShapeType::Null;
     }
+    isTyped = true;
 }
 
 void GisLayerVector::reassignShapeIds(std::size_t from) {
@@ -128,7 +133,8 @@ bool GisLayerVector::addShape(std::unique_ptr<GisShape> shape) {
         return false;
     }
     reserveShapes(count() + 1);
-    noteShapeType(*shape);
+    bool isTyped = hasTypedShape();
+    noteShapeType(*shape, isTyped);
     shape->setId(count() + 1);
     m_shapes.push_back(std::move(shape));
     settle(ShapeChange::Inserted, count() - 1);
@@ -156,7 +162,8 @@ bool GisLayerVector::insertShapeAt(int index, std::unique_ptr<GisShape> shape) {
         return false;
     }
     reserveShapes(count() + 1);
-    noteShapeType(*shape);
+    bool isTyped = hasTypedShape();
+    noteShapeType(*shape, isTyped);
     const auto position = static_cast<std::size_t>(std::min(index, count()));
     m_shapes.insert(m_shapes.begin() + static_cast<std::ptrdiff_t>(position), std::move(shape));
     reassignShapeIds(position);
@@ -190,6 +197,7 @@ bool GisLayerVector::removeShape(GisShape* shape) {
 
 std::unique_ptr<GisShape> GisLayerVector::takeAt(std::size_t position) {
     shapesChanged(ShapeChange::Taken, static_cast<int>(position), m_shapes[position].get());
+    notePlaces(m_shapes[position].get(), nullptr);
     std::unique_ptr<GisShape> shape = std::move(m_shapes[position]);
     m_shapes.erase(m_shapes.begin() + static_cast<std::ptrdiff_t>(position));
     reassignShapeIds(position);
@@ -213,6 +221,7 @@ std::unique_ptr<GisShape> GisLayerVector::replaceShapeById(int id, std::unique_p
     std::unique_ptr<GisShape>& place = m_shapes[static_cast<std::size_t>(position)];
     shapesChanged(ShapeChange::Changed, position, place.get());
     shape->setId(id);
+    notePlaces(place.get(), shape.get());
     std::swap(place, shape);
     forgetDerived();
     return shape;
@@ -296,7 +305,7 @@ GisLayerVector::Attributes GisLayerVector::attributesForRow(int row) const {
     return m_shapes[static_cast<std::size_t>(row)]->attributeSlot().copyOfTable();
 }
 
-bool GisLayerVector::readsOwnRows() const {
+bool GisLayerVector::isOfThisLibrary() const {
     return typeid(*this) == typeid(GisLayerVector);
 }
 
@@ -304,7 +313,7 @@ QVariant GisLayerVector::attributeValueForRow(int row, const QString& field) con
     if (field.isEmpty()) {
         return {};
     }
-    if (!readsOwnRows()) {
+    if (!isOfThisLibrary()) {
         return attributesForRow(row).value(field);
     }
     const bool isThere = row >= 0 && row < count() && m_shapes[static_cast<std::size_t>(row)] != nullptr;
@@ -387,15 +396,42 @@ std::vector<std::vector<int>> GisLayerVector::multiPoints() const {
 void GisLayerVector::forRowsWithoutGeometry(
     const std::function<void(const Attributes&)>& /*function*/) const {}
 
+void GisLayerVector::shapesTaken(const std::vector<int>& /*positions*/) {}
+
+void GisLayerVector::shapesPutBack(const std::vector<int>& /*positions*/) {}
+
 void GisLayerVector::settle(ShapeChange change, int position) {
-    shapesChanged(change, position,
-                  position >= 0 ? m_shapes[static_cast<std::size_t>(position)].get() : nullptr);
+    GisShape* const shape = position >= 0 ? m_shapes[static_cast<std::size_t>(position)].get() : nullptr;
+    shapesChanged(change, position, shape);
+    if (change == ShapeChange::Inserted) {
+        notePlaces(nullptr, shape);
+    } else {
+        m_indexDirty = true;
+        m_extentDirty = true;
+    }
     forgetDerived();
 }
 
+void GisLayerVector::notePlaces(const GisShape* removed, GisShape* added) noexcept {
+    const GisExtent before = removed != nullptr ? removed->extent() : GisExtent();
+    const GisExtent& all = m_cachedExtent;
+    const bool isInside = before.isEmpty() || (before.xMin() > all.xMin() && before.yMin() > all.yMin() &&
+                                               before.xMax() < all.xMax() && before.yMax() < all.yMax());
+    m_extentDirty = m_extentDirty || !isInside;
+    if (!m_extentDirty && added != nullptr) {
+        m_cachedExtent = all.expand(added->extent());
+    }
+    m_indexDirty = m_indexDirty || !updateIndex(removed, before, added);
+}
+
+bool GisLayerVector::updateIndex(const GisShape* removed, const GisExtent& extent, GisShape* added) try {
+    auto* const tree = dynamic_cast<Spatial::RTree::RTreeSpatialIndex*>(m_index.get());
+    return m_isIndexOwn && tree != nullptr && tree->update(removed, extent, added);
+} catch (const std::bad_alloc&) {
+    return false;
+}
+
 void GisLayerVector::forgetDerived() {
-    m_indexDirty = true;
-    m_extentDirty = true;
     if (m_history->isRunning()) {
         m_history->noteGeometryChange();
     } else {

@@ -32,7 +32,8 @@ namespace Cartolith::Core::Layers {
 
 namespace Commands {
 class GisEditCommand;
-}
+class GisMacroCommand;
+} // namespace Commands
 namespace Internal {
 class EditHistory;
 }
@@ -43,7 +44,8 @@ class EditHistory;
 /// Layer order is drawing order: later shapes lie on top. Ids belong to the layer: the shape at position i
 /// has id i + 1, renumbered after every insertion and removal; do not set them. Pointers to shapes are valid
 /// until the layer's list of shapes changes. Index, extent and stand-ins are made when a query first needs
-/// them after a change; who edits a shape's geometry through its pointer calls markDirty() afterwards.
+/// them, and brought up to date or made anew after a change; who edits a shape's geometry through its pointer
+/// calls markDirty() afterwards.
 ///
 /// Queries throw nothing but std::bad_alloc. Every operation ends with that when memory runs out, and one
 /// that changes the layer leaves it as it was then. (GDAL, and QHash where it grows, end the process instead;
@@ -271,9 +273,10 @@ protected:
     /// saveAs() writes behind the shapes: none here. What it throws ends saveAs().
     virtual void forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const;
 
-    /// Whether attributesForRow() is the one here, for sure: then attributeValueForRow() need not make a table
-    /// to find one value. A class that is derived from says so of itself alone.
-    virtual bool readsOwnRows() const;
+    /// Whether the object is of a class of this library, not of one derived from it, so that nobody has put
+    /// another function in the place of a virtual one: then the same may be done in a shorter way. A class
+    /// that overrides this says so of itself alone.
+    virtual bool isOfThisLibrary() const;
 
     /// While it lives, everything that changes the layer's shapes, or its edit session, is refused: false,
     /// null or no effect. For code that reads the shapes and calls the host meanwhile. Held once at a time.
@@ -310,6 +313,10 @@ protected:
     /// not throw: reserveShapes() has been called before, so that it needs no memory. The position is -1 and
     /// the shape null where all are meant. Does nothing here.
     virtual void shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape);
+    /// The same for shapes that leave together and come back together, in a layer of this library. Positions
+    /// rise, and are those with all of them in the list.
+    virtual void shapesTaken(const std::vector<int>& positions);
+    virtual void shapesPutBack(const std::vector<int>& positions);
 
     /// Lets a subclass fetch an index instead of building it. When it returns false, as here,
     /// buildSpatialIndex() builds one.
@@ -320,10 +327,27 @@ protected:
 private:
     struct LodLevel;
 
-    void noteShapeType(const Shapes::GisShape& shape);
+    friend class Commands::GisMacroCommand;
+    /// A shape that was taken out, and where it was then.
+    struct TakenShape {
+        int position;
+        std::unique_ptr<Shapes::GisShape> shape;
+    };
+    /// As takeShapeById() for one id after the other up to the first that there is not, but renumbers once.
+    /// None, and nothing is changed, where that cannot be done in one go.
+    std::vector<TakenShape> takeShapesInTurn(const std::vector<int>& ids);
+    /// As insertShapeAt() for the last to the first of them. False, and they are still there, where that
+    /// cannot be done in one go.
+    bool putBack(std::vector<TakenShape>& shapes);
+
+    bool hasTypedShape() const;
+    void noteShapeType(const Shapes::GisShape& shape, bool& isTyped);
     std::unique_ptr<Shapes::GisShape> takeAt(std::size_t position);
     void settle(ShapeChange change, int position = -1);
     void forgetDerived();
+    void notePlaces(const Shapes::GisShape* removed, Shapes::GisShape* added) noexcept;
+    bool updateIndex(const Shapes::GisShape* removed, const Shapes::GisExtent& extent,
+                     Shapes::GisShape* added);
     void reassignShapeIds(std::size_t from = 0);
 
     QString m_path;
@@ -338,6 +362,7 @@ private:
     bool m_useSpatialIndex = true;
     Spatial::SpatialIndexType m_spatialIndexType = Spatial::SpatialIndexType::RTree;
     std::unique_ptr<Spatial::ISpatialIndex> m_index;
+    bool m_isIndexOwn = true; // not given by the caller
     bool m_indexDirty = true;
     std::unique_ptr<LodLevel> m_simplified;
     std::unique_ptr<LodLevel> m_overview;

@@ -6,9 +6,12 @@
 #include <Cartolith/Core/Layers/Commands/GisUpdateShapeGeometryCommand.h>
 #include <Cartolith/Core/Layers/EditHistoryInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Layers/ListPlacesInternal.h>
+#include <Cartolith/Core/Shapes/GisShape.h>
 
 #include <QScopeGuard>
 
+#include <algorithm>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -131,6 +134,77 @@ bool GisLayerVector::rollbackEditCore() {
     while (canUndoEdit() && undoEdit()) {
     }
     clearEditHistory();
+    return true;
+}
+
+std::vector<GisLayerVector::TakenShape> GisLayerVector::takeShapesInTurn(const std::vector<int>& ids) {
+    // The hosts' own classes, and listeners, are told of each shape.
+    if (m_isLocked || !isOfThisLibrary() || !m_history->isRunning()) {
+        return {};
+    }
+    for (std::size_t i = 0; i < m_shapes.size(); ++i) {
+        if (m_shapes[i] == nullptr || m_shapes[i]->id() != static_cast<int>(i) + 1) {
+            return {};
+        }
+    }
+    std::vector<int> inTurn;
+    for (const int id : ids) {
+        inTurn.push_back(id - 1);
+    }
+    const std::vector<int> positions = Internal::positionsOfTaken(count(), inTurn);
+    std::vector<TakenShape> taken(positions.size());
+    if (positions.empty()) {
+        return taken;
+    }
+    std::vector<int> rising = positions;
+    std::sort(rising.begin(), rising.end());
+    shapesTaken(rising);
+    for (std::size_t i = 0; i < taken.size(); ++i) {
+        std::unique_ptr<GisShape>& place = m_shapes[static_cast<std::size_t>(positions[i])];
+        notePlaces(place.get(), nullptr);
+        taken[i] = {inTurn[i], std::move(place)};
+    }
+    Internal::eraseAt(m_shapes, rising);
+    reassignShapeIds(static_cast<std::size_t>(rising.front()));
+    forgetDerived();
+    return taken;
+}
+
+bool GisLayerVector::putBack(std::vector<TakenShape>& shapes) {
+    if (m_isLocked || !isOfThisLibrary() || !m_history->isRunning()) {
+        return false;
+    }
+    std::vector<int> inTurn;
+    for (const TakenShape& taken : shapes) {
+        inTurn.push_back(taken.position);
+    }
+    const int all = count() + static_cast<int>(shapes.size());
+    const std::vector<int> positions = Internal::positionsOfTaken(all, inTurn);
+    if (positions.size() < shapes.size()) {
+        return false;
+    }
+    std::vector<std::pair<int, std::size_t>> rising;
+    for (std::size_t i = 0; i < shapes.size(); ++i) {
+        rising.emplace_back(positions[i], i);
+    }
+    std::sort(rising.begin(), rising.end());
+    std::vector<int> places;
+    for (const auto& place : rising) {
+        places.push_back(place.first);
+    }
+    reserveShapes(all);
+    bool isTyped = hasTypedShape();
+    for (auto it = shapes.rbegin(); it != shapes.rend(); ++it) {
+        noteShapeType(*it->shape, isTyped);
+    }
+    Internal::insertAt(m_shapes, places,
+                       [&](std::size_t i) { return std::move(shapes[rising[i].second].shape); });
+    reassignShapeIds(static_cast<std::size_t>(places.front()));
+    shapesPutBack(places);
+    for (const int place : places) {
+        notePlaces(nullptr, m_shapes[static_cast<std::size_t>(place)].get());
+    }
+    forgetDerived();
     return true;
 }
 

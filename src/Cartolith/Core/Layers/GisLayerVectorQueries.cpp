@@ -75,11 +75,13 @@ void GisLayerVector::setSpatialIndexType(SpatialIndexType type) {
         m_spatialIndexType = type;
         clearSpatialIndex();
         m_index.reset(); // an index of the old kind would be filled again otherwise
+        m_isIndexOwn = true;
     }
 }
 
 void GisLayerVector::setSpatialIndex(std::unique_ptr<Spatial::ISpatialIndex> index) {
     m_index = std::move(index);
+    m_isIndexOwn = m_index == nullptr;
     m_indexDirty = m_index == nullptr || !m_index->isBuilt();
 }
 
@@ -92,9 +94,10 @@ void GisLayerVector::clearSpatialIndex() {
 }
 
 void GisLayerVector::buildSpatialIndex() {
+    const auto* const tree = dynamic_cast<const Spatial::RTree::RTreeSpatialIndex*>(m_index.get());
     if (m_index == nullptr) {
         m_index = createSpatialIndex();
-    } else if (!m_indexDirty && m_index->isBuilt()) {
+    } else if (!m_indexDirty && m_index->isBuilt() && (tree == nullptr || !tree->hasUpdates())) {
         return;
     }
     Common::Internal::LogStep step(Common::LogChannels::index, "load");

@@ -358,6 +358,12 @@ void RTreeSpatialIndex::save(const QString& path, const RTreeIndexHeader& header
     if (!m_root) {
         return;
     }
+    if (hasUpdates()) {
+        RTreeSpatialIndex now(m_maxItemsPerNode, m_strategy);
+        now.build(shapesNow());
+        now.save(path, header, writeExtra);
+        return;
+    }
     QFile file(path);
     if (!file.open(QIODevice::WriteOnly | QIODevice::Truncate)) {
         throw std::runtime_error("RTreeSpatialIndex::save could not open file for writing.");

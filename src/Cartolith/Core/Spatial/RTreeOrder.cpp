@@ -103,15 +103,21 @@ quint32 hilbertKey(quint16 x, quint16 y) noexcept {
     return key;
 }
 
+quint32 hilbertKey(const GisExtent& extent, const GisExtent& frame) noexcept {
+    return hilbertKey(gridCoordinate((extent.xMin() + extent.xMax()) * 0.5, frame.xMin(), frame.xMax()),
+                      gridCoordinate((extent.yMin() + extent.yMax()) * 0.5, frame.yMin(), frame.yMax()));
+}
+
+quint64 axisKey(const GisExtent& extent, bool alongX) noexcept {
+    return sortableBits(alongX ? (extent.xMin() + extent.xMax()) * 0.5
+                               : (extent.yMin() + extent.yMax()) * 0.5);
+}
+
 std::vector<quint32> hilbertOrder(const QList<SpatialIndexItem>& items, const GisExtent& extent) {
     std::vector<Entry> entries(static_cast<std::size_t>(items.size()));
     const SpatialIndexItem* item = items.constData();
     for (std::size_t i = 0; i < entries.size(); ++i, ++item) {
-        const GisExtent box = item->extent();
-        const quint32 key =
-            hilbertKey(gridCoordinate((box.xMin() + box.xMax()) * 0.5, extent.xMin(), extent.xMax()),
-                       gridCoordinate((box.yMin() + box.yMax()) * 0.5, extent.yMin(), extent.yMax()));
-        entries[i] = Entry{key} << 32U | i;
+        entries[i] = Entry{hilbertKey(item->extent(), extent)} << 32U | i;
     }
     sortByKey(entries);
     return positions(entries);
@@ -119,8 +125,7 @@ std::vector<quint32> hilbertOrder(const QList<SpatialIndexItem>& items, const Gi
 
 std::vector<quint32> axisOrder(const QList<SpatialIndexItem>& items, bool alongX) {
     const auto key = [data = items.constData(), alongX](std::size_t i) {
-        const GisExtent box = data[i].extent();
-        return sortableBits(alongX ? (box.xMin() + box.xMax()) * 0.5 : (box.yMin() + box.yMax()) * 0.5);
+        return axisKey(data[i].extent(), alongX);
     };
     const auto count = static_cast<std::size_t>(items.size());
     quint64 least = std::numeric_limits<quint64>::max();

@@ -29,6 +29,15 @@ inline quint16 gridCoordinate(double value, double min, double max) noexcept {
 /// RTreeSpatialIndex::hilbertIndex(x, y, 16), by table.
 quint32 hilbertKey(quint16 x, quint16 y) noexcept;
 
+/// By which hilbertOrder() orders: the place of the centre on the curve that fills the frame.
+quint32 hilbertKey(const Shapes::GisExtent& extent, const Shapes::GisExtent& frame) noexcept;
+/// By which axisOrder() orders: the centre along one axis as an integer of the same order, a NaN the largest.
+quint64 axisKey(const Shapes::GisExtent& extent, bool alongX) noexcept;
+/// Along which axis items that lie in the frame are ordered.
+inline bool isAlongX(const Shapes::GisExtent& frame) {
+    return frame.height() <= frame.width();
+}
+
 /// The positions of the items in ascending order of the Hilbert key of their centres within the extent. Equal
 /// keys keep the order of the list. Linear in the number of items.
 std::vector<quint32> hilbertOrder(const QList<SpatialIndexItem>& items, const Shapes::GisExtent& extent);

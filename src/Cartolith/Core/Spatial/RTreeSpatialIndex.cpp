@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Common/RoomInternal.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 #include <Cartolith/Core/Spatial/IndexItemsInternal.h>
+#include <Cartolith/Core/Spatial/RTreeChangesInternal.h>
 #include <Cartolith/Core/Spatial/RTreeNode.h>
 #include <Cartolith/Core/Spatial/RTreeOrderInternal.h>
 #include <Cartolith/Core/Spatial/RTreeResultWriterInternal.h>
@@ -11,6 +12,7 @@
 #include <QVarLengthArray>
 
 #include <algorithm>
+#include <limits>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -84,6 +86,7 @@ RTreeSpatialIndex::RTreeSpatialIndex(int maxItemsPerNode, RTreeBuildStrategy str
 RTreeSpatialIndex::~RTreeSpatialIndex() = default;
 
 void RTreeSpatialIndex::clear() {
+    m_changes.reset();
     m_table.reset();
     m_root.reset();
     m_built = false;
@@ -93,6 +96,10 @@ void RTreeSpatialIndex::insert(GisShape* shape) {
     if (!shape) {
         throw std::invalid_argument("RTreeSpatialIndex::insert shape cannot be null.");
     }
+    if (hasUpdates()) {
+        build(shapesNow());
+    }
+    m_changes.reset();
     const SpatialIndexItem item(shape, shape->extent());
     if (m_root) {
         const qsizetype child = insert(*m_root, item);
@@ -150,13 +157,34 @@ qsizetype RTreeSpatialIndex::insert(RTreeNode& root, const SpatialIndexItem& ite
 }
 
 void RTreeSpatialIndex::build(const QList<GisShape*>& shapes) {
-    replaceTree(std::make_unique<RTreeNode>(buildNode(Internal::itemsOf(shapes))));
+    auto root = std::make_unique<RTreeNode>(buildNode(Internal::itemsOf(shapes)));
+    auto changes =
+        root->isLeaf() ? nullptr : std::make_unique<RTreeChanges>(m_strategy, root->extent(), shapes.size());
+    replaceTree(std::move(root));
+    m_changes = std::move(changes);
 }
 
 void RTreeSpatialIndex::replaceTree(std::unique_ptr<RTreeNode> root) {
     m_table = root->isLeaf() ? nullptr : std::make_unique<RTreeSearchTable>(*root, m_strategy);
+    m_changes.reset();
     m_root = std::move(root);
     m_built = true;
+}
+
+bool RTreeSpatialIndex::update(const GisShape* removed, const GisExtent& removedExtent, GisShape* added) {
+    return m_changes != nullptr && m_changes->apply(removed, removedExtent, added);
+}
+
+bool RTreeSpatialIndex::hasUpdates() const noexcept {
+    return m_changes != nullptr && !m_changes->isEmpty();
+}
+
+QList<GisShape*> RTreeSpatialIndex::shapesNow() const {
+    constexpr double most = std::numeric_limits<double>::infinity();
+    QList<GisShape*> shapes = search({-most, -most, most, most});
+    std::sort(shapes.begin(), shapes.end(),
+              [](const GisShape* a, const GisShape* b) { return a->id() < b->id(); });
+    return shapes;
 }
 
 void RTreeSpatialIndex::renewTable() {
@@ -190,6 +218,14 @@ int RTreeSpatialIndex::search(const GisExtent& extent, QList<GisShape*>& results
             visitHits(*m_root, extent, [&writer](GisShape* shape) { writer.append(shape); });
         }
         writer.finish();
+    }
+    if (hasUpdates()) {
+        try {
+            m_changes->correct(extent, results, before);
+        } catch (...) {
+            results.resize(before);
+            throw;
+        }
     }
     return static_cast<int>(results.size() - before);
 }
@@ -292,7 +328,7 @@ RTreeSpatialIndex::splitItemsHilbert(const QList<SpatialIndexItem>& items) const
 QList<QList<SpatialIndexItem>>
 RTreeSpatialIndex::splitItemsSortAxis(const QList<SpatialIndexItem>& items) const {
     const GisExtent all = calculateExtent(items);
-    return groupsOf(items, axisOrder(items, all.height() <= all.width()), m_maxItemsPerNode);
+    return groupsOf(items, axisOrder(items, isAlongX(all)), m_maxItemsPerNode);
 }
 
 RTreeNode RTreeSpatialIndex::buildNode(const QList<SpatialIndexItem>& items) const {

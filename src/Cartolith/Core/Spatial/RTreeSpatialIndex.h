@@ -15,6 +15,7 @@ class QString;
 
 namespace Cartolith::Core::Spatial::RTree {
 
+class RTreeChanges;
 class RTreeNode;
 class RTreeSearchTable;
 
@@ -57,6 +58,20 @@ public:
     /// \throws std::invalid_argument "RTreeSpatialIndex::insert shape cannot be null."
     void insert(Shapes::GisShape* shape) override;
     void build(const QList<Shapes::GisShape*>& shapes) override;
+    /// Tells a built index of a change of the list that it was built from: a shape, with the extent that it
+    /// had, has left it, another one has come, or one stands for the other; either may be null. Searches then
+    /// give what they would give had build() been called with the new list, in the same order, where ids grow
+    /// along the list. False, and nothing is changed, where that takes building anew: no build() before,
+    /// no more items than fit into one node, the frame around all items another one, infinite bounds, some
+    /// thousand changes. Constant time; each shape that came adds some nanoseconds to a search, each that
+    /// left to each hit.
+    ///
+    /// insert() and save() take the changes into the tree, which costs as much as build().
+    bool update(const Shapes::GisShape* removed, const Shapes::GisExtent& removedExtent,
+                Shapes::GisShape* added);
+    /// Whether update() has noted changes that are not in the tree.
+    bool hasUpdates() const noexcept;
+
     QList<Shapes::GisShape*> search(const Shapes::GisExtent& extent) const override;
     int search(const Shapes::GisExtent& extent, QList<Shapes::GisShape*>& results) const override;
 
@@ -120,6 +135,7 @@ public:
               const std::function<bool(MappedReader&)>& readExtra = {});
 
     /// The tree, for tests and tools; null before the first build() or insert(). Valid until the next change.
+    /// What update() was told is beside it.
     const RTreeNode* root() const noexcept { return m_root.get(); }
 
     /// NaN for an empty extent; NaN or infinite for infinite bounds.
@@ -166,6 +182,7 @@ private:
     // Returns the index of the root's child that took the item; 0 when the root is a leaf.
     qsizetype insert(RTreeNode& root, const SpatialIndexItem& item) const;
     void replaceTree(std::unique_ptr<RTreeNode> root);
+    QList<Shapes::GisShape*> shapesNow() const;
     void renewTable();
 
     int m_maxItemsPerNode;
@@ -174,6 +191,7 @@ private:
     // Derived from the tree below the root, which nobody else can change; null for a root that is a leaf and
     // for a tree that grew by insertion alone.
     std::unique_ptr<RTreeSearchTable> m_table;
+    std::unique_ptr<RTreeChanges> m_changes; // null unless the tree is one that build() made
     bool m_built = false;
 };
 

@@ -20,6 +20,8 @@ public:
     bool undo(GisLayerVector& layer) override;
 
 private:
+    friend class GisMacroCommand; // which takes out, and puts back, many at once
+
     int m_shapeId;
     int m_position = -1;
     std::unique_ptr<Shapes::GisShape> m_shape; // while it is outside the layer
