@@ -412,7 +412,7 @@ void GisLayerVector::settle(ShapeChange change, int position) {
     forgetDerived();
 }
 
-void GisLayerVector::notePlaces(const GisShape* removed, GisShape* added) noexcept {
+void GisLayerVector::notePlaces(const GisShape* removed, GisShape* added, bool isBack) noexcept {
     const GisExtent before = removed != nullptr ? removed->extent() : GisExtent();
     const GisExtent& all = m_cachedExtent;
     const bool isInside = before.isEmpty() || (before.xMin() > all.xMin() && before.yMin() > all.yMin() &&
@@ -421,14 +421,14 @@ void GisLayerVector::notePlaces(const GisShape* removed, GisShape* added) noexce
     if (!m_extentDirty && added != nullptr) {
         m_cachedExtent = all.expand(added->extent());
     }
-    m_indexDirty = m_indexDirty || !updateIndex(removed, before, added);
-}
-
-bool GisLayerVector::updateIndex(const GisShape* removed, const GisExtent& extent, GisShape* added) try {
-    auto* const tree = dynamic_cast<Spatial::RTree::RTreeSpatialIndex*>(m_index.get());
-    return m_isIndexOwn && tree != nullptr && tree->update(removed, extent, added);
-} catch (const std::bad_alloc&) {
-    return false;
+    auto* const tree =
+        m_isIndexOwn ? dynamic_cast<Spatial::RTree::RTreeSpatialIndex*>(m_index.get()) : nullptr;
+    try {
+        m_indexDirty = m_indexDirty || tree == nullptr ||
+                       !(isBack ? tree->updatePutBack(added) : tree->update(removed, before, added));
+    } catch (const std::bad_alloc&) {
+        m_indexDirty = true;
+    }
 }
 
 void GisLayerVector::forgetDerived() {

@@ -345,9 +345,8 @@ private:
     std::unique_ptr<Shapes::GisShape> takeAt(std::size_t position);
     void settle(ShapeChange change, int position = -1);
     void forgetDerived();
-    void notePlaces(const Shapes::GisShape* removed, Shapes::GisShape* added) noexcept;
-    bool updateIndex(const Shapes::GisShape* removed, const Shapes::GisExtent& extent,
-                     Shapes::GisShape* added);
+    /// Brings index and extent up to date, if they can be. A shape that is back was put where it was.
+    void notePlaces(const Shapes::GisShape* removed, Shapes::GisShape* added, bool isBack = false) noexcept;
     void reassignShapeIds(std::size_t from = 0);
 
     QString m_path;

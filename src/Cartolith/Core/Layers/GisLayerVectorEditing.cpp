@@ -202,7 +202,7 @@ bool GisLayerVector::putBack(std::vector<TakenShape>& shapes) {
     reassignShapeIds(static_cast<std::size_t>(places.front()));
     shapesPutBack(places);
     for (const int place : places) {
-        notePlaces(nullptr, m_shapes[static_cast<std::size_t>(place)].get());
+        notePlaces(nullptr, m_shapes[static_cast<std::size_t>(place)].get(), true);
     }
     forgetDerived();
     return true;

@@ -57,12 +57,21 @@ bool RTreeChanges::apply(const GisShape* removed, const GisExtent& removedExtent
     if (isOwn) {
         m_added.erase(own);
     } else if (isRemoved) {
-        m_removed.insert(removed);
+        m_removed.insert_or_assign(removed, removedExtent);
     }
     if (isAdded) {
         m_added.emplace_back(added, extent);
     }
     m_frame = frame;
+    return true;
+}
+
+bool RTreeChanges::putBack(GisShape* shape) {
+    const auto found = m_removed.find(shape);
+    if (found == m_removed.end() || !isSame(found->second, shape->extent())) {
+        return apply(nullptr, {}, shape);
+    }
+    m_removed.erase(found);
     return true;
 }
 

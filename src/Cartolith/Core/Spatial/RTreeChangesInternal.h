@@ -5,7 +5,7 @@
 
 #include <QList>
 
-#include <unordered_set>
+#include <unordered_map>
 #include <vector>
 
 namespace Cartolith::Core::Spatial::RTree {
@@ -23,6 +23,8 @@ public:
     /// list is long.
     bool apply(const Shapes::GisShape* removed, const Shapes::GisExtent& removedExtent,
                Shapes::GisShape* added);
+    /// A shape that was removed is back, between those between which it was. False as above.
+    bool putBack(Shapes::GisShape* shape);
     /// Puts right what the tree gave for a query, from a place in the list on. When memory runs out, that
     /// part of the list is not to be used.
     void correct(const Shapes::GisExtent& query, QList<Shapes::GisShape*>& results, qsizetype from) const;
@@ -35,7 +37,7 @@ private:
     bool m_alongX;
     Shapes::GisExtent m_frame;
     std::size_t m_mostRemoved;
-    std::unordered_set<const Shapes::GisShape*> m_removed; // from the tree
+    std::unordered_map<const Shapes::GisShape*, Shapes::GisExtent> m_removed; // from the tree
     std::vector<SpatialIndexItem> m_added;
 };
 

@@ -175,6 +175,10 @@ bool RTreeSpatialIndex::update(const GisShape* removed, const GisExtent& removed
     return m_changes != nullptr && m_changes->apply(removed, removedExtent, added);
 }
 
+bool RTreeSpatialIndex::updatePutBack(GisShape* shape) {
+    return m_changes != nullptr && m_changes->putBack(shape);
+}
+
 bool RTreeSpatialIndex::hasUpdates() const noexcept {
     return m_changes != nullptr && !m_changes->isEmpty();
 }

@@ -69,6 +69,9 @@ public:
     /// insert() and save() take the changes into the tree, which costs as much as build().
     bool update(const Shapes::GisShape* removed, const Shapes::GisExtent& removedExtent,
                 Shapes::GisShape* added);
+    /// A shape that update() was told had left is back between the shapes between which it was: it does not
+    /// count as a change any more. Any other is one that has come.
+    bool updatePutBack(Shapes::GisShape* shape);
     /// Whether update() has noted changes that are not in the tree.
     bool hasUpdates() const noexcept;
 
