@@ -200,6 +200,7 @@ protected:
     /// Reads them from the source as it is now.
     /// \throws std::runtime_error when there were such rows and the source cannot be read
     void forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const override;
+    std::set<QString> jsonFields() const override;
     void shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape) override;
     bool restoreSpatialIndex(Spatial::ISpatialIndex& index) override;
     void keepSpatialIndex(const Spatial::ISpatialIndex& index) override;

@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
@@ -270,6 +271,9 @@ protected:
     /// Calls the function with the attributes of every row that has no geometry and is no shape here, which
     /// saveAs() writes behind the shapes: none here. What it throws ends saveAs().
     virtual void forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const;
+    /// The fields whose texts are JSON, which saveAs() writes as that where the format has it; texts of
+    /// others stay texts, whatever they look like. None here.
+    virtual std::set<QString> jsonFields() const;
 
     /// While it lives, everything that changes the layer's shapes, or its edit session, is refused: false,
     /// null or no effect. For code that reads the shapes and calls the host meanwhile. Held once at a time.

@@ -52,7 +52,7 @@ void setGeometry(OGRFeature& feature, OGRwkbGeometryType layerType, const GisSha
     if (wkbFlatten(layerType) == wkbUnknown && old != nullptr) {
         geometry = promoted(std::move(geometry), old->getGeometryType());
     }
-    feature.SetGeometryDirectly(geometry.release());
+    place(std::move(geometry), feature);
 }
 
 /// What another geometry in the place of this one would lose; empty for nothing.
@@ -158,6 +158,7 @@ OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<
     }
     for (const auto& [index, value] : changes) {
         change.fields.insert(QString::fromUtf8(feature.GetFieldDefnRef(index)->GetNameRef()));
+        change.columns.insert(index);
     }
     setFields(feature, changes, manner);
     if (change.isMoved) {

@@ -36,7 +36,9 @@ private:
     QHash<QString, QVariant> m_empty; ///< has all keys
 };
 
-/// Whether two attribute values are the same, not-a-number being the same as itself.
+/// Whether two attribute values are the same, so that neither needs to be written over the other: numbers of
+/// two types when they are the same number, not-a-number being the same as itself and zero not the same as
+/// negative zero; dates with times when they show the same time in the same zone.
 bool areSame(const QVariant& a, const QVariant& b);
 /// The same of tables.
 bool areSame(const QHash<QString, QVariant>& a, const QHash<QString, QVariant>& b);

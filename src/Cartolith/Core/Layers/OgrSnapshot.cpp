@@ -9,8 +9,7 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chrono::milliseconds wait,
-                         const QStringList& options) {
+OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chrono::milliseconds wait) {
     const auto deadline = std::chrono::steady_clock::now() + wait;
     const OgrFormat* const format = OgrFormat::forPath(path);
     const bool hasFamily = format != nullptr && !format->family.isEmpty();
@@ -29,7 +28,7 @@ OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chr
         }
         m_source.reset();
         try {
-            m_source.emplace(path, options);
+            m_source.emplace(path);
             m_layer = &m_source->layer(layerName);
         } catch (const std::runtime_error&) {
             const bool isLate = attempt >= most && std::chrono::steady_clock::now() >= deadline;
