@@ -287,11 +287,11 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
         std::function<bool(GisLayerOgrVector&)> edit;
     } rows[] = {
         {"ids of several types", "x.geojson",
-         R"({"features": [{"id":5,"properties":{"n":1},@},
-            {"id":"five","properties":{"n":2},@}, {"id":1.5,"properties":{"n":3},@}], "type":"FeatureCollection"} )",
-         R"({"features": [{"id":5,"properties":{"n":9},@},
-            {"id":"six","properties":{"n":2},@}, {"id":1.5,"properties":{"n":3},@}], "type":"FeatureCollection"} )",
-         both(set(1, "n", 9), set(2, "id", "six"))},
+         R"({"features": [{"id":"five","properties":{"n":1},@},
+            {"id":5,"properties":{"n":2},@}, {"id":-7,"properties":{"n":3},@}], "type":"FeatureCollection"} )",
+         R"({"features": [{"id":"six","properties":{"n":1},@},
+            {"id":5,"properties":{"n":9},@}, {"id":-7,"properties":{"n":3},@}], "type":"FeatureCollection"} )",
+         both(set(2, "n", 9), set(1, "id", "six"))},
         {"an id taken away", "x.geojson",
          R"({"type":"FeatureCollection","features":[{"id":"a","x":1,"properties":{},@}]})",
          R"({"type":"FeatureCollection","features":[{"x":1,"properties":{},@}]})", set(1, "id", QVariant())},
