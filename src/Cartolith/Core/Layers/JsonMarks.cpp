@@ -13,8 +13,9 @@ constexpr char jsonLetter = 'j';
 
 } // namespace
 
-// No JSON begins with an x, and no number.
-JsonMarks::JsonMarks() : m_mark("x" + QUuid::createUuid().toByteArray(QUuid::Id128)) {}
+JsonMarks::JsonMarks() : m_mark(QUuid::createUuid().toByteArray(QUuid::Id128)) {
+    m_mark.prepend('x'); // with which no JSON begins
+}
 
 void JsonMarks::add(OGRFeature& feature) {
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
@@ -42,7 +43,8 @@ void JsonMarks::add(OGRFeature& feature) {
 QByteArray JsonMarks::resolved(QByteArrayView written) const {
     QByteArray text;
     text.reserve(written.size());
-    const QByteArray begin = '"' + m_mark;
+    QByteArray begin = m_mark;
+    begin.prepend('"');
     qsizetype at = 0;
     for (qsizetype found = 0; (found = written.indexOf(begin, at)) >= 0;) {
         text.append(written.data() + at, found - at);

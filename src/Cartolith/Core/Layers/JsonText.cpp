@@ -287,7 +287,8 @@ void JsonObject::set(QByteArrayView key, const QByteArray& value) {
 }
 
 QByteArray JsonObject::text() const {
-    QByteArray text("{");
+    QByteArray text;
+    text += '{';
     const char* at = m_text.begin() + m_text.indexOf('{') + 1;
     bool isFirst = true;
     for (const JsonMember& member : m_members) {

@@ -1,7 +1,6 @@
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/SettlingInternal.h>
-#include <Cartolith/Core/Layers/StagedFilesInternal.h>
 
 #include <QFileInfo>
 
@@ -20,9 +19,8 @@ OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chr
         // A save that begins after the look changes the state, and one that ended before it has changed it.
         m_state = SourceState(path);
         m_stamp = IndexFile::stampOf(path);
-        const QString obstacle =
-            StagedFiles::settle(path, std::chrono::duration_cast<std::chrono::milliseconds>(
-                                          deadline - std::chrono::steady_clock::now()));
+        const QString obstacle = Settling::settle(path, std::chrono::duration_cast<std::chrono::milliseconds>(
+                                                            deadline - std::chrono::steady_clock::now()));
         if (!obstacle.isEmpty()) {
             OgrSource::failToRead(path, obstacle);
         }

@@ -28,7 +28,8 @@ QString jsonDriverOf(const QString& path) {
 QByteArray asSequence(const QString& path) {
     QFile file(path);
     const bool hasMark = file.open(QIODevice::ReadOnly) && file.read(3) == "\xEF\xBB\xBF";
-    return (hasMark ? "/vsisubfile/3," : "/vsisubfile/0,") + QFileInfo(path).absoluteFilePath().toUtf8();
+    const QLatin1String behindMark(hasMark ? "/vsisubfile/3," : "/vsisubfile/0,");
+    return (behindMark + QFileInfo(path).absoluteFilePath()).toUtf8();
 }
 
 } // namespace

@@ -134,18 +134,19 @@ std::optional<Replacement::Version> Replacement::versionFrom(const QList<QByteAr
 std::optional<Replacement> Replacement::read(const Folder& staged, const QString& manifest) {
     constexpr qint64 most = 1 << 20;
     const auto text = staged.read(manifest, most);
-    const QByteArray heading = firstLine + '\n' + lineOf(staged) + '\n';
-    const QByteArray ending = '\n' + lastLine + '\n'; // behind it there is nothing
-    if (!text || !text->startsWith(heading) || !text->endsWith(ending)) {
+    if (!text || !text->startsWith(firstLine + '\n' + lineOf(staged) + '\n')) {
         return std::nullopt;
     }
-    const QList<QByteArray> lines =
-        text->sliced(heading.size(), std::max(text->size() - heading.size() - ending.size(), qsizetype{0}))
-            .split('\n');
+    const QList<QByteArray> lines = text->split('\n');
+    const qsizetype count = lines.size();
+    // Behind the last line there is nothing.
+    if (count < 5 || lines.at(count - 2) != lastLine || !lines.at(count - 1).isEmpty()) {
+        return std::nullopt;
+    }
     Replacement replacement;
     std::set<QString> names;
-    for (const QByteArray& line : lines) {
-        const QList<QByteArray> words = line.split(' ');
+    for (qsizetype i = 2; i < count - 2; ++i) {
+        const QList<QByteArray> words = lines.at(i).split(' ');
         const QByteArray& kind = words.at(0);
         if (kind == "file" && words.size() == 2) {
             const QString name = QUrl::fromPercentEncoding(words.at(1));

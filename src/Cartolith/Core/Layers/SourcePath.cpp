@@ -25,7 +25,7 @@ QString resolvedPath(const QString& path) {
 QByteArray gdalNameOf(const QString& path) {
     const bool isFile =
         path.contains(QLatin1Char(':')) && !path.startsWith(QLatin1Char('/')) && QFileInfo::exists(path);
-    return isFile ? "./" + path.toUtf8() : path.toUtf8();
+    return (isFile ? QLatin1String("./") + path : path).toUtf8();
 }
 
 QString besideDatabase(const QString& path, QLatin1String ending) {
