@@ -199,6 +199,21 @@ TEST_F(SaveAs, AFileThatDiffersInCaseIsAnotherOne) {
     }
 }
 
+TEST_F(SaveAs, ANameThatIsAnAddressToGdalIsAFile) {
+    const QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(m_dir.path()));
+    for (const QString name : {"file:x.gpkg", "file:x.sqlite", "GeoJSON:x.geojson", "GeoJSONSeq:x.geojsonl"}) {
+        SCOPED_TRACE(name.toStdString());
+        EXPECT_TRUE(layerOf({{"POINT (1 2)", {{"n", 1}}}})->saveAs(name));
+        GisLayerOgrVector layer(name);
+        EXPECT_NO_THROW(layer.open());
+        EXPECT_TRUE(layer.beginEdit() && layer.setShapeAttributesEdit(1, {{"n", 2}}) && layer.commitEdit())
+            << layer.lastError().toStdString();
+        EXPECT_TRUE(GisLayerOgrVector(at(name)).open());
+    }
+    QDir::setCurrent(before);
+}
+
 TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
     const auto point = layerOf({{"POINT (1 2)", {{"a", 1}}}});
     const auto mixed = layerOf({{"POINT (1 2)", {}}, {"LINESTRING (0 0, 1 1)", {}}});
