@@ -56,6 +56,7 @@ TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
                           {"Name", "Zürich, \"ZH\""},
                           {"day", moment.date()},
                           {"moment", moment},
+                          {"narrow", 7.12345},
                           {"undeclared", 12345678901.5},
                           {"list", QVariantList{1, 2.5}},
                           {"like", "[1.50, {\"a\":1e400}]"}};
@@ -71,6 +72,10 @@ TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
                                      {"moment", QMetaType::QDateTime}}) {
         layer->addAttributeDefinition(GisAttributeDefinition(name, type));
     }
+    GisAttributeDefinition narrow("narrow", QMetaType::Double);
+    narrow.setWidth(8);
+    narrow.setPrecision(2);
+    layer->addAttributeDefinition(narrow);
     layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(4326));
     for (const QString& suffix : suffixes) {
         SCOPED_TRACE(suffix.toStdString());

@@ -68,6 +68,15 @@ int dbaseDecimals(const GisLayerVector& layer, const QString& field) {
     return std::clamp(places - 2 - before, 0, 15);
 }
 
+/// Whether a column of declared decimals has them for all values.
+bool keepsDecimals(const GisLayerVector& layer, const QString& field, int decimals) {
+    const auto& shapes = layer.rawShapes();
+    return std::all_of(shapes.begin(), shapes.end(), [&](const GisShape* shape) {
+        const double value = shape->attributes().value(field).toDouble();
+        return !std::isfinite(value) || Internal::isKeptBy(decimals, value);
+    });
+}
+
 /// Null when the shapes are of several kinds, or there are none and the layer does not say.
 GisShapeType kindOf(const GisLayerVector& layer) {
     std::optional<GisShapeType> kind;
@@ -178,8 +187,9 @@ public:
                                  columnOptions(m_format, m_fields));
         for (const GisAttributeDefinition& field : std::as_const(m_fields)) {
             const auto definition = definitionOf(field);
-            if (!m_format.family.isEmpty() && definition->GetType() == OFTReal &&
-                definition->GetWidth() == 0) {
+            const bool isDecimal = !m_format.family.isEmpty() && definition->GetType() == OFTReal;
+            if (isDecimal && (definition->GetWidth() == 0 ||
+                              !keepsDecimals(m_layer, field.name(), definition->GetPrecision()))) {
                 definition->SetWidth(24);
                 definition->SetPrecision(dbaseDecimals(m_layer, field.name()));
             }

@@ -275,6 +275,12 @@ QByteArray savedTextOf(const QString& text) {
     return text.toUtf8();
 }
 
+bool isKeptBy(int decimals, double number) {
+    constexpr int digits = 15;
+    const double kept = QString::number(number, 'f', decimals).toDouble();
+    return QString::number(kept, 'g', digits) == QString::number(number, 'g', digits);
+}
+
 std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& definition, GDALDriver& driver) {
     OGRFieldType type = typeOf(definition.type());
     const bool hasType =

@@ -16,6 +16,10 @@ namespace Cartolith::Core::Layers::Internal {
 /// for half a surrogate pair, which is no character
 QByteArray savedTextOf(const QString& text);
 
+/// Whether so many decimals give a number back, to fifteen digits: all that a decimal number of a double has
+/// for certain.
+bool isKeptBy(int decimals, double number);
+
 /// The field that holds values of a definition in files of a driver: of its type, or text where the format
 /// has no such type. Lists and maps are JSON in GeoJSON. \throws std::runtime_error for a name that is no
 /// text
