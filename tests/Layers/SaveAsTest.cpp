@@ -49,9 +49,17 @@ protected:
 
 TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
     const QDateTime moment(QDate(2024, 2, 29), QTime(23, 59, 58, 250), Qt::OffsetFromUTC, 5400);
-    const Attributes full{{"flag", true},     {"whole", 2147483647},         {"big", qlonglong{9007199254740993}},
-                          {"real", 0.1},      {"Name", "Zürich, \"ZH\""},    {"day", moment.date()},
-                          {"moment", moment}, {"undeclared", 12345678901.5}, {"list", QVariantList{1, 2.5}}};
+    const Attributes full{{"flag", true},
+                          {"whole", 2147483647},
+                          {"big", qlonglong{9007199254740993}},
+                          {"real", 0.1},
+                          {"Name", "Zürich, \"ZH\""},
+                          {"day", moment.date()},
+                          {"moment", moment},
+                          {"narrow", 7.12345},
+                          {"undeclared", 12345678901.5},
+                          {"list", QVariantList{1, 2.5}},
+                          {"like", "[1.50, {\"a\":1e400}]"}};
     auto layer = layerOf({{"POLYGON ((0 0, 9 0, 9 9, 0 0), (2 1, 8 7, 8 1, 2 1))", full},
                           {"POLYGON ((0 0, 1 0, 1 1, 0 0), (5 5, 6 5, 6 6, 5 5))", {{"Name", ""}}},
                           {"POLYGON ((0.1 0.7, 1e6 0, 1 1.0000000000000002, 0.1 0.7))", {{"real", std::nan("")}}}});
@@ -64,6 +72,10 @@ TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
                                      {"moment", QMetaType::QDateTime}}) {
         layer->addAttributeDefinition(GisAttributeDefinition(name, type));
     }
+    GisAttributeDefinition narrow("narrow", QMetaType::Double);
+    narrow.setWidth(8);
+    narrow.setPrecision(2);
+    layer->addAttributeDefinition(narrow);
     layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(4326));
     for (const QString& suffix : suffixes) {
         SCOPED_TRACE(suffix.toStdString());
@@ -192,6 +204,21 @@ TEST_F(SaveAs, AFileThatDiffersInCaseIsAnotherOne) {
     }
 }
 
+TEST_F(SaveAs, ANameThatIsAnAddressToGdalIsAFile) {
+    const QString before = QDir::currentPath();
+    ASSERT_TRUE(QDir::setCurrent(m_dir.path()));
+    for (const QString name : {"file:x.gpkg", "file:x.sqlite", "GeoJSON:x.geojson", "GeoJSONSeq:x.geojsonl"}) {
+        SCOPED_TRACE(name.toStdString());
+        EXPECT_TRUE(layerOf({{"POINT (1 2)", {{"n", 1}}}})->saveAs(name));
+        GisLayerOgrVector layer(name);
+        EXPECT_NO_THROW(layer.open());
+        EXPECT_TRUE(layer.beginEdit() && layer.setShapeAttributesEdit(1, {{"n", 2}}) && layer.commitEdit())
+            << layer.lastError().toStdString();
+        EXPECT_TRUE(GisLayerOgrVector(at(name)).open());
+    }
+    QDir::setCurrent(before);
+}
+
 TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
     const auto point = layerOf({{"POINT (1 2)", {{"a", 1}}}});
     const auto mixed = layerOf({{"POINT (1 2)", {}}, {"LINESTRING (0 0, 1 1)", {}}});
@@ -205,6 +232,14 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
     holed->insertShapeAt(1, std::make_unique<Shapes::GisShapePoint>());
     const auto infinite = layerOf({{"POINT (1 2)", {}}});
     infinite->addPoint({1, std::numeric_limits<double>::infinity()});
+    const auto big = declared("n", QMetaType::LongLong, qlonglong{1000000000000000000});
+    const auto unreal = layerOf({{"POINT (1 2)", {{"n", 1.5}}}, {"POINT (1 2)", {{"n", qlonglong{9007199254740993}}}}});
+    const QString cut = QString("a") + QChar(0) + "b";
+    const auto ended = layerOf({{"POINT (1 2)", {{"n", cut}}}});
+    const auto half = layerOf({{"POINT (1 2)", {{"n", QStringList(QString(QChar(0xd800)))}}}});
+    const auto endedName = layerOf({{"POINT (1 2)", {{cut, 1}}}});
+    const auto endedLayer = GisLayerVector::createInMemory(cut, Shapes::GisShapeType::Point, {});
+    const auto numbered = layerOf({{"POINT (1 2)", {{"OGC_fid", 1}}}});
     const auto words = declared("n", QMetaType::Int, "twelve");
     const auto large = declared("n", QMetaType::Int, 3e9);
     const auto broken = declared("n", QMetaType::LongLong, 1.5);
@@ -234,11 +269,21 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         {*large, "old.gpkg", "'3e+09'"},
         {*broken, "old.shp", "'1.5'"},
         {*longText, "old.shp", "truncated"},
+        {*big, "old.shp", "'1000000000000000000' of the field 'n' has more than 18 places"},
+        {*unreal, "old.gpkg", "shape 2: the value '9007199254740993' is none for the field 'n' of type Real"},
+        {*ended, "old.gpkg", "shape 1: the field 'n': a text with the character U+0000"},
+        {*half, "old.geojson", "shape 1: the field 'n': a text with half a surrogate pair"},
+        {*endedName, "old.fgb", "no field 'a\uFFFDb': a text with the character U+0000"},
+        {*endedLayer, "old.gpkg", "the layer's name: a text with the character U+0000"},
+        {*numbered, "old.sqlite", "no field 'OGC_fid': the format keeps that name for itself"},
+        {*point, ".shp", "nothing before its suffix"},
+        {*point, ".fgb", "nothing before its suffix"},
         {*strange, "old.fgb", "'std::pair<int,int>'"},
         {*unknown, "old.gpkg", "coordinate system"},
     };
     QDir(m_dir.path()).mkdir("folder.geojson");
-    for (const char* name : {"old.gpkg", "old.geojson", "old.shp", "old.fgb", "old.jsonl", "locked.geojson"}) {
+    for (const char* name :
+         {"old.gpkg", "old.geojson", "old.shp", "old.fgb", "old.jsonl", "old.sqlite", "locked.geojson"}) {
         ASSERT_TRUE(point->saveAs(at(name)));
         EXPECT_THAT(reasonOf(*point, at(name), {}), HasSubstr("there is such a file"));
         ASSERT_TRUE(point->saveAs(at(name), replace));

@@ -159,6 +159,14 @@ TEST_F(SavingFaults, OldFilesArePutBackOnlyFromWhatThisLibraryLeft) {
         held.setFileName(lock);
         return held.open(QIODevice::ReadWrite) && ::flock(held.handle(), LOCK_EX | LOCK_NB) == 0;
     };
+    const auto replaceInManifest = [&folder](const QByteArray& found, const QByteArray& by) {
+        QFile manifest(folder + "/x.shp.manifest");
+        const bool isOpen = manifest.open(QIODevice::ReadWrite);
+        QByteArray text = manifest.readAll();
+        const qsizetype at = text.indexOf(found);
+        text.replace(at, found.size(), by);
+        return isOpen && at > 0 && manifest.resize(0) && manifest.seek(0) && manifest.write(text) == text.size();
+    };
     const struct {
         const char* name;
         std::function<bool()> arrange;
@@ -186,6 +194,11 @@ TEST_F(SavingFaults, OldFilesArePutBackOnlyFromWhatThisLibraryLeft) {
         {"a file more", [&] { return append(folder + "/more"); }, "x.shp", "it has 'more'"},
         {"a manifest less", [&] { return QFile::remove(folder + "/x.shp.manifest"); }, "x.shp", "or damaged"},
         {"a manifest cut short", [&] { return QFile::resize(folder + "/x.shp.manifest", 300); }, "x.shp", "or damaged"},
+        {"a file twice in it", [&] { return replaceInManifest("file x.shx\n", "file x.shp\n"); }, "x.shp",
+         "or damaged"},
+        {"the folder itself in it", [&] { return replaceInManifest("file x.shx\n", "file ..\n"); }, "x.shp",
+         "or damaged"},
+        {"a state twice in it", [&] { return replaceInManifest("after", "before"); }, "x.shp", "or damaged"},
         {"an old file changed", [&] { return append(folder + "/x.shx.old"); }, "x.shp", "'x.shx' as it was"},
         {"a file changed since", [&] { return append(at("x.shp")); }, "x.shp", "'x.shp' was changed since"},
         {"through links",

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/DatabaseLockInternal.h>
+#include <Cartolith/Core/Layers/SourcePathInternal.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -19,7 +20,7 @@ DatabaseLock::DatabaseLock(const QString& path, std::chrono::steady_clock::time_
                    milliseconds(0), milliseconds(std::chrono::hours(1)));
     const Common::Internal::ThreadOption timeout("SQLITE_BUSY_TIMEOUT",
                                                  QByteArray::number(qint64{wait.count()}).constData());
-    m_dataset.reset(GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
+    m_dataset.reset(GDALDataset::Open(gdalNameOf(path).constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
     // Not "BEGIN IMMEDIATE", of which GDAL would not know when it writes something of its own.
     if (m_dataset != nullptr && m_dataset->StartTransaction() == OGRERR_NONE) {
         const QByteArray nothing = "DELETE FROM \"" + firstTable() + "\" WHERE 0";
@@ -68,8 +69,8 @@ bool DatabaseLock::isDatabase(const QString& path) {
 }
 
 QString DatabaseLock::logInUse(const QString& path) {
-    for (const char* const ending : {"-journal", "-wal", "-shm"}) {
-        const QFileInfo log(path + QLatin1String(ending));
+    for (const QLatin1String ending : {DatabaseLog::journal, DatabaseLog::wal, DatabaseLog::shared}) {
+        const QFileInfo log(besideDatabase(path, ending));
         if (log.size() > 0) {
             return log.fileName();
         }

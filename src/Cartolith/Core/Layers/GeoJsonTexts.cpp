@@ -2,12 +2,10 @@
 #include <Cartolith/Core/Layers/GeoJsonTextsInternal.h>
 
 #include <QFile>
-#include <QFileInfo>
-#include <QRegularExpression>
 #include <ogrsf_frmts.h>
 
 #include <algorithm>
-#include <map>
+#include <set>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -17,24 +15,7 @@ using Common::Internal::copyOf;
 namespace {
 
 constexpr char recordSeparator = '\x1e';
-
-const char* nativeData(OGRLayer& layer) {
-    return layer.GetMetadataItem("NATIVE_DATA", "NATIVE_DATA");
-}
-
-/// Whether a file names its layer. GDAL takes the name out, and gives others that of the file.
-bool saysItsName(OGRLayer& layer, const QString& path) {
-    const QString name = QString::fromUtf8(layer.GetName());
-    if (name != QFileInfo(path).completeBaseName()) {
-        return true;
-    }
-    constexpr qint64 enough = 65536;
-    QFile file(path);
-    const QString text = file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.read(enough)) : QString();
-    const QRegularExpression member(
-        QStringLiteral("\"name\"\\s*:\\s*\"%1\"").arg(QRegularExpression::escape(name)));
-    return text.left(text.indexOf(QLatin1String("\"features\""))).contains(member);
-}
+constexpr QByteArrayView byteOrderMark = "\xEF\xBB\xBF";
 
 /// The records of a text sequence: what lies between separators, and without those a line each.
 std::vector<QByteArrayView> recordsOf(QByteArrayView text) {
@@ -52,154 +33,192 @@ std::vector<QByteArrayView> recordsOf(QByteArrayView text) {
     return records;
 }
 
-struct JsonMember {
-    QByteArrayView key; ///< with its quotes
-    QByteArrayView value;
-};
-
-/// Behind the string that begins there.
-qsizetype endOfString(QByteArrayView text, qsizetype at) {
-    for (++at; at < text.size() && text[at] != '"'; ++at) {
-        at += text[at] == '\\' ? 1 : 0;
-    }
-    return at + 1;
+/// The members of a feature without properties that are attributes all the same.
+bool isAttribute(const QString& name) {
+    return !(QStringList() << QStringLiteral("type") << QStringLiteral("geometry") << QStringLiteral("bbox")
+                           << QStringLiteral("centroid") << QStringLiteral("center")
+                           << QStringLiteral("properties"))
+                .contains(name);
 }
 
-/// The comma or bracket behind the value that begins there.
-qsizetype endOfValue(QByteArrayView text, qsizetype at) {
-    for (qsizetype depth = 0; at < text.size();) {
-        const char c = text[at];
-        if (depth == 0 && (c == ',' || c == '}' || c == ']')) {
-            return at;
-        }
-        depth += c == '{' || c == '[' ? 1 : (c == '}' || c == ']' ? -1 : 0);
-        at = c == '"' ? endOfString(text, at) : at + 1;
-    }
-    return text.size();
-}
-
-/// The members of an object, as far as the text is JSON.
-std::vector<JsonMember> jsonMembersOf(QByteArrayView object) {
-    std::vector<JsonMember> members;
-    qsizetype at = object.indexOf('{') + 1;
-    while (at > 0 && at < object.size()) {
-        const qsizetype start = object.indexOf('"', at);
-        const qsizetype end = start < 0 ? object.size() : endOfString(object, start);
-        const qsizetype colon = end >= object.size() ? -1 : object.indexOf(':', end);
-        if (colon < 0) {
-            break;
-        }
-        const qsizetype next = endOfValue(object, colon + 1);
-        members.push_back(
-            {object.sliced(start, end - start), object.sliced(colon + 1, next - colon - 1).trimmed()});
-        at = next + 1;
-    }
-    return members;
-}
-
-/// What the key says. Not by Qt's reader, which ends the process where it finds no memory.
-QString keyOf(const JsonMember& member) {
-    const QString quoted = QString::fromUtf8(member.key);
-    QString text;
-    for (qsizetype i = 1; i < quoted.size() - 1; ++i) {
-        const auto escaped =
-            quoted[i] == QLatin1Char('\\') ? QLatin1String("bfnrtu").indexOf(quoted[++i]) : qsizetype{-1};
-        constexpr qsizetype unicode = 5;
-        constexpr int digits = 4;
-        if (escaped == unicode) {
-            text += QChar(QStringView(quoted).mid(i + 1, digits).toUShort(nullptr, 16));
-            i += digits;
-        } else {
-            text += escaped >= 0 ? QLatin1Char("\b\f\n\r\t"[escaped]) : quoted[i];
+/// Gives an object the values that GDAL wrote for the changed fields.
+void putFields(JsonObject& object, const std::set<QString>& changed, QByteArrayView written) {
+    for (const JsonMember& member : jsonMembersOf(written)) {
+        if (changed.contains(member.name())) {
+            object.set(member.key, copyOf(member.value));
         }
     }
-    return text;
-}
-
-/// The properties of a feature; nothing when it has none.
-QByteArrayView propertiesOf(QByteArrayView feature) {
-    for (const JsonMember& member : jsonMembersOf(feature)) {
-        if (member.key == "\"properties\"" && member.value.startsWith('{')) {
-            return member.value;
-        }
-    }
-    return {};
-}
-
-/// An edited feature with the old texts of the properties that stayed.
-QByteArray withOldProperties(QByteArrayView written, QByteArrayView before,
-                             const std::set<QString>& changed) {
-    std::map<QString, QByteArrayView> old;
-    for (const JsonMember& member : jsonMembersOf(propertiesOf(before))) {
-        old.insert_or_assign(keyOf(member), member.value);
-    }
-    QByteArray text;
-    const char* at = written.begin();
-    for (const JsonMember& member : jsonMembersOf(propertiesOf(written))) {
-        const QString name = keyOf(member);
-        if (const auto found = old.find(name); found != old.end() && !changed.contains(name)) {
-            text.append(at, member.value.begin() - at);
-            text += found->second;
-            at = member.value.end();
-        }
-    }
-    return text.append(at, written.end() - at);
 }
 
 } // namespace
 
 GeoJsonTexts::GeoJsonTexts(const QString& driver, const QString& path)
-    : m_path(path), m_isJson(driver == QLatin1String("GeoJSON")),
-      m_isSequence(driver == QLatin1String("GeoJSONSeq")) {
+    : m_isJson(driver == QLatin1String("GeoJSON")), m_isSequence(driver == QLatin1String("GeoJSONSeq")) {
+    if (!isAny()) {
+        return;
+    }
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        throw std::runtime_error(file.errorString().toStdString());
+    }
+    m_file = file.readAll();
+    m_text = QByteArrayView(m_file);
+    if (m_text.startsWith(byteOrderMark)) {
+        m_text = m_text.sliced(byteOrderMark.size());
+    }
     if (m_isSequence) {
-        QFile file(path);
-        if (!file.open(QIODevice::ReadOnly)) {
-            throw std::runtime_error(file.errorString().toStdString());
+        m_records = recordsOf(m_text);
+        for (const QByteArrayView record : m_records) {
+            if (endOfJsonValue(record, 0) != record.size()) {
+                throw std::runtime_error("it has several JSON texts on one line");
+            }
         }
-        m_sequence = file.readAll();
-        m_records = recordsOf(m_sequence);
+    } else {
+        readCollection();
     }
 }
 
-QStringList GeoJsonTexts::layerOptions(OGRLayer& layer) const {
-    const auto option = [](const char* name, bool isOn) {
-        return QLatin1String(name) + (isOn ? QLatin1String("=YES") : QLatin1String("=NO"));
-    };
-    if (m_isSequence) {
-        return QStringList() << option("RS", m_sequence.startsWith(recordSeparator));
+/// A feature alone is a record, a geometry alone is written as a feature.
+void GeoJsonTexts::readCollection() {
+    m_text = m_text.trimmed();
+    if (endOfJsonValue(m_text, 0) != m_text.size()) {
+        throw std::runtime_error("behind its first JSON text there is more");
     }
-    if (!m_isJson) {
-        return {};
+    const JsonObject object(m_text);
+    const auto isFeatures = [](const JsonMember& member) { return member.name() == u"features"; };
+    const auto count = std::count_if(object.members().begin(), object.members().end(), isFeatures);
+    if (count > 1) {
+        throw std::runtime_error("it has several members 'features'");
+    }
+    if (count == 1) {
+        m_features = object.find(QStringLiteral("features"))->value;
+        m_records = jsonElementsOf(m_features);
+        return;
+    }
+    const JsonMember* const type = object.find(QStringLiteral("type"));
+    const bool isFeature = type != nullptr && jsonStringOf(type->value) == u"Feature";
+    m_records.push_back(isFeature ? m_text : QByteArrayView());
+}
+
+QStringList GeoJsonTexts::layerOptions() const {
+    if (m_isSequence) {
+        return QStringList() << (m_text.startsWith(recordSeparator) ? QStringLiteral("RS=YES")
+                                                                    : QStringLiteral("RS=NO"));
     }
     QStringList options;
-    options << option("WRITE_NAME", saysItsName(layer, m_path));
-    if (const char* const native = nativeData(layer); native != nullptr) {
-        options << QStringLiteral("NATIVE_DATA=") + QString::fromUtf8(native)
-                << QStringLiteral("NATIVE_MEDIA_TYPE=") +
-                       QString::fromUtf8(layer.GetMetadataItem("NATIVE_MEDIA_TYPE", "NATIVE_DATA"));
+    if (m_isJson) {
+        options << QStringLiteral("WRITE_NAME=NO"); // a file that says its name says it in its own text
+        if (m_text.contains("\"bbox\"")) {
+            options << QStringLiteral("WRITE_BBOX=YES");
+        }
     }
     return options;
 }
 
-bool GeoJsonTexts::saysItsSystem(OGRLayer& layer) const {
-    const auto members = jsonMembersOf(nativeData(layer));
-    return !m_isJson || std::any_of(members.begin(), members.end(),
-                                    [](const JsonMember& member) { return member.key == "\"crs\""; });
+bool GeoJsonTexts::needsSystem() const {
+    return !m_isJson || (m_features.isEmpty() && JsonObject(m_text).find(QStringLiteral("crs")) != nullptr);
 }
 
 void GeoJsonTexts::add(OGRFeature& feature, qint64 number, const OgrChange& change) {
-    if (m_isSequence && number < static_cast<qint64>(m_records.size())) {
-        m_texts.push_back({copyOf(m_records[static_cast<std::size_t>(number)]), change});
-    } else if (m_isJson) {
-        m_texts.push_back({copyOf(feature.GetNativeData()), change});
+    if (isAny()) {
+        const int id = feature.GetFieldIndex("id");
+        m_kept.push_back({number, change, id >= 0 && feature.IsFieldSetAndNotNull(id) != 0});
     }
 }
 
+QByteArray GeoJsonTexts::edited(const Kept& kept, QByteArrayView line) const {
+    JsonObject feature(m_records[static_cast<std::size_t>(kept.number)]);
+    const JsonObject written(line);
+    const QString bbox = QStringLiteral("bbox");
+    const QString id = QStringLiteral("id");
+    if (kept.change.isMoved) {
+        const JsonMember* const geometry = written.find(QStringLiteral("geometry"));
+        feature.set(geometry->key, copyOf(geometry->value));
+        const JsonMember* const box = written.find(bbox);
+        if (feature.find(bbox) != nullptr && box != nullptr) {
+            feature.set(box->key, copyOf(box->value));
+        } else {
+            feature.remove(bbox);
+        }
+    }
+    std::set<QString> changed = kept.change.fields;
+    const JsonMember* const values = written.find(QStringLiteral("properties"));
+    if (changed.empty() || values == nullptr) {
+        return feature.text();
+    }
+    const JsonMember* const old = feature.find(values->name());
+    const bool isObject = old != nullptr && old->value.startsWith('{');
+    JsonObject properties(isObject ? old->value : QByteArrayView("{}"));
+    if (kept.isId && feature.find(id) != nullptr && properties.find(id) == nullptr && changed.erase(id) > 0) {
+        const JsonObject all(values->value);
+        const JsonMember* const value = all.find(id);
+        value == nullptr || value->value == "null" ? feature.remove(id)
+                                                   : feature.set(value->key, copyOf(value->value));
+    }
+    // Without properties, its members are read as its attributes.
+    const bool isFlat =
+        old == nullptr || (!isObject && std::any_of(feature.members().begin(), feature.members().end(),
+                                                    [&id](const JsonMember& member) {
+                                                        const QString name = member.name();
+                                                        return name != id && isAttribute(name);
+                                                    }));
+    if (isFlat) {
+        if (!std::all_of(changed.begin(), changed.end(), isAttribute)) {
+            throw std::runtime_error("a feature without properties has no place for a field of such a name");
+        }
+        putFields(feature, changed, values->value);
+    } else if (!changed.empty()) {
+        putFields(properties, changed, values->value);
+        feature.set(values->key, properties.text());
+    }
+    return feature.text();
+}
+
+QByteArray GeoJsonTexts::recordOf(const Kept& kept, QByteArrayView line) const {
+    const QByteArrayView before = m_records[static_cast<std::size_t>(kept.number)];
+    if (before.isEmpty()) {
+        return copyOf(line);
+    }
+    return kept.change.isAny() ? edited(kept, line) : copyOf(before);
+}
+
+/// What stands before a feature of a collection: before a new one, as before the last of those that stay.
+QByteArrayView GeoJsonTexts::gapBefore(std::size_t position) const {
+    if (m_records.empty()) {
+        return "\n";
+    }
+    const std::size_t last = m_kept.empty() ? 0 : static_cast<std::size_t>(m_kept.back().number);
+    const auto number = position < m_kept.size() ? static_cast<std::size_t>(m_kept[position].number) : last;
+    const char* const end = m_records[number].begin();
+    const char* const start =
+        number == 0 ? m_features.begin() + 1 : std::find(m_records[number - 1].end(), end, ',') + 1;
+    return {start, end - start};
+}
+
+/// The old text with these features.
+QByteArray GeoJsonTexts::collectionOf(QByteArray features, bool hasNew, QByteArrayView written) const {
+    const char* const last = m_records.empty() ? m_features.begin() + 1 : m_records.back().end();
+    features.prepend('[').append(last, m_features.end() - last);
+    JsonObject collection(m_text);
+    collection.set("\"features\"", features);
+    const bool isMoved =
+        hasNew || m_kept.size() != m_records.size() ||
+        std::any_of(m_kept.begin(), m_kept.end(), [](const Kept& kept) { return kept.change.isMoved; });
+    const QString bbox = QStringLiteral("bbox");
+    if (isMoved && collection.find(bbox) != nullptr) {
+        const JsonObject all(written);
+        const JsonMember* const box = all.find(bbox);
+        box != nullptr ? collection.set(box->key, copyOf(box->value)) : collection.remove(bbox);
+    }
+    QByteArray text = copyOf({m_file.constBegin(), m_text.begin()});
+    return text.append(collection.text()).append(m_text.end(), m_file.constEnd() - m_text.end());
+}
+
 std::optional<QByteArray> GeoJsonTexts::in(QByteArrayView written, qint64 featuresBefore) const {
-    if (!m_isJson && !m_isSequence) {
+    if (!isAny()) {
         return std::nullopt;
     }
-    if (m_isSequence && static_cast<qint64>(m_records.size()) != featuresBefore) {
+    if (static_cast<qint64>(m_records.size()) != featuresBefore) {
         throw std::runtime_error(QStringLiteral("of %1 records %2 are features, the others would be lost")
                                      .arg(m_records.size())
                                      .arg(featuresBefore)
@@ -208,29 +227,34 @@ std::optional<QByteArray> GeoJsonTexts::in(QByteArrayView written, qint64 featur
     // GDAL writes each feature on a line of its own.
     constexpr QByteArrayView beginning = "\n\"features\": [\n";
     const qsizetype start = m_isJson ? written.indexOf(beginning) : 0;
-    const auto features = start + (m_isJson ? beginning.size() : 0);
-    if (start < 0 || written.sliced(features).count('\n') < static_cast<qsizetype>(m_texts.size())) {
+    const auto first = start + (m_isJson ? beginning.size() : 0);
+    if (start < 0 || written.sliced(first).count('\n') < static_cast<qsizetype>(m_kept.size())) {
         throw std::runtime_error("GDAL writes it in another form than is known");
     }
-    qsizetype at = features;
-    QByteArray all = copyOf(written.first(at));
-    for (const auto& [before, change] : m_texts) {
-        const qsizetype end = written.indexOf('\n', at);
-        const QByteArrayView line = written.sliced(at, end - at);
-        if (before.isEmpty()) {
-            all += line;
-        } else if (change.isAny()) {
-            all += withOldProperties(line, before, change.fields);
-        } else {
-            all += line.startsWith(recordSeparator) ? QByteArrayView(&recordSeparator, 1) : QByteArrayView();
-            all += before;
-            all += m_isJson && line.endsWith(',') ? "," : "";
+    const bool isCollection = !m_features.isEmpty();
+    QByteArray features;
+    std::size_t count = 0;
+    qsizetype at = first;
+    for (qsizetype end = 0; at < written.size() && written[at] != ']'; at = end + 1, ++count) {
+        end = written.indexOf('\n', at);
+        end = end < 0 ? written.size() : end;
+        QByteArrayView line = written.sliced(at, end - at);
+        if (m_isJson) {
+            features += count > 0 ? "," : "";
+            features += isCollection ? gapBefore(count) : QByteArrayView(count > 0 ? "\n" : "");
+            line.chop(line.endsWith(',') ? 1 : 0);
+        } else if (line.startsWith(recordSeparator)) {
+            features += recordSeparator;
+            line = line.sliced(1);
         }
-        all += '\n';
-        at = end + 1;
+        features += count < m_kept.size() ? recordOf(m_kept[count], line) : copyOf(line);
+        features += m_isJson ? "" : "\n";
     }
-    all += written.sliced(at);
-    return all;
+    if (isCollection) {
+        return collectionOf(std::move(features), count > m_kept.size(), written);
+    }
+    QByteArray all = copyOf(written.first(first)).append(features).append(m_isJson ? "\n" : "");
+    return all.append(written.sliced(std::min(at, written.size())));
 }
 
 } // namespace Cartolith::Core::Layers::Internal

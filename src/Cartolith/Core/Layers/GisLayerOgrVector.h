@@ -112,7 +112,8 @@ public:
     NotKept notKept() const;
 
     /// For each shape, by position, the source's own id of the feature that it stands for; -1 for a shape
-    /// that is not in the source. In a GeoJSON file two features may have the same id. Linear time.
+    /// that is not in the source, and for a row of a database that has this id. In a GeoJSON file two features
+    /// may have the same id. Linear time.
     QList<qint64> sourceFeatureIds() const;
 
     /// \name Saving edits
@@ -124,10 +125,9 @@ public:
     /// An edited shape is saved into the feature that it was read from, and of that feature only those values
     /// are changed that differ. What was not edited stays: in a transaction as GDAL reads it (an edited
     /// feature is written with all its columns, and a text in a column of integers becomes a number), in
-    /// GeoJSON as it is written (but for white space, and escapes in names and texts, which become the
-    /// characters they stand for), in other new files as exactly as the format writes numbers. New shapes
-    /// become features behind those that are there, whatever their position in the layer. A change made
-    /// through a shape's pointer is saved only after markDirty().
+    /// GeoJSON and in the table of a Shapefile as it is written, in other new files as exactly as the format
+    /// writes numbers. New shapes become features behind those that are there, whatever their position in the
+    /// layer. A change made through a shape's pointer is saved only after markDirty().
     ///
     /// Everything is saved or nothing. When it cannot be, commitEdit() is false, lastError() says why, the
     /// source is as it was, and the session goes on with its undo stack. (Where the disk fails in the last
@@ -144,22 +144,24 @@ public:
     /// - in other files, one that has another size, time of writing or place on the disk than when it was
     ///   opened. A server's tables are not watched: there the last one to save a feature wins;
     /// - a value that is none for its field, such as an infinite number, or one of more decimals than the
-    ///   field keeps (a number that is none, NaN, is saved as null), an attribute that is no field, a
-    ///   geometry of a kind that the source does not take, a coordinate that is not finite;
-    /// - a Shapefile with columns other than text, numbers, dates and logical values (memos and the like);
+    ///   field keeps (a number that is none, NaN, is saved as null), a text with U+0000 or half a surrogate
+    ///   pair, an attribute that is no field, a geometry of a kind that the source does not take, as any in a
+    ///   table without geometry, a coordinate that is not finite;
+    /// - a Shapefile with columns other than text, numbers, dates and logical values (memos and the like), or
+    ///   with another number of records in its table than shapes;
     /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
     ///   with all of them, and get other attributes, the same on all of them), one whose parts were skipped,
     ///   another geometry for one with Z, M or curves. Left alone, such features stay as they are;
-    /// - GeoJSON text sequences with records that are no features;
+    /// - GeoJSON with records that are no features, and a change of a database row with the id -1;
     /// - several files that symbolic links do not show as they are stored, or whose suffixes differ in case;
     /// - a command that is running, a full disk, no memory, or a progress callback that cancels.
     /// Neither the fields nor the coordinate system of a source are changed; but GeoJSON, which has no
     /// schema, takes every field that the layer declares, of the declared type unless that is narrower than
     /// what is there, and every kind of shape.
     ///
-    /// GeoJSON keeps its ids and members that GDAL does not know; a Shapefile its .prj, .cpg and .qpj and the
-    /// types of its columns, not its .qix, .sbn, .sbx, .idm, .ind and .atx indexes; FlatGeobuf no index.
-    /// Source ids of features in new files are counted anew.
+    /// GeoJSON keeps its ids and members that GDAL does not know; a Shapefile its .prj, .cpg and .qpj, and the
+    /// names and types of its columns, not its .qix, .sbn, .sbx, .idm, .ind and .atx indexes; FlatGeobuf no
+    /// index. Source ids of features in new files are counted anew.
     /// @{
     /// Why the last commitEdit() was false; empty after one that was true.
     const QString& lastError() const noexcept { return m_lastError; }
@@ -200,6 +202,7 @@ protected:
     /// Reads them from the source as it is now.
     /// \throws std::runtime_error when there were such rows and the source cannot be read
     void forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const override;
+    std::set<QString> jsonFields() const override;
     void shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape) override;
     void shapesTaken(const std::vector<int>& positions) override;
     void shapesPutBack(const std::vector<int>& positions) override;

@@ -293,6 +293,10 @@ std::vector<std::vector<int>> GisLayerOgrVector::multiPoints() const {
     return groups;
 }
 
+std::set<QString> GisLayerOgrVector::jsonFields() const {
+    return m_read->jsonFields;
+}
+
 void GisLayerOgrVector::forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const {
     if (!isOpen() || m_read->rowsWithoutGeometry == 0) {
         return;

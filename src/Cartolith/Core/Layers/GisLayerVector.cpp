@@ -393,6 +393,10 @@ std::vector<std::vector<int>> GisLayerVector::multiPoints() const {
     return {};
 }
 
+std::set<QString> GisLayerVector::jsonFields() const {
+    return {};
+}
+
 void GisLayerVector::forRowsWithoutGeometry(
     const std::function<void(const Attributes&)>& /*function*/) const {}
 

@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <set>
 #include <unordered_map>
 #include <vector>
 
@@ -272,6 +273,9 @@ protected:
     /// Calls the function with the attributes of every row that has no geometry and is no shape here, which
     /// saveAs() writes behind the shapes: none here. What it throws ends saveAs().
     virtual void forRowsWithoutGeometry(const std::function<void(const Attributes&)>& function) const;
+    /// The fields whose texts are JSON, which saveAs() writes as that where the format has it; texts of
+    /// others stay texts, whatever they look like. None here.
+    virtual std::set<QString> jsonFields() const;
 
     /// Whether the object is of a class of this library, not of one derived from it, so that nobody has put
     /// another function in the place of a virtual one: then the same may be done in a shorter way. A class

@@ -86,6 +86,15 @@ int dbaseDecimals(const GisLayerVector& layer, const QString& field) {
     return std::clamp(places - 2 - before, 0, 15);
 }
 
+/// Whether a column of declared decimals has them for all values.
+bool keepsDecimals(const GisLayerVector& layer, const QString& field, int decimals) {
+    const auto& shapes = layer.rawShapes();
+    return std::all_of(shapes.begin(), shapes.end(), [&](const GisShape* shape) {
+        const double value = shape->attributes().value(field).toDouble();
+        return !std::isfinite(value) || Internal::isKeptBy(decimals, value);
+    });
+}
+
 /// Null when the shapes are of several kinds, or there are none and the layer does not say.
 GisShapeType kindOf(const GisLayerVector& layer) {
     std::optional<GisShapeType> kind;
@@ -169,9 +178,9 @@ QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefin
 class Saver {
 public:
     Saver(const GisLayerVector& layer, const std::vector<Feature>& features, const OgrFormat& format,
-          const QString& path, std::chrono::milliseconds wait)
+          const QString& path, std::chrono::milliseconds wait, std::set<QString> jsonFields)
         : m_layer(layer), m_features(features), m_format(format), m_path(path), m_target(format, path, wait),
-          m_fields(fieldsOf(layer)) {}
+          m_fields(fieldsOf(layer)), m_jsonFields(std::move(jsonFields)) {}
 
     void makeLayer(const QString& wantedName) {
         const GisShapeType kind = kindOf(m_layer);
@@ -195,9 +204,10 @@ public:
                                  m_layer.coordinateSystem() != nullptr ? &system : nullptr, m_type,
                                  columnOptions(m_format, m_fields));
         for (const GisAttributeDefinition& field : std::as_const(m_fields)) {
-            const auto definition = Internal::fieldOf(field, m_target.driver());
-            if (!m_format.family.isEmpty() && definition->GetType() == OFTReal &&
-                definition->GetWidth() == 0) {
+            const auto definition = definitionOf(field);
+            const bool isDecimal = !m_format.family.isEmpty() && definition->GetType() == OFTReal;
+            if (isDecimal && (definition->GetWidth() == 0 ||
+                              !keepsDecimals(m_layer, field.name(), definition->GetPrecision()))) {
                 definition->SetWidth(24);
                 definition->SetPrecision(dbaseDecimals(m_layer, field.name()));
             }
@@ -226,13 +236,28 @@ public:
     OgrTarget& target() { return m_target; }
 
 private:
+    std::unique_ptr<OGRFieldDefn> definitionOf(const GisAttributeDefinition& field) const {
+        try {
+            auto definition = Internal::fieldOf(field, m_target.driver());
+            if (m_target.isGeoJson() && m_jsonFields.contains(field.name())) {
+                definition->SetSubType(OFSTJSON);
+            }
+            return definition;
+        } catch (const std::runtime_error& error) {
+            QString name = field.name();
+            m_target.fail(QStringLiteral("no field '%1': %2")
+                              .arg(name.replace(QChar(0), QChar(QChar::ReplacementCharacter)),
+                                   QString::fromUtf8(error.what())));
+        }
+    }
+
     static QString nameOf(const GisShape& shape) { return QStringLiteral("shape %1").arg(shape.id()); }
 
     void add(const QString& name, const GisLayerVector::Attributes& attributes,
              Common::Internal::GeometryPtr geometry) {
         OGRFeature feature(m_definition);
-        feature.SetGeometryDirectly(geometry.release());
         try {
+            Internal::place(std::move(geometry), feature);
             for (int i = 0; i < m_fields.size(); ++i) {
                 const QVariant value = attributes.value(m_fields[i].name());
                 // What is unset gets the default of the data source, if there is one.
@@ -290,6 +315,7 @@ private:
     QString m_path;
     OgrTarget m_target;
     QList<GisAttributeDefinition> m_fields;
+    std::set<QString> m_jsonFields;
     OGRwkbGeometryType m_type = wkbUnknown;
     OGRFeatureDefn* m_definition = nullptr;
 };
@@ -309,6 +335,9 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
         refuse(QStringLiteral("the name ends in none of the known formats (%1)")
                    .arg(OgrFormat::knownSuffixes()));
     }
+    if (format->needsName && QFileInfo(path).completeBaseName().isEmpty()) {
+        refuse(QStringLiteral("the name has nothing before its suffix"));
+    }
     const auto check = [&] {
         if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
             refuse(QStringLiteral("there is such a file"));
@@ -321,7 +350,7 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
     if (format->family.isEmpty()) {
         check();
     }
-    Saver saver(*this, features, *format, path, options.wait);
+    Saver saver(*this, features, *format, path, options.wait, jsonFields());
     check(); // of several files, what a save that failed has left is gone now
     saver.makeLayer(options.layerName);
     constexpr std::size_t interval = 256;

@@ -68,7 +68,7 @@ bool holdsEachOnce(const RTreeSpatialIndex& index, qsizetype shapeCount) {
 std::optional<IndexFile::Stamp> IndexFile::stampOf(const QString& sourcePath) {
     struct stat status {};
     if (::stat(QFile::encodeName(sourcePath).constData(), &status) != 0 || !S_ISREG(status.st_mode) ||
-        QFileInfo(resolvedPath(sourcePath) + QStringLiteral("-wal")).size() > 0) {
+        QFileInfo(besideDatabase(sourcePath, DatabaseLog::wal)).size() > 0) {
         return std::nullopt;
     }
     constexpr qint64 nanoseconds = 1'000'000'000;

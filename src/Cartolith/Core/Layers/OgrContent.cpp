@@ -44,6 +44,9 @@ OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
         const OGRFieldDefn& field = *schema.GetFieldDefn(i);
         const bool isKept = field.GetSubType() == OFSTNone || field.GetSubType() == OFSTBoolean;
         state.subtypes += isKept ? 0 : 1;
+        if (field.GetSubType() == OFSTJSON) {
+            state.jsonFields.insert(QString::fromUtf8(field.GetNameRef()));
+        }
         state.defaults += field.GetDefault() != nullptr ? 1 : 0;
     }
 }

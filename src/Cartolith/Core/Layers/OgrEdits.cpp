@@ -1,7 +1,8 @@
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/ReplaceableInternal.h>
+#include <Cartolith/Core/Layers/SettlingInternal.h>
 #include <Cartolith/Core/Layers/SourcePathInternal.h>
-#include <Cartolith/Core/Layers/StagedFilesInternal.h>
 
 #include <QFileInfo>
 
@@ -20,7 +21,7 @@ void requireUnchanged(const OgrEditTarget& target) {
 }
 
 void saveEdits(const OgrEditTarget& target, const OgrEdits& edits) {
-    if (const QString obstacle = StagedFiles::settle(target.path, target.wait); !obstacle.isEmpty()) {
+    if (const QString obstacle = Settling::settle(target.path, target.wait); !obstacle.isEmpty()) {
         failToWrite(target.path, obstacle);
     }
     if (const QString journal = foreignJournalOf(target.path); !journal.isEmpty()) {
@@ -28,7 +29,7 @@ void saveEdits(const OgrEditTarget& target, const OgrEdits& edits) {
     }
     const QFileInfo info(target.path);
     if (info.exists()) {
-        StagedFiles::requireWritable(target.path);
+        requireWritable(target.path);
     }
     const OgrFormat* const format = OgrFormat::forDriver(target.driverName);
     const bool isCompared = format != nullptr && format->isDatabase; // feature by feature

@@ -70,6 +70,7 @@ struct OgrManner {
 struct OgrChange {
     bool isMoved = false;
     std::set<QString> fields = {};
+    std::set<int> columns = {}; ///< the same by their places, of which two may have one name
 
     bool isAny() const { return isMoved || !fields.empty(); }
 };

@@ -52,7 +52,7 @@ void setGeometry(OGRFeature& feature, OGRwkbGeometryType layerType, const GisSha
     if (wkbFlatten(layerType) == wkbUnknown && old != nullptr) {
         geometry = promoted(std::move(geometry), old->getGeometryType());
     }
-    feature.SetGeometryDirectly(geometry.release());
+    place(std::move(geometry), feature);
 }
 
 /// What another geometry in the place of this one would lose; empty for nothing.
@@ -111,20 +111,13 @@ bool areSameChanges(const QList<std::pair<int, QVariant>>& a, const QList<std::p
     });
 }
 
-/// Fifteen digits are all that a decimal number of a double has for certain.
-bool isKept(double number, int decimals) {
-    constexpr int digits = 15;
-    const double kept = QString::number(number, 'f', decimals).toDouble();
-    return QString::number(kept, 'g', digits) == QString::number(number, 'g', digits);
-}
-
 void setFields(OGRFeature& feature, const QList<std::pair<int, QVariant>>& changes, const OgrManner& manner) {
     for (const auto& [index, value] : changes) {
         setField(feature, index, value);
         const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
         const bool isRounded = manner.roundsNumbers && field.GetType() == OFTReal && field.GetWidth() > 0 &&
                                feature.IsFieldSetAndNotNull(index);
-        if (isRounded && !isKept(feature.GetFieldAsDouble(index), field.GetPrecision())) {
+        if (isRounded && !isKeptBy(field.GetPrecision(), feature.GetFieldAsDouble(index))) {
             throw std::runtime_error(
                 QStringLiteral("the value '%1' has more than the %2 decimals of the field '%3'")
                     .arg(value.toString())
@@ -158,6 +151,7 @@ OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<
     }
     for (const auto& [index, value] : changes) {
         change.fields.insert(QString::fromUtf8(feature.GetFieldDefnRef(index)->GetNameRef()));
+        change.columns.insert(index);
     }
     setFields(feature, changes, manner);
     if (change.isMoved) {

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
+#include <Cartolith/Core/Layers/OgrFieldsInternal.h>
 
 #include <QDateTime>
 #include <QJsonDocument>
@@ -122,10 +123,12 @@ std::optional<qint64> wholeOf(const QVariant& value) {
 std::optional<double> realOf(const QVariant& value) {
     bool isNumber = false;
     const double number = value.toDouble(&isNumber);
-    const bool isOfNumbers = isText(value) ||
-                             typeOf(static_cast<QMetaType::Type>(value.typeId())) == OFTReal ||
-                             wholeOf(value).has_value() || value.typeId() == QMetaType::ULongLong;
-    return isNumber && isOfNumbers && std::isfinite(number) ? std::optional(number) : std::nullopt;
+    // A whole number must be the same as a real one.
+    const bool isTextOrReal =
+        isText(value) || typeOf(static_cast<QMetaType::Type>(value.typeId())) == OFTReal;
+    const bool isKept = isTextOrReal || ((wholeOf(value) || value.typeId() == QMetaType::ULongLong) &&
+                                         areSame(value, QVariant(number)));
+    return isNumber && isKept && std::isfinite(number) ? std::optional(number) : std::nullopt;
 }
 
 bool setWhole(OGRFeature& feature, int index, const QVariant& value, qint64 least, qint64 most) {
@@ -198,7 +201,7 @@ bool setStrings(OGRFeature& feature, int index, const QVariant& value) {
     }
     CPLStringList texts;
     for (const QString& text : value.toStringList()) {
-        texts.AddString(text.toUtf8().constData());
+        texts.AddString(savedTextOf(text).constData());
     }
     feature.SetField(index, texts.List());
     return true;
@@ -248,7 +251,7 @@ bool set(OGRFeature& feature, int index, const QVariant& value) {
     default: {
         const std::optional<QString> text = textOf(value);
         if (text) {
-            feature.SetField(index, text->toUtf8().constData());
+            feature.SetField(index, savedTextOf(*text).constData());
         }
         return text.has_value();
     }
@@ -262,6 +265,22 @@ bool isNothing(const QVariant& value) {
 
 } // namespace
 
+QByteArray savedTextOf(const QString& text) {
+    if (text.contains(QChar(0))) {
+        throw std::runtime_error("a text with the character U+0000 cannot be saved");
+    }
+    if (!text.isValidUtf16()) {
+        throw std::runtime_error("a text with half a surrogate pair cannot be saved");
+    }
+    return text.toUtf8();
+}
+
+bool isKeptBy(int decimals, double number) {
+    constexpr int digits = 15;
+    const double kept = QString::number(number, 'f', decimals).toDouble();
+    return QString::number(kept, 'g', digits) == QString::number(number, 'g', digits);
+}
+
 std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& definition, GDALDriver& driver) {
     OGRFieldType type = typeOf(definition.type());
     const bool hasType =
@@ -269,7 +288,12 @@ std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& defini
     if (!hasType) {
         type = OFTString;
     }
-    auto field = std::make_unique<OGRFieldDefn>(definition.name().toUtf8().constData(), type);
+    auto field = std::make_unique<OGRFieldDefn>(savedTextOf(definition.name()).constData(), type);
+    const bool isOfValues =
+        definition.type() == QMetaType::QVariantList || definition.type() == QMetaType::QVariantMap;
+    if (isOfValues && type == OFTString && QByteArrayView(driver.GetDescription()).startsWith("GeoJSON")) {
+        field->SetSubType(OFSTJSON);
+    }
     if (definition.type() == QMetaType::Bool &&
         isListed(driver, GDAL_DMD_CREATIONFIELDDATASUBTYPES, "Boolean")) {
         field->SetSubType(OFSTBoolean);
@@ -289,8 +313,17 @@ void setField(OGRFeature& feature, int index, const QVariant& value) {
         feature.SetFieldNull(index);
         return;
     }
-    if (!set(feature, index, value)) {
-        const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
+    const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
+    bool isSet = false;
+    try {
+        isSet = set(feature, index, value);
+    } catch (const std::runtime_error& error) {
+        throw std::runtime_error(
+            QStringLiteral("the field '%1': %2")
+                .arg(QString::fromUtf8(field.GetNameRef()), QString::fromUtf8(error.what()))
+                .toStdString());
+    }
+    if (!isSet) {
         const QString text = textOf(value).value_or(QString::fromLatin1(value.typeName()));
         constexpr qsizetype most = 40;
         throw std::runtime_error(

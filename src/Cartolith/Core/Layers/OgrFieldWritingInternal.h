@@ -3,14 +3,26 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 
+#include <QByteArray>
+#include <QString>
+
 #include <memory>
 
 class QVariant;
 
 namespace Cartolith::Core::Layers::Internal {
 
+/// The bytes of a text. \throws std::runtime_error with the reason for U+0000, where GDAL would end it, and
+/// for half a surrogate pair, which is no character
+QByteArray savedTextOf(const QString& text);
+
+/// Whether so many decimals give a number back, to fifteen digits: all that a decimal number of a double has
+/// for certain.
+bool isKeptBy(int decimals, double number);
+
 /// The field that holds values of a definition in files of a driver: of its type, or text where the format
-/// has no such type.
+/// has no such type. Lists and maps are JSON in GeoJSON. \throws std::runtime_error for a name that is no
+/// text
 std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& definition, GDALDriver& driver);
 
 /// Sets a field to a value of its type, or one that says the same: a whole number for a real one, the ISO

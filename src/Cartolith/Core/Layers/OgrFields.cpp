@@ -158,6 +158,61 @@ QVariant valueOf(OGRFeature& feature, int index) {
     }
 }
 
+bool isReal(const QVariant& value) {
+    return value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float;
+}
+
+bool isNumber(const QVariant& value) {
+    switch (value.typeId()) {
+    case QMetaType::Bool:
+    case QMetaType::Char:
+    case QMetaType::SChar:
+    case QMetaType::UChar:
+    case QMetaType::Short:
+    case QMetaType::UShort:
+    case QMetaType::Int:
+    case QMetaType::UInt:
+    case QMetaType::Long:
+    case QMetaType::ULong:
+    case QMetaType::LongLong:
+    case QMetaType::ULongLong:
+        return true;
+    default:
+        return isReal(value);
+    }
+}
+
+/// Numbers of two types are the same when a number of either type can be no other. Qt compares a whole one
+/// and a real one as real ones, of which many whole ones make one.
+bool haveSameNumber(const QVariant& a, const QVariant& b) {
+    if (isReal(a) != isReal(b)) {
+        const double real = (isReal(a) ? a : b).toDouble();
+        const QVariant& whole = isReal(a) ? b : a;
+        constexpr double limit = 18446744073709551616.0; // of 64 bits
+        if (std::trunc(real) != real || std::abs(real) >= limit || (real == 0.0 && std::signbit(real))) {
+            return false;
+        }
+        return real < 0.0 ? real >= -limit / 2.0 && haveSameNumber(static_cast<qlonglong>(real), whole)
+                          : haveSameNumber(static_cast<qulonglong>(real), whole);
+    }
+    if (!isReal(a)) {
+        const auto isNegative = [](const QVariant& value) {
+            return value.typeId() != QMetaType::ULongLong && value.typeId() != QMetaType::ULong &&
+                   value.toLongLong() < 0;
+        };
+        return isNegative(a) == isNegative(b) && a.toULongLong() == b.toULongLong();
+    }
+    const double one = a.toDouble();
+    const double other = b.toDouble();
+    return (std::isnan(one) && std::isnan(other)) ||
+           (one == other && std::signbit(one) == std::signbit(other));
+}
+
+bool haveSameValues(const QVariantList& a, const QVariantList& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(),
+                      [](const QVariant& one, const QVariant& other) { return areSame(one, other); });
+}
+
 } // namespace
 
 QList<Defs::GisAttributeDefinition> attributeDefinitions(OGRFeatureDefn& layer) {
@@ -301,18 +356,34 @@ AttributeRow FeatureRows::of(const ArrowFeatures& feature) {
 }
 
 bool areSame(const QVariant& a, const QVariant& b) {
-    const auto isNan = [](const QVariant& value) {
-        return value.typeId() == QMetaType::Double && std::isnan(value.toDouble());
-    };
-    if (a.typeId() == QMetaType::QDateTime && b.typeId() == QMetaType::QDateTime) {
-        // All that are left out where clocks go forward are invalid, and equal for Qt.
+    if (isNumber(a) && isNumber(b)) {
+        return haveSameNumber(a, b);
+    }
+    if (a.typeId() != b.typeId()) {
+        return false;
+    }
+    switch (a.typeId()) {
+    case QMetaType::QDateTime: {
         const QDateTime one = a.toDateTime();
         const QDateTime other = b.toDateTime();
-        if (!one.isValid() && !other.isValid()) {
-            return one.date() == other.date() && one.time() == other.time();
+        const bool isLocal = one.timeSpec() == Qt::LocalTime;
+        if (isLocal != (other.timeSpec() == Qt::LocalTime)) {
+            return false;
         }
+        // What a clock showed; all that are left out where clocks go forward are invalid, and equal for Qt.
+        const bool isSameClock = one.date() == other.date() && one.time() == other.time();
+        return isSameClock && (isLocal || one.offsetFromUtc() == other.offsetFromUtc());
     }
-    return a == b || (isNan(a) && isNan(b));
+    case QMetaType::QVariantList:
+        return haveSameValues(a.toList(), b.toList());
+    case QMetaType::QVariantMap: {
+        const QVariantMap one = a.toMap();
+        const QVariantMap other = b.toMap();
+        return one.keys() == other.keys() && haveSameValues(one.values(), other.values());
+    }
+    default:
+        return a == b;
+    }
 }
 
 bool areSame(const QHash<QString, QVariant>& a, const QHash<QString, QVariant>& b) {

@@ -64,7 +64,9 @@ private:
     std::vector<Text> m_texts; // in the order of the columns
 };
 
-/// Whether two attribute values are the same, not-a-number being the same as itself.
+/// Whether two attribute values are the same, so that neither needs to be written over the other: numbers of
+/// two types when they are the same number, not-a-number being the same as itself and zero not the same as
+/// negative zero; dates with times when they show the same time in the same zone.
 bool areSame(const QVariant& a, const QVariant& b);
 /// The same of tables.
 bool areSame(const QHash<QString, QVariant>& a, const QHash<QString, QVariant>& b);

@@ -26,6 +26,7 @@ const std::vector<OgrFormat>& formats() {
         {.driver = "SQLite",
          .suffixes = words({"sqlite"}),
          .options = words({"LAUNDER=NO"}),
+         .hiddenFields = words({"ogc_fid", "_rowid_"}),
          .isDatabase = true,
          .isTyped = true},
         {.driver = "GeoJSON",
@@ -40,13 +41,15 @@ const std::vector<OgrFormat>& formats() {
          .options = words({"SPATIAL_INDEX=NO"}),
          .isTyped = true,
          .needsGeometry = true,
-         .needsFeatures = true},
+         .needsFeatures = true,
+         .needsName = true},
         {.driver = "ESRI Shapefile",
          .suffixes = words({"shp"}),
          .family = words({"shx", "dbf", "prj", "cpg", "qpj", "qix", "sbn", "sbx", "idm", "ind", "*.atx"}),
          .needed = words({"shx", "dbf"}),
          .options = words({"ENCODING=UTF-8"}),
-         .takesMixedKinds = false},
+         .takesMixedKinds = false,
+         .needsName = true},
     };
     return list;
 }

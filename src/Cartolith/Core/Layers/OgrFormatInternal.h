@@ -12,13 +12,15 @@ struct OgrFormat {
     /// Suffixes of further files that belong to one, of which some may be missing. "*.x" stands for any word
     /// before the suffix x.
     QStringList family = {};
-    QStringList needed = {};     ///< those of them that cannot be missing
-    QStringList options = {};    ///< for the creation of a layer: NAME=VALUE
-    bool isDatabase = false;     ///< has transactions, and reports by itself what it could not write
-    bool isTyped = false;        ///< the layer has a type of geometry, and takes no other
-    bool takesMixedKinds = true; ///< points beside polygons
-    bool needsGeometry = false;  ///< leaves features without one out, and does not say so
-    bool needsFeatures = false;  ///< without one, the file is not written or not recognised
+    QStringList needed = {};       ///< those of them that cannot be missing
+    QStringList options = {};      ///< for the creation of a layer: NAME=VALUE
+    QStringList hiddenFields = {}; ///< names that reading takes for something else, in any case
+    bool isDatabase = false;       ///< has transactions, and reports by itself what it could not write
+    bool isTyped = false;          ///< the layer has a type of geometry, and takes no other
+    bool takesMixedKinds = true;   ///< points beside polygons
+    bool needsGeometry = false;    ///< leaves features without one out, and does not say so
+    bool needsFeatures = false;    ///< without one, the file is not written or not recognised
+    bool needsName = false;        ///< a file whose name is its suffix only is not recognised
 
     /// By the suffix, in any case. Null when there is none for it.
     static const OgrFormat* forPath(const QString& path);

@@ -1,8 +1,10 @@
 #pragma once
 
 #include <QList>
+#include <QString>
 #include <QtGlobal>
 
+#include <set>
 #include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -53,7 +55,8 @@ struct OgrReadState {
     quint64 fieldNames = 0; ///< a digest of the names of its fields
     quint64 system = 0;     ///< the same of its coordinate system
     int defaults = 0;       ///< fields with a default value
-    int subtypes = 0;       ///< fields of a subtype other than boolean
+    std::set<QString> jsonFields;
+    int subtypes = 0; ///< fields of a subtype other than boolean
 
     qint64 sourceId(qint64 feature) const { return numberedIds.value(feature, feature); }
 };

@@ -1,4 +1,4 @@
-#include <Cartolith/Core/Layers/DbfColumnsInternal.h>
+#include <Cartolith/Core/Layers/DbfTableInternal.h>
 #include <Cartolith/Core/Layers/GeoJsonTextsInternal.h>
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Layers/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/OgrTargetInternal.h>
+#include <Cartolith/Core/Layers/SourceMembersInternal.h>
 
 #include <QFileInfo>
 
@@ -69,16 +70,13 @@ void copy(OGRFeature& from, OGRFeature& to) {
         same[i] = static_cast<int>(i);
     }
     to.SetFrom(&from, same.data());
-    to.SetFID(OGRNullFID); // an id that the file itself has is in the native data
-    to.SetNativeData(from.GetNativeData());
-    to.SetNativeMediaType(from.GetNativeMediaType());
+    to.SetFID(OGRNullFID);
 }
 
 /// False when something was changed and changed back while it was read, so that of several files, or of one
 /// that is read twice, parts may be of two moments.
 bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
-    OgrSnapshot snapshot(target.path, target.layerName, target.wait,
-                         QStringList() << QStringLiteral("NATIVE_DATA=YES"));
+    OgrSnapshot snapshot(target.path, target.layerName, target.wait);
     OgrSource& source = snapshot.source();
     OGRLayer& from = snapshot.layer();
     OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path, target.wait);
@@ -97,24 +95,40 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     std::optional<GeoJsonTexts> texts;
     prepared(QStringLiteral("its text"), [&] { texts.emplace(target.driverName, target.path); });
     const bool isShapefile = target.driverName == QLatin1String("ESRI Shapefile");
-    QByteArray types;
+    std::optional<DbfTable> table;
     if (isShapefile) {
-        prepared(QStringLiteral("its table"), [&] { types = DbfColumns::typesBeside(target.path); });
+        prepared(QStringLiteral("its table"), [&] { table = DbfTable::beside(target.path); });
     }
-    QStringList options = texts->layerOptions(from);
+    QStringList options = texts->layerOptions();
     if (isShapefile) {
         options << QStringLiteral("ENCODING=") +
                        QString::fromUtf8(from.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE"));
     }
-    OGRLayer& to =
-        written.createLayer(target.layerName, texts->saysItsSystem(from) ? from.GetSpatialRef() : nullptr,
-                            from.GetGeomType(), options);
+    OGRLayer& to = written.createLayer(
+        target.layerName, texts->needsSystem() ? from.GetSpatialRef() : nullptr, from.GetGeomType(), options);
     addFields(target, *from.GetLayerDefn(), written);
 
     // What GDAL finds in a file without a schema is no limit to what it may hold.
     const OGRwkbGeometryType type =
         target.driverName.startsWith(QLatin1String("GeoJSON")) ? wkbUnknown : from.GetGeomType();
     const OgrManner manner = OgrManner::of(target.driverName);
+    // Names as the layer has them, which a Shapefile gives back only in the end.
+    OGRFeatureDefn& schema = isShapefile ? *from.GetLayerDefn() : *to.GetLayerDefn();
+    const bool isKept = table || texts->isAny(); // what was not changed comes from the old file
+    const auto add = [&](OGRFeature& edited, const QString& what, const OgrChange* change) {
+        for (int i = 0; isKept && change != nullptr && i < edited.GetFieldCount(); ++i) {
+            if (!change->columns.contains(i)) {
+                edited.UnsetField(i);
+            }
+        }
+        if (isShapefile) {
+            OGRFeature out(to.GetLayerDefn());
+            copy(edited, out);
+            written.add(out, what);
+        } else {
+            written.add(edited, what);
+        }
+    };
     bool differs = !edits.deleted.empty() || !edits.added.isEmpty();
     QList<qint64> before;
     qsizetype met = 0;
@@ -130,15 +144,18 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
             continue;
         }
         const QString what = QStringLiteral("feature %1").arg(feature->GetFID());
-        OGRFeature out(to.GetLayerDefn());
-        copy(*feature, out);
+        OGRFeature edited(&schema);
+        copy(*feature, edited);
         OgrChange change;
         if (const auto shapes = edits.updated.find(number); shapes != edits.updated.end()) {
-            prepared(what, [&] { change = update(out, type, shapes->second, manner); });
+            prepared(what, [&] { change = update(edited, type, shapes->second, manner); });
         }
         differs = differs || change.isAny();
         texts->add(*feature, number, change);
-        written.add(out, what);
+        if (table) {
+            table->keep(feature->GetFID(), change.columns);
+        }
+        add(edited, what, &change);
         before.append(number);
     }
     if (!differs) { // everything was undone
@@ -147,9 +164,9 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     }
     for (const Shapes::GisShape* shape : edits.added) {
         const QString what = QStringLiteral("shape %1").arg(shape->id());
-        OGRFeature out(to.GetLayerDefn());
-        prepared(what, [&] { fill(out, type, *shape, manner); });
-        written.add(out, what);
+        OGRFeature edited(&schema);
+        prepared(what, [&] { fill(edited, type, *shape, manner); });
+        add(edited, what, nullptr);
     }
     written.close();
     const auto bytes = written.written(QFileInfo(written.writtenPath()).suffix());
@@ -158,13 +175,20 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
             written.rewrite(*text);
         }
     });
+    if (table) {
+        const auto [first, size] = written.written(QStringLiteral("dbf"));
+        prepared(QStringLiteral("its table"), [&, at = first, count = size] { table->restore(at, count); });
+    }
     if (isShapefile) {
-        const auto table = written.written(QStringLiteral("dbf"));
-        prepared(QStringLiteral("its table"),
-                 [&] { DbfColumns::setTypes(table.first, table.second, types); });
         // What is in them holds as before, and GDAL would write what it makes of them.
         written.keep(QStringList() << QStringLiteral("prj") << QStringLiteral("cpg")
                                    << QStringLiteral("qpj"));
+        // GDAL makes both where there is none.
+        for (const QString& suffix : {QStringLiteral("dbf"), QStringLiteral("cpg")}) {
+            if (membersOf(target.path, QStringList(suffix)).isEmpty()) {
+                written.leaveOut(suffix);
+            }
+        }
     }
     requireUnchanged(target);
     if (!snapshot.state().isSameMoment(SourceState(target.path))) {

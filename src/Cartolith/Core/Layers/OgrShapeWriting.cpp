@@ -88,6 +88,13 @@ GeometryPtr promoted(GeometryPtr geometry, OGRwkbGeometryType type) {
     return GeometryPtr(OGRGeometryFactory::forceTo(geometry.release(), flat));
 }
 
+void place(GeometryPtr geometry, OGRFeature& feature) {
+    const bool isSomething = geometry != nullptr;
+    if (feature.SetGeometryDirectly(geometry.release()) != OGRERR_NONE && isSomething) {
+        throw std::runtime_error("the layer has no place for a geometry");
+    }
+}
+
 bool haveSameGeometry(const Shapes::GisShape& a, const Shapes::GisShape& b) {
     const auto equal = [](const GisShapePoint& p, const GisShapePoint& q) {
         return (p.isEmpty() && q.isEmpty()) || (p.x() == q.x() && p.y() == q.y());

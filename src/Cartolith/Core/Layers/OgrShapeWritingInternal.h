@@ -13,6 +13,9 @@ Common::Internal::GeometryPtr savedGeometryOf(const Shapes::GisShape& shape);
 /// The geometry as a multi geometry when the type is that of several of its kind; else as it is.
 Common::Internal::GeometryPtr promoted(Common::Internal::GeometryPtr geometry, OGRwkbGeometryType type);
 
+/// Gives a feature its geometry. \throws std::runtime_error when its layer has none
+void place(Common::Internal::GeometryPtr geometry, OGRFeature& feature);
+
 /// Whether the shapes are of one class and have the same vertices in the same order.
 bool haveSameGeometry(const Shapes::GisShape& a, const Shapes::GisShape& b);
 

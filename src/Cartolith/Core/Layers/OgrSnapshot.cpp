@@ -1,7 +1,6 @@
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/SettlingInternal.h>
-#include <Cartolith/Core/Layers/StagedFilesInternal.h>
 
 #include <QFileInfo>
 
@@ -9,8 +8,7 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chrono::milliseconds wait,
-                         const QStringList& options) {
+OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chrono::milliseconds wait) {
     const auto deadline = std::chrono::steady_clock::now() + wait;
     const OgrFormat* const format = OgrFormat::forPath(path);
     const bool hasFamily = format != nullptr && !format->family.isEmpty();
@@ -21,15 +19,14 @@ OgrSnapshot::OgrSnapshot(const QString& path, const QString& layerName, std::chr
         // A save that begins after the look changes the state, and one that ended before it has changed it.
         m_state = SourceState(path);
         m_stamp = IndexFile::stampOf(path);
-        const QString obstacle =
-            StagedFiles::settle(path, std::chrono::duration_cast<std::chrono::milliseconds>(
-                                          deadline - std::chrono::steady_clock::now()));
+        const QString obstacle = Settling::settle(path, std::chrono::duration_cast<std::chrono::milliseconds>(
+                                                            deadline - std::chrono::steady_clock::now()));
         if (!obstacle.isEmpty()) {
             OgrSource::failToRead(path, obstacle);
         }
         m_source.reset();
         try {
-            m_source.emplace(path, options);
+            m_source.emplace(path);
             m_layer = &m_source->layer(layerName);
         } catch (const std::runtime_error&) {
             const bool isLate = attempt >= most && std::chrono::steady_clock::now() >= deadline;

@@ -17,9 +17,7 @@ class OgrSnapshot {
 public:
     /// Waits so long for a save to end, and puts right what killed processes have left. For a source of one
     /// file it is no error when that goes on changing: it is read whole either way.
-    /// Options are those of OgrSource.
-    OgrSnapshot(const QString& path, const QString& layerName, std::chrono::milliseconds wait,
-                const QStringList& options = {});
+    OgrSnapshot(const QString& path, const QString& layerName, std::chrono::milliseconds wait);
 
     OgrSource& source() { return *m_source; }
     OGRLayer& layer() { return *m_layer; }

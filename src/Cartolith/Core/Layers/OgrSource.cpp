@@ -1,10 +1,10 @@
 #include <Cartolith/Core/Layers/DatabaseLockInternal.h>
+#include <Cartolith/Core/Layers/JsonSequenceInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/SourcePathInternal.h>
 
 #include <QFile>
 #include <QFileInfo>
-#include <cpl_string.h>
 
 #include <optional>
 #include <stdexcept>
@@ -13,18 +13,28 @@ namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-/// A file here, of a driver that has no other use for the network than to look up a coordinate system.
-bool isJsonFile(const QString& path) {
+/// The driver of a file here that is JSON, else nothing: one that has no other use for the network than to
+/// look up a coordinate system.
+QString jsonDriverOf(const QString& path) {
     GDALDriver* const driver = QFileInfo(path).isFile()
                                    ? GDALDriver::FromHandle(GDALIdentifyDriverEx(
-                                         path.toUtf8().constData(), GDAL_OF_VECTOR, nullptr, nullptr))
+                                         gdalNameOf(path).constData(), GDAL_OF_VECTOR, nullptr, nullptr))
                                    : nullptr;
-    return driver != nullptr && QByteArrayView(driver->GetDescription()).endsWith("JSON");
+    const QString name = driver != nullptr ? QString::fromUtf8(driver->GetDescription()) : QString();
+    return name.contains(QLatin1String("JSON")) ? name : QString();
+}
+
+/// A sequence that its driver does not recognise, such as one with a mark of byte order, without that mark.
+QByteArray asSequence(const QString& path) {
+    QFile file(path);
+    const bool hasMark = file.open(QIODevice::ReadOnly) && file.read(3) == "\xEF\xBB\xBF";
+    const QLatin1String behindMark(hasMark ? "/vsisubfile/3," : "/vsisubfile/0,");
+    return (behindMark + QFileInfo(path).absoluteFilePath()).toUtf8();
 }
 
 } // namespace
 
-OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(path) {
+OgrSource::OgrSource(const QString& path) : m_path(path) {
     Common::Internal::registerGdalDrivers();
     if (path.isEmpty()) {
         fail(QStringLiteral("the path is empty"));
@@ -34,18 +44,28 @@ OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(p
     }
     recover(path);
     const Common::Internal::EpsgCodesAsGiven codes;
-    CPLStringList list;
-    for (const QString& option : options) {
-        list.AddString(option.toUtf8().constData());
-    }
+    QByteArray name = gdalNameOf(path);
+    const char* const sequences[] = {"GeoJSONSeq", nullptr};
+    const char* const* drivers = nullptr;
     std::optional<Common::Internal::NoRequests> noRequests;
-    if (isJsonFile(path)) {
+    if (const QString driver = jsonDriverOf(path); !driver.isEmpty()) {
         noRequests.emplace();
+        const JsonTexts texts =
+            driver.startsWith(QLatin1String("GeoJSON")) ? jsonTextsOf(path) : JsonTexts::One;
+        if (texts == JsonTexts::RunTogether) {
+            fail(QStringLiteral("it has several JSON texts that are not on lines of their own"));
+        }
+        if (texts == JsonTexts::OnePerLine && driver == QLatin1String("GeoJSON")) {
+            name = asSequence(path);
+            drivers = static_cast<const char* const*>(sequences);
+        }
     }
-    m_dataset.reset(GDALDataset::Open(path.toUtf8().constData(),
-                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, nullptr,
-                                      list.List()));
+    m_dataset.reset(GDALDataset::Open(name.constData(),
+                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, drivers));
     m_isSystemElsewhere = noRequests && noRequests->wasAsked();
+    if (m_dataset == nullptr && drivers != nullptr) {
+        fail(QStringLiteral("behind its first JSON text there is more"));
+    }
     if (m_dataset == nullptr) {
         fail(m_errors.message().isEmpty() ? QStringLiteral("GDAL gives no reason") : m_errors.message());
     }
@@ -56,13 +76,13 @@ OgrSource::OgrSource(const QString& path, const QStringList& options) : m_path(p
 }
 
 void OgrSource::recover(const QString& path) {
-    if (QFileInfo(resolvedPath(path) + QStringLiteral("-journal")).size() > 0 &&
+    if (QFileInfo(besideDatabase(path, DatabaseLog::journal)).size() > 0 &&
         foreignJournalOf(path).isEmpty()) {
         // Whoever opens the database and may write rolls back. Should this fail, reading says why.
         Common::Internal::registerGdalDrivers();
         const Common::Internal::GdalErrorCapture errors;
         const Common::Internal::DatasetPtr recovered(
-            GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
+            GDALDataset::Open(gdalNameOf(path).constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
     }
 }
 
@@ -70,7 +90,7 @@ void OgrSource::removeUnusedJournal(const QString& path) {
     if (!foreignJournalOf(path).isEmpty()) { // opening for update would apply it
         return;
     }
-    QFile journal(resolvedPath(path) + QStringLiteral("-journal"));
+    QFile journal(besideDatabase(path, DatabaseLog::journal));
     char first = 0;
     // SQLite writes the first bytes last; a journal without them is not rolled back.
     if (!journal.open(QIODevice::ReadOnly) || !journal.getChar(&first) || first != 0) {

@@ -11,8 +11,7 @@ namespace Cartolith::Core::Layers::Internal {
 /// carries GDAL's own reason.
 class OgrSource {
 public:
-    /// Options are those of GDAL's drivers, NAME=VALUE; a driver passes over those it does not know.
-    explicit OgrSource(const QString& path, const QStringList& options = {});
+    explicit OgrSource(const QString& path);
 
     /// Rolls back what a killed process left of a transaction, which changes the file. The constructor does
     /// so too; whoever looks at the file before calls this first.

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/OgrTargetInternal.h>
 
 #include <QFileInfo>
@@ -58,7 +59,13 @@ OGRLayer& OgrTarget::createLayer(const QString& name, OGRSpatialReference* syste
         list.AddString(option.toUtf8().constData());
     }
     const Common::Internal::EpsgCodesAsGiven codes;
-    m_layer = m_dataset->CreateLayer(name.toUtf8().constData(), system, type, list.List());
+    QByteArray bytes;
+    try {
+        bytes = savedTextOf(name);
+    } catch (const std::runtime_error& error) {
+        fail(QStringLiteral("the layer's name: %1").arg(QString::fromUtf8(error.what())));
+    }
+    m_layer = m_dataset->CreateLayer(bytes.constData(), system, type, list.List());
     if (m_layer == nullptr) {
         fail(reasonOr(QStringLiteral("GDAL does not make a layer and gives no reason")));
     }
@@ -70,18 +77,55 @@ OGRLayer& OgrTarget::createLayer(const QString& name, OGRSpatialReference* syste
 
 void OgrTarget::addField(OGRFieldDefn& field) {
     m_errors.reset();
-    const int before = m_layer->GetLayerDefn()->GetFieldCount();
-    if (m_layer->CreateField(&field) != OGRERR_NONE ||
-        m_layer->GetLayerDefn()->GetFieldCount() != before + 1) {
-        fail(QStringLiteral("no field '%1': %2")
-                 .arg(QString::fromUtf8(field.GetNameRef()),
-                      reasonOr(QStringLiteral("the format has a field of that name already"))));
+    const OGRFeatureDefn& made = *m_layer->GetLayerDefn();
+    const int before = made.GetFieldCount();
+    const QString name = QString::fromUtf8(field.GetNameRef());
+    const auto refuse = [&name, this](const QString& reason) {
+        fail(QStringLiteral("no field '%1': %2").arg(name, reason));
+    };
+    if (m_format.hiddenFields.contains(name, Qt::CaseInsensitive)) {
+        refuse(QStringLiteral("the format keeps that name for itself"));
     }
+    if (m_layer->CreateField(&field) != OGRERR_NONE || made.GetFieldCount() != before + 1) {
+        refuse(reasonOr(QStringLiteral("the format has a field of that name already")));
+    }
+    const QString given = QString::fromUtf8(made.GetFieldDefn(before)->GetNameRef());
+    if (m_format.family.isEmpty() && given != name) {
+        refuse(QStringLiteral("the format would call it '%1'").arg(given));
+    }
+}
+
+/// In a column of more than 18 places, whole numbers read back as real ones.
+void OgrTarget::requireKept(OGRFeature& feature, const QString& what) const {
+    constexpr GIntBig most = 999'999'999'999'999'999;
+    constexpr GIntBig least = -99'999'999'999'999'999;
+    for (int i = 0; i < feature.GetFieldCount(); ++i) {
+        const OGRFieldDefn& field = *feature.GetFieldDefnRef(i);
+        if (field.GetType() == OFTInteger64 && feature.IsFieldSetAndNotNull(i)) {
+            const GIntBig number = feature.GetFieldAsInteger64(i);
+            if (number < least || number > most) {
+                fail(QStringLiteral("%1: the value '%2' of the field '%3' has more than 18 places")
+                         .arg(what)
+                         .arg(qint64{number})
+                         .arg(QString::fromUtf8(field.GetNameRef())));
+            }
+        }
+    }
+}
+
+bool OgrTarget::isGeoJson() const {
+    return QLatin1String(m_format.driver).startsWith(QLatin1String("GeoJSON"));
 }
 
 void OgrTarget::add(OGRFeature& feature, const QString& what) {
     if (m_format.needsGeometry && feature.GetGeometryRef() == nullptr) {
         fail(QStringLiteral("%1: the format wants a geometry, and there is none").arg(what));
+    }
+    if (!m_format.family.isEmpty()) {
+        requireKept(feature, what);
+    }
+    if (isGeoJson()) {
+        m_marks.add(feature);
     }
     m_errors.reset();
     if (m_layer->CreateFeature(&feature) != OGRERR_NONE || !m_errors.message().isEmpty() ||
@@ -106,6 +150,10 @@ void OgrTarget::close() {
     if (!m_errors.message().isEmpty()) {
         fail(m_errors.message());
     }
+    if (m_marks.isUsed()) {
+        const auto [bytes, size] = written(m_workSuffix);
+        rewrite(m_marks.resolved({bytes, size}));
+    }
 }
 
 std::pair<char*, qsizetype> OgrTarget::written(const QString& suffix) const {
@@ -129,6 +177,10 @@ void OgrTarget::rewrite(const QByteArray& bytes) {
 void OgrTarget::keep(const QStringList& suffixes) {
     std::copy_if(suffixes.begin(), suffixes.end(), std::back_inserter(m_kept),
                  [this](const QString& suffix) { return m_files.keep(suffix); });
+}
+
+void OgrTarget::leaveOut(const QString& suffix) {
+    m_kept.append(suffix);
 }
 
 SourceState OgrTarget::publish(const std::function<void()>& check) {

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Layers/JsonMarksInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/StagedFilesInternal.h>
 
@@ -29,12 +30,15 @@ public:
     OgrTarget& operator=(const OgrTarget&) = delete;
 
     GDALDriver& driver() const { return *m_driver; }
+    bool isGeoJson() const; ///< or a text sequence
     /// Called once, before everything below. Options go before those of the format.
     OGRLayer& createLayer(const QString& name, OGRSpatialReference* system, OGRwkbGeometryType type,
                           const QStringList& options);
-    /// The driver may change its name, but not leave it out.
+    /// \throws std::runtime_error too where the format does not have a field of that very name; but
+    /// Shapefiles cut names, and make them unique.
     void addField(OGRFieldDefn& field);
-    /// `what` names the feature in errors. A value that the driver cuts or rounds is one.
+    /// `what` names the feature in errors. A value that the driver cuts or rounds is one, and so is a whole
+    /// number that a Shapefile would give back as a real one.
     void add(OGRFeature& feature, const QString& what);
     /// Completes the files. The layer is gone afterwards.
     void close();
@@ -43,6 +47,8 @@ public:
     /// Of the files that there are already, those with these suffixes stay as they are now, instead of the
     /// new ones.
     void keep(const QStringList& suffixes);
+    /// Does not put the new file with that suffix in place.
+    void leaveOut(const QString& suffix);
     /// The bytes of a file that was written, to be changed between close() and publish(); none for a format
     /// that is written in place, and for a file that there is not.
     std::pair<char*, qsizetype> written(const QString& suffix) const;
@@ -55,7 +61,7 @@ public:
 
 private:
     QString reasonOr(const QString& otherwise) const;
-
+    void requireKept(OGRFeature& feature, const QString& what) const;
     const OgrFormat& m_format;
     QString m_path;
     QString m_suffix;
@@ -69,6 +75,7 @@ private:
     GDALDriver* m_driver;
     Common::Internal::DatasetPtr m_dataset;
     OGRLayer* m_layer = nullptr;
+    JsonMarks m_marks;
     qint64 m_added = 0;
 };
 

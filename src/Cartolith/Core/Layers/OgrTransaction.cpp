@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Layers/OgrDigestInternal.h>
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/SourcePathInternal.h>
 
 #include <QFile>
 
@@ -20,7 +21,7 @@ public:
     explicit Transaction(const OgrEditTarget& target) : m_target(target) {
         const Common::Internal::EpsgCodesAsGiven codes;
         m_opened = identity();
-        m_dataset.reset(GDALDataset::Open(target.path.toUtf8().constData(),
+        m_dataset.reset(GDALDataset::Open(gdalNameOf(target.path).constData(),
                                           GDAL_OF_VECTOR | GDAL_OF_UPDATE | GDAL_OF_VERBOSE_ERROR));
         if (m_dataset == nullptr) {
             fail(QStringLiteral("it cannot be opened for changes"));
@@ -94,6 +95,9 @@ public:
     }
 
     void change(qint64 id, const QList<const Shapes::GisShape*>& shapes) {
+        if (id == OGRNullFID) { // means to GDAL that there is none
+            fail(QStringLiteral("feature %1: a row of this id can be deleted, not changed").arg(id));
+        }
         const Common::Internal::FeaturePtr feature = read(id);
         m_errors.reset(); // what was odd about reading it is no fault of the edit
         bool differs = false;

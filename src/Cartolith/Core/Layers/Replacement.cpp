@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
 #include <sys/stat.h>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -29,6 +30,18 @@ QByteArray lineOf(const Folder& folder) {
                   : QByteArray();
 }
 
+/// A name that leads nowhere else.
+bool isFileName(const QString& name) {
+    return !name.isEmpty() && !name.contains(QLatin1Char('/')) && name != QLatin1String(".") &&
+           name != QLatin1String("..");
+}
+
+qint64 writingTimeOf(const struct stat& status) noexcept {
+    constexpr quint64 nanoseconds = 1'000'000'000; // beyond the year 2262 these are more than 64 bits hold
+    return static_cast<qint64>(static_cast<quint64>(status.st_mtim.tv_sec) * nanoseconds +
+                               static_cast<quint64>(status.st_mtim.tv_nsec));
+}
+
 } // namespace
 
 Replacement::Member::Member(const QString& called)
@@ -36,10 +49,8 @@ Replacement::Member::Member(const QString& called)
 
 bool Replacement::Version::isAt(const Folder& folder, const EntryName& name) const noexcept {
     const auto found = folder.status(name);
-    constexpr qint64 nanoseconds = 1'000'000'000;
     return found && S_ISREG(found->st_mode) && found->st_dev == device && found->st_ino == inode &&
-           found->st_uid == owner && found->st_size == size &&
-           found->st_mtim.tv_sec * nanoseconds + found->st_mtim.tv_nsec == writtenAt;
+           found->st_uid == owner && found->st_size == size && writingTimeOf(*found) == writtenAt;
 }
 
 bool Replacement::Version::isWholeAt(const Folder& folder, const EntryName& name) const {
@@ -52,13 +63,8 @@ std::optional<Replacement::Version> Replacement::versionOf(const Folder& folder,
     if (!found || !checksum) {
         return std::nullopt;
     }
-    constexpr qint64 nanoseconds = 1'000'000'000;
-    return Version{found->st_dev,
-                   found->st_ino,
-                   found->st_uid,
-                   found->st_size,
-                   found->st_mtim.tv_sec * nanoseconds + found->st_mtim.tv_nsec,
-                   *checksum};
+    return Version{found->st_dev,  found->st_ino,         found->st_uid,
+                   found->st_size, writingTimeOf(*found), *checksum};
 }
 
 std::optional<Replacement> Replacement::prepare(const Folder& place, const Folder& staged,
@@ -128,23 +134,26 @@ std::optional<Replacement::Version> Replacement::versionFrom(const QList<QByteAr
 std::optional<Replacement> Replacement::read(const Folder& staged, const QString& manifest) {
     constexpr qint64 most = 1 << 20;
     const auto text = staged.read(manifest, most);
-    if (!text || !text->startsWith(firstLine)) {
+    if (!text || !text->startsWith(firstLine + '\n' + lineOf(staged) + '\n')) {
         return std::nullopt;
     }
     const QList<QByteArray> lines = text->split('\n');
     const qsizetype count = lines.size();
     // Behind the last line there is nothing.
-    const bool isFramed = count > 4 && lines.at(0) == firstLine && lines.at(1) == lineOf(staged) &&
-                          lines.at(count - 2) == lastLine && lines.at(count - 1).isEmpty();
-    if (!isFramed) {
+    if (count < 5 || lines.at(count - 2) != lastLine || !lines.at(count - 1).isEmpty()) {
         return std::nullopt;
     }
     Replacement replacement;
+    std::set<QString> names;
     for (qsizetype i = 2; i < count - 2; ++i) {
         const QList<QByteArray> words = lines.at(i).split(' ');
         const QByteArray& kind = words.at(0);
         if (kind == "file" && words.size() == 2) {
-            replacement.m_members.append(Member(QUrl::fromPercentEncoding(words.at(1))));
+            const QString name = QUrl::fromPercentEncoding(words.at(1));
+            if (!isFileName(name) || !names.insert(name).second) {
+                return std::nullopt;
+            }
+            replacement.m_members.append(Member(name));
             continue;
         }
         const auto version = versionFrom(words);
@@ -152,13 +161,14 @@ std::optional<Replacement> Replacement::read(const Folder& staged, const QString
             return std::nullopt;
         }
         Member& member = replacement.m_members.last();
-        (kind == "before" ? member.before : member.after) = version;
+        auto& state = kind == "before" ? member.before : member.after;
+        if (state) {
+            return std::nullopt;
+        }
+        state = version;
     }
-    const bool isWhole =
-        std::all_of(replacement.m_members.cbegin(), replacement.m_members.cend(), [](const Member& member) {
-            return !member.name.isEmpty() && !member.name.contains(QLatin1Char('/')) &&
-                   (member.before || member.after);
-        });
+    const bool isWhole = std::all_of(replacement.m_members.cbegin(), replacement.m_members.cend(),
+                                     [](const Member& member) { return member.before || member.after; });
     return isWhole ? std::optional(replacement) : std::nullopt;
 }
 

@@ -47,7 +47,7 @@ private:
         quint64 inode = 0;
         quint64 owner = 0;
         qint64 size = 0;
-        qint64 writtenAt = 0; ///< nanoseconds since 1970
+        qint64 writtenAt = 0; ///< nanoseconds since 1970, as many bits of them as there are
         QByteArray checksum;
 
         /// But for the content, which takes reading.

@@ -2,8 +2,10 @@
 #include <Cartolith/Core/Layers/ReplacementInternal.h>
 #include <Cartolith/Core/Layers/SettlingInternal.h>
 #include <Cartolith/Core/Layers/SourceMembersInternal.h>
+#include <Cartolith/Core/Layers/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/StagingFolderInternal.h>
 
+#include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -118,6 +120,41 @@ QString Settling::obstacle(std::chrono::steady_clock::time_point deadline) const
         }
         waitAMoment();
     }
+}
+
+QString Settling::settle(const QString& given, std::chrono::milliseconds wait) {
+    const QString path = resolvedPath(given);
+    const QFileInfo info(path);
+    if (info.isDir()) {
+        return settleFolder(path, wait);
+    }
+    const OgrFormat* const format = OgrFormat::forPath(path);
+    const Folder place(info.path());
+    if (!place.isOpen() || (format == nullptr && !info.isFile())) {
+        return {};
+    }
+    const bool mayWrite = !QFileInfo(given).isSymLink();
+    if (mayWrite) {
+        StagingFolder::removeAbandoned(place, info.fileName());
+    }
+    return format != nullptr && !format->family.isEmpty()
+               ? Settling(path, mayWrite).obstacle(std::chrono::steady_clock::now() + wait)
+               : QString();
+}
+
+QString Settling::settleFolder(const QString& path, std::chrono::milliseconds wait) {
+    const auto deadline = std::chrono::steady_clock::now() + wait;
+    for (const QString& name : Folder(path).names()) {
+        const QString fileName = Settling::fileNameOf(name);
+        const OgrFormat* const format = fileName.isEmpty() ? nullptr : OgrFormat::forPath(fileName);
+        if (format != nullptr && !format->family.isEmpty()) {
+            QString obstacle = Settling(QDir(path).filePath(fileName), true).obstacle(deadline);
+            if (!obstacle.isEmpty()) {
+                return obstacle;
+            }
+        }
+    }
+    return {};
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -19,6 +19,12 @@ public:
     /// A path without links. Through a link, or for other reasons, nothing may be changed.
     Settling(const QString& path, bool mayWrite);
 
+    /// To be called before a source is read. Removes what killed processes of this user left of saves, puts
+    /// back the files that one was replacing, and waits for one that is; of a folder, for each source in it.
+    /// Changes nothing where the file itself is a link. Gives the reason why the files cannot be used; empty
+    /// when they can.
+    static QString settle(const QString& given, std::chrono::milliseconds wait);
+
     /// Why the files cannot be used, after waiting until then where that may help; empty when they are whole.
     QString obstacle(std::chrono::steady_clock::time_point deadline) const;
 
@@ -32,6 +38,7 @@ private:
         QString reason;
         bool isLasting = false;
     };
+    static QString settleFolder(const QString& path, std::chrono::milliseconds wait);
     Obstacle look() const;
     bool hasMemberOf(unsigned int user) const;
     QString putBack(const Folder& staged) const;

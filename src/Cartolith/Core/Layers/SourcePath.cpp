@@ -22,6 +22,16 @@ QString resolvedPath(const QString& path) {
         QByteArray::fromRawData(static_cast<char*>(target), static_cast<qsizetype>(std::strlen(target))));
 }
 
+QByteArray gdalNameOf(const QString& path) {
+    const bool isFile =
+        path.contains(QLatin1Char(':')) && !path.startsWith(QLatin1Char('/')) && QFileInfo::exists(path);
+    return (isFile ? QLatin1String("./") + path : path).toUtf8();
+}
+
+QString besideDatabase(const QString& path, QLatin1String ending) {
+    return resolvedPath(path) + ending;
+}
+
 QString foreignJournalOf(const QString& path) {
     const QFileInfo info(resolvedPath(path));
     const Folder folder(info.path());
@@ -30,8 +40,8 @@ QString foreignJournalOf(const QString& path) {
     if (!place || !database || (place->st_mode & S_ISVTX) == 0) {
         return {};
     }
-    for (const char* const ending : {"-journal", "-wal"}) {
-        QString name = info.fileName() + QLatin1String(ending);
+    for (const QLatin1String ending : {DatabaseLog::journal, DatabaseLog::wal}) {
+        QString name = info.fileName() + ending;
         const auto journal = folder.status(name);
         const bool isTrusted = !journal || journal->st_size == 0 || journal->st_uid == ::geteuid() ||
                                journal->st_uid == database->st_uid || journal->st_uid == 0;

@@ -11,7 +11,7 @@ namespace Cartolith::Core::Layers::Internal {
 
 SourceState::SourceState(const QString& path) {
     QStringList paths = QStringList()
-                        << path << resolvedPath(path) + QStringLiteral("-wal"); // may throw, {} crashes
+                        << path << besideDatabase(path, DatabaseLog::wal); // may throw, {} crashes
     const OgrFormat* const format = OgrFormat::forPath(path);
     const QFileInfo info(path);
     for (const QString& suffix : format != nullptr ? format->family : QStringList()) {

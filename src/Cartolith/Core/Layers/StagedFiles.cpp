@@ -1,7 +1,7 @@
 #include <Cartolith/Core/Layers/FileHoldInternal.h>
 #include <Cartolith/Core/Layers/OgrEditsInternal.h>
-#include <Cartolith/Core/Layers/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/ReplaceableInternal.h>
 #include <Cartolith/Core/Layers/ReplacementInternal.h>
 #include <Cartolith/Core/Layers/SettlingInternal.h>
 #include <Cartolith/Core/Layers/SourceMembersInternal.h>
@@ -19,98 +19,6 @@
 #include <unistd.h>
 
 namespace Cartolith::Core::Layers::Internal {
-
-namespace {
-
-/// What is read by the names beside a path is what is replaced beside the target of its link, and nothing
-/// else.
-void requireReplaceable(const QString& path, const QString& target, const QStringList& family) {
-    const QFileInfo main(target);
-    if (main.suffix().compare(QFileInfo(path).suffix(), Qt::CaseInsensitive) != 0) {
-        failToWrite(path, QStringLiteral("it is a link to '%1', which has another suffix").arg(target));
-    }
-    const QStringList members = membersOf(path, family);
-    const QDir folder(main.dir().canonicalPath());
-    QString last;
-    for (const QString& name : members) {
-        const QString suffix = suffixBeside(path, name);
-        const QString found = QFileInfo(QFileInfo(path).dir(), name).canonicalFilePath();
-        if (found != folder.filePath(main.completeBaseName() + QLatin1Char('.') + suffix)) {
-            failToWrite(
-                path,
-                QStringLiteral("'%1' is a link to a file that does not belong to '%2'").arg(name, target));
-        }
-        const QString ending = QFileInfo(name).suffix();
-        const bool isPlain = ending == ending.toLower() || ending == ending.toUpper();
-        if (!isPlain || suffix.compare(last, Qt::CaseInsensitive) == 0) {
-            failToWrite(path,
-                        QStringLiteral("'%1' has a suffix in another case than it should be").arg(name));
-        }
-        last = suffix;
-    }
-    if (membersOf(target, family).size() != members.size()) {
-        failToWrite(path,
-                    QStringLiteral("files that belong to '%1' have no link beside its own").arg(target));
-    }
-}
-
-} // namespace
-
-void StagedFiles::requireWritable(const QString& path, const QStringList& family) {
-    QStringList names = membersOf(path, family);
-    names.prepend(QFileInfo(path).fileName());
-    for (const QString& name : std::as_const(names)) {
-        const QFileInfo old(QFileInfo(path).dir(), name);
-        const QString what =
-            name == names.first() ? QStringLiteral("it") : QLatin1Char('\'') + name + QLatin1Char('\'');
-        if (!old.exists()) {
-            continue;
-        }
-        if (!old.isFile()) {
-            failToWrite(path, QStringLiteral("%1 is not a file").arg(what));
-        }
-        // The folder decides whether a file can be replaced; but one that is protected is meant to stay.
-        constexpr auto anybody = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
-        if ((old.permissions() & anybody) == 0 || !old.isWritable()) {
-            failToWrite(path, QStringLiteral("%1 is write-protected").arg(what));
-        }
-    }
-}
-
-QString StagedFiles::settle(const QString& given, std::chrono::milliseconds wait) {
-    const QString path = resolvedPath(given);
-    const QFileInfo info(path);
-    if (info.isDir()) {
-        return settleFolder(path, wait);
-    }
-    const OgrFormat* const format = OgrFormat::forPath(path);
-    const Folder place(info.path());
-    if (!place.isOpen() || (format == nullptr && !info.isFile())) {
-        return {};
-    }
-    const bool mayWrite = !QFileInfo(given).isSymLink();
-    if (mayWrite) {
-        StagingFolder::removeAbandoned(place, info.fileName());
-    }
-    return format != nullptr && !format->family.isEmpty()
-               ? Settling(path, mayWrite).obstacle(std::chrono::steady_clock::now() + wait)
-               : QString();
-}
-
-QString StagedFiles::settleFolder(const QString& path, std::chrono::milliseconds wait) {
-    const auto deadline = std::chrono::steady_clock::now() + wait;
-    for (const QString& name : Folder(path).names()) {
-        const QString fileName = Settling::fileNameOf(name);
-        const OgrFormat* const format = fileName.isEmpty() ? nullptr : OgrFormat::forPath(fileName);
-        if (format != nullptr && !format->family.isEmpty()) {
-            QString obstacle = Settling(QDir(path).filePath(fileName), true).obstacle(deadline);
-            if (!obstacle.isEmpty()) {
-                return obstacle;
-            }
-        }
-    }
-    return {};
-}
 
 StagedFiles::StagedFiles(const QString& path, const QStringList& family, std::chrono::milliseconds wait)
     : m_given(path), m_path(resolvedPath(path)), m_fileName(QFileInfo(m_path).fileName()), m_family(family),

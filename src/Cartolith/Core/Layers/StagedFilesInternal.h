@@ -28,7 +28,7 @@ public:
 ///
 /// One file replaces another in one step. Of a family of files, no step replaces all; so while they go to
 /// their places one by one, the hidden folder has a name that says so, and keeps the old ones. Whoever opens
-/// the source calls settle() first.
+/// the source calls Settling::settle() first.
 ///
 /// Errors are std::runtime_error that name the source.
 class StagedFiles {
@@ -54,20 +54,12 @@ public:
     /// place, or will be when the source is opened again. Gives the state of these very files.
     SourceState publish(const std::function<void()>& check);
 
-    /// \throws std::runtime_error for what is there and is not a file, or is a protected one
-    static void requireWritable(const QString& path, const QStringList& family = {});
     /// Has a file that was put in place, and its place, reach the disk. \throws std::runtime_error
     static void sync(const QString& path);
-    /// To be called before a source is read. Removes what killed processes of this user left of saves, puts
-    /// back the files that one was replacing, and waits for one that is; of a folder, for each source in it.
-    /// Changes nothing where the file itself is a link. Gives the reason why the files cannot be used; empty
-    /// when they can.
-    static QString settle(const QString& given, std::chrono::milliseconds wait);
 
 private:
     [[noreturn]] void fail(const QString& reason) const;
     [[noreturn]] void failInPlace() const;
-    static QString settleFolder(const QString& path, std::chrono::milliseconds wait);
     void requireSettled(std::chrono::steady_clock::time_point deadline) const;
     QString nameOf(const QString& suffix) const;
     QString stagedPath(const QString& name) const;
