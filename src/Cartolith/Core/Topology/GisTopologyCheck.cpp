@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
+#include <Cartolith/Core/Topology/NodingInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
@@ -126,8 +127,6 @@ void scalePlaces(QList<GisShapeProblem>& problems, double scale) {
 } // namespace
 
 GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topology, const char* failing) {
-    // GEOS rounds the crossings it finds, after which its rings may cross again: one of 200 polygons on a
-    // coarse grid needs two rounds. It also returns holes wound like their shell, and vertices twice.
     constexpr int mostRounds = 16;
     int round = 0;
     const auto countRound = [failing, &round] {
@@ -167,14 +166,15 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
     }
     *parts = examination.parts();
     bool needsGeos = examination.needsGeos();
+    Work work(&topology);
     for (bool isSound = !needsGeos; !isSound;) {
         countRound();
         if (needsGeos) {
-            ValidArea valid = validArea(*parts, topology);
-            if (!valid.problem.isEmpty()) {
-                throw std::runtime_error(failing + valid.problem.toStdString());
+            try {
+                *parts = validArea(*parts, std::max(round - 3, 0), work);
+            } catch (const TooManyCrossings&) {
+                throw std::runtime_error(std::string(failing) + "rings cross in more than 10 million places.");
             }
-            *parts = std::move(valid.rings);
         }
         const Examination again(*fix.shape, topology);
         *parts = again.parts();
