@@ -64,9 +64,9 @@ private:
     SegmentList m_list;
 };
 
-/// Calls `visit(i, j, meeting)` for the pairs that meet.
+/// Calls `visit(i, j)` for the pairs of which the boxes meet.
 template <typename Visit>
-void visitMeetings(const Segments& segments, Work& work, Visit visit) {
+void visitPairs(const Segments& segments, Work& work, Visit visit) {
     const SegmentPairs pairs(segments.list(), segments.list(), 0.0, Boundary::Boxes::Bare);
     const RunStrips strips(pairs.boundaryA());
     const qsizetype runs = pairs.boundaryA().count(0);
@@ -75,10 +75,27 @@ void visitMeetings(const Segments& segments, Work& work, Visit visit) {
             run, {run, runs}, work, [&](qsizetype other) { return strips.mayMeet(run, other); },
             [&](std::size_t i, std::size_t j) {
                 if (i < j) {
-                    visit(i, j, meetingOf(segments[i], segments[j]));
+                    visit(i, j);
                 }
             });
     }
+}
+
+/// Whether the segment passes the place by no more than a few roundings, between its ends.
+bool passes(const Segment& segment, Position p) {
+    const Position a = positionOf(*segment.start);
+    const Position b = positionOf(*segment.end);
+    const double dx = b.x - a.x;
+    const double dy = b.y - a.y;
+    const auto isBetween = [](double low, double at, double high) {
+        return (low < at && at < high) || (high < at && at < low);
+    };
+    if (std::fabs(dx) >= std::fabs(dy) ? !isBetween(a.x, p.x, b.x) : !isBetween(a.y, p.y, b.y)) {
+        return false;
+    }
+    // Of what the numbers at hand are rounded to
+    const double few = 0x1p-50 * std::max(std::fabs(p.x), std::fabs(p.y));
+    return std::fabs(dx * (p.y - a.y) - dy * (p.x - a.x)) <= few * (std::fabs(dx) + std::fabs(dy));
 }
 
 void addVertex(Line& line, Position place) {
@@ -137,7 +154,19 @@ private:
     /// One round. Returns the lines that were cut.
     std::vector<int> cut() {
         const Segments segments(m_lines, [](int /*line*/) { return true; });
-        visitMeetings(segments, m_work, [&](std::size_t i, std::size_t j, const SegmentMeeting& meeting) {
+        visitPairs(segments, m_work, [&](std::size_t i, std::size_t j) {
+            const std::size_t before = m_nodes.size();
+            for (const auto& [one, other] : {std::pair(i, j), std::pair(j, i)}) {
+                for (const GisShapePoint* end : {segments[other].start, segments[other].end}) {
+                    if (passes(segments[one], positionOf(*end))) {
+                        add(segments, one, positionOf(*end));
+                    }
+                }
+            }
+            if (m_nodes.size() > before) {
+                return; // a crossing beside these would be cut into crumbs
+            }
+            const SegmentMeeting meeting = meetingOf(segments[i], segments[j]);
             for (int k = 0; k < meeting.count; ++k) {
                 add(segments, i, meeting.places[static_cast<std::size_t>(k)]);
                 add(segments, j, meeting.places[static_cast<std::size_t>(k)]);
@@ -169,7 +198,8 @@ private:
             centres.emplace_back(segment.start->x(), segment.start->y());
             centres.emplace_back(segment.end->x(), segment.end->y());
         }
-        visitMeetings(segments, m_work, [&](std::size_t i, std::size_t j, const SegmentMeeting& meeting) {
+        visitPairs(segments, m_work, [&](std::size_t i, std::size_t j) {
+            const SegmentMeeting meeting = meetingOf(segments[i], segments[j]);
             if (meeting.kind == SegmentMeeting::Kind::Cross) {
                 const Position place = rounded(meeting.places[0]);
                 add(segments, i, place);
