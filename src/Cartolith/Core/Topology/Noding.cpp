@@ -118,7 +118,7 @@ public:
     }
 
     QList<Line> run() {
-        constexpr int mostRounds = 12;
+        constexpr int mostRounds = 6;
         while (true) {
             if (m_coarseness > 0) {
                 snap();

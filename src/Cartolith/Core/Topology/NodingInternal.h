@@ -14,7 +14,7 @@ struct TooManyCrossings {};
 /// ends in common. A crossing becomes a vertex at the nearest doubles; by that segments turn a little and may
 /// cross again, so there are rounds, mostly two.
 ///
-/// Vertices stay as they are, bit for bit, but for lines that cross after 12 rounds still, because segments
+/// Vertices stay as they are, bit for bit, but for lines that cross after 6 rounds still, because segments
 /// all but lie on each other. These go onto a grid of 2^-46 of the largest coordinate, or of 16 times that
 /// and so on, by snap rounding (J. Hobby, 1999): a segment that passes a vertex within half a cell goes
 /// through it. `coarseness` says with which of these grids all lines begin; 0 is none.
