@@ -42,8 +42,8 @@ public:
     std::vector<std::size_t> outermostHalves() const;
     Position tailOf(std::size_t half) const { return m_places[m_tails[half]]; }
 
-    /// The edges between what is covered and what not, as rings that do not touch themselves, covered on their
-    /// left. `isCovered` is told for what lies left of each half edge. \throws Stopped
+    /// The edges between what is covered and what not, as rings that do not touch themselves, covered on
+    /// their left. `isCovered` is told for what lies left of each half edge. \throws Stopped
     QList<Shapes::Internal::Ring> ringsAround(const std::vector<bool>& isCovered, Work& work) const;
 
 private:
@@ -52,7 +52,8 @@ private:
     public:
         Fans() = default;
         /// Of half edges in that order, fan by fan.
-        Fans(std::vector<std::uint32_t> halves, const std::vector<std::uint32_t>& tails, std::size_t vertices);
+        Fans(std::vector<std::uint32_t> halves, const std::vector<std::uint32_t>& tails,
+             std::size_t vertices);
 
         std::size_t before(std::size_t half, std::size_t vertex) const;
         std::size_t last(std::size_t vertex) const { return m_halves[m_first[vertex + 1] - 1]; }

@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -126,7 +127,8 @@ void scalePlaces(QList<GisShapeProblem>& problems, double scale) {
 
 } // namespace
 
-GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topology, const char* failing) {
+GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topology, const char* failing,
+                                 double cell) {
     constexpr int mostRounds = 16;
     int round = 0;
     const auto countRound = [failing, &round] {
@@ -135,7 +137,14 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
         }
     };
     if (const double scale = workingScale(shape); scale != 1.0) {
-        GisShapeFix fix = fixedShape(*scaledCopy(shape, scale), topology, failing);
+        // Where the smallest double is no longer small beside the shape, it is what crossings are rounded to.
+        const std::unique_ptr<GisShape> larger = scaledCopy(shape, scale);
+        const double smallest = std::numeric_limits<double>::denorm_min() * scale;
+        const Shapes::GisExtent extent = larger->extent();
+        const double reach =
+            std::max(std::max(extent.xMax(), extent.yMax()), -std::min(extent.xMin(), extent.yMin()));
+        const double finest = smallest > 0x1p-46 * reach ? smallest : 0.0;
+        GisShapeFix fix = fixedShape(*larger, topology, failing, finest);
         scalePlaces(fix.changes, 1 / scale);
         if (fix.changes.isEmpty()) {
             fix.shape = shape.clone();
@@ -146,7 +155,7 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
             auto scaled = scaledCopy(*fix.shape, scale);
             isSound = Examination(*scaled, topology).problems().problems().isEmpty();
             if (!isSound) {
-                fix.shape = fixedShape(*scaled, topology, failing).shape;
+                fix.shape = fixedShape(*scaled, topology, failing, finest).shape;
             }
         }
         return fix;
@@ -171,9 +180,10 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
         countRound();
         if (needsGeos) {
             try {
-                *parts = validArea(*parts, std::max(round - 3, 0), work);
+                *parts = validArea(*parts, {cell, std::max(round - 3, 0)}, work);
             } catch (const TooManyCrossings&) {
-                throw std::runtime_error(std::string(failing) + "rings cross in more than 10 million places.");
+                throw std::runtime_error(std::string(failing) +
+                                         "rings cross in more than 10 million places.");
             }
         }
         const Examination again(*fix.shape, topology);

@@ -28,7 +28,9 @@ struct Node {
 bool comesFirst(const Segment& segment, Position p, Position q) {
     const double dx = segment.end->x() - segment.start->x();
     const double dy = segment.end->y() - segment.start->y();
-    const auto isBehind = [](double direction, double a, double b) { return direction < 0.0 ? b < a : a < b; };
+    const auto isBehind = [](double direction, double a, double b) {
+        return direction < 0.0 ? b < a : a < b;
+    };
     const bool goesAlongX = std::fabs(dx) >= std::fabs(dy);
     if (goesAlongX ? p.x != q.x : p.y == q.y) {
         return isBehind(dx, p.x, q.x);
@@ -107,9 +109,9 @@ void addVertex(Line& line, Position place) {
 
 class Noder {
 public:
-    Noder(const QList<Line>& lines, int coarseness, Work& work)
-        : m_original(lines), m_lines(lines), m_work(work), m_coarseness(coarseness),
-          m_isCoarse(static_cast<std::size_t>(lines.size()), coarseness > 0) {
+    Noder(const QList<Line>& lines, const NodingGrid& grid, Work& work)
+        : m_original(lines), m_lines(lines), m_work(work), m_grid(grid),
+          m_isCoarse(static_cast<std::size_t>(lines.size()), grid.smallest > 0.0 || grid.level > 0) {
         for (const Line& line : lines) {
             for (const GisShapePoint& p : line) {
                 m_largest = std::max({m_largest, std::fabs(p.x()), std::fabs(p.y())});
@@ -120,7 +122,7 @@ public:
     QList<Line> run() {
         constexpr int mostRounds = 6;
         while (true) {
-            if (m_coarseness > 0) {
+            if (cell() > 0.0) {
                 snap();
             }
             std::vector<int> crossing;
@@ -130,7 +132,7 @@ public:
                     return std::move(m_lines);
                 }
             }
-            ++m_coarseness;
+            ++m_grid.level;
             for (const int line : crossing) {
                 m_isCoarse[static_cast<std::size_t>(line)] = true;
             }
@@ -138,6 +140,11 @@ public:
     }
 
 private:
+    double cell() const {
+        return m_grid.level == 0 ? m_grid.smallest
+                                 : std::max(m_grid.smallest,
+                                            std::ldexp(1.0, std::ilogb(m_largest) - 50 + 4 * m_grid.level));
+    }
     bool isCoarse(int line) const { return m_isCoarse[static_cast<std::size_t>(line)]; }
 
     void add(const Segments& segments, std::size_t i, Position place) {
@@ -177,9 +184,9 @@ private:
 
     /// All coarse lines from the beginning.
     void snap() {
-        const double cell = std::ldexp(1.0, std::ilogb(m_largest) - 50 + 4 * m_coarseness);
-        const auto rounded = [cell](Position p) {
-            return Position{std::rint(p.x / cell) * cell, std::rint(p.y / cell) * cell};
+        const double size = cell();
+        const auto rounded = [size](Position p) {
+            return Position{std::rint(p.x / size) * size, std::rint(p.y / size) * size};
         };
         for (int i = 0; i < m_lines.size(); ++i) {
             if (isCoarse(i)) {
@@ -209,7 +216,7 @@ private:
         });
         std::sort(centres.begin(), centres.end());
         centres.erase(std::unique(centres.begin(), centres.end()), centres.end());
-        const double half = cell / 2;
+        const double half = size / 2;
         QList<Line> cells;
         for (const auto& [x, y] : centres) {
             cells.append({{x - half, y - half}, {x + half, y + half}});
@@ -260,7 +267,7 @@ private:
     const QList<Line> m_original;
     QList<Line> m_lines;
     Work& m_work;
-    int m_coarseness;
+    NodingGrid m_grid;
     std::vector<bool> m_isCoarse; ///< the lines on the grid
     double m_largest = 0.0;
     std::vector<Node> m_nodes;
@@ -268,8 +275,9 @@ private:
 
 } // namespace
 
-QList<QList<GisShapePoint>> nodedLines(const QList<QList<GisShapePoint>>& lines, int coarseness, Work& work) {
-    return Noder(lines, coarseness, work).run();
+QList<QList<GisShapePoint>> nodedLines(const QList<QList<GisShapePoint>>& lines, const NodingGrid& grid,
+                                       Work& work) {
+    return Noder(lines, grid, work).run();
 }
 
 } // namespace Cartolith::Core::Topology::Internal

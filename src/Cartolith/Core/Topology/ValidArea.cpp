@@ -185,9 +185,9 @@ private:
 
 } // namespace
 
-QList<Ring> validArea(const QList<Ring>& rings, int coarseness, Work& work) {
+QList<Ring> validArea(const QList<Ring>& rings, const NodingGrid& grid, Work& work) {
     const Cover cover = coverOf(rings);
-    const QList<Ring> noded = nodedLines(cover.rings, coarseness, work);
+    const QList<Ring> noded = nodedLines(cover.rings, grid, work);
     const EdgeMap map(noded, work);
     return map.ringsAround(CoveredSides(cover, map, work).find(noded), work);
 }
