@@ -1,6 +1,6 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/NodingInternal.h>
-#include <Cartolith/Core/Topology/PolygonPathInternal.h>
+#include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/RunStripInternal.h>
 #include <Cartolith/Core/Topology/SegmentMeetingInternal.h>
 #include <Cartolith/Core/Topology/SegmentPairsInternal.h>

@@ -7,8 +7,11 @@
 
 namespace Cartolith::Core::Topology::Internal {
 
-/// More than 10 million. Never leaves the library.
+/// Never leaves the library.
 struct TooManyCrossings {};
+
+/// What is told about it.
+inline constexpr const char* tooManyCrossings = "there are more than 10 million crossings.";
 
 /// The grid on which noding begins.
 struct NodingGrid {

@@ -1,5 +1,5 @@
 #include <Cartolith/Core/Topology/OrientationInternal.h>
-#include <Cartolith/Core/Topology/PolygonPathInternal.h>
+#include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentMeetingInternal.h>
 
 #include <algorithm>

@@ -1,5 +1,4 @@
 #include <Cartolith/Core/Topology/OrientationInternal.h>
-#include <Cartolith/Core/Topology/PolygonPathInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/RunStripInternal.h>
 #include <Cartolith/Core/Topology/SegmentMeetingInternal.h>
