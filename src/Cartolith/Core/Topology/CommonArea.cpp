@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
+#include <Cartolith/Core/Spatial/RTreeOrderInternal.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
 #include <Cartolith/Core/Topology/CommonAreaInternal.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
@@ -31,8 +32,10 @@ enum class Which { A, B };
 /// Where a vertex lies beside an edge of the other polygon, never on it: b is moved by (e, e²), e as small as
 /// need be.
 int sideOf(Which vertexIs, double x, double y, const Edge& edge) noexcept {
-    const bool isEnd = (x == edge.x0 && y == edge.y0) || (x == edge.x1 && y == edge.y1);
-    if (const int side = isEnd ? 0 : orientation(edge.x0, edge.y0, edge.x1, edge.y1, x, y); side != 0) {
+    // Told at once, as exact orientation of places on a line is slow
+    const bool isOn = (x == edge.x0 && y == edge.y0) || (x == edge.x1 && y == edge.y1) ||
+                      (y == edge.y0 && y == edge.y1) || (x == edge.x0 && x == edge.x1);
+    if (const int side = isOn ? 0 : orientation(edge.x0, edge.y0, edge.x1, edge.y1, x, y); side != 0) {
         return side;
     }
     const bool isLeftWhenMoved = edge.y0 != edge.y1 ? edge.y1 < edge.y0 : edge.x0 < edge.x1;
@@ -49,7 +52,8 @@ public:
     };
 
     Chains(const Outline& outline, const Box& extent) {
-        for (const Outline::Ring& ring : outline.rings) {
+        for (const std::size_t number : nearTogether(outline)) {
+            const Outline::Ring& ring = outline.rings[number];
             bool isConnected = false;
             for (std::size_t v = ring.begin + 1; ring.factor != 0 && v < ring.end; ++v) {
                 const Edge edge{outline.x[v - 1], outline.y[v - 1], outline.x[v], outline.y[v]};
@@ -84,6 +88,25 @@ public:
     }
 
 private:
+    /// The rings along a Hilbert curve, so that boxes around what follows each other are small.
+    static std::vector<std::size_t> nearTogether(const Outline& outline) {
+        using namespace Spatial::RTree;
+        const Shapes::GisExtent& all = outline.extent;
+        std::vector<std::pair<quint32, std::size_t>> order;
+        for (std::size_t i = 0; i < outline.rings.size(); ++i) {
+            const std::size_t middle = outline.rings[i].begin / 2 + outline.rings[i].end / 2;
+            order.emplace_back(hilbertKey(gridCoordinate(outline.x[middle], all.xMin(), all.xMax()),
+                                          gridCoordinate(outline.y[middle], all.yMin(), all.yMax())),
+                               i);
+        }
+        std::sort(order.begin(), order.end());
+        std::vector<std::size_t> rings;
+        for (const auto& [key, ring] : order) {
+            rings.push_back(ring);
+        }
+        return rings;
+    }
+
     void addBoxes() {
         const auto around = [](const Box& p, const Box& q) {
             return Box{std::min(p.xMin, q.xMin), std::min(p.yMin, q.yMin), std::max(p.xMax, q.xMax),
