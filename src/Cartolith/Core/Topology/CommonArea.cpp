@@ -1,3 +1,5 @@
+#include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
+#include <Cartolith/Core/Spatial/RTreeOrderInternal.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
 #include <Cartolith/Core/Topology/CommonAreaInternal.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
@@ -7,6 +9,8 @@
 #include <limits>
 
 namespace Cartolith::Core::Topology::Internal {
+
+using Shapes::Internal::PlaceWindings;
 
 namespace {
 
@@ -28,8 +32,10 @@ enum class Which { A, B };
 /// Where a vertex lies beside an edge of the other polygon, never on it: b is moved by (e, e²), e as small as
 /// need be.
 int sideOf(Which vertexIs, double x, double y, const Edge& edge) noexcept {
-    const bool isEnd = (x == edge.x0 && y == edge.y0) || (x == edge.x1 && y == edge.y1);
-    if (const int side = isEnd ? 0 : orientation(edge.x0, edge.y0, edge.x1, edge.y1, x, y); side != 0) {
+    // Told at once, as exact orientation of places on a line is slow
+    const bool isOn = (x == edge.x0 && y == edge.y0) || (x == edge.x1 && y == edge.y1) ||
+                      (y == edge.y0 && y == edge.y1) || (x == edge.x0 && x == edge.x1);
+    if (const int side = isOn ? 0 : orientation(edge.x0, edge.y0, edge.x1, edge.y1, x, y); side != 0) {
         return side;
     }
     const bool isLeftWhenMoved = edge.y0 != edge.y1 ? edge.y1 < edge.y0 : edge.x0 < edge.x1;
@@ -46,7 +52,8 @@ public:
     };
 
     Chains(const Outline& outline, const Box& extent) {
-        for (const Outline::Ring& ring : outline.rings) {
+        for (const std::size_t number : nearTogether(outline)) {
+            const Outline::Ring& ring = outline.rings[number];
             bool isConnected = false;
             for (std::size_t v = ring.begin + 1; ring.factor != 0 && v < ring.end; ++v) {
                 const Edge edge{outline.x[v - 1], outline.y[v - 1], outline.x[v], outline.y[v]};
@@ -81,6 +88,25 @@ public:
     }
 
 private:
+    /// The rings along a Hilbert curve, so that boxes around what follows each other are small.
+    static std::vector<std::size_t> nearTogether(const Outline& outline) {
+        using namespace Spatial::RTree;
+        const Shapes::GisExtent& all = outline.extent;
+        std::vector<std::pair<quint32, std::size_t>> order;
+        for (std::size_t i = 0; i < outline.rings.size(); ++i) {
+            const std::size_t middle = outline.rings[i].begin / 2 + outline.rings[i].end / 2;
+            order.emplace_back(hilbertKey(gridCoordinate(outline.x[middle], all.xMin(), all.xMax()),
+                                          gridCoordinate(outline.y[middle], all.yMin(), all.yMax())),
+                               i);
+        }
+        std::sort(order.begin(), order.end());
+        std::vector<std::size_t> rings;
+        for (const auto& [key, ring] : order) {
+            rings.push_back(ring);
+        }
+        return rings;
+    }
+
     void addBoxes() {
         const auto around = [](const Box& p, const Box& q) {
             return Box{std::min(p.xMin, q.xMin), std::min(p.yMin, q.yMin), std::max(p.xMax, q.xMax),
@@ -111,39 +137,72 @@ struct Start {
     int winding; ///< of the other polygon around it
 };
 
-void windAround(std::vector<Start>& starts, Which startsAre, const Outline& other) {
-    std::sort(starts.begin(), starts.end(), [](const Start& p, const Start& q) { return p.y < q.y; });
-    for (const Outline::Ring& ring : other.rings) {
-        if (ring.factor == 0 || starts.empty() || ring.high < starts.front().y ||
-            ring.low > starts.back().y) {
-            continue;
-        }
-        for (std::size_t v = ring.begin + 1; v < ring.end; ++v) {
-            const Edge edge{other.x[v - 1], other.y[v - 1], other.x[v], other.y[v]};
-            const double low = std::min(edge.y0, edge.y1);
-            const double high = std::max(edge.y0, edge.y1);
-            if (high < starts.front().y || low > starts.back().y) {
-                continue;
-            }
-            auto start = std::lower_bound(starts.begin(), starts.end(), low,
-                                          [](const Start& p, double y) { return p.y < y; });
-            for (; start != starts.end() && start->y <= high; ++start) {
-                const double y = start->y; // when equal, the one of b is above
-                const bool from = startsAre == Which::A ? edge.y0 >= y : edge.y0 > y;
-                const bool to = startsAre == Which::A ? edge.y1 >= y : edge.y1 > y;
-                if (from != to && sideOf(startsAre, start->x, y, edge) == (to ? 1 : -1)) {
-                    start->winding += to ? ring.factor : -ring.factor;
+/// The winding numbers of the other polygon around some starts.
+class WindAround : private PlaceWindings::Visitor {
+public:
+    WindAround(std::vector<Start>& starts, Which startsAre, const Outline& other, Work& work)
+        : m_starts(starts), m_startsAre(startsAre), m_other(other), m_work(work),
+          m_up(startsAre == Which::B ? 1.0 : -1.0) {}
+
+    void run() {
+        const auto [lowest, highest] = std::minmax_element(
+            m_starts.begin(), m_starts.end(), [](const Start& p, const Start& q) { return p.y < q.y; });
+        QList<QList<Shapes::GisShapePoint>> rings;
+        std::vector<int> numbers;
+        for (std::size_t i = 0; i < m_other.rings.size() && lowest != m_starts.end(); ++i) {
+            const Outline::Ring& ring = m_other.rings[i];
+            if (ring.factor != 0 && ring.high >= lowest->y && ring.low <= highest->y) {
+                rings.append(QList<Shapes::GisShapePoint>());
+                for (std::size_t v = ring.begin; v < ring.end; ++v) {
+                    rings.last().append({m_other.x[v], m_up * m_other.y[v]});
                 }
+                numbers.push_back(static_cast<int>(i));
             }
         }
+        if (rings.isEmpty()) {
+            return;
+        }
+        PlaceWindings windings;
+        for (qsizetype i = 0; i < rings.size(); ++i) {
+            windings.addRing(rings.at(i), numbers[static_cast<std::size_t>(i)]);
+        }
+        std::vector<PlaceWindings::Place> places;
+        for (const Start& start : m_starts) {
+            places.push_back({start.x, m_up * start.y});
+        }
+        windings.visit(places, *this);
     }
-}
+
+private:
+    bool isLeft(const Shapes::GisShapePoint& a, const Shapes::GisShapePoint& b,
+                const PlaceWindings::Place& place) override {
+        const Edge edge{a.x(), m_up * a.y(), b.x(), m_up * b.y()};
+        return sideOf(m_startsAre, place.x, m_up * place.y, edge) == (edge.y1 > edge.y0 ? -1 : 1);
+    }
+    void change(int ring, int by) override {
+        m_winding += by * m_other.rings[static_cast<std::size_t>(ring)].factor;
+    }
+    void arrive(int place) override {
+        m_starts[static_cast<std::size_t>(place)].winding = m_up > 0.0 ? m_winding : -m_winding;
+    }
+    void look(qint64 edges) override { m_work.add(edges); }
+
+    std::vector<Start>& m_starts;
+    Which m_startsAre;
+    const Outline& m_other;
+    Work& m_work;
+    /// A vertex as high as a place counts as below it. Where it is a vertex of b, which is moved up, all is
+    /// turned upside down.
+    double m_up;
+    int m_winding = 0;
+};
 
 class Integral {
 public:
-    Integral(const Outline& a, const Outline& b, const Box& extent)
-        : m_outlineA(a), m_outlineB(b), m_extent(extent), m_x(extent.xMin / 2 + extent.xMax / 2),
-          m_y(extent.yMin / 2 + extent.yMax / 2), m_a(a, extent), m_b(b, extent) {}
+    Integral(const Outline& a, const Outline& b, const Box& extent, Work& work)
+        : m_outlineA(a), m_outlineB(b), m_work(work), m_extent(extent),
+          m_x(extent.xMin / 2 + extent.xMax / 2), m_y(extent.yMin / 2 + extent.yMax / 2), m_a(a, extent),
+          m_b(b, extent) {}
 
     CommonArea run() {
         if (!m_a.edges.empty() &&
@@ -163,6 +222,7 @@ public:
 private:
     /// Every pair of nodes whose boxes meet.
     void join(std::size_t levelA, std::size_t i, std::size_t levelB, std::size_t j) {
+        m_work.add(1);
         if (!m_a.levels[levelA][i].meets(m_b.levels[levelB][j])) {
             return;
         }
@@ -182,6 +242,7 @@ private:
     }
 
     void cross(std::size_t i, std::size_t j) {
+        m_work.add(static_cast<qint64>(fanOut * fanOut));
         const std::size_t endA = std::min(fanOut * (i + 1), m_a.edges.size());
         const std::size_t endB = std::min(fanOut * (j + 1), m_b.edges.size());
         const Box& boxB = m_b.levels[0][j];
@@ -224,7 +285,7 @@ private:
     }
 
     /// The rest of the integral: each edge as if the winding number stayed what it is at its start.
-    long double along(const Chains& chains, Which which, const Outline& other) const {
+    long double along(const Chains& chains, Which which, const Outline& other) {
         std::vector<Start> starts;
         std::vector<int> windings(chains.chains.size(), 0);
         for (std::size_t c = 0; c < windings.size(); ++c) {
@@ -242,7 +303,7 @@ private:
                 starts.push_back({chains.edges[chain.begin].x0, chains.edges[chain.begin].y0, c, 0});
             }
         }
-        windAround(starts, which, other);
+        WindAround(starts, which, other, m_work).run();
         for (const Start& start : starts) {
             windings[start.chain] = start.winding;
         }
@@ -267,6 +328,7 @@ private:
 
     const Outline& m_outlineA;
     const Outline& m_outlineB;
+    Work& m_work;
     const Box m_extent;
     const long double m_x; ///< the origin; of this type, and so is all that is computed with it
     const long double m_y;
@@ -277,13 +339,14 @@ private:
 
 } // namespace
 
-CommonArea commonArea(const Outline& a, const Outline& b) {
+CommonArea commonArea(const Outline& a, const Outline& b, Work& work) {
     if (a.rings.empty() || b.rings.empty() || !a.extent.intersects(b.extent)) {
         return {};
     }
     return Integral(a, b,
                     {std::max(a.extent.xMin(), b.extent.xMin()), std::max(a.extent.yMin(), b.extent.yMin()),
-                     std::min(a.extent.xMax(), b.extent.xMax()), std::min(a.extent.yMax(), b.extent.yMax())})
+                     std::min(a.extent.xMax(), b.extent.xMax()), std::min(a.extent.yMax(), b.extent.yMax())},
+                    work)
         .run();
 }
 

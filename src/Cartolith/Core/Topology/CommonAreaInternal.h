@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Topology/OutlineInternal.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
 
 namespace Cartolith::Core::Topology::Internal {
 
@@ -21,7 +22,8 @@ struct CommonArea {
 /// the size of rounding.
 ///
 /// One pass over the vertices, then only edges that meet the common extent count; these are searched in boxes
-/// over consecutive ones.
-CommonArea commonArea(const Outline& a, const Outline& b);
+/// over consecutive ones. A ring within the common extent needs its first vertex' winding number, for which
+/// the other's rings are searched (PlaceWindings). \throws Stopped
+CommonArea commonArea(const Outline& a, const Outline& b, Work& work);
 
 } // namespace Cartolith::Core::Topology::Internal

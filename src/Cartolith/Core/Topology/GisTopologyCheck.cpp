@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
+#include <Cartolith/Core/Topology/NodingInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
@@ -11,6 +12,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <stdexcept>
 #include <string>
 #include <utility>
@@ -125,9 +127,8 @@ void scalePlaces(QList<GisShapeProblem>& problems, double scale) {
 
 } // namespace
 
-GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topology, const char* failing) {
-    // GEOS rounds the crossings it finds, after which its rings may cross again: one of 200 polygons on a
-    // coarse grid needs two rounds. It also returns holes wound like their shell, and vertices twice.
+GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topology, const char* failing,
+                                 double cell) {
     constexpr int mostRounds = 16;
     int round = 0;
     const auto countRound = [failing, &round] {
@@ -136,7 +137,14 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
         }
     };
     if (const double scale = workingScale(shape); scale != 1.0) {
-        GisShapeFix fix = fixedShape(*scaledCopy(shape, scale), topology, failing);
+        // Where the smallest double is no longer small beside the shape, it is what crossings are rounded to.
+        const std::unique_ptr<GisShape> larger = scaledCopy(shape, scale);
+        const double smallest = std::numeric_limits<double>::denorm_min() * scale;
+        const Shapes::GisExtent extent = larger->extent();
+        const double reach =
+            std::max(std::max(extent.xMax(), extent.yMax()), -std::min(extent.xMin(), extent.yMin()));
+        const double finest = smallest > 0x1p-46 * reach ? smallest : 0.0;
+        GisShapeFix fix = fixedShape(*larger, topology, failing, finest);
         scalePlaces(fix.changes, 1 / scale);
         if (fix.changes.isEmpty()) {
             fix.shape = shape.clone();
@@ -147,7 +155,7 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
             auto scaled = scaledCopy(*fix.shape, scale);
             isSound = Examination(*scaled, topology).problems().problems().isEmpty();
             if (!isSound) {
-                fix.shape = fixedShape(*scaled, topology, failing).shape;
+                fix.shape = fixedShape(*scaled, topology, failing, finest).shape;
             }
         }
         return fix;
@@ -167,14 +175,16 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
     }
     *parts = examination.parts();
     bool needsGeos = examination.needsGeos();
+    Work work(&topology);
     for (bool isSound = !needsGeos; !isSound;) {
         countRound();
         if (needsGeos) {
-            ValidArea valid = validArea(*parts, topology);
-            if (!valid.problem.isEmpty()) {
-                throw std::runtime_error(failing + valid.problem.toStdString());
+            try {
+                *parts = validArea(*parts, {cell, std::max(round - 3, 0)}, work);
+            } catch (const TooManyCrossings&) {
+                throw std::runtime_error(std::string(failing) +
+                                         "rings cross in more than 10 million places.");
             }
-            *parts = std::move(valid.rings);
         }
         const Examination again(*fix.shape, topology);
         *parts = again.parts();

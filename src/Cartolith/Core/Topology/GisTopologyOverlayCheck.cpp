@@ -38,8 +38,8 @@ long double expectedArea(long double a, long double b, long double both, Type ty
 
 /// How much of the plane the polygon covers more than once, or inside out: there, the square of a winding
 /// number is not the number.
-long double overlapOf(const Outline& outline) {
-    return std::fabs(Internal::commonArea(outline, outline).area - outline.area);
+long double overlapOf(const Outline& outline, Internal::Work& work) {
+    return std::fabs(Internal::commonArea(outline, outline, work).area - outline.area);
 }
 
 /// Of inputs made valid. NaN when GEOS cannot tell. \throws Stopped, or what the busy callback throws
@@ -58,29 +58,18 @@ double areaByGeos(const GisShape& a, const GisShape& b, Type type, const GisTopo
     return area;
 }
 
-} // namespace
-
-GisOverlayCheck GisTopology::CheckOverlay(const GisShape& a, const GisShape& b, Type type,
-                                          const GisShape& result) const {
+/// \throws Stopped, or what the busy callback throws
+GisOverlayCheck checkPolygons(const GisShapePolygon& a, const GisShapePolygon& b, Type type,
+                              const GisShapePolygon& result, const GisTopology& topology) {
     GisOverlayCheck check;
-    const auto* polygonA = dynamic_cast<const GisShapePolygon*>(&a);
-    const auto* polygonB = dynamic_cast<const GisShapePolygon*>(&b);
-    const auto* polygon = dynamic_cast<const GisShapePolygon*>(&result);
-    if (polygonA == nullptr || polygonB == nullptr) {
-        return check;
-    }
-    if (polygon == nullptr) {
-        check.plausible = false;
-        check.problem = QStringLiteral("the result is no polygon");
-        return check;
-    }
-    const auto reading = m_overlayEngine == GisOverlayEngine::Geos ? Internal::RingReading::Nesting
-                                                                   : Internal::RingReading::Winding;
-    const Outline outlineA = Internal::outlineOf(*polygonA, reading);
-    const Outline outlineB = Internal::outlineOf(*polygonB, reading);
-    const Outline outline = Internal::outlineOf(*polygon, Internal::RingReading::Nesting);
+    Internal::Work work(&topology);
+    const auto reading = topology.OverlayEngine() == GisOverlayEngine::Geos ? Internal::RingReading::Nesting
+                                                                            : Internal::RingReading::Winding;
+    const Outline outlineA = Internal::outlineOf(a, reading, work);
+    const Outline outlineB = Internal::outlineOf(b, reading, work);
+    const Outline outline = Internal::outlineOf(result, Internal::RingReading::Nesting, work);
     const OverlayScan scan = Internal::scanOverlay(outlineA, outlineB, outline, type, reading);
-    const Internal::CommonArea common = Internal::commonArea(outlineA, outlineB);
+    const Internal::CommonArea common = Internal::commonArea(outlineA, outlineB, work);
     const bool isKnown =
         scan.isSingle && outlineA.hasFactors && outlineB.hasFactors && !std::isnan(common.area);
     if (isKnown) {
@@ -110,15 +99,35 @@ GisOverlayCheck GisTopology::CheckOverlay(const GisShape& a, const GisShape& b, 
     }
     check.plausible = false;
     check.problem = QStringLiteral("the area of the result does not follow from those of the inputs");
-    if (off > allowed + 2 * (overlapOf(outlineA) + overlapOf(outlineB))) {
+    if (off > allowed + 2 * (overlapOf(outlineA, work) + overlapOf(outlineB, work))) {
         return check;
     }
     // An input crosses itself, by so little that the lines did not meet it. Rings cover what they wind round.
+    if (!(std::fabs(check.areaOfResult - areaByGeos(a, b, type, topology)) > allowed)) {
+        check.plausible = true;
+        check.problem.clear();
+    }
+    return check;
+}
+
+} // namespace
+
+GisOverlayCheck GisTopology::CheckOverlay(const GisShape& a, const GisShape& b, Type type,
+                                          const GisShape& result) const {
+    GisOverlayCheck check;
+    const auto* polygonA = dynamic_cast<const GisShapePolygon*>(&a);
+    const auto* polygonB = dynamic_cast<const GisShapePolygon*>(&b);
+    const auto* polygon = dynamic_cast<const GisShapePolygon*>(&result);
+    if (polygonA == nullptr || polygonB == nullptr) {
+        return check;
+    }
+    check.plausible = false;
+    if (polygon == nullptr) {
+        check.problem = QStringLiteral("the result is no polygon");
+        return check;
+    }
     try {
-        if (!(std::fabs(check.areaOfResult - areaByGeos(a, b, type, *this)) > allowed)) {
-            check.plausible = true;
-            check.problem.clear();
-        }
+        return checkPolygons(*polygonA, *polygonB, type, *polygon, *this);
     } catch (const Internal::Stopped&) {
         check.problem = QStringLiteral("the check was stopped");
     }

@@ -3,12 +3,16 @@
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
 #include <Cartolith/Core/Topology/CrossingsInternal.h>
 #include <Cartolith/Core/Topology/GeosInternal.h>
+#include <Cartolith/Core/Topology/NodingInternal.h>
+#include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/RingParityInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 #include <Cartolith/Core/Topology/WorkingScaleInternal.h>
 
 #include <algorithm>
+#include <set>
 #include <stdexcept>
+#include <string>
 #include <utility>
 
 namespace Cartolith::Core::Topology {
@@ -26,6 +30,9 @@ using Shapes::Internal::Ring;
 using ShapeList = std::vector<std::unique_ptr<GisShape>>;
 
 namespace {
+
+/// How the text of each failure begins.
+constexpr const char* splitFailing = "GisTopology::SplitByLine failed: ";
 
 struct Cut {
     GisBoundaryPosition at;
@@ -180,13 +187,37 @@ GisShapePolyline linesIn(const Internal::Box& box, const Boundary& lines) {
                     parts.append({{lines.vertex(i).x, lines.vertex(i).y}});
                 }
                 next = i + 1;
-                parts.last().append({lines.vertex(next).x, lines.vertex(next).y});
+                const GisShapePoint end(lines.vertex(next).x, lines.vertex(next).y);
+                if (!Internal::isSamePlace(parts.constLast().constLast(), end)) {
+                    parts.last().append(end);
+                }
             }
         }
         return Boundary::Step::Skip;
     });
-    parts.removeIf(isOnePlace);
+    parts.removeIf([](const QList<GisShapePoint>& part) { return part.size() < 2; });
     return found;
+}
+
+/// What lines cut each other into, each edge once.
+GeometryPtr nodedEdges(const QList<QList<GisShapePoint>>& lines, Internal::Work& work) {
+    using Place = std::pair<double, double>;
+    std::set<std::pair<Place, Place>> known;
+    auto edges = std::make_unique<OGRMultiLineString>();
+    for (const QList<GisShapePoint>& line : Internal::nodedLines(lines, {}, work)) {
+        for (qsizetype i = 1; i < line.size(); ++i) {
+            const Place from(line[i - 1].x(), line[i - 1].y());
+            const Place to(line[i].x(), line[i].y());
+            if (known.emplace(std::min(from, to), std::max(from, to)).second) {
+                auto edge = std::make_unique<OGRLineString>();
+                edge->addPoint(from.first, from.second);
+                edge->addPoint(to.first, to.second);
+                edges->addGeometryDirectly(edge.release());
+            }
+        }
+        work.add(16 * line.size());
+    }
+    return GeometryPtr(edges.release());
 }
 
 /// The pieces of one shell with its holes; none when it is not cut.
@@ -197,19 +228,22 @@ ShapeList cutPolygon(const GisShapePolygon& polygon, const Boundary& line, const
     if (cutting.isEmpty()) {
         return pieces;
     }
-    GisShapePolyline outline;
-    outline.parts() = polygon.parts();
+    Internal::Work work(&topology);
+    GeometryPtr edges;
+    try {
+        edges = nodedEdges(polygon.parts() + cutting.parts(), work);
+    } catch (const Internal::TooManyCrossings&) {
+        throw std::runtime_error(std::string(splitFailing) + Internal::tooManyCrossings);
+    }
     const Common::Internal::GdalErrorCapture capture;
     const Internal::GeosInterrupt interrupt(topology);
-    const GeometryPtr noded(geometryOf(outline)->Union(geometryOf(cutting).get()));
-    const GeometryPtr faces(noded == nullptr ? nullptr : noded->Polygonize());
+    const GeometryPtr faces(edges->Polygonize());
     interrupt.check();
     if (faces == nullptr) {
-        throw std::runtime_error(
-            "GisTopology::SplitByLine failed: " +
-            (capture.message().isEmpty() ? "GEOS gives no reason." : capture.message().toStdString()));
+        throw std::runtime_error(splitFailing + (capture.message().isEmpty()
+                                                     ? "GEOS gives no reason."
+                                                     : capture.message().toStdString()));
     }
-    Internal::Work work(&topology);
     for (OGRGeometry* face : *faces->toGeometryCollection()) {
         auto shapes = Serialization::Ogr::Internal::shapesOf(GeometryPtr(face->clone())).shapes;
         if (shapes.size() != 1) {
@@ -237,8 +271,7 @@ ShapeList cutPolygons(const GisShape& polygon, const GisShape& line, const GisTo
         }
         return pieces;
     }
-    const std::unique_ptr<GisShape> sound =
-        Internal::fixedShape(polygon, topology, "GisTopology::SplitByLine failed: ").shape;
+    const std::unique_ptr<GisShape> sound = Internal::fixedShape(polygon, topology, splitFailing).shape;
     const SegmentList segments(line);
     const Boundary cutting = bareBoundary(segments.lines());
     const QList<Ring>& rings = std::as_const(static_cast<GisShapePolygon&>(*sound)).parts();

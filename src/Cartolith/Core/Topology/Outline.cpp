@@ -66,7 +66,7 @@ int directionOf(const Outline::Ring& ring) {
 
 /// By the winding rule: what is wound round outside a ring is what the rings around it wind. A ring that
 /// changes that from one number to another that is not 0 does not count. False when rings cross.
-bool setWindingFactors(Outline& outline, const QList<RingNest>& nests) {
+bool setWindingFactors(Outline& outline, const QList<RingNest>& nests, Work& work) {
     const std::size_t count = outline.rings.size();
     std::vector<std::size_t> fromOutside(count);
     std::iota(fromOutside.begin(), fromOutside.end(), 0U);
@@ -95,7 +95,7 @@ bool setWindingFactors(Outline& outline, const QList<RingNest>& nests) {
         expected += std::fabs(ring.area) * weight * (weight + 2 * weightAround);
     }
     constexpr long double share = 1e-9L; // rings that touch cross by rounding
-    return std::fabs(commonArea(weighted, weighted).area - expected) <= share * expected;
+    return std::fabs(commonArea(weighted, weighted, work).area - expected) <= share * expected;
 }
 
 QList<Shapes::Internal::Ring> ringsOf(const Outline& outline) {
@@ -111,7 +111,7 @@ QList<Shapes::Internal::Ring> ringsOf(const Outline& outline) {
 
 } // namespace
 
-Outline outlineOf(const GisShapePolygon& polygon, RingReading reading) {
+Outline outlineOf(const GisShapePolygon& polygon, RingReading reading, Work& work) {
     Outline outline;
     for (const QList<GisShapePoint>& part : polygon.parts()) {
         addRing(outline, part);
@@ -129,7 +129,7 @@ Outline outlineOf(const GisShapePolygon& polygon, RingReading reading) {
     }
     // Shells that all run one way and holes that run the other are the same by either rule.
     if (reading == RingReading::Winding && !isUniform) {
-        outline.hasFactors = setWindingFactors(outline, nests);
+        outline.hasFactors = setWindingFactors(outline, nests, work);
     }
     for (const Outline::Ring& ring : outline.rings) {
         outline.area += ring.factor * ring.area;

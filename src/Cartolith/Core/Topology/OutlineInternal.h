@@ -2,6 +2,7 @@
 
 #include <Cartolith/Core/Shapes/GisExtent.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
 
 #include <cstddef>
 #include <vector>
@@ -35,7 +36,7 @@ struct Outline {
     long double area = 0.0L; ///< by the factors
 };
 
-/// Vertices that cannot be overlaid are left out, and rings of fewer than three corners.
-Outline outlineOf(const Shapes::GisShapePolygon& polygon, RingReading reading);
+/// Vertices that cannot be overlaid are left out, and rings of fewer than three corners. \throws Stopped
+Outline outlineOf(const Shapes::GisShapePolygon& polygon, RingReading reading, Work& work);
 
 } // namespace Cartolith::Core::Topology::Internal

@@ -2,6 +2,7 @@
 
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Topology/GisTopologyCombineType.h>
+#include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 
 #include <QList>
 #include <QPainterPath>
@@ -16,11 +17,6 @@ namespace Cartolith::Core::Topology::Internal {
 /// Farther out products of coordinates overflow, and neither engine is made for that.
 inline bool canOverlay(const Shapes::GisShapePoint& vertex) {
     return std::fabs(vertex.x()) <= 1e100 && std::fabs(vertex.y()) <= 1e100;
-}
-
-/// Exactly; the rings of an overlay know no tolerance.
-inline bool isSamePlace(const Shapes::GisShapePoint& a, const Shapes::GisShapePoint& b) {
-    return a.x() == b.x() && a.y() == b.y();
 }
 
 /// The ring without vertices equal to their predecessor, closed; empty when fewer than four are left, the

@@ -17,6 +17,11 @@ inline bool isFinite(const Shapes::GisShapePoint& p) {
     return std::isfinite(p.x()) && std::isfinite(p.y());
 }
 
+/// Exactly, without a tolerance.
+inline bool isSamePlace(const Shapes::GisShapePoint& a, const Shapes::GisShapePoint& b) {
+    return a.x() == b.x() && a.y() == b.y();
+}
+
 /// Open, as it is.
 double lengthOf(const QList<Shapes::GisShapePoint>& part);
 

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <limits>
 #include <utility>
+#include <vector>
 
 /// Strips across runs of a boundary: boxes of long slanted runs meet although these lie side by side.
 namespace Cartolith::Core::Topology::Internal {
@@ -46,5 +47,42 @@ inline std::pair<double, double> reachOf(const Boundary& boundary, const Boundar
 inline double largestCoordinate(const Box& box) {
     return std::max({std::abs(box.xMin), std::abs(box.yMin), std::abs(box.xMax), std::abs(box.yMax)});
 }
+
+/// Across each run of segments the strip that it lies in.
+class RunStrips {
+public:
+    explicit RunStrips(const Boundary& boundary)
+        : m_boundary(boundary),
+          m_margin(boundary.hasRuns()
+                       ? largestCoordinate(boundary.box()) * 0x1p-48 + std::numeric_limits<double>::min()
+                       : 0.0) {
+        m_strips.reserve(static_cast<std::size_t>(boundary.count(0)));
+        for (qsizetype i = 0; i < boundary.count(0); ++i) {
+            const Position across = acrossOf(boundary, boundary.run(i));
+            const auto [low, high] = reachOf(boundary, boundary.run(i), across);
+            m_strips.push_back({across, low, high});
+        }
+    }
+
+    bool mayMeet(qsizetype a, qsizetype b) const { return !liesBeside(a, b) && !liesBeside(b, a); }
+
+private:
+    struct Strip {
+        Position across;
+        double low;
+        double high;
+    };
+
+    /// Beyond what rounding may have moved; false where something is not a number.
+    bool liesBeside(qsizetype a, qsizetype b) const {
+        const Strip& strip = m_strips[static_cast<std::size_t>(b)];
+        const auto [low, high] = reachOf(m_boundary, m_boundary.run(a), strip.across);
+        return low - strip.high > m_margin || strip.low - high > m_margin;
+    }
+
+    const Boundary& m_boundary;
+    double m_margin;
+    std::vector<Strip> m_strips;
+};
 
 } // namespace Cartolith::Core::Topology::Internal

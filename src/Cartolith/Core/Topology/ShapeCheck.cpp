@@ -1,8 +1,8 @@
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/RunStripInternal.h>
+#include <Cartolith/Core/Topology/SegmentMeetingInternal.h>
 #include <Cartolith/Core/Topology/SegmentPairsInternal.h>
-#include <Cartolith/Core/Topology/SegmentTestsInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 
 #include <algorithm>
@@ -37,10 +37,6 @@ constexpr std::array<KindTexts, 11> kindTexts{{
     {"The area is not valid.", "The area was made valid."},
 }};
 
-bool isSame(const GisShapePoint& a, const GisShapePoint& b) {
-    return a.x() == b.x() && a.y() == b.y();
-}
-
 struct Vertex {
     GisShapePoint point;
     int index;
@@ -55,7 +51,7 @@ std::vector<Vertex> soundVertices(const QList<GisShapePoint>& part, int number, 
             problems.add(GisShapeProblemKind::NotANumber, {}, number, i);
         } else if (!isFinite(vertex)) {
             problems.add(GisShapeProblemKind::Infinite, vertex, number, i);
-        } else if (!kept.empty() && isSame(kept.back().point, vertex)) {
+        } else if (!kept.empty() && isSamePlace(kept.back().point, vertex)) {
             problems.add(GisShapeProblemKind::RepeatedVertex, vertex, number, i);
         } else {
             kept.push_back({vertex, i});
@@ -91,14 +87,14 @@ std::vector<Vertex> withoutSpikes(const std::vector<Vertex>& ring, int part, Pro
             complain(kept.back());
             kept.pop_back();
         }
-        if (kept.empty() || !isSame(kept.back().point, vertex.point)) {
+        if (kept.empty() || !isSamePlace(kept.back().point, vertex.point)) {
             kept.push_back(vertex);
         }
     }
     auto first = kept.begin();
     for (bool isDone = false; !isDone && kept.end() - first > 2;) {
         isDone = true;
-        if (isSame(first->point, kept.back().point)) {
+        if (isSamePlace(first->point, kept.back().point)) {
             kept.pop_back();
             isDone = false;
         } else if (isSpike(kept[kept.size() - 2].point, kept.back().point, first->point)) {
@@ -113,99 +109,6 @@ std::vector<Vertex> withoutSpikes(const std::vector<Vertex>& ring, int part, Pro
     }
     kept.erase(kept.begin(), first);
     return kept;
-}
-
-bool liesBetween(const GisShapePoint& p, const GisShapePoint& a, const GisShapePoint& b) {
-    return std::min(a.x(), b.x()) <= p.x() && p.x() <= std::max(a.x(), b.x()) &&
-           std::min(a.y(), b.y()) <= p.y() && p.y() <= std::max(a.y(), b.y());
-}
-
-/// Across each run of segments the strip that it lies in.
-class Strips {
-public:
-    explicit Strips(const Boundary& boundary)
-        : m_boundary(boundary),
-          m_margin(boundary.hasRuns()
-                       ? largestCoordinate(boundary.box()) * 0x1p-48 + std::numeric_limits<double>::min()
-                       : 0.0) {
-        m_strips.reserve(static_cast<std::size_t>(boundary.count(0)));
-        for (qsizetype i = 0; i < boundary.count(0); ++i) {
-            const Position across = acrossOf(boundary, boundary.run(i));
-            const auto [low, high] = reachOf(boundary, boundary.run(i), across);
-            m_strips.push_back({across, low, high});
-        }
-    }
-
-    bool mayMeet(qsizetype a, qsizetype b) const { return !liesBeside(a, b) && !liesBeside(b, a); }
-
-private:
-    struct Strip {
-        Position across;
-        double low;
-        double high;
-    };
-
-    /// Beyond what rounding may have moved; false where something is not a number.
-    bool liesBeside(qsizetype a, qsizetype b) const {
-        const Strip& strip = m_strips[static_cast<std::size_t>(b)];
-        const auto [low, high] = reachOf(m_boundary, m_boundary.run(a), strip.across);
-        return low - strip.high > m_margin || strip.low - high > m_margin;
-    }
-
-    const Boundary& m_boundary;
-    double m_margin;
-    std::vector<Strip> m_strips;
-};
-
-enum class Meeting { None, Touch, Cross, Along };
-
-/// How two segments meet, without rounding, and about where.
-Meeting meetingOf(const Segment& a, const Segment& b, GisShapePoint& place) {
-    if ((isSame(*a.start, *b.start) && isSame(*a.end, *b.end)) ||
-        (isSame(*a.start, *b.end) && isSame(*a.end, *b.start))) {
-        place = *a.start;
-        return Meeting::Along;
-    }
-    // One end in common: very often, and of points on one line exact orientation is slow.
-    for (const auto& [end, other] : {std::pair(a.start, a.end), std::pair(a.end, a.start)}) {
-        const bool isStart = isSame(*end, *b.start);
-        if ((isStart || isSame(*end, *b.end)) &&
-            orientation(*end, *other, isStart ? *b.end : *b.start) != 0) {
-            place = *end;
-            return Meeting::Touch;
-        }
-    }
-    const int a1 = orientation(*b.start, *b.end, *a.start);
-    const int a2 = orientation(*b.start, *b.end, *a.end);
-    const int b1 = orientation(*a.start, *a.end, *b.start);
-    const int b2 = orientation(*a.start, *a.end, *b.end);
-    if (a1 * a2 > 0 || b1 * b2 > 0) {
-        return Meeting::None;
-    }
-    if (a1 * a2 < 0 && b1 * b2 < 0) {
-        const Position at =
-            crossingOf(positionOf(*a.start), positionOf(*a.end), positionOf(*b.start), positionOf(*b.end));
-        place = GisShapePoint(at.x, at.y);
-        return Meeting::Cross;
-    }
-    const GisShapePoint* found = nullptr;
-    bool isAlong = false;
-    const auto take = [&](const GisShapePoint& p, int side, const GisShapePoint& from,
-                          const GisShapePoint& to) {
-        if (side == 0 && liesBetween(p, from, to)) {
-            isAlong = isAlong || (found != nullptr && !isSame(*found, p));
-            found = found == nullptr ? &p : found;
-        }
-    };
-    take(*a.start, a1, *b.start, *b.end);
-    take(*a.end, a2, *b.start, *b.end);
-    take(*b.start, b1, *a.start, *a.end);
-    take(*b.end, b2, *a.start, *a.end);
-    if (found == nullptr) {
-        return Meeting::None;
-    }
-    place = *found;
-    return isAlong ? Meeting::Along : Meeting::Touch;
 }
 
 } // namespace
@@ -240,7 +143,7 @@ Ring cleanLine(const QList<GisShapePoint>& line, int part, ProblemList& problems
 Ring cleanRing(const QList<GisShapePoint>& ring, int part, ProblemList& problems) {
     std::vector<Vertex> kept = soundVertices(ring, part, problems);
     Ring clean;
-    if (kept.size() > 1 && isSame(kept.front().point, kept.back().point)) {
+    if (kept.size() > 1 && isSamePlace(kept.front().point, kept.back().point)) {
         kept.pop_back();
     } else if (kept.size() > 2) {
         problems.add(GisShapeProblemKind::OpenRing, kept.back().point, part, kept.back().index);
@@ -269,7 +172,7 @@ void findRingCrossings(const QList<Ring>& rings, const QList<int>& partOf, const
     };
     Work work(&topology);
     const SegmentPairs pairs(list, list, 0.0, Boundary::Boxes::Bare);
-    const Strips strips(pairs.boundaryA());
+    const RunStrips strips(pairs.boundaryA());
     const qsizetype runCount = pairs.boundaryA().count(0);
     std::vector<std::pair<std::size_t, std::size_t>> found;
     GisShapePoint last;
@@ -287,22 +190,20 @@ void findRingCrossings(const QList<Ring>& rings, const QList<int>& partOf, const
         pairs.visitOfRun(
             run, others, work, [&](qsizetype other) { return strips.mayMeet(run, other); },
             [&](std::size_t i, std::size_t j) {
-                GisShapePoint place;
                 if (j < i || areNeighbours(segments[i], segments[j])) {
                     return;
                 }
-                const Meeting meeting = meetingOf(segments[i], segments[j], place);
+                using Kind = SegmentMeeting::Kind;
+                const Kind kind = meetingOf(segments[i], segments[j]).kind;
                 // Rings may touch each other.
-                if (meeting != Meeting::None &&
-                    (meeting != Meeting::Touch || segments[i].part == segments[j].part)) {
+                if (kind != Kind::None && (kind != Kind::Touch || segments[i].part == segments[j].part)) {
                     found.emplace_back(i, j);
                 }
             });
         std::sort(found.begin(), found.end());
         for (const auto& [i, j] : found) {
-            GisShapePoint place;
-            meetingOf(segments[i], segments[j], place);
-            if (!isSame(last, place)) { // four segments meet where a ring touches itself
+            const GisShapePoint place = pointOf(meetingOf(segments[i], segments[j]).places[0]);
+            if (!isSamePlace(last, place)) { // four segments meet where a ring touches itself
                 const Segment& s = segments[i];
                 problems.add(s.part == segments[j].part ? GisShapeProblemKind::SelfCrossing
                                                         : GisShapeProblemKind::RingsCross,

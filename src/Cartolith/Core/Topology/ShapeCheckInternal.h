@@ -41,7 +41,9 @@ void findRingCrossings(const QList<Shapes::Internal::Ring>& rings, const QList<i
 /// Rings wound the other way than nesting asks for, which are reversed in place. The largest one is right.
 void windByNesting(QList<Shapes::Internal::Ring>& rings, const QList<int>& partOf, ProblemList& problems);
 
-/// What FixShape() returns. \throws Stopped; std::runtime_error of which the text begins with `failing`
-GisShapeFix fixedShape(const Shapes::GisShape& shape, const GisTopology& topology, const char* failing);
+/// What FixShape() returns. Vertices made where rings cross are multiples of `cell`, of which all coordinates
+/// are, unless that is 0. \throws Stopped; std::runtime_error of which the text begins with `failing`
+GisShapeFix fixedShape(const Shapes::GisShape& shape, const GisTopology& topology, const char* failing,
+                       double cell = 0.0);
 
 } // namespace Cartolith::Core::Topology::Internal

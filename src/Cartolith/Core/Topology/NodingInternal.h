@@ -1,0 +1,38 @@
+#pragma once
+
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Topology/WorkInternal.h>
+
+#include <QList>
+
+namespace Cartolith::Core::Topology::Internal {
+
+/// Never leaves the library.
+struct TooManyCrossings {};
+
+/// What is told about it.
+inline constexpr const char* tooManyCrossings = "there are more than 10 million crossings.";
+
+/// The grid on which noding begins.
+struct NodingGrid {
+    /// Of a cell, a power of two of which all coordinates are multiples; 0 where any double will do.
+    double smallest = 0.0;
+    /// From 1 on: cells of 2^-46 of the largest coordinate, of 16 times that and so on.
+    int level = 0;
+};
+
+/// The lines with vertices wherever they meet, so that two of their segments are the same or have nothing but
+/// ends in common. A crossing becomes a vertex at the nearest doubles; by that segments turn a little and may
+/// cross again, so there are rounds, mostly two.
+///
+/// Vertices stay as they are, bit for bit, but for lines that cross after 6 rounds still, because segments
+/// all but lie on each other. These go onto the grid of the next level, by snap rounding (J. Hobby, 1999): a
+/// segment that passes a vertex within half a cell goes through it. At level 13 one cell holds everything.
+/// A segment that passes a vertex by a few roundings goes through it without a grid, too.
+///
+/// Lines keep their place in the list; of one that a grid has made a single place of nothing is left. Lines
+/// have two or more vertices, finite and none equal to the one before. \throws Stopped, TooManyCrossings
+QList<QList<Shapes::GisShapePoint>> nodedLines(const QList<QList<Shapes::GisShapePoint>>& lines,
+                                               const NodingGrid& grid, Work& work);
+
+} // namespace Cartolith::Core::Topology::Internal
