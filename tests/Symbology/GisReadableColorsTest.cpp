@@ -5,6 +5,7 @@
 #include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
 #include <Cartolith/Core/Symbology/GisReadableColors.h>
 
+#include <QSet>
 #include <gtest/gtest.h>
 
 #include <algorithm>
@@ -59,6 +60,7 @@ TEST(GisColorPerception, SeesContrastAndKindsOfEyes) {
     EXPECT_TRUE(std::isnan(Perception::contrast("redd", "#FFFFFF")));
     EXPECT_TRUE(std::isnan(Perception::difference("#FFFFFF", "")));
     EXPECT_TRUE(std::isinf(Perception::leastDifference({"#123456"})));
+    EXPECT_TRUE(std::isnan(Perception::leastDifference({"#123456", "redd", "#000000"})));
     // Green and red, which are much the same without cones for green; grey is grey to everybody.
     EXPECT_GT(Perception::difference("#2CA02C", "#D62728"), 50.0);
     EXPECT_LT(Perception::difference("#2CA02C", "#D62728", GisColorVision::Deuteranopia), 8.0);
@@ -120,7 +122,12 @@ TEST(GisReadableColors, GiveCategoriesThatEveryEyeCanTell) {
     EXPECT_EQ(GisReadableColors::categories(3, "?"), GisReadableColors::categories(40, "#FFFFFF").first(3));
     EXPECT_TRUE(GisReadableColors::categories(-1, "#FFFFFF").isEmpty());
     EXPECT_TRUE(GisReadableColors::categories(5, "#FFFFFF", 30.0).isEmpty());
-    EXPECT_EQ(GisReadableColors::categories(300, "#FFFFFF").size(), 300);
+    for (const double contrast : {3.0, 9.5}) { // more categories than colours of that kind
+        const QList<QString> many = GisReadableColors::categories(600, "#FFFFFF", contrast);
+        const qsizetype different = QSet<QString>(many.begin(), many.end()).size();
+        EXPECT_EQ(many.mid(different, different), many.first(different)) << "they repeat in order";
+        EXPECT_EQ(many.size(), 600);
+    }
 }
 
 TEST(GisDefaultSymbolStyles, HaveARampForLinesAndPoints) {

@@ -315,6 +315,10 @@ TEST(SymbolRenderers, LegendsFollowTheRenderersAndCount) {
         }
     }
     EXPECT_EQ(rules->legendItems().constFirst().count, -1) << "not counted";
+    struct Own : GisSimpleSymbolRenderer {
+        qsizetype legendIndexForFeature(const GisSymbolContext& /*context*/) const override { return -1; }
+    };
+    EXPECT_EQ(Own().countedLegendItems(all).constFirst().count, -1) << "it does not tell";
 }
 
 TEST(GisLayerStyle, CopiesPartWhenOneIsChanged) {
