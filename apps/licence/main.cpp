@@ -88,7 +88,7 @@ int print(const LicenceVerdict& verdict) {
         std::printf("licence    %s, serial %lld\nholder     %s\n", qPrintable(verdict.id),
                     static_cast<long long>(verdict.serial), qPrintable(verdict.holder));
     }
-    const bool permits = verdict.state == LicenceState::Valid || verdict.state == LicenceState::Grace;
+    const bool permits = isPermitting(verdict.state);
     if (permits) {
         std::printf("permits    %s\nends       %s\nrefresh by %s\n",
                     qPrintable(verdict.features.join(QStringLiteral(", "))),

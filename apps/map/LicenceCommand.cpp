@@ -9,6 +9,7 @@
 #include <cstdio>
 
 using Cartolith::Core::Licensing::LicenceManager;
+using Cartolith::Core::Licensing::LicenceState;
 using Cartolith::Core::Licensing::LicenceVerdict;
 
 QString Commands::licenceHelp() {
@@ -41,7 +42,7 @@ int Commands::licence(const QStringList& arguments) {
         std::printf("%-12s %s\n", "permits", qPrintable(verdict.features.join(QStringLiteral(", "))));
     }
     if (verdict.until != LicenceVerdict::never) {
-        std::printf("%-12s %s\n", verdict.features.isEmpty() ? "begins" : "ends",
+        std::printf("%-12s %s\n", verdict.state == LicenceState::NotYetValid ? "begins" : "ends",
                     qPrintable(QDateTime::fromSecsSinceEpoch(verdict.until, Qt::UTC).toString(Qt::ISODate)));
     }
     std::printf("%-12s %s\n", "keys trusted",

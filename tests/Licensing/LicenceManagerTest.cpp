@@ -1,3 +1,4 @@
+#include "Commands.h"
 #include "LicenceManagerFixture.h"
 
 #include <Cartolith/Core/Licensing/LicenceDecision.h>
@@ -92,6 +93,23 @@ TEST_F(LicenceManagerTest, StoresWhatIsSignedAndNewer) {
     manager.remove();
     EXPECT_EQ(manager.use(licenceOf("given")).state, LicenceState::Expired);
     EXPECT_TRUE(manager.verdict().isClockBehind);
+}
+
+// Also of one that permits nothing by itself.
+TEST_F(LicenceManagerTest, TheProgramSaysWhetherALicenceBeginsOrEnds) {
+    Licence licence = TestLicences::licence();
+    licence.features.clear();
+    LicenceManager::setCurrent(std::make_shared<LicenceManager>(m_settings));
+    for (const auto& [now, line] : {std::pair(m_now, "\nends         2026-06-15T00:00:00Z\n"),
+                                    std::pair(licence.notBefore - 1, "\nbegins       2026-01-01T00:00:00Z\n")}) {
+        licence.issued = m_now = now;
+        LicenceManager::current()->use(TestLicences::signedText(licence));
+        testing::internal::CaptureStdout();
+        EXPECT_EQ(Commands::licence({}), 0);
+        const std::string output = testing::internal::GetCapturedStdout();
+        EXPECT_NE(output.find(line), std::string::npos) << output;
+    }
+    LicenceManager::setCurrent(nullptr);
 }
 
 TEST_F(LicenceManagerTest, WhatCannotBeStoredIsNotLost) {

@@ -1,14 +1,7 @@
 #include "DataFolder.h"
-#include "TestLicences.h"
+#include "LicenceManagerFixture.h"
 
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
-#include <Cartolith/Core/Licensing/LicenceManager.h>
-
-#include <QFile>
-#include <QTemporaryDir>
-#include <gtest/gtest.h>
-
-#include <stdexcept>
 
 using namespace Cartolith::Core;
 
@@ -16,14 +9,16 @@ namespace {
 
 const QString dem = QStringLiteral(CARTOLITH_DATA_DIR "/olinda-dem-utm25s.tif");
 
-void writeVrt(const QString& path, const QString& source) {
-    QFile file(path);
-    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+/// The path of a virtual raster with this source.
+QString vrt(const QTemporaryDir& folder, const char* name, const QString& source) {
+    QFile file(folder.filePath(name));
+    EXPECT_TRUE(file.open(QIODevice::WriteOnly));
     file.write(QStringLiteral("<VRTDataset rasterXSize=\"111\" rasterYSize=\"111\"><VRTRasterBand dataType=\"Float32\" "
                               "band=\"1\"><SimpleSource><SourceFilename>%1</SourceFilename><SourceBand>1</SourceBand>"
                               "</SimpleSource></VRTRasterBand></VRTDataset>")
                    .arg(source)
                    .toUtf8());
+    return file.fileName();
 }
 
 std::string openingOf(const QString& path) {
@@ -34,25 +29,18 @@ std::string openingOf(const QString& path) {
     }
 }
 
+using RasterLicence = LicenceManagerFixture;
+
 // GTiff stands for a proprietary driver here.
-TEST(RasterLicence, GovernsListedDriversAlsoWithinVirtualRasters) {
-    const QTemporaryDir folder;
-    writeVrt(folder.filePath("one.vrt"), dem);
-    writeVrt(folder.filePath("two.vrt"), folder.filePath("one.vrt"));
-    writeVrt(folder.filePath("loop.vrt"), folder.filePath("loop.vrt"));
-    writeVrt(folder.filePath("part.vrt"), "GTIFF_DIR:1:" + dem); // no file of this name
-    qint64 now = 1'772'323'200;
-    Licensing::LicenceSettings settings;
-    settings.keys = TestLicences::keys();
-    settings.cacheFolder = folder.filePath("cache");
-    settings.systemFile.clear();
-    settings.environment = [](const char*) { return QByteArray(); };
-    settings.clock = [&] { return now; };
-    settings.drivers = {QStringLiteral("GTiff")};
-    const auto manager = std::make_shared<Licensing::LicenceManager>(settings);
-    Licensing::LicenceManager::setCurrent(manager);
-    const QStringList rasters{dem, folder.filePath("one.vrt"), folder.filePath("two.vrt"), folder.filePath("part.vrt"),
+TEST_F(RasterLicence, GovernsListedDriversAlsoWithinVirtualRasters) {
+    const QString one = vrt(m_folder, "one.vrt", dem);
+    const QString loop = vrt(m_folder, "loop.vrt", m_folder.filePath("loop.vrt"));
+    const QStringList rasters{dem, one, vrt(m_folder, "two.vrt", one),
+                              vrt(m_folder, "part.vrt", "GTIFF_DIR:1:" + dem), // no file of this name
                               "vrt://" + dem};
+    m_settings.drivers = QStringList{"GTiff"};
+    const auto manager = std::make_shared<Licensing::LicenceManager>(m_settings);
+    Licensing::LicenceManager::setCurrent(manager);
     for (const QString& raster : rasters) {
         const std::string refusal = openingOf(raster);
         EXPECT_NE(refusal.find("need a licence that permits 'raster.GTiff'. No licence is installed."),
@@ -65,8 +53,8 @@ TEST(RasterLicence, GovernsListedDriversAlsoWithinVirtualRasters) {
     for (const QString& raster : rasters) {
         EXPECT_EQ(openingOf(raster), "open");
     }
-    openingOf(folder.filePath("loop.vrt")); // comes back
-    now = *licence.expires;
+    openingOf(loop); // comes back
+    m_now = *licence.expires;
     EXPECT_NE(openingOf(dem).find("expired"), std::string::npos);
     Licensing::LicenceManager::setCurrent(nullptr);
     EXPECT_EQ(openingOf(dem), "open");

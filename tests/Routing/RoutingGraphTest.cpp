@@ -1,7 +1,6 @@
 #include "RoutingTestData.h"
 
 #include <Cartolith/Core/Routing/RoutingGraph.h>
-#include <Cartolith/Core/Routing/RoutingSolution.h>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
@@ -28,23 +27,11 @@ TEST(RoutingValues, KeepTheirPromises) {
     EXPECT_TRUE(RoutingTimeWindow(7, RoutingTimeWindow::noClosing).isOpen());
     const RoutingTimeWindow moment(5, 5);
     EXPECT_TRUE(!moment.isOpen() && moment.contains(5) && !moment.contains(4.999) && !moment.contains(nan));
-    EXPECT_EQ(edge(0, 1, 100, 36).travelTime(), 10);
-    EXPECT_EQ(edge(0, 1, 100, -1).travelTime(), 0);
     RoutingNode depot;
     for (const auto& [value, expected] : {std::pair<QVariant, bool>{true, true}, {"false", false}, {1, true}}) {
         depot.attributes["depot"] = value;
         EXPECT_EQ(depot.isDepot(), expected) << value.toString().toStdString();
     }
-    RoutingSolution solution;
-    EXPECT_EQ(solution.totalTime() + solution.totalDistance() + solution.vehiclesUsed(), 0);
-    solution.routes.resize(3);
-    solution.routes[0].geometry = solution.routes[2].geometry = {{0, 0}, {1, 1}};
-    solution.routes[0].totalDistance = 2;
-    solution.routes[1].totalDistance = 3;
-    solution.routes[1].totalTime = 4;
-    EXPECT_EQ(solution.vehiclesUsed(), 2);
-    EXPECT_EQ(solution.totalDistance(), 5);
-    EXPECT_EQ(solution.totalTime(), 4);
 }
 
 TEST(RoutingGraph, GivesIdsAndKeepsItsListsInOrder) {

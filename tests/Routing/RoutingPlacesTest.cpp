@@ -164,6 +164,11 @@ TEST(RoutingSearch, TurnsAreThoseOfTheLines) {
     EXPECT_EQ(route.geometry[route.legs[1].firstPoint], RoutingPoint(100, 0.004));
     graph.findNode(1)->id = 1'000'000'000; // the caller's affair: the node is found by its key
     EXPECT_EQ(RoutingSearch::aStarRoute(graph, 0, 3).totalDistance, route.totalDistance);
+    for (const double side : {1.0, -1.0}) { // and back on itself
+        graph.buildFromPolylines({{{0, 0}, {9 * side, 0}}, {{9 * side, 0}, {5 * side, 0}, {5 * side, 7}}},
+                                 {{{"AD", "A"}}, {{"AD", "B"}}}, 0.01, false);
+        EXPECT_EQ(RoutingDijkstra::shortestRoute(graph, 0, 2).legs.constLast().turn, 180.0) << side;
+    }
 }
 
 TEST(RoutingIsochrone, CutsEdgesAtTheLimit) {

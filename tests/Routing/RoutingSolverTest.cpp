@@ -80,6 +80,9 @@ TEST(RoutingSolver, ObeysWindowsAndSaysWhatItCannotServe) {
     EXPECT_THAT(messages(RoutingSolver::solve(graph, {stop(1, 5)}, {{0, 1, {}}, {98, 9, {}}})),
                 ElementsAre("Not served: stop 0, because it is too much for any vehicle that gets there."));
     EXPECT_EQ(RoutingSolver::solve(graph, {stop(1)}, {}).violations.size(), 1);
+    const auto two = RoutingSolver::solve(graph, {stop(1), stop(2)}, {{0, 1, {}}, {0, 1, {}}, {0, 1, {}}}).solution;
+    EXPECT_THAT((std::array{two.totalTime(), two.totalDistance(), 1.0 * two.vehiclesUsed()}),
+                ElementsAre(360, 3600, 2));
     EXPECT_THROW(RoutingSolver::solve(graph, {stop(1, 0, {0, nan})}, {}), std::invalid_argument);
     EXPECT_THROW(RoutingSolver::solve(graph, {}, {{0, nan, {}}}), std::invalid_argument);
     EXPECT_THROW(RoutingSolver::solve(graph, {}, {{0, 1, {nan, 1}}}), std::invalid_argument);

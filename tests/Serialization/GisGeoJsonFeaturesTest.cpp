@@ -208,6 +208,8 @@ TEST(GeoJsonFeatures, ValuesAreWrittenAsJsonHasThem) {
         {1e20, "1e+20"},
         {18446744073709551615ULL, "18446744073709552000"},
         {-9223372036854775807LL - 1, "-9223372036854775808"},
+        {QVariant::fromValue(-3L), "-3"},
+        {QVariant::fromValue(3UL), "3"},
         {QVariantList{NAN, QVariant(), 1}, "[null,null,1]"},
         {QVariantMap{{"a", QVariantHash{{"b", INFINITY}}}}, R"({"a":{"b":null}})"},
         {QStringList{"a", "b"}, R"(["a","b"])"},

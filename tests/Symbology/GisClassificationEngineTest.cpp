@@ -250,6 +250,7 @@ TEST(GisClassificationEngine, JudgesTheFitOfClasses) {
         {{4, 4}, {low, high}, 1.0, {2, 0}, 0},
         {{100, nan}, {low}, nan, {0}, 1},
         {{1}, {}, nan, {}, 1},
+        {{-1e308, 0, 1e308}, {{-1e308, 1e308, true, true, {}}}, nan, {3}, 0}, // the squares are beyond all numbers
         // Sums of squares that are not about the mean would be nothing but rounding here.
         {{1e9 + 1, 1e9 + 3, 1e9 + 5, 1e9 + 9}, farAway, 1.0 - 10.0 / 35.0, {2, 2}, 0},
     };

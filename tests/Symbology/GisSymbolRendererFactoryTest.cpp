@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
+#include <Cartolith/Core/Symbology/GisColorPerception.h>
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
 #include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
 #include <Cartolith/Core/Symbology/GisSymbolRendererFactory.h>
@@ -11,7 +12,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <array>
 #include <cmath>
 #include <functional>
 
@@ -174,35 +174,20 @@ TEST(GisSymbolRendererFactory, EveryMethodPutsEveryCountryWithAValueInAClass) {
     }
 }
 
-/// WCAG 2: relative luminance of an sRGB colour, and the contrast ratio of two.
-double luminance(const QString& color) {
-    std::array<int, 3> rgb{};
-    EXPECT_TRUE(GisColorRamp::parseColor(color, rgb[0], rgb[1], rgb[2])) << qPrintable(color);
-    const auto linear = [](int channel) {
-        const double c = channel / 255.0;
-        return c <= 0.04045 ? c / 12.92 : std::pow((c + 0.055) / 1.055, 2.4);
-    };
-    return 0.2126 * linear(rgb[0]) + 0.7152 * linear(rgb[1]) + 0.0722 * linear(rgb[2]);
-}
-
-double contrast(const QString& a, const QString& b) {
-    const auto [darker, lighter] = std::minmax({luminance(a), luminance(b)});
-    return (lighter + 0.05) / (darker + 0.05);
-}
-
 TEST(GisDefaultSymbolStyles, TextAndLinesStandOutFromWhatTheyLieOn) {
     EXPECT_EQ(GisDefaultSymbolStyles::names(),
               (QStringList{"SoftProfessional", "ClassicGIS", "Dark", "Blueprint", "MidnightBlue", "Monochrome"}));
-    EXPECT_NEAR(contrast("#FFFFFF", "#000000"), 21.0, 1e-9);
+    const auto contrast = GisColorPerception::contrast;
     for (const GisSymbolTheme& theme : GisDefaultSymbolStyles::themes()) {
         SCOPED_TRACE(theme.name.toStdString());
         EXPECT_GE(contrast(theme.textColor, theme.backgroundColor), 4.5);
         EXPECT_GE(contrast(theme.lineStyle.lineColor(), theme.backgroundColor), 3.0);
         EXPECT_GE(contrast(theme.areaStyle.lineColor(), theme.backgroundColor), 3.0) << "outline of areas";
         EXPECT_GE(contrast(theme.areaStyle.lineColor(), theme.areaStyle.fillColor()), 2.0) << "between areas";
-        for (const QString& color : theme.lineRamp.colors(9)) {
+        for (const QString& color : theme.lineRamp.colors(100)) {
             EXPECT_GE(contrast(color, theme.backgroundColor), 3.0) << qPrintable(color);
         }
+        EXPECT_GE(GisColorPerception::leastDifference(theme.lineRamp.colors(5)), 7.0);
         EXPECT_GE(contrast(theme.pointStyle.pointColor(), theme.backgroundColor), 3.0);
         for (const GisLayerStyle& style : {theme.pointStyle, theme.lineStyle, theme.areaStyle}) {
             EXPECT_GE(contrast(style.labelColor(), theme.backgroundColor), 4.5);

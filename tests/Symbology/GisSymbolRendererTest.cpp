@@ -255,11 +255,7 @@ TEST(GisRuleBasedSymbolRenderer, TheFirstEnabledRuleWinsAcrossFields) {
 }
 
 TEST(GisRuleBasedSymbolRenderer, Labels) {
-    const char* const texts[] = {
-        "=", "!=", ">", ">=", "<", "<=", "contains", "starts with", "ends with", "is null", "is not null", "="};
-    for (int op = 0; op < 12; ++op) {
-        EXPECT_EQ(GisRuleBasedSymbolRenderer::operatorText(static_cast<Op>(op)), texts[op]);
-    }
+    EXPECT_EQ(GisRuleBasedSymbolRenderer::operatorText(static_cast<Op>(11)), "=");
     EXPECT_EQ(GisRuleBasedSymbolRenderer::ruleLabel({"class", Op::Equals, "road", {}, {}}), "class = road");
     EXPECT_EQ(GisRuleBasedSymbolRenderer::ruleLabel({"population", Op::IsNull, 7, {}, {}}), "population is null");
     EXPECT_EQ(GisRuleBasedSymbolRenderer::ruleLabel({"%2", Op::Equals, "%1", {}, {}}), "%2 = %1");
@@ -315,6 +311,10 @@ TEST(SymbolRenderers, LegendsFollowTheRenderersAndCount) {
         }
     }
     EXPECT_EQ(rules->legendItems().constFirst().count, -1) << "not counted";
+    struct Own : GisSimpleSymbolRenderer {
+        qsizetype legendIndexForFeature(const GisSymbolContext& /*context*/) const override { return -1; }
+    };
+    EXPECT_EQ(Own().countedLegendItems(all).constFirst().count, -1) << "it does not tell";
 }
 
 TEST(GisLayerStyle, CopiesPartWhenOneIsChanged) {

@@ -42,7 +42,7 @@ public:
         qint64 candidateProcesses = 0;
         double baselineMedian = 0.0; ///< of the processes' medians, milliseconds; NaN when missing
         double candidateMedian = 0.0;
-        double ratio = 0.0; ///< candidate / baseline; NaN when one is missing or both are 0
+        double ratio = 0.0; ///< of the medians, candidate / baseline; NaN when one is missing or both are 0
         /// By how many milliseconds the candidate is slower; NaN where nothing can be said.
         double shift = 0.0;
         double shiftLow = 0.0; ///< between these with a certainty of 99 %
@@ -59,7 +59,7 @@ public:
     /// "same", "faster", "slower", "too few", "missing in baseline", "missing in candidate".
     static QString verdictText(Verdict verdict);
 
-    /// The first row names the columns.
+    /// The first row names the columns. What is not finite is an empty cell.
     QList<QStringList> table() const;
 
 private:

@@ -15,7 +15,8 @@ enum class LogLevel : int {
     Error = 4,
 };
 
-/// A named value of a record.
+/// A named value of a record. Tabs and line ends in it become blanks in the file; nothing else is escaped, so
+/// that a ';' begins another field there, and the first '=' ends the key.
 struct LogField {
     QString key;
     QString value;
@@ -27,7 +28,9 @@ struct LogEntry {
         channel; ///< a dotted name such as "viewer.render.metrics"; case and blanks at the ends do not matter
     QString event; ///< what happened there; when it is blank the fields or the channel name it
     LogLevel level = LogLevel::Info;
-    qint64 elapsedMs = -1; ///< milliseconds; negative when it was not measured
+    /// Milliseconds; negative when it was not measured. A whole number in a field "elapsed_ms", "total_ms",
+    /// "duration_ms" or "elapsed" (the first of these) then stands for it.
+    qint64 elapsedMs = -1;
     QList<LogField> fields;
 };
 

@@ -140,15 +140,6 @@ std::optional<Number> numberIn(std::string_view text) {
                                                                                      : std::nullopt;
 }
 
-struct Hash {
-    using is_transparent = void;
-    std::size_t operator()(std::string_view text) const noexcept {
-        return std::hash<std::string_view>()(text);
-    }
-};
-template <typename Value>
-using Table = std::unordered_map<std::string, Value, Hash, std::equal_to<>>;
-
 QString textOf(std::string_view bytes) {
     return QString::fromUtf8(bytes.data(), static_cast<qsizetype>(bytes.size()));
 }
@@ -204,6 +195,15 @@ public:
     }
 
 private:
+    struct Hash {
+        using is_transparent = void;
+        std::size_t operator()(std::string_view text) const noexcept {
+            return std::hash<std::string_view>()(text);
+        }
+    };
+    template <typename Value>
+    using Table = std::unordered_map<std::string, Value, Hash, std::equal_to<>>;
+
     struct Known {
         Event* event = nullptr;
         Table<LogSeries*> series;

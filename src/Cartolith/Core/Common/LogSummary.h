@@ -24,7 +24,7 @@ class CARTOLITH_CORE_EXPORT LogSeries {
 public:
     static constexpr std::size_t sampleSize = 4096;
 
-    /// The number of the process tells apart the ones that wrote into one log.
+    /// The value is not NaN. The number of the process tells apart the ones that wrote into one log.
     void add(double value, quint32 process = 0);
 
     qint64 count() const noexcept { return m_count; }
@@ -68,19 +68,22 @@ public:
     /// rest in `dropped`.
     static constexpr int mostEvents = 4096;
     static constexpr int mostSeries = 4096;
-    /// Channels, events and keys of fields are no longer than this, in bytes.
+    /// Channels, events and keys of fields are no longer than this, in bytes: a line with a longer channel or
+    /// event is bad, a field with a longer key is passed over.
     static constexpr std::size_t longestName = 256;
 
-    /// Reads to the end of the device, line by line. Memory does not grow with the length of the log, nor
-    /// with that of a line: some megabytes, and 350 MB for a log made to fill every series there can be.
+    /// Reads to the end of the device, which is open, line by line; of a device that fails or has to be
+    /// waited for, as far as it has something to give. Whether it failed, ask the device. Memory does not
+    /// grow with the length of the log, nor with that of a line: some megabytes, and 350 MB for a log made to
+    /// fill every series there can be.
     static LogSummary read(QIODevice& device);
 
     /// Sorted by channel, then event.
     const QMap<Key, Event>& events() const noexcept { return m_events; }
     qint64 records() const noexcept { return m_records; }
-    /// The number of lines that are no records: they have another number of columns, text in place of a level
-    /// or a time, or a name that is too long, are longer than a mebibyte, or are cut off at the end of the
-    /// file. Header lines and blank lines do not count.
+    /// The number of lines that are no records: they have another number of columns, no level of this log, no
+    /// number for a time, no channel, or a name that is too long, are longer than a mebibyte, or are cut off
+    /// at the end of the file. Whole header lines and blank lines do not count.
     qint64 badLines() const noexcept { return m_badLines; }
     /// Records and values that were not kept because there were too many different ones.
     qint64 dropped() const noexcept { return m_dropped; }

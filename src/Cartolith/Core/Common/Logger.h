@@ -21,12 +21,13 @@ enum class LoggingMode : int {
 /// The diagnostics log of the process: a tab-separated file with a line for each record, to which any number
 /// of threads and processes may append at once.
 ///
-/// Nothing here throws except what reads and writes reports, and a record that cannot be written is lost
-/// without a word; a gap in the column `sequence` shows that. Everything may be called from any thread: one
-/// mutex guards the settings and is held while a record is appended. Each record is a single write at the end
-/// of the file, which is opened for it and closed after it, so a line is never torn by another process. A
-/// process that is killed while it writes, or whose disk is full, can leave a part of a line; whoever writes
-/// next ends it, so that no other record is lost, as far as the process may read the file.
+/// Nothing here throws except what reads and writes reports, and for want of memory. A record that cannot be
+/// written is lost without a word; a gap in the column `sequence` shows that. Everything may be called from
+/// any thread: one mutex guards the settings and is held while a record is appended. Each record is a single
+/// write at the end of the file, which is opened for it and closed after it, so a line is never torn by
+/// another process. A process that is killed while it writes, or whose disk is full, can leave a part of a
+/// line; whoever writes next ends it, so that no other record is lost, as far as the process may read the
+/// file.
 class CARTOLITH_CORE_EXPORT Logger {
 public:
     Logger() = delete;
@@ -59,7 +60,8 @@ public:
     static QList<QString> disabledChannels();
     static void resetChannelConfiguration();
 
-    /// Fields that every record gets, before its own. A record's own value of the same key takes their place.
+    /// Fields that every record gets, before its own. A record's own value of the same key, unless it is
+    /// empty, takes their place.
     static QList<LogField> contextFields();
     /// Replaces the value when the key is there.
     static void setContextField(const QString& key, const QString& value);

@@ -82,10 +82,6 @@ void requireNewer(LicenceDocument document, const Payload& payload, const QByteA
     }
 }
 
-bool permitsSomething(const LicenceVerdict& verdict) {
-    return verdict.state == LicenceState::Valid || verdict.state == LicenceState::Grace;
-}
-
 std::shared_ptr<LicenceManager>& currentManager() {
     static std::shared_ptr<LicenceManager> manager = std::make_shared<LicenceManager>();
     return manager;
@@ -129,7 +125,7 @@ void LicenceManager::State::decide() {
         since = std::max(since, found.since);
         until = std::min(until, found.until);
         isMachineWanted = isMachineWanted || found.state == LicenceState::WrongMachine;
-        if (taken == nullptr || (permitsSomething(found) && !permitsSomething(verdict))) {
+        if (taken == nullptr || (isPermitting(found.state) && !isPermitting(verdict.state))) {
             if (taken != nullptr) {
                 ignored.append(taken->name + QStringLiteral(": ") + verdict.reason);
             }
@@ -138,7 +134,7 @@ void LicenceManager::State::decide() {
         } else {
             ignored.append(
                 source.name + QStringLiteral(": ") +
-                (permitsSomething(verdict) ? QStringLiteral("an earlier one is taken") : found.reason));
+                (isPermitting(verdict.state) ? QStringLiteral("an earlier one is taken") : found.reason));
         }
     }
     if (taken != nullptr) {

@@ -31,6 +31,36 @@ QString kindText(LicenceRequestKind kind) {
     return {};
 }
 
+QJsonObject requestObject(const LicenceManager& manager, LicenceRequestKind kind, const QString& code,
+                          bool bindsMachine) {
+    QJsonObject object{{QStringLiteral("format"), QStringLiteral("cartolith-request-1")},
+                       {QStringLiteral("request"), kindText(kind)},
+                       {QStringLiteral("product"), QStringLiteral("cartolith")}};
+    if (!code.isEmpty()) {
+        object.insert(QStringLiteral("code"), code);
+    }
+    if (kind != LicenceRequestKind::Activate) {
+        const LicenceVerdict verdict = manager.verdict();
+        // That of a withdrawn key is unproven, and yet what has to be refreshed.
+        if (verdict.id.isEmpty() && verdict.state != LicenceState::Revoked) {
+            throw std::runtime_error("There is no licence to refresh or to give back.");
+        }
+        const Licence licence =
+            Licence::fromPayload(LicenceEnvelope::fromJson(manager.licenceText()).payload());
+        object.insert(QStringLiteral("id"), licence.id);
+        object.insert(QStringLiteral("serial"), licence.serial);
+        bindsMachine = bindsMachine || !licence.machine.isEmpty();
+    }
+    if (bindsMachine) {
+        const QByteArray machine = manager.settings().machineId();
+        if (machine.isEmpty()) {
+            Internal::fail(QStringLiteral("This machine has no id in /etc/machine-id."));
+        }
+        object.insert(QStringLiteral("machine"), QString::fromLatin1(machine.toBase64()));
+    }
+    return object;
+}
+
 /// What a service says went wrong; none when the text says nothing of the kind.
 std::optional<std::pair<QString, QString>> serviceError(const QByteArray& answer) {
     try {
@@ -53,6 +83,21 @@ LicenceOutcome refusal(LicenceManager& manager, const std::runtime_error& error)
     manager.reload(); // another process may have stored something newer
     return failure(manager, QStringLiteral("answer"),
                    QStringLiteral("This cannot be installed. %1").arg(QString::fromUtf8(error.what())));
+}
+
+LicenceOutcome installed(LicenceManager& manager, const QByteArray& answer) {
+    try {
+        LicenceOutcome outcome;
+        outcome.verdict = manager.install(answer);
+        outcome.done = true;
+        return outcome;
+    } catch (const Internal::StorageError& error) {
+        LicenceOutcome outcome = failure(manager, QStringLiteral("storage"), QString::fromUtf8(error.what()));
+        outcome.answer = answer;
+        return outcome;
+    } catch (const std::runtime_error& error) {
+        return refusal(manager, error);
+    }
 }
 
 /// The licence that a request is about.
@@ -120,50 +165,12 @@ QString LicenceService::address(const LicenceManager& manager) {
 
 QByteArray LicenceService::request(const LicenceManager& manager, LicenceRequestKind kind,
                                    const QString& code, bool bindsMachine) {
-    QJsonObject object{{QStringLiteral("format"), QStringLiteral("cartolith-request-1")},
-                       {QStringLiteral("request"), kindText(kind)},
-                       {QStringLiteral("product"), QStringLiteral("cartolith")}};
-    if (!code.isEmpty()) {
-        object.insert(QStringLiteral("code"), code);
-    }
-    if (kind != LicenceRequestKind::Activate) {
-        const LicenceVerdict verdict = manager.verdict();
-        // That of a withdrawn key is unproven, and yet what has to be refreshed.
-        if (verdict.id.isEmpty() && verdict.state != LicenceState::Revoked) {
-            throw std::runtime_error("There is no licence to refresh or to give back.");
-        }
-        const Licence licence =
-            Licence::fromPayload(LicenceEnvelope::fromJson(manager.licenceText()).payload());
-        object.insert(QStringLiteral("id"), licence.id);
-        object.insert(QStringLiteral("serial"), licence.serial);
-        bindsMachine = bindsMachine || !licence.machine.isEmpty();
-    }
-    if (bindsMachine) {
-        const QByteArray machine = manager.settings().machineId();
-        if (machine.isEmpty()) {
-            Internal::fail(QStringLiteral("This machine has no id in /etc/machine-id."));
-        }
-        object.insert(QStringLiteral("machine"), QString::fromLatin1(machine.toBase64()));
-    }
-    return QJsonDocument(object).toJson();
+    return QJsonDocument(requestObject(manager, kind, code, bindsMachine)).toJson();
 }
 
 LicenceOutcome LicenceService::accept(LicenceManager& manager, const QByteArray& answer) {
-    if (const auto error = serviceError(answer)) {
-        return failure(manager, error->first, error->second);
-    }
-    try {
-        LicenceOutcome outcome;
-        outcome.verdict = manager.install(answer);
-        outcome.done = true;
-        return outcome;
-    } catch (const Internal::StorageError& error) {
-        LicenceOutcome outcome = failure(manager, QStringLiteral("storage"), QString::fromUtf8(error.what()));
-        outcome.answer = answer;
-        return outcome;
-    } catch (const std::runtime_error& error) {
-        return refusal(manager, error);
-    }
+    const auto error = serviceError(answer);
+    return error ? failure(manager, error->first, error->second) : installed(manager, answer);
 }
 
 void LicenceService::ask(LicenceRequestKind kind, const QString& code, bool bindsMachine,
@@ -173,10 +180,10 @@ void LicenceService::ask(LicenceRequestKind kind, const QString& code, bool bind
     Asked asked{kind, {}, 0};
     try {
         url = address(m_manager);
-        body = request(m_manager, kind, code, bindsMachine);
-        const QJsonObject sent = QJsonDocument::fromJson(body).object();
-        asked.id = sent.value(QStringLiteral("id")).toString();
-        asked.serial = sent.value(QStringLiteral("serial")).toInteger();
+        const QJsonObject object = requestObject(m_manager, kind, code, bindsMachine);
+        body = QJsonDocument(object).toJson();
+        asked.id = object.value(QStringLiteral("id")).toString();
+        asked.serial = object.value(QStringLiteral("serial")).toInteger();
     } catch (const std::runtime_error& error) {
         done(failure(m_manager, QStringLiteral("offline"), QString::fromUtf8(error.what())));
         return;
@@ -184,7 +191,11 @@ void LicenceService::ask(LicenceRequestKind kind, const QString& code, bool bind
     m_transport.post(
         url, body, [&manager = m_manager, asked, done = std::move(done)](const LicenceReply& reply) {
             constexpr int ok = 200;
-            if (reply.status != ok && !serviceError(reply.body)) {
+            if (const auto error = serviceError(reply.body)) {
+                done(failure(manager, error->first, error->second));
+                return;
+            }
+            if (reply.status != ok) {
                 const QString trouble =
                     reply.trouble.isEmpty()
                         ? QStringLiteral("the service answered with status %1").arg(reply.status)
@@ -193,15 +204,13 @@ void LicenceService::ask(LicenceRequestKind kind, const QString& code, bool bind
                              QStringLiteral("The licence service could not be asked: %1.").arg(trouble)));
                 return;
             }
-            if (!serviceError(reply.body)) {
-                try {
-                    requireAnswerTo(asked, reply.body);
-                } catch (const std::runtime_error& error) {
-                    done(refusal(manager, error));
-                    return;
-                }
+            try {
+                requireAnswerTo(asked, reply.body);
+            } catch (const std::runtime_error& error) {
+                done(refusal(manager, error));
+                return;
             }
-            done(accept(manager, reply.body));
+            done(installed(manager, reply.body));
         });
 }
 

@@ -21,13 +21,18 @@ enum class LicenceState : int {
     Malformed = 8,    ///< the text is no licence
 };
 
+/// Whether features are permitted in this state.
+constexpr bool isPermitting(LicenceState state) noexcept {
+    return state == LicenceState::Valid || state == LicenceState::Grace;
+}
+
 /// What was decided about a licence. A value.
 struct CARTOLITH_CORE_EXPORT LicenceVerdict {
     static constexpr qint64 never = std::numeric_limits<qint64>::max();
     static constexpr qint64 always = std::numeric_limits<qint64>::min();
 
     LicenceState state = LicenceState::Missing;
-    /// The permitted features, sorted; none unless the state is Valid or Grace.
+    /// The permitted features, sorted; none unless isPermitting(state).
     QStringList features;
     /// A sentence on which a person can act.
     QString reason;

@@ -73,7 +73,10 @@ std::optional<RoutingPoint> direction(const QList<RoutingPoint>& line, int step)
 }
 
 double angleBetween(const RoutingPoint& in, const RoutingPoint& out) {
-    return std::atan2(in.x * out.y - in.y * out.x, in.x * out.x + in.y * out.y) * 180.0 / std::numbers::pi;
+    constexpr double back = 180.0; // to the left, whatever the sign of a cross product of 0
+    const double angle =
+        std::atan2(in.x * out.y - in.y * out.x, in.x * out.x + in.y * out.y) * back / std::numbers::pi;
+    return angle > -back ? angle : back;
 }
 
 } // namespace

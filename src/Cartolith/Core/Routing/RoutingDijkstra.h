@@ -54,7 +54,7 @@ public:
     static QList<RoutingPoint> pathToGeometry(const RoutingGraph& graph, const QList<int>& nodePath);
 
     /// Row i holds the costs from node i of the list to each node of the list; infinite where there is no
-    /// way.
+    /// way. A search of all that can be reached for each row; RoutingSearch::costMatrix() stops early.
     static QList<QList<double>> allPairsDistances(const RoutingGraph& graph, const QList<int>& nodes);
     static QList<QList<double>> allPairsTravelTimes(const RoutingGraph& graph, const QList<int>& nodes,
                                                     double defaultSpeed = 50.0);

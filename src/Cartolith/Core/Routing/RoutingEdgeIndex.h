@@ -15,20 +15,20 @@ class RoutingGraph;
 /// Finds the place along the edges of a graph that is nearest to a point: where an address meets its street.
 ///
 /// A snapshot of the edges' geometries; the positions it answers with are right while the graph is
-/// unchanged. Segments with a coordinate that is not finite are left out. Built in n log n, searched in about
-/// log n for n segments: a packed tree of boxes over the segments, sorted along a space-filling curve.
-/// Const operations may run side by side.
+/// unchanged. Segments are left out when a coordinate, or the sum of their four, is not finite. Built in n
+/// log n, searched in about log n for n segments: a packed tree of boxes over the segments, sorted along a
+/// space-filling curve. Const operations may run side by side.
 class CARTOLITH_CORE_EXPORT RoutingEdgeIndex {
 public:
     /// The index is as it was when memory runs out.
     void build(const RoutingGraph& graph);
 
-    /// Not found when nothing lies within the distance, inclusive. At equal distance the first edge in the
-    /// list of edges counts, and on it the first place.
+    /// Not found when nothing lies within the distance, inclusive, nor for one that is negative or NaN. At
+    /// equal distance the first edge in the list of edges counts, and on it the first place.
     RoutingPlace nearestEdge(const RoutingPoint& point,
                              double maxDistance = std::numeric_limits<double>::infinity()) const;
 
-    /// The same among the edges, by their positions, that the caller accepts.
+    /// The same among the edges, by their positions, that the caller accepts. `accepts` is not null.
     RoutingPlace nearestEdge(const RoutingPoint& point, double maxDistance,
                              const std::function<bool(int edge)>& accepts) const;
 

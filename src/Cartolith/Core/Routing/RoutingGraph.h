@@ -43,7 +43,8 @@ public:
     /// As addNode(), but every edge is kept, also with an id that another one has.
     int addEdge(RoutingEdge edge);
 
-    /// Null when there is none.
+    /// Null when there is none. All but the id may be changed through it; A* goes on
+    /// with the positions that it saw first, until the graph is changed otherwise.
     RoutingNode* findNode(int id);
     const RoutingNode* findNode(int id) const;
     /// The first edge with this id; null when there is none. Constant time as long as ids are the positions
@@ -67,7 +68,8 @@ public:
     double straightDistance(int a, int b) const;
     /// The length of findEdge(a, b); -1 when there is none.
     double edgeDistance(int a, int b) const;
-    /// Around the nodes. Without nodes: false, and both points are (0, 0). NaN coordinates do not count.
+    /// Around the nodes. Without nodes: false, and both points are (0, 0). NaN coordinates do not count;
+    /// where all are NaN, `min` is DBL_MAX and `max` is -DBL_MAX.
     bool boundingBox(RoutingPoint& min, RoutingPoint& max) const;
 
     /// Removes the first edge with this id; false when there is none. Linear.

@@ -12,7 +12,8 @@ struct RoutingNearestNodeResult {
 
     int nodeId = -1; ///< -1 when nothing was found
     RoutingPoint position;
-    double distance = std::numeric_limits<double>::infinity(); ///< infinite when nothing was found
+    /// Infinite when nothing was found, and when its square overflows.
+    double distance = std::numeric_limits<double>::infinity();
 };
 
 } // namespace Cartolith::Core::Routing

@@ -27,8 +27,8 @@ public:
         RoutingPlace place; ///< on the nearest edge; of edges equally near, on the first in the list
     };
 
-    /// Near misses are looked for within the distance, coordinate units, inclusive; not at all when it is 0
-    /// or less. Edges that share a node with the street of the dead end do not count. About n log n.
+    /// Near misses are looked for within the distance, coordinate units, inclusive; not at all when it is NaN
+    /// or 0 or less. Edges that share a node with the street of the dead end do not count. About n log n.
     explicit RoutingNetworkReport(const RoutingGraph& graph, double nearMissDistance = 0.0);
 
     /// The one with the most nodes first, then by the least node.
@@ -43,7 +43,7 @@ public:
     /// Why no edges lead from one node to the other, as a sentence: a node is missing, they lie in separate
     /// parts of the network, or one-way streets lead out of the one place or into the other. Empty when there
     /// is a way; whether its edges have a usable length and speed is not looked at. Linear.
-    /// The nodes are called by these names where they are given, else "node 12".
+    /// The nodes are called by these names where they are given, else "node 12"; a missing one by its id.
     static QString whyNoRoute(const RoutingGraph& graph, int from, int to, const QString& fromName = {},
                               const QString& toName = {});
 

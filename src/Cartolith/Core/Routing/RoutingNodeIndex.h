@@ -43,10 +43,11 @@ public:
     static double chooseCellSize(const RoutingGraph& graph);
 
     /// Within the distance, inclusive; any distance when it is infinite or NaN, none when it is negative.
+    /// Nothing is near a point with a NaN.
     RoutingNearestNodeResult nearestNode(const RoutingPoint& point,
                                          double maxDistance = std::numeric_limits<double>::infinity()) const;
 
-    /// The ids of the nodes at most the radius away, ascending.
+    /// The ids of the nodes at most the radius away, ascending; none for a radius that is negative or NaN.
     QList<int> nodesInRadius(const RoutingPoint& point, double radius) const;
 
     /// How many rings of cells around a cell (in units of cellSize()) cover every node.

@@ -75,7 +75,8 @@ public:
                              const QList<RoutingVehicle>& vehicles, double defaultSpeed = 50.0);
 
     /// What becomes of orders from elsewhere, entry i being that of vehicle i: times, routes and every
-    /// violation. A stop may be in one order only; positions that are out of range are left out.
+    /// violation. A stop counts where it comes first; where it comes again, positions that are out of range
+    /// and orders beyond the vehicles are left out.
     /// \throws std::invalid_argument as solve()
     static RoutingPlan evaluate(const RoutingGraph& graph, const QList<RoutingStop>& stops,
                                 const QList<RoutingVehicle>& vehicles, const QList<QList<int>>& orders,

@@ -44,7 +44,7 @@ struct GisGeoJsonReadCounts {
 /// nesting to 1024 levels.
 class CARTOLITH_CORE_EXPORT GisGeoJsonFeatureReader {
 public:
-    /// Takes each feature as it is read; false ends the reading.
+    /// Takes each feature as it is read; false ends the reading. Not null.
     using Use = std::function<bool(GisGeoJsonFeature&& feature)>;
 
     /// Reads from where the device, open for reading, stands. After an early end it stands somewhere behind
@@ -57,7 +57,8 @@ public:
     ///
     /// \throws std::runtime_error with the byte, counted from the start of reading, and with the number,
     /// counted from 1, if a single feature is at fault: "Invalid GeoJSON at byte 7: ..." or
-    /// "GeoJSON feature 3 at byte 420: ..."
+    /// "GeoJSON feature 3 at byte 420: ..."; for a device that fails or is closed, "GeoJSON cannot be read:
+    /// ..."
     static GisGeoJsonReadCounts readFeatures(QIODevice& device, const Use& use,
                                              const GisGeoJsonReadOptions& options = {});
 };

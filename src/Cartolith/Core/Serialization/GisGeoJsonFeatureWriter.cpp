@@ -122,6 +122,10 @@ QJsonValue valueOf(const QVariant& value) {
         return objectOf(value.toMap());
     case QMetaType::QVariantHash:
         return objectOf(value.toHash());
+    case QMetaType::Long: // Qt would make texts of these two
+    case QMetaType::ULong:
+        return QJsonValue::fromVariant(value.typeId() == QMetaType::Long ? QVariant(value.toLongLong())
+                                                                         : QVariant(value.toULongLong()));
     case QMetaType::Float: {
         const double number = value.toDouble();
         return std::isfinite(number) ? QJsonValue(number) : QJsonValue(QJsonValue::Null);

@@ -18,8 +18,9 @@ namespace Cartolith::Core::Serialization::Wkt {
 /// the last ")", taken apart at parentheses and commas. Text outside the parentheses and between groups is
 /// skipped, unbalanced parentheses lose the group they spoil, and no minimum number of vertices is asked for.
 ///
-/// Numbers are those of the C locale, in whatever spelling QLocale::toDouble() accepts. A coordinate is
-/// separated by ASCII white space; a third and a fourth ordinate are passed over unread. The polygons of a
+/// Numbers are those of the C locale, in whatever spelling QLocale::toDouble() accepts, "nan" and "inf"
+/// included. A coordinate is separated by ASCII white space; ordinates after the second are passed over
+/// unread. The polygons of a
 /// multipolygon are flattened into one list of rings.
 ///
 /// Input is not trusted: time and memory are linear in the length of the text and the stack is constant.

@@ -17,7 +17,8 @@ class GisShapePoint;
 /// An axis-aligned rectangle, closed on all sides, in whatever coordinate system and unit its owner uses.
 ///
 /// The empty extent has NaN bounds; an extent counts as empty as soon as one bound is NaN. Nothing here
-/// throws: emptiness propagates. A small value type: copy it, and use separate copies from separate threads.
+/// throws: emptiness propagates, and sums beyond the range of a double are infinite. A small value type: copy
+/// it, and use separate copies from separate threads.
 class CARTOLITH_CORE_EXPORT GisExtent {
 public:
     /// The empty extent.

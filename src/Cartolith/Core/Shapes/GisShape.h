@@ -26,8 +26,8 @@ namespace Cartolith::Core::Shapes {
 class CARTOLITH_CORE_EXPORT GisShape {
 public:
     /// The bounding box of all vertices; empty when there are none. Lines and polygons pass over coordinates
-    /// that are NaN. When every coordinate is NaN, their box is not empty: it reaches from -DBL_MAX to
-    /// DBL_MAX.
+    /// that are NaN. Where every x is NaN, their box is not empty but reaches from -DBL_MAX to DBL_MAX along
+    /// x; likewise y.
     virtual GisExtent extent() const = 0;
 
     /// True when there is nothing to draw or measure; each class says what that means for it.
@@ -41,35 +41,40 @@ public:
     /// spatial indexes answer too.
     virtual bool intersects(const GisExtent& extent) const;
 
-    /// A deep copy with the same id and attributes. The base implementation returns simplify(0.0).
+    /// A deep copy with the same id and attributes, and the shape type of its class, whatever this one was
+    /// set to. The base implementation returns simplify(0.0).
     virtual std::unique_ptr<GisShape> clone() const;
 
     /// A copy with fewer vertices, simplified part by part: within a part, no dropped vertex is farther than
     /// the tolerance (in coordinate units) from what remains. Parts that cannot be drawn are dropped whole,
-    /// at any tolerance. Null where the class has no simplification.
+    /// at any tolerance. 0 and less drop nothing else, NaN keeps but the ends of each part. Null where the
+    /// class has no simplification.
     virtual std::unique_ptr<GisShape> simplify(double tolerance) const;
 
     /// The geometry as two-dimensional WKT, in the C locale.
     virtual QString toWkt() const = 0;
 
-    /// Replaces the geometry by what the text says; id and attributes stay. On a throw the shape is
-    /// unchanged. \throws std::runtime_error with the messages of GisWktReader
+    /// Replaces the geometry by what the text says; id and attributes stay, and the shape type becomes that
+    /// of the class. On a throw the shape is unchanged.
+    /// \throws std::runtime_error with the messages of GisWktReader
     virtual void fromWkt(const QString& wkt) = 0;
 
     /// The geometry as little-endian OGC WKB.
     /// \throws std::runtime_error when the class has no WKB form or the shape cannot be written
     virtual QByteArray toWkb() const;
 
-    /// Replaces the geometry by what the bytes say; id and attributes stay. On a throw the shape is
-    /// unchanged. \throws std::invalid_argument, std::runtime_error with the messages of GisWkbReader
+    /// As fromWkt(). \throws std::invalid_argument for no bytes, where any geometry is read first (lines and
+    /// polygons), std::runtime_error with the messages of GisWkbReader, for a geometry of another class, and
+    /// when the class has no WKB form
     virtual void fromWkb(const QByteArray& wkb);
 
-    /// The geometry as a compact GeoJSON geometry object.
-    /// \throws std::runtime_error when the class has no GeoJSON form or the shape cannot be written
+    /// The geometry as a compact GeoJSON geometry object. A coordinate that is not finite is written as null,
+    /// which cannot be read again.
+    /// \throws std::runtime_error when the class has no GeoJSON form and for the empty point
     virtual QString toGeoJson() const;
 
-    /// Replaces the geometry by what the text says; id and attributes stay. On a throw the shape is
-    /// unchanged. \throws std::runtime_error when the class has no GeoJSON form or the text cannot be read
+    /// As fromWkt(). \throws std::runtime_error when the class has no GeoJSON form, when the text cannot be
+    /// read, and for a geometry of another class
     virtual void fromGeoJson(const QString& json);
 
     virtual ~GisShape();

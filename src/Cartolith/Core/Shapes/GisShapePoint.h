@@ -35,8 +35,9 @@ public:
     void setX(double x) noexcept { m_x = x; }
     void setY(double y) noexcept { m_y = y; }
 
-    /// The position grown by 1e-9 on every side, so that a spatial index sees a box of positive width; empty
-    /// for the empty point.
+    /// The position grown by 1e-9 on every side, so that a spatial index sees a box of positive width. Beyond
+    /// 2^24 (some 16.8 million) that is lost in rounding, and the box is the point. Empty for the empty
+    /// point.
     GisExtent extent() const override;
 
     /// True when x or y is NaN.

@@ -73,7 +73,8 @@ public:
     std::unique_ptr<GisShape> clone() const override;
 
     /// Every ring simplified on its own, closed rings staying closed; rings left with two vertices or fewer
-    /// are dropped, so the result may have no ring. Shared edges of neighbours may come apart.
+    /// are dropped, so the result may have no ring, as always with a tolerance of NaN. Shared edges of
+    /// neighbours may come apart.
     std::unique_ptr<GisShape> simplify(double tolerance) const override;
 
     QString toWkt() const override;

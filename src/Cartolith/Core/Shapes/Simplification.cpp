@@ -69,6 +69,21 @@ private:
     std::vector<int> m_weakUpTo; ///< how many vertices up to each one are at a low triangle; empty: unknown
 };
 
+/// The parts of which something is left.
+template <typename Simplify>
+QList<QList<GisShapePoint>> simplifiedEach(const QList<QList<GisShapePoint>>& parts,
+                                           const Simplify& simplify) {
+    QList<QList<GisShapePoint>> result;
+    result.reserve(parts.size());
+    for (const QList<GisShapePoint>& part : parts) {
+        QList<GisShapePoint> simplified = simplify(part);
+        if (!simplified.isEmpty()) {
+            result.append(std::move(simplified));
+        }
+    }
+    return result;
+}
+
 } // namespace
 
 void keepFarVertices(const QList<GisShapePoint>& points, int first, int last, double tolerance,
@@ -125,35 +140,27 @@ QList<GisShapePoint> simplifiedPart(const QList<GisShapePoint>& points, double t
 
 QList<QList<GisShapePoint>> simplifiedLines(const QList<QList<GisShapePoint>>& parts, double tolerance,
                                             const CountLooks& count) {
-    QList<QList<GisShapePoint>> result;
-    result.reserve(parts.size());
-    for (const QList<GisShapePoint>& part : parts) {
+    return simplifiedEach(parts, [&](const QList<GisShapePoint>& part) {
         QList<GisShapePoint> simplified = simplifiedPart(part, tolerance, count);
-        if (simplified.size() >= 2) {
-            result.append(std::move(simplified));
-        }
-    }
-    return result;
+        return simplified.size() >= 2 ? simplified : QList<GisShapePoint>();
+    });
 }
 
 QList<QList<GisShapePoint>> simplifiedRings(const QList<QList<GisShapePoint>>& rings, double tolerance,
                                             const CountLooks& count) {
-    QList<QList<GisShapePoint>> result;
-    result.reserve(rings.size());
-    for (const QList<GisShapePoint>& ring : rings) {
+    return simplifiedEach(rings, [&](const QList<GisShapePoint>& ring) {
         const bool closed =
             ring.size() > 2 && ring.first().x() == ring.last().x() && ring.first().y() == ring.last().y();
         QList<GisShapePoint> simplified =
             simplifiedPart(closed ? ring.first(ring.size() - 1) : ring, tolerance, count);
         if (simplified.size() <= 2) {
-            continue;
+            return QList<GisShapePoint>();
         }
         if (closed) {
             simplified.append(GisShapePoint(simplified.constFirst()));
         }
-        result.append(std::move(simplified));
-    }
-    return result;
+        return simplified;
+    });
 }
 
 } // namespace Cartolith::Core::Shapes::Internal

@@ -363,7 +363,7 @@ GisClassificationFit GisClassificationEngine::goodnessOfFit(const QList<double>&
         within += squaredDeviations(members);
     }
     const double overall = squaredDeviations(all);
-    fit.gvf = all.isEmpty() ? nan : overall > 0.0 ? 1.0 - within / overall : 1.0;
+    fit.gvf = all.isEmpty() ? nan : overall == 0.0 ? 1.0 : 1.0 - within / overall;
     return fit;
 }
 

@@ -17,7 +17,8 @@ namespace Cartolith::Core::Symbology {
 struct GisClassificationFit {
     /// Goodness of variance fit: 1 minus the squared deviations from the class means over those from the
     /// overall mean; 1 is perfect, 0 no better than one class. Computed over the values that lie in a class;
-    /// NaN when none does, 1 when they are all equal.
+    /// NaN when none does or the squares are beyond the range of a double, 1 when they are all equal, or so
+    /// near that the squares are 0.
     double gvf = 0.0;
     /// How many values each class holds, in the order of the classes. A value in several counts in the first.
     QList<qsizetype> counts;
@@ -30,7 +31,8 @@ struct GisClassificationFit {
 /// Every method ignores NaN and infinities and the order of the values. Classes are half open, [lower,
 /// upper), but for the last, which is closed; a column of equal values gives one class of that value. No
 /// function throws: empty input, a class count below 1, an unusable interval or an unknown method give an
-/// empty list, statistics of nothing are NaN. Stateless; may be called from several threads.
+/// empty list, statistics of nothing are NaN. Of a column wider than the greatest double, some methods leave
+/// values in no class; goodnessOfFit() counts these. Stateless; may be called from several threads.
 class CARTOLITH_CORE_EXPORT GisClassificationEngine {
 public:
     using Ranges = QList<GisClassificationRange>;
@@ -73,7 +75,8 @@ public:
     static Ranges kMeans(const QList<double>& values, int classCount);
     /// The same as kMeans().
     static Ranges kMeansSpatial(const QList<double>& values, int classCount);
-    /// Bounds at the mean and at multiples of the standard deviation from it; at most 10,000.
+    /// Bounds at the mean and at multiples of the standard deviation from it; at most 10,000. A multiplier
+    /// that is not finite or not above 0 counts as 1.
     static Ranges standardDeviation(const QList<double>& values, double multiplier);
     /// The same with one class centred on the mean.
     static Ranges standardDeviationWithCentral(const QList<double>& values, double multiplier);
@@ -83,7 +86,8 @@ public:
     /// others or are not finite are dropped. Every method ends here.
     static Ranges rangesFromBreaks(const QList<double>& breaks);
 
-    /// Gives the classes colours from the ramp, on top of the base style.
+    /// Gives the classes colours from the ramp, on top of the base style; of a ramp without stops the colours
+    /// are empty texts.
     static QList<GisGraduatedSymbolRange> graduatedRanges(const Ranges& ranges, const GisColorRamp& ramp,
                                                           const Layers::GisLayerStyle& baseStyle,
                                                           GisColorRampMode mode, bool reversed);
@@ -105,7 +109,8 @@ public:
 
     static QList<double> sortedFiniteValues(const QList<double>& values);
     static QList<double> sortedUniqueValues(const QList<double>& values);
-    /// The values that QVariant converts to a finite number, in their order.
+    /// The values that QVariant converts to a finite number, in their order. A null value of a numeric type
+    /// converts to 0.
     static QList<double> numericValues(const QList<QVariant>& values);
 };
 

@@ -138,7 +138,11 @@ double GisColorPerception::leastDifference(const QList<QString>& colors, GisColo
     for (const QString& color : colors) {
         const GisLabColor here = lab(color, vision);
         for (const GisLabColor& other : std::as_const(seen)) {
-            least = std::min(least, difference(here, other));
+            const double apart = difference(here, other);
+            if (std::isnan(apart)) {
+                return nan;
+            }
+            least = std::min(least, apart);
         }
         seen.append(here);
     }

@@ -43,7 +43,8 @@ public:
     /// As that eye sees it.
     static GisLabColor lab(const QString& color, GisColorVision vision = GisColorVision::Normal);
 
-    /// The least difference between two of the colours; infinity for fewer than two. O(n^2).
+    /// The least difference between two of the colours; infinity for fewer than two, and NaN for two or more
+    /// of which one cannot be read. O(n^2).
     static double leastDifference(const QList<QString>& colors,
                                   GisColorVision vision = GisColorVision::Normal);
 };

@@ -47,7 +47,7 @@ public:
     void clearStops() { m_stops.clear(); }
     bool isEmpty() const noexcept { return m_stops.isEmpty(); }
 
-    /// The colour at t, clamped to 0..1 (NaN is 0); empty when there are no stops.
+    /// The colour at t, clamped to 0..1 (NaN is 0); empty when there are no stops. Linear in the stops.
     QString colorAt(double t, bool reversed = false) const;
     /// So many samples; none when the count is below 1 or there are no stops. One sample is the colour at
     /// 0.5.

@@ -13,8 +13,8 @@ namespace Cartolith::Core::Symbology {
 /// The six built-in ramps: "GreenBlue", "YellowGreenBlue", "Viridis", "Plasma" (sequential), "BrownGreen"
 /// (diverging) and "Unique" (ten distinct colours for categories).
 ///
-/// Names match without regard to case and white space: "yellow green blue" finds "YellowGreenBlue". May be
-/// called from several threads.
+/// Names match without regard to case and to white space (within a name, that of ASCII): "yellow green blue"
+/// finds "YellowGreenBlue". May be called from several threads.
 class CARTOLITH_CORE_EXPORT GisColorRampRegistry {
 public:
     GisColorRampRegistry() = delete;

@@ -103,6 +103,9 @@ QList<QString> GisReadableColors::categories(int count, const QString& backgroun
         const auto farthest =
             std::max_element(open.begin(), open.end(),
                              [](const Candidate& a, const Candidate& b) { return a.apart < b.apart; });
+        if (farthest->apart == 0.0) {
+            break; // all are chosen
+        }
         const Seen chosen = farthest->seen;
         colors.append(farthest->color);
         for (Candidate& candidate : open) {

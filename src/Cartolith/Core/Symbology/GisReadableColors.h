@@ -29,7 +29,8 @@ public:
     /// So many colours for categories on the background, each as different as can be from those before it and
     /// from the background, for eyes with deuteranopia and protanopia as well. On white and on the
     /// backgrounds of the built-in themes the nearest two of 10 differ by at least 10, of 20 by 6.5, of 40
-    /// by 4.5 (CIEDE2000, contrast 3); beyond 256 they repeat. The first colours do not depend on the count.
+    /// by 4.5 (CIEDE2000, contrast 3). Beyond 256, or as many as there are with that contrast, they
+    /// repeat in order. The first colours do not depend on the count.
     /// None when no colour has the contrast. A background that cannot be read counts as white. O(count).
     static QList<QString> categories(int count, const QString& background,
                                      double leastContrast = lineContrast);

@@ -21,8 +21,8 @@ public:
     virtual Layers::GisLayerStyle styleForFeature(const GisSymbolContext& context) const = 0;
     /// A new renderer of the same kind with the same settings.
     virtual std::unique_ptr<GisSymbolRenderer> clone() const = 0;
-    /// What the renderer distinguishes, in drawing order, disabled ones included, the default style last;
-    /// empty here.
+    /// What the renderer distinguishes, in the order in which it was added, disabled ones included, the
+    /// default style last; empty here.
     virtual QList<GisSymbolLegendItem> legendItems() const;
     /// False when the style is the same for every feature, so that asking once is enough; true here.
     virtual bool usesFeatureAttributes() const;
@@ -30,7 +30,8 @@ public:
     /// renderer does not tell, as here.
     virtual qsizetype legendIndexForFeature(const GisSymbolContext& context) const;
 
-    /// legendItems() with the number of features that each item is drawn for. Null shapes are passed over.
+    /// legendItems() with the number of features that each item is drawn for; -1 when the renderer does not
+    /// tell of any of them. Null shapes are passed over.
     QList<GisSymbolLegendItem> countedLegendItems(const QList<Shapes::GisShape*>& features) const;
 
 protected:

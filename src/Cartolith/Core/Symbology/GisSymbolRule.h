@@ -27,8 +27,10 @@ enum class GisSymbolRuleOperator : int {
 struct GisSymbolRule {
     QString fieldName;
     GisSymbolRuleOperator op = GisSymbolRuleOperator::Equals;
-    QVariant value; ///< not read by the two null tests
-    QString label;  ///< for legends; the condition's text when empty
+    /// Not read by the two null tests. To the three tests of texts, an empty text is part of every value, of
+    /// a missing one too.
+    QVariant value;
+    QString label; ///< for legends; the condition's text when empty
     Layers::GisLayerStyle style;
     bool enabled = true; ///< a disabled rule never matches
 
