@@ -90,7 +90,7 @@ int dbaseDecimals(const GisLayerVector& layer, const QString& field) {
 bool keepsDecimals(const GisLayerVector& layer, const QString& field, int decimals) {
     const auto& shapes = layer.rawShapes();
     return std::all_of(shapes.begin(), shapes.end(), [&](const GisShape* shape) {
-        const double value = shape->attributes().value(field).toDouble();
+        const double value = shape->attributeValue(field).toDouble();
         return !std::isfinite(value) || Internal::isKeptBy(decimals, value);
     });
 }

@@ -19,7 +19,7 @@ bool GisUpdateShapeAttributesCommand::redo(GisLayerVector& layer) {
         return false;
     }
     if (!m_hasPrevious) {
-        m_previous = shape->attributes();
+        m_previous = shape->attributeSlot().copyOfTable();
         m_hasPrevious = true;
     }
     return layer.setShapeAttributesById(m_shapeId, m_attributes);
