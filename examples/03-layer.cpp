@@ -38,7 +38,7 @@ int main() {
     if (clicked == nullptr) {
         return 1;
     }
-    std::printf("clicked: %s, id %d\n", qPrintable(clicked->attributes().value("name").toString()),
+    std::printf("clicked: %s, id %d\n", qPrintable(clicked->attributeValue("name").toString()),
                 clicked->id());
     return 0;
 }

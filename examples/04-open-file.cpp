@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
         for (const Layers::Defs::GisAttributeDefinition& field : layer.attributeDefinitions()) {
             int known = 0;
             for (const auto& shape : layer.items()) {
-                known += shape->attributes().contains(field.name()) ? 1 : 0;
+                known += shape->attributeValue(field.name()).isValid() ? 1 : 0;
             }
             std::printf("  %-12s known for %d\n", qPrintable(field.name()), known);
         }

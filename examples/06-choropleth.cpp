@@ -26,7 +26,7 @@ int main(int argc, char** argv) {
         // What a map draws with: one style for each feature.
         const GisSymbolRenderer& renderer = *countries.symbolRenderer();
         const Shapes::GisShape& first = *countries.getShape(1);
-        std::printf("%s is filled with %s\n", qPrintable(first.attributes().value("name_long").toString()),
+        std::printf("%s is filled with %s\n", qPrintable(first.attributeValue("name_long").toString()),
                     qPrintable(renderer.styleForFeature(GisSymbolContext(first)).fillColor()));
 
         const auto legend = renderer.countedLegendItems(countries.rawShapes());

@@ -1,20 +1,21 @@
-// What a large layer takes: rows a second beside plain OGR, and resident memory. A program of its own, for
-// memory is measured in a fresh process.
+// What a large layer takes: rows a second beside plain OGR, resident memory, and the time of edits. A program
+// of its own, for memory is measured in a fresh process.
 //
 //   cartolith-large-layers points|polygons COUNT FILE
 //
 // makes the file (.gpkg or .fgb) where there is none; always the same data for one count.
+//
+//   cartolith-large-layers edits COUNT
+//
+// edits so many points in memory.
 
+#include <Cartolith/Core/Layers/Commands/GisDeleteShapeCommand.h>
+#include <Cartolith/Core/Layers/Commands/GisMacroCommand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
-#include <Cartolith/Core/Layers/GisLayerStyle.h>
-#include <Cartolith/Core/Shapes/GisShape.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFileInfo>
-
-#include <malloc.h>
 #include <ogrsf_frmts.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
@@ -24,10 +25,13 @@
 #include <ctime>
 #include <fstream>
 #include <functional>
+#include <malloc.h>
 #include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
+#include <sys/wait.h>
+#include <unistd.h>
 #include <vector>
 
 namespace {
@@ -119,7 +123,8 @@ double residentMegabytes() {
     return static_cast<double>(resident * sysconf(_SC_PAGESIZE)) / 1e6;
 }
 
-/// Of the processor, in this process: less disturbed by what else the machine does than the clock on the wall.
+/// Of the processor, in this process: less disturbed by what else the machine does than the clock on the
+/// wall.
 double secondsOf(const std::function<void()>& work) {
     const std::clock_t start = std::clock();
     work();
@@ -179,12 +184,52 @@ void open(const std::string& path, int count, double geometryBytes) {
     tell(letters > 0 ? "asked for all" : "");
 }
 
+void edit(int count) {
+    using Shapes::GisShapePoint;
+    std::mt19937 random(1);
+    std::uniform_real_distribution<double> coordinate(0.0, size);
+    const auto layer = Layers::GisLayerVector::createInMemory({}, Shapes::GisShapeType::Point, {});
+    for (int i = 0; i < count; ++i) {
+        const double x = coordinate(random);
+        layer->addPoint({x, coordinate(random)});
+    }
+    const auto query = [&] { layer->query({size / 2, size / 2, size / 2 + 1000.0, size / 2 + 1000.0}); };
+    const auto tell = [](const char* what, double seconds) {
+        std::printf("%-36s %10.3f ms\n", what, seconds * 1e3);
+    };
+    tell("the first query, which builds", secondsOf(query));
+    layer->beginEdit();
+    constexpr int moves = 1000;
+    tell("a point moved, and a query",
+         secondsOf([&] {
+             for (int i = 0; i < moves; ++i) {
+                 const int id = 1 + static_cast<int>(random() % static_cast<unsigned int>(count));
+                 layer->setShapeGeometryEdit(id, std::make_unique<GisShapePoint>(size / 2, size / 2));
+                 query();
+             }
+         }) / moves);
+    constexpr int deletions = 10'000;
+    auto macro = std::make_unique<Layers::Commands::GisMacroCommand>(QStringLiteral("Delete"));
+    for (int i = 0; i < deletions; ++i) {
+        const int id = 1 + static_cast<int>(random() % static_cast<unsigned int>(count - deletions));
+        macro->append(std::make_unique<Layers::Commands::GisDeleteShapeCommand>(id));
+    }
+    tell("10,000 deletions in a macro", secondsOf([&] { layer->executeEditCommand(std::move(macro)); }));
+    tell("a query", secondsOf(query));
+    tell("the deletions undone", secondsOf([&] { layer->undoEdit(); }));
+    tell("a query", secondsOf(query));
+}
+
 } // namespace
 
 int main(int argc, char** argv) try {
     const std::string kind = argc > 1 ? argv[1] : "";
+    if (kind == "edits" && argc == 3) {
+        edit(std::max(std::atoi(argv[2]), 20'000));
+        return 0;
+    }
     if (argc != 4 || (kind != "points" && kind != "polygons")) {
-        std::fputs("cartolith-large-layers points|polygons COUNT FILE\n", stderr);
+        std::fputs("cartolith-large-layers points|polygons COUNT FILE | edits COUNT\n", stderr);
         return 2;
     }
     const bool isPolygon = kind == "polygons";
