@@ -14,7 +14,7 @@ namespace Cartolith::Core::Shapes::Internal {
 namespace {
 
 constexpr int bitsInWord = 32;
-constexpr std::size_t step = 8; // of the places of values
+constexpr std::size_t valueSize = 8; // of most, and of the places of all
 
 /// A table with keys that nobody has.
 QHash<QString, QVariant> tableOf(int keys) {
@@ -83,17 +83,17 @@ AttributeSchema::Form AttributeSchema::formOf(QMetaType::Type type) noexcept {
 }
 
 AttributeSchema::AttributeSchema(const QList<Field>& fields) {
-    static_assert(sizeof(quint64) == step && sizeof(QVariant) % step == 0);
+    static_assert(sizeof(quint64) == valueSize && sizeof(QVariant) % valueSize == 0);
     for (const Field& field : fields) {
         m_columns.removeIf([&field](const Column& column) { return column.name == field.name; });
         m_columns.append({field.name, field.type, formOf(field.type), 0});
     }
     const int moreWords = std::max(0, (count() - 1) / bitsInWord);
     const std::size_t words = static_cast<std::size_t>(moreWords) * sizeof(quint32);
-    m_size = sizeof(AttributeRow::Data) + (words + step - 1) / step * step;
+    m_size = sizeof(AttributeRow::Data) + (words + valueSize - 1) / valueSize * valueSize;
     for (Column& column : m_columns) {
         column.offset = m_size;
-        m_size += column.form == Form::Any ? sizeof(QVariant) : step;
+        m_size += column.form == Form::Any ? sizeof(QVariant) : valueSize;
     }
 
     // Thinly filled, no piece of the table needs more room than the one that was copied has.
@@ -155,7 +155,8 @@ const AttributeSchema& AttributeRow::schema() const noexcept {
     return *m_data->schema;
 }
 
-template <typename T> T* AttributeRow::at(int column) const noexcept {
+template <typename T>
+T* AttributeRow::at(int column) const noexcept {
     return reinterpret_cast<T*>(reinterpret_cast<unsigned char*>(m_data) +
                                 m_data->schema->m_columns.at(column).offset);
 }
