@@ -108,7 +108,7 @@ QStringList GeoJsonTexts::layerOptions() const {
     QStringList options;
     if (m_isJson) {
         options << QStringLiteral("WRITE_NAME=NO"); // a file that says its name says it in its own text
-        if (m_text.contains("\"bbox\"")) {
+        if (hasBox()) {
             options << QStringLiteral("WRITE_BBOX=YES");
         }
     }

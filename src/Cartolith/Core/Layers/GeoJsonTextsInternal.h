@@ -27,6 +27,8 @@ public:
     GeoJsonTexts(const QString& driver, const QString& path);
 
     bool isAny() const { return m_isJson || m_isSequence; }
+    /// Whether GDAL is to know all geometries, for the box around them.
+    bool hasBox() const { return m_isJson && m_text.contains("\"bbox\""); }
     /// The options for the new layer.
     QStringList layerOptions() const;
     /// Whether GDAL is to write the coordinate system.
