@@ -232,9 +232,9 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
     } rows[] = {
         {"ids of several types", "x.geojson",
          R"({"features": [{"id":"five","properties":{"n":1},@},
-            {"id":5,"properties":{"n":2},@}, {"id":-7,"properties":{"n":3},@}], "type":"FeatureCollection"} )",
+            {"id":5,"properties":{"n":2},@} , {"id":-7,"properties":{"n":3},@} ] , "type":"FeatureCollection"} )",
          R"({"features": [{"id":"six","properties":{"n":1},@},
-            {"id":5,"properties":{"n":9},@}, {"id":-7,"properties":{"n":3},@}], "type":"FeatureCollection"} )",
+            {"id":5,"properties":{"n":9},@} , {"id":-7,"properties":{"n":3},@} ] , "type":"FeatureCollection"} )",
          both(set(2, "n", 9), set(1, "id", "six"))},
         {"what GDAL would write otherwise, and declared types", "x.geojson",
          R"({"type":"FeatureCollection","name":"x","crs":{"type":"name","properties":{"name":"EPSG:25832"}},"features":[
