@@ -114,7 +114,7 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     const OgrManner manner = OgrManner::of(target.driverName);
     // Names as the layer has them, which a Shapefile gives back only in the end.
     OGRFeatureDefn& schema = isShapefile ? *from.GetLayerDefn() : *to.GetLayerDefn();
-    const bool hasBox = texts->hasBox();
+    const bool needsGeometries = texts->needsGeometries();
     const bool isKept = table || texts->isAny(); // what was not changed comes from the old file
     const auto add = [&](OGRFeature& edited, const QString& what, const OgrChange* change) {
         for (int i = 0; isKept && change != nullptr && i < edited.GetFieldCount(); ++i) {
@@ -122,7 +122,7 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
                 edited.UnsetField(i);
             }
         }
-        if (texts->isAny() && change != nullptr && !change->isMoved && !hasBox) {
+        if (texts->isAny() && change != nullptr && !change->isMoved && !needsGeometries) {
             edited.SetGeometryDirectly(nullptr);
         }
         if (isShapefile) {
