@@ -232,9 +232,9 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
     } rows[] = {
         {"ids of several types", "x.geojson",
          R"({"features": [{"id":"five","properties":{"n":1},@},
-            {"id":5,"properties":{"n":2},@}, {"id":-7,"properties":{"n":3},@}], "type":"FeatureCollection"} )",
+            {"id":5,"properties":{"n":2},@} , {"id":-7,"properties":{"n":3},@} ] , "type":"FeatureCollection"} )",
          R"({"features": [{"id":"six","properties":{"n":1},@},
-            {"id":5,"properties":{"n":9},@}, {"id":-7,"properties":{"n":3},@}], "type":"FeatureCollection"} )",
+            {"id":5,"properties":{"n":9},@} , {"id":-7,"properties":{"n":3},@} ] , "type":"FeatureCollection"} )",
          both(set(2, "n", 9), set(1, "id", "six"))},
         {"what GDAL would write otherwise, and declared types", "x.geojson",
          R"({"type":"FeatureCollection","name":"x","crs":{"type":"name","properties":{"name":"EPSG:25832"}},"features":[
@@ -279,6 +279,15 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
             { "type": "Feature", "properties": { }, "geometry": { "type": "Point", "coordinates": [ 7.0, 8.0 ] } }
          ]})",
          grow},
+        {"a geometry alone", "x.geojson", R"({"type":"Point","coordinates":[1,2.50]})", R"({
+"type": "FeatureCollection",
+"features": [
+{ "type": "Feature", "properties": { }, "geometry": { "type": "Point", "coordinates": [ 1.0, 2.5 ] } },
+{ "type": "Feature", "properties": { "n": 9.5 }, "geometry": { "type": "Point", "coordinates": [ 7.0, 8.0 ] } }
+]
+}
+)",
+         both(declare, add)},
         {"lines with a mark", "x.geojsonl",
          "~{\"id\":\"a\",\"x\":[1.50],\"properties\":{\"n\":1.50,\"m\":1},@}\r\n{\"id\":7,\"properties\":{},@}\n",
          "{\"id\":\"a\",\"x\":[1.50],\"properties\":{\"n\":1.50,\"m\":2},@}\n{\"id\":7,\"properties\":{},@}\n",

@@ -108,7 +108,7 @@ QStringList GeoJsonTexts::layerOptions() const {
     QStringList options;
     if (m_isJson) {
         options << QStringLiteral("WRITE_NAME=NO"); // a file that says its name says it in its own text
-        if (m_text.contains("\"bbox\"")) {
+        if (hasBox()) {
             options << QStringLiteral("WRITE_BBOX=YES");
         }
     }
@@ -182,7 +182,8 @@ QByteArray GeoJsonTexts::recordOf(const Kept& kept, QByteArrayView line) const {
     return kept.change.isAny() ? edited(kept, line) : copyOf(before);
 }
 
-/// What stands before a feature of a collection: before a new one, as before the last of those that stay.
+/// What stands before a feature of a collection, with the comma where another was before it: before a new
+/// one, as before the last of those that stay.
 QByteArrayView GeoJsonTexts::gapBefore(std::size_t position) const {
     if (m_records.empty()) {
         return "\n";
@@ -190,8 +191,11 @@ QByteArrayView GeoJsonTexts::gapBefore(std::size_t position) const {
     const std::size_t last = m_kept.empty() ? 0 : static_cast<std::size_t>(m_kept.back().number);
     const auto number = position < m_kept.size() ? static_cast<std::size_t>(m_kept[position].number) : last;
     const char* const end = m_records[number].begin();
-    const char* const start =
-        number == 0 ? m_features.begin() + 1 : std::find(m_records[number - 1].end(), end, ',') + 1;
+    const char* start = m_features.begin() + 1;
+    if (number > 0) {
+        start = m_records[number - 1].end();
+        start = position == 0 ? std::find(start, end, ',') + 1 : start;
+    }
     return {start, end - start};
 }
 
@@ -240,8 +244,10 @@ std::optional<QByteArray> GeoJsonTexts::in(QByteArrayView written, qint64 featur
         end = end < 0 ? written.size() : end;
         QByteArrayView line = written.sliced(at, end - at);
         if (m_isJson) {
-            features += count > 0 ? "," : "";
-            features += isCollection ? gapBefore(count) : QByteArrayView(count > 0 ? "\n" : "");
+            const QByteArrayView gap =
+                isCollection ? gapBefore(count) : QByteArrayView(count > 0 ? "\n" : "");
+            features += count > 0 && !gap.contains(',') ? "," : "";
+            features += gap;
             line.chop(line.endsWith(',') ? 1 : 0);
         } else if (line.startsWith(recordSeparator)) {
             features += recordSeparator;

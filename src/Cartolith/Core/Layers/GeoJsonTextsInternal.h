@@ -27,6 +27,8 @@ public:
     GeoJsonTexts(const QString& driver, const QString& path);
 
     bool isAny() const { return m_isJson || m_isSequence; }
+    /// Whether GDAL is to write all geometries: for the box around them, and where one alone is the file.
+    bool needsGeometries() const { return hasBox() || (m_isJson && m_features.isEmpty()); }
     /// The options for the new layer.
     QStringList layerOptions() const;
     /// Whether GDAL is to write the coordinate system.
@@ -45,6 +47,7 @@ private:
         bool isId; ///< the field "id" is the feature's own member of that name
     };
 
+    bool hasBox() const { return m_isJson && m_text.contains("\"bbox\""); }
     void readCollection();
     QByteArray edited(const Kept& kept, QByteArrayView line) const;
     QByteArray recordOf(const Kept& kept, QByteArrayView line) const;

@@ -293,6 +293,7 @@ QByteArray JsonObject::text() const {
     bool isFirst = true;
     for (const JsonMember& member : m_members) {
         const auto changed = m_values.find(member.name());
+        const char* const comma = std::find(member.value.end(), m_text.end(), ','); // but for the last
         if (changed == m_values.end() || !changed->second.isEmpty()) {
             text += isFirst ? "" : ",";
             text.append(at, member.value.begin() - at);
@@ -301,10 +302,12 @@ QByteArray JsonObject::text() const {
             } else {
                 text += changed->second;
             }
+            if (&member != &m_members.back()) {
+                text.append(member.value.end(), comma - member.value.end());
+            }
             isFirst = false;
         }
-        at = std::find(member.value.end(), m_text.end(), ','); // at the end, whatever it is
-        at += at != m_text.end() ? 1 : 0;
+        at = comma + (comma != m_text.end() ? 1 : 0);
     }
     if (!m_added.isEmpty()) {
         text += isFirst ? "" : ", ";

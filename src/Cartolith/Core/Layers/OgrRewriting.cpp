@@ -114,12 +114,16 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     const OgrManner manner = OgrManner::of(target.driverName);
     // Names as the layer has them, which a Shapefile gives back only in the end.
     OGRFeatureDefn& schema = isShapefile ? *from.GetLayerDefn() : *to.GetLayerDefn();
+    const bool needsGeometries = texts->needsGeometries();
     const bool isKept = table || texts->isAny(); // what was not changed comes from the old file
     const auto add = [&](OGRFeature& edited, const QString& what, const OgrChange* change) {
         for (int i = 0; isKept && change != nullptr && i < edited.GetFieldCount(); ++i) {
             if (!change->columns.contains(i)) {
                 edited.UnsetField(i);
             }
+        }
+        if (texts->isAny() && change != nullptr && !change->isMoved && !needsGeometries) {
+            edited.SetGeometryDirectly(nullptr);
         }
         if (isShapefile) {
             OGRFeature out(to.GetLayerDefn());
