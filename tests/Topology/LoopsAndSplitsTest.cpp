@@ -173,6 +173,22 @@ TEST(Splits, OfPolygons) {
     }
 }
 
+/// Too thin for a grid of twelve digits.
+TEST(Splits, OfASliverFarOut) {
+    const auto sliver = shapeOf("POLYGON((6540149.242492058 1504096.2214993276,6540156.548040434 1504086.799783973,"
+                                "6540163.853589291 1504077.3780686185,6540163.651694295 1504077.6384417536,"
+                                "6540154.359315072 1504089.6225042052,6540147.426167348 1504098.563947394,"
+                                "6540149.242492058 1504096.2214993276))");
+    const auto line = shapeOf("LINESTRING(6540158.2870839145 1504084.5570013358,6540154.663127985 1504089.230690937,"
+                              "6540162.634722222 1504078.9500038147,6540147.950766698 1504097.8873938711)");
+    double area = 0;
+    for (const auto& piece : GisTopology().SplitByLine(*sliver, *line)) {
+        area += GisTopology::Area(*piece);
+    }
+    EXPECT_NEAR(area, GisTopology::Area(*sliver), 1e-6);
+    EXPECT_GT(area, 5e-5);
+}
+
 TEST(Splits, OfPolygonsOfAnySize) {
     for (const int exponent : {-1060, -660, -340, 0, 340, 660, 1015}) {
         const auto size = [exponent](double value) { return std::ldexp(value, exponent); };
