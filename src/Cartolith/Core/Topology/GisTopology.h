@@ -404,9 +404,9 @@ public:
     /// which all edges nearly lie on one line, go onto a grid, mostly of 2^-46 of the largest coordinate; of
     /// nearly collinear rings about one in a thousand does.
     ///
-    /// n log n time and linear memory, n counting what is cut where rings cross: a crossing takes half a
-    /// kilobyte. Edges that run along each other take a step for each pair, all but collinear rings of
-    /// hundreds of vertices many. (Equal rings count once.)
+    /// n log n time and linear memory, n being the edges and the pieces that they cut each other into: a
+    /// crossing takes half a kilobyte. To that comes a step for each pair of pieces that meet, which makes
+    /// nearly collinear rings of hundreds of vertices take seconds. (Equal rings count once.)
     ///
     /// Coordinates of any finite size: where the largest is beyond 1e100 or below 1e-100, all are multiplied
     /// by a power of two for the time of the work, since products of them would overflow or underflow. That
