@@ -173,6 +173,24 @@ TEST(Splits, OfPolygons) {
     }
 }
 
+/// Too thin for a grid of twelve digits.
+TEST(Splits, OfASliverFarOut) {
+    const auto sliver =
+        shapeOf("POLYGON((6540149.242492058314 1504096.221499327570,6540156.548040433787 1504086.799783973023,"
+                "6540163.853589290753 1504077.378068618476,6540163.651694294997 1504077.638441753574,"
+                "6540154.359315072186 1504089.622504205210,6540147.426167348400 1504098.563947394025,"
+                "6540149.242492058314 1504096.221499327570))");
+    const auto line =
+        shapeOf("LINESTRING(6540158.287083914504 1504084.557001335779,6540154.663127984852 1504089.230690937024,"
+                "6540162.634722222574 1504078.950003814651,6540147.950766697526 1504097.887393871089)");
+    double area = 0;
+    for (const auto& piece : GisTopology().SplitByLine(*sliver, *line)) {
+        area += GisTopology::Area(*piece);
+    }
+    EXPECT_NEAR(area, GisTopology::Area(*sliver), 1e-6);
+    EXPECT_GT(area, 5e-5);
+}
+
 TEST(Splits, OfPolygonsOfAnySize) {
     for (const int exponent : {-1060, -660, -340, 0, 340, 660, 1015}) {
         const auto size = [exponent](double value) { return std::ldexp(value, exponent); };

@@ -79,6 +79,8 @@ TEST(EditingOperations, StopWhenAsked) {
     EXPECT_EQ(topology.RemoveLoops(*tangle, 1), nullptr);
     EXPECT_TRUE(topology.CheckShape(*open).isEmpty());
     EXPECT_EQ(topology.FixShape(*ring).shape, nullptr);
+    EXPECT_FALSE(topology.CheckOverlay(*ring, *ring, Topology::GisTopologyCombineType::Union, *open)
+                     .problem.indexOf(u"stopped") < 0);
     EXPECT_TRUE(topology.SplitAtSelfCrossings(*tangle).empty() && topology.SplitByLine(*ring, *tangle).empty());
 }
 

@@ -16,7 +16,7 @@ using Shapes::GisShapePoint;
 
 namespace {
 
-using Line = QList<GisShapePoint>;
+using Path = QList<GisShapePoint>;
 
 /// A place in which a segment is to have a vertex.
 struct Node {
@@ -39,10 +39,10 @@ bool comesFirst(const Segment& segment, Position p, Position q) {
 }
 
 /// Some of many lines as segments.
-class Segments {
+class LineSegments {
 public:
     template <typename IsTaken>
-    Segments(const QList<Line>& lines, IsTaken isTaken) : m_list(shapeOf(lines, m_numbers, isTaken)) {}
+    LineSegments(const QList<Path>& lines, IsTaken isTaken) : m_list(shapeOf(lines, m_numbers, isTaken)) {}
 
     const SegmentList& list() const noexcept { return m_list; }
     const Segment& operator[](std::size_t i) const { return m_list.segments()[i]; }
@@ -50,7 +50,7 @@ public:
 
 private:
     template <typename IsTaken>
-    static Shapes::GisShapePolyline shapeOf(const QList<Line>& lines, std::vector<int>& numbers,
+    static Shapes::GisShapePolyline shapeOf(const QList<Path>& lines, std::vector<int>& numbers,
                                             IsTaken isTaken) {
         Shapes::GisShapePolyline shape;
         for (int i = 0; i < lines.size(); ++i) {
@@ -68,7 +68,7 @@ private:
 
 /// Calls `visit(i, j)` for the pairs of which the boxes meet.
 template <typename Visit>
-void visitPairs(const Segments& segments, Work& work, Visit visit) {
+void visitPairs(const LineSegments& segments, Work& work, Visit visit) {
     const SegmentPairs pairs(segments.list(), segments.list(), 0.0, Boundary::Boxes::Bare);
     const RunStrips strips(pairs.boundaryA());
     const qsizetype runs = pairs.boundaryA().count(0);
@@ -100,7 +100,7 @@ bool passes(const Segment& segment, Position p) {
     return std::fabs(dx * (p.y - a.y) - dy * (p.x - a.x)) <= few * (std::fabs(dx) + std::fabs(dy));
 }
 
-void addVertex(Line& line, Position place) {
+void addVertex(Path& line, Position place) {
     const GisShapePoint vertex = pointOf(place);
     if (line.isEmpty() || !isSamePlace(line.constLast(), vertex)) {
         line.append(vertex);
@@ -109,17 +109,17 @@ void addVertex(Line& line, Position place) {
 
 class Noder {
 public:
-    Noder(const QList<Line>& lines, const NodingGrid& grid, Work& work)
+    Noder(const QList<Path>& lines, const NodingGrid& grid, Work& work)
         : m_original(lines), m_lines(lines), m_work(work), m_grid(grid),
           m_isCoarse(static_cast<std::size_t>(lines.size()), grid.smallest > 0.0 || grid.level > 0) {
-        for (const Line& line : lines) {
+        for (const Path& line : lines) {
             for (const GisShapePoint& p : line) {
                 m_largest = std::max({m_largest, std::fabs(p.x()), std::fabs(p.y())});
             }
         }
     }
 
-    QList<Line> run() {
+    QList<Path> run() {
         constexpr int mostRounds = 6;
         while (true) {
             if (cell() > 0.0) {
@@ -147,7 +147,7 @@ private:
     }
     bool isCoarse(int line) const { return m_isCoarse[static_cast<std::size_t>(line)]; }
 
-    void add(const Segments& segments, std::size_t i, Position place) {
+    void add(const LineSegments& segments, std::size_t i, Position place) {
         constexpr std::size_t most = 20'000'000; // two for a crossing
         const GisShapePoint vertex = pointOf(place);
         if (!isSamePlace(*segments[i].start, vertex) && !isSamePlace(*segments[i].end, vertex)) {
@@ -160,7 +160,7 @@ private:
 
     /// One round. Returns the lines that were cut.
     std::vector<int> cut() {
-        const Segments segments(m_lines, [](int /*line*/) { return true; });
+        const LineSegments segments(m_lines, [](int /*line*/) { return true; });
         visitPairs(segments, m_work, [&](std::size_t i, std::size_t j) {
             const std::size_t before = m_nodes.size();
             for (const auto& [one, other] : {std::pair(i, j), std::pair(j, i)}) {
@@ -199,7 +199,7 @@ private:
                 }
             }
         }
-        const Segments segments(m_lines, [this](int line) { return isCoarse(line); });
+        const LineSegments segments(m_lines, [this](int line) { return isCoarse(line); });
         std::vector<std::pair<double, double>> centres;
         for (const Segment& segment : segments.list().segments()) {
             centres.emplace_back(segment.start->x(), segment.start->y());
@@ -217,11 +217,11 @@ private:
         std::sort(centres.begin(), centres.end());
         centres.erase(std::unique(centres.begin(), centres.end()), centres.end());
         const double half = size / 2;
-        QList<Line> cells;
+        QList<Path> cells;
         for (const auto& [x, y] : centres) {
             cells.append({{x - half, y - half}, {x + half, y + half}});
         }
-        const Segments squares(cells, [](int /*cell*/) { return true; });
+        const LineSegments squares(cells, [](int /*cell*/) { return true; });
         const SegmentPairs pairs(segments.list(), squares.list(), 0.0, Boundary::Boxes::Bare);
         pairs.visitAll(m_work, [&](std::size_t i, std::size_t j) { // of which the boxes meet
             const Segment& segment = segments[i];
@@ -236,16 +236,16 @@ private:
         addNodes(segments);
     }
 
-    std::vector<int> addNodes(const Segments& segments) {
+    std::vector<int> addNodes(const LineSegments& segments) {
         std::sort(m_nodes.begin(), m_nodes.end(), [&segments](const Node& a, const Node& b) {
             return a.segment != b.segment ? a.segment < b.segment
                                           : comesFirst(segments[a.segment], a.place, b.place);
         });
-        QList<std::pair<int, Line>> cutLines;
+        QList<std::pair<int, Path>> cutLines;
         for (auto node = m_nodes.cbegin(); node != m_nodes.cend();) {
             const int number = segments.lineOf(node->segment);
             std::size_t segment = node->segment - static_cast<std::size_t>(segments[node->segment].index);
-            Line line{*segments[segment].start};
+            Path line{*segments[segment].start};
             for (qsizetype i = 1; i < m_lines[number].size(); ++i, ++segment) {
                 for (; node != m_nodes.cend() && node->segment == segment; ++node) {
                     addVertex(line, node->place);
@@ -264,8 +264,8 @@ private:
         return numbers;
     }
 
-    const QList<Line> m_original;
-    QList<Line> m_lines;
+    const QList<Path> m_original;
+    QList<Path> m_lines;
     Work& m_work;
     NodingGrid m_grid;
     std::vector<bool> m_isCoarse; ///< the lines on the grid
