@@ -49,8 +49,8 @@ constexpr qsizetype sizeOf(quint64 word) {
 
 constexpr int fewKeys = 48;   // that many a QHash finds room for at once
 constexpr int roomyKeys = 64; // the most that it keeps in one piece
-const QHash<QString, QVariant> few = tableOf(1);
-const QHash<QString, QVariant> roomy = tableOf(roomyKeys);
+const QHash<QString, QVariant> withFewKeys = tableOf(1);
+const QHash<QString, QVariant> withManyKeys = tableOf(roomyKeys);
 
 } // namespace
 
@@ -98,7 +98,7 @@ AttributeSchema::AttributeSchema(const QList<Field>& fields) {
 
     // Thinly filled, no piece of the table needs more room than the one that was copied has.
     const bool isLarge = count() > roomyKeys;
-    m_keys = count() > fewKeys ? roomy : few;
+    m_keys = count() > fewKeys ? withManyKeys : withFewKeys;
     m_keys.reserve(isLarge ? 4 * count() : roomyKeys);
     for (auto it = m_keys.cbegin(); it != m_keys.cend();) {
         it = m_keys.erase(it);
