@@ -101,6 +101,7 @@ private:
         }
         std::sort(order.begin(), order.end());
         std::vector<std::size_t> rings;
+        rings.reserve(order.size());
         for (const auto& [key, ring] : order) {
             rings.push_back(ring);
         }
@@ -242,7 +243,7 @@ private:
     }
 
     void cross(std::size_t i, std::size_t j) {
-        m_work.add(static_cast<qint64>(fanOut * fanOut));
+        m_work.add(static_cast<qint64>(fanOut) * static_cast<qint64>(fanOut));
         const std::size_t endA = std::min(fanOut * (i + 1), m_a.edges.size());
         const std::size_t endB = std::min(fanOut * (j + 1), m_b.edges.size());
         const Box& boxB = m_b.levels[0][j];

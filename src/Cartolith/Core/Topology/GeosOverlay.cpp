@@ -166,13 +166,14 @@ GeometryPtr operandOf(const GisShape& shape) {
     return Serialization::Ogr::Internal::geometryOf(shape);
 }
 
+namespace {
+
+/// The parts of the highest dimension that the geometry has; null when GEOS fails.
 GeometryPtr madeValid(const OGRGeometry& geometry, ValidMethod method) {
     const char* const byStructure[] = {"METHOD=STRUCTURE", "KEEP_COLLAPSED=NO", nullptr};
     GeometryPtr valid(geometry.MakeValid(method == ValidMethod::Structure ? byStructure : nullptr));
     return valid == nullptr ? nullptr : membersOf(std::move(valid), geometry.getDimension());
 }
-
-namespace {
 
 GeometryPtr attemptMadeValid(const OGRGeometry& a, const OGRGeometry& b, GisTopologyCombineType type,
                              ValidMethod method, const GeosInterrupt* interrupt) {

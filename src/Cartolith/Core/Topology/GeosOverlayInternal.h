@@ -22,9 +22,6 @@ Common::Internal::GeometryPtr operandOf(const Shapes::GisShape& shape);
 /// covered twice is not covered.
 enum class ValidMethod { Structure, Lines };
 
-/// The parts of the highest dimension that the geometry has; null when GEOS fails.
-Common::Internal::GeometryPtr madeValid(const OGRGeometry& geometry, ValidMethod method);
-
 class GeosInterrupt;
 
 /// `interrupt` may be null; when not, it is one that lives around the call. \throws what its check() throws
