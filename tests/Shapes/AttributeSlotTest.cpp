@@ -5,9 +5,8 @@
 #include <Cartolith/Core/Shapes/AttributeRowInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
-#include <gtest/gtest.h>
-
 #include <QDateTime>
+#include <gtest/gtest.h>
 
 #include <random>
 #include <thread>
@@ -36,7 +35,8 @@ const QList<QVariantList> kinds{
     {QStringList{"a", "b"}},
 };
 
-template <typename List> const auto& pick(std::mt19937& random, const List& list) {
+template <typename List>
+const auto& pick(std::mt19937& random, const List& list) {
     return list.at(static_cast<qsizetype>(random()) % list.size());
 }
 

@@ -139,7 +139,8 @@ bool ArrowFeatures::isPresent(const Column& column) const {
     return bits == nullptr || (bits[at / 8] >> (at % 8) & 1U) != 0;
 }
 
-template <typename Value> Value ArrowFeatures::at(const Column& column) const {
+template <typename Value>
+Value ArrowFeatures::at(const Column& column) const {
     return static_cast<const Value*>(column.values->buffers[1])[place(column)];
 }
 
@@ -166,9 +167,9 @@ double ArrowFeatures::real(int field) const {
 QByteArrayView ArrowFeatures::bytes(int field) const {
     const Column& column = m_fields[static_cast<std::size_t>(field)];
     const QByteArrayView all = bytesAt(column);
-    return column.format == 'u' ? all.first(static_cast<qsizetype>(
-                                      qstrnlen(all.data(), static_cast<size_t>(all.size()))))
-                                : all;
+    return column.format == 'u'
+               ? all.first(static_cast<qsizetype>(qstrnlen(all.data(), static_cast<size_t>(all.size()))))
+               : all;
 }
 
 QByteArrayView ArrowFeatures::geometry() const {

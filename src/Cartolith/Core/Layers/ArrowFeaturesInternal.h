@@ -4,7 +4,6 @@
 
 #include <QByteArrayView>
 #include <QtGlobal>
-
 #include <ogr_recordbatch.h>
 
 #include <memory>
@@ -18,8 +17,8 @@ namespace Cartolith::Core::Layers::Internal {
 class ArrowFeatures {
 public:
     /// Null where the driver has no quick way, or the layer has fields other than whole and real numbers,
-    /// texts and bytes, or two of one name: dates lose their zone, single precision loses digits, and of eight
-    /// logical values GDAL 3.6 keeps the last. Reading begins at the first feature.
+    /// texts and bytes, or two of one name: dates lose their zone, single precision loses digits, and of
+    /// eight logical values GDAL 3.6 keeps the last. Reading begins at the first feature.
     static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer);
     ~ArrowFeatures();
     ArrowFeatures(const ArrowFeatures&) = delete;
@@ -53,7 +52,8 @@ private:
     void dropBatch();
     bool isPresent(const Column& column) const;
     std::size_t place(const Column& column) const;
-    template <typename Value> Value at(const Column& column) const;
+    template <typename Value>
+    Value at(const Column& column) const;
     QByteArrayView bytesAt(const Column& column) const;
 
     ArrowArrayStream m_stream = {};

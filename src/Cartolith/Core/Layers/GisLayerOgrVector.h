@@ -112,8 +112,8 @@ public:
     NotKept notKept() const;
 
     /// For each shape, by position, the source's own id of the feature that it stands for; -1 for a shape
-    /// that is not in the source, and for a row of a database that has this id. In a GeoJSON file two features
-    /// may have the same id. Linear time.
+    /// that is not in the source, and for a row of a database that has this id. In a GeoJSON file two
+    /// features may have the same id. Linear time.
     QList<qint64> sourceFeatureIds() const;
 
     /// \name Saving edits
@@ -159,9 +159,9 @@ public:
     /// schema, takes every field that the layer declares, of the declared type unless that is narrower than
     /// what is there, and every kind of shape.
     ///
-    /// GeoJSON keeps its ids and members that GDAL does not know; a Shapefile its .prj, .cpg and .qpj, and the
-    /// names and types of its columns, not its .qix, .sbn, .sbx, .idm, .ind and .atx indexes; FlatGeobuf no
-    /// index. Source ids of features in new files are counted anew.
+    /// GeoJSON keeps its ids and members that GDAL does not know; a Shapefile its .prj, .cpg and .qpj, and
+    /// the names and types of its columns, not its .qix, .sbn, .sbx, .idm, .ind and .atx indexes; FlatGeobuf
+    /// no index. Source ids of features in new files are counted anew.
     /// @{
     /// Why the last commitEdit() was false; empty after one that was true.
     const QString& lastError() const noexcept { return m_lastError; }

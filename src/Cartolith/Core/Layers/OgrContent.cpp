@@ -69,8 +69,8 @@ OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
             return Outcome::Cancelled;
         }
     }
-    const bool isWhole = columns != nullptr && !columns->hasFailed() &&
-                         state.featureCount >= m_layer.GetFeatureCount(FALSE);
+    const bool isWhole =
+        columns != nullptr && !columns->hasFailed() && state.featureCount >= m_layer.GetFeatureCount(FALSE);
     return isWhole ? Outcome::Whole : Outcome::Unfit;
 }
 
@@ -112,8 +112,8 @@ bool OgrContent::take(const ArrowFeatures& feature) {
     }
     OGRGeometry* made = nullptr;
     const Common::Internal::GdalErrorCapture errors;
-    const OGRErr error = OGRGeometryFactory::createFromWkb(wkb.data(), nullptr, &made,
-                                                           static_cast<std::size_t>(wkb.size()));
+    const OGRErr error =
+        OGRGeometryFactory::createFromWkb(wkb.data(), nullptr, &made, static_cast<std::size_t>(wkb.size()));
     GeometryPtr geometry(made);
     if (error != OGRERR_NONE || geometry == nullptr || !errors.message().isEmpty()) {
         return false;

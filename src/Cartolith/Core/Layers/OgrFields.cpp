@@ -301,7 +301,8 @@ struct ColumnValues {
 
 } // namespace
 
-template <typename Source> AttributeRow FeatureRows::rowOf(Source& source) {
+template <typename Source>
+AttributeRow FeatureRows::rowOf(Source& source) {
     constexpr std::size_t most = std::numeric_limits<qint32>::max(); // of texts in a row
     m_texts.clear();
     std::size_t size = 0;

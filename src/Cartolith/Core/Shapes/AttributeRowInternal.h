@@ -60,7 +60,8 @@ struct SharedText : QSharedData {
 using SharedTextPointer = QExplicitlySharedDataPointer<const SharedText>;
 
 /// The attribute values of one feature in one piece of memory: what a table of 500 and more bytes says in
-/// 8 for each value, and for a text that no other row has its UTF-8. Shared by the shapes that have it, and never changed once it is shared.
+/// 8 for each value, and for a text that no other row has its UTF-8. Shared by the shapes that have it, and
+/// never changed once it is shared.
 class AttributeRow {
 public:
     AttributeRow() noexcept = default;
@@ -116,7 +117,8 @@ private:
     struct Data;
     friend class AttributeSchema;
 
-    template <typename T> T* at(int column) const noexcept;
+    template <typename T>
+    T* at(int column) const noexcept;
     QString text(int column) const;
     quint32& presence(int column) const noexcept;
     void mark(int column) noexcept;
