@@ -105,9 +105,11 @@ bool ArrowFeatures::nextBatch() {
     dropBatch();
     const OneThread oneThread;
     const Common::Internal::GdalErrorCapture errors;
-    m_hasFailed = m_stream.get_next(&m_stream, &m_batch) != 0 || !errors.message().isEmpty() ||
-                  !errors.warning().isEmpty() ||
-                  (m_batch.release != nullptr && m_batch.n_children != m_childCount);
+    // Where it meets a type that it does not know, FlatGeobuf's driver gives batches without rows for ever.
+    const bool isOdd =
+        m_stream.get_next(&m_stream, &m_batch) != 0 ||
+        (m_batch.release != nullptr && (m_batch.length == 0 || m_batch.n_children != m_childCount));
+    m_hasFailed = isOdd || !errors.message().isEmpty() || !errors.warning().isEmpty();
     if (m_hasFailed || m_batch.release == nullptr) {
         return false;
     }
@@ -121,12 +123,7 @@ bool ArrowFeatures::nextBatch() {
 
 bool ArrowFeatures::next() {
     ++m_row;
-    while (m_row >= m_batch.length) {
-        if (m_hasFailed || !nextBatch()) {
-            return false;
-        }
-    }
-    return true;
+    return m_row < m_batch.length || (!m_hasFailed && nextBatch());
 }
 
 std::size_t ArrowFeatures::place(const Column& column) const {
