@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -83,21 +84,21 @@ void visitPairs(const LineSegments& segments, Work& work, Visit visit) {
     }
 }
 
-/// Whether the segment passes the place by no more than a few roundings, between its ends.
+/// Whether the segment passes the place by no more than a few roundings, between its ends: nearer to each of
+/// them than the other one is. So of two edges that go to one place from two others, a rounding apart, one
+/// goes through the beginning of the other and not the reverse, whatever their direction.
 bool passes(const Segment& segment, Position p) {
     const Position a = positionOf(*segment.start);
     const Position b = positionOf(*segment.end);
     const double dx = b.x - a.x;
     const double dy = b.y - a.y;
-    const auto isBetween = [](double low, double at, double high) {
-        return (low < at && at < high) || (high < at && at < low);
-    };
-    if (std::fabs(dx) >= std::fabs(dy) ? !isBetween(a.x, p.x, b.x) : !isBetween(a.y, p.y, b.y)) {
-        return false;
-    }
     // Of what the numbers at hand are rounded to
     const double few = 0x1p-50 * std::max(std::fabs(p.x), std::fabs(p.y));
-    return std::fabs(dx * (p.y - a.y) - dy * (p.x - a.x)) <= few * (std::fabs(dx) + std::fabs(dy));
+    if (!(std::fabs(dx * (p.y - a.y) - dy * (p.x - a.x)) <= few * (std::fabs(dx) + std::fabs(dy)))) {
+        return false;
+    }
+    const double length = std::hypot(dx, dy);
+    return std::hypot(p.x - a.x, p.y - a.y) < length && std::hypot(p.x - b.x, p.y - b.y) < length;
 }
 
 void addVertex(Path& line, Position place) {
@@ -125,15 +126,14 @@ public:
             if (cell() > 0.0) {
                 snap();
             }
-            std::vector<int> crossing;
             for (int round = 0; round < mostRounds; ++round) {
-                crossing = cut();
-                if (crossing.empty()) {
+                m_meeting.clear();
+                if (cut().empty()) {
                     return std::move(m_lines);
                 }
             }
             ++m_grid.level;
-            for (const int line : crossing) {
+            for (const int line : m_meeting) { // the one that is cut, and the one that cuts it
                 m_isCoarse[static_cast<std::size_t>(line)] = true;
             }
         }
@@ -170,13 +170,16 @@ private:
                     }
                 }
             }
-            if (m_nodes.size() > before) {
-                return; // a crossing beside these would be cut into crumbs
+            if (m_nodes.size() == before) { // else, a crossing beside these would be cut into crumbs
+                const SegmentMeeting meeting = meetingOf(segments[i], segments[j]);
+                for (int k = 0; k < meeting.count; ++k) {
+                    add(segments, i, meeting.places[static_cast<std::size_t>(k)]);
+                    add(segments, j, meeting.places[static_cast<std::size_t>(k)]);
+                }
             }
-            const SegmentMeeting meeting = meetingOf(segments[i], segments[j]);
-            for (int k = 0; k < meeting.count; ++k) {
-                add(segments, i, meeting.places[static_cast<std::size_t>(k)]);
-                add(segments, j, meeting.places[static_cast<std::size_t>(k)]);
+            if (m_nodes.size() > before) {
+                m_meeting.insert(segments.lineOf(i));
+                m_meeting.insert(segments.lineOf(j));
             }
         });
         return addNodes(segments);
@@ -271,6 +274,7 @@ private:
     std::vector<bool> m_isCoarse; ///< the lines on the grid
     double m_largest = 0.0;
     std::vector<Node> m_nodes;
+    std::set<int> m_meeting; ///< the lines that met in the last round
 };
 
 } // namespace
