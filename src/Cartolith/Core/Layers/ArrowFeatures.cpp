@@ -43,21 +43,23 @@ struct OneThread {
 
 } // namespace
 
-std::unique_ptr<ArrowFeatures> ArrowFeatures::of(OGRLayer& layer) {
+std::unique_ptr<ArrowFeatures> ArrowFeatures::of(OGRLayer& layer, bool isDatabase) {
     std::unique_ptr<ArrowFeatures> features(new ArrowFeatures);
-    return features->begin(layer) ? std::move(features) : nullptr;
+    return features->begin(layer, isDatabase) ? std::move(features) : nullptr;
 }
 
-bool ArrowFeatures::begin(OGRLayer& layer) {
+bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase) {
     OGRFeatureDefn& definition = *layer.GetLayerDefn();
-    if (layer.TestCapability(OLCFastGetArrowStream) == 0 || definition.GetGeomFieldCount() != 1) {
+    const bool hasIds = !isDatabase || !QByteArrayView(layer.GetFIDColumn()).isEmpty();
+    if (layer.TestCapability(OLCFastGetArrowStream) == 0 || definition.GetGeomFieldCount() != 1 || !hasIds) {
         return false;
     }
     std::set<std::string_view> names;
     for (int i = 0; i < definition.GetFieldCount(); ++i) {
         const OGRFieldDefn& field = *definition.GetFieldDefn(i);
         const char format = formatOf(field);
-        if (format == noFormat || field.IsIgnored() != 0 || !names.insert(field.GetNameRef()).second) {
+        if (format == noFormat || (format == 'i' && !isDatabase) || field.IsIgnored() != 0 ||
+            !names.insert(field.GetNameRef()).second) {
             return false;
         }
         m_fields.push_back({i + 1, format});

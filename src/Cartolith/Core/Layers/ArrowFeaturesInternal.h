@@ -18,8 +18,10 @@ class ArrowFeatures {
 public:
     /// Null where the driver has no quick way, or the layer has fields other than whole and real numbers,
     /// texts and bytes, or two of one name: dates lose their zone, single precision loses digits, and of
-    /// eight logical values GDAL 3.6 keeps the last. Reading begins at the first feature.
-    static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer);
+    /// eight logical values GDAL 3.6 keeps the last. Also null for a table without a column of ids, which all
+    /// become 0, and for whole numbers of 32 bits in a FlatGeobuf file: they may have 8 bits there, which are
+    /// read as 32. Reading begins at the first feature.
+    static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer, bool isDatabase);
     ~ArrowFeatures();
     ArrowFeatures(const ArrowFeatures&) = delete;
     ArrowFeatures& operator=(const ArrowFeatures&) = delete;
@@ -47,7 +49,7 @@ private:
     };
 
     ArrowFeatures() = default;
-    bool begin(OGRLayer& layer);
+    bool begin(OGRLayer& layer, bool isDatabase);
     bool nextBatch();
     void dropBatch();
     bool isPresent(const Column& column) const;

@@ -132,7 +132,7 @@ void DbfTable::restore(char* table, qsizetype size) const {
     for (std::size_t i = 0; i < now.columns.size(); ++i) {
         const DbfColumn& old = before.columns[i];
         const DbfColumn& column = now.columns[i];
-        const bool isLogicalColumn = old.type == 'L' && column.width == 1;
+        const bool isLogicalColumn = old.type == 'L';
         for (qsizetype row = 0; row < now.count; ++row) {
             char* const record = table + now.start + row * now.length;
             const Kept* const kept =
@@ -143,7 +143,7 @@ void DbfTable::restore(char* table, qsizetype size) const {
                 if (!putValue(old, from, column, record)) {
                     refuseTable(QStringLiteral("the column '%1' would be narrower").arg(old.name));
                 }
-            } else if (isLogicalColumn && !isLogical(record[column.offset])) {
+            } else if (isLogicalColumn && (column.width != 1 || !isLogical(record[column.offset]))) {
                 refuseTable(QStringLiteral("the logical column '%1' takes T, F, Y, N and nothing else")
                                 .arg(old.name));
             }

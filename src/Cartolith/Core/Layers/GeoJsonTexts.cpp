@@ -41,6 +41,12 @@ bool isAttribute(const QString& name) {
                 .contains(name);
 }
 
+bool isFeature(QByteArrayView text) {
+    const JsonObject object(text);
+    const JsonMember* const type = object.find(QStringLiteral("type"));
+    return type != nullptr && jsonStringOf(type->value) == u"Feature";
+}
+
 /// Gives an object the values that GDAL wrote for the changed fields.
 void putFields(JsonObject& object, const std::set<QString>& changed, QByteArrayView written) {
     for (const JsonMember& member : jsonMembersOf(written)) {
@@ -95,9 +101,7 @@ void GeoJsonTexts::readCollection() {
         m_records = jsonElementsOf(m_features);
         return;
     }
-    const JsonMember* const type = object.find(QStringLiteral("type"));
-    const bool isFeature = type != nullptr && jsonStringOf(type->value) == u"Feature";
-    m_records.push_back(isFeature ? m_text : QByteArrayView());
+    m_records.push_back(isFeature(m_text) ? m_text : QByteArrayView());
 }
 
 QStringList GeoJsonTexts::layerOptions() const {
@@ -179,7 +183,11 @@ QByteArray GeoJsonTexts::recordOf(const Kept& kept, QByteArrayView line) const {
     if (before.isEmpty()) {
         return copyOf(line);
     }
-    return kept.change.isAny() ? edited(kept, line) : copyOf(before);
+    if (!kept.change.isAny()) {
+        return copyOf(before);
+    }
+    // A geometry alone becomes a feature, once something of it is edited.
+    return m_isSequence && !isFeature(before) ? copyOf(line) : edited(kept, line);
 }
 
 /// What stands before a feature of a collection, with the comma where another was before it: before a new

@@ -32,13 +32,15 @@ private:
     quint64 m_state = 0x9e3779b97f4a7c15ULL;
 };
 
+constexpr quint64 nothing = ~quint64{0}; // in the place of a type
+
 void addField(Mixer& mixer, OGRFeature& feature, int index) {
     const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
-    mixer.add(static_cast<quint64>(field.GetType()));
     if (!feature.IsFieldSetAndNotNull(index)) {
-        mixer.add(0);
+        mixer.add(nothing);
         return;
     }
+    mixer.add(static_cast<quint64>(field.GetType()));
     const OGRField& value = *feature.GetRawFieldRef(index);
     switch (field.GetType()) {
     case OFTInteger:
@@ -74,11 +76,11 @@ void addField(Mixer& mixer, OGRFeature& feature, int index) {
 }
 
 void addField(Mixer& mixer, OGRFieldType type, const ArrowFeatures& feature, int index) {
-    mixer.add(static_cast<quint64>(type));
     if (!feature.hasValue(index)) {
-        mixer.add(0);
+        mixer.add(nothing);
         return;
     }
+    mixer.add(static_cast<quint64>(type));
     switch (type) {
     case OFTInteger:
     case OFTInteger64:

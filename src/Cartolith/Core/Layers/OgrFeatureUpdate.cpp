@@ -8,6 +8,7 @@
 #include <map>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -77,13 +78,13 @@ QString lossOf(const OGRGeometry& geometry, const QString& problem) {
 /// The fields of which the shape says something else, and what.
 QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape& shape, bool isNew) {
     struct Field {
-        int index;
+        std::vector<int> indexes;
         QVariant before;
     };
     std::map<QString, Field> fields; // of fields of one name, the last counts, as in reading
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
         Field& field = fields[QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef())];
-        field.index = i;
+        field.indexes.push_back(i);
         const QVariant before = fieldValue(feature, i);
         field.before = before.isValid() ? before : field.before;
     }
@@ -99,7 +100,12 @@ QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape
         const QVariant value = values.value(name);
         const bool isDefault = isNew && !value.isValid(); // unset: the source's own default
         if (!isDefault && !areSame(value, field.before)) {
-            changes.append({field.index, value});
+            const bool isLastEnough = value.isValid(); // else, one before it would be read instead
+            for (const int index : field.indexes) {
+                if (index == field.indexes.back() || !isLastEnough) {
+                    changes.append({index, value});
+                }
+            }
         }
     }
     return changes;

@@ -31,8 +31,10 @@ bool isSame(const GisExtent& a, const GisExtent& b) {
 
 } // namespace
 
-RTreeChanges::RTreeChanges(RTreeBuildStrategy strategy, const GisExtent& frame, qsizetype itemCount)
+RTreeChanges::RTreeChanges(RTreeBuildStrategy strategy, const GisExtent& frame, qsizetype itemCount,
+                           int itemsPerNode)
     : m_isHilbert(strategy == RTreeBuildStrategy::Hilbert), m_alongX(isAlongX(frame)), m_frame(frame),
+      m_count(itemCount), m_itemsPerNode(itemsPerNode),
       m_mostRemoved(static_cast<std::size_t>(itemCount) / 4) {}
 
 bool RTreeChanges::apply(const GisShape* removed, const GisExtent& removedExtent, GisShape* added) {
@@ -42,6 +44,10 @@ bool RTreeChanges::apply(const GisShape* removed, const GisExtent& removedExtent
     const GisExtent frame = isAdded ? m_frame.expand(extent) : m_frame;
     if ((isRemoved && !isInside(removedExtent, m_frame)) || (isAdded && !isFinite(extent)) ||
         !isFinite(m_frame) || (m_isHilbert ? !isSame(frame, m_frame) : isAlongX(frame) != m_alongX)) {
+        return false;
+    }
+    const qsizetype count = m_count + (isAdded ? 1 : 0) - (isRemoved ? 1 : 0);
+    if (count <= m_itemsPerNode) {
         return false;
     }
     const auto own = std::find_if(m_added.begin(), m_added.end(),
@@ -63,6 +69,7 @@ bool RTreeChanges::apply(const GisShape* removed, const GisExtent& removedExtent
         m_added.emplace_back(added, extent);
     }
     m_frame = frame;
+    m_count = count;
     return true;
 }
 
@@ -72,6 +79,7 @@ bool RTreeChanges::putBack(GisShape* shape) {
         return apply(nullptr, {}, shape);
     }
     m_removed.erase(found);
+    ++m_count;
     return true;
 }
 

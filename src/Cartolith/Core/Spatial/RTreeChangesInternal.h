@@ -14,8 +14,9 @@ namespace Cartolith::Core::Spatial::RTree {
 /// and which it must give in addition, each at the place where a tree built anew would have it.
 class RTreeChanges {
 public:
-    /// Of a tree over so many items, whose union the frame is.
-    RTreeChanges(RTreeBuildStrategy strategy, const Shapes::GisExtent& frame, qsizetype itemCount);
+    /// Of a tree over so many items, whose union the frame is. As many as fit into a node have no order.
+    RTreeChanges(RTreeBuildStrategy strategy, const Shapes::GisExtent& frame, qsizetype itemCount,
+                 int itemsPerNode);
 
     bool isEmpty() const noexcept { return m_removed.empty() && m_added.empty(); }
     /// A shape, with the extent that it had, is gone, and another one is there; either may be null. False,
@@ -36,6 +37,8 @@ private:
     bool m_isHilbert;
     bool m_alongX;
     Shapes::GisExtent m_frame;
+    qsizetype m_count;
+    qsizetype m_itemsPerNode;
     std::size_t m_mostRemoved;
     std::unordered_map<const Shapes::GisShape*, Shapes::GisExtent> m_removed; // from the tree
     std::vector<SpatialIndexItem> m_added;

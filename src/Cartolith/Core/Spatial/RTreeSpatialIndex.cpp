@@ -158,8 +158,9 @@ qsizetype RTreeSpatialIndex::insert(RTreeNode& root, const SpatialIndexItem& ite
 
 void RTreeSpatialIndex::build(const QList<GisShape*>& shapes) {
     auto root = std::make_unique<RTreeNode>(buildNode(Internal::itemsOf(shapes)));
-    auto changes =
-        root->isLeaf() ? nullptr : std::make_unique<RTreeChanges>(m_strategy, root->extent(), shapes.size());
+    auto changes = root->isLeaf() ? nullptr
+                                  : std::make_unique<RTreeChanges>(m_strategy, root->extent(), shapes.size(),
+                                                                   m_maxItemsPerNode);
     replaceTree(std::move(root));
     m_changes = std::move(changes);
 }
