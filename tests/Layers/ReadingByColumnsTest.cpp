@@ -184,6 +184,35 @@ TEST_F(ReadingByColumns, TakesWhatADatabaseHoldsAgainstItsColumns) {
     EXPECT_TRUE(columns.commitEdit()) << columns.lastError().toStdString();
 }
 
+TEST_F(ReadingByColumns, SeesThatSomebodyHasPutAZeroWhereNothingWas) {
+    for (const char* const value : {"whole = 0", "big = 0", "text = ''", "raw = x''", "real = 0.0"}) {
+        for (const QString& path : make("GPKG", ".gpkg", plain, 5)) {
+            const auto source = test::openToWrite(path);
+            execute(*source, "UPDATE t SET whole = NULL, big = NULL, real = NULL, text = NULL, raw = NULL");
+            GisLayerOgrVector layer(path);
+            ASSERT_TRUE(layer.open());
+            execute(*source, QByteArray("UPDATE t SET ").append(value).constData());
+            ASSERT_TRUE(layer.beginEdit() && layer.setShapeAttributesEdit(1, {{"long", "mine"}}));
+            EXPECT_FALSE(layer.commitEdit()) << value << " in " << path.toStdString();
+        }
+    }
+}
+
+TEST_F(ReadingByColumns, IdsOfATableWithoutAColumnForThem) {
+    const QString path = make("GPKG", ".gpkg", plain, 5)[0];
+    {
+        const auto source = test::openToWrite(path);
+        execute(*source, "CREATE TABLE w (geom BLOB, whole INTEGER)");
+        execute(*source, "INSERT INTO w SELECT geom, whole FROM t");
+        execute(*source, "INSERT INTO gpkg_contents (table_name, data_type, identifier, srs_id) "
+                         "VALUES ('w', 'features', 'w', -1)");
+        execute(*source, "INSERT INTO gpkg_geometry_columns VALUES ('w', 'geom', 'GEOMETRY', -1, 0, 0)");
+    }
+    GisLayerOgrVector layer(path, "w");
+    ASSERT_TRUE(layer.open());
+    EXPECT_EQ(layer.sourceFeatureIds(), (QList<qint64>{1, 2, 3, 4, 5}));
+}
+
 TEST_F(ReadingByColumns, StartsNoThread) {
     const auto threads = [] { return QDir("/proc/self/task").entryList(QDir::Dirs | QDir::NoDotAndDotDot).size(); };
     for (const QString& path : make("GPKG", ".gpkg", plain, 20000)) {

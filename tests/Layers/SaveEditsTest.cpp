@@ -292,6 +292,8 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
          "~{\"id\":\"a\",\"x\":[1.50],\"properties\":{\"n\":1.50,\"m\":1},@}\r\n{\"id\":7,\"properties\":{},@}\n",
          "{\"id\":\"a\",\"x\":[1.50],\"properties\":{\"n\":1.50,\"m\":2},@}\n{\"id\":7,\"properties\":{},@}\n",
          set(1, "m", 2)},
+        {"lines with a geometry alone", "x.geojsonl",
+         "{\"type\":\"Point\",\"coordinates\":[1,2]}\n{\"properties\":{\"m\":1},@}\n", "is no feature", set(1, "m", 7)},
         {"two features on a line", "x.geojsonl", "{\"properties\":{},@}{\"properties\":{},@}\n",
          "not on lines of their own", move},
         {"two features on the second line", "x.geojsonl",

@@ -173,6 +173,30 @@ TEST(Splits, OfPolygons) {
     }
 }
 
+/// Edges of 45 degrees through places that rounding has set apart.
+TEST(Splits, OfTrianglesByLinesThroughOnePlace) {
+    const struct {
+        const char* polygon;
+        const char* line;
+        int pieces;
+    } rows[] = {
+        {"POLYGON((10 5,2.5 2.5,7.5 2.5,10 5))", "MULTILINESTRING((10 -1.25,5 8.75),(-1.25 7.5,8.75 2.5))", 3},
+        {"POLYGON((-2 1,-4 -1,-2 -31,-2 1))", "MULTILINESTRING((-10 16,12 -31),(-3 -8,-2 17))", 2},
+        {"POLYGON((3 0,-1 -0.99999999999999978,-9 5,3 0))",
+         "MULTILINESTRING((-20 -22,45 43),(-1 0,7 -0.99999999999999978))", 2},
+    };
+    for (const auto& row : rows) {
+        const auto polygon = shapeOf(row.polygon);
+        const auto pieces = GisTopology().SplitByLine(*polygon, *shapeOf(row.line));
+        double area = 0;
+        for (const auto& piece : pieces) {
+            area += GisTopology::Area(*piece);
+        }
+        EXPECT_NEAR(area, GisTopology::Area(*polygon), 1e-12) << row.polygon;
+        EXPECT_EQ(static_cast<int>(pieces.size()), row.pieces) << row.polygon;
+    }
+}
+
 /// Too thin for a grid of twelve digits.
 TEST(Splits, OfASliverFarOut) {
     const auto sliver =

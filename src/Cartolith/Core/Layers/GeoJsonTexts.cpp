@@ -186,8 +186,10 @@ QByteArray GeoJsonTexts::recordOf(const Kept& kept, QByteArrayView line) const {
     if (!kept.change.isAny()) {
         return copyOf(before);
     }
-    // A geometry alone becomes a feature, once something of it is edited.
-    return m_isSequence && !isFeature(before) ? copyOf(line) : edited(kept, line);
+    if (m_isSequence && !isFeature(before)) {
+        throw std::runtime_error("a record that is no feature cannot be edited");
+    }
+    return edited(kept, line);
 }
 
 /// What stands before a feature of a collection, with the comma where another was before it: before a new
