@@ -32,7 +32,7 @@ public:
         QExplicitlySharedDataPointer<const Original> original = {}; ///< null where the shape is the feature's
 
         /// Whether the shape is something else now. What was undone is not.
-        bool isChanged(const Cartolith::Core::Shapes::GisShape& shape) const;
+        bool isChanged(const Cartolith::Core::Shapes::GisShape& now) const;
     };
 
     /// Where there is room for so many, the functions below do not fail, but for taken() and changed(), which

@@ -148,6 +148,7 @@ std::vector<GisLayerVector::TakenShape> GisLayerVector::takeShapesInTurn(const s
         }
     }
     std::vector<int> inTurn;
+    inTurn.reserve(ids.size());
     for (const int id : ids) {
         inTurn.push_back(id - 1);
     }
@@ -175,6 +176,7 @@ bool GisLayerVector::putBack(std::vector<TakenShape>& shapes) {
         return false;
     }
     std::vector<int> inTurn;
+    inTurn.reserve(shapes.size());
     for (const TakenShape& taken : shapes) {
         inTurn.push_back(taken.position);
     }
@@ -184,11 +186,13 @@ bool GisLayerVector::putBack(std::vector<TakenShape>& shapes) {
         return false;
     }
     std::vector<std::pair<int, std::size_t>> rising;
+    rising.reserve(shapes.size());
     for (std::size_t i = 0; i < shapes.size(); ++i) {
         rising.emplace_back(positions[i], i);
     }
     std::sort(rising.begin(), rising.end());
     std::vector<int> places;
+    places.reserve(rising.size());
     for (const auto& place : rising) {
         places.push_back(place.first);
     }

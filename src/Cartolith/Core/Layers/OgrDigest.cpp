@@ -32,12 +32,12 @@ private:
     quint64 m_state = 0x9e3779b97f4a7c15ULL;
 };
 
-constexpr quint64 nothing = ~quint64{0}; // in the place of a type
+constexpr quint64 nullMark = ~quint64{0}; // in the place of a type
 
 void addField(Mixer& mixer, OGRFeature& feature, int index) {
     const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
     if (!feature.IsFieldSetAndNotNull(index)) {
-        mixer.add(nothing);
+        mixer.add(nullMark);
         return;
     }
     mixer.add(static_cast<quint64>(field.GetType()));
@@ -77,7 +77,7 @@ void addField(Mixer& mixer, OGRFeature& feature, int index) {
 
 void addField(Mixer& mixer, OGRFieldType type, const ArrowFeatures& feature, int index) {
     if (!feature.hasValue(index)) {
-        mixer.add(nothing);
+        mixer.add(nullMark);
         return;
     }
     mixer.add(static_cast<quint64>(type));

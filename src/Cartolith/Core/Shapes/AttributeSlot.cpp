@@ -36,8 +36,8 @@ AttributeSlot::OwnTable* AttributeSlot::tableOf(quintptr held) noexcept {
 }
 
 void AttributeSlot::destroy(quintptr held) noexcept {
-    if (OwnTable* const own = tableOf(held)) {
-        delete own;
+    if ((held & 1U) != 0) {
+        delete tableOf(held);
     } else {
         AttributeRow::adopt(held);
     }

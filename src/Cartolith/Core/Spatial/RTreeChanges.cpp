@@ -111,7 +111,7 @@ void RTreeChanges::correct(const GisExtent& query, QList<GisShape*>& results, qs
     qsizetype end = results.size(); // of those that are not yet at their place
     results.resize(end + static_cast<qsizetype>(found.size()));
     GisShape** const shapes = results.data();
-    for (qsizetype left = static_cast<qsizetype>(found.size()); left > 0; --left) {
+    for (auto left = static_cast<qsizetype>(found.size()); left > 0; --left) {
         const SpatialIndexItem& item = *found[static_cast<std::size_t>(left - 1)];
         const qsizetype place =
             std::partition_point(shapes + from, shapes + end,

@@ -126,7 +126,7 @@ GisShapePoint pointInPolygon(const SegmentList& boundary) {
     std::stable_sort(bySize.begin(), bySize.end(),
                      [](const auto& a, const auto& b) { return a.first > b.first; });
     for (const auto& [size, polygon] : bySize) { // holes may cover all of one
-        if (const GisShapePoint inside = pointInside(*polygon); !inside.isEmpty()) {
+        if (GisShapePoint inside = pointInside(*polygon); !inside.isEmpty()) {
             return inside;
         }
     }

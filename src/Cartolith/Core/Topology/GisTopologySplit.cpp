@@ -21,7 +21,6 @@ using Common::Internal::GeometryPtr;
 using Internal::Boundary;
 using Internal::Segment;
 using Internal::SegmentList;
-using Serialization::Ogr::Internal::geometryOf;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
