@@ -20,7 +20,7 @@ public:
     /// texts and bytes, or two of one name: dates lose their zone, single precision loses digits, and of
     /// eight logical values GDAL 3.6 keeps the last. Also null for a table without a column of ids, which all
     /// become 0, and for whole numbers of 32 bits in a FlatGeobuf file: they may have 8 bits there, which are
-    /// read as 32. Reading begins at the first feature.
+    /// read as 32 (a driver that is no database is that one). Reading begins at the first feature.
     static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer, bool isDatabase);
     ~ArrowFeatures();
     ArrowFeatures(const ArrowFeatures&) = delete;

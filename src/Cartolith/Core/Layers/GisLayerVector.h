@@ -79,7 +79,8 @@ public:
     /// and above: queryOverviewPoints(). What is returned belongs to the layer and carries the ids of the
     /// originals.
     virtual QList<Shapes::GisShape*> queryLod(const Shapes::GisExtent& extent, int level);
-    /// One point for each shape, with its id and attributes.
+    /// One point for each shape, with its id and, as they were when the points were made, its attributes: a
+    /// change of attributes alone does not make them anew.
     virtual QList<Shapes::GisShape*> queryOverviewPoints(const Shapes::GisExtent& extent);
     virtual Attributes attributesForFeatureId(int id) const;
     /// Rows count from 0 in layer order; an empty table outside the range.

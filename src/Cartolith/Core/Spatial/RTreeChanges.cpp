@@ -50,9 +50,10 @@ bool RTreeChanges::apply(const GisShape* removed, const GisExtent& removedExtent
     if (count <= m_itemsPerNode) {
         return false;
     }
-    const auto own = std::find_if(m_added.begin(), m_added.end(),
-                                  [removed](const auto& item) { return item.shape() == removed; });
-    const bool isOwn = isRemoved && own != m_added.end();
+    const auto own = isRemoved ? std::find_if(m_added.begin(), m_added.end(),
+                                              [removed](const auto& item) { return item.shape() == removed; })
+                               : m_added.end();
+    const bool isOwn = own != m_added.end();
     if ((isAdded && !isOwn && m_added.size() >= mostAdded) ||
         (isRemoved && !isOwn && m_removed.size() >= m_mostRemoved)) {
         return false;

@@ -63,8 +63,8 @@ public:
     /// give what they would give had build() been called with the new list, in the same order, where ids grow
     /// along the list. False, and nothing is changed, where that takes building anew: no build() before,
     /// no more items than fit into one node, the frame around all items another one, infinite bounds, some
-    /// thousand changes. Constant time; each shape that came adds some nanoseconds to a search, each that
-    /// left to each hit.
+    /// thousand changes. Takes time in proportion to the shapes that came at most; each of them is looked
+    /// at in every search, and for each hit whether it has left.
     ///
     /// insert() and save() take the changes into the tree, which costs as much as build().
     bool update(const Shapes::GisShape* removed, const Shapes::GisExtent& removedExtent,

@@ -385,8 +385,10 @@ public:
     /// vertex are judged by their other vertices. The empty point and a shape without parts have no problem,
     /// a part without a vertex has too few. The list has at most a
     /// thousand entries of each kind, and what it has no room for is not looked for. Empty when the busy
-    /// callback stops it. Takes n log n time, and a step for each pair of segments that touch or lie near
-    /// each other: some seconds for 3000 rings that touch in one vertex, or are equal. Memory is linear.
+    /// callback stops it. Takes n log n time where rings that lie near each other are near in the list, and a
+    /// step for each pair of segments that touch or lie near each other: some seconds for 3000 rings that
+    /// touch in one vertex, or are equal. Thousands of rings in random order, or in one another, take
+    /// quadratic time. Memory is linear.
     QList<GisShapeProblem> CheckShape(const Shapes::GisShape& shape) const;
 
     /// A sound shape of the same type with the same id and attributes: CheckShape() finds nothing in it.
@@ -552,7 +554,9 @@ public:
     /// A point of the shape that is not at its edge: inside a polygon and off its holes, halfway along the
     /// longest part of a line, the point itself. Of several areas it lies in the largest, in one of its wider
     /// places. Empty for an empty shape and for a polygon that encloses nothing, as when each of its edges is
-    /// gone over twice. Coordinates of any finite size. Vertices that are not finite are left out.
+    /// gone over twice. Of rings that go round a place twice, it may lie in a hole or be empty, and of a ring
+    /// with hundreds of spikes empty: FixShape() first. Coordinates of any finite size. Vertices that are not
+    /// finite are left out.
     static Shapes::GisShapePoint PointOnSurface(const Shapes::GisShape& shape);
 
     /// @}
