@@ -2,7 +2,7 @@
 
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
-#include <Cartolith/Core/Layers/OgrDigestInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrDigestInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <benchmark/benchmark.h>

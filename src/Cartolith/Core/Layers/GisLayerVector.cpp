@@ -1,4 +1,4 @@
-#include <Cartolith/Core/Layers/EditHistoryInternal.h>
+#include <Cartolith/Core/Layers/Editing/EditHistoryInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Layers/LodLevelInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>

@@ -1,0 +1,171 @@
+#include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
+#include <Cartolith/Core/Serialization/PlainWkbInternal.h>
+
+#include <algorithm>
+#include <limits>
+#include <utility>
+
+namespace Cartolith::Core::Layers::Internal {
+
+using Common::Internal::GeometryPtr;
+using Shapes::GisShape;
+using Shapes::Internal::AttributeRow;
+
+namespace {
+
+ReadFeature kindOf(const OGRGeometry& geometry) {
+    const OGRwkbGeometryType type = wkbFlatten(geometry.getGeometryType());
+    ReadFeature kind;
+    kind.isMultiPoint = type == wkbMultiPoint;
+    kind.hasZ = geometry.Is3D() != 0;
+    kind.hasM = geometry.IsMeasured() != 0;
+    kind.hasCurves = geometry.hasCurveGeometry() != 0;
+    kind.isCollection = type == wkbGeometryCollection || type == wkbTriangle ||
+                        OGR_GT_IsSubClassOf(type, wkbPolyhedralSurface) != 0;
+    return kind;
+}
+
+} // namespace
+
+OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
+    : definitions(attributeDefinitions(*layer.GetLayerDefn())), m_source(source), m_layer(layer),
+      m_rows(*layer.GetLayerDefn()) {
+    const OgrFormat* const format = OgrFormat::forDriver(source.driverName());
+    m_isNumbered = format != nullptr && !format->isDatabase;
+    m_isCompared = format != nullptr && format->isDatabase;
+    state.fieldNames = OgrDigest::ofFields(layer);
+    state.system = OgrDigest::ofSystem(layer);
+    OGRFeatureDefn& schema = *layer.GetLayerDefn();
+    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+        const OGRFieldDefn& field = *schema.GetFieldDefn(i);
+        const bool isKept = field.GetSubType() == OFSTNone || field.GetSubType() == OFSTBoolean;
+        state.subtypes += isKept ? 0 : 1;
+        if (field.GetSubType() == OFSTJSON) {
+            state.jsonFields.insert(QString::fromUtf8(field.GetNameRef()));
+        }
+        state.defaults += field.GetDefault() != nullptr ? 1 : 0;
+    }
+}
+
+bool OgrContent::isInterrupted(const GoOn& goOn) const {
+    if (shapes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
+        m_source.fail(QStringLiteral("it has more shapes than a layer can number"));
+    }
+    constexpr qint64 interval = 256;
+    return state.featureCount % interval == 0 && !goOn(static_cast<double>(state.featureCount));
+}
+
+OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
+    const auto columns = ArrowFeatures::of(m_layer, m_isCompared);
+    while (columns != nullptr && columns->next()) {
+        if (!take(*columns)) {
+            return Outcome::Unfit;
+        }
+        if (isInterrupted(goOn)) {
+            return Outcome::Cancelled;
+        }
+    }
+    const bool isWhole =
+        columns != nullptr && !columns->hasFailed() && state.featureCount >= m_layer.GetFeatureCount(FALSE);
+    return isWhole ? Outcome::Whole : Outcome::Unfit;
+}
+
+OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn) {
+    m_layer.ResetReading();
+    while (const auto feature = m_source.next(m_layer)) {
+        take(*feature, m_source.complaint());
+        if (isInterrupted(goOn)) {
+            return Outcome::Cancelled;
+        }
+    }
+    return Outcome::Whole;
+}
+
+qint64 OgrContent::count(qint64 id) {
+    const qint64 key = m_isNumbered ? state.featureCount : id;
+    ++state.featureCount;
+    if (m_isNumbered) {
+        state.numberedIds.append(id);
+    }
+    return key;
+}
+
+bool OgrContent::take(const ArrowFeatures& feature) {
+    const QByteArrayView wkb = feature.geometry();
+    if (wkb.isEmpty()) {
+        return false;
+    }
+    OGRFeatureDefn& schema = *m_layer.GetLayerDefn();
+    if (auto shape = Serialization::Wkb::Internal::shapeOfPlainWkb(wkb)) {
+        ReadFeature read;
+        read.id = count(feature.id());
+        read.digest = m_isCompared ? m_digest.of(schema, feature, nullptr) : 0;
+        read.shapes = 1;
+        state.digest += read.digest;
+        state.features.append(read);
+        keep(std::move(shape), read.id, m_rows.of(feature));
+        return true;
+    }
+    OGRGeometry* made = nullptr;
+    const Common::Internal::GdalErrorCapture errors;
+    const OGRErr error =
+        OGRGeometryFactory::createFromWkb(wkb.data(), nullptr, &made, static_cast<std::size_t>(wkb.size()));
+    GeometryPtr geometry(made);
+    if (error != OGRERR_NONE || geometry == nullptr || !errors.message().isEmpty()) {
+        return false;
+    }
+    ReadFeature read = geometry->IsEmpty() ? ReadFeature() : kindOf(*geometry);
+    read.id = count(feature.id());
+    read.digest = m_isCompared ? m_digest.of(schema, feature, geometry.get()) : 0;
+    takeGeometry(read, feature.id(), std::move(geometry), {}, [&] { return m_rows.of(feature); });
+    return true;
+}
+
+void OgrContent::take(OGRFeature& feature, const QString& complaint) {
+    const OGRGeometry* const geometry = feature.GetGeometryRef();
+    const bool hasGeometry = geometry != nullptr && !geometry->IsEmpty();
+    ReadFeature read = hasGeometry ? kindOf(*geometry) : ReadFeature();
+    read.id = count(feature.GetFID());
+    read.digest = m_isCompared ? m_digest.of(feature) : 0;
+    takeGeometry(read, feature.GetFID(), GeometryPtr(feature.StealGeometry()), complaint,
+                 [&] { return m_rows.of(feature); });
+}
+
+void OgrContent::takeGeometry(ReadFeature feature, qint64 id, GeometryPtr geometry, const QString& complaint,
+                              const std::function<AttributeRow()>& attributes) {
+    state.digest += feature.digest;
+    const bool hasGeometry = geometry != nullptr && !geometry->IsEmpty();
+    auto read = Serialization::Ogr::Internal::shapesOf(std::move(geometry));
+    if (!read.problem.isEmpty()) {
+        constexpr qsizetype most = 1000;
+        ++skippedCount;
+        if (skipped.size() < most) {
+            skipped.append({id, complaint.isEmpty() ? read.problem : complaint});
+            state.skippedFeatures.append(feature.id);
+        }
+    }
+    if (read.shapes.empty()) {
+        ++(hasGeometry ? state.unreadable : state.rowsWithoutGeometry);
+        return;
+    }
+    constexpr quint32 most = (1U << 26U) - 1;
+    feature.shapes = static_cast<quint32>(std::min<std::size_t>(read.shapes.size(), most)) & most;
+    feature.isPartlyRead = !read.problem.isEmpty();
+    state.features.append(feature);
+    const AttributeRow row = attributes();
+    for (auto& shape : read.shapes) {
+        keep(std::move(shape), feature.id, row);
+    }
+}
+
+void OgrContent::keep(std::unique_ptr<GisShape> shape, qint64 key, const AttributeRow& row) {
+    shape->attributeSlot().setRow(row);
+    shapes.push_back(std::move(shape));
+    features.append(key);
+}
+
+} // namespace Cartolith::Core::Layers::Internal

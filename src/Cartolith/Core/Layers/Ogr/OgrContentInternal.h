@@ -1,0 +1,63 @@
+#pragma once
+
+#include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/Ogr/OgrDigestInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
+
+#include <functional>
+#include <memory>
+#include <vector>
+
+namespace Cartolith::Core::Layers::Internal {
+
+class ArrowFeatures;
+class OgrSource;
+
+/// Everything that opening a layer reads, collected aside so that a failure leaves the layer alone.
+class OgrContent {
+public:
+    enum class Outcome {
+        Whole,
+        Cancelled,
+        Unfit, ///< nothing can be said this way, nor of what was collected: begin anew the other way
+    };
+    /// Called now and then with the number of features that were read; false ends the reading.
+    using GoOn = std::function<bool(double)>;
+
+    OgrContent(OgrSource& source, OGRLayer& layer);
+
+    /// Reads by columns, which takes half the time. Unfit where the driver or the layer is, and as soon as
+    /// anything is found that has to be told: rows without geometry, errors, a count that is not right.
+    Outcome readColumns(const GoOn& goOn);
+    /// Reads feature by feature. Never unfit.
+    Outcome readFeatures(const GoOn& goOn);
+
+    QList<Defs::GisAttributeDefinition> definitions;
+    std::vector<std::unique_ptr<Shapes::GisShape>> shapes;
+    QList<qint64> features; ///< what each shape was read from
+    OgrReadState state;
+    qint64 skippedCount = 0;
+    QList<GisLayerOgrVector::SkippedFeature> skipped;
+
+private:
+    bool take(const ArrowFeatures& feature);
+    void take(OGRFeature& feature, const QString& complaint);
+    qint64 count(qint64 id);
+    void takeGeometry(ReadFeature feature, qint64 id, Common::Internal::GeometryPtr geometry,
+                      const QString& complaint,
+                      const std::function<Shapes::Internal::AttributeRow()>& attributes);
+    void keep(std::unique_ptr<Shapes::GisShape> shape, qint64 key, const Shapes::Internal::AttributeRow& row);
+    bool isInterrupted(const GoOn& goOn) const;
+
+    OgrSource& m_source;
+    OGRLayer& m_layer;
+    FeatureRows m_rows;
+    OgrDigest m_digest;
+    bool m_isNumbered = false;
+    bool m_isCompared = false; // a digest is made of each feature
+};
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,178 @@
+#include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrShapeWritingInternal.h>
+#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
+
+#include <algorithm>
+#include <map>
+#include <stdexcept>
+#include <utility>
+#include <vector>
+
+namespace Cartolith::Core::Layers::Internal {
+
+using Common::Internal::GeometryPtr;
+using Shapes::GisShape;
+
+namespace {
+
+using ReadShapes = std::vector<std::unique_ptr<GisShape>>;
+
+bool haveSameShapes(const ReadShapes& read, const QList<const GisShape*>& shapes) {
+    const auto same = [](const auto& a, const GisShape* b) { return haveSameGeometry(*a, *b); };
+    const bool isEmpty = read.empty() && shapes.size() == 1 && shapes.front()->isEmpty();
+    return isEmpty || std::equal(read.begin(), read.end(), shapes.begin(), shapes.end(), same);
+}
+
+/// False for a point among lines and the like. One part or several makes no difference here; drivers that
+/// care see to it themselves.
+bool fits(const OGRGeometry& geometry, OGRwkbGeometryType layerType) {
+    const auto single = [](OGRwkbGeometryType type) {
+        const OGRwkbGeometryType flat = wkbFlatten(type);
+        return flat == wkbMultiPoint        ? wkbPoint
+               : flat == wkbMultiLineString ? wkbLineString
+               : flat == wkbMultiPolygon    ? wkbPolygon
+                                            : flat;
+    };
+    const OGRwkbGeometryType layer = single(layerType);
+    const bool isPlain = layer == wkbPoint || layer == wkbLineString || layer == wkbPolygon;
+    return layer != wkbNone && (!isPlain || single(geometry.getGeometryType()) == layer);
+}
+
+void setGeometry(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape) {
+    const OGRGeometry* const old = feature.GetGeometryRef();
+    GeometryPtr geometry = savedGeometryOf(shape);
+    if (geometry != nullptr && !fits(*geometry, layerType)) {
+        throw std::runtime_error(QStringLiteral("a %1 has no place in a layer of type %2")
+                                     .arg(QString::fromLatin1(geometry->getGeometryName()),
+                                          QString::fromLatin1(OGRGeometryTypeToName(layerType)))
+                                     .toStdString());
+    }
+    geometry = promoted(std::move(geometry), layerType);
+    if (wkbFlatten(layerType) == wkbUnknown && old != nullptr) {
+        geometry = promoted(std::move(geometry), old->getGeometryType());
+    }
+    place(std::move(geometry), feature);
+}
+
+/// What another geometry in the place of this one would lose; empty for nothing.
+QString lossOf(const OGRGeometry& geometry, const QString& problem) {
+    const OGRwkbGeometryType type = wkbFlatten(geometry.getGeometryType());
+    if (geometry.IsEmpty()) {
+        return {};
+    }
+    if (geometry.Is3D() || geometry.IsMeasured()) {
+        return QStringLiteral("its Z or M values would be lost");
+    }
+    const bool isPlain = type == wkbPoint || type == wkbLineString || type == wkbPolygon ||
+                         type == wkbMultiPoint || type == wkbMultiLineString || type == wkbMultiPolygon;
+    if (!isPlain) {
+        return QStringLiteral("its type %1 would be lost")
+            .arg(QString::fromLatin1(geometry.getGeometryName()));
+    }
+    return problem.isEmpty() ? QString()
+                             : QStringLiteral("it has parts that are not in the layer and would be lost");
+}
+
+/// The fields of which the shape says something else, and what.
+QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape& shape, bool isNew) {
+    struct Field {
+        std::vector<int> indexes;
+        QVariant before;
+    };
+    std::map<QString, Field> fields; // of fields of one name, the last counts, as in reading
+    for (int i = 0; i < feature.GetFieldCount(); ++i) {
+        Field& field = fields[QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef())];
+        field.indexes.push_back(i);
+        const QVariant before = fieldValue(feature, i);
+        field.before = before.isValid() ? before : field.before;
+    }
+    const QHash<QString, QVariant> values = shape.attributeSlot().copyOfTable();
+    for (auto it = values.cbegin(); it != values.cend(); ++it) {
+        if (it->isValid() && !fields.contains(it.key())) {
+            throw std::runtime_error(
+                QStringLiteral("the attribute '%1' is no field of the layer").arg(it.key()).toStdString());
+        }
+    }
+    QList<std::pair<int, QVariant>> changes;
+    for (const auto& [name, field] : fields) {
+        const QVariant value = values.value(name);
+        const bool isDefault = isNew && !value.isValid(); // unset: the source's own default
+        if (!isDefault && !areSame(value, field.before)) {
+            const bool isLastEnough = value.isValid(); // else, one before it would be read instead
+            for (const int index : field.indexes) {
+                if (index == field.indexes.back() || !isLastEnough) {
+                    changes.append({index, value});
+                }
+            }
+        }
+    }
+    return changes;
+}
+
+bool areSameChanges(const QList<std::pair<int, QVariant>>& a, const QList<std::pair<int, QVariant>>& b) {
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& one, const auto& other) {
+        return one.first == other.first && areSame(one.second, other.second);
+    });
+}
+
+void setFields(OGRFeature& feature, const QList<std::pair<int, QVariant>>& changes, const OgrManner& manner) {
+    for (const auto& [index, value] : changes) {
+        setField(feature, index, value);
+        const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
+        const bool isRounded = manner.roundsNumbers && field.GetType() == OFTReal && field.GetWidth() > 0 &&
+                               feature.IsFieldSetAndNotNull(index);
+        if (isRounded && !isKeptBy(field.GetPrecision(), feature.GetFieldAsDouble(index))) {
+            throw std::runtime_error(
+                QStringLiteral("the value '%1' has more than the %2 decimals of the field '%3'")
+                    .arg(value.toString())
+                    .arg(field.GetPrecision())
+                    .arg(QString::fromUtf8(field.GetNameRef()))
+                    .toStdString());
+        }
+    }
+}
+
+} // namespace
+
+OgrManner OgrManner::of(const QString& driver) {
+    return {.roundsNumbers = driver != QLatin1String("FlatGeobuf")};
+}
+
+OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes,
+                 const OgrManner& manner) {
+    const OGRGeometry* const geometry = feature.GetGeometryRef();
+    const auto read = Serialization::Ogr::Internal::shapesOf(
+        GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
+    OgrChange change{.isMoved = !haveSameShapes(read.shapes, shapes)};
+    if (change.isMoved && (shapes.size() != 1 || read.shapes.size() > 1)) {
+        throw std::runtime_error("it is several shapes here, which cannot be changed one by one");
+    }
+    const auto changes = fieldChanges(feature, *shapes.front(), false);
+    for (qsizetype i = 1; i < shapes.size(); ++i) {
+        if (!areSameChanges(fieldChanges(feature, *shapes[i], false), changes)) {
+            throw std::runtime_error("it is several shapes here, which have different attributes");
+        }
+    }
+    for (const auto& [index, value] : changes) {
+        change.fields.insert(QString::fromUtf8(feature.GetFieldDefnRef(index)->GetNameRef()));
+        change.columns.insert(index);
+    }
+    setFields(feature, changes, manner);
+    if (change.isMoved) {
+        const QString loss = geometry != nullptr ? lossOf(*geometry, read.problem) : QString();
+        if (!loss.isEmpty()) {
+            throw std::runtime_error(loss.toStdString());
+        }
+        setGeometry(feature, layerType, *shapes.front());
+    }
+    return change;
+}
+
+void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape, const OgrManner& manner) {
+    setGeometry(feature, layerType, shape);
+    setFields(feature, fieldChanges(feature, shape, true), manner);
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,240 @@
+#include <Cartolith/Core/Layers/Files/SourceMembersInternal.h>
+#include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
+#include <Cartolith/Core/Layers/Ogr/GeoJsonTextsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
+
+#include <QFileInfo>
+
+#include <algorithm>
+#include <chrono>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+namespace Cartolith::Core::Layers::Internal {
+
+namespace {
+
+/// Whether a field of one type holds every value of the other, and more.
+bool isWider(QMetaType::Type type, QMetaType::Type other) {
+    return type != other && commonType(type, other) == type;
+}
+
+/// Those of the source. Where a file has no schema, GDAL makes one up from the features that happen to be
+/// there; what the layer declares goes before that, unless values that are there would not fit.
+void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& written) {
+    const QList<Defs::GisAttributeDefinition> declared =
+        target.driverName.startsWith(QLatin1String("GeoJSON")) ? target.definitions
+                                                               : QList<Defs::GisAttributeDefinition>();
+    const QList<Defs::GisAttributeDefinition> found = attributeDefinitions(from);
+    for (int i = 0; i < found.size(); ++i) {
+        const auto better = std::find_if(declared.begin(), declared.end(), [&](const auto& definition) {
+            return definition.name() == found[i].name() && isWider(definition.type(), found[i].type());
+        });
+        if (better != declared.end()) {
+            written.addField(*fieldOf(*better, written.driver()));
+        } else {
+            written.addField(*from.GetFieldDefn(i));
+        }
+    }
+    for (const Defs::GisAttributeDefinition& definition : declared) {
+        const bool isThere = std::any_of(found.begin(), found.end(), [&definition](const auto& other) {
+            return other.name() == definition.name();
+        });
+        if (!isThere) {
+            written.addField(*fieldOf(definition, written.driver()));
+        }
+    }
+}
+
+QList<qint64> idsIn(const QString& path) {
+    OgrSource source(path);
+    OGRLayer& layer = source.layer(QString());
+    QList<qint64> ids;
+    layer.ResetReading();
+    while (const auto feature = source.next(layer)) {
+        ids.append(feature->GetFID());
+    }
+    return ids;
+}
+
+/// A feature of one layer as one of the other, which begins with the same fields.
+void copy(OGRFeature& from, OGRFeature& to) {
+    std::vector<int> same(static_cast<std::size_t>(from.GetFieldCount()));
+    for (std::size_t i = 0; i < same.size(); ++i) {
+        same[i] = static_cast<int>(i);
+    }
+    to.SetFrom(&from, same.data());
+    to.SetFID(OGRNullFID);
+}
+
+/// False when something was changed and changed back while it was read, so that of several files, or of one
+/// that is read twice, parts may be of two moments.
+bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
+    OgrSnapshot snapshot(target.path, target.layerName, target.wait);
+    OgrSource& source = snapshot.source();
+    OGRLayer& from = snapshot.layer();
+    OgrTarget written(*OgrFormat::forDriver(target.driverName), target.path, target.wait);
+    if (source.isSystemElsewhere()) {
+        written.fail(QStringLiteral(
+            "it names a place in the network for its coordinate system, which would get lost"));
+    }
+    const auto prepared = [&](const QString& what, const auto& prepare) {
+        try {
+            prepare();
+        } catch (const std::runtime_error& error) {
+            written.fail(QStringLiteral("%1: %2").arg(what, QString::fromUtf8(error.what())));
+        }
+    };
+
+    std::optional<GeoJsonTexts> texts;
+    prepared(QStringLiteral("its text"), [&] { texts.emplace(target.driverName, target.path); });
+    const bool isShapefile = target.driverName == QLatin1String("ESRI Shapefile");
+    std::optional<DbfTable> table;
+    if (isShapefile) {
+        prepared(QStringLiteral("its table"), [&] { table = DbfTable::beside(target.path); });
+    }
+    QStringList options = texts->layerOptions();
+    if (isShapefile) {
+        options << QStringLiteral("ENCODING=") +
+                       QString::fromUtf8(from.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE"));
+    }
+    OGRLayer& to = written.createLayer(
+        target.layerName, texts->needsSystem() ? from.GetSpatialRef() : nullptr, from.GetGeomType(), options);
+    addFields(target, *from.GetLayerDefn(), written);
+
+    // What GDAL finds in a file without a schema is no limit to what it may hold.
+    const OGRwkbGeometryType type =
+        target.driverName.startsWith(QLatin1String("GeoJSON")) ? wkbUnknown : from.GetGeomType();
+    const OgrManner manner = OgrManner::of(target.driverName);
+    // Names as the layer has them, which a Shapefile gives back only in the end.
+    OGRFeatureDefn& schema = isShapefile ? *from.GetLayerDefn() : *to.GetLayerDefn();
+    const bool needsGeometries = texts->needsGeometries();
+    const bool isKept = table || texts->isAny(); // what was not changed comes from the old file
+    const auto add = [&](OGRFeature& edited, const QString& what, const OgrChange* change) {
+        for (int i = 0; isKept && change != nullptr && i < edited.GetFieldCount(); ++i) {
+            if (!change->columns.contains(i)) {
+                edited.UnsetField(i);
+            }
+        }
+        if (texts->isAny() && change != nullptr && !change->isMoved && !needsGeometries) {
+            edited.SetGeometryDirectly(nullptr);
+        }
+        if (isShapefile) {
+            OGRFeature out(to.GetLayerDefn());
+            copy(edited, out);
+            written.add(out, what);
+        } else {
+            written.add(edited, what);
+        }
+    };
+    bool differs = !edits.deleted.empty() || !edits.added.isEmpty();
+    QList<qint64> before;
+    qsizetype met = 0;
+    const auto total = static_cast<double>(from.GetFeatureCount());
+    from.ResetReading();
+    while (const auto feature = source.next(from)) {
+        constexpr qsizetype interval = 256;
+        if (++met % interval == 0 && target.progress && !target.progress(static_cast<double>(met) / total)) {
+            written.fail(QStringLiteral("it was cancelled"));
+        }
+        const qint64 number = met - 1;
+        if (edits.deleted.contains(number)) {
+            continue;
+        }
+        const QString what = QStringLiteral("feature %1").arg(feature->GetFID());
+        OGRFeature edited(&schema);
+        copy(*feature, edited);
+        OgrChange change;
+        if (const auto shapes = edits.updated.find(number); shapes != edits.updated.end()) {
+            prepared(what, [&] { change = update(edited, type, shapes->second, manner); });
+        }
+        differs = differs || change.isAny();
+        texts->add(*feature, number, change);
+        if (table) {
+            table->keep(feature->GetFID(), change.columns);
+        }
+        add(edited, what, &change);
+        before.append(number);
+    }
+    if (!differs) { // everything was undone
+        target.prepare({});
+        return true;
+    }
+    for (const Shapes::GisShape* shape : edits.added) {
+        const QString what = QStringLiteral("shape %1").arg(shape->id());
+        OGRFeature edited(&schema);
+        prepared(what, [&] { fill(edited, type, *shape, manner); });
+        add(edited, what, nullptr);
+    }
+    written.close();
+    const auto bytes = written.written(QFileInfo(written.writtenPath()).suffix());
+    prepared(QStringLiteral("its text"), [&] {
+        if (const auto text = texts->in({bytes.first, bytes.second}, met); text.has_value()) {
+            written.rewrite(*text);
+        }
+    });
+    if (table) {
+        const auto [first, size] = written.written(QStringLiteral("dbf"));
+        prepared(QStringLiteral("its table"), [&, at = first, count = size] { table->restore(at, count); });
+    }
+    if (isShapefile) {
+        // What is in them holds as before, and GDAL would write what it makes of them.
+        written.keep(QStringList() << QStringLiteral("prj") << QStringLiteral("cpg")
+                                   << QStringLiteral("qpj"));
+        // GDAL makes both where there is none.
+        for (const QString& suffix : {QStringLiteral("dbf"), QStringLiteral("cpg")}) {
+            if (membersOf(target.path, QStringList(suffix)).isEmpty()) {
+                written.leaveOut(suffix);
+            }
+        }
+    }
+    requireUnchanged(target);
+    if (!snapshot.state().isSameMoment(SourceState(target.path))) {
+        return false;
+    }
+
+    // Read again, the new files tell the ids that GDAL gives, and that nothing got lost.
+    const QList<qint64> after = idsIn(written.writtenPath());
+    if (after.size() != before.size() + edits.added.size()) {
+        written.fail(QStringLiteral("of %1 features the format kept %2")
+                         .arg(before.size() + edits.added.size())
+                         .arg(after.size()));
+    }
+    OgrSavedIds ids;
+    ids.isRenumbered = true;
+    for (qsizetype i = 0; i < before.size(); ++i) {
+        ids.kept.emplace(before[i], i);
+    }
+    for (qsizetype i = before.size(); i < after.size(); ++i) {
+        ids.added.append(i);
+    }
+    ids.numberedIds = after;
+    target.prepare(ids);
+    try {
+        *target.state = written.publish([&target] { requireUnchanged(target); });
+    } catch (const PublishedUnsafely& error) {
+        *target.state = error.state;
+        throw;
+    }
+    return true;
+}
+
+} // namespace
+
+void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits) {
+    const auto deadline = std::chrono::steady_clock::now() + target.wait;
+    for (int attempt = 1; !rewrite(target, edits); ++attempt) {
+        constexpr int most = 3;
+        if (attempt >= most && std::chrono::steady_clock::now() >= deadline) {
+            failToWrite(target.path, QStringLiteral("its files are being changed"));
+        }
+    }
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,152 @@
+#include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
+#include <Cartolith/Core/Layers/Ogr/DatabaseLockInternal.h>
+#include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+
+#include <QFile>
+#include <QFileInfo>
+
+#include <optional>
+#include <stdexcept>
+
+namespace Cartolith::Core::Layers::Internal {
+
+namespace {
+
+/// The driver of a file here that is JSON, else nothing: one that has no other use for the network than to
+/// look up a coordinate system.
+QString jsonDriverOf(const QString& path) {
+    GDALDriver* const driver = QFileInfo(path).isFile()
+                                   ? GDALDriver::FromHandle(GDALIdentifyDriverEx(
+                                         gdalNameOf(path).constData(), GDAL_OF_VECTOR, nullptr, nullptr))
+                                   : nullptr;
+    const QString name = driver != nullptr ? QString::fromUtf8(driver->GetDescription()) : QString();
+    return name.contains(QLatin1String("JSON")) ? name : QString();
+}
+
+/// A sequence that its driver does not recognise, such as one with a mark of byte order, without that mark.
+QByteArray asSequence(const QString& path) {
+    QFile file(path);
+    const bool hasMark = file.open(QIODevice::ReadOnly) && file.read(3) == "\xEF\xBB\xBF";
+    const QLatin1String behindMark(hasMark ? "/vsisubfile/3," : "/vsisubfile/0,");
+    return (behindMark + QFileInfo(path).absoluteFilePath()).toUtf8();
+}
+
+} // namespace
+
+OgrSource::OgrSource(const QString& path) : m_path(path) {
+    Common::Internal::registerGdalDrivers();
+    if (path.isEmpty()) {
+        fail(QStringLiteral("the path is empty"));
+    }
+    if (const QString journal = foreignJournalOf(path); !journal.isEmpty()) {
+        fail(QStringLiteral("'%1' beside it is another user's").arg(journal));
+    }
+    recover(path);
+    const Common::Internal::EpsgCodesAsGiven codes;
+    QByteArray name = gdalNameOf(path);
+    const char* const sequences[] = {"GeoJSONSeq", nullptr};
+    const char* const* drivers = nullptr;
+    std::optional<Common::Internal::NoRequests> noRequests;
+    if (const QString driver = jsonDriverOf(path); !driver.isEmpty()) {
+        noRequests.emplace();
+        const JsonTexts texts =
+            driver.startsWith(QLatin1String("GeoJSON")) ? jsonTextsOf(path) : JsonTexts::One;
+        if (texts == JsonTexts::RunTogether) {
+            fail(QStringLiteral("it has several JSON texts that are not on lines of their own"));
+        }
+        if (texts == JsonTexts::OnePerLine && driver == QLatin1String("GeoJSON")) {
+            name = asSequence(path);
+            drivers = static_cast<const char* const*>(sequences);
+        }
+    }
+    m_dataset.reset(GDALDataset::Open(name.constData(),
+                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, drivers));
+    m_isSystemElsewhere = noRequests && noRequests->wasAsked();
+    if (m_dataset == nullptr && drivers != nullptr) {
+        fail(QStringLiteral("behind its first JSON text there is more"));
+    }
+    if (m_dataset == nullptr) {
+        fail(m_errors.message().isEmpty() ? QStringLiteral("GDAL gives no reason") : m_errors.message());
+    }
+    if (m_dataset->GetLayerCount() == 0) {
+        fail(QStringLiteral("it has no vector layer"));
+    }
+    m_errors.reset();
+}
+
+void OgrSource::recover(const QString& path) {
+    if (QFileInfo(besideDatabase(path, DatabaseLog::journal)).size() > 0 &&
+        foreignJournalOf(path).isEmpty()) {
+        // Whoever opens the database and may write rolls back. Should this fail, reading says why.
+        Common::Internal::registerGdalDrivers();
+        const Common::Internal::GdalErrorCapture errors;
+        const Common::Internal::DatasetPtr recovered(
+            GDALDataset::Open(gdalNameOf(path).constData(), GDAL_OF_VECTOR | GDAL_OF_UPDATE));
+    }
+}
+
+void OgrSource::removeUnusedJournal(const QString& path) {
+    if (!foreignJournalOf(path).isEmpty()) { // opening for update would apply it
+        return;
+    }
+    QFile journal(besideDatabase(path, DatabaseLog::journal));
+    char first = 0;
+    // SQLite writes the first bytes last; a journal without them is not rolled back.
+    if (!journal.open(QIODevice::ReadOnly) || !journal.getChar(&first) || first != 0) {
+        return;
+    }
+    const DatabaseLock lock(path, std::chrono::steady_clock::now());
+    if (lock.isTaken()) { // nobody else has it open for writing
+        journal.remove();
+    }
+}
+
+void OgrSource::failToRead(const QString& path, const QString& reason) {
+    throw std::runtime_error(QStringLiteral("Cannot read '%1': %2").arg(path, reason).toStdString());
+}
+
+void OgrSource::fail(const QString& reason) const {
+    failToRead(m_path, reason);
+}
+
+QString OgrSource::driverName() const {
+    GDALDriver* const driver = m_dataset->GetDriver();
+    return driver != nullptr ? QString::fromUtf8(driver->GetDescription()) : QString();
+}
+
+QStringList OgrSource::layerNames() const {
+    QStringList names;
+    for (const OGRLayer* layer : m_dataset->GetLayers()) {
+        names.append(QString::fromUtf8(const_cast<OGRLayer*>(layer)->GetName()));
+    }
+    return names;
+}
+
+OGRLayer& OgrSource::layer(const QString& name) const {
+    const Common::Internal::EpsgCodesAsGiven codes;
+    OGRLayer* const layer =
+        name.isEmpty() ? m_dataset->GetLayer(0) : m_dataset->GetLayerByName(name.toUtf8().constData());
+    if (layer == nullptr) {
+        constexpr qsizetype most = 20;
+        const QStringList names = layerNames();
+        fail(QStringLiteral("there is no layer '%1' (there is: %2%3)")
+                 .arg(name, names.first(std::min(most, names.size())).join(QStringLiteral(", ")),
+                      names.size() > most ? QStringLiteral(", ...") : QString()));
+    }
+    layer->GetSpatialRef(); // drivers keep what they find when first asked
+    return *layer;
+}
+
+Common::Internal::FeaturePtr OgrSource::next(OGRLayer& layer) {
+    const Common::Internal::GdalErrorCapture
+        errors; // a target written to at the same time has one of its own
+    Common::Internal::FeaturePtr feature(layer.GetNextFeature());
+    m_complaint = errors.message();
+    if (feature == nullptr && !m_complaint.isEmpty()) {
+        fail(m_complaint);
+    }
+    return feature;
+}
+
+} // namespace Cartolith::Core::Layers::Internal

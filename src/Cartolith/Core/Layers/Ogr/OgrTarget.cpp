@@ -1,0 +1,199 @@
+#include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
+
+#include <QFileInfo>
+#include <QUuid>
+#include <cpl_string.h>
+#include <cpl_vsi.h>
+
+#include <algorithm>
+#include <iterator>
+#include <stdexcept>
+
+namespace Cartolith::Core::Layers::Internal {
+
+OgrTarget::OgrTarget(const OgrFormat& format, const QString& path, std::chrono::milliseconds wait)
+    : m_format(format), m_path(path), m_suffix(QFileInfo(path).suffix()), m_files(path, format.family, wait) {
+    Common::Internal::registerGdalDrivers();
+    if (m_format.isDatabase) {
+        m_workPath = m_files.pathOf(m_suffix);
+    } else {
+        m_memoryFolder = QStringLiteral("/vsimem/cartolith-") + QUuid::createUuid().toString(QUuid::Id128);
+        m_memoryFolderName = m_memoryFolder.toStdString();
+        // Drivers look at the suffix, and in lower case only.
+        m_workSuffix =
+            m_format.suffixes.contains(m_suffix.toLower()) ? m_suffix.toLower() : m_format.suffixes.first();
+        m_workPath =
+            QStringLiteral("%1/%2.%3").arg(m_memoryFolder, QFileInfo(path).completeBaseName(), m_workSuffix);
+    }
+    m_driver = GetGDALDriverManager()->GetDriverByName(m_format.driver);
+    if (m_driver == nullptr) {
+        fail(QStringLiteral("this build of GDAL does not have the format %1").arg(m_format.driver));
+    }
+    m_dataset.reset(m_driver->Create(m_workPath.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
+    if (m_dataset == nullptr) {
+        fail(reasonOr(QStringLiteral("GDAL gives no reason")));
+    }
+}
+
+OgrTarget::~OgrTarget() {
+    m_dataset.reset();
+    if (!m_memoryFolderName.empty()) {
+        VSIRmdirRecursive(m_memoryFolderName.c_str());
+    }
+}
+
+void OgrTarget::fail(const QString& reason) const {
+    throw std::runtime_error(QStringLiteral("Cannot write '%1': %2").arg(m_path, reason).toStdString());
+}
+
+QString OgrTarget::reasonOr(const QString& otherwise) const {
+    return m_errors.message().isEmpty() ? otherwise : m_errors.message();
+}
+
+OGRLayer& OgrTarget::createLayer(const QString& name, OGRSpatialReference* system, OGRwkbGeometryType type,
+                                 const QStringList& options) {
+    CPLStringList list;
+    const QStringList all = options + m_format.options; // of options of one name, the first counts
+    for (const QString& option : all) {
+        list.AddString(option.toUtf8().constData());
+    }
+    const Common::Internal::EpsgCodesAsGiven codes;
+    QByteArray bytes;
+    try {
+        bytes = savedTextOf(name);
+    } catch (const std::runtime_error& error) {
+        fail(QStringLiteral("the layer's name: %1").arg(QString::fromUtf8(error.what())));
+    }
+    m_layer = m_dataset->CreateLayer(bytes.constData(), system, type, list.List());
+    if (m_layer == nullptr) {
+        fail(reasonOr(QStringLiteral("GDAL does not make a layer and gives no reason")));
+    }
+    if (m_format.isDatabase && m_dataset->StartTransaction() != OGRERR_NONE) {
+        fail(reasonOr(QStringLiteral("no transaction")));
+    }
+    return *m_layer;
+}
+
+void OgrTarget::addField(OGRFieldDefn& field) {
+    m_errors.reset();
+    const OGRFeatureDefn& made = *m_layer->GetLayerDefn();
+    const int before = made.GetFieldCount();
+    const QString name = QString::fromUtf8(field.GetNameRef());
+    const auto refuse = [&name, this](const QString& reason) {
+        fail(QStringLiteral("no field '%1': %2").arg(name, reason));
+    };
+    if (m_format.hiddenFields.contains(name, Qt::CaseInsensitive)) {
+        refuse(QStringLiteral("the format keeps that name for itself"));
+    }
+    if (m_layer->CreateField(&field) != OGRERR_NONE || made.GetFieldCount() != before + 1) {
+        refuse(reasonOr(QStringLiteral("the format has a field of that name already")));
+    }
+    const QString given = QString::fromUtf8(made.GetFieldDefn(before)->GetNameRef());
+    if (m_format.family.isEmpty() && given != name) {
+        refuse(QStringLiteral("the format would call it '%1'").arg(given));
+    }
+}
+
+/// In a column of more than 18 places, whole numbers read back as real ones.
+void OgrTarget::requireKept(OGRFeature& feature, const QString& what) const {
+    constexpr GIntBig most = 999'999'999'999'999'999;
+    constexpr GIntBig least = -99'999'999'999'999'999;
+    for (int i = 0; i < feature.GetFieldCount(); ++i) {
+        const OGRFieldDefn& field = *feature.GetFieldDefnRef(i);
+        if (field.GetType() == OFTInteger64 && feature.IsFieldSetAndNotNull(i)) {
+            const GIntBig number = feature.GetFieldAsInteger64(i);
+            if (number < least || number > most) {
+                fail(QStringLiteral("%1: the value '%2' of the field '%3' has more than 18 places")
+                         .arg(what)
+                         .arg(qint64{number})
+                         .arg(QString::fromUtf8(field.GetNameRef())));
+            }
+        }
+    }
+}
+
+bool OgrTarget::isGeoJson() const {
+    return QLatin1String(m_format.driver).startsWith(QLatin1String("GeoJSON"));
+}
+
+void OgrTarget::add(OGRFeature& feature, const QString& what) {
+    if (m_format.needsGeometry && feature.GetGeometryRef() == nullptr) {
+        fail(QStringLiteral("%1: the format wants a geometry, and there is none").arg(what));
+    }
+    if (!m_format.family.isEmpty()) {
+        requireKept(feature, what);
+    }
+    if (isGeoJson()) {
+        m_marks.add(feature);
+    }
+    m_errors.reset();
+    if (m_layer->CreateFeature(&feature) != OGRERR_NONE || !m_errors.message().isEmpty() ||
+        !m_errors.warning().isEmpty()) {
+        fail(QStringLiteral("%1: %2").arg(what, reasonOr(m_errors.warning())));
+    }
+    ++m_added;
+}
+
+void OgrTarget::close() {
+    if (m_format.needsFeatures && m_added == 0) {
+        fail(QStringLiteral(
+            "a file of this format without features cannot be told from any other empty file"));
+    }
+    m_errors.reset();
+    const Common::Internal::EpsgCodesAsGiven codes; // some drivers write the system at the end
+    if (m_format.isDatabase && m_dataset->CommitTransaction() != OGRERR_NONE) {
+        fail(reasonOr(QStringLiteral("the transaction failed")));
+    }
+    m_layer = nullptr;
+    m_dataset.reset();
+    if (!m_errors.message().isEmpty()) {
+        fail(m_errors.message());
+    }
+    if (m_marks.isUsed()) {
+        const auto [bytes, size] = written(m_workSuffix);
+        rewrite(m_marks.resolved({bytes, size}));
+    }
+}
+
+std::pair<char*, qsizetype> OgrTarget::written(const QString& suffix) const {
+    vsi_l_offset size = 0;
+    const QString path =
+        QStringLiteral("%1/%2.%3").arg(m_memoryFolder, QFileInfo(m_workPath).completeBaseName(), suffix);
+    GByte* const bytes =
+        m_memoryFolder.isEmpty() ? nullptr : VSIGetMemFileBuffer(path.toUtf8().constData(), &size, FALSE);
+    return {reinterpret_cast<char*>(bytes), static_cast<qsizetype>(size)};
+}
+
+void OgrTarget::rewrite(const QByteArray& bytes) {
+    const std::unique_ptr<VSILFILE, int (*)(VSILFILE*)> file(VSIFOpenL(m_workPath.toUtf8().constData(), "wb"),
+                                                             VSIFCloseL);
+    const auto size = static_cast<std::size_t>(bytes.size());
+    if (file == nullptr || VSIFWriteL(bytes.constData(), 1, size, file.get()) != size) {
+        fail(QStringLiteral("there is not enough memory"));
+    }
+}
+
+void OgrTarget::keep(const QStringList& suffixes) {
+    std::copy_if(suffixes.begin(), suffixes.end(), std::back_inserter(m_kept),
+                 [this](const QString& suffix) { return m_files.keep(suffix); });
+}
+
+void OgrTarget::leaveOut(const QString& suffix) {
+    m_kept.append(suffix);
+}
+
+SourceState OgrTarget::publish(const std::function<void()>& check) {
+    if (!m_memoryFolder.isEmpty()) {
+        const CPLStringList names(VSIReadDir(m_memoryFolder.toUtf8().constData()));
+        for (int i = 0; i < names.Count(); ++i) {
+            const QString suffix = QFileInfo(QString::fromUtf8(names[i])).suffix();
+            if (const auto [bytes, size] = written(suffix); !m_kept.contains(suffix)) {
+                m_files.write(suffix == m_workSuffix ? m_suffix : suffix, bytes, size);
+            }
+        }
+    }
+    return m_files.publish(check);
+}
+
+} // namespace Cartolith::Core::Layers::Internal
