@@ -22,11 +22,12 @@ double commonLength(const std::vector<double>& a, const std::vector<double>& b) 
     return length;
 }
 
-/// 1 inside, -1 outside, 0 on the ring.
-int sideOf(double x, double y, RingEdges& ring, double scale) {
+} // namespace
+
+int RingEdges::side(double x, double y, double scale) {
     int winding = 0;
     bool isOn = false;
-    ring.visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
+    visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
         const int side =
             orientation(a.x() * scale, a.y() * scale, b.x() * scale, b.y() * scale, x * scale, y * scale);
         isOn = isOn || (side == 0 && std::min(a.x(), b.x()) <= x && x <= std::max(a.x(), b.x()));
@@ -35,19 +36,6 @@ int sideOf(double x, double y, RingEdges& ring, double scale) {
         }
     });
     return isOn ? 0 : winding != 0 ? 1 : -1;
-}
-
-} // namespace
-
-int RingEdges::winding(double x, double y) {
-    int count = 0;
-    visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
-        const bool isUp = b.y() > a.y();
-        if (crossesLine(a, b, y) && (orientation(a.x(), a.y(), b.x(), b.y(), x, y) > 0) == isUp) {
-            count += isUp ? 1 : -1;
-        }
-    });
-    return count;
 }
 
 bool RingEdges::isAround(double x, double y) {
@@ -161,12 +149,12 @@ bool RingChords::lieIn(RingEdges& outer, double largest) const {
 bool RingChords::verticesLieIn(RingEdges& outer) const {
     qsizetype balance = 0;
     for (const GisShapePoint& vertex : m_ring) {
-        balance += sideOf(vertex.x(), vertex.y(), outer, m_scale);
+        balance += outer.side(vertex.x(), vertex.y(), m_scale);
     }
     if (balance == 0) { // they all touch
         const GisShapePoint* a = &m_ring.constLast();
         for (const GisShapePoint& b : m_ring) {
-            balance += sideOf(a->x() / 2 + b.x() / 2, a->y() / 2 + b.y() / 2, outer, m_scale);
+            balance += outer.side(a->x() / 2 + b.x() / 2, a->y() / 2 + b.y() / 2, m_scale);
             a = &b;
         }
     }

@@ -46,8 +46,9 @@ public:
         }
     }
 
-    /// How many times the ring goes round a place that is not on it, counterclockwise less clockwise.
-    int winding(double x, double y);
+    /// 1 where the ring goes round the place, -1 where it does not, 0 on the ring. Exact; the scale is a
+    /// power of two that brings the coordinates to a size whose products neither overflow nor underflow.
+    int side(double x, double y, double scale);
 
     /// Whether the ring goes round the place, which is not near it.
     bool isAround(double x, double y);

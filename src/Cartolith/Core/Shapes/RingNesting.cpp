@@ -1,9 +1,9 @@
 #include <Cartolith/Core/Shapes/EnclosedAreaInternal.h>
-#include <Cartolith/Core/Shapes/OrientationInternal.h>
 #include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
 #include <Cartolith/Core/Shapes/RingAreaInternal.h>
 #include <Cartolith/Core/Shapes/RingBoxTreeInternal.h>
 #include <Cartolith/Core/Shapes/RingChordsInternal.h>
+#include <Cartolith/Core/Shapes/RingKeyInternal.h>
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
 
 #include <algorithm>
@@ -51,38 +51,6 @@ RingBox boxOf(const Ring& ring) {
 
 double largestOf(const RingBox& box) {
     return std::max({std::fabs(box.xMin), std::fabs(box.yMin), std::fabs(box.xMax), std::fabs(box.yMax)});
-}
-
-/// The vertices in which the ring turns, from the first in order on towards the smaller of its neighbours:
-/// the same for every way to store the same area.
-std::vector<std::pair<double, double>> cornersOf(const Ring& ring) {
-    using Corner = std::pair<double, double>;
-    std::vector<Corner> vertices;
-    for (const GisShapePoint& vertex : ring) {
-        vertices.emplace_back(vertex.x(), vertex.y());
-    }
-    std::rotate(vertices.begin(), std::min_element(vertices.begin(), vertices.end()), vertices.end());
-    std::vector<Corner> corners;
-    const auto isStraight = [&corners](const Corner& next) {
-        const std::size_t size = corners.size();
-        return corners.back() == next ||
-               (size > 1 &&
-                orientation(corners[size - 2].first, corners[size - 2].second, corners.back().first,
-                            corners.back().second, next.first, next.second) == 0);
-    };
-    for (const Corner& vertex : vertices) {
-        while (!corners.empty() && isStraight(vertex)) {
-            corners.pop_back();
-        }
-        corners.push_back(vertex);
-    }
-    while (corners.size() > 1 && isStraight(corners.front())) {
-        corners.pop_back();
-    }
-    if (corners.size() > 1 && corners.back() < corners[1]) {
-        std::reverse(corners.begin() + 1, corners.end());
-    }
-    return corners;
 }
 
 /// The rings that have a vertex, with what is around them.
@@ -266,7 +234,7 @@ private:
     /// The same area, of which rounding makes two when it has other vertices.
     static bool areEqual(const Candidate& a, const Candidate& b) {
         return a.box == b.box && std::fabs(a.size - b.size) < 1e-12 * a.size &&
-               cornersOf(*a.ring) == cornersOf(*b.ring);
+               cornerKey(*a.ring) == cornerKey(*b.ring);
     }
 
     std::vector<Candidate> m_candidates;

@@ -231,8 +231,8 @@ ShapeList cutPolygon(const GisShapePolygon& polygon, const Boundary& line, const
     GeometryPtr edges;
     try {
         edges = nodedEdges(polygon.parts() + cutting.parts(), work);
-    } catch (const Internal::TooManyCrossings&) {
-        throw std::runtime_error(std::string(splitFailing) + Internal::tooManyCrossings);
+    } catch (const Internal::NotNoded& failure) {
+        throw std::runtime_error(std::string(splitFailing) + failure.reason);
     }
     const Common::Internal::GdalErrorCapture capture;
     const Internal::GeosInterrupt interrupt(topology);
