@@ -203,7 +203,7 @@ GeometryPtr nodedEdges(const QList<QList<GisShapePoint>>& lines, Internal::Work&
     using Place = std::pair<double, double>;
     std::set<std::pair<Place, Place>> known;
     auto edges = std::make_unique<OGRMultiLineString>();
-    for (const QList<GisShapePoint>& line : Internal::nodedLines(lines, {}, work)) {
+    for (const QList<GisShapePoint>& line : Internal::nodedLines(lines, Internal::NodedAs::Lines, {}, work)) {
         for (qsizetype i = 1; i < line.size(); ++i) {
             const Place from(line[i - 1].x(), line[i - 1].y());
             const Place to(line[i].x(), line[i].y());

@@ -149,17 +149,20 @@ bool passes(const Segment& segment, Position p) {
     return std::hypot(p.x - a.x, p.y - a.y) < length && std::hypot(p.x - b.x, p.y - b.y) < length;
 }
 
-void addVertex(Path& line, Position place) {
+void addVertex(Path& line, Position place, NodedAs as) {
     const GisShapePoint vertex = pointOf(place);
-    if (line.isEmpty() || !isSamePlace(line.constLast(), vertex)) {
+    const qsizetype size = line.size();
+    if (as == NodedAs::Rings && size > 1 && isSamePlace(line[size - 2], vertex)) {
+        line.removeLast();
+    } else if (line.isEmpty() || !isSamePlace(line.constLast(), vertex)) {
         line.append(vertex);
     }
 }
 
 class Noder {
 public:
-    Noder(const QList<Path>& lines, const NodingGrid& grid, Work& work)
-        : m_original(lines), m_lines(lines), m_work(work), m_grid(grid),
+    Noder(const QList<Path>& lines, NodedAs as, const NodingGrid& grid, Work& work)
+        : m_original(lines), m_lines(lines), m_as(as), m_work(work), m_grid(grid),
           m_isCoarse(static_cast<std::size_t>(lines.size()), grid.smallest > 0.0 || grid.level > 0) {
         for (const Path& line : lines) {
             for (const GisShapePoint& p : line) {
@@ -240,39 +243,48 @@ private:
 
     /// All coarse lines from the beginning.
     void snap() {
-        const double size = cell();
-        const auto rounded = [size](Position p) {
-            return Position{std::rint(p.x / size) * size, std::rint(p.y / size) * size};
-        };
         for (int i = 0; i < m_lines.size(); ++i) {
             if (isCoarse(i)) {
                 m_lines[i].clear();
                 for (const GisShapePoint& p : std::as_const(m_original[i])) {
-                    addVertex(m_lines[i], rounded(positionOf(p)));
+                    addVertex(m_lines[i], rounded(positionOf(p)), m_as);
                 }
                 if (m_lines[i].size() < 2) {
                     m_lines[i].clear();
                 }
             }
         }
+        goThroughCells(false); // of lines that nearly lie on each other, few still cross after that
+        goThroughCells(true);
+    }
+
+    Position rounded(Position p) const {
+        const double size = cell();
+        return {std::rint(p.x / size) * size, std::rint(p.y / size) * size};
+    }
+
+    /// Those around vertices, and around crossings if asked.
+    void goThroughCells(bool ofCrossings) {
         const LineSegments segments(m_lines, [this](int line) { return isCoarse(line); });
         std::vector<std::pair<double, double>> centres;
         for (const Segment& segment : segments.list().segments()) {
             centres.emplace_back(segment.start->x(), segment.start->y());
             centres.emplace_back(segment.end->x(), segment.end->y());
         }
-        visitPairs(segments, m_work, [&](std::size_t i, std::size_t j) {
-            const SegmentMeeting meeting = meetingOf(segments[i], segments[j]);
-            if (meeting.kind == SegmentMeeting::Kind::Cross) {
-                const Position place = rounded(meeting.places[0]);
-                add(segments, i, place);
-                add(segments, j, place);
-                centres.emplace_back(place.x, place.y);
-            }
-        });
+        if (ofCrossings) {
+            visitPairs(segments, m_work, [&](std::size_t i, std::size_t j) {
+                const SegmentMeeting meeting = meetingOf(segments[i], segments[j]);
+                if (meeting.kind == SegmentMeeting::Kind::Cross) {
+                    const Position place = rounded(meeting.places[0]);
+                    add(segments, i, place);
+                    add(segments, j, place);
+                    centres.emplace_back(place.x, place.y);
+                }
+            });
+        }
         std::sort(centres.begin(), centres.end());
         centres.erase(std::unique(centres.begin(), centres.end()), centres.end());
-        const double half = size / 2;
+        const double half = cell() / 2;
         Shapes::GisShapePolyline squares;
         for (const auto& [x, y] : centres) {
             squares.parts().append(Path{{x - half, y - half}, {x + half, y + half}});
@@ -305,7 +317,7 @@ private:
         std::partial_sum(first.begin(), first.end(), first.begin());
         const std::vector<LineSegments::Use>& uses = segments.uses();
         std::vector<std::pair<int, Path>> cutLines;
-        std::size_t added = 0;
+        std::size_t vertices = 0;
         for (auto use = uses.begin(); use != uses.end();) {
             const int number = use->line;
             const auto end =
@@ -314,13 +326,13 @@ private:
                             [&first](const auto& u) { return first[u.segment] < first[u.segment + 1]; })) {
                 Path line{*use->start};
                 for (; use != end; ++use) {
-                    added += addNodesOf(*use, segments, first, line);
-                    addVertex(line, positionOf(*use->end));
+                    addNodesOf(*use, segments, first, line);
+                    addVertex(line, positionOf(*use->end), m_as);
                 }
-                if (added > mostNodes) {
+                vertices += static_cast<std::size_t>(line.size());
+                if (vertices > mostNodes + 2 * uses.size()) {
                     throw NotNoded{tooManyCrossings};
                 }
-                m_work.add(16 * line.size());
                 cutLines.emplace_back(number, std::move(line));
             }
             use = end;
@@ -332,21 +344,22 @@ private:
         return !cutLines.empty();
     }
 
-    std::size_t addNodesOf(const LineSegments::Use& use, const LineSegments& segments,
-                           const std::vector<std::size_t>& first, Path& line) const {
+    void addNodesOf(const LineSegments::Use& use, const LineSegments& segments,
+                    const std::vector<std::size_t>& first, Path& line) {
         const std::size_t begin = first[use.segment];
         const std::size_t count = first[use.segment + 1] - begin;
         const bool isForth = isSamePlace(*use.start, *segments[use.segment].start);
         for (std::size_t i = 0; i < count; ++i) {
-            addVertex(line, m_nodes[isForth ? begin + i : begin + count - 1 - i].place);
+            addVertex(line, m_nodes[isForth ? begin + i : begin + count - 1 - i].place, m_as);
         }
-        return count;
+        m_work.add(16 * static_cast<qint64>(count + 1));
     }
 
     static constexpr std::size_t mostNodes = 20'000'000; // two for a crossing
 
     const QList<Path> m_original;
     QList<Path> m_lines;
+    NodedAs m_as;
     Work& m_work;
     NodingGrid m_grid;
     std::vector<bool> m_isCoarse; ///< the lines on the grid
@@ -358,9 +371,9 @@ private:
 
 } // namespace
 
-QList<QList<GisShapePoint>> nodedLines(const QList<QList<GisShapePoint>>& lines, const NodingGrid& grid,
-                                       Work& work) {
-    return Noder(lines, grid, work).run();
+QList<QList<GisShapePoint>> nodedLines(const QList<QList<GisShapePoint>>& lines, NodedAs as,
+                                       const NodingGrid& grid, Work& work) {
+    return Noder(lines, as, grid, work).run();
 }
 
 } // namespace Cartolith::Core::Topology::Internal

@@ -25,6 +25,10 @@ struct NodingGrid {
     static constexpr const char* failing = "rings still cross on a grid of 2^-18 of their coordinates.";
 };
 
+/// What lines are for. Of rings it matters only what they go round, so that a way forth and back at once is
+/// left out where a round makes one: rings that nearly lie on a line go over most of it thousands of times.
+enum class NodedAs { Lines, Rings };
+
 /// The lines with vertices wherever they meet, so that two of their segments are the same or have nothing but
 /// ends in common. A crossing becomes a vertex at the nearest doubles; by that segments turn a little and may
 /// cross again, so there are rounds, mostly two.
@@ -34,12 +38,12 @@ struct NodingGrid {
 /// segment that passes a vertex within half a cell goes through it.
 /// A segment that passes a vertex by a few roundings goes through it without a grid, too.
 ///
-/// Lines keep their place in the list; of one that a grid has made a single place of nothing is left. Lines
+/// Lines keep their place in the list; of one that comes to a single place nothing or that is left. Lines
 /// have two or more vertices, finite and none equal to the one before.
 ///
 /// Segments that are equal are looked at as one, and lines may be in any order. \throws Stopped; NotNoded
 /// when there are more than 10 million crossings, or lines that cross again on the last grid
-QList<QList<Shapes::GisShapePoint>> nodedLines(const QList<QList<Shapes::GisShapePoint>>& lines,
+QList<QList<Shapes::GisShapePoint>> nodedLines(const QList<QList<Shapes::GisShapePoint>>& lines, NodedAs as,
                                                const NodingGrid& grid, Work& work);
 
 } // namespace Cartolith::Core::Topology::Internal

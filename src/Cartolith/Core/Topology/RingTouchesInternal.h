@@ -17,15 +17,25 @@ namespace Cartolith::Core::Topology::Internal {
 class RingTouches {
 public:
     void add(Position place, int ring, int other) {
-        m_touches.emplace(place.x, place.y, ring);
-        m_touches.emplace(place.x, place.y, other);
+        const Touch touch(place.x, place.y, ring);
+        const Touch its(place.x, place.y, other);
+        if (touch != m_last || its != m_lastOther) { // up to four segments meet there
+            m_touches.insert(touch);
+            m_touches.insert(its);
+            m_last = touch;
+            m_lastOther = its;
+        }
     }
 
     /// By what is around each ring.
     void findCuts(const QList<Shapes::Internal::RingNest>& nests, ProblemList& problems) const;
 
 private:
-    std::set<std::tuple<double, double, int>> m_touches; ///< place and ring
+    using Touch = std::tuple<double, double, int>; ///< place and ring
+
+    std::set<Touch> m_touches;
+    Touch m_last{0.0, 0.0, -1};
+    Touch m_lastOther{0.0, 0.0, -1};
 };
 
 } // namespace Cartolith::Core::Topology::Internal

@@ -178,7 +178,7 @@ private:
 
 QList<Ring> validArea(const QList<Ring>& rings, const NodingGrid& grid, Work& work) {
     const Cover cover = coverOf(rings);
-    const QList<Ring> noded = nodedLines(cover.rings, grid, work);
+    const QList<Ring> noded = nodedLines(cover.rings, NodedAs::Rings, grid, work);
     const EdgeMap map(noded, work);
     return map.ringsAround(CoveredSides(cover, map, work).find(noded), work);
 }
