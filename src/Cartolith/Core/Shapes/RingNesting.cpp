@@ -108,7 +108,7 @@ private:
         const RingBoxTree tree(std::move(items));
         std::vector<Candidate*> open;
         for (Candidate& inner : m_candidates) {
-            if (inner.size > 0.0 && !findInnermost(inner, tree, mostAlone)) {
+            if (inner.size > 0.0 && !findInnermost(inner, tree, mostAlone, largest)) {
                 open.push_back(&inner);
             }
         }
@@ -117,16 +117,16 @@ private:
             open = findTogether(open, largest);
         }
         for (Candidate* inner : open) {
-            findInnermost(*inner, tree, anyNumber);
+            findInnermost(*inner, tree, anyNumber, largest);
         }
         setDepths();
     }
 
     /// False when it takes more effort.
-    bool findInnermost(Candidate& inner, const RingBoxTree& tree, std::size_t effort) {
-        std::optional<RingChords> chords;
+    bool findInnermost(Candidate& inner, const RingBoxTree& tree, std::size_t effort, double largest) {
+        const RingChords chords(*inner.ring, m_scale);
         const std::optional<int> found =
-            tree.smallestAround(inner.box.middleX(), inner.box.middleY(), inner.size, effort, [&](int outer) {
+            tree.smallestAround(chords.middles(largest), inner.size, effort, [&](int outer) {
                 return isAround(m_candidates[static_cast<std::size_t>(outer)], inner, chords);
             });
         inner.innermost = found.value_or(-1);
@@ -142,8 +142,9 @@ private:
         for (Candidate* inner : all) {
             const RingChords chords(*inner->ring, m_scale);
             if (chords.areLong(largest)) {
+                const GisShapePoint middle = chords.middle();
                 inners.push_back(inner);
-                places.push_back({chords.middleX(), chords.middleY()});
+                places.push_back({middle.x(), middle.y()});
             } else {
                 thin.push_back(inner);
             }
@@ -175,28 +176,30 @@ private:
             const bool wasAround = winding != 0;
             winding += by;
             if (wasAround != (winding != 0)) {
-                const std::pair key(m_nesting.m_candidates[static_cast<std::size_t>(ring)].size, ring);
                 if (wasAround) {
-                    m_around.erase(key);
+                    m_around.erase(keyOf(ring));
                 } else {
-                    m_around.insert(key);
+                    m_around.insert(keyOf(ring));
                 }
             }
         }
 
         void arrive(int place) override {
             Candidate& inner = *m_inners[static_cast<std::size_t>(place)];
-            std::optional<RingChords> chords;
+            const RingChords chords(*inner.ring, m_nesting.m_scale);
             const auto first = m_around.upper_bound(std::pair(inner.size, std::numeric_limits<int>::max()));
             const auto found = std::find_if(first, m_around.end(), [&](const std::pair<double, int>& key) {
-                Candidate& outer = m_nesting.m_candidates[static_cast<std::size_t>(key.second)];
-                return outer.box.holds(inner.box.middleX(), inner.box.middleY()) &&
-                       m_nesting.isAround(outer, inner, chords);
+                return m_nesting.isAround(m_nesting.m_candidates[static_cast<std::size_t>(key.second)], inner,
+                                          chords);
             });
             inner.innermost = found == m_around.end() ? -1 : found->second;
         }
 
     private:
+        std::pair<double, int> keyOf(int ring) const {
+            return {m_nesting.m_candidates[static_cast<std::size_t>(ring)].size, ring};
+        }
+
         Nesting& m_nesting;
         std::vector<Candidate*> m_inners;
         std::vector<int> m_windings;
@@ -217,18 +220,15 @@ private:
         }
     }
 
-    /// `chords` are those of the inner ring, made when first needed.
-    bool isAround(Candidate& outer, const Candidate& inner, std::optional<RingChords>& chords) const {
+    /// `chords` are those of the inner ring.
+    bool isAround(Candidate& outer, const Candidate& inner, const RingChords& chords) const {
         if (areEqual(outer, inner)) {
             return false;
-        }
-        if (!chords) {
-            chords.emplace(*inner.ring, m_scale);
         }
         if (outer.edges == nullptr) {
             outer.edges = std::make_unique<RingEdges>(*outer.ring);
         }
-        return chords->lieIn(*outer.edges, std::max(largestOf(outer.box), largestOf(inner.box)));
+        return chords.lieIn(*outer.edges, std::max(largestOf(outer.box), largestOf(inner.box)));
     }
 
     /// The same area, of which rounding makes two when it has other vertices.
