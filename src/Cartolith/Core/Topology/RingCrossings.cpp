@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingCrossingsInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/RingOrderInternal.h>
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <optional>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -94,13 +96,47 @@ private:
                 if (meeting.kind == Kind::None) {
                     return;
                 }
-                if (meeting.kind != Kind::Touch || a.part == b.part) {
+                if (meeting.kind != Kind::Touch || a.part == b.part ||
+                    crossInVertex(a, b, meeting.places[0])) {
                     m_found.emplace_back(i, j);
                 } else if (!m_problems.has(GisShapeProblemKind::SelfCrossing) &&
                            !m_problems.has(GisShapeProblemKind::RingsCross)) { // rings may touch each other
                     m_touches.add(meeting.places[0], ringOf(a), ringOf(b));
                 }
             });
+    }
+
+    /// Where a ring comes from and goes to at a place on it.
+    struct Way {
+        const GisShapePoint* from;
+        const GisShapePoint* to;
+    };
+    /// Of the segment that leads to the place or over it; none of the one behind it.
+    std::optional<Way> wayAt(const Segment& segment, const GisShapePoint& place) const {
+        if (isSamePlace(*segment.start, place)) {
+            return std::nullopt;
+        }
+        if (!isSamePlace(*segment.end, place)) {
+            return Way{segment.start, segment.end};
+        }
+        const Ring& ring = m_list.parts()[static_cast<std::size_t>(segment.part)].vertices;
+        return Way{segment.start, &ring[segment.index + 2 < ring.size() ? segment.index + 2 : 1]};
+    }
+
+    /// Of a place next to the way.
+    static bool isLeft(const Way& way, const GisShapePoint& at, const GisShapePoint& place) {
+        const int turn = orientation(*way.from, at, *way.to);
+        const int before = orientation(*way.from, at, place);
+        const int behind = orientation(at, *way.to, place);
+        return turn > 0 ? before > 0 && behind > 0 : turn < 0 ? before > 0 || behind > 0 : behind > 0;
+    }
+
+    /// Whether rings of which two segments touch change sides there.
+    bool crossInVertex(const Segment& a, const Segment& b, Position touch) const {
+        const GisShapePoint place = pointOf(touch);
+        const std::optional<Way> one = wayAt(a, place);
+        const std::optional<Way> other = wayAt(b, place);
+        return one && other && isLeft(*one, place, *other->from) != isLeft(*one, place, *other->to);
     }
 
     /// What was found of one run.
