@@ -386,7 +386,7 @@ public:
     /// a part without a vertex has too few. The list has at most a
     /// thousand entries of each kind, and what it has no room for is not looked for. Empty when the busy
     /// callback stops it. Takes n log n time, in whatever order the rings are, and a step for each pair of
-    /// segments that touch or lie near each other: a second or two for 3000 rings that touch in one vertex,
+    /// segments that touch or lie near each other: a few seconds for 3000 rings that touch in one vertex,
     /// or are equal, or for 4000 squares in one another. Memory is linear.
     QList<GisShapeProblem> CheckShape(const Shapes::GisShape& shape) const;
 
