@@ -129,6 +129,41 @@ void checkGeos(benchmark::State& state) {
     }
 }
 
+/// In an order that has nothing to do with where they lie.
+std::vector<Part> triangles() {
+    constexpr int count = 50'000;
+    std::vector<Part> all;
+    for (int i = 0; i < count; ++i) {
+        const int place = static_cast<int>(7919LL * i % count);
+        const double x = 2.0 * (place % 250);
+        const double y = 2.0 * (place / 250);
+        all.push_back({{x, y}, {x + 1, y}, {x, y + 1}, {x, y}});
+    }
+    return all;
+}
+
+void checkMany(benchmark::State& state) {
+    GisShapePolygon polygon;
+    for (const Part& ring : triangles()) {
+        polygon.parts().append(ring);
+    }
+    for ([[maybe_unused]] auto step : state) {
+        benchmark::DoNotOptimize(GisTopology().CheckShape(polygon));
+    }
+}
+
+void checkManyGeos(benchmark::State& state) {
+    std::vector<GEOSGeometry*> polygons;
+    for (const Part& ring : triangles()) {
+        polygons.push_back(polygonOf(ring).release());
+    }
+    const Geometry all(GEOSGeom_createCollection_r(geos, GEOS_MULTIPOLYGON, polygons.data(),
+                                                   static_cast<unsigned>(polygons.size())));
+    for ([[maybe_unused]] auto step : state) {
+        benchmark::DoNotOptimize(GEOSisValid_r(geos, all.get()));
+    }
+}
+
 constexpr int teeth = 8000;
 
 void split(benchmark::State& state) {
@@ -206,6 +241,8 @@ BENCHMARK(distance)->Name("editing/distance/ours");
 BENCHMARK(distanceGeos)->Name("editing/distance/Geos");
 BENCHMARK(check)->Name("editing/check/ours");
 BENCHMARK(checkGeos)->Name("editing/check/Geos");
+BENCHMARK(checkMany)->Name("editing/checkMany/ours");
+BENCHMARK(checkManyGeos)->Name("editing/checkMany/Geos");
 BENCHMARK(split)->Name("editing/split/ours");
 BENCHMARK(splitGeos)->Name("editing/split/Geos");
 BENCHMARK(splitMany)->Name("editing/splitMany/ours")->Iterations(1);

@@ -70,6 +70,16 @@ TEST(ShapeCheck, FindsAndFixes) {
         {"touches itself", true, {{{0, 0}, {9, 0}, {9, 9}, {4, 0}, {0, 9}, {0, 0}}}, "6@0:0", nullptr},
         {"rings across", true, {square, moved(square, 4, 4)}, "7@0:1 7@0:2", nullptr},
         {"an edge in common", true, {square, moved(square, 9, 0)}, "7@0:1", nullptr},
+        {"across through vertices alone",
+         true,
+         {{{4, 0}, {8, 4}, {4, 8}, {0, 4}, {4, 0}}, {{1, 3}, {3, 4}, {1, 5}, {-4, 5}, {-4, 3}, {1, 3}}},
+         "7@0:2 7@0:3",
+         nullptr},
+        {"shells that touch twice",
+         true,
+         {{{0, 0}, {9, 0}, {1, 1}, {0, 9}, {0, 0}}, {{9, 0}, {9, 9}, {0, 9}, {5, 5}, {9, 0}}},
+         "",
+         nullptr},
         {"twice the same", true, {square, square}, "7@0:0 7@0:1 7@0:2 7@0:3", nullptr},
         {"a hole that is none", true, {square, moved(hole, 20, 0)}, "8@1:-1", nullptr},
         {"wound like its shell", true, {square, reversedHole}, "9@1:-1", nullptr},
@@ -234,6 +244,17 @@ TEST(ShapeCheck, FixesRingsByWhatTheyGoRound) {
            {2.6344915615937827, -1.8490138758977397}}},
          1,
          5.6956253e-9},
+        {"twice, in one place twice, begun elsewhere",
+         {{{1, 3}, {0, 2.75}, {0.75, 2}, {0.75, 2.75}, {0, 2.75}, {1, 2.25}, {1, 2.75}, {1, 3}},
+          {{1, 2.75}, {1, 2.25}, {0, 2.75}, {0.75, 2.75}, {0.75, 2}, {0, 2.75}, {1, 3}, {1, 2.75}}},
+         1,
+         0.515625},
+        {"edges at 45 degrees",
+         {{{6, 5}, {-13, -14}, {9, 11}, {6, 5}},
+          {{8, 0}, {-17, -4}, {-6, -2}, {8, 0}},
+          {{-8, -1}, {15, -2}, {4, -1}, {-8, -1}}},
+         1,
+         36.550345669817666},
         {"GEOS gives up",
          {{{3, 5}, {5, 6}, {3, 5}, {5, 1}, {0, 2}, {1, 5}, {5, 4}, {3, 5}},
           {{1, 2}, {2, 6}, {3, 0}, {6, 3}, {4, 1}, {0, 0}, {6, 0}, {1, 2}},
@@ -362,6 +383,14 @@ TEST(ShapeCheck, AgreesWithGeosOnRubbish) {
                 part[1].setX(random.whole(0, 1) == 0 ? nan : infinity);
             }
         }
+        if (round % 5 == 1) { // which touch, and cross through vertices
+            parts = QList<Part>(4);
+            for (Part& part : parts) {
+                for (int i = random.whole(3, 5); i > 0; --i) {
+                    part.append(GisShapePoint(random.whole(0, 4), random.whole(0, 4)));
+                }
+            }
+        }
         if (round % 5 == 0) { // all but on one line, near and far
             parts = {random.walk(random.whole(4, 40), false)};
             const double size = std::pow(10.0, random.whole(-6, 8));
@@ -381,6 +410,10 @@ TEST(ShapeCheck, AgreesWithGeosOnRubbish) {
         EXPECT_TRUE(geometryOf(*fix.shape)->IsValid()) << wktOf(fix.shape);
         EXPECT_EQ(textOf(topology.CheckShape(*fix.shape)), "") << wktOf(fix.shape);
         EXPECT_TRUE(hasIdAndAttributes(*fix.shape));
+        if (round % 5 != 0 && !fix.shape->isEmpty()) {
+            const GisShapePoint inside = GisTopology::PointOnSurface(*shape);
+            EXPECT_TRUE(geometryOf(*fix.shape)->Contains(geometryOf(inside).get())) << inside.toWkt().toStdString();
+        }
     }
     EXPECT_GT(sound, 30);
 }

@@ -124,6 +124,30 @@ TEST(ManyMeetings, AreThoseOfEachPair) {
     EXPECT_LT(topology.FindLoops(*ring).size(), a.size());
 }
 
+/// In an order, or on a line, where each box meets all others.
+TEST(ManyMeetings, AreFoundInAnyOrder) {
+    Random random;
+    GisShapePolygon triangles;
+    for (int i = 0; i < 20000; ++i) {
+        const double x = 2 * (i * 7919 % 20000 / 100);
+        const double y = 2 * (i * 7919 % 100);
+        triangles.parts().append(Part{{x, y}, {x + 1, y}, {x, y + 1}, {x, y}});
+    }
+    GisShapePolygon crossing = triangles;
+    for (Part& part : crossing.parts()) {
+        part[1].setX(part[1].x() + 1.2);
+    }
+    GisShapePolygon onLine;
+    onLine.parts().append(random.walk(600, false));
+    for (GisShapePoint& p : onLine.parts()[0]) {
+        p = GisShapePoint(p.x() + 10, 0.7 * (p.x() + 10) + p.y() * 1e-16);
+    }
+    EXPECT_LT(workOf([&](const GisTopology& t) { EXPECT_TRUE(t.CheckShape(triangles).isEmpty()); }), 30);
+    for (const GisShapePolygon* shape : {&crossing, &onLine}) {
+        EXPECT_LT(workOf([&](const GisTopology& t) { EXPECT_FALSE(t.FixShape(*shape).changes.isEmpty()); }), 300);
+    }
+}
+
 /// Boxes of all of them meet.
 TEST(ManyMeetings, SlantedNeighboursAreToldApart) {
     const auto one = shapeOfParts<GisShapePolygon>({spikes(20000, 0.3, 1)});

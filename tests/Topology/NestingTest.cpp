@@ -108,6 +108,8 @@ TEST(Nesting, KnownStructures) {
          std::string(square) + ",(9 9,9 4.1,9 3,9 0,0 0,0 9,9 9),(0 0,0 4,0 9,7.7 9,9 9,9 0,0 0)", 243, 3},
         {"a hole in what is there twice", std::string(square) + "," + square + ",(1 1,2 1,2 2,1 2,1 1)", 161, 2},
         {"most of a ring", std::string(square) + ",(1 -1,2 -1,2 5,1 5,1 -1)", 81 - 6, 1},
+        {"most of a ring, but for a long arm",
+         std::string(square) + ",(1 1,3 1,3 8,1 8,1 4.5,-14 4.5,-14 4.3,1 4.3,1 1)", 81 - 17, 1},
         {"less than half of it", std::string(square) + ",(1 -6,2 -6,2 5,1 5,1 -6)", 81 + 11, 2},
         {"out of the box by an ulp", std::string(square) + ",(-5e-324 3,3 2,9.0000000000000018 3,3 4,-5e-324 3)",
          81 - 9, 1},

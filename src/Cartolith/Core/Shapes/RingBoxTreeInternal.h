@@ -15,7 +15,9 @@ struct RingBox {
     double yMax;
 
     bool operator==(const RingBox&) const = default;
-    bool holds(double x, double y) const noexcept { return xMin <= x && x <= xMax && yMin <= y && y <= yMax; }
+    bool meets(const RingBox& other) const noexcept {
+        return xMin <= other.xMax && other.xMin <= xMax && yMin <= other.yMax && other.yMin <= yMax;
+    }
     double middleX() const noexcept { return xMin / 2 + xMax / 2; }
     double middleY() const noexcept { return yMin / 2 + yMax / 2; }
 };
@@ -32,15 +34,15 @@ public:
 
     explicit RingBoxTree(std::vector<Item> items);
 
-    /// The smallest ring of more than the given area whose box holds the place and which is accepted; of
+    /// The smallest ring of more than the given area whose box meets the one given and which is accepted; of
     /// several of one area the first. -1 when there is none; nothing when more boxes than `most` had to
     /// be looked at. Asks `accepts(ring)` only of rings smaller than the smallest so far.
     template <typename Accepts>
-    std::optional<int> smallestAround(double x, double y, double area, std::size_t most,
+    std::optional<int> smallestAround(const RingBox& box, double area, std::size_t most,
                                       Accepts accepts) const {
         Best best{most};
         for (std::size_t i = 0; i < m_levels.back().size(); ++i) {
-            visit(m_levels.size() - 1, i, x, y, area, accepts, best);
+            visit(m_levels.size() - 1, i, box, area, accepts, best);
         }
         return best.effort == 0 ? std::nullopt : std::optional(best.ring);
     }
@@ -67,10 +69,10 @@ private:
 
     /// Level 0 are the nodes around items.
     template <typename Accepts>
-    void visit(std::size_t level, std::size_t index, double x, double y, double area, Accepts& accepts,
+    void visit(std::size_t level, std::size_t index, const RingBox& box, double area, Accepts& accepts,
                Best& best) const {
         const Node& node = m_levels[level][index];
-        if (!node.box.holds(x, y) || node.largest <= area || node.smallest > best.area) {
+        if (!node.box.meets(box) || node.largest <= area || node.smallest > best.area) {
             return;
         }
         const std::size_t first = index * fanOut;
@@ -79,9 +81,9 @@ private:
         for (std::size_t i = first; i < end && best.effort > 0; ++i) {
             --best.effort;
             if (level > 0) {
-                visit(level - 1, i, x, y, area, accepts, best);
+                visit(level - 1, i, box, area, accepts, best);
             } else if (const Item& item = m_items[i];
-                       item.area > area && item.box.holds(x, y) && best.isBeatenBy(item)) {
+                       item.area > area && item.box.meets(box) && best.isBeatenBy(item)) {
                 if (accepts(item.ring)) {
                     best.area = item.area;
                     best.ring = item.ring;

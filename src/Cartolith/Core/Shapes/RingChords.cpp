@@ -2,10 +2,13 @@
 #include <Cartolith/Core/Shapes/RingChordsInternal.h>
 
 #include <cmath>
+#include <limits>
 
 namespace Cartolith::Core::Shapes::Internal {
 
 namespace {
+
+constexpr double infinity = std::numeric_limits<double>::infinity();
 
 /// What two sets of intervals have in common. Either is a list of ends in order, from, to, from, to.
 double commonLength(const std::vector<double>& a, const std::vector<double>& b) {
@@ -22,11 +25,12 @@ double commonLength(const std::vector<double>& a, const std::vector<double>& b) 
     return length;
 }
 
-/// 1 inside, -1 outside, 0 on the ring.
-int sideOf(double x, double y, RingEdges& ring, double scale) {
+} // namespace
+
+int RingEdges::side(double x, double y, double scale) {
     int winding = 0;
     bool isOn = false;
-    ring.visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
+    visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
         const int side =
             orientation(a.x() * scale, a.y() * scale, b.x() * scale, b.y() * scale, x * scale, y * scale);
         isOn = isOn || (side == 0 && std::min(a.x(), b.x()) <= x && x <= std::max(a.x(), b.x()));
@@ -35,29 +39,6 @@ int sideOf(double x, double y, RingEdges& ring, double scale) {
         }
     });
     return isOn ? 0 : winding != 0 ? 1 : -1;
-}
-
-} // namespace
-
-int RingEdges::winding(double x, double y) {
-    int count = 0;
-    visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
-        const bool isUp = b.y() > a.y();
-        if (crossesLine(a, b, y) && (orientation(a.x(), a.y(), b.x(), b.y(), x, y) > 0) == isUp) {
-            count += isUp ? 1 : -1;
-        }
-    });
-    return count;
-}
-
-bool RingEdges::isAround(double x, double y) {
-    int count = 0;
-    visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
-        if (crossesLine(a, b, y) && crossingWithLine(a, b, y) < x) {
-            count += b.y() > a.y() ? 1 : -1;
-        }
-    });
-    return count != 0;
 }
 
 const std::vector<RingEdges::Crossing>& RingEdges::crossingsAt(double y) {
@@ -113,60 +94,103 @@ RingChords::RingChords(const QList<GisShapePoint>& ring, double scale) : m_ring(
     const auto [bottom, top] =
         std::minmax_element(ring.begin(), ring.end(),
                             [](const GisShapePoint& a, const GisShapePoint& b) { return a.y() < b.y(); });
-    // Not where grids and symmetry put horizontal edges.
-    const double step =
-        top->y() / static_cast<double>(m_lines.size()) - bottom->y() / static_cast<double>(m_lines.size());
+    m_bottom = bottom->y();
+    m_top = top->y();
     RingEdges edges(ring);
-    // Halfway up, unless rounding could have made what is there.
-    constexpr double preference = 0x1p20;
+    for (int i = 0; i < few; ++i) {
+        Line& its = m_lines[static_cast<std::size_t>(i)];
+        its = line(edges, i, few);
+        m_length += its.length;
+    }
+}
+
+RingChords::Line RingChords::line(RingEdges& edges, int number, int many) const {
+    const double step = m_top / many - m_bottom / many;
+    Line line{m_bottom + step * (number + 0.3819660112501051), {}, 0.0}; // not where grids have edges
+    line.chords = edges.chordsAt(line.y);
+    for (std::size_t k = 1; k < line.chords.size(); k += 2) {
+        line.length += line.chords[k] - line.chords[k - 1];
+    }
+    return line;
+}
+
+RingBox RingChords::middles(double largest) const {
+    RingBox box{infinity, infinity, -infinity, -infinity};
+    const auto add = [&box](double x, double y) {
+        box = {std::min(box.xMin, x), std::min(box.yMin, y), std::max(box.xMax, x), std::max(box.yMax, y)};
+    };
+    for (const Line& line : m_lines) {
+        for (std::size_t k = 1; areLong(largest) && k < line.chords.size(); k += 2) {
+            add(line.chords[k - 1] / 2 + line.chords[k] / 2, line.y);
+        }
+    }
+    for (qsizetype i = 0; !areLong(largest) && i < m_ring.size(); ++i) {
+        add(m_ring[i].x(), m_ring[i].y());
+    }
+    return box;
+}
+
+GisShapePoint RingChords::middle() const {
+    constexpr double preference = 0x1p20; // halfway up, unless rounding could have made what is there
     double longest = 0.0;
-    for (std::size_t i = 0; i < m_lines.size(); ++i) {
-        Line& line = m_lines[i];
-        line.y = bottom->y() + step * (static_cast<double>(i) + 0.3819660112501051);
-        line.chords = edges.chordsAt(line.y);
-        line.length = 0.0;
+    GisShapePoint middle;
+    for (const Line& line : m_lines) {
         for (std::size_t k = 1; k < line.chords.size(); k += 2) {
             const double length = line.chords[k] - line.chords[k - 1];
-            line.length += length;
-            const double weighted = i == m_lines.size() / 2 ? length * preference : length;
-            if (weighted > longest) {
+            if (const double weighted = &line == &m_lines[few / 2] ? length * preference : length;
+                weighted > longest) {
                 longest = weighted;
-                m_middleX = line.chords[k - 1] / 2 + line.chords[k] / 2;
-                m_middleY = line.y;
+                middle = GisShapePoint(line.chords[k - 1] / 2 + line.chords[k] / 2, line.y);
             }
         }
-        m_length += line.length;
     }
+    return middle;
 }
 
 bool RingChords::lieIn(RingEdges& outer, double largest) const {
     if (!areLong(largest)) {
         return verticesLieIn(outer);
     }
-    if (!outer.isAround(m_middleX, m_middleY)) {
-        return false;
-    }
+    constexpr double rounding = 1e-9;
     double inside = 0.0;
-    double left = m_length;
+    double outside = 0.0;
     for (const Line& line : m_lines) {
-        inside += commonLength(line.chords, outer.chordsAt(line.y));
-        left -= line.length;
-        if (inside > m_length / 2 || inside + left <= m_length / 2) {
+        const double its = commonLength(line.chords, outer.chordsAt(line.y));
+        inside += its;
+        outside += line.length - its;
+        const bool isMixed = std::min(inside, outside) > rounding * m_length;
+        if (isMixed) {
+            return mostLiesIn(outer);
+        }
+        if (std::max(inside, outside) > m_length / 2) {
             break;
         }
     }
-    return inside > m_length / 2;
+    return inside > outside;
+}
+
+bool RingChords::mostLiesIn(RingEdges& outer) const {
+    constexpr int many = 64;
+    RingEdges edges(m_ring);
+    double inside = 0.0;
+    double all = 0.0;
+    for (int i = 0; i < many; ++i) {
+        const Line its = line(edges, i, many);
+        inside += commonLength(its.chords, outer.chordsAt(its.y));
+        all += its.length;
+    }
+    return inside > all / 2;
 }
 
 bool RingChords::verticesLieIn(RingEdges& outer) const {
     qsizetype balance = 0;
     for (const GisShapePoint& vertex : m_ring) {
-        balance += sideOf(vertex.x(), vertex.y(), outer, m_scale);
+        balance += outer.side(vertex.x(), vertex.y(), m_scale);
     }
     if (balance == 0) { // they all touch
         const GisShapePoint* a = &m_ring.constLast();
         for (const GisShapePoint& b : m_ring) {
-            balance += sideOf(a->x() / 2 + b.x() / 2, a->y() / 2 + b.y() / 2, outer, m_scale);
+            balance += outer.side(a->x() / 2 + b.x() / 2, a->y() / 2 + b.y() / 2, m_scale);
             a = &b;
         }
     }

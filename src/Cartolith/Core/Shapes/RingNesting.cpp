@@ -1,9 +1,9 @@
 #include <Cartolith/Core/Shapes/EnclosedAreaInternal.h>
-#include <Cartolith/Core/Shapes/OrientationInternal.h>
 #include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
 #include <Cartolith/Core/Shapes/RingAreaInternal.h>
 #include <Cartolith/Core/Shapes/RingBoxTreeInternal.h>
 #include <Cartolith/Core/Shapes/RingChordsInternal.h>
+#include <Cartolith/Core/Shapes/RingKeyInternal.h>
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
 
 #include <algorithm>
@@ -51,38 +51,6 @@ RingBox boxOf(const Ring& ring) {
 
 double largestOf(const RingBox& box) {
     return std::max({std::fabs(box.xMin), std::fabs(box.yMin), std::fabs(box.xMax), std::fabs(box.yMax)});
-}
-
-/// The vertices in which the ring turns, from the first in order on towards the smaller of its neighbours:
-/// the same for every way to store the same area.
-std::vector<std::pair<double, double>> cornersOf(const Ring& ring) {
-    using Corner = std::pair<double, double>;
-    std::vector<Corner> vertices;
-    for (const GisShapePoint& vertex : ring) {
-        vertices.emplace_back(vertex.x(), vertex.y());
-    }
-    std::rotate(vertices.begin(), std::min_element(vertices.begin(), vertices.end()), vertices.end());
-    std::vector<Corner> corners;
-    const auto isStraight = [&corners](const Corner& next) {
-        const std::size_t size = corners.size();
-        return corners.back() == next ||
-               (size > 1 &&
-                orientation(corners[size - 2].first, corners[size - 2].second, corners.back().first,
-                            corners.back().second, next.first, next.second) == 0);
-    };
-    for (const Corner& vertex : vertices) {
-        while (!corners.empty() && isStraight(vertex)) {
-            corners.pop_back();
-        }
-        corners.push_back(vertex);
-    }
-    while (corners.size() > 1 && isStraight(corners.front())) {
-        corners.pop_back();
-    }
-    if (corners.size() > 1 && corners.back() < corners[1]) {
-        std::reverse(corners.begin() + 1, corners.end());
-    }
-    return corners;
 }
 
 /// The rings that have a vertex, with what is around them.
@@ -140,7 +108,7 @@ private:
         const RingBoxTree tree(std::move(items));
         std::vector<Candidate*> open;
         for (Candidate& inner : m_candidates) {
-            if (inner.size > 0.0 && !findInnermost(inner, tree, mostAlone)) {
+            if (inner.size > 0.0 && !findInnermost(inner, tree, mostAlone, largest)) {
                 open.push_back(&inner);
             }
         }
@@ -149,16 +117,16 @@ private:
             open = findTogether(open, largest);
         }
         for (Candidate* inner : open) {
-            findInnermost(*inner, tree, anyNumber);
+            findInnermost(*inner, tree, anyNumber, largest);
         }
         setDepths();
     }
 
     /// False when it takes more effort.
-    bool findInnermost(Candidate& inner, const RingBoxTree& tree, std::size_t effort) {
-        std::optional<RingChords> chords;
+    bool findInnermost(Candidate& inner, const RingBoxTree& tree, std::size_t effort, double largest) {
+        const RingChords chords(*inner.ring, m_scale);
         const std::optional<int> found =
-            tree.smallestAround(inner.box.middleX(), inner.box.middleY(), inner.size, effort, [&](int outer) {
+            tree.smallestAround(chords.middles(largest), inner.size, effort, [&](int outer) {
                 return isAround(m_candidates[static_cast<std::size_t>(outer)], inner, chords);
             });
         inner.innermost = found.value_or(-1);
@@ -174,8 +142,9 @@ private:
         for (Candidate* inner : all) {
             const RingChords chords(*inner->ring, m_scale);
             if (chords.areLong(largest)) {
+                const GisShapePoint middle = chords.middle();
                 inners.push_back(inner);
-                places.push_back({chords.middleX(), chords.middleY()});
+                places.push_back({middle.x(), middle.y()});
             } else {
                 thin.push_back(inner);
             }
@@ -207,28 +176,30 @@ private:
             const bool wasAround = winding != 0;
             winding += by;
             if (wasAround != (winding != 0)) {
-                const std::pair key(m_nesting.m_candidates[static_cast<std::size_t>(ring)].size, ring);
                 if (wasAround) {
-                    m_around.erase(key);
+                    m_around.erase(keyOf(ring));
                 } else {
-                    m_around.insert(key);
+                    m_around.insert(keyOf(ring));
                 }
             }
         }
 
         void arrive(int place) override {
             Candidate& inner = *m_inners[static_cast<std::size_t>(place)];
-            std::optional<RingChords> chords;
+            const RingChords chords(*inner.ring, m_nesting.m_scale);
             const auto first = m_around.upper_bound(std::pair(inner.size, std::numeric_limits<int>::max()));
             const auto found = std::find_if(first, m_around.end(), [&](const std::pair<double, int>& key) {
-                Candidate& outer = m_nesting.m_candidates[static_cast<std::size_t>(key.second)];
-                return outer.box.holds(inner.box.middleX(), inner.box.middleY()) &&
-                       m_nesting.isAround(outer, inner, chords);
+                return m_nesting.isAround(m_nesting.m_candidates[static_cast<std::size_t>(key.second)], inner,
+                                          chords);
             });
             inner.innermost = found == m_around.end() ? -1 : found->second;
         }
 
     private:
+        std::pair<double, int> keyOf(int ring) const {
+            return {m_nesting.m_candidates[static_cast<std::size_t>(ring)].size, ring};
+        }
+
         Nesting& m_nesting;
         std::vector<Candidate*> m_inners;
         std::vector<int> m_windings;
@@ -249,24 +220,21 @@ private:
         }
     }
 
-    /// `chords` are those of the inner ring, made when first needed.
-    bool isAround(Candidate& outer, const Candidate& inner, std::optional<RingChords>& chords) const {
+    /// `chords` are those of the inner ring.
+    bool isAround(Candidate& outer, const Candidate& inner, const RingChords& chords) const {
         if (areEqual(outer, inner)) {
             return false;
-        }
-        if (!chords) {
-            chords.emplace(*inner.ring, m_scale);
         }
         if (outer.edges == nullptr) {
             outer.edges = std::make_unique<RingEdges>(*outer.ring);
         }
-        return chords->lieIn(*outer.edges, std::max(largestOf(outer.box), largestOf(inner.box)));
+        return chords.lieIn(*outer.edges, std::max(largestOf(outer.box), largestOf(inner.box)));
     }
 
     /// The same area, of which rounding makes two when it has other vertices.
     static bool areEqual(const Candidate& a, const Candidate& b) {
         return a.box == b.box && std::fabs(a.size - b.size) < 1e-12 * a.size &&
-               cornersOf(*a.ring) == cornersOf(*b.ring);
+               cornerKey(*a.ring) == cornerKey(*b.ring);
     }
 
     std::vector<Candidate> m_candidates;

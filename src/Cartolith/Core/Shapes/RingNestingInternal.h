@@ -13,17 +13,19 @@ using Ring = QList<GisShapePoint>;
 /// first, followed by its holes, which run clockwise. Shells and what follows them keep their order.
 ///
 /// What a ring is shows in how many others are around it: an even number makes a shell, an odd one a hole of
-/// the smallest of them. A ring is around a smaller one when the smaller one lies in it (RingChords) and the
-/// middle of the smaller one's box in its box; whatever is around it is around the smaller one, too. So it
-/// does not matter where rings touch, nor that rounding has moved a vertex across an edge; of rings that
-/// overlap, the smaller counts as lying within when about half of it or more does. Sizes, and what lies in a
-/// ring, go by what it goes round (enclosedArea()), also when it crosses itself. Equal rings are not around
-/// each other, however they are stored. Rings that enclose nothing and those with a vertex that is not finite
-/// are shells. Rings without a vertex are left out; those whose signed area is 0 keep their direction.
+/// the smallest of them. A ring is around a smaller one when the smaller one lies in it (RingChords);
+/// whatever is around it is around the smaller one, too. So it does not matter where rings touch, nor that
+/// rounding has moved a vertex across an edge; of rings that overlap, the smaller counts as lying within when
+/// about half of it or more does. Sizes, and what lies in a ring, go by what it goes round (enclosedArea()),
+/// also when it crosses itself. Equal rings are not around each other, however they are stored; of two of
+/// which one vertex differs by a rounding the smaller is a hole. Rings that enclose nothing and those with a
+/// vertex that is not finite are shells. Rings without a vertex are left out; those whose signed area is 0
+/// keep their direction.
 ///
-/// n log n for n vertices, also where the boxes of all rings meet (PlaceWindings), and a look at the edges of
-/// the larger ring at one height, which an index finds, for each ring and those around its middle up to the
-/// smallest that it lies in.
+/// n log n for n vertices, also where the boxes of all rings meet (PlaceWindings; there a ring also has to go
+/// round the middle of the smaller one's longest chord, which matters for rings that overlap), and a look at
+/// the edges of the larger ring at one height, which an index finds, for each ring and those around its
+/// middle up to the smallest that it lies in.
 QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings);
 
 struct RingNest {

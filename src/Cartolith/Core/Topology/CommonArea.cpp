@@ -1,8 +1,8 @@
 #include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
-#include <Cartolith/Core/Spatial/RTreeOrderInternal.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
 #include <Cartolith/Core/Topology/CommonAreaInternal.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
+#include <Cartolith/Core/Topology/RingOrderInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -52,8 +52,8 @@ public:
     };
 
     Chains(const Outline& outline, const Box& extent) {
-        for (const std::size_t number : nearTogether(outline)) {
-            const Outline::Ring& ring = outline.rings[number];
+        for (const int number : alongCurve(placesOf(outline))) {
+            const Outline::Ring& ring = outline.rings[static_cast<std::size_t>(number)];
             bool isConnected = false;
             for (std::size_t v = ring.begin + 1; ring.factor != 0 && v < ring.end; ++v) {
                 const Edge edge{outline.x[v - 1], outline.y[v - 1], outline.x[v], outline.y[v]};
@@ -88,24 +88,15 @@ public:
     }
 
 private:
-    /// The rings along a Hilbert curve, so that boxes around what follows each other are small.
-    static std::vector<std::size_t> nearTogether(const Outline& outline) {
-        using namespace Spatial::RTree;
-        const Shapes::GisExtent& all = outline.extent;
-        std::vector<std::pair<quint32, std::size_t>> order;
-        for (std::size_t i = 0; i < outline.rings.size(); ++i) {
-            const std::size_t middle = outline.rings[i].begin / 2 + outline.rings[i].end / 2;
-            order.emplace_back(hilbertKey(gridCoordinate(outline.x[middle], all.xMin(), all.xMax()),
-                                          gridCoordinate(outline.y[middle], all.yMin(), all.yMax())),
-                               i);
+    /// Middle vertices of the rings.
+    static std::vector<Position> placesOf(const Outline& outline) {
+        std::vector<Position> places;
+        places.reserve(outline.rings.size());
+        for (const Outline::Ring& ring : outline.rings) {
+            const std::size_t middle = ring.begin / 2 + ring.end / 2;
+            places.push_back({outline.x[middle], outline.y[middle]});
         }
-        std::sort(order.begin(), order.end());
-        std::vector<std::size_t> rings;
-        rings.reserve(order.size());
-        for (const auto& [key, ring] : order) {
-            rings.push_back(ring);
-        }
-        return rings;
+        return places;
     }
 
     void addBoxes() {

@@ -22,7 +22,7 @@ enum class GisShapeProblemKind : qint32 {
     RingsCross = 7,     ///< two rings cross, or run along each other
     HoleOutside = 8,    ///< a ring wound as a hole that lies in no other
     NestedShells = 9,   ///< a ring that lies in another and is wound as a shell
-    Invalid = 10,       ///< anything else that GEOS calls invalid, such as holes that cut the area in two
+    Invalid = 10,       ///< rings touch in so many places that they cut an area in two
 };
 
 struct GisShapeProblem {

@@ -1,8 +1,7 @@
-#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
-#include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/NodingInternal.h>
+#include <Cartolith/Core/Topology/RingCrossingsInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
@@ -19,7 +18,6 @@
 
 namespace Cartolith::Core::Topology {
 
-using Common::Internal::GeometryPtr;
 using Internal::ProblemList;
 using Internal::scaledCopy;
 using Internal::workingScale;
@@ -31,7 +29,7 @@ using Shapes::Internal::Ring;
 
 namespace {
 
-/// What check and fix have in common: the problems, and the parts without those that need no GEOS.
+/// What check and fix have in common: the problems, and the parts without those that are mended part by part.
 class Examination {
 public:
     Examination(const GisShape& shape, const GisTopology& topology) : m_topology(topology) {
@@ -48,7 +46,7 @@ public:
     }
 
     /// True when the parts are no valid area yet.
-    bool needsGeos() const { return m_needsGeos; }
+    bool needsArea() const { return m_needsArea; }
     const ProblemList& problems() const { return m_problems; }
     const QList<Ring>& parts() const { return m_parts; }
     const QList<int>& partOf() const { return m_partOf; }
@@ -66,57 +64,24 @@ private:
     }
 
     void examineArea() {
-        Internal::findRingCrossings(m_parts, m_partOf, m_topology, m_problems);
-        m_needsGeos = m_problems.has(GisShapeProblemKind::SelfCrossing) ||
+        const Internal::RingTouches touches =
+            Internal::findRingCrossings(m_parts, m_partOf, m_topology, m_problems);
+        m_needsArea = m_problems.has(GisShapeProblemKind::SelfCrossing) ||
                       m_problems.has(GisShapeProblemKind::RingsCross);
-        if (m_needsGeos) {
+        if (m_needsArea || m_parts.size() < 2) {
             return;
         }
-        Internal::windByNesting(m_parts, m_partOf, m_problems);
-        askGeos();
-    }
-
-    /// For what a look at pairs of segments does not show.
-    void askGeos() {
-        if (m_parts.size() < 2) {
-            return;
-        }
-        GisShapePolygon polygon;
-        polygon.parts() = m_parts;
-        const GeometryPtr geometry = Serialization::Ogr::Internal::geometryOf(polygon);
-        const Common::Internal::GdalErrorCapture capture;
-        const Internal::GeosContext context;
-        const Internal::GeosInterrupt interrupt(m_topology);
-        const auto destroy = [&context](GEOSGeometry* g) { GEOSGeom_destroy_r(context.handle(), g); };
-        const std::unique_ptr<GEOSGeometry, decltype(destroy)> input(geometry->exportToGEOS(context.handle()),
-                                                                     destroy);
-        char* reason = nullptr;
-        GEOSGeometry* location = nullptr;
-        const char isValid = input == nullptr
-                                 ? char{2}
-                                 : GEOSisValidDetail_r(context.handle(), input.get(), 0, &reason, &location);
-        const std::unique_ptr<GEOSGeometry, decltype(destroy)> place(location, destroy);
-        if (isValid != 1) {
-            double x = std::nan("");
-            double y = std::nan("");
-            if (place != nullptr) {
-                GEOSGeomGetX_r(context.handle(), place.get(), &x);
-                GEOSGeomGetY_r(context.handle(), place.get(), &y);
-            }
-            m_problems.add(GisShapeProblemKind::Invalid, GisShapePoint(x, y), -1, -1,
-                           reason == nullptr ? QString()
-                                             : QStringLiteral("%1.").arg(QString::fromUtf8(reason)));
-            m_needsGeos = true;
-        }
-        GEOSFree_r(context.handle(), reason);
-        interrupt.check();
+        const QList<Shapes::Internal::RingNest> nests = Shapes::Internal::ringNests(m_parts);
+        Internal::windByNesting(m_parts, nests, m_partOf, m_problems);
+        touches.findCuts(nests, m_problems);
+        m_needsArea = m_problems.has(GisShapeProblemKind::Invalid);
     }
 
     const GisTopology& m_topology;
     ProblemList m_problems;
     QList<Ring> m_parts;
     QList<int> m_partOf;
-    bool m_needsGeos = false;
+    bool m_needsArea = false;
 };
 
 void scalePlaces(QList<GisShapeProblem>& problems, double scale) {
@@ -129,11 +94,11 @@ void scalePlaces(QList<GisShapeProblem>& problems, double scale) {
 
 GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topology, const char* failing,
                                  double cell) {
-    constexpr int mostRounds = 16;
+    constexpr int mostRounds = 3 + NodingGrid::lastLevel;
     int round = 0;
     const auto countRound = [failing, &round] {
         if (++round > mostRounds) {
-            throw std::runtime_error(std::string(failing) + "rings still cross after 16 rounds.");
+            throw std::runtime_error(std::string(failing) + NodingGrid::failing);
         }
     };
     if (const double scale = workingScale(shape); scale != 1.0) {
@@ -174,21 +139,20 @@ GisShapeFix Internal::fixedShape(const GisShape& shape, const GisTopology& topol
         return fix;
     }
     *parts = examination.parts();
-    bool needsGeos = examination.needsGeos();
+    bool needsArea = examination.needsArea();
     Work work(&topology);
-    for (bool isSound = !needsGeos; !isSound;) {
+    for (bool isSound = !needsArea; !isSound;) {
         countRound();
-        if (needsGeos) {
+        if (needsArea) {
             try {
                 *parts = validArea(*parts, {cell, std::max(round - 3, 0)}, work);
-            } catch (const TooManyCrossings&) {
-                throw std::runtime_error(std::string(failing) +
-                                         "rings cross in more than 10 million places.");
+            } catch (const NotNoded& failure) {
+                throw std::runtime_error(std::string(failing) + failure.reason);
             }
         }
         const Examination again(*fix.shape, topology);
         *parts = again.parts();
-        needsGeos = again.needsGeos();
+        needsArea = again.needsArea();
         isSound = again.problems().problems().isEmpty();
     }
     return fix;

@@ -1,8 +1,7 @@
-#include <Cartolith/Core/Shapes/EnclosedAreaInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
-#include <Cartolith/Core/Shapes/RingChordsInternal.h>
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Core/Topology/PointInsideInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/SegmentListInternal.h>
 #include <Cartolith/Core/Topology/WorkingScaleInternal.h>
@@ -22,116 +21,8 @@ using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
 using Shapes::GisShapePolyline;
 using Shapes::Internal::Ring;
-using Shapes::Internal::RingEdges;
 
 namespace {
-
-/// A line across a polygon: of all pieces inside it the longest, and its middle.
-struct Chord {
-    double length = 0.0;
-    GisShapePoint middle;
-};
-
-/// Lines across a shell and its holes.
-class Chords {
-public:
-    explicit Chords(const QList<Ring>& rings) : m_edges(rings.begin(), rings.end()) {}
-
-    Chord longestAt(double y) {
-        m_crossings.clear();
-        for (RingEdges& ring : m_edges) {
-            ring.visitAt(y, [&](const GisShapePoint& a, const GisShapePoint& b) {
-                if (Shapes::Internal::crossesLine(a, b, y)) {
-                    m_crossings.push_back(Shapes::Internal::crossingWithLine(a, b, y));
-                }
-            });
-        }
-        m_crossingCount += m_crossings.size();
-        std::sort(m_crossings.begin(), m_crossings.end());
-        Chord longest;
-        for (std::size_t i = 1; i < m_crossings.size(); i += 2) {
-            if (m_crossings[i] - m_crossings[i - 1] > longest.length) {
-                longest = {m_crossings[i] - m_crossings[i - 1],
-                           GisShapePoint(m_crossings[i - 1] / 2 + m_crossings[i] / 2, y)};
-            }
-        }
-        return longest;
-    }
-
-    /// Of all lines so far.
-    std::size_t crossingCount() const noexcept { return m_crossingCount; }
-
-private:
-    std::vector<RingEdges> m_edges;
-    std::vector<double> m_crossings;
-    std::size_t m_crossingCount = 0;
-};
-
-/// Tries the middle of the highest strips without a vertex: away from all edges that are not steep, and far
-/// from these by the length of the chord. Lower strips are for polygons whose highest ones hold but spikes;
-/// one that covers everything twice, and so nothing, is given up early enough.
-GisShapePoint pointInside(const QList<Ring>& shellAndHoles) {
-    std::vector<double> heights;
-    for (const Ring& ring : shellAndHoles) {
-        for (const GisShapePoint& vertex : ring) {
-            heights.push_back(vertex.y());
-        }
-    }
-    std::sort(heights.begin(), heights.end());
-    struct Strip {
-        double height;
-        double middle;
-    };
-    std::vector<Strip> strips;
-    for (std::size_t i = 1; i < heights.size(); ++i) {
-        strips.push_back({heights[i] - heights[i - 1], heights[i - 1] / 2 + heights[i] / 2});
-    }
-    std::sort(strips.begin(), strips.end(),
-              [](const Strip& a, const Strip& b) { return a.height > b.height; });
-    Chords chords(shellAndHoles);
-    GisShapePoint best;
-    double room = 0.0;
-    for (std::size_t i = 0; i < strips.size(); ++i) {
-        if (i >= 16 && (room > 0.0 || chords.crossingCount() > 64 * heights.size())) {
-            break;
-        }
-        const Chord chord = chords.longestAt(strips[i].middle);
-        if (std::min(chord.length, strips[i].height) > room) {
-            room = std::min(chord.length, strips[i].height);
-            best = chord.middle;
-        }
-    }
-    return best;
-}
-
-GisShapePoint pointInPolygon(const SegmentList& boundary) {
-    QList<Ring> rings;
-    for (const SegmentPart& part : boundary.parts()) {
-        Ring ring = part.vertices;
-        ring.removeIf([](const GisShapePoint& vertex) { return !Internal::isFinite(vertex); });
-        if (ring.size() > 2) {
-            rings.append(ring);
-        }
-    }
-    const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
-    std::vector<std::pair<double, const QList<Ring>*>> bySize;
-    for (const QList<Ring>& polygon : polygons) {
-        double size = 0.0;
-        for (const Ring& ring : polygon) {
-            const double its = Shapes::Internal::enclosedArea(ring, Internal::signedArea(ring), 1.0);
-            size += &ring == &polygon.constFirst() ? its : -its;
-        }
-        bySize.emplace_back(size, &polygon);
-    }
-    std::stable_sort(bySize.begin(), bySize.end(),
-                     [](const auto& a, const auto& b) { return a.first > b.first; });
-    for (const auto& [size, polygon] : bySize) { // holes may cover all of one
-        if (GisShapePoint inside = pointInside(*polygon); !inside.isEmpty()) {
-            return inside;
-        }
-    }
-    return {};
-}
 
 GisShapePoint pointOnLine(const SegmentList& boundary) {
     std::vector<double> lengths(boundary.parts().size(), 0.0);
@@ -218,8 +109,15 @@ GisShapePoint GisTopology::PointOnSurface(const GisShape& shape) {
         return {point.x() / scale, point.y() / scale};
     }
     const SegmentList boundary(shape);
-    return dynamic_cast<const GisShapePolygon*>(&shape) != nullptr ? pointInPolygon(boundary)
-                                                                   : pointOnLine(boundary);
+    if (dynamic_cast<const GisShapePolygon*>(&shape) == nullptr) {
+        return pointOnLine(boundary);
+    }
+    QList<Ring> rings;
+    for (const SegmentPart& part : boundary.parts()) {
+        rings.append(part.vertices);
+        rings.last().removeIf([](const GisShapePoint& vertex) { return !Internal::isFinite(vertex); });
+    }
+    return Internal::pointInside(rings);
 }
 
 } // namespace Cartolith::Core::Topology

@@ -203,7 +203,7 @@ GeometryPtr nodedEdges(const QList<QList<GisShapePoint>>& lines, Internal::Work&
     using Place = std::pair<double, double>;
     std::set<std::pair<Place, Place>> known;
     auto edges = std::make_unique<OGRMultiLineString>();
-    for (const QList<GisShapePoint>& line : Internal::nodedLines(lines, {}, work)) {
+    for (const QList<GisShapePoint>& line : Internal::nodedLines(lines, Internal::NodedAs::Lines, {}, work)) {
         for (qsizetype i = 1; i < line.size(); ++i) {
             const Place from(line[i - 1].x(), line[i - 1].y());
             const Place to(line[i].x(), line[i].y());
@@ -231,8 +231,8 @@ ShapeList cutPolygon(const GisShapePolygon& polygon, const Boundary& line, const
     GeometryPtr edges;
     try {
         edges = nodedEdges(polygon.parts() + cutting.parts(), work);
-    } catch (const Internal::TooManyCrossings&) {
-        throw std::runtime_error(std::string(splitFailing) + Internal::tooManyCrossings);
+    } catch (const Internal::NotNoded& failure) {
+        throw std::runtime_error(std::string(splitFailing) + failure.reason);
     }
     const Common::Internal::GdalErrorCapture capture;
     const Internal::GeosInterrupt interrupt(topology);

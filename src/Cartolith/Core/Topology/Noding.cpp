@@ -1,13 +1,16 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/NodingInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+#include <Cartolith/Core/Topology/RingOrderInternal.h>
 #include <Cartolith/Core/Topology/RunStripInternal.h>
 #include <Cartolith/Core/Topology/SegmentMeetingInternal.h>
 #include <Cartolith/Core/Topology/SegmentPairsInternal.h>
 
 #include <algorithm>
 #include <cmath>
+#include <numeric>
 #include <set>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -39,31 +42,76 @@ bool comesFirst(const Segment& segment, Position p, Position q) {
     return isBehind(dy, p.y, q.y);
 }
 
-/// Some of many lines as segments.
+/// The segments of some of many lines, each once however often lines take it: where lines all but lie on each
+/// other most are the same. Lines that lie near each other follow each other.
 class LineSegments {
 public:
     template <typename IsTaken>
-    LineSegments(const QList<Path>& lines, IsTaken isTaken) : m_list(shapeOf(lines, m_numbers, isTaken)) {}
+    LineSegments(const QList<Path>& lines, IsTaken isTaken) : m_list(chainsOf(takeUses(lines, isTaken))) {}
 
     const SegmentList& list() const noexcept { return m_list; }
     const Segment& operator[](std::size_t i) const { return m_list.segments()[i]; }
-    int lineOf(std::size_t i) const { return m_numbers[static_cast<std::size_t>((*this)[i].part)]; }
+    std::size_t size() const noexcept { return m_list.segments().size(); }
+
+    /// A piece of a line, and which segment it is.
+    struct Use {
+        const GisShapePoint* start;
+        const GisShapePoint* end;
+        int line;
+        std::size_t segment;
+    };
+    /// Line by line.
+    const std::vector<Use>& uses() const noexcept { return m_uses; }
 
 private:
     template <typename IsTaken>
-    static Shapes::GisShapePolyline shapeOf(const QList<Path>& lines, std::vector<int>& numbers,
-                                            IsTaken isTaken) {
-        Shapes::GisShapePolyline shape;
-        for (int i = 0; i < lines.size(); ++i) {
-            if (!lines[i].isEmpty() && isTaken(i)) {
-                shape.parts().append(lines[i]);
-                numbers.push_back(i);
+    std::vector<Use>& takeUses(const QList<Path>& lines, IsTaken isTaken) {
+        for (const int line : alongCurve(lines)) {
+            for (qsizetype i = 1; isTaken(line) && i < lines[line].size(); ++i) {
+                m_uses.push_back({&lines[line][i - 1], &lines[line][i], line, 0});
             }
         }
-        return shape;
+        return m_uses;
     }
 
-    std::vector<int> m_numbers; ///< of the lines
+    static std::tuple<double, double, double, double> keyOf(const Use& use) {
+        const std::tuple forth(use.start->x(), use.start->y(), use.end->x(), use.end->y());
+        const std::tuple back(use.end->x(), use.end->y(), use.start->x(), use.start->y());
+        return std::min(forth, back);
+    }
+
+    /// Of the segments that no use before has.
+    static Shapes::GisShapePolyline chainsOf(std::vector<Use>& uses) {
+        std::vector<std::size_t> order(uses.size());
+        std::iota(order.begin(), order.end(), std::size_t(0));
+        std::sort(order.begin(), order.end(), [&uses](std::size_t a, std::size_t b) {
+            return std::tuple(keyOf(uses[a]), a) < std::tuple(keyOf(uses[b]), b);
+        });
+        for (std::size_t i = 0; i < order.size(); ++i) {
+            const bool isSame = i > 0 && keyOf(uses[order[i]]) == keyOf(uses[order[i - 1]]);
+            uses[order[i]].segment = isSame ? uses[order[i - 1]].segment : order[i];
+        }
+        Shapes::GisShapePolyline chains;
+        std::size_t count = 0;
+        bool isConnected = false;
+        for (std::size_t i = 0; i < uses.size(); ++i) {
+            Use& use = uses[i];
+            if (use.segment != i) {
+                use.segment = uses[use.segment].segment;
+                isConnected = false;
+                continue;
+            }
+            use.segment = count++;
+            if (!isConnected || use.line != uses[i - 1].line) {
+                chains.parts().append(Path{*use.start});
+                isConnected = true;
+            }
+            chains.parts().last().append(*use.end);
+        }
+        return chains;
+    }
+
+    std::vector<Use> m_uses;
     SegmentList m_list;
 };
 
@@ -101,17 +149,20 @@ bool passes(const Segment& segment, Position p) {
     return std::hypot(p.x - a.x, p.y - a.y) < length && std::hypot(p.x - b.x, p.y - b.y) < length;
 }
 
-void addVertex(Path& line, Position place) {
+void addVertex(Path& line, Position place, NodedAs as) {
     const GisShapePoint vertex = pointOf(place);
-    if (line.isEmpty() || !isSamePlace(line.constLast(), vertex)) {
+    const qsizetype size = line.size();
+    if (as == NodedAs::Rings && size > 1 && isSamePlace(line[size - 2], vertex)) {
+        line.removeLast();
+    } else if (line.isEmpty() || !isSamePlace(line.constLast(), vertex)) {
         line.append(vertex);
     }
 }
 
 class Noder {
 public:
-    Noder(const QList<Path>& lines, const NodingGrid& grid, Work& work)
-        : m_original(lines), m_lines(lines), m_work(work), m_grid(grid),
+    Noder(const QList<Path>& lines, NodedAs as, const NodingGrid& grid, Work& work)
+        : m_original(lines), m_lines(lines), m_as(as), m_work(work), m_grid(grid),
           m_isCoarse(static_cast<std::size_t>(lines.size()), grid.smallest > 0.0 || grid.level > 0) {
         for (const Path& line : lines) {
             for (const GisShapePoint& p : line) {
@@ -122,21 +173,21 @@ public:
 
     QList<Path> run() {
         constexpr int mostRounds = 6;
-        while (true) {
+        for (; m_grid.level <= NodingGrid::lastLevel; ++m_grid.level) {
             if (cell() > 0.0) {
                 snap();
             }
             for (int round = 0; round < mostRounds; ++round) {
                 m_meeting.clear();
-                if (cut().empty()) {
+                if (!cut()) {
                     return std::move(m_lines);
                 }
             }
-            ++m_grid.level;
             for (const int line : m_meeting) { // the one that is cut, and the one that cuts it
                 m_isCoarse[static_cast<std::size_t>(line)] = true;
             }
         }
+        throw NotNoded{NodingGrid::failing};
     }
 
 private:
@@ -148,19 +199,19 @@ private:
     bool isCoarse(int line) const { return m_isCoarse[static_cast<std::size_t>(line)]; }
 
     void add(const LineSegments& segments, std::size_t i, Position place) {
-        constexpr std::size_t most = 20'000'000; // two for a crossing
         const GisShapePoint vertex = pointOf(place);
         if (!isSamePlace(*segments[i].start, vertex) && !isSamePlace(*segments[i].end, vertex)) {
-            if (m_nodes.size() == most) {
-                throw TooManyCrossings();
+            if (m_nodes.size() == mostNodes) {
+                throw NotNoded{tooManyCrossings};
             }
             m_nodes.push_back({i, place});
         }
     }
 
-    /// One round. Returns the lines that were cut.
-    std::vector<int> cut() {
+    /// One round. False when nothing was cut.
+    bool cut() {
         const LineSegments segments(m_lines, [](int /*line*/) { return true; });
+        m_meets.assign(segments.size(), false);
         visitPairs(segments, m_work, [&](std::size_t i, std::size_t j) {
             const std::size_t before = m_nodes.size();
             for (const auto& [one, other] : {std::pair(i, j), std::pair(j, i)}) {
@@ -178,57 +229,71 @@ private:
                 }
             }
             if (m_nodes.size() > before) {
-                m_meeting.insert(segments.lineOf(i));
-                m_meeting.insert(segments.lineOf(j));
+                m_meets[i] = true;
+                m_meets[j] = true;
             }
         });
+        for (const LineSegments::Use& use : segments.uses()) {
+            if (m_meets[use.segment]) {
+                m_meeting.insert(use.line);
+            }
+        }
         return addNodes(segments);
     }
 
     /// All coarse lines from the beginning.
     void snap() {
-        const double size = cell();
-        const auto rounded = [size](Position p) {
-            return Position{std::rint(p.x / size) * size, std::rint(p.y / size) * size};
-        };
         for (int i = 0; i < m_lines.size(); ++i) {
             if (isCoarse(i)) {
                 m_lines[i].clear();
                 for (const GisShapePoint& p : std::as_const(m_original[i])) {
-                    addVertex(m_lines[i], rounded(positionOf(p)));
+                    addVertex(m_lines[i], rounded(positionOf(p)), m_as);
                 }
                 if (m_lines[i].size() < 2) {
                     m_lines[i].clear();
                 }
             }
         }
+        goThroughCells(false); // of lines that nearly lie on each other, few still cross after that
+        goThroughCells(true);
+    }
+
+    Position rounded(Position p) const {
+        const double size = cell();
+        return {std::rint(p.x / size) * size, std::rint(p.y / size) * size};
+    }
+
+    /// Those around vertices, and around crossings if asked.
+    void goThroughCells(bool ofCrossings) {
         const LineSegments segments(m_lines, [this](int line) { return isCoarse(line); });
         std::vector<std::pair<double, double>> centres;
         for (const Segment& segment : segments.list().segments()) {
             centres.emplace_back(segment.start->x(), segment.start->y());
             centres.emplace_back(segment.end->x(), segment.end->y());
         }
-        visitPairs(segments, m_work, [&](std::size_t i, std::size_t j) {
-            const SegmentMeeting meeting = meetingOf(segments[i], segments[j]);
-            if (meeting.kind == SegmentMeeting::Kind::Cross) {
-                const Position place = rounded(meeting.places[0]);
-                add(segments, i, place);
-                add(segments, j, place);
-                centres.emplace_back(place.x, place.y);
-            }
-        });
+        if (ofCrossings) {
+            visitPairs(segments, m_work, [&](std::size_t i, std::size_t j) {
+                const SegmentMeeting meeting = meetingOf(segments[i], segments[j]);
+                if (meeting.kind == SegmentMeeting::Kind::Cross) {
+                    const Position place = rounded(meeting.places[0]);
+                    add(segments, i, place);
+                    add(segments, j, place);
+                    centres.emplace_back(place.x, place.y);
+                }
+            });
+        }
         std::sort(centres.begin(), centres.end());
         centres.erase(std::unique(centres.begin(), centres.end()), centres.end());
-        const double half = size / 2;
-        QList<Path> cells;
+        const double half = cell() / 2;
+        Shapes::GisShapePolyline squares;
         for (const auto& [x, y] : centres) {
-            cells.append({{x - half, y - half}, {x + half, y + half}});
+            squares.parts().append(Path{{x - half, y - half}, {x + half, y + half}});
         }
-        const LineSegments squares(cells, [](int /*cell*/) { return true; });
-        const SegmentPairs pairs(segments.list(), squares.list(), 0.0, Boundary::Boxes::Bare);
+        const SegmentList cells(squares);
+        const SegmentPairs pairs(segments.list(), cells, 0.0, Boundary::Boxes::Bare);
         pairs.visitAll(m_work, [&](std::size_t i, std::size_t j) { // of which the boxes meet
             const Segment& segment = segments[i];
-            const auto& [x, y] = centres[static_cast<std::size_t>(squares.lineOf(j))];
+            const auto& [x, y] = centres[j];
             const double dx = segment.end->x() - segment.start->x();
             const double dy = segment.end->y() - segment.start->y();
             const double beside = dx * (y - segment.start->y()) - dy * (x - segment.start->x());
@@ -239,49 +304,76 @@ private:
         addNodes(segments);
     }
 
-    std::vector<int> addNodes(const LineSegments& segments) {
+    /// False when there are none.
+    bool addNodes(const LineSegments& segments) {
         std::sort(m_nodes.begin(), m_nodes.end(), [&segments](const Node& a, const Node& b) {
             return a.segment != b.segment ? a.segment < b.segment
                                           : comesFirst(segments[a.segment], a.place, b.place);
         });
-        QList<std::pair<int, Path>> cutLines;
-        for (auto node = m_nodes.cbegin(); node != m_nodes.cend();) {
-            const int number = segments.lineOf(node->segment);
-            std::size_t segment = node->segment - static_cast<std::size_t>(segments[node->segment].index);
-            Path line{*segments[segment].start};
-            for (qsizetype i = 1; i < m_lines[number].size(); ++i, ++segment) {
-                for (; node != m_nodes.cend() && node->segment == segment; ++node) {
-                    addVertex(line, node->place);
+        std::vector<std::size_t> first(segments.size() + 1, 0); // node of each segment
+        for (const Node& node : m_nodes) {
+            ++first[node.segment + 1];
+        }
+        std::partial_sum(first.begin(), first.end(), first.begin());
+        const std::vector<LineSegments::Use>& uses = segments.uses();
+        std::vector<std::pair<int, Path>> cutLines;
+        std::size_t vertices = 0;
+        for (auto use = uses.begin(); use != uses.end();) {
+            const int number = use->line;
+            const auto end =
+                std::find_if(use, uses.end(), [number](const auto& u) { return u.line != number; });
+            if (std::any_of(use, end,
+                            [&first](const auto& u) { return first[u.segment] < first[u.segment + 1]; })) {
+                Path line{*use->start};
+                for (; use != end; ++use) {
+                    addNodesOf(*use, segments, first, line);
+                    addVertex(line, positionOf(*use->end), m_as);
                 }
-                addVertex(line, positionOf(*segments[segment].end));
+                vertices += static_cast<std::size_t>(line.size());
+                if (vertices > mostNodes + 2 * uses.size()) {
+                    throw NotNoded{tooManyCrossings};
+                }
+                cutLines.emplace_back(number, std::move(line));
             }
-            m_work.add(16 * line.size());
-            cutLines.append({number, std::move(line)});
+            use = end;
         }
         m_nodes.clear();
-        std::vector<int> numbers;
-        for (auto& [number, line] : cutLines) {
+        for (auto& [number, line] : cutLines) { // of which the vertices were used
             m_lines[number] = std::move(line);
-            numbers.push_back(number);
         }
-        return numbers;
+        return !cutLines.empty();
     }
+
+    void addNodesOf(const LineSegments::Use& use, const LineSegments& segments,
+                    const std::vector<std::size_t>& first, Path& line) {
+        const std::size_t begin = first[use.segment];
+        const std::size_t count = first[use.segment + 1] - begin;
+        const bool isForth = isSamePlace(*use.start, *segments[use.segment].start);
+        for (std::size_t i = 0; i < count; ++i) {
+            addVertex(line, m_nodes[isForth ? begin + i : begin + count - 1 - i].place, m_as);
+        }
+        m_work.add(16 * static_cast<qint64>(count + 1));
+    }
+
+    static constexpr std::size_t mostNodes = 20'000'000; // two for a crossing
 
     const QList<Path> m_original;
     QList<Path> m_lines;
+    NodedAs m_as;
     Work& m_work;
     NodingGrid m_grid;
     std::vector<bool> m_isCoarse; ///< the lines on the grid
     double m_largest = 0.0;
     std::vector<Node> m_nodes;
-    std::set<int> m_meeting; ///< the lines that met in the last round
+    std::vector<bool> m_meets; ///< the segments that did
+    std::set<int> m_meeting;   ///< the lines that met in the last round
 };
 
 } // namespace
 
-QList<QList<GisShapePoint>> nodedLines(const QList<QList<GisShapePoint>>& lines, const NodingGrid& grid,
-                                       Work& work) {
-    return Noder(lines, grid, work).run();
+QList<QList<GisShapePoint>> nodedLines(const QList<QList<GisShapePoint>>& lines, NodedAs as,
+                                       const NodingGrid& grid, Work& work) {
+    return Noder(lines, as, grid, work).run();
 }
 
 } // namespace Cartolith::Core::Topology::Internal

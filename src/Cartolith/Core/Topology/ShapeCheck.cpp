@@ -1,14 +1,11 @@
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
-#include <Cartolith/Core/Topology/RunStripInternal.h>
-#include <Cartolith/Core/Topology/SegmentMeetingInternal.h>
-#include <Cartolith/Core/Topology/SegmentPairsInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 #include <utility>
+#include <vector>
 
 namespace Cartolith::Core::Topology::Internal {
 
@@ -160,65 +157,8 @@ Ring cleanRing(const QList<GisShapePoint>& ring, int part, ProblemList& problems
     return clean;
 }
 
-void findRingCrossings(const QList<Ring>& rings, const QList<int>& partOf, const GisTopology& topology,
-                       ProblemList& problems) {
-    Shapes::GisShapePolygon polygon;
-    polygon.parts() = rings;
-    const SegmentList list(polygon);
-    const std::vector<Segment>& segments = list.segments();
-    const auto areNeighbours = [&rings](const Segment& a, const Segment& b) {
-        const int apart = std::abs(a.index - b.index);
-        return a.part == b.part && (apart == 1 || apart + 2 == rings[a.part].size());
-    };
-    Work work(&topology);
-    const SegmentPairs pairs(list, list, 0.0, Boundary::Boxes::Bare);
-    const RunStrips strips(pairs.boundaryA());
-    const qsizetype runCount = pairs.boundaryA().count(0);
-    std::vector<std::pair<std::size_t, std::size_t>> found;
-    GisShapePoint last;
-    qsizetype ringEnd = 0;
-    for (qsizetype run = 0; run < runCount; ++run) {
-        while (run == ringEnd || (ringEnd < runCount &&
-                                  pairs.boundaryA().run(ringEnd).part == pairs.boundaryA().run(run).part)) {
-            ++ringEnd;
-        }
-        // What is full needs no more search.
-        const SegmentPairs::Range others{problems.isFull(GisShapeProblemKind::SelfCrossing) ? ringEnd : run,
-                                         problems.isFull(GisShapeProblemKind::RingsCross) ? ringEnd
-                                                                                          : runCount};
-        found.clear();
-        pairs.visitOfRun(
-            run, others, work, [&](qsizetype other) { return strips.mayMeet(run, other); },
-            [&](std::size_t i, std::size_t j) {
-                if (j < i || areNeighbours(segments[i], segments[j])) {
-                    return;
-                }
-                using Kind = SegmentMeeting::Kind;
-                const Kind kind = meetingOf(segments[i], segments[j]).kind;
-                // Rings may touch each other.
-                if (kind != Kind::None && (kind != Kind::Touch || segments[i].part == segments[j].part)) {
-                    found.emplace_back(i, j);
-                }
-            });
-        std::sort(found.begin(), found.end());
-        for (const auto& [i, j] : found) {
-            const GisShapePoint place = pointOf(meetingOf(segments[i], segments[j]).places[0]);
-            if (!isSamePlace(last, place)) { // four segments meet where a ring touches itself
-                const Segment& s = segments[i];
-                problems.add(s.part == segments[j].part ? GisShapeProblemKind::SelfCrossing
-                                                        : GisShapeProblemKind::RingsCross,
-                             place, partOf[s.part], s.index);
-            }
-            last = place;
-        }
-    }
-}
-
-void windByNesting(QList<Ring>& rings, const QList<int>& partOf, ProblemList& problems) {
-    if (rings.size() < 2) {
-        return;
-    }
-    const QList<int> depths = Shapes::Internal::nestingDepths(rings);
+void windByNesting(QList<Ring>& rings, const QList<Shapes::Internal::RingNest>& nests,
+                   const QList<int>& partOf, ProblemList& problems) {
     double largest = 0.0;
     bool shellsAreLeft = true; // counterclockwise
     std::vector<double> areas;
@@ -226,12 +166,12 @@ void windByNesting(QList<Ring>& rings, const QList<int>& partOf, ProblemList& pr
         areas.push_back(signedArea(rings[i]));
         if (std::fabs(areas.back()) > largest) {
             largest = std::fabs(areas.back());
-            shellsAreLeft = (areas.back() > 0.0) == (depths[i] % 2 == 0);
+            shellsAreLeft = (areas.back() > 0.0) == (nests[i].depth % 2 == 0);
         }
     }
     for (qsizetype i = 0; i < rings.size(); ++i) {
         const double area = areas[static_cast<std::size_t>(i)];
-        const bool isHole = depths[i] % 2 == 1;
+        const bool isHole = nests[i].depth % 2 == 1;
         if (area != 0.0 && (area > 0.0) != (shellsAreLeft != isHole)) {
             problems.add(isHole ? GisShapeProblemKind::NestedShells : GisShapeProblemKind::HoleOutside,
                          rings[i].constFirst(), partOf[i], -1);

@@ -33,13 +33,9 @@ QString remedyOf(GisShapeProblemKind kind);
 Shapes::Internal::Ring cleanLine(const QList<Shapes::GisShapePoint>& line, int part, ProblemList& problems);
 Shapes::Internal::Ring cleanRing(const QList<Shapes::GisShapePoint>& ring, int part, ProblemList& problems);
 
-/// Where clean rings meet themselves or each other as they must not. `partOf` gives the part that each ring
-/// was, by which it is reported. \throws Stopped
-void findRingCrossings(const QList<Shapes::Internal::Ring>& rings, const QList<int>& partOf,
-                       const GisTopology& topology, ProblemList& problems);
-
 /// Rings wound the other way than nesting asks for, which are reversed in place. The largest one is right.
-void windByNesting(QList<Shapes::Internal::Ring>& rings, const QList<int>& partOf, ProblemList& problems);
+void windByNesting(QList<Shapes::Internal::Ring>& rings, const QList<Shapes::Internal::RingNest>& nests,
+                   const QList<int>& partOf, ProblemList& problems);
 
 /// What FixShape() returns. Vertices made where rings cross are multiples of `cell`, of which all coordinates
 /// are, unless that is 0. \throws Stopped; std::runtime_error of which the text begins with `failing`

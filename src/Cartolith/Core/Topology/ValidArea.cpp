@@ -1,10 +1,10 @@
 #include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
+#include <Cartolith/Core/Shapes/RingKeyInternal.h>
 #include <Cartolith/Core/Topology/EdgeMapInternal.h>
 #include <Cartolith/Core/Topology/NodingInternal.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/ValidAreaInternal.h>
 
-#include <algorithm>
 #include <set>
 #include <utility>
 #include <vector>
@@ -14,18 +14,9 @@ namespace Cartolith::Core::Topology::Internal {
 using Shapes::GisShapePoint;
 using Shapes::Internal::PlaceWindings;
 using Shapes::Internal::Ring;
+using Shapes::Internal::vertexKey;
 
 namespace {
-
-/// Told apart by the vertices, from the first in order on and the way on which the second comes first.
-std::vector<std::pair<double, double>> keyOf(const Ring& ring) {
-    std::vector<std::pair<double, double>> key;
-    for (qsizetype i = 1; i < ring.size(); ++i) {
-        key.emplace_back(ring[i].x(), ring[i].y());
-    }
-    std::rotate(key.begin(), std::min_element(key.begin(), key.end()), key.end());
-    return key;
-}
 
 /// Which ring is a shell or a hole of which polygon.
 struct Role {
@@ -42,16 +33,16 @@ struct Cover {
 /// Without shells without holes that are there already, and holes of a polygon: they add nothing, and the
 /// edges that run along each other are as many as the square of their number.
 Cover coverOf(const QList<Ring>& rings) {
-    using Keys = std::set<std::vector<std::pair<double, double>>>;
+    using Keys = std::set<Shapes::Internal::RingKey>;
     Cover cover;
     Keys shells;
     for (const QList<Ring>& polygon : Shapes::Internal::shellsWithHoles(rings)) {
-        if (polygon.size() == 1 && !shells.insert(keyOf(polygon.constFirst())).second) {
+        if (polygon.size() == 1 && !shells.insert(vertexKey(polygon.constFirst())).second) {
             continue;
         }
         Keys holes;
         for (qsizetype i = 0; i < polygon.size(); ++i) {
-            if (i == 0 || holes.insert(keyOf(polygon[i])).second) {
+            if (i == 0 || holes.insert(vertexKey(polygon[i])).second) {
                 cover.rings.append(polygon[i]);
                 cover.roles.push_back({cover.polygons, i > 0});
             }
@@ -187,7 +178,7 @@ private:
 
 QList<Ring> validArea(const QList<Ring>& rings, const NodingGrid& grid, Work& work) {
     const Cover cover = coverOf(rings);
-    const QList<Ring> noded = nodedLines(cover.rings, grid, work);
+    const QList<Ring> noded = nodedLines(cover.rings, NodedAs::Rings, grid, work);
     const EdgeMap map(noded, work);
     return map.ringsAround(CoveredSides(cover, map, work).find(noded), work);
 }

@@ -10,7 +10,7 @@ namespace Cartolith::Core::Topology::Internal {
 /// taken out of their shell. As rings that meet in points at most, shells counterclockwise.
 ///
 /// Nothing is rounded but by nodedLines(), which also says what rings it takes. n log n for the n pieces
-/// into which the rings cut each other. \throws Stopped, TooManyCrossings
+/// into which the rings cut each other. \throws Stopped, NotNoded
 QList<Shapes::Internal::Ring> validArea(const QList<Shapes::Internal::Ring>& rings, const NodingGrid& grid,
                                         Work& work);
 
