@@ -142,6 +142,15 @@ TEST_F(VectorOverviews, KeepWhatCanBeSeen) {
         EXPECT_EQ(overviews->levelFor(levels[1].unitsPerPixel * 1.9), 1);
         EXPECT_EQ(overviews->levelFor(1e300), levels.size() - 1);
         EXPECT_EQ(overviews->levelFor(std::nan("")), -1);
+        const auto whole = overviews->extent();
+        const double far = levels[1].unitsPerPixel;
+        EXPECT_EQ(overviews->levelFor(far, whole), -1) << "few features";
+        EXPECT_EQ(overviews->levelFor(far, whole, overviews->featureCount() - 1), 0);
+        EXPECT_EQ(overviews->levelFor(far, whole, 1), 1);
+        EXPECT_EQ(overviews->levelFor(far, {whole.xMin(), whole.yMin(), whole.center().x(), whole.yMax()},
+                                      overviews->featureCount() - 1),
+                  -1)
+            << "half of them in sight";
     }
 }
 

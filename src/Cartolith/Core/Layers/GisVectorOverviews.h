@@ -65,6 +65,10 @@ public:
     /// The coarsest level that is fine enough, as an index; -1 where the source itself is to be read, and
     /// for a scale that is not a positive number.
     int levelFor(double unitsPerPixel) const noexcept;
+    /// The same for a picture of a window, but a finer one, or the source, as long as some `most` features
+    /// are to be expected there, were they spread evenly: small areas that lie side by side are shown without
+    /// gaps for as long as it costs little.
+    int levelFor(double unitsPerPixel, const Shapes::GisExtent& window, qint64 most = 50'000) const noexcept;
 
 private:
     GisVectorOverviews() = default;
