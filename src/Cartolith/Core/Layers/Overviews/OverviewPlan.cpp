@@ -66,9 +66,11 @@ OverviewPlan::Items OverviewPlan::sortedItems() {
     return items;
 }
 
-/// The finest level leaves out at least every other feature; a finer one would hardly spare any.
+/// The finest level leaves out at least every other feature, for a finer one would hardly spare any, and
+/// tells more of them apart than the next one, which it would not where features lie upon each other.
 void OverviewPlan::chooseLevels(const Items& items) {
     m_finest = coarsest;
+    std::size_t mostCells = 0;
     for (int halvings = coarsest + 1; halvings <= most; ++halvings) {
         std::size_t cells = 1;
         for (std::size_t i = 1; i < items.size(); ++i) {
@@ -77,7 +79,8 @@ void OverviewPlan::chooseLevels(const Items& items) {
         if (2 * cells > items.size()) {
             break;
         }
-        m_finest = halvings;
+        m_finest = cells > mostCells + mostCells / 100 ? halvings : m_finest;
+        mostCells = std::max(mostCells, cells);
     }
     m_levelCount = items.empty() ? 0 : m_finest - coarsest + 1;
 }
