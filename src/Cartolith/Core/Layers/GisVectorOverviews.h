@@ -52,8 +52,7 @@ public:
                       const ProgressCallback& progress = {});
 
     /// Those of the source as it is now; none where there are none, where they are of another state of it or
-    /// of another layer, and where the file is damaged. Takes a fraction of a millisecond for the source,
-    /// and what GDAL takes to open the file.
+    /// of another layer, and where the file is damaged. The source is not opened, only looked at.
     static std::optional<GisVectorOverviews> find(const QString& source, const QString& layerName = {});
 
     const QString& path() const noexcept { return m_path; }
@@ -72,6 +71,9 @@ public:
 
 private:
     GisVectorOverviews() = default;
+    /// Of the first layer when the name is empty.
+    static std::optional<GisVectorOverviews> read(const QString& source, const QString& layerName,
+                                                  const QString& path);
 
     QString m_path;
     QList<Level> m_levels;

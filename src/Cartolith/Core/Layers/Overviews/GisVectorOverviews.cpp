@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Overviews/OverviewFileInternal.h>
 
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QUrl>
@@ -98,7 +99,7 @@ bool GisVectorOverviews::build(const QString& source, const QString& layerName,
             file.add(*feature, levels);
         }
     }
-    file.publish(name, source, *stamp, [&] {
+    file.publish(name, opened.layerNames().constFirst() == name, source, *stamp, [&] {
         const auto now = IndexFile::stampOf(source);
         if (!now || !areSame(*now, *stamp)) {
             opened.fail(QStringLiteral("it has changed meanwhile"));
@@ -111,22 +112,37 @@ bool GisVectorOverviews::build(const QString& source, const QString& layerName,
 }
 
 std::optional<GisVectorOverviews> GisVectorOverviews::find(const QString& source, const QString& layerName) {
+    if (!layerName.isEmpty()) {
+        return read(source, layerName, pathFor(source, layerName));
+    }
+    // Which layer is the first the overviews know: to ask the source may take reading it.
+    const QFileInfo info(source);
+    constexpr qsizetype most = 100;
+    const QString suffix = QStringLiteral(".overviews.gpkg");
+    const QStringList names = info.dir().entryList(QDir::Files).filter(suffix);
+    qsizetype tried = 0;
+    for (const QString& name : names) {
+        if (!name.startsWith(info.fileName() + QLatin1Char('.')) || !name.endsWith(suffix) ||
+            ++tried > most) {
+            continue;
+        }
+        if (auto found = read(source, {}, info.dir().filePath(name))) {
+            return found;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<GisVectorOverviews> GisVectorOverviews::read(const QString& source, const QString& layerName,
+                                                           const QString& path) {
     const auto stamp = IndexFile::stampOf(source);
-    if (!stamp) {
+    if (!stamp || !isDatabase(path)) {
         return std::nullopt;
     }
-    QString name = layerName;
     try {
-        if (name.isEmpty()) {
-            OgrSource opened(source);
-            name = QString::fromUtf8(opened.layer({}).GetName());
-        }
         GisVectorOverviews found;
-        found.m_path = pathFor(source, name);
-        if (!isDatabase(found.m_path)) {
-            return std::nullopt;
-        }
-        OgrSource file(found.m_path);
+        found.m_path = path;
+        OgrSource file(path);
         if (file.driverName() != QLatin1String("GPKG")) {
             return std::nullopt;
         }
@@ -136,7 +152,8 @@ std::optional<GisVectorOverviews> GisVectorOverviews::find(const QString& source
             const auto row = OverviewRow::read(*feature);
             const bool isNext = row && (found.m_levels.isEmpty() ||
                                         found.m_levels.constLast().unitsPerPixel < row->level.unitsPerPixel);
-            if (!isNext || !areSame(row->stamp, *stamp) || row->layer != name ||
+            const bool isOfLayer = row && (layerName.isEmpty() ? row->isFirst : row->layer == layerName);
+            if (!isNext || !isOfLayer || !areSame(row->stamp, *stamp) ||
                 !tables.contains(row->level.tableName)) {
                 return std::nullopt;
             }

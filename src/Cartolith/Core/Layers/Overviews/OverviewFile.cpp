@@ -98,8 +98,8 @@ void OverviewFile::add(const OGRFeature& feature, int levels) {
     }
 }
 
-void OverviewFile::publish(const QString& layer, const QString& source, const IndexFile::Stamp& stamp,
-                           const std::function<void()>& check) {
+void OverviewFile::publish(const QString& layer, bool isFirst, const QString& source,
+                           const IndexFile::Stamp& stamp, const std::function<void()>& check) {
     m_errors.reset();
     OGRLayer* const table = m_dataset->CreateLayer(OverviewRow::table, nullptr, wkbNone, nullptr);
     if (table == nullptr || !OverviewRow::addFields(*table)) {
@@ -109,6 +109,7 @@ void OverviewFile::publish(const QString& layer, const QString& source, const In
     for (int level = 0; level < m_plan.levelCount(); ++level) {
         const OverviewRow row{
             layer,
+            isFirst,
             stamp,
             m_plan.featureCount(),
             {box.MinX, box.MinY, box.MaxX, box.MaxY},

@@ -17,7 +17,7 @@ public:
     /// Adds a feature of the source to so many levels, the finest first.
     void add(const OGRFeature& feature, int levels);
     /// Puts the file in place, for those who may read the source. The check throws to prevent it.
-    void publish(const QString& layer, const QString& source, const IndexFile::Stamp& stamp,
+    void publish(const QString& layer, bool isFirst, const QString& source, const IndexFile::Stamp& stamp,
                  const std::function<void()>& check);
 
 private:

@@ -13,6 +13,7 @@ struct OverviewRow {
     static constexpr const char* table = "cartolith_overviews";
 
     QString layer;
+    bool isFirst; ///< of the layers of the source
     IndexFile::Stamp stamp;
     qint64 featureCount;
     Shapes::GisExtent extent;
