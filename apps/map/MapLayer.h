@@ -35,4 +35,6 @@ struct MapLayerOptions {
     QString legendTitle;
     /// What --assume-crs says; may be null.
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> assumed = nullptr;
+    /// The size in pixels of a picture of everything, for which overviews will do; empty when all is wanted.
+    QSize overviewFor = {};
 };

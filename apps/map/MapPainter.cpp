@@ -89,8 +89,15 @@ void MapPainter::drawShape(SymbolPainter& symbols, const GisShape& shape, const 
         QPainterPath path;
         path.setFillRule(Qt::OddEvenFill);
         for (const QList<GisShapePoint>& ring : polygon->parts()) {
-            path.addPolygon(toPixels(ring));
-            path.closeSubpath();
+            const QPolygonF pixels = toPixels(ring);
+            constexpr qsizetype fewest = 4; // around anything, closed
+            if (pixels.size() >= fewest) {
+                path.addPolygon(pixels);
+                path.closeSubpath();
+            } else if (!pixels.isEmpty()) { // of no size to be seen, but of a place
+                constexpr double least = 0.1;
+                path.addRect(pixels.boundingRect().adjusted(-least, -least, least, least));
+            }
         }
         symbols.area(path, style);
     }

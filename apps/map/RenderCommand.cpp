@@ -62,8 +62,9 @@ Examples
   cartolith-map render places.csv -o places.png --point "#C0392B" --identify 18.07,59.33
   cartolith-map render dem.tif --ramp Viridis --hillshade --legend roads.gpkg --line "#FFFFFF" -o roads.png
 
-The classes are made from all features of the layer, and the legend counts them all. The picture
-is written beside its name first and put in place when it is complete. A feature whose place the coordinate system has
+The classes are made from all features of the layer, and the legend counts them all. A picture of everything in one look
+is drawn from the overviews of FILE, where cartolith-map overviews has made them for FILE as it is, and says how many of
+the features it shows. The picture is written beside its name first and put in place when it is complete. A feature whose place the coordinate system has
 no value for is left out and counted.
 )";
 
@@ -176,6 +177,11 @@ RenderOptions renderOptions(const QStringList& arguments) {
         options.identify.append(Arguments::lonLat("identify", place));
     }
     options.quiet = parser.isSet("quiet");
+    if (options.extent.isEmpty() && options.identify.isEmpty()) {
+        for (LayerOptions& layer : options.layers) {
+            layer.layer.overviewFor = options.sheet.size;
+        }
+    }
     return options;
 }
 

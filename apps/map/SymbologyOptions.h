@@ -39,6 +39,9 @@ public:
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer>
     makeRenderer(Cartolith::Core::Layers::GisLayerVector& layer) const;
 
+    /// Whether the look follows from the values of all features.
+    bool hasClasses() const { return !m_field.isEmpty() || !m_categories.isEmpty(); }
+
     /// Of the lines of classes, when some of them would hardly be seen.
     LineCasing casing(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer) const;
 

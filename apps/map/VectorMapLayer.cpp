@@ -9,17 +9,43 @@
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 
+#include <algorithm>
 #include <limits>
 #include <utility>
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
 
+std::optional<VectorMapLayer::Overview> VectorMapLayer::overviewOf(const MapLayerOptions& options,
+                                                                   const SymbologyOptions& symbology) {
+    const QSize size = options.overviewFor;
+    if (size.isEmpty() || options.legend || symbology.hasClasses()) {
+        return std::nullopt;
+    }
+    const auto overviews = Layers::GisVectorOverviews::find(options.file, options.layer);
+    if (!overviews) {
+        return std::nullopt;
+    }
+    const Shapes::GisExtent& all = overviews->extent();
+    const double unitsPerPixel = std::max(all.width() / size.width(), all.height() / size.height());
+    const int level = overviews->levelFor(unitsPerPixel, all);
+    return level < 0 ? std::nullopt
+                     : std::optional(Overview{overviews->path(), overviews->levels()[level],
+                                              overviews->featureCount()});
+}
+
 VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOptions& symbology,
                                StepLog& log)
-    : m_options(options), m_log(log), m_source(options.file, options.layer) {
+    : m_options(options), m_log(log), m_overview(overviewOf(options, symbology)),
+      m_source(m_overview ? m_overview->file : options.file,
+               m_overview ? m_overview->level.tableName : options.layer) {
     openWithProgress(m_source);
     m_log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(m_source)));
+    if (m_overview) {
+        m_log.done("overview", QStringLiteral("%1 of %2 features shown")
+                                   .arg(m_overview->level.featureCount)
+                                   .arg(m_overview->featureCount));
+    }
     assumeSystem(m_source, options.file, options.assumed);
     m_renderer = symbology.makeRenderer(m_source);
     symbology.save(*m_renderer);

@@ -4,10 +4,12 @@
 #include "SymbologyOptions.h"
 
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisVectorOverviews.h>
 
 class StepLog;
 
-/// Features: read whole, styled by their values in the file, projected, found in view by the index.
+/// Features, or what an overview has of them: read whole, styled by their values in the file, projected,
+/// found in view by the index.
 class VectorMapLayer : public MapLayer {
 public:
     /// Reads the file, and saves the renderer if that is wanted. The log outlives this object. \throws
@@ -22,6 +24,14 @@ public:
     QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) override;
 
 private:
+    struct Overview {
+        QString file;
+        Cartolith::Core::Layers::GisVectorOverviews::Level level;
+        qint64 featureCount; ///< of the layer itself
+    };
+    static std::optional<Overview> overviewOf(const MapLayerOptions& options,
+                                              const SymbologyOptions& symbology);
+
     /// The nearest within the tolerance: a point or line before an area, of equally near ones the topmost.
     const Cartolith::Core::Shapes::GisShape* shapeAt(const Cartolith::Core::Shapes::GisShapePoint& place,
                                                      double tolerance);
@@ -32,6 +42,7 @@ private:
 
     MapLayerOptions m_options;
     StepLog& m_log;
+    std::optional<Overview> m_overview;
     Cartolith::Core::Layers::GisLayerOgrVector m_source;
     std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> m_projected;
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer> m_renderer;

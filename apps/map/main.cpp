@@ -30,6 +30,7 @@ const char* const programHelp = R"(cartolith-map: maps from the command line
   cartolith-map overlay A B -o OUT       union, intersection, difference of two layers of areas
   cartolith-map buffer FILE -o OUT       what lies within a distance of the features
   cartolith-map check FILE               find what is wrong with the shapes, and mend it
+  cartolith-map overviews FILE           prepare a large file for small scales
   cartolith-map route FILE -o PICTURE    find and draw a way along streets
   cartolith-map log summary FILE         what a log says; log compare A B: was B slower
   cartolith-map licence                  the licence of the program, and what it permits
@@ -55,6 +56,7 @@ constexpr Command commands[] = {
     {"overlay", Commands::overlay, Commands::overlayHelp},
     {"buffer", Commands::buffer, Commands::bufferHelp},
     {"check", Commands::check, Commands::checkHelp},
+    {"overviews", Commands::overviews, Commands::overviewsHelp},
     {"route", Commands::route, Commands::routeHelp},
     {"log", Commands::log, Commands::logHelp},
     {"licence", Commands::licence, Commands::licenceHelp},

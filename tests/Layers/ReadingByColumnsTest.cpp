@@ -198,6 +198,44 @@ TEST_F(ReadingByColumns, SeesThatSomebodyHasPutAZeroWhereNothingWas) {
     }
 }
 
+// Columns of 8 bits, which GDAL reads but cannot write. Of a number made so, the rest is another column's value.
+TEST_F(ReadingByColumns, FlatGeobufColumnsOfEightBits) {
+    GDALAllRegister();
+    const QString path = at("bytes.fgb");
+    {
+        const GDALDatasetUniquePtr made(GetGDALDriverManager()
+                                            ->GetDriverByName("FlatGeobuf")
+                                            ->Create(path.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
+        OGRLayer& layer = *made->CreateLayer("t", nullptr, wkbPoint, nullptr);
+        for (const char* const name : {"a", "b", "c"}) {
+            OGRFieldDefn field(name, OFTInteger);
+            ASSERT_EQ(layer.CreateField(&field), OGRERR_NONE);
+        }
+        OGRFeature feature(layer.GetLayerDefn());
+        feature.SetField(0, 0x06000107);
+        feature.SetField(2, 0x09000203);
+        const OGRPoint point(1, 2);
+        feature.SetGeometry(&point);
+        for (int i = 0; i < 3; ++i) {
+            feature.SetFID(OGRNullFID);
+            ASSERT_EQ(layer.CreateFeature(&feature), OGRERR_NONE);
+        }
+    }
+    QFile file(path);
+    ASSERT_TRUE(file.open(QIODevice::ReadWrite));
+    const QByteArray bytes = file.readAll();
+    std::vector<qsizetype> types; // 5 is a number of 32 bits, 1 a byte
+    for (qsizetype i = bytes.indexOf('\5', 12); i >= 0; i = bytes.indexOf('\5', i + 1)) {
+        types.push_back(i);
+    }
+    ASSERT_EQ(types.size(), 3U);
+    ASSERT_TRUE(file.seek(types.front()) && file.putChar('\1') && file.seek(types.back()) && file.putChar('\1'));
+    file.close();
+    GisLayerOgrVector layer(path);
+    ASSERT_TRUE(layer.open());
+    EXPECT_EQ(layer.attributesForRow(2), (GisLayerOgrVector::Attributes{{"a", 7}, {"b", 0x03000206}, {"c", 9}}));
+}
+
 TEST_F(ReadingByColumns, IdsOfATableWithoutAColumnForThem) {
     const QString path = make("GPKG", ".gpkg", plain, 5)[0];
     {

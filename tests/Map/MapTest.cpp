@@ -66,6 +66,19 @@ TEST(MapPainter, DrawsInLayerOrderLeavesHolesOpenAndAsksForEachStyleOnce) {
     EXPECT_EQ(image.pixelColor(10, 90), QColor(Qt::blue)) << "y goes up, later shapes lie on top";
 }
 
+TEST(MapPainter, DrawsTheOutlineOfWhatIsSmallerThanAPixel) {
+    const auto layer = layerOf({"POLYGON ((50 50, 50.01 50, 50.01 50.01, 50 50))"});
+    layer->style().setLineColor("#FF0000");
+    layer->style().setLineWidth(3);
+    QImage image(100, 100, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    const MapView view(GisExtent(0, 0, 100, 100), QRectF(0, 0, 100, 100));
+    const auto shapes = MapPainter::visibleShapes(*layer, view);
+    MapPainter(painter, view).draw(shapes, MapPainter::stylesFor(*layer, shapes));
+    EXPECT_EQ(image.pixelColor(50, 50), QColor(Qt::red));
+}
+
 TEST(MapPainter, AsksARendererThatIgnoresAttributesOnce) {
     const auto layer = layerOf({"POINT (1 1)", "POINT (2 2)", "POINT (3 3)"});
     layer->setSymbolRenderer(std::make_unique<Symbology::GisSimpleSymbolRenderer>(GisLayerStyle()));

@@ -7,6 +7,7 @@
 #include <atomic>
 #include <cstring>
 #include <new>
+#include <numeric>
 #include <utility>
 
 namespace Cartolith::Core::Shapes::Internal {
@@ -96,6 +97,13 @@ AttributeSchema::AttributeSchema(const QList<Field>& fields) {
         m_size += column.form == Form::Any ? sizeof(QVariant) : valueSize;
     }
 
+    constexpr int few = 8; // looked through as quickly
+    if (count() > few) {
+        m_byName.resize(static_cast<std::size_t>(count()));
+        std::iota(m_byName.begin(), m_byName.end(), 0);
+        std::sort(m_byName.begin(), m_byName.end(), [this](int a, int b) { return name(a) < name(b); });
+    }
+
     // Thinly filled, no piece of the table needs more room than the one that was copied has.
     const bool isLarge = count() > roomyKeys;
     m_keys = count() > fewKeys ? withManyKeys : withFewKeys;
@@ -112,6 +120,11 @@ AttributeSchema::AttributeSchema(const QList<Field>& fields) {
 }
 
 int AttributeSchema::indexOf(const QString& name) const {
+    if (!m_byName.empty()) {
+        const auto place = std::lower_bound(m_byName.begin(), m_byName.end(), name,
+                                            [this](int i, const QString& of) { return this->name(i) < of; });
+        return place != m_byName.end() && this->name(*place) == name ? *place : -1;
+    }
     const auto found = std::find_if(m_columns.cbegin(), m_columns.cend(),
                                     [&name](const Column& column) { return column.name == name; });
     return found == m_columns.cend() ? -1 : static_cast<int>(found - m_columns.cbegin());

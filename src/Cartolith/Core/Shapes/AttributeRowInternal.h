@@ -10,6 +10,7 @@
 
 #include <cstddef>
 #include <utility>
+#include <vector>
 
 namespace Cartolith::Core::Shapes::Internal {
 
@@ -48,6 +49,7 @@ private:
     static Form formOf(QMetaType::Type type) noexcept;
 
     QList<Column> m_columns;
+    std::vector<int> m_byName;       // the columns, in the order of their names, where they are many
     std::size_t m_size = 0;          // of a row, its head included
     QHash<QString, QVariant> m_keys; // a table that has all names, see AttributeRow::table()
 };

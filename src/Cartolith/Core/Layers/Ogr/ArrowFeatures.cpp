@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
+#include <Cartolith/Core/Layers/Ogr/FlatGeobufHeaderInternal.h>
 
 #include <cpl_string.h>
 
@@ -36,6 +37,18 @@ bool isOf(const ArrowSchema& schema, int child, std::string_view name, char form
            std::string_view(schema.children[child]->format) == std::string_view(&format, 1);
 }
 
+/// Whether GDAL reads all columns of the FlatGeobuf file rightly: it takes those of 8 bits for 32.
+bool hasOrdinaryColumns(const QByteArray& gdalName, int count) {
+    const auto types = flatGeobufTypes(gdalName);
+    const auto isOrdinary = [](FlatGeobufType type) {
+        return type == FlatGeobufType::Int || type == FlatGeobufType::Long ||
+               type == FlatGeobufType::Double || type == FlatGeobufType::String ||
+               type == FlatGeobufType::Binary;
+    };
+    return types && types->size() == static_cast<std::size_t>(count) &&
+           std::all_of(types->begin(), types->end(), isOrdinary);
+}
+
 /// GDAL reads ahead in threads of its own where it may.
 struct OneThread {
     Common::Internal::ThreadOption option{"GDAL_NUM_THREADS", "1"};
@@ -43,23 +56,24 @@ struct OneThread {
 
 } // namespace
 
-std::unique_ptr<ArrowFeatures> ArrowFeatures::of(OGRLayer& layer, bool isDatabase) {
+std::unique_ptr<ArrowFeatures> ArrowFeatures::of(OGRLayer& layer, bool isDatabase,
+                                                 const QByteArray& gdalName) {
     std::unique_ptr<ArrowFeatures> features(new ArrowFeatures);
-    return features->begin(layer, isDatabase) ? std::move(features) : nullptr;
+    return features->begin(layer, isDatabase, gdalName) ? std::move(features) : nullptr;
 }
 
-bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase) {
+bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName) {
     OGRFeatureDefn& definition = *layer.GetLayerDefn();
     const bool hasIds = !isDatabase || !QByteArrayView(layer.GetFIDColumn()).isEmpty();
-    if (layer.TestCapability(OLCFastGetArrowStream) == 0 || definition.GetGeomFieldCount() != 1 || !hasIds) {
+    if (layer.TestCapability(OLCFastGetArrowStream) == 0 || definition.GetGeomFieldCount() != 1 || !hasIds ||
+        !(isDatabase || hasOrdinaryColumns(gdalName, definition.GetFieldCount()))) {
         return false;
     }
     std::set<std::string_view> names;
     for (int i = 0; i < definition.GetFieldCount(); ++i) {
         const OGRFieldDefn& field = *definition.GetFieldDefn(i);
         const char format = formatOf(field);
-        if (format == noFormat || (format == 'i' && !isDatabase) || field.IsIgnored() != 0 ||
-            !names.insert(field.GetNameRef()).second) {
+        if (format == noFormat || field.IsIgnored() != 0 || !names.insert(field.GetNameRef()).second) {
             return false;
         }
         m_fields.push_back({i + 1, format});

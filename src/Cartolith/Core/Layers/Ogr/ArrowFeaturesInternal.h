@@ -19,9 +19,10 @@ public:
     /// Null where the driver has no quick way, or the layer has fields other than whole and real numbers,
     /// texts and bytes, or two of one name: dates lose their zone, single precision loses digits, and of
     /// eight logical values GDAL 3.6 keeps the last. Also null for a table without a column of ids, which all
-    /// become 0, and for whole numbers of 32 bits in a FlatGeobuf file: they may have 8 bits there, which are
-    /// read as 32 (a driver that is no database is that one). Reading begins at the first feature.
-    static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer, bool isDatabase);
+    /// become 0. A driver that is no database is FlatGeobuf's: null where the file, by the name that GDAL has
+    /// for it, has columns of other types than 32-bit and 64-bit numbers, texts and bytes, of which GDAL
+    /// reads those of 8 bits wrongly. Reading begins at the first feature.
+    static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName);
     ~ArrowFeatures();
     ArrowFeatures(const ArrowFeatures&) = delete;
     ArrowFeatures& operator=(const ArrowFeatures&) = delete;
@@ -49,7 +50,7 @@ private:
     };
 
     ArrowFeatures() = default;
-    bool begin(OGRLayer& layer, bool isDatabase);
+    bool begin(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName);
     bool nextBatch();
     void dropBatch();
     bool isPresent(const Column& column) const;

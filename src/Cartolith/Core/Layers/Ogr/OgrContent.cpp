@@ -60,7 +60,7 @@ bool OgrContent::isInterrupted(const GoOn& goOn) const {
 }
 
 OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
-    const auto columns = ArrowFeatures::of(m_layer, m_isCompared);
+    const auto columns = ArrowFeatures::of(m_layer, m_isCompared, m_source.gdalName());
     while (columns != nullptr && columns->next()) {
         if (!take(*columns)) {
             return Outcome::Unfit;

@@ -24,6 +24,8 @@ public:
     /// GeoJSON does. No request is sent, and what GDAL assumes instead is a guess.
     bool isSystemElsewhere() const { return m_isSystemElsewhere; }
     QString driverName() const;
+    /// What GDAL knows the source by.
+    QByteArray gdalName() const { return m_dataset->GetDescription(); }
     QStringList layerNames() const;
     /// The named layer, or the first when the name is empty. Belongs to the source.
     OGRLayer& layer(const QString& name) const;

@@ -1,0 +1,196 @@
+#include <Cartolith/Core/Layers/GisVectorOverviews.h>
+#include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Overviews/OverviewFileInternal.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QUrl>
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <stdexcept>
+
+namespace Cartolith::Core::Layers {
+
+using namespace Internal;
+
+namespace {
+
+/// Both walks over the source report to one bar.
+class Walk {
+public:
+    Walk(OGRLayer& layer, const GisVectorOverviews::ProgressCallback& progress, double from)
+        : m_progress(progress), m_from(from), m_count(static_cast<double>(layer.GetFeatureCount(FALSE))) {}
+
+    bool goesOn() {
+        constexpr qint64 interval = 256;
+        const double done = static_cast<double>(m_done++);
+        return !m_progress || (m_done - 1) % interval != 0 ||
+               m_progress(m_count > 0.0 ? m_from + std::min(done / m_count, 1.0) / 2.0
+                                        : std::numeric_limits<double>::quiet_NaN());
+    }
+
+private:
+    const GisVectorOverviews::ProgressCallback& m_progress;
+    double m_from;
+    double m_count;
+    qint64 m_done = 0;
+};
+
+OGREnvelope boxOf(OGRFeature& feature) {
+    OGREnvelope box;
+    const OGRGeometry* const geometry = feature.GetGeometryRef();
+    if (geometry != nullptr && !geometry->IsEmpty()) {
+        geometry->getEnvelope(&box);
+    }
+    return box;
+}
+
+/// Whatever else the name is given to could send GDAL elsewhere.
+bool isDatabase(const QString& path) {
+    constexpr QByteArrayView mark("SQLite format 3");
+    QFile file(path);
+    return QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) && file.read(mark.size()) == mark;
+}
+
+bool areSame(const IndexFile::Stamp& a, const IndexFile::Stamp& b) {
+    return a.size == b.size && a.writtenAt == b.writtenAt;
+}
+
+} // namespace
+
+QString GisVectorOverviews::pathFor(const QString& source, const QString& layerName) {
+    return QStringLiteral("%1.%2.overviews.gpkg")
+        .arg(source, QString::fromLatin1(QUrl::toPercentEncoding(layerName)));
+}
+
+bool GisVectorOverviews::build(const QString& source, const QString& layerName,
+                               const ProgressCallback& progress) {
+    const auto stamp = IndexFile::stampOf(source);
+    OgrSource opened(source);
+    if (!stamp || !IndexFile::isFor(opened.driverName())) {
+        opened.fail(QStringLiteral("overviews are kept for sources of a single file"));
+    }
+    OGRLayer& layer = opened.layer(layerName);
+    OverviewPlan plan;
+    Walk first(layer, progress, 0.0);
+    layer.ResetReading();
+    while (const auto feature = opened.next(layer)) {
+        if (!first.goesOn()) {
+            return false;
+        }
+        plan.add(boxOf(*feature));
+    }
+    plan.make();
+    if (plan.levelCount() == 0) {
+        opened.fail(QStringLiteral("no feature has a geometry"));
+    }
+    const QString name = QString::fromUtf8(layer.GetName());
+    OverviewFile file(pathFor(source, name), plan, layer);
+    Walk second(layer, progress, 0.5);
+    layer.ResetReading();
+    for (qint64 place = 0; const auto feature = opened.next(layer); ++place) {
+        if (!second.goesOn()) {
+            return false;
+        }
+        if (const int levels = plan.levelsOf(place); levels > 0) {
+            file.add(*feature, levels);
+        }
+    }
+    file.publish(name, opened.layerNames().constFirst() == name, source, *stamp, [&] {
+        const auto now = IndexFile::stampOf(source);
+        if (!now || !areSame(*now, *stamp)) {
+            opened.fail(QStringLiteral("it has changed meanwhile"));
+        }
+    });
+    if (progress) {
+        progress(1.0);
+    }
+    return true;
+}
+
+std::optional<GisVectorOverviews> GisVectorOverviews::find(const QString& source, const QString& layerName) {
+    if (!layerName.isEmpty()) {
+        return read(source, layerName, pathFor(source, layerName));
+    }
+    // Which layer is the first the overviews know: to ask the source may take reading it.
+    const QFileInfo info(source);
+    constexpr qsizetype most = 100;
+    const QString suffix = QStringLiteral(".overviews.gpkg");
+    const QStringList names = info.dir().entryList(QDir::Files).filter(suffix);
+    qsizetype tried = 0;
+    for (const QString& name : names) {
+        if (!name.startsWith(info.fileName() + QLatin1Char('.')) || !name.endsWith(suffix) ||
+            ++tried > most) {
+            continue;
+        }
+        if (auto found = read(source, {}, info.dir().filePath(name))) {
+            return found;
+        }
+    }
+    return std::nullopt;
+}
+
+std::optional<GisVectorOverviews> GisVectorOverviews::read(const QString& source, const QString& layerName,
+                                                           const QString& path) {
+    const auto stamp = IndexFile::stampOf(source);
+    if (!stamp || !isDatabase(path)) {
+        return std::nullopt;
+    }
+    try {
+        GisVectorOverviews found;
+        found.m_path = path;
+        OgrSource file(path);
+        if (file.driverName() != QLatin1String("GPKG")) {
+            return std::nullopt;
+        }
+        OGRLayer& table = file.layer(QLatin1String(OverviewRow::table));
+        const QStringList tables = file.layerNames();
+        while (const auto feature = file.next(table)) {
+            const auto row = OverviewRow::read(*feature);
+            const bool isNext = row && (found.m_levels.isEmpty() ||
+                                        found.m_levels.constLast().unitsPerPixel < row->level.unitsPerPixel);
+            const bool isOfLayer = row && (layerName.isEmpty() ? row->isFirst : row->layer == layerName);
+            if (!isNext || !isOfLayer || !areSame(row->stamp, *stamp) ||
+                !tables.contains(row->level.tableName)) {
+                return std::nullopt;
+            }
+            found.m_featureCount = row->featureCount;
+            found.m_extent = row->extent;
+            found.m_levels.append(row->level);
+        }
+        return found.m_levels.isEmpty() ? std::nullopt : std::optional(found);
+    } catch (const std::runtime_error&) {
+        return std::nullopt;
+    }
+}
+
+int GisVectorOverviews::levelFor(double unitsPerPixel) const noexcept {
+    const auto coarser = std::find_if(m_levels.begin(), m_levels.end(), [unitsPerPixel](const Level& level) {
+        return !(level.unitsPerPixel <= unitsPerPixel);
+    });
+    return static_cast<int>(coarser - m_levels.begin()) - 1;
+}
+
+int GisVectorOverviews::levelFor(double unitsPerPixel, const Shapes::GisExtent& window,
+                                 qint64 most) const noexcept {
+    // Along a side without length everything is in sight.
+    const auto share = [](double from, double to, double least, double greatest) {
+        const double length = greatest - least;
+        return length > 0.0 ? std::max(0.0, std::min(to, greatest) - std::max(from, least)) / length : 1.0;
+    };
+    const double part = share(window.xMin(), window.xMax(), m_extent.xMin(), m_extent.xMax()) *
+                        share(window.yMin(), window.yMax(), m_extent.yMin(), m_extent.yMax());
+    const int coarsest = levelFor(unitsPerPixel);
+    int level = -1;
+    for (qint64 count = m_featureCount; level < coarsest; ++level, count = m_levels[level].featureCount) {
+        if (static_cast<double>(count) * part <= static_cast<double>(most)) {
+            break;
+        }
+    }
+    return level;
+}
+
+} // namespace Cartolith::Core::Layers
