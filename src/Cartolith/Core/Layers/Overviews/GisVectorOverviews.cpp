@@ -153,7 +153,8 @@ std::optional<GisVectorOverviews> GisVectorOverviews::read(const QString& source
             const bool isNext = row && (found.m_levels.isEmpty() ||
                                         found.m_levels.constLast().unitsPerPixel < row->level.unitsPerPixel);
             const bool isOfLayer = row && (layerName.isEmpty() ? row->isFirst : row->layer == layerName);
-            if (!isNext || !isOfLayer || !areSame(row->stamp, *stamp) ||
+            constexpr qsizetype most = 64;
+            if (!isNext || !isOfLayer || found.m_levels.size() >= most || !areSame(row->stamp, *stamp) ||
                 !tables.contains(row->level.tableName)) {
                 return std::nullopt;
             }
