@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Export.h>
+#include <Cartolith/Core/Layers/GisEditConflict.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 
 #include <chrono>
@@ -167,6 +168,28 @@ public:
     const QString& lastError() const noexcept { return m_lastError; }
     /// @}
 
+    /// \name Conflicts
+    /// In PostGIS, commitEdit() writes the columns that were edited and no others, with the rows locked and
+    /// compared first: what was read, what the layer has, what is there now. What others have changed in other
+    /// columns, or in the geometry, stays beside the layer's edits (and is seen here after the next open()).
+    /// Where both have changed the same to different values, where one has deleted what the other has
+    /// changed, nothing is written, commitEdit() is false, and these are all such places. Two that both
+    /// deleted a row, or gave it the same value, agree.
+    ///
+    /// A host says for each which is to hold, and commits again. Should the source have changed once more
+    /// meanwhile, that is a new conflict.
+    /// @{
+    /// Of the last commitEdit(); empty after one that was true, and after the session.
+    const QList<GisEditConflict>& conflicts() const noexcept { return m_conflicts; }
+    /// Ours: the next commit writes it over theirs; a row that was deleted there comes back under its id with
+    /// all values as the layer has them. Theirs: the value or the geometry of the shape becomes theirs, or
+    /// the shape is deleted, an edit that can be undone; a row DeletedHere stays in the source, and is in the
+    /// layer again after the next open(). False, and nothing is done, outside a session, for a position that
+    /// is none, for Choice::Open, for a shape that is not in the layer any more, and for their geometry where
+    /// that is not one shape of the same kind.
+    bool resolveConflict(qsizetype position, GisEditConflict::Choice choice);
+    /// @}
+
     /// How the spatial index came about.
     enum class IndexOrigin {
         None,          ///< there is none yet, or the content has changed since
@@ -216,6 +239,9 @@ private:
     struct Saved;
     Saved afterSaving(const Internal::OgrEdits& edits, const Internal::OgrSavedIds& ids) const;
     void save();
+    bool adopt(const GisEditConflict& conflict);
+    bool isLeftAlone(qint64 feature) const;
+    QList<GisEditConflict> stillWith(const QList<GisEditConflict>& found) const;
 
     QString m_layerName;
     QString m_readName;
@@ -230,6 +256,8 @@ private:
     std::unique_ptr<Internal::SourceState> m_sourceState; // never null
     std::shared_ptr<CoordinateSystems::CoordinateSystem> m_sourceSystem;
     bool m_isUnsafe = false; // what was saved last may not have reached the disk
+    QByteArray m_doubtful;   // a transaction of which it is not known whether it was committed
+    QList<GisEditConflict> m_conflicts;
     QString m_lastError;
     bool m_usesIndexFile = false;
     QString m_sourceName;     // the layer's name in the source

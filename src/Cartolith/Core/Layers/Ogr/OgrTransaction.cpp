@@ -100,13 +100,14 @@ public:
         }
         const Common::Internal::FeaturePtr feature = read(id);
         m_errors.reset(); // what was odd about reading it is no fault of the edit
-        bool differs = false;
+        OgrChange change;
         try {
-            differs = update(*feature, m_layer->GetGeomType(), shapes, m_manner).isAny();
+            change = update(*feature, m_layer->GetGeomType(), shapes, m_manner);
         } catch (const std::runtime_error& error) {
             fail(QStringLiteral("feature %1: %2").arg(id).arg(QString::fromUtf8(error.what())));
         }
-        require(!differs || m_layer->SetFeature(feature.get()) == OGRERR_NONE, id);
+        leaveOutUnchanged(*feature, change);
+        require(!change.isAny() || m_layer->SetFeature(feature.get()) == OGRERR_NONE, id);
         noteDigest(id);
     }
 
@@ -172,6 +173,16 @@ private:
                         QStringLiteral("feature %1 was changed by someone else since it was read").arg(id));
         }
         return feature;
+    }
+
+    /// What is unset, these drivers do not write: GDAL reads less of a value than may be there. Others write
+    /// nothing in its place. (Without a geometry, all of them would remove it.)
+    void leaveOutUnchanged(OGRFeature& feature, const OgrChange& change) const {
+        for (int i = 0; m_isCompared && i < feature.GetFieldCount(); ++i) {
+            if (!change.columns.contains(i)) {
+                feature.UnsetField(i);
+            }
+        }
     }
 
     void noteDigest(qint64 id) {
