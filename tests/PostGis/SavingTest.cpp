@@ -45,7 +45,7 @@ TEST_F(PostGisSaving, WhatAColumnWouldCutOrRoundIsAnError) {
         {"f", 0.2, "", "|0.2|"},
         {"f", 1.0 / 3.0, "more digits", ""},
         {"n", 3000000000LL, "none for the field 'n'", ""},
-        {"n", QVariant(), "", "|0.1|POINT"},
+        {"n", QVariant(), "", "|0.2|POINT"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.field << " " << qPrintable(row.value.toString()));

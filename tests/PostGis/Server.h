@@ -18,7 +18,7 @@ protected:
         GDALAllRegister();
         m_session = openToWrite(m_path);
         ASSERT_NE(m_session, nullptr);
-        sql("DROP SCHEMA public CASCADE; CREATE SCHEMA public; CREATE EXTENSION postgis; "
+        sql("DROP TABLE IF EXISTS t, m, made CASCADE; DROP SCHEMA IF EXISTS \"S.'x\" CASCADE; "
             "CREATE TABLE t (id serial PRIMARY KEY, name varchar(5), big numeric(30,12), price numeric(5,2), "
             "ts timestamptz, f real, n int DEFAULT 7, geom geometry(Point,4326)); "
             "INSERT INTO t (name, big, price, ts, f, geom) SELECT 'a' || i, 123456789012345678.123456789012, 1.5, "

@@ -64,6 +64,7 @@ public:
         if (m_dataset == nullptr) {
             fail(QStringLiteral("it cannot be opened for changes"));
         }
+        m_dataset->GetLayerCount(); // only then are all found by their names
         m_layer = m_dataset->GetLayerByName(target.layerName.toUtf8().constData());
         if (m_layer == nullptr) {
             fail(QStringLiteral("there is no layer '%1' any more").arg(target.layerName));
