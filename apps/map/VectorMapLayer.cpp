@@ -19,7 +19,7 @@ VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOp
                                StepLog& log)
     : m_options(options), m_log(log), m_source(options.file, options.layer) {
     openWithProgress(m_source);
-    m_log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(m_source)));
+    m_log.done("read", QStringLiteral("%1: %2").arg(shown(options.file), summary(m_source)));
     assumeSystem(m_source, options.file, options.assumed);
     m_renderer = symbology.makeRenderer(m_source);
     symbology.save(*m_renderer);

@@ -24,8 +24,7 @@ Act sets(const char* field, const QVariant& value, int id = 2) {
 
 Act movesTo(double x) {
     return [=](GisLayerOgrVector& layer) {
-        return layer.setShapeGeometryEdit(
-            2, shapeOf(QString("POINT (%1 0)").arg(x), layer.getShape(2)->attributes()));
+        return layer.setShapeGeometryEdit(2, shapeOf(QString("POINT (%1 0)").arg(x), layer.getShape(2)->attributes()));
     };
 }
 
@@ -50,13 +49,24 @@ TEST_F(PostGisConflicts, OfTwoSessionsAreFoundAndDecided) {
         {"a column and the place", "geom = ST_SetSRID(ST_Point(9, 9), 4326)", sets("n", 8), {}, "a2..8|POINT(9 9)", ""},
         {"the place and a column", "name = NULL", movesTo(5), {}, "7|POINT(5 0)", ""},
         {"the same value", "n = 8", sets("n", 8), {}, "a2..8|POINT(2 2)", ""},
-        {"one column", "name = 'their'", sets("name", "ours"), {Kind::Value}, "ours..7|POINT(2 2)",
+        {"one column",
+         "name = 'their'",
+         sets("name", "ours"),
+         {Kind::Value},
+         "ours..7|POINT(2 2)",
          "their..7|POINT(2 2)"},
         {"one column, to null", "n = NULL", sets("n", 8), {Kind::Value}, "a2..8|POINT(2 2)", "a2..POINT(2 2)"},
-        {"two columns", "name = 'their', n = 9",
-         [](auto& layer) { return sets("name", "ours")(layer) && sets("n", 8)(layer); }, {Kind::Value, Kind::Value},
-         "ours..8|POINT(2 2)", "their..9|POINT(2 2)"},
-        {"the place", "geom = ST_SetSRID(ST_Point(9, 9), 4326)", movesTo(5), {Kind::Geometry}, "a2..7|POINT(5 0)",
+        {"two columns",
+         "name = 'their', n = 9",
+         [](auto& layer) { return sets("name", "ours")(layer) && sets("n", 8)(layer); },
+         {Kind::Value, Kind::Value},
+         "ours..8|POINT(2 2)",
+         "their..9|POINT(2 2)"},
+        {"the place",
+         "geom = ST_SetSRID(ST_Point(9, 9), 4326)",
+         movesTo(5),
+         {Kind::Geometry},
+         "a2..7|POINT(5 0)",
          "a2..7|POINT(9 9)"},
         {"deleted there", "DELETE FROM t WHERE id = 2", sets("n", 8), {Kind::DeletedThere}, "a2..8|POINT(2 2)", ""},
         {"deleted here", "n = 9", deletes, {Kind::DeletedHere}, "", "a2..9|POINT(2 2)"},

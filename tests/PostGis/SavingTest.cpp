@@ -63,8 +63,8 @@ TEST_F(PostGisSaving, NewShapesGetDefaultsAndIdsAndMayBeMany) {
     GisLayerOgrVector layer(m_path, "t");
     ASSERT_TRUE(layer.open() && layer.beginEdit());
     for (int i = 0; i < 300; ++i) {
-        ASSERT_TRUE(layer.addShapeEdit(shapeOf(QString("POINT (%1 5)").arg(i), i % 2 == 0 ? test::Attributes{}
-                                                                                          : test::Attributes{{"n", i}})));
+        ASSERT_TRUE(layer.addShapeEdit(
+            shapeOf(QString("POINT (%1 5)").arg(i), i % 2 == 0 ? test::Attributes{} : test::Attributes{{"n", i}})));
     }
     ASSERT_TRUE(layer.deleteShapeEdit(1) && layer.commitEdit()) << layer.lastError().toStdString();
     EXPECT_EQ(layer.sourceFeatureIds()[2], 4);
@@ -87,12 +87,14 @@ TEST_F(PostGisSaving, TablesThatAreNotAsTheyWereOrCannotBeKnown) {
         {"column renamed", "", "t", "ALTER TABLE t RENAME name TO other", "its fields were changed"},
         {"column added", "", "t", "ALTER TABLE t ADD more int", "its fields were changed"},
         {"view without a key", "CREATE VIEW v AS SELECT name, geom FROM t", "v", "", "no primary key"},
-        {"two systems", "CREATE TABLE m (id int PRIMARY KEY, geom geometry); INSERT INTO m VALUES (1, "
-                        "'SRID=4326;POINT(1 1)'), (2, 'SRID=3857;POINT(1 1)')",
+        {"two systems",
+         "CREATE TABLE m (id int PRIMARY KEY, geom geometry); INSERT INTO m VALUES (1, "
+         "'SRID=4326;POINT(1 1)'), (2, 'SRID=3857;POINT(1 1)')",
          "m", "", "several coordinate systems"},
-        {"two kinds and odd names", "CREATE SCHEMA \"S.'x\"; CREATE TABLE \"S.'x\".\"T \"\"1\" (\"K' y\" bigint PRIMARY "
-                                    "KEY, n int, \"g\\ g\" geometry); INSERT INTO \"S.'x\".\"T \"\"1\" VALUES "
-                                    "(6000000000, 1, 'SRID=3857;LINESTRING(1 1,2 2)'), (-1, 2, 'SRID=3857;POINT(1 1)')",
+        {"two kinds and odd names",
+         "CREATE SCHEMA \"S.'x\"; CREATE TABLE \"S.'x\".\"T \"\"1\" (\"K' y\" bigint PRIMARY "
+         "KEY, n int, \"g\\ g\" geometry); INSERT INTO \"S.'x\".\"T \"\"1\" VALUES "
+         "(6000000000, 1, 'SRID=3857;LINESTRING(1 1,2 2)'), (-1, 2, 'SRID=3857;POINT(1 1)')",
          "S.'x.T \"1", "", ""},
     };
     for (const auto& row : rows) {

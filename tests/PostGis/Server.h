@@ -32,9 +32,10 @@ protected:
     }
     /// The columns of a row as the server writes them.
     std::string row(int id) const {
-        return sql("WITH r AS (SELECT concat_ws('|', name, big, price, ts AT TIME ZONE 'UTC', f, n, ST_AsText(geom)) AS "
-                   "text FROM t WHERE id = " +
-                   std::to_string(id) + ") SELECT text FROM r");
+        return sql(
+            "WITH r AS (SELECT concat_ws('|', name, big, price, ts AT TIME ZONE 'UTC', f, n, ST_AsText(geom)) AS "
+            "text FROM t WHERE id = " +
+            std::to_string(id) + ") SELECT text FROM r");
     }
 
     QString m_path;

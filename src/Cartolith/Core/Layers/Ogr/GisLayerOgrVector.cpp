@@ -38,7 +38,8 @@ std::shared_ptr<CoordinateSystems::CoordinateSystem> coordinateSystemOf(OGRLayer
 
 /// GDAL takes the system of the first geometry for that of all.
 void requireOneSystem(const Internal::OgrSource& source, OGRLayer& layer) {
-    if (source.driverName() != QLatin1String("PostgreSQL") || layer.GetLayerDefn()->GetGeomFieldCount() == 0) {
+    if (source.driverName() != QLatin1String("PostgreSQL") ||
+        layer.GetLayerDefn()->GetGeomFieldCount() == 0) {
         return;
     }
     bool hasSeveral = false;

@@ -34,7 +34,8 @@ QList<GisEditConflict> GisLayerOgrVector::stillWith(const QList<GisEditConflict>
 }
 
 bool GisLayerOgrVector::resolveConflict(qsizetype position, Choice choice) {
-    if (!isEditing() || isLocked() || position < 0 || position >= m_conflicts.size() || choice == Choice::Open) {
+    if (!isEditing() || isLocked() || position < 0 || position >= m_conflicts.size() ||
+        choice == Choice::Open) {
         return false;
     }
     const GisEditConflict conflict = m_conflicts.at(position);
@@ -64,7 +65,8 @@ bool GisLayerOgrVector::adopt(const GisEditConflict& conflict) {
             if (!conflict.theirs.isValid()) {
                 attributes.remove(conflict.field);
             }
-            macro->append(std::make_unique<Commands::GisUpdateShapeAttributesCommand>(shape->id(), attributes));
+            macro->append(
+                std::make_unique<Commands::GisUpdateShapeAttributesCommand>(shape->id(), attributes));
         } else if (conflict.theirShape == nullptr) {
             return false;
         } else {

@@ -200,8 +200,9 @@ void GisLayerOgrVector::save() {
         return;
     }
     if (!m_doubtful.isEmpty() && Internal::isCommitted(m_sourcePath, m_doubtful)) {
-        Internal::failToWrite(m_sourcePath, QStringLiteral("what was committed before the connection broke is in "
-                                                           "the source; open it again to go on"));
+        Internal::failToWrite(m_sourcePath,
+                              QStringLiteral("what was committed before the connection broke is in "
+                                             "the source; open it again to go on"));
     }
     m_doubtful = {};
     Common::Internal::LogStep step(Common::LogChannels::save, "edits");

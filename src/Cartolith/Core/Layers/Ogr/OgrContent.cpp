@@ -36,7 +36,7 @@ OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
       m_rows(*layer.GetLayerDefn()) {
     const OgrFormat* const format = OgrFormat::forDriver(source.driverName());
     m_isNumbered = format != nullptr && !format->isDatabase;
-    m_isCompared = (format != nullptr && format->isDatabase) || source.driverName() == QLatin1String("PostgreSQL");
+    m_isCompared = format != nullptr && format->isDatabase;
     state.fieldNames = OgrDigest::ofFields(layer);
     state.system = OgrDigest::ofSystem(layer);
     OGRFeatureDefn& schema = *layer.GetLayerDefn();

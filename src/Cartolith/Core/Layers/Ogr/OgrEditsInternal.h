@@ -29,7 +29,9 @@ struct OgrEdits {
     QList<const Shapes::GisShape*> added;
     std::set<qint64> leftAlone; ///< not in the layer any more, and to stay in the source
 
-    bool isEmpty() const { return deleted.empty() && updated.empty() && added.isEmpty() && leftAlone.empty(); }
+    bool isEmpty() const {
+        return deleted.empty() && updated.empty() && added.isEmpty() && leftAlone.empty();
+    }
 };
 
 /// What features go by afterwards.
@@ -80,6 +82,8 @@ struct CommitInDoubt : std::runtime_error {
         : std::runtime_error(message), transaction(id) {}
     QByteArray transaction;
 };
+/// Ends the transaction that is open. \throws CommitInDoubt; std::runtime_error when nothing of it is there
+void commitInPostgres(GDALDataset& source, const QString& path);
 /// Whether that transaction was committed. \throws CommitInDoubt when it cannot be told yet
 bool isCommitted(const QString& path, const QByteArray& transaction);
 
@@ -119,8 +123,9 @@ struct OgrMerge {
 /// The same as update(), of a feature that somebody else may have changed since: what is ours is what differs
 /// from what was read. Values on which both differ are conflicts, unless nobody else has changed the feature
 /// (`isUntouched`); the feature is given ours then, too.
-OgrMerge merge(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const Shapes::GisShape*>& shapes,
-               const QList<const Shapes::GisShape*>& asRead, bool isUntouched, const OgrManner& manner);
+OgrMerge merge(OGRFeature& feature, OGRwkbGeometryType layerType,
+               const QList<const Shapes::GisShape*>& shapes, const QList<const Shapes::GisShape*>& asRead,
+               bool isUntouched, const OgrManner& manner);
 
 /// \throws std::runtime_error when the target's files are not in the state in which they were read
 void requireUnchanged(const OgrEditTarget& target);

@@ -222,7 +222,8 @@ OgrMerge merge(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<co
             if (!areSame(value, field.value)) {
                 append(own, field, value);
                 if (isTheirs && i == 0) {
-                    GisEditConflict conflict{GisEditConflict::Kind::Value, id, first.id(), name, known, value};
+                    GisEditConflict conflict{
+                        GisEditConflict::Kind::Value, id, first.id(), name, known, value};
                     conflict.theirs = field.value;
                     merged.conflicts.append(conflict);
                 }
@@ -239,8 +240,9 @@ OgrMerge merge(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<co
     const OGRGeometry* const geometry = feature.GetGeometryRef();
     const auto theirs = Serialization::Ogr::Internal::shapesOf(
         GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
-    const bool isOurs = !std::equal(shapes.begin(), shapes.end(), asRead.begin(), asRead.end(),
-                                    [](const GisShape* a, const GisShape* b) { return haveSameGeometry(*a, *b); });
+    const bool isOurs =
+        !std::equal(shapes.begin(), shapes.end(), asRead.begin(), asRead.end(),
+                    [](const GisShape* a, const GisShape* b) { return haveSameGeometry(*a, *b); });
     const bool isTheirs = !isUntouched && !haveSameShapes(theirs.shapes, asRead);
     if (!isOurs) {
         merged.isOursAlone = merged.isOursAlone && !isTheirs;

@@ -1,4 +1,5 @@
-// Edits into a table of PostGIS: only the columns that were edited, and nothing over what others have changed.
+// Edits into a table of PostGIS: only the columns that were edited, and nothing over what others have
+// changed.
 
 #include <Cartolith/Core/Layers/Ogr/OgrDigestInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
@@ -59,7 +60,8 @@ bool areSameShapes(const std::shared_ptr<const GisShape>& a, const std::shared_p
 
 class PostgresTransaction {
 public:
-    PostgresTransaction(const OgrEditTarget& target, const OgrEdits& edits) : m_target(target), m_edits(edits) {
+    PostgresTransaction(const OgrEditTarget& target, const OgrEdits& edits)
+        : m_target(target), m_edits(edits) {
         m_dataset = openedFor(target.path, GDAL_OF_UPDATE);
         if (m_dataset == nullptr) {
             fail(QStringLiteral("it cannot be opened for changes"));
@@ -86,16 +88,19 @@ public:
             failToWrite(target.path, QString::fromUtf8(error.what()));
         }
         if (m_table->hasLostColumns() || OgrDigest::ofFields(*m_layer) != target.read.fieldNames) {
-            failToWrite(target.path, QStringLiteral("its fields were changed by someone else since it was opened"));
+            failToWrite(target.path,
+                        QStringLiteral("its fields were changed by someone else since it was opened"));
         }
         if (OgrDigest::ofSystem(*m_layer) != target.read.system) {
-            failToWrite(target.path,
-                        QStringLiteral("its coordinate system was changed by someone else since it was opened"));
+            failToWrite(
+                target.path,
+                QStringLiteral("its coordinate system was changed by someone else since it was opened"));
         }
         if (m_table->key().isEmpty()) {
-            failToWrite(target.path, QStringLiteral("'%1' has no primary key of one whole number by which its rows "
-                                                    "are known, so it can be read only")
-                                         .arg(target.layerName));
+            failToWrite(target.path,
+                        QStringLiteral("'%1' has no primary key of one whole number by which its rows "
+                                       "are known, so it can be read only")
+                            .arg(target.layerName));
         }
     }
 
@@ -126,18 +131,8 @@ public:
     }
 
     void commit() {
-        const SqlRows transaction = execute(*m_dataset, "SELECT txid_current()::text");
-        const QByteArray id = transaction.value(0).value(0);
-        m_errors.reset();
-        const bool isDone = m_dataset->CommitTransaction() == OGRERR_NONE;
+        commitInPostgres(*m_dataset, m_target.path);
         m_isOpen = false;
-        if (isDone) {
-            return;
-        }
-        const QString reason = m_errors.message();
-        if (id.isEmpty() || !isCommitted(m_target.path, id)) {
-            fail(QStringLiteral("the transaction failed: %1").arg(reason));
-        }
     }
 
 private:
@@ -154,7 +149,8 @@ private:
     void forBatches(const Ids& ids, const Function& function) {
         for (std::size_t at = 0; at < ids.size(); at += std::size_t{batch}) {
             const std::size_t end = std::min(ids.size(), at + std::size_t{batch});
-            function(Ids(ids.begin() + static_cast<std::ptrdiff_t>(at), ids.begin() + static_cast<std::ptrdiff_t>(end)));
+            function(Ids(ids.begin() + static_cast<std::ptrdiff_t>(at),
+                         ids.begin() + static_cast<std::ptrdiff_t>(end)));
             step(end - at);
         }
     }
@@ -297,8 +293,9 @@ private:
             const auto row = after.find(statement.id);
             const auto old = before.find(statement.id);
             if (row == after.end() || (old != before.end() && m_digest.of(*row->second) == old->second)) {
-                failToWrite(m_target.path,
-                            QStringLiteral("feature %1: the source does not take the change").arg(statement.id));
+                failToWrite(
+                    m_target.path,
+                    QStringLiteral("feature %1: the source does not take the change").arg(statement.id));
             }
         }
         for (const qint64 id : ours) {
@@ -364,9 +361,9 @@ private:
     /// Under the id that it had.
     QByteArray insertion(qint64 id, const GisShape& shape) {
         const auto [columns, values] = rowOf(shape);
-        return "INSERT INTO " + m_table->name() + " (" + m_table->key() + (columns.isEmpty() ? "" : ",") + columns +
-               ") OVERRIDING SYSTEM VALUE VALUES (" + QByteArray::number(id) + (values.isEmpty() ? "" : ",") +
-               values + ')';
+        return "INSERT INTO " + m_table->name() + " (" + m_table->key() + (columns.isEmpty() ? "" : ",") +
+               columns + ") OVERRIDING SYSTEM VALUE VALUES (" + QByteArray::number(id) +
+               (values.isEmpty() ? "" : ",") + values + ')';
     }
 
     void add(const QList<const GisShape*>& shapes) {
@@ -413,12 +410,12 @@ private:
         const QByteArray what = columns.isEmpty() ? " DEFAULT VALUES" : " (" + columns + ") VALUES " + rows;
         SqlRows given;
         try {
-            given = execute(*m_dataset,
-                            "INSERT INTO " + m_table->name() + what + " RETURNING " + m_table->key() + "::text");
+            given = execute(*m_dataset, "INSERT INTO " + m_table->name() + what + " RETURNING " +
+                                            m_table->key() + "::text");
         } catch (const std::runtime_error& error) {
-            failToWrite(m_target.path, QStringLiteral("new shapes from %1 on: %2")
-                                           .arg(shape)
-                                           .arg(QString::fromUtf8(error.what())));
+            failToWrite(
+                m_target.path,
+                QStringLiteral("new shapes from %1 on: %2").arg(shape).arg(QString::fromUtf8(error.what())));
         }
         if (given.size() != count) {
             failToWrite(m_target.path, QStringLiteral("the source does not take a new feature"));
@@ -458,11 +455,12 @@ private:
     [[noreturn]] void refuse() const {
         const auto open = std::find_if(m_conflicts.begin(), m_conflicts.end(), isOpenConflict);
         const auto count = std::count_if(m_conflicts.begin(), m_conflicts.end(), isOpenConflict);
-        const QString what = open->kind == GisEditConflict::Kind::Value
-                                 ? QStringLiteral("field '%1' of feature %2").arg(open->field).arg(open->featureId)
-                             : open->kind == GisEditConflict::Kind::DeletedThere
-                                 ? QStringLiteral("feature %1, which is deleted").arg(open->featureId)
-                                 : QStringLiteral("feature %1").arg(open->featureId);
+        const QString what =
+            open->kind == GisEditConflict::Kind::Value
+                ? QStringLiteral("field '%1' of feature %2").arg(open->field).arg(open->featureId)
+            : open->kind == GisEditConflict::Kind::DeletedThere
+                ? QStringLiteral("feature %1, which is deleted").arg(open->featureId)
+                : QStringLiteral("feature %1").arg(open->featureId);
         try {
             failToWrite(m_target.path,
                         QStringLiteral("%1 was changed by someone else since it was read").arg(what) +
@@ -495,11 +493,25 @@ private:
 
 } // namespace
 
+void commitInPostgres(GDALDataset& source, const QString& path) {
+    QByteArray id;
+    try {
+        id = execute(source, "SELECT txid_current()::text").value(0).value(0);
+    } catch (const std::runtime_error& error) {
+        failToWrite(path, QString::fromUtf8(error.what()));
+    }
+    const Common::Internal::GdalErrorCapture errors;
+    if (source.CommitTransaction() != OGRERR_NONE && !isCommitted(path, id)) {
+        failToWrite(path, QStringLiteral("the transaction failed: %1").arg(errors.message()));
+    }
+}
+
 bool isCommitted(const QString& path, const QByteArray& transaction) {
     const auto doubt = [&](const QString& reason) {
-        const QString text = QStringLiteral("Cannot write '%1': the connection broke as the edits were committed, and "
-                                            "whether they are in the source is not known: %2")
-                                 .arg(shownPath(path), shownText(reason, path));
+        const QString text =
+            QStringLiteral("Cannot write '%1': the connection broke as the edits were committed, and "
+                           "whether they are in the source is not known: %2")
+                .arg(shownPath(path), shownText(reason, path));
         throw CommitInDoubt(text.toStdString(), transaction);
     };
     const Common::Internal::GdalErrorCapture errors;

@@ -18,8 +18,8 @@ namespace {
 [[noreturn]] void refuse(const QString& value, const OGRFieldDefn& field, const QString& why) {
     constexpr qsizetype most = 40;
     throw std::runtime_error(QStringLiteral("the value '%1' %2 of the field '%3'")
-                                 .arg(value.size() > most ? value.left(most) + QStringLiteral("...") : value, why,
-                                      QString::fromUtf8(field.GetNameRef()))
+                                 .arg(value.size() > most ? value.left(most) + QStringLiteral("...") : value,
+                                      why, QString::fromUtf8(field.GetNameRef()))
                                  .toStdString());
 }
 
@@ -117,12 +117,12 @@ PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(so
         listed.chop(geometry.size() + 2);
     }
     const QByteArray text = quotedText(listed);
-    const SqlRows found =
-        execute(source, "SELECT c.oid::text, n.nspname::text, c.relname::text FROM pg_catalog.pg_class c JOIN "
-                        "pg_catalog.pg_namespace n ON n.oid = c.relnamespace WHERE c.relkind IN "
-                        "('r','p','v','m','f') AND ((c.relname =" +
-                            text + " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text +
-                            ") ORDER BY n.nspname = current_schema() DESC LIMIT 1");
+    const SqlRows found = execute(
+        source, "SELECT c.oid::text, n.nspname::text, c.relname::text FROM pg_catalog.pg_class c JOIN "
+                "pg_catalog.pg_namespace n ON n.oid = c.relnamespace WHERE c.relkind IN "
+                "('r','p','v','m','f') AND ((c.relname =" +
+                    text + " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text +
+                    ") ORDER BY n.nspname = current_schema() DESC LIMIT 1");
     if (found.isEmpty()) {
         throw std::runtime_error("there is no such table any more");
     }
@@ -131,11 +131,12 @@ PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(so
     m_key = key.isEmpty() ? QByteArray() : quotedName(key);
 
     const SqlRows columns = execute(
-        source, "SELECT a.attname::text, format_type(CASE WHEN t.typbasetype <> 0 THEN t.typbasetype ELSE t.oid "
-                "END, NULL), (CASE WHEN t.typbasetype <> 0 THEN t.typtypmod ELSE a.atttypmod END)::text FROM "
-                "pg_catalog.pg_attribute a JOIN pg_catalog.pg_type t ON t.oid = a.atttypid WHERE a.attnum > 0 AND "
-                "NOT a.attisdropped AND a.attrelid = " +
-                    found[0][0]);
+        source,
+        "SELECT a.attname::text, format_type(CASE WHEN t.typbasetype <> 0 THEN t.typbasetype ELSE t.oid "
+        "END, NULL), (CASE WHEN t.typbasetype <> 0 THEN t.typtypmod ELSE a.atttypmod END)::text FROM "
+        "pg_catalog.pg_attribute a JOIN pg_catalog.pg_type t ON t.oid = a.atttypid WHERE a.attnum > 0 AND "
+        "NOT a.attisdropped AND a.attrelid = " +
+            found[0][0]);
     std::map<QByteArray, Column> known;
     for (const QList<QByteArray>& row : columns) {
         known[row[0]] = {quotedName(row[0]), QString::fromUtf8(row[1]), row[2].toInt()};
@@ -163,15 +164,15 @@ bool PostgresTable::hasSeveralSystems() {
     if (m_system != 0 || !m_geometryType.endsWith("geometry")) {
         return false;
     }
-    return execute(m_source, "SELECT DISTINCT ST_SRID(" + m_geometry + ") FROM " + m_name + " WHERE " + m_geometry +
-                                 " IS NOT NULL LIMIT 2")
+    return execute(m_source, "SELECT DISTINCT ST_SRID(" + m_geometry + ") FROM " + m_name + " WHERE " +
+                                 m_geometry + " IS NOT NULL LIMIT 2")
                .size() > 1;
 }
 
 int PostgresTable::firstSystem() {
     if (m_usedSystem < 0 && m_system == 0) {
-        const SqlRows found = execute(m_source, "SELECT ST_SRID(" + m_geometry + ") FROM " + m_name + " WHERE " +
-                                                    m_geometry + " IS NOT NULL LIMIT 1");
+        const SqlRows found = execute(m_source, "SELECT ST_SRID(" + m_geometry + ") FROM " + m_name +
+                                                    " WHERE " + m_geometry + " IS NOT NULL LIMIT 1");
         m_usedSystem = found.isEmpty() ? 0 : found[0][0].toInt();
     }
     return m_system != 0 ? m_system : m_usedSystem;
@@ -184,7 +185,8 @@ QByteArray PostgresTable::literal(const OGRGeometry* geometry) {
     std::vector<unsigned char> wkb(geometry->WkbSize());
     geometry->exportToWkb(wkbNDR, wkb.data(), wkbVariantIso);
     const QByteArrayView bytes(wkb.data(), static_cast<qsizetype>(wkb.size()));
-    return "ST_SetSRID('" + bytes.toByteArray().toHex() + "'::geometry," + QByteArray::number(firstSystem()) + ')';
+    return "ST_SetSRID('" + bytes.toByteArray().toHex() + "'::geometry," + QByteArray::number(firstSystem()) +
+           ')';
 }
 
 QByteArray PostgresTable::literal(OGRFeature& feature, int index, const QVariant& value) const {
@@ -227,7 +229,8 @@ QByteArray PostgresTable::literal(OGRFeature& feature, int index, const QVariant
     case OFTDateTime: {
         static const QRegularExpression exact(QStringLiteral(R"(^[0-9T:.+\-Z ]+$)"));
         const bool isExact = isText && exact.match(value.toString()).hasMatch();
-        const QByteArray text = isExact ? value.toString().toUtf8() : timeText(feature, index, field.GetType());
+        const QByteArray text =
+            isExact ? value.toString().toUtf8() : timeText(feature, index, field.GetType());
         const int most = column.modifier >= 0 ? column.modifier : 6;
         if (decimalsOf(QString::fromUtf8(text)) > most) {
             refuse(QString::fromUtf8(text), field, QStringLiteral("has more than the %1 decimals").arg(most));
@@ -246,8 +249,8 @@ QByteArray PostgresTable::literal(OGRFeature& feature, int index, const QVariant
         return quotedText(arrayText(feature, index, field.GetType()));
     default: {
         const QByteArray bytes(feature.GetFieldAsString(index));
-        const bool isBounded = column.type == QLatin1String("character varying") ||
-                               column.type == QLatin1String("character");
+        const bool isBounded =
+            column.type == QLatin1String("character varying") || column.type == QLatin1String("character");
         const QString text = QString::fromUtf8(bytes);
         // The server itself cuts blanks.
         if (isBounded && column.modifier >= 4 && text.toUcs4().size() > column.modifier - 4) {

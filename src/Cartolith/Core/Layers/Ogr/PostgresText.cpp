@@ -75,7 +75,8 @@ QString shownText(QString text, const QString& path) {
         const QStringList secrets = secretsOf(path);
         for (const QString& secret : secrets) {
             // Whole words: a password "a" is not in "relation".
-            const QRegularExpression word(QStringLiteral("(?<!\\w)%1(?!\\w)").arg(QRegularExpression::escape(secret)));
+            const QRegularExpression word(
+                QStringLiteral("(?<!\\w)%1(?!\\w)").arg(QRegularExpression::escape(secret)));
             text.replace(word, hidden);
         }
     }
@@ -102,7 +103,8 @@ SqlRows execute(GDALDataset& source, const QByteArray& sql) {
         while (const Common::Internal::FeaturePtr row{result->GetNextFeature()}) {
             QList<QByteArray> values;
             for (int i = 0; i < row->GetFieldCount(); ++i) {
-                values.append(row->IsFieldSetAndNotNull(i) ? QByteArray(row->GetFieldAsString(i)) : QByteArray());
+                values.append(row->IsFieldSetAndNotNull(i) ? QByteArray(row->GetFieldAsString(i))
+                                                           : QByteArray());
             }
             rows.append(values);
         }
