@@ -133,6 +133,71 @@ TEST_F(PostGisSaving, RowsComeInTheOrderOfTheKey) {
     EXPECT_EQ(layer.getShape(1)->attributes().value("name"), "a1");
 }
 
+TEST_F(PostGisSaving, ALayerBecomesATableOrNothingDoes) {
+    using namespace Cartolith::Core::Layers;
+    auto made = GisLayerVector::createInMemory("made", Cartolith::Core::Shapes::GisShapeType::Point, {});
+    Defs::GisAttributeDefinition name("na'me", QMetaType::QString);
+    name.setWidth(4);
+    made->addAttributeDefinition(name);
+    for (const auto type : {QMetaType::Double, QMetaType::LongLong, QMetaType::Bool, QMetaType::QDateTime}) {
+        made->addAttributeDefinition(Defs::GisAttributeDefinition(QMetaType(type).name(), type));
+    }
+    const QDateTime moment({2024, 5, 6}, QTime(7, 8, 9, 123), Qt::UTC);
+    made->addShape(shapeOf("POINT (0.30000000000000004 2)", {{"na'me", "f'\\ü"},
+                                                             {"double", 0.1 + 0.2},
+                                                             {"qlonglong", 9007199254740993LL},
+                                                             {"bool", true},
+                                                             {"QDateTime", moment}}));
+    made->addShape(shapeOf("POINT (3 4)"));
+    const auto count = [this] {
+        return sql("WITH c AS (SELECT count(*) FROM pg_class WHERE relname = 'made') SELECT * FROM c");
+    };
+    const struct {
+        const char* name;
+        const char* before;
+        bool isReplacing;
+        const char* text;  ///< of the second row
+        const char* error; ///< "" where it is saved
+        const char* count; ///< of tables of that name
+    } rows[] = {
+        {"cancelled", "", false, "", "cancelled", "0"},
+        {"too long", "", false, "longer", "more than the 4 characters", "0"},
+        {"new", "", false, "", "", "1"},
+        {"again", "", false, "", "there is such a table", "1"},
+        {"replaced", "", true, "b", "", "1"},
+        {"with a view", "CREATE VIEW made_view AS SELECT * FROM made", true, "c", "depend on it", "1"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        sql(row.before);
+        made->getShape(2)->attributes() = {{"na'me", row.text}};
+        GisVectorSaveOptions options;
+        options.existing = row.isReplacing ? GisVectorSaveOptions::Existing::Replace : options.existing;
+        std::string error;
+        if (row.error == std::string("cancelled")) {
+            options.progress = [](double) { return false; };
+        }
+        try {
+            error = made->saveAs(m_path, options) ? "" : "cancelled";
+        } catch (const std::runtime_error& thrown) {
+            error = thrown.what();
+        }
+        EXPECT_THAT(error, HasSubstr(row.error));
+        EXPECT_EQ(error.empty(), row.error[0] == '\0') << error;
+        EXPECT_EQ(count(), row.count);
+    }
+    EXPECT_EQ(
+        sql("WITH c AS (SELECT string_agg(concat_ws(' ', \"na'me\", double, qlonglong, bool, \"QDateTime\" AT TIME "
+            "ZONE 'UTC', ST_X(geom)), ', ' ORDER BY fid) AS x FROM made) SELECT x FROM c"),
+        "f'\\ü 0.30000000000000004 9007199254740993 t 2024-05-06 07:08:09.123 0.30000000000000004, b 3");
+    EXPECT_EQ(sql("WITH c AS (SELECT string_agg(indexdef, ', ') AS x FROM pg_indexes WHERE tablename = 'made' AND "
+                  "(indexdef LIKE '%gist (geom)' OR indexdef LIKE 'CREATE UNIQUE%(fid)')) SELECT x ~ ', ' AS x FROM c"),
+              "1");
+    GisLayerOgrVector layer(m_path, "made");
+    ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1));
+    EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+}
+
 TEST_F(PostGisSaving, NoMessageTellsAPassword) {
     const struct {
         const char* name;
