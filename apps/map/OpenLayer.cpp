@@ -25,6 +25,10 @@ QString shown(const QString& file) {
     return Layers::Providers::GisOgrProvider(file).source();
 }
 
+bool isConnection(const QString& file) {
+    return file.startsWith(QLatin1String("PG:"), Qt::CaseInsensitive) || file.contains(QLatin1String("://"));
+}
+
 void openWithProgress(Layers::GisLayerOgrVector& layer) {
     ProgressBar bar(QStringLiteral("Reading"));
     layer.setProgressCallback([&bar](double fraction) {

@@ -720,7 +720,12 @@ TEST_F(SaveEdits, WhatGdalReadsWithAWarningStaysAsItIs) {
         ASSERT_TRUE(layer.open() && layer.beginEdit());
         Attributes values = layer.attributesForFeatureId(2);
         values["name"] = "edited";
-        ASSERT_TRUE(layer.setShapeAttributesEdit(2, values) && layer.commitEdit()) << layer.lastError().toStdString();
+        Attributes others = layer.attributesForFeatureId(3);
+        others["n"] = 77; // another column
+        const std::string name = others["name"].toString().toStdString();
+        ASSERT_TRUE(layer.setShapeAttributesEdit(2, values) && layer.setShapeAttributesEdit(3, others));
+        ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+        EXPECT_EQ(sql("SELECT ifnull(name, '') || n FROM lines WHERE fid = 3"), name + "77");
         EXPECT_EQ(sql("SELECT name || n || moment FROM lines WHERE fid = 2"), "editedmany2024-01-01T12:00:00.123456Z");
     }
 }

@@ -177,7 +177,11 @@ private:
 
     /// What is unset, these drivers do not write: GDAL reads less of a value than may be there. Others write
     /// nothing in its place. (Without a geometry, all of them would remove it.)
-    void leaveOutUnchanged(OGRFeature& feature, const OgrChange& change) const {
+    void leaveOutUnchanged(OGRFeature& feature, const OgrChange& change) {
+        if (m_isCompared && change.columns != m_lastColumns) {
+            m_layer->ResetReading(); // GeoPackage's driver prepares one statement for whatever columns come
+            m_lastColumns = change.columns;
+        }
         for (int i = 0; m_isCompared && i < feature.GetFieldCount(); ++i) {
             if (!change.columns.contains(i)) {
                 feature.UnsetField(i);
@@ -229,6 +233,7 @@ private:
     OGRLayer* m_layer = nullptr;
     const bool m_isCompared = OgrFormat::forDriver(m_target.driverName) != nullptr; // feature by feature
     OgrDigest m_digest;
+    std::set<int> m_lastColumns; // written of the feature before
     std::unordered_map<qint64, quint64> m_digests;
     bool m_isOpen = false;
     bool m_isOurs = false; ///< the state in which the source is left
