@@ -45,31 +45,25 @@ QByteArray shortestText(Number number) {
 }
 
 QByteArray timeText(OGRFeature& feature, int index, OGRFieldType type) {
-    int year = 0;
-    int month = 0;
-    int day = 0;
-    int hour = 0;
-    int minute = 0;
-    float second = 0.0F;
-    int zone = 0;
-    feature.GetFieldAsDateTime(index, &year, &month, &day, &hour, &minute, &second, &zone);
-    const long milliseconds = std::min(59999L, std::lround(static_cast<double>(second) * 1000.0));
+    const auto& moment = feature.GetRawFieldRef(index)->Date;
+    const int year = moment.Year;
+    const long milliseconds = std::min(59999L, std::lround(static_cast<double>(moment.Second) * 1000.0));
     QString text;
     if (type != OFTTime) { // there is no year 0: 1 BC is before 1 AD
         text = QStringLiteral("%1-%2-%3")
                    .arg(year > 0 ? year : 1 - year, 4, 10, QLatin1Char('0'))
-                   .arg(month, 2, 10, QLatin1Char('0'))
-                   .arg(day, 2, 10, QLatin1Char('0'));
+                   .arg(int{moment.Month}, 2, 10, QLatin1Char('0'))
+                   .arg(int{moment.Day}, 2, 10, QLatin1Char('0'));
     }
     if (type != OFTDate) {
         text += QStringLiteral(" %1:%2:%3.%4")
-                    .arg(hour, 2, 10, QLatin1Char('0'))
-                    .arg(minute, 2, 10, QLatin1Char('0'))
+                    .arg(int{moment.Hour}, 2, 10, QLatin1Char('0'))
+                    .arg(int{moment.Minute}, 2, 10, QLatin1Char('0'))
                     .arg(milliseconds / 1000, 2, 10, QLatin1Char('0'))
                     .arg(milliseconds % 1000, 3, 10, QLatin1Char('0'));
     }
-    if (type == OFTDateTime && zone > 1) { // each step beside 100 is a quarter of an hour
-        const int quarters = zone - 100;
+    if (type == OFTDateTime && moment.TZFlag > 1) { // each step beside 100 is a quarter of an hour
+        const int quarters = moment.TZFlag - 100;
         text += QStringLiteral("%1%2:%3")
                     .arg(quarters < 0 ? QLatin1Char('-') : QLatin1Char('+'))
                     .arg(std::abs(quarters) / 4, 2, 10, QLatin1Char('0'))
