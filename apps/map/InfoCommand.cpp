@@ -137,7 +137,7 @@ int Commands::info(const QStringList& arguments) {
     Layers::GisLayerOgrVector layer(file, parser.value("layer"));
     openWithProgress(layer);
 
-    print("file", file);
+    print("file", shown(file));
     print("layers", layer.layerProvider()->contents().join(QStringLiteral(", ")));
     print("layer", layer.name());
     print("content", summary(layer));

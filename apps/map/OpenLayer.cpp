@@ -21,6 +21,14 @@
 using namespace Cartolith::Core;
 using Shapes::GisShapeType;
 
+QString shown(const QString& file) {
+    return Layers::Providers::GisOgrProvider(file).source();
+}
+
+bool isConnection(const QString& file) {
+    return file.startsWith(QLatin1String("PG:"), Qt::CaseInsensitive) || file.contains(QLatin1String("://"));
+}
+
 void openWithProgress(Layers::GisLayerOgrVector& layer) {
     ProgressBar bar(QStringLiteral("Reading"));
     layer.setProgressCallback([&bar](double fraction) {
@@ -46,7 +54,7 @@ void assumeSystem(Layers::GisLayer& layer, const QString& file,
         throw UsageError(
             QStringLiteral("'%1' says its coordinate system itself, %2: --assume-crs goes with a "
                            "file that does not")
-                .arg(file, layer.coordinateSystem()->name()));
+                .arg(shown(file), layer.coordinateSystem()->name()));
     }
     layer.setCoordinateSystem(std::move(assumed));
 }
@@ -56,7 +64,7 @@ void requireSystem(const CoordinateSystems::CoordinateSystem* system, const QStr
         throw std::runtime_error(
             QStringLiteral("'%1' does not say its coordinate system, so it cannot be taken "
                            "into another: say it with --assume-crs CRS behind its name")
-                .arg(file)
+                .arg(shown(file))
                 .toStdString());
     }
 }
@@ -66,7 +74,7 @@ openIn(const std::shared_ptr<CoordinateSystems::CoordinateSystem>& system, const
        StepLog& log) {
     auto source = std::make_unique<Layers::GisLayerOgrVector>(from.file, from.layer);
     openWithProgress(*source);
-    log.done("read", QStringLiteral("%1: %2").arg(from.file, summary(*source)));
+    log.done("read", QStringLiteral("%1: %2").arg(shown(from.file), summary(*source)));
     assumeSystem(*source, from.file, from.assumed);
     if (system != nullptr) {
         requireSystem(source->coordinateSystem().get(), from.file);

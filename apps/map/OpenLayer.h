@@ -18,6 +18,11 @@ class GisLayerVector;
 } // namespace Layers
 } // namespace Cartolith::Core
 
+/// A FILE as it may be shown: a connection to a database without its password.
+QString shown(const QString& file);
+/// Whether it is a connection, which programs read from and do not write to.
+bool isConnection(const QString& file);
+
 /// Opens the layer with a progress bar on the terminal. \throws std::runtime_error as the layer's open() does
 void openWithProgress(Cartolith::Core::Layers::GisLayerOgrVector& layer);
 

@@ -89,7 +89,7 @@ void requireAreas(const GisLayerVector& layer, const QString& file) {
     for (const auto& shape : layer.items()) {
         if (shape->shapeType() != Shapes::GisShapeType::Polygon) {
             throw std::runtime_error(QStringLiteral("overlay wants areas only; '%1' has other shapes too")
-                                         .arg(file)
+                                         .arg(shown(file))
                                          .toStdString());
         }
     }

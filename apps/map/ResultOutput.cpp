@@ -73,8 +73,8 @@ ResultOutput::ResultOutput(const QString& command, const QCommandLineParser& par
     if (m_path.isEmpty()) {
         throw UsageError(QStringLiteral("%1 wants -o OUT").arg(command));
     }
-    if (!m_isPicture && !GisLayerVector::canSaveAs(m_path)) {
-        throw UsageError(QStringLiteral("no format is known for '%1'").arg(m_path));
+    if (!m_isPicture && (!GisLayerVector::canSaveAs(m_path) || isConnection(m_path))) {
+        throw UsageError(QStringLiteral("no format is known for '%1'").arg(shown(m_path)));
     }
     const QString target = QFileInfo(m_path).canonicalFilePath();
     for (const QString& input : parser.positionalArguments()) {

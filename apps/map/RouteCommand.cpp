@@ -261,7 +261,7 @@ int Commands::route(const QStringList& arguments) {
 
     Layers::GisLayerOgrVector source(options.file, options.layer);
     openWithProgress(source);
-    log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(source)));
+    log.done("read", QStringLiteral("%1: %2").arg(shown(options.file), summary(source)));
     assumeSystem(source, options.file, options.assumed);
     const auto projected = inMetres(source, options);
     GisLayerVector& streets = *projected.layer;

@@ -40,7 +40,7 @@ VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOp
       m_source(m_overview ? m_overview->file : options.file,
                m_overview ? m_overview->level.tableName : options.layer) {
     openWithProgress(m_source);
-    m_log.done("read", QStringLiteral("%1: %2").arg(options.file, summary(m_source)));
+    m_log.done("read", QStringLiteral("%1: %2").arg(shown(options.file), summary(m_source)));
     if (m_overview) {
         m_log.done("overview", QStringLiteral("%1 of %2 features shown")
                                    .arg(m_overview->level.featureCount)

@@ -15,7 +15,7 @@ fail() {
 usage() { awk 'NR > 1 { if (!/^#/) exit; sub(/^# ?/, ""); print }' "$0"; }
 
 build_packages=(g++ cmake ninja-build qt6-base-dev libgdal-dev libgeos-dev libproj-dev libssl-dev fonts-dejavu-core)
-test_packages=(libgtest-dev libgmock-dev locales)
+test_packages=(libgtest-dev libgmock-dev locales postgresql-15 postgresql-15-postgis-3)
 bench_packages=(libbenchmark-dev libgeos++-dev libboost-dev libnanoflann-dev pkg-config)
 check_packages=(clang-format clang-tidy)
 fuzz_packages=(clang libclang-rt-14-dev)
@@ -38,8 +38,16 @@ need_packages() {
         root=(sudo)
     fi
     "${root[@]}" apt-get update -qq || fail "apt-get update failed; is there a network?"
+    # Installing PostgreSQL would make and start a server of the machine's; here it serves tests only, see
+    # scripts/lib/postgis.
+    local no_server=/etc/postgresql-common/createcluster.d/cartolith.conf
+    "${root[@]}" mkdir -p "${no_server%/*}"
+    echo "create_main_cluster = false" | "${root[@]}" tee "$no_server" >/dev/null
+    local code=0
     "${root[@]}" env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends "${missing[@]}" >/dev/null ||
-        fail "apt-get could not install: ${missing[*]}"
+        code=$?
+    "${root[@]}" rm -f "$no_server"
+    [ $code -eq 0 ] || fail "apt-get could not install: ${missing[*]}"
 }
 
 # configure <preset> [cmake argument]...: the preset's build folder is build/<preset>.

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Export.h>
+#include <Cartolith/Core/Layers/GisEditConflict.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 
 #include <chrono>
@@ -123,8 +124,9 @@ public:
     /// formats are read only.
     ///
     /// An edited shape is saved into the feature that it was read from, and of that feature only those values
-    /// are changed that differ. What was not edited stays: in a transaction as GDAL reads it (an edited
-    /// feature is written with all its columns, and a text in a column of integers becomes a number), in
+    /// are changed that differ. What was not edited stays: in GeoPackage, SQLite and PostGIS to the
+    /// last digit, for columns that were not edited are not written (GDAL reads and writes the geometry of an
+    /// edited feature again, in PostGIS only where it was moved), in other transactions as GDAL reads it, in
     /// GeoJSON and in the table of a Shapefile as it is written, in other new files as exactly as the format
     /// writes numbers. New shapes become features behind those that are there, whatever their position in the
     /// layer. A change made through a shape's pointer is saved only after markDirty().
@@ -142,7 +144,11 @@ public:
     /// - a table whose fields or coordinate system somebody has changed, and a database that is replaced by
     ///   another file meanwhile;
     /// - in other files, one that has another size, time of writing or place on the disk than when it was
-    ///   opened. A server's tables are not watched: there the last one to save a feature wins;
+    ///   opened;
+    /// - in PostGIS, edits that conflict with those of others, see conflicts(); rows that others hold locked
+    ///   for longer than saveWait(); a table without a primary key of one whole number; a text longer than
+    ///   its column takes, a number with more digits. Where the connection breaks as the edits are committed,
+    ///   another one asks whether they are in; should it get no answer, the next commitEdit() asks again;
     /// - a value that is none for its field, such as an infinite number, or one of more decimals than the
     ///   field keeps (a number that is none, NaN, is saved as null), a text with U+0000 or half a surrogate
     ///   pair, an attribute that is no field, a geometry of a kind that the source does not take, as any in a
@@ -165,6 +171,28 @@ public:
     /// @{
     /// Why the last commitEdit() was false; empty after one that was true.
     const QString& lastError() const noexcept { return m_lastError; }
+    /// @}
+
+    /// \name Conflicts
+    /// In PostGIS, commitEdit() writes the columns that were edited and no others, with the rows locked and
+    /// compared first: what was read, what the layer has, what is there now. What others have changed in
+    /// other columns, or in the geometry, stays beside the layer's edits (and is seen here after the next
+    /// open()). Where both have changed the same to different values, where one has deleted what the other
+    /// has changed, nothing is written, commitEdit() is false, and these are all such places. Two that both
+    /// deleted a row, or gave it the same value, agree.
+    ///
+    /// A host says for each which is to hold, and commits again. Should the source have changed once more
+    /// meanwhile, that is a new conflict.
+    /// @{
+    /// Of the last commitEdit(); empty after one that was true, and after the session.
+    const QList<GisEditConflict>& conflicts() const noexcept { return m_conflicts; }
+    /// Ours: the next commit writes it over theirs; a row that was deleted there comes back under its id with
+    /// all values as the layer has them. Theirs: the value or the geometry of the shape becomes theirs, or
+    /// the shape is deleted, an edit that can be undone; a row DeletedHere stays in the source, and is in the
+    /// layer again after the next open(). False, and nothing is done, outside a session, for a position that
+    /// is none, for Choice::Open, for a shape that is not in the layer any more, and for their geometry where
+    /// that is not one shape of the same kind.
+    bool resolveConflict(qsizetype position, GisEditConflict::Choice choice);
     /// @}
 
     /// How the spatial index came about.
@@ -216,6 +244,9 @@ private:
     struct Saved;
     Saved afterSaving(const Internal::OgrEdits& edits, const Internal::OgrSavedIds& ids) const;
     void save();
+    bool adopt(const GisEditConflict& conflict);
+    bool isLeftAlone(qint64 feature) const;
+    QList<GisEditConflict> stillWith(const QList<GisEditConflict>& found) const;
 
     QString m_layerName;
     QString m_readName;
@@ -230,6 +261,8 @@ private:
     std::unique_ptr<Internal::SourceState> m_sourceState; // never null
     std::shared_ptr<CoordinateSystems::CoordinateSystem> m_sourceSystem;
     bool m_isUnsafe = false; // what was saved last may not have reached the disk
+    QByteArray m_doubtful;   // a transaction of which it is not known whether it was committed
+    QList<GisEditConflict> m_conflicts;
     QString m_lastError;
     bool m_usesIndexFile = false;
     QString m_sourceName;     // the layer's name in the source

@@ -16,7 +16,7 @@ public:
     virtual QString driverName() const = 0;
     /// The layers, bands or sub-datasets that the source holds, in its order; empty while nothing is open.
     virtual QStringList contents() const = 0;
-    /// The path or connection text; empty here.
+    /// The path or connection text, without passwords; empty here.
     virtual QString source() const;
     /// False here.
     virtual bool isOpen() const;

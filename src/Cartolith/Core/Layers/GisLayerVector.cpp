@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Layers/Editing/EditHistoryInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Layers/LodLevelInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
@@ -21,7 +22,7 @@ using Shapes::GisShape;
 using Shapes::GisShapeType;
 
 GisLayerVector::GisLayerVector(const QString& path)
-    : GisLayer(QFileInfo(path).completeBaseName()), m_path(path),
+    : GisLayer(Internal::nameOfSource(path)), m_path(path),
       m_history(std::make_unique<Internal::EditHistory>()) {}
 
 GisLayerVector::~GisLayerVector() = default;

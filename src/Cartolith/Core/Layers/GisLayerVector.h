@@ -257,8 +257,13 @@ public:
     /// False when the callback cancelled. \throws std::runtime_error with the path and the reason: a suffix
     /// or a file that is refused, a shape or a value that the format has no place for, a full disk, another
     /// process that saves there; the folder is then as before, unless the reason ends with what is different.
+    ///
+    /// A path "PG:..." or "postgresql://..." is a database with PostGIS, where the layer becomes a new table
+    /// named by the options, "schema.table" where there is such a schema: columns of the declared types, a
+    /// key "fid", a geometry column "geom" with a spatial index, in one transaction. `existing` is about the
+    /// table; one that views depend on is not replaced. The disk and the folder have nothing to do with it.
     bool saveAs(const QString& path, const GisVectorSaveOptions& options = {}) const;
-    /// Whether the name ends like one of the formats that saveAs() knows.
+    /// Whether the name ends like one of the formats that saveAs() knows, or is such a database.
     static bool canSaveAs(const QString& path);
 
 protected:

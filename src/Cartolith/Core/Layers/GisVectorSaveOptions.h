@@ -10,14 +10,14 @@ namespace Cartolith::Core::Layers {
 /// What GisLayerVector::saveAs() does beside writing.
 struct GisVectorSaveOptions {
     enum class Existing {
-        Refuse,  ///< an error when there is a file of that name
+        Refuse,  ///< an error when there is a file of that name; in a database, a table
         Replace, ///< the file goes, with all layers in it
     };
 
     Existing existing = Existing::Refuse;
 
-    /// The layer's name in formats that name their layers; empty means the layer's own name, or the file's
-    /// when it has none.
+    /// The layer's name in formats that name their layers, and the table's in a database; empty means the
+    /// layer's own name, or the file's when it has none.
     QString layerName;
 
     /// Gets the fraction done, from 0 to 1, every few hundred shapes and once at the end; returns false to

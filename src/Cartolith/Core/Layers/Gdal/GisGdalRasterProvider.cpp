@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/GisGdalRasterProvider.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 
 namespace Cartolith::Core::Layers::Providers {
 
@@ -18,7 +19,7 @@ QStringList GisGdalRasterProvider::contents() const {
 }
 
 QString GisGdalRasterProvider::source() const {
-    return m_path;
+    return Internal::shownPath(m_path);
 }
 
 bool GisGdalRasterProvider::isOpen() const {

@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Layers/Gdal/RasterPictureInternal.h>
 #include <Cartolith/Core/Layers/GisGdalRasterProvider.h>
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 
 #include <QFileInfo>
@@ -78,7 +79,7 @@ GisLayerGdalRaster::~GisLayerGdalRaster() = default;
 
 bool GisLayerGdalRaster::open() {
     Common::Internal::LogStep step(Common::LogChannels::load, "raster");
-    step.set("source", m_path);
+    step.set("source", Internal::shownPath(m_path));
     auto source = std::make_unique<Internal::RasterSource>(m_path);
     const Defs::GisRasterWorldTransform transform = source->worldTransform();
     auto system = source->coordinateSystem();

@@ -1,6 +1,7 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/Gdal/RasterLicenceInternal.h>
 #include <Cartolith/Core/Layers/Gdal/RasterSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 
 #include <algorithm>
 #include <array>
@@ -103,7 +104,9 @@ RasterSource::RasterSource(const QString& path) : m_path(path) {
 }
 
 void RasterSource::fail(const QString& reason) const {
-    throw std::runtime_error(QStringLiteral("Cannot read '%1': %2").arg(m_path, reason).toStdString());
+    throw std::runtime_error(QStringLiteral("Cannot read '%1': %2")
+                                 .arg(Internal::shownPath(m_path), Internal::shownText(reason, m_path))
+                                 .toStdString());
 }
 
 QString RasterSource::driverName() const {

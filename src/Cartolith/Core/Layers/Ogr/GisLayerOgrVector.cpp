@@ -10,9 +10,8 @@
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
-
-#include <QFileInfo>
 
 #include <cmath>
 #include <limits>
@@ -35,6 +34,24 @@ std::shared_ptr<CoordinateSystems::CoordinateSystem> coordinateSystemOf(OGRLayer
     }
     OGRSpatialReference copy(*srs); // the factory changes what it is given
     return CoordinateSystems::CoordinateSystemFactory::fromSpatialReference(copy);
+}
+
+/// GDAL takes the system of the first geometry for that of all.
+void requireOneSystem(const Internal::OgrSource& source, OGRLayer& layer) {
+    if (source.driverName() != QLatin1String("PostgreSQL") ||
+        layer.GetLayerDefn()->GetGeomFieldCount() == 0) {
+        return;
+    }
+    bool hasSeveral = false;
+    try {
+        hasSeveral = Internal::PostgresTable(source.dataset(), layer).hasSeveralSystems();
+    } catch (const std::runtime_error& error) {
+        source.fail(QString::fromUtf8(error.what()));
+    }
+    if (hasSeveral) {
+        source.fail(QStringLiteral("the geometries of '%1' are in several coordinate systems")
+                        .arg(QString::fromUtf8(layer.GetName())));
+    }
 }
 
 /// The extent that the source keeps ready; empty when it would have to read everything to know.
@@ -64,11 +81,12 @@ bool GisLayerOgrVector::open() {
     }
     std::optional<ChangeLock> lock(*this);
     Common::Internal::LogStep step(Common::LogChannels::load, "vector");
-    step.set("source", path());
+    step.set("source", Internal::shownPath(path()));
     Internal::OgrSnapshot snapshot(path(), m_layerName, m_saveWait);
     Internal::OgrSource& source = snapshot.source();
     OGRLayer& layer = snapshot.layer();
     const auto& stamp = snapshot.stamp();
+    requireOneSystem(source, layer);
     const ProgressCallback progress = m_progress; // one that replaces itself goes on living here
     const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
     double reported = 0.0;
@@ -100,6 +118,9 @@ bool GisLayerOgrVector::open() {
         return false;
     }
 
+    if (source.driverName() == QLatin1String("PostgreSQL")) { // gives rows in any order
+        content->sort();
+    }
     content->state.features.sort();
     const auto system = source.isSystemElsewhere() ? nullptr : coordinateSystemOf(layer);
     const GisExtent extent = storedExtent(layer);
@@ -115,7 +136,7 @@ bool GisLayerOgrVector::open() {
     auto trace = std::make_unique<Internal::FeatureTrace>();
     trace->reset(content->features);
     auto read = std::make_unique<Internal::OgrReadState>(std::move(content->state));
-    const bool isNamedBySource = name() == QFileInfo(path()).completeBaseName() || name() == m_readName;
+    const bool isNamedBySource = name() == Internal::nameOfSource(path()) || name() == m_readName;
 
     // From here on nothing fails.
     lock.reset();
@@ -144,6 +165,8 @@ bool GisLayerOgrVector::open() {
     *m_sourceState = snapshot.state();
     m_sourceSystem = system;
     m_isUnsafe = false;
+    m_doubtful = {};
+    m_conflicts = {};
     m_lastError = {};
     setIsOpen(true);
     m_openedRevision = contentRevision();
@@ -165,6 +188,8 @@ void GisLayerOgrVector::close() {
     m_skipped = {};
     m_sourceSystem.reset();
     m_isUnsafe = false;
+    m_doubtful = {};
+    m_conflicts = {};
     m_lastError = {};
 }
 

@@ -13,6 +13,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFile>
@@ -101,7 +102,9 @@ Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
         if (shape != nullptr && feature == FeatureTrace::none) {
             edits.added.append(shape);
         } else if (shape != nullptr && touched.contains(feature)) {
+            const auto* const original = entries[i].original.get();
             edits.updated[feature].append(shape);
+            edits.asRead[feature].append(original != nullptr ? original->shape.get() : shape);
         }
     }
     for (const Internal::ReadFeature& feature : m_read->features) {
@@ -113,6 +116,10 @@ Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
                 m_sourcePath,
                 QStringLiteral("feature %1: %2").arg(m_read->sourceId(id)).arg(QLatin1String(why)));
         };
+        if (now == 0 && isLeftAlone(id)) {
+            edits.leftAlone.insert(id);
+            continue;
+        }
         if (now == 0 && feature.isPartlyRead) {
             refuse("it has parts that are not in the layer and would be lost");
         }
@@ -151,7 +158,7 @@ GisLayerOgrVector::Saved GisLayerOgrVector::afterSaving(const Internal::OgrEdits
         state.features.append(feature);
     };
     for (const Internal::ReadFeature& feature : m_read->features) {
-        if (!edits.deleted.contains(feature.id)) {
+        if (!edits.deleted.contains(feature.id) && !edits.leftAlone.contains(feature.id)) {
             remember(idAfter(feature.id), feature);
         } else {
             state.digest -= feature.digest;
@@ -192,8 +199,14 @@ void GisLayerOgrVector::save() {
     if (edits.isEmpty()) {
         return;
     }
+    if (!m_doubtful.isEmpty() && Internal::isCommitted(m_sourcePath, m_doubtful)) {
+        Internal::failToWrite(m_sourcePath,
+                              QStringLiteral("what was committed before the connection broke is in "
+                                             "the source; open it again to go on"));
+    }
+    m_doubtful = {};
     Common::Internal::LogStep step(Common::LogChannels::save, "edits");
-    step.set("source", m_sourcePath);
+    step.set("source", Internal::shownPath(m_sourcePath));
     step.set("deleted", static_cast<qint64>(edits.deleted.size()));
     step.set("updated", static_cast<qint64>(edits.updated.size()));
     step.set("added", edits.added.size());
@@ -206,9 +219,12 @@ void GisLayerOgrVector::save() {
     std::optional<Internal::PublishedUnsafely> unsafe;
     try {
         Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), m_sourceState.get(),
-                             attributeDefinitions(), m_progress, m_saveWait, *m_read,
+                             attributeDefinitions(), m_progress, m_saveWait, *m_read, m_conflicts,
                              [&](const Internal::OgrSavedIds& ids) { saved = afterSaving(edits, ids); }},
                             edits);
+    } catch (const Internal::CommitInDoubt& error) {
+        m_doubtful = error.transaction;
+        throw;
     } catch (const Internal::PublishedUnsafely& error) { // the edits are in the source all the same
         unsafe = error;
     }
@@ -237,7 +253,8 @@ bool GisLayerOgrVector::commitEditCore() {
     }
     m_lastError = {};
     if (isCommandRunning()) {
-        m_lastError = QStringLiteral("Cannot write '%1': an edit command is running").arg(m_sourcePath);
+        m_lastError = QStringLiteral("Cannot write '%1': an edit command is running")
+                          .arg(Internal::shownPath(m_sourcePath));
         return false;
     }
     try {
@@ -245,11 +262,16 @@ bool GisLayerOgrVector::commitEditCore() {
     } catch (const std::bad_alloc&) {
         m_lastError = QStringLiteral("Cannot write: there is not enough memory"); // needs none itself
         return false;
+    } catch (const Internal::EditConflicts& error) {
+        m_conflicts = stillWith(error.conflicts);
+        m_lastError = QString::fromUtf8(error.what());
+        return false;
     } catch (const std::exception& error) {
         m_lastError = QString::fromUtf8(error.what());
         return false;
     }
     m_trace->forgetTaken();
+    m_conflicts = {};
     return GisLayerVector::commitEditCore();
 }
 
@@ -262,6 +284,7 @@ bool GisLayerOgrVector::rollbackEditCore() {
         return false;
     }
     m_trace->forgetTaken();
+    m_conflicts = {};
     return true;
 }
 

@@ -195,7 +195,7 @@ public:
             !CoordinateSystems::Internal::toSpatialReference(*m_layer.coordinateSystem(), system)) {
             m_target.fail(QStringLiteral("its coordinate system is of no use to GDAL"));
         }
-        const QString fileName = QFileInfo(m_path).completeBaseName();
+        const QString fileName = Internal::nameOfSource(m_path);
         const QString own = m_layer.name().isEmpty() ? fileName : m_layer.name();
         const bool isNamedByFile = !m_format.family.isEmpty();
         m_type = geometryType(kind);
@@ -328,7 +328,8 @@ bool GisLayerVector::canSaveAs(const QString& path) {
 
 bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& options) const {
     const auto refuse = [&path](const QString& reason) {
-        throw std::runtime_error(QStringLiteral("Cannot write '%1': %2").arg(path, reason).toStdString());
+        throw std::runtime_error(
+            QStringLiteral("Cannot write '%1': %2").arg(Internal::shownPath(path), reason).toStdString());
     };
     const OgrFormat* const format = OgrFormat::forPath(path);
     if (format == nullptr) {
@@ -344,13 +345,16 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
         }
     };
     Common::Internal::LogStep step(Common::LogChannels::save, "export");
-    step.set("target", path);
+    step.set("target", Internal::shownPath(path));
     step.set("shapes", count());
     const std::vector<Feature> features = featuresOf(*this, multiPoints());
     if (format->family.isEmpty()) {
         check();
     }
     Saver saver(*this, features, *format, path, options.wait, jsonFields());
+    if (options.existing == GisVectorSaveOptions::Existing::Replace) {
+        saver.target().replaceTable();
+    }
     check(); // of several files, what a save that failed has left is gone now
     saver.makeLayer(options.layerName);
     constexpr std::size_t interval = 256;

@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 
 namespace Cartolith::Core::Layers::Providers {
 
@@ -17,7 +18,7 @@ QStringList GisOgrProvider::contents() const {
 }
 
 QString GisOgrProvider::source() const {
-    return m_path;
+    return Internal::shownPath(m_path);
 }
 
 bool GisOgrProvider::isOpen() const {

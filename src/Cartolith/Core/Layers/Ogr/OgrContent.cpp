@@ -85,6 +85,22 @@ OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn) {
     return Outcome::Whole;
 }
 
+void OgrContent::sort() {
+    if (std::is_sorted(features.cbegin(), features.cend())) {
+        return;
+    }
+    std::vector<std::pair<qint64, std::unique_ptr<GisShape>>> all;
+    all.reserve(shapes.size());
+    for (std::size_t i = 0; i < shapes.size(); ++i) {
+        all.emplace_back(features.at(static_cast<qsizetype>(i)), std::move(shapes[i]));
+    }
+    std::stable_sort(all.begin(), all.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        features[static_cast<qsizetype>(i)] = all[i].first;
+        shapes[i] = std::move(all[i].second);
+    }
+}
+
 qint64 OgrContent::count(qint64 id) {
     const qint64 key = m_isNumbered ? state.featureCount : id;
     ++state.featureCount;

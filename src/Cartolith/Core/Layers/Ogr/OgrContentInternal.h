@@ -35,6 +35,9 @@ public:
     /// Reads feature by feature. Never unfit.
     Outcome readFeatures(const GoOn& goOn);
 
+    /// Puts the shapes into the order of their features' ids.
+    void sort();
+
     QList<Defs::GisAttributeDefinition> definitions;
     std::vector<std::unique_ptr<Shapes::GisShape>> shapes;
     QList<qint64> features; ///< what each shape was read from

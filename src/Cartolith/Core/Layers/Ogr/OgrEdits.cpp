@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 
 #include <QFileInfo>
 
@@ -11,7 +12,8 @@
 namespace Cartolith::Core::Layers::Internal {
 
 void failToWrite(const QString& path, const QString& reason) {
-    throw std::runtime_error(QStringLiteral("Cannot write '%1': %2").arg(path, reason).toStdString());
+    throw std::runtime_error(
+        QStringLiteral("Cannot write '%1': %2").arg(shownPath(path), shownText(reason, path)).toStdString());
 }
 
 void requireUnchanged(const OgrEditTarget& target) {
@@ -21,6 +23,10 @@ void requireUnchanged(const OgrEditTarget& target) {
 }
 
 void saveEdits(const OgrEditTarget& target, const OgrEdits& edits) {
+    if (target.driverName == QLatin1String("PostgreSQL")) {
+        saveInPostgres(target, edits);
+        return;
+    }
     if (const QString obstacle = Settling::settle(target.path, target.wait); !obstacle.isEmpty()) {
         failToWrite(target.path, obstacle);
     }

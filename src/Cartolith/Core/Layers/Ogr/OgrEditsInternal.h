@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisEditConflict.h>
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 
@@ -13,6 +14,8 @@
 #include <functional>
 #include <map>
 #include <set>
+#include <stdexcept>
+#include <string>
 #include <unordered_map>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -22,9 +25,13 @@ namespace Cartolith::Core::Layers::Internal {
 struct OgrEdits {
     std::set<qint64> deleted;
     std::map<qint64, QList<const Shapes::GisShape*>> updated; ///< with all shapes that the feature is
+    std::map<qint64, QList<const Shapes::GisShape*>> asRead;  ///< the same as they were; null where unknown
     QList<const Shapes::GisShape*> added;
+    std::set<qint64> leftAlone; ///< not in the layer any more, and to stay in the source
 
-    bool isEmpty() const { return deleted.empty() && updated.empty() && added.isEmpty(); }
+    bool isEmpty() const {
+        return deleted.empty() && updated.empty() && added.isEmpty() && leftAlone.empty();
+    }
 };
 
 /// What features go by afterwards.
@@ -46,6 +53,7 @@ struct OgrEditTarget {
     std::function<bool(double fraction)> progress;   ///< may be empty; false cancels
     std::chrono::milliseconds wait;                  ///< for another process that saves it
     const OgrReadState& read;                        ///< what the source was when it was read
+    const QList<GisEditConflict>& decided;           ///< conflicts that the host has seen; may be open
     /// Called when everything is written and nothing final yet, for what may fail; what it throws passes
     /// through, and the source stays as it was.
     std::function<void(const OgrSavedIds& ids)> prepare;
@@ -55,9 +63,29 @@ struct OgrEditTarget {
 /// Features that are not in the edits keep everything they have. \throws std::runtime_error naming the source
 void saveEdits(const OgrEditTarget& target, const OgrEdits& edits);
 
-/// The two ways; called by saveEdits(), which has looked whether the target can be written to.
+/// The ways; called by saveEdits(), which has looked whether the target can be written to.
 void saveInTransaction(const OgrEditTarget& target, const OgrEdits& edits);
 void saveByRewriting(const OgrEditTarget& target, const OgrEdits& edits);
+/// \throws EditConflicts, CommitInDoubt
+void saveInPostgres(const OgrEditTarget& target, const OgrEdits& edits);
+
+/// Nothing was written, for somebody else has changed the same. All that were found, those decided too.
+struct EditConflicts : std::runtime_error {
+    EditConflicts(const std::string& message, const QList<GisEditConflict>& found)
+        : std::runtime_error(message), conflicts(found) {}
+    QList<GisEditConflict> conflicts;
+};
+
+/// The connection broke as the transaction ended, and nobody could be asked how.
+struct CommitInDoubt : std::runtime_error {
+    CommitInDoubt(const std::string& message, const QByteArray& id)
+        : std::runtime_error(message), transaction(id) {}
+    QByteArray transaction;
+};
+/// Ends the transaction that is open. \throws CommitInDoubt; std::runtime_error when nothing of it is there
+void commitInPostgres(GDALDataset& source, const QString& path);
+/// Whether that transaction was committed. \throws CommitInDoubt when it cannot be told yet
+bool isCommitted(const QString& path, const QByteArray& transaction);
 
 /// How a driver takes a feature.
 struct OgrManner {
@@ -82,9 +110,22 @@ struct OgrChange {
 /// saved
 OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType,
                  const QList<const Shapes::GisShape*>& shapes, const OgrManner& manner);
-/// The same for a feature that is new.
-void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const Shapes::GisShape& shape,
-          const OgrManner& manner);
+/// The same for a feature that is new. Gives the columns that are not left to the source's defaults.
+OgrChange fill(OGRFeature& feature, OGRwkbGeometryType layerType, const Shapes::GisShape& shape,
+               const OgrManner& manner);
+
+/// What comes of three states of a feature.
+struct OgrMerge {
+    OgrChange change = {}; ///< ours, where the source has something else
+    QList<GisEditConflict> conflicts = {};
+    bool isOursAlone = true; ///< else the source has values that the layer does not show
+};
+/// The same as update(), of a feature that somebody else may have changed since: what is ours is what differs
+/// from what was read. Values on which both differ are conflicts, unless nobody else has changed the feature
+/// (`isUntouched`); the feature is given ours then, too.
+OgrMerge merge(OGRFeature& feature, OGRwkbGeometryType layerType,
+               const QList<const Shapes::GisShape*>& shapes, const QList<const Shapes::GisShape*>& asRead,
+               bool isUntouched, const OgrManner& manner);
 
 /// \throws std::runtime_error when the target's files are not in the state in which they were read
 void requireUnchanged(const OgrEditTarget& target);

@@ -75,49 +75,67 @@ QString lossOf(const OGRGeometry& geometry, const QString& problem) {
                              : QStringLiteral("it has parts that are not in the layer and would be lost");
 }
 
-/// The fields of which the shape says something else, and what.
-QList<std::pair<int, QVariant>> fieldChanges(OGRFeature& feature, const GisShape& shape, bool isNew) {
-    struct Field {
-        std::vector<int> indexes;
-        QVariant before;
-    };
-    std::map<QString, Field> fields; // of fields of one name, the last counts, as in reading
+struct FieldOfName {
+    std::vector<int> indexes;
+    QVariant value;
+};
+using FieldsByName = std::map<QString, FieldOfName>;
+using FieldChanges = QList<std::pair<int, QVariant>>;
+
+/// Of fields of one name, the last counts, as in reading.
+FieldsByName fieldsOf(OGRFeature& feature) {
+    FieldsByName fields;
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        Field& field = fields[QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef())];
+        FieldOfName& field = fields[QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef())];
         field.indexes.push_back(i);
-        const QVariant before = fieldValue(feature, i);
-        field.before = before.isValid() ? before : field.before;
+        const QVariant value = fieldValue(feature, i);
+        field.value = value.isValid() ? value : field.value;
     }
-    const QHash<QString, QVariant> values = shape.attributeSlot().copyOfTable();
+    return fields;
+}
+
+QHash<QString, QVariant> valuesOf(const GisShape& shape, const FieldsByName& fields) {
+    QHash<QString, QVariant> values = shape.attributeSlot().copyOfTable();
     for (auto it = values.cbegin(); it != values.cend(); ++it) {
-        if (it->isValid() && !fields.contains(it.key())) {
+        if (it->isValid() && fields.find(it.key()) == fields.end()) {
             throw std::runtime_error(
                 QStringLiteral("the attribute '%1' is no field of the layer").arg(it.key()).toStdString());
         }
     }
-    QList<std::pair<int, QVariant>> changes;
+    return values;
+}
+
+void append(FieldChanges& changes, const FieldOfName& field, const QVariant& value) {
+    const bool isLastEnough = value.isValid(); // else, one before it would be read instead
+    for (const int index : field.indexes) {
+        if (index == field.indexes.back() || !isLastEnough) {
+            changes.append({index, value});
+        }
+    }
+}
+
+/// The fields of which the shape says something else, and what.
+FieldChanges fieldChanges(OGRFeature& feature, const GisShape& shape, bool isNew) {
+    const FieldsByName fields = fieldsOf(feature);
+    const QHash<QString, QVariant> values = valuesOf(shape, fields);
+    FieldChanges changes;
     for (const auto& [name, field] : fields) {
         const QVariant value = values.value(name);
         const bool isDefault = isNew && !value.isValid(); // unset: the source's own default
-        if (!isDefault && !areSame(value, field.before)) {
-            const bool isLastEnough = value.isValid(); // else, one before it would be read instead
-            for (const int index : field.indexes) {
-                if (index == field.indexes.back() || !isLastEnough) {
-                    changes.append({index, value});
-                }
-            }
+        if (!isDefault && !areSame(value, field.value)) {
+            append(changes, field, value);
         }
     }
     return changes;
 }
 
-bool areSameChanges(const QList<std::pair<int, QVariant>>& a, const QList<std::pair<int, QVariant>>& b) {
+bool areSameChanges(const FieldChanges& a, const FieldChanges& b) {
     return std::equal(a.begin(), a.end(), b.begin(), b.end(), [](const auto& one, const auto& other) {
         return one.first == other.first && areSame(one.second, other.second);
     });
 }
 
-void setFields(OGRFeature& feature, const QList<std::pair<int, QVariant>>& changes, const OgrManner& manner) {
+void setFields(OGRFeature& feature, const FieldChanges& changes, const OgrManner& manner) {
     for (const auto& [index, value] : changes) {
         setField(feature, index, value);
         const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
@@ -134,6 +152,25 @@ void setFields(OGRFeature& feature, const QList<std::pair<int, QVariant>>& chang
     }
 }
 
+void note(OgrChange& change, OGRFeature& feature, const FieldChanges& changes) {
+    for (const auto& [index, value] : changes) {
+        change.fields.insert(QString::fromUtf8(feature.GetFieldDefnRef(index)->GetNameRef()));
+        change.columns.insert(index);
+    }
+}
+
+void move(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape, const QString& problem) {
+    const OGRGeometry* const geometry = feature.GetGeometryRef();
+    const QString loss = geometry != nullptr ? lossOf(*geometry, problem) : QString();
+    if (!loss.isEmpty()) {
+        throw std::runtime_error(loss.toStdString());
+    }
+    setGeometry(feature, layerType, shape);
+}
+
+constexpr auto severalShapes = "it is several shapes here, which cannot be changed one by one";
+constexpr auto severalAttributes = "it is several shapes here, which have different attributes";
+
 } // namespace
 
 OgrManner OgrManner::of(const QString& driver) {
@@ -147,32 +184,95 @@ OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<
         GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
     OgrChange change{.isMoved = !haveSameShapes(read.shapes, shapes)};
     if (change.isMoved && (shapes.size() != 1 || read.shapes.size() > 1)) {
-        throw std::runtime_error("it is several shapes here, which cannot be changed one by one");
+        throw std::runtime_error(severalShapes);
     }
     const auto changes = fieldChanges(feature, *shapes.front(), false);
     for (qsizetype i = 1; i < shapes.size(); ++i) {
         if (!areSameChanges(fieldChanges(feature, *shapes[i], false), changes)) {
-            throw std::runtime_error("it is several shapes here, which have different attributes");
+            throw std::runtime_error(severalAttributes);
         }
     }
-    for (const auto& [index, value] : changes) {
-        change.fields.insert(QString::fromUtf8(feature.GetFieldDefnRef(index)->GetNameRef()));
-        change.columns.insert(index);
-    }
+    note(change, feature, changes);
     setFields(feature, changes, manner);
     if (change.isMoved) {
-        const QString loss = geometry != nullptr ? lossOf(*geometry, read.problem) : QString();
-        if (!loss.isEmpty()) {
-            throw std::runtime_error(loss.toStdString());
-        }
-        setGeometry(feature, layerType, *shapes.front());
+        move(feature, layerType, *shapes.front(), read.problem);
     }
     return change;
 }
 
-void fill(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape, const OgrManner& manner) {
+OgrMerge merge(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes,
+               const QList<const GisShape*>& asRead, bool isUntouched, const OgrManner& manner) {
+    const FieldsByName fields = fieldsOf(feature);
+    const qint64 id = feature.GetFID();
+    const GisShape& first = *shapes.front();
+    OgrMerge merged;
+    FieldChanges changes;
+    for (qsizetype i = 0; i < shapes.size(); ++i) {
+        const QHash<QString, QVariant> ours = valuesOf(*shapes[i], fields);
+        const QHash<QString, QVariant> before = asRead[i]->attributeSlot().copyOfTable();
+        FieldChanges own;
+        for (const auto& [name, field] : fields) {
+            const QVariant value = ours.value(name);
+            const QVariant known = before.value(name);
+            const bool isTheirs = !isUntouched && !areSame(known, field.value);
+            if (areSame(value, known)) {
+                merged.isOursAlone = merged.isOursAlone && !isTheirs;
+                continue;
+            }
+            if (!areSame(value, field.value)) {
+                append(own, field, value);
+                if (isTheirs && i == 0) {
+                    GisEditConflict conflict{
+                        GisEditConflict::Kind::Value, id, first.id(), name, known, value};
+                    conflict.theirs = field.value;
+                    merged.conflicts.append(conflict);
+                }
+            }
+        }
+        if (i > 0 && !areSameChanges(own, changes)) {
+            throw std::runtime_error(severalAttributes);
+        }
+        changes = own;
+    }
+    note(merged.change, feature, changes);
+    setFields(feature, changes, manner);
+
+    const OGRGeometry* const geometry = feature.GetGeometryRef();
+    const auto theirs = Serialization::Ogr::Internal::shapesOf(
+        GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
+    const bool isOurs =
+        !std::equal(shapes.begin(), shapes.end(), asRead.begin(), asRead.end(),
+                    [](const GisShape* a, const GisShape* b) { return haveSameGeometry(*a, *b); });
+    const bool isTheirs = !isUntouched && !haveSameShapes(theirs.shapes, asRead);
+    if (!isOurs) {
+        merged.isOursAlone = merged.isOursAlone && !isTheirs;
+        return merged;
+    }
+    merged.change.isMoved = !haveSameShapes(theirs.shapes, shapes);
+    if (merged.change.isMoved && isTheirs) {
+        GisEditConflict conflict{GisEditConflict::Kind::Geometry, id, first.id(), {}, {}, {}, {}};
+        conflict.shapeAsRead = asRead.front()->clone();
+        conflict.ourShape = first.clone();
+        conflict.theirShape = theirs.shapes.size() == 1 ? theirs.shapes.front()->clone() : nullptr;
+        merged.conflicts.append(conflict);
+    }
+    if (merged.change.isMoved) {
+        if (shapes.size() != 1 || theirs.shapes.size() > 1) {
+            throw std::runtime_error(severalShapes);
+        }
+        move(feature, layerType, first, theirs.problem);
+    }
+    return merged;
+}
+
+OgrChange fill(OGRFeature& feature, OGRwkbGeometryType layerType, const GisShape& shape,
+               const OgrManner& manner) {
+    OgrChange change{.isMoved = true};
     setGeometry(feature, layerType, shape);
-    setFields(feature, fieldChanges(feature, shape, true), manner);
+    const FieldChanges changes = fieldChanges(feature, shape, true);
+    note(change, feature, changes);
+    setFields(feature, changes, manner);
+    return change;
 }
 
 } // namespace Cartolith::Core::Layers::Internal

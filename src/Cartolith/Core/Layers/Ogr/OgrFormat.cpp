@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 
 #include <QFileInfo>
 
@@ -29,6 +30,7 @@ const std::vector<OgrFormat>& formats() {
          .hiddenFields = words({"ogc_fid", "_rowid_"}),
          .isDatabase = true,
          .isTyped = true},
+        {.driver = "PostgreSQL", .options = words({"LAUNDER=NO"}), .isDatabase = true, .isTyped = true},
         {.driver = "GeoJSON",
          .suffixes = words({"geojson", "json"}),
          .options = words({"COORDINATE_PRECISION=17", "SIGNIFICANT_FIGURES=17"})},
@@ -63,6 +65,9 @@ const OgrFormat* find(const Condition& condition) {
 } // namespace
 
 const OgrFormat* OgrFormat::forPath(const QString& path) {
+    if (isPostgres(path)) {
+        return forDriver(QStringLiteral("PostgreSQL"));
+    }
     const QString suffix = QFileInfo(path).suffix().toLower();
     return find([&suffix](const OgrFormat& format) { return format.suffixes.contains(suffix); });
 }
@@ -74,7 +79,9 @@ const OgrFormat* OgrFormat::forDriver(const QString& driver) {
 QString OgrFormat::knownSuffixes() {
     QStringList usual;
     for (const OgrFormat& format : formats()) {
-        usual.append(format.suffixes.first());
+        if (!format.suffixes.isEmpty()) {
+            usual.append(format.suffixes.first());
+        }
     }
     return usual.join(QStringLiteral(", "));
 }

@@ -5,10 +5,10 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-/// A file format that layers are written in.
+/// A file format that layers are written in, or a server's tables.
 struct OgrFormat {
     const char* driver = nullptr; ///< GDAL's name for it
-    QStringList suffixes = {};    ///< of file names, in lower case; the first is the usual one
+    QStringList suffixes = {}; ///< of file names, in lower case; the first is the usual one; none of a server
     /// Suffixes of further files that belong to one, of which some may be missing. "*.x" stands for any word
     /// before the suffix x.
     QStringList family = {};
@@ -22,7 +22,7 @@ struct OgrFormat {
     bool needsFeatures = false;    ///< without one, the file is not written or not recognised
     bool needsName = false;        ///< a file whose name is its suffix only is not recognised
 
-    /// By the suffix, in any case. Null when there is none for it.
+    /// By the suffix, in any case, or as a connection. Null when there is none for it.
     static const OgrFormat* forPath(const QString& path);
     static const OgrFormat* forDriver(const QString& driver);
     /// The usual suffixes, for messages.

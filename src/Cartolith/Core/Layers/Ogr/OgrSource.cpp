@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Layers/Ogr/DatabaseLockInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -103,7 +104,8 @@ void OgrSource::removeUnusedJournal(const QString& path) {
 }
 
 void OgrSource::failToRead(const QString& path, const QString& reason) {
-    throw std::runtime_error(QStringLiteral("Cannot read '%1': %2").arg(path, reason).toStdString());
+    throw std::runtime_error(
+        QStringLiteral("Cannot read '%1': %2").arg(shownPath(path), shownText(reason, path)).toStdString());
 }
 
 void OgrSource::fail(const QString& reason) const {

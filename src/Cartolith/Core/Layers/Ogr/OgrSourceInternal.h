@@ -23,6 +23,7 @@ public:
     /// Whether the file names a place in the network to read its coordinate system from, as a "link" in
     /// GeoJSON does. No request is sent, and what GDAL assumes instead is a guess.
     bool isSystemElsewhere() const { return m_isSystemElsewhere; }
+    GDALDataset& dataset() const { return *m_dataset; }
     QString driverName() const;
     /// What GDAL knows the source by.
     QByteArray gdalName() const { return m_dataset->GetDescription(); }

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
 
@@ -13,10 +14,15 @@
 namespace Cartolith::Core::Layers::Internal {
 
 OgrTarget::OgrTarget(const OgrFormat& format, const QString& path, std::chrono::milliseconds wait)
-    : m_format(format), m_path(path), m_suffix(QFileInfo(path).suffix()), m_files(path, format.family, wait) {
+    : m_format(format), m_path(path), m_suffix(QFileInfo(path).suffix()) {
     Common::Internal::registerGdalDrivers();
+    if (m_format.suffixes.isEmpty()) {
+        openServer(wait);
+        return;
+    }
+    m_files.emplace(path, format.family, wait);
     if (m_format.isDatabase) {
-        m_workPath = m_files.pathOf(m_suffix);
+        m_workPath = m_files->pathOf(m_suffix);
     } else {
         m_memoryFolder = QStringLiteral("/vsimem/cartolith-") + QUuid::createUuid().toString(QUuid::Id128);
         m_memoryFolderName = m_memoryFolder.toStdString();
@@ -37,14 +43,89 @@ OgrTarget::OgrTarget(const OgrFormat& format, const QString& path, std::chrono::
 }
 
 OgrTarget::~OgrTarget() {
+    m_rows.reset();
+    if (m_isServerOpen) {
+        m_dataset->RollbackTransaction();
+    }
     m_dataset.reset();
     if (!m_memoryFolderName.empty()) {
         VSIRmdirRecursive(m_memoryFolderName.c_str());
     }
 }
 
+// A table on a server. GDAL would cut texts to their columns and doubles to 15 digits; so it makes the table,
+// and rows are written as in edits.
+
+void OgrTarget::openServer(std::chrono::milliseconds wait) {
+    m_dataset.reset(GDALDataset::Open(m_path.toUtf8().constData(),
+                                      GDAL_OF_VECTOR | GDAL_OF_UPDATE | GDAL_OF_VERBOSE_ERROR));
+    m_driver = m_dataset != nullptr ? m_dataset->GetDriver() : nullptr;
+    if (m_driver == nullptr || m_dataset->StartTransaction() != OGRERR_NONE) {
+        fail(reasonOr(QStringLiteral("GDAL gives no reason")));
+    }
+    m_isServerOpen = true;
+    onServer([&] {
+        const auto most = std::max<qint64>(1, qint64{wait.count()});
+        execute(*m_dataset, "SET LOCAL lock_timeout = " + QByteArray::number(most));
+    });
+}
+
+void OgrTarget::onServer(const std::function<void()>& work) const {
+    try {
+        work();
+    } catch (const std::runtime_error& error) {
+        fail(QString::fromUtf8(error.what()));
+    }
+}
+
+/// A table of that name is an error or goes, but not with views that need it.
+void OgrTarget::makeRoom(const QByteArray& name) {
+    onServer([&] {
+        const SqlRows schema =
+            execute(*m_dataset, "SELECT nspname::text FROM pg_catalog.pg_namespace WHERE nspname =" +
+                                    quotedText(name.left(name.indexOf('.'))));
+        const bool hasSchema = name.contains('.') && !schema.isEmpty();
+        const QByteArray table =
+            hasSchema ? quotedName(schema[0][0]) + '.' + quotedName(name.mid(name.indexOf('.') + 1))
+                      : quotedName(name);
+        const SqlRows there = execute(*m_dataset, "SELECT to_regclass(" + quotedText(table) + ")::text");
+        if (!there.value(0).value(0).isEmpty() && !m_replacesTable) {
+            throw std::runtime_error("there is such a table");
+        }
+        if (!there.value(0).value(0).isEmpty()) {
+            execute(*m_dataset, "DROP TABLE " + table);
+        }
+    });
+}
+
+void OgrTarget::addRow(OGRFeature& feature, const QString& what) {
+    try {
+        if (!m_rows) {
+            m_layer->GetFeatureCount(); // now the table is made
+            m_rows.emplace(*m_dataset, *m_layer);
+        }
+        m_rows->add(feature);
+    } catch (const std::runtime_error& error) {
+        fail(QStringLiteral("%1: %2").arg(what, QString::fromUtf8(error.what())));
+    }
+    ++m_added;
+}
+
+void OgrTarget::endRows() {
+    m_errors.reset();
+    m_layer->GetFeatureCount();
+    if (!m_errors.message().isEmpty()) {
+        fail(m_errors.message());
+    }
+    if (m_rows) {
+        onServer([this] { m_rows->flush(); });
+    }
+    m_rows.reset();
+    m_layer = nullptr;
+}
+
 void OgrTarget::fail(const QString& reason) const {
-    throw std::runtime_error(QStringLiteral("Cannot write '%1': %2").arg(m_path, reason).toStdString());
+    failToWrite(m_path, reason);
 }
 
 QString OgrTarget::reasonOr(const QString& otherwise) const {
@@ -65,11 +146,14 @@ OGRLayer& OgrTarget::createLayer(const QString& name, OGRSpatialReference* syste
     } catch (const std::runtime_error& error) {
         fail(QStringLiteral("the layer's name: %1").arg(QString::fromUtf8(error.what())));
     }
+    if (!m_files) {
+        makeRoom(bytes);
+    }
     m_layer = m_dataset->CreateLayer(bytes.constData(), system, type, list.List());
     if (m_layer == nullptr) {
         fail(reasonOr(QStringLiteral("GDAL does not make a layer and gives no reason")));
     }
-    if (m_format.isDatabase && m_dataset->StartTransaction() != OGRERR_NONE) {
+    if (m_files && m_format.isDatabase && m_dataset->StartTransaction() != OGRERR_NONE) {
         fail(reasonOr(QStringLiteral("no transaction")));
     }
     return *m_layer;
@@ -127,6 +211,10 @@ void OgrTarget::add(OGRFeature& feature, const QString& what) {
     if (isGeoJson()) {
         m_marks.add(feature);
     }
+    if (!m_files) {
+        addRow(feature, what);
+        return;
+    }
     m_errors.reset();
     if (m_layer->CreateFeature(&feature) != OGRERR_NONE || !m_errors.message().isEmpty() ||
         !m_errors.warning().isEmpty()) {
@@ -139,6 +227,10 @@ void OgrTarget::close() {
     if (m_format.needsFeatures && m_added == 0) {
         fail(QStringLiteral(
             "a file of this format without features cannot be told from any other empty file"));
+    }
+    if (!m_files) {
+        endRows();
+        return;
     }
     m_errors.reset();
     const Common::Internal::EpsgCodesAsGiven codes; // some drivers write the system at the end
@@ -176,7 +268,7 @@ void OgrTarget::rewrite(const QByteArray& bytes) {
 
 void OgrTarget::keep(const QStringList& suffixes) {
     std::copy_if(suffixes.begin(), suffixes.end(), std::back_inserter(m_kept),
-                 [this](const QString& suffix) { return m_files.keep(suffix); });
+                 [this](const QString& suffix) { return m_files->keep(suffix); });
 }
 
 void OgrTarget::leaveOut(const QString& suffix) {
@@ -184,16 +276,21 @@ void OgrTarget::leaveOut(const QString& suffix) {
 }
 
 SourceState OgrTarget::publish(const std::function<void()>& check) {
+    if (!m_files) {
+        commitInPostgres(*m_dataset, m_path);
+        m_isServerOpen = false;
+        return {};
+    }
     if (!m_memoryFolder.isEmpty()) {
         const CPLStringList names(VSIReadDir(m_memoryFolder.toUtf8().constData()));
         for (int i = 0; i < names.Count(); ++i) {
             const QString suffix = QFileInfo(QString::fromUtf8(names[i])).suffix();
             if (const auto [bytes, size] = written(suffix); !m_kept.contains(suffix)) {
-                m_files.write(suffix == m_workSuffix ? m_suffix : suffix, bytes, size);
+                m_files->write(suffix == m_workSuffix ? m_suffix : suffix, bytes, size);
             }
         }
     }
-    return m_files.publish(check);
+    return m_files->publish(check);
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -4,18 +4,21 @@
 #include <Cartolith/Core/Layers/Files/StagedFilesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonMarksInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresRowsInternal.h>
 
 #include <QString>
 #include <QStringList>
 
 #include <chrono>
 #include <functional>
+#include <optional>
 #include <string>
 #include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
-/// A new data source of one layer that takes the place of a path once it is complete.
+/// A new data source of one layer that takes the place of a path once it is complete; on a server, a new
+/// table in a transaction that ends with publish().
 ///
 /// Formats without transactions do not say when a write fails. Their files are made in memory and copied, so
 /// that every byte is accounted for; that takes memory of the size of the files.
@@ -40,6 +43,8 @@ public:
     /// `what` names the feature in errors. A value that the driver cuts or rounds is one, and so is a whole
     /// number that a Shapefile would give back as a real one.
     void add(OGRFeature& feature, const QString& what);
+    /// Lets a table of that name go with createLayer(), where the target is on a server.
+    void replaceTable() { m_replacesTable = true; }
     /// Completes the files. The layer is gone afterwards.
     void close();
     /// Where they can be read until publish(), after close().
@@ -60,12 +65,17 @@ public:
     [[noreturn]] void fail(const QString& reason) const;
 
 private:
+    void openServer(std::chrono::milliseconds wait);
+    void onServer(const std::function<void()>& work) const;
+    void makeRoom(const QByteArray& name);
+    void addRow(OGRFeature& feature, const QString& what);
+    void endRows();
     QString reasonOr(const QString& otherwise) const;
     void requireKept(OGRFeature& feature, const QString& what) const;
     const OgrFormat& m_format;
     QString m_path;
     QString m_suffix;
-    StagedFiles m_files;
+    std::optional<StagedFiles> m_files; // none on a server
     QString m_memoryFolder;
     std::string m_memoryFolderName; // the same, for the destructor, which must not look for memory
     QString m_workPath;
@@ -75,8 +85,11 @@ private:
     GDALDriver* m_driver;
     Common::Internal::DatasetPtr m_dataset;
     OGRLayer* m_layer = nullptr;
+    std::optional<PostgresRows> m_rows; // on a server, once the fields are known
     JsonMarks m_marks;
     qint64 m_added = 0;
+    bool m_replacesTable = false;
+    bool m_isServerOpen = false; // with a transaction
 };
 
 } // namespace Cartolith::Core::Layers::Internal

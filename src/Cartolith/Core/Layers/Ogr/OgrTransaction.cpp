@@ -100,13 +100,14 @@ public:
         }
         const Common::Internal::FeaturePtr feature = read(id);
         m_errors.reset(); // what was odd about reading it is no fault of the edit
-        bool differs = false;
+        OgrChange change;
         try {
-            differs = update(*feature, m_layer->GetGeomType(), shapes, m_manner).isAny();
+            change = update(*feature, m_layer->GetGeomType(), shapes, m_manner);
         } catch (const std::runtime_error& error) {
             fail(QStringLiteral("feature %1: %2").arg(id).arg(QString::fromUtf8(error.what())));
         }
-        require(!differs || m_layer->SetFeature(feature.get()) == OGRERR_NONE, id);
+        leaveOutUnchanged(*feature, change);
+        require(!change.isAny() || m_layer->SetFeature(feature.get()) == OGRERR_NONE, id);
         noteDigest(id);
     }
 
@@ -174,6 +175,20 @@ private:
         return feature;
     }
 
+    /// What is unset, these drivers do not write: GDAL reads less of a value than may be there. Others write
+    /// nothing in its place. (Without a geometry, all of them would remove it.)
+    void leaveOutUnchanged(OGRFeature& feature, const OgrChange& change) {
+        if (m_isCompared && change.columns != m_lastColumns) {
+            m_layer->ResetReading(); // GeoPackage's driver prepares one statement for whatever columns come
+            m_lastColumns = change.columns;
+        }
+        for (int i = 0; m_isCompared && i < feature.GetFieldCount(); ++i) {
+            if (!change.columns.contains(i)) {
+                feature.UnsetField(i);
+            }
+        }
+    }
+
     void noteDigest(qint64 id) {
         if (m_isCompared) {
             m_digests[id] = m_digest.of(*get(id)); // as the source took it
@@ -218,6 +233,7 @@ private:
     OGRLayer* m_layer = nullptr;
     const bool m_isCompared = OgrFormat::forDriver(m_target.driverName) != nullptr; // feature by feature
     OgrDigest m_digest;
+    std::set<int> m_lastColumns; // written of the feature before
     std::unordered_map<qint64, quint64> m_digests;
     bool m_isOpen = false;
     bool m_isOurs = false; ///< the state in which the source is left

@@ -1,0 +1,541 @@
+// Edits into a table of PostGIS: only the columns that were edited, and nothing over what others have
+// changed.
+
+#include <Cartolith/Core/Layers/Ogr/OgrDigestInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrShapeWritingInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
+#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
+
+#include <algorithm>
+#include <optional>
+#include <stdexcept>
+#include <utility>
+
+namespace Cartolith::Core::Layers::Internal {
+
+namespace {
+
+using Common::Internal::FeaturePtr;
+using Shapes::GisShape;
+
+Common::Internal::DatasetPtr openedFor(const QString& path, unsigned access) {
+    Common::Internal::registerGdalDrivers();
+    const Common::Internal::EpsgCodesAsGiven codes;
+    return Common::Internal::DatasetPtr(
+        GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_VECTOR | access | GDAL_OF_VERBOSE_ERROR));
+}
+
+using Ids = std::vector<qint64>;
+
+template <typename Iterator>
+QByteArray listOf(Iterator from, Iterator to) {
+    QByteArray list;
+    for (; from != to; ++from) {
+        list += (list.isEmpty() ? "" : ",") + QByteArray::number(*from);
+    }
+    return list;
+}
+
+/// All values of a row, for the conflict that it was deleted here.
+QVariantMap valuesOf(OGRFeature& feature) {
+    QVariantMap values;
+    for (int i = 0; i < feature.GetFieldCount(); ++i) {
+        values.insert(QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef()), fieldValue(feature, i));
+    }
+    return values;
+}
+
+std::shared_ptr<const GisShape> shapeOf(const OGRFeature& feature) {
+    const OGRGeometry* const geometry = feature.GetGeometryRef();
+    auto read = Serialization::Ogr::Internal::shapesOf(
+        Common::Internal::GeometryPtr(geometry != nullptr ? geometry->clone() : nullptr));
+    return read.shapes.size() == 1 ? std::move(read.shapes.front()) : nullptr;
+}
+
+bool areSameShapes(const std::shared_ptr<const GisShape>& a, const std::shared_ptr<const GisShape>& b) {
+    return (a == nullptr && b == nullptr) || (a != nullptr && b != nullptr && haveSameGeometry(*a, *b));
+}
+
+class PostgresTransaction {
+public:
+    PostgresTransaction(const OgrEditTarget& target, const OgrEdits& edits)
+        : m_target(target), m_edits(edits) {
+        m_dataset = openedFor(target.path, GDAL_OF_UPDATE);
+        if (m_dataset == nullptr) {
+            fail(QStringLiteral("it cannot be opened for changes"));
+        }
+        m_dataset->GetLayerCount(); // only then are all found by their names
+        m_layer = m_dataset->GetLayerByName(target.layerName.toUtf8().constData());
+        if (m_layer == nullptr) {
+            fail(QStringLiteral("there is no layer '%1' any more").arg(target.layerName));
+        }
+        m_layer->GetSpatialRef();
+        if (m_dataset->StartTransaction() != OGRERR_NONE) {
+            fail(QStringLiteral("no transaction"));
+        }
+        m_isOpen = true;
+        // A row that was waited for is seen as it is then.
+        run("SET TRANSACTION ISOLATION LEVEL READ COMMITTED");
+        const auto wait = std::max<qint64>(1, qint64{target.wait.count()});
+        run("SET LOCAL lock_timeout = " + QByteArray::number(wait));
+        try {
+            m_table.emplace(*m_dataset, *m_layer);
+            run("SELECT 1 AS here FROM " + m_table->name() + " LIMIT 0"); // keeps the table as it is
+            m_table.emplace(*m_dataset, *m_layer);
+        } catch (const std::runtime_error& error) {
+            failToWrite(target.path, QString::fromUtf8(error.what()));
+        }
+        if (m_table->hasLostColumns() || OgrDigest::ofFields(*m_layer) != target.read.fieldNames) {
+            failToWrite(target.path,
+                        QStringLiteral("its fields were changed by someone else since it was opened"));
+        }
+        if (OgrDigest::ofSystem(*m_layer) != target.read.system) {
+            failToWrite(
+                target.path,
+                QStringLiteral("its coordinate system was changed by someone else since it was opened"));
+        }
+        if (m_table->key().isEmpty()) {
+            failToWrite(target.path,
+                        QStringLiteral("'%1' has no primary key of one whole number by which its rows "
+                                       "are known, so it can be read only")
+                            .arg(target.layerName));
+        }
+    }
+
+    ~PostgresTransaction() {
+        const Common::Internal::GdalErrorCapture errors; // of a connection that broke
+        if (m_isOpen) {
+            m_dataset->RollbackTransaction();
+        }
+        m_dataset.reset();
+    }
+    PostgresTransaction(const PostgresTransaction&) = delete;
+    PostgresTransaction& operator=(const PostgresTransaction&) = delete;
+
+    OgrSavedIds write() {
+        forBatches(idsOf(m_edits.deleted), [this](const Ids& ids) { remove(ids); });
+        Ids updated;
+        for (const auto& entry : m_edits.updated) {
+            updated.push_back(entry.first);
+        }
+        forBatches(updated, [this](const Ids& ids) { change(ids); });
+        if (std::any_of(m_conflicts.begin(), m_conflicts.end(), isOpenConflict)) {
+            refuse();
+        }
+        for (qsizetype at = 0; at < m_edits.added.size(); at += batch) {
+            add(m_edits.added.mid(at, batch));
+        }
+        return std::move(m_saved);
+    }
+
+    void commit() {
+        commitInPostgres(*m_dataset, m_target.path);
+        m_isOpen = false;
+    }
+
+private:
+    static constexpr qsizetype batch = 256;
+    using Rows = std::map<qint64, FeaturePtr>;
+
+    static bool isOpenConflict(const GisEditConflict& conflict) {
+        return conflict.choice == GisEditConflict::Choice::Open;
+    }
+
+    static Ids idsOf(const std::set<qint64>& ids) { return {ids.begin(), ids.end()}; }
+
+    template <typename Function>
+    void forBatches(const Ids& ids, const Function& function) {
+        for (std::size_t at = 0; at < ids.size(); at += std::size_t{batch}) {
+            const std::size_t end = std::min(ids.size(), at + std::size_t{batch});
+            function(Ids(ids.begin() + static_cast<std::ptrdiff_t>(at),
+                         ids.begin() + static_cast<std::ptrdiff_t>(end)));
+            step(end - at);
+        }
+    }
+
+    void step(std::size_t count) {
+        m_done += count;
+        const auto total = static_cast<double>(m_edits.deleted.size() + m_edits.updated.size()) +
+                           static_cast<double>(m_edits.added.size());
+        if (m_target.progress && !m_target.progress(static_cast<double>(m_done) / total)) {
+            failToWrite(m_target.path, QStringLiteral("it was cancelled"));
+        }
+    }
+
+    SqlRows run(const QByteArray& sql) {
+        try {
+            return execute(*m_dataset, sql);
+        } catch (const std::runtime_error& error) {
+            failToWrite(m_target.path, QString::fromUtf8(error.what()));
+        }
+    }
+
+    QByteArray whereIn(const Ids& ids) const {
+        return m_table->key() + " IN (" + listOf(ids.begin(), ids.end()) + ')';
+    }
+
+    Rows read(const Ids& ids) {
+        m_errors.reset();
+        Rows rows;
+        m_layer->SetAttributeFilter(whereIn(ids).constData());
+        m_layer->ResetReading();
+        while (FeaturePtr feature{m_layer->GetNextFeature()}) {
+            const qint64 id = feature->GetFID();
+            rows[id] = std::move(feature);
+        }
+        m_layer->SetAttributeFilter(nullptr);
+        m_layer->ResetReading();
+        if (!m_errors.message().isEmpty()) {
+            fail(QStringLiteral("its rows cannot be read"));
+        }
+        return rows;
+    }
+
+    /// In the order of their ids, so that two layers never wait for each other.
+    Rows lockAndRead(const Ids& ids) {
+        try {
+            execute(*m_dataset, "WITH locked AS (SELECT 1 FROM " + m_table->name() + " WHERE " +
+                                    whereIn(ids) + " ORDER BY " + m_table->key() +
+                                    " FOR UPDATE) SELECT count(*) FROM locked");
+        } catch (const std::runtime_error& error) {
+            failToWrite(m_target.path, QStringLiteral("its rows cannot be locked to be changed: %1")
+                                           .arg(QString::fromUtf8(error.what())));
+        }
+        return read(ids);
+    }
+
+    bool isUntouched(OGRFeature& feature) {
+        const ReadFeature* const known = m_target.read.features.find(feature.GetFID());
+        return known != nullptr && known->digest == m_digest.of(feature);
+    }
+
+    /// Open unless the host has decided about the very same.
+    void found(GisEditConflict conflict) {
+        for (const GisEditConflict& decided : m_target.decided) {
+            if (decided.kind == conflict.kind && decided.featureId == conflict.featureId &&
+                decided.field == conflict.field && areSame(decided.theirs, conflict.theirs) &&
+                areSameShapes(decided.theirShape, conflict.theirShape)) {
+                conflict.choice = decided.choice;
+            }
+        }
+        m_conflicts.append(conflict);
+    }
+
+    bool isRefused() const { return std::any_of(m_conflicts.begin(), m_conflicts.end(), isOpenConflict); }
+
+    void remove(const Ids& ids) {
+        const Rows rows = lockAndRead(ids); // one that is gone is as it is wanted
+        for (const auto& [id, feature] : rows) {
+            if (!isUntouched(*feature)) {
+                GisEditConflict conflict{GisEditConflict::Kind::DeletedHere, id};
+                conflict.theirs = valuesOf(*feature);
+                conflict.theirShape = shapeOf(*feature);
+                found(conflict);
+            }
+        }
+        if (!isRefused() && !rows.empty()) {
+            run("DELETE FROM " + m_table->name() + " WHERE " + whereIn(ids));
+            if (const Rows left = read(ids); !left.empty()) {
+                failToWrite(m_target.path,
+                            QStringLiteral("the source keeps feature %1").arg(left.begin()->first));
+            }
+        }
+    }
+
+    struct Statement {
+        qint64 id;
+        QByteArray sql;
+    };
+
+    void change(const Ids& ids) {
+        Rows rows = lockAndRead(ids);
+        std::vector<Statement> statements;
+        Ids ours; // of which the source is then as the layer has it
+        std::map<qint64, quint64> before;
+        for (const qint64 id : ids) {
+            const QList<const GisShape*>& shapes = m_edits.updated.at(id);
+            const auto row = rows.find(id);
+            try {
+                if (row == rows.end()) {
+                    GisEditConflict conflict{GisEditConflict::Kind::DeletedThere, id, shapes.front()->id()};
+                    conflict.ourShape = shapes.front()->clone();
+                    found(conflict);
+                    statements.push_back({id, insertion(id, *shapes.front())});
+                    ours.push_back(id);
+                    continue;
+                }
+                OGRFeature& feature = *row->second;
+                const quint64 digest = m_digest.of(feature);
+                const OgrMerge merged = mergedOf(feature, shapes);
+                for (const GisEditConflict& conflict : merged.conflicts) {
+                    found(conflict);
+                }
+                if (merged.change.isAny()) {
+                    before[id] = digest;
+                    statements.push_back({id, updating(id, feature, *shapes.front(), merged.change)});
+                }
+                if (merged.isOursAlone) {
+                    ours.push_back(id);
+                }
+            } catch (const std::runtime_error& error) {
+                failToWrite(m_target.path,
+                            QStringLiteral("feature %1: %2").arg(id).arg(QString::fromUtf8(error.what())));
+            }
+        }
+        if (isRefused()) {
+            return;
+        }
+        send(statements);
+        const Rows after = read(ids);
+        for (const Statement& statement : statements) {
+            const auto row = after.find(statement.id);
+            const auto old = before.find(statement.id);
+            if (row == after.end() || (old != before.end() && m_digest.of(*row->second) == old->second)) {
+                failToWrite(
+                    m_target.path,
+                    QStringLiteral("feature %1: the source does not take the change").arg(statement.id));
+            }
+        }
+        for (const qint64 id : ours) {
+            if (const auto row = after.find(id); row != after.end()) {
+                m_saved.digests[id] = m_digest.of(*row->second);
+            }
+        }
+    }
+
+    OgrMerge mergedOf(OGRFeature& feature, const QList<const GisShape*>& shapes) {
+        const qint64 id = feature.GetFID();
+        const QList<const GisShape*>& asRead = m_edits.asRead.at(id);
+        const bool isKept = isUntouched(feature);
+        if (!asRead.contains(nullptr)) {
+            return merge(feature, m_layer->GetGeomType(), shapes, asRead, isKept, m_manner);
+        }
+        if (!isKept) { // who has changed what cannot be told
+            throw std::runtime_error("it was changed by someone else since it was read");
+        }
+        return {.change = update(feature, m_layer->GetGeomType(), shapes, m_manner)};
+    }
+
+    QByteArray valueOf(OGRFeature& feature, int column, const GisShape& shape) const {
+        const QString name = QString::fromUtf8(feature.GetFieldDefnRef(column)->GetNameRef());
+        return m_table->literal(feature, column, shape.attributeValue(name));
+    }
+
+    QByteArray updating(qint64 id, OGRFeature& feature, const GisShape& shape, const OgrChange& change) {
+        QByteArray assignments;
+        for (const int column : change.columns) {
+            assignments += (assignments.isEmpty() ? "" : ",") + m_table->columnName(column) + '=' +
+                           valueOf(feature, column, shape);
+        }
+        if (change.isMoved) {
+            assignments += (assignments.isEmpty() ? "" : ",") + m_table->geometryName() + '=' +
+                           m_table->literal(feature.GetGeometryRef());
+        }
+        return "UPDATE " + m_table->name() + " SET " + assignments + " WHERE " + m_table->key() + '=' +
+               QByteArray::number(id);
+    }
+
+    /// The columns of a new row, and what is in them. What is left out gets the source's default.
+    std::pair<QByteArray, QByteArray> rowOf(const GisShape& shape) {
+        OGRFeature feature(m_layer->GetLayerDefn());
+        const OgrChange change = fill(feature, m_layer->GetGeomType(), shape, m_manner);
+        QByteArray columns;
+        QByteArray values;
+        if (!m_table->geometryName().isEmpty()) {
+            if (OGRGeometry* const geometry = feature.GetGeometryRef()) { // 0 where the column wants more
+                geometry->set3D(OGR_GT_HasZ(m_layer->GetGeomType()));
+                geometry->setMeasured(OGR_GT_HasM(m_layer->GetGeomType()));
+            }
+            columns = m_table->geometryName();
+            values = m_table->literal(feature.GetGeometryRef());
+        }
+        for (const int column : change.columns) {
+            columns += (columns.isEmpty() ? "" : ",") + m_table->columnName(column);
+            values += (values.isEmpty() ? "" : ",") + valueOf(feature, column, shape);
+        }
+        return {columns, values};
+    }
+
+    /// Under the id that it had.
+    QByteArray insertion(qint64 id, const GisShape& shape) {
+        const auto [columns, values] = rowOf(shape);
+        return "INSERT INTO " + m_table->name() + " (" + m_table->key() + (columns.isEmpty() ? "" : ",") +
+               columns + ") OVERRIDING SYSTEM VALUE VALUES (" + QByteArray::number(id) +
+               (values.isEmpty() ? "" : ",") + values + ')';
+    }
+
+    void add(const QList<const GisShape*>& shapes) {
+        Ids ids;
+        for (qsizetype i = 0; i < shapes.size();) {
+            // Rows of the same columns go together.
+            QByteArray columns;
+            QByteArray rows;
+            const qsizetype first = i;
+            for (; i < shapes.size(); ++i) {
+                std::pair<QByteArray, QByteArray> row;
+                try {
+                    row = rowOf(*shapes[i]);
+                } catch (const std::runtime_error& error) {
+                    failToWrite(m_target.path, QStringLiteral("shape %1: %2")
+                                                   .arg(shapes[i]->id())
+                                                   .arg(QString::fromUtf8(error.what())));
+                }
+                if (i > first && row.first != columns) {
+                    break;
+                }
+                columns = row.first;
+                rows += (rows.isEmpty() ? "(" : ",(") + row.second + ')';
+                if (columns.isEmpty()) { // nothing but defaults
+                    ++i;
+                    break;
+                }
+            }
+            insert(columns, rows, shapes[first]->id(), i - first, ids);
+        }
+        const Rows after = read(ids);
+        for (const qint64 id : ids) {
+            const auto row = after.find(id);
+            if (row == after.end()) {
+                failToWrite(m_target.path, QStringLiteral("the source does not keep a new feature"));
+            }
+            m_saved.digests[id] = m_digest.of(*row->second);
+            m_saved.added.append(id);
+        }
+        step(static_cast<std::size_t>(shapes.size()));
+    }
+
+    void insert(const QByteArray& columns, const QByteArray& rows, int shape, qsizetype count, Ids& ids) {
+        const QByteArray what = columns.isEmpty() ? " DEFAULT VALUES" : " (" + columns + ") VALUES " + rows;
+        SqlRows given;
+        try {
+            given = execute(*m_dataset, "INSERT INTO " + m_table->name() + what + " RETURNING " +
+                                            m_table->key() + "::text");
+        } catch (const std::runtime_error& error) {
+            failToWrite(
+                m_target.path,
+                QStringLiteral("new shapes from %1 on: %2").arg(shape).arg(QString::fromUtf8(error.what())));
+        }
+        if (given.size() != count) {
+            failToWrite(m_target.path, QStringLiteral("the source does not take a new feature"));
+        }
+        for (const QList<QByteArray>& row : std::as_const(given)) {
+            ids.push_back(row.value(0).toLongLong());
+        }
+    }
+
+    /// Many in one message. Where one fails, they are sent again one by one, to say which.
+    void send(const std::vector<Statement>& statements) {
+        constexpr qsizetype most = 1 << 20;
+        for (std::size_t at = 0; at < statements.size();) {
+            QByteArray all = "SAVEPOINT cartolith";
+            const std::size_t first = at;
+            for (; at < statements.size() && (at == first || all.size() < most); ++at) {
+                all += ';' + statements[at].sql;
+            }
+            try {
+                execute(*m_dataset, all + ";RELEASE SAVEPOINT cartolith");
+            } catch (const std::runtime_error& error) {
+                run("ROLLBACK TO SAVEPOINT cartolith");
+                for (std::size_t i = first; i < at; ++i) {
+                    try {
+                        execute(*m_dataset, statements[i].sql);
+                    } catch (const std::runtime_error& one) {
+                        failToWrite(m_target.path, QStringLiteral("feature %1: %2")
+                                                       .arg(statements[i].id)
+                                                       .arg(QString::fromUtf8(one.what())));
+                    }
+                }
+                failToWrite(m_target.path, QString::fromUtf8(error.what()));
+            }
+        }
+    }
+
+    [[noreturn]] void refuse() const {
+        const auto open = std::find_if(m_conflicts.begin(), m_conflicts.end(), isOpenConflict);
+        const auto count = std::count_if(m_conflicts.begin(), m_conflicts.end(), isOpenConflict);
+        const QString what =
+            open->kind == GisEditConflict::Kind::Value
+                ? QStringLiteral("field '%1' of feature %2").arg(open->field).arg(open->featureId)
+            : open->kind == GisEditConflict::Kind::DeletedThere
+                ? QStringLiteral("feature %1, which is deleted").arg(open->featureId)
+                : QStringLiteral("feature %1").arg(open->featureId);
+        try {
+            failToWrite(m_target.path,
+                        QStringLiteral("%1 was changed by someone else since it was read").arg(what) +
+                            (count > 1 ? QStringLiteral(" (and %1 more)").arg(count - 1) : QString()));
+        } catch (const std::runtime_error& error) {
+            throw EditConflicts(error.what(), m_conflicts);
+        }
+    }
+
+    [[noreturn]] void fail(const QString& what) const {
+        const QString reason = m_errors.message();
+        failToWrite(m_target.path, reason.isEmpty() || what.contains(reason)
+                                       ? what
+                                       : QStringLiteral("%1: %2").arg(what, reason));
+    }
+
+    const OgrEditTarget& m_target;
+    const OgrEdits& m_edits;
+    const OgrManner m_manner = OgrManner::of(m_target.driverName);
+    Common::Internal::GdalErrorCapture m_errors;
+    Common::Internal::DatasetPtr m_dataset;
+    OGRLayer* m_layer = nullptr;
+    std::optional<PostgresTable> m_table;
+    OgrDigest m_digest;
+    OgrSavedIds m_saved;
+    QList<GisEditConflict> m_conflicts;
+    std::size_t m_done = 0;
+    bool m_isOpen = false;
+};
+
+} // namespace
+
+void commitInPostgres(GDALDataset& source, const QString& path) {
+    QByteArray id;
+    try {
+        id = execute(source, "SELECT txid_current()::text").value(0).value(0);
+    } catch (const std::runtime_error& error) {
+        failToWrite(path, QString::fromUtf8(error.what()));
+    }
+    const Common::Internal::GdalErrorCapture errors;
+    if (source.CommitTransaction() != OGRERR_NONE && !isCommitted(path, id)) {
+        failToWrite(path, QStringLiteral("the transaction failed: %1").arg(errors.message()));
+    }
+}
+
+bool isCommitted(const QString& path, const QByteArray& transaction) {
+    const auto doubt = [&](const QString& reason) {
+        const QString text =
+            QStringLiteral("Cannot write '%1': the connection broke as the edits were committed, and "
+                           "whether they are in the source is not known: %2")
+                .arg(shownPath(path), shownText(reason, path));
+        throw CommitInDoubt(text.toStdString(), transaction);
+    };
+    const Common::Internal::GdalErrorCapture errors;
+    const auto source = openedFor(path, GDAL_OF_READONLY);
+    if (source == nullptr) {
+        doubt(errors.message());
+    }
+    QByteArray status;
+    try {
+        status = execute(*source, "SELECT txid_status(" + transaction + ')').value(0).value(0);
+    } catch (const std::runtime_error& error) {
+        doubt(QString::fromUtf8(error.what()));
+    }
+    if (status != "committed" && status != "aborted") {
+        doubt(QStringLiteral("the server says '%1'").arg(QString::fromUtf8(status)));
+    }
+    return status == "committed";
+}
+
+void saveInPostgres(const OgrEditTarget& target, const OgrEdits& edits) {
+    PostgresTransaction transaction(target, edits);
+    const OgrSavedIds ids = transaction.write();
+    target.prepare(ids);
+    transaction.commit();
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,205 @@
+#include "PostGis/Server.h"
+
+#include <future>
+#include <thread>
+
+using Cartolith::Core::Layers::GisEditConflict;
+using Cartolith::Core::Layers::GisLayerOgrVector;
+using test::shapeOf;
+using testing::HasSubstr;
+using Kind = GisEditConflict::Kind;
+using Choice = GisEditConflict::Choice;
+
+namespace {
+
+using Act = std::function<bool(GisLayerOgrVector&)>;
+
+Act sets(const char* field, const QVariant& value, int id = 2) {
+    return [=](GisLayerOgrVector& layer) {
+        auto attributes = layer.getShape(id)->attributes();
+        attributes[field] = value;
+        return layer.setShapeAttributesEdit(id, attributes);
+    };
+}
+
+Act movesTo(double x) {
+    return [=](GisLayerOgrVector& layer) {
+        return layer.setShapeGeometryEdit(2, shapeOf(QString("POINT (%1 0)").arg(x), layer.getShape(2)->attributes()));
+    };
+}
+
+bool deletes(GisLayerOgrVector& layer) {
+    return layer.deleteShapeEdit(2);
+}
+
+class PostGisConflicts : public test::WithServer {};
+
+constexpr auto rest = "|123456789012345678.123456789012|1.50|2024-01-02 03:04:05.123456|0.1|";
+
+TEST_F(PostGisConflicts, OfTwoSessionsAreFoundAndDecided) {
+    const struct {
+        const char* name;
+        const char* theirs; ///< SQL behind "UPDATE t SET" or a whole statement
+        Act ours;
+        std::vector<Kind> kinds;
+        const char* withOurs;
+        const char* withTheirs;
+    } rows[] = {
+        {"other columns", "name = 'their'", sets("n", 8), {}, "their..8|POINT(2 2)", ""},
+        {"a column and the place", "geom = ST_SetSRID(ST_Point(9, 9), 4326)", sets("n", 8), {}, "a2..8|POINT(9 9)", ""},
+        {"the place and a column", "name = NULL", movesTo(5), {}, "7|POINT(5 0)", ""},
+        {"the same value", "n = 8", sets("n", 8), {}, "a2..8|POINT(2 2)", ""},
+        {"one column",
+         "name = 'their'",
+         sets("name", "ours"),
+         {Kind::Value},
+         "ours..7|POINT(2 2)",
+         "their..7|POINT(2 2)"},
+        {"one column, to null", "n = NULL", sets("n", 8), {Kind::Value}, "a2..8|POINT(2 2)", "a2..POINT(2 2)"},
+        {"two columns",
+         "name = 'their', n = 9",
+         [](auto& layer) { return sets("name", "ours")(layer) && sets("n", 8)(layer); },
+         {Kind::Value, Kind::Value},
+         "ours..8|POINT(2 2)",
+         "their..9|POINT(2 2)"},
+        {"the place",
+         "geom = ST_SetSRID(ST_Point(9, 9), 4326)",
+         movesTo(5),
+         {Kind::Geometry},
+         "a2..7|POINT(5 0)",
+         "a2..7|POINT(9 9)"},
+        {"deleted there", "DELETE FROM t WHERE id = 2", sets("n", 8), {Kind::DeletedThere}, "a2..8|POINT(2 2)", ""},
+        {"deleted here", "n = 9", deletes, {Kind::DeletedHere}, "", "a2..9|POINT(2 2)"},
+        {"deleted by both", "DELETE FROM t WHERE id = 2", deletes, {}, "", ""},
+    };
+    for (const auto& row : rows) {
+        for (const Choice choice : {Choice::Ours, Choice::Theirs}) {
+            SCOPED_TRACE(testing::Message() << row.name << ", " << static_cast<int>(choice));
+            SetUp();
+            GisLayerOgrVector layer(m_path, "t");
+            ASSERT_TRUE(layer.open() && layer.beginEdit() && row.ours(layer) && sets("n", 33, layer.count())(layer));
+            const std::string theirs = row.theirs;
+            sql(theirs[0] == 'D' ? theirs : "UPDATE t SET " + theirs + " WHERE id = 2");
+            const std::string before = this->row(2);
+            std::vector<Kind> kinds;
+            if (!row.kinds.empty()) {
+                ASSERT_FALSE(layer.commitEdit());
+                EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("by someone else"));
+                EXPECT_EQ(this->row(2), before);
+                EXPECT_THAT(this->row(3), HasSubstr("|7|")) << "nothing is written";
+                for (qsizetype i = 0; i < layer.conflicts().size(); ++i) {
+                    EXPECT_EQ(layer.conflicts()[i].featureId, 2);
+                    kinds.push_back(layer.conflicts()[i].kind);
+                    ASSERT_TRUE(layer.resolveConflict(i, choice));
+                }
+            }
+            EXPECT_EQ(kinds, row.kinds);
+            ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+            EXPECT_TRUE(layer.conflicts().isEmpty());
+            QString expected = choice == Choice::Ours || row.kinds.empty() ? row.withOurs : row.withTheirs;
+            // A row that comes back has the digits that were read.
+            std::string now = this->row(2);
+            if (row.kinds == std::vector{Kind::DeletedThere} && !expected.isEmpty()) {
+                now = now.substr(0, 2) + ".." + now.substr(now.find("|8|") + 1);
+            } else {
+                expected.replace("..", rest);
+                expected = expected.startsWith("7") ? rest + expected : expected;
+                expected = expected.startsWith("|") ? expected.mid(1) : expected;
+            }
+            EXPECT_EQ(now, expected.toStdString());
+            EXPECT_THAT(this->row(3), HasSubstr("|33|"));
+            GisLayerOgrVector again(m_path, "t");
+            ASSERT_TRUE(layer.beginEdit() && layer.commitEdit() && again.open());
+            EXPECT_EQ(again.count(), now.empty() ? 2 : 3) << "a decision does not come back";
+        }
+    }
+}
+
+TEST_F(PostGisConflicts, HaveThreeValuesAndAreFoundAnew) {
+    GisLayerOgrVector layer(m_path, "t");
+    ASSERT_TRUE(layer.open() && layer.beginEdit() && sets("name", "ours")(layer));
+    EXPECT_FALSE(layer.resolveConflict(0, Choice::Ours));
+    for (const char* const theirs : {"their", "again"}) { // theirs changes after the decision
+        sql(std::string("UPDATE t SET name = '") + theirs + "' WHERE id = 2");
+        ASSERT_FALSE(layer.commitEdit());
+        ASSERT_EQ(layer.conflicts().size(), 1);
+        const GisEditConflict conflict = layer.conflicts().front();
+        EXPECT_EQ(conflict.field, "name");
+        EXPECT_EQ(conflict.asRead, "a2");
+        EXPECT_EQ(conflict.ours, "ours");
+        EXPECT_EQ(conflict.theirs, theirs);
+        EXPECT_FALSE(layer.resolveConflict(0, Choice::Open) || layer.resolveConflict(1, Choice::Ours));
+        ASSERT_TRUE(layer.resolveConflict(0, Choice::Ours));
+    }
+    ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+    EXPECT_THAT(row(2), HasSubstr("ours"));
+    EXPECT_FALSE(layer.resolveConflict(0, Choice::Ours)) << "outside a session";
+
+    // What others saved beside is not undone by the next commit, which has not seen it.
+    sql("UPDATE t SET n = 40 WHERE id = 2");
+    ASSERT_TRUE(layer.beginEdit() && sets("name", "x")(layer) && layer.commitEdit());
+    ASSERT_TRUE(layer.beginEdit() && sets("name", "y")(layer) && layer.commitEdit());
+    EXPECT_THAT(row(2), HasSubstr("|40|"));
+    ASSERT_TRUE(layer.beginEdit() && sets("n", 41)(layer));
+    EXPECT_FALSE(layer.commitEdit());
+    ASSERT_TRUE(layer.undoEdit() && deletes(layer));
+    EXPECT_FALSE(layer.commitEdit()) << "nor deleted unseen";
+}
+
+TEST_F(PostGisConflicts, ALockIsWaitedFor) {
+    for (const bool isReleased : {true, false}) {
+        GisLayerOgrVector layer(m_path, "t");
+        layer.setSaveWait(std::chrono::milliseconds(isReleased ? 20000 : 100));
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && sets("n", isReleased ? 8 : 9)(layer));
+        ASSERT_EQ(m_session->StartTransaction(), OGRERR_NONE);
+        sql("UPDATE t SET name = 'their' WHERE id = 2");
+        if (!isReleased) {
+            EXPECT_FALSE(layer.commitEdit());
+            EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("cannot be locked"));
+            ASSERT_EQ(m_session->RollbackTransaction(), OGRERR_NONE);
+            EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+            break;
+        }
+        auto commit = std::async(std::launch::async, [&] { return layer.commitEdit(); });
+        while (sql(*test::openToWrite(m_path), "WITH w AS (SELECT count(*) FROM pg_locks WHERE NOT granted) SELECT * "
+                                               "FROM w") == "0") {
+            std::this_thread::yield();
+        }
+        ASSERT_EQ(m_session->CommitTransaction(), OGRERR_NONE);
+        EXPECT_TRUE(commit.get()) << layer.lastError().toStdString();
+        EXPECT_THAT(row(2), testing::AllOf(HasSubstr("their"), HasSubstr("|8|")));
+    }
+}
+
+TEST_F(PostGisConflicts, ABrokenConnectionLeavesAllOrNothing) {
+    const auto stop = [this] {
+        sql("WITH s AS (SELECT pg_terminate_backend(pid) FROM pg_stat_activity WHERE pid <> pg_backend_pid() AND "
+            "backend_type = 'client backend') SELECT * FROM s");
+        return true;
+    };
+    // At the end, in the server: a check that is made as the transaction is committed.
+    const char* const deferred =
+        "CREATE FUNCTION die() RETURNS trigger LANGUAGE plpgsql AS 'BEGIN PERFORM "
+        "pg_terminate_backend(pg_backend_pid()); RETURN NULL; END'; CREATE CONSTRAINT TRIGGER die AFTER UPDATE ON t "
+        "DEFERRABLE INITIALLY DEFERRED FOR EACH ROW EXECUTE FUNCTION die()";
+    for (const bool isAtTheEnd : {false, true}) {
+        GisLayerOgrVector layer(m_path, "t");
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && sets("n", 8)(layer) && sets("n", 8, 1)(layer) &&
+                    layer.addShapeEdit(shapeOf("POINT (4 4)")));
+        if (isAtTheEnd) {
+            sql(deferred);
+        } else {
+            layer.setProgressCallback([&](double) { return stop(); });
+        }
+        EXPECT_FALSE(layer.commitEdit());
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("Cannot write"));
+        EXPECT_THAT(row(2), HasSubstr("|7|"));
+        layer.setProgressCallback({});
+        sql("DROP FUNCTION IF EXISTS die CASCADE");
+        EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+        EXPECT_THAT(row(2), HasSubstr("|8|"));
+        sql("UPDATE t SET n = 7; DELETE FROM t WHERE id > 3");
+    }
+}
+
+} // namespace
