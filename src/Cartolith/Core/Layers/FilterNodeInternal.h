@@ -1,0 +1,39 @@
+#pragma once
+
+#include <Cartolith/Core/Layers/FilterValuesInternal.h>
+#include <Cartolith/Core/Layers/GisFeatureFilter.h>
+
+#include <algorithm>
+#include <memory>
+#include <optional>
+#include <stdexcept>
+#include <vector>
+
+namespace Cartolith::Core::Layers::Internal {
+
+enum class Truth { False, Nothing, True };
+
+/// A filter, or a part of one.
+struct FilterNode {
+    enum class Kind { And, Or, Not, Compare, In, Like, IsNull };
+    static constexpr int deepest = 100;
+
+    Kind kind = Kind::And;
+    QString field;
+    GisFeatureFilter::Comparison comparison = GisFeatureFilter::Comparison::Equal;
+    Qt::CaseSensitivity sensitivity = Qt::CaseSensitive;
+    QList<QVariant> values; ///< one to compare with, the pattern, or those of a list
+    std::optional<TextPattern> pattern;
+    std::vector<std::shared_ptr<const FilterNode>> children; ///< a null one wants all
+    int depth = 1;
+
+    void add(const std::shared_ptr<const FilterNode>& child) {
+        depth = std::max(depth, child != nullptr ? child->depth + 1 : 1);
+        if (depth > deepest) {
+            throw std::invalid_argument("A filter is more than 100 levels deep.");
+        }
+        children.push_back(child);
+    }
+};
+
+} // namespace Cartolith::Core::Layers::Internal
