@@ -109,9 +109,8 @@ std::partial_ordering compareValues(const QVariant& a, const QVariant& b) {
     if (a.typeId() == QMetaType::QTime || b.typeId() == QMetaType::QTime) {
         const QTime one = timeOf(a);
         const QTime other = timeOf(b);
-        return one.isValid() && other.isValid()
-                   ? one.msecsSinceStartOfDay() <=> other.msecsSinceStartOfDay()
-                   : none;
+        return one.isValid() && other.isValid() ? one.msecsSinceStartOfDay() <=> other.msecsSinceStartOfDay()
+                                                : none;
     }
     if (isMoment(a) || isMoment(b)) {
         const bool canBe = (isMoment(a) || isText(a)) && (isMoment(b) || isText(b));

@@ -1,5 +1,5 @@
-#include <Cartolith/Core/Layers/FilterValuesInternal.h>
 #include <Cartolith/Core/Layers/FilterNodeInternal.h>
+#include <Cartolith/Core/Layers/FilterValuesInternal.h>
 #include <Cartolith/Core/Layers/GisFeatureFilter.h>
 
 #include <algorithm>

@@ -20,8 +20,8 @@ struct FilterNode;
 /// Which features are wanted, by their attributes: a small tree of comparisons that is built by the functions
 /// here or read from text, and that a data source may answer as well as this library.
 ///
-/// Logic is that of SQL: what is compared with nothing is neither true nor false, NOT leaves it so, AND and OR
-/// follow from that, and only what is true is wanted. A missing field is nothing. Comparisons are between
+/// Logic is that of SQL: what is compared with nothing is neither true nor false, NOT leaves it so, AND and
+/// OR follow from that, and only what is true is wanted. A missing field is nothing. Comparisons are between
 ///  - numbers (logical values are 0 and 1), by their exact values whatever their types; NaN is nothing;
 ///  - texts, by their code points, so that case counts and "10" comes before "9";
 ///  - dates, times, and dates with times, of which one without a zone is taken as it stands;
@@ -58,10 +58,10 @@ public:
     ///     population >= 1e6 AND (name LIKE 'S%' OR "name long" IN ('Chad', 'Mali')) AND NOT iso IS NULL
     ///
     /// Names of fields are words, or stand between double quotes, which are doubled inside; texts stand
-    /// between single quotes, which are doubled inside. Operators are = <> != < <= > >= LIKE ILIKE IN BETWEEN,
-    /// IS NULL, each of the words with NOT before it, AND, OR, NOT; TRUE, FALSE and NULL are values. Words may
-    /// be in either case. NOT binds more closely than AND, AND more closely than OR.
-    /// \throws std::runtime_error with the place, for anything else
+    /// between single quotes, which are doubled inside. Operators are = <> != < <= > >= LIKE ILIKE IN
+    /// BETWEEN, IS NULL, each of the words with NOT before it, AND, OR, NOT; TRUE, FALSE and NULL are values.
+    /// Words may be in either case. NOT binds more closely than AND, AND more closely than OR. \throws
+    /// std::runtime_error with the place, for anything else
     static GisFeatureFilter fromText(const QString& text);
     /// What fromText() reads as the same filter; empty for the one that wants all.
     QString toText() const;
