@@ -11,11 +11,16 @@
 #include <memory>
 #include <utility>
 
+namespace Cartolith::Core::Shapes {
+class GisShape;
+}
+
 namespace Cartolith::Core::Layers {
 
 namespace Internal {
 struct FilterNode;
-}
+class SqlFilter;
+} // namespace Internal
 
 /// Which features are wanted, by their attributes: a small tree of comparisons that is built by the functions
 /// here or read from text, and that a data source may answer as well as this library.
@@ -25,13 +30,15 @@ struct FilterNode;
 ///  - numbers (logical values are 0 and 1), by their exact values whatever their types; NaN is nothing;
 ///  - texts, by their code points, so that case counts and "10" comes before "9";
 ///  - dates, times, and dates with times, of which one without a zone is taken as it stands;
-///  - a number or a date and a text that can be read as one, as a number or as a date;
+///  - a number, a date or a time and a text that can be read as one, as that;
 /// all others are between things that cannot be compared, which is nothing as well.
 ///
 /// A value: copies share the tree and are never changed by others. Const members may be called by several
 /// threads at once. Trees are at most 100 levels deep.
 class CARTOLITH_CORE_EXPORT GisFeatureFilter {
 public:
+    /// Gives the value of a field, invalid where there is none.
+    using ValueFunction = std::function<QVariant(const QString& field)>;
     enum class Comparison { Equal, NotEqual, Less, LessOrEqual, Greater, GreaterOrEqual };
 
     /// Wants all features.
@@ -39,12 +46,14 @@ public:
 
     /// The field on the left, a value on the right. With an invalid value, nothing is wanted.
     static GisFeatureFilter compare(const QString& field, Comparison comparison, const QVariant& value);
-    /// Equal to one of the values. One of them that is nothing makes "not in" nothing.
+    /// Equal to one of the values, as OR of comparisons: one of them that is nothing, or that the field's
+    /// cannot be compared with, makes "not in" nothing.
     static GisFeatureFilter in(const QString& field, const QList<QVariant>& values);
     /// From the first to the second, both included.
     static GisFeatureFilter between(const QString& field, const QVariant& least, const QVariant& greatest);
     /// A text like the pattern, in which % stands for any text and _ for any character; after a backslash
-    /// both, and the backslash, stand for themselves. Case counts, unless it is ignored as Unicode folds it.
+    /// both, and the backslash, stand for themselves. Case counts, or is ignored as Unicode folds single
+    /// characters. What is no text is nothing. Takes at most the product of both lengths.
     static GisFeatureFilter like(const QString& field, const QString& pattern,
                                  Qt::CaseSensitivity sensitivity = Qt::CaseSensitive);
     static GisFeatureFilter isNull(const QString& field);
@@ -60,23 +69,27 @@ public:
     /// Names of fields are words, or stand between double quotes, which are doubled inside; texts stand
     /// between single quotes, which are doubled inside. Operators are = <> != < <= > >= LIKE ILIKE IN
     /// BETWEEN, IS NULL, each of the words with NOT before it, AND, OR, NOT; TRUE, FALSE and NULL are values.
-    /// Words may be in either case. NOT binds more closely than AND, AND more closely than OR. \throws
+    /// DATE '2026-01-31', TIME '12:00', TIMESTAMP '2026-01-31T12:00:00Z' are values of these types. Words may
+    /// be in either case. NOT binds more closely than AND, AND more closely than OR. Linear time. \throws
     /// std::runtime_error with the place, for anything else
     static GisFeatureFilter fromText(const QString& text);
-    /// What fromText() reads as the same filter; empty for the one that wants all.
+    /// What fromText() reads as the same filter; empty for the one that wants all. Values that can be
+    /// compared with nothing become NULL.
     QString toText() const;
 
     bool wantsAll() const noexcept { return m_node == nullptr; }
     /// The names of all fields that it looks at, each once.
     QStringList fields() const;
 
-    /// Whether a feature is wanted. The function gives the value of a field, invalid where there is none.
-    bool matches(const std::function<QVariant(const QString&)>& value) const;
+    /// Whether a feature is wanted.
+    bool matches(const ValueFunction& value) const;
+    bool matches(const Shapes::GisShape& shape) const;
 
 private:
     using NodePointer = std::shared_ptr<const Internal::FilterNode>;
     explicit GisFeatureFilter(NodePointer node) noexcept : m_node(std::move(node)) {}
-    static GisFeatureFilter combination(bool isAnd, const QList<GisFeatureFilter>& filters);
+    static GisFeatureFilter none();
+    friend class Internal::SqlFilter;
 
     NodePointer m_node; // null for the one that wants all
 };

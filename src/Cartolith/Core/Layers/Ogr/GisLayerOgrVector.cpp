@@ -1,6 +1,6 @@
 #include <Cartolith/Core/Common/LogChannels.h>
 #include <Cartolith/Core/Common/LogStepInternal.h>
-#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/Files/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
@@ -27,15 +27,6 @@ using Shapes::GisExtent;
 using Shapes::GisShape;
 
 namespace {
-
-std::shared_ptr<CoordinateSystems::CoordinateSystem> coordinateSystemOf(OGRLayer& layer) {
-    const OGRSpatialReference* const srs = layer.GetSpatialRef();
-    if (srs == nullptr) {
-        return nullptr;
-    }
-    OGRSpatialReference copy(*srs); // the factory changes what it is given
-    return CoordinateSystems::CoordinateSystemFactory::fromSpatialReference(copy);
-}
 
 /// The extent that the source keeps ready; empty when it would have to read everything to know.
 GisExtent storedExtent(OGRLayer& layer) {
@@ -101,7 +92,7 @@ bool GisLayerOgrVector::open() {
     }
 
     content->state.features.sort();
-    const auto system = source.isSystemElsewhere() ? nullptr : coordinateSystemOf(layer);
+    const auto system = source.systemOf(layer);
     const GisExtent extent = storedExtent(layer);
     const QString sourceName = QString::fromUtf8(layer.GetName());
     auto provider =

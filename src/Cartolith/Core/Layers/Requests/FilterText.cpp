@@ -1,12 +1,14 @@
 // The text of GisFeatureFilter, written and read.
 
-#include <Cartolith/Core/Layers/FilterNodeInternal.h>
 #include <Cartolith/Core/Layers/GisFeatureFilter.h>
+#include <Cartolith/Core/Layers/Requests/FilterNodeInternal.h>
 
 #include <QDateTime>
 #include <QLocale>
 
+#include <algorithm>
 #include <array>
+#include <cmath>
 #include <stdexcept>
 #include <utility>
 
@@ -44,14 +46,18 @@ public:
         if (m_kind == Token::End) {
             return {};
         }
-        GisFeatureFilter filter = readOr();
-        if (m_kind != Token::End) {
-            fail("something follows the filter");
+        GisFeatureFilter filter;
+        try {
+            filter = readOr();
+        } catch (const std::invalid_argument&) {
+            fail(tooDeep);
         }
+        require(m_kind == Token::End, "something follows the filter");
         return filter;
     }
 
 private:
+    static constexpr const char* tooDeep = "it is nested too deeply";
     enum class Token { Word, Name, Text, Number, Symbol, End };
 
     [[noreturn]] void fail(const char* what) const {
@@ -118,14 +124,15 @@ private:
             m_token += m_text[m_at++];
         }
         bool isRead = false;
-        const QLocale locale = QLocale::c();
-        const qlonglong whole = locale.toLongLong(m_token, &isRead);
-        m_number = QVariant::fromValue(whole);
+        m_number = QVariant::fromValue(m_token.toLongLong(&isRead));
         if (!isRead) {
-            m_number = locale.toDouble(m_token, &isRead);
+            m_number = QVariant::fromValue(m_token.toULongLong(&isRead));
         }
         if (!isRead) {
-            fail("this is no number");
+            const double real = m_token.toDouble(&isRead);
+            const bool isBeyond = std::isinf(real) && m_token.back().isDigit(); // 1e999
+            require(isRead || isBeyond, "this is no number");
+            m_number = real;
         }
     }
 
@@ -169,7 +176,7 @@ private:
     public:
         explicit Level(FilterReader& reader) : m_reader(reader) {
             if (++reader.m_level > FilterNode::deepest) {
-                reader.fail("it is nested too deeply");
+                reader.fail(tooDeep);
             }
         }
         ~Level() { --m_reader.m_level; }
@@ -213,10 +220,11 @@ private:
     }
 
     GisFeatureFilter readTest() {
-        static const QStringList reserved{"and",   "or",      "not",  "is",   "in",   "like",
-                                          "ilike", "between", "null", "true", "false"};
-        require(m_kind == Token::Name ||
-                    (m_kind == Token::Word && !reserved.contains(m_token, Qt::CaseInsensitive)),
+        constexpr std::array reserved{"and",   "or",      "not",  "is",   "in",   "like",
+                                      "ilike", "between", "null", "true", "false"};
+        const bool isReserved =
+            std::any_of(reserved.begin(), reserved.end(), [this](const char* word) { return isWord(word); });
+        require(m_kind == Token::Name || (m_kind == Token::Word && !isReserved),
                 "the name of a field is missing");
         const QString field = m_token;
         advance();
@@ -280,10 +288,25 @@ private:
             value = m_number;
         } else if (isWord("true") || isWord("false")) {
             value = isWord("true");
+        } else if (isWord("date") || isWord("time") || isWord("timestamp")) {
+            value = readMoment();
         } else {
             require(isWord("null"), "a value is missing");
         }
         advance();
+        return value;
+    }
+
+    /// At its last token, which is the text.
+    QVariant readMoment() {
+        const bool isDate = isWord("date");
+        const bool isTime = isWord("time");
+        advance();
+        require(m_kind == Token::Text, "a text is missing");
+        const QVariant value = isDate   ? QVariant(QDate::fromString(m_token, Qt::ISODate))
+                               : isTime ? QVariant(QTime::fromString(m_token, Qt::ISODateWithMs))
+                                        : QVariant(QDateTime::fromString(m_token, Qt::ISODateWithMs));
+        require(!Internal::isNothing(value), "this is no date or time");
         return value;
     }
 
@@ -305,78 +328,63 @@ QString nameText(const QString& name) {
 }
 
 QString valueText(const QVariant& value) {
+    const QLatin1Char quote('\'');
     switch (value.typeId()) {
     case QMetaType::UnknownType:
         return QStringLiteral("NULL");
     case QMetaType::Bool:
         return value.toBool() ? QStringLiteral("TRUE") : QStringLiteral("FALSE");
-    case QMetaType::Float:
     case QMetaType::Double: {
-        const QString text = QLocale::c().toString(value.toDouble(), 'g', QLocale::FloatingPointShortest);
-        return text;
+        const double number = value.toDouble();
+        return std::isfinite(number) ? QLocale::c().toString(number, 'g', QLocale::FloatingPointShortest)
+                                     : QLatin1String(number > 0.0 ? "1e999" : "-1e999");
     }
-    case QMetaType::Int:
-    case QMetaType::UInt:
-    case QMetaType::LongLong:
-    case QMetaType::ULongLong:
-        return value.toString();
+    case QMetaType::QDate:
+        return QStringLiteral("DATE ") + quoted(value.toDate().toString(Qt::ISODate), quote);
+    case QMetaType::QTime:
+        return QStringLiteral("TIME ") + quoted(value.toTime().toString(Qt::ISODateWithMs), quote);
     case QMetaType::QDateTime:
-        return quoted(value.toDateTime().toString(Qt::ISODateWithMs), QLatin1Char('\''));
+        return QStringLiteral("TIMESTAMP ") + quoted(value.toDateTime().toString(Qt::ISODateWithMs), quote);
+    case QMetaType::QString:
+        return quoted(value.toString(), quote);
     default:
-        return quoted(value.toString(), QLatin1Char('\''));
+        return value.toString();
     }
 }
 
-QString textOf(const FilterNode* node);
-
-QString listText(const FilterNode& node) {
-    if (node.children.empty()) { // of no test at all
-        return node.kind == Kind::And ? QStringLiteral("NOT \"\" IN ()") : QStringLiteral("\"\" IN ()");
-    }
+template <typename Items, typename Text>
+QString joined(const Items& items, const char* separator, const Text& text) {
     QStringList texts;
-    for (const auto& child : node.children) {
-        texts.append(textOf(child.get()));
+    for (const auto& item : items) {
+        texts.append(text(item));
     }
-    return QLatin1Char('(') +
-           texts.join(node.kind == Kind::And ? QStringLiteral(" AND ") : QStringLiteral(" OR ")) +
-           QLatin1Char(')');
+    return QLatin1Char('(') + texts.join(QLatin1String(separator)) + QLatin1Char(')');
 }
 
-QString textOf(const FilterNode* node) {
-    if (node == nullptr) {
-        return QStringLiteral("NOT \"\" IN ()");
-    }
-    switch (node->kind) {
+QString textOf(const FilterNode& node) {
+    switch (node.kind) {
     case Kind::And:
     case Kind::Or:
-        return listText(*node);
+        return joined(node.children, node.kind == Kind::And ? " AND " : " OR ",
+                      [](const auto& child) { return textOf(*child); });
     case Kind::Not:
-        return QStringLiteral("NOT ") + textOf(node->children.front().get());
+        return QStringLiteral("NOT ") + textOf(*node.children.front());
     case Kind::IsNull:
-        return nameText(node->field) + QStringLiteral(" IS NULL");
+        return nameText(node.field) + QStringLiteral(" IS NULL");
     case Kind::Like:
-        return nameText(node->field) +
-               (node->sensitivity == Qt::CaseSensitive ? QStringLiteral(" LIKE ")
-                                                       : QStringLiteral(" ILIKE ")) +
-               valueText(node->values.constFirst());
+        return nameText(node.field) +
+               QLatin1String(node.sensitivity == Qt::CaseSensitive ? " LIKE " : " ILIKE ") +
+               valueText(node.values.constFirst());
+    case Kind::In:
+        return nameText(node.field) + QStringLiteral(" IN ") + joined(node.values, ", ", valueText);
     case Kind::Compare:
-        for (const Operator& known : operators) {
-            if (known.comparison == node->comparison) {
-                return nameText(node->field) + QLatin1Char(' ') + QLatin1String(known.text) +
-                       QLatin1Char(' ') + valueText(node->values.constFirst());
-            }
-        }
-        return {};
-    case Kind::In: {
-        QStringList texts;
-        for (const QVariant& value : node->values) {
-            texts.append(valueText(value));
-        }
-        return nameText(node->field) + QStringLiteral(" IN (") + texts.join(QStringLiteral(", ")) +
-               QLatin1Char(')');
+        break;
     }
-    }
-    return {};
+    const auto* const known = std::find_if(operators.begin(), operators.end(), [&](const Operator& one) {
+        return one.comparison == node.comparison;
+    });
+    return nameText(node.field) + QLatin1Char(' ') + QLatin1String(known->text) + QLatin1Char(' ') +
+           valueText(node.values.constFirst());
 }
 
 } // namespace
@@ -386,7 +394,7 @@ GisFeatureFilter GisFeatureFilter::fromText(const QString& text) {
 }
 
 QString GisFeatureFilter::toText() const {
-    return wantsAll() ? QString() : textOf(m_node.get());
+    return wantsAll() ? QString() : textOf(*m_node);
 }
 
 } // namespace Cartolith::Core::Layers

@@ -1,7 +1,7 @@
 #pragma once
 
-#include <Cartolith/Core/Layers/FilterValuesInternal.h>
 #include <Cartolith/Core/Layers/GisFeatureFilter.h>
+#include <Cartolith/Core/Layers/Requests/FilterValuesInternal.h>
 
 #include <algorithm>
 #include <memory>
@@ -22,13 +22,20 @@ struct FilterNode {
     QString field;
     GisFeatureFilter::Comparison comparison = GisFeatureFilter::Comparison::Equal;
     Qt::CaseSensitivity sensitivity = Qt::CaseSensitive;
-    QList<QVariant> values; ///< one to compare with, the pattern, or those of a list
+    QList<QVariant> values;            ///< one to compare with, the pattern, or those of a list
+    std::vector<Comparand> comparands; ///< the values of a comparison or a list
     std::optional<TextPattern> pattern;
-    std::vector<std::shared_ptr<const FilterNode>> children; ///< a null one wants all
+    std::vector<std::shared_ptr<const FilterNode>> children; ///< none is null
     int depth = 1;
 
+    void setValues(const QList<QVariant>& given) {
+        for (const QVariant& value : given) {
+            values.append(canonical(value));
+            comparands.push_back(Comparand::constant(values.constLast()));
+        }
+    }
     void add(const std::shared_ptr<const FilterNode>& child) {
-        depth = std::max(depth, child != nullptr ? child->depth + 1 : 1);
+        depth = std::max(depth, child->depth + 1);
         if (depth > deepest) {
             throw std::invalid_argument("A filter is more than 100 levels deep.");
         }

@@ -1,16 +1,14 @@
-#include <Cartolith/Core/Layers/FilterNodeInternal.h>
-#include <Cartolith/Core/Layers/FilterValuesInternal.h>
 #include <Cartolith/Core/Layers/GisFeatureFilter.h>
+#include <Cartolith/Core/Layers/Requests/FilterNodeInternal.h>
+#include <Cartolith/Core/Shapes/GisShape.h>
 
-#include <algorithm>
-#include <stdexcept>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
 
+using Internal::Comparand;
 using Internal::FilterNode;
 using Internal::Truth;
-using Kind = FilterNode::Kind;
 
 namespace {
 
@@ -22,7 +20,7 @@ Truth truthOf(bool is) {
     return is ? Truth::True : Truth::False;
 }
 
-Truth compared(const QVariant& value, GisFeatureFilter::Comparison comparison, const QVariant& with) {
+Truth compared(const Comparand& value, GisFeatureFilter::Comparison comparison, const Comparand& with) {
     using Comparison = GisFeatureFilter::Comparison;
     const std::partial_ordering order = Internal::compareValues(value, with);
     if (order == std::partial_ordering::unordered) {
@@ -45,17 +43,12 @@ Truth compared(const QVariant& value, GisFeatureFilter::Comparison comparison, c
     return Truth::Nothing;
 }
 
-using Values = std::function<QVariant(const QString&)>;
-
-Truth truthOf(const FilterNode* node, const Values& values);
-
-/// The least of AND, the greatest of OR, where nothing lies between false and true.
-Truth combined(const FilterNode& node, const Values& values) {
-    const bool isAnd = node.kind == Kind::And;
-    const Truth decisive = isAnd ? Truth::False : Truth::True;
+/// The truth of several: one that decides is all there is to say, else what is nothing makes nothing.
+template <typename Items, typename Test>
+Truth combined(const Items& items, Truth decisive, const Test& test) {
     Truth result = negated(decisive);
-    for (const auto& child : node.children) {
-        const Truth truth = truthOf(child.get(), values);
+    for (const auto& item : items) {
+        const Truth truth = test(item);
         if (truth == decisive) {
             return truth;
         }
@@ -64,45 +57,36 @@ Truth combined(const FilterNode& node, const Values& values) {
     return result;
 }
 
-Truth truthOf(const FilterNode* node, const Values& values) {
-    using Comparison = GisFeatureFilter::Comparison;
-    if (node == nullptr) {
-        return Truth::True;
-    }
-    switch (node->kind) {
+Truth truthOf(const FilterNode& node, const GisFeatureFilter::ValueFunction& values) {
+    using Kind = FilterNode::Kind;
+    switch (node.kind) {
     case Kind::And:
     case Kind::Or:
-        return combined(*node, values);
+        return combined(node.children, truthOf(node.kind == Kind::Or),
+                        [&](const auto& child) { return truthOf(*child, values); });
     case Kind::Not:
-        return negated(truthOf(node->children.front().get(), values));
-    default:
-        break;
-    }
-    const QVariant value = values(node->field);
-    switch (node->kind) {
+        return negated(truthOf(*node.children.front(), values));
     case Kind::IsNull:
-        return truthOf(Internal::isNothing(value));
-    case Kind::Like:
-        return value.typeId() == QMetaType::QString ? truthOf(node->pattern->matches(value.toString()))
-                                                    : Truth::Nothing;
+        return truthOf(Internal::isNothing(values(node.field)));
+    case Kind::Like: {
+        const QVariant value = values(node.field);
+        return value.typeId() == QMetaType::QString && !value.isNull()
+                   ? truthOf(node.pattern->matches(value.toString()))
+                   : Truth::Nothing;
+    }
     case Kind::Compare:
-        return compared(value, node->comparison, node->values.constFirst());
-    default: { // in
-        Truth result = Truth::False;
-        for (const QVariant& candidate : node->values) {
-            const Truth truth = compared(value, Comparison::Equal, candidate);
-            if (truth == Truth::True) {
-                return truth;
-            }
-            // A value of a kind that the field's cannot be compared with is not equal; none may be.
-            result = Internal::isNothing(value) || Internal::isNothing(candidate) ? Truth::Nothing : result;
-        }
-        return result;
+        return compared(Comparand(values(node.field)), node.comparison, node.comparands.front());
+    case Kind::In: {
+        const Comparand value(values(node.field));
+        return combined(node.comparands, Truth::True, [&](const Comparand& candidate) {
+            return compared(value, GisFeatureFilter::Comparison::Equal, candidate);
+        });
     }
     }
+    return Truth::Nothing;
 }
 
-std::shared_ptr<FilterNode> nodeOf(Kind kind, const QString& field = {}) {
+std::shared_ptr<FilterNode> nodeOf(FilterNode::Kind kind, const QString& field = {}) {
     auto node = std::make_shared<FilterNode>();
     node->kind = kind;
     node->field = field;
@@ -111,17 +95,19 @@ std::shared_ptr<FilterNode> nodeOf(Kind kind, const QString& field = {}) {
 
 } // namespace
 
+using Kind = FilterNode::Kind;
+
 GisFeatureFilter GisFeatureFilter::compare(const QString& field, Comparison comparison,
                                            const QVariant& value) {
     auto node = nodeOf(Kind::Compare, field);
     node->comparison = comparison;
-    node->values = {value};
+    node->setValues({value});
     return GisFeatureFilter(std::move(node));
 }
 
 GisFeatureFilter GisFeatureFilter::in(const QString& field, const QList<QVariant>& values) {
     auto node = nodeOf(Kind::In, field);
-    node->values = values;
+    node->setValues(values);
     return GisFeatureFilter(std::move(node));
 }
 
@@ -144,23 +130,41 @@ GisFeatureFilter GisFeatureFilter::isNull(const QString& field) {
     return GisFeatureFilter(nodeOf(Kind::IsNull, field));
 }
 
-GisFeatureFilter GisFeatureFilter::combination(bool isAnd, const QList<GisFeatureFilter>& filters) {
-    auto node = nodeOf(isAnd ? Kind::And : Kind::Or);
+GisFeatureFilter GisFeatureFilter::none() {
+    return in({}, {});
+}
+
+GisFeatureFilter GisFeatureFilter::all(const QList<GisFeatureFilter>& filters) {
+    auto node = nodeOf(Kind::And);
     for (const GisFeatureFilter& filter : filters) {
-        node->add(filter.m_node);
+        if (!filter.wantsAll()) {
+            node->add(filter.m_node);
+        }
+    }
+    if (node->children.size() < 2) {
+        return node->children.empty() ? GisFeatureFilter() : GisFeatureFilter(node->children.front());
     }
     return GisFeatureFilter(std::move(node));
 }
 
-GisFeatureFilter GisFeatureFilter::all(const QList<GisFeatureFilter>& filters) {
-    return combination(true, filters);
-}
-
 GisFeatureFilter GisFeatureFilter::any(const QList<GisFeatureFilter>& filters) {
-    return combination(false, filters);
+    auto node = nodeOf(Kind::Or);
+    for (const GisFeatureFilter& filter : filters) {
+        if (filter.wantsAll()) {
+            return {};
+        }
+        node->add(filter.m_node);
+    }
+    if (node->children.size() < 2) {
+        return node->children.empty() ? none() : GisFeatureFilter(node->children.front());
+    }
+    return GisFeatureFilter(std::move(node));
 }
 
 GisFeatureFilter GisFeatureFilter::negation(const GisFeatureFilter& filter) {
+    if (filter.wantsAll()) {
+        return none();
+    }
     auto node = nodeOf(Kind::Not);
     node->add(filter.m_node);
     return GisFeatureFilter(std::move(node));
@@ -168,13 +172,13 @@ GisFeatureFilter GisFeatureFilter::negation(const GisFeatureFilter& filter) {
 
 QStringList GisFeatureFilter::fields() const {
     QStringList names;
-    std::vector<const FilterNode*> open{m_node.get()};
+    std::vector<const FilterNode*> open;
+    if (m_node != nullptr) {
+        open.push_back(m_node.get());
+    }
     while (!open.empty()) {
         const FilterNode* const node = open.back();
         open.pop_back();
-        if (node == nullptr) {
-            continue;
-        }
         if (!node->field.isNull() && !names.contains(node->field)) {
             names.append(node->field);
         }
@@ -185,8 +189,12 @@ QStringList GisFeatureFilter::fields() const {
     return names;
 }
 
-bool GisFeatureFilter::matches(const std::function<QVariant(const QString&)>& value) const {
-    return truthOf(m_node.get(), value) == Truth::True;
+bool GisFeatureFilter::matches(const ValueFunction& value) const {
+    return m_node == nullptr || truthOf(*m_node, value) == Truth::True;
+}
+
+bool GisFeatureFilter::matches(const Shapes::GisShape& shape) const {
+    return matches([&shape](const QString& field) { return shape.attributeValue(field); });
 }
 
 } // namespace Cartolith::Core::Layers
