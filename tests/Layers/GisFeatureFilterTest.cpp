@@ -71,7 +71,7 @@ TEST(GisFeatureFilter, AnswersAsSqlDoes) {
         {"n = 5.0 AND n = '5' AND n = ' 5 '", T},
         {"n = '1,5' OR n = '0x5'", N},
         {"n <> 4 and N = 5", N},
-        {"is = 1 AND is = TRUE AND is <> 0", T},
+        {"\"is\" = 1 AND \"is\" = TRUE AND \"is\" <> 0", T},
         {"big = 9007199254740992.0", F},
         {"big > 9007199254740992.0", T},
         {"two53 < 9007199254740993", T},
