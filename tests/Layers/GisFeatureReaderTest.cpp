@@ -293,3 +293,162 @@ TEST_F(GisFeatureReaderTest, AnswersOfColumnsWithOtherTypesThanTheyDeclare) {
         compare(path, 100, 100, random);
     }
 }
+
+// Whoever looks for what a picture shows has the extent in the system of the map.
+TEST_F(GisFeatureReaderTest, TakesExtentAndShapesToAnotherSystem) {
+    using CoordinateSystems::CoordinateSystemFactory;
+    std::mt19937 random(test::seed());
+    const QString path = make("gpkg", 200, random);
+    GisLayerOgrVector layer(path);
+    layer.open();
+    const struct {
+        const char* name;
+        int code;
+        double unit; // about a metre
+    } rows[] = {
+        {"degrees", 4326, 1e-5},
+        {"turned", 3995, 1.0},
+        {"the same", 32632, 1.0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        GisFeatureRequest request;
+        request.coordinateSystem = CoordinateSystemFactory::fromEpsg(row.code);
+        const CoordinateSystems::CoordinateTransformer transformer(*layer.coordinateSystem(),
+                                                                   *request.coordinateSystem);
+        qsizetype all = 0;
+        for (int i = 0; i < 20; ++i) {
+            const auto place = transformer.transform(Shapes::GisShapePoint(draw(random, 100), draw(random, 100)));
+            const double size = draw(random, 30) * row.unit;
+            request.extent = GisExtent(place.x(), place.y(), place.x() + size, place.y() + size);
+            const QStringList found = ofLayer(layer, request);
+            EXPECT_EQ(found, ofSource(path, request));
+            // A box may meet in one system and not in the other; what is a point does in both.
+            qsizetype known = 0;
+            for (const auto& shape : layer.items()) {
+                const auto moved = transformer.transformShape(*shape);
+                const bool meets = moved->intersects(*request.extent);
+                const bool isPoint = shape->shapeType() == Shapes::GisShapeType::Point;
+                const bool isFound =
+                    found.contains(feature(layer.featureIdForRow(shape->id() - 1), shape->attributes(), moved.get()));
+                known += isFound ? 1 : 0;
+                EXPECT_TRUE(isFound == meets || (meets && !isPoint)) << qPrintable(moved->toWkt());
+            }
+            EXPECT_GE(known, found.size());
+            all += found.size();
+        }
+        EXPECT_GT(all, 20);
+    }
+    GisFeatureRequest request; // a place from which none leads to the layer's zone
+    request.coordinateSystem = CoordinateSystemFactory::fromEpsg(4326);
+    request.extent = GisExtent(-180, -90, 180, 90);
+    EXPECT_EQ(ofSource(path, request).size(), layer.count());
+    EXPECT_EQ(layer.read(request)->coordinateSystem(), request.coordinateSystem);
+    EXPECT_NEAR(GisFeatureRequest::toleranceForScale(1000.0, *layer.coordinateSystem()), 0.1323, 1e-4);
+    EXPECT_NEAR(GisFeatureRequest::toleranceForScale(1000.0, *request.coordinateSystem), 1.1884e-6, 1e-10);
+    EXPECT_EQ(GisFeatureRequest::toleranceForScale(-1.0, *request.coordinateSystem), 0.0);
+}
+
+TEST_F(GisFeatureReaderTest, LeavesOutWhatHasNoPlaceInTheOtherSystem) {
+    auto layer = Layers::GisLayerVector::createInMemory("t", Shapes::GisShapeType::Point, {});
+    GisFeatureRequest request;
+    request.coordinateSystem = CoordinateSystems::CoordinateSystemFactory::fromEpsg(3857);
+    EXPECT_THROW(layer->read(request), std::runtime_error); // from where?
+    layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(4326));
+    layer->addPoint(Shapes::GisShapePoint(0, 1e30));
+    layer->addPoint(Shapes::GisShapePoint(12, 57));
+    const auto reader = layer->read(request);
+    ASSERT_TRUE(reader->next());
+    EXPECT_EQ(reader->featureId(), 2);
+    EXPECT_FALSE(reader->next());
+    EXPECT_EQ(reader->untransformedCount(), 1);
+}
+
+TEST_F(GisFeatureReaderTest, EndsWhenItIsCancelled) {
+    std::mt19937 random(test::seed());
+    for (const char* const suffix : {"gpkg", "fgb", "shp"}) {
+        SCOPED_TRACE(suffix);
+        const QString path = make(suffix, 50, random);
+        GisLayerOgrVector layer(path);
+        layer.open();
+        for (const bool isOrdered : {false, true}) {
+            GisFeatureRequest request;
+            request.order = isOrdered ? QList<GisFeatureRequest::Order>{{"n"}} : QList<GisFeatureRequest::Order>{};
+            request.filter = GisFeatureFilter::fromText("n >= 0 OR n IS NULL");
+            for (const auto& reader :
+                 {layer.read(request).release(), GisFeatureReader::fromSource(path, {}, request).release()}) {
+                const std::unique_ptr<GisFeatureReader> owned(reader);
+                EXPECT_TRUE(reader->next());
+                std::thread([reader] { reader->cancel(); }).join();
+                EXPECT_FALSE(reader->next());
+                EXPECT_EQ(reader->state(), State::Cancelled);
+                EXPECT_EQ(reader->attributes().size(), 0);
+            }
+        }
+        const auto reader = GisFeatureReader::fromSource(path, {}, {});
+        reader->cancel();
+        EXPECT_FALSE(reader->next());
+        EXPECT_EQ(reader->state(), State::Cancelled);
+    }
+    // A statement that does not end of itself, behind its first row.
+    const QString path = make("gpkg", 1, random);
+    test::execute(*test::openToWrite(path),
+                  "CREATE VIEW slow AS SELECT 1 AS OGC_FID, 1 AS n UNION ALL SELECT x, x FROM (WITH RECURSIVE "
+                  "c(x) AS (SELECT 2 UNION ALL SELECT x + 1 FROM c) SELECT x FROM c WHERE x < 0)");
+    test::execute(*test::openToWrite(path),
+                  "INSERT INTO gpkg_contents (table_name, identifier, data_type, srs_id) SELECT 'slow', 'slow', "
+                  "'attributes', srs_id FROM gpkg_contents LIMIT 1");
+    const auto reader = GisFeatureReader::fromSource(path, "slow", {});
+    std::atomic<bool> isBack = false;
+    std::thread other([&] {
+        while (!isBack) {
+            reader->cancel();
+            std::this_thread::yield();
+        }
+    });
+    EXPECT_FALSE(reader->next());
+    isBack = true;
+    other.join();
+    EXPECT_EQ(reader->state(), State::Cancelled);
+}
+
+TEST_F(GisFeatureReaderTest, SaysWhatIsWrong) {
+    std::mt19937 random(test::seed());
+    const QString path = make("fgb", 300, random);
+    GisFeatureRequest request;
+    request.limit = -1;
+    EXPECT_THROW(GisFeatureReader::fromSource(path, {}, request), std::invalid_argument);
+    request = {};
+    request.tolerance = std::numeric_limits<double>::quiet_NaN();
+    EXPECT_THROW(GisFeatureReader::fromSource(path, {}, request), std::invalid_argument);
+    EXPECT_THROW(GisFeatureReader::fromSource(at("none.gpkg"), {}, {}), std::runtime_error);
+    EXPECT_THROW(GisFeatureReader::fromSource(path, "none", {}), std::runtime_error);
+
+    const auto fails = [](GisFeatureReader& reader, const char* reason) {
+        try {
+            while (reader.next()) {
+            }
+            ADD_FAILURE() << "it ended well";
+        } catch (const std::runtime_error& error) {
+            EXPECT_NE(std::string(error.what()).find(reason), std::string::npos) << error.what();
+            EXPECT_EQ(reader.reason(), QString::fromUtf8(error.what()));
+        }
+        EXPECT_EQ(reader.state(), State::Failed);
+        EXPECT_FALSE(reader.next());
+    };
+    GisLayerOgrVector layer(path);
+    layer.open();
+    const auto ofLayer = layer.read({});
+    EXPECT_TRUE(ofLayer->next());
+    layer.addPoint(Shapes::GisShapePoint(1, 1));
+    fails(*ofLayer, "was changed");
+
+    QFile file(path);
+    file.resize(file.size() - 2000);
+    fails(*GisFeatureReader::fromSource(path, {}, {}), "t.fgb");
+
+    const QString table = make("gpkg", 5000, random);
+    const auto ofSource = GisFeatureReader::fromSource(table, {}, {});
+    test::execute(*test::openToWrite(table), "DROP TABLE \"t\"\"'x\"");
+    fails(*ofSource, "t.gpkg");
+}

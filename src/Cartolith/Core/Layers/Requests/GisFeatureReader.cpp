@@ -97,7 +97,6 @@ public:
         if (!request.order.isEmpty()) {
             ordered.emplace(request);
         }
-        source->begin(plan);
     }
 
     const Shapes::AttributeSlot& attributes() const {
@@ -136,6 +135,10 @@ public:
     }
 
     bool advance() {
+        if (!isBegun) { // here, where it can be cancelled: a source may look through all it has for the first
+            isBegun = true;
+            source->begin(plan);
+        }
         if (!ordered) {
             return !isFull() && read(current);
         }
@@ -199,6 +202,7 @@ public:
     const FeatureSource::Plan plan;
     QList<Defs::GisAttributeDefinition> definitions;
     std::optional<Internal::OrderedAnswers> ordered; // unset for the order of the layer
+    bool isBegun = false;
     bool isOrdered = false;
     FeatureAnswer current;
     Shapes::AttributeSlot takenAttributes; // of the shape that was taken

@@ -41,6 +41,12 @@ OgrFeatures::~OgrFeatures() {
     m_selection.reset();
 }
 
+void OgrFeatures::interrupt() noexcept {
+    if (isOneOf(m_driver, {"GPKG", "SQLite", "PostgreSQL"})) { // others complain
+        m_snapshot.source().interrupt();
+    }
+}
+
 bool OgrFeatures::isRead(int field) const {
     const auto& fields = m_plan->fields;
     return !fields ||

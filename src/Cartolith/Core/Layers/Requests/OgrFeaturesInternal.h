@@ -24,7 +24,7 @@ public:
     qint64 id() const override { return m_id; }
     const Shapes::GisShape& shape() const override { return *m_shape; }
     std::unique_ptr<Shapes::GisShape> takeShape() override { return std::move(m_shape); }
-    void interrupt() noexcept override { m_snapshot.source().interrupt(); }
+    void interrupt() noexcept override;
 
 private:
     bool selectRows();
