@@ -330,7 +330,7 @@ TEST_F(GisFeatureReaderTest, TakesExtentAndShapesToAnotherSystem) {
                 const bool meets = moved->intersects(*request.extent);
                 const bool isPoint = shape->shapeType() == Shapes::GisShapeType::Point;
                 const bool isFound =
-                    found.contains(feature(layer.featureIdForRow(shape->id() - 1), shape->attributes(), moved.get()));
+                    found.contains(feature(*layer.featureId(*shape), shape->attributes(), moved.get()));
                 known += isFound ? 1 : 0;
                 EXPECT_TRUE(isFound == meets || (meets && !isPoint)) << qPrintable(moved->toWkt());
             }

@@ -61,7 +61,7 @@ public:
     /// \name The feature
     /// After next() was true. @{
 
-    /// The source's own id; in a layer without a source, the shape's.
+    /// The source's own id, -1 for a shape that is not in it (yet); in a layer without a source, the shape's.
     qint64 featureId() const;
     /// Invalid when there is none, and of a field that was not asked for.
     QVariant attributeValue(const QString& field) const;

@@ -115,8 +115,9 @@ public:
     /// that is not in the source, and for a row of a database that has this id. In a GeoJSON file two
     /// features may have the same id. Linear time.
     QList<qint64> sourceFeatureIds() const;
-    /// The same of one.
-    qint64 featureIdForRow(int row) const override;
+
+    /// By sourceFeatureIds().
+    std::optional<qint64> featureId(const Shapes::GisShape& shape) const override;
 
     /// \name Saving edits
     /// commitEdit() writes what has changed since open() or the last commit to the source that was opened: in

@@ -89,9 +89,15 @@ public:
     virtual Attributes attributesForRow(int row) const;
     /// Invalid when the field name is empty, the row is out of range or has no such value.
     virtual QVariant attributeValueForRow(int row, const QString& field) const;
-    /// The id that the shape's feature has in the data source; here the shape's own. -1 outside the range,
-    /// and for a shape that is not in the source. Constant time.
-    virtual qint64 featureIdForRow(int row) const;
+
+    /// \name Feature ids
+    /// The data source's own, 64 bits wide: what a host keeps of a selection or a form, for shape ids change
+    /// with every deletion. A layer without a source has none.
+    /// @{
+    /// None for a shape that is not in the layer, or not in the source (yet).
+    virtual std::optional<qint64> featureId(const Shapes::GisShape& shape) const;
+    /// @}
+
     /// The features that are asked for, one after the other. The layer lives longer than the reader, which
     /// throws after a change of the layer. Throws as GisFeatureReader::fromSource().
     virtual std::unique_ptr<GisFeatureReader> read(const GisFeatureRequest& request);

@@ -137,11 +137,6 @@ QList<GisShape*> GisLayerVector::query(const GisExtent& extent) {
     return m_index->search(extent);
 }
 
-qint64 GisLayerVector::featureIdForRow(int row) const {
-    const bool isThere = row >= 0 && row < count() && m_shapes[static_cast<std::size_t>(row)] != nullptr;
-    return isThere ? m_shapes[static_cast<std::size_t>(row)]->id() : -1;
-}
-
 std::unique_ptr<GisFeatureReader> GisLayerVector::read(const GisFeatureRequest& request) {
     return std::make_unique<GisFeatureReader>(std::make_unique<Internal::LayerFeatures>(*this), request);
 }

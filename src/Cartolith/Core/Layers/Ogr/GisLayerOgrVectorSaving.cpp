@@ -37,17 +37,19 @@ bool GisLayerOgrVector::canEdit() const {
 QList<qint64> GisLayerOgrVector::sourceFeatureIds() const {
     QList<qint64> ids;
     ids.reserve(count());
-    for (int row = 0; row < count(); ++row) {
-        ids.append(featureIdForRow(row));
+    for (const FeatureTrace::Entry& entry : m_trace->entries()) {
+        ids.append(entry.feature == FeatureTrace::none ? -1 : m_read->sourceId(entry.feature));
     }
     return ids;
 }
 
-qint64 GisLayerOgrVector::featureIdForRow(int row) const {
-    const auto& entries = m_trace->entries();
-    const bool isThere = row >= 0 && static_cast<std::size_t>(row) < entries.size();
-    const qint64 feature = isThere ? entries[static_cast<std::size_t>(row)].feature : FeatureTrace::none;
-    return feature == FeatureTrace::none ? -1 : m_read->sourceId(feature);
+std::optional<qint64> GisLayerOgrVector::featureId(const Shapes::GisShape& shape) const {
+    const auto position = static_cast<std::size_t>(indexOfShapeId(shape.id()));
+    if (position >= items().size() || items()[position].get() != &shape) {
+        return std::nullopt;
+    }
+    const qint64 feature = m_trace->entries()[position].feature;
+    return feature == FeatureTrace::none ? std::nullopt : std::optional(m_read->sourceId(feature));
 }
 
 void GisLayerOgrVector::shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape) {

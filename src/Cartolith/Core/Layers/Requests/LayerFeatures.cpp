@@ -6,7 +6,8 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-LayerFeatures::LayerFeatures(GisLayerVector& layer) : m_layer(layer), m_revision(layer.contentRevision()) {}
+LayerFeatures::LayerFeatures(GisLayerVector& layer)
+    : m_layer(layer), m_revision(layer.contentRevision()), m_hasSource(layer.layerProvider() != nullptr) {}
 
 QList<Defs::GisAttributeDefinition> LayerFeatures::definitions() const {
     return m_layer.attributeDefinitions();
@@ -33,8 +34,12 @@ void LayerFeatures::begin(const Plan& plan) {
 bool LayerFeatures::isWanted() const {
     const auto& shape = m_layer.items()[static_cast<std::size_t>(m_row)];
     const FeatureTest& test = m_plan->test;
-    return shape != nullptr && (!test.ids() || test.wantsId(m_layer.featureIdForRow(m_row))) &&
+    return shape != nullptr && (!test.ids() || test.wantsId(idOf(*shape))) &&
            test.wants(shape->attributeSlot());
+}
+
+qint64 LayerFeatures::idOf(const Shapes::GisShape& shape) const {
+    return m_hasSource ? m_layer.featureId(shape).value_or(-1) : shape.id();
 }
 
 bool LayerFeatures::next() {
@@ -53,7 +58,7 @@ bool LayerFeatures::next() {
 }
 
 qint64 LayerFeatures::id() const {
-    return m_layer.featureIdForRow(m_row);
+    return idOf(shape());
 }
 
 const Shapes::GisShape& LayerFeatures::shape() const {

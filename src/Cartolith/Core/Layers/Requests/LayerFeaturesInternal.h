@@ -25,9 +25,11 @@ public:
 
 private:
     bool isWanted() const;
+    qint64 idOf(const Shapes::GisShape& shape) const;
 
     GisLayerVector& m_layer;
     quint64 m_revision;
+    bool m_hasSource;
     const Plan* m_plan = nullptr;
     std::optional<std::vector<int>> m_rows; ///< unset for all
     std::size_t m_at = 0;
