@@ -74,12 +74,20 @@ void OgrFeatures::begin(const Plan& plan) {
 
 // Statements of our own
 
+/// Empty where there is no index to ask.
 QString OgrFeatures::rowsIn(const Shapes::GisExtent& extent) const {
     const QString column = QString::fromUtf8(m_table.GetGeometryColumn());
-    const QString index = QStringLiteral("rtree_%1_%2").arg(QString::fromUtf8(m_table.GetName()), column);
     OGREnvelope box;
     BoxFilter(extent).getEnvelope(&box);
     const auto number = [](double value) { return QString::number(value, 'e', 17); };
+    if (m_driver == QLatin1String("PostgreSQL")) { // compares boxes only, whatever their systems
+        return QStringLiteral("%1 && 'BOX(%2 %3,%4 %5)'::box2d")
+            .arg(sqlName(column), number(box.MinX), number(box.MinY), number(box.MaxX), number(box.MaxY));
+    }
+    if (m_driver != QLatin1String("GPKG") || m_table.TestCapability(OLCFastSpatialFilter) == 0) {
+        return {};
+    }
+    const QString index = QStringLiteral("rtree_%1_%2").arg(QString::fromUtf8(m_table.GetName()), column);
     return QStringLiteral(
                "%1 IN (SELECT id FROM %2 WHERE maxx >= %3 AND minx <= %4 AND maxy >= %5 AND miny <= %6)")
         .arg(sqlName(QString::fromUtf8(m_table.GetFIDColumn())), sqlName(index), number(box.MinX),
@@ -110,33 +118,34 @@ bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {
 bool OgrFeatures::selectRows() {
     OGRFeatureDefn& schema = *m_table.GetLayerDefn();
     const QString key = QString::fromUtf8(m_table.GetFIDColumn());
-    if (!isOneOf(m_driver, {"GPKG", "SQLite"}) || key.isEmpty() || schema.GetGeomFieldCount() != 1) {
+    const QString table = QString::fromUtf8(m_table.GetName());
+    const bool isServer = m_driver == QLatin1String("PostgreSQL");
+    const bool isKnown = isServer ? !table.contains(QLatin1Char('.')) : isOneOf(m_driver, {"GPKG", "SQLite"});
+    if (!isKnown || key.isEmpty() || schema.GetGeomFieldCount() != 1) {
         return false;
     }
-    QStringList conditions;
     const FeatureTest& test = m_plan->test;
-    const bool hasIndex =
-        m_driver == QLatin1String("GPKG") && m_table.TestCapability(OLCFastSpatialFilter) != 0;
-    if (test.extent() && !test.extent()->isEmpty() && hasIndex) {
-        conditions.append(rowsIn(*test.extent()));
-    }
-    if (const QString rows = SqlFilter(schema).condition(test.filter()); !rows.isEmpty()) {
-        conditions.append(QLatin1Char('(') + rows + QLatin1Char(')'));
-    }
+    using Dialect = SqlFilter::Dialect;
+    SqlFilter filter(isServer ? Dialect::PostgreSql : Dialect::Sqlite, schema);
+    QStringList conditions{test.extent() && !test.extent()->isEmpty() ? rowsIn(*test.extent()) : QString(),
+                           filter.condition(test.filter())};
+    conditions.removeAll(QString());
     if (conditions.isEmpty()) {
         return false;
     }
-    QStringList columns{sqlName(key)};
+    // OGR knows the key of what a server selects by this name.
+    QStringList columns{sqlName(key) + QLatin1String(isServer ? " AS ogc_fid" : "")};
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
         if (isRead(i)) {
             columns.append(sqlName(QString::fromUtf8(schema.GetFieldDefn(i)->GetNameRef())));
         }
     }
     columns.append(sqlName(QString::fromUtf8(m_table.GetGeometryColumn())));
+    // Not by arg(): the words of a host may have a place marker in them.
     m_selection = m_snapshot.source().select(
-        QStringLiteral("SELECT %1 FROM %2 WHERE %3 ORDER BY %4")
-            .arg(columns.join(QStringLiteral(", ")), sqlName(QString::fromUtf8(m_table.GetName())),
-                 conditions.join(QStringLiteral(" AND ")), sqlName(key)));
+        QStringLiteral("SELECT ") + columns.join(QStringLiteral(", ")) + QStringLiteral(" FROM ") +
+        sqlName(table) + QStringLiteral(" WHERE (") + conditions.join(QStringLiteral(") AND (")) +
+        QStringLiteral(") ORDER BY ") + sqlName(key));
     if (m_selection == nullptr || QByteArrayView(m_selection->GetFIDColumn()).isEmpty() ||
         !isLike(*m_selection->GetLayerDefn())) {
         m_selection.reset();

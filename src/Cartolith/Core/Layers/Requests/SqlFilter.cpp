@@ -85,10 +85,13 @@ SqlFilter::Column SqlFilter::columnOf(const QString& field) const {
     }
     const OGRFieldDefn& definition = *m_schema.GetFieldDefn(found);
     const OGRFieldSubType subtype = definition.GetSubType();
-    if (subtype == OFSTBoolean && definition.GetType() == OFTInteger) {
+    if (subtype == OFSTBoolean && definition.GetType() == OFTInteger && isSqlite()) {
         return Column::Boolean;
     }
-    if (subtype != OFSTNone) {
+    const bool isKept = isSqlite() || definition.GetType() == OFTInteger ||
+                        definition.GetType() == OFTInteger64 ||
+                        (definition.GetType() == OFTString && definition.GetWidth() == 0);
+    if (subtype != OFSTNone || !isKept) {
         return Column::Unfit;
     }
     switch (definition.GetType()) {
@@ -140,8 +143,9 @@ QString SqlFilter::value(Column column, const QVariant& value) const {
         return {};
     }
     switch (value.typeId()) {
-    case QMetaType::QString:
-        return sqlText(value.toString());
+    case QMetaType::QString: // a server may take a backslash for the start of something
+        return isSqlite() || !value.toString().contains(QLatin1Char('\\')) ? sqlText(value.toString())
+                                                                           : QString();
     case QMetaType::Bool:
     case QMetaType::LongLong:
         return QString::number(value.toLongLong());
@@ -150,7 +154,7 @@ QString SqlFilter::value(Column column, const QVariant& value) const {
                    ? QString::number(value.toULongLong())
                    : QString();
     case QMetaType::Double:
-        return sqlReal(value.toDouble());
+        return isSqlite() ? sqlReal(value.toDouble()) : QString();
     default:
         return {};
     }
@@ -160,7 +164,7 @@ QString SqlFilter::like(const FilterNode& node) const {
     using Part = TextPattern::Part;
     constexpr std::size_t most = 1000;
     QString glob;
-    if (node.pattern->folds() || node.pattern->parts().size() > most) {
+    if (!isSqlite() || node.pattern->folds() || node.pattern->parts().size() > most) {
         return {};
     }
     for (const Part& part : node.pattern->parts()) {
@@ -202,7 +206,8 @@ QString SqlFilter::exact(const FilterNode& node) {
     const Column column = columnOf(node.field);
     if (column == Column::Missing) {
         const bool isEmptyList = node.kind == Kind::In && node.values.isEmpty();
-        return node.kind == Kind::IsNull ? QStringLiteral("1") : QLatin1String(isEmptyList ? "0" : "NULL");
+        return node.kind == Kind::IsNull ? QStringLiteral("TRUE")
+                                         : QLatin1String(isEmptyList ? "FALSE" : "NULL");
     }
     if (column == Column::Unfit) {
         return {};
@@ -227,7 +232,11 @@ QString SqlFilter::exact(const FilterNode& node) {
             return {};
         }
     }
-    const QString left = name + QLatin1String(column == Column::Text ? " COLLATE BINARY" : "");
+    if (values.isEmpty()) {
+        return QStringLiteral("FALSE");
+    }
+    const char* const exactly = isSqlite() ? " COLLATE BINARY" : "::text COLLATE \"C\"";
+    const QString left = name + QLatin1String(column == Column::Text ? exactly : "");
     return node.kind == Kind::In
                ? QLatin1Char('(') + left + QStringLiteral(" IN ") + joined(values, ", ") + QLatin1Char(')')
                : QLatin1Char('(') + left + QLatin1String(signOf(node.comparison)) + values.constFirst() +
@@ -250,7 +259,7 @@ QString SqlFilter::condition(const FilterNode& node) {
 QString SqlFilter::condition(const GisFeatureFilter& filter) {
     m_used.clear();
     QString text = filter.m_node != nullptr ? condition(*filter.m_node) : QString();
-    for (const QString& field : std::as_const(m_used)) {
+    for (const QString& field : isSqlite() ? m_used : QStringList()) {
         text += text.isEmpty() ? QString() : QStringLiteral(" OR ") + oddRows(field);
     }
     constexpr qsizetype most = 100'000; // a statement may have a million bytes

@@ -16,16 +16,19 @@ struct FilterNode;
 QString sqlName(const QString& name);
 QString sqlText(const QString& text);
 
-/// What SQLite can say of a filter.
+/// What a database can say of a filter.
 class SqlFilter {
 public:
-    explicit SqlFilter(OGRFeatureDefn& schema) : m_schema(schema) {}
+    enum class Dialect { Sqlite, PostgreSql };
+
+    SqlFilter(Dialect dialect, OGRFeatureDefn& schema) : m_dialect(dialect), m_schema(schema) {}
 
     /// A condition that holds for all rows that the filter may want; empty when it would be all.
     ///
     /// A column of SQLite may hold other types than it declares, which OGR turns into the declared one. Rows
     /// with such a value pass. Of the others, each test that can be said is true, false or nothing as the
     /// filter's is; of tests joined by AND, those that cannot be said are left out.
+    /// PostgreSQL keeps to its types, of which whole numbers and texts without a length come as they are.
     QString condition(const GisFeatureFilter& filter);
 
 private:
@@ -40,6 +43,9 @@ private:
     void use(const QString& field);
     QString oddRows(const QString& field) const;
 
+    bool isSqlite() const noexcept { return m_dialect == Dialect::Sqlite; }
+
+    Dialect m_dialect;
     OGRFeatureDefn& m_schema;
     QStringList m_used;
 };
