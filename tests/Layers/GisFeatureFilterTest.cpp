@@ -5,6 +5,8 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <iterator>
 #include <limits>
 
 using Cartolith::Core::Layers::GisFeatureFilter;
@@ -160,11 +162,22 @@ TEST(GisFeatureFilter, IsWrittenAndReadAsTheSame) {
         const QString field = filters.pick(fields);
         const QVariant a = filters.pick(sampleValues());
         const QVariant b = filters.pick(sampleValues());
+        QList<QVariant> list{a, b};
+        const bool areTexts = test::draw(random, 2) == 0;
+        for (int k = test::draw(random, 2) * 12; k > 0; --k) { // a long list, of one kind or of several
+            const QVariant value = areTexts ? QVariant(QString::number(k)) : QVariant(k);
+            list.append(test::draw(random, 4) > 0 ? value : filters.pick(sampleValues()));
+        }
         const auto is = [&](const QVariant& value) {
             return GisFeatureFilter::compare(field, GisFeatureFilter::Comparison::Equal, value);
         };
-        const auto in = GisFeatureFilter::in(field, {a, b});
-        const auto either = GisFeatureFilter::any({is(a), is(b)});
+        if (test::draw(random, 2) == 0) {
+            list.removeIf([&](const QVariant& value) { return (value.typeId() == QMetaType::QString) != areTexts; });
+        }
+        QList<GisFeatureFilter> tests;
+        std::transform(list.cbegin(), list.cend(), std::back_inserter(tests), is);
+        const auto in = GisFeatureFilter::in(field, list);
+        const auto either = GisFeatureFilter::any(tests);
         ASSERT_EQ(in.matches(valueIn), either.matches(valueIn));
         ASSERT_EQ(GisFeatureFilter::negation(in).matches(valueIn), GisFeatureFilter::negation(either).matches(valueIn))
             << qPrintable(in.toText());

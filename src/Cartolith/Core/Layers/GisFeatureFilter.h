@@ -47,7 +47,8 @@ public:
     /// The field on the left, a value on the right. With an invalid value, nothing is wanted.
     static GisFeatureFilter compare(const QString& field, Comparison comparison, const QVariant& value);
     /// Equal to one of the values, as OR of comparisons: one of them that is nothing, or that the field's
-    /// cannot be compared with, makes "not in" nothing.
+    /// cannot be compared with, makes "not in" nothing. Among many numbers, or many texts, a value of their
+    /// kind is looked up in logarithmic time.
     static GisFeatureFilter in(const QString& field, const QList<QVariant>& values);
     /// From the first to the second, both included.
     static GisFeatureFilter between(const QString& field, const QVariant& least, const QVariant& greatest);

@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Layers/Requests/FilterNodeInternal.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 
+#include <algorithm>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -78,6 +79,10 @@ Truth truthOf(const FilterNode& node, const GisFeatureFilter::ValueFunction& val
         return compared(Comparand(values(node.field)), node.comparison, node.comparands.front());
     case Kind::In: {
         const Comparand value(values(node.field));
+        if (node.sortedKind == value.kind()) {
+            return truthOf(std::binary_search(node.comparands.begin(), node.comparands.end(), value,
+                                              FilterNode::isBefore));
+        }
         return combined(node.comparands, Truth::True, [&](const Comparand& candidate) {
             return compared(value, GisFeatureFilter::Comparison::Equal, candidate);
         });
