@@ -18,21 +18,19 @@ using Internal::FilterNode;
 
 namespace {
 
-using Kind = FilterNode::Kind;
-using Comparison = GisFeatureFilter::Comparison;
-
 struct Operator {
     const char* text;
-    Comparison comparison;
+    GisFeatureFilter::Comparison comparison;
 };
+using Is = GisFeatureFilter::Comparison;
 // The longer ones first.
-constexpr std::array<Operator, 7> operators{{{"<>", Comparison::NotEqual},
-                                             {"!=", Comparison::NotEqual},
-                                             {"<=", Comparison::LessOrEqual},
-                                             {">=", Comparison::GreaterOrEqual},
-                                             {"=", Comparison::Equal},
-                                             {"<", Comparison::Less},
-                                             {">", Comparison::Greater}}};
+constexpr std::array<Operator, 7> operators{{{"<>", Is::NotEqual},
+                                             {"!=", Is::NotEqual},
+                                             {"<=", Is::LessOrEqual},
+                                             {">=", Is::GreaterOrEqual},
+                                             {"=", Is::Equal},
+                                             {"<", Is::Less},
+                                             {">", Is::Greater}}};
 
 bool isWordStart(QChar character) {
     return character.isLetter() || character == QLatin1Char('_');
@@ -369,6 +367,7 @@ QString joined(const Items& items, const char* separator, const Text& text) {
 }
 
 QString textOf(const FilterNode& node) {
+    using Kind = FilterNode::Kind;
     switch (node.kind) {
     case Kind::And:
     case Kind::Or:

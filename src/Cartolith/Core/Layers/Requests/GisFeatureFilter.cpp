@@ -100,18 +100,16 @@ std::shared_ptr<FilterNode> nodeOf(FilterNode::Kind kind, const QString& field =
 
 } // namespace
 
-using Kind = FilterNode::Kind;
-
 GisFeatureFilter GisFeatureFilter::compare(const QString& field, Comparison comparison,
                                            const QVariant& value) {
-    auto node = nodeOf(Kind::Compare, field);
+    auto node = nodeOf(FilterNode::Kind::Compare, field);
     node->comparison = comparison;
     node->setValues({value});
     return GisFeatureFilter(std::move(node));
 }
 
 GisFeatureFilter GisFeatureFilter::in(const QString& field, const QList<QVariant>& values) {
-    auto node = nodeOf(Kind::In, field);
+    auto node = nodeOf(FilterNode::Kind::In, field);
     node->setValues(values);
     return GisFeatureFilter(std::move(node));
 }
@@ -124,7 +122,7 @@ GisFeatureFilter GisFeatureFilter::between(const QString& field, const QVariant&
 
 GisFeatureFilter GisFeatureFilter::like(const QString& field, const QString& pattern,
                                         Qt::CaseSensitivity sensitivity) {
-    auto node = nodeOf(Kind::Like, field);
+    auto node = nodeOf(FilterNode::Kind::Like, field);
     node->values = {pattern};
     node->sensitivity = sensitivity;
     node->pattern.emplace(pattern, sensitivity);
@@ -132,7 +130,7 @@ GisFeatureFilter GisFeatureFilter::like(const QString& field, const QString& pat
 }
 
 GisFeatureFilter GisFeatureFilter::isNull(const QString& field) {
-    return GisFeatureFilter(nodeOf(Kind::IsNull, field));
+    return GisFeatureFilter(nodeOf(FilterNode::Kind::IsNull, field));
 }
 
 GisFeatureFilter GisFeatureFilter::none() {
@@ -140,7 +138,7 @@ GisFeatureFilter GisFeatureFilter::none() {
 }
 
 GisFeatureFilter GisFeatureFilter::all(const QList<GisFeatureFilter>& filters) {
-    auto node = nodeOf(Kind::And);
+    auto node = nodeOf(FilterNode::Kind::And);
     for (const GisFeatureFilter& filter : filters) {
         if (!filter.wantsAll()) {
             node->add(filter.m_node);
@@ -153,7 +151,7 @@ GisFeatureFilter GisFeatureFilter::all(const QList<GisFeatureFilter>& filters) {
 }
 
 GisFeatureFilter GisFeatureFilter::any(const QList<GisFeatureFilter>& filters) {
-    auto node = nodeOf(Kind::Or);
+    auto node = nodeOf(FilterNode::Kind::Or);
     for (const GisFeatureFilter& filter : filters) {
         if (filter.wantsAll()) {
             return {};
@@ -170,7 +168,7 @@ GisFeatureFilter GisFeatureFilter::negation(const GisFeatureFilter& filter) {
     if (filter.wantsAll()) {
         return none();
     }
-    auto node = nodeOf(Kind::Not);
+    auto node = nodeOf(FilterNode::Kind::Not);
     node->add(filter.m_node);
     return GisFeatureFilter(std::move(node));
 }
