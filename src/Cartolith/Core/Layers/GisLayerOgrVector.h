@@ -117,6 +117,9 @@ public:
     /// features may have the same id. Linear time.
     QList<qint64> sourceFeatureIds() const;
 
+    /// By sourceFeatureIds().
+    std::optional<qint64> featureId(const Shapes::GisShape& shape) const override;
+
     /// \name Saving edits
     /// commitEdit() writes what has changed since open() or the last commit to the source that was opened: in
     /// one transaction where the format has them (GeoPackage, SQLite, PostGIS and others), else as new files

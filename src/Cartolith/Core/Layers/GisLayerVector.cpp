@@ -390,6 +390,10 @@ void GisLayerVector::markDirty() {
 
 void GisLayerVector::shapesChanged(ShapeChange /*change*/, int /*position*/, const GisShape* /*shape*/) {}
 
+std::optional<qint64> GisLayerVector::featureId(const GisShape& /*shape*/) const {
+    return std::nullopt;
+}
+
 std::vector<std::vector<int>> GisLayerVector::multiPoints() const {
     return {};
 }

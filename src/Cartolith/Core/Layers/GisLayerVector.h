@@ -38,6 +38,8 @@ class GisMacroCommand;
 namespace Internal {
 class EditHistory;
 }
+class GisFeatureReader;
+struct GisFeatureRequest;
 
 /// The layer that owns a list of shapes with their attributes, answers extent and hit queries through a
 /// spatial index, and keeps simplified stand-ins for drawing at small scales.
@@ -87,6 +89,18 @@ public:
     virtual Attributes attributesForRow(int row) const;
     /// Invalid when the field name is empty, the row is out of range or has no such value.
     virtual QVariant attributeValueForRow(int row, const QString& field) const;
+
+    /// \name Feature ids
+    /// The data source's own, 64 bits wide: what a host keeps of a selection or a form, for shape ids change
+    /// with every deletion. A layer without a source has none.
+    /// @{
+    /// None for a shape that is not in the layer, or not in the source (yet).
+    virtual std::optional<qint64> featureId(const Shapes::GisShape& shape) const;
+    /// @}
+
+    /// The features that are asked for, one after the other. The layer lives longer than the reader, which
+    /// throws after a change of the layer. Throws as GisFeatureReader::fromSource().
+    virtual std::unique_ptr<GisFeatureReader> read(const GisFeatureRequest& request);
 
     /// An open layer without a file. An extent that is not empty becomes the metadata extent.
     static std::unique_ptr<GisLayerVector> createInMemory(const QString& name, Shapes::GisShapeType type,

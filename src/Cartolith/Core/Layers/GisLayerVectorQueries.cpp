@@ -2,7 +2,9 @@
 
 #include <Cartolith/Core/Common/LogChannels.h>
 #include <Cartolith/Core/Common/LogStepInternal.h>
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/LodLevelInternal.h>
+#include <Cartolith/Core/Layers/Requests/LayerFeaturesInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Spatial/LinearSpatialIndex.h>
@@ -133,6 +135,10 @@ QList<GisShape*> GisLayerVector::query(const GisExtent& extent) {
     }
     ensureSpatialIndex();
     return m_index->search(extent);
+}
+
+std::unique_ptr<GisFeatureReader> GisLayerVector::read(const GisFeatureRequest& request) {
+    return std::make_unique<GisFeatureReader>(std::make_unique<Internal::LayerFeatures>(*this), request);
 }
 
 GisShape* GisLayerVector::findShapeAt(const GisShapePoint& point, double tolerance) {

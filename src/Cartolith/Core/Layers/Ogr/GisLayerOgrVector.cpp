@@ -1,6 +1,6 @@
 #include <Cartolith/Core/Common/LogChannels.h>
 #include <Cartolith/Core/Common/LogStepInternal.h>
-#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/Files/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
@@ -26,15 +26,6 @@ using Shapes::GisExtent;
 using Shapes::GisShape;
 
 namespace {
-
-std::shared_ptr<CoordinateSystems::CoordinateSystem> coordinateSystemOf(OGRLayer& layer) {
-    const OGRSpatialReference* const srs = layer.GetSpatialRef();
-    if (srs == nullptr) {
-        return nullptr;
-    }
-    OGRSpatialReference copy(*srs); // the factory changes what it is given
-    return CoordinateSystems::CoordinateSystemFactory::fromSpatialReference(copy);
-}
 
 /// GDAL takes the system of the first geometry for that of all.
 void requireOneSystem(const Internal::OgrSource& source, OGRLayer& layer) {
@@ -122,7 +113,7 @@ bool GisLayerOgrVector::open() {
         content->sort();
     }
     content->state.features.sort();
-    const auto system = source.isSystemElsewhere() ? nullptr : coordinateSystemOf(layer);
+    const auto system = source.systemOf(layer);
     const GisExtent extent = storedExtent(layer);
     const QString sourceName = QString::fromUtf8(layer.GetName());
     auto provider =

@@ -44,6 +44,15 @@ QList<qint64> GisLayerOgrVector::sourceFeatureIds() const {
     return ids;
 }
 
+std::optional<qint64> GisLayerOgrVector::featureId(const Shapes::GisShape& shape) const {
+    const auto position = static_cast<std::size_t>(indexOfShapeId(shape.id()));
+    if (position >= items().size() || items()[position].get() != &shape) {
+        return std::nullopt;
+    }
+    const qint64 feature = m_trace->entries()[position].feature;
+    return feature == FeatureTrace::none ? std::nullopt : std::optional(m_read->sourceId(feature));
+}
+
 void GisLayerOgrVector::shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape) {
     switch (change) {
     case ShapeChange::Inserted:

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DatabaseLockInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
@@ -9,6 +10,7 @@
 
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -68,12 +70,12 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
         fail(QStringLiteral("behind its first JSON text there is more"));
     }
     if (m_dataset == nullptr) {
-        fail(m_errors.message().isEmpty() ? QStringLiteral("GDAL gives no reason") : m_errors.message());
+        fail(m_errors->message().isEmpty() ? QStringLiteral("GDAL gives no reason") : m_errors->message());
     }
     if (m_dataset->GetLayerCount() == 0) {
         fail(QStringLiteral("it has no vector layer"));
     }
-    m_errors.reset();
+    m_errors->reset();
 }
 
 void OgrSource::recover(const QString& path) {
@@ -138,6 +140,24 @@ OGRLayer& OgrSource::layer(const QString& name) const {
     }
     layer->GetSpatialRef(); // drivers keep what they find when first asked
     return *layer;
+}
+
+std::shared_ptr<CoordinateSystems::CoordinateSystem> OgrSource::systemOf(OGRLayer& layer) const {
+    const OGRSpatialReference* const srs = m_isSystemElsewhere ? nullptr : layer.GetSpatialRef();
+    if (srs == nullptr) {
+        return nullptr;
+    }
+    OGRSpatialReference copy(*srs); // the factory changes what it is given
+    return CoordinateSystems::CoordinateSystemFactory::fromSpatialReference(copy);
+}
+
+OgrSource::Selection OgrSource::select(const QString& sql) {
+    const Common::Internal::GdalErrorCapture errors;
+    const Common::Internal::EpsgCodesAsGiven codes;
+    GDALDataset* const dataset = m_dataset.get();
+    Selection selection(dataset->ExecuteSQL(sql.toUtf8().constData(), nullptr, nullptr),
+                        [dataset](OGRLayer* layer) { dataset->ReleaseResultSet(layer); });
+    return errors.message().isEmpty() ? std::move(selection) : nullptr;
 }
 
 Common::Internal::FeaturePtr OgrSource::next(OGRLayer& layer) {

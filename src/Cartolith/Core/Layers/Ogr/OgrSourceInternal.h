@@ -5,6 +5,14 @@
 #include <QString>
 #include <QStringList>
 
+#include <functional>
+#include <memory>
+#include <optional>
+
+namespace Cartolith::Core::CoordinateSystems {
+class CoordinateSystem;
+}
+
 namespace Cartolith::Core::Layers::Internal {
 
 /// A vector data source, open for reading. Every failure is a std::runtime_error that names the source and
@@ -30,8 +38,18 @@ public:
     QStringList layerNames() const;
     /// The named layer, or the first when the name is empty. Belongs to the source.
     OGRLayer& layer(const QString& name) const;
+    /// Null where it has none that is known.
+    std::shared_ptr<CoordinateSystems::CoordinateSystem> systemOf(OGRLayer& layer) const;
     /// The next feature of a layer; null at its end.
     Common::Internal::FeaturePtr next(OGRLayer& layer);
+    /// What the source's own SQL selects; null, without an error, when it does not understand. Goes before
+    /// the source does.
+    using Selection = std::unique_ptr<OGRLayer, std::function<void(OGRLayer*)>>;
+    Selection select(const QString& sql);
+    /// Breaks off what the source is doing, where its driver can; from any thread.
+    void interrupt() noexcept { m_dataset->AbortSQL(); }
+    /// GDAL's errors of this thread go where they went before: for a source that lives longer than a call.
+    void stopListening() { m_errors.reset(); }
     /// What GDAL complained about while it read the last feature; empty when it did not.
     const QString& complaint() const { return m_complaint; }
 
@@ -41,7 +59,7 @@ public:
 private:
     QString m_path;
     QString m_complaint;
-    Common::Internal::GdalErrorCapture m_errors;
+    std::optional<Common::Internal::GdalErrorCapture> m_errors{std::in_place};
     Common::Internal::DatasetPtr m_dataset;
     bool m_isSystemElsewhere = false;
 };

@@ -1,0 +1,45 @@
+#pragma once
+
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/Requests/FeatureTestInternal.h>
+
+#include <QList>
+#include <QStringList>
+
+#include <atomic>
+#include <memory>
+#include <optional>
+
+namespace Cartolith::Core::Layers::Internal {
+
+/// Where a reader gets features from, in the order of their layer.
+class FeatureSource {
+public:
+    struct Plan {
+        FeatureTest test;
+        std::optional<QStringList> fields; ///< that anybody looks at; unset for all
+        const std::atomic<bool>& isCancelled;
+    };
+
+    FeatureSource() = default;
+    virtual ~FeatureSource() = default;
+    FeatureSource(const FeatureSource&) = delete;
+    FeatureSource& operator=(const FeatureSource&) = delete;
+
+    virtual QList<Defs::GisAttributeDefinition> definitions() const = 0;
+    virtual std::shared_ptr<const CoordinateSystems::CoordinateSystem> system() const = 0;
+
+    /// Comes once, before the first next(). The plan lives longer.
+    virtual void begin(const Plan& plan) = 0;
+    /// Goes to the next feature that the test wants; false at the end, and after isCancelled.
+    virtual bool next() = 0;
+    virtual qint64 id() const = 0;
+    /// With all of its attributes, of those in the plan.
+    virtual const Shapes::GisShape& shape() const = 0;
+    /// The same to keep; or null for one that stays where it is while the reader lives.
+    virtual std::unique_ptr<Shapes::GisShape> takeShape() = 0;
+    /// Comes from any thread after isCancelled was set.
+    virtual void interrupt() noexcept {}
+};
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,278 @@
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/Layers/Requests/BoxFilterInternal.h>
+#include <Cartolith/Core/Layers/Requests/OgrFeaturesInternal.h>
+#include <Cartolith/Core/Layers/Requests/ServerLimitsInternal.h>
+#include <Cartolith/Core/Layers/Requests/SqlFilterInternal.h>
+#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
+
+#include <algorithm>
+#include <initializer_list>
+#include <utility>
+
+namespace Cartolith::Core::Layers::Internal {
+
+using Common::Internal::FeaturePtr;
+using Common::Internal::GdalErrorCapture;
+using Common::Internal::GeometryPtr;
+
+namespace {
+
+constexpr std::chrono::seconds saveWait(2);
+
+bool isOneOf(const QString& driver, std::initializer_list<const char*> drivers) {
+    return std::any_of(drivers.begin(), drivers.end(),
+                       [&](const char* one) { return driver == QLatin1String(one); });
+}
+
+} // namespace
+
+OgrFeatures::OgrFeatures(const QString& path, const QString& layerName,
+                         const GisFeatureRequest::ServerLimits& limits)
+    : m_snapshot(withServerLimits(path, limits), layerName, saveWait), m_table(m_snapshot.layer()),
+      m_driver(m_snapshot.source().driverName()),
+      m_definitions(attributeDefinitions(*m_table.GetLayerDefn())),
+      m_system(m_snapshot.source().systemOf(m_table)) {
+    m_snapshot.source().stopListening();
+}
+
+OgrFeatures::~OgrFeatures() {
+    const GdalErrorCapture errors;
+    m_sorted.clear();
+    m_selection.reset();
+}
+
+void OgrFeatures::interrupt() noexcept {
+    if (isOneOf(m_driver, {"GPKG", "SQLite", "PostgreSQL"})) { // others complain
+        m_snapshot.source().interrupt();
+    }
+}
+
+bool OgrFeatures::isRead(int field) const {
+    const auto& fields = m_plan->fields;
+    return !fields ||
+           fields->contains(QString::fromUtf8(m_table.GetLayerDefn()->GetFieldDefn(field)->GetNameRef()));
+}
+
+void OgrFeatures::begin(const Plan& plan) {
+    const GdalErrorCapture errors;
+    const Common::Internal::EpsgCodesAsGiven codes;
+    m_plan = &plan;
+    m_layer = &m_table;
+    // Of these, features come in the order of their ids, and each is found at once.
+    const bool hasKey = !QByteArrayView(m_table.GetFIDColumn()).isEmpty();
+    m_isById =
+        plan.test.ids() && m_table.TestCapability(OLCRandomRead) != 0 &&
+        (m_driver == QLatin1String("ESRI Shapefile") || (hasKey && isOneOf(m_driver, {"GPKG", "SQLite"})));
+    if (m_isById || !selectRows()) {
+        ignoreFields();
+        filterByExtent(hasKey);
+    }
+    m_rows.emplace(*m_layer->GetLayerDefn());
+    m_layer->ResetReading();
+    m_snapshot.source().stopListening();
+}
+
+// Statements of our own
+
+/// Empty where there is no index to ask.
+QString OgrFeatures::rowsIn(const Shapes::GisExtent& extent) const {
+    const QString column = QString::fromUtf8(m_table.GetGeometryColumn());
+    OGREnvelope box;
+    BoxFilter(extent).getEnvelope(&box);
+    const auto number = [](double value) { return QString::number(value, 'e', 17); };
+    if (m_driver == QLatin1String("PostgreSQL")) { // compares boxes only, whatever their systems
+        return QStringLiteral("%1 && 'BOX(%2 %3,%4 %5)'::box2d")
+            .arg(sqlName(column), number(box.MinX), number(box.MinY), number(box.MaxX), number(box.MaxY));
+    }
+    if (m_driver != QLatin1String("GPKG") || m_table.TestCapability(OLCFastSpatialFilter) == 0) {
+        return {};
+    }
+    const QString index = QStringLiteral("rtree_%1_%2").arg(QString::fromUtf8(m_table.GetName()), column);
+    return QStringLiteral(
+               "%1 IN (SELECT id FROM %2 WHERE maxx >= %3 AND minx <= %4 AND maxy >= %5 AND miny <= %6)")
+        .arg(sqlName(QString::fromUtf8(m_table.GetFIDColumn())), sqlName(index), number(box.MinX),
+             number(box.MaxX), number(box.MinY), number(box.MaxY));
+}
+
+bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {
+    OGRFeatureDefn& schema = *m_table.GetLayerDefn();
+    int at = 0;
+    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+        if (!isRead(i)) {
+            continue;
+        }
+        const OGRFieldDefn* const field = schema.GetFieldDefn(i);
+        const OGRFieldDefn* const other = at < selected.GetFieldCount() ? selected.GetFieldDefn(at) : nullptr;
+        if (other == nullptr || field->GetType() != other->GetType() ||
+            field->GetSubType() != other->GetSubType() ||
+            QByteArrayView(field->GetNameRef()) != QByteArrayView(other->GetNameRef())) {
+            return false;
+        }
+        ++at;
+    }
+    return at == selected.GetFieldCount() && selected.GetGeomFieldCount() == 1;
+}
+
+/// A statement of GeoPackage or SQLite says more than a filter of OGR, and in which order the rows come.
+/// False where there is nothing to say, and where what comes would not be read as the table is.
+bool OgrFeatures::selectRows() {
+    OGRFeatureDefn& schema = *m_table.GetLayerDefn();
+    const QString key = QString::fromUtf8(m_table.GetFIDColumn());
+    const QString table = QString::fromUtf8(m_table.GetName());
+    const bool isServer = m_driver == QLatin1String("PostgreSQL");
+    const bool isKnown = isServer ? !table.contains(QLatin1Char('.')) : isOneOf(m_driver, {"GPKG", "SQLite"});
+    if (!isKnown || key.isEmpty() || schema.GetGeomFieldCount() != 1) {
+        return false;
+    }
+    const FeatureTest& test = m_plan->test;
+    using Dialect = SqlFilter::Dialect;
+    SqlFilter filter(isServer ? Dialect::PostgreSql : Dialect::Sqlite, schema);
+    QStringList conditions{test.extent() && !test.extent()->isEmpty() ? rowsIn(*test.extent()) : QString(),
+                           filter.condition(test.filter())};
+    conditions.removeAll(QString());
+    if (conditions.isEmpty()) {
+        return false;
+    }
+    // OGR knows the key of what a server selects by this name.
+    QStringList columns{sqlName(key) + QLatin1String(isServer ? " AS ogc_fid" : "")};
+    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+        if (isRead(i)) {
+            columns.append(sqlName(QString::fromUtf8(schema.GetFieldDefn(i)->GetNameRef())));
+        }
+    }
+    columns.append(sqlName(QString::fromUtf8(m_table.GetGeometryColumn())));
+    // Not by arg(): the words of a host may have a place marker in them.
+    m_selection = m_snapshot.source().select(
+        QStringLiteral("SELECT ") + columns.join(QStringLiteral(", ")) + QStringLiteral(" FROM ") +
+        sqlName(table) + QStringLiteral(" WHERE (") + conditions.join(QStringLiteral(") AND (")) +
+        QStringLiteral(") ORDER BY ") + sqlName(key));
+    if (m_selection == nullptr || QByteArrayView(m_selection->GetFIDColumn()).isEmpty() ||
+        !isLike(*m_selection->GetLayerDefn())) {
+        m_selection.reset();
+        return false;
+    }
+    m_layer = m_selection.get();
+    return true;
+}
+
+// Filters of OGR
+
+void OgrFeatures::ignoreFields() {
+    std::vector<const char*> ignored;
+    OGRFeatureDefn& schema = *m_table.GetLayerDefn();
+    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+        if (!isRead(i)) {
+            ignored.push_back(schema.GetFieldDefn(i)->GetNameRef());
+        }
+    }
+    if (!ignored.empty()) {
+        ignored.push_back(nullptr);
+        m_table.SetIgnoredFields(ignored.data());
+    }
+}
+
+void OgrFeatures::filterByExtent(bool hasKey) {
+    const auto& extent = m_plan->test.extent();
+    // A database may give what is in an extent in the order of its index.
+    const bool isDatabase =
+        isOneOf(m_driver, {"GPKG", "SQLite", "PostgreSQL", "MySQL", "MSSQLSpatial", "OCI"});
+    if (!m_isById && extent && !extent->isEmpty() && (!isDatabase || hasKey)) {
+        BoxFilter box(*extent);
+        m_table.SetSpatialFilter(&box);
+        m_isFiltered = true;
+        m_isSorted = isDatabase;
+    }
+}
+
+// Features
+
+FeaturePtr OgrFeatures::nextById() {
+    const auto& ids = *m_plan->test.ids();
+    const GdalErrorCapture errors; // that there is none of an id
+    while (m_atId < ids.size() && !m_plan->isCancelled) {
+        if (FeaturePtr feature{m_layer->GetFeature(ids[m_atId++])}) {
+            return feature;
+        }
+    }
+    return nullptr;
+}
+
+FeaturePtr OgrFeatures::nextSorted() {
+    if (!m_isCollected) {
+        while (FeaturePtr feature = m_snapshot.source().next(*m_layer)) {
+            if (m_plan->isCancelled) {
+                return nullptr;
+            }
+            m_sorted.push_back(std::move(feature));
+        }
+        std::sort(m_sorted.begin(), m_sorted.end(),
+                  [](const FeaturePtr& a, const FeaturePtr& b) { return a->GetFID() > b->GetFID(); });
+        m_isCollected = true;
+    }
+    FeaturePtr feature;
+    if (!m_sorted.empty()) {
+        feature = std::move(m_sorted.back());
+        m_sorted.pop_back();
+    }
+    return feature;
+}
+
+FeaturePtr OgrFeatures::nextFeature() {
+    if (m_isById) {
+        return nextById();
+    }
+    if (m_isSorted) {
+        return nextSorted();
+    }
+    FeaturePtr feature = m_snapshot.source().next(*m_layer);
+    m_count += feature != nullptr ? 1 : 0;
+    // This driver stops at the end of a file cut short without a word; its header holds the exact count.
+    if (feature == nullptr && !m_isFiltered && m_driver == QLatin1String("FlatGeobuf")) {
+        if (const qint64 all = m_layer->GetFeatureCount(FALSE); m_count < all) {
+            m_snapshot.source().fail(QStringLiteral("it ends after %1 of %2 features").arg(m_count).arg(all));
+        }
+    }
+    return feature;
+}
+
+/// Makes shapes of it, if it is wanted.
+void OgrFeatures::take(OGRFeature& feature) {
+    const FeatureTest& test = m_plan->test;
+    m_id = feature.GetFID();
+    Shapes::AttributeSlot attributes;
+    if (!test.wantsId(m_id)) {
+        return;
+    }
+    attributes.setRow(m_rows->of(feature));
+    if (!test.wants(attributes)) {
+        return;
+    }
+    m_pending = Serialization::Ogr::Internal::shapesOf(GeometryPtr(feature.StealGeometry())).shapes;
+    for (const auto& shape : m_pending) {
+        shape->attributeSlot() = attributes;
+    }
+    std::reverse(m_pending.begin(), m_pending.end());
+}
+
+bool OgrFeatures::next() {
+    const GdalErrorCapture errors;
+    const FeatureTest& test = m_plan->test;
+    while (!m_plan->isCancelled && (!test.extent() || !test.extent()->isEmpty())) {
+        if (m_pending.empty()) {
+            const FeaturePtr feature = nextFeature();
+            if (feature == nullptr) {
+                return false;
+            }
+            take(*feature);
+            continue;
+        }
+        m_shape = std::move(m_pending.back());
+        m_pending.pop_back();
+        if (test.wants(*m_shape)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+} // namespace Cartolith::Core::Layers::Internal
