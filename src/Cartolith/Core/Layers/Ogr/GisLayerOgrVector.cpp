@@ -1,11 +1,11 @@
 #include <Cartolith/Core/Common/LogChannels.h>
 #include <Cartolith/Core/Common/LogStepInternal.h>
-#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/Files/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
@@ -14,7 +14,6 @@
 
 #include <QFileInfo>
 
-#include <cmath>
 #include <limits>
 #include <optional>
 #include <set>
@@ -25,30 +24,6 @@ namespace Cartolith::Core::Layers {
 
 using Shapes::GisExtent;
 using Shapes::GisShape;
-
-namespace {
-
-std::shared_ptr<CoordinateSystems::CoordinateSystem> coordinateSystemOf(OGRLayer& layer) {
-    const OGRSpatialReference* const srs = layer.GetSpatialRef();
-    if (srs == nullptr) {
-        return nullptr;
-    }
-    OGRSpatialReference copy(*srs); // the factory changes what it is given
-    return CoordinateSystems::CoordinateSystemFactory::fromSpatialReference(copy);
-}
-
-/// The extent that the source keeps ready; empty when it would have to read everything to know.
-GisExtent storedExtent(OGRLayer& layer) {
-    OGREnvelope envelope;
-    if (layer.GetExtent(&envelope, FALSE) != OGRERR_NONE || !envelope.IsInit() ||
-        !std::isfinite(envelope.MinX) || !std::isfinite(envelope.MinY) || !std::isfinite(envelope.MaxX) ||
-        !std::isfinite(envelope.MaxY)) {
-        return {};
-    }
-    return {envelope.MinX, envelope.MinY, envelope.MaxX, envelope.MaxY};
-}
-
-} // namespace
 
 GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerName)
     : GisLayerVector(path), m_layerName(layerName),
@@ -101,8 +76,8 @@ bool GisLayerOgrVector::open() {
     }
 
     content->state.features.sort();
-    const auto system = source.isSystemElsewhere() ? nullptr : coordinateSystemOf(layer);
-    const GisExtent extent = storedExtent(layer);
+    const auto system = source.isSystemElsewhere() ? nullptr : Internal::coordinateSystemOf(layer);
+    const GisExtent extent = Internal::storedExtent(layer);
     const QString sourceName = QString::fromUtf8(layer.GetName());
     auto provider =
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());

@@ -13,6 +13,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PendingEditsInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFile>
@@ -41,6 +42,25 @@ QList<qint64> GisLayerOgrVector::sourceFeatureIds() const {
         ids.append(entry.feature == FeatureTrace::none ? -1 : m_read->sourceId(entry.feature));
     }
     return ids;
+}
+
+std::optional<qint64> GisLayerOgrVector::featureId(const Shapes::GisShape& shape) const {
+    const auto position = static_cast<std::size_t>(indexOfShapeId(shape.id()));
+    if (position >= items().size() || items()[position].get() != &shape) {
+        return std::nullopt;
+    }
+    const qint64 feature = m_trace->entries()[position].feature;
+    return feature == FeatureTrace::none ? std::nullopt : std::optional(m_read->sourceId(feature));
+}
+
+Shapes::GisShape* GisLayerOgrVector::shapeForFeatureId(qint64 id) {
+    const int position =
+        m_trace->positionOf(id, [this](qint64 feature) { return m_read->sourceId(feature); });
+    return position >= 0 ? items()[static_cast<std::size_t>(position)].get() : nullptr;
+}
+
+bool GisLayerOgrVector::hasStableFeatureIds() const {
+    return m_read->hasStableIds;
 }
 
 void GisLayerOgrVector::shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape) {
@@ -85,45 +105,7 @@ void GisLayerOgrVector::reserveShapes(int count) {
 }
 
 Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
-    const auto& entries = m_trace->entries();
-    std::unordered_set<qint64> touched;
-    std::unordered_map<qint64, int> left;
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        ++left[entries[i].feature];
-        if (items()[i] != nullptr && entries[i].isChanged(*items()[i])) {
-            touched.insert(entries[i].feature);
-        }
-    }
-    Internal::OgrEdits edits;
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const Shapes::GisShape* const shape = items()[i].get();
-        const qint64 feature = entries[i].feature;
-        if (shape != nullptr && feature == FeatureTrace::none) {
-            edits.added.append(shape);
-        } else if (shape != nullptr && touched.contains(feature)) {
-            edits.updated[feature].append(shape);
-        }
-    }
-    for (const Internal::ReadFeature& feature : m_read->features) {
-        const qint64 id = feature.id;
-        const auto found = left.find(id);
-        const int now = found != left.end() ? found->second : 0;
-        const auto refuse = [&](const char* why) {
-            Internal::failToWrite(
-                m_sourcePath,
-                QStringLiteral("feature %1: %2").arg(m_read->sourceId(id)).arg(QLatin1String(why)));
-        };
-        if (now == 0 && feature.isPartlyRead) {
-            refuse("it has parts that are not in the layer and would be lost");
-        }
-        if (now > 0 && now < static_cast<int>(feature.shapes)) {
-            refuse("it is several shapes here, of which some cannot be deleted alone");
-        }
-        if (now == 0) {
-            edits.deleted.insert(id);
-        }
-    }
-    return edits;
+    return Internal::pendingEdits(m_sourcePath, *m_read, *m_trace, items());
 }
 
 /// What the layer remembers of the source when the edits are in it.

@@ -67,12 +67,12 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
         fail(QStringLiteral("behind its first JSON text there is more"));
     }
     if (m_dataset == nullptr) {
-        fail(m_errors.message().isEmpty() ? QStringLiteral("GDAL gives no reason") : m_errors.message());
+        fail(m_errors->message().isEmpty() ? QStringLiteral("GDAL gives no reason") : m_errors->message());
     }
     if (m_dataset->GetLayerCount() == 0) {
         fail(QStringLiteral("it has no vector layer"));
     }
-    m_errors.reset();
+    m_errors->reset();
 }
 
 void OgrSource::recover(const QString& path) {

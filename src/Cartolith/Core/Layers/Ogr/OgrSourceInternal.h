@@ -5,6 +5,9 @@
 #include <QString>
 #include <QStringList>
 
+#include <optional>
+#include <utility>
+
 namespace Cartolith::Core::Layers::Internal {
 
 /// A vector data source, open for reading. Every failure is a std::runtime_error that names the source and
@@ -20,6 +23,10 @@ public:
     /// lies beside a database decides whether it can be replaced. Any other stays.
     static void removeUnusedJournal(const QString& path);
 
+    /// For a source that lives longer than the function that opened it: leaves GDAL's errors to whoever
+    /// handled them before. next() and fail() are as ever.
+    void keepOpen() { m_errors.reset(); }
+    GDALDataset& dataset() { return *m_dataset; }
     /// Whether the file names a place in the network to read its coordinate system from, as a "link" in
     /// GeoJSON does. No request is sent, and what GDAL assumes instead is a guess.
     bool isSystemElsewhere() const { return m_isSystemElsewhere; }
@@ -38,7 +45,7 @@ public:
 private:
     QString m_path;
     QString m_complaint;
-    Common::Internal::GdalErrorCapture m_errors;
+    std::optional<Common::Internal::GdalErrorCapture> m_errors{std::in_place};
     Common::Internal::DatasetPtr m_dataset;
     bool m_isSystemElsewhere = false;
 };

@@ -1,0 +1,51 @@
+#include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PendingEditsInternal.h>
+
+#include <unordered_map>
+#include <unordered_set>
+
+namespace Cartolith::Core::Layers::Internal {
+
+OgrEdits pendingEdits(const QString& path, const OgrReadState& read, const FeatureTrace& trace,
+                      const std::vector<std::unique_ptr<Shapes::GisShape>>& items) {
+    const auto& entries = trace.entries();
+    std::unordered_set<qint64> touched;
+    std::unordered_map<qint64, int> left;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        ++left[entries[i].feature];
+        if (items[i] != nullptr && entries[i].isChanged(*items[i])) {
+            touched.insert(entries[i].feature);
+        }
+    }
+    OgrEdits edits;
+    for (std::size_t i = 0; i < entries.size(); ++i) {
+        const Shapes::GisShape* const shape = items[i].get();
+        const qint64 feature = entries[i].feature;
+        if (shape != nullptr && feature == FeatureTrace::none) {
+            edits.added.append(shape);
+        } else if (shape != nullptr && touched.contains(feature)) {
+            edits.updated[feature].append(shape);
+        }
+    }
+    for (const ReadFeature& feature : read.features) {
+        const qint64 id = feature.id;
+        const auto found = left.find(id);
+        const int now = found != left.end() ? found->second : 0;
+        const auto refuse = [&](const char* why) {
+            failToWrite(path,
+                        QStringLiteral("feature %1: %2").arg(read.sourceId(id)).arg(QLatin1String(why)));
+        };
+        if (now == 0 && feature.isPartlyRead) {
+            refuse("it has parts that are not in the layer and would be lost");
+        }
+        if (now > 0 && now < static_cast<int>(feature.shapes)) {
+            refuse("it is several shapes here, of which some cannot be deleted alone");
+        }
+        if (now == 0) {
+            edits.deleted.insert(id);
+        }
+    }
+    return edits;
+}
+
+} // namespace Cartolith::Core::Layers::Internal

@@ -1,0 +1,130 @@
+#include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
+
+#include <QScopeGuard>
+#include <cpl_string.h>
+
+#include <algorithm>
+
+namespace Cartolith::Core::Layers::Internal {
+
+using Shapes::GisExtent;
+
+namespace {
+
+QString quoted(const QString& name) {
+    return QLatin1Char('"') + QString(name).replace(QLatin1Char('"'), QLatin1String("\"\"")) +
+           QLatin1Char('"');
+}
+
+/// A number for SQL, which has none that are not finite.
+QString number(double value) {
+    constexpr double most = 1e300;
+    constexpr int digits = 17;
+    return QString::number(std::clamp(value, -most, most), 'g', digits);
+}
+
+} // namespace
+
+WindowSource::WindowSource(const QString& path, const QString& layerName, std::chrono::milliseconds wait)
+    : m_snapshot(path, layerName, wait), m_content(m_snapshot.source(), m_snapshot.layer()),
+      m_driverName(m_snapshot.source().driverName()), m_layerName(QString::fromUtf8(layer().GetName())) {
+    OgrSource& source = m_snapshot.source();
+    m_featureCount = layer().GetFeatureCount(FALSE);
+    m_extent = storedExtent(layer());
+    const bool isTree = layer().TestCapability(OLCFastSpatialFilter) != 0;
+    if (isTree && m_driverName == QLatin1String("GPKG") &&
+        !QByteArrayView(layer().GetFIDColumn()).isEmpty()) {
+        m_boxes = Boxes::Table;
+    } else if (isTree &&
+               (m_driverName == QLatin1String("FlatGeobuf") || m_driverName == QLatin1String("PostgreSQL"))) {
+        m_boxes = Boxes::Filter;
+    }
+    const OgrFormat* const format = OgrFormat::forDriver(m_driverName);
+    m_hasTransactions =
+        format != nullptr ? format->isDatabase : source.dataset().TestCapability(ODsCTransactions) != 0;
+    // This driver does not say that a file was cut short: then its last feature is not there.
+    if (m_driverName == QLatin1String("FlatGeobuf") && m_featureCount > 0 && isIndexed() &&
+        !m_content.readFeature(m_featureCount - 1)) {
+        source.fail(QStringLiteral("it ends before its last feature"));
+    }
+    m_content.forget();
+    source.keepOpen();
+}
+
+void WindowSource::setFields(const std::optional<QStringList>& fields) {
+    m_fields = fields;
+    ignoreFields(fields);
+    m_isByColumns = true;
+}
+
+void WindowSource::ignoreFields(const std::optional<QStringList>& fields) {
+    CPLStringList ignored;
+    OGRFeatureDefn& schema = *layer().GetLayerDefn();
+    for (int i = 0; fields && i < schema.GetFieldCount(); ++i) {
+        const char* const name = schema.GetFieldDefn(i)->GetNameRef();
+        if (!fields->contains(QString::fromUtf8(name))) {
+            ignored.AddString(name);
+        }
+    }
+    const Common::Internal::GdalErrorCapture errors; // a driver that cannot leave fields out reads them
+    layer().SetIgnoredFields(const_cast<const char**>(ignored.List()));
+}
+
+void WindowSource::filter(const GisExtent& extent) {
+    if (m_boxes == Boxes::Filter) {
+        layer().SetSpatialFilterRect(extent.xMin(), extent.yMin(), extent.xMax(), extent.yMax());
+    } else if (m_boxes == Boxes::Table) {
+        const QString tree =
+            QStringLiteral("rtree_%1_%2").arg(m_layerName, QString::fromUtf8(layer().GetGeometryColumn()));
+        const QString where =
+            QStringLiteral("%1 IN (SELECT id FROM %2 WHERE maxx >= %3 AND minx <= %4 AND "
+                           "maxy >= %5 AND miny <= %6)")
+                .arg(quoted(QString::fromUtf8(layer().GetFIDColumn())), quoted(tree), number(extent.xMin()),
+                     number(extent.xMax()), number(extent.yMin()), number(extent.yMax()));
+        layer().SetAttributeFilter(where.toUtf8().constData());
+    }
+}
+
+bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, const OgrContent::GoOn& goOn) {
+    // A statement that is left open keeps others from writing.
+    const auto end = qScopeGuard([this] {
+        const Common::Internal::GdalErrorCapture errors;
+        layer().ResetReading();
+    });
+    {
+        const Common::Internal::GdalErrorCapture errors;
+        filter(extent);
+    }
+    m_content.readParts([&skip, &extent](qint64 id, const OGRGeometry* geometry) {
+        if (geometry != nullptr) {
+            OGREnvelope box;
+            geometry->getEnvelope(&box);
+            if (box.MinX > extent.xMax() || box.MaxX < extent.xMin() || box.MinY > extent.yMax() ||
+                box.MaxY < extent.yMin()) {
+                return true;
+            }
+        }
+        return skip(id, geometry);
+    });
+    auto outcome = OgrContent::Outcome::Unfit;
+    if (m_isByColumns && isIndexed()) {
+        outcome = m_content.readColumns(goOn);
+        m_isByColumns = outcome != OgrContent::Outcome::Unfit;
+    }
+    if (outcome == OgrContent::Outcome::Unfit) {
+        outcome = m_content.readFeatures(goOn);
+    }
+    return outcome == OgrContent::Outcome::Whole;
+}
+
+bool WindowSource::readFeature(qint64 id) {
+    const auto end = qScopeGuard([this] { ignoreFields(m_fields); });
+    if (m_fields) {
+        ignoreFields(std::nullopt);
+    }
+    return m_content.readFeature(id);
+}
+
+} // namespace Cartolith::Core::Layers::Internal
