@@ -18,6 +18,7 @@ class FeatureCache;
 class FeatureTrace;
 class WindowSource;
 struct CachedFeature;
+struct ReadWindow;
 } // namespace Internal
 
 /// A vector layer that reads of its source what is asked for, for data that are larger than memory or than
@@ -155,7 +156,7 @@ private:
     bool isWithoutFields(int row) const;
     void edit(int position);
     /// Reads what meets the extent, unless it is in the cache, in front of which it then is.
-    void readWindow(const Shapes::GisExtent& extent);
+    const Internal::ReadWindow& readWindow(const Shapes::GisExtent& extent);
     template <typename Work>
     void reading(const Work& work);
     bool takeRead();

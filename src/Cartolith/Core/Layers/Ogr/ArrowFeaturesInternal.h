@@ -21,7 +21,12 @@ public:
     /// eight logical values GDAL 3.6 keeps the last. Also null for a table without a column of ids, which all
     /// become 0, and for whole numbers of 32 bits in a FlatGeobuf file: they may have 8 bits there, which are
     /// read as 32 (a driver that is no database is that one). Reading begins at the first feature.
-    static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer, bool isDatabase);
+    /// A layer of a FlatGeobuf file with a spatial filter says that it has no quick way, but has one as long
+    /// as there is at least one hit: that is for the caller to see to.
+    static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer, bool isDatabase, bool hasHits = false);
+    /// The same of a layer with such a filter of which every field and the geometry are ignored: nothing but
+    /// id() can be asked for.
+    static std::unique_ptr<ArrowFeatures> idsOf(OGRLayer& layer);
     ~ArrowFeatures();
     ArrowFeatures(const ArrowFeatures&) = delete;
     ArrowFeatures& operator=(const ArrowFeatures&) = delete;
@@ -49,7 +54,8 @@ private:
     };
 
     ArrowFeatures() = default;
-    bool begin(OGRLayer& layer, bool isDatabase);
+    bool begin(OGRLayer& layer, bool isDatabase, bool hasHits);
+    bool openStream(OGRLayer& layer, ArrowSchema& schema);
     bool nextBatch();
     void dropBatch();
     bool isPresent(const Column& column) const;

@@ -62,7 +62,7 @@ bool OgrContent::isInterrupted(const GoOn& goOn) const {
 }
 
 OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
-    const auto columns = ArrowFeatures::of(m_layer, m_isDatabase);
+    const auto columns = ArrowFeatures::of(m_layer, m_isDatabase, m_isInParts);
     while (columns != nullptr && columns->next()) {
         if (!take(*columns)) {
             return Outcome::Unfit;

@@ -158,10 +158,10 @@ void GisLayerOgrOnDemand::cancel() noexcept {
     m_sync->cancel([this] { m_source->interrupt(); });
 }
 
-void GisLayerOgrOnDemand::readWindow(const GisExtent& extent) {
+const Internal::ReadWindow& GisLayerOgrOnDemand::readWindow(const GisExtent& extent) {
     m_lastReading = Reading::Whole;
-    if (m_cache->covering(extent) != nullptr) {
-        return;
+    if (const Internal::ReadWindow* const known = m_cache->covering(extent)) {
+        return *known;
     }
     Internal::ReadWindow& window = m_cache->open(extent);
     m_source->content().forget();
@@ -182,6 +182,7 @@ void GisLayerOgrOnDemand::readWindow(const GisExtent& extent) {
     }
     std::sort(window.features.begin(), window.features.end(),
               [](const CachedFeature* a, const CachedFeature* b) { return a->read.id < b->read.id; });
+    return window;
 }
 
 bool GisLayerOgrOnDemand::takeRead() {
@@ -317,9 +318,9 @@ QList<GisShape*> GisLayerOgrOnDemand::query(const GisExtent& extent) {
     if (extent.isEmpty() || m_source == nullptr) {
         return {};
     }
-    readWindow(extent);
+    const Internal::ReadWindow& window = readWindow(extent);
     QList<GisShape*> found;
-    for (const CachedFeature* const feature : m_cache->front()->features) {
+    for (const CachedFeature* const feature : window.features) {
         if (feature->isEdited || !feature->box.intersects(extent)) {
             continue;
         }

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
@@ -6,6 +7,7 @@
 #include <cpl_string.h>
 
 #include <algorithm>
+#include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -37,8 +39,9 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
     if (isTree && m_driverName == QLatin1String("GPKG") &&
         !QByteArrayView(layer().GetFIDColumn()).isEmpty()) {
         m_boxes = Boxes::Table;
-    } else if (isTree &&
-               (m_driverName == QLatin1String("FlatGeobuf") || m_driverName == QLatin1String("PostgreSQL"))) {
+    } else if (isTree && m_driverName == QLatin1String("FlatGeobuf")) {
+        m_boxes = Boxes::Columns;
+    } else if (isTree && m_driverName == QLatin1String("PostgreSQL")) {
         m_boxes = Boxes::Filter;
     }
     const OgrFormat* const format = OgrFormat::forDriver(m_driverName);
@@ -59,8 +62,11 @@ void WindowSource::setFields(const std::optional<QStringList>& fields) {
     m_isByColumns = true;
 }
 
-void WindowSource::ignoreFields(const std::optional<QStringList>& fields) {
+void WindowSource::ignoreFields(const std::optional<QStringList>& fields, bool geometry) {
     CPLStringList ignored;
+    if (geometry) {
+        ignored.AddString("OGR_GEOMETRY");
+    }
     OGRFeatureDefn& schema = *layer().GetLayerDefn();
     for (int i = 0; fields && i < schema.GetFieldCount(); ++i) {
         const char* const name = schema.GetFieldDefn(i)->GetNameRef();
@@ -72,7 +78,38 @@ void WindowSource::ignoreFields(const std::optional<QStringList>& fields) {
     layer().SetIgnoredFields(const_cast<const char**>(ignored.List()));
 }
 
-void WindowSource::filter(const GisExtent& extent) {
+/// Reading by columns what no box meets, FlatGeobuf's driver reads behind its list of hits. Feature by
+/// feature it does not, and finds none where there is none; so the extent is grown until it finds one. What
+/// lies between is little: in half the extent there was nothing.
+bool WindowSource::filterByColumns(const GisExtent& extent) {
+    if (!m_extent.isEmpty() && !extent.intersects(m_extent)) {
+        return false;
+    }
+    GisExtent grown = extent;
+    for (;;) {
+        layer().SetSpatialFilterRect(grown.xMin(), grown.yMin(), grown.xMax(), grown.yMax());
+        layer().ResetReading();
+        if (m_snapshot.source().next(layer()) != nullptr) {
+            return true;
+        }
+        const bool isAll =
+            m_extent.isEmpty() || (grown.xMin() <= m_extent.xMin() && grown.yMin() <= m_extent.yMin() &&
+                                   grown.xMax() >= m_extent.xMax() && grown.yMax() >= m_extent.yMax());
+        if (isAll) {
+            return false;
+        }
+        constexpr double least = 1e-4; // of the whole
+        const double by = std::max(
+            {grown.width() / 2, grown.height() / 2, m_extent.width() * least, m_extent.height() * least});
+        grown = grown.inflate(by, by);
+    }
+}
+
+bool WindowSource::filter(const GisExtent& extent) {
+    if (m_boxes == Boxes::Columns) {
+        return filterByColumns(extent);
+    }
+    const Common::Internal::GdalErrorCapture errors;
     if (m_boxes == Boxes::Filter) {
         layer().SetSpatialFilterRect(extent.xMin(), extent.yMin(), extent.xMax(), extent.yMax());
     } else if (m_boxes == Boxes::Table) {
@@ -85,6 +122,7 @@ void WindowSource::filter(const GisExtent& extent) {
                      number(extent.xMax()), number(extent.yMin()), number(extent.yMax()));
         layer().SetAttributeFilter(where.toUtf8().constData());
     }
+    return true;
 }
 
 bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, const OgrContent::GoOn& goOn) {
@@ -93,9 +131,8 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
         const Common::Internal::GdalErrorCapture errors;
         layer().ResetReading();
     });
-    {
-        const Common::Internal::GdalErrorCapture errors;
-        filter(extent);
+    if (!filter(extent)) {
+        return true;
     }
     m_content.readParts([&skip, &extent](qint64 id, const OGRGeometry* geometry) {
         if (geometry != nullptr) {
@@ -109,14 +146,39 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
         return skip(id, geometry);
     });
     auto outcome = OgrContent::Outcome::Unfit;
-    if (m_isByColumns && isIndexed()) {
+    if (m_boxes == Boxes::Columns && m_isByColumns) { // a GeoPackage would be read by a thread of GDAL's
         outcome = m_content.readColumns(goOn);
         m_isByColumns = outcome != OgrContent::Outcome::Unfit;
     }
     if (outcome == OgrContent::Outcome::Unfit) {
-        outcome = m_content.readFeatures(goOn);
+        outcome = m_boxes == Boxes::Columns ? readById(skip, goOn) : m_content.readFeatures(goOn);
     }
     return outcome == OgrContent::Outcome::Whole;
+}
+
+OgrContent::Outcome WindowSource::readById(const OgrContent::Skip& skip, const OgrContent::GoOn& goOn) {
+    std::vector<qint64> ids;
+    {
+        const auto end = qScopeGuard([this] { ignoreFields(m_fields); });
+        ignoreFields(QStringList(), true);
+        const auto found = ArrowFeatures::idsOf(layer());
+        while (found != nullptr && found->next()) {
+            ids.push_back(found->id());
+        }
+        if (found == nullptr || found->hasFailed()) {
+            m_snapshot.source().fail(QStringLiteral("its index cannot be read"));
+        }
+    }
+    constexpr std::size_t interval = 256;
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+        if (!skip(ids[i], nullptr) && !m_content.readFeature(ids[i])) {
+            m_snapshot.source().fail(QStringLiteral("it ends before feature %1").arg(ids[i]));
+        }
+        if ((i + 1) % interval == 0 && !goOn(static_cast<double>(i))) {
+            return OgrContent::Outcome::Cancelled;
+        }
+    }
+    return OgrContent::Outcome::Whole;
 }
 
 bool WindowSource::readFeature(qint64 id) {

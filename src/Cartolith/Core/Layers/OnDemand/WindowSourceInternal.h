@@ -54,12 +54,15 @@ public:
 
 private:
     enum class Boxes {
-        None,   ///< not by an index
-        Filter, ///< by OGR's spatial filter
-        Table,  ///< by the table that is the index of a GeoPackage
+        None,    ///< not by an index
+        Columns, ///< by OGR's spatial filter, in reading by columns; feature by feature it asks for more
+        Filter,  ///< by OGR's spatial filter
+        Table,   ///< by the table that is the index of a GeoPackage
     };
-    void filter(const Shapes::GisExtent& extent);
-    void ignoreFields(const std::optional<QStringList>& fields);
+    bool filter(const Shapes::GisExtent& extent);
+    bool filterByColumns(const Shapes::GisExtent& extent);
+    void ignoreFields(const std::optional<QStringList>& fields, bool geometry = false);
+    OgrContent::Outcome readById(const OgrContent::Skip& skip, const OgrContent::GoOn& goOn);
 
     OgrSnapshot m_snapshot;
     OgrContent m_content;
