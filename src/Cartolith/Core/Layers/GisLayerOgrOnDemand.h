@@ -169,7 +169,7 @@ private:
     void readAgain(Internal::CachedFeature& feature);
     void save();
     void settleEdits(const std::unordered_map<qint64, quint64>* saved);
-    void readAllFields(bool all);
+    void readForEditing(bool isForEditing);
 
     QString m_layerName;
     QString m_readName;

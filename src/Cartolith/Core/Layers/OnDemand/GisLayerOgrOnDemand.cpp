@@ -66,7 +66,7 @@ bool GisLayerOgrOnDemand::open() {
     const QString sourceName = source->layerName();
     const bool isNamedBySource = name() == QFileInfo(path()).completeBaseName() || name() == m_readName;
     source->setFields(m_fields);
-    source->content().setComparing(!m_fields && source->content().isOfDatabase());
+    source->content().setComparing(false);
 
     const ChangeGroup group(*this);
     resetVectorLayerState();
@@ -267,13 +267,13 @@ void GisLayerOgrOnDemand::setFields(const std::optional<QStringList>& fields) {
     if (m_source != nullptr && !isEditing()) {
         m_cache->open({});
         m_cache->keepFront([this](const CachedFeature& feature) { leave(feature); });
-        readAllFields(false);
+        readForEditing(false);
     }
 }
 
-void GisLayerOgrOnDemand::readAllFields(bool all) {
-    m_source->setFields(all ? std::nullopt : m_fields);
-    m_source->content().setComparing((all || !m_fields) && m_source->content().isOfDatabase());
+void GisLayerOgrOnDemand::readForEditing(bool isForEditing) {
+    m_source->setFields(isForEditing ? std::nullopt : m_fields);
+    m_source->content().setComparing(isForEditing && m_source->content().isOfDatabase());
 }
 
 qint64 GisLayerOgrOnDemand::cacheBudget() const noexcept {

@@ -11,6 +11,9 @@
 #include <Cartolith/Core/Layers/OnDemand/FeatureCacheInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
 
+#include <QScopeGuard>
+
+#include <algorithm>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -36,6 +39,11 @@ void GisLayerOgrOnDemand::edit(int place) {
     if (isWithoutFields(place)) { // saved, it would lose the others
         throw std::runtime_error(
             "The shape was read without all of its fields: change it in an edit session");
+    }
+    if (!isEditing() && !feature->isEdited && m_source->content().isOfDatabase()) {
+        m_source->content().setComparing(true);
+        const auto end = qScopeGuard([this] { m_source->content().setComparing(false); });
+        readAgain(*feature);
     }
     m_cache->edit(*feature);
 }
@@ -63,7 +71,10 @@ void GisLayerOgrOnDemand::shapesChanged(ShapeChange change, int position, const 
             break;
         }
         for (int place = 0; place < count(); ++place) {
-            edit(place);
+            try {
+                edit(place);
+            } catch (const std::runtime_error&) { // its change is not found, and not saved
+            }
         }
         m_trace->allChanged();
         break;
@@ -81,17 +92,17 @@ bool GisLayerOgrOnDemand::beginEditCore() {
         return false;
     }
     m_lastError = {};
-    if (m_fields) {
+    if (m_fields || m_source->content().isOfDatabase()) {
         m_cache->keepFront([this](const CachedFeature& feature) { leave(feature); });
         try {
-            readAllFields(true);
+            readForEditing(true);
             Internal::ReadWindow* const front = m_cache->front();
             for (qsizetype i = 0; front != nullptr && i < static_cast<qsizetype>(front->features.size());
                  ++i) {
                 readAgain(*front->features[static_cast<std::size_t>(i)]);
             }
         } catch (const std::runtime_error& error) {
-            readAllFields(false);
+            readForEditing(false);
             m_lastError = QString::fromUtf8(error.what());
             return false;
         }
@@ -105,7 +116,15 @@ void GisLayerOgrOnDemand::readAgain(CachedFeature& feature) {
     bool isSame = m_source->readFeature(feature.read.id) &&
                   static_cast<qsizetype>(content.shapes.size()) == feature.shapes.size();
     for (std::size_t i = 0; isSame && i < content.shapes.size(); ++i) {
-        isSame = Internal::haveSameGeometry(*content.shapes[i], *feature.shapes[static_cast<qsizetype>(i)]);
+        const GisShape& known = *feature.shapes[static_cast<qsizetype>(i)];
+        isSame =
+            Internal::haveSameGeometry(*content.shapes[i], known) &&
+            (m_fields ? std::all_of(m_fields->begin(), m_fields->end(),
+                                    [&, i](const QString& field) {
+                                        return Internal::areSame(content.shapes[i]->attributeValue(field),
+                                                                 known.attributeValue(field));
+                                    })
+                      : Internal::haveSameAttributes(*content.shapes[i], known));
     }
     if (isSame) {
         for (std::size_t i = 0; i < content.shapes.size(); ++i) {
@@ -204,7 +223,7 @@ void GisLayerOgrOnDemand::save() {
         settleEdits(&ids.digests);
         // Its counts and its extent are other ones now.
         m_source = std::make_unique<Internal::WindowSource>(m_sourcePath, m_source->layerName(), m_saveWait);
-        readAllFields(false);
+        readForEditing(false);
     } catch (const std::bad_alloc&) {
         forgetRead();
     } catch (const std::runtime_error&) { // what reads next says why
@@ -233,7 +252,7 @@ bool GisLayerOgrOnDemand::commitEditCore() {
     if (m_cache->hasEdits()) { // all of them undone
         settleEdits(nullptr);
     }
-    readAllFields(false);
+    readForEditing(false);
     return GisLayerVector::commitEditCore();
 }
 
@@ -249,7 +268,7 @@ bool GisLayerOgrOnDemand::rollbackEditCore() {
     if (m_cache->hasEdits()) {
         settleEdits(nullptr);
     }
-    readAllFields(false);
+    readForEditing(false);
     return true;
 }
 

@@ -169,6 +169,7 @@ OgrContent::Outcome WindowSource::readById(const OgrContent::Skip& skip, const O
             m_snapshot.source().fail(QStringLiteral("its index cannot be read"));
         }
     }
+    layer().SetSpatialFilter(nullptr); // the driver counts ids among the hits otherwise
     constexpr std::size_t interval = 256;
     for (std::size_t i = 0; i < ids.size(); ++i) {
         if (!skip(ids[i], nullptr) && !m_content.readFeature(ids[i])) {
@@ -182,9 +183,16 @@ OgrContent::Outcome WindowSource::readById(const OgrContent::Skip& skip, const O
 }
 
 bool WindowSource::readFeature(qint64 id) {
-    const auto end = qScopeGuard([this] { ignoreFields(m_fields); });
+    const auto end = qScopeGuard([this] {
+        if (m_fields) {
+            ignoreFields(m_fields);
+        }
+    });
     if (m_fields) {
         ignoreFields(std::nullopt);
+    }
+    if (m_boxes == Boxes::Columns) {
+        layer().SetSpatialFilter(nullptr);
     }
     return m_content.readFeature(id);
 }
