@@ -211,6 +211,7 @@ void askWindows(const std::string& path, int count) {
         std::uniform_real_distribution<double> coordinate(0.0, size - width);
         std::vector<double> ours;
         std::vector<double> theirs;
+        layer.open(); // with nothing in its cache
         qsizetype found = 0;
         qsizetype foundPlain = 0;
         for (int i = 0; i < windows; ++i) {

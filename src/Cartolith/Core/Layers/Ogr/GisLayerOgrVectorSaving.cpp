@@ -175,10 +175,7 @@ void GisLayerOgrVector::save() {
         return;
     }
     Common::Internal::LogStep step(Common::LogChannels::save, "edits");
-    step.set("source", m_sourcePath);
-    step.set("deleted", static_cast<qint64>(edits.deleted.size()));
-    step.set("updated", static_cast<qint64>(edits.updated.size()));
-    step.set("added", edits.added.size());
+    Internal::describe(step, m_sourcePath, edits);
     if (coordinateSystem() != m_sourceSystem) {
         Internal::failToWrite(m_sourcePath,
                               QStringLiteral("the layer's coordinate system is not the source's any more"));
@@ -217,18 +214,7 @@ bool GisLayerOgrVector::commitEditCore() {
     if (isLocked()) {
         return false;
     }
-    m_lastError = {};
-    if (isCommandRunning()) {
-        m_lastError = QStringLiteral("Cannot write '%1': an edit command is running").arg(m_sourcePath);
-        return false;
-    }
-    try {
-        save();
-    } catch (const std::bad_alloc&) {
-        m_lastError = QStringLiteral("Cannot write: there is not enough memory"); // needs none itself
-        return false;
-    } catch (const std::exception& error) {
-        m_lastError = QString::fromUtf8(error.what());
+    if (!Internal::trySaving(m_sourcePath, isCommandRunning(), m_lastError, [this] { save(); })) {
         return false;
     }
     m_trace->forgetTaken();

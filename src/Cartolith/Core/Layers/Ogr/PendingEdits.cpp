@@ -1,6 +1,9 @@
+#include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PendingEditsInternal.h>
 
+#include <exception>
+#include <new>
 #include <unordered_map>
 #include <unordered_set>
 
@@ -46,6 +49,32 @@ OgrEdits pendingEdits(const QString& path, const OgrReadState& read, const Featu
         }
     }
     return edits;
+}
+
+void describe(Common::Internal::LogStep& step, const QString& path, const OgrEdits& edits) {
+    step.set("source", path);
+    step.set("deleted", static_cast<qint64>(edits.deleted.size()));
+    step.set("updated", static_cast<qint64>(edits.updated.size()));
+    step.set("added", edits.added.size());
+}
+
+bool trySaving(const QString& path, bool isCommandRunning, QString& lastError,
+               const std::function<void()>& save) {
+    lastError = {};
+    if (isCommandRunning) {
+        lastError = QStringLiteral("Cannot write '%1': an edit command is running").arg(path);
+        return false;
+    }
+    try {
+        save();
+    } catch (const std::bad_alloc&) {
+        lastError = QStringLiteral("Cannot write: there is not enough memory"); // needs none itself
+        return false;
+    } catch (const std::exception& error) {
+        lastError = QString::fromUtf8(error.what());
+        return false;
+    }
+    return true;
 }
 
 } // namespace Cartolith::Core::Layers::Internal

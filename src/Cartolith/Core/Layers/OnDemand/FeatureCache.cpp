@@ -79,20 +79,23 @@ void FeatureCache::append(CachedFeature& feature) {
     ++feature.windows;
 }
 
-CachedFeature& FeatureCache::add(const ReadFeature& feature) {
-    CachedFeature& added = m_features[feature.id];
-    added.read = feature;
-    added.bytes = bytesBeside;
-    m_bytes += added.bytes;
+CachedFeature* FeatureCache::add(const ReadFeature& feature) {
+    const auto [place, isNew] = m_features.try_emplace(feature.id);
+    if (!isNew) {
+        return nullptr;
+    }
+    CachedFeature& added = place->second;
     try {
+        added.read = feature;
         added.shapes.reserve(static_cast<qsizetype>(feature.shapes));
         append(added);
     } catch (...) {
-        m_bytes -= added.bytes;
-        m_features.erase(feature.id);
+        m_features.erase(place);
         throw;
     }
-    return added;
+    added.bytes = bytesBeside;
+    m_bytes += added.bytes;
+    return &added;
 }
 
 void FeatureCache::give(CachedFeature& feature, GisShape& shape) {
@@ -137,12 +140,12 @@ ReadFeatures FeatureCache::edited() const {
 }
 
 void FeatureCache::dropLast(const Drop& drop) {
-    for (const CachedFeature* const feature : m_windows.back().features) {
-        const auto found = m_features.find(feature->read.id);
-        if (--found->second.windows == 0 && !found->second.isEdited) {
-            drop(found->second);
-            m_bytes -= found->second.bytes;
-            m_features.erase(found);
+    for (CachedFeature* const feature : m_windows.back().features) {
+        if (--feature->windows == 0 && !feature->isEdited) {
+            drop(*feature);
+            m_bytes -= feature->bytes;
+            const qint64 id = feature->read.id;
+            m_features.erase(id);
         }
     }
     m_windows.pop_back();

@@ -59,8 +59,8 @@ public:
     ReadWindow* covering(const Shapes::GisExtent& extent);
 
     CachedFeature* find(qint64 id);
-    /// A feature that is not in the cache, for the window in front.
-    CachedFeature& add(const ReadFeature& feature);
+    /// A feature, for the window in front; null where it is in the cache already.
+    CachedFeature* add(const ReadFeature& feature);
     /// Of a feature that is in the cache, one more shape.
     void give(CachedFeature& feature, Shapes::GisShape& shape);
     /// One that is, for the same. Does nothing for a second time.

@@ -190,14 +190,14 @@ bool GisLayerOgrOnDemand::takeRead() {
     std::size_t next = 0;
     for (const Internal::ReadFeature& read : content.state.features) {
         const std::size_t end = next + read.shapes;
-        if (m_cache->find(read.id) != nullptr) { // a reading that was begun anew met it before
+        reserveShapes(count() + static_cast<int>(read.shapes));
+        CachedFeature* const feature = m_cache->add(read);
+        if (feature == nullptr) { // a reading that was begun anew met it before
             next = end;
             continue;
         }
-        reserveShapes(count() + static_cast<int>(read.shapes));
-        CachedFeature& feature = m_cache->add(read);
         for (; next < end; ++next) { // from here on nothing fails
-            m_cache->give(feature, *content.shapes[next]);
+            m_cache->give(*feature, *content.shapes[next]);
             const int place = freePlace();
             holdShape(place, std::move(content.shapes[next]));
             m_trace->hold(place, read.id);

@@ -161,7 +161,7 @@ void GisLayerOgrOnDemand::settleEdits(const std::unordered_map<qint64, quint64>*
             if (saved != nullptr && saved->contains(id)) {
                 read.digest = saved->at(id);
             }
-            feature = &m_cache->add(read);
+            feature = m_cache->add(read);
         }
         m_cache->give(*feature, *shape);
         if (saved == nullptr && entry.isChanged(*shape)) { // before the session, by what cannot be undone
@@ -171,8 +171,9 @@ void GisLayerOgrOnDemand::settleEdits(const std::unordered_map<qint64, quint64>*
         }
     }
     for (const Internal::ReadFeature& read : edited) {
-        if (saved == nullptr && m_cache->find(read.id) == nullptr) {
-            m_cache->edit(m_cache->add(read));
+        CachedFeature* const deleted = saved == nullptr ? m_cache->add(read) : nullptr;
+        if (deleted != nullptr) {
+            m_cache->edit(*deleted);
         }
     }
 }
@@ -187,10 +188,7 @@ void GisLayerOgrOnDemand::save() {
         return;
     }
     Common::Internal::LogStep step(Common::LogChannels::save, "edits");
-    step.set("source", m_sourcePath);
-    step.set("deleted", static_cast<qint64>(edits.deleted.size()));
-    step.set("updated", static_cast<qint64>(edits.updated.size()));
-    step.set("added", edits.added.size());
+    Internal::describe(step, m_sourcePath, edits);
     if (coordinateSystem() != m_sourceSystem) {
         Internal::failToWrite(m_sourcePath,
                               QStringLiteral("the layer's coordinate system is not the source's any more"));
@@ -234,18 +232,7 @@ bool GisLayerOgrOnDemand::commitEditCore() {
     if (isLocked()) {
         return false;
     }
-    m_lastError = {};
-    if (isCommandRunning()) {
-        m_lastError = QStringLiteral("Cannot write '%1': an edit command is running").arg(m_sourcePath);
-        return false;
-    }
-    try {
-        save();
-    } catch (const std::bad_alloc&) {
-        m_lastError = QStringLiteral("Cannot write: there is not enough memory"); // needs none itself
-        return false;
-    } catch (const std::exception& error) {
-        m_lastError = QString::fromUtf8(error.what());
+    if (!Internal::trySaving(m_sourcePath, isCommandRunning(), m_lastError, [this] { save(); })) {
         return false;
     }
     m_trace->forgetTaken();
