@@ -7,6 +7,7 @@
 #include <cpl_string.h>
 
 #include <algorithm>
+#include <iterator>
 #include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -169,11 +170,25 @@ OgrContent::Outcome WindowSource::readById(const OgrContent::Skip& skip, const O
             m_snapshot.source().fail(QStringLiteral("its index cannot be read"));
         }
     }
+    // Most of them come quickly, one after the other; the rest are those of which only the box meets it.
+    std::vector<qint64> met;
+    m_content.readParts([&](qint64 id, const OGRGeometry* geometry) {
+        met.push_back(id);
+        return skip(id, geometry);
+    });
+    const auto outcome = m_content.readFeatures(goOn);
+    if (outcome != OgrContent::Outcome::Whole) {
+        return outcome;
+    }
+    std::sort(ids.begin(), ids.end());
+    std::sort(met.begin(), met.end());
+    std::vector<qint64> rest;
+    std::set_difference(ids.begin(), ids.end(), met.begin(), met.end(), std::back_inserter(rest));
     layer().SetSpatialFilter(nullptr); // the driver counts ids among the hits otherwise
     constexpr std::size_t interval = 256;
-    for (std::size_t i = 0; i < ids.size(); ++i) {
-        if (!skip(ids[i], nullptr) && !m_content.readFeature(ids[i])) {
-            m_snapshot.source().fail(QStringLiteral("it ends before feature %1").arg(ids[i]));
+    for (std::size_t i = 0; i < rest.size(); ++i) {
+        if (!skip(rest[i], nullptr) && !m_content.readFeature(rest[i])) {
+            m_snapshot.source().fail(QStringLiteral("it ends before feature %1").arg(rest[i]));
         }
         if ((i + 1) % interval == 0 && !goOn(static_cast<double>(i))) {
             return OgrContent::Outcome::Cancelled;
