@@ -8,9 +8,14 @@
 //   cartolith-large-layers edits COUNT
 //
 // edits so many points in memory.
+//
+//   cartolith-large-layers windows COUNT FILE
+//
+// asks for windows of some 1,000 polygons of the file, beside plain OGR.
 
 #include <Cartolith/Core/Layers/Commands/GisDeleteShapeCommand.h>
 #include <Cartolith/Core/Layers/Commands/GisMacroCommand.h>
+#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
@@ -184,6 +189,60 @@ void open(const std::string& path, int count, double geometryBytes) {
     tell(letters > 0 ? "asked for all" : "");
 }
 
+double median(std::vector<double> values) {
+    std::sort(values.begin(), values.end());
+    return values[values.size() / 2];
+}
+
+/// Each question to one and then to the other, so that what else the machine does meets both.
+void askWindows(const std::string& path, int count) {
+    const double opening = secondsOf([&] { openFile(path)->GetLayer(0)->GetLayerDefn(); });
+    const Dataset dataset = openFile(path);
+    OGRLayer& plain = *dataset->GetLayer(0);
+    const double before = residentMegabytes();
+    Layers::GisLayerOgrOnDemand layer(QString::fromStdString(path));
+    std::printf("open()         %8.3f ms, plain OGR %.3f ms\n", secondsOf([&] { layer.open(); }) * 1e3,
+                opening * 1e3);
+    std::printf("open           %8.1f MB beside that\n", residentMegabytes() - before);
+    std::mt19937_64 random(7);
+    const double side = size * std::sqrt(1000.0 / count);
+    constexpr int windows = 200;
+    for (const double width : {side, 1.0}) {
+        std::uniform_real_distribution<double> coordinate(0.0, size - width);
+        std::vector<double> ours;
+        std::vector<double> theirs;
+        layer.open(); // with nothing in its cache
+        qsizetype found = 0;
+        qsizetype foundPlain = 0;
+        for (int i = 0; i < windows; ++i) {
+            const double x = coordinate(random);
+            const double y = coordinate(random);
+            theirs.push_back(secondsOf([&] {
+                plain.SetSpatialFilterRect(x, y, x + width, y + width);
+                for (auto& feature : plain) {
+                    OGREnvelope box;
+                    feature->GetGeometryRef()->getEnvelope(&box);
+                    ++foundPlain;
+                }
+                plain.ResetReading();
+            }));
+            ours.push_back(secondsOf([&] {
+                if (width == side) {
+                    found += layer.query({x, y, x + width, y + width}).size();
+                } else {
+                    found += layer.findShapeAt({x + width / 2, y + width / 2}, width / 2) != nullptr ? 1 : 0;
+                }
+            }));
+        }
+        std::printf("%-14s %8.3f ms (median), plain OGR %.3f ms, ratio %.2f; %lld and %lld found\n",
+                    width == side ? "query()" : "findShapeAt()", median(ours) * 1e3, median(theirs) * 1e3,
+                    median(ours) / median(theirs), static_cast<long long>(found),
+                    static_cast<long long>(foundPlain));
+    }
+    std::printf("after all      %8.1f MB, %.1f MB in the cache by its own count\n",
+                residentMegabytes() - before, static_cast<double>(layer.cachedBytes()) / 1e6);
+}
+
 void edit(int count) {
     using Shapes::GisShapePoint;
     std::mt19937 random(1);
@@ -228,16 +287,23 @@ int main(int argc, char** argv) try {
         edit(std::max(std::atoi(argv[2]), 20'000));
         return 0;
     }
-    if (argc != 4 || (kind != "points" && kind != "polygons")) {
-        std::fputs("cartolith-large-layers points|polygons COUNT FILE | edits COUNT\n", stderr);
+    if (argc != 4 || (kind != "points" && kind != "polygons" && kind != "windows")) {
+        std::fputs("cartolith-large-layers points|polygons|windows COUNT FILE | edits COUNT\n", stderr);
         return 2;
     }
-    const bool isPolygon = kind == "polygons";
+    const bool isPolygon = kind != "points";
     const int count = std::atoi(argv[2]);
     const std::string path = argv[3];
     GDALAllRegister();
     if (!QFileInfo::exists(QString::fromStdString(path))) {
         makeFile(path, isPolygon, count);
+    }
+    if (kind == "windows") {
+        inNewProcess([&] { walk(path, count); });
+        for (int i = 0; i < 3; ++i) {
+            inNewProcess([&] { askWindows(path, count); });
+        }
+        return 0;
     }
     constexpr double vertexBytes = 40.0;
     inNewProcess([&] { walk(path, count); });

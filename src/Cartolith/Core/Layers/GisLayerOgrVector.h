@@ -117,8 +117,13 @@ public:
     /// features may have the same id. Linear time.
     QList<qint64> sourceFeatureIds() const;
 
-    /// By sourceFeatureIds().
+    /// By sourceFeatureIds(), so that of two features with one id, the first counts. The first
+    /// shapeForFeatureId() after a change of the list takes linearithmic time, the next ones logarithmic.
     std::optional<qint64> featureId(const Shapes::GisShape& shape) const override;
+    Shapes::GisShape* shapeForFeatureId(qint64 id) override;
+    /// True for tables of databases with a key. In other formats the id is the feature's place in the file,
+    /// but for GeoJSON, where nobody can tell ids that are in the file from those that GDAL counts.
+    bool hasStableFeatureIds() const override;
 
     /// \name Saving edits
     /// commitEdit() writes what has changed since open() or the last commit to the source that was opened: in

@@ -394,6 +394,29 @@ std::optional<qint64> GisLayerVector::featureId(const GisShape& /*shape*/) const
     return std::nullopt;
 }
 
+GisShape* GisLayerVector::shapeForFeatureId(qint64 /*id*/) {
+    return nullptr;
+}
+
+bool GisLayerVector::hasStableFeatureIds() const {
+    return false;
+}
+
+bool GisLayerVector::holdsAllShapes() const {
+    return true;
+}
+
+void GisLayerVector::holdShape(int position, std::unique_ptr<GisShape> shape) {
+    if (position == count()) {
+        reserveShapes(count() + 1);
+        m_shapes.emplace_back();
+    }
+    if (shape != nullptr) {
+        shape->setId(position + 1);
+    }
+    m_shapes[static_cast<std::size_t>(position)] = std::move(shape);
+}
+
 std::vector<std::vector<int>> GisLayerVector::multiPoints() const {
     return {};
 }

@@ -96,6 +96,10 @@ public:
     /// @{
     /// None for a shape that is not in the layer, or not in the source (yet).
     virtual std::optional<qint64> featureId(const Shapes::GisShape& shape) const;
+    /// The shape that stands for the feature, the first where it gave several; null when there is none.
+    virtual Shapes::GisShape* shapeForFeatureId(qint64 id);
+    /// Whether a feature keeps its id through edits, commits and the next open(). False here.
+    virtual bool hasStableFeatureIds() const;
     /// @}
 
     /// The features that are asked for, one after the other. The layer lives longer than the reader, which
@@ -341,6 +345,19 @@ protected:
     /// rise, and are those with all of them in the list.
     virtual void shapesTaken(const std::vector<int>& positions);
     virtual void shapesPutBack(const std::vector<int>& positions);
+
+    /// Of shapes in drawing order, the one that findShapeAt() means.
+    static Shapes::GisShape* topmostAt(const QList<Shapes::GisShape*>& shapes,
+                                       const Shapes::GisShapePoint& point, double tolerance);
+    /// What queryLod() has in the place of a shape at level 1, with its id; null where it cannot be copied.
+    static std::unique_ptr<Shapes::GisShape> simplifiedStandIn(const Shapes::GisShape& shape);
+
+    /// Whether the shapes in the list are all that the layer stands for; else saveAs() is refused. True here.
+    virtual bool holdsAllShapes() const;
+    /// For a subclass that holds only some of its source's shapes at a time: puts one in a place of the list,
+    /// or at its end, or empties the place. The shape gets the place's id, and nobody is told of anything;
+    /// what was there is destroyed. Strong guarantee.
+    void holdShape(int position, std::unique_ptr<Shapes::GisShape> shape);
 
     /// Lets a subclass fetch an index instead of building it. When it returns false, as here,
     /// buildSpatialIndex() builds one.

@@ -153,7 +153,12 @@ GisShape* GisLayerVector::findShapeAt(const GisShapePoint& point, double toleran
     // An index answers in its own order; ids are positions, and the last shape is the topmost.
     std::sort(candidates.begin(), candidates.end(),
               [](const GisShape* a, const GisShape* b) { return a->id() < b->id(); });
-    for (auto it = candidates.crbegin(); it != candidates.crend(); ++it) {
+    return topmostAt(candidates, point, tolerance);
+}
+
+GisShape* GisLayerVector::topmostAt(const QList<GisShape*>& shapes, const GisShapePoint& point,
+                                    double tolerance) {
+    for (auto it = shapes.crbegin(); it != shapes.crend(); ++it) {
         GisShape* const shape = *it;
         if (shape->extent().inflate(tolerance, tolerance).contains(point) &&
             shape->contains(point, tolerance)) {
@@ -206,6 +211,18 @@ std::unique_ptr<GisShapePoint> GisLayerVector::getOverviewPoint(const GisShape& 
     return result;
 }
 
+std::unique_ptr<GisShape> GisLayerVector::simplifiedStandIn(const GisShape& shape) {
+    constexpr double tolerance = 0.8; // layer units, whatever they are
+    std::unique_ptr<GisShape> standIn = shape.simplify(tolerance);
+    if (standIn == nullptr) {
+        standIn = shape.clone(); // points do not simplify at all
+    }
+    if (standIn != nullptr) {
+        standIn->setId(shape.id());
+    }
+    return standIn;
+}
+
 void GisLayerVector::clearLodCache() {
     m_simplified.reset();
     m_overview.reset();
@@ -219,7 +236,6 @@ void GisLayerVector::buildLodCache() {
     if (m_simplified != nullptr && m_overview != nullptr) {
         return;
     }
-    constexpr double tolerance = 0.8; // layer units, whatever they are
     auto simplified = std::make_unique<LodLevel>();
     auto overview = std::make_unique<LodLevel>();
     simplified->shapes.reserve(m_shapes.size());
@@ -228,12 +244,7 @@ void GisLayerVector::buildLodCache() {
         if (shape == nullptr) {
             continue;
         }
-        std::unique_ptr<GisShape> standIn = shape->simplify(tolerance);
-        if (standIn == nullptr) {
-            standIn = shape->clone(); // points do not simplify at all
-        }
-        if (standIn != nullptr) {
-            standIn->setId(shape->id());
+        if (auto standIn = simplifiedStandIn(*shape)) {
             simplified->shapes.push_back(std::move(standIn));
         }
         overview->shapes.push_back(getOverviewPoint(*shape));

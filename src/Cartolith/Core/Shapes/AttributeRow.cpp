@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <atomic>
 #include <cstring>
+#include <malloc.h>
 #include <new>
 #include <numeric>
 #include <utility>
@@ -181,6 +182,10 @@ quint32& AttributeRow::presence(int column) const noexcept {
 
 void AttributeRow::mark(int column) noexcept {
     presence(column) |= 1U << (column % bitsInWord);
+}
+
+std::size_t AttributeRow::bytes() const noexcept {
+    return ::malloc_usable_size(m_data);
 }
 
 bool AttributeRow::has(int column) const noexcept {

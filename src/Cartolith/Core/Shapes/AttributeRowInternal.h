@@ -93,6 +93,9 @@ public:
     /// less than 2^31 bytes.
     void setText(int column, QByteArrayView utf8, std::size_t at) noexcept;
 
+    /// What it takes of memory, without texts that it shares.
+    std::size_t bytes() const noexcept;
+
     bool has(int column) const noexcept;
     /// Invalid where there is none.
     QVariant value(int column) const;

@@ -25,6 +25,9 @@ QList<QVariant> fieldValues(const GisLayerVector& layer, const QString& fieldNam
     bool known = layer.getAttributeDefinition(fieldName) != nullptr;
     QList<QVariant> values;
     for (const auto& shape : layer.items()) {
+        if (shape == nullptr) {
+            continue;
+        }
         const QVariant value = shape->attributeValue(fieldName);
         known = known || value.isValid();
         if (!value.isNull()) {
@@ -33,7 +36,7 @@ QList<QVariant> fieldValues(const GisLayerVector& layer, const QString& fieldNam
     }
     // A field that no shape has a value of may be known to one nevertheless.
     known = known || std::any_of(layer.items().begin(), layer.items().end(), [&](const auto& shape) {
-                return shape->attributeSlot().copyOfTable().contains(fieldName);
+                return shape != nullptr && shape->attributeSlot().copyOfTable().contains(fieldName);
             });
     if (!known) {
         throw error(QStringLiteral("The layer has no field '%1'.").arg(fieldName));

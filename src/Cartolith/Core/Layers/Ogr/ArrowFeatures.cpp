@@ -56,16 +56,17 @@ struct OneThread {
 
 } // namespace
 
-std::unique_ptr<ArrowFeatures> ArrowFeatures::of(OGRLayer& layer, bool isDatabase,
-                                                 const QByteArray& gdalName) {
+std::unique_ptr<ArrowFeatures> ArrowFeatures::of(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName,
+                                                 bool hasHits) {
     std::unique_ptr<ArrowFeatures> features(new ArrowFeatures);
-    return features->begin(layer, isDatabase, gdalName) ? std::move(features) : nullptr;
+    return features->begin(layer, isDatabase, gdalName, hasHits) ? std::move(features) : nullptr;
 }
 
-bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName) {
+bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName, bool hasHits) {
     OGRFeatureDefn& definition = *layer.GetLayerDefn();
     const bool hasIds = !isDatabase || !QByteArrayView(layer.GetFIDColumn()).isEmpty();
-    if (layer.TestCapability(OLCFastGetArrowStream) == 0 || definition.GetGeomFieldCount() != 1 || !hasIds ||
+    const bool isQuick = hasHits || layer.TestCapability(OLCFastGetArrowStream) != 0;
+    if (!isQuick || definition.GetGeomFieldCount() != 1 || !hasIds ||
         !(isDatabase || hasOrdinaryColumns(gdalName, definition.GetFieldCount()))) {
         return false;
     }
@@ -78,15 +79,8 @@ bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gd
         }
         m_fields.push_back({i + 1, format});
     }
-    const OneThread oneThread;
-    const Common::Internal::GdalErrorCapture errors;
-    CPLStringList options;
-    options.SetNameValue("INCLUDE_FID", "YES");
-    // Rows of any size lie in memory beside the shapes: few at a time.
-    options.SetNameValue("MAX_FEATURES_IN_BATCH", "4096");
-    layer.ResetReading();
     ArrowSchema schema = {};
-    if (!layer.GetArrowStream(&m_stream, options.List()) || m_stream.get_schema(&m_stream, &schema) != 0) {
+    if (!openStream(layer, schema)) {
         return false;
     }
     const int geometry = definition.GetFieldCount() + 1;
@@ -100,7 +94,37 @@ bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gd
     m_id = {0, 'l'};
     m_geometry = {geometry, 'z'};
     m_childCount = geometry + 1;
-    return isKnown && errors.message().isEmpty();
+    return isKnown;
+}
+
+std::unique_ptr<ArrowFeatures> ArrowFeatures::idsOf(OGRLayer& layer) {
+    std::unique_ptr<ArrowFeatures> features(new ArrowFeatures);
+    ArrowSchema schema = {};
+    if (!features->openStream(layer, schema)) {
+        return nullptr;
+    }
+    const bool isKnown = schema.n_children > 0 && schema.children[0]->format == std::string_view("l");
+    features->m_childCount = static_cast<int>(schema.n_children);
+    schema.release(&schema);
+    features->m_id = {0, 'l'};
+    return isKnown ? std::move(features) : nullptr;
+}
+
+bool ArrowFeatures::openStream(OGRLayer& layer, ArrowSchema& schema) {
+    const OneThread oneThread;
+    const Common::Internal::GdalErrorCapture errors;
+    CPLStringList options;
+    options.SetNameValue("INCLUDE_FID", "YES");
+    // Rows of any size lie in memory beside the shapes: few at a time.
+    options.SetNameValue("MAX_FEATURES_IN_BATCH", "4096");
+    layer.ResetReading();
+    const bool isOpen =
+        layer.GetArrowStream(&m_stream, options.List()) && m_stream.get_schema(&m_stream, &schema) == 0;
+    if (isOpen && !errors.message().isEmpty()) {
+        schema.release(&schema);
+        return false;
+    }
+    return isOpen;
 }
 
 ArrowFeatures::~ArrowFeatures() {

@@ -22,7 +22,14 @@ public:
     /// become 0. A driver that is no database is FlatGeobuf's: null where the file, by the name that GDAL has
     /// for it, has columns of other types than 32-bit and 64-bit numbers, texts and bytes, of which GDAL
     /// reads those of 8 bits wrongly. Reading begins at the first feature.
-    static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName);
+    ///
+    /// A layer of a FlatGeobuf file with a spatial filter says that it has no quick way, but has one as long
+    /// as there is at least one hit: that is for the caller to see to.
+    static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName,
+                                             bool hasHits = false);
+    /// The same of a layer with such a filter of which every field and the geometry are ignored: nothing but
+    /// id() can be asked for.
+    static std::unique_ptr<ArrowFeatures> idsOf(OGRLayer& layer);
     ~ArrowFeatures();
     ArrowFeatures(const ArrowFeatures&) = delete;
     ArrowFeatures& operator=(const ArrowFeatures&) = delete;
@@ -50,7 +57,8 @@ private:
     };
 
     ArrowFeatures() = default;
-    bool begin(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName);
+    bool begin(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName, bool hasHits);
+    bool openStream(OGRLayer& layer, ArrowSchema& schema);
     bool nextBatch();
     void dropBatch();
     bool isPresent(const Column& column) const;

@@ -20,12 +20,37 @@ bool FeatureTrace::Entry::isChanged(const GisShape& now) const {
 }
 
 void FeatureTrace::reset(const QList<qint64>& features) {
+    forgetPlaces();
     m_entries.clear();
     m_entries.reserve(static_cast<std::size_t>(features.size()));
     for (const qint64 feature : features) {
         m_entries.push_back({feature});
     }
     m_taken.clear();
+}
+
+int FeatureTrace::positionOf(qint64 id, const IdOf& idOf) {
+    if (!m_placesAreKnown) {
+        m_places.clear();
+        for (std::size_t i = 0; i < m_entries.size(); ++i) {
+            if (m_entries[i].feature != none) {
+                m_places.emplace_back(idOf(m_entries[i].feature), static_cast<int>(i));
+            }
+        }
+        std::sort(m_places.begin(), m_places.end());
+        m_placesAreKnown = true;
+    }
+    const auto found = std::lower_bound(m_places.begin(), m_places.end(), std::pair(id, 0));
+    return found != m_places.end() && found->first == id ? found->second : -1;
+}
+
+void FeatureTrace::hold(int position, qint64 feature) {
+    forgetPlaces();
+    const auto at = static_cast<std::size_t>(position);
+    if (at == m_entries.size()) {
+        m_entries.emplace_back();
+    }
+    m_entries[at] = {feature};
 }
 
 void FeatureTrace::makeRoom(int count) {
@@ -49,10 +74,12 @@ FeatureTrace::Entry FeatureTrace::entryFor(const GisShape& shape) {
 }
 
 void FeatureTrace::inserted(int position, const GisShape& shape) {
+    forgetPlaces();
     m_entries.insert(m_entries.begin() + position, entryFor(shape));
 }
 
 void FeatureTrace::taken(const std::vector<int>& positions, const Shapes& shapes) {
+    forgetPlaces();
     std::unordered_map<const GisShape*, Taken> copies;
     for (const int position : positions) {
         const Entry& entry = m_entries[static_cast<std::size_t>(position)];
@@ -70,11 +97,13 @@ void FeatureTrace::taken(const std::vector<int>& positions, const Shapes& shapes
 }
 
 void FeatureTrace::putBack(const std::vector<int>& positions, const Shapes& shapes) {
+    forgetPlaces();
     insertAt(m_entries, positions,
              [&](std::size_t i) { return entryFor(*shapes[static_cast<std::size_t>(positions[i])]); });
 }
 
 void FeatureTrace::taken(int position, const GisShape& shape) {
+    forgetPlaces();
     const auto entry = m_entries.begin() + position;
     if (entry->feature != none) {
         m_taken.insert_or_assign(&shape, Taken{*entry, shape.clone()});
@@ -103,6 +132,7 @@ void FeatureTrace::allChanged() {
 }
 
 void FeatureTrace::allReplaced(int count) {
+    forgetPlaces();
     m_entries.assign(static_cast<std::size_t>(count), Entry());
     m_taken.clear();
 }

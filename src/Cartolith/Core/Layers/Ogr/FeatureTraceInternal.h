@@ -3,9 +3,11 @@
 #include <QList>
 #include <QSharedData>
 
+#include <functional>
 #include <limits>
 #include <memory>
 #include <unordered_map>
+#include <utility>
 #include <vector>
 
 namespace Cartolith::Core::Shapes {
@@ -41,6 +43,11 @@ public:
     /// The shapes are as the source has them.
     void reset(const QList<qint64>& features);
     const std::vector<Entry>& entries() const { return m_entries; }
+    /// The first position of the feature that the function gives this id; -1 when there is none.
+    using IdOf = std::function<qint64(qint64 feature)>;
+    int positionOf(qint64 id, const IdOf& idOf);
+    /// What is at a position, or behind the last one, is a feature as the source has it, or none.
+    void hold(int position, qint64 feature);
 
     void inserted(int position, const Cartolith::Core::Shapes::GisShape& shape);
     /// A shape that comes back as it was taken is its feature again: that is how a deletion is undone.
@@ -58,6 +65,7 @@ public:
     void forgetTaken();
 
 private:
+    void forgetPlaces() noexcept { m_placesAreKnown = false; }
     Entry entryFor(const Cartolith::Core::Shapes::GisShape& shape);
 
     struct Taken {
@@ -66,6 +74,8 @@ private:
     };
 
     std::vector<Entry> m_entries;
+    std::vector<std::pair<qint64, int>> m_places; // by id and position; made when first asked for
+    bool m_placesAreKnown = false;
     QExplicitlySharedDataPointer<const Original> m_unknown{new Original(nullptr)};
     std::unordered_map<const Cartolith::Core::Shapes::GisShape*, Taken>
         m_taken; // an address may be used again: the copy tells

@@ -1,11 +1,11 @@
 #include <Cartolith/Core/Common/LogChannels.h>
 #include <Cartolith/Core/Common/LogStepInternal.h>
-#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/Files/IndexFileInternal.h>
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
@@ -13,7 +13,8 @@
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
-#include <cmath>
+#include <QFileInfo>
+
 #include <limits>
 #include <optional>
 #include <set>
@@ -43,17 +44,6 @@ void requireOneSystem(const Internal::OgrSource& source, OGRLayer& layer) {
         source.fail(QStringLiteral("the geometries of '%1' are in several coordinate systems")
                         .arg(QString::fromUtf8(layer.GetName())));
     }
-}
-
-/// The extent that the source keeps ready; empty when it would have to read everything to know.
-GisExtent storedExtent(OGRLayer& layer) {
-    OGREnvelope envelope;
-    if (layer.GetExtent(&envelope, FALSE) != OGRERR_NONE || !envelope.IsInit() ||
-        !std::isfinite(envelope.MinX) || !std::isfinite(envelope.MinY) || !std::isfinite(envelope.MaxX) ||
-        !std::isfinite(envelope.MaxY)) {
-        return {};
-    }
-    return {envelope.MinX, envelope.MinY, envelope.MaxX, envelope.MaxY};
 }
 
 } // namespace
@@ -114,7 +104,7 @@ bool GisLayerOgrVector::open() {
     }
     content->state.features.sort();
     const auto system = source.systemOf(layer);
-    const GisExtent extent = storedExtent(layer);
+    const GisExtent extent = Internal::storedExtent(layer);
     const QString sourceName = QString::fromUtf8(layer.GetName());
     auto provider =
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());

@@ -13,6 +13,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PendingEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
@@ -51,6 +52,16 @@ std::optional<qint64> GisLayerOgrVector::featureId(const Shapes::GisShape& shape
     }
     const qint64 feature = m_trace->entries()[position].feature;
     return feature == FeatureTrace::none ? std::nullopt : std::optional(m_read->sourceId(feature));
+}
+
+Shapes::GisShape* GisLayerOgrVector::shapeForFeatureId(qint64 id) {
+    const int position =
+        m_trace->positionOf(id, [this](qint64 feature) { return m_read->sourceId(feature); });
+    return position >= 0 ? items()[static_cast<std::size_t>(position)].get() : nullptr;
+}
+
+bool GisLayerOgrVector::hasStableFeatureIds() const {
+    return m_read->hasStableIds;
 }
 
 void GisLayerOgrVector::shapesChanged(ShapeChange change, int position, const Shapes::GisShape* shape) {
@@ -95,51 +106,8 @@ void GisLayerOgrVector::reserveShapes(int count) {
 }
 
 Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
-    const auto& entries = m_trace->entries();
-    std::unordered_set<qint64> touched;
-    std::unordered_map<qint64, int> left;
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        ++left[entries[i].feature];
-        if (items()[i] != nullptr && entries[i].isChanged(*items()[i])) {
-            touched.insert(entries[i].feature);
-        }
-    }
-    Internal::OgrEdits edits;
-    for (std::size_t i = 0; i < entries.size(); ++i) {
-        const Shapes::GisShape* const shape = items()[i].get();
-        const qint64 feature = entries[i].feature;
-        if (shape != nullptr && feature == FeatureTrace::none) {
-            edits.added.append(shape);
-        } else if (shape != nullptr && touched.contains(feature)) {
-            const auto* const original = entries[i].original.get();
-            edits.updated[feature].append(shape);
-            edits.asRead[feature].append(original != nullptr ? original->shape.get() : shape);
-        }
-    }
-    for (const Internal::ReadFeature& feature : m_read->features) {
-        const qint64 id = feature.id;
-        const auto found = left.find(id);
-        const int now = found != left.end() ? found->second : 0;
-        const auto refuse = [&](const char* why) {
-            Internal::failToWrite(
-                m_sourcePath,
-                QStringLiteral("feature %1: %2").arg(m_read->sourceId(id)).arg(QLatin1String(why)));
-        };
-        if (now == 0 && isLeftAlone(id)) {
-            edits.leftAlone.insert(id);
-            continue;
-        }
-        if (now == 0 && feature.isPartlyRead) {
-            refuse("it has parts that are not in the layer and would be lost");
-        }
-        if (now > 0 && now < static_cast<int>(feature.shapes)) {
-            refuse("it is several shapes here, of which some cannot be deleted alone");
-        }
-        if (now == 0) {
-            edits.deleted.insert(id);
-        }
-    }
-    return edits;
+    return Internal::pendingEdits(m_sourcePath, *m_read, *m_trace, items(),
+                                  [this](qint64 feature) { return isLeftAlone(feature); });
 }
 
 /// What the layer remembers of the source when the edits are in it.
@@ -215,10 +183,7 @@ void GisLayerOgrVector::save() {
     }
     m_doubtful = {};
     Common::Internal::LogStep step(Common::LogChannels::save, "edits");
-    step.set("source", Internal::shownPath(m_sourcePath));
-    step.set("deleted", static_cast<qint64>(edits.deleted.size()));
-    step.set("updated", static_cast<qint64>(edits.updated.size()));
-    step.set("added", edits.added.size());
+    Internal::describe(step, m_sourcePath, edits);
     if (coordinateSystem() != m_sourceSystem) {
         Internal::failToWrite(m_sourcePath,
                               QStringLiteral("the layer's coordinate system is not the source's any more"));
@@ -260,23 +225,15 @@ bool GisLayerOgrVector::commitEditCore() {
     if (isLocked()) {
         return false;
     }
-    m_lastError = {};
-    if (isCommandRunning()) {
-        m_lastError = QStringLiteral("Cannot write '%1': an edit command is running")
-                          .arg(Internal::shownPath(m_sourcePath));
-        return false;
-    }
-    try {
-        save();
-    } catch (const std::bad_alloc&) {
-        m_lastError = QStringLiteral("Cannot write: there is not enough memory"); // needs none itself
-        return false;
-    } catch (const Internal::EditConflicts& error) {
-        m_conflicts = stillWith(error.conflicts);
-        m_lastError = QString::fromUtf8(error.what());
-        return false;
-    } catch (const std::exception& error) {
-        m_lastError = QString::fromUtf8(error.what());
+    const auto saveOrTell = [this] {
+        try {
+            save();
+        } catch (const Internal::EditConflicts& error) {
+            m_conflicts = stillWith(error.conflicts);
+            throw;
+        }
+    };
+    if (!Internal::trySaving(m_sourcePath, isCommandRunning(), m_lastError, saveOrTell)) {
         return false;
     }
     m_trace->forgetTaken();

@@ -339,6 +339,9 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
     if (format->needsName && QFileInfo(path).completeBaseName().isEmpty()) {
         refuse(QStringLiteral("the name has nothing before its suffix"));
     }
+    if (!holdsAllShapes()) {
+        refuse(QStringLiteral("the layer holds only a part of its source; open that whole to save it"));
+    }
     const auto check = [&] {
         if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
             refuse(QStringLiteral("there is such a file"));

@@ -36,7 +36,9 @@ OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
       m_rows(*layer.GetLayerDefn()) {
     const OgrFormat* const format = OgrFormat::forDriver(source.driverName());
     m_isNumbered = format != nullptr && !format->isDatabase;
-    m_isCompared = format != nullptr && format->isDatabase;
+    m_isDatabase = format != nullptr && format->isDatabase;
+    m_isCompared = m_isDatabase;
+    state.hasStableIds = !m_isNumbered && !QByteArrayView(layer.GetFIDColumn()).isEmpty();
     state.fieldNames = OgrDigest::ofFields(layer);
     state.system = OgrDigest::ofSystem(layer);
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
@@ -60,7 +62,7 @@ bool OgrContent::isInterrupted(const GoOn& goOn) const {
 }
 
 OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
-    const auto columns = ArrowFeatures::of(m_layer, m_isCompared, m_source.gdalName());
+    const auto columns = ArrowFeatures::of(m_layer, m_isDatabase, m_source.gdalName(), m_isInParts);
     while (columns != nullptr && columns->next()) {
         if (!take(*columns)) {
             return Outcome::Unfit;
@@ -69,8 +71,8 @@ OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
             return Outcome::Cancelled;
         }
     }
-    const bool isWhole =
-        columns != nullptr && !columns->hasFailed() && state.featureCount >= m_layer.GetFeatureCount(FALSE);
+    const bool isWhole = columns != nullptr && !columns->hasFailed() &&
+                         (m_isInParts || state.featureCount >= m_layer.GetFeatureCount(FALSE));
     return isWhole ? Outcome::Whole : Outcome::Unfit;
 }
 
@@ -101,6 +103,38 @@ void OgrContent::sort() {
     }
 }
 
+void OgrContent::readParts(Skip skip) {
+    m_skip = std::move(skip);
+    m_isInParts = true;
+    m_isNumbered = false;
+}
+
+bool OgrContent::readFeature(qint64 id) {
+    QString complaint;
+    Common::Internal::FeaturePtr feature;
+    {
+        const Common::Internal::GdalErrorCapture errors;
+        feature.reset(m_layer.GetFeature(id));
+        complaint = errors.message();
+    }
+    if (feature == nullptr) {
+        if (m_isDatabase && !complaint.isEmpty()) { // others complain about ids that they do not have
+            m_source.fail(complaint);
+        }
+        return false;
+    }
+    const Skip skip = std::exchange(m_skip, {});
+    take(*feature, complaint);
+    m_skip = skip;
+    return true;
+}
+
+void OgrContent::forget() {
+    shapes.clear();
+    features.clear();
+    state.features.clear();
+}
+
 qint64 OgrContent::count(qint64 id) {
     const qint64 key = m_isNumbered ? state.featureCount : id;
     ++state.featureCount;
@@ -114,6 +148,10 @@ bool OgrContent::take(const ArrowFeatures& feature) {
     const QByteArrayView wkb = feature.geometry();
     if (wkb.isEmpty()) {
         return false;
+    }
+    if (m_skip && m_skip(feature.id(), nullptr)) {
+        ++state.featureCount;
+        return true;
     }
     OGRFeatureDefn& schema = *m_layer.GetLayerDefn();
     if (auto shape = Serialization::Wkb::Internal::shapeOfPlainWkb(wkb)) {
@@ -143,6 +181,10 @@ bool OgrContent::take(const ArrowFeatures& feature) {
 
 void OgrContent::take(OGRFeature& feature, const QString& complaint) {
     const OGRGeometry* const geometry = feature.GetGeometryRef();
+    if (m_skip && m_skip(feature.GetFID(), geometry)) {
+        ++state.featureCount;
+        return;
+    }
     const bool hasGeometry = geometry != nullptr && !geometry->IsEmpty();
     ReadFeature read = hasGeometry ? kindOf(*geometry) : ReadFeature();
     read.id = count(feature.GetFID());

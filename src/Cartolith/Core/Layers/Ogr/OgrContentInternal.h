@@ -29,6 +29,19 @@ public:
 
     OgrContent(OgrSource& source, OGRLayer& layer);
 
+    /// For reading parts of the layer, one after the other: features go by their own ids, and no count says
+    /// when the end came too early. Those of which the function says so are passed over; the geometry is
+    /// null where it is not made yet.
+    using Skip = std::function<bool(qint64 id, const OGRGeometry* geometry)>;
+    void readParts(Skip skip);
+    bool isOfDatabase() const { return m_isDatabase; }
+    /// Whether a digest is made of each feature; at first it is for databases.
+    void setComparing(bool comparing) { m_isCompared = comparing; }
+    /// The feature of that id as the source has it now; false where there is none.
+    bool readFeature(qint64 id);
+    /// Forgets the shapes and features that were read.
+    void forget();
+
     /// Reads by columns, which takes half the time. Unfit where the driver or the layer is, and as soon as
     /// anything is found that has to be told: rows without geometry, errors, a count that is not right.
     Outcome readColumns(const GoOn& goOn);
@@ -59,7 +72,10 @@ private:
     OGRLayer& m_layer;
     FeatureRows m_rows;
     OgrDigest m_digest;
+    Skip m_skip;
+    bool m_isDatabase = false;
     bool m_isNumbered = false;
+    bool m_isInParts = false;
     bool m_isCompared = false; // a digest is made of each feature
 };
 

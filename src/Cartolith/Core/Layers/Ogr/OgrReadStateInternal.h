@@ -56,7 +56,8 @@ struct OgrReadState {
     quint64 system = 0;     ///< the same of its coordinate system
     int defaults = 0;       ///< fields with a default value
     std::set<QString> jsonFields;
-    int subtypes = 0; ///< fields of a subtype other than boolean
+    int subtypes = 0;          ///< fields of a subtype other than boolean
+    bool hasStableIds = false; ///< the source keeps what it gives its features for ids
 
     qint64 sourceId(qint64 feature) const { return numberedIds.value(feature, feature); }
 };

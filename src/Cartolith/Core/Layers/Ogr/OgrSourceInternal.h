@@ -8,6 +8,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <utility>
 
 namespace Cartolith::Core::CoordinateSystems {
 class CoordinateSystem;
@@ -49,6 +50,7 @@ public:
     /// Breaks off what the source is doing, where its driver can; from any thread.
     void interrupt() noexcept { m_dataset->AbortSQL(); }
     /// GDAL's errors of this thread go where they went before: for a source that lives longer than a call.
+    /// next() and fail() are as ever.
     void stopListening() { m_errors.reset(); }
     /// What GDAL complained about while it read the last feature; empty when it did not.
     const QString& complaint() const { return m_complaint; }

@@ -1,0 +1,215 @@
+#include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
+#include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
+
+#include <QScopeGuard>
+#include <cpl_string.h>
+
+#include <algorithm>
+#include <iterator>
+#include <vector>
+
+namespace Cartolith::Core::Layers::Internal {
+
+using Shapes::GisExtent;
+
+namespace {
+
+QString quoted(const QString& name) {
+    return QLatin1Char('"') + QString(name).replace(QLatin1Char('"'), QLatin1String("\"\"")) +
+           QLatin1Char('"');
+}
+
+/// A number for SQL, which has none that are not finite.
+QString number(double value) {
+    constexpr double most = 1e300;
+    constexpr int digits = 17;
+    return QString::number(std::clamp(value, -most, most), 'g', digits);
+}
+
+} // namespace
+
+WindowSource::WindowSource(const QString& path, const QString& layerName, std::chrono::milliseconds wait)
+    : m_snapshot(path, layerName, wait), m_content(m_snapshot.source(), m_snapshot.layer()),
+      m_driverName(m_snapshot.source().driverName()), m_layerName(QString::fromUtf8(layer().GetName())) {
+    OgrSource& source = m_snapshot.source();
+    m_featureCount = layer().GetFeatureCount(FALSE);
+    m_extent = storedExtent(layer());
+    const bool isTree = layer().TestCapability(OLCFastSpatialFilter) != 0;
+    if (isTree && m_driverName == QLatin1String("GPKG") &&
+        !QByteArrayView(layer().GetFIDColumn()).isEmpty()) {
+        m_boxes = Boxes::Table;
+    } else if (isTree && m_driverName == QLatin1String("FlatGeobuf")) {
+        m_boxes = Boxes::Columns;
+    } else if (isTree && m_driverName == QLatin1String("PostgreSQL")) {
+        m_boxes = Boxes::Filter;
+    }
+    const OgrFormat* const format = OgrFormat::forDriver(m_driverName);
+    m_hasTransactions =
+        format != nullptr ? format->isDatabase : source.dataset().TestCapability(ODsCTransactions) != 0;
+    // This driver does not say that a file was cut short: then its last feature is not there.
+    if (m_driverName == QLatin1String("FlatGeobuf") && m_featureCount > 0 && isIndexed() &&
+        !m_content.readFeature(m_featureCount - 1)) {
+        source.fail(QStringLiteral("it ends before its last feature"));
+    }
+    m_content.forget();
+    source.stopListening();
+}
+
+void WindowSource::setFields(const std::optional<QStringList>& fields) {
+    m_fields = fields;
+    ignoreFields(fields);
+    m_isByColumns = true;
+}
+
+void WindowSource::ignoreFields(const std::optional<QStringList>& fields, bool geometry) {
+    CPLStringList ignored;
+    if (geometry) {
+        ignored.AddString("OGR_GEOMETRY");
+    }
+    OGRFeatureDefn& schema = *layer().GetLayerDefn();
+    for (int i = 0; fields && i < schema.GetFieldCount(); ++i) {
+        const char* const name = schema.GetFieldDefn(i)->GetNameRef();
+        if (!fields->contains(QString::fromUtf8(name))) {
+            ignored.AddString(name);
+        }
+    }
+    const Common::Internal::GdalErrorCapture errors; // a driver that cannot leave fields out reads them
+    layer().SetIgnoredFields(const_cast<const char**>(ignored.List()));
+}
+
+/// Reading by columns what no box meets, FlatGeobuf's driver reads behind its list of hits. Feature by
+/// feature it does not, and finds none where there is none; so the extent is grown until it finds one. What
+/// lies between is little: in half the extent there was nothing.
+bool WindowSource::filterByColumns(const GisExtent& extent) {
+    if (!m_extent.isEmpty() && !extent.intersects(m_extent)) {
+        return false;
+    }
+    GisExtent grown = extent;
+    for (;;) {
+        layer().SetSpatialFilterRect(grown.xMin(), grown.yMin(), grown.xMax(), grown.yMax());
+        layer().ResetReading();
+        if (m_snapshot.source().next(layer()) != nullptr) {
+            return true;
+        }
+        const bool isAll =
+            m_extent.isEmpty() || (grown.xMin() <= m_extent.xMin() && grown.yMin() <= m_extent.yMin() &&
+                                   grown.xMax() >= m_extent.xMax() && grown.yMax() >= m_extent.yMax());
+        if (isAll) {
+            return false;
+        }
+        constexpr double least = 1e-4; // of the whole
+        const double by = std::max(
+            {grown.width() / 2, grown.height() / 2, m_extent.width() * least, m_extent.height() * least});
+        grown = grown.inflate(by, by);
+    }
+}
+
+bool WindowSource::filter(const GisExtent& extent) {
+    if (m_boxes == Boxes::Columns) {
+        return filterByColumns(extent);
+    }
+    const Common::Internal::GdalErrorCapture errors;
+    if (m_boxes == Boxes::Filter) {
+        layer().SetSpatialFilterRect(extent.xMin(), extent.yMin(), extent.xMax(), extent.yMax());
+    } else if (m_boxes == Boxes::Table) {
+        const QString tree =
+            QStringLiteral("rtree_%1_%2").arg(m_layerName, QString::fromUtf8(layer().GetGeometryColumn()));
+        const QString where =
+            QStringLiteral("%1 IN (SELECT id FROM %2 WHERE maxx >= %3 AND minx <= %4 AND "
+                           "maxy >= %5 AND miny <= %6)")
+                .arg(quoted(QString::fromUtf8(layer().GetFIDColumn())), quoted(tree), number(extent.xMin()),
+                     number(extent.xMax()), number(extent.yMin()), number(extent.yMax()));
+        layer().SetAttributeFilter(where.toUtf8().constData());
+    }
+    return true;
+}
+
+bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, const OgrContent::GoOn& goOn) {
+    // A statement that is left open keeps others from writing.
+    const auto end = qScopeGuard([this] {
+        const Common::Internal::GdalErrorCapture errors;
+        layer().ResetReading();
+    });
+    if (!filter(extent)) {
+        return true;
+    }
+    m_content.readParts([&skip, &extent](qint64 id, const OGRGeometry* geometry) {
+        if (geometry != nullptr) {
+            OGREnvelope box;
+            geometry->getEnvelope(&box);
+            if (box.MinX > extent.xMax() || box.MaxX < extent.xMin() || box.MinY > extent.yMax() ||
+                box.MaxY < extent.yMin()) {
+                return true;
+            }
+        }
+        return skip(id, geometry);
+    });
+    auto outcome = OgrContent::Outcome::Unfit;
+    if (m_boxes == Boxes::Columns && m_isByColumns) { // a GeoPackage would be read by a thread of GDAL's
+        outcome = m_content.readColumns(goOn);
+        m_isByColumns = outcome != OgrContent::Outcome::Unfit;
+    }
+    if (outcome == OgrContent::Outcome::Unfit) {
+        outcome = m_boxes == Boxes::Columns ? readById(skip, goOn) : m_content.readFeatures(goOn);
+    }
+    return outcome == OgrContent::Outcome::Whole;
+}
+
+OgrContent::Outcome WindowSource::readById(const OgrContent::Skip& skip, const OgrContent::GoOn& goOn) {
+    std::vector<qint64> ids;
+    {
+        const auto end = qScopeGuard([this] { ignoreFields(m_fields); });
+        ignoreFields(QStringList(), true);
+        const auto found = ArrowFeatures::idsOf(layer());
+        while (found != nullptr && found->next()) {
+            ids.push_back(found->id());
+        }
+        if (found == nullptr || found->hasFailed()) {
+            m_snapshot.source().fail(QStringLiteral("its index cannot be read"));
+        }
+    }
+    // Most of them come quickly, one after the other; the rest are those of which only the box meets it.
+    std::vector<qint64> met;
+    m_content.readParts([&](qint64 id, const OGRGeometry* geometry) {
+        met.push_back(id);
+        return skip(id, geometry);
+    });
+    const auto outcome = m_content.readFeatures(goOn);
+    if (outcome != OgrContent::Outcome::Whole) {
+        return outcome;
+    }
+    std::sort(ids.begin(), ids.end());
+    std::sort(met.begin(), met.end());
+    std::vector<qint64> rest;
+    std::set_difference(ids.begin(), ids.end(), met.begin(), met.end(), std::back_inserter(rest));
+    layer().SetSpatialFilter(nullptr); // the driver counts ids among the hits otherwise
+    constexpr std::size_t interval = 256;
+    for (std::size_t i = 0; i < rest.size(); ++i) {
+        if (!skip(rest[i], nullptr) && !m_content.readFeature(rest[i])) {
+            m_snapshot.source().fail(QStringLiteral("it ends before feature %1").arg(rest[i]));
+        }
+        if ((i + 1) % interval == 0 && !goOn(static_cast<double>(i))) {
+            return OgrContent::Outcome::Cancelled;
+        }
+    }
+    return OgrContent::Outcome::Whole;
+}
+
+bool WindowSource::readFeature(qint64 id) {
+    const auto end = qScopeGuard([this] {
+        if (m_fields) {
+            ignoreFields(m_fields);
+        }
+    });
+    if (m_fields) {
+        ignoreFields(std::nullopt);
+    }
+    if (m_boxes == Boxes::Columns) {
+        layer().SetSpatialFilter(nullptr);
+    }
+    return m_content.readFeature(id);
+}
+
+} // namespace Cartolith::Core::Layers::Internal
