@@ -1,6 +1,7 @@
 #include "Layers/Saving.h"
 #include "TestSeed.h"
 
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 
 #include <QFileInfo>
@@ -173,10 +174,18 @@ TEST_F(OnDemand, WhatIsEditedIsInQueriesAndIsSaved) {
                 ASSERT_NO_FATAL_FAILURE(expectSameAnswers(layer, whole, random, 1)) << step;
                 ASSERT_EQ(layer.isDirty(), whole.isDirty());
             }
+            EXPECT_TRUE(layer.addShapeEdit(shapeOf("POINT (1 2)")) && whole.addShapeEdit(shapeOf("POINT (1 2)")));
+            EXPECT_THROW(layer.read({}), std::runtime_error) << "the source does not know of the point";
             const bool isKept = session != 1;
             ASSERT_TRUE(isKept ? whole.commitEdit() : whole.rollbackEdit()) << whole.lastError().toStdString();
             ASSERT_TRUE(isKept ? layer.commitEdit() : layer.rollbackEdit()) << layer.lastError().toStdString();
             ASSERT_NO_FATAL_FAILURE(expectSameAnswers(layer, whole, random, 20));
+            const auto theirs = whole.read({});
+            for (const auto ours = layer.read({}); ours->next();) {
+                ASSERT_TRUE(theirs->next());
+                ASSERT_EQ(ours->featureId(), theirs->featureId());
+            }
+            EXPECT_FALSE(theirs->next());
         }
         GisLayerOgrVector saved(path);
         ASSERT_TRUE(saved.open());
