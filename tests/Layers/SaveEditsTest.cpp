@@ -710,6 +710,95 @@ TEST_F(SaveEdits, TheTableOfAShapefileKeepsWhatWasNotEdited) {
     EXPECT_EQ(contentOf(layer.path()), contentOf(layer));
 }
 
+TEST_F(SaveEdits, TheRecordsOfAShapefileKeepWhatWasNotEdited) {
+    const auto raw = [](const auto& numbers) {
+        return QByteArray(reinterpret_cast<const char*>(numbers.data()),
+                          static_cast<qsizetype>(numbers.size() * sizeof numbers[0]));
+    };
+    const auto record = [&raw](int type, const std::vector<double>& box, const std::vector<int>& counts,
+                               const std::vector<double>& rest) {
+        return raw(std::vector<int>{type}) + raw(box) + raw(counts) + raw(rest);
+    };
+    const auto filesOf = [&raw](int type, const std::vector<QByteArray>& records, const std::vector<double>& ranges) {
+        const auto big = [](qsizetype bytes) {
+            QByteArray word;
+            for (int shift = 24; shift >= 0; shift -= 8) {
+                word += static_cast<char>(bytes >> shift);
+            }
+            return word;
+        };
+        QByteArray shapes;
+        QByteArray index;
+        for (const QByteArray& one : records) {
+            index += big((100 + shapes.size()) / 2) + big(one.size() / 2);
+            shapes += big(index.size() / 8) + big(one.size() / 2) + one;
+        }
+        const auto headed = [&](const QByteArray& body) {
+            return big(9994) + QByteArray(20, '\0') + big((100 + body.size()) / 2) + raw(std::vector<int>{1000, type}) +
+                   raw(ranges) + body;
+        };
+        return std::pair{headed(shapes), headed(index)};
+    };
+    constexpr double none = -1e39;
+    const std::vector<double> all{-9, -9, 99, 99, -9, 99, -9, 99}; // larger than it need be
+    const struct {
+        const char* name;
+        int type;
+        std::vector<QByteArray> records;
+        std::vector<double> after; ///< the ranges without the second
+        qint64 withM;
+    } rows[] = {
+        {"points of which the first has no M",
+         11,
+         {record(11, {}, {}, {1, 2, 3, none}), record(11, {}, {}, {4, 5, 6, 77.5}),
+          record(11, {}, {}, {7, 8, 9, 88.5})},
+         {1, 2, 7, 8, 3, 9, 88.5, 88.5},
+         3},
+        {"lines of which the first has no M",
+         23,
+         {record(23, {0, 0, 1, 2}, {1, 2, 0}, {0, 0, 1, 2}),
+          record(23, {0, 0, 9, 9}, {1, 2, 0}, {0, 0, 9, 9, 7, 8, 7, 8}),
+          record(23, {0, 0, 4, 3}, {1, 2, 0}, {0, 0, 4, 3, 5, 6, 5, 6})},
+         {0, 0, 4, 3, 0, 0, 5, 6},
+         3},
+        {"none has M", 21, {3, record(21, {}, {}, {1, 2, none})}, {1, 2, 1, 2, 0, 0, 0, 0}, 0},
+        {"a patch with M, and a null shape",
+         31,
+         {record(31, {0, 0, 1, 1}, {1, 4, 0, 2}, {0, 0, 0, 1, 1, 1, 0, 0, 5, 5, 5, 5, 5, 5, 6, 7, 6, 6, 7, 6}),
+          record(31, {0, 0, 1, 1}, {1, 4, 0, 5}, {0, 0, 0, 1, 1, 1, 0, 0, 5, 5, 5, 5, 5, 5}), record(0, {}, {}, {})},
+         {0, 0, 1, 1, 5, 5, 6, 7},
+         0}, // which GDAL does not read
+        {"one that cannot be read",
+         3,
+         {record(3, {0, 0, 1, 1}, {1, 2, 0}, {0, 0, 1, 1}), record(3, {0, 0, 9, 9}, {1, 2, 0}, {0, 0, 9, 9}),
+          record(3, {0, 0, 5, 5}, {2, 2, 0, 2}, {0, 0, 5, 5})},
+         {0, 0, 5, 5, 0, 0, 0, 0},
+         0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        for (const QString& name : files()) {
+            QFile::remove(at(name));
+        }
+        make("shp", 3);
+        const auto before = filesOf(row.type, row.records, all);
+        write("lines.shp", before.first);
+        write("lines.shx", before.second);
+        GisLayerOgrVector layer(at("lines.shp"));
+        ASSERT_TRUE(layer.open() && layer.count() >= 2 && layer.beginEdit());
+        EXPECT_EQ(layer.notKept().withM, row.withM);
+        ASSERT_TRUE(layer.setShapeAttributesEdit(1, {{"n", 77}}) && layer.commitEdit())
+            << qPrintable(layer.lastError());
+        EXPECT_EQ(bytes()["lines.shp"].toHex(' '), before.first.toHex(' '));
+        EXPECT_EQ(bytes()["lines.shx"], before.second);
+        ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(2) && layer.commitEdit())
+            << qPrintable(layer.lastError());
+        const auto after = filesOf(row.type, {row.records[0], row.records[2]}, row.after);
+        EXPECT_EQ(bytes()["lines.shp"].toHex(' '), after.first.toHex(' '));
+        EXPECT_EQ(bytes()["lines.shx"].toHex(' '), after.second.toHex(' '));
+    }
+}
+
 TEST_F(SaveEdits, AWarningInReadingIsNoFaultOfTheEdit) {
     GisLayerOgrVector layer(make("gpkg"));
     const auto sql = [&](const char* statement) { return execute(*openToWrite(layer.path()), statement); };

@@ -125,7 +125,7 @@ public:
     /// An edited shape is saved into the feature that it was read from, and of that feature only those values
     /// are changed that differ. What was not edited stays: in a transaction as GDAL reads it (an edited
     /// feature is written with all its columns, and a text in a column of integers becomes a number), in
-    /// GeoJSON and in the table of a Shapefile as it is written, in other new files as exactly as the format
+    /// GeoJSON and in the table and shapes of a Shapefile as it is written, in other new files as exactly as the format
     /// writes numbers. New shapes become features behind those that are there, whatever their position in the
     /// layer. A change made through a shape's pointer is saved only after markDirty().
     ///

@@ -7,6 +7,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ShpRecordsInternal.h>
 
 #include <QFileInfo>
 
@@ -96,11 +97,14 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     prepared(QStringLiteral("its text"), [&] { texts.emplace(target.driverName, target.path); });
     const bool isShapefile = target.driverName == QLatin1String("ESRI Shapefile");
     std::optional<DbfTable> table;
-    if (isShapefile) {
-        prepared(QStringLiteral("its table"), [&] { table = DbfTable::beside(target.path); });
-    }
+    std::optional<ShpRecords> records;
     QStringList options = texts->layerOptions();
     if (isShapefile) {
+        prepared(QStringLiteral("its table"), [&] { table = DbfTable::beside(target.path); });
+        prepared(QStringLiteral("its shapes"), [&] { records.emplace(target.path); });
+        if (const QString type = records->typeOption(); !type.isEmpty()) {
+            options << type;
+        }
         options << QStringLiteral("ENCODING=") +
                        QString::fromUtf8(from.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE"));
     }
@@ -115,14 +119,15 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     // Names as the layer has them, which a Shapefile gives back only in the end.
     OGRFeatureDefn& schema = isShapefile ? *from.GetLayerDefn() : *to.GetLayerDefn();
     const bool needsGeometries = texts->needsGeometries();
-    const bool isKept = table || texts->isAny(); // what was not changed comes from the old file
+    const bool isKept = isShapefile || texts->isAny(); // what was not changed comes from the old file
     const auto add = [&](OGRFeature& edited, const QString& what, const OgrChange* change) {
         for (int i = 0; isKept && change != nullptr && i < edited.GetFieldCount(); ++i) {
             if (!change->columns.contains(i)) {
                 edited.UnsetField(i);
             }
         }
-        if (texts->isAny() && change != nullptr && !change->isMoved && !needsGeometries) {
+        const bool isStill = change != nullptr && !change->isMoved;
+        if (isStill && (records || (texts->isAny() && !needsGeometries))) {
             edited.SetGeometryDirectly(nullptr);
         }
         if (isShapefile) {
@@ -154,7 +159,13 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
         if (const auto shapes = edits.updated.find(number); shapes != edits.updated.end()) {
             prepared(what, [&] { change = update(edited, type, shapes->second, manner); });
         }
+        if (!isKept && !source.complaint().isEmpty()) {
+            written.fail(QStringLiteral("%1 cannot be read whole: %2").arg(what, source.complaint()));
+        }
         differs = differs || change.isAny();
+        if (records) {
+            records->keep(feature->GetFID(), change.isMoved);
+        }
         texts->add(*feature, number, change);
         if (table) {
             table->keep(feature->GetFID(), change.columns);
@@ -179,6 +190,15 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
             written.rewrite(*text);
         }
     });
+    if (records) {
+        const auto shx = written.written(QStringLiteral("shx"));
+        prepared(QStringLiteral("its shapes"), [&] {
+            const auto [shapes, index] =
+                records->restored({bytes.first, bytes.second}, {shx.first, shx.second});
+            written.rewrite(shapes);
+            written.rewrite(index, QStringLiteral("shx"));
+        });
+    }
     if (table) {
         const auto [first, size] = written.written(QStringLiteral("dbf"));
         prepared(QStringLiteral("its table"), [&, at = first, count = size] { table->restore(at, count); });

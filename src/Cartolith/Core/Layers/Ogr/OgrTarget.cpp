@@ -156,18 +156,23 @@ void OgrTarget::close() {
     }
 }
 
+QByteArray OgrTarget::memoryPath(const QString& suffix) const {
+    return QStringLiteral("%1/%2.%3")
+        .arg(m_memoryFolder, QFileInfo(m_workPath).completeBaseName(), suffix)
+        .toUtf8();
+}
+
 std::pair<char*, qsizetype> OgrTarget::written(const QString& suffix) const {
     vsi_l_offset size = 0;
-    const QString path =
-        QStringLiteral("%1/%2.%3").arg(m_memoryFolder, QFileInfo(m_workPath).completeBaseName(), suffix);
-    GByte* const bytes =
-        m_memoryFolder.isEmpty() ? nullptr : VSIGetMemFileBuffer(path.toUtf8().constData(), &size, FALSE);
+    GByte* const bytes = m_memoryFolder.isEmpty()
+                             ? nullptr
+                             : VSIGetMemFileBuffer(memoryPath(suffix).constData(), &size, FALSE);
     return {reinterpret_cast<char*>(bytes), static_cast<qsizetype>(size)};
 }
 
-void OgrTarget::rewrite(const QByteArray& bytes) {
-    const std::unique_ptr<VSILFILE, int (*)(VSILFILE*)> file(VSIFOpenL(m_workPath.toUtf8().constData(), "wb"),
-                                                             VSIFCloseL);
+void OgrTarget::rewrite(const QByteArray& bytes, const QString& suffix) {
+    const QByteArray path = memoryPath(suffix.isEmpty() ? m_workSuffix : suffix);
+    const std::unique_ptr<VSILFILE, int (*)(VSILFILE*)> file(VSIFOpenL(path.constData(), "wb"), VSIFCloseL);
     const auto size = static_cast<std::size_t>(bytes.size());
     if (file == nullptr || VSIFWriteL(bytes.constData(), 1, size, file.get()) != size) {
         fail(QStringLiteral("there is not enough memory"));

@@ -52,8 +52,8 @@ public:
     /// The bytes of a file that was written, to be changed between close() and publish(); none for a format
     /// that is written in place, and for a file that there is not.
     std::pair<char*, qsizetype> written(const QString& suffix) const;
-    /// Gives the one file that was written other bytes.
-    void rewrite(const QByteArray& bytes);
+    /// Gives a file that was written, the first one where no suffix is given, other bytes.
+    void rewrite(const QByteArray& bytes, const QString& suffix = {});
     /// Gives the state of the files put in place. The check, see StagedFiles, throws to prevent it.
     SourceState publish(const std::function<void()>& check);
 
@@ -61,6 +61,7 @@ public:
 
 private:
     QString reasonOr(const QString& otherwise) const;
+    QByteArray memoryPath(const QString& suffix) const;
     void requireKept(OGRFeature& feature, const QString& what) const;
     const OgrFormat& m_format;
     QString m_path;
