@@ -272,6 +272,25 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
          R"({"type":"FeatureCollection","bbox":[1,2,1,2],"features":[{"bbox":[1,2,1,2],"properties":{},@}]})",
          R"({"type":"FeatureCollection","bbox":[ 7, 8, 7, 8 ],"features":[{"bbox":[ 7.0, 8.0, 7.0, 8.0 ],"properties":{},!}]})",
          move},
+        {"an escaped box", "x.geojson",
+         R"({"type":"FeatureCollection","features":[{"b\u0062ox":[1,2,1,2],"properties":{},@}]})",
+         R"({"type":"FeatureCollection","features":[{"b\u0062ox":[ 7.0, 8.0, 7.0, 8.0 ],"properties":{},!}]})", move},
+        {"members in another case", "x.geojson",
+         R"({"type":"FeatureCollection","Features":[
+{"ID":"a","Properties":{"n":1,"b":"x"},"x":5,"TYPE":"feature","Geometry":{"type":"Point","coordinates":[1,2.50]}}]})",
+         R"({"type":"FeatureCollection","Features":[
+{"ID":"c","Properties":{"n":7,"b":"x"},"x":5,"TYPE":"feature","Geometry":{ "type": "Point", "coordinates": [ 7.0, 8.0 ] }}]})",
+         both(both(set(1, "n", 7), set(1, "id", "c")), move)},
+        {"a feature alone in another case", "x.geojson", R"({"x":5,"Properties":{"n":1,"b":"x"},@})", R"({
+"type": "FeatureCollection",
+"features": [
+{"x":5,"Properties":{"n":7,"b":"x"},@}
+]
+}
+)",
+         set(1, "n", 7)},
+        {"a line in another case", "x.geojsonl", "{\"PROPERTIES\":{\"n\":1,\"b\":2},@}\n{@}\n",
+         "{\"PROPERTIES\":{\"n\":7,\"b\":2},@}\n{@}\n", set(1, "n", 7)},
         {"one for another", "x.geojson", R"({"type":"FeatureCollection","features":[
             {"properties":{},@}
          ]})",
