@@ -137,7 +137,9 @@ TEST_F(SaveEdits, ALayerCanBeEmptiedAndFilledAgain) {
             continue;
         }
         ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
-        EXPECT_TRUE(contentOf(layer.path()).empty());
+        GisLayerOgrVector emptied(layer.path());
+        ASSERT_TRUE(emptied.open());
+        EXPECT_TRUE(contentOf(emptied).empty() && emptied.extent().isEmpty()) << suffix.toStdString();
         ASSERT_TRUE(layer.beginEdit() &&
                     layer.addShapeEdit(shapeOf("LINESTRING (1 2, 3 4)", {{"n", 7}, {"name", "x"}})));
         ASSERT_TRUE(layer.commitEdit()) << suffix.toStdString() << ": " << layer.lastError().toStdString();
@@ -668,6 +670,7 @@ TEST_F(SaveEdits, TheTableOfAShapefileKeepsWhatWasNotEdited) {
         std::vector<QByteArray> after; ///< none: it is refused
         Attributes edit;               ///< of the second
         const char* reason;
+        const char* encoding = nullptr; ///< in a file of its own
     } rows[] = {
         {"texts, logical values, numbers",
          plain,
@@ -683,6 +686,20 @@ TEST_F(SaveEdits, TheTableOfAShapefileKeepsWhatWasNotEdited) {
          {"a  b  c  d  9223372036854775807", "e   f new!!        123456789012", "                              1"},
          {{"AA", "new"}, {"eleven byte", "!!"}},
          ""},
+        {"a character that the encoding does not have, behind a byte that is none there",
+         plain,
+         {"\x81    T    1.50  1", three[1], three[2]},
+         {},
+         {{"n", "é日"}},
+         "'é日' of the field 'n' cannot be saved: the encoding"},
+        {"an encoding that GDAL does not know", plain, three, {}, {{"n", "q€"}}, "is not known", "ANSI 1252"},
+        {"ASCII in that",
+         plain,
+         {"\x80ne  T    1.50  1", three[1], three[2]},
+         {"\x80ne  T    1.50  1", "2nd  ?    2.50  2", three[2]},
+         {{"n", "2nd"}},
+         "",
+         "ANSI 1252"},
         {"fewer records than shapes", plain, {2, three[0]}, {}, {{"n", "2nd"}}, "it has 2 records for 3 shapes"},
         {"more", plain, {4, three[0]}, {}, {{"n", "2nd"}}, "it has 4 records for 3 shapes"},
     };
@@ -696,6 +713,9 @@ TEST_F(SaveEdits, TheTableOfAShapefileKeepsWhatWasNotEdited) {
             ASSERT_TRUE(made.open() && made.saveAs(at(stem + ".shp"), test::replace));
             write(qPrintable(stem + ".dbf"), table(row.columns, row.before) + '\x1a');
             QFile::remove(at(stem + ".cpg"));
+            if (row.encoding != nullptr) {
+                write(qPrintable(stem + ".cpg"), row.encoding);
+            }
             write(qPrintable(stem + ".prj"), "LOCAL system 7");
             write(qPrintable(stem + ".qpj"), "of another program");
             write(qPrintable(stem + ".n.atx"), "an index");
@@ -836,6 +856,12 @@ TEST_F(SaveEdits, AWarningInReadingIsNoFaultOfTheEdit) {
     EXPECT_FALSE(layer.commitEdit());
     EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("of this id can be deleted, not changed"));
     ASSERT_TRUE(layer.undoEdit() && layer.deleteShapeEdit(row) && layer.commitEdit());
+    EXPECT_EQ(sql("SELECT COUNT(*) FROM lines"), "8");
+
+    sql("UPDATE lines SET fid = -9223372036854775808 WHERE fid = 4"); // the id that stands for none here
+    ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(5));
+    EXPECT_FALSE(layer.commitEdit());
+    EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("feature -9223372036854775808: a table with a row"));
     EXPECT_EQ(sql("SELECT COUNT(*) FROM lines"), "8");
 }
 

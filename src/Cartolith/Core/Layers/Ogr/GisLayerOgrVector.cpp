@@ -37,10 +37,11 @@ std::shared_ptr<CoordinateSystems::CoordinateSystem> coordinateSystemOf(OGRLayer
     return CoordinateSystems::CoordinateSystemFactory::fromSpatialReference(copy);
 }
 
-/// The extent that the source keeps ready; empty when it would have to read everything to know.
-GisExtent storedExtent(OGRLayer& layer) {
+/// The extent that the source keeps ready; empty when it would have to read everything to know, and where
+/// there is no shape: an empty Shapefile says zero, a table that was emptied what it was before.
+GisExtent storedExtent(OGRLayer& layer, bool hasShapes) {
     OGREnvelope envelope;
-    if (layer.GetExtent(&envelope, FALSE) != OGRERR_NONE || !envelope.IsInit() ||
+    if (!hasShapes || layer.GetExtent(&envelope, FALSE) != OGRERR_NONE || !envelope.IsInit() ||
         !std::isfinite(envelope.MinX) || !std::isfinite(envelope.MinY) || !std::isfinite(envelope.MaxX) ||
         !std::isfinite(envelope.MaxY)) {
         return {};
@@ -102,7 +103,7 @@ bool GisLayerOgrVector::open() {
 
     content->state.features.sort();
     const auto system = source.isSystemElsewhere() ? nullptr : coordinateSystemOf(layer);
-    const GisExtent extent = storedExtent(layer);
+    const GisExtent extent = storedExtent(layer, !content->shapes.empty());
     const QString sourceName = QString::fromUtf8(layer.GetName());
     auto provider =
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());

@@ -85,6 +85,11 @@ void GisLayerOgrVector::reserveShapes(int count) {
 }
 
 Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
+    if (m_read->features.find(FeatureTrace::none) != nullptr) {
+        Internal::failToWrite(m_sourcePath, QStringLiteral("feature %1: a table with a row of this id can be "
+                                                           "read only; save it as another")
+                                                .arg(FeatureTrace::none));
+    }
     const auto& entries = m_trace->entries();
     std::unordered_set<qint64> touched;
     std::unordered_map<qint64, int> left;

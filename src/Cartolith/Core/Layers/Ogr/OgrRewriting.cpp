@@ -74,6 +74,39 @@ void copy(OGRFeature& from, OGRFeature& to) {
     to.SetFID(OGRNullFID);
 }
 
+/// Texts that an encoding does not have. GDAL cuts them, and says so once in a process.
+void requireEncoded(OGRFeature& feature, const QByteArray& encoding) {
+    const Common::Internal::GdalErrorCapture errors;
+    for (int i = 0; i < feature.GetFieldCount(); ++i) {
+        const bool isText = feature.GetFieldDefnRef(i)->GetType() == OFTString;
+        const QByteArrayView text(isText && feature.IsFieldSetAndNotNull(i) ? feature.GetFieldAsString(i)
+                                                                            : "");
+        const bool isPlain =
+            std::all_of(text.begin(), text.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
+        if (isPlain) {
+            continue;
+        }
+        const auto refuse = [&](const char* reason) {
+            throw std::runtime_error(QStringLiteral("the text '%1' of the field '%2' cannot be saved: %3")
+                                         .arg(QString::fromUtf8(text),
+                                              QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef()),
+                                              QLatin1String(reason))
+                                         .toStdString());
+        };
+        if (encoding.isEmpty()) {
+            refuse("the encoding of the table is not known, so only ASCII fits");
+        }
+        const auto recoded = [](const char* from, const char* is, const char* shall) {
+            return std::unique_ptr<char, void (*)(void*)>(CPLRecode(from, is, shall), VSIFree);
+        };
+        const auto there = recoded(text.data(), CPL_ENC_UTF8, encoding.constData());
+        const auto back = recoded(there.get(), encoding.constData(), CPL_ENC_UTF8);
+        if (text != QByteArrayView(back.get())) {
+            refuse("the encoding of the table does not have all of its characters");
+        }
+    }
+}
+
 /// False when something was changed and changed back while it was read, so that of several files, or of one
 /// that is read twice, parts may be of two moments.
 bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
@@ -98,6 +131,8 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     const bool isShapefile = target.driverName == QLatin1String("ESRI Shapefile");
     std::optional<DbfTable> table;
     std::optional<ShpRecords> records;
+    const QByteArray encoding =
+        isShapefile ? QByteArray(from.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE")) : QByteArray();
     QStringList options = texts->layerOptions();
     if (isShapefile) {
         prepared(QStringLiteral("its table"), [&] { table = DbfTable::beside(target.path); });
@@ -105,8 +140,7 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
         if (const QString type = records->typeOption(); !type.isEmpty()) {
             options << type;
         }
-        options << QStringLiteral("ENCODING=") +
-                       QString::fromUtf8(from.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE"));
+        options << QStringLiteral("ENCODING=") + QString::fromUtf8(encoding);
     }
     OGRLayer& to = written.createLayer(
         target.layerName, texts->needsSystem() ? from.GetSpatialRef() : nullptr, from.GetGeomType(), options);
@@ -131,6 +165,7 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
             edited.SetGeometryDirectly(nullptr);
         }
         if (isShapefile) {
+            prepared(what, [&] { requireEncoded(edited, encoding); });
             OGRFeature out(to.GetLayerDefn());
             copy(edited, out);
             written.add(out, what);

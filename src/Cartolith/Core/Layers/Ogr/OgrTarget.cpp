@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
 
@@ -149,6 +150,9 @@ void OgrTarget::close() {
     m_dataset.reset();
     if (!m_errors.message().isEmpty()) {
         fail(m_errors.message());
+    }
+    if (const auto [table, size] = written(QStringLiteral("dbf")); table != nullptr) {
+        DbfTable::completeDates(table, size);
     }
     if (m_marks.isUsed()) {
         const auto [bytes, size] = written(m_workSuffix);
