@@ -274,6 +274,15 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
          R"({"type":"FeatureCollection","bbox":[1,2,1,2],"features":[{"bbox":[1,2,1,2],"properties":{},@}]})",
          R"({"type":"FeatureCollection","bbox":[ 7, 8, 7, 8 ],"features":[{"bbox":[ 7.0, 8.0, 7.0, 8.0 ],"properties":{},!}]})",
          move},
+        {"numbers of many zeros, in boxes too", "x.geojson",
+         R"({"type":"FeatureCollection","bbox":[1,2,1,2],"features":[{"bbox":[1,2,1,2],"properties":{"n":0.5},@}]})",
+         R"({"type":"FeatureCollection","bbox":[ 0.30000000000000004, 100000000.12345679, 0.30000000000000004, 100000000.12345679 ],"features":[{"bbox":[ 0.30000000000000004, 100000000.12345679104328156, 0.30000000000000004, 100000000.12345679104328156 ],"properties":{"n":0.30000000000000004},"type":"Feature","geometry":{ "type": "Point", "coordinates": [ 0.30000000000000004, 100000000.12345679104328156 ] }}]})",
+         both(set(1, "n", 0.1 + 0.2),
+              [](auto& layer) {
+                  auto point = std::make_unique<Shapes::GisShapePoint>(0.1 + 0.2, 100000000.123456789);
+                  point->attributes() = layer.attributesForFeatureId(1);
+                  return layer.setShapeGeometryEdit(1, std::move(point));
+              })},
         {"an escaped box", "x.geojson",
          R"({"type":"FeatureCollection","features":[{"b\u0062ox":[1,2,1,2],"properties":{},@}]})",
          R"({"type":"FeatureCollection","features":[{"b\u0062ox":[ 7.0, 8.0, 7.0, 8.0 ],"properties":{},!}]})", move},
@@ -835,6 +844,41 @@ TEST_F(SaveEdits, TheRecordsOfAShapefileKeepWhatWasNotEdited) {
         const auto after = filesOf(row.type, {row.records[0], row.records[2]}, row.after);
         EXPECT_EQ(bytes()["lines.shp"].toHex(' '), after.first.toHex(' '));
         EXPECT_EQ(bytes()["lines.shx"].toHex(' '), after.second.toHex(' '));
+    }
+}
+
+TEST_F(SaveEdits, WhatGdalDoesNotKnowOfFlatGeobufIsNotLost) {
+    const struct {
+        const char* name;
+        const char* text; ///< of the first feature
+        char type;        ///< of the column; else DateTime
+        const char* refusal;
+    } rows[] = {
+        {"milliseconds", "2020-01-02T03:04:05.123Z", 13, ""},
+        {"another way to write it", "2020-01-02T03:04:05.100+00:00", 13, ""},
+        {"microseconds", "2020-01-02T03:04:05.123456Z", 13, "feature 0: the value of the field 'text' would become"},
+        {"a second that is rounded up", "2020-01-02T03:04:59.9999+05:30", 13,
+         "feature 0: the value of the field 'text'"},
+        {"no date", "yesterday", 13, "feature 0: the value of the field 'text' would become"},
+        {"JSON", "{}", 12, "the field 'text' is of a type"},
+        {"text", "{}", 11, ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        auto memory = GisLayerVector::createInMemory("x", Shapes::GisShapeType::Point, {});
+        memory->addShape(shapeOf("POINT (1 2)", {{"text", row.text}}));
+        memory->addShape(shapeOf("POINT (3 4)", {{"text", "2020-01-02T00:00:00Z"}}));
+        ASSERT_TRUE(memory->saveAs(at("x.fgb"), test::replace));
+        QByteArray file = bytes()["x.fgb"];
+        // The only column: behind its name lie width, precision and scale, and the type in the table before.
+        const qsizetype place = file.lastIndexOf(char{11}, file.indexOf("text"));
+        ASSERT_GT(place, 0);
+        file[place] = row.type;
+        GisLayerOgrVector layer(write("x.fgb", file));
+        ASSERT_TRUE(layer.open() && layer.beginEdit());
+        ASSERT_TRUE(layer.setShapeGeometryEdit(2, shapeOf("POINT (5 6)", layer.attributesForFeatureId(2))));
+        EXPECT_EQ(layer.commitEdit(), row.refusal[0] == '\0') << qPrintable(layer.lastError());
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr(row.refusal));
     }
 }
 

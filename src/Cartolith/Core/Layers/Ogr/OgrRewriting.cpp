@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Layers/Files/SourceMembersInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
+#include <Cartolith/Core/Layers/Ogr/FlatGeobufRowsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/GeoJsonTextsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
@@ -129,6 +130,10 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     std::optional<GeoJsonTexts> texts;
     prepared(QStringLiteral("its text"), [&] { texts.emplace(target.driverName, target.path); });
     const bool isShapefile = target.driverName == QLatin1String("ESRI Shapefile");
+    std::optional<FlatGeobufRows> rows;
+    if (target.driverName == QLatin1String("FlatGeobuf")) {
+        prepared(QStringLiteral("its rows"), [&] { rows.emplace(target.path); });
+    }
     std::optional<DbfTable> table;
     std::optional<ShpRecords> records;
     const QByteArray encoding =
@@ -198,6 +203,9 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
             written.fail(QStringLiteral("%1 cannot be read whole: %2").arg(what, source.complaint()));
         }
         differs = differs || change.isAny();
+        if (rows) {
+            rows->keep(number, change.columns);
+        }
         if (records) {
             records->keep(feature->GetFID(), change.isMoved);
         }
@@ -225,6 +233,14 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
             written.rewrite(*text);
         }
     });
+    if (rows) {
+        QStringList names;
+        const auto fields = attributeDefinitions(*from.GetLayerDefn());
+        for (const Defs::GisAttributeDefinition& field : fields) {
+            names.append(field.name());
+        }
+        prepared(QStringLiteral("its rows"), [&] { rows->requireKept({bytes.first, bytes.second}, names); });
+    }
     if (records) {
         const auto shx = written.written(QStringLiteral("shx"));
         prepared(QStringLiteral("its shapes"), [&] {

@@ -129,9 +129,14 @@ void OgrTarget::add(OGRFeature& feature, const QString& what) {
         m_marks.add(feature);
     }
     m_errors.reset();
+    const qsizetype before = isGeoJson() ? written(m_workSuffix).second : 0;
     if (m_layer->CreateFeature(&feature) != OGRERR_NONE || !m_errors.message().isEmpty() ||
         !m_errors.warning().isEmpty()) {
         fail(QStringLiteral("%1: %2").arg(what, reasonOr(m_errors.warning())));
+    }
+    if (isGeoJson()) {
+        const auto [bytes, size] = written(m_workSuffix);
+        m_numbers.add(feature, {bytes + before, size - before}, before);
     }
     ++m_added;
 }
@@ -154,9 +159,16 @@ void OgrTarget::close() {
     if (const auto [table, size] = written(QStringLiteral("dbf")); table != nullptr) {
         DbfTable::completeDates(table, size);
     }
+    const auto [bytes, size] = written(m_workSuffix);
+    if (isGeoJson()) {
+        m_numbers.addBox({bytes, size});
+    }
+    if (m_numbers.isUsed()) { // by their places, which the marks would move
+        rewrite(m_numbers.resolved({bytes, size}));
+    }
     if (m_marks.isUsed()) {
-        const auto [bytes, size] = written(m_workSuffix);
-        rewrite(m_marks.resolved({bytes, size}));
+        const auto [now, count] = written(m_workSuffix);
+        rewrite(m_marks.resolved({now, count}));
     }
 }
 

@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/Files/StagedFilesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonMarksInternal.h>
+#include <Cartolith/Core/Layers/Ogr/JsonNumbersInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 
 #include <QString>
@@ -77,6 +78,7 @@ private:
     Common::Internal::DatasetPtr m_dataset;
     OGRLayer* m_layer = nullptr;
     JsonMarks m_marks;
+    JsonNumbers m_numbers;
     qint64 m_added = 0;
 };
 
