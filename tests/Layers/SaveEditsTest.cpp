@@ -882,6 +882,31 @@ TEST_F(SaveEdits, WhatGdalDoesNotKnowOfFlatGeobufIsNotLost) {
     }
 }
 
+TEST_F(SaveEdits, AFlatGeobufWithAnIndexIsComparedToo) {
+    for (const int count : {1, 16, 17, 300}) {
+        QFile::remove(at("index.fgb"));
+        GDALDatasetUniquePtr made(
+            GetGDALDriverManager()
+                ->GetDriverByName("FlatGeobuf")
+                ->Create(qPrintable(at("index.fgb")), 0, 0, 0, GDT_Unknown, nullptr)); // its layers have an index
+        OGRLayer& points = *made->CreateLayer("index", nullptr, wkbPoint);
+        OGRFieldDefn field("n", OFTInteger);
+        ASSERT_EQ(points.CreateField(&field), OGRERR_NONE);
+        for (int i = 0; i < count; ++i) {
+            OGRFeature feature(points.GetLayerDefn());
+            feature.SetField(0, i);
+            feature.SetGeometryDirectly(new OGRPoint(i * 7 % 31, i % 5));
+            ASSERT_EQ(points.CreateFeature(&feature), OGRERR_NONE);
+        }
+        made.reset();
+        GisLayerOgrVector layer(at("index.fgb"));
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && (count == 1 || layer.deleteShapeEdit(1)));
+        ASSERT_TRUE(layer.addShapeEdit(shapeOf("POINT (1 1)", {{"n", 1}})));
+        EXPECT_TRUE(layer.commitEdit()) << count << qPrintable(layer.lastError());
+        EXPECT_EQ(contentOf(layer.path()), contentOf(layer));
+    }
+}
+
 TEST_F(SaveEdits, AWarningInReadingIsNoFaultOfTheEdit) {
     GisLayerOgrVector layer(make("gpkg"));
     const auto sql = [&](const char* statement) { return execute(*openToWrite(layer.path()), statement); };
