@@ -39,7 +39,7 @@ public:
     qint64 field(qint64 table, int number) const {
         const qint64 offsets = table - at<qint32>(table);
         const int slot = 4 + 2 * number;
-        const quint16 offset = slot + 2 <= at<quint16>(offsets) ? at<quint16>(offsets + slot) : quint16{0};
+        const auto offset = slot + 2 <= at<quint16>(offsets) ? at<quint16>(offsets + slot) : quint16{0};
         return offset != 0 ? table + offset : -1;
     }
     qint64 size() const { return m_bytes.size(); }
@@ -73,7 +73,7 @@ public:
         const qint64 nodeAt = m_bytes.field(table, nodeField);
         const quint64 features = countAt >= 0 ? m_bytes.at<quint64>(countAt) : 0;
         constexpr quint16 usual = 16;
-        const quint16 perNode = nodeAt >= 0 ? m_bytes.at<quint16>(nodeAt) : usual;
+        const auto perNode = nodeAt >= 0 ? m_bytes.at<quint16>(nodeAt) : usual;
         constexpr quint64 most = quint64{1} << 40U;
         if (perNode > 1 && features > 0 &&
             features < most) { // an index comes first, levels from the leaves up

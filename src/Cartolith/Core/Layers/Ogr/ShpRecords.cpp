@@ -40,7 +40,7 @@ QByteArray contentOf(const QString& path) {
     return file.readAll();
 }
 
-std::vector<QByteArrayView> recordsOf(QByteArrayView shp, QByteArrayView shx) {
+std::vector<QByteArrayView> shapeRecordsOf(QByteArrayView shp, QByteArrayView shx) {
     if (shp.size() < shpHeader || shx.size() < shpHeader) {
         refuseShapes(QStringLiteral("it ends within its header"));
     }
@@ -143,7 +143,7 @@ ShpRecords::ShpRecords(const QString& shapefile) : m_shp(contentOf(shapefile)) {
     if (!indexes.isEmpty()) {
         m_shx = contentOf(QFileInfo(shapefile).dir().filePath(indexes.last()));
     }
-    m_records = recordsOf(m_shp, m_shx);
+    m_records = shapeRecordsOf(m_shp, m_shx);
 }
 
 QString ShpRecords::typeOption() const {
@@ -167,7 +167,7 @@ QString ShpRecords::typeOption() const {
 }
 
 std::pair<QByteArray, QByteArray> ShpRecords::restored(QByteArrayView shp, QByteArrayView shx) const {
-    std::vector<QByteArrayView> records = recordsOf(shp, shx);
+    std::vector<QByteArrayView> records = shapeRecordsOf(shp, shx);
     const quint32 type = typeAt(m_shp, shpTypeAt);
     bool isSame = records.size() == m_records.size();
     ShapeBox box;
