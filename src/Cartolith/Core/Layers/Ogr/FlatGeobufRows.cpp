@@ -62,7 +62,7 @@ public:
         const qint64 table = m_bytes.follow(headerAt);
         if (const qint64 field = m_bytes.field(table, columnsField); field >= 0) {
             const qint64 list = m_bytes.follow(field);
-            const quint32 count = m_bytes.at<quint32>(list);
+            const auto count = m_bytes.at<quint32>(list);
             for (qint64 i = 1; i <= qint64{count}; ++i) {
                 const qint64 type = m_bytes.field(m_bytes.follow(list + 4 * i), 1);
                 types.push_back(type >= 0 ? m_bytes.at<quint8>(type) : quint8{0});
@@ -103,7 +103,7 @@ public:
         const qint64 list = row.follow(field);
         const RowBytes properties(row.piece(list + 4, row.at<quint32>(list)));
         for (qint64 at = 0; at < properties.size();) {
-            const quint16 column = properties.at<quint16>(at);
+            const auto column = properties.at<quint16>(at);
             if (column >= types.size()) {
                 refuseRows(QStringLiteral("its rows are damaged"));
             }
