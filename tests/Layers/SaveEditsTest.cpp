@@ -137,7 +137,9 @@ TEST_F(SaveEdits, ALayerCanBeEmptiedAndFilledAgain) {
             continue;
         }
         ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
-        EXPECT_TRUE(contentOf(layer.path()).empty());
+        GisLayerOgrVector emptied(layer.path());
+        ASSERT_TRUE(emptied.open());
+        EXPECT_TRUE(contentOf(emptied).empty() && emptied.extent().isEmpty()) << suffix.toStdString();
         ASSERT_TRUE(layer.beginEdit() &&
                     layer.addShapeEdit(shapeOf("LINESTRING (1 2, 3 4)", {{"n", 7}, {"name", "x"}})));
         ASSERT_TRUE(layer.commitEdit()) << suffix.toStdString() << ": " << layer.lastError().toStdString();
@@ -272,6 +274,34 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
          R"({"type":"FeatureCollection","bbox":[1,2,1,2],"features":[{"bbox":[1,2,1,2],"properties":{},@}]})",
          R"({"type":"FeatureCollection","bbox":[ 7, 8, 7, 8 ],"features":[{"bbox":[ 7.0, 8.0, 7.0, 8.0 ],"properties":{},!}]})",
          move},
+        {"numbers of many zeros, in boxes too", "x.geojson",
+         R"({"type":"FeatureCollection","bbox":[1,2,1,2],"features":[{"bbox":[1,2,1,2],"properties":{"n":0.5},@}]})",
+         R"({"type":"FeatureCollection","bbox":[ 0.30000000000000004, 100000000.12345679, 0.30000000000000004, 100000000.12345679 ],"features":[{"bbox":[ 0.30000000000000004, 100000000.12345679104328156, 0.30000000000000004, 100000000.12345679104328156 ],"properties":{"n":0.30000000000000004},"type":"Feature","geometry":{ "type": "Point", "coordinates": [ 0.30000000000000004, 100000000.12345679104328156 ] }}]})",
+         both(set(1, "n", 0.1 + 0.2),
+              [](auto& layer) {
+                  auto point = std::make_unique<Shapes::GisShapePoint>(0.1 + 0.2, 100000000.123456789);
+                  point->attributes() = layer.attributesForFeatureId(1);
+                  return layer.setShapeGeometryEdit(1, std::move(point));
+              })},
+        {"an escaped box", "x.geojson",
+         R"({"type":"FeatureCollection","features":[{"b\u0062ox":[1,2,1,2],"properties":{},@}]})",
+         R"({"type":"FeatureCollection","features":[{"b\u0062ox":[ 7.0, 8.0, 7.0, 8.0 ],"properties":{},!}]})", move},
+        {"members in another case", "x.geojson",
+         R"({"type":"FeatureCollection","Features":[
+{"ID":"a","Properties":{"n":1,"b":"x"},"x":5,"TYPE":"feature","Geometry":{"type":"Point","coordinates":[1,2.50]}}]})",
+         R"({"type":"FeatureCollection","Features":[
+{"ID":"c","Properties":{"n":7,"b":"x"},"x":5,"TYPE":"feature","Geometry":{ "type": "Point", "coordinates": [ 7.0, 8.0 ] }}]})",
+         both(both(set(1, "n", 7), set(1, "id", "c")), move)},
+        {"a feature alone in another case", "x.geojson", R"({"x":5,"Properties":{"n":1,"b":"x"},@})", R"({
+"type": "FeatureCollection",
+"features": [
+{"x":5,"Properties":{"n":7,"b":"x"},@}
+]
+}
+)",
+         set(1, "n", 7)},
+        {"a line in another case", "x.geojsonl", "{\"PROPERTIES\":{\"n\":1,\"b\":2},@}\n{@}\n",
+         "{\"PROPERTIES\":{\"n\":7,\"b\":2},@}\n{@}\n", set(1, "n", 7)},
         {"one for another", "x.geojson", R"({"type":"FeatureCollection","features":[
             {"properties":{},@}
          ]})",
@@ -649,6 +679,7 @@ TEST_F(SaveEdits, TheTableOfAShapefileKeepsWhatWasNotEdited) {
         std::vector<QByteArray> after; ///< none: it is refused
         Attributes edit;               ///< of the second
         const char* reason;
+        const char* encoding = nullptr; ///< in a file of its own
     } rows[] = {
         {"texts, logical values, numbers",
          plain,
@@ -664,6 +695,20 @@ TEST_F(SaveEdits, TheTableOfAShapefileKeepsWhatWasNotEdited) {
          {"a  b  c  d  9223372036854775807", "e   f new!!        123456789012", "                              1"},
          {{"AA", "new"}, {"eleven byte", "!!"}},
          ""},
+        {"a character that the encoding does not have, behind a byte that is none there",
+         plain,
+         {"\x81    T    1.50  1", three[1], three[2]},
+         {},
+         {{"n", "é日"}},
+         "'é日' of the field 'n' cannot be saved: the encoding"},
+        {"an encoding that GDAL does not know", plain, three, {}, {{"n", "q€"}}, "is not known", "ANSI 1252"},
+        {"ASCII in that",
+         plain,
+         {"\x80ne  T    1.50  1", three[1], three[2]},
+         {"\x80ne  T    1.50  1", "2nd  ?    2.50  2", three[2]},
+         {{"n", "2nd"}},
+         "",
+         "ANSI 1252"},
         {"fewer records than shapes", plain, {2, three[0]}, {}, {{"n", "2nd"}}, "it has 2 records for 3 shapes"},
         {"more", plain, {4, three[0]}, {}, {{"n", "2nd"}}, "it has 4 records for 3 shapes"},
     };
@@ -677,6 +722,9 @@ TEST_F(SaveEdits, TheTableOfAShapefileKeepsWhatWasNotEdited) {
             ASSERT_TRUE(made.open() && made.saveAs(at(stem + ".shp"), test::replace));
             write(qPrintable(stem + ".dbf"), table(row.columns, row.before) + '\x1a');
             QFile::remove(at(stem + ".cpg"));
+            if (row.encoding != nullptr) {
+                write(qPrintable(stem + ".cpg"), row.encoding);
+            }
             write(qPrintable(stem + ".prj"), "LOCAL system 7");
             write(qPrintable(stem + ".qpj"), "of another program");
             write(qPrintable(stem + ".n.atx"), "an index");
@@ -730,7 +778,156 @@ TEST_F(SaveEdits, WhatGdalReadsWithAWarningStaysAsItIs) {
     }
 }
 
-TEST_F(SaveEdits, ARowWithTheIdOfNoneCanBeDeleted) {
+TEST_F(SaveEdits, TheRecordsOfAShapefileKeepWhatWasNotEdited) {
+    const auto raw = [](const auto& numbers) {
+        return QByteArray(reinterpret_cast<const char*>(numbers.data()),
+                          static_cast<qsizetype>(numbers.size() * sizeof numbers[0]));
+    };
+    const auto record = [&raw](int type, const std::vector<double>& box, const std::vector<int>& counts,
+                               const std::vector<double>& rest) {
+        return raw(std::vector<int>{type}) + raw(box) + raw(counts) + raw(rest);
+    };
+    const auto filesOf = [&raw](int type, const std::vector<QByteArray>& records, const std::vector<double>& ranges) {
+        const auto big = [](qsizetype bytes) {
+            QByteArray word;
+            for (int shift = 24; shift >= 0; shift -= 8) {
+                word += static_cast<char>(bytes >> shift);
+            }
+            return word;
+        };
+        QByteArray shapes;
+        QByteArray index;
+        for (const QByteArray& one : records) {
+            index += big((100 + shapes.size()) / 2) + big(one.size() / 2);
+            shapes += big(index.size() / 8) + big(one.size() / 2) + one;
+        }
+        const auto headed = [&](const QByteArray& body) {
+            return big(9994) + QByteArray(20, '\0') + big((100 + body.size()) / 2) + raw(std::vector<int>{1000, type}) +
+                   raw(ranges) + body;
+        };
+        return std::pair{headed(shapes), headed(index)};
+    };
+    constexpr double none = -1e39;
+    const std::vector<double> all{-9, -9, 99, 99, -9, 99, -9, 99}; // larger than it need be
+    const struct {
+        const char* name;
+        int type;
+        std::vector<QByteArray> records;
+        std::vector<double> after; ///< the ranges without the second
+        qint64 withM;
+    } rows[] = {
+        {"points of which the first has no M",
+         11,
+         {record(11, {}, {}, {1, 2, 3, none}), record(11, {}, {}, {4, 5, 6, 77.5}),
+          record(11, {}, {}, {7, 8, 9, 88.5})},
+         {1, 2, 7, 8, 3, 9, 88.5, 88.5},
+         3},
+        {"lines of which the first has no M",
+         23,
+         {record(23, {0, 0, 1, 2}, {1, 2, 0}, {0, 0, 1, 2}),
+          record(23, {0, 0, 9, 9}, {1, 2, 0}, {0, 0, 9, 9, 7, 8, 7, 8}),
+          record(23, {0, 0, 4, 3}, {1, 2, 0}, {0, 0, 4, 3, 5, 6, 5, 6})},
+         {0, 0, 4, 3, 0, 0, 5, 6},
+         3},
+        {"none has M", 21, {3, record(21, {}, {}, {1, 2, none})}, {1, 2, 1, 2, 0, 0, 0, 0}, 0},
+        {"a patch with M, and a null shape",
+         31,
+         {record(31, {0, 0, 1, 1}, {1, 4, 0, 2}, {0, 0, 0, 1, 1, 1, 0, 0, 5, 5, 5, 5, 5, 5, 6, 7, 6, 6, 7, 6}),
+          record(31, {0, 0, 1, 1}, {1, 4, 0, 5}, {0, 0, 0, 1, 1, 1, 0, 0, 5, 5, 5, 5, 5, 5}), record(0, {}, {}, {})},
+         {0, 0, 1, 1, 5, 5, 6, 7},
+         0}, // which GDAL does not read
+        {"one that cannot be read",
+         3,
+         {record(3, {0, 0, 1, 1}, {1, 2, 0}, {0, 0, 1, 1}), record(3, {0, 0, 9, 9}, {1, 2, 0}, {0, 0, 9, 9}),
+          record(3, {0, 0, 5, 5}, {2, 2, 0, 2}, {0, 0, 5, 5})},
+         {0, 0, 5, 5, 0, 0, 0, 0},
+         0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        for (const QString& name : files()) {
+            QFile::remove(at(name));
+        }
+        make("shp", 3);
+        const auto before = filesOf(row.type, row.records, all);
+        write("lines.shp", before.first);
+        write("lines.shx", before.second);
+        GisLayerOgrVector layer(at("lines.shp"));
+        ASSERT_TRUE(layer.open() && layer.count() >= 2 && layer.beginEdit());
+        EXPECT_EQ(layer.notKept().withM, row.withM);
+        ASSERT_TRUE(layer.setShapeAttributesEdit(1, {{"n", 77}}) && layer.commitEdit())
+            << qPrintable(layer.lastError());
+        EXPECT_EQ(bytes()["lines.shp"].toHex(' '), before.first.toHex(' '));
+        EXPECT_EQ(bytes()["lines.shx"], before.second);
+        ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(2) && layer.commitEdit())
+            << qPrintable(layer.lastError());
+        const auto after = filesOf(row.type, {row.records[0], row.records[2]}, row.after);
+        EXPECT_EQ(bytes()["lines.shp"].toHex(' '), after.first.toHex(' '));
+        EXPECT_EQ(bytes()["lines.shx"].toHex(' '), after.second.toHex(' '));
+    }
+}
+
+TEST_F(SaveEdits, WhatGdalDoesNotKnowOfFlatGeobufIsNotLost) {
+    const struct {
+        const char* name;
+        const char* text; ///< of the first feature
+        char type;        ///< of the column; else DateTime
+        const char* refusal;
+    } rows[] = {
+        {"milliseconds", "2020-01-02T03:04:05.123Z", 13, ""},
+        {"another way to write it", "2020-01-02T03:04:05.100+00:00", 13, ""},
+        {"microseconds", "2020-01-02T03:04:05.123456Z", 13, "feature 0: the value of the field 'text' would become"},
+        {"a second that is rounded up", "2020-01-02T03:04:59.9999+05:30", 13,
+         "feature 0: the value of the field 'text'"},
+        {"no date", "yesterday", 13, "feature 0: the value of the field 'text' would become"},
+        {"JSON", "{}", 12, "the field 'text' is of a type"},
+        {"text", "{}", 11, ""},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        auto memory = GisLayerVector::createInMemory("x", Shapes::GisShapeType::Point, {});
+        memory->addShape(shapeOf("POINT (1 2)", {{"text", row.text}}));
+        memory->addShape(shapeOf("POINT (3 4)", {{"text", "2020-01-02T00:00:00Z"}}));
+        ASSERT_TRUE(memory->saveAs(at("x.fgb"), test::replace));
+        QByteArray file = bytes()["x.fgb"];
+        // The only column: behind its name lie width, precision and scale, and the type in the table before.
+        const qsizetype place = file.lastIndexOf(char{11}, file.indexOf("text"));
+        ASSERT_GT(place, 0);
+        file[place] = row.type;
+        GisLayerOgrVector layer(write("x.fgb", file));
+        ASSERT_TRUE(layer.open() && layer.beginEdit());
+        ASSERT_TRUE(layer.setShapeGeometryEdit(2, shapeOf("POINT (5 6)", layer.attributesForFeatureId(2))));
+        EXPECT_EQ(layer.commitEdit(), row.refusal[0] == '\0') << qPrintable(layer.lastError());
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr(row.refusal));
+    }
+}
+
+TEST_F(SaveEdits, AFlatGeobufWithAnIndexIsComparedToo) {
+    for (const int count : {1, 16, 17, 300}) {
+        QFile::remove(at("index.fgb"));
+        GDALDatasetUniquePtr made(
+            GetGDALDriverManager()
+                ->GetDriverByName("FlatGeobuf")
+                ->Create(qPrintable(at("index.fgb")), 0, 0, 0, GDT_Unknown, nullptr)); // its layers have an index
+        OGRLayer& points = *made->CreateLayer("index", nullptr, wkbPoint);
+        OGRFieldDefn field("n", OFTInteger);
+        ASSERT_EQ(points.CreateField(&field), OGRERR_NONE);
+        for (int i = 0; i < count; ++i) {
+            OGRFeature feature(points.GetLayerDefn());
+            feature.SetField(0, i);
+            feature.SetGeometryDirectly(new OGRPoint(i * 7 % 31, i % 5));
+            ASSERT_EQ(points.CreateFeature(&feature), OGRERR_NONE);
+        }
+        made.reset();
+        GisLayerOgrVector layer(at("index.fgb"));
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && (count == 1 || layer.deleteShapeEdit(1)));
+        ASSERT_TRUE(layer.addShapeEdit(shapeOf("POINT (1 1)", {{"n", 1}})));
+        EXPECT_TRUE(layer.commitEdit()) << count << qPrintable(layer.lastError());
+        EXPECT_EQ(contentOf(layer.path()), contentOf(layer));
+    }
+}
+
+TEST_F(SaveEdits, RowsWithIdsThatStandForNoneElsewhere) {
     GisLayerOgrVector layer(make("gpkg"));
     const auto sql = [&](const char* statement) { return execute(*openToWrite(layer.path()), statement); };
     sql("UPDATE lines SET fid = -1 WHERE fid = 3"); // the id that stands for none elsewhere
@@ -740,6 +937,12 @@ TEST_F(SaveEdits, ARowWithTheIdOfNoneCanBeDeleted) {
     EXPECT_FALSE(layer.commitEdit());
     EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("of this id can be deleted, not changed"));
     ASSERT_TRUE(layer.undoEdit() && layer.deleteShapeEdit(row) && layer.commitEdit());
+    EXPECT_EQ(sql("SELECT COUNT(*) FROM lines"), "8");
+
+    sql("UPDATE lines SET fid = -9223372036854775808 WHERE fid = 4"); // the id that stands for none here
+    ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(5));
+    EXPECT_FALSE(layer.commitEdit());
+    EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("feature -9223372036854775808: a table with a row"));
     EXPECT_EQ(sql("SELECT COUNT(*) FROM lines"), "8");
 }
 

@@ -97,7 +97,7 @@ public:
     /// that saveAs() cannot write it in any format. What single formats do not keep is in docs/formats.md.
     struct NotKept {
         qint64 withZ = 0;      ///< features of which Z values are dropped
-        qint64 withM = 0;      ///< the same of M values
+        qint64 withM = 0;      ///< the same of M values, as far as GDAL reads them
         qint64 withCurves = 0; ///< features of which arcs become lines
         /// Collections, of which each shape becomes a feature, and surfaces, which become polygons.
         qint64 collections = 0;
@@ -132,11 +132,11 @@ public:
     /// formats are read only.
     ///
     /// An edited shape is saved into the feature that it was read from, and of that feature only those values
-    /// are changed that differ. What was not edited stays: in GeoPackage, SQLite and PostGIS to the
-    /// last digit, for columns that were not edited are not written (GDAL reads and writes the geometry of an
+    /// are changed that differ. What was not edited stays: in GeoPackage, SQLite and PostGIS to the last
+    /// digit, for columns that were not edited are not written (GDAL reads and writes the geometry of an
     /// edited feature again, in PostGIS only where it was moved), in other transactions as GDAL reads it, in
-    /// GeoJSON and in the table of a Shapefile as it is written, in other new files as exactly as the format
-    /// writes numbers. New shapes become features behind those that are there, whatever their position in the
+    /// GeoJSON and in a Shapefile, its table and its geometries, as it is written, in FlatGeobuf with the
+    /// same values. New shapes become features behind those that are there, whatever their position in the
     /// layer. A change made through a shape's pointer is saved only after markDirty().
     ///
     /// Everything is saved or nothing. When it cannot be, commitEdit() is false, lastError() says why, the
@@ -166,7 +166,13 @@ public:
     /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
     ///   with all of them, and get other attributes, the same on all of them), one whose parts were skipped,
     ///   another geometry for one with Z, M or curves. Left alone, such features stay as they are;
-    /// - GeoJSON with records that are no features, and a change of a database row with the id -1;
+    /// - a text in a Shapefile that the encoding of its table does not have, or any but ASCII where that is
+    /// not
+    ///   known;
+    /// - FlatGeobuf with columns of types, or dates with times of more digits, than GDAL writes;
+    /// - GeoJSON with records that are no features, a change of a database row with the id -1, and a table
+    /// with
+    ///   a row of the id -9223372036854775808;
     /// - several files that symbolic links do not show as they are stored, or whose suffixes differ in case;
     /// - a command that is running, a full disk, no memory, or a progress callback that cancels.
     /// Neither the fields nor the coordinate system of a source are changed; but GeoJSON, which has no

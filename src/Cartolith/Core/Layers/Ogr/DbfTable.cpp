@@ -122,6 +122,18 @@ std::optional<DbfTable> DbfTable::beside(const QString& shapefile) {
     return table;
 }
 
+void DbfTable::completeDates(char* table, qsizetype size) {
+    const DbfLayout layout({table, size});
+    for (const DbfColumn& column : layout.columns) {
+        for (qsizetype row = 0; column.type == 'D' && row < layout.count; ++row) {
+            char* const date = table + layout.start + row * layout.length + column.offset;
+            if (!isBlank({date, column.width})) {
+                std::replace(date, date + column.width, ' ', '0');
+            }
+        }
+    }
+}
+
 void DbfTable::restore(char* table, qsizetype size) const {
     const DbfLayout before(m_bytes);
     const DbfLayout now({table, size});

@@ -21,6 +21,9 @@ public:
     /// binary numbers and times
     static std::optional<DbfTable> beside(const QString& shapefile);
 
+    /// Gives the dates of a table the zeros at the beginning for which GDAL writes blanks.
+    static void completeDates(char* table, qsizetype size);
+
     /// Called for each record that is in the new table too, in their order. Of columns that were not changed,
     /// the new table need not have the values.
     void keep(qint64 record, const std::set<int>& changedColumns) {

@@ -20,7 +20,7 @@ namespace Cartolith::Core::Layers::Internal {
 /// of the layer's list.
 class FeatureTrace {
 public:
-    /// No id that a source may give: a database may have a row -1.
+    /// A database may have a row -1, and one of this id too, but then its table is not saved.
     static constexpr qint64 none = std::numeric_limits<qint64>::min();
 
     /// A shape as it was before; without one where that is not known.

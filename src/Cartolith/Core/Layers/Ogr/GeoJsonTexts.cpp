@@ -38,13 +38,32 @@ bool isAttribute(const QString& name) {
     return !(QStringList() << QStringLiteral("type") << QStringLiteral("geometry") << QStringLiteral("bbox")
                            << QStringLiteral("centroid") << QStringLiteral("center")
                            << QStringLiteral("properties"))
-                .contains(name);
+                .contains(name, Qt::CaseInsensitive);
 }
 
 bool isFeature(QByteArrayView text) {
     const JsonObject object(text);
-    const JsonMember* const type = object.find(QStringLiteral("type"));
-    return type != nullptr && jsonStringOf(type->value) == u"Feature";
+    const JsonMember* const type = object.findInAnyCase(QStringLiteral("type"));
+    return type != nullptr &&
+           jsonStringOf(type->value).compare(QLatin1String("Feature"), Qt::CaseInsensitive) == 0;
+}
+
+bool hasMember(QByteArrayView object, const QString& name) {
+    return object.startsWith('{') && JsonObject(object).find(name) != nullptr;
+}
+
+/// Gives a feature the geometry that GDAL wrote, under every name by which GDAL finds one.
+void putGeometry(JsonObject& feature, const JsonMember& written) {
+    bool isThere = false;
+    for (const JsonMember& member : feature.members()) {
+        if (member.name().compare(written.name(), Qt::CaseInsensitive) == 0) {
+            feature.set(member.key, copyOf(written.value));
+            isThere = true;
+        }
+    }
+    if (!isThere) {
+        feature.set(written.key, copyOf(written.value));
+    }
 }
 
 /// Gives an object the values that GDAL wrote for the changed fields.
@@ -91,17 +110,24 @@ void GeoJsonTexts::readCollection() {
         throw std::runtime_error("behind its first JSON text there is more");
     }
     const JsonObject object(m_text);
-    const auto isFeatures = [](const JsonMember& member) { return member.name() == u"features"; };
+    const auto isFeatures = [](const JsonMember& member) {
+        return member.name().compare(QLatin1String("features"), Qt::CaseInsensitive) == 0;
+    };
     const auto count = std::count_if(object.members().begin(), object.members().end(), isFeatures);
     if (count > 1) {
         throw std::runtime_error("it has several members 'features'");
     }
     if (count == 1) {
-        m_features = object.find(QStringLiteral("features"))->value;
+        m_features = object.findInAnyCase(QStringLiteral("features"))->value;
         m_records = jsonElementsOf(m_features);
-        return;
+    } else {
+        m_records.push_back(isFeature(m_text) ? m_text : QByteArrayView());
     }
-    m_records.push_back(isFeature(m_text) ? m_text : QByteArrayView());
+    const QString bbox = QStringLiteral("bbox"); // which may be written with escapes
+    m_hasBox = m_text.contains("bbox") || m_text.contains("\\u");
+    m_hasBox = m_hasBox && (object.find(bbox) != nullptr ||
+                            std::any_of(m_records.begin(), m_records.end(),
+                                        [&bbox](QByteArrayView record) { return hasMember(record, bbox); }));
 }
 
 QStringList GeoJsonTexts::layerOptions() const {
@@ -120,7 +146,8 @@ QStringList GeoJsonTexts::layerOptions() const {
 }
 
 bool GeoJsonTexts::needsSystem() const {
-    return !m_isJson || (m_features.isEmpty() && JsonObject(m_text).find(QStringLiteral("crs")) != nullptr);
+    return !m_isJson ||
+           (m_features.isEmpty() && JsonObject(m_text).findInAnyCase(QStringLiteral("crs")) != nullptr);
 }
 
 void GeoJsonTexts::add(OGRFeature& feature, qint64 number, const OgrChange& change) {
@@ -137,7 +164,7 @@ QByteArray GeoJsonTexts::edited(const Kept& kept, QByteArrayView line) const {
     const QString id = QStringLiteral("id");
     if (kept.change.isMoved) {
         const JsonMember* const geometry = written.find(QStringLiteral("geometry"));
-        feature.set(geometry->key, copyOf(geometry->value));
+        putGeometry(feature, *geometry);
         const JsonMember* const box = written.find(bbox);
         if (feature.find(bbox) != nullptr && box != nullptr) {
             feature.set(box->key, copyOf(box->value));
@@ -150,22 +177,24 @@ QByteArray GeoJsonTexts::edited(const Kept& kept, QByteArrayView line) const {
     if (changed.empty() || values == nullptr) {
         return feature.text();
     }
-    const JsonMember* const old = feature.find(values->name());
+    const JsonMember* const old = feature.findInAnyCase(values->name());
     const bool isObject = old != nullptr && old->value.startsWith('{');
     JsonObject properties(isObject ? old->value : QByteArrayView("{}"));
-    if (kept.isId && feature.find(id) != nullptr && properties.find(id) == nullptr && changed.erase(id) > 0) {
+    const JsonMember* const ownId = feature.findInAnyCase(id);
+    if (kept.isId && ownId != nullptr && properties.find(id) == nullptr && changed.erase(id) > 0) {
         const JsonObject all(values->value);
         const JsonMember* const value = all.find(id);
-        value == nullptr || value->value == "null" ? feature.remove(id)
-                                                   : feature.set(value->key, copyOf(value->value));
+        value == nullptr || value->value == "null" ? feature.remove(ownId->name())
+                                                   : feature.set(ownId->key, copyOf(value->value));
     }
     // Without properties, its members are read as its attributes.
     const bool isFlat =
-        old == nullptr || (!isObject && std::any_of(feature.members().begin(), feature.members().end(),
-                                                    [&id](const JsonMember& member) {
-                                                        const QString name = member.name();
-                                                        return name != id && isAttribute(name);
-                                                    }));
+        old == nullptr ||
+        (!isObject &&
+         std::any_of(feature.members().begin(), feature.members().end(), [&id](const JsonMember& member) {
+             const QString name = member.name();
+             return name.compare(id, Qt::CaseInsensitive) != 0 && isAttribute(name);
+         }));
     if (isFlat) {
         if (!std::all_of(changed.begin(), changed.end(), isAttribute)) {
             throw std::runtime_error("a feature without properties has no place for a field of such a name");
@@ -173,7 +202,7 @@ QByteArray GeoJsonTexts::edited(const Kept& kept, QByteArrayView line) const {
         putFields(feature, changed, values->value);
     } else if (!changed.empty()) {
         putFields(properties, changed, values->value);
-        feature.set(values->key, properties.text());
+        feature.set(old != nullptr ? old->key : values->key, properties.text());
     }
     return feature.text();
 }
@@ -214,7 +243,7 @@ QByteArray GeoJsonTexts::collectionOf(QByteArray features, bool hasNew, QByteArr
     const char* const last = m_records.empty() ? m_features.begin() + 1 : m_records.back().end();
     features.prepend('[').append(last, m_features.end() - last);
     JsonObject collection(m_text);
-    collection.set("\"features\"", features);
+    collection.set(collection.findInAnyCase(QStringLiteral("features"))->key, features);
     const bool isMoved =
         hasNew || m_kept.size() != m_records.size() ||
         std::any_of(m_kept.begin(), m_kept.end(), [](const Kept& kept) { return kept.change.isMoved; });

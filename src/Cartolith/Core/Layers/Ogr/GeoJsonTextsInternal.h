@@ -47,7 +47,7 @@ private:
         bool isId; ///< the field "id" is the feature's own member of that name
     };
 
-    bool hasBox() const { return m_isJson && m_text.contains("\"bbox\""); }
+    bool hasBox() const { return m_hasBox; }
     void readCollection();
     QByteArray edited(const Kept& kept, QByteArrayView line) const;
     QByteArray recordOf(const Kept& kept, QByteArrayView line) const;
@@ -56,6 +56,7 @@ private:
 
     bool m_isJson;
     bool m_isSequence;
+    bool m_hasBox = false; ///< of the collection, or of a feature; not in a sequence
     QByteArray m_file;
     QByteArrayView m_text;     ///< without a mark of byte order
     QByteArrayView m_features; ///< the array of a collection

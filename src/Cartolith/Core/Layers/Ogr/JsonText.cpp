@@ -277,6 +277,16 @@ const JsonMember* JsonObject::find(const QString& name) const {
     return found != m_members.rend() ? &*found : nullptr;
 }
 
+const JsonMember* JsonObject::findInAnyCase(const QString& name) const {
+    if (const JsonMember* const exact = find(name)) {
+        return exact;
+    }
+    const auto found = std::find_if(m_members.begin(), m_members.end(), [&name](const JsonMember& member) {
+        return member.name().compare(name, Qt::CaseInsensitive) == 0;
+    });
+    return found != m_members.end() ? find(found->name()) : nullptr;
+}
+
 void JsonObject::set(QByteArrayView key, const QByteArray& value) {
     const QString name = jsonStringOf(key);
     m_values[name] = value;

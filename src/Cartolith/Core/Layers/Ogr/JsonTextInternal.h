@@ -46,6 +46,8 @@ public:
     const std::vector<JsonMember>& members() const { return m_members; }
     /// Of several of one name, the last, which is what readers take. Null when there is none.
     const JsonMember* find(const QString& name) const;
+    /// The same, or else the first that is called so but for upper and lower case: what GDAL takes.
+    const JsonMember* findInAnyCase(const QString& name) const;
     /// For all of that name; behind the others when there is none. `key` has quotes.
     void set(QByteArrayView key, const QByteArray& value);
     void remove(const QString& name) { m_values[name] = QByteArray(); }

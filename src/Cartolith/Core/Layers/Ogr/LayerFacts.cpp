@@ -4,9 +4,9 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-Shapes::GisExtent storedExtent(OGRLayer& layer) {
+Shapes::GisExtent storedExtent(OGRLayer& layer, bool hasShapes) {
     OGREnvelope envelope;
-    if (layer.GetExtent(&envelope, FALSE) != OGRERR_NONE || !envelope.IsInit() ||
+    if (!hasShapes || layer.GetExtent(&envelope, FALSE) != OGRERR_NONE || !envelope.IsInit() ||
         !std::isfinite(envelope.MinX) || !std::isfinite(envelope.MinY) || !std::isfinite(envelope.MaxX) ||
         !std::isfinite(envelope.MaxY)) {
         return {};

@@ -63,28 +63,91 @@ QDateTime asRead(const QDateTime& local) {
     return {local.date(), local.time(), Qt::UTC};
 }
 
-/// A text that gives the value back.
+std::optional<QString> textOf(const QVariant& value);
+
+/// With texts for what JSON has no word for; Qt would take some of them for empty texts.
+std::optional<QVariant> jsonValueOf(const QVariant& value) {
+    switch (value.typeId()) {
+    case QMetaType::QVariantList: {
+        QVariantList list;
+        for (const QVariant& item : value.toList()) {
+            const auto made = jsonValueOf(item);
+            if (!made) {
+                return std::nullopt;
+            }
+            list.append(*made);
+        }
+        return list;
+    }
+    case QMetaType::QVariantMap: {
+        const QVariantMap given = value.toMap();
+        QVariantMap map;
+        for (auto it = given.cbegin(); it != given.cend(); ++it) {
+            const auto made = jsonValueOf(*it);
+            if (!made) {
+                return std::nullopt;
+            }
+            map.insert(it.key(), *made);
+        }
+        return map;
+    }
+    case QMetaType::QDateTime:
+    case QMetaType::QTime:
+    case QMetaType::QDate:
+    case QMetaType::QByteArray: {
+        const auto text = textOf(value);
+        return value.isNull() ? std::optional<QVariant>(QVariant())
+               : text         ? std::optional<QVariant>(*text)
+                              : std::nullopt;
+    }
+    default:
+        return value;
+    }
+}
+
+/// ISO 8601 writes an offset in minutes, so a moment of another one is written as that of UTC.
+QString textOfMoment(const QDateTime& moment) {
+    if (moment.timeSpec() == Qt::LocalTime) {
+        return asRead(moment).toString(Qt::ISODateWithMs).remove(QLatin1Char('Z'));
+    }
+    constexpr int minute = 60;
+    return (moment.offsetFromUtc() % minute == 0 ? moment : moment.toUTC()).toString(Qt::ISODateWithMs);
+}
+
+/// A text that gives the value back. None for a date of a year that takes other than four digits.
 std::optional<QString> textOf(const QVariant& value) {
+    const auto orNone = [](const QString& text) {
+        return text.isEmpty() ? std::nullopt : std::optional(text);
+    };
     switch (value.typeId()) {
     case QMetaType::QDateTime:
-        if (const QDateTime moment = value.toDateTime(); moment.timeSpec() == Qt::LocalTime) {
-            return asRead(moment).toString(Qt::ISODateWithMs).remove(QLatin1Char('Z'));
-        } else {
-            return moment.toString(Qt::ISODateWithMs);
-        }
+        return orNone(textOfMoment(value.toDateTime()));
     case QMetaType::QTime:
-        return value.toTime().toString(Qt::ISODateWithMs);
+        return orNone(value.toTime().toString(Qt::ISODateWithMs));
     case QMetaType::QDate:
-        return value.toDate().toString(Qt::ISODate);
+        return orNone(value.toDate().toString(Qt::ISODate));
     case QMetaType::QByteArray:
         return QString::fromLatin1(value.toByteArray().toBase64());
     case QMetaType::QStringList:
     case QMetaType::QVariantList:
-    case QMetaType::QVariantMap:
-        return QString::fromUtf8(QJsonDocument::fromVariant(value).toJson(QJsonDocument::Compact));
+    case QMetaType::QVariantMap: {
+        const auto json = jsonValueOf(value);
+        return json ? std::optional(
+                          QString::fromUtf8(QJsonDocument::fromVariant(*json).toJson(QJsonDocument::Compact)))
+                    : std::nullopt;
+    }
     default:
         return value.canConvert<QString>() ? std::optional(value.toString()) : std::nullopt;
     }
+}
+
+/// For messages.
+QString nameOf(const QVariant& value) {
+    const bool isDate = value.typeId() == QMetaType::QDate || value.typeId() == QMetaType::QDateTime;
+    const QDate date = value.toDateTime().date();
+    return isDate && date.isValid()
+               ? QStringLiteral("%1-%2-%3").arg(date.year()).arg(date.month()).arg(date.day())
+               : QString::fromLatin1(value.typeName());
 }
 
 bool isText(const QVariant& value) {
@@ -324,7 +387,7 @@ void setField(OGRFeature& feature, int index, const QVariant& value) {
                 .toStdString());
     }
     if (!isSet) {
-        const QString text = textOf(value).value_or(QString::fromLatin1(value.typeName()));
+        const QString text = textOf(value).value_or(nameOf(value));
         constexpr qsizetype most = 40;
         throw std::runtime_error(
             QStringLiteral("the value '%1' is none for the field '%2' of type %3")

@@ -21,7 +21,8 @@ QStringList words(std::initializer_list<const char*> list) {
 }
 
 const std::vector<OgrFormat>& formats() {
-    // Seventeen digits give a double back. FlatGeobuf's index would put the features into another order.
+    // Seventeen digits give a double back, unless GDAL cuts them: see JsonNumbers. FlatGeobuf's index would
+    // put the features into another order.
     static const std::vector<OgrFormat> list{
         {.driver = "GPKG", .suffixes = words({"gpkg"}), .isDatabase = true, .isTyped = true},
         {.driver = "SQLite",

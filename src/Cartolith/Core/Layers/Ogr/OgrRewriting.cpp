@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Layers/Files/SourceMembersInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
+#include <Cartolith/Core/Layers/Ogr/FlatGeobufRowsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/GeoJsonTextsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
@@ -7,6 +8,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ShpRecordsInternal.h>
 
 #include <QFileInfo>
 
@@ -73,6 +75,39 @@ void copy(OGRFeature& from, OGRFeature& to) {
     to.SetFID(OGRNullFID);
 }
 
+/// Texts that an encoding does not have. GDAL cuts them, and says so once in a process.
+void requireEncoded(OGRFeature& feature, const QByteArray& encoding) {
+    const Common::Internal::GdalErrorCapture errors;
+    for (int i = 0; i < feature.GetFieldCount(); ++i) {
+        const bool isText = feature.GetFieldDefnRef(i)->GetType() == OFTString;
+        const QByteArrayView text(isText && feature.IsFieldSetAndNotNull(i) ? feature.GetFieldAsString(i)
+                                                                            : "");
+        const bool isPlain =
+            std::all_of(text.begin(), text.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
+        if (isPlain) {
+            continue;
+        }
+        const auto refuse = [&](const char* reason) {
+            throw std::runtime_error(QStringLiteral("the text '%1' of the field '%2' cannot be saved: %3")
+                                         .arg(QString::fromUtf8(text),
+                                              QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef()),
+                                              QLatin1String(reason))
+                                         .toStdString());
+        };
+        if (encoding.isEmpty()) {
+            refuse("the encoding of the table is not known, so only ASCII fits");
+        }
+        const auto recoded = [](const char* from, const char* is, const char* shall) {
+            return std::unique_ptr<char, void (*)(void*)>(CPLRecode(from, is, shall), VSIFree);
+        };
+        const auto there = recoded(text.data(), CPL_ENC_UTF8, encoding.constData());
+        const auto back = recoded(there.get(), encoding.constData(), CPL_ENC_UTF8);
+        if (text != QByteArrayView(back.get())) {
+            refuse("the encoding of the table does not have all of its characters");
+        }
+    }
+}
+
 /// False when something was changed and changed back while it was read, so that of several files, or of one
 /// that is read twice, parts may be of two moments.
 bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
@@ -95,14 +130,22 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     std::optional<GeoJsonTexts> texts;
     prepared(QStringLiteral("its text"), [&] { texts.emplace(target.driverName, target.path); });
     const bool isShapefile = target.driverName == QLatin1String("ESRI Shapefile");
-    std::optional<DbfTable> table;
-    if (isShapefile) {
-        prepared(QStringLiteral("its table"), [&] { table = DbfTable::beside(target.path); });
+    std::optional<FlatGeobufRows> rows;
+    if (target.driverName == QLatin1String("FlatGeobuf")) {
+        prepared(QStringLiteral("its rows"), [&] { rows.emplace(target.path); });
     }
+    std::optional<DbfTable> table;
+    std::optional<ShpRecords> records;
+    const QByteArray encoding =
+        isShapefile ? QByteArray(from.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE")) : QByteArray();
     QStringList options = texts->layerOptions();
     if (isShapefile) {
-        options << QStringLiteral("ENCODING=") +
-                       QString::fromUtf8(from.GetMetadataItem("SOURCE_ENCODING", "SHAPEFILE"));
+        prepared(QStringLiteral("its table"), [&] { table = DbfTable::beside(target.path); });
+        prepared(QStringLiteral("its shapes"), [&] { records.emplace(target.path); });
+        if (const QString type = records->typeOption(); !type.isEmpty()) {
+            options << type;
+        }
+        options << QStringLiteral("ENCODING=") + QString::fromUtf8(encoding);
     }
     OGRLayer& to = written.createLayer(
         target.layerName, texts->needsSystem() ? from.GetSpatialRef() : nullptr, from.GetGeomType(), options);
@@ -115,17 +158,19 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     // Names as the layer has them, which a Shapefile gives back only in the end.
     OGRFeatureDefn& schema = isShapefile ? *from.GetLayerDefn() : *to.GetLayerDefn();
     const bool needsGeometries = texts->needsGeometries();
-    const bool isKept = table || texts->isAny(); // what was not changed comes from the old file
+    const bool isKept = isShapefile || texts->isAny(); // what was not changed comes from the old file
     const auto add = [&](OGRFeature& edited, const QString& what, const OgrChange* change) {
         for (int i = 0; isKept && change != nullptr && i < edited.GetFieldCount(); ++i) {
             if (!change->columns.contains(i)) {
                 edited.UnsetField(i);
             }
         }
-        if (texts->isAny() && change != nullptr && !change->isMoved && !needsGeometries) {
+        const bool isStill = change != nullptr && !change->isMoved;
+        if (isStill && (records || (texts->isAny() && !needsGeometries))) {
             edited.SetGeometryDirectly(nullptr);
         }
         if (isShapefile) {
+            prepared(what, [&] { requireEncoded(edited, encoding); });
             OGRFeature out(to.GetLayerDefn());
             copy(edited, out);
             written.add(out, what);
@@ -154,7 +199,16 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
         if (const auto shapes = edits.updated.find(number); shapes != edits.updated.end()) {
             prepared(what, [&] { change = update(edited, type, shapes->second, manner); });
         }
+        if (!isKept && !source.complaint().isEmpty()) {
+            written.fail(QStringLiteral("%1 cannot be read whole: %2").arg(what, source.complaint()));
+        }
         differs = differs || change.isAny();
+        if (rows) {
+            rows->keep(number, change.columns);
+        }
+        if (records) {
+            records->keep(feature->GetFID(), change.isMoved);
+        }
         texts->add(*feature, number, change);
         if (table) {
             table->keep(feature->GetFID(), change.columns);
@@ -179,6 +233,23 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
             written.rewrite(*text);
         }
     });
+    if (rows) {
+        QStringList names;
+        const auto fields = attributeDefinitions(*from.GetLayerDefn());
+        for (const Defs::GisAttributeDefinition& field : fields) {
+            names.append(field.name());
+        }
+        prepared(QStringLiteral("its rows"), [&] { rows->requireKept({bytes.first, bytes.second}, names); });
+    }
+    if (records) {
+        const auto shx = written.written(QStringLiteral("shx"));
+        prepared(QStringLiteral("its shapes"), [&] {
+            const auto [shapes, index] =
+                records->restored({bytes.first, bytes.second}, {shx.first, shx.second});
+            written.rewrite(shapes);
+            written.rewrite(index, QStringLiteral("shx"));
+        });
+    }
     if (table) {
         const auto [first, size] = written.written(QStringLiteral("dbf"));
         prepared(QStringLiteral("its table"), [&, at = first, count = size] { table->restore(at, count); });

@@ -63,8 +63,11 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
             drivers = static_cast<const char* const*>(sequences);
         }
     }
+    // Whether a Shapefile has M, all shapes tell, not the first. Other drivers take no option with this mark.
+    const char* const options[] = {"@ADJUST_GEOM_TYPE=ALL_SHAPES", nullptr};
     m_dataset.reset(GDALDataset::Open(name.constData(),
-                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, drivers));
+                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, drivers,
+                                      static_cast<const char* const*>(options)));
     m_isSystemElsewhere = noRequests && noRequests->wasAsked();
     if (m_dataset == nullptr && drivers != nullptr) {
         fail(QStringLiteral("behind its first JSON text there is more"));

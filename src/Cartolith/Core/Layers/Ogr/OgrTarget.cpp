@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
@@ -216,9 +217,14 @@ void OgrTarget::add(OGRFeature& feature, const QString& what) {
         return;
     }
     m_errors.reset();
+    const qsizetype before = isGeoJson() ? written(m_workSuffix).second : 0;
     if (m_layer->CreateFeature(&feature) != OGRERR_NONE || !m_errors.message().isEmpty() ||
         !m_errors.warning().isEmpty()) {
         fail(QStringLiteral("%1: %2").arg(what, reasonOr(m_errors.warning())));
+    }
+    if (isGeoJson()) {
+        const auto [bytes, size] = written(m_workSuffix);
+        m_numbers.add(feature, {bytes + before, size - before}, before);
     }
     ++m_added;
 }
@@ -242,24 +248,39 @@ void OgrTarget::close() {
     if (!m_errors.message().isEmpty()) {
         fail(m_errors.message());
     }
-    if (m_marks.isUsed()) {
-        const auto [bytes, size] = written(m_workSuffix);
-        rewrite(m_marks.resolved({bytes, size}));
+    if (const auto [table, size] = written(QStringLiteral("dbf")); table != nullptr) {
+        DbfTable::completeDates(table, size);
     }
+    const auto [bytes, size] = written(m_workSuffix);
+    if (isGeoJson()) {
+        m_numbers.addBox({bytes, size});
+    }
+    if (m_numbers.isUsed()) { // by their places, which the marks would move
+        rewrite(m_numbers.resolved({bytes, size}));
+    }
+    if (m_marks.isUsed()) {
+        const auto [now, count] = written(m_workSuffix);
+        rewrite(m_marks.resolved({now, count}));
+    }
+}
+
+QByteArray OgrTarget::memoryPath(const QString& suffix) const {
+    return QStringLiteral("%1/%2.%3")
+        .arg(m_memoryFolder, QFileInfo(m_workPath).completeBaseName(), suffix)
+        .toUtf8();
 }
 
 std::pair<char*, qsizetype> OgrTarget::written(const QString& suffix) const {
     vsi_l_offset size = 0;
-    const QString path =
-        QStringLiteral("%1/%2.%3").arg(m_memoryFolder, QFileInfo(m_workPath).completeBaseName(), suffix);
-    GByte* const bytes =
-        m_memoryFolder.isEmpty() ? nullptr : VSIGetMemFileBuffer(path.toUtf8().constData(), &size, FALSE);
+    GByte* const bytes = m_memoryFolder.isEmpty()
+                             ? nullptr
+                             : VSIGetMemFileBuffer(memoryPath(suffix).constData(), &size, FALSE);
     return {reinterpret_cast<char*>(bytes), static_cast<qsizetype>(size)};
 }
 
-void OgrTarget::rewrite(const QByteArray& bytes) {
-    const std::unique_ptr<VSILFILE, int (*)(VSILFILE*)> file(VSIFOpenL(m_workPath.toUtf8().constData(), "wb"),
-                                                             VSIFCloseL);
+void OgrTarget::rewrite(const QByteArray& bytes, const QString& suffix) {
+    const QByteArray path = memoryPath(suffix.isEmpty() ? m_workSuffix : suffix);
+    const std::unique_ptr<VSILFILE, int (*)(VSILFILE*)> file(VSIFOpenL(path.constData(), "wb"), VSIFCloseL);
     const auto size = static_cast<std::size_t>(bytes.size());
     if (file == nullptr || VSIFWriteL(bytes.constData(), 1, size, file.get()) != size) {
         fail(QStringLiteral("there is not enough memory"));

@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/Files/StagedFilesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonMarksInternal.h>
+#include <Cartolith/Core/Layers/Ogr/JsonNumbersInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresRowsInternal.h>
 
@@ -57,8 +58,8 @@ public:
     /// The bytes of a file that was written, to be changed between close() and publish(); none for a format
     /// that is written in place, and for a file that there is not.
     std::pair<char*, qsizetype> written(const QString& suffix) const;
-    /// Gives the one file that was written other bytes.
-    void rewrite(const QByteArray& bytes);
+    /// Gives a file that was written, the first one where no suffix is given, other bytes.
+    void rewrite(const QByteArray& bytes, const QString& suffix = {});
     /// Gives the state of the files put in place. The check, see StagedFiles, throws to prevent it.
     SourceState publish(const std::function<void()>& check);
 
@@ -71,6 +72,7 @@ private:
     void addRow(OGRFeature& feature, const QString& what);
     void endRows();
     QString reasonOr(const QString& otherwise) const;
+    QByteArray memoryPath(const QString& suffix) const;
     void requireKept(OGRFeature& feature, const QString& what) const;
     const OgrFormat& m_format;
     QString m_path;
@@ -87,6 +89,7 @@ private:
     OGRLayer* m_layer = nullptr;
     std::optional<PostgresRows> m_rows; // on a server, once the fields are known
     JsonMarks m_marks;
+    JsonNumbers m_numbers;
     qint64 m_added = 0;
     bool m_replacesTable = false;
     bool m_isServerOpen = false; // with a transaction

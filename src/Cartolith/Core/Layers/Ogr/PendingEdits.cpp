@@ -13,6 +13,12 @@ namespace Cartolith::Core::Layers::Internal {
 OgrEdits pendingEdits(const QString& path, const OgrReadState& read, const FeatureTrace& trace,
                       const std::vector<std::unique_ptr<Shapes::GisShape>>& items,
                       const std::function<bool(qint64 feature)>& isLeftAlone) {
+    if (read.features.find(FeatureTrace::none) != nullptr) {
+        failToWrite(
+            path,
+            QStringLiteral("feature %1: a table with a row of this id can be read only; save it as another")
+                .arg(FeatureTrace::none));
+    }
     const auto& entries = trace.entries();
     std::unordered_set<qint64> touched;
     std::unordered_map<qint64, int> left;

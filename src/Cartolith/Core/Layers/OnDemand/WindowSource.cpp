@@ -35,7 +35,7 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
       m_driverName(m_snapshot.source().driverName()), m_layerName(QString::fromUtf8(layer().GetName())) {
     OgrSource& source = m_snapshot.source();
     m_featureCount = layer().GetFeatureCount(FALSE);
-    m_extent = storedExtent(layer());
+    m_extent = storedExtent(layer(), m_featureCount != 0);
     const bool isTree = layer().TestCapability(OLCFastSpatialFilter) != 0;
     if (isTree && m_driverName == QLatin1String("GPKG") &&
         !QByteArrayView(layer().GetFIDColumn()).isEmpty()) {
