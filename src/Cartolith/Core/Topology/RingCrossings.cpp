@@ -50,9 +50,7 @@ public:
 private:
     static Shapes::GisShapePolygon polygonOf(const QList<Ring>& rings, const std::vector<int>& order) {
         Shapes::GisShapePolygon polygon;
-        for (const int ring : order) {
-            polygon.parts().append(rings[ring]);
-        }
+        polygon.parts() = inOrder(rings, order);
         return polygon;
     }
 
