@@ -169,6 +169,34 @@ TEST(Measures, Planar) {
     }
 }
 
+/// Whose horizontal sides leave one strip, with the crossing in its middle.
+TEST(Measures, PointInBowTies) {
+    QList<Part> rings{{{166.8, 70.2}, {166.2, 70.2}, {166.8, 70.1}, {166.2, 70.1}, {166.8, 70.2}},
+                      {{400007.3, 5000001.5}, {400003, 5000001.5}, {400007.3, 5000004.8}, {400003, 5000004.8}},
+                      {{108.9, 31.8}, {107.1, 31.8}, {111.5, 32}, {109.7, 32}}};
+    Random random;
+    for (int round = 0; round < 2000; ++round) {
+        const double unit = std::pow(10.0, random.whole(1, 6)); // decimals
+        const auto rounded = [unit](double value) { return std::round(value * unit) / unit; };
+        const bool isMetres = round % 2 == 0;
+        const double x = isMetres ? 400000 + random.between(0, 100) : random.between(-180, 180);
+        const double y = isMetres ? 5000000 + random.between(0, 100) : random.between(-90, 90);
+        const double right = x + random.between(0.2, 9);
+        const double top = y + random.between(0.2, 9);
+        const double lean = round % 4 < 2 ? 0 : random.between(-5, 5);
+        rings.append({{rounded(x), rounded(y)},
+                      {rounded(right), rounded(y)},
+                      {rounded(x + lean), rounded(top)},
+                      {rounded(right + lean), rounded(top)}});
+    }
+    for (const Part& ring : rings) {
+        const auto bowTie = shapeOfParts<GisShapePolygon>({ring});
+        const GisShapePoint inside = GisTopology::PointOnSurface(*bowTie);
+        EXPECT_TRUE(geometryOf(*GisTopology().FixShape(*bowTie).shape)->Contains(geometryOf(inside).get()))
+            << "seed " << seed() << ": " << wktOf(bowTie->clone());
+    }
+}
+
 TEST(Measures, Geodesic) {
     const double earth = 510065621724088.5; // of the ellipsoid of WGS 84
     const auto degrees = CoordinateSystemFactory::fromEpsg(4326);

@@ -7,14 +7,14 @@ namespace Cartolith::Core::Shapes::Internal {
 
 namespace {
 
-/// Rings around one middle go by their areas, so that a node has similar ones.
+/// Rings around one middle go by their ranks, so that a node has similar ones.
 struct Keyed {
     double key;
-    double area;
+    int rank;
     int item;
 
     bool operator<(const Keyed& other) const noexcept {
-        return key < other.key || (key == other.key && area < other.area);
+        return key < other.key || (key == other.key && rank < other.rank);
     }
 };
 
@@ -25,7 +25,7 @@ RingBoxTree::RingBoxTree(std::vector<Item> items) : m_items(std::move(items)) {
         std::vector<Keyed> order;
         order.reserve(m_items.size());
         for (const Item& item : m_items) {
-            order.push_back({item.box.middleX(), item.area, static_cast<int>(order.size())});
+            order.push_back({item.box.middleX(), item.rank, static_cast<int>(order.size())});
         }
         std::sort(order.begin(), order.end());
         const double columns = std::sqrt(static_cast<double>(m_items.size()) / fanOut);
@@ -51,7 +51,7 @@ RingBoxTree::RingBoxTree(std::vector<Item> items) : m_items(std::move(items)) {
     std::vector<Node> nodes;
     nodes.reserve(m_items.size());
     for (const Item& item : m_items) {
-        nodes.push_back({item.box, item.area, item.area});
+        nodes.push_back({item.box, item.rank, item.rank});
     }
     do {
         std::vector<Node> parents;

@@ -22,27 +22,26 @@ struct RingBox {
     double middleY() const noexcept { return yMin / 2 + yMax / 2; }
 };
 
-/// Boxes of rings and the areas of these, packed by place (sort-tile-recursive), to find the smallest ring
-/// around another.
+/// Boxes of rings and the ranks of these by size, packed by place (sort-tile-recursive), to find the smallest
+/// ring around another.
 class RingBoxTree {
 public:
     struct Item {
         RingBox box;
-        double area; ///< positive
+        int rank; ///< by size, the smallest first
         int ring;
     };
 
     explicit RingBoxTree(std::vector<Item> items);
 
-    /// The smallest ring of more than the given area whose box meets the one given and which is accepted; of
-    /// several of one area the first. -1 when there is none; nothing when more boxes than `most` had to
+    /// The smallest ring of more than the given rank whose box meets the one given and which is accepted; of
+    /// several of one rank the first. -1 when there is none; nothing when more boxes than `most` had to
     /// be looked at. Asks `accepts(ring)` only of rings smaller than the smallest so far.
     template <typename Accepts>
-    std::optional<int> smallestAround(const RingBox& box, double area, std::size_t most,
-                                      Accepts accepts) const {
+    std::optional<int> smallestAround(const RingBox& box, int rank, std::size_t most, Accepts accepts) const {
         Best best{most};
         for (std::size_t i = 0; i < m_levels.back().size(); ++i) {
-            visit(m_levels.size() - 1, i, box, area, accepts, best);
+            visit(m_levels.size() - 1, i, box, rank, accepts, best);
         }
         return best.effort == 0 ? std::nullopt : std::optional(best.ring);
     }
@@ -53,26 +52,26 @@ private:
 
     struct Node {
         RingBox box;
-        double smallest;
-        double largest;
+        int smallest;
+        int largest;
     };
 
     struct Best {
         std::size_t effort;
-        double area = std::numeric_limits<double>::infinity();
+        int rank = std::numeric_limits<int>::max();
         int ring = -1;
 
         bool isBeatenBy(const Item& item) const noexcept {
-            return item.area < area || (item.area == area && item.ring < ring);
+            return item.rank < rank || (item.rank == rank && item.ring < ring);
         }
     };
 
     /// Level 0 are the nodes around items.
     template <typename Accepts>
-    void visit(std::size_t level, std::size_t index, const RingBox& box, double area, Accepts& accepts,
+    void visit(std::size_t level, std::size_t index, const RingBox& box, int rank, Accepts& accepts,
                Best& best) const {
         const Node& node = m_levels[level][index];
-        if (!node.box.meets(box) || node.largest <= area || node.smallest > best.area) {
+        if (!node.box.meets(box) || node.largest <= rank || node.smallest > best.rank) {
             return;
         }
         const std::size_t first = index * fanOut;
@@ -81,11 +80,11 @@ private:
         for (std::size_t i = first; i < end && best.effort > 0; ++i) {
             --best.effort;
             if (level > 0) {
-                visit(level - 1, i, box, area, accepts, best);
+                visit(level - 1, i, box, rank, accepts, best);
             } else if (const Item& item = m_items[i];
-                       item.area > area && item.box.meets(box) && best.isBeatenBy(item)) {
+                       item.rank > rank && item.box.meets(box) && best.isBeatenBy(item)) {
                 if (accepts(item.ring)) {
-                    best.area = item.area;
+                    best.rank = item.rank;
                     best.ring = item.ring;
                 }
                 best.effort -= std::min(best.effort, question);

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <memory>
 #include <optional>
 #include <set>
@@ -24,6 +25,7 @@ struct Candidate {
     RingBox box{};
     double area = 0.0;  ///< signed: positive when the ring runs counterclockwise; its unit is anybody's
     double size = 0.0;  ///< what it goes round, in the same unit; 0 for one that goes round nothing
+    int rank = 0;       ///< by size, the smallest first; only equal rings share one
     int depth = 0;      ///< how many rings are around it
     int innermost = -1; ///< the smallest of these
     std::unique_ptr<RingEdges> edges{};
@@ -70,6 +72,7 @@ public:
         }
         if (m_candidates.size() > 1) {
             measure();
+            rank();
             nest(largest);
         } else if (!m_candidates.empty()) {
             m_candidates[0].area = areaOf(m_candidates[0]);
@@ -97,12 +100,51 @@ private:
         }
     }
 
+    /// Of rings of one size that are not equal the later one counts as smaller.
+    void rank() {
+        std::vector<Candidate*> bySize;
+        bySize.reserve(m_candidates.size());
+        for (Candidate& candidate : m_candidates) {
+            bySize.push_back(&candidate);
+        }
+        std::stable_sort(bySize.begin(), bySize.end(),
+                         [](const Candidate* a, const Candidate* b) { return a->size < b->size; });
+        int smaller = 0; // ranks given
+        for (auto first = bySize.begin(); first != bySize.end();) {
+            const auto end = std::find_if(first, bySize.end(), [first](const Candidate* candidate) {
+                return candidate->size != (*first)->size;
+            });
+            smaller += rankOfOneSize(first, end, smaller);
+            first = end;
+        }
+    }
+
+    using CandidateIterator = std::vector<Candidate*>::iterator;
+
+    /// Returns how many ranks.
+    static int rankOfOneSize(CandidateIterator first, CandidateIterator end, int smaller) {
+        if (end - first == 1 || (*first)->size == 0.0) {
+            (*first)->rank = smaller;
+            return 1;
+        }
+        std::map<RingKey, int> numbers;
+        for (auto it = first; it != end; ++it) {
+            (*it)->rank =
+                numbers.emplace(cornerKey(*(*it)->ring), static_cast<int>(numbers.size())).first->second;
+        }
+        const int count = static_cast<int>(numbers.size());
+        for (auto it = first; it != end; ++it) {
+            (*it)->rank = smaller + count - 1 - (*it)->rank;
+        }
+        return count;
+    }
+
     void nest(double largest) {
         std::vector<RingBoxTree::Item> items;
         items.reserve(m_candidates.size());
         for (std::size_t i = 0; i < m_candidates.size(); ++i) {
             if (m_candidates[i].size > 0.0) {
-                items.push_back({m_candidates[i].box, m_candidates[i].size, static_cast<int>(i)});
+                items.push_back({m_candidates[i].box, m_candidates[i].rank, static_cast<int>(i)});
             }
         }
         const RingBoxTree tree(std::move(items));
@@ -126,7 +168,7 @@ private:
     bool findInnermost(Candidate& inner, const RingBoxTree& tree, std::size_t effort, double largest) {
         const RingChords chords(*inner.ring, m_scale);
         const std::optional<int> found =
-            tree.smallestAround(chords.middles(largest), inner.size, effort, [&](int outer) {
+            tree.smallestAround(chords.middles(largest), inner.rank, effort, [&](int outer) {
                 return isAround(m_candidates[static_cast<std::size_t>(outer)], inner, chords);
             });
         inner.innermost = found.value_or(-1);
@@ -160,7 +202,7 @@ private:
         return thin;
     }
 
-    /// Keeps the rings around the place at hand in the order of size.
+    /// Keeps the rings around the place at hand in the order of their ranks.
     class AroundPlaces : public PlaceWindings::Visitor {
     public:
         AroundPlaces(Nesting& nesting, std::vector<Candidate*> inners)
@@ -187,8 +229,8 @@ private:
         void arrive(int place) override {
             Candidate& inner = *m_inners[static_cast<std::size_t>(place)];
             const RingChords chords(*inner.ring, m_nesting.m_scale);
-            const auto first = m_around.upper_bound(std::pair(inner.size, std::numeric_limits<int>::max()));
-            const auto found = std::find_if(first, m_around.end(), [&](const std::pair<double, int>& key) {
+            const auto first = m_around.upper_bound(std::pair(inner.rank, std::numeric_limits<int>::max()));
+            const auto found = std::find_if(first, m_around.end(), [&](const std::pair<int, int>& key) {
                 return m_nesting.isAround(m_nesting.m_candidates[static_cast<std::size_t>(key.second)], inner,
                                           chords);
             });
@@ -196,14 +238,14 @@ private:
         }
 
     private:
-        std::pair<double, int> keyOf(int ring) const {
-            return {m_nesting.m_candidates[static_cast<std::size_t>(ring)].size, ring};
+        std::pair<int, int> keyOf(int ring) const {
+            return {m_nesting.m_candidates[static_cast<std::size_t>(ring)].rank, ring};
         }
 
         Nesting& m_nesting;
         std::vector<Candidate*> m_inners;
         std::vector<int> m_windings;
-        std::set<std::pair<double, int>> m_around;
+        std::set<std::pair<int, int>> m_around; ///< ranks and rings
     };
 
     void setDepths() {
@@ -214,7 +256,7 @@ private:
             }
         }
         std::sort(nested.begin(), nested.end(),
-                  [](const Candidate* a, const Candidate* b) { return a->size > b->size; });
+                  [](const Candidate* a, const Candidate* b) { return a->rank > b->rank; });
         for (Candidate* candidate : nested) {
             candidate->depth = m_candidates[static_cast<std::size_t>(candidate->innermost)].depth + 1;
         }

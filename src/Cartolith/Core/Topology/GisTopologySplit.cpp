@@ -5,6 +5,7 @@
 #include <Cartolith/Core/Topology/GeosInternal.h>
 #include <Cartolith/Core/Topology/NodingInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
+#include <Cartolith/Core/Topology/RingOrderInternal.h>
 #include <Cartolith/Core/Topology/RingParityInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 #include <Cartolith/Core/Topology/WorkingScaleInternal.h>
@@ -163,15 +164,28 @@ std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>&
     return cuts;
 }
 
-Boundary bareBoundary(const GisShape& shape) {
-    return Boundary(shape, shape.extent(), 0.0, nullptr, Boundary::Boxes::Bare);
-}
+/// Lines or rings with boxes around those that follow each other along a curve.
+template <typename Shape>
+struct Boxed {
+    explicit Boxed(const QList<Ring>& lines)
+        : order(Internal::alongCurve(lines)), boundary(boxed(lines, order)) {}
+
+    std::vector<int> order; ///< the number of each line of the boundary
+    Boundary boundary;
+
+private:
+    static Boundary boxed(const QList<Ring>& lines, const std::vector<int>& order) {
+        Shape ordered;
+        ordered.parts() = Internal::inOrder(lines, order);
+        return Boundary(ordered, ordered.extent(), 0.0, nullptr, Boundary::Boxes::Bare);
+    }
+};
 
 /// The segments of some lines that meet the box, as lines in their order.
-GisShapePolyline linesIn(const Internal::Box& box, const Boundary& lines) {
-    GisShapePolyline found;
-    QList<QList<GisShapePoint>>& parts = found.parts();
-    qsizetype next = -1; // the vertex that ends the last segment taken
+QList<Ring> linesIn(const Internal::Box& box, const Boxed<GisShapePolyline>& all) {
+    const Boundary& lines = all.boundary;
+    std::vector<std::pair<int, Ring>> found; // with the numbers of the lines
+    qsizetype next = -1;                     // the vertex that ends the last segment taken
     lines.walk([&](int level, qsizetype node) {
         if (!box.meets(lines.box(level, node))) {
             return Boundary::Step::Skip;
@@ -183,19 +197,26 @@ GisShapePolyline linesIn(const Internal::Box& box, const Boundary& lines) {
         for (qsizetype i = run.start; i < run.start + run.segments; ++i) {
             if (box.meets(lines.segmentBox(i))) {
                 if (i != next) {
-                    parts.append({{lines.vertex(i).x, lines.vertex(i).y}});
+                    found.push_back({all.order[run.part - 1], {{lines.vertex(i).x, lines.vertex(i).y}}});
                 }
                 next = i + 1;
                 const GisShapePoint end(lines.vertex(next).x, lines.vertex(next).y);
-                if (!Internal::isSamePlace(parts.constLast().constLast(), end)) {
-                    parts.last().append(end);
+                if (Ring& line = found.back().second; !Internal::isSamePlace(line.constLast(), end)) {
+                    line.append(end);
                 }
             }
         }
         return Boundary::Step::Skip;
     });
-    parts.removeIf([](const QList<GisShapePoint>& part) { return part.size() < 2; });
-    return found;
+    std::stable_sort(found.begin(), found.end(),
+                     [](const auto& a, const auto& b) { return a.first < b.first; });
+    QList<Ring> parts;
+    for (auto& [number, line] : found) {
+        if (line.size() > 1) {
+            parts.append(std::move(line));
+        }
+    }
+    return parts;
 }
 
 /// What lines cut each other into, each edge once.
@@ -220,17 +241,19 @@ GeometryPtr nodedEdges(const QList<QList<GisShapePoint>>& lines, Internal::Work&
 }
 
 /// The pieces of one shell with its holes; none when it is not cut.
-ShapeList cutPolygon(const GisShapePolygon& polygon, const Boundary& line, const GisTopology& topology) {
+ShapeList cutPolygon(const GisShapePolygon& polygon, const Boxed<GisShapePolyline>& line,
+                     const GisTopology& topology) {
     ShapeList pieces;
-    const Boundary rings = bareBoundary(polygon);
-    const GisShapePolyline cutting = linesIn(rings.box(), line);
+    const Boxed<GisShapePolygon> boxed(polygon.parts());
+    const Boundary& rings = boxed.boundary;
+    const QList<Ring> cutting = linesIn(rings.box(), line);
     if (cutting.isEmpty()) {
         return pieces;
     }
     Internal::Work work(&topology);
     GeometryPtr edges;
     try {
-        edges = nodedEdges(polygon.parts() + cutting.parts(), work);
+        edges = nodedEdges(polygon.parts() + cutting, work);
     } catch (const Internal::NotNoded& failure) {
         throw std::runtime_error(std::string(splitFailing) + failure.reason);
     }
@@ -272,7 +295,7 @@ ShapeList cutPolygons(const GisShape& polygon, const GisShape& line, const GisTo
     }
     const std::unique_ptr<GisShape> sound = Internal::fixedShape(polygon, topology, splitFailing).shape;
     const SegmentList segments(line);
-    const Boundary cutting = bareBoundary(segments.lines());
+    const Boxed<GisShapePolyline> cutting(segments.lines().parts());
     const QList<Ring>& rings = std::as_const(static_cast<GisShapePolygon&>(*sound)).parts();
     const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
     const int count = static_cast<int>(polygons.size());

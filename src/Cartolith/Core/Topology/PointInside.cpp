@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Topology/ValidAreaInternal.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstddef>
 #include <utility>
 #include <vector>
@@ -85,6 +86,7 @@ private:
 struct Strip {
     double height;
     double middle;
+    double beside; ///< another place in it, where symmetry puts no crossing
 };
 
 /// Between the heights of vertices, the highest first.
@@ -98,11 +100,32 @@ std::vector<Strip> stripsOf(const QList<Ring>& rings) {
     std::sort(heights.begin(), heights.end());
     std::vector<Strip> strips;
     for (std::size_t i = 1; i < heights.size(); ++i) {
-        strips.push_back({heights[i] - heights[i - 1], heights[i - 1] / 2 + heights[i] / 2});
+        const double low = heights[i - 1];
+        const double high = heights[i];
+        strips.push_back({high - low, low / 2 + high / 2, std::lerp(low, high, 0.3819660112501051)});
     }
     std::sort(strips.begin(), strips.end(),
               [](const Strip& a, const Strip& b) { return a.height > b.height; });
     return strips;
+}
+
+double widthOf(const Ring& ring) {
+    const auto [left, right] =
+        std::minmax_element(ring.begin(), ring.end(),
+                            [](const GisShapePoint& a, const GisShapePoint& b) { return a.x() < b.x(); });
+    return right->x() - left->x();
+}
+
+/// Where edges cross in the middle, as two do of a bow tie with horizontal sides, rounding alone makes the
+/// length of the chord there.
+Chord chordIn(const Strip& strip, double width, ShellAndHoles& polygon) {
+    constexpr double doubtful = 0x1p-10;
+    const Chord chord = polygon.longestAt(strip.middle);
+    if (chord.length > doubtful * width) {
+        return chord;
+    }
+    const Chord beside = polygon.longestAt(strip.beside);
+    return beside.length > chord.length ? beside : chord;
 }
 
 /// Polygons made of rings, and the places in them.
@@ -148,6 +171,7 @@ private:
     template <typename IsTaken>
     GisShapePoint findIn(const QList<Ring>& shellAndHoles, IsTaken isTaken) {
         const std::vector<Strip> strips = stripsOf(shellAndHoles);
+        const double width = widthOf(shellAndHoles.constFirst());
         ShellAndHoles polygon(shellAndHoles);
         GisShapePoint best;
         double room = 0.0;
@@ -155,7 +179,7 @@ private:
             if (i >= 16 && (room > 0.0 || polygon.crossingCount() > 64 * strips.size())) {
                 break;
             }
-            const Chord chord = polygon.longestAt(strips[i].middle);
+            const Chord chord = chordIn(strips[i], width, polygon);
             if (std::min(chord.length, strips[i].height) <= room) {
                 continue;
             }

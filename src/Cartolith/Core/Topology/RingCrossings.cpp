@@ -38,6 +38,7 @@ public:
     /// \throws Stopped
     RingTouches find() {
         for (std::size_t ring = 0; ring < m_runs.size(); ++ring) {
+            m_lastSelfCrossing = m_lastCrossing = {};
             for (qsizetype run = m_runs[ring].begin; run < m_runs[ring].end; ++run) {
                 lookFrom(run, m_runs[ring]);
                 report();
@@ -49,9 +50,7 @@ public:
 private:
     static Shapes::GisShapePolygon polygonOf(const QList<Ring>& rings, const std::vector<int>& order) {
         Shapes::GisShapePolygon polygon;
-        for (const int ring : order) {
-            polygon.parts().append(rings[ring]);
-        }
+        polygon.parts() = inOrder(rings, order);
         return polygon;
     }
 
@@ -150,12 +149,14 @@ private:
         for (const auto& [i, j] : m_found) {
             const Segment& s = segment(i);
             const GisShapePoint place = pointOf(meetingOf(s, segment(j)).places[0]);
-            if (!isSamePlace(m_last, place)) { // four segments meet where a ring touches itself
-                m_problems.add(s.part == segment(j).part ? GisShapeProblemKind::SelfCrossing
-                                                         : GisShapeProblemKind::RingsCross,
+            const bool isSelfCrossing = s.part == segment(j).part;
+            GisShapePoint& last = isSelfCrossing ? m_lastSelfCrossing : m_lastCrossing;
+            if (!isSamePlace(last, place)) { // four segments meet where a ring touches itself
+                m_problems.add(isSelfCrossing ? GisShapeProblemKind::SelfCrossing
+                                              : GisShapeProblemKind::RingsCross,
                                place, m_partOf[ringOf(s)], s.index);
             }
-            m_last = place;
+            last = place;
         }
         m_found.clear();
     }
@@ -169,7 +170,8 @@ private:
     RunStrips m_strips;
     std::vector<SegmentPairs::Range> m_runs; ///< of each ring
     std::vector<std::pair<std::size_t, std::size_t>> m_found;
-    GisShapePoint m_last;
+    GisShapePoint m_lastSelfCrossing; ///< of the ring at hand
+    GisShapePoint m_lastCrossing;     ///< of it and another
     RingTouches m_touches;
 };
 

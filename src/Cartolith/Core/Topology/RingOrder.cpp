@@ -42,4 +42,14 @@ std::vector<int> alongCurve(const QList<Shapes::Internal::Ring>& lines) {
     return alongCurve(places);
 }
 
+QList<Shapes::Internal::Ring> inOrder(const QList<Shapes::Internal::Ring>& lines,
+                                      const std::vector<int>& order) {
+    QList<Shapes::Internal::Ring> ordered;
+    ordered.reserve(lines.size());
+    for (const int line : order) {
+        ordered.append(lines[line]);
+    }
+    return ordered;
+}
+
 } // namespace Cartolith::Core::Topology::Internal

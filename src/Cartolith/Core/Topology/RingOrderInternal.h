@@ -13,4 +13,8 @@ std::vector<int> alongCurve(const std::vector<Position>& places);
 /// The same of lines or rings, by a vertex of each. Empty ones come anywhere.
 std::vector<int> alongCurve(const QList<Shapes::Internal::Ring>& lines);
 
+/// The lines of the numbers.
+QList<Shapes::Internal::Ring> inOrder(const QList<Shapes::Internal::Ring>& lines,
+                                      const std::vector<int>& order);
+
 } // namespace Cartolith::Core::Topology::Internal
