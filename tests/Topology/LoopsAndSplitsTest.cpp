@@ -232,6 +232,31 @@ TEST(Splits, OfPolygonsOfAnySize) {
     }
 }
 
+/// What a face lies in is looked for in as many steps whatever the order of the holes.
+TEST(Splits, OfHolesInAnyOrder) {
+    Random random;
+    QList<Part> rings{{{-1, -1}, {61, -1}, {61, 61}, {-1, 61}, {-1, -1}}};
+    for (int i = 0; i < 3600; ++i) {
+        const double x = i / 60;
+        const double y = i % 60;
+        rings.append({{x, y}, {x, y + 0.5}, {x + 0.5, y + 0.5}, {x + 0.5, y}, {x, y}});
+    }
+    int calls = 0;
+    GisTopology topology;
+    topology.SetBusyCallback([&calls](int, int) { return ++calls > 0; });
+    const auto callsToSplit = [&] {
+        calls = 0;
+        const auto polygon = shapeOfParts<GisShapePolygon>(rings);
+        EXPECT_EQ(topology.SplitByLine(*polygon, *shapeOf("LINESTRING(-2 50.7,200 50.7)")).size(), 2U);
+        return calls;
+    };
+    const int inOrder = callsToSplit();
+    for (qsizetype i = rings.size(); i > 1; --i) {
+        rings.swapItemsAt(i - 1, random.whole(0, static_cast<int>(i) - 1));
+    }
+    EXPECT_EQ(callsToSplit(), inOrder);
+}
+
 /// How many faces in the polygon GEOS makes of its outline and the whole of a line.
 int facesOf(const GisShapePolygon& polygon, const GisShapePolyline& line) {
     GisShapePolyline outline;

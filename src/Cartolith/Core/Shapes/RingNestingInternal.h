@@ -18,9 +18,9 @@ using Ring = QList<GisShapePoint>;
 /// rounding has moved a vertex across an edge; of rings that overlap, the smaller counts as lying within when
 /// about half of it or more does. Sizes, and what lies in a ring, go by what it goes round (enclosedArea()),
 /// also when it crosses itself. Equal rings are not around each other, however they are stored; of two of
-/// which one vertex differs by a rounding the smaller is a hole. Rings that enclose nothing and those with a
-/// vertex that is not finite are shells. Rings without a vertex are left out; those whose signed area is 0
-/// keep their direction.
+/// which one vertex differs by a rounding the smaller is a hole, the later one where the sizes are the same
+/// as computed. Rings that enclose nothing and those with a vertex that is not finite are shells. Rings
+/// without a vertex are left out; those whose signed area is 0 keep their direction.
 ///
 /// n log n for n vertices, also where the boxes of all rings meet (PlaceWindings; there a ring also has to go
 /// round the middle of the smaller one's longest chord, which matters for rings that overlap), and a look at

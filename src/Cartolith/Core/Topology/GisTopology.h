@@ -383,11 +383,11 @@ public:
     ///
     /// A line may cross itself (see GetCrossings()) and go back the way it came. Parts with a NaN or infinite
     /// vertex are judged by their other vertices. The empty point and a shape without parts have no problem,
-    /// a part without a vertex has too few. The list has at most a
-    /// thousand entries of each kind, and what it has no room for is not looked for. Empty when the busy
-    /// callback stops it. Takes n log n time, in whatever order the rings are, and a step for each pair of
-    /// segments that touch or lie near each other: a few seconds for 3000 rings that touch in one vertex,
-    /// or are equal, or for 4000 squares in one another. Memory is linear.
+    /// a part without a vertex has too few. The list has at most a thousand entries of each kind, and what it
+    /// has no room for is not looked for. Empty when the busy callback stops it. Takes n log n time, in
+    /// whatever order the rings are, and a step for each pair of segments that touch or lie near each other:
+    /// a few seconds for 3000 rings that touch in one vertex or are equal. Rings in one another take time
+    /// quadratic in them: some seconds for 4000, a minute and a half for 20,000. Memory is linear.
     QList<GisShapeProblem> CheckShape(const Shapes::GisShape& shape) const;
 
     /// A sound shape of the same type with the same id and attributes: CheckShape() finds nothing in it.
