@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/Ogr/FlatBufferInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FlatGeobufRowsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 
@@ -18,36 +19,6 @@ namespace {
     throw std::runtime_error(reason.toStdString());
 }
 
-/// Tables of a flat buffer, whose fields are found through a list of offsets.
-/// https://flatbuffers.dev/internals
-class RowBytes {
-public:
-    explicit RowBytes(QByteArrayView bytes) : m_bytes(bytes) {}
-
-    template <typename Value>
-    Value at(qint64 place) const {
-        return qFromLittleEndian<Value>(piece(place, sizeof(Value)).data());
-    }
-    QByteArrayView piece(qint64 place, qint64 size) const {
-        if (place < 0 || size < 0 || place > m_bytes.size() || size > m_bytes.size() - place) {
-            refuseRows(QStringLiteral("its rows are damaged"));
-        }
-        return m_bytes.sliced(place, size);
-    }
-    qint64 follow(qint64 place) const { return place + at<quint32>(place); }
-    /// The place of a field of a table; -1 when it has its default.
-    qint64 field(qint64 table, int number) const {
-        const qint64 offsets = table - at<qint32>(table);
-        const int slot = 4 + 2 * number;
-        const auto offset = slot + 2 <= at<quint16>(offsets) ? at<quint16>(offsets + slot) : quint16{0};
-        return offset != 0 ? table + offset : -1;
-    }
-    qint64 size() const { return m_bytes.size(); }
-
-private:
-    QByteArrayView m_bytes;
-};
-
 constexpr quint8 dateTimeType = 13;
 
 using RowValues = std::map<int, QByteArrayView>; ///< by column
@@ -56,18 +27,10 @@ class RowReader {
 public:
     explicit RowReader(QByteArrayView file) : m_bytes(file) {
         constexpr qint64 headerAt = 12;
-        constexpr int columnsField = 7;
         constexpr int countField = 8;
         constexpr int nodeField = 9;
         const qint64 table = m_bytes.follow(headerAt);
-        if (const qint64 field = m_bytes.field(table, columnsField); field >= 0) {
-            const qint64 list = m_bytes.follow(field);
-            const auto count = m_bytes.at<quint32>(list);
-            for (qint64 i = 1; i <= qint64{count}; ++i) {
-                const qint64 type = m_bytes.field(m_bytes.follow(list + 4 * i), 1);
-                types.push_back(type >= 0 ? m_bytes.at<quint8>(type) : quint8{0});
-            }
-        }
+        types = flatGeobufColumnTypes(m_bytes, table);
         m_at = headerAt + m_bytes.at<quint32>(headerAt - 4);
         const qint64 countAt = m_bytes.field(table, countField);
         const qint64 nodeAt = m_bytes.field(table, nodeField);
@@ -92,7 +55,7 @@ public:
 
     RowValues next() {
         const qint64 start = m_at + 4;
-        const RowBytes row(m_bytes.piece(start, m_bytes.at<quint32>(m_at)));
+        const FlatBuffer row(m_bytes.piece(start, m_bytes.at<quint32>(m_at)));
         m_at = start + row.size();
         constexpr int propertiesField = 1;
         const qint64 field = row.field(row.follow(0), propertiesField);
@@ -101,7 +64,7 @@ public:
             return values;
         }
         const qint64 list = row.follow(field);
-        const RowBytes properties(row.piece(list + 4, row.at<quint32>(list)));
+        const FlatBuffer properties(row.piece(list + 4, row.at<quint32>(list)));
         for (qint64 at = 0; at < properties.size();) {
             const auto column = properties.at<quint16>(at);
             if (column >= types.size()) {
@@ -124,7 +87,7 @@ public:
     }
 
 private:
-    RowBytes m_bytes;
+    FlatBuffer m_bytes;
     qint64 m_at = 0;
 };
 
