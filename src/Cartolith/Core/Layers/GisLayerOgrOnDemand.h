@@ -38,8 +38,8 @@ struct ReadWindow;
 /// vanished, another program changed its columns, a file is cut short); the layer is then as before.
 ///
 /// What the members of GisLayerVector say here:
-/// - `id()` is a handle, given out when a shape is read. It is good as long as the shape is in the layer;
-/// then
+/// - `id()` is a handle, given out when a shape is read. It is good as long as the
+///   shape is in the layer; then
 ///   getShape() has null for it, and outside of an edit session another shape may be given it.
 /// - `count()`, `items()`: the places for which handles were given out. A place is null where its shape has
 ///   left. `rawShapes()`: the shapes that are in the layer now. featureCount() is the source's own.

@@ -166,12 +166,12 @@ public:
     /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
     ///   with all of them, and get other attributes, the same on all of them), one whose parts were skipped,
     ///   another geometry for one with Z, M or curves. Left alone, such features stay as they are;
-    /// - a text in a Shapefile that the encoding of its table does not have, or any but ASCII where that is
-    /// not
-    ///   known;
+    /// - a text in a Shapefile that the encoding of its table does not have,
+    ///   or any but ASCII where that is
+    ///   not known;
     /// - FlatGeobuf with columns of types, or dates with times of more digits, than GDAL writes;
-    /// - GeoJSON with records that are no features, a change of a database row with the id -1, and a table
-    /// with
+    /// - GeoJSON with records that are no features, a change of a database row with the id -1,
+    ///   and a table with
     ///   a row of the id -9223372036854775808;
     /// - several files that symbolic links do not show as they are stored, or whose suffixes differ in case;
     /// - a command that is running, a full disk, no memory, or a progress callback that cancels.
