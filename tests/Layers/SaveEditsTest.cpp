@@ -903,6 +903,7 @@ TEST_F(SaveEdits, WhatGdalDoesNotKnowOfFlatGeobufIsNotLost) {
 }
 
 TEST_F(SaveEdits, AFlatGeobufWithAnIndexIsComparedToo) {
+    GDALAllRegister();
     for (const int count : {1, 16, 17, 300}) {
         QFile::remove(at("index.fgb"));
         GDALDatasetUniquePtr made(
