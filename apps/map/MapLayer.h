@@ -37,4 +37,6 @@ struct MapLayerOptions {
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> assumed = nullptr;
     /// The size in pixels of a picture of everything, for which overviews will do; empty when all is wanted.
     QSize overviewFor = {};
+    /// The map's coordinate system; null for that of the file.
+    std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> mapSystem = nullptr;
 };

@@ -179,7 +179,10 @@ RenderOptions renderOptions(const QStringList& arguments) {
     options.quiet = parser.isSet("quiet");
     if (options.extent.isEmpty() && options.identify.isEmpty()) {
         for (LayerOptions& layer : options.layers) {
-            layer.layer.overviewFor = options.sheet.size;
+            if (layer.isFirst || options.system != nullptr) { // else the map's system is not known yet
+                layer.layer.overviewFor = options.sheet.size;
+                layer.layer.mapSystem = options.system;
+            }
         }
     }
     return options;

@@ -281,6 +281,11 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::categorized(const GisLayerV
     return renderer;
 }
 
+bool SymbologyOptions::hasClasses() const {
+    return !m_field.isEmpty() || !m_categories.isEmpty() ||
+           (m_fromFile != nullptr && m_fromFile->usesFeatureAttributes());
+}
+
 std::unique_ptr<GisSymbolRenderer> SymbologyOptions::makeRenderer(GisLayerVector& layer) const {
     layer.style() = baseStyle(layer);
     if (m_fromFile != nullptr) {

@@ -40,7 +40,7 @@ public:
     makeRenderer(Cartolith::Core::Layers::GisLayerVector& layer) const;
 
     /// Whether the look follows from the values of all features.
-    bool hasClasses() const { return !m_field.isEmpty() || !m_categories.isEmpty(); }
+    bool hasClasses() const;
 
     /// Of the lines of classes, when some of them would hardly be seen.
     LineCasing casing(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer) const;

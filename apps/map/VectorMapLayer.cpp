@@ -5,16 +5,65 @@
 #include "StepLog.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 #include <utility>
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
+
+namespace {
+
+/// The side of the smallest pixel anywhere on a map of everything, in units of the source; NaN when nobody
+/// can tell.
+double smallestPixel(const Layers::GisVectorOverviews& overviews, const MapLayerOptions& options) {
+    const Shapes::GisExtent& all = overviews.extent();
+    const QSize size = options.overviewFor;
+    const double own = std::max(all.width() / size.width(), all.height() / size.height());
+    if (options.mapSystem == nullptr) {
+        return own;
+    }
+    Layers::GisLayerOgrVector source(overviews.path(), overviews.levels().constLast().tableName);
+    source.open(); // the fewest features, for the coordinate system
+    if (!overviews.hasCoordinateSystem() || source.coordinateSystem() == nullptr) {
+        return std::numeric_limits<double>::quiet_NaN();
+    }
+    if (Projection::isIn(source, *options.mapSystem)) {
+        return own;
+    }
+    // What a small step is on the map, at places all over it.
+    const CoordinateSystems::CoordinateTransformer transformer(*source.coordinateSystem(),
+                                                               *options.mapSystem);
+    constexpr int places = 16;
+    const double step = std::max(all.width(), all.height()) * 1e-6;
+    Shapes::GisExtent onMap;
+    double longest = 0.0;
+    for (int i = 0; i <= places * (places + 2); ++i) {
+        const double x = all.xMin() + all.width() * (i % (places + 1)) / places;
+        const double y = all.yMin() + all.height() * (i / (places + 1)) / places;
+        try {
+            const auto here = transformer.transform({x, y});
+            const auto east =
+                transformer.transform({x + (2 * x < all.xMin() + all.xMax() ? step : -step), y});
+            const auto north =
+                transformer.transform({x, y + (2 * y < all.yMin() + all.yMax() ? step : -step)});
+            onMap = onMap.expand(here.extent());
+            longest = std::max({longest, std::hypot(east.x() - here.x(), east.y() - here.y()),
+                                std::hypot(north.x() - here.x(), north.y() - here.y())});
+        } catch (const std::runtime_error&) { // no place on the map
+            continue;
+        }
+    }
+    return std::max(onMap.width() / size.width(), onMap.height() / size.height()) * step / longest;
+}
+
+} // namespace
 
 std::optional<VectorMapLayer::Overview> VectorMapLayer::overviewOf(const MapLayerOptions& options,
                                                                    const SymbologyOptions& symbology) {
@@ -27,11 +76,10 @@ std::optional<VectorMapLayer::Overview> VectorMapLayer::overviewOf(const MapLaye
         return std::nullopt;
     }
     const Shapes::GisExtent& all = overviews->extent();
-    const double unitsPerPixel = std::max(all.width() / size.width(), all.height() / size.height());
-    const int level = overviews->levelFor(unitsPerPixel, all);
+    const int level = overviews->levelFor(smallestPixel(*overviews, options), all);
     return level < 0 ? std::nullopt
                      : std::optional(Overview{overviews->path(), overviews->levels()[level],
-                                              overviews->featureCount()});
+                                              overviews->hasCoordinateSystem(), overviews->featureCount()});
 }
 
 VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOptions& symbology,
@@ -42,6 +90,9 @@ VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOp
     openWithProgress(m_source);
     m_log.done("read", QStringLiteral("%1: %2").arg(shown(options.file), summary(m_source)));
     if (m_overview) {
+        if (!m_overview->hasCoordinateSystem) {
+            m_source.setCoordinateSystem(nullptr);
+        }
         m_log.done("overview", QStringLiteral("%1 of %2 features shown")
                                    .arg(m_overview->level.featureCount)
                                    .arg(m_overview->featureCount));

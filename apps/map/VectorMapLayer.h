@@ -27,7 +27,8 @@ private:
     struct Overview {
         QString file;
         Cartolith::Core::Layers::GisVectorOverviews::Level level;
-        qint64 featureCount; ///< of the layer itself
+        bool hasCoordinateSystem; ///< as the layer itself
+        qint64 featureCount;      ///< of the layer itself
     };
     static std::optional<Overview> overviewOf(const MapLayerOptions& options,
                                               const SymbologyOptions& symbology);

@@ -416,6 +416,14 @@ TEST_F(GisFeatureReaderTest, SaysWhatIsWrong) {
     std::mt19937 random(test::seed());
     const QString path = make("fgb", 300, random);
     GisFeatureRequest request;
+    GisLayerOgrVector whole(path);
+    ASSERT_TRUE(whole.open());
+    request.order = {{"n"}};
+    const auto ordered = whole.read(request);
+    ASSERT_TRUE(ordered->next());
+    whole.clearShapes();
+    EXPECT_THROW(ordered->next(), std::runtime_error) << "its shapes have gone";
+    request.order = {};
     request.limit = -1;
     EXPECT_THROW(GisFeatureReader::fromSource(path, {}, request), std::invalid_argument);
     request = {};

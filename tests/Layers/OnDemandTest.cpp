@@ -227,6 +227,33 @@ TEST_F(OnDemand, ASelectionByFeatureIdOutlivesEditsAndSaving) {
     }
 }
 
+TEST_F(OnDemand, AFeatureCanBeAskedForFirst) {
+    for (const QString suffix : {"gpkg", "fgb", "geojson", "shp"}) {
+        SCOPED_TRACE(suffix.toStdString());
+        const QString path = make(suffix);
+        GisLayerOgrVector whole(path);
+        GisLayerOgrOnDemand layer(path);
+        ASSERT_TRUE(whole.open() && layer.open());
+        ASSERT_NE(layer.shapeForFeatureId(6), nullptr);
+        EXPECT_EQ(textsOf(layer, {layer.shapeForFeatureId(6)}), textsOf(whole, {whole.shapeForFeatureId(6)}));
+        EXPECT_EQ(textsOf(layer, layer.query(whole.extent())), textsOf(whole, whole.query(whole.extent())));
+    }
+    QFile file(at("twice.geojsonl"));
+    ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+    for (int i = 0; i < 6; ++i) {
+        file.write(
+            QString(R"({"type":"Feature","id":%1,"properties":{},"geometry":{"type":"Point","coordinates":[%2,0]}})"
+                    "\n")
+                .arg(i % 3)
+                .arg(i)
+                .toUtf8());
+    }
+    file.close();
+    GisLayerOgrOnDemand layer(at("twice.geojsonl"));
+    ASSERT_TRUE(layer.open());
+    EXPECT_THROW(layer.query({-1, -1, 9, 9}), std::runtime_error) << "three features would be missing";
+}
+
 TEST_F(OnDemand, IdsBeyond32BitsAreIds) {
     const QString path = make("gpkg", 3);
     test::execute(*test::openToWrite(path), "UPDATE data SET fid = fid + 9000000000");

@@ -265,6 +265,8 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
     const auto broken = declared("n", QMetaType::LongLong, 1.5);
     const auto longText = declared("n", QMetaType::QString, QString(300, 'x'));
     const auto ancient = layerOf({{"POINT (1 2)", {{"n", QDate(-44, 3, 15)}}}});
+    const auto noTime = declared("n", QMetaType::QTime, "2:30 PM");
+    const auto timely = declared("n", QMetaType::QDate, "2021-02-03T10:00:00");
     const auto far = layerOf({{"POINT (1 2)", {{"n", QDateTime(QDate(12345, 1, 1), QTime(0, 0), Qt::UTC)}}}});
     const auto listed = layerOf({{"POINT (1 2)", {{"n", QVariantList{QVariantMap{{"d", QDate(-44, 3, 15)}}}}}}});
     const auto strange = layerOf({{"POINT (1 2)", {{"x", QVariant::fromValue(QPair<int, int>(1, 2))}}}});
@@ -288,6 +290,8 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         {*infinite, "old.gpkg", "shape 2: it has a coordinate that is not finite"},
         {*stub, "old.geojson", "shape 2: it has a part of too few vertices"},
         {*holed, "old.fgb", "shape 2: the format wants a geometry"},
+        {*noTime, "old.sqlite", "'2:30 PM' is none for the field 'n'"},
+        {*timely, "old.gpkg", "'2021-02-03T10:00:00' is none for the field 'n'"},
         {*words, "old.geojson", "shape 1: the value 'twelve' is none for the field 'n' of type Integer"},
         {*large, "old.gpkg", "'3e+09'"},
         {*broken, "old.shp", "'1.5'"},

@@ -129,6 +129,12 @@ TEST_F(PostGisConflicts, HaveThreeValuesAndAreFoundAnew) {
         EXPECT_EQ(conflict.ours, "ours");
         EXPECT_EQ(conflict.theirs, theirs);
         EXPECT_FALSE(layer.resolveConflict(0, Choice::Open) || layer.resolveConflict(1, Choice::Ours));
+        // Theirs that was taken back is to be decided again.
+        ASSERT_TRUE(layer.resolveConflict(0, Choice::Theirs));
+        EXPECT_FALSE(layer.resolveConflict(0, Choice::Ours)) << "theirs is in the layer";
+        ASSERT_TRUE(layer.undoEdit());
+        EXPECT_FALSE(layer.commitEdit());
+        ASSERT_EQ(layer.conflicts().size(), 1);
         ASSERT_TRUE(layer.resolveConflict(0, Choice::Ours));
     }
     ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();

@@ -173,6 +173,7 @@ private:
     void sortBySource(QList<Shapes::GisShape*>& shapes) const;
     void readAgain(Internal::CachedFeature& feature);
     void save();
+    bool isEdited(int row) const;
     Internal::OgrReadState readForEdits() const;
     void settleEdits(const std::unordered_map<qint64, quint64>* saved);
     void readForEditing(bool isForEditing);

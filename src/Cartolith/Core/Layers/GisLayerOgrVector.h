@@ -201,11 +201,12 @@ public:
     /// Of the last commitEdit(); empty after one that was true, and after the session.
     const QList<GisEditConflict>& conflicts() const noexcept { return m_conflicts; }
     /// Ours: the next commit writes it over theirs; a row that was deleted there comes back under its id with
-    /// all values as the layer has them. Theirs: the value or the geometry of the shape becomes theirs, or
-    /// the shape is deleted, an edit that can be undone; a row DeletedHere stays in the source, and is in the
-    /// layer again after the next open(). False, and nothing is done, outside a session, for a position that
-    /// is none, for Choice::Open, for a shape that is not in the layer any more, and for their geometry where
-    /// that is not one shape of the same kind.
+    /// all values as the layer has them, unless the layer does not hold it whole (Z, several shapes). Theirs:
+    /// the value or the geometry of the shape becomes theirs, or the shape is deleted, an edit that can be
+    /// undone; a row DeletedHere stays in the source, and is in the layer again after the next open(). False,
+    /// and nothing is done, outside a session, for a position that is none, for Choice::Open, for Ours after
+    /// Theirs (undo that), for a shape that is not in the layer any more, and for their geometry where that
+    /// is not one shape of the same kind.
     bool resolveConflict(qsizetype position, GisEditConflict::Choice choice);
     /// @}
 

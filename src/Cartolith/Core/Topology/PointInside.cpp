@@ -120,7 +120,7 @@ double widthOf(const Ring& ring) {
 /// length of the chord there.
 Chord chordIn(const Strip& strip, double width, ShellAndHoles& polygon) {
     constexpr double doubtful = 0x1p-10;
-    const Chord chord = polygon.longestAt(strip.middle);
+    Chord chord = polygon.longestAt(strip.middle);
     if (chord.length > doubtful * width) {
         return chord;
     }
@@ -148,7 +148,7 @@ public:
     template <typename IsTaken>
     GisShapePoint find(IsTaken isTaken) {
         for (const auto& [size, polygon] : m_bySize) { // holes may cover all of one
-            if (const GisShapePoint place = findIn(*polygon, isTaken); !place.isEmpty()) {
+            if (GisShapePoint place = findIn(*polygon, isTaken); !place.isEmpty()) {
                 return place;
             }
         }
@@ -209,15 +209,14 @@ GisShapePoint pointInside(const QList<Ring>& rings) {
         }
     }
     Places places(clean);
-    if (const GisShapePoint found = places.find([](const GisShapePoint& /*place*/) { return true; });
+    if (GisShapePoint found = places.find([](const GisShapePoint& /*place*/) { return true; });
         !found.isEmpty()) {
         return found;
     }
     try {
         Work work(nullptr);
         Places apart(validArea(clean, {}, work));
-        const GisShapePoint found =
-            apart.find([&](const GisShapePoint& place) { return places.cover(place); });
+        GisShapePoint found = apart.find([&](const GisShapePoint& place) { return places.cover(place); });
         if (!found.isEmpty()) {
             return found;
         }

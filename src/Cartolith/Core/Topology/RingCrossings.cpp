@@ -37,10 +37,10 @@ public:
 
     /// \throws Stopped
     RingTouches find() {
-        for (std::size_t ring = 0; ring < m_runs.size(); ++ring) {
+        for (const SegmentPairs::Range& runs : m_runs) {
             m_lastSelfCrossing = m_lastCrossing = {};
-            for (qsizetype run = m_runs[ring].begin; run < m_runs[ring].end; ++run) {
-                lookFrom(run, m_runs[ring]);
+            for (qsizetype run = runs.begin; run < runs.end; ++run) {
+                lookFrom(run, runs);
                 report();
             }
         }

@@ -104,7 +104,9 @@ bool GisLayerOgrVector::open() {
     }
     content->state.features.sort();
     const auto system = source.systemOf(layer);
-    const GisExtent extent = Internal::storedExtent(layer, !content->shapes.empty());
+    // A server keeps estimates.
+    const bool isKept = source.driverName() != QLatin1String("PostgreSQL");
+    const GisExtent extent = Internal::storedExtent(layer, isKept && !content->shapes.empty());
     const QString sourceName = QString::fromUtf8(layer.GetName());
     auto provider =
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());

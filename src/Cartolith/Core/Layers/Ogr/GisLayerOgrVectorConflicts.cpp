@@ -39,6 +39,9 @@ bool GisLayerOgrVector::resolveConflict(qsizetype position, Choice choice) {
         return false;
     }
     const GisEditConflict conflict = m_conflicts.at(position);
+    if (choice == Choice::Ours && conflict.choice == Choice::Theirs && conflict.kind != Kind::DeletedHere) {
+        return false;
+    }
     const bool isAdopted = choice == Choice::Ours || conflict.kind == Kind::DeletedHere || adopt(conflict);
     if (isAdopted) {
         m_conflicts[position].choice = choice;

@@ -354,6 +354,9 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
     if (format->family.isEmpty()) {
         check();
     }
+    // Before the target is begun: a server would have the one wait for the other.
+    QList<Attributes> rowsWithoutGeometry;
+    forRowsWithoutGeometry([&](const Attributes& attributes) { rowsWithoutGeometry.append(attributes); });
     Saver saver(*this, features, *format, path, options.wait, jsonFields());
     if (options.existing == GisVectorSaveOptions::Existing::Replace) {
         saver.target().replaceTable();
@@ -368,7 +371,9 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
             return false;
         }
     }
-    forRowsWithoutGeometry([&saver](const Attributes& attributes) { saver.addWithoutGeometry(attributes); });
+    for (const Attributes& attributes : std::as_const(rowsWithoutGeometry)) {
+        saver.addWithoutGeometry(attributes);
+    }
     saver.target().close();
     if (options.progress && !options.progress(1.0)) {
         return false;

@@ -203,11 +203,36 @@ bool setWhole(OGRFeature& feature, int index, const QVariant& value, qint64 leas
     return true;
 }
 
+/// Whether a text, or a date with a time, has a part that a field of this type does not take.
+bool saysMoreThan(OGRFieldType type, const QVariant& value) {
+    if (value.typeId() != QMetaType::QString) {
+        return type == OFTTime && value.typeId() == QMetaType::QDateTime;
+    }
+    const QString text = value.toString();
+    constexpr qsizetype dateLength = 10;
+    if (type == OFTDate) {
+        return text.size() != dateLength;
+    }
+    qsizetype digits = 0;
+    for (qsizetype at = text.indexOf(QLatin1Char('.')) + 1; at > 0 && at < text.size() && text[at].isDigit();
+         ++at) {
+        ++digits;
+        constexpr qsizetype kept = 3;
+        if (digits > kept && text[at] != QLatin1Char('0')) {
+            return true;
+        }
+    }
+    return false;
+}
+
 bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType type) {
     QDateTime moment;
     bool isLocal = false;
+    if (saysMoreThan(type, value)) {
+        return false;
+    }
     if (type == OFTTime) {
-        moment = QDateTime(QDate(2000, 1, 1), value.toTime());
+        moment = value.toTime().isValid() ? QDateTime(QDate(2000, 1, 1), value.toTime()) : QDateTime();
     } else if (value.typeId() == QMetaType::QDate || type == OFTDate) {
         moment = value.toDate().startOfDay(Qt::UTC);
         // A time of day has no place in a date.

@@ -211,10 +211,13 @@ private:
         return known != nullptr && known->digest == m_digest.of(feature);
     }
 
-    /// Open unless the host has decided about the very same.
+    /// Open unless the host has decided that the very same is ours. Theirs is in the layer since then, unless
+    /// the host took that back: then it is to be asked again.
     void found(GisEditConflict conflict) {
         for (const GisEditConflict& decided : m_target.decided) {
-            if (decided.kind == conflict.kind && decided.featureId == conflict.featureId &&
+            const bool isDecided = decided.choice == GisEditConflict::Choice::Ours ||
+                                   decided.kind == GisEditConflict::Kind::DeletedHere;
+            if (isDecided && decided.kind == conflict.kind && decided.featureId == conflict.featureId &&
                 decided.field == conflict.field && areSame(decided.theirs, conflict.theirs) &&
                 areSameShapes(decided.theirShape, conflict.theirShape)) {
                 conflict.choice = decided.choice;
@@ -249,6 +252,16 @@ private:
         QByteArray sql;
     };
 
+    /// A row is made again of what the layer has of it.
+    void requireWhole(qint64 id, const QList<const GisShape*>& shapes) const {
+        const ReadFeature* const read = m_target.read.features.find(id);
+        if (shapes.size() != 1 || read == nullptr || read->isPartlyRead || read->isMultiPoint || read->hasZ ||
+            read->hasM || read->hasCurves || read->isCollection) {
+            throw std::runtime_error(
+                "it is not in the source any more, and the layer does not hold it whole");
+        }
+    }
+
     void change(const Ids& ids) {
         Rows rows = lockAndRead(ids);
         std::vector<Statement> statements;
@@ -262,6 +275,9 @@ private:
                     GisEditConflict conflict{GisEditConflict::Kind::DeletedThere, id, shapes.front()->id()};
                     conflict.ourShape = shapes.front()->clone();
                     found(conflict);
+                    if (m_conflicts.constLast().choice == GisEditConflict::Choice::Ours) {
+                        requireWhole(id, shapes);
+                    }
                     statements.push_back({id, insertion(id, *shapes.front())});
                     ours.push_back(id);
                     continue;

@@ -393,7 +393,13 @@ QList<GisShape*> GisLayerOgrOnDemand::standInsMeeting(const GisExtent& extent) c
 bool GisLayerOgrOnDemand::isWithoutFields(int row) const {
     return m_fields && !isEditing() && row >= 0 && row < count() &&
            items()[static_cast<std::size_t>(row)] != nullptr &&
-           m_trace->entries()[static_cast<std::size_t>(row)].feature != FeatureTrace::none;
+           m_trace->entries()[static_cast<std::size_t>(row)].feature != FeatureTrace::none && !isEdited(row);
+}
+
+bool GisLayerOgrOnDemand::isEdited(int row) const {
+    const CachedFeature* const feature =
+        m_cache->find(m_trace->entries()[static_cast<std::size_t>(row)].feature);
+    return feature != nullptr && feature->isEdited;
 }
 
 GisLayerVector::Attributes GisLayerOgrOnDemand::attributesForFeatureId(int id) const {
@@ -445,6 +451,7 @@ GisShape* GisLayerOgrOnDemand::shapeForFeatureId(qint64 id) {
     m_cache->open({});
     if (feature != nullptr) {
         m_cache->use(*feature);
+        m_cache->trim([this](const CachedFeature& left) { leave(left); });
     } else {
         m_source->content().forget();
         reading([&] { m_source->readFeature(id); });

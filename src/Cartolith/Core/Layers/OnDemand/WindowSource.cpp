@@ -2,12 +2,14 @@
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
+#include <Cartolith/Core/Layers/Requests/SqlFilterInternal.h>
 
 #include <QScopeGuard>
 #include <cpl_string.h>
 
 #include <algorithm>
 #include <iterator>
+#include <unordered_set>
 #include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -28,21 +30,59 @@ QString number(double value) {
     return QString::number(std::clamp(value, -most, most), 'g', digits);
 }
 
+/// Whether extents would be compared on the globe, where edges and boxes are others.
+bool isGeography(OgrSource& source, OGRLayer& layer) {
+    const QString name = QString::fromUtf8(layer.GetName());
+    const qsizetype dot = name.indexOf(QLatin1Char('.'));
+    QString condition = QStringLiteral("f_table_name IN (%1, %2) AND f_geography_column = %3")
+                            .arg(sqlText(name), sqlText(name.mid(dot + 1)),
+                                 sqlText(QString::fromUtf8(layer.GetGeometryColumn())));
+    const auto found = source.select(QStringLiteral("SELECT 1 FROM geography_columns WHERE ") + condition);
+    return found != nullptr && OGRFeatureUniquePtr(found->GetNextFeature()) != nullptr;
+}
+
+/// The ids that a scan has met. Most sources count their features, so that they are one range.
+class SeenIds {
+public:
+    bool isNew(qint64 id) {
+        if (m_last < m_first) {
+            m_first = m_last = id;
+            return true;
+        }
+        if (id == m_last + 1) {
+            ++m_last;
+            return !m_others.contains(id);
+        }
+        return (id < m_first || id > m_last) && m_others.insert(id).second;
+    }
+
+private:
+    qint64 m_first = 0;
+    qint64 m_last = -1;
+    std::unordered_set<qint64> m_others;
+};
+
 } // namespace
 
 WindowSource::WindowSource(const QString& path, const QString& layerName, std::chrono::milliseconds wait)
     : m_snapshot(path, layerName, wait), m_content(m_snapshot.source(), m_snapshot.layer()),
       m_driverName(m_snapshot.source().driverName()), m_layerName(QString::fromUtf8(layer().GetName())) {
     OgrSource& source = m_snapshot.source();
+    m_content.readParts({}); // features have their own ids from the first one on
     m_featureCount = layer().GetFeatureCount(FALSE);
     m_extent = storedExtent(layer(), m_featureCount != 0);
     const bool isTree = layer().TestCapability(OLCFastSpatialFilter) != 0;
+    const bool isServer = m_driverName == QLatin1String("PostgreSQL");
+    if (isServer && QByteArrayView(layer().GetFIDColumn()).isEmpty()) { // ids are places in each answer
+        source.fail(
+            QStringLiteral("'%1' has no key by which its rows can be known; read it whole").arg(m_layerName));
+    }
     if (isTree && m_driverName == QLatin1String("GPKG") &&
         !QByteArrayView(layer().GetFIDColumn()).isEmpty()) {
         m_boxes = Boxes::Table;
     } else if (isTree && m_driverName == QLatin1String("FlatGeobuf")) {
         m_boxes = Boxes::Columns;
-    } else if (isTree && m_driverName == QLatin1String("PostgreSQL")) {
+    } else if (isTree && isServer && !isGeography(source, layer())) {
         m_boxes = Boxes::Filter;
     }
     const OgrFormat* const format = OgrFormat::forDriver(m_driverName);
@@ -93,15 +133,18 @@ bool WindowSource::filterByColumns(const GisExtent& extent) {
         if (m_snapshot.source().next(layer()) != nullptr) {
             return true;
         }
-        const bool isAll =
-            m_extent.isEmpty() || (grown.xMin() <= m_extent.xMin() && grown.yMin() <= m_extent.yMin() &&
-                                   grown.xMax() >= m_extent.xMax() && grown.yMax() >= m_extent.yMax());
+        constexpr double most = 1e299; // of a file that does not say its extent
+        const bool isAll = m_extent.isEmpty()
+                               ? !(std::max(grown.width(), grown.height()) < most)
+                               : (grown.xMin() <= m_extent.xMin() && grown.yMin() <= m_extent.yMin() &&
+                                  grown.xMax() >= m_extent.xMax() && grown.yMax() >= m_extent.yMax());
         if (isAll) {
             return false;
         }
         constexpr double least = 1e-4; // of the whole
-        const double by = std::max(
-            {grown.width() / 2, grown.height() / 2, m_extent.width() * least, m_extent.height() * least});
+        const double start = m_extent.isEmpty() ? 1.0 : 0.0;
+        const double by = std::max({grown.width() / 2, grown.height() / 2, m_extent.width() * least,
+                                    m_extent.height() * least, start});
         grown = grown.inflate(by, by);
     }
 }
@@ -135,7 +178,14 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
     if (!filter(extent)) {
         return true;
     }
-    m_content.readParts([&skip, &extent](qint64 id, const OGRGeometry* geometry) {
+    SeenIds seen;
+    m_content.readParts([&skip, &extent, &seen, this](qint64 id, const OGRGeometry* geometry) {
+        if (m_boxes == Boxes::None && !m_hasTransactions && !seen.isNew(id)) {
+            m_snapshot.source().fail(
+                QStringLiteral(
+                    "several features have the id %1, so that they cannot be told apart; read it whole")
+                    .arg(id));
+        }
         if (geometry != nullptr) {
             OGREnvelope box;
             geometry->getEnvelope(&box);

@@ -158,6 +158,7 @@ std::optional<GisVectorOverviews> GisVectorOverviews::read(const QString& source
                 !tables.contains(row->level.tableName)) {
                 return std::nullopt;
             }
+            found.m_hasSystem = row->hasSystem;
             found.m_featureCount = row->featureCount;
             found.m_extent = row->extent;
             found.m_levels.append(row->level);

@@ -35,7 +35,7 @@ QByteArray freeName(OGRFeatureDefn& fields, QByteArray name) {
 
 OverviewFile::OverviewFile(const QString& path, const OverviewPlan& plan, OGRLayer& source)
     : m_path(path), m_plan(plan), m_files(path, {}, wait),
-      m_workPath(m_files.pathOf(QFileInfo(path).suffix())) {
+      m_workPath(m_files.pathOf(QFileInfo(path).suffix())), m_hasSystem(source.GetSpatialRef() != nullptr) {
     GDALDriver* const driver = GetGDALDriverManager()->GetDriverByName("GPKG");
     if (driver != nullptr) {
         m_dataset.reset(driver->Create(m_workPath.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
@@ -110,6 +110,7 @@ void OverviewFile::publish(const QString& layer, bool isFirst, const QString& so
         const OverviewRow row{
             layer,
             isFirst,
+            m_hasSystem,
             stamp,
             m_plan.featureCount(),
             {box.MinX, box.MinY, box.MaxX, box.MaxY},

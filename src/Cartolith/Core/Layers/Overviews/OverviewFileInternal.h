@@ -32,6 +32,7 @@ private:
     Common::Internal::DatasetPtr m_dataset;
     std::vector<OGRLayer*> m_levels;
     std::vector<qint64> m_counts;
+    bool m_hasSystem;
     std::vector<int> m_fields; ///< where a field of the source goes; -1 for nowhere
 };
 

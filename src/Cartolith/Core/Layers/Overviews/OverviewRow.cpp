@@ -16,10 +16,26 @@ struct Field {
     const char* name;
     OGRFieldType type;
 };
-enum Index { Version, Layer, First, Size, Written, Count, MinX, MinY, MaxX, MaxY, Pixel, LevelCount, Table };
+enum Index {
+    Version,
+    Layer,
+    First,
+    System,
+    Size,
+    Written,
+    Count,
+    MinX,
+    MinY,
+    MaxX,
+    MaxY,
+    Pixel,
+    LevelCount,
+    Table
+};
 constexpr std::array<Field, Table + 1> fields{{{"version", OFTInteger},
                                                {"layer", OFTString},
                                                {"is_first", OFTInteger},
+                                               {"has_system", OFTInteger},
                                                {"source_size", OFTInteger64},
                                                {"source_written", OFTInteger64},
                                                {"source_count", OFTInteger64},
@@ -60,6 +76,7 @@ bool OverviewRow::write(OGRLayer& to) const {
     feature.SetField(Version, currentVersion);
     feature.SetField(Layer, layer.toUtf8().constData());
     feature.SetField(First, isFirst ? 1 : 0);
+    feature.SetField(System, hasSystem ? 1 : 0);
     feature.SetField(Size, GIntBig{stamp.size});
     feature.SetField(Written, GIntBig{stamp.writtenAt});
     feature.SetField(Count, GIntBig{featureCount});
@@ -82,6 +99,7 @@ std::optional<OverviewRow> OverviewRow::read(OGRFeature& feature) {
     const auto text = [&feature](Index i) { return QString::fromUtf8(feature.GetFieldAsString(i)); };
     const OverviewRow row{text(Layer),
                           feature.GetFieldAsInteger(First) != 0,
+                          feature.GetFieldAsInteger(System) != 0,
                           {whole(Size), whole(Written)},
                           whole(Count),
                           {number(MinX), number(MinY), number(MaxX), number(MaxY)},

@@ -14,6 +14,7 @@ struct OverviewRow {
 
     QString layer;
     bool isFirst; ///< of the layers of the source
+    bool hasSystem;
     IndexFile::Stamp stamp;
     qint64 featureCount;
     Shapes::GisExtent extent;

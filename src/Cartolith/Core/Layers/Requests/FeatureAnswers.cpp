@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Layers/Requests/FeatureAnswersInternal.h>
 
 #include <algorithm>
+#include <compare>
 #include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -18,8 +19,9 @@ bool OrderedAnswers::isBefore(const Entry& a, const Entry& b) const {
             return !hasNone;
         }
         const std::weak_ordering order = orderOf(a.keys[i], b.keys[i]);
-        if (order != 0) {
-            return m_order[static_cast<qsizetype>(i)].direction == Qt::AscendingOrder ? order < 0 : order > 0;
+        if (std::is_neq(order)) {
+            return m_order[static_cast<qsizetype>(i)].direction == Qt::AscendingOrder ? std::is_lt(order)
+                                                                                      : std::is_gt(order);
         }
     }
     return a.number < b.number;

@@ -38,6 +38,8 @@ public:
     virtual const Shapes::GisShape& shape() const = 0;
     /// The same to keep; or null for one that stays where it is while the reader lives.
     virtual std::unique_ptr<Shapes::GisShape> takeShape() = 0;
+    /// \throws std::runtime_error where shapes that stay may have gone
+    virtual void requireUnchanged() const {}
     /// Comes from any thread after isCancelled was set.
     virtual void interrupt() noexcept {}
 };

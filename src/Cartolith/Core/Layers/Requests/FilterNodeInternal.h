@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Layers/Requests/FilterValuesInternal.h>
 
 #include <algorithm>
+#include <compare>
 #include <memory>
 #include <optional>
 #include <stdexcept>
@@ -47,7 +48,7 @@ struct FilterNode {
             sortedKind = first;
         }
     }
-    static bool isBefore(const Comparand& a, const Comparand& b) { return orderOf(a, b) < 0; }
+    static bool isBefore(const Comparand& a, const Comparand& b) { return std::is_lt(orderOf(a, b)); }
 
     void add(const std::shared_ptr<const FilterNode>& child) {
         depth = std::max(depth, child->depth + 1);

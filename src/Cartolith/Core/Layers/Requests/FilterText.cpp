@@ -301,9 +301,9 @@ private:
         const bool isTime = isWord("time");
         advance();
         require(m_kind == Token::Text, "a text is missing");
-        const QVariant value = isDate   ? QVariant(QDate::fromString(m_token, Qt::ISODate))
-                               : isTime ? QVariant(QTime::fromString(m_token, Qt::ISODateWithMs))
-                                        : QVariant(QDateTime::fromString(m_token, Qt::ISODateWithMs));
+        QVariant value = isDate   ? QVariant(QDate::fromString(m_token, Qt::ISODate))
+                         : isTime ? QVariant(QTime::fromString(m_token, Qt::ISODateWithMs))
+                                  : QVariant(QDateTime::fromString(m_token, Qt::ISODateWithMs));
         require(!Internal::isNothing(value), "this is no date or time");
         return value;
     }

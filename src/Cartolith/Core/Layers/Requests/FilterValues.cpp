@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <compare>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -85,7 +86,7 @@ std::optional<int> timeIn(const QString& text) {
 
 std::strong_ordering compareClocks(const Moment& a, const Moment& b) {
     const auto days = a.day <=> b.day;
-    return days != 0 ? days : a.milliseconds <=> b.milliseconds;
+    return std::is_neq(days) ? days : a.milliseconds <=> b.milliseconds;
 }
 
 std::strong_ordering compareTexts(const QString& a, const QString& b) {

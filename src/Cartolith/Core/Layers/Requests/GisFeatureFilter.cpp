@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Shapes/GisShape.h>
 
 #include <algorithm>
+#include <compare>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -29,17 +30,17 @@ Truth compared(const Comparand& value, GisFeatureFilter::Comparison comparison, 
     }
     switch (comparison) {
     case Comparison::Equal:
-        return truthOf(order == 0);
+        return truthOf(std::is_eq(order));
     case Comparison::NotEqual:
-        return truthOf(order != 0);
+        return truthOf(std::is_neq(order));
     case Comparison::Less:
-        return truthOf(order < 0);
+        return truthOf(std::is_lt(order));
     case Comparison::LessOrEqual:
-        return truthOf(order <= 0);
+        return truthOf(std::is_lteq(order));
     case Comparison::Greater:
-        return truthOf(order > 0);
+        return truthOf(std::is_gt(order));
     case Comparison::GreaterOrEqual:
-        return truthOf(order >= 0);
+        return truthOf(std::is_gteq(order));
     }
     return Truth::Nothing;
 }

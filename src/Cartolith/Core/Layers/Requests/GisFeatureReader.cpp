@@ -149,6 +149,7 @@ public:
             ordered->sort();
             isOrdered = true;
         }
+        source->requireUnchanged();
         return ordered->take(current);
     }
 

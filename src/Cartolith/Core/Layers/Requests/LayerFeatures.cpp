@@ -42,10 +42,14 @@ qint64 LayerFeatures::idOf(const Shapes::GisShape& shape) const {
     return m_hasSource ? m_layer.featureId(shape).value_or(-1) : shape.id();
 }
 
-bool LayerFeatures::next() {
+void LayerFeatures::requireUnchanged() const {
     if (m_layer.contentRevision() != m_revision) {
         throw std::runtime_error("The layer was changed while its features were read.");
     }
+}
+
+bool LayerFeatures::next() {
+    requireUnchanged();
     const std::size_t count = m_rows ? m_rows->size() : m_layer.items().size();
     while (m_at < count && !m_plan->isCancelled) {
         m_row = m_rows ? (*m_rows)[m_at] : static_cast<int>(m_at);

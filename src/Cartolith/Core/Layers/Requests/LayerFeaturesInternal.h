@@ -19,6 +19,7 @@ public:
     std::shared_ptr<const CoordinateSystems::CoordinateSystem> system() const override;
     void begin(const Plan& plan) override;
     bool next() override;
+    void requireUnchanged() const override;
     qint64 id() const override;
     const Shapes::GisShape& shape() const override;
     std::unique_ptr<Shapes::GisShape> takeShape() override { return nullptr; }

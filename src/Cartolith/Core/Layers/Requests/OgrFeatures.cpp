@@ -80,9 +80,10 @@ QString OgrFeatures::rowsIn(const Shapes::GisExtent& extent) const {
     OGREnvelope box;
     BoxFilter(extent).getEnvelope(&box);
     const auto number = [](double value) { return QString::number(value, 'e', 17); };
-    if (m_driver == QLatin1String("PostgreSQL")) { // compares boxes only, whatever their systems
+    if (m_driver == QLatin1String("PostgreSQL")) { // compares boxes only, whatever their systems, or globes
         return QStringLiteral("%1 && 'BOX(%2 %3,%4 %5)'::box2d")
-            .arg(sqlName(column), number(box.MinX), number(box.MinY), number(box.MaxX), number(box.MaxY));
+            .arg(sqlName(column) + QLatin1String("::geometry"), number(box.MinX), number(box.MinY),
+                 number(box.MaxX), number(box.MaxY));
     }
     if (m_driver != QLatin1String("GPKG") || m_table.TestCapability(OLCFastSpatialFilter) == 0) {
         return {};
@@ -188,10 +189,13 @@ void OgrFeatures::filterByExtent(bool hasKey) {
 
 FeaturePtr OgrFeatures::nextById() {
     const auto& ids = *m_plan->test.ids();
-    const GdalErrorCapture errors; // that there is none of an id
+    const GdalErrorCapture errors; // of a Shapefile that there is none of an id
     while (m_atId < ids.size() && !m_plan->isCancelled) {
         if (FeaturePtr feature{m_layer->GetFeature(ids[m_atId++])}) {
             return feature;
+        }
+        if (m_driver != QLatin1String("ESRI Shapefile") && !errors.message().isEmpty()) {
+            m_snapshot.source().fail(errors.message());
         }
     }
     return nullptr;

@@ -116,6 +116,10 @@ void SqlFilter::use(const QString& field) {
 
 QString SqlFilter::oddRows(const QString& field) const {
     const QString name = sqlName(field);
+    if (!isSqlite()) { // which keeps to its types; the mark of byte order is not read
+        return columnOf(field) == Column::Text ? QStringLiteral("left(%1::text, 1) = U&'\\FEFF'").arg(name)
+                                               : QStringLiteral("FALSE");
+    }
     const QString types = QStringLiteral("typeof(%1) NOT IN ('%2', 'null')");
     switch (columnOf(field)) {
     case Column::Boolean:
@@ -128,8 +132,8 @@ QString SqlFilter::oddRows(const QString& field) const {
         return types.arg(name, QStringLiteral("integer"));
     case Column::Real:
         return types.arg(name, QStringLiteral("real"));
-    default: // a text ends for OGR where it has U+0000
-        return QStringLiteral("instr(%1, char(0)) > 0 OR ").arg(name) +
+    default: // a text ends for OGR where it has U+0000, and begins behind a mark of byte order
+        return QStringLiteral("instr(%1, char(0)) > 0 OR substr(%1, 1, 1) = char(65279) OR ").arg(name) +
                types.arg(name, QStringLiteral("text"));
     }
 }
@@ -259,7 +263,7 @@ QString SqlFilter::condition(const FilterNode& node) {
 QString SqlFilter::condition(const GisFeatureFilter& filter) {
     m_used.clear();
     QString text = filter.m_node != nullptr ? condition(*filter.m_node) : QString();
-    for (const QString& field : isSqlite() ? m_used : QStringList()) {
+    for (const QString& field : std::as_const(m_used)) {
         text += text.isEmpty() ? QString() : QStringLiteral(" OR ") + oddRows(field);
     }
     constexpr qsizetype most = 100'000; // a statement may have a million bytes
