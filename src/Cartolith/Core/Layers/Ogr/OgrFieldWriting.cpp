@@ -203,26 +203,11 @@ bool setWhole(OGRFeature& feature, int index, const QVariant& value, qint64 leas
     return true;
 }
 
-/// Whether a text, or a date with a time, has a part that a field of this type does not take.
+/// Whether a text for a date has more than one, or a date with a time is given for a time.
 bool saysMoreThan(OGRFieldType type, const QVariant& value) {
-    if (value.typeId() != QMetaType::QString) {
-        return type == OFTTime && value.typeId() == QMetaType::QDateTime;
-    }
-    const QString text = value.toString();
     constexpr qsizetype dateLength = 10;
-    if (type == OFTDate) {
-        return text.size() != dateLength;
-    }
-    qsizetype digits = 0;
-    for (qsizetype at = text.indexOf(QLatin1Char('.')) + 1; at > 0 && at < text.size() && text[at].isDigit();
-         ++at) {
-        ++digits;
-        constexpr qsizetype kept = 3;
-        if (digits > kept && text[at] != QLatin1Char('0')) {
-            return true;
-        }
-    }
-    return false;
+    return value.typeId() == QMetaType::QString ? type == OFTDate && value.toString().size() != dateLength
+                                                : type == OFTTime && value.typeId() == QMetaType::QDateTime;
 }
 
 bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType type) {
