@@ -26,7 +26,7 @@ public:
 
     bool goesOn() {
         constexpr qint64 interval = 256;
-        const double done = static_cast<double>(m_done++);
+        const auto done = static_cast<double>(m_done++);
         return !m_progress || (m_done - 1) % interval != 0 ||
                m_progress(m_count > 0.0 ? m_from + std::min(done / m_count, 1.0) / 2.0
                                         : std::numeric_limits<double>::quiet_NaN());

@@ -22,7 +22,7 @@ struct OverviewRow {
 
     static bool addFields(OGRLayer& layer);
     /// False when it cannot be written.
-    bool write(OGRLayer& layer) const;
+    bool write(OGRLayer& to) const;
     /// None where it makes no sense.
     static std::optional<OverviewRow> read(OGRFeature& feature);
 };
