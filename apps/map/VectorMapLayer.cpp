@@ -45,8 +45,9 @@ double smallestPixel(const Layers::GisVectorOverviews& overviews, const MapLayer
     Shapes::GisExtent onMap;
     double longest = 0.0;
     for (int i = 0; i <= places * (places + 2); ++i) {
+        const int row = i / (places + 1);
         const double x = all.xMin() + all.width() * (i % (places + 1)) / places;
-        const double y = all.yMin() + all.height() * (i / (places + 1)) / places;
+        const double y = all.yMin() + all.height() * row / places;
         try {
             const auto here = transformer.transform({x, y});
             const auto east =

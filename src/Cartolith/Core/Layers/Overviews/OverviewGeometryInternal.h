@@ -9,6 +9,6 @@ namespace Cartolith::Core::Layers::Internal {
 /// is not longer than one becomes the box around it, or for lines its diagonal. Keeps at least one part.
 /// Not empty; curves are made linear, Z and M go. Points stay, and so do kinds other than the simple ones
 /// and their multi geometries.
-Common::Internal::GeometryPtr coarsened(const OGRGeometry& geometry, double pixel);
+Common::Internal::GeometryPtr coarsened(const OGRGeometry& given, double pixel);
 
 } // namespace Cartolith::Core::Layers::Internal
