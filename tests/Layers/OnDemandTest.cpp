@@ -305,7 +305,8 @@ TEST_F(OnDemand, ReadsNoMoreThanTheBudgetAndKeepsTheLastResult) {
     EXPECT_EQ(layer.lastReading(), Reading::Cut);
     EXPECT_GT(cut.size(), 500);
     EXPECT_LT(layer.cachedBytes(), 1'300'000);
-    EXPECT_EQ(layer.rawShapes().size(), layer.query({0, 0, 2000, 2000}).size()) << "and no shape beside it";
+    const auto last = layer.query({0, 0, 2000, 2000});
+    EXPECT_EQ(layer.rawShapes().size(), last.size()) << "and no shape beside it";
     layer.setCacheBudget(256 << 20);
     EXPECT_GT(layer.query({0, 0, 2000, 2000}).size(), 20'000);
     EXPECT_EQ(layer.lastReading(), Reading::Whole);
