@@ -7,6 +7,7 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 
@@ -29,8 +30,8 @@ double smallestPixel(const Layers::GisVectorOverviews& overviews, const MapLayer
     if (options.mapSystem == nullptr) {
         return own;
     }
-    Layers::GisLayerOgrVector source(overviews.path(), overviews.levels().constLast().tableName);
-    source.open(); // the fewest features, for the coordinate system
+    Layers::GisLayerOgrOnDemand source(overviews.path(), overviews.levels().constLast().tableName);
+    source.open(); // reads no feature
     if (!overviews.hasCoordinateSystem() || source.coordinateSystem() == nullptr) {
         return std::numeric_limits<double>::quiet_NaN();
     }

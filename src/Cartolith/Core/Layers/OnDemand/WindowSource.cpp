@@ -18,25 +18,13 @@ using Shapes::GisExtent;
 
 namespace {
 
-QString quoted(const QString& name) {
-    return QLatin1Char('"') + QString(name).replace(QLatin1Char('"'), QLatin1String("\"\"")) +
-           QLatin1Char('"');
-}
-
-/// A number for SQL, which has none that are not finite.
-QString number(double value) {
-    constexpr double most = 1e300;
-    constexpr int digits = 17;
-    return QString::number(std::clamp(value, -most, most), 'g', digits);
-}
-
 /// Whether extents would be compared on the globe, where edges and boxes are others.
 bool isGeography(OgrSource& source, OGRLayer& layer) {
     const QString name = QString::fromUtf8(layer.GetName());
     const qsizetype dot = name.indexOf(QLatin1Char('.'));
-    QString condition = QStringLiteral("f_table_name IN (%1, %2) AND f_geography_column = %3")
-                            .arg(sqlText(name), sqlText(name.mid(dot + 1)),
-                                 sqlText(QString::fromUtf8(layer.GetGeometryColumn())));
+    const QString condition = QStringLiteral("f_table_name IN (%1, %2) AND f_geography_column = %3")
+                                  .arg(sqlText(name), sqlText(name.mid(dot + 1)),
+                                       sqlText(QString::fromUtf8(layer.GetGeometryColumn())));
     const auto found = source.select(QStringLiteral("SELECT 1 FROM geography_columns WHERE ") + condition);
     return found != nullptr && OGRFeatureUniquePtr(found->GetNextFeature()) != nullptr;
 }
@@ -157,14 +145,12 @@ bool WindowSource::filter(const GisExtent& extent) {
     if (m_boxes == Boxes::Filter) {
         layer().SetSpatialFilterRect(extent.xMin(), extent.yMin(), extent.xMax(), extent.yMax());
     } else if (m_boxes == Boxes::Table) {
-        const QString tree =
-            QStringLiteral("rtree_%1_%2").arg(m_layerName, QString::fromUtf8(layer().GetGeometryColumn()));
-        const QString where =
-            QStringLiteral("%1 IN (SELECT id FROM %2 WHERE maxx >= %3 AND minx <= %4 AND "
-                           "maxy >= %5 AND miny <= %6)")
-                .arg(quoted(QString::fromUtf8(layer().GetFIDColumn())), quoted(tree), number(extent.xMin()),
-                     number(extent.xMax()), number(extent.yMin()), number(extent.yMax()));
-        layer().SetAttributeFilter(where.toUtf8().constData());
+        OGREnvelope box;
+        box.MinX = extent.xMin();
+        box.MinY = extent.yMin();
+        box.MaxX = extent.xMax();
+        box.MaxY = extent.yMax();
+        layer().SetAttributeFilter(boxesMeeting(layer(), box).toUtf8().constData());
     }
     return true;
 }

@@ -88,11 +88,7 @@ QString OgrFeatures::rowsIn(const Shapes::GisExtent& extent) const {
     if (m_driver != QLatin1String("GPKG") || m_table.TestCapability(OLCFastSpatialFilter) == 0) {
         return {};
     }
-    const QString index = QStringLiteral("rtree_%1_%2").arg(QString::fromUtf8(m_table.GetName()), column);
-    return QStringLiteral(
-               "%1 IN (SELECT id FROM %2 WHERE maxx >= %3 AND minx <= %4 AND maxy >= %5 AND miny <= %6)")
-        .arg(sqlName(QString::fromUtf8(m_table.GetFIDColumn())), sqlName(index), number(box.MinX),
-             number(box.MaxX), number(box.MinY), number(box.MaxY));
+    return boxesMeeting(m_table, box);
 }
 
 bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {

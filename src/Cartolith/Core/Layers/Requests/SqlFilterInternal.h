@@ -4,7 +4,9 @@
 
 #include <QString>
 
+class OGREnvelope;
 class OGRFeatureDefn;
+class OGRLayer;
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -15,6 +17,9 @@ struct FilterNode;
 /// stands for what cannot be read.
 QString sqlName(const QString& name);
 QString sqlText(const QString& text);
+
+/// Of a table of a GeoPackage with a spatial index: the rows whose boxes meet this one.
+QString boxesMeeting(OGRLayer& table, const OGREnvelope& box);
 
 /// What a database can say of a filter.
 class SqlFilter {
