@@ -32,13 +32,13 @@ bool GisLayerOgrOnDemand::canEdit() const {
            m_source->driverName() != QLatin1String("PostgreSQL");
 }
 
-void GisLayerOgrOnDemand::edit(int place) {
-    const qint64 id = m_trace->entries()[static_cast<std::size_t>(place)].feature;
+void GisLayerOgrOnDemand::edit(int position) {
+    const qint64 id = m_trace->entries()[static_cast<std::size_t>(position)].feature;
     CachedFeature* const feature = id != FeatureTrace::none ? m_cache->find(id) : nullptr;
     if (feature == nullptr) {
         return;
     }
-    if (isWithoutFields(place)) { // saved, it would lose the others
+    if (isWithoutFields(position)) { // saved, it would lose the others
         throw std::runtime_error(
             "The shape was read without all of its fields: change it in an edit session");
     }
