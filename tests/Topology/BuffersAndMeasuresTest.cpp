@@ -202,6 +202,8 @@ TEST(Measures, Geodesic) {
     const auto degrees = CoordinateSystemFactory::fromEpsg(4326);
     const auto mercator = CoordinateSystemFactory::fromEpsg(3857);
     const auto grads = CoordinateSystemFactory::fromEpsg(4807); // NTF (Paris)
+    const auto fiji = CoordinateSystemFactory::fromEpsg(32760);
+    const auto antarctic = CoordinateSystemFactory::fromEpsg(3031);
     const struct {
         const char* name;
         const CoordinateSystems::CoordinateSystem& system;
@@ -218,6 +220,15 @@ TEST(Measures, Geodesic) {
         {"over the antimeridian", *degrees, "POLYGON((135 0,225 0,225 -90,135 -90,135 0))", -1, earth / 8},
         {"with a hole", *degrees, "POLYGON((0 0,90 0,90 90,0 90,0 0),(30 0,60 0,60 90,30 90,30 0))", -1, earth / 12},
         {"a point", *degrees, "POINT(0 0)", 0, 0},
+        {"projected, over the antimeridian", *fiji, "LINESTRING(805000 8140000,825000 8140000)", 19983.462446477, 0},
+        {"projected, over the antimeridian", *fiji,
+         "POLYGON((805000 8140000,825000 8140000,825000 8160000,805000 8160000,805000 8140000))", -1, 399339087.611},
+        {"projected, the whole world", *mercator,
+         "POLYGON((-20037508 -2e7,20037508 -2e7,20037508 2e7,-20037508 2e7,-20037508 -2e7))", -1, 508277563208308.3},
+        {"projected, round a pole", *antarctic, "POLYGON((-1e6 -1e6,1e6 -1e6,1e6 1e6,-1e6 1e6,-1e6 -1e6))", -1, 4226850695987.0},
+        {"projected, with a hole round the pole", *antarctic,
+         "POLYGON((-2e6 -2e6,2e6 -2e6,2e6 2e6,-2e6 2e6,-2e6 -2e6),(-1e6 -1e6,-1e6 1e6,1e6 1e6,1e6 -1e6,-1e6 -1e6))", -1,
+         16893608911007.3 - 4226850695987.0},
     };
     for (const auto& row : rows) {
         const auto shape = shapeOf(row.shape);
@@ -227,6 +238,7 @@ TEST(Measures, Geodesic) {
         EXPECT_NEAR(GisTopology::GeodesicArea(*shape, row.system), row.area, 1.0) << row.name;
     }
     EXPECT_TRUE(std::isnan(GisTopology::GeodesicLength(*shapeOf("LINESTRING(0 0,0 91)"), *degrees)));
+    EXPECT_TRUE(std::isnan(GisTopology::GeodesicArea(*shapeOf("POLYGON((35 139,36 139,36 140,35 139))"), *degrees)));
     EXPECT_TRUE(
         std::isnan(GisTopology::GeodesicArea(*shapeOfParts<GisShapePolygon>({{{0, nan}, {1, 1}, {2, 0}}}), *mercator)));
     EXPECT_THROW(GisTopology::GeodesicLength(*shapeOf("POINT(0 0)"), {0, "Nowhere", true, " ", std::nullopt}),
@@ -246,6 +258,8 @@ TEST(Nearest, PointsOfTwoShapes) {
         {"POINT(1 2)", "LINESTRING(0 0,4 0)", "POINT (1 2)", "POINT (1 0)"},
         {"LINESTRING(0 0,4 4)", "LINESTRING(0 4,4 0)", "POINT (2 2)", "POINT (2 2)"},
         {"POINT(1 1)", ring, "POINT (1 1)", "POINT (1 1)"},
+        {"POINT(1 0)", "LINESTRING(0 0,49 0)", "POINT (1 0)", "POINT (1 0)"}, // 1 / 49 * 49 is not 1
+        {"LINESTRING(0 0,49 0)", "LINESTRING(1 1,1 0)", "POINT (1 0)", "POINT (1 0)"},
         {ring, "POINT(4 5)", "POINT (2 5)", "POINT (4 5)"},
         {"LINESTRING(4 4,5 5)", ring, "POINT (4 4)", "POINT (2 4)"},
         {"POLYGON((1 3,1.5 3,1.5 4,1 3))", ring, "POINT (1 3)", "POINT (1 3)"},

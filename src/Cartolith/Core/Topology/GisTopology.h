@@ -533,20 +533,22 @@ public:
     static double Area(const Shapes::GisShape& shape);
 
     /// Length in metres on the ellipsoid of the system. A projected system's coordinates are first taken to
-    /// its geographic system, vertex by vertex.
+    /// its geographic system, vertex by vertex; across the antimeridian and round a pole they go on as they
+    /// do on the plane.
     ///
-    /// Segments are geodesics, the shortest way on the ellipsoid. Longitudes may lie beyond 180 degrees and
-    /// mean what they mean on a plane: a segment from 170 to 190 crosses the antimeridian, one from 170 to
-    /// -170 goes round the other way. Segments of more than 90 degrees of longitude are cut into equal
-    /// pieces, straight in longitude and latitude. NaN with a vertex that is not finite or beyond a pole. By
-    /// C. Karney's algorithms for geodesics (2013), through PROJ. \throws std::runtime_error what
+    /// Segments are geodesics, the shortest way on the ellipsoid. Geographic longitudes may lie beyond 180
+    /// degrees and mean what they mean on a plane: a segment from 170 to 190 crosses the antimeridian, one
+    /// from 170 to -170 goes round the other way. Segments of more than 90 degrees of longitude are cut into
+    /// equal pieces, straight on the plane of the system. NaN with a vertex that is not finite or beyond a
+    /// pole. By C. Karney's algorithms for geodesics (2013), through PROJ. \throws std::runtime_error what
     /// CoordinateTransformer throws for systems and points it cannot use
     static double GeodesicLength(const Shapes::GisShape& shape,
                                  const CoordinateSystems::CoordinateSystem& system);
 
-    /// Area in square metres on the ellipsoid, never negative; see GeodesicLength() for what edges are. A
-    /// polygon around a pole has to run along it, as on a map: from (-180, -90) to (180, -90). One across the
-    /// antimeridian is right with longitudes beyond 180 and when cut in two there.
+    /// Area in square metres on the ellipsoid, never negative; see GeodesicLength() for what edges are. In
+    /// a geographic system, a polygon around a pole has to run along it, as on a map: from (-180, -90) to
+    /// (180, -90), and one across the antimeridian is right with longitudes beyond 180 and when cut in two
+    /// there. NaN as the length.
     static double GeodesicArea(const Shapes::GisShape& shape,
                                const CoordinateSystems::CoordinateSystem& system);
 

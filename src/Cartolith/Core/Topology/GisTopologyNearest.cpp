@@ -94,10 +94,40 @@ int side(Position a, Position b, Position c) {
     return Internal::orientation(a.x, a.y, b.x, b.y, c.x, c.y);
 }
 
+/// Of points on one line.
+bool isBetween(Position p, Position a, Position b) {
+    return p.x >= std::min(a.x, b.x) && p.x <= std::max(a.x, b.x) && p.y >= std::min(a.y, b.y) &&
+           p.y <= std::max(a.y, b.y);
+}
+
+/// Where two segments meet, decided without rounding.
+std::optional<Position> meetingOf(Position a, Position b, Position c, Position d) {
+    if (std::max(a.x, b.x) < std::min(c.x, d.x) || std::max(c.x, d.x) < std::min(a.x, b.x) ||
+        std::max(a.y, b.y) < std::min(c.y, d.y) || std::max(c.y, d.y) < std::min(a.y, b.y)) {
+        return std::nullopt;
+    }
+    const int sideOfC = side(a, b, c);
+    const int sideOfD = side(a, b, d);
+    const int sideOfA = side(c, d, a);
+    const int sideOfB = side(c, d, b);
+    if (sideOfC * sideOfD < 0 && sideOfA * sideOfB < 0) {
+        return Internal::crossingOf(a, b, c, d);
+    }
+    if (sideOfA == 0 && isBetween(a, c, d)) {
+        return a;
+    }
+    if (sideOfB == 0 && isBetween(b, c, d)) {
+        return b;
+    }
+    if (sideOfC == 0 && isBetween(c, a, b)) {
+        return c;
+    }
+    return sideOfD == 0 && isBetween(d, a, b) ? std::optional(d) : std::nullopt;
+}
+
 PairOfPoints betweenSegments(Position a, Position b, Position c, Position d) {
-    if (side(a, b, c) * side(a, b, d) < 0 && side(c, d, a) * side(c, d, b) < 0) {
-        const Position meeting = Internal::crossingOf(a, b, c, d);
-        return {0.0, meeting, meeting};
+    if (const std::optional<Position> meeting = meetingOf(a, b, c, d)) {
+        return {0.0, *meeting, *meeting};
     }
     PairOfPoints nearest = fromPointToSegment(a, c, d);
     nearest.takeIfNearer(fromPointToSegment(b, c, d));
