@@ -416,8 +416,8 @@ public:
     /// same. Rings of a size below 1e-100 beside ordinary ones may get lost.
     ///
     /// \throws std::runtime_error "GisTopology::FixShape failed: there are more than 10 million crossings.";
-    /// "... failed: rings still cross on a grid of 2^-18 of their coordinates.", which no input is known to
-    /// bring about: on a coarser one the result would be another shape
+    /// "... failed: rings still cross on a grid of 2^-18 of their coordinates.", which some rings bring about
+    /// whose sizes differ by a factor of 1e180: on a coarser one the result would be another shape
     GisShapeFix FixShape(const Shapes::GisShape& shape) const;
 
     /// @}
@@ -476,8 +476,9 @@ public:
     /// A polygon without parts comes back for an empty shape, for points and lines at a distance of zero or
     /// below, and when nothing is left; a polygon at distance 0 comes back as from FixShape(). A one-sided
     /// buffer with a negative distance lies on the other side. Vertices that are not finite are left out.
-    /// Null when the busy callback stops it, for which GEOS may take up to half the time of the whole.
-    /// GEOS 3.11 then never frees the segments it was at: 28 KB for a line of 100 vertices.
+    /// Coordinates and distance should be 0 or of a size from 1e-120 to 1e120: of others GEOS may return
+    /// nothing. Null when the busy callback stops it, for which GEOS may take up to half the time of the
+    /// whole. GEOS 3.11 then never frees the segments it was at: 28 KB for a line of 100 vertices.
     ///
     /// \throws std::invalid_argument "GisTopology::Buffer distance must be finite.", "GisTopology::Buffer
     /// quadrantSegments must be 1 to 1000.", "GisTopology::Buffer mitreLimit must be at least 1."
