@@ -5,7 +5,7 @@
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/ValidAreaInternal.h>
 
-#include <set>
+#include <map>
 #include <utility>
 #include <vector>
 
@@ -18,7 +18,7 @@ using Shapes::Internal::vertexKey;
 
 namespace {
 
-/// Which ring is a shell or a hole of which polygon.
+/// What a ring is to a polygon.
 struct Role {
     std::size_t polygon;
     bool isHole;
@@ -26,26 +26,23 @@ struct Role {
 
 struct Cover {
     QList<Ring> rings;
-    std::vector<Role> roles; ///< of the rings
+    std::vector<std::vector<Role>> roles; ///< of the rings
     std::size_t polygons = 0;
 };
 
-/// Without shells without holes that are there already, and holes of a polygon: they add nothing, and the
-/// edges that run along each other are as many as the square of their number.
+/// Each ring once, in whatever polygons it is a shell or a hole: the edges that run along each other would be
+/// as many as the square of its copies.
 Cover coverOf(const QList<Ring>& rings) {
-    using Keys = std::set<Shapes::Internal::RingKey>;
     Cover cover;
-    Keys shells;
+    std::map<Shapes::Internal::RingKey, std::size_t> numbers;
     for (const QList<Ring>& polygon : Shapes::Internal::shellsWithHoles(rings)) {
-        if (polygon.size() == 1 && !shells.insert(vertexKey(polygon.constFirst())).second) {
-            continue;
-        }
-        Keys holes;
         for (qsizetype i = 0; i < polygon.size(); ++i) {
-            if (i == 0 || holes.insert(vertexKey(polygon[i])).second) {
+            const auto [its, isNew] = numbers.emplace(vertexKey(polygon[i]), cover.roles.size());
+            if (isNew) {
                 cover.rings.append(polygon[i]);
-                cover.roles.push_back({cover.polygons, i > 0});
+                cover.roles.emplace_back();
             }
+            cover.roles[its->second].push_back({cover.polygons, i > 0});
         }
         ++cover.polygons;
     }
@@ -65,11 +62,12 @@ public:
         if (wasAround == (winding != 0)) {
             return;
         }
-        const Role& role = m_cover.roles[static_cast<std::size_t>(ring)];
-        Around& around = m_polygons[role.polygon];
-        m_covering -= around.covers() ? 1 : 0;
-        (role.isHole ? around.holes : around.shells) += wasAround ? -1 : 1;
-        m_covering += around.covers() ? 1 : 0;
+        for (const Role& role : m_cover.roles[static_cast<std::size_t>(ring)]) {
+            Around& around = m_polygons[role.polygon];
+            m_covering -= around.covers() ? 1 : 0;
+            (role.isHole ? around.holes : around.shells) += wasAround ? -1 : 1;
+            m_covering += around.covers() ? 1 : 0;
+        }
     }
     bool isCovered() const noexcept { return m_covering > 0; }
 
