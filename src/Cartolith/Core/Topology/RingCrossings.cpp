@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
+#include <set>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -38,7 +39,8 @@ public:
     /// \throws Stopped
     RingTouches find() {
         for (const SegmentPairs::Range& runs : m_runs) {
-            m_lastSelfCrossing = m_lastCrossing = {};
+            m_selfCrossings.clear();
+            m_crossings.clear();
             for (qsizetype run = runs.begin; run < runs.end; ++run) {
                 lookFrom(run, runs);
                 report();
@@ -83,7 +85,9 @@ private:
         }
         m_pairs.visitOfRun(
             run, others, m_work,
-            [&](qsizetype other) { return isAsked(ringOf(other)) && m_strips.mayMeet(run, other); },
+            [&](int level, qsizetype node) {
+                return (level > 0 || isAsked(ringOf(node))) && m_strips.mayMeet(run, level, node);
+            },
             [&](std::size_t i, std::size_t j) {
                 using Kind = SegmentMeeting::Kind;
                 const Segment& a = segment(i);
@@ -150,13 +154,12 @@ private:
             const Segment& s = segment(i);
             const GisShapePoint place = pointOf(meetingOf(s, segment(j)).places[0]);
             const bool isSelfCrossing = s.part == segment(j).part;
-            GisShapePoint& last = isSelfCrossing ? m_lastSelfCrossing : m_lastCrossing;
-            if (!isSamePlace(last, place)) { // four segments meet where a ring touches itself
-                m_problems.add(isSelfCrossing ? GisShapeProblemKind::SelfCrossing
-                                              : GisShapeProblemKind::RingsCross,
-                               place, m_partOf[ringOf(s)], s.index);
+            const auto kind =
+                isSelfCrossing ? GisShapeProblemKind::SelfCrossing : GisShapeProblemKind::RingsCross;
+            std::set<std::pair<double, double>>& listed = isSelfCrossing ? m_selfCrossings : m_crossings;
+            if (!m_problems.isFull(kind) && listed.emplace(place.x(), place.y()).second) {
+                m_problems.add(kind, place, m_partOf[ringOf(s)], s.index);
             }
-            last = place;
         }
         m_found.clear();
     }
@@ -170,8 +173,8 @@ private:
     RunStrips m_strips;
     std::vector<SegmentPairs::Range> m_runs; ///< of each ring
     std::vector<std::pair<std::size_t, std::size_t>> m_found;
-    GisShapePoint m_lastSelfCrossing; ///< of the ring at hand
-    GisShapePoint m_lastCrossing;     ///< of it and another
+    std::set<std::pair<double, double>> m_selfCrossings; ///< of the ring at hand, as listed
+    std::set<std::pair<double, double>> m_crossings;     ///< of it and others
     RingTouches m_touches;
 };
 
