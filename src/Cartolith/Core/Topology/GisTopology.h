@@ -385,7 +385,8 @@ public:
     /// vertex are judged by their other vertices. The empty point and a shape without parts have no problem,
     /// a part without a vertex has too few. The list has at most a thousand entries of each kind, and what it
     /// has no room for is not looked for. Of each part a place is listed once where it meets itself, and once
-    /// where it meets later ones. Empty when the busy callback stops it.
+    /// where it meets later ones; after 100,000 pairs of segments of different rings that meet, no more are
+    /// looked for. Empty when the busy callback stops it.
     ///
     /// Takes n log n time, in whatever order the rings are, also of slanted strips side by side, and a step
     /// for each pair of segments that touch or lie near each other: a few seconds for 3000 rings that touch

@@ -71,7 +71,7 @@ private:
         if (!m_problems.isFull(GisShapeProblemKind::SelfCrossing)) {
             look(run, {run, own.end}, [](int /*ring*/) { return true; });
         }
-        if (!m_problems.isFull(GisShapeProblemKind::RingsCross)) {
+        if (!m_problems.isFull(GisShapeProblemKind::RingsCross) && m_crossingPairs < mostCrossingPairs) {
             const auto isLater = [its = ringOf(run)](int ring) { return ring > its; };
             look(run, {0, own.begin}, isLater);
             look(run, {own.end, m_pairs.boundaryA().count(0)}, isLater);
@@ -102,6 +102,7 @@ private:
                 if (meeting.kind != Kind::Touch || a.part == b.part ||
                     crossInVertex(a, b, meeting.places[0])) {
                     m_found.emplace_back(i, j);
+                    m_crossingPairs += a.part == b.part ? 0 : 1;
                 } else if (!m_problems.has(GisShapeProblemKind::SelfCrossing) &&
                            !m_problems.has(GisShapeProblemKind::RingsCross)) { // rings may touch each other
                     m_touches.add(meeting.places[0], ringOf(a), ringOf(b));
@@ -164,10 +165,14 @@ private:
         m_found.clear();
     }
 
+    /// Of thousands of equal rings each has few places, and each meets all others there.
+    static constexpr qint64 mostCrossingPairs = 100'000;
+
     const QList<int>& m_partOf;
     ProblemList& m_problems;
     Work m_work;
-    std::vector<int> m_order; ///< of the rings as they lie
+    qint64 m_crossingPairs = 0; ///< of rings, found so far
+    std::vector<int> m_order;   ///< of the rings as they lie
     SegmentList m_list;
     SegmentPairs m_pairs;
     RunStrips m_strips;
