@@ -34,8 +34,8 @@ using Ring = QList<GisShapePoint>;
 QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings);
 
 struct RingNest {
-    /// How many others are around it; 0 for a ring without a vertex. Of equal rings one counts; an island that
-    /// fills a hole lies in it.
+    /// How many others are around it; 0 for a ring without a vertex. Of equal rings one counts; an island
+    /// that fills a hole lies in it.
     int depth = 0;
     int innermost = -1; ///< the smallest of these, by its place in the list; of equal ones that it belongs to
 };
