@@ -162,6 +162,12 @@ TEST(Measures, Planar) {
         const std::string other = ",(20 0,25 0,25 5,20 5,20 0))"; // of less than the shell, of more than is left
         EXPECT_GT(placeIn(("POLYGON((0 0,10 0,10 10,0 10,0 0)," + (holes + other)).c_str()).x(), 20) << holes;
     }
+    const double beside = std::nextafter(4e5, 1e6); // slivers an ulp wide, in which no number lies
+    for (const Part& sliver : {Part{{4e5, 5e6}, {beside, 5e6 + 20}, {4e5, 5e6 + 20}},
+                               Part{{5e6, 4e5}, {5e6 + 20, beside}, {5e6 + 20, 4e5}}}) {
+        const auto polygon = shapeOfParts<GisShapePolygon>({sliver});
+        EXPECT_LT(GisTopology().Distance(GisTopology::PointOnSurface(*polygon), *polygon), 1e-9);
+    }
     for (const double bad : {nan, infinity}) {
         const auto polygon = shapeOfParts<GisShapePolygon>({{{0, 0}, {4, 0}, {4, bad}, {0, 4}, {0, 0}}});
         EXPECT_TRUE(std::isnan(GisTopology::Length(*polygon)) && std::isnan(GisTopology::Area(*polygon)));

@@ -145,13 +145,25 @@ std::vector<std::size_t> EdgeMap::outermostHalves() const {
     return found;
 }
 
-QList<Ring> EdgeMap::ringsAround(const std::vector<bool>& isCovered, Work& work) const {
-    const auto isAround = [&isCovered](std::size_t half) {
-        return isCovered[half] && !isCovered[twin(half)];
+std::vector<int> EdgeMap::faces() const {
+    std::vector<int> faces(m_tails.size(), noArea);
+    int count = 0;
+    for (std::size_t start = 0; start < faces.size(); ++start) {
+        for (std::size_t half = start; faces[half] == noArea; half = next(half)) {
+            faces[half] = count;
+        }
+        count += faces[start] == count ? 1 : 0;
+    }
+    return faces;
+}
+
+QList<Ring> EdgeMap::ringsAround(const std::vector<int>& areas, Work& work) const {
+    const auto isAround = [&areas](std::size_t half) {
+        return areas[half] != noArea && areas[half] != areas[twin(half)];
     };
     std::vector<std::uint32_t> halves;
     for (const std::uint32_t half : m_fans.halves()) {
-        if (isCovered[half] != isCovered[twin(half)]) {
+        if (areas[half] != areas[twin(half)]) {
             halves.push_back(half);
         }
     }

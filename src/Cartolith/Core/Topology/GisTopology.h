@@ -384,10 +384,14 @@ public:
     /// A line may cross itself (see GetCrossings()) and go back the way it came. Parts with a NaN or infinite
     /// vertex are judged by their other vertices. The empty point and a shape without parts have no problem,
     /// a part without a vertex has too few. The list has at most a thousand entries of each kind, and what it
-    /// has no room for is not looked for. Empty when the busy callback stops it. Takes n log n time, in
-    /// whatever order the rings are, and a step for each pair of segments that touch or lie near each other:
-    /// a few seconds for 3000 rings that touch in one vertex or are equal. Rings in one another take time
-    /// quadratic in them: some seconds for 4000, a minute and a half for 20,000. Memory is linear.
+    /// has no room for is not looked for. Of each part a place is listed once where it meets itself, and once
+    /// where it meets later ones; after 100,000 pairs of segments of different rings that meet, no more are
+    /// looked for. Empty when the busy callback stops it.
+    ///
+    /// Takes n log n time, in whatever order the rings are, also of slanted strips side by side, and a step
+    /// for each pair of segments that touch or lie near each other: a few seconds for 3000 rings that touch
+    /// in one vertex or are equal. Rings in one another take time quadratic in them: some seconds for 4000, a
+    /// minute and a half for 20,000. Memory is linear.
     QList<GisShapeProblem> CheckShape(const Shapes::GisShape& shape) const;
 
     /// A sound shape of the same type with the same id and attributes: CheckShape() finds nothing in it.
@@ -407,7 +411,8 @@ public:
     ///
     /// n log n time and linear memory, n being the edges and the pieces that they cut each other into: a
     /// crossing takes half a kilobyte. To that comes a step for each pair of pieces that meet: about a second
-    /// for a nearly collinear ring of 1200 vertices. (Equal rings and equal pieces count once.)
+    /// for a nearly collinear ring of 1200 vertices. (Equal rings and equal pieces count once.) Rings in one
+    /// another take time quadratic in them, as in CheckShape().
     ///
     /// Coordinates of any finite size: where the largest is beyond 1e100 or below 1e-100, all are multiplied
     /// by a power of two for the time of the work, since products of them would overflow or underflow. That
@@ -443,10 +448,11 @@ public:
     /// areas sum to that of the polygon. A line that does not cut a shell in two, because it ends inside,
     /// leaves its vertices as they are, bit for bit. A polygon with problems is fixed first, as by
     /// FixShape(). Coordinates may be of any finite size, those of the line of about the size of the
-    /// polygon's. Points come back as one copy. Each shell takes time for itself and for those segments of
-    /// the line that meet its extent. Crossings are rounded as by FixShape(). \throws std::runtime_error
-    /// "GisTopology::SplitByLine failed: ..." with what FixShape() says, that there are more than 10 million
-    /// crossings, or what GEOS says, which puts the edges together
+    /// polygon's; what is of a size below 1e-100 beside ordinary ones may get lost. Points come back as one
+    /// copy. Each shell takes n log n time for itself, those segments of the line that meet its extent, and
+    /// their crossings. Crossings are rounded as by FixShape(). \throws std::runtime_error
+    /// "GisTopology::SplitByLine failed: ..." with what FixShape() says, or that there are more than 10
+    /// million crossings
     std::vector<std::unique_ptr<Shapes::GisShape>> SplitByLine(const Shapes::GisShape& shape,
                                                                const Shapes::GisShape& line) const;
 

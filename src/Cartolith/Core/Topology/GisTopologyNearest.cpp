@@ -205,7 +205,8 @@ private:
             const auto [lowB, highB] = Internal::reachOf(m_b, runB, along);
             return !isWorthwhile(std::max(lowA - highB, lowB - highA));
         };
-        return isApart(Internal::acrossOf(m_a, runA)) || isApart(Internal::acrossOf(m_b, runB)) ||
+        return isApart(Internal::acrossOf(m_a, runA).direction) ||
+               isApart(Internal::acrossOf(m_b, runB).direction) ||
                isApart(Internal::unitOf({m_b.vertex(runB.start).x - m_a.vertex(runA.start).x,
                                          m_b.vertex(runB.start).y - m_a.vertex(runA.start).y}));
     }

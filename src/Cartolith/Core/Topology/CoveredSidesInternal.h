@@ -1,0 +1,29 @@
+#pragma once
+
+#include <Cartolith/Core/Topology/EdgeMapInternal.h>
+
+#include <cstddef>
+#include <vector>
+
+namespace Cartolith::Core::Topology::Internal {
+
+/// What a ring is to a polygon.
+struct RingRole {
+    std::size_t polygon;
+    bool isHole;
+};
+
+/// Polygons of which each covers what its shell goes round and no hole of its does.
+struct Cover {
+    QList<Shapes::Internal::Ring> rings;
+    std::vector<std::vector<RingRole>> roles; ///< of the rings
+    std::size_t polygons = 0;
+};
+
+/// Whether what lies left of each half edge is covered. `noded` are the rings with vertices where they meet,
+/// as many as there are roles for, and what else the map was made of. Exact: nothing is rounded.
+/// n log n. \throws Stopped
+std::vector<bool> coveredSides(const Cover& cover, const QList<Shapes::Internal::Ring>& noded,
+                               const EdgeMap& map, Work& work);
+
+} // namespace Cartolith::Core::Topology::Internal
