@@ -231,7 +231,8 @@ TEST(Measures, Geodesic) {
          "POLYGON((805000 8140000,825000 8140000,825000 8160000,805000 8160000,805000 8140000))", -1, 399339087.611},
         {"projected, the whole world", *mercator,
          "POLYGON((-20037508 -2e7,20037508 -2e7,20037508 2e7,-20037508 2e7,-20037508 -2e7))", -1, 508277563208308.3},
-        {"projected, round a pole", *antarctic, "POLYGON((-1e6 -1e6,1e6 -1e6,1e6 1e6,-1e6 1e6,-1e6 -1e6))", -1, 4226850695987.0},
+        {"projected, round a pole", *antarctic, "POLYGON((-1e6 -1e6,1e6 -1e6,1e6 1e6,-1e6 1e6,-1e6 -1e6))", -1,
+         4226850695987.0},
         {"projected, with a hole round the pole", *antarctic,
          "POLYGON((-2e6 -2e6,2e6 -2e6,2e6 2e6,-2e6 2e6,-2e6 -2e6),(-1e6 -1e6,-1e6 1e6,1e6 1e6,1e6 -1e6,-1e6 -1e6))", -1,
          16893608911007.3 - 4226850695987.0},
@@ -270,6 +271,9 @@ TEST(Nearest, PointsOfTwoShapes) {
         {"LINESTRING(4 4,5 5)", ring, "POINT (4 4)", "POINT (2 4)"},
         {"POLYGON((1 3,1.5 3,1.5 4,1 3))", ring, "POINT (1 3)", "POINT (1 3)"},
         {"POLYGON((-9 -9,20 -9,20 20,-9 20,-9 -9))", ring, "POINT (0 0)", "POINT (0 0)"},
+        {"POINT(9 5)", "MULTIPOLYGON(((0 0,10 0,10 10,0 10,0 0)),((8 0,18 0,18 10,8 10,8 0)))", "POINT (9 5)",
+         "POINT (9 5)"},
+        {"POINT(5 5)", "POLYGON((0 0,9 0,9 9,0 9,0 0,9 0,9 9,0 9,0 0))", "POINT (5 5)", "POINT (5 5)"}, // twice
         {"POINT(1 1)", "LINESTRING EMPTY", nullptr, nullptr},
         {"POLYGON EMPTY", "LINESTRING EMPTY", nullptr, nullptr},
     };

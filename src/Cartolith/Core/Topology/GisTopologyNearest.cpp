@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Serialization/RingsInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
+#include <Cartolith/Core/Topology/CoveredSidesInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
@@ -15,6 +16,7 @@
 #include <limits>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace Cartolith::Core::Topology {
 
@@ -236,18 +238,29 @@ private:
 };
 
 /// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does.
+/// What lies in an odd number of rings does; of rings that overlap or go round twice, what lies in an even
+/// number may.
 std::optional<Position> vertexInArea(const Boundary& shape, const GisShape& area, const Boundary& rings,
                                      Work& work) {
-    if (dynamic_cast<const GisShapePolygon*>(&area) == nullptr) {
+    const auto* const polygon = dynamic_cast<const GisShapePolygon*>(&area);
+    if (polygon == nullptr) {
         return std::nullopt;
     }
+    std::vector<Shapes::Internal::PlaceWindings::Place> others;
     for (qsizetype i = 0; i < shape.partCount(); ++i) {
         const Position first = shape.vertex(shape.part(i).begin);
         if (Internal::isInOddNumberOfRings(rings, first, work)) {
             return first;
         }
+        if (rings.box().holds(first)) {
+            others.push_back({first.x, first.y});
+        }
     }
-    return std::nullopt;
+    if (others.empty() || !(Internal::largestCoordinate(rings.box()) < 1e200)) {
+        return std::nullopt;
+    }
+    const auto covered = Internal::firstCovered(others, polygon->parts(), work);
+    return covered ? std::optional<Position>({others[*covered].x, others[*covered].y}) : std::nullopt;
 }
 
 GisNearestPoints nearestPoints(const GisShape& first, const GisShape& second, Work& work) {
