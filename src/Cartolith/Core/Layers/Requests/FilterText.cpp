@@ -341,15 +341,8 @@ QString valueText(const QVariant& value) {
         return QStringLiteral("DATE ") + quoted(value.toDate().toString(Qt::ISODate), quote);
     case QMetaType::QTime:
         return QStringLiteral("TIME ") + quoted(value.toTime().toString(Qt::ISODateWithMs), quote);
-    case QMetaType::QDateTime: {
-        // By date and time: one that a change of clocks leaves out has no text as a whole.
-        const QDateTime moment = value.toDateTime();
-        const QString text = moment.timeSpec() == Qt::LocalTime
-                                 ? moment.date().toString(Qt::ISODate) + QLatin1Char('T') +
-                                       moment.time().toString(Qt::ISODateWithMs)
-                                 : moment.toString(Qt::ISODateWithMs);
-        return QStringLiteral("TIMESTAMP ") + quoted(text, quote);
-    }
+    case QMetaType::QDateTime:
+        return QStringLiteral("TIMESTAMP ") + quoted(Internal::isoText(value.toDateTime()), quote);
     case QMetaType::QString:
         return quoted(value.toString(), quote);
     default:

@@ -252,7 +252,7 @@ QHash<QString, QVariant> GisFeatureReader::attributes() const {
 }
 
 const GisShape* GisFeatureReader::shape() const {
-    return d->request.geometry == GisFeatureRequest::Geometry::Wanted ? d->current.shape : nullptr;
+    return hasGeometry() ? d->current.shape : nullptr;
 }
 
 std::unique_ptr<GisShape> GisFeatureReader::takeShape() {
@@ -270,6 +270,20 @@ std::unique_ptr<GisShape> GisFeatureReader::takeShape() {
         }
     }
     return taken;
+}
+
+const Shapes::AttributeSlot& GisFeatureReader::attributeSlot() const {
+    return d->attributes();
+}
+
+bool GisFeatureReader::hasGeometry() const {
+    return d->request.geometry == GisFeatureRequest::Geometry::Wanted;
+}
+
+QList<Internal::FieldType> GisFeatureReader::fieldTypes() const {
+    QList<Internal::FieldType> types = d->source->fieldTypes();
+    types.removeIf([this](const Internal::FieldType& field) { return !d->isAsked(field.name); });
+    return types;
 }
 
 const QList<Defs::GisAttributeDefinition>& GisFeatureReader::fields() const {

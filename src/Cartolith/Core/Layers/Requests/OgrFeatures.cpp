@@ -41,6 +41,22 @@ OgrFeatures::~OgrFeatures() {
     m_selection.reset();
 }
 
+QList<FieldType> OgrFeatures::fieldTypes() const {
+    QList<FieldType> types;
+    OGRFeatureDefn& schema = *m_table.GetLayerDefn();
+    for (qsizetype i = 0; i < m_definitions.size(); ++i) {
+        const QString& name = m_definitions[i].name();
+        const OGRFieldType type = schema.GetFieldDefn(static_cast<int>(i))->GetType();
+        types.removeIf([&name](const FieldType& other) { return other.name == name; });
+        types.append({name, m_definitions[i].type(),
+                      type == OFTIntegerList     ? QMetaType::Int
+                      : type == OFTInteger64List ? QMetaType::LongLong
+                      : type == OFTRealList      ? QMetaType::Double
+                                                 : QMetaType::QString});
+    }
+    return types;
+}
+
 void OgrFeatures::interrupt() noexcept {
     if (isOneOf(m_driver, {"GPKG", "SQLite", "PostgreSQL"})) { // others complain
         m_snapshot.source().interrupt();

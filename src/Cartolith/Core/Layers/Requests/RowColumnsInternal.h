@@ -1,0 +1,36 @@
+#pragma once
+
+#include <Cartolith/Core/Shapes/AttributeRowInternal.h>
+
+#include <QStringList>
+
+#include <utility>
+#include <vector>
+
+namespace Cartolith::Core::Layers::Internal {
+
+/// Where some fields lie in rows of the schema that was met last.
+class RowColumns {
+public:
+    explicit RowColumns(QStringList fields) : m_fields(std::move(fields)) {}
+
+    const QStringList& fields() const noexcept { return m_fields; }
+    /// In a row that is not null, the column of each field, -1 for one that it does not have.
+    const std::vector<int>& in(const Shapes::Internal::AttributeRow& row) {
+        if (m_schema.data() != &row.schema()) {
+            m_schema = Shapes::Internal::AttributeSchema::Pointer(&row.schema());
+            m_columns.clear();
+            for (const QString& field : std::as_const(m_fields)) {
+                m_columns.push_back(m_schema->indexOf(field));
+            }
+        }
+        return m_columns;
+    }
+
+private:
+    QStringList m_fields;
+    Shapes::Internal::AttributeSchema::Pointer m_schema;
+    std::vector<int> m_columns;
+};
+
+} // namespace Cartolith::Core::Layers::Internal
