@@ -222,7 +222,10 @@ protected:
         if (is(2)) {
             const double x = draw(random, 100);
             const double y = draw(random, 100);
-            request.extent = GisExtent(x, y, x + draw(random, 30), y + draw(random, 30));
+            const double odd[] = {-HUGE_VAL, HUGE_VAL, std::nan(""), -1e308, 1e308, 1e-320, x, y};
+            request.extent = is(5) ? GisExtent(odd[draw(random, 8)], odd[draw(random, 8)], odd[draw(random, 8)],
+                                               odd[draw(random, 8)])
+                                   : GisExtent(x, y, x + draw(random, 30), y + draw(random, 30));
         }
         if (!is(3)) {
             request.filter = filters.next();
@@ -230,7 +233,7 @@ protected:
         if (is(4)) {
             request.featureIds.emplace();
             for (int i = draw(random, 40); i > 0; --i) {
-                request.featureIds->append(draw(random, rows * 2) - 1);
+                request.featureIds->append(draw(random, rows * 2) - 1 - (is(4) ? qint64{1} << 32 : 0));
             }
         }
         if (is(2)) {

@@ -23,7 +23,7 @@ bool FeatureTest::wantsId(qint64 id) const {
 
 QVariant FeatureTest::valueOf(const Shapes::AttributeSlot& slot, const AttributeRow& row,
                               const QString& field) const {
-    const qsizetype which = row.isNull() ? -1 : m_columns.fields().indexOf(field);
+    const qsizetype which = row.isNull() ? -1 : m_columns.indexOf(field);
     if (which < 0) {
         return slot.value(field);
     }

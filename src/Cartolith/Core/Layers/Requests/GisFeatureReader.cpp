@@ -135,12 +135,15 @@ public:
     }
 
     bool advance() {
+        if (isFull()) {
+            return false;
+        }
         if (!isBegun) { // here, where it can be cancelled: a source may look through all it has for the first
             isBegun = true;
             source->begin(plan);
         }
         if (!ordered) {
-            return !isFull() && read(current);
+            return read(current);
         }
         if (!isOrdered) {
             for (FeatureAnswer answer; read(answer);) {

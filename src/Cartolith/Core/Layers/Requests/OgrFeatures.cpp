@@ -203,7 +203,9 @@ FeaturePtr OgrFeatures::nextById() {
     const auto& ids = *m_plan->test.ids();
     const GdalErrorCapture errors; // of a Shapefile that there is none of an id
     while (m_atId < ids.size() && !m_plan->isCancelled) {
-        if (FeaturePtr feature{m_layer->GetFeature(ids[m_atId++])}) {
+        const qint64 id = ids[m_atId++];
+        FeaturePtr feature(m_layer->GetFeature(id));
+        if (feature != nullptr && feature->GetFID() == id) { // not that of the lower 32 bits
             return feature;
         }
         if (m_driver != QLatin1String("ESRI Shapefile") && !errors.message().isEmpty()) {
@@ -273,7 +275,8 @@ void OgrFeatures::take(OGRFeature& feature) {
 bool OgrFeatures::next() {
     const GdalErrorCapture errors;
     const FeatureTest& test = m_plan->test;
-    while (!m_plan->isCancelled && (!test.extent() || !test.extent()->isEmpty())) {
+    const bool isNone = (test.extent() && test.extent()->isEmpty()) || (test.ids() && test.ids()->empty());
+    while (!m_plan->isCancelled && !isNone) {
         if (m_pending.empty()) {
             const FeaturePtr feature = nextFeature();
             if (feature == nullptr) {

@@ -2,6 +2,7 @@
 
 #include <Cartolith/Core/Shapes/AttributeRowInternal.h>
 
+#include <QHash>
 #include <QStringList>
 
 #include <utility>
@@ -12,9 +13,18 @@ namespace Cartolith::Core::Layers::Internal {
 /// Where some fields lie in rows of the schema that was met last.
 class RowColumns {
 public:
-    explicit RowColumns(QStringList fields) : m_fields(std::move(fields)) {}
+    explicit RowColumns(QStringList fields) : m_fields(std::move(fields)) {
+        constexpr qsizetype few = 8; // looked through as quickly
+        for (qsizetype i = 0; m_fields.size() > few && i < m_fields.size(); ++i) {
+            m_byName.insert(m_fields[i], i);
+        }
+    }
 
     const QStringList& fields() const noexcept { return m_fields; }
+    /// The place of a field among them, or -1.
+    qsizetype indexOf(const QString& field) const {
+        return m_byName.isEmpty() ? m_fields.indexOf(field) : m_byName.value(field, -1);
+    }
     /// In a row that is not null, the column of each field, -1 for one that it does not have.
     const std::vector<int>& in(const Shapes::Internal::AttributeRow& row) {
         if (m_schema.data() != &row.schema()) {
@@ -29,6 +39,7 @@ public:
 
 private:
     QStringList m_fields;
+    QHash<QString, qsizetype> m_byName; // where they are many
     Shapes::Internal::AttributeSchema::Pointer m_schema;
     std::vector<int> m_columns;
 };
