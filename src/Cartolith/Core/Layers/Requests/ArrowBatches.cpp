@@ -101,7 +101,7 @@ void ArrowBatches::describe(ArrowSchema& schema) {
     settle();
     ArrowSchemaParts parts{"+s", {}, {}, false, {}};
     for (ArrowColumn* const column : m_columns) {
-        parts.children.emplace_back(new ArrowSchema{});
+        parts.children.push_back(newOwn<ArrowSchema>());
         column->describe(*parts.children.back());
     }
     fill(schema, std::move(parts));
@@ -117,7 +117,7 @@ bool ArrowBatches::next(ArrowArray& batch) {
     parts.length = std::exchange(m_rows, 0);
     parts.buffers.emplace_back(); // all rows are there
     for (ArrowColumn* const column : m_columns) {
-        parts.children.emplace_back(new ArrowArray{});
+        parts.children.push_back(newOwn<ArrowArray>());
         column->take(*parts.children.back());
     }
     fill(batch, std::move(parts));

@@ -389,7 +389,7 @@ void ArrowColumn::describe(ArrowSchema& schema) {
     }
     ArrowSchemaParts parts{m_schema.format, m_schema.name, m_schema.metadata, m_schema.isNullable, {}};
     if (m_elements != nullptr) {
-        parts.children.emplace_back(new ArrowSchema{});
+        parts.children.push_back(newOwn<ArrowSchema>());
         m_elements->describe(*parts.children.back());
     }
     fill(schema, std::move(parts));
@@ -410,7 +410,7 @@ void ArrowColumn::take(ArrowArray& array) {
         parts.buffers.push_back(std::exchange(m_data, {}));
     }
     if (m_elements != nullptr) {
-        parts.children.emplace_back(new ArrowArray{});
+        parts.children.push_back(newOwn<ArrowArray>());
         m_elements->take(*parts.children.back());
     }
     fill(array, std::move(parts));

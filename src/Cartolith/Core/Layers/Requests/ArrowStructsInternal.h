@@ -23,6 +23,10 @@ struct ArrowRelease {
 };
 template <typename Struct>
 using ArrowOwn = std::unique_ptr<Struct, ArrowRelease>;
+template <typename Struct>
+ArrowOwn<Struct> newOwn() {
+    return ArrowOwn<Struct>(new Struct{});
+}
 
 struct ArrowArrayParts {
     std::int64_t length = 0;

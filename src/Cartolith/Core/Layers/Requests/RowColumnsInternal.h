@@ -2,9 +2,9 @@
 
 #include <Cartolith/Core/Shapes/AttributeRowInternal.h>
 
-#include <QHash>
 #include <QStringList>
 
+#include <unordered_map>
 #include <utility>
 #include <vector>
 
@@ -16,14 +16,18 @@ public:
     explicit RowColumns(QStringList fields) : m_fields(std::move(fields)) {
         constexpr qsizetype few = 8; // looked through as quickly
         for (qsizetype i = 0; m_fields.size() > few && i < m_fields.size(); ++i) {
-            m_byName.insert(m_fields[i], i);
+            m_byName.emplace(m_fields[i], i);
         }
     }
 
     const QStringList& fields() const noexcept { return m_fields; }
     /// The place of a field among them, or -1.
     qsizetype indexOf(const QString& field) const {
-        return m_byName.isEmpty() ? m_fields.indexOf(field) : m_byName.value(field, -1);
+        if (m_byName.empty()) {
+            return m_fields.indexOf(field);
+        }
+        const auto found = m_byName.find(field);
+        return found == m_byName.end() ? -1 : found->second;
     }
     /// In a row that is not null, the column of each field, -1 for one that it does not have.
     const std::vector<int>& in(const Shapes::Internal::AttributeRow& row) {
@@ -39,7 +43,8 @@ public:
 
 private:
     QStringList m_fields;
-    QHash<QString, qsizetype> m_byName; // where they are many
+    std::unordered_map<QString, qsizetype>
+        m_byName; // where they are many; a QHash ends the process without memory
     Shapes::Internal::AttributeSchema::Pointer m_schema;
     std::vector<int> m_columns;
 };
