@@ -12,14 +12,20 @@
 //   cartolith-large-layers windows COUNT FILE
 //
 // asks for windows of some 1,000 polygons of the file, beside plain OGR.
+//
+//   cartolith-large-layers columns COUNT FILE
+//
+// goes over the polygons of the file as batches of columns, and as features.
 
 #include <Cartolith/Core/Layers/Commands/GisDeleteShapeCommand.h>
 #include <Cartolith/Core/Layers/Commands/GisMacroCommand.h>
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFileInfo>
+#include <ogr_recordbatch.h>
 #include <ogrsf_frmts.h>
 
 #include <algorithm>
@@ -243,6 +249,68 @@ void askWindows(const std::string& path, int count) {
                 residentMegabytes() - before, static_cast<double>(layer.cachedBytes()) / 1e6);
 }
 
+qint64 rowsOf(ArrowArrayStream& stream) {
+    qint64 rows = 0;
+    for (ArrowArray batch = {}; stream.get_next(&stream, &batch) == 0 && batch.release != nullptr;) {
+        rows += batch.length;
+        batch.release(&batch);
+    }
+    stream.release(&stream);
+    return rows;
+}
+
+qint64 rowsOf(Layers::GisFeatureReader& reader) {
+    qint64 rows = 0;
+    for (; reader.next(); ++rows) {
+        reader.shape();
+    }
+    return rows;
+}
+
+/// One after the other, so that what else the machine does meets all of them.
+void readColumns(const std::string& path, int count) {
+    const Dataset dataset = openFile(path);
+    Layers::GisLayerOgrVector layer(QString::fromStdString(path));
+    layer.open();
+    const auto fromSource = [&path] {
+        return Layers::GisFeatureReader::fromSource(QString::fromStdString(path), {}, {});
+    };
+    const auto throughArrow = [](std::unique_ptr<Layers::GisFeatureReader> reader) {
+        ArrowArrayStream stream = {};
+        Layers::GisFeatureReader::toArrow(std::move(reader), stream);
+        return rowsOf(stream);
+    };
+    const std::vector<std::pair<const char*, std::function<qint64()>>> ways{
+        {"OGR's GetArrowStream()",
+         [&] {
+             ArrowArrayStream stream = {};
+             dataset->GetLayer(0)->ResetReading();
+             dataset->GetLayer(0)->GetArrowStream(&stream, nullptr);
+             return rowsOf(stream);
+         }},
+        {"the file, next()", [&] { return rowsOf(*fromSource()); }},
+        {"the file, toArrow()", [&] { return throughArrow(fromSource()); }},
+        {"the layer, next()", [&] { return rowsOf(*layer.read({})); }},
+        {"the layer, toArrow()", [&] { return throughArrow(layer.read({})); }},
+    };
+    std::vector<std::vector<double>> seconds(ways.size());
+    constexpr int runs = 5;
+    for (int run = 0; run < runs; ++run) {
+        for (std::size_t i = 0; i < ways.size(); ++i) {
+            seconds[i].push_back(secondsOf([&] {
+                if (ways[i].second() != count) {
+                    throw std::runtime_error(path + ": it was made with another count");
+                }
+            }));
+        }
+    }
+    for (std::size_t i = 0; i < ways.size(); ++i) {
+        const double typical = median(seconds[i]);
+        std::printf("%-24s %6.2f s  %5.2f million rows a second\n", ways[i].first, typical,
+                    count / typical / 1e6);
+    }
+}
+
 void edit(int count) {
     using Shapes::GisShapePoint;
     std::mt19937 random(1);
@@ -287,8 +355,9 @@ int main(int argc, char** argv) try {
         edit(std::max(std::atoi(argv[2]), 20'000));
         return 0;
     }
-    if (argc != 4 || (kind != "points" && kind != "polygons" && kind != "windows")) {
-        std::fputs("cartolith-large-layers points|polygons|windows COUNT FILE | edits COUNT\n", stderr);
+    if (argc != 4 || (kind != "points" && kind != "polygons" && kind != "windows" && kind != "columns")) {
+        std::fputs("cartolith-large-layers points|polygons|windows|columns COUNT FILE | edits COUNT\n",
+                   stderr);
         return 2;
     }
     const bool isPolygon = kind != "points";
@@ -297,6 +366,10 @@ int main(int argc, char** argv) try {
     GDALAllRegister();
     if (!QFileInfo::exists(QString::fromStdString(path))) {
         makeFile(path, isPolygon, count);
+    }
+    if (kind == "columns") {
+        inNewProcess([&] { readColumns(path, count); });
+        return 0;
     }
     if (kind == "windows") {
         inNewProcess([&] { walk(path, count); });

@@ -128,6 +128,7 @@ TEST_F(OnDemand, AnswersAsALayerReadWhole) {
             ASSERT_NE(shape, nullptr);
             EXPECT_EQ(nameOf(*shape), nameOf(*whole.getShape(17)));
             EXPECT_EQ(layer.shapeForFeatureId(123'456), nullptr);
+            EXPECT_EQ(layer.shapeForFeatureId(1 - (qint64{1} << 32)), nullptr);
         }
     }
 }

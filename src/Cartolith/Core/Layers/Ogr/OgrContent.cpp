@@ -123,6 +123,9 @@ bool OgrContent::readFeature(qint64 id) {
         }
         return false;
     }
+    if (feature->GetFID() != id) { // that of the lower 32 bits
+        return false;
+    }
     const Skip skip = std::exchange(m_skip, {});
     take(*feature, complaint);
     m_skip = skip;

@@ -135,12 +135,15 @@ public:
     }
 
     bool advance() {
+        if (isFull()) {
+            return false;
+        }
         if (!isBegun) { // here, where it can be cancelled: a source may look through all it has for the first
             isBegun = true;
             source->begin(plan);
         }
         if (!ordered) {
-            return !isFull() && read(current);
+            return read(current);
         }
         if (!isOrdered) {
             for (FeatureAnswer answer; read(answer);) {
@@ -252,7 +255,7 @@ QHash<QString, QVariant> GisFeatureReader::attributes() const {
 }
 
 const GisShape* GisFeatureReader::shape() const {
-    return d->request.geometry == GisFeatureRequest::Geometry::Wanted ? d->current.shape : nullptr;
+    return hasGeometry() ? d->current.shape : nullptr;
 }
 
 std::unique_ptr<GisShape> GisFeatureReader::takeShape() {
@@ -270,6 +273,20 @@ std::unique_ptr<GisShape> GisFeatureReader::takeShape() {
         }
     }
     return taken;
+}
+
+const Shapes::AttributeSlot& GisFeatureReader::attributeSlot() const {
+    return d->attributes();
+}
+
+bool GisFeatureReader::hasGeometry() const {
+    return d->request.geometry == GisFeatureRequest::Geometry::Wanted;
+}
+
+QList<Internal::FieldType> GisFeatureReader::fieldTypes() const {
+    QList<Internal::FieldType> types = d->source->fieldTypes();
+    types.removeIf([this](const Internal::FieldType& field) { return !d->isAsked(field.name); });
+    return types;
 }
 
 const QList<Defs::GisAttributeDefinition>& GisFeatureReader::fields() const {

@@ -41,6 +41,22 @@ OgrFeatures::~OgrFeatures() {
     m_selection.reset();
 }
 
+QList<FieldType> OgrFeatures::fieldTypes() const {
+    QList<FieldType> types;
+    OGRFeatureDefn& schema = *m_table.GetLayerDefn();
+    for (qsizetype i = 0; i < m_definitions.size(); ++i) {
+        const QString& name = m_definitions[i].name();
+        const OGRFieldType type = schema.GetFieldDefn(static_cast<int>(i))->GetType();
+        types.removeIf([&name](const FieldType& other) { return other.name == name; });
+        types.append({name, m_definitions[i].type(),
+                      type == OFTIntegerList     ? QMetaType::Int
+                      : type == OFTInteger64List ? QMetaType::LongLong
+                      : type == OFTRealList      ? QMetaType::Double
+                                                 : QMetaType::QString});
+    }
+    return types;
+}
+
 void OgrFeatures::interrupt() noexcept {
     if (isOneOf(m_driver, {"GPKG", "SQLite", "PostgreSQL"})) { // others complain
         m_snapshot.source().interrupt();
@@ -187,7 +203,9 @@ FeaturePtr OgrFeatures::nextById() {
     const auto& ids = *m_plan->test.ids();
     const GdalErrorCapture errors; // of a Shapefile that there is none of an id
     while (m_atId < ids.size() && !m_plan->isCancelled) {
-        if (FeaturePtr feature{m_layer->GetFeature(ids[m_atId++])}) {
+        const qint64 id = ids[m_atId++];
+        FeaturePtr feature(m_layer->GetFeature(id));
+        if (feature != nullptr && feature->GetFID() == id) { // not that of the lower 32 bits
             return feature;
         }
         if (m_driver != QLatin1String("ESRI Shapefile") && !errors.message().isEmpty()) {
@@ -257,7 +275,8 @@ void OgrFeatures::take(OGRFeature& feature) {
 bool OgrFeatures::next() {
     const GdalErrorCapture errors;
     const FeatureTest& test = m_plan->test;
-    while (!m_plan->isCancelled && (!test.extent() || !test.extent()->isEmpty())) {
+    const bool isNone = (test.extent() && test.extent()->isEmpty()) || (test.ids() && test.ids()->empty());
+    while (!m_plan->isCancelled && !isNone) {
         if (m_pending.empty()) {
             const FeaturePtr feature = nextFeature();
             if (feature == nullptr) {

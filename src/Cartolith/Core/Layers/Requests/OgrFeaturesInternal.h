@@ -18,6 +18,7 @@ public:
     ~OgrFeatures() override;
 
     QList<Defs::GisAttributeDefinition> definitions() const override { return m_definitions; }
+    QList<FieldType> fieldTypes() const override;
     std::shared_ptr<const CoordinateSystems::CoordinateSystem> system() const override { return m_system; }
     void begin(const Plan& plan) override;
     bool next() override;

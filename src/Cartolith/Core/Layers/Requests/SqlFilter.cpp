@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/Requests/FilterNodeInternal.h>
+#include <Cartolith/Core/Layers/Requests/FilterTokensInternal.h>
 #include <Cartolith/Core/Layers/Requests/SqlFilterInternal.h>
 
 #include <ogrsf_frmts.h>
@@ -13,10 +14,6 @@ namespace Cartolith::Core::Layers::Internal {
 namespace {
 
 using Comparison = GisFeatureFilter::Comparison;
-
-QString quotedBy(QLatin1Char quote, const QString& text) {
-    return quote + QString(text).replace(quote, QString(2, quote)) + quote;
-}
 
 /// A double by whole numbers and powers of two: a decimal may be read as its neighbour. Null for one that
 /// cannot be said so.
@@ -63,13 +60,13 @@ const char* signOf(Comparison comparison) {
 } // namespace
 
 QString sqlName(const QString& name) {
-    return quotedBy(QLatin1Char('"'), name);
+    return quoted(name, QLatin1Char('"'));
 }
 
 QString sqlText(const QString& text) {
     const bool isPlain = !text.contains(QChar(0)) && !text.contains(QChar(QChar::ReplacementCharacter)) &&
                          QString::fromUtf8(text.toUtf8()) == text;
-    return isPlain ? quotedBy(QLatin1Char('\''), text) : QString();
+    return isPlain ? quoted(text, QLatin1Char('\'')) : QString();
 }
 
 SqlFilter::Column SqlFilter::columnOf(const QString& field) const {
