@@ -274,6 +274,8 @@ TEST(Nearest, PointsOfTwoShapes) {
         {"POINT(9 5)", "MULTIPOLYGON(((0 0,10 0,10 10,0 10,0 0)),((8 0,18 0,18 10,8 10,8 0)))", "POINT (9 5)",
          "POINT (9 5)"},
         {"POINT(5 5)", "POLYGON((0 0,9 0,9 9,0 9,0 0,9 0,9 9,0 9,0 0))", "POINT (5 5)", "POINT (5 5)"}, // twice
+        {"POINT(5 5)", "POLYGON((0 0,9 0,9 9,0 9,0 0),(2 2,8 2,8 8,2 8,2 2),(2 2,8 2,8 8,2 8,2 2))", "POINT (5 5)",
+         "POINT (5 2)"}, // a hole stored twice
         {"POINT(1 1)", "LINESTRING EMPTY", nullptr, nullptr},
         {"POLYGON EMPTY", "LINESTRING EMPTY", nullptr, nullptr},
     };

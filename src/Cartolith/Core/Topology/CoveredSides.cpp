@@ -1,9 +1,7 @@
-#include <Cartolith/Core/Shapes/RingKeyInternal.h>
+#include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
 #include <Cartolith/Core/Topology/CoveredSidesInternal.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 
-#include <algorithm>
-#include <map>
 #include <utility>
 
 namespace Cartolith::Core::Topology::Internal {
@@ -11,7 +9,6 @@ namespace Cartolith::Core::Topology::Internal {
 using Shapes::GisShapePoint;
 using Shapes::Internal::PlaceWindings;
 using Shapes::Internal::Ring;
-using Shapes::Internal::vertexKey;
 
 namespace {
 
@@ -55,41 +52,6 @@ private:
     int m_covering = 0; ///< polygons
 };
 
-/// Of places moved to the left by as little as need be.
-bool isLeftOf(const GisShapePoint& a, const GisShapePoint& b, const PlaceWindings::Place& place) {
-    const int side = orientation(a.x(), a.y(), b.x(), b.y(), place.x, place.y);
-    return b.y() > a.y() ? side < 0 : side > 0;
-}
-
-class CoveredPlaces : private PlaceWindings::Visitor {
-public:
-    CoveredPlaces(const Cover& cover, Work& work) : m_at(cover), m_work(work) {
-        for (qsizetype i = 0; i < cover.rings.size(); ++i) {
-            m_windings.addRing(cover.rings[i], static_cast<int>(i));
-        }
-    }
-
-    /// \throws Stopped
-    std::vector<bool> find(const std::vector<PlaceWindings::Place>& places) {
-        m_isCovered.assign(places.size(), false);
-        m_windings.visit(places, *this);
-        return std::move(m_isCovered);
-    }
-
-private:
-    bool isLeft(const GisShapePoint& a, const GisShapePoint& b, const PlaceWindings::Place& place) override {
-        return isLeftOf(a, b, place);
-    }
-    void change(int ring, int by) override { m_at.change(ring, by); }
-    void look(qint64 edges) override { m_work.add(edges); }
-    void arrive(int place) override { m_isCovered[static_cast<std::size_t>(place)] = m_at.isCovered(); }
-
-    CoverAtPlace m_at;
-    Work& m_work;
-    PlaceWindings m_windings;
-    std::vector<bool> m_isCovered;
-};
-
 /// What lies left of each half edge. Each connected piece of the map is walked from one face to the next over
 /// the edges between them, beginning left of its leftmost vertex, where what the other pieces cover is known
 /// from the rings' winding numbers. Nothing is rounded.
@@ -122,7 +84,7 @@ private:
     };
 
     bool isLeft(const GisShapePoint& a, const GisShapePoint& b, const PlaceWindings::Place& place) override {
-        return isLeftOf(a, b, place);
+        return passesLeftOf(a, b, place);
     }
     void change(int ring, int by) override { m_at.change(ring, by); }
     void look(qint64 edges) override { m_work.add(edges); }
@@ -176,39 +138,6 @@ private:
 };
 
 } // namespace
-
-Cover coverOf(const QList<Ring>& rings) {
-    Cover cover;
-    std::map<Shapes::Internal::RingKey, std::size_t> numbers;
-    for (const QList<Ring>& polygon : Shapes::Internal::shellsWithHoles(rings)) {
-        for (qsizetype i = 0; i < polygon.size(); ++i) {
-            const auto [its, isNew] = numbers.emplace(vertexKey(polygon[i]), cover.roles.size());
-            if (isNew) {
-                cover.rings.append(polygon[i]);
-                cover.roles.emplace_back();
-            }
-            cover.roles[its->second].push_back({cover.polygons, i > 0});
-        }
-        ++cover.polygons;
-    }
-    return cover;
-}
-
-std::optional<std::size_t> firstCovered(const std::vector<PlaceWindings::Place>& places,
-                                        const QList<Ring>& rings, Work& work) {
-    Cover alone; // which rings are holes takes longer to tell, and is seldom asked
-    for (const Ring& ring : rings) {
-        alone.rings.append(ring);
-        alone.roles.push_back({{alone.polygons++, false}});
-    }
-    const auto firstIn = [&](const Cover& cover) -> std::optional<std::size_t> {
-        const std::vector<bool> isCovered = CoveredPlaces(cover, work).find(places);
-        const auto found = std::find(isCovered.begin(), isCovered.end(), true);
-        return found == isCovered.end() ? std::nullopt
-                                        : std::optional<std::size_t>(found - isCovered.begin());
-    };
-    return firstIn(alone).has_value() ? firstIn(coverOf(rings)) : std::nullopt;
-}
 
 std::vector<bool> coveredSides(const Cover& cover, const QList<Ring>& noded, const EdgeMap& map, Work& work) {
     return CoveredSides(cover, map, work).find(noded);

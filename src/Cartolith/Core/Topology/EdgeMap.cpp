@@ -157,7 +157,7 @@ std::vector<int> EdgeMap::faces() const {
     return faces;
 }
 
-QList<Ring> EdgeMap::ringsAround(const std::vector<int>& areas, Work& work) const {
+QList<AreaRing> EdgeMap::ringsAround(const std::vector<int>& areas, Work& work) const {
     const auto isAround = [&areas](std::size_t half) {
         return areas[half] != noArea && areas[half] != areas[twin(half)];
     };
@@ -168,7 +168,7 @@ QList<Ring> EdgeMap::ringsAround(const std::vector<int>& areas, Work& work) cons
         }
     }
     const Fans fans(std::move(halves), m_tails, m_places.size());
-    QList<Ring> rings;
+    QList<AreaRing> rings;
     std::vector<bool> isDone(m_tails.size(), false);
     std::vector<std::int64_t> numberOnWay(m_places.size(), -1);
     std::vector<std::uint32_t> way; // vertices
@@ -196,7 +196,7 @@ QList<Ring> EdgeMap::ringsAround(const std::vector<int>& areas, Work& work) cons
             way.resize(static_cast<std::size_t>(again));
             ring.append(ring.constFirst());
             if (ring.size() > 3) {
-                rings.append(std::move(ring));
+                rings.append({std::move(ring), areas[start]});
             }
         }
         work.add(16 * steps);

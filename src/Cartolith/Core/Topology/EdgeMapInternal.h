@@ -10,6 +10,11 @@
 
 namespace Cartolith::Core::Topology::Internal {
 
+struct AreaRing {
+    Shapes::Internal::Ring ring;
+    int area; ///< on its left
+};
+
 /// The edges of rings or lines that meet in vertices only, and how they go round the faces between them:
 /// halves of edges, the one from a vertex to another and its twin the other way, each with the face on its
 /// left. Edges that a ring takes as often forth as back are left out.
@@ -49,7 +54,7 @@ public:
 
     /// The edges between areas, and between these and what is none, as rings that do not touch themselves,
     /// around each area with it on their left. The area left of each half edge is given. \throws Stopped
-    QList<Shapes::Internal::Ring> ringsAround(const std::vector<int>& areas, Work& work) const;
+    QList<AreaRing> ringsAround(const std::vector<int>& areas, Work& work) const;
 
 private:
     /// Half edges about the vertices that they leave, counterclockwise.

@@ -86,6 +86,9 @@ std::unique_ptr<GisShape> bufferOf(const GisShape& shape, double distance, const
     if (buffer == nullptr) {
         throw std::runtime_error("GisTopology::Buffer failed: " + capture.message().toStdString());
     }
+    if (buffer->IsEmpty() != 0) {
+        return result;
+    }
     auto polygons = Serialization::Ogr::Internal::shapesOf(std::move(buffer));
     if (!polygons.problem.isEmpty()) {
         throw std::runtime_error("GisTopology::Buffer failed: " + polygons.problem.toStdString());

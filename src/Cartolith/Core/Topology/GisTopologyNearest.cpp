@@ -1,7 +1,9 @@
 #include <Cartolith/Core/Serialization/RingsInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Shapes/PartsInternal.h>
+#include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
+#include <Cartolith/Core/Shapes/RingNestingInternal.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
-#include <Cartolith/Core/Topology/CoveredSidesInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
@@ -14,7 +16,9 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <map>
 #include <optional>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -28,6 +32,8 @@ using Shapes::GisShape;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
 using Shapes::GisShapePolyline;
+using Shapes::Internal::PlaceWindings;
+using Shapes::Internal::Ring;
 
 namespace {
 
@@ -237,29 +243,94 @@ private:
     QVarLengthArray<Pair, 128> m_pending; ///< at most eight siblings on each level of either tree
 };
 
-/// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does.
-/// What lies in an odd number of rings does; of rings that overlap or go round twice, what lies in an even
-/// number may.
+/// Finds a place that rings cover though parity does not tell, as they overlap or go round it twice: of those
+/// around it, told apart by nesting, one is a shell without a hole.
+class CoveredPlace : private PlaceWindings::Visitor {
+public:
+    CoveredPlace(const QList<Ring>& rings, Work& work)
+        : m_rings(rings), m_work(work), m_windings(static_cast<std::size_t>(rings.size()), 0) {}
+
+    /// \throws Stopped
+    std::optional<std::size_t> find(const std::vector<PlaceWindings::Place>& places) {
+        PlaceWindings windings;
+        for (qsizetype i = 0; i < m_rings.size(); ++i) {
+            windings.addRing(m_rings[i], static_cast<int>(i));
+        }
+        windings.visit(places, *this);
+        return m_found;
+    }
+
+private:
+    bool isLeft(const GisShapePoint& a, const GisShapePoint& b, const PlaceWindings::Place& place) override {
+        return Internal::passesLeftOf(a, b, place);
+    }
+    void look(qint64 edges) override { m_work.add(edges); }
+    void change(int ring, int by) override {
+        int& winding = m_windings[static_cast<std::size_t>(ring)];
+        winding += by;
+        if (winding == 0) {
+            m_around.erase(ring);
+        } else {
+            m_around.insert(ring);
+        }
+    }
+    void arrive(int place) override {
+        const auto [isCovered, isNew] = m_known.emplace(m_around, false);
+        if (isNew) {
+            QList<Ring> rings;
+            for (const int ring : m_around) {
+                rings.append(m_rings[ring]);
+            }
+            const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
+            isCovered->second = std::any_of(polygons.begin(), polygons.end(),
+                                            [](const QList<Ring>& polygon) { return polygon.size() == 1; });
+        }
+        if (isCovered->second && !m_found.has_value()) {
+            m_found = static_cast<std::size_t>(place);
+        }
+    }
+
+    const QList<Ring>& m_rings;
+    Work& m_work;
+    std::vector<int> m_windings;
+    std::set<int> m_around;
+    std::map<std::set<int>, bool> m_known; ///< whether they cover what they all go round
+    std::optional<std::size_t> m_found;
+};
+
+/// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does. Of
+/// rings that overlap or go round twice parity does not tell.
 std::optional<Position> vertexInArea(const Boundary& shape, const GisShape& area, const Boundary& rings,
                                      Work& work) {
     const auto* const polygon = dynamic_cast<const GisShapePolygon*>(&area);
     if (polygon == nullptr) {
         return std::nullopt;
     }
-    std::vector<Shapes::Internal::PlaceWindings::Place> others;
+    const bool isRegular = Internal::largestCoordinate(rings.box()) < 1e200;
+    std::vector<Box> boxes;
+    for (const QList<GisShapePoint>& ring : polygon->parts()) {
+        const Shapes::GisExtent extent = Shapes::Internal::extentOfParts({ring});
+        boxes.push_back({extent.xMin(), extent.yMin(), extent.xMax(), extent.yMax()});
+    }
+    std::vector<PlaceWindings::Place> others;
     for (qsizetype i = 0; i < shape.partCount(); ++i) {
         const Position first = shape.vertex(shape.part(i).begin);
-        if (Internal::isInOddNumberOfRings(rings, first, work)) {
+        if (!rings.box().holds(first)) {
+            continue;
+        }
+        const auto around =
+            std::count_if(boxes.begin(), boxes.end(), [&](const Box& box) { return box.holds(first); });
+        if ((around == 1 || !isRegular) && Internal::isInOddNumberOfRings(rings, first, work)) {
             return first;
         }
-        if (rings.box().holds(first)) {
+        if (around > 0) {
             others.push_back({first.x, first.y});
         }
     }
-    if (others.empty() || !(Internal::largestCoordinate(rings.box()) < 1e200)) {
+    if (others.empty() || !isRegular) {
         return std::nullopt;
     }
-    const auto covered = Internal::firstCovered(others, polygon->parts(), work);
+    const auto covered = CoveredPlace(polygon->parts(), work).find(others);
     return covered ? std::optional<Position>({others[*covered].x, others[*covered].y}) : std::nullopt;
 }
 

@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
 #include <Cartolith/Core/Topology/CoveredSidesInternal.h>
 #include <Cartolith/Core/Topology/CrossingsInternal.h>
+#include <Cartolith/Core/Topology/FacePolygonsInternal.h>
 #include <Cartolith/Core/Topology/NodingInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/RingOrderInternal.h>
@@ -245,7 +246,7 @@ QList<QList<Ring>> areasBetween(const QList<Ring>& shellAndHoles, const QList<Ri
     for (std::size_t half = 0; half < areas.size(); ++half) {
         areas[half] = isCovered[half] ? areas[half] : Internal::EdgeMap::noArea;
     }
-    return Shapes::Internal::shellsWithHoles(map.ringsAround(areas, work));
+    return Internal::facePolygons(map, areas, work);
 }
 
 /// The pieces of one shell with its holes; none when it is not cut.
