@@ -239,7 +239,9 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
         for (const Defs::GisAttributeDefinition& field : fields) {
             names.append(field.name());
         }
-        prepared(QStringLiteral("its rows"), [&] { rows->requireKept({bytes.first, bytes.second}, names); });
+        prepared(QStringLiteral("its rows"), [&] {
+            written.rewrite(rows->restored({bytes.first, bytes.second}, names));
+        });
     }
     if (records) {
         const auto shx = written.written(QStringLiteral("shx"));
