@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Shapes/AttributeRowInternal.h>
 
 #include <QDate>
@@ -220,7 +221,7 @@ QString AttributeRow::text(int column) const {
         return sharedText(word)->value;
     }
     const char* const texts = reinterpret_cast<const char*>(m_data) + m_data->schema->m_size;
-    return QString::fromUtf8(QByteArrayView(texts + placeOf(word), sizeOf(word)));
+    return Common::Internal::wholeText(QByteArrayView(texts + placeOf(word), sizeOf(word)));
 }
 
 bool AttributeRow::set(int column, const QVariant& value) {

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
@@ -47,7 +48,7 @@ OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
         const bool isKept = field.GetSubType() == OFSTNone || field.GetSubType() == OFSTBoolean;
         state.subtypes += isKept ? 0 : 1;
         if (field.GetSubType() == OFSTJSON) {
-            state.jsonFields.insert(QString::fromUtf8(field.GetNameRef()));
+            state.jsonFields.insert(Common::Internal::wholeText(field.GetNameRef()));
         }
         state.defaults += field.GetDefault() != nullptr ? 1 : 0;
     }

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DatabaseLockInternal.h>
@@ -125,7 +126,7 @@ QString OgrSource::driverName() const {
 QStringList OgrSource::layerNames() const {
     QStringList names;
     for (const OGRLayer* layer : m_dataset->GetLayers()) {
-        names.append(QString::fromUtf8(const_cast<OGRLayer*>(layer)->GetName()));
+        names.append(Common::Internal::wholeText(const_cast<OGRLayer*>(layer)->GetName()));
     }
     return names;
 }
