@@ -59,6 +59,7 @@ TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
                           {"narrow", 7.12345},
                           {"undeclared", 12345678901.5},
                           {"list", QVariantList{1, 2.5}},
+                          {u"\ufeffk"_qs, u"\ufeffx"_qs}, // not a mark of byte order
                           {"like", "[1.50, {\"a\":1e400}]"}};
     auto layer = layerOf({{"POLYGON ((0 0, 9 0, 9 9, 0 0), (2 1, 8 7, 8 1, 2 1))", full},
                           {"POLYGON ((0 0, 1 0, 1 1, 0 0), (5 5, 6 5, 6 6, 5 5))", {{"Name", ""}}},
@@ -117,16 +118,17 @@ TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
 
 TEST_F(SaveAs, OldDatesAreWholeInText) {
     const QDateTime early(QDate(1880, 1, 1), QTime(12, 0, 1), Qt::OffsetFromUTC, 3208); // local time of Berlin
-    const auto layer = layerOf({{"POINT (1 2)", {{"t", early}, {"list", QVariantList{early}}, {"d", QDate(1, 1, 1)}}}});
+    const QDate day(1, 1, 1);
+    const QVariantHash hash{{"d", day}};
+    const auto layer = layerOf({{"POINT (1 2)", {{"t", early}, {"list", QVariantList{early, hash}}, {"d", day}}}});
     for (const QString suffix : {"geojsonl", "shp"}) {
         ASSERT_TRUE(layer->saveAs(at("old." + suffix)));
         GisLayerOgrVector read(at("old." + suffix));
         ASSERT_TRUE(read.open());
         EXPECT_EQ(read.attributeValueForRow(0, "t").toDateTime(), early) << qPrintable(suffix);
-        EXPECT_EQ(read.attributeValueForRow(0, "d").toDate(), QDate(1, 1, 1)) << qPrintable(suffix);
+        EXPECT_EQ(read.attributeValueForRow(0, "d").toDate(), day) << qPrintable(suffix);
     }
-    EXPECT_TRUE(bytesOf("old.geojsonl").contains("[ \"1880-01-01T11:06:33") ||
-                bytesOf("old.geojsonl").contains("[\"1880-01-01T11:06:33"));
+    EXPECT_TRUE(bytesOf("old.geojsonl").contains(R"(["1880-01-01T11:06:33.000Z",{"d":"0001-01-01"}])"));
     EXPECT_TRUE(bytesOf("old.dbf").contains("00010101"));
 }
 
@@ -269,6 +271,10 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
     const auto timely = declared("n", QMetaType::QDate, "2021-02-03T10:00:00");
     const auto far = layerOf({{"POINT (1 2)", {{"n", QDateTime(QDate(12345, 1, 1), QTime(0, 0), Qt::UTC)}}}});
     const auto listed = layerOf({{"POINT (1 2)", {{"n", QVariantList{QVariantMap{{"d", QDate(-44, 3, 15)}}}}}}});
+    const auto longNumber = layerOf({{"POINT (1 2)", {{"n", QVariantList{~quint64{0}}}}}});
+    const auto endless = layerOf({{"POINT (1 2)", {{"n", QVariantList{std::numeric_limits<double>::infinity()}}}}});
+    const auto gap = declared("n", QMetaType::QStringList, QVariantList{"a", QVariant()});
+    const auto micro = declared("n", QMetaType::QDateTime, "2024-01-02T03:04:05.123456Z");
     const auto strange = layerOf({{"POINT (1 2)", {{"x", QVariant::fromValue(QPair<int, int>(1, 2))}}}});
     const auto stub = layerOf({{"LINESTRING (0 0, 1 1)", {}}, {"MULTILINESTRING ((0 0, 1 1), (5 5))", {}}});
     auto unknown = layerOf({{"POINT (1 2)", {}}});
@@ -309,6 +315,12 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         {*ancient, "old.shp", "shape 1: "},
         {*far, "old.shp", "'12345-1-1'"},
         {*listed, "old.gpkg", "is none for the field 'n'"},
+        {*longNumber, "old.gpkg", "'QVariantList' is none for the field 'n'"},
+        {*endless, "old.geojson", "'QVariantList' is none for the field 'n'"},
+        {*gap, "old.geojson", "'[\"a\",null]' is none for the field 'n' of type StringList"},
+        {*micro, "old.gpkg", "'2024-01-02T03:04:05.123456Z' is none for the field 'n' of type DateTime"},
+        {*micro, "old.sqlite", "123456Z' is none"},
+        {*micro, "old.geojson", "123456Z' is none"},
         {*strange, "old.fgb", "'std::pair<int,int>'"},
         {*unknown, "old.gpkg", "coordinate system"},
     };
