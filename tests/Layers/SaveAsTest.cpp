@@ -121,11 +121,14 @@ TEST_F(SaveAs, OldDatesAreWholeInText) {
     const QDate day(1, 1, 1);
     const QVariantHash hash{{"d", day}};
     const auto layer = layerOf({{"POINT (1 2)", {{"t", early}, {"list", QVariantList{early, hash}}, {"d", day}}}});
+    const QDateTime odd(QDate(2020, 1, 1), QTime(23, 59), Qt::OffsetFromUTC, 1200); // no quarter of an hour
+    layer->getShape(1)->attributes()["odd"] = odd;
     for (const QString suffix : {"geojsonl", "shp"}) {
         ASSERT_TRUE(layer->saveAs(at("old." + suffix)));
         GisLayerOgrVector read(at("old." + suffix));
         ASSERT_TRUE(read.open());
         EXPECT_EQ(read.attributeValueForRow(0, "t").toDateTime(), early) << qPrintable(suffix);
+        EXPECT_EQ(read.attributeValueForRow(0, "odd").toDateTime(), odd) << qPrintable(suffix);
         EXPECT_EQ(read.attributeValueForRow(0, "d").toDate(), day) << qPrintable(suffix);
     }
     EXPECT_TRUE(bytesOf("old.geojsonl").contains(R"(["1880-01-01T11:06:33.000Z",{"d":"0001-01-01"}])"));
@@ -169,6 +172,13 @@ TEST_F(SaveAs, KeepsTheCoordinateSystemWhereTheFormatHasOne) {
         ASSERT_TRUE(read.open());
         EXPECT_EQ(read.coordinateSystem()->epsgCode(), isLongLat ? 4326 : 3006) << suffix.toStdString();
         EXPECT_NEAR(static_cast<Shapes::GisShapePoint&>(*read.getShape(1)).x(), isLongLat ? 15 : 500000, 1e-6);
+    }
+    layer->setCoordinateSystem(nullptr);
+    for (const QString suffix : {"gpkg", "sqlite", "fgb", "shp"}) {
+        ASSERT_TRUE(layer->saveAs(at("p." + suffix), replace));
+        GisLayerOgrVector read(at("p." + suffix));
+        ASSERT_TRUE(read.open());
+        EXPECT_EQ(read.coordinateSystem(), nullptr) << qPrintable(suffix);
     }
 }
 
@@ -275,6 +285,14 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
     const auto endless = layerOf({{"POINT (1 2)", {{"n", QVariantList{std::numeric_limits<double>::infinity()}}}}});
     const auto gap = declared("n", QMetaType::QStringList, QVariantList{"a", QVariant()});
     const auto micro = declared("n", QMetaType::QDateTime, "2024-01-02T03:04:05.123456Z");
+    const auto rounded = declared("n", QMetaType::Double, "9007199254740993");
+    const auto placed = [](const char* text) {
+        auto layer = layerOf({{"POINT (1 2)", {}}});
+        layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromUserInput(text));
+        return layer;
+    };
+    const auto uncoded = placed("+proj=tmerc +lat_0=10 +lon_0=20 +k=0.9 +x_0=1000 +ellps=GRS80 +units=m");
+    const auto shifted = placed("+proj=tmerc +lon_0=15 +ellps=bessel +towgs84=598.1,73.7,418.2,0.2,0.04,-2.4,6.7");
     const auto strange = layerOf({{"POINT (1 2)", {{"x", QVariant::fromValue(QPair<int, int>(1, 2))}}}});
     const auto stub = layerOf({{"LINESTRING (0 0, 1 1)", {}}, {"MULTILINESTRING ((0 0, 1 1), (5 5))", {}}});
     auto unknown = layerOf({{"POINT (1 2)", {}}});
@@ -318,6 +336,9 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         {*longNumber, "old.gpkg", "'QVariantList' is none for the field 'n'"},
         {*endless, "old.geojson", "'QVariantList' is none for the field 'n'"},
         {*gap, "old.geojson", "'[\"a\",null]' is none for the field 'n' of type StringList"},
+        {*rounded, "old.gpkg", "'9007199254740993' is none for the field 'n' of type Real"},
+        {*uncoded, "old.geojson", "no place for a coordinate system without a code"},
+        {*shifted, "old.shp", "no place for the shift of its coordinate system's datum"},
         {*micro, "old.gpkg", "'2024-01-02T03:04:05.123456Z' is none for the field 'n' of type DateTime"},
         {*micro, "old.sqlite", "123456Z' is none"},
         {*micro, "old.geojson", "123456Z' is none"},
@@ -332,6 +353,11 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         ASSERT_TRUE(point->saveAs(at(name), replace));
     }
     QFile::setPermissions(at("locked.geojson"), QFile::ReadOwner);
+    for (const char* const other : {"picture.prj", "upper.SHP"}) { // of something else
+        ASSERT_TRUE(QFile::copy(at("old.shp"), at(other)));
+        EXPECT_THAT(reasonOf(*point, at(QString(other).section('.', 0, 0) + ".shp"), {}),
+                    HasSubstr("there is '" + std::string(other) + "' beside it"));
+    }
     const QStringList before = files();
     testing::internal::CaptureStderr();
     for (const auto& row : rows) {

@@ -19,11 +19,11 @@ struct FileCloser {
     void operator()(VSILFILE* file) const { VSIFCloseL(file); }
 };
 
-constexpr qint64 headerAt = 12; // behind the mark of the format, and the size of the header
+constexpr qint64 fgbHeaderAt = 12; // behind the mark of the format, and the size of the header
 
 QByteArray headerOf(const QByteArray& gdalName) {
     const std::unique_ptr<VSILFILE, FileCloser> file(VSIFOpenL(gdalName.constData(), "rb"));
-    constexpr std::size_t lead = headerAt;
+    constexpr std::size_t lead = fgbHeaderAt;
     constexpr quint32 most = 1U << 20U;
     std::array<char, lead> begin = {};
     if (file == nullptr || VSIFReadL(begin.data(), 1, lead, file.get()) != lead ||
@@ -38,7 +38,7 @@ QByteArray headerOf(const QByteArray& gdalName) {
     return VSIFReadL(header.data(), 1, wanted, file.get()) == wanted ? header : QByteArray();
 }
 
-enum Field {
+enum HeaderField {
     Box = 1,
     GeometryType = 2,
     HasZ = 3,
@@ -51,22 +51,22 @@ enum Field {
 };
 
 /// How many bytes a field of the header takes in its table; 4 is the distance of what lies elsewhere.
-constexpr std::array<qint64, FieldCount> fieldSizes{4, 4, 1, 1, 1, 1, 1, 4, 8, 2, 4, 4, 4, 4};
+constexpr std::array<qint64, FieldCount> headerFieldSizes{4, 4, 1, 1, 1, 1, 1, 4, 8, 2, 4, 4, 4, 4};
 
-QByteArrayView headerOf(QByteArrayView file) {
-    return FlatBuffer(file).piece(headerAt, FlatBuffer(file).at<quint32>(headerAt - 4));
+QByteArrayView headerIn(QByteArrayView file) {
+    return FlatBuffer(file).piece(fgbHeaderAt, FlatBuffer(file).at<quint32>(fgbHeaderAt - 4));
 }
 
 /// A field of the table where the buffer begins; nothing when it has its default.
-QByteArrayView fieldOf(const FlatBuffer& header, int number) {
+QByteArrayView headerField(const FlatBuffer& header, int number) {
     const qint64 place = header.field(header.follow(0), number);
     return place < 0 ? QByteArrayView()
-                     : header.piece(place, fieldSizes.at(static_cast<std::size_t>(number)));
+                     : header.piece(place, headerFieldSizes.at(static_cast<std::size_t>(number)));
 }
 
 /// The numbers of the box, as they are stored.
-QByteArrayView boxOf(const FlatBuffer& header) {
-    if (fieldOf(header, Box).isEmpty()) {
+QByteArrayView headerBox(const FlatBuffer& header) {
+    if (headerField(header, Box).isEmpty()) {
         return {};
     }
     const qint64 list = header.follow(header.field(header.follow(0), Box));
@@ -74,7 +74,7 @@ QByteArrayView boxOf(const FlatBuffer& header) {
 }
 
 /// What is made anew with the features.
-constexpr std::array<int, 3> renewed{Box, Count, NodeSize};
+constexpr std::array<int, 3> renewedFields{Box, Count, NodeSize};
 
 /// A header with a new table before it, which has places for all fields. What the fields point to stays
 /// where it is, and what is aligned to eight bytes stays so, with the size of the header before it.
@@ -91,9 +91,10 @@ QByteArray withPlaceForAll(const FlatBuffer& header, QByteArrayView all, qint64 
     put(table, static_cast<qint32>(table - vtable));
     qint64 next = table + 4;
     const auto place = [&](int number) {
-        const QByteArrayView old = fieldOf(header, number);
-        const qint64 size = fieldSizes.at(static_cast<std::size_t>(number));
-        const bool isRenewed = std::find(renewed.begin(), renewed.end(), number) != renewed.end();
+        const QByteArrayView old = headerField(header, number);
+        const qint64 size = headerFieldSizes.at(static_cast<std::size_t>(number));
+        const bool isRenewed =
+            std::find(renewedFields.begin(), renewedFields.end(), number) != renewedFields.end();
         if (old.isEmpty() && !isRenewed) {
             return;
         }
@@ -109,7 +110,7 @@ QByteArray withPlaceForAll(const FlatBuffer& header, QByteArrayView all, qint64 
     for (const qint64 size : {4, 2, 1, 8}) {
         next = size == 8 ? table + 40 : next; // aligned
         for (int number = 0; number < FieldCount; ++number) {
-            if (fieldSizes.at(static_cast<std::size_t>(number)) == size) {
+            if (headerFieldSizes.at(static_cast<std::size_t>(number)) == size) {
                 place(number);
             }
         }
@@ -123,14 +124,14 @@ QByteArray withPlaceForAll(const FlatBuffer& header, QByteArrayView all, qint64 
 } // namespace
 
 QByteArray withFlatGeobufHeader(QByteArrayView before, QByteArrayView written) {
-    const QByteArrayView old = headerOf(before);
-    const QByteArrayView made = headerOf(written);
+    const QByteArrayView old = headerIn(before);
+    const QByteArrayView made = headerIn(written);
     const FlatBuffer oldHeader(old);
     const FlatBuffer madeHeader(made);
     const qint64 table = oldHeader.follow(0);
     for (const int about : {GeometryType, HasZ, HasM, HasT, HasTm}) {
         const auto byteOf = [](QByteArrayView field) { return field.isEmpty() ? '\0' : field[0]; };
-        if (byteOf(fieldOf(oldHeader, about)) != byteOf(fieldOf(madeHeader, about))) {
+        if (byteOf(headerField(oldHeader, about)) != byteOf(headerField(madeHeader, about))) {
             throw std::runtime_error("its coordinates are of a kind that GDAL writes as another");
         }
     }
@@ -138,24 +139,25 @@ QByteArray withFlatGeobufHeader(QByteArrayView before, QByteArrayView written) {
     if (oldHeader.at<quint16>(table - oldHeader.at<qint32>(table)) > known) {
         throw std::runtime_error("its header says more than is known of the format");
     }
-    if (fieldOf(madeHeader, Count).isEmpty() || fieldOf(madeHeader, NodeSize).isEmpty()) {
+    if (headerField(madeHeader, Count).isEmpty() || headerField(madeHeader, NodeSize).isEmpty()) {
         throw std::runtime_error("GDAL writes its header in another form than is known");
     }
-    const QByteArrayView box = boxOf(madeHeader);
-    const bool hasPlaces = boxOf(oldHeader).size() == box.size() && !fieldOf(oldHeader, Box).isEmpty() &&
-                           !fieldOf(oldHeader, Count).isEmpty() && !fieldOf(oldHeader, NodeSize).isEmpty();
+    const QByteArrayView box = headerBox(madeHeader);
+    const bool hasPlaces =
+        headerBox(oldHeader).size() == box.size() && !headerField(oldHeader, Box).isEmpty() &&
+        !headerField(oldHeader, Count).isEmpty() && !headerField(oldHeader, NodeSize).isEmpty();
     QByteArray header =
         hasPlaces ? Common::Internal::copyOf(old) : withPlaceForAll(oldHeader, old, box.size());
     const FlatBuffer view{QByteArrayView(header)};
     const auto renew = [&header](QByteArrayView place, QByteArrayView value) {
         std::copy(value.begin(), value.end(), header.data() + (place.data() - header.constData()));
     };
-    renew(boxOf(view), box);
-    renew(fieldOf(view, Count), fieldOf(madeHeader, Count));
-    renew(fieldOf(view, NodeSize), fieldOf(madeHeader, NodeSize));
-    QByteArray file = Common::Internal::copyOf(written.first(headerAt));
-    qToLittleEndian(static_cast<quint32>(header.size()), file.data() + headerAt - 4);
-    const QByteArrayView rows = written.sliced(headerAt + made.size());
+    renew(headerBox(view), box);
+    renew(headerField(view, Count), headerField(madeHeader, Count));
+    renew(headerField(view, NodeSize), headerField(madeHeader, NodeSize));
+    QByteArray file = Common::Internal::copyOf(written.first(fgbHeaderAt));
+    qToLittleEndian(static_cast<quint32>(header.size()), file.data() + fgbHeaderAt - 4);
+    const QByteArrayView rows = written.sliced(fgbHeaderAt + made.size());
     return file.append(header).append(rows.data(), rows.size());
 }
 

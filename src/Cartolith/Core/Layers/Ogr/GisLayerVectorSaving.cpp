@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
+#include <Cartolith/Core/Layers/Files/SourceMembersInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
@@ -175,6 +176,30 @@ QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefin
                          << QStringLiteral("GEOMETRY_NAME=") + freeName(QStringLiteral("geom"));
 }
 
+/// Longitude and latitude, which is what GeoJSON says that says nothing.
+bool isWgs84(const OGRSpatialReference& system) {
+    OGRSpatialReference wgs84;
+    const char* const options[] = {"IGNORE_DATA_AXIS_TO_SRS_AXIS_MAPPING=YES",
+                                   "CRITERION=EQUIVALENT_EXCEPT_AXIS_ORDER_GEOGCRS", nullptr};
+    return wgs84.importFromEPSG(4326) == OGRERR_NONE &&
+           system.IsSame(&wgs84, static_cast<const char* const*>(options)) != 0;
+}
+
+/// What of a coordinate system a format has no place for, and would read back as another one; or nothing.
+const char* systemLossOf(const OGRSpatialReference& system, const OgrFormat& format) {
+    if (QLatin1String(format.driver) == QLatin1String("GeoJSON")) {
+        const bool hasCode =
+            system.GetAuthorityName(nullptr) != nullptr && system.GetAuthorityCode(nullptr) != nullptr;
+        return hasCode || isWgs84(system) ? nullptr
+                                          : "the format has no place for a coordinate system without a code";
+    }
+    const bool isShifted =
+        system.GetAttrNode("TOWGS84") != nullptr || system.GetExtension(nullptr, "PROJ4_GRIDS") != nullptr;
+    return isShifted && !format.family.isEmpty()
+               ? "the format has no place for the shift of its coordinate system's datum"
+               : nullptr;
+}
+
 class Saver {
 public:
     Saver(const GisLayerVector& layer, const std::vector<Feature>& features, const OgrFormat& format,
@@ -194,6 +219,11 @@ public:
         if (m_layer.coordinateSystem() != nullptr &&
             !CoordinateSystems::Internal::toSpatialReference(*m_layer.coordinateSystem(), system)) {
             m_target.fail(QStringLiteral("its coordinate system is of no use to GDAL"));
+        }
+        const char* const loss =
+            m_layer.coordinateSystem() != nullptr ? systemLossOf(system, m_format) : nullptr;
+        if (loss != nullptr) {
+            m_target.fail(QLatin1String(loss));
         }
         const QString fileName = Internal::nameOfSource(m_path);
         const QString own = m_layer.name().isEmpty() ? fileName : m_layer.name();
@@ -343,8 +373,18 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
         refuse(QStringLiteral("the layer holds only a part of its source; open that whole to save it"));
     }
     const auto check = [&] {
-        if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
+        if (options.existing != GisVectorSaveOptions::Existing::Refuse) {
+            return;
+        }
+        if (QFileInfo::exists(path)) {
             refuse(QStringLiteral("there is such a file"));
+        }
+        // Of several files, those beside it belong to another one.
+        if (const QStringList beside = format->family.isEmpty()
+                                           ? QStringList()
+                                           : Internal::membersOf(path, format->suffixes + format->family);
+            !beside.isEmpty()) {
+            refuse(QStringLiteral("there is '%1' beside it").arg(beside.first()));
         }
     };
     Common::Internal::LogStep step(Common::LogChannels::save, "export");

@@ -115,11 +115,11 @@ std::optional<qint64> wholeOf(const QVariant& value) {
 std::optional<double> realOf(const QVariant& value) {
     bool isNumber = false;
     const double number = value.toDouble(&isNumber);
+    const bool isReal = typeOf(static_cast<QMetaType::Type>(value.typeId())) == OFTReal;
+    const auto whole = isReal ? std::nullopt : wholeOf(value);
     // A whole number must be the same as a real one.
-    const bool isTextOrReal =
-        isText(value) || typeOf(static_cast<QMetaType::Type>(value.typeId())) == OFTReal;
-    const bool isKept = isTextOrReal || ((wholeOf(value) || value.typeId() == QMetaType::ULongLong) &&
-                                         areSame(value, QVariant(number)));
+    const bool isKept = isReal || (whole ? number == 0.0 || areSame(QVariant::fromValue(*whole), number)
+                                         : isText(value) || areSame(value, number));
     return isNumber && isKept && std::isfinite(number) ? std::optional(number) : std::nullopt;
 }
 

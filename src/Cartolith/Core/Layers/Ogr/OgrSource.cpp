@@ -148,7 +148,10 @@ OGRLayer& OgrSource::layer(const QString& name) const {
 
 std::shared_ptr<CoordinateSystems::CoordinateSystem> OgrSource::systemOf(OGRLayer& layer) const {
     const OGRSpatialReference* const srs = m_isSystemElsewhere ? nullptr : layer.GetSpatialRef();
-    if (srs == nullptr) {
+    // GDAL's words for a GeoPackage that does not say.
+    const QLatin1String name(srs != nullptr && srs->GetName() != nullptr ? srs->GetName() : "");
+    if (srs == nullptr || name.startsWith(QLatin1String("Undefined geographic SRS"), Qt::CaseInsensitive) ||
+        name.startsWith(QLatin1String("Undefined Cartesian SRS"), Qt::CaseInsensitive)) {
         return nullptr;
     }
     OGRSpatialReference copy(*srs); // the factory changes what it is given

@@ -12,13 +12,14 @@ namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-/// ISO 8601 writes an offset in minutes, so a moment of another one is written as that of UTC.
+/// ISO 8601 writes an offset in minutes, and GDAL knows quarters of an hour: a moment of another one is
+/// written as that of UTC.
 QString textOfMoment(const QDateTime& moment) {
     if (moment.timeSpec() == Qt::LocalTime) {
         return withoutGaps(moment).toString(Qt::ISODateWithMs).remove(QLatin1Char('Z'));
     }
-    constexpr int minute = 60;
-    return (moment.offsetFromUtc() % minute == 0 ? moment : moment.toUTC()).toString(Qt::ISODateWithMs);
+    constexpr int quarter = 15 * 60;
+    return (moment.offsetFromUtc() % quarter == 0 ? moment : moment.toUTC()).toString(Qt::ISODateWithMs);
 }
 
 QString quoted(const QString& text) {
