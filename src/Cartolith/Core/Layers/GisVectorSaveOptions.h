@@ -10,8 +10,9 @@ namespace Cartolith::Core::Layers {
 /// What GisLayerVector::saveAs() does beside writing.
 struct GisVectorSaveOptions {
     enum class Existing {
-        Refuse,  ///< an error when there is a file of that name; in a database, a table
-        Replace, ///< the file goes, with all layers in it
+        Refuse,  ///< an error when there is a file of that name, or a further one of it; in a database, a
+                 ///< table
+        Replace, ///< the file goes, with all layers in it and its further files
     };
 
     Existing existing = Existing::Refuse;

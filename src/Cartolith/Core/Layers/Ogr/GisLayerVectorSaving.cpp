@@ -10,6 +10,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
+#include <Cartolith/Core/Layers/Ogr/SystemKeptInternal.h>
 
 #include <QFileInfo>
 #include <QMap>
@@ -176,30 +177,6 @@ QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefin
                          << QStringLiteral("GEOMETRY_NAME=") + freeName(QStringLiteral("geom"));
 }
 
-/// Longitude and latitude, which is what GeoJSON says that says nothing.
-bool isWgs84(const OGRSpatialReference& system) {
-    OGRSpatialReference wgs84;
-    const char* const options[] = {"IGNORE_DATA_AXIS_TO_SRS_AXIS_MAPPING=YES",
-                                   "CRITERION=EQUIVALENT_EXCEPT_AXIS_ORDER_GEOGCRS", nullptr};
-    return wgs84.importFromEPSG(4326) == OGRERR_NONE &&
-           system.IsSame(&wgs84, static_cast<const char* const*>(options)) != 0;
-}
-
-/// What of a coordinate system a format has no place for, and would read back as another one; or nothing.
-const char* systemLossOf(const OGRSpatialReference& system, const OgrFormat& format) {
-    if (QLatin1String(format.driver) == QLatin1String("GeoJSON")) {
-        const bool hasCode =
-            system.GetAuthorityName(nullptr) != nullptr && system.GetAuthorityCode(nullptr) != nullptr;
-        return hasCode || isWgs84(system) ? nullptr
-                                          : "the format has no place for a coordinate system without a code";
-    }
-    const bool isShifted =
-        system.GetAttrNode("TOWGS84") != nullptr || system.GetExtension(nullptr, "PROJ4_GRIDS") != nullptr;
-    return isShifted && !format.family.isEmpty()
-               ? "the format has no place for the shift of its coordinate system's datum"
-               : nullptr;
-}
-
 class Saver {
 public:
     Saver(const GisLayerVector& layer, const std::vector<Feature>& features, const OgrFormat& format,
@@ -220,10 +197,12 @@ public:
             !CoordinateSystems::Internal::toSpatialReference(*m_layer.coordinateSystem(), system)) {
             m_target.fail(QStringLiteral("its coordinate system is of no use to GDAL"));
         }
-        const char* const loss =
-            m_layer.coordinateSystem() != nullptr ? systemLossOf(system, m_format) : nullptr;
-        if (loss != nullptr) {
-            m_target.fail(QLatin1String(loss));
+        if (m_layer.coordinateSystem() != nullptr && !m_format.suffixes.isEmpty()) {
+            try {
+                Internal::requireSystemKept(m_format, system, m_layer.extent());
+            } catch (const std::runtime_error& error) {
+                m_target.fail(QString::fromUtf8(error.what()));
+            }
         }
         const QString fileName = Internal::nameOfSource(m_path);
         const QString own = m_layer.name().isEmpty() ? fileName : m_layer.name();
@@ -379,12 +358,14 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
         if (QFileInfo::exists(path)) {
             refuse(QStringLiteral("there is such a file"));
         }
-        // Of several files, those beside it belong to another one.
-        if (const QStringList beside = format->family.isEmpty()
-                                           ? QStringList()
-                                           : Internal::membersOf(path, format->suffixes + format->family);
+        // Where there are several, also those of something else; in any case, as on other systems they are
+        // one and the same.
+        if (const QStringList beside =
+                format->family.isEmpty()
+                    ? QStringList()
+                    : Internal::membersOf(path, format->suffixes + format->family, Qt::CaseInsensitive);
             !beside.isEmpty()) {
-            refuse(QStringLiteral("there is '%1' beside it").arg(beside.first()));
+            refuse(QStringLiteral("there is such a file: '%1'").arg(beside.first()));
         }
     };
     Common::Internal::LogStep step(Common::LogChannels::save, "export");

@@ -1,5 +1,5 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
-#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DatabaseLockInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
@@ -79,6 +79,8 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
     if (m_dataset->GetLayerCount() == 0) {
         fail(QStringLiteral("it has no vector layer"));
     }
+    // Nothing else of JSON is asked of PROJ; GDAL goes on with WGS 84.
+    m_isSystemUnknown = noRequests && m_errors->message().startsWith(QLatin1String("PROJ:"));
     m_errors->reset();
 }
 
@@ -147,15 +149,8 @@ OGRLayer& OgrSource::layer(const QString& name) const {
 }
 
 std::shared_ptr<CoordinateSystems::CoordinateSystem> OgrSource::systemOf(OGRLayer& layer) const {
-    const OGRSpatialReference* const srs = m_isSystemElsewhere ? nullptr : layer.GetSpatialRef();
-    // GDAL's words for a GeoPackage that does not say.
-    const QLatin1String name(srs != nullptr && srs->GetName() != nullptr ? srs->GetName() : "");
-    if (srs == nullptr || name.startsWith(QLatin1String("Undefined geographic SRS"), Qt::CaseInsensitive) ||
-        name.startsWith(QLatin1String("Undefined Cartesian SRS"), Qt::CaseInsensitive)) {
-        return nullptr;
-    }
-    OGRSpatialReference copy(*srs); // the factory changes what it is given
-    return CoordinateSystems::CoordinateSystemFactory::fromSpatialReference(copy);
+    return CoordinateSystems::Internal::systemFound(
+        m_isSystemElsewhere || m_isSystemUnknown ? nullptr : layer.GetSpatialRef());
 }
 
 OgrSource::Selection OgrSource::select(const QString& sql) {
