@@ -308,6 +308,7 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         {*point, "no/such/folder.gpkg", "no/such"},
         {*point, "folder.geojson", "it is not a file"},
         {*point, "locked.geojson", "write-protected"},
+        {*point, "link.geojson", "a symbolic link to nothing"},
         {*mixed, "old.shp", "one kind"},
         {*none, "old.shp", "there are none"},
         {*none, "old.jsonl", "without features"},
@@ -353,6 +354,7 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         ASSERT_TRUE(point->saveAs(at(name), replace));
     }
     QFile::setPermissions(at("locked.geojson"), QFile::ReadOwner);
+    ASSERT_TRUE(QFile::link(at("nowhere.geojson"), at("link.geojson")));
     for (const char* const other : {"picture.prj", "upper.SHP"}) { // of something else
         ASSERT_TRUE(QFile::copy(at("old.shp"), at(other)));
         EXPECT_THAT(reasonOf(*point, at(QString(other).section('.', 0, 0) + ".shp"), {}),

@@ -26,6 +26,9 @@ StagedFiles::StagedFiles(const QString& path, const QStringList& family, std::ch
     if (!m_place.isOpen()) {
         fail(lastSystemError());
     }
+    if (QFileInfo(path).isSymLink() && !QFileInfo::exists(path)) { // which would be replaced itself
+        fail(QStringLiteral("it is a symbolic link to nothing"));
+    }
     requireWritable(path, family);
     // SQLite would apply what is left of the old database to the new one.
     OgrSource::removeUnusedJournal(m_path);
