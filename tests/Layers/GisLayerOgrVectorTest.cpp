@@ -158,6 +158,14 @@ TEST_F(OgrLayer, TextsOfGeoJsonAreDatesWhereTheyAreWrittenAsSuch) {
     }
 }
 
+TEST_F(OgrLayer, CountsTextsOfAnotherEncodingAndKeepsNamesApart) {
+    GisLayerOgrVector layer(write("latin1.csv", "WKT,GR\xD6,GR\xDC,name\nPOINT (1 2),1,2,M\xFCn\nPOINT (3 4),1,2,M\n"));
+    ASSERT_TRUE(layer.open());
+    EXPECT_EQ(layer.attributeValueForRow(0, "GRÖ"), "1");
+    EXPECT_EQ(layer.attributeValueForRow(0, "GRÜ"), "2");
+    EXPECT_EQ(layer.notKept().otherTexts, 1);
+}
+
 TEST_F(OgrLayer, TypesItsValuesAndLeavesNullsOut) {
     const QDateTime utc(QDate(2020, 2, 29), QTime(23, 59, 58, 250), Qt::UTC);
     const QDateTime east(QDate(2020, 2, 29), QTime(12, 0), Qt::OffsetFromUTC, (5 * 60 + 30) * 60);
