@@ -27,4 +27,9 @@ inline QString wholeText(QByteArrayView utf8) {
     return utf8.startsWith("\xEF\xBB\xBF") ? QChar(QChar::ByteOrderMark) + text : text;
 }
 
+/// The same of a name, of which two must not become one: what is not UTF-8 has a letter for each byte.
+inline QString wholeName(QByteArrayView bytes) {
+    return bytes.isValidUtf8() ? wholeText(bytes) : QString::fromLatin1(bytes);
+}
+
 } // namespace Cartolith::Core::Common::Internal

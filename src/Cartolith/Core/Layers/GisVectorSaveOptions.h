@@ -10,9 +10,11 @@ namespace Cartolith::Core::Layers {
 /// What GisLayerVector::saveAs() does beside writing.
 struct GisVectorSaveOptions {
     enum class Existing {
-        Refuse,  ///< an error when there is a file of that name, or a further one of it; in a database, a
-                 ///< table
-        Replace, ///< the file goes, with all layers in it and its further files
+        /// An error when there is a file of that name, or for a Shapefile one beside it that would be one
+        /// of its files, whatever the case of its letters;
+        /// in a database, a table.
+        Refuse,
+        Replace, ///< the file goes, with all layers in it
     };
 
     Existing existing = Existing::Refuse;

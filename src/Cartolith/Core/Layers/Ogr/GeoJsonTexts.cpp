@@ -90,6 +90,9 @@ GeoJsonTexts::GeoJsonTexts(const QString& driver, const QString& path)
     }
     m_file = file.readAll();
     m_text = QByteArrayView(m_file);
+    if (!m_text.isValidUtf8()) { // of which names may look alike
+        throw std::runtime_error("it is not written in UTF-8");
+    }
     if (m_text.startsWith(byteOrderMark)) {
         m_text = m_text.sliced(byteOrderMark.size());
     }

@@ -198,6 +198,7 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
         lost.withCurves += feature.hasCurves ? 1 : 0;
         lost.collections += feature.isCollection ? 1 : 0;
         lost.incomplete += feature.isPartlyRead ? 1 : 0;
+        lost.otherTexts += feature.hasOtherText ? 1 : 0;
     }
     return lost;
 }

@@ -87,7 +87,7 @@ using FieldChanges = QList<std::pair<int, QVariant>>;
 FieldsByName fieldsOf(OGRFeature& feature) {
     FieldsByName fields;
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        FieldOfName& field = fields[Common::Internal::wholeText(feature.GetFieldDefnRef(i)->GetNameRef())];
+        FieldOfName& field = fields[Common::Internal::wholeName(feature.GetFieldDefnRef(i)->GetNameRef())];
         field.indexes.push_back(i);
         const QVariant value = fieldValue(feature, i);
         field.value = value.isValid() ? value : field.value;
@@ -155,7 +155,7 @@ void setFields(OGRFeature& feature, const FieldChanges& changes, const OgrManner
 
 void note(OgrChange& change, OGRFeature& feature, const FieldChanges& changes) {
     for (const auto& [index, value] : changes) {
-        change.fields.insert(Common::Internal::wholeText(feature.GetFieldDefnRef(index)->GetNameRef()));
+        change.fields.insert(Common::Internal::wholeName(feature.GetFieldDefnRef(index)->GetNameRef()));
         change.columns.insert(index);
     }
 }

@@ -220,7 +220,7 @@ QList<Defs::GisAttributeDefinition> attributeDefinitions(OGRFeatureDefn& layer) 
     for (int i = 0; i < layer.GetFieldCount(); ++i) {
         const OGRFieldDefn& field = *layer.GetFieldDefn(i);
         const QMetaType::Type type = typeOf(field);
-        Defs::GisAttributeDefinition definition(Common::Internal::wholeText(field.GetNameRef()), type);
+        Defs::GisAttributeDefinition definition(Common::Internal::wholeName(field.GetNameRef()), type);
         definition.setWidth(field.GetWidth());
         definition.setPrecision(field.GetPrecision());
         definition.setNullable(field.IsNullable() != 0);
@@ -238,7 +238,7 @@ FeatureRows::FeatureRows(OGRFeatureDefn& layer) : m_recent(256) {
     QList<AttributeSchema::Field> fields;
     for (int i = 0; i < layer.GetFieldCount(); ++i) {
         const OGRFieldDefn& field = *layer.GetFieldDefn(i);
-        fields.append({Common::Internal::wholeText(field.GetNameRef()), typeOf(field)});
+        fields.append({Common::Internal::wholeName(field.GetNameRef()), typeOf(field)});
         m_columns.push_back({i, 0, field.GetType()});
     }
     std::unordered_map<QString, QMetaType::Type> types;
@@ -305,11 +305,13 @@ template <typename Source>
 AttributeRow FeatureRows::rowOf(Source& source) {
     constexpr std::size_t most = std::numeric_limits<qint32>::max(); // of texts in a row
     m_texts.clear();
+    m_hadOtherText = false;
     std::size_t size = 0;
     for (const Column& column : m_columns) {
         if (column.type == OFTString && source.hasValue(column.field)) {
             m_texts.push_back(textOf(source.text(column.field)));
             Text& text = m_texts.back();
+            m_hadOtherText = m_hadOtherText || !text.utf8.isValidUtf8();
             const auto bytes = static_cast<std::size_t>(text.utf8.size());
             if (text.shared == nullptr && size + bytes > most) {
                 text.shared.reset(new SharedText(Common::Internal::wholeText(text.utf8)));

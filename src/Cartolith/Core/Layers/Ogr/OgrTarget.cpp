@@ -165,7 +165,7 @@ void OgrTarget::addField(OGRFieldDefn& field) {
     m_errors.reset();
     const OGRFeatureDefn& made = *m_layer->GetLayerDefn();
     const int before = made.GetFieldCount();
-    const QString name = Common::Internal::wholeText(field.GetNameRef());
+    const QString name = Common::Internal::wholeName(field.GetNameRef());
     const auto refuse = [&name, this](const QString& reason) {
         fail(QStringLiteral("no field '%1': %2").arg(name, reason));
     };
@@ -175,7 +175,7 @@ void OgrTarget::addField(OGRFieldDefn& field) {
     if (m_layer->CreateField(&field) != OGRERR_NONE || made.GetFieldCount() != before + 1) {
         refuse(reasonOr(QStringLiteral("the format has a field of that name already")));
     }
-    const QString given = Common::Internal::wholeText(made.GetFieldDefn(before)->GetNameRef());
+    const QString given = Common::Internal::wholeName(made.GetFieldDefn(before)->GetNameRef());
     if (m_format.family.isEmpty() && given != name) {
         refuse(QStringLiteral("the format would call it '%1'").arg(given));
     }

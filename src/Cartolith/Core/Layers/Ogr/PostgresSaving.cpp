@@ -43,7 +43,7 @@ QByteArray listOf(Iterator from, Iterator to) {
 QVariantMap valuesOf(OGRFeature& feature) {
     QVariantMap values;
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        values.insert(Common::Internal::wholeText(feature.GetFieldDefnRef(i)->GetNameRef()),
+        values.insert(Common::Internal::wholeName(feature.GetFieldDefnRef(i)->GetNameRef()),
                       fieldValue(feature, i));
     }
     return values;
@@ -337,7 +337,7 @@ private:
     }
 
     QByteArray valueOf(OGRFeature& feature, int column, const GisShape& shape) const {
-        const QString name = Common::Internal::wholeText(feature.GetFieldDefnRef(column)->GetNameRef());
+        const QString name = Common::Internal::wholeName(feature.GetFieldDefnRef(column)->GetNameRef());
         return m_table->literal(feature, column, shape.attributeValue(name));
     }
 

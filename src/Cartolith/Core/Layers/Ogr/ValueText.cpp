@@ -79,15 +79,15 @@ private:
         case QMetaType::ULongLong:
             m_json += QString::number(value.toULongLong());
             return value.toULongLong() <= static_cast<quint64>(std::numeric_limits<qint64>::max());
-        case QMetaType::Char:
-        case QMetaType::SChar:
-        case QMetaType::UChar:
-        case QMetaType::Short:
-        case QMetaType::UShort:
-        case QMetaType::Int:
-        case QMetaType::UInt:
-        case QMetaType::Long:
         case QMetaType::LongLong:
+        case QMetaType::Long:
+        case QMetaType::UInt:
+        case QMetaType::Int:
+        case QMetaType::UShort:
+        case QMetaType::Short:
+        case QMetaType::UChar:
+        case QMetaType::SChar:
+        case QMetaType::Char:
             m_json += QString::number(value.toLongLong());
             return true;
         default: {

@@ -101,7 +101,7 @@ void WindowSource::ignoreFields(const std::optional<QStringList>& fields, bool g
     OGRFeatureDefn& schema = *layer().GetLayerDefn();
     for (int i = 0; fields && i < schema.GetFieldCount(); ++i) {
         const char* const name = schema.GetFieldDefn(i)->GetNameRef();
-        if (!fields->contains(Common::Internal::wholeText(name))) {
+        if (!fields->contains(Common::Internal::wholeName(name))) {
             ignored.AddString(name);
         }
     }

@@ -50,7 +50,7 @@ void OgrFeatures::interrupt() noexcept {
 
 bool OgrFeatures::isRead(int field) const {
     const auto& fields = m_plan->fields;
-    return !fields || fields->contains(Common::Internal::wholeText(
+    return !fields || fields->contains(Common::Internal::wholeName(
                           m_table.GetLayerDefn()->GetFieldDefn(field)->GetNameRef()));
 }
 
@@ -135,7 +135,7 @@ bool OgrFeatures::selectRows() {
     QStringList columns{sqlName(key) + QLatin1String(isServer ? " AS ogc_fid" : "")};
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
         if (isRead(i)) {
-            columns.append(sqlName(Common::Internal::wholeText(schema.GetFieldDefn(i)->GetNameRef())));
+            columns.append(sqlName(Common::Internal::wholeName(schema.GetFieldDefn(i)->GetNameRef())));
         }
     }
     columns.append(sqlName(QString::fromUtf8(m_table.GetGeometryColumn())));

@@ -76,7 +76,7 @@ QString sqlText(const QString& text) {
 SqlFilter::Column SqlFilter::columnOf(const QString& field) const {
     int found = -1;
     for (int i = 0; i < m_schema.GetFieldCount(); ++i) {
-        if (Common::Internal::wholeText(m_schema.GetFieldDefn(i)->GetNameRef()) == field) {
+        if (Common::Internal::wholeName(m_schema.GetFieldDefn(i)->GetNameRef()) == field) {
             if (found >= 0) {
                 return Column::Unfit;
             }
