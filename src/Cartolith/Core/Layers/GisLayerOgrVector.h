@@ -102,11 +102,14 @@ public:
         /// Collections, of which each shape becomes a feature, and surfaces, which become polygons.
         qint64 collections = 0;
         qint64 incomplete = 0; ///< features of which the geometry, or a part of it, could not be read
-        int defaults = 0;      ///< fields with a default value
-        int subtypes = 0;      ///< fields of a subtype other than boolean: short integers, JSON...
+        /// Features with a text that is not UTF-8: U+FFFD stands for some of its bytes.
+        qint64 otherTexts = 0;
+        int defaults = 0; ///< fields with a default value
+        int subtypes = 0; ///< fields of a subtype other than boolean: short integers, JSON...
 
         bool isAny() const noexcept {
-            return withZ + withM + withCurves + collections + incomplete + defaults + subtypes > 0;
+            return withZ + withM + withCurves + collections + incomplete + otherTexts + defaults + subtypes >
+                   0;
         }
     };
     /// Of the features that are in the layer. Linear time.

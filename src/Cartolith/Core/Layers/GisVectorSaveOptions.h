@@ -10,7 +10,10 @@ namespace Cartolith::Core::Layers {
 /// What GisLayerVector::saveAs() does beside writing.
 struct GisVectorSaveOptions {
     enum class Existing {
-        Refuse,  ///< an error when there is a file of that name; in a database, a table
+        /// An error when there is a file of that name, or for a Shapefile one beside it that would be one
+        /// of its files, whatever the case of its letters;
+        /// in a database, a table.
+        Refuse,
         Replace, ///< the file goes, with all layers in it
     };
 

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Shapes/AttributeRowInternal.h>
 
 #include <QDate>
@@ -269,7 +270,7 @@ QVariant AttributeRow::value(int column) const {
         return real(column);
     case AttributeSchema::Form::Text: {
         const Text held = text(column);
-        return held.shared != nullptr ? *held.shared : QString::fromUtf8(held.utf8);
+        return held.shared != nullptr ? *held.shared : Common::Internal::wholeText(held.utf8);
     }
     case AttributeSchema::Form::Any:
         return *at<QVariant>(column);

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/LogChannels.h>
 #include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Layers/Files/IndexFileInternal.h>
@@ -107,7 +108,7 @@ bool GisLayerOgrVector::open() {
     // A server keeps estimates.
     const bool isKept = source.driverName() != QLatin1String("PostgreSQL");
     const GisExtent extent = Internal::storedExtent(layer, isKept && !content->shapes.empty());
-    const QString sourceName = QString::fromUtf8(layer.GetName());
+    const QString sourceName = Common::Internal::wholeText(layer.GetName());
     auto provider =
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());
 
@@ -197,6 +198,7 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
         lost.withCurves += feature.hasCurves ? 1 : 0;
         lost.collections += feature.isCollection ? 1 : 0;
         lost.incomplete += feature.isPartlyRead ? 1 : 0;
+        lost.otherTexts += feature.hasOtherText ? 1 : 0;
     }
     return lost;
 }

@@ -4,12 +4,14 @@
 #include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
+#include <Cartolith/Core/Layers/Files/SourceMembersInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Layers/LayerFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
+#include <Cartolith/Core/Layers/Ogr/SystemKeptInternal.h>
 
 #include <QFileInfo>
 #include <QMap>
@@ -153,6 +155,13 @@ public:
         if (m_layer.coordinateSystem() != nullptr &&
             !CoordinateSystems::Internal::toSpatialReference(*m_layer.coordinateSystem(), system)) {
             m_target.fail(QStringLiteral("its coordinate system is of no use to GDAL"));
+        }
+        if (m_layer.coordinateSystem() != nullptr && !m_format.suffixes.isEmpty()) {
+            try {
+                Internal::requireSystemKept(m_format, system, m_layer.extent());
+            } catch (const std::runtime_error& error) {
+                m_target.fail(QString::fromUtf8(error.what()));
+            }
         }
         const QString fileName = Internal::nameOfSource(m_path);
         const QString own = m_layer.name().isEmpty() ? fileName : m_layer.name();
@@ -302,8 +311,20 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
         refuse(QStringLiteral("the layer holds only a part of its source; open that whole to save it"));
     }
     const auto check = [&] {
-        if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
+        if (options.existing != GisVectorSaveOptions::Existing::Refuse) {
+            return;
+        }
+        if (QFileInfo::exists(path)) {
             refuse(QStringLiteral("there is such a file"));
+        }
+        // Where there are several, also those of something else; in any case, as on other systems they are
+        // one and the same.
+        if (const QStringList beside =
+                format->family.isEmpty()
+                    ? QStringList()
+                    : Internal::membersOf(path, format->suffixes + format->family, Qt::CaseInsensitive);
+            !beside.isEmpty()) {
+            refuse(QStringLiteral("there is such a file: '%1'").arg(beside.first()));
         }
     };
     Common::Internal::LogStep step(Common::LogChannels::save, "export");

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
@@ -47,7 +48,7 @@ OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
         const bool isKept = field.GetSubType() == OFSTNone || field.GetSubType() == OFSTBoolean;
         state.subtypes += isKept ? 0 : 1;
         if (field.GetSubType() == OFSTJSON) {
-            state.jsonFields.insert(QString::fromUtf8(field.GetNameRef()));
+            state.jsonFields.insert(Common::Internal::wholeName(field.GetNameRef()));
         }
         state.defaults += field.GetDefault() != nullptr ? 1 : 0;
     }
@@ -163,8 +164,10 @@ bool OgrContent::take(const ArrowFeatures& feature) {
         read.digest = m_isCompared ? m_digest.of(schema, feature, nullptr) : 0;
         read.shapes = 1;
         state.digest += read.digest;
+        const AttributeRow row = m_rows.of(feature);
+        read.hasOtherText = m_rows.hadOtherText();
         state.features.append(read);
-        keep(std::move(shape), read.id, m_rows.of(feature));
+        keep(std::move(shape), read.id, row);
         return true;
     }
     OGRGeometry* made = nullptr;
@@ -213,11 +216,12 @@ void OgrContent::takeGeometry(ReadFeature feature, qint64 id, GeometryPtr geomet
         ++(hasGeometry ? state.unreadable : state.rowsWithoutGeometry);
         return;
     }
-    constexpr quint32 most = (1U << 26U) - 1;
+    constexpr quint32 most = (1U << 25U) - 1;
     feature.shapes = static_cast<quint32>(std::min<std::size_t>(read.shapes.size(), most)) & most;
     feature.isPartlyRead = !read.problem.isEmpty();
-    state.features.append(feature);
     const AttributeRow row = attributes();
+    feature.hasOtherText = m_rows.hadOtherText();
+    state.features.append(feature);
     for (auto& shape : read.shapes) {
         keep(std::move(shape), feature.id, row);
     }

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
@@ -86,7 +87,7 @@ using FieldChanges = QList<std::pair<int, QVariant>>;
 FieldsByName fieldsOf(OGRFeature& feature) {
     FieldsByName fields;
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        FieldOfName& field = fields[QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef())];
+        FieldOfName& field = fields[Common::Internal::wholeName(feature.GetFieldDefnRef(i)->GetNameRef())];
         field.indexes.push_back(i);
         const QVariant value = fieldValue(feature, i);
         field.value = value.isValid() ? value : field.value;
@@ -154,7 +155,7 @@ void setFields(OGRFeature& feature, const FieldChanges& changes, const OgrManner
 
 void note(OgrChange& change, OGRFeature& feature, const FieldChanges& changes) {
     for (const auto& [index, value] : changes) {
-        change.fields.insert(QString::fromUtf8(feature.GetFieldDefnRef(index)->GetNameRef()));
+        change.fields.insert(Common::Internal::wholeName(feature.GetFieldDefnRef(index)->GetNameRef()));
         change.columns.insert(index);
     }
 }

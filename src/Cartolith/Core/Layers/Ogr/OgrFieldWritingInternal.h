@@ -3,18 +3,11 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 
-#include <QByteArray>
-#include <QString>
-
 #include <memory>
 
 class QVariant;
 
 namespace Cartolith::Core::Layers::Internal {
-
-/// The bytes of a text. \throws std::runtime_error with the reason for U+0000, where GDAL would end it, and
-/// for half a surrogate pair, which is no character
-QByteArray savedTextOf(const QString& text);
 
 /// Whether so many decimals give a number back, to fifteen digits: all that a decimal number of a double has
 /// for certain.

@@ -20,6 +20,7 @@ struct OgrFormat {
     bool takesMixedKinds = true;   ///< points beside polygons
     bool needsGeometry = false;    ///< leaves features without one out, and does not say so
     bool needsFeatures = false;    ///< without one, the file is not written or not recognised
+    bool isLongLat = false;        ///< whatever the coordinates were, on WGS 84
     bool needsName = false;        ///< a file whose name is its suffix only is not recognised
 
     /// By the suffix, in any case, or as a connection. Null when there is none for it.

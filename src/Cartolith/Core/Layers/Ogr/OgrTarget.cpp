@@ -1,7 +1,8 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ValueTextInternal.h>
 
 #include <QFileInfo>
 #include <QUuid>
@@ -164,7 +165,7 @@ void OgrTarget::addField(OGRFieldDefn& field) {
     m_errors.reset();
     const OGRFeatureDefn& made = *m_layer->GetLayerDefn();
     const int before = made.GetFieldCount();
-    const QString name = QString::fromUtf8(field.GetNameRef());
+    const QString name = Common::Internal::wholeName(field.GetNameRef());
     const auto refuse = [&name, this](const QString& reason) {
         fail(QStringLiteral("no field '%1': %2").arg(name, reason));
     };
@@ -174,7 +175,7 @@ void OgrTarget::addField(OGRFieldDefn& field) {
     if (m_layer->CreateField(&field) != OGRERR_NONE || made.GetFieldCount() != before + 1) {
         refuse(reasonOr(QStringLiteral("the format has a field of that name already")));
     }
-    const QString given = QString::fromUtf8(made.GetFieldDefn(before)->GetNameRef());
+    const QString given = Common::Internal::wholeName(made.GetFieldDefn(before)->GetNameRef());
     if (m_format.family.isEmpty() && given != name) {
         refuse(QStringLiteral("the format would call it '%1'").arg(given));
     }

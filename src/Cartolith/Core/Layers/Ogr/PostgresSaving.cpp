@@ -1,6 +1,7 @@
 // Edits into a table of PostGIS: only the columns that were edited, and nothing over what others have
 // changed.
 
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrDigestInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
@@ -42,7 +43,8 @@ QByteArray listOf(Iterator from, Iterator to) {
 QVariantMap valuesOf(OGRFeature& feature) {
     QVariantMap values;
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        values.insert(QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef()), fieldValue(feature, i));
+        values.insert(Common::Internal::wholeName(feature.GetFieldDefnRef(i)->GetNameRef()),
+                      fieldValue(feature, i));
     }
     return values;
 }
@@ -335,7 +337,7 @@ private:
     }
 
     QByteArray valueOf(OGRFeature& feature, int column, const GisShape& shape) const {
-        const QString name = QString::fromUtf8(feature.GetFieldDefnRef(column)->GetNameRef());
+        const QString name = Common::Internal::wholeName(feature.GetFieldDefnRef(column)->GetNameRef());
         return m_table->literal(feature, column, shape.attributeValue(name));
     }
 

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
@@ -20,7 +21,7 @@ namespace {
 
 /// Whether extents would be compared on the globe, where edges and boxes are others.
 bool isGeography(OgrSource& source, OGRLayer& layer) {
-    const QString name = QString::fromUtf8(layer.GetName());
+    const QString name = Common::Internal::wholeText(layer.GetName());
     const qsizetype dot = name.indexOf(QLatin1Char('.'));
     const QString condition = QStringLiteral("f_table_name IN (%1, %2) AND f_geography_column = %3")
                                   .arg(sqlText(name), sqlText(name.mid(dot + 1)),
@@ -54,7 +55,8 @@ private:
 
 WindowSource::WindowSource(const QString& path, const QString& layerName, std::chrono::milliseconds wait)
     : m_snapshot(path, layerName, wait), m_content(m_snapshot.source(), m_snapshot.layer()),
-      m_driverName(m_snapshot.source().driverName()), m_layerName(QString::fromUtf8(layer().GetName())) {
+      m_driverName(m_snapshot.source().driverName()),
+      m_layerName(Common::Internal::wholeText(layer().GetName())) {
     OgrSource& source = m_snapshot.source();
     m_content.readParts({}); // features have their own ids from the first one on
     m_featureCount = layer().GetFeatureCount(FALSE);
@@ -99,7 +101,7 @@ void WindowSource::ignoreFields(const std::optional<QStringList>& fields, bool g
     OGRFeatureDefn& schema = *layer().GetLayerDefn();
     for (int i = 0; fields && i < schema.GetFieldCount(); ++i) {
         const char* const name = schema.GetFieldDefn(i)->GetNameRef();
-        if (!fields->contains(QString::fromUtf8(name))) {
+        if (!fields->contains(Common::Internal::wholeName(name))) {
             ignored.AddString(name);
         }
     }

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/Overviews/OverviewFileInternal.h>
 #include <Cartolith/Core/Layers/Overviews/OverviewGeometryInternal.h>
 
@@ -35,7 +36,8 @@ QByteArray freeName(OGRFeatureDefn& fields, QByteArray name) {
 
 OverviewFile::OverviewFile(const QString& path, const OverviewPlan& plan, OGRLayer& source)
     : m_path(path), m_plan(plan), m_files(path, {}, wait),
-      m_workPath(m_files.pathOf(QFileInfo(path).suffix())), m_hasSystem(source.GetSpatialRef() != nullptr) {
+      m_workPath(m_files.pathOf(QFileInfo(path).suffix())),
+      m_hasSystem(CoordinateSystems::Internal::isDefined(source.GetSpatialRef())) {
     GDALDriver* const driver = GetGDALDriverManager()->GetDriverByName("GPKG");
     if (driver != nullptr) {
         m_dataset.reset(driver->Create(m_workPath.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));

@@ -316,10 +316,9 @@ void ArrowColumn::appendNumber(const QVariant& value) {
 }
 
 void ArrowColumn::appendText(const AttributeRow::Text& text) {
-    const QByteArrayView mark("\xEF\xBB\xBF"); // which is not read as a character
     if (text.shared != nullptr) {
         appendText(*text.shared);
-    } else if (text.utf8.isValidUtf8() && !text.utf8.startsWith(mark)) {
+    } else if (text.utf8.isValidUtf8()) {
         std::copy(text.utf8.begin(), text.utf8.end(),
                   appendBytes(static_cast<std::size_t>(text.utf8.size())));
     } else {

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/Requests/BoxFilterInternal.h>
 #include <Cartolith/Core/Layers/Requests/OgrFeaturesInternal.h>
@@ -65,8 +66,8 @@ void OgrFeatures::interrupt() noexcept {
 
 bool OgrFeatures::isRead(int field) const {
     const auto& fields = m_plan->fields;
-    return !fields ||
-           fields->contains(QString::fromUtf8(m_table.GetLayerDefn()->GetFieldDefn(field)->GetNameRef()));
+    return !fields || fields->contains(Common::Internal::wholeName(
+                          m_table.GetLayerDefn()->GetFieldDefn(field)->GetNameRef()));
 }
 
 void OgrFeatures::begin(const Plan& plan) {
@@ -131,7 +132,7 @@ bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {
 bool OgrFeatures::selectRows() {
     OGRFeatureDefn& schema = *m_table.GetLayerDefn();
     const QString key = QString::fromUtf8(m_table.GetFIDColumn());
-    const QString table = QString::fromUtf8(m_table.GetName());
+    const QString table = Common::Internal::wholeText(m_table.GetName());
     const bool isServer = m_driver == QLatin1String("PostgreSQL");
     const bool isKnown = isServer ? !table.contains(QLatin1Char('.')) : isOneOf(m_driver, {"GPKG", "SQLite"});
     if (!isKnown || key.isEmpty() || schema.GetGeomFieldCount() != 1) {
@@ -150,7 +151,7 @@ bool OgrFeatures::selectRows() {
     QStringList columns{sqlName(key) + QLatin1String(isServer ? " AS ogc_fid" : "")};
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
         if (isRead(i)) {
-            columns.append(sqlName(QString::fromUtf8(schema.GetFieldDefn(i)->GetNameRef())));
+            columns.append(sqlName(Common::Internal::wholeName(schema.GetFieldDefn(i)->GetNameRef())));
         }
     }
     columns.append(sqlName(QString::fromUtf8(m_table.GetGeometryColumn())));

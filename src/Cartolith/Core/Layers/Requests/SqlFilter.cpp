@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/Requests/FilterNodeInternal.h>
 #include <Cartolith/Core/Layers/Requests/FilterTokensInternal.h>
@@ -72,7 +73,7 @@ QString sqlText(const QString& text) {
 SqlFilter::Column SqlFilter::columnOf(const QString& field) const {
     int found = -1;
     for (int i = 0; i < m_schema.GetFieldCount(); ++i) {
-        if (QString::fromUtf8(m_schema.GetFieldDefn(i)->GetNameRef()) == field) {
+        if (Common::Internal::wholeName(m_schema.GetFieldDefn(i)->GetNameRef()) == field) {
             if (found >= 0) {
                 return Column::Unfit;
             }
@@ -130,9 +131,8 @@ QString boxesMeeting(OGRLayer& table, const OGREnvelope& box) {
 
 QString SqlFilter::oddRows(const QString& field) const {
     const QString name = sqlName(field);
-    if (!isSqlite()) { // which keeps to its types; the mark of byte order is not read
-        return columnOf(field) == Column::Text ? QStringLiteral("left(%1::text, 1) = U&'\\FEFF'").arg(name)
-                                               : QStringLiteral("FALSE");
+    if (!isSqlite()) { // which keeps to its types
+        return QStringLiteral("FALSE");
     }
     const QString types = QStringLiteral("typeof(%1) NOT IN ('%2', 'null')");
     switch (columnOf(field)) {
@@ -146,8 +146,8 @@ QString SqlFilter::oddRows(const QString& field) const {
         return types.arg(name, QStringLiteral("integer"));
     case Column::Real:
         return types.arg(name, QStringLiteral("real"));
-    default: // a text ends for OGR where it has U+0000, and begins behind a mark of byte order
-        return QStringLiteral("instr(%1, char(0)) > 0 OR substr(%1, 1, 1) = char(65279) OR ").arg(name) +
+    default: // a text ends for OGR where it has U+0000
+        return QStringLiteral("instr(%1, char(0)) > 0 OR ").arg(name) +
                types.arg(name, QStringLiteral("text"));
     }
 }
