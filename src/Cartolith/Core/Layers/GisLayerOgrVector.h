@@ -173,7 +173,8 @@ public:
     ///   or any but ASCII where that is
     ///   not known;
     /// - FlatGeobuf with columns of types, or dates with times of more digits, than GDAL writes;
-    /// - GeoJSON with records that are no features, a change of a database row with the id -1,
+    /// - GeoJSON with records that are no features, or that is not UTF-8, a change of a database row with the
+    /// id -1,
     ///   and a table with
     ///   a row of the id -9223372036854775808;
     /// - several files that symbolic links do not show as they are stored, or whose suffixes differ in case;

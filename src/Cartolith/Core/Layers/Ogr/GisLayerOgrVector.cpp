@@ -103,7 +103,8 @@ bool GisLayerOgrVector::open() {
     if (source.driverName() == QLatin1String("PostgreSQL")) { // gives rows in any order
         content->sort();
     }
-    content->state.features.sort();
+    const bool areUnique = content->state.features.sort();
+    content->state.hasStableIds = content->state.hasStableIds && areUnique;
     const auto system = source.systemOf(layer);
     // A server keeps estimates.
     const bool isKept = source.driverName() != QLatin1String("PostgreSQL");

@@ -136,6 +136,18 @@ QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefin
                          << QStringLiteral("GEOMETRY_NAME=") + freeName(QStringLiteral("geom"));
 }
 
+/// A Shapefile's names have ten bytes, which GDAL cuts within a letter.
+void cutName(OGRFieldDefn& field) {
+    constexpr qsizetype most = 10;
+    QByteArray name = field.GetNameRef();
+    qsizetype end = std::min(most, name.size());
+    while (end > 0 && end < name.size() && (static_cast<uchar>(name[end]) & 0xC0U) == 0x80U) {
+        --end;
+    }
+    name.truncate(end);
+    field.SetName(name.constData());
+}
+
 class Saver {
 public:
     Saver(const GisLayerVector& layer, const std::vector<Feature>& features, const OgrFormat& format,
@@ -173,6 +185,9 @@ public:
                                  columnOptions(m_format, m_fields));
         for (const GisAttributeDefinition& field : std::as_const(m_fields)) {
             const auto definition = definitionOf(field);
+            if (!m_format.family.isEmpty()) {
+                cutName(*definition);
+            }
             const bool isDecimal = !m_format.family.isEmpty() && definition->GetType() == OFTReal;
             if (isDecimal && (definition->GetWidth() == 0 ||
                               !keepsDecimals(m_layer, field.name(), definition->GetPrecision()))) {

@@ -28,8 +28,9 @@ class ReadFeatures {
 public:
     /// Between the first of these and sort(), nothing is found.
     void append(const ReadFeature& feature) { m_features.push_back(feature); }
-    /// Of features of one id, the last stays.
-    void sort();
+    /// Of features of one id, as views have them, the last stays, with the shapes of all. False where there
+    /// are such.
+    bool sort();
     void clear() noexcept { m_features.clear(); }
 
     /// Null when there is none.
