@@ -11,12 +11,26 @@
 //
 //   cartolith-large-layers windows COUNT FILE
 //
-// asks for windows of some 1,000 polygons of the file, beside plain OGR.
+// asks for windows of some 1,000 polygons of the file, beside plain OGR;
+//
+//   cartolith-large-layers hilbert COUNT FILE.gpkg
+//
+// the same, and of a copy saved in Hilbert order;
+//
+//   cartolith-large-layers picture COUNT FILE
+//
+// a picture of everything, of a sample and of overviews;
+//
+//   cartolith-large-layers cancel COUNT FILE
+//
+// how long a query of everything goes on after cancel().
 
 #include <Cartolith/Core/Layers/Commands/GisDeleteShapeCommand.h>
 #include <Cartolith/Core/Layers/Commands/GisMacroCommand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisVectorOverviews.h>
+#include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFileInfo>
@@ -24,6 +38,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -36,6 +51,7 @@
 #include <stdexcept>
 #include <string>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -243,6 +259,74 @@ void askWindows(const std::string& path, int count) {
                 residentMegabytes() - before, static_cast<double>(layer.cachedBytes()) / 1e6);
 }
 
+double millisecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::string inHilbertOrder(const std::string& path) {
+    const std::string ordered = path + ".hilbert.gpkg";
+    if (!QFileInfo::exists(QString::fromStdString(ordered))) {
+        inNewProcess([&] {
+            Layers::GisLayerOgrVector layer(QString::fromStdString(path));
+            layer.setUsesIndexFile(false);
+            layer.open();
+            Layers::GisVectorSaveOptions options;
+            options.order = Layers::GisVectorSaveOptions::Order::Hilbert;
+            layer.saveAs(QString::fromStdString(ordered), options);
+        });
+    }
+    return ordered;
+}
+
+void lookAtEverything(const QString& path) {
+    using Layers::GisVectorOverviews;
+    constexpr int pixels = 1600;
+    const auto look = [&path](const char* what) {
+        const double before = residentMegabytes();
+        const auto start = std::chrono::steady_clock::now();
+        Layers::GisLayerOgrOnDemand layer(path);
+        layer.open();
+        const auto seen = layer.queryPicture({0, 0, size, size}, size / pixels);
+        std::printf("%-10s %8.0f ms with open(), %.0f MB; %s\n", what, millisecondsSince(start),
+                    residentMegabytes() - before, qPrintable(seen.text()));
+    };
+    if (!GisVectorOverviews::find(path)) {
+        inNewProcess([&] { look("sample"); });
+        const auto start = std::chrono::steady_clock::now();
+        GisVectorOverviews::build(path);
+        std::printf("%-10s %8.0f ms\n", "to build", millisecondsSince(start));
+    }
+    for (int i = 0; i < 3; ++i) {
+        inNewProcess([&] { look("overviews"); });
+    }
+}
+
+void cancelQueries(const QString& path) {
+    constexpr int rounds = 50;
+    std::mt19937 random(1);
+    std::vector<double> delays;
+    Layers::GisLayerOgrOnDemand layer(path);
+    layer.open();
+    layer.setCacheBudget(1LL << 40U);
+    for (int i = 0; i < rounds; ++i) {
+        layer.open();
+        std::chrono::steady_clock::time_point cancelled;
+        std::thread other([&] {
+            std::this_thread::sleep_for(std::chrono::microseconds(500 + random() % 50'000));
+            cancelled = std::chrono::steady_clock::now();
+            layer.cancel();
+        });
+        layer.query({-1, -1, size + 1, size + 1});
+        const auto end = std::chrono::steady_clock::now();
+        other.join();
+        if (layer.lastReading() == Layers::GisLayerOgrOnDemand::Reading::Cancelled) {
+            delays.push_back(std::chrono::duration<double, std::milli>(end - cancelled).count());
+        }
+    }
+    std::printf("cancel()   %zu of %d, back within %.2f ms (median), %.2f ms (longest)\n", delays.size(),
+                rounds, median(delays), *std::max_element(delays.begin(), delays.end()));
+}
+
 void edit(int count) {
     using Shapes::GisShapePoint;
     std::mt19937 random(1);
@@ -287,8 +371,11 @@ int main(int argc, char** argv) try {
         edit(std::max(std::atoi(argv[2]), 20'000));
         return 0;
     }
-    if (argc != 4 || (kind != "points" && kind != "polygons" && kind != "windows")) {
-        std::fputs("cartolith-large-layers points|polygons|windows COUNT FILE | edits COUNT\n", stderr);
+    constexpr std::array kinds{"points", "polygons", "windows", "hilbert", "picture", "cancel"};
+    if (argc != 4 || std::find(kinds.begin(), kinds.end(), kind) == kinds.end()) {
+        std::fputs("cartolith-large-layers points|polygons|windows|hilbert|picture|cancel COUNT FILE | edits "
+                   "COUNT\n",
+                   stderr);
         return 2;
     }
     const bool isPolygon = kind != "points";
@@ -297,6 +384,22 @@ int main(int argc, char** argv) try {
     GDALAllRegister();
     if (!QFileInfo::exists(QString::fromStdString(path))) {
         makeFile(path, isPolygon, count);
+    }
+    if (kind == "picture") {
+        lookAtEverything(QString::fromStdString(path));
+        return 0;
+    }
+    if (kind == "cancel") {
+        cancelQueries(QString::fromStdString(path));
+        return 0;
+    }
+    if (kind == "hilbert") {
+        const std::string ordered = inHilbertOrder(path);
+        for (int i = 0; i < 6; ++i) {
+            std::puts(i % 2 == 0 ? "as made:" : "in Hilbert order:");
+            inNewProcess([&] { askWindows(i % 2 == 0 ? path : ordered, count); });
+        }
+        return 0;
     }
     if (kind == "windows") {
         inNewProcess([&] { walk(path, count); });
