@@ -7,9 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
-#include <cstddef>
 #include <exception>
-#include <iterator>
 #include <utility>
 
 namespace Cartolith::Core::Serialization::Ogr::Internal {
@@ -37,14 +35,8 @@ void windHolesOppositeToShell(OGRPolygon& polygon) {
 }
 
 /// Walks over the vertices of a curve, in two dimensions.
-class CurveIterator {
+class CurveIterator : public Serialization::Internal::VertexIterator {
 public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = GisShapePoint;
-    using difference_type = std::ptrdiff_t;
-    using pointer = void;
-    using reference = GisShapePoint;
-
     CurveIterator(const OGRSimpleCurve& curve, int vertex) : m_curve(&curve), m_vertex(vertex) {}
 
     GisShapePoint operator*() const { return {m_curve->getX(m_vertex), m_curve->getY(m_vertex)}; }

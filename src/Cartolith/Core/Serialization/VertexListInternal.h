@@ -4,10 +4,23 @@
 
 #include <QList>
 
+#include <cstddef>
+#include <iterator>
 #include <new>
 #include <utility>
 
 namespace Cartolith::Core::Serialization::Internal {
+
+/// What an iterator that makes vertices says of itself.
+struct VertexIterator {
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = Shapes::GisShapePoint;
+    using difference_type = std::ptrdiff_t;
+    using pointer = void;
+    using reference = Shapes::GisShapePoint;
+
+    bool operator==(const VertexIterator& other) const noexcept = default;
+};
 
 /// The vertices that a walk of so many steps makes, each in its place: appending one by one costs a capacity
 /// and sharing test for every vertex. As QList's constructor from a range, which goes through a null pointer

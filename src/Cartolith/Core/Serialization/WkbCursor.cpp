@@ -5,8 +5,6 @@
 
 #include <algorithm>
 #include <bit>
-#include <cstddef>
-#include <iterator>
 #include <limits>
 #include <stdexcept>
 
@@ -30,14 +28,8 @@ double loadDouble(const char* bytes) noexcept {
 
 /// Walks over encoded points and makes each where it is asked for.
 template <bool LittleEndian>
-class PointIterator {
+class PointIterator : public Serialization::Internal::VertexIterator {
 public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = GisShapePoint;
-    using difference_type = std::ptrdiff_t;
-    using pointer = void;
-    using reference = GisShapePoint;
-
     explicit PointIterator(const char* bytes) noexcept : m_bytes(bytes) {}
 
     GisShapePoint operator*() const noexcept {
