@@ -148,8 +148,9 @@ public:
     void setCacheBudget(qint64 bytes) noexcept;
     qint64 cachedBytes() const noexcept;
 
-    /// From any thread: ends a query, queryPicture() included, that is under way, at once where the driver can be interrupted
-    /// (GeoPackage, SQLite, PostGIS), else after the feature being read. Does nothing while there is none.
+    /// From any thread: ends a query or queryPicture() that is under way, at once where the driver can be
+    /// interrupted (GeoPackage, SQLite, PostGIS), else after the feature being read; FlatGeobuf's search of
+    /// its index and its batches of 256 features come to their end first. Does nothing while there is none.
     /// The layer lives meanwhile.
     void cancel() noexcept;
     /// @}
@@ -213,6 +214,7 @@ private:
     mutable std::vector<Shapes::GisShape*> m_edited; // changed and new ones
     mutable bool m_editedIsKnown = true;
     std::vector<std::unique_ptr<Shapes::GisShape>> m_standIns;
+    GisFeatureReader* m_pictureReader = nullptr; // set while a picture is read
     Shapes::GisShapeType m_kindBefore = Shapes::GisShapeType::Null;
     Reading m_lastReading = Reading::Whole;
     QString m_lastError;

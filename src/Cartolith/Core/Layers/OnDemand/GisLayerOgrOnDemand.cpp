@@ -169,7 +169,8 @@ std::unique_ptr<GisFeatureReader> GisLayerOgrOnDemand::read(const GisFeatureRequ
 }
 
 void GisLayerOgrOnDemand::cancel() noexcept {
-    m_sync->cancel([this] { m_source->interrupt(); });
+    m_sync->cancel(
+        [this] { m_pictureReader != nullptr ? m_pictureReader->cancel() : m_source->interrupt(); });
 }
 
 const Internal::ReadWindow& GisLayerOgrOnDemand::readWindow(const GisExtent& extent) {
@@ -427,6 +428,8 @@ GisLayerOgrOnDemand::Picture GisLayerOgrOnDemand::queryPicture(const GisExtent& 
     }
     m_lastReading = Reading::Whole;
     m_standIns.clear();
+    m_pictureReader = reader.get();
+    const auto end = qScopeGuard([this] { m_pictureReader = nullptr; });
     reading([&] {
         while (!m_sync->isCancelled() && reader->next()) {
             const CachedFeature* const known = m_cache->find(reader->featureId());
