@@ -11,17 +11,31 @@
 //
 //   cartolith-large-layers windows COUNT FILE
 //
-// asks for windows of some 1,000 polygons of the file, beside plain OGR.
+// asks for windows of some 1,000 polygons of the file, beside plain OGR;
 //
 //   cartolith-large-layers columns COUNT FILE
 //
-// goes over the polygons of the file as batches of columns, and as features.
+// goes over the polygons of the file as batches of columns, and as features;
+//
+//   cartolith-large-layers hilbert COUNT FILE.gpkg
+//
+// windows of the file, and of a copy saved in Hilbert order;
+//
+//   cartolith-large-layers picture COUNT FILE
+//
+// a picture of everything, of a sample and of overviews;
+//
+//   cartolith-large-layers cancel COUNT FILE
+//
+// how long a query of everything goes on after cancel().
 
 #include <Cartolith/Core/Layers/Commands/GisDeleteShapeCommand.h>
 #include <Cartolith/Core/Layers/Commands/GisMacroCommand.h>
 #include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisVectorOverviews.h>
+#include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFileInfo>
@@ -30,6 +44,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -42,6 +57,7 @@
 #include <stdexcept>
 #include <string>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -311,6 +327,74 @@ void readColumns(const std::string& path, int count) {
     }
 }
 
+double millisecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::string inHilbertOrder(const std::string& path) {
+    const std::string ordered = path + ".hilbert.gpkg";
+    if (!QFileInfo::exists(QString::fromStdString(ordered))) {
+        inNewProcess([&] {
+            Layers::GisLayerOgrVector layer(QString::fromStdString(path));
+            layer.setUsesIndexFile(false);
+            layer.open();
+            Layers::GisVectorSaveOptions options;
+            options.order = Layers::GisVectorSaveOptions::Order::Hilbert;
+            layer.saveAs(QString::fromStdString(ordered), options);
+        });
+    }
+    return ordered;
+}
+
+void lookAtEverything(const QString& path) {
+    using Layers::GisVectorOverviews;
+    constexpr int pixels = 900; // the lower side of the picture
+    const auto look = [&path](const char* what) {
+        const double before = residentMegabytes();
+        const auto start = std::chrono::steady_clock::now();
+        Layers::GisLayerOgrOnDemand layer(path);
+        layer.open();
+        const auto seen = layer.queryPicture({-100, -100, size + 100, size + 100}, size / pixels);
+        std::printf("%-10s %8.0f ms with open(), %.0f MB; %s\n", what, millisecondsSince(start),
+                    residentMegabytes() - before, qPrintable(seen.text()));
+    };
+    if (!GisVectorOverviews::find(path)) {
+        inNewProcess([&] { look("sample"); });
+        const auto start = std::chrono::steady_clock::now();
+        GisVectorOverviews::build(path);
+        std::printf("%-10s %8.0f ms\n", "to build", millisecondsSince(start));
+    }
+    for (int i = 0; i < 3; ++i) {
+        inNewProcess([&] { look("overviews"); });
+    }
+}
+
+void cancelQueries(const QString& path) {
+    constexpr int rounds = 50;
+    std::mt19937 random(1);
+    std::vector<double> delays;
+    Layers::GisLayerOgrOnDemand layer(path);
+    layer.open();
+    layer.setCacheBudget(1LL << 40U);
+    for (int i = 0; i < rounds; ++i) {
+        layer.open();
+        std::chrono::steady_clock::time_point cancelled;
+        std::thread other([&] {
+            std::this_thread::sleep_for(std::chrono::microseconds(500 + random() % 50'000));
+            cancelled = std::chrono::steady_clock::now();
+            layer.cancel();
+        });
+        layer.query({-1, -1, size + 1, size + 1});
+        const auto end = std::chrono::steady_clock::now();
+        other.join();
+        if (layer.lastReading() == Layers::GisLayerOgrOnDemand::Reading::Cancelled) {
+            delays.push_back(std::chrono::duration<double, std::milli>(end - cancelled).count());
+        }
+    }
+    std::printf("cancel()   %zu of %d, back within %.2f ms (median), %.2f ms (longest)\n", delays.size(),
+                rounds, median(delays), *std::max_element(delays.begin(), delays.end()));
+}
+
 void edit(int count) {
     using Shapes::GisShapePoint;
     std::mt19937 random(1);
@@ -355,8 +439,10 @@ int main(int argc, char** argv) try {
         edit(std::max(std::atoi(argv[2]), 20'000));
         return 0;
     }
-    if (argc != 4 || (kind != "points" && kind != "polygons" && kind != "windows" && kind != "columns")) {
-        std::fputs("cartolith-large-layers points|polygons|windows|columns COUNT FILE | edits COUNT\n",
+    constexpr std::array kinds{"points", "polygons", "windows", "columns", "hilbert", "picture", "cancel"};
+    if (argc != 4 || std::find(kinds.begin(), kinds.end(), kind) == kinds.end()) {
+        std::fputs("cartolith-large-layers points|polygons|windows|columns|hilbert|picture|cancel COUNT FILE "
+                   "| edits COUNT\n",
                    stderr);
         return 2;
     }
@@ -369,6 +455,22 @@ int main(int argc, char** argv) try {
     }
     if (kind == "columns") {
         inNewProcess([&] { readColumns(path, count); });
+        return 0;
+    }
+    if (kind == "picture") {
+        lookAtEverything(QString::fromStdString(path));
+        return 0;
+    }
+    if (kind == "cancel") {
+        cancelQueries(QString::fromStdString(path));
+        return 0;
+    }
+    if (kind == "hilbert") {
+        const std::string ordered = inHilbertOrder(path);
+        for (int i = 0; i < 6; ++i) {
+            std::puts(i % 2 == 0 ? "as made:" : "in Hilbert order:");
+            inNewProcess([&] { askWindows(i % 2 == 0 ? path : ordered, count); });
+        }
         return 0;
     }
     if (kind == "windows") {

@@ -9,8 +9,12 @@
 
 #include <QDateTime>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
+#include <numeric>
 #include <random>
+#include <set>
 
 using namespace Cartolith::Core;
 using Layers::GisLayerOgrVector;
@@ -452,6 +456,43 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         EXPECT_EQ(reasonOf(*many, at("old.gpkg"), cancelling), "mine");
     }
     EXPECT_EQ(files(), before);
+}
+
+// Neighbours along the curve are near each other: the way through all places is much shorter than in the order of the
+// layer, and nothing is lost.
+TEST_F(SaveAs, WritesAlongAHilbertCurve) {
+    constexpr int side = 32;
+    auto layer = GisLayerVector::createInMemory("grid", Shapes::GisShapeType::Null, {});
+    std::vector<int> cells(side * side);
+    std::iota(cells.begin(), cells.end(), 0);
+    std::shuffle(cells.begin(), cells.end(), std::mt19937(test::seed()));
+    for (const int cell : cells) {
+        layer->addShape(test::shapeOf(QString("POINT (%1 %2)").arg(cell % side).arg(cell / side), {{"cell", cell}}));
+    }
+    layer->addShape(test::shapeOf("POINT (5 5)", {{"cell", -1}})); // a second one in a place comes after the first
+    GisVectorSaveOptions options;
+    options.order = GisVectorSaveOptions::Order::Hilbert;
+    for (const char* name : {"grid.gpkg", "grid.geojson", "grid.shp"}) {
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(layer->saveAs(at(name), options));
+        GisLayerOgrVector saved(at(name));
+        ASSERT_TRUE(saved.open());
+        const auto shapes = saved.rawShapes();
+        ASSERT_EQ(shapes.size(), side * side + 1);
+        std::set<int> seen;
+        double way = 0.0;
+        for (qsizetype i = 0; i < shapes.size(); ++i) {
+            const int cell = shapes[i]->attributeValue("cell").toInt();
+            EXPECT_TRUE(seen.insert(cell).second && (cell != -1 || seen.contains(5 * side + 5)));
+            const auto here = shapes[i]->extent().center();
+            EXPECT_EQ(static_cast<int>(std::lround(here.y())) * side + static_cast<int>(std::lround(here.x())),
+                      cell < 0 ? 5 * side + 5 : cell);
+            way += i > 0 ? std::hypot(here.x() - shapes[i - 1]->extent().center().x(),
+                                      here.y() - shapes[i - 1]->extent().center().y())
+                         : 0.0;
+        }
+        EXPECT_LT(way, 1.1 * side * side) << "shuffled it is some 17 times the number of places";
+    }
 }
 
 } // namespace

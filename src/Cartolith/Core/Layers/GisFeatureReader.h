@@ -49,7 +49,8 @@ public:
 
     /// Of a layer of a file or database that OGR opens, read only; of its first without a name. Features are
     /// read as they are asked for. docs/large-data.md says what of a request the source itself answers.
-    /// \throws std::invalid_argument for a negative limit, a tolerance that is negative or NaN;
+    /// \throws std::invalid_argument for a negative limit, a tolerance that is negative or NaN, a picture
+    /// that wants no feature;
     /// std::runtime_error with the path and the reason when the source cannot be read, has no such layer, and
     /// when another coordinate system is asked for and its own is not known or leads nowhere
     static std::unique_ptr<GisFeatureReader> fromSource(const QString& path, const QString& layerName,
@@ -85,6 +86,18 @@ public:
     /// none.
     const QList<Defs::GisAttributeDefinition>& fields() const;
     std::shared_ptr<const CoordinateSystems::CoordinateSystem> coordinateSystem() const;
+    /// Of a request for a picture.
+    enum class Detail {
+        Everything, ///< nothing was left out for being too much
+        Overview,   ///< features are those of a vector overview
+        Sample,     ///< features are some of many
+    };
+    Detail detail() const noexcept;
+    /// How many features the source has, whatever was asked for: known for a picture, where the source says
+    /// so without being read; else -1. \see shownText()
+    qint64 sourceCount() const noexcept;
+    /// "1052 of 5000000 features shown"; of an unknown number "1052 features shown".
+    static QString shownText(qint64 shown, qint64 all);
     /// How many features were left out so far, because they have no place in that coordinate system.
     qint64 untransformedCount() const;
 

@@ -72,6 +72,9 @@ public:
     /// gaps for as long as it costs little.
     int levelFor(double unitsPerPixel, const Shapes::GisExtent& window, qint64 most = 50'000) const noexcept;
 
+    /// Which part of the extent is in a window, from 0 to 1. Along a side without length everything is.
+    static double shareInSight(const Shapes::GisExtent& window, const Shapes::GisExtent& all) noexcept;
+
 private:
     GisVectorOverviews() = default;
     /// Of the first layer when the name is empty.

@@ -31,6 +31,17 @@ struct GisVectorSaveOptions {
     /// How long to wait for another process that is putting files of that name in place, or is writing to the
     /// database that is to be replaced.
     std::chrono::milliseconds wait = std::chrono::seconds(2);
+
+    enum class Order {
+        AsInLayer,
+        /// Along a Hilbert curve through the centres of the features' boxes, those of one place as in the
+        /// layer: what lies near each other is near in the file, so that windows of a GeoPackage read fewer
+        /// pages. A format that numbers its features does so in this order, and it is the order in which they
+        /// are drawn when the file is read. (A FlatGeobuf file with an index is so ordered by its driver.)
+        Hilbert,
+    };
+    /// In which order features are written; rows without geometry come last.
+    Order order = Order::AsInLayer;
 };
 
 } // namespace Cartolith::Core::Layers

@@ -12,6 +12,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
 #include <Cartolith/Core/Layers/Ogr/SystemKeptInternal.h>
+#include <Cartolith/Core/Spatial/RTreeOrderInternal.h>
 
 #include <QFileInfo>
 #include <QMap>
@@ -95,6 +96,32 @@ std::vector<Feature> featuresOf(const GisLayerVector& layer,
         }
     }
     return features;
+}
+
+std::vector<Feature> alongCurve(std::vector<Feature> features) {
+    std::vector<Shapes::GisExtent> boxes;
+    boxes.reserve(features.size());
+    Shapes::GisExtent frame;
+    for (const Feature& feature : features) {
+        Shapes::GisExtent box;
+        for (const GisShape* const shape : feature) {
+            box = box.expand(shape->extent());
+        }
+        frame = frame.expand(box);
+        boxes.push_back(box);
+    }
+    std::vector<std::pair<quint32, std::size_t>> places;
+    places.reserve(features.size());
+    for (const Shapes::GisExtent& box : boxes) {
+        places.emplace_back(Spatial::RTree::hilbertKey(box, frame), places.size());
+    }
+    std::sort(places.begin(), places.end());
+    std::vector<Feature> ordered;
+    ordered.reserve(features.size());
+    for (const auto& [key, place] : places) {
+        ordered.push_back(std::move(features[place]));
+    }
+    return ordered;
 }
 
 /// The types that hold one part of a shape, and several.
@@ -345,7 +372,10 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
     Common::Internal::LogStep step(Common::LogChannels::save, "export");
     step.set("target", Internal::shownPath(path));
     step.set("shapes", count());
-    const std::vector<Feature> features = featuresOf(*this, multiPoints());
+    std::vector<Feature> features = featuresOf(*this, multiPoints());
+    if (options.order == GisVectorSaveOptions::Order::Hilbert) {
+        features = alongCurve(std::move(features));
+    }
     if (format->family.isEmpty()) {
         check();
     }

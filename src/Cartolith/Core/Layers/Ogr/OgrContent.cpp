@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -58,12 +59,14 @@ bool OgrContent::isInterrupted(const GoOn& goOn) const {
     if (shapes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         m_source.fail(QStringLiteral("it has more shapes than a layer can number"));
     }
-    constexpr qint64 interval = 256;
+    const qint64 interval = m_isInParts ? 1 : 256;
     return state.featureCount % interval == 0 && !goOn(static_cast<double>(state.featureCount));
 }
 
 OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
-    const auto columns = ArrowFeatures::of(m_layer, m_isDatabase, m_source.gdalName(), m_isInParts);
+    const auto columns = ArrowFeatures::of(
+        m_layer, m_isDatabase, m_areColumnsKnown ? QByteArray() : m_source.gdalName(), m_isInParts);
+    m_areColumnsKnown = columns != nullptr;
     while (columns != nullptr && columns->next()) {
         if (!take(*columns)) {
             return Outcome::Unfit;
@@ -79,7 +82,11 @@ OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
 
 OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn) {
     m_layer.ResetReading();
-    while (const auto feature = m_source.next(m_layer)) {
+    std::optional<Common::Internal::GdalErrorCapture> errors;
+    if (m_isInParts) { // else a host's callback is asked in between
+        errors.emplace();
+    }
+    while (const auto feature = errors ? m_source.next(m_layer, *errors) : m_source.next(m_layer)) {
         take(*feature, m_source.complaint());
         if (isInterrupted(goOn)) {
             return Outcome::Cancelled;

@@ -186,8 +186,12 @@ OgrSource::Selection OgrSource::select(const QString& sql) {
 }
 
 Common::Internal::FeaturePtr OgrSource::next(OGRLayer& layer) {
-    const Common::Internal::GdalErrorCapture
-        errors; // a target written to at the same time has one of its own
+    Common::Internal::GdalErrorCapture errors; // a target written to at the same time has one of its own
+    return next(layer, errors);
+}
+
+Common::Internal::FeaturePtr OgrSource::next(OGRLayer& layer, Common::Internal::GdalErrorCapture& errors) {
+    errors.reset();
     Common::Internal::FeaturePtr feature(layer.GetNextFeature());
     m_complaint = errors.message();
     if (feature == nullptr && !m_complaint.isEmpty()) {

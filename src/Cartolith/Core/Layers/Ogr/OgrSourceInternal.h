@@ -43,6 +43,8 @@ public:
     std::shared_ptr<CoordinateSystems::CoordinateSystem> systemOf(OGRLayer& layer) const;
     /// The next feature of a layer; null at its end.
     Common::Internal::FeaturePtr next(OGRLayer& layer);
+    /// The same for who asks for many and lets nobody else speak with GDAL in between.
+    Common::Internal::FeaturePtr next(OGRLayer& layer, Common::Internal::GdalErrorCapture& errors);
     /// What the source's own SQL selects; null, without an error, when it does not understand. Goes before
     /// the source does.
     using Selection = std::unique_ptr<OGRLayer, std::function<void(OGRLayer*)>>;

@@ -223,12 +223,11 @@ OgrContent::Outcome WindowSource::readById(const OgrContent::Skip& skip, const O
     std::vector<qint64> rest;
     std::set_difference(ids.begin(), ids.end(), met.begin(), met.end(), std::back_inserter(rest));
     layer().SetSpatialFilter(nullptr); // the driver counts ids among the hits otherwise
-    constexpr std::size_t interval = 256;
-    for (std::size_t i = 0; i < rest.size(); ++i) {
-        if (!skip(rest[i], nullptr) && !m_content.readFeature(rest[i])) {
-            m_snapshot.source().fail(QStringLiteral("it ends before feature %1").arg(rest[i]));
+    for (const qint64 id : rest) {
+        if (!skip(id, nullptr) && !m_content.readFeature(id)) {
+            m_snapshot.source().fail(QStringLiteral("it ends before feature %1").arg(id));
         }
-        if ((i + 1) % interval == 0 && !goOn(static_cast<double>(i))) {
+        if (!goOn(static_cast<double>(id))) {
             return OgrContent::Outcome::Cancelled;
         }
     }

@@ -176,15 +176,19 @@ int GisVectorOverviews::levelFor(double unitsPerPixel) const noexcept {
     return static_cast<int>(coarser - m_levels.begin()) - 1;
 }
 
-int GisVectorOverviews::levelFor(double unitsPerPixel, const Shapes::GisExtent& window,
-                                 qint64 most) const noexcept {
-    // Along a side without length everything is in sight.
+double GisVectorOverviews::shareInSight(const Shapes::GisExtent& window,
+                                        const Shapes::GisExtent& all) noexcept {
     const auto share = [](double from, double to, double least, double greatest) {
         const double length = greatest - least;
         return length > 0.0 ? std::max(0.0, std::min(to, greatest) - std::max(from, least)) / length : 1.0;
     };
-    const double part = share(window.xMin(), window.xMax(), m_extent.xMin(), m_extent.xMax()) *
-                        share(window.yMin(), window.yMax(), m_extent.yMin(), m_extent.yMax());
+    return share(window.xMin(), window.xMax(), all.xMin(), all.xMax()) *
+           share(window.yMin(), window.yMax(), all.yMin(), all.yMax());
+}
+
+int GisVectorOverviews::levelFor(double unitsPerPixel, const Shapes::GisExtent& window,
+                                 qint64 most) const noexcept {
+    const double part = shareInSight(window, m_extent);
     const int coarsest = levelFor(unitsPerPixel);
     int level = -1;
     for (qint64 count = m_featureCount; level < coarsest; ++level, count = m_levels[level].featureCount) {

@@ -2,7 +2,7 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/Requests/FeatureAnswersInternal.h>
-#include <Cartolith/Core/Layers/Requests/OgrFeaturesInternal.h>
+#include <Cartolith/Core/Layers/Requests/PictureFeaturesInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <atomic>
@@ -66,6 +66,9 @@ void check(const GisFeatureRequest& request) {
     }
     if (!(request.tolerance >= 0.0)) {
         throw std::invalid_argument("The tolerance of a request cannot be negative.");
+    }
+    if (request.picture && request.picture->most < 1) {
+        throw std::invalid_argument("A picture wants one feature at least.");
     }
 }
 
@@ -212,6 +215,8 @@ public:
     Shapes::AttributeSlot takenAttributes; // of the shape that was taken
     qint64 given = 0;
     qint64 untransformed = 0;
+    Detail detail = Detail::Everything;
+    qint64 sourceCount = -1;
     QString reason;
 };
 
@@ -225,8 +230,11 @@ GisFeatureReader::~GisFeatureReader() = default;
 std::unique_ptr<GisFeatureReader> GisFeatureReader::fromSource(const QString& path, const QString& layerName,
                                                                const GisFeatureRequest& request) {
     check(request);
-    return std::make_unique<GisFeatureReader>(
-        std::make_unique<Internal::OgrFeatures>(path, layerName, request.limits), request);
+    auto picture = Internal::PictureFeatures::of(path, layerName, request);
+    auto reader = std::make_unique<GisFeatureReader>(std::move(picture.source), picture.request);
+    reader->d->detail = picture.detail;
+    reader->d->sourceCount = picture.sourceCount;
+    return reader;
 }
 
 bool GisFeatureReader::next() {
@@ -295,6 +303,19 @@ const QList<Defs::GisAttributeDefinition>& GisFeatureReader::fields() const {
 
 std::shared_ptr<const CoordinateSystem> GisFeatureReader::coordinateSystem() const {
     return d->request.coordinateSystem != nullptr ? d->request.coordinateSystem : d->layerSystem;
+}
+
+GisFeatureReader::Detail GisFeatureReader::detail() const noexcept {
+    return d->detail;
+}
+
+qint64 GisFeatureReader::sourceCount() const noexcept {
+    return d->sourceCount;
+}
+
+QString GisFeatureReader::shownText(qint64 shown, qint64 all) {
+    return all >= 0 ? QStringLiteral("%1 of %2 features shown").arg(shown).arg(all)
+                    : QStringLiteral("%1 features shown").arg(shown);
 }
 
 qint64 GisFeatureReader::untransformedCount() const {

@@ -70,6 +70,31 @@ bool OgrFeatures::isRead(int field) const {
                           m_table.GetLayerDefn()->GetFieldDefn(field)->GetNameRef()));
 }
 
+bool OgrFeatures::isFoundById() const {
+    const bool hasKey = !QByteArrayView(m_table.GetFIDColumn()).isEmpty();
+    return m_table.TestCapability(OLCRandomRead) != 0 &&
+           (isOneOf(m_driver, {"ESRI Shapefile", "FlatGeobuf"}) ||
+            (hasKey && isOneOf(m_driver, {"GPKG", "SQLite"})));
+}
+
+std::optional<std::pair<qint64, qint64>> OgrFeatures::idRange() {
+    if (!isFoundById()) {
+        return std::nullopt;
+    }
+    if (isOneOf(m_driver, {"ESRI Shapefile", "FlatGeobuf"})) {
+        return std::pair(qint64{0}, featureCount() - 1);
+    }
+    const QString key = sqlName(QString::fromUtf8(m_table.GetFIDColumn()));
+    const auto found = m_snapshot.source().select(
+        QStringLiteral("SELECT MIN(") + key + QStringLiteral(") AS a, MAX(") + key +
+        QStringLiteral(") AS z FROM ") + sqlName(QString::fromUtf8(m_table.GetName())));
+    const FeaturePtr range(found != nullptr ? found->GetNextFeature() : nullptr);
+    return range != nullptr && range->GetFieldCount() == 2
+               ? std::optional(
+                     std::pair(qint64{range->GetFieldAsInteger64(0)}, qint64{range->GetFieldAsInteger64(1)}))
+               : std::nullopt;
+}
+
 void OgrFeatures::begin(const Plan& plan) {
     const GdalErrorCapture errors;
     const Common::Internal::EpsgCodesAsGiven codes;
@@ -77,9 +102,7 @@ void OgrFeatures::begin(const Plan& plan) {
     m_layer = &m_table;
     // Of these, features come in the order of their ids, and each is found at once.
     const bool hasKey = !QByteArrayView(m_table.GetFIDColumn()).isEmpty();
-    m_isById =
-        plan.test.ids() && m_table.TestCapability(OLCRandomRead) != 0 &&
-        (m_driver == QLatin1String("ESRI Shapefile") || (hasKey && isOneOf(m_driver, {"GPKG", "SQLite"})));
+    m_isById = plan.test.ids() && isFoundById();
     if (m_isById || !selectRows()) {
         ignoreFields();
         filterByExtent(hasKey);
@@ -203,8 +226,12 @@ void OgrFeatures::filterByExtent(bool hasKey) {
 FeaturePtr OgrFeatures::nextById() {
     const auto& ids = *m_plan->test.ids();
     const GdalErrorCapture errors; // of a Shapefile that there is none of an id
+    const qint64 count = m_driver == QLatin1String("FlatGeobuf") ? featureCount() : -1;
     while (m_atId < ids.size() && !m_plan->isCancelled) {
         const qint64 id = ids[m_atId++];
+        if (count >= 0 && (id < 0 || id >= count)) { // which this driver calls an error
+            continue;
+        }
         FeaturePtr feature(m_layer->GetFeature(id));
         if (feature != nullptr && feature->GetFID() == id) { // not that of the lower 32 bits
             return feature;
