@@ -7,6 +7,7 @@
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
@@ -18,6 +19,8 @@
 #include <limits>
 #include <optional>
 #include <set>
+#include <stdexcept>
+#include <string>
 #include <typeinfo>
 #include <utility>
 
@@ -28,21 +31,20 @@ using Shapes::GisShape;
 
 namespace {
 
-/// GDAL takes the system of the first geometry for that of all.
-void requireOneSystem(const Internal::OgrSource& source, OGRLayer& layer) {
-    if (source.driverName() != QLatin1String("PostgreSQL") ||
-        layer.GetLayerDefn()->GetGeomFieldCount() == 0) {
-        return;
-    }
-    bool hasSeveral = false;
+/// Begins to read a server's table. GDAL takes the system of the first geometry for that of all.
+Internal::ExactTexts beginTable(const Internal::OgrSource& source, OGRLayer& layer) {
     try {
-        hasSeveral = Internal::PostgresTable(source.dataset(), layer).hasSeveralSystems();
+        // What is read of the table in several ways is that of one moment.
+        source.dataset().StartTransaction();
+        Internal::execute(source.dataset(), "SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY");
+        Internal::PostgresTable table(source.dataset(), layer);
+        if (layer.GetLayerDefn()->GetGeomFieldCount() != 0 && table.hasSeveralSystems()) {
+            throw std::runtime_error("the geometries of '" + std::string(layer.GetName()) +
+                                     "' are in several coordinate systems");
+        }
+        return table.exactTexts();
     } catch (const std::runtime_error& error) {
         source.fail(QString::fromUtf8(error.what()));
-    }
-    if (hasSeveral) {
-        source.fail(QStringLiteral("the geometries of '%1' are in several coordinate systems")
-                        .arg(QString::fromUtf8(layer.GetName())));
     }
 }
 
@@ -67,7 +69,8 @@ bool GisLayerOgrVector::open() {
     Internal::OgrSource& source = snapshot.source();
     OGRLayer& layer = snapshot.layer();
     const auto& stamp = snapshot.stamp();
-    requireOneSystem(source, layer);
+    const bool isServer = Internal::OgrFormat::isServerOf(source.driverName());
+    Internal::ExactTexts texts = isServer ? beginTable(source, layer) : Internal::ExactTexts();
     const ProgressCallback progress = m_progress; // one that replaces itself goes on living here
     const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
     double reported = 0.0;
@@ -99,14 +102,15 @@ bool GisLayerOgrVector::open() {
         return false;
     }
 
-    if (source.driverName() == QLatin1String("PostgreSQL")) { // gives rows in any order
+    if (isServer) { // gives rows in any order
         content->sort();
+        content->state.texts = std::move(texts);
+        source.dataset().RollbackTransaction();
     }
     content->state.features.sort();
     const auto system = source.systemOf(layer);
     // A server keeps estimates.
-    const bool isKept = source.driverName() != QLatin1String("PostgreSQL");
-    const GisExtent extent = Internal::storedExtent(layer, isKept && !content->shapes.empty());
+    const GisExtent extent = Internal::storedExtent(layer, !isServer && !content->shapes.empty());
     const QString sourceName = QString::fromUtf8(layer.GetName());
     auto provider =
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());

@@ -17,7 +17,7 @@ namespace Cartolith::Core::Layers::Internal {
 OgrTarget::OgrTarget(const OgrFormat& format, const QString& path, std::chrono::milliseconds wait)
     : m_format(format), m_path(path), m_suffix(QFileInfo(path).suffix()) {
     Common::Internal::registerGdalDrivers();
-    if (m_format.suffixes.isEmpty()) {
+    if (m_format.isServer) {
         openServer(wait);
         return;
     }

@@ -2,6 +2,7 @@
 
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QUrl>
 
 #include <algorithm>
@@ -94,27 +95,31 @@ QByteArray quotedText(QByteArrayView text) {
     return " E'" + quoted + '\''; // behind a blank: a name before it would swallow the E
 }
 
-SqlRows execute(GDALDataset& source, const QByteArray& sql) {
+void forRows(GDALDataset& source, const QByteArray& sql, const std::function<void(OGRFeature&)>& function) {
     const Common::Internal::GdalErrorCapture errors;
-    OGRLayer* const result = source.ExecuteSQL(sql.constData(), nullptr, nullptr);
-    SqlRows rows;
-    if (result != nullptr) {
+    if (OGRLayer* const result = source.ExecuteSQL(sql.constData(), nullptr, nullptr)) {
+        const auto end = qScopeGuard([&] { source.ReleaseResultSet(result); });
         result->ResetReading();
         while (const Common::Internal::FeaturePtr row{result->GetNextFeature()}) {
-            QList<QByteArray> values;
-            for (int i = 0; i < row->GetFieldCount(); ++i) {
-                values.append(row->IsFieldSetAndNotNull(i) ? QByteArray(row->GetFieldAsString(i))
-                                                           : QByteArray());
-            }
-            rows.append(values);
+            function(*row);
         }
-        source.ReleaseResultSet(result);
     }
     if (!errors.message().isEmpty()) {
         QString reason = errors.message().section(QLatin1Char('\n'), 0, 0);
         reason.remove(QRegularExpression(QStringLiteral("^ERROR:\\s*")));
         throw std::runtime_error(reason.toStdString());
     }
+}
+
+SqlRows execute(GDALDataset& source, const QByteArray& sql) {
+    SqlRows rows;
+    forRows(source, sql, [&rows](OGRFeature& row) {
+        QList<QByteArray> values;
+        for (int i = 0; i < row.GetFieldCount(); ++i) {
+            values.append(row.IsFieldSetAndNotNull(i) ? QByteArray(row.GetFieldAsString(i)) : QByteArray());
+        }
+        rows.append(values);
+    });
     return rows;
 }
 

@@ -60,7 +60,7 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
     m_featureCount = layer().GetFeatureCount(FALSE);
     m_extent = storedExtent(layer(), m_featureCount != 0);
     const bool isTree = layer().TestCapability(OLCFastSpatialFilter) != 0;
-    const bool isServer = m_driverName == QLatin1String("PostgreSQL");
+    const bool isServer = OgrFormat::isServerOf(m_driverName);
     if (isServer && QByteArrayView(layer().GetFIDColumn()).isEmpty()) { // ids are places in each answer
         source.fail(
             QStringLiteral("'%1' has no key by which its rows can be known; read it whole").arg(m_layerName));
