@@ -76,8 +76,13 @@ int Commands::overviews(const QStringList& arguments) {
                         qPrintable(english.toString(made->featureCount())),
                         qPrintable(QString::number(level.unitsPerPixel, 'g', 4)));
         }
-        std::printf("%s: %s bytes\n", made->path().toUtf8().constData(),
-                    qPrintable(english.toString(QFileInfo(made->path()).size())));
+        if (const QFileInfo kept(made->path()); kept.isFile()) {
+            std::printf("%s: %s bytes\n", made->path().toUtf8().constData(),
+                        qPrintable(english.toString(kept.size())));
+        } else {
+            std::printf("%s ...: tables beside it\n",
+                        made->levels().constFirst().tableName.toUtf8().constData());
+        }
     }
     return 0;
 }

@@ -74,9 +74,7 @@ public:
 
 private:
     GisVectorOverviews() = default;
-    /// Of the first layer when the name is empty.
-    static std::optional<GisVectorOverviews> read(const QString& source, const QString& layerName,
-                                                  const QString& path);
+    class Reading;
 
     QString m_path;
     QList<Level> m_levels;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstring>
+#include <iterator>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -19,6 +20,12 @@ void ExactTexts::sort() {
 QByteArrayView ExactTexts::textOf(const Entry& entry) const {
     const char* const text = m_texts.data() + entry.at; // what a server writes has no U+0000
     return {text, static_cast<qsizetype>(std::strlen(text))};
+}
+
+void ExactTexts::forEach(const std::function<void(Place place, QByteArrayView text)>& function) const {
+    for (const Entry& entry : m_entries) {
+        function(entry.place, textOf(entry));
+    }
 }
 
 std::optional<QByteArrayView> ExactTexts::find(Place place) const noexcept {

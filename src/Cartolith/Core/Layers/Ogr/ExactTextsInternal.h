@@ -4,6 +4,7 @@
 #include <QByteArrayView>
 #include <QtGlobal>
 
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
@@ -22,6 +23,8 @@ public:
     void add(Place place, QByteArrayView text);
     void sort();
 
+    /// Calls the function with all of them.
+    void forEach(const std::function<void(Place place, QByteArrayView text)>& function) const;
     /// Good until the next change.
     std::optional<QByteArrayView> find(Place place) const noexcept;
     /// The places of a field among these features.

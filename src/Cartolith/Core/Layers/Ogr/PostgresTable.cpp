@@ -7,9 +7,6 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-namespace {
-
-/// The table of a layer, as rows of its oid, schema and name.
 QByteArray tableOf(OGRLayer& layer) {
     const QByteArray geometry = layer.GetGeometryColumn();
     QByteArray listed = layer.GetName();
@@ -23,8 +20,6 @@ QByteArray tableOf(OGRLayer& layer) {
            text + " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text +
            ") ORDER BY n.nspname = current_schema() DESC LIMIT 1";
 }
-
-} // namespace
 
 QByteArray listOf(const std::vector<qint64>& ids) {
     QByteArray list;

@@ -16,6 +16,9 @@ namespace Cartolith::Core::Layers::Internal {
 /// Gives the fields of a layer the types that hold what is in their columns; before anything is read of it.
 void correctTypes(GDALDataset& source, OGRLayer& layer);
 
+/// The statement that gives a layer's table: a row of its oid, schema and name.
+QByteArray tableOf(OGRLayer& layer);
+
 /// Ids as a list in SQL.
 QByteArray listOf(const std::vector<qint64>& ids);
 

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 
 #include <QFileInfo>
@@ -58,7 +59,9 @@ bool isPostgres(const QString& path) {
 }
 
 QString nameOfSource(const QString& path) {
-    return isPostgres(path) ? QStringLiteral("PostgreSQL") : QFileInfo(path).completeBaseName();
+    const OgrFormat* const format = OgrFormat::forPath(path);
+    return format != nullptr && format->isServer ? QString::fromLatin1(format->driver)
+                                                 : QFileInfo(path).completeBaseName();
 }
 
 QString shownPath(const QString& path) {

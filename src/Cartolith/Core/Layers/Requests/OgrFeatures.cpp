@@ -1,5 +1,6 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/Requests/BoxFilterInternal.h>
 #include <Cartolith/Core/Layers/Requests/OgrFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Requests/ServerLimitsInternal.h>
@@ -127,6 +128,10 @@ bool OgrFeatures::selectRows() {
     SqlFilter filter(isServer ? Dialect::PostgreSql : Dialect::Sqlite, schema);
     QStringList conditions{test.extent() && !test.extent()->isEmpty() ? rowsIn(*test.extent()) : QString(),
                            filter.condition(test.filter())};
+    if (test.ids() && isServer) {
+        conditions.append(sqlName(key) + QLatin1String(" = ANY ('{") +
+                          QString::fromLatin1(listOf(*test.ids())) + QLatin1String("}'::bigint[])"));
+    }
     conditions.removeAll(QString());
     if (conditions.isEmpty()) {
         return false;
