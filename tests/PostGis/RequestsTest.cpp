@@ -43,8 +43,13 @@ protected:
 
 /// What is asked, as the server's log has planned it.
 TEST_F(PostGisRequests, AreAnsweredByTheIndex) {
-    const auto ask = [](const QString& path, const GisFeatureRequest& request) {
-        return countOf(*GisFeatureReader::fromSource(path, "many", request));
+    using Change = std::function<void(GisFeatureRequest&)>;
+    const auto asks = [](const Change& change) {
+        return [change](const QString& path) {
+            GisFeatureRequest request;
+            change(request);
+            return countOf(*GisFeatureReader::fromSource(path, "many", request));
+        };
     };
     const GisExtent window(10, 10, 12, 12);
     const struct {
@@ -53,19 +58,17 @@ TEST_F(PostGisRequests, AreAnsweredByTheIndex) {
         int found;
         const char* index;
     } rows[] = {
-        {"window", [&](const QString& path) { return ask(path, {.extent = window}); }, 9, "many_geom"},
-        {"ids",
-         [&](const QString& path) {
-             return ask(path, {.featureIds = QList<qint64>{7, 8, 6000000000}});
-         },
+        {"window", asks([&](auto& request) { request.extent = window; }), 9, "many_geom"},
+        {"ids", asks([](auto& request) {
+             request.featureIds = QList<qint64>{7, 8, 6000000000};
+         }),
          2, "many_pkey"},
-        {"filter",
-         [&](const QString& path) { return ask(path, {.filter = GisFeatureFilter::fromText("n = 77 OR n = 78")}); }, 8,
+        {"filter", asks([](auto& request) { request.filter = GisFeatureFilter::fromText("n = 77 OR n = 78"); }), 8,
          "many_n"},
-        {"window in the order of a field",
-         [&](const QString& path) {
-             return ask(path, {.extent = window, .order = {{"n", Qt::DescendingOrder}}});
-         },
+        {"window, in the order of a field", asks([&](auto& request) {
+             request.extent = window;
+             request.order = {{"n", Qt::DescendingOrder}};
+         }),
          9, "many_geom"},
         {"on demand",
          [&](const QString& path) {
@@ -89,9 +92,9 @@ TEST_F(PostGisRequests, AreAnsweredByTheIndex) {
                   row.found);
         const std::string plans =
             sql("WITH l AS (SELECT substr(pg_read_file(" + log + "), " + before + ") AS n) SELECT n FROM l");
-        EXPECT_THAT(plans, HasSubstr(std::string("using ") + row.index));
-        EXPECT_THAT(plans, testing::Not(HasSubstr("Seq Scan on many")));
-        EXPECT_THAT(plans, testing::Not(HasSubstr("Seq Scan on public.many")));
+        EXPECT_NE(plans.find(' ' + std::string(row.index) + ' '), std::string::npos) << "the index is not used";
+        EXPECT_EQ(plans.find("Seq Scan on many"), std::string::npos)
+            << plans.substr(plans.find("Seq Scan on many") - 200, 240);
     }
 }
 
@@ -101,7 +104,7 @@ TEST_F(PostGisRequests, OverviewsAreTablesBesideTheSource) {
         return sql("WITH t AS (SELECT string_agg(relname, ' ' ORDER BY relname) AS x FROM pg_class WHERE relname LIKE "
                    "'many_overviews%' AND relkind = 'r') SELECT x FROM t");
     };
-    sql("DROP TABLE IF EXISTS many_overviews, many_overviews_0");
+    sql("DROP TABLE IF EXISTS many_overviews, many_overviews_0, many_overviews_1, many_overviews_2");
     EXPECT_FALSE(GisVectorOverviews::find(m_path, "many"));
     EXPECT_FALSE(GisVectorOverviews::build(m_path, "many", [](double done) { return done < 0.6; }));
     EXPECT_EQ(tables(), "");
@@ -153,7 +156,7 @@ TEST_F(PostGisRequests, OfASilentServerEnd) {
              sql("WITH s AS (SELECT pg_terminate_backend(" + std::to_string(server) + ", 10000)) SELECT * FROM s");
          },
          State::Failed,
-         "many"},
+         "terminating connection"},
         {"stopped for a while",
          "many",
          {},

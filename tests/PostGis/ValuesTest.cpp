@@ -11,15 +11,15 @@ const QDateTime moment({2031, 5, 6}, QTime(7, 8, 9), Qt::UTC);
 
 class PostGisValues : public test::WithServer {
 protected:
-    /// A table "v" with one row and a column "x" of that type with that value.
+    /// A table "vals" with one row and a column "x" of that type with that value.
     QString tableOf(const std::string& type, const std::string& value = "NULL") const {
-        sql("DROP TABLE IF EXISTS v; CREATE TABLE v (id int PRIMARY KEY, x " + type +
-            ", name text, geom geometry(Point,4326)); INSERT INTO v VALUES (1, " + value +
+        sql("DROP TABLE IF EXISTS vals; CREATE TABLE vals (id int PRIMARY KEY, x " + type +
+            ", name text, geom geometry(Point,4326)); INSERT INTO vals VALUES (1, " + value +
             ", 'a', 'SRID=4326;POINT(1 1)')");
         m_session->ExecuteSQL("SET intervalstyle = 'postgres'", nullptr, nullptr);
         return m_path;
     }
-    std::string x() const { return sql("WITH r AS (SELECT x::text AS x FROM v) SELECT x FROM r"); }
+    std::string x() const { return sql("WITH r AS (SELECT x::text AS x FROM vals) SELECT x FROM r"); }
     static bool set(GisLayerOgrVector& layer, const QVariant& value, const char* field = "x") {
         auto attributes = layer.getShape(1)->attributes();
         attributes[field] = value;
@@ -60,9 +60,9 @@ TEST_F(PostGisValues, AreSavedAsTheyAreOrNotAtAll) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.type << " " << qPrintable(row.value.toString()));
-        GisLayerOgrVector layer(tableOf(row.type), "v");
+        GisLayerOgrVector layer(tableOf(row.type), "vals");
         if (row.type == std::string("text")) {
-            sql("CREATE TRIGGER up BEFORE UPDATE ON v FOR EACH ROW EXECUTE FUNCTION up()");
+            sql("CREATE TRIGGER up BEFORE UPDATE ON vals FOR EACH ROW EXECUTE FUNCTION up()");
         }
         ASSERT_TRUE(layer.open() && layer.beginEdit() && set(layer, row.value));
         EXPECT_EQ(layer.commitEdit(), row.reason[0] == '\0');
@@ -95,7 +95,7 @@ TEST_F(PostGisValues, AreReadToTheLastDigit) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.type << " " << row.value);
-        GisLayerOgrVector layer(tableOf(row.type, row.value), "v");
+        GisLayerOgrVector layer(tableOf(row.type, row.value), "vals");
         ASSERT_TRUE(layer.open());
         EXPECT_EQ(layer.getShape(1)->attributeValue("x"), row.attribute);
         const QString text = layer.exactText(*layer.getShape(1), "x");
@@ -107,7 +107,7 @@ TEST_F(PostGisValues, AreReadToTheLastDigit) {
         ASSERT_TRUE(layer.beginEdit() && set(layer, "b", "name"));
         ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
         ASSERT_TRUE(layer.beginEdit() && set(layer, "c", "name"));
-        sql("DELETE FROM v");
+        sql("DELETE FROM vals");
         EXPECT_FALSE(layer.commitEdit());
         EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("by someone else"));
         ASSERT_TRUE(layer.resolveConflict(0, Cartolith::Core::Layers::GisEditConflict::Choice::Ours));
@@ -130,14 +130,14 @@ TEST_F(PostGisValues, OfAnotherTypeAreNoConflictWithOneself) {
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.type);
-        GisLayerOgrVector layer(tableOf(row.type), "v");
+        GisLayerOgrVector layer(tableOf(row.type), "vals");
         ASSERT_TRUE(layer.open());
         for (const QVariant* const value : {&row.first, &row.same, &row.second}) {
             const std::string before = x();
             ASSERT_TRUE(layer.beginEdit() && set(layer, *value) && layer.commitEdit())
                 << layer.lastError().toStdString();
             EXPECT_EQ(x() == before, value == &row.same);
-            sql("UPDATE v SET name = name || 'x'"); // by someone else
+            sql("UPDATE vals SET name = name || 'x'"); // by someone else
         }
     }
 }

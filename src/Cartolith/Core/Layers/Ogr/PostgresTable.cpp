@@ -21,6 +21,14 @@ QByteArray tableOf(OGRLayer& layer) {
            ") ORDER BY n.nspname = current_schema() DESC LIMIT 1";
 }
 
+qint64 estimatedCount(GDALDataset& source, OGRLayer& layer) {
+    const SqlRows found =
+        execute(source, "SELECT reltuples::bigint::text FROM pg_catalog.pg_class WHERE oid = (SELECT "
+                        "t.oid::oid FROM (" +
+                            tableOf(layer) + ") AS t)");
+    return found.isEmpty() ? -1 : found[0][0].toLongLong();
+}
+
 QByteArray listOf(const std::vector<qint64>& ids) {
     QByteArray list;
     for (const qint64 id : ids) {

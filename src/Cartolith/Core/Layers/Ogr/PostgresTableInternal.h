@@ -19,6 +19,9 @@ void correctTypes(GDALDataset& source, OGRLayer& layer);
 /// The statement that gives a layer's table: a row of its oid, schema and name.
 QByteArray tableOf(OGRLayer& layer);
 
+/// How many rows the server takes a layer's table to have; -1 where it has not looked yet.
+qint64 estimatedCount(GDALDataset& source, OGRLayer& layer);
+
 /// Ids as a list in SQL.
 QByteArray listOf(const std::vector<qint64>& ids);
 

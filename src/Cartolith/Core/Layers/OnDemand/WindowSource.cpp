@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
 #include <Cartolith/Core/Layers/Requests/SqlFilterInternal.h>
 
@@ -9,6 +10,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 #include <unordered_set>
 #include <vector>
 
@@ -57,10 +59,10 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
       m_driverName(m_snapshot.source().driverName()), m_layerName(QString::fromUtf8(layer().GetName())) {
     OgrSource& source = m_snapshot.source();
     m_content.readParts({}); // features have their own ids from the first one on
-    m_featureCount = layer().GetFeatureCount(FALSE);
+    const bool isServer = OgrFormat::isServerOf(m_driverName);
+    m_featureCount = isServer ? countOf(source) : layer().GetFeatureCount(FALSE);
     m_extent = storedExtent(layer(), m_featureCount != 0);
     const bool isTree = layer().TestCapability(OLCFastSpatialFilter) != 0;
-    const bool isServer = OgrFormat::isServerOf(m_driverName);
     if (isServer && QByteArrayView(layer().GetFIDColumn()).isEmpty()) { // ids are places in each answer
         source.fail(
             QStringLiteral("'%1' has no key by which its rows can be known; read it whole").arg(m_layerName));
@@ -83,6 +85,15 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
     }
     m_content.forget();
     source.stopListening();
+}
+
+/// As the server estimates; GDAL would have it count all rows.
+qint64 WindowSource::countOf(const OgrSource& source) {
+    try {
+        return estimatedCount(source.dataset(), layer());
+    } catch (const std::runtime_error& error) {
+        source.fail(QString::fromUtf8(error.what()));
+    }
 }
 
 void WindowSource::setFields(const std::optional<QStringList>& fields) {
