@@ -115,8 +115,9 @@ void forRows(GDALDataset& source, const QByteArray& sql, const std::function<voi
 }
 
 SqlRows execute(GDALDataset& source, const QByteArray& sql) {
+    // GDAL would read what begins with SELECT in several messages, by a cursor.
     SqlRows rows;
-    forRows(source, sql, [&rows](OGRFeature& row) {
+    forRows(source, sql.startsWith("SELECT ") ? "/**/" + sql : sql, [&rows](OGRFeature& row) {
         QList<QByteArray> values;
         for (int i = 0; i < row.GetFieldCount(); ++i) {
             values.append(row.IsFieldSetAndNotNull(i) ? QByteArray(row.GetFieldAsString(i)) : QByteArray());

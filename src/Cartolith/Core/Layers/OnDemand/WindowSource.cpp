@@ -22,13 +22,12 @@ namespace {
 
 /// Whether extents would be compared on the globe, where edges and boxes are others.
 bool isGeography(OgrSource& source, OGRLayer& layer) {
-    const QString name = QString::fromUtf8(layer.GetName());
-    const qsizetype dot = name.indexOf(QLatin1Char('.'));
-    const QString condition = QStringLiteral("f_table_name IN (%1, %2) AND f_geography_column = %3")
-                                  .arg(sqlText(name), sqlText(name.mid(dot + 1)),
-                                       sqlText(QString::fromUtf8(layer.GetGeometryColumn())));
-    const auto found = source.select(QStringLiteral("SELECT 1 FROM geography_columns WHERE ") + condition);
-    return found != nullptr && OGRFeatureUniquePtr(found->GetNextFeature()) != nullptr;
+    const QByteArray name = layer.GetName();
+    return !execute(source.dataset(),
+                    "SELECT 1 FROM geography_columns WHERE f_table_name IN (" + quotedText(name) + ',' +
+                        quotedText(name.mid(name.indexOf('.') + 1)) +
+                        ") AND f_geography_column =" + quotedText(layer.GetGeometryColumn()))
+                .isEmpty();
 }
 
 /// The ids that a scan has met. Most sources count their features, so that they are one range.
