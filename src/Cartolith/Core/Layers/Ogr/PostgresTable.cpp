@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -162,14 +163,27 @@ ExactTexts PostgresTable::exactTexts(const QByteArray& where, const std::vector<
     }
     const QByteArray statement = "SELECT " + m_key + "::text AS k" + columns + " FROM " + m_name + " WHERE " +
                                  where + '(' + conditions + ')';
-    forRows(m_source, statement, [&](OGRFeature& row) {
-        const qint64 id = QByteArray(row.GetFieldAsString(0)).toLongLong();
+    const auto take = [&](const auto& value) { // unset where a column has none
+        const qint64 id = value(0)->toLongLong();
         for (std::size_t i = 0; i < fields.size(); ++i) {
-            if (const int column = static_cast<int>(i) + 1; row.IsFieldSetAndNotNull(column)) {
-                texts.add({id, fields[i]}, QByteArrayView(row.GetFieldAsString(column)));
+            if (const std::optional<QByteArray> text = value(static_cast<int>(i) + 1)) {
+                texts.add({id, fields[i]}, *text);
             }
         }
-    });
+    };
+    using Value = std::optional<QByteArray>;
+    if (ids.empty()) { // as many as there are
+        forRows(m_source, statement, [&take](OGRFeature& row) {
+            take([&row](int i) {
+                return row.IsFieldSetAndNotNull(i) ? Value(row.GetFieldAsString(i)) : std::nullopt;
+            });
+        });
+    } else {
+        const SqlRows rows = execute(m_source, statement);
+        for (const QList<QByteArray>& row : rows) {
+            take([&row](int i) { return row[i].isNull() ? std::nullopt : Value(row[i]); });
+        }
+    }
     texts.sort();
     return texts;
 }
