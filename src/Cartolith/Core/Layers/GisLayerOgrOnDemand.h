@@ -79,7 +79,8 @@ public:
     std::chrono::milliseconds saveWait() const noexcept { return m_saveWait; }
     void setSaveWait(std::chrono::milliseconds wait) noexcept { m_saveWait = wait; }
 
-    /// How many features the source has, as it says without reading them; -1 where it cannot.
+    /// How many features the source has, as it says without reading them; -1 where it cannot. A server
+    /// estimates.
     qint64 featureCount() const noexcept;
     /// Whether the source finds the features of an extent by an index. Where it does not (other formats, and
     /// files written without), each query outside of what is in the cache looks at every feature.

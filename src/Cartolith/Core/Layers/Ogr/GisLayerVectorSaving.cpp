@@ -57,6 +57,17 @@ bool keepsDecimals(const GisLayerVector& layer, const QString& field, int decima
     });
 }
 
+/// Whether there are times in a field, and the first has no zone.
+bool hasClockTimes(const GisLayerVector& layer, const QString& field) {
+    for (const GisShape* shape : layer.rawShapes()) {
+        const QVariant value = shape->attributeValue(field);
+        if (!value.isNull()) {
+            return value.typeId() == QMetaType::QDate || value.toDateTime().timeSpec() == Qt::LocalTime;
+        }
+    }
+    return false;
+}
+
 /// Null when the shapes are of several kinds, or there are none and the layer does not say.
 GisShapeType kindOf(const GisLayerVector& layer) {
     std::optional<GisShapeType> kind;
@@ -222,6 +233,10 @@ public:
                 definition->SetPrecision(dbaseDecimals(m_layer, field.name()));
             }
             m_target.addField(*definition);
+            if (m_format.isServer && definition->GetType() == OFTDateTime &&
+                hasClockTimes(m_layer, field.name())) {
+                m_target.dropZone();
+            }
         }
         m_definition = target.GetLayerDefn();
     }

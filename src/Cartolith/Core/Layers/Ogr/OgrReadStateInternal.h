@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Cartolith/Core/Layers/Ogr/ExactTextsInternal.h>
+
 #include <QList>
 #include <QString>
 #include <QtGlobal>
@@ -58,6 +60,7 @@ struct OgrReadState {
     quint64 system = 0;     ///< the same of its coordinate system
     int defaults = 0;       ///< fields with a default value
     std::set<QString> jsonFields;
+    ExactTexts texts;          ///< what the source holds beyond the attributes
     int subtypes = 0;          ///< fields of a subtype other than boolean
     bool hasStableIds = false; ///< the source keeps what it gives its features for ids
 

@@ -5,7 +5,7 @@
 #include <Cartolith/Core/Layers/Ogr/JsonDatesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -168,6 +168,13 @@ OGRLayer& OgrSource::layer(const QString& name) const {
                       names.size() > most ? QStringLiteral(", ...") : QString()));
     }
     layer->GetSpatialRef(); // drivers keep what they find when first asked
+    if (isPostgres(m_path)) {
+        try {
+            correctTypes(*m_dataset, *layer);
+        } catch (const std::runtime_error& error) {
+            fail(QString::fromUtf8(error.what()));
+        }
+    }
     return *layer;
 }
 

@@ -18,7 +18,7 @@ namespace Cartolith::Core::Layers::Internal {
 OgrTarget::OgrTarget(const OgrFormat& format, const QString& path, std::chrono::milliseconds wait)
     : m_format(format), m_path(path), m_suffix(QFileInfo(path).suffix()) {
     Common::Internal::registerGdalDrivers();
-    if (m_format.suffixes.isEmpty()) {
+    if (m_format.isServer) {
         openServer(wait);
         return;
     }
@@ -100,10 +100,20 @@ void OgrTarget::makeRoom(const QByteArray& name) {
     });
 }
 
+void OgrTarget::dropZone() {
+    const OGRFeatureDefn& made = *m_layer->GetLayerDefn();
+    m_clockTimes.append(
+        const_cast<OGRFeatureDefn&>(made).GetFieldDefn(made.GetFieldCount() - 1)->GetNameRef());
+}
+
 void OgrTarget::addRow(OGRFeature& feature, const QString& what) {
     try {
         if (!m_rows) {
             m_layer->GetFeatureCount(); // now the table is made
+            for (const QByteArray& column : std::as_const(m_clockTimes)) {
+                execute(*m_dataset, "ALTER TABLE " + PostgresTable(*m_dataset, *m_layer).name() + " ALTER " +
+                                        quotedName(column) + " TYPE timestamp");
+            }
             m_rows.emplace(*m_dataset, *m_layer);
         }
         m_rows->add(feature);

@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
 #include <Cartolith/Core/Layers/Requests/SqlFilterInternal.h>
 
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 #include <unordered_set>
 #include <vector>
 
@@ -21,13 +23,12 @@ namespace {
 
 /// Whether extents would be compared on the globe, where edges and boxes are others.
 bool isGeography(OgrSource& source, OGRLayer& layer) {
-    const QString name = Common::Internal::wholeText(layer.GetName());
-    const qsizetype dot = name.indexOf(QLatin1Char('.'));
-    const QString condition = QStringLiteral("f_table_name IN (%1, %2) AND f_geography_column = %3")
-                                  .arg(sqlText(name), sqlText(name.mid(dot + 1)),
-                                       sqlText(QString::fromUtf8(layer.GetGeometryColumn())));
-    const auto found = source.select(QStringLiteral("SELECT 1 FROM geography_columns WHERE ") + condition);
-    return found != nullptr && OGRFeatureUniquePtr(found->GetNextFeature()) != nullptr;
+    const QByteArray name = layer.GetName();
+    return !execute(source.dataset(),
+                    "SELECT 1 FROM geography_columns WHERE f_table_name IN (" + quotedText(name) + ',' +
+                        quotedText(name.mid(name.indexOf('.') + 1)) +
+                        ") AND f_geography_column =" + quotedText(layer.GetGeometryColumn()))
+                .isEmpty();
 }
 
 /// The ids that a scan has met. Most sources count their features, so that they are one range.
@@ -59,10 +60,10 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
       m_layerName(Common::Internal::wholeText(layer().GetName())) {
     OgrSource& source = m_snapshot.source();
     m_content.readParts({}); // features have their own ids from the first one on
-    m_featureCount = layer().GetFeatureCount(FALSE);
+    const bool isServer = OgrFormat::isServerOf(m_driverName);
+    m_featureCount = isServer ? countOf(source) : layer().GetFeatureCount(FALSE);
     m_extent = storedExtent(layer(), m_featureCount != 0);
     const bool isTree = layer().TestCapability(OLCFastSpatialFilter) != 0;
-    const bool isServer = m_driverName == QLatin1String("PostgreSQL");
     if (isServer && QByteArrayView(layer().GetFIDColumn()).isEmpty()) { // ids are places in each answer
         source.fail(
             QStringLiteral("'%1' has no key by which its rows can be known; read it whole").arg(m_layerName));
@@ -85,6 +86,15 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
     }
     m_content.forget();
     source.stopListening();
+}
+
+/// As the server estimates; GDAL would have it count all rows.
+qint64 WindowSource::countOf(const OgrSource& source) {
+    try {
+        return estimatedCount(source.dataset(), layer());
+    } catch (const std::runtime_error& error) {
+        source.fail(QString::fromUtf8(error.what()));
+    }
 }
 
 void WindowSource::setFields(const std::optional<QStringList>& fields) {

@@ -1,5 +1,7 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/Requests/BoxFilterInternal.h>
 #include <Cartolith/Core/Layers/Requests/OgrFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Requests/ServerLimitsInternal.h>
@@ -59,7 +61,7 @@ QList<FieldType> OgrFeatures::fieldTypes() const {
 }
 
 void OgrFeatures::interrupt() noexcept {
-    if (isOneOf(m_driver, {"GPKG", "SQLite", "PostgreSQL"})) { // others complain
+    if (OgrFormat::isServerOf(m_driver) || isOneOf(m_driver, {"GPKG", "SQLite"})) { // others complain
         m_snapshot.source().interrupt();
     }
 }
@@ -120,7 +122,7 @@ QString OgrFeatures::rowsIn(const Shapes::GisExtent& extent) const {
     OGREnvelope box;
     BoxFilter(extent).getEnvelope(&box);
     const auto number = [](double value) { return QString::number(value, 'e', 17); };
-    if (m_driver == QLatin1String("PostgreSQL")) { // compares boxes only, whatever their systems, or globes
+    if (OgrFormat::isServerOf(m_driver)) { // compares boxes only, whatever their systems, or globes
         return QStringLiteral("%1 && 'BOX(%2 %3,%4 %5)'::box2d")
             .arg(sqlName(column) + QLatin1String("::geometry"), number(box.MinX), number(box.MinY),
                  number(box.MaxX), number(box.MaxY));
@@ -156,7 +158,7 @@ bool OgrFeatures::selectRows() {
     OGRFeatureDefn& schema = *m_table.GetLayerDefn();
     const QString key = QString::fromUtf8(m_table.GetFIDColumn());
     const QString table = Common::Internal::wholeText(m_table.GetName());
-    const bool isServer = m_driver == QLatin1String("PostgreSQL");
+    const bool isServer = OgrFormat::isServerOf(m_driver);
     const bool isKnown = isServer ? !table.contains(QLatin1Char('.')) : isOneOf(m_driver, {"GPKG", "SQLite"});
     if (!isKnown || key.isEmpty() || schema.GetGeomFieldCount() != 1) {
         return false;
@@ -166,6 +168,10 @@ bool OgrFeatures::selectRows() {
     SqlFilter filter(isServer ? Dialect::PostgreSql : Dialect::Sqlite, schema);
     QStringList conditions{test.extent() && !test.extent()->isEmpty() ? rowsIn(*test.extent()) : QString(),
                            filter.condition(test.filter())};
+    if (test.ids() && isServer) {
+        conditions.append(sqlName(key) + QLatin1String(" = ANY ('{") +
+                          QString::fromLatin1(listOf(*test.ids())) + QLatin1String("}'::bigint[])"));
+    }
     conditions.removeAll(QString());
     if (conditions.isEmpty()) {
         return false;
@@ -211,8 +217,8 @@ void OgrFeatures::ignoreFields() {
 void OgrFeatures::filterByExtent(bool hasKey) {
     const auto& extent = m_plan->test.extent();
     // A database may give what is in an extent in the order of its index.
-    const bool isDatabase =
-        isOneOf(m_driver, {"GPKG", "SQLite", "PostgreSQL", "MySQL", "MSSQLSpatial", "OCI"});
+    const bool isDatabase = OgrFormat::isServerOf(m_driver) ||
+                            isOneOf(m_driver, {"GPKG", "SQLite", "MySQL", "MSSQLSpatial", "OCI"});
     if (!m_isById && extent && !extent->isEmpty() && (!isDatabase || hasKey)) {
         BoxFilter box(*extent);
         m_table.SetSpatialFilter(&box);
