@@ -208,8 +208,9 @@ TEST(GisLayerVectorEditing, AnswersAsWithANewIndex) {
             auto layer = GisLayerVector::createInMemory("test", GisShapeType::Null, {});
             layer->setSpatialIndexType(type);
             for (int i = 0; i < 500; ++i) { // few of many are in the index
-                layer->addShape(round == 5 && i % 10 != 0 ? std::make_unique<GisShapePolyline>()
-                                                          : shapeOf(place(edits.upTo(100))));
+                layer->addShape(round == 5 && i % 10 != 0
+                                    ? std::make_unique<Cartolith::Core::Shapes::GisShapePolyline>()
+                                    : shapeOf(place(edits.upTo(100))));
             }
             ASSERT_TRUE(layer->beginEdit());
             for (int step = 0; step < 120; ++step) {

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/Overviews/OverviewTablesInternal.h>
@@ -32,7 +33,7 @@ std::optional<IndexFile::Stamp> OverviewTables::stampOf(GDALDataset& source, OGR
 }
 
 OverviewTables::OverviewTables(const QString& source, const OverviewPlan& plan, OGRLayer& layer)
-    : OverviewLevels(source, plan, layer.GetSpatialRef() != nullptr) {
+    : OverviewLevels(source, plan, CoordinateSystems::Internal::isDefined(layer.GetSpatialRef())) {
     m_dataset.reset(GDALDataset::Open(source.toUtf8().constData(),
                                       GDAL_OF_VECTOR | GDAL_OF_UPDATE | GDAL_OF_VERBOSE_ERROR));
     if (m_dataset == nullptr || m_dataset->StartTransaction() != OGRERR_NONE) {

@@ -20,6 +20,7 @@ public:
     SomeFeatures(const Make& make, qint64 most) : m_from(make()), m_make(make), m_most(most) {}
 
     QList<Defs::GisAttributeDefinition> definitions() const override { return m_from->definitions(); }
+    QList<FieldType> fieldTypes() const override { return m_from->fieldTypes(); }
     std::shared_ptr<const CoordinateSystems::CoordinateSystem> system() const override {
         return m_hasSystem ? m_from->system() : nullptr;
     }
@@ -50,6 +51,7 @@ public:
     qint64 id() const override { return m_from->id(); }
     const Shapes::GisShape& shape() const override { return m_from->shape(); }
     std::unique_ptr<Shapes::GisShape> takeShape() override { return m_from->takeShape(); }
+    void requireUnchanged() const override { m_from->requireUnchanged(); }
     void interrupt() noexcept override { m_from->interrupt(); }
 
 private:
