@@ -1,7 +1,7 @@
-#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Shapes/AttributeRowInternal.h>
 
 #include <QDate>
+#include <QStringDecoder>
 #include <QTime>
 
 #include <algorithm>
@@ -270,7 +270,12 @@ QVariant AttributeRow::value(int column) const {
         return real(column);
     case AttributeSchema::Form::Text: {
         const Text held = text(column);
-        return held.shared != nullptr ? *held.shared : Common::Internal::wholeText(held.utf8);
+        if (held.shared != nullptr) {
+            return *held.shared;
+        }
+        // At the beginning of a value, a mark of byte order is a character like others.
+        return QString(
+            QStringDecoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom)(held.utf8));
     }
     case AttributeSchema::Form::Any:
         return *at<QVariant>(column);
