@@ -29,7 +29,7 @@ using Shapes::Internal::Ring;
 namespace {
 
 constexpr double quarterTurn = 90.0;
-constexpr double turn = 360.0;
+constexpr double wholeTurn = 360.0;
 
 /// The parts of a shape, rings closed, as longitudes and latitudes on an ellipsoid. Those of a projected
 /// shape go on beyond 180 degrees where it does, so that a way once round a pole ends a turn from where it
@@ -127,8 +127,9 @@ private:
 
     double areaOf(const Ring& ring, const Ring& planar) const {
         const double below = measure(ring).area;
-        const double turns =
-            m_isProjected && !ring.isEmpty() ? std::round((ring.last().x() - ring.first().x()) / turn) : 0.0;
+        const double turns = m_isProjected && !ring.isEmpty()
+                                 ? std::round((ring.last().x() - ring.first().x()) / wholeTurn)
+                                 : 0.0;
         if (std::fabs(turns) != 1.0) {
             return std::fabs(below);
         }
@@ -169,7 +170,7 @@ private:
                         const GisShapePoint& end, const CoordinateTransformer& transformer,
                         double degreesPerUnit, double radius) {
         const bool isLong = std::hypot(to.x() - from.x(), to.y() - from.y()) > radius;
-        if (!isLong && std::fabs(std::remainder(end.x() - way.last().x(), turn)) <= quarterTurn) {
+        if (!isLong && std::fabs(std::remainder(end.x() - way.last().x(), wholeTurn)) <= quarterTurn) {
             return;
         }
         constexpr int pieces = 9;
@@ -185,15 +186,16 @@ private:
         for (const GisShapePoint& point : std::as_const(between)) {
             goOn(longer, point);
         }
-        const double step = std::remainder(end.x() - longer.last().x(), turn);
+        const double step = std::remainder(end.x() - longer.last().x(), wholeTurn);
         if (std::fabs(longer.last().x() + step - way.last().x()) > quarterTurn) {
             way.append(longer.mid(1));
         }
     }
 
     static void goOn(Ring& way, const GisShapePoint& point) {
-        const double x =
-            way.isEmpty() ? point.x() : way.last().x() + std::remainder(point.x() - way.last().x(), turn);
+        const double x = way.isEmpty()
+                             ? point.x()
+                             : way.last().x() + std::remainder(point.x() - way.last().x(), wholeTurn);
         way.append(GisShapePoint(x, point.y()));
     }
 
