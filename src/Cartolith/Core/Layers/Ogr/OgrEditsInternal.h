@@ -94,6 +94,7 @@ bool isCommitted(const QString& path, const QByteArray& transaction);
 /// How a driver takes a feature.
 struct OgrManner {
     bool roundsNumbers; ///< to the decimals of their field
+    bool takesTexts;    ///< as they are, where a feature holds less
 
     static OgrManner of(const QString& driver);
 };

@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 
@@ -143,7 +144,7 @@ bool areSameChanges(const FieldChanges& a, const FieldChanges& b) {
 
 void setFields(OGRFeature& feature, const FieldChanges& changes, const OgrManner& manner) {
     for (const auto& [index, value] : changes) {
-        setField(feature, index, value);
+        setField(feature, index, value, manner.takesTexts ? SecondDigits::Any : SecondDigits::Milliseconds);
         const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
         const bool isRounded = manner.roundsNumbers && field.GetType() == OFTReal && field.GetWidth() > 0 &&
                                feature.IsFieldSetAndNotNull(index);
@@ -180,7 +181,8 @@ constexpr auto severalAttributes = "it is several shapes here, which have differ
 } // namespace
 
 OgrManner OgrManner::of(const QString& driver) {
-    return {.roundsNumbers = driver != QLatin1String("FlatGeobuf")};
+    return {.roundsNumbers = driver != QLatin1String("FlatGeobuf"),
+            .takesTexts = OgrFormat::isServerOf(driver)};
 }
 
 OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes,
@@ -212,7 +214,7 @@ namespace {
 QVariant asField(const OGRFeature& feature, int index, const QVariant& value) {
     OGRFeature scratch(const_cast<OGRFeature&>(feature).GetDefnRef());
     try {
-        setField(scratch, index, value);
+        setField(scratch, index, value, SecondDigits::Any);
     } catch (const std::runtime_error&) {
         return {};
     }

@@ -132,9 +132,9 @@ bool setWhole(OGRFeature& feature, int index, const QVariant& value, qint64 leas
     return true;
 }
 
-/// Whether a text for a date has more than one, or one for a time more digits than milliseconds, or a date
-/// with a time is given for a time.
-bool saysMoreThan(OGRFieldType type, const QVariant& value) {
+/// Whether a text for a date has more than one, or one for a time more digits than are kept, or a date with a
+/// time is given for a time.
+bool saysMoreThan(OGRFieldType type, const QVariant& value, SecondDigits digits) {
     if (!isText(value)) {
         return type == OFTTime && value.typeId() == QMetaType::QDateTime;
     }
@@ -142,6 +142,9 @@ bool saysMoreThan(OGRFieldType type, const QVariant& value) {
     if (type == OFTDate) {
         constexpr qsizetype dateLength = 10;
         return text.size() != dateLength;
+    }
+    if (digits == SecondDigits::Any) {
+        return false;
     }
     constexpr qsizetype kept = 3;
     qsizetype at = std::max(text.lastIndexOf(QLatin1Char('.')), text.lastIndexOf(QLatin1Char(',')));
@@ -153,10 +156,10 @@ bool saysMoreThan(OGRFieldType type, const QVariant& value) {
     return false;
 }
 
-bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType type) {
+bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType type, SecondDigits digits) {
     QDateTime moment;
     bool isLocal = false;
-    if (saysMoreThan(type, value)) {
+    if (saysMoreThan(type, value, digits)) {
         return false;
     }
     if (type == OFTTime) {
@@ -226,7 +229,7 @@ bool setStrings(OGRFeature& feature, int index, const QVariant& value) {
     return true;
 }
 
-bool set(OGRFeature& feature, int index, const QVariant& value) {
+bool set(OGRFeature& feature, int index, const QVariant& value, SecondDigits digits) {
     const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
     switch (field.GetType()) {
     case OFTInteger: {
@@ -251,7 +254,7 @@ bool set(OGRFeature& feature, int index, const QVariant& value) {
     case OFTDate:
     case OFTTime:
     case OFTDateTime:
-        return setTime(feature, index, value, field.GetType());
+        return setTime(feature, index, value, field.GetType(), digits);
     case OFTBinary: {
         const QByteArray bytes = value.toByteArray();
         if (value.typeId() == QMetaType::QByteArray) {
@@ -315,7 +318,7 @@ std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& defini
     return field;
 }
 
-void setField(OGRFeature& feature, int index, const QVariant& value) {
+void setField(OGRFeature& feature, int index, const QVariant& value, SecondDigits digits) {
     if (isSavedAsNull(value)) {
         feature.SetFieldNull(index);
         return;
@@ -323,7 +326,7 @@ void setField(OGRFeature& feature, int index, const QVariant& value) {
     const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
     bool isSet = false;
     try {
-        isSet = set(feature, index, value);
+        isSet = set(feature, index, value, digits);
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(
             QStringLiteral("the field '%1': %2")
