@@ -155,6 +155,9 @@ TEST_F(OgrLayer, TextsOfGeoJsonAreDatesWhereTheyAreWrittenAsSuch) {
         GisLayerOgrVector layer(write("x.geojson", text.replace("@", row.text)));
         ASSERT_TRUE(layer.open());
         EXPECT_EQ(layer.attributeValueForRow(0, "v"), row.expected.isValid() ? row.expected : QVariant(row.text));
+        GisLayerOgrVector part("/vsisubfile/0," + layer.path());
+        ASSERT_TRUE(part.open());
+        EXPECT_EQ(part.attributeValueForRow(0, "v"), layer.attributeValueForRow(0, "v"));
     }
 }
 

@@ -1,5 +1,7 @@
 #include "Layers/Saving.h"
 
+#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
+
 #include <algorithm>
 
 using namespace Cartolith::Core;
@@ -119,6 +121,9 @@ TEST_F(OgrFeatures, OneOfSeveralRowsOfAnIdIsNotDeleted) {
     ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(static_cast<int>(layer.sourceFeatureIds().indexOf(1)) + 1));
     EXPECT_FALSE(layer.commitEdit());
     EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("feature 1: it is several shapes"));
+    execute(*openToWrite(path), "DROP VIEW twice");
+    execute(*openToWrite(path), "CREATE VIEW twice AS SELECT fid, geom, n FROM layer0"); // GDAL finds its index
+    EXPECT_THROW(Layers::GisLayerOgrOnDemand(path, "twice").open(), std::runtime_error);
 }
 
 TEST_F(OgrFeatures, WhatAnotherLayerHasChangedIsNotOverwritten) {

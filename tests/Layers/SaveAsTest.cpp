@@ -122,6 +122,23 @@ TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
     EXPECT_EQ(files().size(), suffixes.size() + 4) << "and nothing is left behind: " << files().join(" ").toStdString();
 }
 
+TEST_F(SaveAs, TakesWithdrawnCodes) {
+    for (const int code : {29118, 29183}) {
+        const auto layer = layerOf({{"POINT (-50 -20)", {}}});
+        layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(code));
+        EXPECT_EQ(reasonOf(*layer, at("sad.shp"), replace), "saved") << code;
+    }
+}
+
+TEST_F(SaveAs, NamesThatAShapefileCutsAlikeStayApart) {
+    ASSERT_TRUE(layerOf({{"POINT (1 2)", {{"Anzahl_über", 1}, {"Anzahl_übrig", 2}}}})->saveAs(at("a.shp")));
+    GisLayerOgrVector read(at("a.shp"));
+    ASSERT_TRUE(read.open());
+    QStringList names = read.attributesForRow(0).keys();
+    names.sort();
+    EXPECT_EQ(names, QStringList({"Anzahl__1", "Anzahl_üb"})) << names.join(' ').toStdString();
+}
+
 TEST_F(SaveAs, OldDatesAreWholeInText) {
     const QDateTime early(QDate(1880, 1, 1), QTime(12, 0, 1), Qt::OffsetFromUTC, 3208); // local time of Berlin
     const QDate day(1, 1, 1);
@@ -192,6 +209,7 @@ TEST_F(SaveAs, PutsPositionsWhereTheyWereOrRefusesTheSystem) {
          "POINT (600000 5000000)",
          {"geojson", "shp"}},
         {"a shift by nothing", "+proj=utm +zone=33 +ellps=GRS80 +towgs84=0,0,0", "POINT (5e5 6e6)", {"geojson"}},
+        {"a header that grows", "+proj=eqearth +datum=WGS84", "POINT (5 5)", {"geojson", "fgb"}},
         {"no words in a .prj", "+proj=ob_tran +o_proj=longlat +o_lat_p=30", "POINT (5 5)", {"geojson", "shp"}},
     };
     for (const auto& row : rows) {
@@ -378,6 +396,7 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
     const auto endless = layerOf({{"POINT (1 2)", {{"n", QVariantList{std::numeric_limits<double>::infinity()}}}}});
     const auto gap = declared("n", QMetaType::QStringList, QVariantList{"a", QVariant()});
     const auto micro = declared("n", QMetaType::QDateTime, "2024-01-02T03:04:05.123456Z");
+    const auto longer = declared("n", QMetaType::Double, "12345678901234567891");
     const auto rounded = declared("n", QMetaType::Double, "9007199254740993");
     const auto strange = layerOf({{"POINT (1 2)", {{"x", QVariant::fromValue(QPair<int, int>(1, 2))}}}});
     const auto stub = layerOf({{"LINESTRING (0 0, 1 1)", {}}, {"MULTILINESTRING ((0 0, 1 1), (5 5))", {}}});
@@ -423,6 +442,7 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         {*endless, "old.geojson", "'QVariantList' is none for the field 'n'"},
         {*gap, "old.geojson", "'[\"a\",null]' is none for the field 'n' of type StringList"},
         {*rounded, "old.gpkg", "'9007199254740993' is none for the field 'n' of type Real"},
+        {*longer, "old.gpkg", "'12345678901234567891' is none for the field 'n' of type Real"},
         {*micro, "old.gpkg", "'2024-01-02T03:04:05.123456Z' is none for the field 'n' of type DateTime"},
         {*micro, "old.sqlite", "123456Z' is none"},
         {*micro, "old.geojson", "123456Z' is none"},

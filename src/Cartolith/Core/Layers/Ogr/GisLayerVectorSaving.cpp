@@ -174,15 +174,25 @@ QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefin
                          << QStringLiteral("GEOMETRY_NAME=") + freeName(QStringLiteral("geom"));
 }
 
-/// A Shapefile's names have ten bytes, which GDAL cuts within a letter.
-void cutName(OGRFieldDefn& field) {
-    constexpr qsizetype most = 10;
-    QByteArray name = field.GetNameRef();
-    qsizetype end = std::min(most, name.size());
+/// So many bytes of a name, or fewer where they would end within a letter.
+QByteArray beginningOf(const QByteArray& name, qsizetype bytes) {
+    qsizetype end = std::min(bytes, name.size());
     while (end > 0 && end < name.size() && (static_cast<uchar>(name[end]) & 0xC0U) == 0x80U) {
         --end;
     }
-    name.truncate(end);
+    return name.left(end);
+}
+
+/// A Shapefile's names have ten bytes, which GDAL cuts within a letter, also where it tells names apart, as
+/// is done here.
+void cutName(OGRFieldDefn& field, std::set<QByteArray>& taken) {
+    constexpr qsizetype most = 10;
+    constexpr int digits = 10;
+    const QByteArray whole = field.GetNameRef();
+    QByteArray name = beginningOf(whole, most);
+    for (int i = 1; !taken.insert(name.toLower()).second && i < digits * digits; ++i) {
+        name = beginningOf(whole, most - 2) + (i < digits ? "_" : "") + QByteArray::number(i);
+    }
     field.SetName(name.constData());
 }
 
@@ -221,10 +231,11 @@ public:
             m_target.createLayer(isNamedByFile ? fileName : (wantedName.isEmpty() ? own : wantedName),
                                  m_layer.coordinateSystem() != nullptr ? &system : nullptr, m_type,
                                  columnOptions(m_format, m_fields));
+        std::set<QByteArray> names;
         for (const GisAttributeDefinition& field : std::as_const(m_fields)) {
             const auto definition = definitionOf(field);
             if (!m_format.family.isEmpty()) {
-                cutName(*definition);
+                cutName(*definition, names);
             }
             const bool isDecimal = !m_format.family.isEmpty() && definition->GetType() == OFTReal;
             if (isDecimal && (definition->GetWidth() == 0 ||

@@ -1,13 +1,15 @@
+#include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonDatesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonTextInternal.h>
 
 #include <QByteArray>
 #include <QByteArrayView>
 #include <QDate>
-#include <QFile>
 #include <QTime>
+#include <cpl_vsi.h>
 
 #include <algorithm>
+#include <memory>
 #include <numeric>
 #include <utility>
 
@@ -138,17 +140,17 @@ private:
 } // namespace
 
 bool areIsoDates(const QString& path, const std::vector<QByteArray>& names) {
-    QFile file(path);
-    if (!file.open(QIODevice::ReadOnly | QIODevice::Unbuffered)) {
+    // It may lie in an archive or on a server.
+    const std::unique_ptr<VSILFILE, int (*)(VSILFILE*)> file(VSIFOpenL(gdalNameOf(path).constData(), "rb"),
+                                                             VSIFCloseL);
+    if (file == nullptr) {
         return false;
     }
     DateFinder finder(names);
-    constexpr qint64 much = 1 << 18;
-    for (QByteArray bytes; !(bytes = file.read(much)).isEmpty();) {
-        for (const char c : std::as_const(bytes)) {
-            if (!finder.take(c)) {
-                return false;
-            }
+    std::vector<char> bytes(1 << 18);
+    while (const std::size_t read = VSIFReadL(bytes.data(), 1, bytes.size(), file.get())) {
+        if (!std::all_of(bytes.data(), bytes.data() + read, [&finder](char c) { return finder.take(c); })) {
+            return false;
         }
     }
     return true;

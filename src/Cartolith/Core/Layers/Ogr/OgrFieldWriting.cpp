@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Layers/Ogr/ValueTextInternal.h>
 
 #include <QDateTime>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <cmath>
@@ -112,6 +113,14 @@ std::optional<qint64> wholeOf(const QVariant& value) {
     return isWhole ? std::optional(number) : std::nullopt;
 }
 
+/// Whether a text for a whole number, however long, says what a real one is.
+bool saysSame(const QString& text, double number) {
+    static const QRegularExpression whole(QStringLiteral("^\\s*(-?)\\+?0*(\\d+)(\\.0*)?\\s*$"));
+    const QRegularExpressionMatch match = whole.match(text);
+    return !match.hasMatch() || number == 0.0 ||
+           match.captured(1) + match.captured(2) == QString::number(number, 'f', 0);
+}
+
 std::optional<double> realOf(const QVariant& value) {
     bool isNumber = false;
     const double number = value.toDouble(&isNumber);
@@ -119,7 +128,8 @@ std::optional<double> realOf(const QVariant& value) {
     const auto whole = isReal ? std::nullopt : wholeOf(value);
     // A whole number must be the same as a real one.
     const bool isKept = isReal || (whole ? number == 0.0 || areSame(QVariant::fromValue(*whole), number)
-                                         : isText(value) || areSame(value, number));
+                                   : isText(value) ? saysSame(value.toString(), number)
+                                                   : areSame(value, number));
     return isNumber && isKept && std::isfinite(number) ? std::optional(number) : std::nullopt;
 }
 

@@ -7,10 +7,13 @@
 #include <Cartolith/Core/Layers/Ogr/SystemKeptInternal.h>
 
 #include <QUuid>
+#include <cpl_string.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <vector>
 
@@ -24,6 +27,7 @@ using Shapes::GisShapePoint;
 namespace {
 
 std::shared_ptr<CoordinateSystem> readBack(const OgrFormat& format, OGRSpatialReference system) {
+    constexpr std::array xOfRows{0.0, 1.0};
     const QByteArray folder = "/vsimem/cartolith-" + QUuid::createUuid().toByteArray(QUuid::Id128);
     struct Remove {
         const QByteArray& folder;
@@ -36,20 +40,34 @@ std::shared_ptr<CoordinateSystem> readBack(const OgrFormat& format, OGRSpatialRe
         GDALDriver* const driver = GetGDALDriverManager()->GetDriverByName(format.driver);
         const Common::Internal::DatasetPtr made(
             driver != nullptr ? driver->Create(path.constData(), 0, 0, 0, GDT_Unknown, nullptr) : nullptr);
+        CPLStringList options;
+        for (const QString& option : format.options) {
+            options.AddString(option.toUtf8().constData());
+        }
         OGRLayer* const layer =
-            made != nullptr ? made->CreateLayer("system", &system, wkbPoint, nullptr) : nullptr;
+            made != nullptr ? made->CreateLayer("system", &system, wkbPoint, options.List()) : nullptr;
         if (layer == nullptr) {
             return nullptr;
         }
-        OGRFeature feature(layer->GetLayerDefn());
-        OGRPoint point(0.0, 0.0);
-        feature.SetGeometry(&point);
-        if (layer->CreateFeature(&feature) != OGRERR_NONE) {
-            return nullptr;
+        for (const double x : xOfRows) {
+            OGRFeature feature(layer->GetLayerDefn());
+            OGRPoint point(x, 0.0);
+            feature.SetGeometry(&point);
+            if (layer->CreateFeature(&feature) != OGRERR_NONE) {
+                return nullptr;
+            }
         }
     }
     const OgrSource source(QString::fromUtf8(path));
-    return source.systemOf(source.layer({}));
+    OGRLayer& layer = source.layer({});
+    const Common::Internal::GdalErrorCapture errors;
+    // GDAL may write a FlatGeobuf's header twice, the second time longer, over the first feature.
+    std::multiset<double> read;
+    while (const OGRFeatureUniquePtr feature{layer.GetNextFeature()}) {
+        const OGRGeometry* const point = feature->GetGeometryRef();
+        read.insert(point != nullptr && !point->IsEmpty() ? point->toPoint()->getX() : -1.0);
+    }
+    return read == std::multiset<double>(xOfRows.begin(), xOfRows.end()) ? source.systemOf(layer) : nullptr;
 }
 
 /// Some that the system has values for: of the layer, or where the system has its origin.
@@ -119,6 +137,18 @@ bool areOfOneEllipsoid(const CoordinateSystem& system, const OGRSpatialReference
            std::abs(own.GetInvFlattening() - other.GetInvFlattening()) <= flattening;
 }
 
+/// By what they say, not by what is known of their codes, and without a shift of the datum.
+bool isSameDefinition(const OGRSpatialReference& system, const CoordinateSystem& other) {
+    const auto hasShift = [](const OGRSpatialReference& of) {
+        return of.GetAttrNode("TOWGS84") != nullptr || of.GetExtension(nullptr, "PROJ4_GRIDS") != nullptr;
+    };
+    const char* const options[] = {"IGNORE_DATA_AXIS_TO_SRS_AXIS_MAPPING=YES", "CRITERION=EQUIVALENT",
+                                   nullptr};
+    OGRSpatialReference read;
+    return CoordinateSystems::Internal::toSpatialReference(other, read) && !hasShift(system) &&
+           !hasShift(read) && system.IsSame(&read, static_cast<const char* const*>(options)) != 0;
+}
+
 /// Each is taken to a third system that both are related to by what they say themselves: from one to the
 /// other directly, PROJ passes over a shift that only one of them has.
 bool arePositionsSame(const CoordinateSystem& a, const CoordinateSystem& b, const OGRSpatialReference& system,
@@ -128,6 +158,9 @@ bool arePositionsSame(const CoordinateSystem& a, const CoordinateSystem& b, cons
     }
     if (!areOfOneEllipsoid(b, system)) {
         return false;
+    }
+    if (isSameDefinition(system, b)) { // a withdrawn code and the one that replaced it
+        return true;
     }
     const std::unique_ptr<OGRSpatialReference> ownDegrees(system.CloneGeogCS()); // on another planet
     for (const auto& hub : {CoordinateSystemFactory::fromEpsg(4326),

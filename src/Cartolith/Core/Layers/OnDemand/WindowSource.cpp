@@ -31,6 +31,12 @@ bool isGeography(OgrSource& source, OGRLayer& layer) {
                 .isEmpty();
 }
 
+bool hasTable(OgrSource& source, const QString& name) {
+    const auto found =
+        source.select(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name = ") + sqlText(name));
+    return found != nullptr && OGRFeatureUniquePtr(found->GetNextFeature()) != nullptr;
+}
+
 /// The ids that a scan has met. Most sources count their features, so that they are one range.
 class SeenIds {
 public:
@@ -70,6 +76,9 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
     }
     if (isTree && m_driverName == QLatin1String("GPKG") &&
         !QByteArrayView(layer().GetFIDColumn()).isEmpty()) {
+        if (!hasTable(source, boxTableOf(layer()))) { // of a view, whose rows may share an id
+            source.fail(QStringLiteral("'%1' is a view; read it whole").arg(m_layerName));
+        }
         m_boxes = Boxes::Table;
     } else if (isTree && m_driverName == QLatin1String("FlatGeobuf")) {
         m_boxes = Boxes::Columns;

@@ -114,18 +114,20 @@ void SqlFilter::use(const QString& field) {
     }
 }
 
+QString boxTableOf(OGRLayer& table) {
+    return QStringLiteral("rtree_%1_%2")
+        .arg(QString::fromUtf8(table.GetName()), QString::fromUtf8(table.GetGeometryColumn()));
+}
+
 QString boxesMeeting(OGRLayer& table, const OGREnvelope& box) {
     const auto number = [](double value) { // SQL has none that are not finite
         constexpr double most = 1e300;
         constexpr int digits = 17;
         return QString::number(std::clamp(value, -most, most), 'e', digits);
     };
-    const QString index =
-        QStringLiteral("rtree_%1_%2")
-            .arg(QString::fromUtf8(table.GetName()), QString::fromUtf8(table.GetGeometryColumn()));
     return QStringLiteral(
                "%1 IN (SELECT id FROM %2 WHERE maxx >= %3 AND minx <= %4 AND maxy >= %5 AND miny <= %6)")
-        .arg(sqlName(QString::fromUtf8(table.GetFIDColumn())), sqlName(index), number(box.MinX),
+        .arg(sqlName(QString::fromUtf8(table.GetFIDColumn())), sqlName(boxTableOf(table)), number(box.MinX),
              number(box.MaxX), number(box.MinY), number(box.MaxY));
 }
 
