@@ -275,7 +275,12 @@ TEST(Nearest, PointsOfTwoShapes) {
          "POINT (9 5)"},
         {"POINT(5 5)", "POLYGON((0 0,9 0,9 9,0 9,0 0,9 0,9 9,0 9,0 0))", "POINT (5 5)", "POINT (5 5)"}, // twice
         {"POINT(5 5)", "POLYGON((0 0,9 0,9 9,0 9,0 0),(2 2,8 2,8 8,2 8,2 2),(2 2,8 2,8 8,2 8,2 2))", "POINT (5 5)",
-         "POINT (5 2)"}, // a hole stored twice
+         "POINT (5 2)"},   // a hole stored twice
+        {"POINT(15.5 10)", // in an island that leaves its hole
+         "MULTIPOLYGON(((0 0,20 0,20 20,0 20,0 0),(5 5,15 5,15 15,5 15,5 5)),((6 6,16 6,16 14,6 14,6 6)))",
+         "POINT (15.5 10)", "POINT (15.5 10)"},
+        {"POINT(11 5)", // in a hole that leaves its shell
+         "POLYGON((0 0,10 0,10 10,0 10,0 0),(5 2,12 2,12 8,5 8,5 2))", "POINT (11 5)", "POINT (12 5)"},
         {"POINT(1 1)", "LINESTRING EMPTY", nullptr, nullptr},
         {"POLYGON EMPTY", "LINESTRING EMPTY", nullptr, nullptr},
     };

@@ -19,7 +19,7 @@ struct VertexIterator {
     using pointer = void;
     using reference = Shapes::GisShapePoint;
 
-    bool operator==(const VertexIterator& other) const noexcept = default;
+    bool operator==(const VertexIterator&) const noexcept = default;
 };
 
 /// The vertices that a walk of so many steps makes, each in its place: appending one by one costs a capacity

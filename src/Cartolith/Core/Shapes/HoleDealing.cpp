@@ -20,7 +20,8 @@ public:
         : m_shells(shells), m_isFree(shells.size(), true) {}
 
     std::optional<int> takeOpposite(const DirectedRing& hole) {
-        return take(hole, m_next[static_cast<std::size_t>(hole.direction + 1)],
+        const int direction = hole.direction + 1;
+        return take(hole, m_next[static_cast<std::size_t>(direction)],
                     [&](std::size_t shell) { return runAgainst(hole, m_shells[shell]); });
     }
     std::optional<int> takeAny(const DirectedRing& hole) {
@@ -64,6 +65,7 @@ private:
 std::vector<int> dealHoles(const std::vector<DirectedRing>& rings, const std::vector<DirectedRing>& shells) {
     constexpr int none = -1;
     std::vector<int> shellOf;
+    shellOf.reserve(rings.size());
     FreeShells free(shells);
     for (const DirectedRing& ring : rings) {
         shellOf.push_back(free.takeOpposite(ring).value_or(none));

@@ -1,7 +1,8 @@
-#include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
+#include <Cartolith/Core/Shapes/RingKeyInternal.h>
 #include <Cartolith/Core/Topology/CoveredSidesInternal.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 
+#include <map>
 #include <utility>
 
 namespace Cartolith::Core::Topology::Internal {
@@ -9,6 +10,7 @@ namespace Cartolith::Core::Topology::Internal {
 using Shapes::GisShapePoint;
 using Shapes::Internal::PlaceWindings;
 using Shapes::Internal::Ring;
+using Shapes::Internal::vertexKey;
 
 namespace {
 
@@ -50,6 +52,39 @@ private:
     std::vector<int> m_windings;
     std::vector<Around> m_polygons;
     int m_covering = 0; ///< polygons
+};
+
+/// Finds a place that is covered.
+class CoveredPlace : private PlaceWindings::Visitor {
+public:
+    CoveredPlace(const Cover& cover, Work& work) : m_at(cover), m_work(work) {
+        for (qsizetype i = 0; i < cover.rings.size(); ++i) {
+            m_windings.addRing(cover.rings[i], static_cast<int>(i));
+        }
+    }
+
+    /// \throws Stopped
+    std::optional<std::size_t> find(const std::vector<PlaceWindings::Place>& places) {
+        m_windings.visit(places, *this);
+        return m_found;
+    }
+
+private:
+    bool isLeft(const GisShapePoint& a, const GisShapePoint& b, const PlaceWindings::Place& place) override {
+        return passesLeftOf(a, b, place);
+    }
+    void change(int ring, int by) override { m_at.change(ring, by); }
+    void look(qint64 edges) override { m_work.add(edges); }
+    void arrive(int place) override {
+        if (m_at.isCovered() && !m_found) {
+            m_found = static_cast<std::size_t>(place);
+        }
+    }
+
+    CoverAtPlace m_at;
+    Work& m_work;
+    PlaceWindings m_windings;
+    std::optional<std::size_t> m_found;
 };
 
 /// What lies left of each half edge. Each connected piece of the map is walked from one face to the next over
@@ -138,6 +173,28 @@ private:
 };
 
 } // namespace
+
+Cover coverOf(const QList<Ring>& rings) {
+    Cover cover;
+    std::map<Shapes::Internal::RingKey, std::size_t> numbers;
+    for (const QList<Ring>& polygon : Shapes::Internal::shellsWithHoles(rings)) {
+        for (qsizetype i = 0; i < polygon.size(); ++i) {
+            const auto [its, isNew] = numbers.emplace(vertexKey(polygon[i]), cover.roles.size());
+            if (isNew) {
+                cover.rings.append(polygon[i]);
+                cover.roles.emplace_back();
+            }
+            cover.roles[its->second].push_back({cover.polygons, i > 0});
+        }
+        ++cover.polygons;
+    }
+    return cover;
+}
+
+std::optional<std::size_t> coveredPlace(const Cover& cover, const std::vector<PlaceWindings::Place>& places,
+                                        Work& work) {
+    return CoveredPlace(cover, work).find(places);
+}
 
 std::vector<bool> coveredSides(const Cover& cover, const QList<Ring>& noded, const EdgeMap& map, Work& work) {
     return CoveredSides(cover, map, work).find(noded);

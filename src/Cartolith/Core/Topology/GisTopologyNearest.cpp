@@ -2,8 +2,8 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/PartsInternal.h>
 #include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
-#include <Cartolith/Core/Shapes/RingNestingInternal.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
+#include <Cartolith/Core/Topology/CoveredSidesInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
@@ -16,9 +16,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
-#include <map>
 #include <optional>
-#include <set>
 #include <utility>
 #include <vector>
 
@@ -243,22 +241,25 @@ private:
     QVarLengthArray<Pair, 128> m_pending; ///< at most eight siblings on each level of either tree
 };
 
-/// Finds a place that rings cover though parity does not tell, as they overlap or go round it twice: of those
-/// around it, told apart by nesting, one is a shell without a hole.
-class CoveredPlace : private PlaceWindings::Visitor {
+using Places = std::vector<PlaceWindings::Place>;
+
+/// Which rings go round places.
+class RingsAround : private PlaceWindings::Visitor {
 public:
-    CoveredPlace(const QList<Ring>& rings, Work& work)
-        : m_rings(rings), m_work(work), m_windings(static_cast<std::size_t>(rings.size()), 0) {}
+    RingsAround(const QList<Ring>& rings, Work& work)
+        : m_work(work), m_windings(static_cast<std::size_t>(rings.size()), 0) {
+        for (qsizetype i = 0; i < rings.size(); ++i) {
+            m_edges.addRing(rings[i], static_cast<int>(i));
+        }
+    }
 
     /// \throws Stopped
-    std::optional<std::size_t> find(const std::vector<PlaceWindings::Place>& places) {
-        PlaceWindings windings;
-        for (qsizetype i = 0; i < m_rings.size(); ++i) {
-            windings.addRing(m_rings[i], static_cast<int>(i));
-        }
-        windings.visit(places, *this);
-        return m_found;
-    }
+    void find(const Places& places) { m_edges.visit(places, *this); }
+
+    /// The numbers of those that any goes round.
+    const std::vector<int>& places() const { return m_found; }
+    /// Round the first of these.
+    const std::vector<int>& rings() const { return m_rings; }
 
 private:
     bool isLeft(const GisShapePoint& a, const GisShapePoint& b, const PlaceWindings::Place& place) override {
@@ -267,39 +268,52 @@ private:
     void look(qint64 edges) override { m_work.add(edges); }
     void change(int ring, int by) override {
         int& winding = m_windings[static_cast<std::size_t>(ring)];
+        m_count -= winding != 0 ? 1 : 0;
         winding += by;
-        if (winding == 0) {
-            m_around.erase(ring);
-        } else {
-            m_around.insert(ring);
-        }
+        m_count += winding != 0 ? 1 : 0;
     }
     void arrive(int place) override {
-        const auto [isCovered, isNew] = m_known.emplace(m_around, false);
-        if (isNew) {
-            QList<Ring> rings;
-            for (const int ring : m_around) {
-                rings.append(m_rings[ring]);
-            }
-            const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
-            isCovered->second = std::any_of(polygons.begin(), polygons.end(),
-                                            [](const QList<Ring>& polygon) { return polygon.size() == 1; });
+        if (m_count == 0) {
+            return;
         }
-        if (isCovered->second && !m_found.has_value()) {
-            m_found = static_cast<std::size_t>(place);
+        m_found.push_back(place);
+        for (std::size_t i = 0; m_found.size() == 1 && i < m_windings.size(); ++i) {
+            if (m_windings[i] != 0) {
+                m_rings.push_back(static_cast<int>(i));
+            }
         }
     }
 
-    const QList<Ring>& m_rings;
     Work& m_work;
+    PlaceWindings m_edges;
     std::vector<int> m_windings;
-    std::set<int> m_around;
-    std::map<std::set<int>, bool> m_known; ///< whether they cover what they all go round
-    std::optional<std::size_t> m_found;
+    int m_count = 0;
+    std::vector<int> m_found;
+    std::vector<int> m_rings;
 };
 
-/// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does. Of
-/// rings that overlap or go round twice parity does not tell.
+/// Some rings and those that may be around them, which meet them and are larger; all for many rings.
+QList<Ring> withRingsAround(const std::vector<int>& some, const QList<Ring>& rings) {
+    constexpr std::size_t many = 16;
+    if (some.size() > many) {
+        return rings;
+    }
+    QList<Ring> found;
+    for (qsizetype i = 0; i < rings.size(); ++i) {
+        const Shapes::GisExtent extent = Shapes::Internal::extentOfParts({rings[i]});
+        const bool isAround = std::any_of(some.begin(), some.end(), [&](int ring) {
+            return ring == i ||
+                   (Shapes::Internal::extentOfParts({rings[ring]}).intersects(extent) &&
+                    extent.width() * extent.height() >= std::fabs(Internal::signedArea(rings[ring])));
+        });
+        if (isAround) {
+            found.append(rings[i]);
+        }
+    }
+    return found;
+}
+
+/// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does.
 std::optional<Position> vertexInArea(const Boundary& shape, const GisShape& area, const Boundary& rings,
                                      Work& work) {
     const auto* const polygon = dynamic_cast<const GisShapePolygon*>(&area);
@@ -307,31 +321,33 @@ std::optional<Position> vertexInArea(const Boundary& shape, const GisShape& area
         return std::nullopt;
     }
     const bool isRegular = Internal::largestCoordinate(rings.box()) < 1e200;
-    std::vector<Box> boxes;
-    for (const QList<GisShapePoint>& ring : polygon->parts()) {
-        const Shapes::GisExtent extent = Shapes::Internal::extentOfParts({ring});
-        boxes.push_back({extent.xMin(), extent.yMin(), extent.xMax(), extent.yMax()});
-    }
-    std::vector<PlaceWindings::Place> others;
+    const bool isTold = polygon->parts().size() == 1 || !isRegular; // by parity, where it says inside
+    Places places;
     for (qsizetype i = 0; i < shape.partCount(); ++i) {
         const Position first = shape.vertex(shape.part(i).begin);
-        if (!rings.box().holds(first)) {
-            continue;
-        }
-        const auto around =
-            std::count_if(boxes.begin(), boxes.end(), [&](const Box& box) { return box.holds(first); });
-        if ((around == 1 || !isRegular) && Internal::isInOddNumberOfRings(rings, first, work)) {
+        if (isTold && Internal::isInOddNumberOfRings(rings, first, work)) {
             return first;
         }
-        if (around > 0) {
-            others.push_back({first.x, first.y});
+        if (isRegular && rings.box().holds(first)) {
+            places.push_back({first.x, first.y});
         }
     }
-    if (others.empty() || !isRegular) {
+    if (places.empty()) {
         return std::nullopt;
     }
-    const auto covered = CoveredPlace(polygon->parts(), work).find(others);
-    return covered ? std::optional<Position>({others[*covered].x, others[*covered].y}) : std::nullopt;
+    RingsAround around(polygon->parts(), work);
+    around.find(places);
+    if (around.places().empty()) {
+        return std::nullopt;
+    }
+    Places unclear;
+    for (const int place : around.places()) {
+        unclear.push_back(places[static_cast<std::size_t>(place)]);
+    }
+    const QList<Ring> nested =
+        unclear.size() == 1 ? withRingsAround(around.rings(), polygon->parts()) : polygon->parts();
+    const auto covered = Internal::coveredPlace(Internal::coverOf(nested), unclear, work);
+    return covered ? std::optional<Position>({unclear[*covered].x, unclear[*covered].y}) : std::nullopt;
 }
 
 GisNearestPoints nearestPoints(const GisShape& first, const GisShape& second, Work& work) {

@@ -27,7 +27,6 @@
 namespace Cartolith::Core::Layers {
 
 using Defs::GisAttributeDefinition;
-using Internal::commonType;
 using Internal::fieldsOf;
 using Internal::OgrFormat;
 using Internal::OgrTarget;

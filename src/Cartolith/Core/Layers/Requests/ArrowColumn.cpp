@@ -333,7 +333,7 @@ void ArrowColumn::appendText(const QString& text) {
     QStringEncoder encoder(QStringEncoder::Utf8, QStringEncoder::Flag::Stateless);
     const std::size_t start = m_data.size();
     char* const place = m_data.extend(static_cast<std::size_t>(encoder.requiredSpace(text.size())));
-    const std::size_t size = static_cast<std::size_t>(encoder.appendToBuffer(place, text) - place);
+    const auto size = static_cast<std::size_t>(encoder.appendToBuffer(place, text) - place);
     m_data.shrink(start);
     appendBytes(size); // which are there
 }
