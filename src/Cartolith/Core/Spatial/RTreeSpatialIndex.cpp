@@ -159,7 +159,7 @@ qsizetype RTreeSpatialIndex::insert(RTreeNode& root, const SpatialIndexItem& ite
 void RTreeSpatialIndex::build(const QList<GisShape*>& shapes) {
     auto items = Internal::itemsOf(shapes);
     const auto itemCount = items.size();
-    auto root = std::make_unique<RTreeNode>(buildNode(std::move(items)));
+    auto root = std::make_unique<RTreeNode>(buildNode(items));
     auto changes = root->isLeaf() ? nullptr
                                   : std::make_unique<RTreeChanges>(m_strategy, root->extent(), itemCount,
                                                                    m_maxItemsPerNode);
