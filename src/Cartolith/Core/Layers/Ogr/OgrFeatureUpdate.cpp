@@ -144,7 +144,7 @@ bool areSameChanges(const FieldChanges& a, const FieldChanges& b) {
 
 void setFields(OGRFeature& feature, const FieldChanges& changes, const OgrManner& manner) {
     for (const auto& [index, value] : changes) {
-        setField(feature, index, value, manner.takesTexts ? SecondDigits::Any : SecondDigits::Milliseconds);
+        setField(feature, index, value, manner.takesTexts ? TextDigits::Any : TextDigits::Held);
         const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
         const bool isRounded = manner.roundsNumbers && field.GetType() == OFTReal && field.GetWidth() > 0 &&
                                feature.IsFieldSetAndNotNull(index);
@@ -214,7 +214,7 @@ namespace {
 QVariant asField(const OGRFeature& feature, int index, const QVariant& value) {
     OGRFeature scratch(const_cast<OGRFeature&>(feature).GetDefnRef());
     try {
-        setField(scratch, index, value, SecondDigits::Any);
+        setField(scratch, index, value, TextDigits::Any);
     } catch (const std::runtime_error&) {
         return {};
     }

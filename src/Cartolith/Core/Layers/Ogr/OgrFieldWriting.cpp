@@ -121,15 +121,16 @@ bool saysSame(const QString& text, double number) {
            match.captured(1) + match.captured(2) == QString::number(number, 'f', 0);
 }
 
-std::optional<double> realOf(const QVariant& value) {
+std::optional<double> realOf(const QVariant& value, TextDigits digits = TextDigits::Held) {
     bool isNumber = false;
     const double number = value.toDouble(&isNumber);
     const bool isReal = typeOf(static_cast<QMetaType::Type>(value.typeId())) == OFTReal;
     const auto whole = isReal ? std::nullopt : wholeOf(value);
     // A whole number must be the same as a real one.
-    const bool isKept = isReal || (whole ? number == 0.0 || areSame(QVariant::fromValue(*whole), number)
-                                   : isText(value) ? saysSame(value.toString(), number)
-                                                   : areSame(value, number));
+    const bool isKept =
+        isReal || (whole           ? number == 0.0 || areSame(QVariant::fromValue(*whole), number)
+                   : isText(value) ? digits == TextDigits::Any || saysSame(value.toString(), number)
+                                   : areSame(value, number));
     return isNumber && isKept && std::isfinite(number) ? std::optional(number) : std::nullopt;
 }
 
@@ -144,7 +145,7 @@ bool setWhole(OGRFeature& feature, int index, const QVariant& value, qint64 leas
 
 /// Whether a text for a date has more than one, or one for a time more digits than are kept, or a date with a
 /// time is given for a time.
-bool saysMoreThan(OGRFieldType type, const QVariant& value, SecondDigits digits) {
+bool saysMoreThan(OGRFieldType type, const QVariant& value, TextDigits digits) {
     if (!isText(value)) {
         return type == OFTTime && value.typeId() == QMetaType::QDateTime;
     }
@@ -153,7 +154,7 @@ bool saysMoreThan(OGRFieldType type, const QVariant& value, SecondDigits digits)
         constexpr qsizetype dateLength = 10;
         return text.size() != dateLength;
     }
-    if (digits == SecondDigits::Any) {
+    if (digits == TextDigits::Any) {
         return false;
     }
     constexpr qsizetype kept = 3;
@@ -166,7 +167,7 @@ bool saysMoreThan(OGRFieldType type, const QVariant& value, SecondDigits digits)
     return false;
 }
 
-bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType type, SecondDigits digits) {
+bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType type, TextDigits digits) {
     QDateTime moment;
     bool isLocal = false;
     if (saysMoreThan(type, value, digits)) {
@@ -239,7 +240,7 @@ bool setStrings(OGRFeature& feature, int index, const QVariant& value) {
     return true;
 }
 
-bool set(OGRFeature& feature, int index, const QVariant& value, SecondDigits digits) {
+bool set(OGRFeature& feature, int index, const QVariant& value, TextDigits digits) {
     const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
     switch (field.GetType()) {
     case OFTInteger: {
@@ -255,7 +256,7 @@ bool set(OGRFeature& feature, int index, const QVariant& value, SecondDigits dig
         return setWhole(feature, index, value, std::numeric_limits<qint64>::min(),
                         std::numeric_limits<qint64>::max());
     case OFTReal: {
-        const std::optional<double> number = realOf(value);
+        const std::optional<double> number = realOf(value, digits);
         if (number) {
             feature.SetField(index, *number);
         }
@@ -277,7 +278,7 @@ bool set(OGRFeature& feature, int index, const QVariant& value, SecondDigits dig
     case OFTInteger64List:
         return setList<GIntBig>(feature, index, value, wholeOf);
     case OFTRealList:
-        return setList<double>(feature, index, value, realOf);
+        return setList<double>(feature, index, value, [](const QVariant& item) { return realOf(item); });
     case OFTStringList:
         return setStrings(feature, index, value);
     default: {
@@ -328,7 +329,7 @@ std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& defini
     return field;
 }
 
-void setField(OGRFeature& feature, int index, const QVariant& value, SecondDigits digits) {
+void setField(OGRFeature& feature, int index, const QVariant& value, TextDigits digits) {
     if (isSavedAsNull(value)) {
         feature.SetFieldNull(index);
         return;

@@ -18,14 +18,14 @@ bool isKeptBy(int decimals, double number);
 /// text
 std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& definition, GDALDriver& driver);
 
-/// Of a time given as a text. A feature holds milliseconds; `Any` is for who writes the text itself.
-enum class SecondDigits { Milliseconds, Any };
+/// Of a number or a time given as a text. A feature holds those of a double, and milliseconds; `Any` is for
+/// who writes the text itself.
+enum class TextDigits { Held, Any };
 
 /// Sets a field to a value of its type, or one that says the same: a whole number for a real one, the ISO
 /// 8601 text of a date, "12" for 12, and for a text field any value (lists as JSON, bytes as Base64). An
 /// invalid value, a null one, not-a-number and infinity set it to null. \throws std::runtime_error naming
 /// value and field when the field cannot hold it; it is left as it was
-void setField(OGRFeature& feature, int index, const QVariant& value,
-              SecondDigits digits = SecondDigits::Milliseconds);
+void setField(OGRFeature& feature, int index, const QVariant& value, TextDigits digits = TextDigits::Held);
 
 } // namespace Cartolith::Core::Layers::Internal
