@@ -114,9 +114,8 @@ public:
     /// Columns are the ids when the options name such a column, the fields in their order (those of fields(),
     /// then what shapes of a layer in memory have besides, by name; of several of one name, the last), and
     /// the geometries. A field's type follows from that of its definition:
-    ///  - bool; int32 for whole numbers of up to 32 bits, else int64; float64; utf8; binary; date32; time32
-    ///  of
-    ///    milliseconds; timestamps as GisArrowOptions::DateTimes says;
+    ///  - bool; int32 for whole numbers of up to 32 bits, else int64; float64; utf8; binary; date32;
+    ///    time32 of milliseconds; timestamps as GisArrowOptions::DateTimes says;
     ///  - a list of int32, int64, float64 or utf8.
     /// A value that is nothing, or a date or time that is none, is null. A number of another type goes into a
     /// column that has exactly that number. Any other value that is not of the column's type is an error that

@@ -1,10 +1,10 @@
+#include <Cartolith/Core/Layers/Ogr/ExactTextsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonTextInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ValueTextInternal.h>
 
 #include <QDateTime>
-#include <QRegularExpression>
 
 #include <algorithm>
 #include <cmath>
@@ -115,10 +115,9 @@ std::optional<qint64> wholeOf(const QVariant& value) {
 
 /// Whether a text for a whole number, however long, says what a real one is.
 bool saysSame(const QString& text, double number) {
-    static const QRegularExpression whole(QStringLiteral("^\\s*(-?)\\+?0*(\\d+)(\\.0*)?\\s*$"));
-    const QRegularExpressionMatch match = whole.match(text);
-    return !match.hasMatch() || number == 0.0 ||
-           match.captured(1) + match.captured(2) == QString::number(number, 'f', 0);
+    const QByteArray given = text.trimmed().toUtf8();
+    return !hasDecimals(given, 0).value_or(false) ||
+           areSameDecimals(given, QByteArray::number(number, 'f', 0));
 }
 
 std::optional<double> realOf(const QVariant& value, TextDigits digits = TextDigits::Held) {
