@@ -36,7 +36,7 @@ bool isCounterclockwise(const Ring& ring) {
 class FacesAround : private PlaceWindings::Visitor {
 public:
     FacesAround(const QList<AreaRing>& rings, Work& work)
-        : m_rings(rings), m_windings(rings.size(), 0), m_work(work) {
+        : m_rings(rings), m_windings(static_cast<std::size_t>(rings.size()), 0), m_work(work) {
         for (qsizetype i = 0; i < rings.size(); ++i) {
             m_places.addRing(rings[i].ring, static_cast<int>(i));
             m_isShell.push_back(isCounterclockwise(rings[i].ring));
