@@ -147,7 +147,7 @@ GisShapePoint RingChords::middle() const {
     return middle;
 }
 
-bool RingChords::lieIn(RingEdges& outer, double largest) const {
+bool RingChords::lieIn(RingEdges& outer, double largest) {
     if (!areLong(largest)) {
         return verticesLieIn(outer);
     }
@@ -169,17 +169,27 @@ bool RingChords::lieIn(RingEdges& outer, double largest) const {
     return inside > outside;
 }
 
-bool RingChords::mostLiesIn(RingEdges& outer) const {
+bool RingChords::mostLiesIn(RingEdges& outer) {
     constexpr int many = 64;
-    RingEdges edges(m_ring);
-    double inside = 0.0;
-    double all = 0.0;
-    for (int i = 0; i < many; ++i) {
-        const Line its = line(edges, i, many);
-        inside += commonLength(its.chords, outer.chordsAt(its.y));
-        all += its.length;
+    if (m_manyLines.empty()) {
+        RingEdges edges(m_ring);
+        for (int i = 0; i < many; ++i) {
+            m_manyLines.push_back(line(edges, i, many));
+            m_manyLength += m_manyLines.back().length;
+        }
     }
-    return inside > all / 2;
+    constexpr double rounding = 1e-12;
+    const double half = m_manyLength / 2;
+    double inside = 0.0;
+    double left = m_manyLength; // of the lines to come
+    for (const Line& its : m_manyLines) {
+        inside += commonLength(its.chords, outer.chordsAt(its.y));
+        left -= its.length;
+        if (inside > half || inside + left < half * (1 - rounding)) {
+            break;
+        }
+    }
+    return inside > half;
 }
 
 bool RingChords::verticesLieIn(RingEdges& outer) const {

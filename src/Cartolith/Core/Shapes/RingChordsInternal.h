@@ -121,7 +121,7 @@ public:
     RingChords(const QList<GisShapePoint>& ring, double scale);
 
     /// No coordinate of either ring is farther than `largest` from 0.
-    bool lieIn(RingEdges& outer, double largest) const;
+    bool lieIn(RingEdges& outer, double largest);
 
     /// True when the chords decide: then the middle of one is in the box of the other ring, or this one is
     /// not in that ring.
@@ -144,7 +144,7 @@ private:
 
     /// One of many.
     Line line(RingEdges& edges, int number, int many) const;
-    bool mostLiesIn(RingEdges& outer) const;
+    bool mostLiesIn(RingEdges& outer);
     bool verticesLieIn(RingEdges& outer) const;
 
     const QList<GisShapePoint>& m_ring;
@@ -153,6 +153,8 @@ private:
     double m_top;
     std::array<Line, few> m_lines;
     double m_length = 0.0;
+    std::vector<Line> m_manyLines; ///< once they are asked
+    double m_manyLength = 0.0;
 };
 
 } // namespace Cartolith::Core::Shapes::Internal

@@ -4,6 +4,8 @@
 
 #include <QList>
 
+#include <vector>
+
 /// Shells and holes told apart for a format that asks for them; the shapes do not.
 namespace Cartolith::Core::Shapes::Internal {
 
@@ -45,5 +47,9 @@ QList<RingNest> ringNests(const QList<Ring>& rings);
 
 /// Their depths alone.
 QList<int> nestingDepths(const QList<Ring>& rings);
+
+/// Some of the rings, by their places in the list in order, and all on which what they are depends: those
+/// equal to them and those around them. In the order of the list.
+QList<Ring> withRingsAround(const QList<Ring>& rings, const std::vector<int>& some);
 
 } // namespace Cartolith::Core::Shapes::Internal
