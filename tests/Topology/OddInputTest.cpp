@@ -29,6 +29,8 @@ TEST(EditingOperations, AnswerOddInput) {
          "1 0 0 1; 1; POINT (1 0); 1.41421 0 0; POINT (1 0)"},
         {"line of one vertex", shapeOfParts<GisShapePolyline>({{{1, 0}}}),
          "1 0 1 0; 0; POINT (1 0); 1.41421 0 0; POINT (1 0)"},
+        {"lines without a segment", shapeOfParts<GisShapePolyline>({{{nan, nan}}, {{1, 0}, {nan, nan}}}),
+         "0 0 4 1; 0; POINT (1 0); 1.41421 nan 0; POINT (1 0)"},
         {"ring of one vertex", shapeOfParts<GisShapePolygon>({{{1, 0}}}),
          "1 0 1 0; 0; POINT (1 0); 1.41421 0 0; POINT EMPTY"},
         {"line with gaps", shapeOfParts<GisShapePolyline>({{{1, 1}, {nan, 0}, {3, 1}, {3, -1}, {4, infinity}}}),

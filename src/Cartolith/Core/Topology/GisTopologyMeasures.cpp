@@ -47,7 +47,16 @@ GisShapePoint pointOnLine(const SegmentList& boundary) {
             way -= length;
         }
     }
-    return last == nullptr ? GisShapePoint() : GisShapePoint(last->end->x(), last->end->y());
+    if (last != nullptr) {
+        return {last->end->x(), last->end->y()};
+    }
+    for (const SegmentPart& part : boundary.parts()) { // what is left of a line may be a single vertex
+        const auto left = std::find_if(part.vertices.begin(), part.vertices.end(), Internal::isFinite);
+        if (left != part.vertices.end()) {
+            return {left->x(), left->y()};
+        }
+    }
+    return {};
 }
 
 /// Of finite vertices.
