@@ -281,6 +281,9 @@ TEST(Nearest, PointsOfTwoShapes) {
          "POINT (15.5 10)", "POINT (15.5 10)"},
         {"POINT(11 5)", // in a hole that leaves its shell
          "POLYGON((0 0,10 0,10 10,0 10,0 0),(5 2,12 2,12 8,5 8,5 2))", "POINT (11 5)", "POINT (12 5)"},
+        {"POINT(14 5)", // in an island by what is around the hole it leaves
+         "POLYGON((0 0,10 0,10 10,0 10,0 0),(4 0,13.5 0,13.5 9,4 9),(12 1,14.5 1,14.5 8,12 8))", "POINT (14 5)",
+         "POINT (14 5)"},
         {"POINT(1 1)", "LINESTRING EMPTY", nullptr, nullptr},
         {"POLYGON EMPTY", "LINESTRING EMPTY", nullptr, nullptr},
     };

@@ -1,4 +1,4 @@
-#include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
+#include <Cartolith/Core/Topology/ExactVisitorInternal.h>
 #include <Cartolith/Core/Topology/FacePolygonsInternal.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
@@ -33,10 +33,10 @@ bool isCounterclockwise(const Ring& ring) {
 }
 
 /// Finds the face that a piece of the map lies in by itself, left of the piece's leftmost vertex.
-class FacesAround : private PlaceWindings::Visitor {
+class FacesAround : private ExactVisitor {
 public:
     FacesAround(const QList<AreaRing>& rings, Work& work)
-        : m_rings(rings), m_windings(static_cast<std::size_t>(rings.size()), 0), m_work(work) {
+        : ExactVisitor(work), m_rings(rings), m_windings(static_cast<std::size_t>(rings.size()), 0) {
         for (qsizetype i = 0; i < rings.size(); ++i) {
             m_places.addRing(rings[i].ring, static_cast<int>(i));
             m_isShell.push_back(isCounterclockwise(rings[i].ring));
@@ -71,10 +71,6 @@ public:
     }
 
 private:
-    bool isLeft(const GisShapePoint& a, const GisShapePoint& b, const PlaceWindings::Place& place) override {
-        return passesLeftOf(a, b, place);
-    }
-    void look(qint64 edges) override { m_work.add(edges); }
     void change(int ring, int by) override {
         int& winding = m_windings[static_cast<std::size_t>(ring)];
         const bool wasAround = winding != 0;
@@ -110,7 +106,6 @@ private:
     std::vector<int> m_windings;
     std::set<std::pair<double, int>> m_shells; ///< around the place, the smallest first
     std::unordered_map<int, int> m_holes;      ///< around the place, by the face
-    Work& m_work;
 };
 
 } // namespace

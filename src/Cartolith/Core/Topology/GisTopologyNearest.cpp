@@ -1,9 +1,8 @@
 #include <Cartolith/Core/Serialization/RingsInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/PartsInternal.h>
-#include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
-#include <Cartolith/Core/Topology/CoveredSidesInternal.h>
+#include <Cartolith/Core/Topology/CoveredPlaceInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
@@ -30,8 +29,6 @@ using Shapes::GisShape;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
 using Shapes::GisShapePolyline;
-using Shapes::Internal::PlaceWindings;
-using Shapes::Internal::Ring;
 
 namespace {
 
@@ -241,78 +238,6 @@ private:
     QVarLengthArray<Pair, 128> m_pending; ///< at most eight siblings on each level of either tree
 };
 
-using Places = std::vector<PlaceWindings::Place>;
-
-/// Which rings go round places.
-class RingsAround : private PlaceWindings::Visitor {
-public:
-    RingsAround(const QList<Ring>& rings, Work& work)
-        : m_work(work), m_windings(static_cast<std::size_t>(rings.size()), 0) {
-        for (qsizetype i = 0; i < rings.size(); ++i) {
-            m_edges.addRing(rings[i], static_cast<int>(i));
-        }
-    }
-
-    /// \throws Stopped
-    void find(const Places& places) { m_edges.visit(places, *this); }
-
-    /// The numbers of those that any goes round.
-    const std::vector<int>& places() const { return m_found; }
-    /// Round the first of these.
-    const std::vector<int>& rings() const { return m_rings; }
-
-private:
-    bool isLeft(const GisShapePoint& a, const GisShapePoint& b, const PlaceWindings::Place& place) override {
-        return Internal::passesLeftOf(a, b, place);
-    }
-    void look(qint64 edges) override { m_work.add(edges); }
-    void change(int ring, int by) override {
-        int& winding = m_windings[static_cast<std::size_t>(ring)];
-        m_count -= winding != 0 ? 1 : 0;
-        winding += by;
-        m_count += winding != 0 ? 1 : 0;
-    }
-    void arrive(int place) override {
-        if (m_count == 0) {
-            return;
-        }
-        m_found.push_back(place);
-        for (std::size_t i = 0; m_found.size() == 1 && i < m_windings.size(); ++i) {
-            if (m_windings[i] != 0) {
-                m_rings.push_back(static_cast<int>(i));
-            }
-        }
-    }
-
-    Work& m_work;
-    PlaceWindings m_edges;
-    std::vector<int> m_windings;
-    int m_count = 0;
-    std::vector<int> m_found;
-    std::vector<int> m_rings;
-};
-
-/// Some rings and those that may be around them, which meet them and are larger; all for many rings.
-QList<Ring> withRingsAround(const std::vector<int>& some, const QList<Ring>& rings) {
-    constexpr std::size_t many = 16;
-    if (some.size() > many) {
-        return rings;
-    }
-    QList<Ring> found;
-    for (qsizetype i = 0; i < rings.size(); ++i) {
-        const Shapes::GisExtent extent = Shapes::Internal::extentOfParts({rings[i]});
-        const bool isAround = std::any_of(some.begin(), some.end(), [&](int ring) {
-            return ring == i ||
-                   (Shapes::Internal::extentOfParts({rings[ring]}).intersects(extent) &&
-                    extent.width() * extent.height() >= std::fabs(Internal::signedArea(rings[ring])));
-        });
-        if (isAround) {
-            found.append(rings[i]);
-        }
-    }
-    return found;
-}
-
 /// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does.
 std::optional<Position> vertexInArea(const Boundary& shape, const GisShape& area, const Boundary& rings,
                                      Work& work) {
@@ -322,7 +247,7 @@ std::optional<Position> vertexInArea(const Boundary& shape, const GisShape& area
     }
     const bool isRegular = Internal::largestCoordinate(rings.box()) < 1e200;
     const bool isTold = polygon->parts().size() == 1 || !isRegular; // by parity, where it says inside
-    Places places;
+    std::vector<Shapes::Internal::PlaceWindings::Place> places;
     for (qsizetype i = 0; i < shape.partCount(); ++i) {
         const Position first = shape.vertex(shape.part(i).begin);
         if (isTold && Internal::isInOddNumberOfRings(rings, first, work)) {
@@ -335,19 +260,8 @@ std::optional<Position> vertexInArea(const Boundary& shape, const GisShape& area
     if (places.empty()) {
         return std::nullopt;
     }
-    RingsAround around(polygon->parts(), work);
-    around.find(places);
-    if (around.places().empty()) {
-        return std::nullopt;
-    }
-    Places unclear;
-    for (const int place : around.places()) {
-        unclear.push_back(places[static_cast<std::size_t>(place)]);
-    }
-    const QList<Ring> nested =
-        unclear.size() == 1 ? withRingsAround(around.rings(), polygon->parts()) : polygon->parts();
-    const auto covered = Internal::coveredPlace(Internal::coverOf(nested), unclear, work);
-    return covered ? std::optional<Position>({unclear[*covered].x, unclear[*covered].y}) : std::nullopt;
+    const auto covered = Internal::coveredPlace(polygon->parts(), places, work);
+    return covered ? std::optional<Position>({places[*covered].x, places[*covered].y}) : std::nullopt;
 }
 
 GisNearestPoints nearestPoints(const GisShape& first, const GisShape& second, Work& work) {
