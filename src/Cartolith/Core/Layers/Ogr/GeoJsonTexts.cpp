@@ -149,11 +149,6 @@ QStringList GeoJsonTexts::layerOptions() const {
     return options;
 }
 
-bool GeoJsonTexts::needsSystem() const {
-    return !m_isJson ||
-           (m_features.isEmpty() && JsonObject(m_text).findInAnyCase(QStringLiteral("crs")) != nullptr);
-}
-
 void GeoJsonTexts::add(OGRFeature& feature, qint64 number, const OgrChange& change) {
     if (isAny()) {
         const int id = feature.GetFieldIndex("id");
@@ -302,7 +297,14 @@ std::optional<QByteArray> GeoJsonTexts::in(QByteArrayView written, qint64 featur
     if (isCollection) {
         return collectionOf(std::move(features), count > m_kept.size(), written);
     }
-    QByteArray all = copyOf(written.first(first)).append(features).append(m_isJson ? "\n" : "");
+    QByteArray all = copyOf(written.first(first));
+    if (m_isJson) {
+        const JsonObject old(m_text);
+        if (const JsonMember* const system = old.findInAnyCase(QStringLiteral("crs"))) {
+            all.insert(start, "\n\"crs\": " + copyOf(system->value) + ',');
+        }
+    }
+    all.append(features).append(m_isJson ? "\n" : "");
     return all.append(written.sliced(std::min(at, written.size())));
 }
 

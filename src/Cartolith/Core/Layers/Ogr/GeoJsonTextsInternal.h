@@ -31,8 +31,8 @@ public:
     bool needsGeometries() const { return hasBox() || (m_isJson && m_features.isEmpty()); }
     /// The options for the new layer.
     QStringList layerOptions() const;
-    /// Whether GDAL is to write the coordinate system.
-    bool needsSystem() const;
+    /// Whether GDAL is to write the coordinate system: what the text says of it stays.
+    bool needsSystem() const { return !m_isJson; }
 
     /// Called for each feature that is in the new file too, in their order, with its number in the old one.
     void add(OGRFeature& feature, qint64 number, const OgrChange& change);

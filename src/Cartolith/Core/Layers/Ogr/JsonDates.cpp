@@ -1,17 +1,10 @@
-#include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonDatesInternal.h>
-#include <Cartolith/Core/Layers/Ogr/JsonTextInternal.h>
 
-#include <QByteArray>
-#include <QByteArrayView>
 #include <QDate>
 #include <QTime>
-#include <cpl_vsi.h>
 
 #include <algorithm>
-#include <memory>
 #include <numeric>
-#include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -22,19 +15,19 @@ class IsoText {
 public:
     explicit IsoText(QByteArrayView text) : m_text(text) {}
 
-    bool isDateOrTime() {
+    OGRFieldType type() {
         const bool hasDate = date();
         if (hasDate && m_text.isEmpty()) {
-            return true;
+            return OFTDate;
         }
         if (hasDate && !take('T') && !take(' ')) {
-            return false;
+            return OFTString;
         }
         int hour = 0;
         int minute = 0;
         int second = 0;
         if (!number(2, hour) || !take(':') || !number(2, minute)) {
-            return false;
+            return OFTString;
         }
         const bool hasSeconds = take(':') && number(2, second);
         if (hasSeconds && take('.')) {
@@ -42,7 +35,9 @@ public:
                 m_text = m_text.sliced(1);
             }
         }
-        return QTime(hour, minute, second).isValid() && (hasDate ? zone() : hasSeconds) && m_text.isEmpty();
+        const bool isTime =
+            QTime(hour, minute, second).isValid() && (hasDate ? zone() : hasSeconds) && m_text.isEmpty();
+        return !isTime ? OFTString : hasDate ? OFTDateTime : OFTTime;
     }
 
 private:
@@ -95,65 +90,10 @@ private:
     QByteArrayView m_text;
 };
 
-/// Finds the texts that are values of members of some names, wherever those are.
-class DateFinder {
-public:
-    explicit DateFinder(const std::vector<QByteArray>& names) : m_names(names) {}
-
-    /// False when a text is none.
-    bool take(char c) {
-        constexpr qsizetype most = 1 << 16;
-        if (m_isString) {
-            m_isString = m_isEscaped || c != '"';
-            m_isEscaped = !m_isEscaped && c == '\\';
-            if (m_text.size() < most) {
-                m_text += c;
-            }
-            return m_isString || end();
-        }
-        if (c == '"') {
-            m_text = "\"";
-            m_isString = true;
-        } else if (c == ':') {
-            m_isValue = std::find(m_names.begin(), m_names.end(), said()) != m_names.end();
-            m_text.clear();
-        } else if (c != ' ' && c != '\n' && c != '\r' && c != '\t') {
-            m_isValue = false;
-            m_text.clear();
-        }
-        return true;
-    }
-
-private:
-    bool end() { return !std::exchange(m_isValue, false) || IsoText(said()).isDateOrTime(); }
-    QByteArray said() const {
-        return m_text.contains('\\') ? jsonStringOf(m_text).toUtf8() : m_text.mid(1, m_text.size() - 2);
-    }
-
-    const std::vector<QByteArray>& m_names;
-    QByteArray m_text; ///< with its quotes
-    bool m_isString = false;
-    bool m_isEscaped = false;
-    bool m_isValue = false;
-};
-
 } // namespace
 
-bool areIsoDates(const QString& path, const std::vector<QByteArray>& names) {
-    // It may lie in an archive or on a server.
-    const std::unique_ptr<VSILFILE, int (*)(VSILFILE*)> file(VSIFOpenL(gdalNameOf(path).constData(), "rb"),
-                                                             VSIFCloseL);
-    if (file == nullptr) {
-        return false;
-    }
-    DateFinder finder(names);
-    std::vector<char> bytes(1 << 18);
-    while (const std::size_t read = VSIFReadL(bytes.data(), 1, bytes.size(), file.get())) {
-        if (!std::all_of(bytes.data(), bytes.data() + read, [&finder](char c) { return finder.take(c); })) {
-            return false;
-        }
-    }
-    return true;
+OGRFieldType isoTypeOf(QByteArrayView text) {
+    return IsoText(text).type();
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -2,7 +2,7 @@
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DatabaseLockInternal.h>
-#include <Cartolith/Core/Layers/Ogr/JsonDatesInternal.h>
+#include <Cartolith/Core/Layers/Ogr/JsonFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
@@ -10,10 +10,10 @@
 #include <QFile>
 #include <QFileInfo>
 
+#include <map>
 #include <optional>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -30,19 +30,17 @@ QString jsonDriverOf(const QString& path) {
     return name.contains(QLatin1String("JSON")) ? name : QString();
 }
 
-/// Whether all that is a date or time for GDAL is written as one.
-bool hasIsoDates(const QString& path, const GDALDataset& dataset) {
-    std::vector<QByteArray> names;
-    for (const OGRLayer* layer : const_cast<GDALDataset&>(dataset).GetLayers()) {
-        const OGRFeatureDefn& schema = *const_cast<OGRLayer*>(layer)->GetLayerDefn();
-        for (int i = 0; i < schema.GetFieldCount(); ++i) {
-            const OGRFieldType type = schema.GetFieldDefn(i)->GetType();
-            if (type == OFTDate || type == OFTTime || type == OFTDateTime) {
-                names.emplace_back(schema.GetFieldDefn(i)->GetNameRef());
-            }
+/// What is a date or time for GDAL.
+std::map<QByteArray, OGRFieldType> datesOf(OGRFeatureDefn& schema) {
+    std::map<QByteArray, OGRFieldType> dates;
+    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+        const OGRFieldDefn& field = *schema.GetFieldDefn(i);
+        const OGRFieldType type = field.GetType();
+        if (type == OFTDate || type == OFTTime || type == OFTDateTime) {
+            dates.emplace(field.GetNameRef(), type);
         }
     }
-    return names.empty() || areIsoDates(path, names);
+    return dates;
 }
 
 /// A sequence that its driver does not recognise, such as one with a mark of byte order, without that mark.
@@ -89,8 +87,20 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
                                           static_cast<const char* const*>(options)));
     };
     openWith("@ADJUST_GEOM_TYPE=ALL_SHAPES");
-    if (m_dataset != nullptr && driverName() == QLatin1String("GeoJSON") && !hasIsoDates(path, *m_dataset)) {
-        openWith("@DATE_AS_STRING=YES");
+    const bool isLines = m_dataset != nullptr && driverName() == QLatin1String("GeoJSONSeq");
+    if (m_dataset != nullptr && m_dataset->GetLayerCount() > 0 &&
+        (isLines || driverName() == QLatin1String("GeoJSON"))) {
+        OGRFeatureDefn& schema = *m_dataset->GetLayer(0)->GetLayerDefn();
+        const auto dates = datesOf(schema);
+        const JsonFacts facts = isLines && dates.empty() ? JsonFacts() : jsonFactsOf(path, dates);
+        m_isSystemUnknown = facts.isSystemUnknown;
+        if (isLines) { // read one after the other, by these types
+            for (const QByteArray& field : facts.otherTexts) {
+                schema.GetFieldDefn(schema.GetFieldIndex(field.constData()))->SetType(OFTString);
+            }
+        } else if (!facts.otherTexts.empty()) {
+            openWith("@DATE_AS_STRING=YES");
+        }
     }
     m_isSystemElsewhere = noRequests && noRequests->wasAsked();
     if (m_dataset == nullptr && drivers != nullptr) {
@@ -103,7 +113,8 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
         fail(QStringLiteral("it has no vector layer"));
     }
     // Nothing else of JSON is asked of PROJ; GDAL goes on with WGS 84.
-    m_isSystemUnknown = noRequests && m_errors->message().startsWith(QLatin1String("PROJ:"));
+    m_isSystemUnknown =
+        m_isSystemUnknown || (noRequests && m_errors->message().startsWith(QLatin1String("PROJ:")));
     m_errors->reset();
 }
 

@@ -66,7 +66,7 @@ private:
     std::optional<Common::Internal::GdalErrorCapture> m_errors{std::in_place};
     Common::Internal::DatasetPtr m_dataset;
     bool m_isSystemElsewhere = false;
-    bool m_isSystemUnknown = false; // a code that PROJ does not have
+    bool m_isSystemUnknown = false; // null, or a name or code that says nothing
 };
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -12,6 +12,8 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <map>
+#include <mutex>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -68,6 +70,30 @@ std::shared_ptr<CoordinateSystem> readBack(const OgrFormat& format, OGRSpatialRe
         read.insert(point != nullptr && !point->IsEmpty() ? point->toPoint()->getX() : -1.0);
     }
     return read == std::multiset<double>(xOfRows.begin(), xOfRows.end()) ? source.systemOf(layer) : nullptr;
+}
+
+/// The same, asked once for each system and format: for a Shapefile GDAL looks through all that it knows.
+std::shared_ptr<CoordinateSystem> keptSystem(const OgrFormat& format, const OGRSpatialReference& system,
+                                             const CoordinateSystem& given) {
+    static std::mutex mutex;
+    static std::map<QString, std::shared_ptr<CoordinateSystem>> known;
+    constexpr std::size_t most = 64;
+    const QString key = QLatin1String(format.driver) + QString::number(given.epsgCode()) + given.definition();
+    {
+        const std::lock_guard lock(mutex);
+        if (const auto found = known.find(key); found != known.end()) {
+            return found->second;
+        }
+    }
+    auto kept = readBack(format, system);
+    if (kept != nullptr) { // there may have been no memory
+        const std::lock_guard lock(mutex);
+        if (known.size() >= most) {
+            known.clear();
+        }
+        known.emplace(key, kept);
+    }
+    return kept;
 }
 
 /// Some that the system has values for: of the layer, or where the system has its origin.
@@ -181,10 +207,11 @@ bool arePositionsSame(const CoordinateSystem& a, const CoordinateSystem& b, cons
 void requireSystemKept(const OgrFormat& format, const OGRSpatialReference& system,
                        const Shapes::GisExtent& extent) {
     const auto given = CoordinateSystems::Internal::systemFound(&system);
-    if (given == nullptr || format.isLongLat) {
+    const bool isKeptByCode = given != nullptr && given->epsgCode() >= 1 && format.family.isEmpty();
+    if (given == nullptr || format.isLongLat || isKeptByCode) {
         return;
     }
-    const auto kept = readBack(format, system);
+    const auto kept = keptSystem(format, system, *given);
     const QString what = QStringLiteral("the format has no place for its coordinate system '%1'");
     if (kept == nullptr) {
         throw std::runtime_error(what.arg(given->name()).toStdString());

@@ -31,12 +31,6 @@ bool isGeography(OgrSource& source, OGRLayer& layer) {
                 .isEmpty();
 }
 
-bool hasTable(OgrSource& source, const QString& name) {
-    const auto found =
-        source.select(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name = ") + sqlText(name));
-    return found != nullptr && OGRFeatureUniquePtr(found->GetNextFeature()) != nullptr;
-}
-
 /// The ids that a scan has met. Most sources count their features, so that they are one range.
 class SeenIds {
 public:
@@ -65,6 +59,7 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
       m_driverName(m_snapshot.source().driverName()),
       m_layerName(Common::Internal::wholeText(layer().GetName())) {
     OgrSource& source = m_snapshot.source();
+    m_isView = isView(source, layer());
     m_content.readParts({}); // features have their own ids from the first one on
     const bool isServer = OgrFormat::isServerOf(m_driverName);
     m_featureCount = isServer ? countOf(source) : layer().GetFeatureCount(FALSE);
@@ -76,7 +71,7 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
     }
     if (isTree && m_driverName == QLatin1String("GPKG") &&
         !QByteArrayView(layer().GetFIDColumn()).isEmpty()) {
-        if (!hasTable(source, boxTableOf(layer()))) { // of a view, whose rows may share an id
+        if (m_isView) {
             source.fail(QStringLiteral("'%1' is a view; read it whole").arg(m_layerName));
         }
         m_boxes = Boxes::Table;
@@ -187,7 +182,7 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
     }
     SeenIds seen;
     m_content.readParts([&skip, &extent, &seen, this](qint64 id, const OGRGeometry* geometry) {
-        if (m_boxes == Boxes::None && !m_hasTransactions && !seen.isNew(id)) {
+        if (m_boxes == Boxes::None && (m_isView || !m_hasTransactions) && !seen.isNew(id)) {
             m_snapshot.source().fail(
                 QStringLiteral(
                     "several features have the id %1, so that they cannot be told apart; read it whole")

@@ -74,6 +74,7 @@ private:
     qint64 m_featureCount = -1;
     Shapes::GisExtent m_extent;
     Boxes m_boxes = Boxes::None;
+    bool m_isView = false;
     bool m_hasTransactions = false;
     bool m_isByColumns = true;
     std::optional<QStringList> m_fields;

@@ -34,7 +34,7 @@ OgrFeatures::OgrFeatures(const QString& path, const QString& layerName,
     : m_snapshot(withServerLimits(path, limits), layerName, saveWait), m_table(m_snapshot.layer()),
       m_driver(m_snapshot.source().driverName()),
       m_definitions(attributeDefinitions(*m_table.GetLayerDefn())),
-      m_system(m_snapshot.source().systemOf(m_table)) {
+      m_system(m_snapshot.source().systemOf(m_table)), m_isView(isView(m_snapshot.source(), m_table)) {
     m_snapshot.source().stopListening();
 }
 
@@ -76,7 +76,7 @@ bool OgrFeatures::isFoundById() const {
     const bool hasKey = !QByteArrayView(m_table.GetFIDColumn()).isEmpty();
     return m_table.TestCapability(OLCRandomRead) != 0 &&
            (isOneOf(m_driver, {"ESRI Shapefile", "FlatGeobuf"}) ||
-            (hasKey && isOneOf(m_driver, {"GPKG", "SQLite"})));
+            (hasKey && !m_isView && isOneOf(m_driver, {"GPKG", "SQLite"})));
 }
 
 std::optional<std::pair<qint64, qint64>> OgrFeatures::idRange() {
@@ -116,7 +116,7 @@ void OgrFeatures::begin(const Plan& plan) {
 
 // Statements of our own
 
-/// Empty where there is no index to ask.
+/// Empty where there is no index to ask; of a view, all in their order.
 QString OgrFeatures::rowsIn(const Shapes::GisExtent& extent) const {
     const QString column = QString::fromUtf8(m_table.GetGeometryColumn());
     OGREnvelope box;
@@ -130,7 +130,7 @@ QString OgrFeatures::rowsIn(const Shapes::GisExtent& extent) const {
     if (m_driver != QLatin1String("GPKG") || m_table.TestCapability(OLCFastSpatialFilter) == 0) {
         return {};
     }
-    return boxesMeeting(m_table, box);
+    return m_isView ? QStringLiteral("TRUE") : boxesMeeting(m_table, box);
 }
 
 bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {
@@ -168,6 +168,11 @@ bool OgrFeatures::selectRows() {
     SqlFilter filter(isServer ? Dialect::PostgreSql : Dialect::Sqlite, schema);
     QStringList conditions{test.extent() && !test.extent()->isEmpty() ? rowsIn(*test.extent()) : QString(),
                            filter.condition(test.filter())};
+    constexpr std::size_t mostIds = 20'000; // a statement may have a million bytes
+    if (test.ids() && m_isView && test.ids()->size() <= mostIds) {
+        conditions.append(sqlName(key) + QLatin1String(" IN (") + QString::fromLatin1(listOf(*test.ids())) +
+                          QLatin1Char(')'));
+    }
     if (test.ids() && isServer) {
         conditions.append(sqlName(key) + QLatin1String(" = ANY ('{") +
                           QString::fromLatin1(listOf(*test.ids())) + QLatin1String("}'::bigint[])"));
@@ -219,7 +224,8 @@ void OgrFeatures::filterByExtent(bool hasKey) {
     // A database may give what is in an extent in the order of its index.
     const bool isDatabase = OgrFormat::isServerOf(m_driver) ||
                             isOneOf(m_driver, {"GPKG", "SQLite", "MySQL", "MSSQLSpatial", "OCI"});
-    if (!m_isById && extent && !extent->isEmpty() && (!isDatabase || hasKey)) {
+    const bool isOtherIndex = m_isView && m_table.TestCapability(OLCFastSpatialFilter) != 0;
+    if (!m_isById && !isOtherIndex && extent && !extent->isEmpty() && (!isDatabase || hasKey)) {
         BoxFilter box(*extent);
         m_table.SetSpatialFilter(&box);
         m_isFiltered = true;

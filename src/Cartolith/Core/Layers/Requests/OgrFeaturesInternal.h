@@ -53,6 +53,7 @@ private:
     QString m_driver;
     QList<Defs::GisAttributeDefinition> m_definitions;
     std::shared_ptr<const CoordinateSystems::CoordinateSystem> m_system;
+    bool m_isView;
     const Plan* m_plan = nullptr;
 
     OgrSource::Selection m_selection;

@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Requests/FilterNodeInternal.h>
 #include <Cartolith/Core/Layers/Requests/FilterTokensInternal.h>
 #include <Cartolith/Core/Layers/Requests/SqlFilterInternal.h>
@@ -114,9 +115,15 @@ void SqlFilter::use(const QString& field) {
     }
 }
 
-QString boxTableOf(OGRLayer& table) {
-    return QStringLiteral("rtree_%1_%2")
-        .arg(QString::fromUtf8(table.GetName()), QString::fromUtf8(table.GetGeometryColumn()));
+bool isView(OgrSource& source, OGRLayer& layer) {
+    const QString driver = source.driverName();
+    const auto found =
+        driver == QLatin1String("GPKG") || driver == QLatin1String("SQLite")
+            ? source.select(QLatin1String("SELECT 1 FROM sqlite_master WHERE type = 'view' AND "
+                                          "name = ") +
+                            sqlText(Common::Internal::wholeText(layer.GetName())))
+            : nullptr;
+    return found != nullptr && OGRFeatureUniquePtr(found->GetNextFeature()) != nullptr;
 }
 
 QString boxesMeeting(OGRLayer& table, const OGREnvelope& box) {
@@ -125,9 +132,12 @@ QString boxesMeeting(OGRLayer& table, const OGREnvelope& box) {
         constexpr int digits = 17;
         return QString::number(std::clamp(value, -most, most), 'e', digits);
     };
+    const QString boxes =
+        QStringLiteral("rtree_%1_%2")
+            .arg(QString::fromUtf8(table.GetName()), QString::fromUtf8(table.GetGeometryColumn()));
     return QStringLiteral(
                "%1 IN (SELECT id FROM %2 WHERE maxx >= %3 AND minx <= %4 AND maxy >= %5 AND miny <= %6)")
-        .arg(sqlName(QString::fromUtf8(table.GetFIDColumn())), sqlName(boxTableOf(table)), number(box.MinX),
+        .arg(sqlName(QString::fromUtf8(table.GetFIDColumn())), sqlName(boxes), number(box.MinX),
              number(box.MaxX), number(box.MinY), number(box.MaxY));
 }
 

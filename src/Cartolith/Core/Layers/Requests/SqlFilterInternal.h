@@ -10,6 +10,7 @@ class OGRLayer;
 
 namespace Cartolith::Core::Layers::Internal {
 
+class OgrSource;
 struct FilterNode;
 
 /// A name and a text as SQL writes them; the only ways in which a host's words come into a statement. Null
@@ -18,9 +19,10 @@ struct FilterNode;
 QString sqlName(const QString& name);
 QString sqlText(const QString& text);
 
-/// Where a GeoPackage keeps the boxes of a table with a spatial index.
-QString boxTableOf(OGRLayer& table);
-/// Of such a table: the rows whose boxes meet this one.
+/// Whether a layer of GeoPackage or SQLite is a view: several rows may have one id, and the geometry may be
+/// of another row than the id, which GDAL looks up in the index of the geometry's table.
+bool isView(OgrSource& source, OGRLayer& layer);
+/// Of a GeoPackage's table with a spatial index: the rows whose boxes meet this one.
 QString boxesMeeting(OGRLayer& table, const OGREnvelope& box);
 
 /// What a database can say of a filter.
