@@ -49,6 +49,15 @@ public:
     QPointF toPixel(QPointF place) const { return toPixel(place.x(), place.y()); }
     QPointF toMap(QPointF pixel) const;
 
+    /// Pixels from the origin of the map's coordinates: toPixel() but for a shift, and therefore the same to
+    /// the bit in every view of this scale and rotation. What is computed from these moves with the map.
+    QPointF fromOrigin(double x, double y) const {
+        return {(x * m_cosine + y * m_sine) / m_unitsPerPixel,
+                -((y * m_cosine - x * m_sine) / m_unitsPerPixel)};
+    }
+    /// What is to be added to fromOrigin() for a pixel of this view.
+    QPointF originPixel() const { return m_frame.center() - fromOrigin(m_centerX, m_centerY); }
+
     /// The box around what the whole frame shows, in map units: more than that when the map is rotated.
     Core::Shapes::GisExtent visibleExtent() const { return extentOf(m_frame); }
 
