@@ -1,0 +1,169 @@
+#include <Cartolith/Map/Raster/StrokeMaskInternal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstring>
+#include <emmintrin.h>
+
+namespace Cartolith::Map::Raster::Internal {
+
+namespace {
+
+constexpr std::size_t mostPlanes = 4;
+constexpr int lanes = 4;
+
+/// The part of the segment that comes nearer to the canvas than `margin`; false when none does.
+bool cutToCanvas(QPointF& a, QPointF& b, double width, double height, double margin) {
+    const QPointF way = b - a;
+    double first = 0.0;
+    double last = 1.0;
+    const double from[] = {a.x(), a.y()};
+    const double step[] = {way.x(), way.y()};
+    const double high[] = {width + margin, height + margin};
+    for (int axis = 0; axis < 2; ++axis) {
+        if (step[axis] == 0.0) {
+            if (from[axis] < -margin || from[axis] > high[axis]) {
+                return false;
+            }
+            continue;
+        }
+        const double s = (-margin - from[axis]) / step[axis];
+        const double t = (high[axis] - from[axis]) / step[axis];
+        first = std::max(first, std::min(s, t));
+        last = std::min(last, std::max(s, t));
+    }
+    if (!(first <= last)) {
+        return false;
+    }
+    b = last < 1.0 ? a + way * last : b;
+    a = first > 0.0 ? a + way * first : a;
+    return true;
+}
+
+} // namespace
+
+/// A segment with a distance, in floats from its own corner.
+struct StrokeMask::Shape {
+    QPointF a, b;
+    double radius;
+    double reach; // beyond the ends
+    bool isCapsule;
+    std::span<const EndPlane> planes;
+};
+
+StrokeMask::StrokeMask(int width, int height)
+    : m_width(width), m_height(height), m_stride(static_cast<std::size_t>(width) + 2 * lanes),
+      m_shares(m_stride * static_cast<std::size_t>(height)),
+      m_ranges(static_cast<std::size_t>(height), {width, 0}), m_top(height), m_bottom(0) {}
+
+void StrokeMask::clear(std::uint8_t* shares, int count) {
+    std::memset(shares, 0, static_cast<std::size_t>(count));
+}
+
+void StrokeMask::addCapsule(QPointF a, QPointF b, double radius, std::span<const EndPlane> planes) {
+    add({a, b, radius, radius, true, planes});
+}
+
+void StrokeMask::addStrip(QPointF a, QPointF b, double radius, double reach,
+                          std::span<const EndPlane> planes) {
+    add({a, b, radius, reach, false, planes});
+}
+
+void StrokeMask::add(const Shape& shape) {
+    constexpr double soft = 0.5; // half a pixel, over which a share falls from 1 to 0
+    const double radius = shape.radius + soft;
+    const double margin = std::max(radius, shape.reach) + 2.0;
+    QPointF a = shape.a;
+    QPointF b = shape.b;
+    if (!cutToCanvas(a, b, m_width, m_height, margin)) {
+        return;
+    }
+    const double reach = (shape.isCapsule ? shape.radius : std::hypot(shape.radius, shape.reach)) + soft;
+    const int left = std::max(0, static_cast<int>(std::floor(std::min(a.x(), b.x()) - reach)));
+    const int right = std::min(m_width, static_cast<int>(std::ceil(std::max(a.x(), b.x()) + reach)) + 1);
+    const int top = std::max(0, static_cast<int>(std::floor(std::min(a.y(), b.y()) - reach)));
+    const int bottom = std::min(m_height, static_cast<int>(std::ceil(std::max(a.y(), b.y()) + reach)) + 1);
+    if (left >= right || top >= bottom) {
+        return;
+    }
+    const QPointF way = shape.b - shape.a;
+    const double length = std::hypot(way.x(), way.y());
+    const QPointF along = length > 0.0 ? way / length : QPointF(1.0, 0.0);
+    const double cutLength = QPointF::dotProduct(b - a, along);
+
+    const __m128 zero = _mm_setzero_ps();
+    const __m128 one = _mm_set1_ps(1.0F);
+    const __m128 full = _mm_set1_ps(255.0F);
+    const __m128 half = _mm_set1_ps(0.5F);
+    const __m128 outer = _mm_set1_ps(static_cast<float>(radius));
+    const __m128 alongX = _mm_set1_ps(static_cast<float>(along.x()));
+    const __m128 acrossX = _mm_set1_ps(static_cast<float>(-along.y()));
+    const __m128 end = _mm_set1_ps(static_cast<float>(cutLength));
+    const __m128 steps = _mm_setr_ps(0.5F, 1.5F, 2.5F, 3.5F); // middles of pixels
+    __m128 planeX[mostPlanes];
+    const std::size_t planes = std::min(shape.planes.size(), mostPlanes);
+    for (std::size_t i = 0; i < planes; ++i) {
+        planeX[i] = _mm_set1_ps(static_cast<float>(shape.planes[i].outward.x()));
+    }
+    // Which pixels of a row can be touched: those beside the line. Nearly level lines touch the whole box.
+    const double steep = std::abs(along.y());
+    const bool isBounded = steep > 0.05;
+    const double aside = isBounded ? radius / steep : 0.0;
+
+    m_top = std::min(m_top, top);
+    m_bottom = std::max(m_bottom, bottom);
+    for (int row = top; row < bottom; ++row) {
+        const double y = row + 0.5 - a.y();
+        int from = left;
+        int to = right;
+        if (isBounded) {
+            const double middle = a.x() + y * along.x() / along.y();
+            from = std::max(from, static_cast<int>(std::max(middle - aside, static_cast<double>(left))));
+            to = std::min(to, static_cast<int>(std::min(middle + aside, static_cast<double>(right))) + 1);
+        }
+        if (from >= to) {
+            continue;
+        }
+        const auto alongRow = _mm_set1_ps(static_cast<float>(y * along.y()));
+        const auto acrossRow = _mm_set1_ps(static_cast<float>(y * along.x()));
+        __m128 planeRow[mostPlanes];
+        for (std::size_t i = 0; i < planes; ++i) {
+            const EndPlane& plane = shape.planes[i];
+            // Half a pixel less the distance beyond the plane; x is added below.
+            planeRow[i] =
+                _mm_set1_ps(static_cast<float>(0.5 - (row + 0.5 - plane.at.y()) * plane.outward.y() -
+                                               (a.x() - plane.at.x()) * plane.outward.x()));
+        }
+        std::uint8_t* const shares = rowAt(row);
+        for (int column = from; column < to; column += lanes) {
+            const __m128 x = _mm_add_ps(_mm_set1_ps(static_cast<float>(column - a.x())), steps);
+            const __m128 across = _mm_add_ps(_mm_mul_ps(x, acrossX), acrossRow);
+            __m128 distance;
+            if (shape.isCapsule) {
+                const __m128 t = _mm_add_ps(_mm_mul_ps(x, alongX), alongRow);
+                const __m128 beyond = _mm_sub_ps(t, _mm_min_ps(_mm_max_ps(t, zero), end));
+                distance = _mm_sqrt_ps(_mm_add_ps(_mm_mul_ps(across, across), _mm_mul_ps(beyond, beyond)));
+            } else {
+                distance = _mm_max_ps(across, _mm_sub_ps(zero, across));
+            }
+            __m128 share = _mm_min_ps(_mm_sub_ps(outer, distance), one);
+            for (std::size_t i = 0; i < planes; ++i) {
+                share = _mm_min_ps(share, _mm_sub_ps(planeRow[i], _mm_mul_ps(x, planeX[i])));
+            }
+            share = _mm_max_ps(share, zero);
+            const __m128i levels = _mm_cvttps_epi32(_mm_add_ps(_mm_mul_ps(share, full), half));
+            const __m128i words = _mm_packs_epi32(levels, levels);
+            const __m128i bytes = _mm_packus_epi16(words, words);
+            std::int32_t before = 0;
+            std::memcpy(&before, shares + column, lanes);
+            const std::int32_t after = _mm_cvtsi128_si32(_mm_max_epu8(bytes, _mm_cvtsi32_si128(before)));
+            std::memcpy(shares + column, &after, lanes);
+        }
+        // Whole steps may have gone beyond; what they wrote has to be seen and cleared.
+        Range& range = m_ranges[static_cast<std::size_t>(row)];
+        range.from = std::min(range.from, from);
+        range.to = std::max(range.to, std::min(from + (to - from + lanes - 1) / lanes * lanes, m_width));
+    }
+}
+
+} // namespace Cartolith::Map::Raster::Internal
