@@ -34,13 +34,18 @@ public:
     }
 
     /// A share that lies over whatever is there.
-    void blendStroke(int row, int first, const std::uint8_t* shares, int count, std::uint32_t color) {
+    void blendStroke(int row, int first, std::uint8_t* shares, int count, std::uint32_t color) {
         std::uint32_t* const to = pixels(row) + first;
         std::uint8_t* const share = takenIn(row) + first;
         for (int i = 0; i < count; ++i) {
-            if (shares[i] != 0) {
-                blendOver(to[i], scaled(color, shares[i]));
-                share[i] = static_cast<std::uint8_t>(share[i] + product(shares[i], 255U - share[i]));
+            const std::uint32_t drawn = shares[i];
+            shares[i] = 0;
+            if (drawn == 255) {
+                blendOver(to[i], color);
+                share[i] = 255;
+            } else if (drawn != 0) {
+                blendOver(to[i], scaled(color, drawn));
+                share[i] = static_cast<std::uint8_t>(share[i] + product(drawn, 255U - share[i]));
             }
         }
     }
@@ -147,7 +152,7 @@ public:
         // Thinner than a pixel is as much paler.
         const auto thin = static_cast<std::uint32_t>(std::min(width, 1.0) * 255.0 + 0.5);
         const std::uint32_t pixel = scaled(qPremultiply(color.rgba()), thin);
-        mask.end([&](int row, int first, const std::uint8_t* shares, int count) {
+        mask.end([&](int row, int first, std::uint8_t* shares, int count) {
             blendStroke(row, first, shares, count, pixel);
         });
     }

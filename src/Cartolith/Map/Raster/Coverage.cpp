@@ -1,4 +1,5 @@
 #include <Cartolith/Map/Raster/CoverageInternal.h>
+#include <Cartolith/Map/Raster/WholeInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -28,8 +29,8 @@ bool Coverage::begin(double left, double top, double right, double bottom) {
     }
     const int x0 = static_cast<int>(std::max(left, 0.0));
     const int y0 = static_cast<int>(std::max(top, 0.0));
-    const int x1 = static_cast<int>(std::ceil(std::min(right, static_cast<double>(m_width))));
-    const int y1 = static_cast<int>(std::ceil(std::min(bottom, static_cast<double>(m_height))));
+    const int x1 = ceilOf(std::min(right, static_cast<double>(m_width)));
+    const int y1 = ceilOf(std::min(bottom, static_cast<double>(m_height)));
     m_box = QRect(x0, y0, std::max(x1 - x0, 1), std::max(y1 - y0, 1));
     m_stride = static_cast<std::size_t>(m_box.width()) + 2;
     const std::size_t needed = m_stride * static_cast<std::size_t>(m_box.height());
@@ -101,7 +102,7 @@ void Coverage::addPiece(double x0, double y0, double x1, double y1, float weight
     }
     const double slope = (x1 - x0) / (y1 - y0);
     double x = x0;
-    const int lastRow = std::min(static_cast<int>(std::ceil(y1)), m_box.height());
+    const int lastRow = std::min(ceilOf(y1), m_box.height());
     for (int row = static_cast<int>(y0); row < lastRow; ++row) {
         float* const sums = m_sums.data() + static_cast<std::size_t>(row) * m_stride;
         const double top = std::max(static_cast<double>(row), y0);
@@ -113,7 +114,7 @@ void Coverage::addPiece(double x0, double y0, double x1, double y1, float weight
         const auto left = static_cast<float>(std::min(x, next) - first);
         const auto right = static_cast<float>(std::max(x, next) - first);
         x = next;
-        const int last = first + static_cast<int>(std::ceil(right));
+        const int last = first + ceilOf(right);
         if (last <= first + 1) { // in one pixel: a trapezium
             const float share = d * 0.5F * (left + right);
             sums[first] += d - share;

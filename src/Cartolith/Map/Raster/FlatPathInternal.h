@@ -25,8 +25,9 @@ public:
     double bottom() const { return m_bottom; }
 
 private:
-    MapView m_view;
-    QPointF m_corner;
+    QPointF m_center;        // of the view: map units
+    QPointF m_middle;        // and its pixel
+    double m_cosine, m_sine; // in pixels for a unit
     std::vector<QPointF> m_points;
     double m_left = 0.0, m_right = 0.0, m_top = 0.0, m_bottom = 0.0;
 };

@@ -1,4 +1,5 @@
 #include <Cartolith/Map/Raster/StrokeMaskInternal.h>
+#include <Cartolith/Map/Raster/WholeInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -14,6 +15,12 @@ constexpr int lanes = 4;
 
 /// The part of the segment that comes nearer to the canvas than `margin`; false when none does.
 bool cutToCanvas(QPointF& a, QPointF& b, double width, double height, double margin) {
+    const auto isNear = [&](QPointF p) {
+        return p.x() > -margin && p.y() > -margin && p.x() < width + margin && p.y() < height + margin;
+    };
+    if (isNear(a) && isNear(b)) {
+        return true;
+    }
     const QPointF way = b - a;
     double first = 0.0;
     double last = 1.0;
@@ -47,7 +54,6 @@ struct StrokeMask::Shape {
     QPointF a, b;
     double radius;
     double reach; // beyond the ends
-    bool isCapsule;
     std::span<const EndPlane> planes;
 };
 
@@ -56,19 +62,20 @@ StrokeMask::StrokeMask(int width, int height)
       m_shares(m_stride * static_cast<std::size_t>(height)),
       m_ranges(static_cast<std::size_t>(height), {width, 0}), m_top(height), m_bottom(0) {}
 
-void StrokeMask::clear(std::uint8_t* shares, int count) {
-    std::memset(shares, 0, static_cast<std::size_t>(count));
-}
-
 void StrokeMask::addCapsule(QPointF a, QPointF b, double radius, std::span<const EndPlane> planes) {
-    add({a, b, radius, radius, true, planes});
+    if (planes.empty()) {
+        add<true, false>({a, b, radius, radius, {}}); // by far the most
+    } else {
+        add<true, true>({a, b, radius, radius, planes});
+    }
 }
 
 void StrokeMask::addStrip(QPointF a, QPointF b, double radius, double reach,
                           std::span<const EndPlane> planes) {
-    add({a, b, radius, reach, false, planes});
+    add<false, true>({a, b, radius, reach, planes});
 }
 
+template <bool isCapsule, bool hasPlanes>
 void StrokeMask::add(const Shape& shape) {
     constexpr double soft = 0.5; // half a pixel, over which a share falls from 1 to 0
     const double radius = shape.radius + soft;
@@ -78,16 +85,17 @@ void StrokeMask::add(const Shape& shape) {
     if (!cutToCanvas(a, b, m_width, m_height, margin)) {
         return;
     }
-    const double reach = (shape.isCapsule ? shape.radius : std::hypot(shape.radius, shape.reach)) + soft;
-    const int left = std::max(0, static_cast<int>(std::floor(std::min(a.x(), b.x()) - reach)));
-    const int right = std::min(m_width, static_cast<int>(std::ceil(std::max(a.x(), b.x()) + reach)) + 1);
-    const int top = std::max(0, static_cast<int>(std::floor(std::min(a.y(), b.y()) - reach)));
-    const int bottom = std::min(m_height, static_cast<int>(std::ceil(std::max(a.y(), b.y()) + reach)) + 1);
+    const double reach = (isCapsule ? shape.radius : std::hypot(shape.radius, shape.reach)) + soft;
+    // Pixels whose middles are nearer than that.
+    const int left = std::max(0, floorOf(std::min(a.x(), b.x()) - reach + 0.5));
+    const int right = std::min(m_width, ceilOf(std::max(a.x(), b.x()) + reach - 0.5));
+    const int top = std::max(0, floorOf(std::min(a.y(), b.y()) - reach + 0.5));
+    const int bottom = std::min(m_height, ceilOf(std::max(a.y(), b.y()) + reach - 0.5));
     if (left >= right || top >= bottom) {
         return;
     }
     const QPointF way = shape.b - shape.a;
-    const double length = std::hypot(way.x(), way.y());
+    const double length = std::sqrt(way.x() * way.x() + way.y() * way.y());
     const QPointF along = length > 0.0 ? way / length : QPointF(1.0, 0.0);
     const double cutLength = QPointF::dotProduct(b - a, along);
 
@@ -101,7 +109,7 @@ void StrokeMask::add(const Shape& shape) {
     const __m128 end = _mm_set1_ps(static_cast<float>(cutLength));
     const __m128 steps = _mm_setr_ps(0.5F, 1.5F, 2.5F, 3.5F); // middles of pixels
     __m128 planeX[mostPlanes];
-    const std::size_t planes = std::min(shape.planes.size(), mostPlanes);
+    const std::size_t planes = hasPlanes ? std::min(shape.planes.size(), mostPlanes) : 0;
     for (std::size_t i = 0; i < planes; ++i) {
         planeX[i] = _mm_set1_ps(static_cast<float>(shape.planes[i].outward.x()));
     }
@@ -109,6 +117,7 @@ void StrokeMask::add(const Shape& shape) {
     const double steep = std::abs(along.y());
     const bool isBounded = steep > 0.05;
     const double aside = isBounded ? radius / steep : 0.0;
+    const double perRow = isBounded ? along.x() / along.y() : 0.0;
 
     m_top = std::min(m_top, top);
     m_bottom = std::max(m_bottom, bottom);
@@ -117,7 +126,7 @@ void StrokeMask::add(const Shape& shape) {
         int from = left;
         int to = right;
         if (isBounded) {
-            const double middle = a.x() + y * along.x() / along.y();
+            const double middle = a.x() + y * perRow;
             from = std::max(from, static_cast<int>(std::max(middle - aside, static_cast<double>(left))));
             to = std::min(to, static_cast<int>(std::min(middle + aside, static_cast<double>(right))) + 1);
         }
@@ -139,7 +148,7 @@ void StrokeMask::add(const Shape& shape) {
             const __m128 x = _mm_add_ps(_mm_set1_ps(static_cast<float>(column - a.x())), steps);
             const __m128 across = _mm_add_ps(_mm_mul_ps(x, acrossX), acrossRow);
             __m128 distance;
-            if (shape.isCapsule) {
+            if constexpr (isCapsule) {
                 const __m128 t = _mm_add_ps(_mm_mul_ps(x, alongX), alongRow);
                 const __m128 beyond = _mm_sub_ps(t, _mm_min_ps(_mm_max_ps(t, zero), end));
                 distance = _mm_sqrt_ps(_mm_add_ps(_mm_mul_ps(across, across), _mm_mul_ps(beyond, beyond)));

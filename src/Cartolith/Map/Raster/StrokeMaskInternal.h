@@ -26,7 +26,8 @@ public:
     /// which have to be near these (`reach` is how far beyond them they let it).
     void addStrip(QPointF a, QPointF b, double radius, double reach, std::span<const EndPlane> planes);
 
-    /// Calls function(row, firstColumn, shares, count) for each row that was touched, and is empty again.
+    /// Calls function(row, firstColumn, shares, count) for each row that was touched; the function sets the
+    /// shares to 0 when it has read them, so the mask is empty again.
     template <typename Function>
     void end(Function function) {
         for (int row = m_top; row < m_bottom; ++row) {
@@ -34,7 +35,6 @@ public:
             if (range.from < range.to) {
                 std::uint8_t* const shares = rowAt(row) + range.from;
                 function(row, range.from, shares, range.to - range.from);
-                clear(shares, range.to - range.from);
                 range = {m_width, 0};
             }
         }
@@ -49,7 +49,7 @@ private:
     struct Shape;
 
     std::uint8_t* rowAt(int row) { return m_shares.data() + static_cast<std::size_t>(row) * m_stride; }
-    static void clear(std::uint8_t* shares, int count);
+    template <bool isCapsule, bool hasPlanes>
     void add(const Shape& shape);
 
     int m_width, m_height;

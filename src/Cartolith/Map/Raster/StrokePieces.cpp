@@ -65,6 +65,10 @@ void addStretch(StrokeMask& mask, std::span<const QPointF> points, bool isClosed
         const QPointF b = points[(i + 1) % count];
         const bool isFirst = hasEnds && i == 0;
         const bool isLast = hasEnds && i + 1 == segments;
+        if (!isMitre && !(stroke.cap == LineCap::Butt && (isFirst || isLast))) {
+            mask.addCapsule(a, b, radius);
+            continue;
+        }
         const QPointF along = directionOf(a, b);
         std::array<EndPlane, 4> planes{};
         std::size_t planeCount = 0;
