@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MapSheet.h"
+#include <Cartolith/Map/MapSheet.h>
 
 #include <memory>
 #include <optional>
@@ -19,9 +19,9 @@ public:
     /// In map units; empty when there is nothing to draw.
     virtual Cartolith::Core::Shapes::GisExtent extent() const = 0;
     /// None when nobody asked for one.
-    virtual std::optional<LegendContent> legend() = 0;
+    virtual std::optional<Cartolith::Map::LegendContent> legend() = 0;
     /// What lies in view. The layer keeps owning the shapes.
-    virtual MapSheet::Content content(const MapView& view) = 0;
+    virtual Cartolith::Map::MapSheet::Content content(const Cartolith::Map::MapView& view) = 0;
     /// The values of what lies at a place or within a tolerance of it, in map units; a null text when nothing
     /// does.
     virtual QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) = 0;

@@ -2,8 +2,9 @@
 
 #include "OpenLayer.h"
 #include "ProgressBar.h"
-#include "Projection.h"
 #include "StepLog.h"
+
+#include <Cartolith/Map/Projection.h>
 
 #include <QScopeGuard>
 
@@ -14,6 +15,7 @@
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
+using namespace Cartolith::Map;
 
 namespace {
 

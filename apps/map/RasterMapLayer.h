@@ -17,8 +17,8 @@ public:
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system() const override;
     void setMapSystem(std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system) override;
     Cartolith::Core::Shapes::GisExtent extent() const override;
-    std::optional<LegendContent> legend() override;
-    MapSheet::Content content(const MapView& view) override;
+    std::optional<Cartolith::Map::LegendContent> legend() override;
+    Cartolith::Map::MapSheet::Content content(const Cartolith::Map::MapView& view) override;
     /// The values of the pixel there; the tolerance is of no use.
     QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) override;
 

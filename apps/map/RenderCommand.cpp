@@ -1,16 +1,16 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "FileArguments.h"
-#include "MapSheet.h"
 #include "OpenLayer.h"
 #include "OutputFile.h"
 #include "PictureFile.h"
-#include "Projection.h"
 #include "RasterMapLayer.h"
 #include "StepLog.h"
 #include "VectorMapLayer.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Map/MapSheet.h>
+#include <Cartolith/Map/Projection.h>
 
 #include <QCommandLineParser>
 #include <QFileInfo>
@@ -23,6 +23,7 @@ using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
 using Shapes::GisExtent;
 using Shapes::GisShapePoint;
+using namespace Cartolith::Map;
 
 namespace {
 

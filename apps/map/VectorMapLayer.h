@@ -19,8 +19,8 @@ public:
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system() const override;
     void setMapSystem(std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system) override;
     Cartolith::Core::Shapes::GisExtent extent() const override;
-    std::optional<LegendContent> legend() override;
-    MapSheet::Content content(const MapView& view) override;
+    std::optional<Cartolith::Map::LegendContent> legend() override;
+    Cartolith::Map::MapSheet::Content content(const Cartolith::Map::MapView& view) override;
     QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) override;
 
 private:
@@ -47,5 +47,5 @@ private:
     Cartolith::Core::Layers::GisLayerOgrVector m_source;
     std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> m_projected;
     std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer> m_renderer;
-    LineCasing m_casing;
+    Cartolith::Map::LineCasing m_casing;
 };

@@ -1,6 +1,6 @@
 #include "LayerOverlay.h"
 
-#include "TestLayers.h"
+#include "Map/TestLayers.h"
 
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 

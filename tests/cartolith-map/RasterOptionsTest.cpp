@@ -3,10 +3,11 @@
 #include "Arguments.h"
 #include "DataFolder.h"
 #include "FileArguments.h"
-#include "MapSheet.h"
 #include "RasterMapLayer.h"
 #include "StepLog.h"
 #include "SymbologyOptions.h"
+
+#include <Cartolith/Map/MapSheet.h>
 
 #include <QCommandLineParser>
 #include <gtest/gtest.h>
@@ -14,6 +15,7 @@
 #include <cmath>
 
 using namespace Cartolith::Core;
+using namespace Cartolith::Map;
 
 namespace {
 

@@ -1,12 +1,12 @@
 #include "SymbologyOptions.h"
 
 #include "Arguments.h"
-#include "MapSheet.h"
-#include "SymbolPainter.h"
-#include "TestLayers.h"
+#include "Map/TestLayers.h"
 
 #include <Cartolith/Core/Symbology/GisColorPerception.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
+#include <Cartolith/Map/MapSheet.h>
+#include <Cartolith/Map/SymbolPainter.h>
 
 #include <QCommandLineParser>
 #include <QPainter>
@@ -16,6 +16,7 @@
 using namespace Cartolith::Core;
 using namespace Cartolith::Core::Symbology;
 using Layers::GisLayerStyle;
+using namespace Cartolith::Map;
 
 namespace {
 

@@ -9,6 +9,7 @@
 #include <ogrsf_frmts.h>
 
 using namespace Cartolith::Core;
+using namespace Cartolith::Map;
 
 namespace {
 

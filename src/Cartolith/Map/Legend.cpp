@@ -1,8 +1,7 @@
-#include "Legend.h"
-
-#include "NumberText.h"
-#include "SheetFont.h"
-#include "SymbolPainter.h"
+#include <Cartolith/Map/Legend.h>
+#include <Cartolith/Map/NumberText.h>
+#include <Cartolith/Map/SheetFont.h>
+#include <Cartolith/Map/SymbolPainter.h>
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -14,6 +13,8 @@
 
 using Cartolith::Core::Layers::GisLayerStyle;
 using Cartolith::Core::Shapes::GisShapeType;
+
+namespace Cartolith::Map {
 
 namespace {
 
@@ -185,3 +186,5 @@ void Legend::draw(QPainter& painter, QPointF topLeft) const {
     }
     painter.restore();
 }
+
+} // namespace Cartolith::Map

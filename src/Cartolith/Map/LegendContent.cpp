@@ -1,12 +1,10 @@
-#include "LegendContent.h"
-
-#include "LegendBounds.h"
-#include "NumberText.h"
-#include "RendererFields.h"
-
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
+#include <Cartolith/Map/LegendBounds.h>
+#include <Cartolith/Map/LegendContent.h>
+#include <Cartolith/Map/NumberText.h>
+#include <Cartolith/Map/RendererFields.h>
 
 #include <algorithm>
 #include <cmath>
@@ -19,6 +17,8 @@ using Symbology::GisGraduatedSymbolRenderer;
 using Symbology::GisSymbolContext;
 using Symbology::GisSymbolLegendItem;
 using Symbology::GisSymbolRenderer;
+
+namespace Cartolith::Map {
 
 namespace {
 
@@ -144,3 +144,5 @@ LegendContent LegendContent::of(const GisLayerVector& layer, const QString& titl
     }
     return content;
 }
+
+} // namespace Cartolith::Map

@@ -1,7 +1,6 @@
-#include "MapSheet.h"
-
-#include "Graticule.h"
-#include "SheetFont.h"
+#include <Cartolith/Map/Graticule.h>
+#include <Cartolith/Map/MapSheet.h>
+#include <Cartolith/Map/SheetFont.h>
 
 #include <QFontMetrics>
 #include <QPainter>
@@ -11,6 +10,8 @@
 #include <utility>
 
 using namespace Cartolith::Core;
+
+namespace Cartolith::Map {
 
 namespace {
 
@@ -124,3 +125,5 @@ QImage MapSheet::draw(const QList<Content>& layers) const {
     }
     return image;
 }
+
+} // namespace Cartolith::Map

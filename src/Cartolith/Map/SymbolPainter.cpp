@@ -1,4 +1,4 @@
-#include "SymbolPainter.h"
+#include <Cartolith/Map/SymbolPainter.h>
 
 #include <QPainter>
 #include <QPainterPath>
@@ -6,6 +6,8 @@
 #include <algorithm>
 
 using Cartolith::Core::Layers::GisLayerStyle;
+
+namespace Cartolith::Map {
 
 namespace {
 
@@ -61,3 +63,5 @@ void SymbolPainter::point(QPointF centre, const GisLayerStyle& style) {
     const double radius = sane(style.pointSize()) * 0.5;
     m_painter.drawEllipse(centre, radius, radius);
 }
+
+} // namespace Cartolith::Map

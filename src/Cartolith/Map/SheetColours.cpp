@@ -1,12 +1,13 @@
-#include "SheetColours.h"
-
 #include <Cartolith/Core/Symbology/GisColorPerception.h>
 #include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
+#include <Cartolith/Map/SheetColours.h>
 
 #include <algorithm>
 
 using Cartolith::Core::Symbology::GisColorPerception;
 using Cartolith::Core::Symbology::GisColorRamp;
+
+namespace Cartolith::Map {
 
 SheetColours::SheetColours(const Cartolith::Core::Symbology::GisSymbolTheme& theme)
     : paper(theme.backgroundColor), sea(paper),
@@ -18,3 +19,5 @@ double SheetColours::contrast(const QColor& colour) const {
     return std::min(GisColorPerception::contrast(colour.name(), paper.name()),
                     GisColorPerception::contrast(colour.name(), sea.name()));
 }
+
+} // namespace Cartolith::Map

@@ -1,10 +1,11 @@
-#include "RendererFields.h"
-
 #include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisRuleBasedSymbolRenderer.h>
+#include <Cartolith/Map/RendererFields.h>
 
 using namespace Cartolith::Core::Symbology;
+
+namespace Cartolith::Map {
 
 QStringList fieldsOf(const GisSymbolRenderer& renderer) {
     QStringList fields;
@@ -20,3 +21,5 @@ QStringList fieldsOf(const GisSymbolRenderer& renderer) {
     fields.removeDuplicates();
     return fields;
 }
+
+} // namespace Cartolith::Map

@@ -1,6 +1,5 @@
-#include "LegendBounds.h"
-
-#include "NumberText.h"
+#include <Cartolith/Map/LegendBounds.h>
+#include <Cartolith/Map/NumberText.h>
 
 #include <algorithm>
 #include <cmath>
@@ -9,6 +8,8 @@
 
 using Cartolith::Core::Symbology::GisClassificationMethod;
 using Cartolith::Core::Symbology::GisClassificationRange;
+
+namespace Cartolith::Map {
 
 namespace {
 
@@ -201,3 +202,5 @@ LegendBounds::LegendBounds(const QList<GisClassificationRange>& classes, GisClas
                 : (anyNegative ? QStringLiteral("%1 to %2") : QStringLiteral("%1 \u2013 %2")).arg(low, high));
     }
 }
+
+} // namespace Cartolith::Map

@@ -2,6 +2,8 @@
 
 #include <QFont>
 
+namespace Cartolith::Map {
+
 /// The letters of everything on a sheet.
 inline QFont sheetFont(int pixels, bool bold) {
     QFont font(QStringLiteral("DejaVu Sans"));
@@ -9,3 +11,5 @@ inline QFont sheetFont(int pixels, bool bold) {
     font.setBold(bold);
     return font;
 }
+
+} // namespace Cartolith::Map

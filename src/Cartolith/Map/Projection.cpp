@@ -1,5 +1,3 @@
-#include "Projection.h"
-
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
@@ -7,6 +5,7 @@
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Map/Projection.h>
 
 #include <algorithm>
 #include <optional>
@@ -20,6 +19,8 @@ using CoordinateSystems::CoordinateTransformer;
 using Shapes::GisExtent;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
+
+namespace Cartolith::Map {
 
 namespace {
 
@@ -116,3 +117,5 @@ GisShapePoint Projection::toLonLat(const GisShapePoint& place, const CoordinateS
     }
     return CoordinateTransformer(map, *degrees).transform(place);
 }
+
+} // namespace Cartolith::Map

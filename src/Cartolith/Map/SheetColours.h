@@ -1,13 +1,17 @@
 #pragma once
 
+#include <Cartolith/Map/Export.h>
+
 #include <QColor>
 
 namespace Cartolith::Core::Symbology {
 struct GisSymbolTheme;
 }
 
+namespace Cartolith::Map {
+
 /// The colours of a sheet around and below the shapes.
-struct SheetColours {
+struct CARTOLITH_MAP_EXPORT SheetColours {
     QColor paper{0xFF, 0xFF, 0xFF};
     QColor sea{0xDC, 0xE8, 0xF0};      ///< what lies below the shapes of a map with a graticule
     QColor seaLine{0xB4, 0xC8, 0xD6};  ///< the graticule
@@ -20,5 +24,7 @@ struct SheetColours {
     SheetColours() = default;
     /// Paper and sea are the theme's background, on which its styles can be read; the rest lies between that
     /// and the theme's text.
-    explicit SheetColours(const Cartolith::Core::Symbology::GisSymbolTheme& theme);
+    explicit SheetColours(const Core::Symbology::GisSymbolTheme& theme);
 };
+
+} // namespace Cartolith::Map

@@ -1,8 +1,7 @@
-#include "Graticule.h"
-
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Map/Graticule.h>
 
 #include <algorithm>
 #include <cmath>
@@ -15,6 +14,8 @@ using CoordinateSystems::CoordinateSystemFactory;
 using CoordinateSystems::CoordinateTransformer;
 using Shapes::GisExtent;
 using Shapes::GisShapePoint;
+
+namespace Cartolith::Map {
 
 namespace {
 
@@ -125,3 +126,5 @@ Graticule::Graticule(const CoordinateSystem& map, const MapView& view, double st
         }
     }
 }
+
+} // namespace Cartolith::Map

@@ -1,9 +1,11 @@
-#include "NumberText.h"
+#include <Cartolith/Map/NumberText.h>
 
 #include <QLocale>
 
 #include <algorithm>
 #include <cmath>
+
+namespace Cartolith::Map {
 
 namespace {
 
@@ -78,3 +80,5 @@ QStringList NumberText::alike(const QList<double>& numbers) {
     }
     return texts;
 }
+
+} // namespace Cartolith::Map

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Map/Export.h>
 
 #include <QString>
 
@@ -16,11 +17,13 @@ class GisLayerVector;
 } // namespace Layers
 } // namespace Cartolith::Core
 
+namespace Cartolith::Map {
+
 /// Taking layers and places into the map's coordinate system.
 namespace Projection {
 
 struct Result {
-    std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> layer;
+    std::unique_ptr<Core::Layers::GisLayerVector> layer;
     int leftOut = 0; ///< shapes outside the band, or for which the coordinate system has no value
 };
 
@@ -30,22 +33,22 @@ struct Result {
 /// When the source is in degrees and the target is made for a band around the whole world (Web Mercator ends
 /// at 85 degrees), vertices beyond the band move to its edge: Antarctica is cut off there instead of missing.
 /// \throws std::runtime_error when the source has no coordinate system or the target is unknown
-Result project(const Cartolith::Core::Layers::GisLayerVector& source, const QString& crs);
-Result project(const Cartolith::Core::Layers::GisLayerVector& source,
-               std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> to);
+CARTOLITH_MAP_EXPORT Result project(const Core::Layers::GisLayerVector& source, const QString& crs);
+CARTOLITH_MAP_EXPORT Result project(const Core::Layers::GisLayerVector& source,
+                                    std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> to);
 
 /// Whether the layer knows its coordinate system and it is this one.
-bool isIn(const Cartolith::Core::Layers::GisLayer& layer,
-          const Cartolith::Core::CoordinateSystems::CoordinateSystem& system);
+CARTOLITH_MAP_EXPORT bool isIn(const Core::Layers::GisLayer& layer,
+                               const Core::CoordinateSystems::CoordinateSystem& system);
 
 /// Longitude and latitude in degrees (WGS 84) to the map's units; unchanged when the map has no system.
-Cartolith::Core::Shapes::GisShapePoint
-fromLonLat(const Cartolith::Core::Shapes::GisShapePoint& place,
-           const Cartolith::Core::CoordinateSystems::CoordinateSystem* map);
+CARTOLITH_MAP_EXPORT Core::Shapes::GisShapePoint
+fromLonLat(const Core::Shapes::GisShapePoint& place, const Core::CoordinateSystems::CoordinateSystem* map);
 
 /// The way back: the map's units to longitude and latitude in degrees.
-Cartolith::Core::Shapes::GisShapePoint
-toLonLat(const Cartolith::Core::Shapes::GisShapePoint& place,
-         const Cartolith::Core::CoordinateSystems::CoordinateSystem& map);
+CARTOLITH_MAP_EXPORT Core::Shapes::GisShapePoint
+toLonLat(const Core::Shapes::GisShapePoint& place, const Core::CoordinateSystems::CoordinateSystem& map);
 
 } // namespace Projection
+
+} // namespace Cartolith::Map

@@ -1,9 +1,9 @@
 #pragma once
 
-#include "MapView.h"
-#include "SymbolPainter.h"
-
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
+#include <Cartolith/Map/Export.h>
+#include <Cartolith/Map/MapView.h>
+#include <Cartolith/Map/SymbolPainter.h>
 
 #include <QList>
 #include <QPolygonF>
@@ -20,17 +20,19 @@ class GisShapePoint;
 } // namespace Shapes
 } // namespace Cartolith::Core
 
+namespace Cartolith::Map {
+
 /// Draws vector layers with a QPainter, for a picture or for a window.
 ///
 /// The three steps are separate so that a caller can time, count or keep their results: which shapes are in
 /// view (the layer's index), how each of them looks (the layer's renderer, asked once a shape, or once in all
 /// when it does not read the feature), and the drawing itself.
-class MapPainter {
+class CARTOLITH_MAP_EXPORT MapPainter {
 public:
     /// One style for each shape, or the same for all of them.
     class Styles {
     public:
-        const Cartolith::Core::Layers::GisLayerStyle& at(qsizetype i) const {
+        const Core::Layers::GisLayerStyle& at(qsizetype i) const {
             return m_styles.at(m_styles.size() == 1 ? 0 : i);
         }
         /// How often the renderer was asked.
@@ -38,7 +40,7 @@ public:
 
     private:
         friend class MapPainter;
-        QList<Cartolith::Core::Layers::GisLayerStyle> m_styles;
+        QList<Core::Layers::GisLayerStyle> m_styles;
         qsizetype m_asked = 0;
     };
 
@@ -46,22 +48,24 @@ public:
     MapPainter(QPainter& painter, const MapView& view) : m_painter(painter), m_view(view) {}
 
     /// The shapes whose box meets the frame, in drawing order. The layer keeps owning them.
-    static QList<Cartolith::Core::Shapes::GisShape*>
-    visibleShapes(Cartolith::Core::Layers::GisLayerVector& layer, const MapView& view);
+    static QList<Core::Shapes::GisShape*> visibleShapes(Core::Layers::GisLayerVector& layer,
+                                                        const MapView& view);
 
-    static Styles stylesFor(const Cartolith::Core::Layers::GisLayerVector& layer,
-                            const QList<Cartolith::Core::Shapes::GisShape*>& shapes);
+    static Styles stylesFor(const Core::Layers::GisLayerVector& layer,
+                            const QList<Core::Shapes::GisShape*>& shapes);
 
     /// Later shapes lie on top. Casings lie below all shapes. Rings are filled
     /// by the even-odd rule, so holes stay open however they are wound.
-    void draw(const QList<Cartolith::Core::Shapes::GisShape*>& shapes, const Styles& styles,
+    void draw(const QList<Core::Shapes::GisShape*>& shapes, const Styles& styles,
               const LineCasing& casing = {});
 
 private:
-    void drawShape(SymbolPainter& symbols, const Cartolith::Core::Shapes::GisShape& shape,
-                   const Cartolith::Core::Layers::GisLayerStyle& style) const;
-    QPolygonF toPixels(const QList<Cartolith::Core::Shapes::GisShapePoint>& vertices) const;
+    void drawShape(SymbolPainter& symbols, const Core::Shapes::GisShape& shape,
+                   const Core::Layers::GisLayerStyle& style) const;
+    QPolygonF toPixels(const QList<Core::Shapes::GisShapePoint>& vertices) const;
 
     QPainter& m_painter;
     MapView m_view;
 };
+
+} // namespace Cartolith::Map

@@ -1,17 +1,19 @@
 #pragma once
 
-#include "MapView.h"
-
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Map/Export.h>
+#include <Cartolith/Map/MapView.h>
 
 #include <QList>
 #include <QPolygonF>
 
+namespace Cartolith::Map {
+
 /// The lines of longitude and latitude of a map, and the outline of a whole-world map, in pixels of a view.
-class Graticule {
+class CARTOLITH_MAP_EXPORT Graticule {
 public:
     /// Lines every so many degrees, chosen for the view when the step is 0.
-    Graticule(const Cartolith::Core::CoordinateSystems::CoordinateSystem& map, const MapView& view,
+    Graticule(const Core::CoordinateSystems::CoordinateSystem& map, const MapView& view,
               double stepDegrees = 0.0);
 
     /// Broken where the projection has no value.
@@ -24,3 +26,5 @@ private:
     QList<QPolygonF> m_lines;
     QPolygonF m_outline;
 };
+
+} // namespace Cartolith::Map

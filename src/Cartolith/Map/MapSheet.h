@@ -1,9 +1,9 @@
 #pragma once
 
-#include "Legend.h"
-#include "MapPainter.h"
-
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Map/Export.h>
+#include <Cartolith/Map/Legend.h>
+#include <Cartolith/Map/MapPainter.h>
 
 #include <QImage>
 #include <QString>
@@ -11,9 +11,11 @@
 #include <memory>
 #include <optional>
 
+namespace Cartolith::Map {
+
 /// A map as a picture to show: title above, frame around the map, graticule below the shapes, a legend
 /// beside it, a note at the foot.
-class MapSheet {
+class CARTOLITH_MAP_EXPORT MapSheet {
 public:
     struct Options {
         QSize size{1600, 900};
@@ -26,15 +28,15 @@ public:
 
     /// What is drawn of one layer.
     struct Content {
-        QList<Cartolith::Core::Shapes::GisShape*> shapes; ///< in drawing order
+        QList<Core::Shapes::GisShape*> shapes; ///< in drawing order
         MapPainter::Styles styles;
         QImage picture = {}; ///< over all of view().pictureFrame(); drawn below the shapes
         LineCasing casing = {};
     };
 
     /// The extent is in units of the coordinate system; without a system there is no graticule.
-    MapSheet(Options options, const Cartolith::Core::Shapes::GisExtent& extent,
-             std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system);
+    MapSheet(Options options, const Core::Shapes::GisExtent& extent,
+             std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> system);
 
     const MapView& view() const { return m_view; }
 
@@ -48,7 +50,9 @@ private:
     static QRectF mapFrame(const Options& options, const std::optional<Legend>& legend);
 
     Options m_options;
-    std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> m_system;
+    std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> m_system;
     std::optional<Legend> m_legend;
     MapView m_view;
 };
+
+} // namespace Cartolith::Map

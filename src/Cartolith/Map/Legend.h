@@ -1,7 +1,8 @@
 #pragma once
 
-#include "LegendContent.h"
-#include "SheetColours.h"
+#include <Cartolith/Map/Export.h>
+#include <Cartolith/Map/LegendContent.h>
+#include <Cartolith/Map/SheetColours.h>
 
 #include <QFont>
 #include <QRectF>
@@ -9,13 +10,15 @@
 
 class QPainter;
 
+namespace Cartolith::Map {
+
 /// A legend beside a map: measures itself, then draws itself.
 ///
 /// A title, a row for each class with a sample of its style, its label and its count, the default row set
 /// apart below them, and small print. Rows that do not fit below each other go into further columns; when the
 /// room is used up even with smaller letters, a last row says how many are missing. What is too long is cut
 /// with an ellipsis.
-class Legend {
+class CARTOLITH_MAP_EXPORT Legend {
 public:
     /// Lays the content out for a picture in at most that room (pixels).
     Legend(LegendContent content, const SheetColours& colours, QSizeF room, int letterPixels);
@@ -31,8 +34,7 @@ public:
 private:
     void layOut(QSizeF room, int letterPixels);
     void drawRow(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const;
-    void drawSample(QPainter& painter, Cartolith::Core::Layers::GisLayerStyle style,
-                    const QRectF& place) const;
+    void drawSample(QPainter& painter, Core::Layers::GisLayerStyle style, const QRectF& place) const;
     QString remainder() const;
     qsizetype classRows() const;
     bool hasDefault() const;
@@ -49,3 +51,5 @@ private:
     double m_countWidth = 0.0;
     QSizeF m_size;
 };
+
+} // namespace Cartolith::Map

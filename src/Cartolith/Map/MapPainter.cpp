@@ -1,11 +1,10 @@
-#include "MapPainter.h"
-
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Symbology/GisSymbolContext.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
+#include <Cartolith/Map/MapPainter.h>
 
 #include <QPainter>
 #include <QPainterPath>
@@ -18,6 +17,8 @@ using Layers::GisLayerStyle;
 using Layers::GisLayerVector;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
+
+namespace Cartolith::Map {
 
 QList<GisShape*> MapPainter::visibleShapes(GisLayerVector& layer, const MapView& view) {
     QList<GisShape*> shapes = layer.query(view.visibleExtent());
@@ -102,3 +103,5 @@ void MapPainter::drawShape(SymbolPainter& symbols, const GisShape& shape, const 
         symbols.area(path, style);
     }
 }
+
+} // namespace Cartolith::Map
