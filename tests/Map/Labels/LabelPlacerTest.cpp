@@ -339,6 +339,7 @@ TEST(LabelPlacer, AreasHoldTheirText) {
         {"the view is a small part of it", {{-1e6, -1e6, 1e6, -1e6, 1e6, 1e6, -1e6, 1e6}}, LabelOutcome::Placed, 0},
         {"no ring", {}, LabelOutcome::NothingToPlace, 0},
         {"a single place", {{200, 200, 200, 200, 200, 200}}, LabelOutcome::DoesNotFit, 0},
+        {"beyond all numbers", {{-1e300, 0, 1e300, 0, 0, 1e300}}, LabelOutcome::NothingToPlace, 0},
         {"infinite", {{100, 100, INFINITY, 100, 300, 300}}, LabelOutcome::NothingToPlace, 0},
     };
     for (const auto& row : rows) {

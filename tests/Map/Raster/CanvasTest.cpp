@@ -231,6 +231,13 @@ TEST(Canvas, CapsJoinsAndDashes) {
         {"dashes begin later", level, moved, false, {{24, 29}, {29, 29}}, {{20, 29}, {32, 29}}},
         {"an odd list of dashes", level, odd, false, {{22, 29}, {38, 29}}, {{29, 29}, {34, 29}}},
         {"dashes without a length", level, nonsense, false, {{22, 29}, {29, 29}, {60, 29}}, {}},
+        {"dashes come from far away", {{-3e11, 30}, {6e11, 30}}, dashed, false, {}, {}},
+        {"dashes return",
+         {{20, 30}, {5000, 30}, {5000, 3000}, {20, 40}},
+         dashed,
+         false,
+         {{21, 29}, {26, 30}},
+         {{29, 29}, {31, 30}}},
         {"dashes go around corners", square, dashed, true, {{20, 20}, {59, 22}, {59, 30}}, {{59, 25}, {30, 19}}},
     };
     for (const auto& row : rows) {
@@ -403,8 +410,8 @@ TEST(Canvas, TakesWhateverComes) {
     const double nan = std::nan("");
     EXPECT_TRUE(Canvas(MapView()).image().isNull());
     EXPECT_TRUE(Canvas(MapView({0, 0, nan, nan}, {0, 0, 0, 0})).image().isNull());
-    const double places[] = {nan, 1, INFINITY, 2, 1e300, 1e300, 30, 30};
-    const qsizetype ends[] = {2, 2, 1, 50, -3};
+    const double places[] = {nan, 1, INFINITY, 2, 1e300, 1e300, 30, 30, 1e11, -1e11, 2e11, 3e-5};
+    const qsizetype ends[] = {2, 2, 1, 3, 6, 50, -3};
     for (const MapView& any : {MapView(), view}) {
         Canvas canvas(any);
         canvas.fill(places, ends, Qt::red);
@@ -417,7 +424,7 @@ TEST(Canvas, TakesWhateverComes) {
         canvas.markers(places, MarkerStamp(nan, Qt::red, -2, Qt::red));
     }
     Canvas canvas(view);
-    canvas.markers(places, MarkerStamp(4, Qt::red, 0, Qt::red)); // only the last one has a place
+    canvas.markers(places, MarkerStamp(4, Qt::red, 0, Qt::red)); // only one of them is in view
     EXPECT_EQ(canvas.image().pixelColor(30, height - 30), QColor(Qt::red));
     // What is smaller than a pixel is seen as a point of the outline.
     const Flat tiny({{{20.2, 20.2}, {20.6, 20.3}, {20.4, 20.7}}});

@@ -1,3 +1,4 @@
+#include <Cartolith/Map/Labels/AreaScanInternal.h>
 #include <Cartolith/Map/Labels/LabelCandidatesInternal.h>
 
 #include <algorithm>
@@ -8,69 +9,6 @@
 namespace Cartolith::Map::Labels::Internal {
 
 namespace {
-
-struct Span {
-    double from, to;
-};
-
-/// Where lines of constant y, `step` apart, run inside rings; by the number of crossings, so whatever the way
-/// the rings are wound.
-class Scan {
-public:
-    /// Only the lines between two y are wanted; line 0 is at `origin`.
-    Scan(const std::vector<QPointF>& points, const std::vector<std::size_t>& starts, double origin,
-         double step, double least, double greatest)
-        : m_first(static_cast<qint64>(std::ceil((least - origin) / step))),
-          m_crossings(static_cast<std::size_t>(std::max<qint64>(
-              0, static_cast<qint64>(std::floor((greatest - origin) / step)) - m_first + 1))) {
-        for (std::size_t ring = 0; ring + 1 < starts.size(); ++ring) {
-            for (std::size_t i = starts[ring]; i < starts[ring + 1]; ++i) {
-                const QPointF a = points[i];
-                const QPointF b = points[i + 1 < starts[ring + 1] ? i + 1 : starts[ring]];
-                const double low = std::max(std::min(a.y(), b.y()), least - step);
-                const double high = std::min(std::max(a.y(), b.y()), greatest + step);
-                // Half open, so that a vertex on a line counts once.
-                for (auto k = static_cast<qint64>(std::ceil((low - origin) / step));
-                     lineAt(k, origin, step) < high; ++k) {
-                    if (k >= m_first && k < m_first + count()) {
-                        const double y = lineAt(k, origin, step);
-                        m_crossings[static_cast<std::size_t>(k - m_first)].push_back(
-                            a.x() + (b.x() - a.x()) * ((y - a.y()) / (b.y() - a.y())));
-                    }
-                }
-            }
-        }
-        for (auto& line : m_crossings) {
-            std::sort(line.begin(), line.end());
-        }
-    }
-
-    qint64 first() const { return m_first; }
-    qint64 count() const { return static_cast<qint64>(m_crossings.size()); }
-    std::span<const double> crossings(qint64 k) const {
-        return k >= m_first && k < m_first + count()
-                   ? std::span(m_crossings[static_cast<std::size_t>(k - m_first)])
-                   : std::span<const double>();
-    }
-    /// What is inside on the line around x.
-    std::optional<Span> spanAround(qint64 k, double x) const {
-        const auto line = crossings(k);
-        for (std::size_t i = 0; i + 1 < line.size(); i += 2) {
-            if (line[i] <= x && x <= line[i + 1]) {
-                return Span{line[i], line[i + 1]};
-            }
-        }
-        return std::nullopt;
-    }
-
-private:
-    static double lineAt(qint64 k, double origin, double step) {
-        return origin + static_cast<double>(k) * step;
-    }
-
-    qint64 m_first;
-    std::vector<std::vector<double>> m_crossings;
-};
 
 struct Bounds {
     double left = std::numeric_limits<double>::infinity(), right = -left, top = left, bottom = -left;
@@ -149,7 +87,7 @@ std::optional<Path> spineOf(const Rings& rings, double textWidth) {
         const QPointF p = (before + middles[i] * 2.0 + after) * 0.25;
         spine.emplace_back(p.x() * -axis.y() + p.y() * axis.x(), p.x() * axis.x() + p.y() * axis.y());
     }
-    return spine.size() < 2 ? std::nullopt : std::optional(Path(std::move(spine)));
+    return spine.size() < 2 ? std::nullopt : std::optional(Path(spine));
 }
 
 struct Seat {

@@ -65,9 +65,9 @@ Found addPointCandidates(Candidates& candidates, const LabelSettings& settings, 
 /// A line that can be walked along.
 class Path {
 public:
-    explicit Path(std::vector<QPointF> points);
+    explicit Path(const std::vector<QPointF>& points);
     double length() const { return m_lengths.empty() ? 0.0 : m_lengths.back(); }
-    QPointF at(double distance) const;
+    QPointF at(double along) const;
 
 private:
     std::vector<QPointF> m_points;

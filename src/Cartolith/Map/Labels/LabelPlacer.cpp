@@ -27,7 +27,11 @@ public:
     };
 
     QPointF fromOrigin(QPointF place) const { return view.fromOrigin(place.x(), place.y()); }
-    static bool isFinite(QPointF p) { return std::isfinite(p.x()) && std::isfinite(p.y()); }
+    /// And near enough for whole numbers of pixels.
+    static bool isFinite(QPointF p) {
+        constexpr double farthest = 1e12;
+        return std::abs(p.x()) < farthest && std::abs(p.y()) < farthest;
+    }
 
     /// The vertices in pixels from the origin, without those that nobody could tell from the one before; not
     /// all of them when one is not finite.
@@ -126,7 +130,7 @@ qsizetype LabelPlacer::addLine(const LabelSettings& settings, double height, std
         return d->labelCount++;
     }
     const LabelSettings sane = Private::sane(settings);
-    const Internal::Path path(std::move(points));
+    const Internal::Path path(points);
     const Internal::Repeats repeats(path.length(), width, sane.repeatDistance);
     for (int repeat = 0; repeat < std::max(repeats.count, 1); ++repeat) {
         const std::size_t first = d->candidates.list.size();

@@ -8,7 +8,7 @@ namespace Cartolith::Map::Labels {
 
 enum class LabelOutcome : int {
     Placed = 0,
-    NothingToPlace = 1, ///< no text, no geometry, or a number that is not finite
+    NothingToPlace = 1, ///< no text, no geometry, or a number that is not finite or beyond 1e12 pixels
     OutsideView = 2,    ///< none of its places is wholly within the frame
     DoesNotFit = 3,     ///< the line is too short or too bent, the area too small
     Obstructed = 4,     ///< every place crosses an obstacle that weighs more

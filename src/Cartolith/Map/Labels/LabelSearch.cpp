@@ -27,16 +27,13 @@ bool LabelSearch::forEachBlocker(int self, int candidate, Function function) {
         const double top = box.y - reachY;
         const double bottom = box.y + reachY;
         const bool isDone = m_grid.forEachCell(box.x, box.y, reachX, reachY, [&](const Cell& cell) {
-            for (const Entry& entry : cell.entries) {
-                if (entry.left < right && entry.right > left && entry.top < bottom && entry.bottom > top &&
-                    entry.item != self &&
-                    ((isStraight && entry.isStraight) ||
-                     overlap(box, m_candidates.boxes[static_cast<std::size_t>(entry.box)])) &&
-                    !function(entry.item)) {
-                    return false;
-                }
-            }
-            return true;
+            return std::all_of(cell.entries.cbegin(), cell.entries.cend(), [&](const Entry& entry) {
+                const bool isClear = entry.left >= right || entry.right <= left || entry.top >= bottom ||
+                                     entry.bottom <= top || entry.item == self ||
+                                     (!(isStraight && entry.isStraight) &&
+                                      !overlap(box, m_candidates.boxes[static_cast<std::size_t>(entry.box)]));
+                return isClear || function(entry.item);
+            });
         });
         if (!isDone) {
             return false;

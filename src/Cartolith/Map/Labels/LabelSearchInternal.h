@@ -41,7 +41,7 @@ public:
     /// The candidate of an item in Candidates::list; below 0 for none.
     int chosen(int item) const { return m_chosen[static_cast<std::size_t>(item)]; }
     /// An item in the way of the candidate; below 0 for none.
-    int firstBlocker(int item, int candidate);
+    int firstBlocker(int self, int candidate);
 
 private:
     const Candidate& at(int candidate) const { return m_list[static_cast<std::size_t>(candidate)]; }
@@ -49,19 +49,19 @@ private:
     /// Calls the function with each item in the way of a candidate, some more than once, until it returns
     /// false.
     template <typename Function>
-    bool forEachBlocker(int item, int candidate, Function function);
+    bool forEachBlocker(int self, int candidate, Function function);
     /// Who is in the way of a candidate, each once. False, with some of them, when they are more than `most`
     /// or the function is false for one.
     template <typename Function>
-    bool blockers(int item, int candidate, std::size_t most, Function mayBe);
-    bool isFree(int item, int candidate);
-    void put(int item, int candidate);
-    void take(int item);
+    bool blockers(int self, int candidate, std::size_t most, Function mayBe);
+    bool isFree(int self, int candidate);
+    void put(int self, int candidate);
+    void take(int self);
     /// Only to where something was taken out since then.
-    bool driveOut(int item, int since);
-    bool moveOthers(int item);
+    bool driveOut(int self, int since);
+    bool moveOthers(int self);
     /// Somewhere else than now, clear of the candidate that is to come.
-    int otherPlace(int item, int coming);
+    int otherPlace(int other, int coming);
 
     const std::vector<Item>& m_items;
     const Candidates& m_candidates;

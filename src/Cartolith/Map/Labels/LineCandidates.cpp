@@ -23,7 +23,7 @@ constexpr double straightAtAll = 0.6;   // the same for a text that has to be st
 
 } // namespace
 
-Path::Path(std::vector<QPointF> points) {
+Path::Path(const std::vector<QPointF>& points) {
     m_points.reserve(points.size());
     for (const QPointF& point : points) {
         const double step = m_points.empty() ? 1.0 : distance(m_points.back(), point);

@@ -5,6 +5,7 @@
 #include <Cartolith/Map/Raster/MarkerStamp.h>
 #include <Cartolith/Map/Raster/RingSignsInternal.h>
 #include <Cartolith/Map/Raster/StrokePiecesInternal.h>
+#include <Cartolith/Map/Raster/WholeInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -150,7 +151,7 @@ public:
 
     void endStroke(double width, QColor color) {
         // Thinner than a pixel is as much paler.
-        const auto thin = static_cast<std::uint32_t>(std::min(width, 1.0) * 255.0 + 0.5);
+        const auto thin = static_cast<std::uint32_t>(Internal::levelOf(std::min(width, 1.0)));
         const std::uint32_t pixel = scaled(qPremultiply(color.rgba()), thin);
         mask.end([&](int row, int first, std::uint8_t* shares, int count) {
             blendStroke(row, first, shares, count, pixel);

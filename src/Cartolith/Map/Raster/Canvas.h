@@ -26,7 +26,8 @@ class MarkerStamp;
 /// 1. What one call draws is one shape: parts that meet or cross do not add up.
 ///
 /// Coordinates are map units, x and y in turn. Vertices are passed over, to half a pixel, where there are
-/// more of them than pixels that they could touch. A part with a coordinate that is not finite is left out.
+/// more of them than pixels that they could touch. A part with a coordinate that is not finite, or more than
+/// 1e12 pixels away, is left out.
 /// Work is linear in vertices and touched pixels; the same calls give the same bytes. One canvas is used by
 /// one thread at a time; different ones are independent.
 class CARTOLITH_MAP_EXPORT Canvas {

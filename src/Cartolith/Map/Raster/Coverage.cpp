@@ -166,7 +166,7 @@ int Coverage::sumRow(int row) {
         if (inside > 1.0F) {
             inside = std::abs(inside - 2.0F * std::floor(inside * 0.5F + 0.5F));
         }
-        const int share = static_cast<int>(inside * 255.0F + 0.5F);
+        const int share = levelOf(inside);
         last = static_cast<std::uint8_t>(share);
         m_shares[static_cast<std::size_t>(i)] = last;
         if (share != 0) {

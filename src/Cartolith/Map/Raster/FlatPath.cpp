@@ -7,6 +7,12 @@
 
 namespace Cartolith::Map::Raster::Internal {
 
+namespace {
+
+constexpr double farthest = 1e12; // pixels; beyond, doubles are too coarse to cut edges at the canvas
+
+} // namespace
+
 FlatPath::FlatPath(const MapView& view)
     : m_center(view.center()), m_middle(view.frame().center() - view.pictureFrame().topLeft()) {
     // A step to the right on the map; a product is quicker than MapView's quotient.
@@ -28,7 +34,7 @@ bool FlatPath::read(std::span<const double> coordinates, bool isClosed) {
         m_right = std::max(m_right, p.x());
         m_top = std::min(m_top, p.y());
         m_bottom = std::max(m_bottom, p.y());
-        if (!((p.x() - p.x()) + (p.y() - p.y()) == 0.0)) { // not finite
+        if (!(std::abs(p.x()) < farthest && std::abs(p.y()) < farthest)) {
             return false;
         }
         if (m_points.empty() || m_points.back() != p) {

@@ -14,8 +14,8 @@ class FlatPath {
 public:
     explicit FlatPath(const MapView& view);
 
-    /// Reads a part; false when a coordinate is not finite or there is none. A last vertex that repeats the
-    /// first is left out of closed ones.
+    /// Reads a part; false when there is none, or one is not finite or a billion screens away. A last vertex
+    /// that repeats the first is left out of closed ones.
     bool read(std::span<const double> coordinates, bool isClosed);
 
     const std::vector<QPointF>& points() const { return m_points; }

@@ -1,5 +1,6 @@
 #include <Cartolith/Map/Raster/BlendInternal.h>
 #include <Cartolith/Map/Raster/MarkerStamp.h>
+#include <Cartolith/Map/Raster/WholeInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -17,7 +18,7 @@ MarkerStamp::MarkerStamp(double diameter, QColor color, double outlineWidth, QCo
     m_side = 2 * m_reach + 2;
     m_pixels.reserve(static_cast<qsizetype>(steps) * steps * m_side * m_side);
     const auto share = [](double value) {
-        return static_cast<std::uint32_t>(std::clamp(value, 0.0, 1.0) * 255.0 + 0.5);
+        return static_cast<std::uint32_t>(Internal::levelOf(std::clamp(value, 0.0, 1.0)));
     };
     const QRgb inside = qPremultiply(color.rgba());
     const QRgb around = qPremultiply(outlineColor.rgba());

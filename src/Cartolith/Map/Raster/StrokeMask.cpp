@@ -13,40 +13,6 @@ namespace {
 constexpr std::size_t mostPlanes = 4;
 constexpr int lanes = 4;
 
-/// The part of the segment that comes nearer to the canvas than `margin`; false when none does.
-bool cutToCanvas(QPointF& a, QPointF& b, double width, double height, double margin) {
-    const auto isNear = [&](QPointF p) {
-        return p.x() > -margin && p.y() > -margin && p.x() < width + margin && p.y() < height + margin;
-    };
-    if (isNear(a) && isNear(b)) {
-        return true;
-    }
-    const QPointF way = b - a;
-    double first = 0.0;
-    double last = 1.0;
-    const double from[] = {a.x(), a.y()};
-    const double step[] = {way.x(), way.y()};
-    const double high[] = {width + margin, height + margin};
-    for (int axis = 0; axis < 2; ++axis) {
-        if (step[axis] == 0.0) {
-            if (from[axis] < -margin || from[axis] > high[axis]) {
-                return false;
-            }
-            continue;
-        }
-        const double s = (-margin - from[axis]) / step[axis];
-        const double t = (high[axis] - from[axis]) / step[axis];
-        first = std::max(first, std::min(s, t));
-        last = std::min(last, std::max(s, t));
-    }
-    if (!(first <= last)) {
-        return false;
-    }
-    b = last < 1.0 ? a + way * last : b;
-    a = first > 0.0 ? a + way * first : a;
-    return true;
-}
-
 } // namespace
 
 /// A segment with a distance, in floats from its own corner.
@@ -75,6 +41,39 @@ void StrokeMask::addStrip(QPointF a, QPointF b, double radius, double reach,
     add<false, true>({a, b, radius, reach, planes});
 }
 
+bool StrokeMask::cut(QPointF& a, QPointF& b, double margin) const {
+    const auto isNear = [&](QPointF p) {
+        return p.x() > -margin && p.y() > -margin && p.x() < m_width + margin && p.y() < m_height + margin;
+    };
+    if (isNear(a) && isNear(b)) {
+        return true;
+    }
+    const QPointF way = b - a;
+    double first = 0.0;
+    double last = 1.0;
+    const double from[] = {a.x(), a.y()};
+    const double step[] = {way.x(), way.y()};
+    const double high[] = {m_width + margin, m_height + margin};
+    for (int axis = 0; axis < 2; ++axis) {
+        if (step[axis] == 0.0) {
+            if (from[axis] < -margin || from[axis] > high[axis]) {
+                return false;
+            }
+            continue;
+        }
+        const double s = (-margin - from[axis]) / step[axis];
+        const double t = (high[axis] - from[axis]) / step[axis];
+        first = std::max(first, std::min(s, t));
+        last = std::min(last, std::max(s, t));
+    }
+    if (!(first <= last)) {
+        return false;
+    }
+    b = last < 1.0 ? a + way * last : b;
+    a = first > 0.0 ? a + way * first : a;
+    return true;
+}
+
 template <bool isCapsule, bool hasPlanes>
 void StrokeMask::add(const Shape& shape) {
     constexpr double soft = 0.5; // half a pixel, over which a share falls from 1 to 0
@@ -82,7 +81,7 @@ void StrokeMask::add(const Shape& shape) {
     const double margin = std::max(radius, shape.reach) + 2.0;
     QPointF a = shape.a;
     QPointF b = shape.b;
-    if (!cutToCanvas(a, b, m_width, m_height, margin)) {
+    if (!cut(a, b, margin)) {
         return;
     }
     const double reach = (isCapsule ? shape.radius : std::hypot(shape.radius, shape.reach)) + soft;

@@ -26,6 +26,9 @@ public:
     /// which have to be near these (`reach` is how far beyond them they let it).
     void addStrip(QPointF a, QPointF b, double radius, double reach, std::span<const EndPlane> planes);
 
+    /// Cuts the segment to what comes nearer to the canvas than the margin; false when nothing does.
+    bool cut(QPointF& a, QPointF& b, double margin) const;
+
     /// Calls function(row, firstColumn, shares, count) for each row that was touched; the function sets the
     /// shares to 0 when it has read them, so the mask is empty again.
     template <typename Function>

@@ -112,55 +112,101 @@ void addStretch(StrokeMask& mask, std::span<const QPointF> points, bool isClosed
     }
 }
 
-/// Walks along the points and cuts them into stretches.
-void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed, const Stroke& stroke,
-               double radius, const std::vector<double>& dashes, double period) {
-    std::size_t dash = 0;
-    double left = std::fmod(stroke.dashOffset, period);
-    left = left < 0.0 ? left + period : left;
-    while (left >= dashes[dash]) {
-        left -= dashes[dash];
-        dash = (dash + 1) % dashes.size();
+/// Where one is in a pattern of dashes.
+class DashPosition {
+public:
+    DashPosition(const std::vector<double>& dashes, double period, double offset)
+        : m_dashes(dashes), m_period(period), m_left(dashes[0]) {
+        advance(offset);
     }
-    left = dashes[dash] - left;
+    bool isDrawn() const { return m_dash % 2 == 0; }
+    double left() const { return m_left; }
+    void next() {
+        m_dash = (m_dash + 1) % m_dashes.size();
+        m_left = m_dashes[m_dash];
+    }
+    /// However far.
+    void advance(double distance) {
+        if (distance >= 0.0 && distance < m_left) {
+            m_left -= distance;
+            return;
+        }
+        double from = m_dashes[m_dash] - m_left;
+        for (std::size_t i = 0; i < m_dash; ++i) {
+            from += m_dashes[i];
+        }
+        from = std::fmod(from + std::fmod(distance, m_period) + m_period, m_period);
+        for (m_dash = 0; m_dash + 1 < m_dashes.size() && from >= m_dashes[m_dash]; ++m_dash) {
+            from -= m_dashes[m_dash];
+        }
+        m_left = m_dashes[m_dash] - from;
+    }
+
+private:
+    const std::vector<double>& m_dashes;
+    double m_period;
+    std::size_t m_dash = 0;
+    double m_left;
+};
+
+/// Walks along the points and cuts them into stretches; steps over what is out of the canvas.
+void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed, const Stroke& stroke,
+               double radius, DashPosition dash) {
     std::vector<QPointF> stretch;
-    const auto isDrawn = [&] { return dash % 2 == 0; };
     const auto append = [&](QPointF p) {
         if (stretch.empty() || stretch.back() != p) {
             stretch.push_back(p);
         }
     };
-    if (isDrawn()) {
-        append(points[0]);
-    }
+    const auto finish = [&] {
+        if (!stretch.empty()) {
+            addStretch(mask, stretch, false, stroke, radius);
+        }
+        stretch.clear();
+    };
     const std::size_t segments = isClosed ? points.size() : points.size() - 1;
     for (std::size_t i = 0; i < segments; ++i) {
         const QPointF a = points[i];
         const QPointF b = points[(i + 1) % points.size()];
         const double length = std::hypot(b.x() - a.x(), b.y() - a.y());
-        double done = 0.0;
-        while (length - done > left) {
-            done += left;
+        QPointF entry = a;
+        QPointF exit = b;
+        if (!mask.cut(entry, exit, 4.0 * radius + 4.0)) {
+            finish();
+            dash.advance(length);
+            continue;
+        }
+        double done = std::hypot(entry.x() - a.x(), entry.y() - a.y());
+        if (done > 0.0) {
+            finish();
+            dash.advance(done);
+        }
+        if (dash.isDrawn()) {
+            append(entry);
+        }
+        const double end = std::min(length, done + std::hypot(exit.x() - entry.x(), exit.y() - entry.y()));
+        while (end - done > dash.left()) {
+            done += dash.left();
             const QPointF cut = a + (b - a) * (done / length);
-            if (isDrawn()) {
+            if (dash.isDrawn()) {
                 append(cut);
-                addStretch(mask, stretch, false, stroke, radius);
+                finish();
             }
-            stretch.clear();
-            dash = (dash + 1) % dashes.size();
-            left = dashes[dash];
-            if (isDrawn()) {
+            dash.next();
+            if (dash.isDrawn()) {
                 append(cut);
             }
         }
-        left -= length - done;
-        if (isDrawn()) {
-            append(b);
+        dash.advance(end - done);
+        if (dash.isDrawn()) {
+            append(exit);
+        }
+        if (end < length) {
+            finish();
+            dash.advance(length - end);
         }
     }
-    if (!stretch.empty()) {
-        addStretch(mask, stretch, false, stroke, radius);
-    }
+    finish();
 }
 
 } // namespace
@@ -185,7 +231,7 @@ void addStroke(StrokeMask& mask, const std::vector<QPointF>& points, bool isClos
         points.size() < 2) {
         addStretch(mask, points, isClosed, stroke, radius);
     } else {
-        addDashes(mask, points, isClosed, stroke, radius, dashes, period);
+        addDashes(mask, points, isClosed, stroke, radius, {dashes, period, stroke.dashOffset});
     }
 }
 

@@ -13,4 +13,11 @@ inline int ceilOf(double value) {
     return whole + (value > whole ? 1 : 0);
 }
 
+/// A share from 0 to 1 as a level from 0 to 255.
+template <typename Number>
+int levelOf(Number share) {
+    constexpr Number half = 0.5;
+    return static_cast<int>(share * Number(255) + half);
+}
+
 } // namespace Cartolith::Map::Raster::Internal
