@@ -236,7 +236,7 @@ void pointsPainter(benchmark::State& state) {
 constexpr int few = 100000;
 constexpr int many = 1000000;
 BENCHMARK(polygonsCanvas)->Arg(few)->Arg(many)->Unit(benchmark::kMillisecond);
-BENCHMARK(polygonsPainter)->Arg(few)->Unit(benchmark::kMillisecond);
+BENCHMARK(polygonsPainter)->Arg(few)->Arg(many)->Unit(benchmark::kMillisecond);
 BENCHMARK(linesCanvas)->ArgsProduct({{few, many}, {1, 3}})->Unit(benchmark::kMillisecond);
 BENCHMARK(linesPainter)->ArgsProduct({{few}, {1, 3}})->Unit(benchmark::kMillisecond);
 #ifdef HAVE_AGG

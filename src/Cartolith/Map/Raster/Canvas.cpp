@@ -20,8 +20,8 @@ using Internal::scaled;
 class Canvas::Private {
 public:
     Private(const MapView& usedView, QSize size)
-        : view(usedView), image(size, QImage::Format_ARGB32_Premultiplied), path(usedView),
-          coverage(size.width(), size.height()), mask(size.width(), size.height()),
+        : view(usedView), image(size, QImage::Format_ARGB32_Premultiplied), width(size.width()),
+          path(usedView), coverage(size.width(), size.height()), mask(size.width(), size.height()),
           taken(static_cast<std::size_t>(size.width()) * static_cast<std::size_t>(size.height())) {
         if (image.isNull() && !size.isEmpty()) {
             throw std::bad_alloc();
@@ -29,9 +29,11 @@ public:
         image.fill(Qt::transparent);
     }
 
-    std::uint32_t* pixels(int row) { return reinterpret_cast<std::uint32_t*>(image.scanLine(row)); }
+    /// Before each call draws: whoever has a copy of the image keeps it as it is.
+    void detach() { bits = reinterpret_cast<std::uint32_t*>(image.bits()); }
+    std::uint32_t* pixels(int row) const { return bits + static_cast<std::ptrdiff_t>(row) * width; }
     std::uint8_t* takenIn(int row) {
-        return taken.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(image.width());
+        return taken.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(width);
     }
 
     /// A share that lies over whatever is there.
@@ -122,6 +124,7 @@ public:
     }
 
     void fillRings(std::size_t count, QColor color) {
+        detach();
         double left = INFINITY;
         double top = INFINITY;
         double right = -INFINITY;
@@ -149,9 +152,9 @@ public:
         });
     }
 
-    void endStroke(double width, QColor color) {
+    void endStroke(double lineWidth, QColor color) {
         // Thinner than a pixel is as much paler.
-        const auto thin = static_cast<std::uint32_t>(Internal::levelOf(std::min(width, 1.0)));
+        const auto thin = static_cast<std::uint32_t>(Internal::levelOf(std::min(lineWidth, 1.0)));
         const std::uint32_t pixel = scaled(qPremultiply(color.rgba()), thin);
         mask.end([&](int row, int first, std::uint8_t* shares, int count) {
             blendStroke(row, first, shares, count, pixel);
@@ -160,6 +163,7 @@ public:
 
     template <typename Function>
     void drawStroke(const Stroke& stroke, Function addParts) {
+        detach();
         if (stroke.casing > 0.0) {
             const double wide = stroke.width + 2.0 * stroke.casing;
             addParts(wide);
@@ -170,7 +174,9 @@ public:
     }
 
     MapView view;
-    QImage image;
+    QImage image; // rows of four bytes for each pixel leave no gap
+    std::uint32_t* bits = nullptr;
+    int width;
     Internal::FlatPath path;
     Internal::Coverage coverage;
     Internal::StrokeMask mask;
@@ -246,6 +252,7 @@ void Canvas::markers(std::span<const double> places, const MarkerStamp& stamp) {
     if (d->image.isNull() || side == 0) {
         return;
     }
+    d->detach();
     const QPointF corner = d->view.pictureFrame().topLeft();
     const int width = d->image.width();
     const int height = d->image.height();

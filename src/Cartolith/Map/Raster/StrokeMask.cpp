@@ -24,7 +24,7 @@ struct StrokeMask::Shape {
 };
 
 StrokeMask::StrokeMask(int width, int height)
-    : m_width(width), m_height(height), m_stride(static_cast<std::size_t>(width) + 2 * lanes),
+    : m_width(width), m_height(height), m_stride(static_cast<std::size_t>(width) + 2 * std::size_t{lanes}),
       m_shares(m_stride * static_cast<std::size_t>(height)),
       m_ranges(static_cast<std::size_t>(height), {width, 0}), m_top(height), m_bottom(0) {}
 
@@ -102,19 +102,24 @@ void StrokeMask::add(const Shape& shape) {
     const __m128 one = _mm_set1_ps(1.0F);
     const __m128 full = _mm_set1_ps(255.0F);
     const __m128 half = _mm_set1_ps(0.5F);
+    const __m128 step = _mm_set1_ps(static_cast<float>(lanes));
     const __m128 outer = _mm_set1_ps(static_cast<float>(radius));
     const __m128 alongX = _mm_set1_ps(static_cast<float>(along.x()));
-    const __m128 acrossX = _mm_set1_ps(static_cast<float>(-along.y()));
+    const __m128 alongY = _mm_set1_ps(static_cast<float>(along.y()));
     const __m128 end = _mm_set1_ps(static_cast<float>(cutLength));
-    const __m128 steps = _mm_setr_ps(0.5F, 1.5F, 2.5F, 3.5F); // middles of pixels
+    // Middles of pixels, from the beginning of the segment.
+    const __m128 firstX =
+        _mm_add_ps(_mm_set1_ps(static_cast<float>(left - a.x())), _mm_setr_ps(0.5F, 1.5F, 2.5F, 3.5F));
     __m128 planeX[mostPlanes];
     const std::size_t planes = hasPlanes ? std::min(shape.planes.size(), mostPlanes) : 0;
     for (std::size_t i = 0; i < planes; ++i) {
         planeX[i] = _mm_set1_ps(static_cast<float>(shape.planes[i].outward.x()));
     }
-    // Which pixels of a row can be touched: those beside the line. Nearly level lines touch the whole box.
+    // Which pixels of a row can be touched: those beside the line. Small shapes and nearly level lines touch
+    // the whole box.
+    constexpr int small = 2 * lanes;
     const double steep = std::abs(along.y());
-    const bool isBounded = steep > 0.05;
+    const bool isBounded = right - left > small && steep > 0.05;
     const double aside = isBounded ? radius / steep : 0.0;
     const double perRow = isBounded ? along.x() / along.y() : 0.0;
 
@@ -132,8 +137,9 @@ void StrokeMask::add(const Shape& shape) {
         if (from >= to) {
             continue;
         }
-        const auto alongRow = _mm_set1_ps(static_cast<float>(y * along.y()));
-        const auto acrossRow = _mm_set1_ps(static_cast<float>(y * along.x()));
+        const __m128 fromBegin = _mm_set1_ps(static_cast<float>(y));
+        const __m128 alongRow = _mm_mul_ps(fromBegin, alongY);
+        const __m128 acrossRow = _mm_mul_ps(fromBegin, alongX);
         __m128 planeRow[mostPlanes];
         for (std::size_t i = 0; i < planes; ++i) {
             const EndPlane& plane = shape.planes[i];
@@ -143,9 +149,9 @@ void StrokeMask::add(const Shape& shape) {
                                                (a.x() - plane.at.x()) * plane.outward.x()));
         }
         std::uint8_t* const shares = rowAt(row);
-        for (int column = from; column < to; column += lanes) {
-            const __m128 x = _mm_add_ps(_mm_set1_ps(static_cast<float>(column - a.x())), steps);
-            const __m128 across = _mm_add_ps(_mm_mul_ps(x, acrossX), acrossRow);
+        __m128 x = from == left ? firstX : _mm_add_ps(firstX, _mm_set1_ps(static_cast<float>(from - left)));
+        for (int column = from; column < to; column += lanes, x = _mm_add_ps(x, step)) {
+            const __m128 across = _mm_sub_ps(acrossRow, _mm_mul_ps(x, alongY));
             __m128 distance;
             if constexpr (isCapsule) {
                 const __m128 t = _mm_add_ps(_mm_mul_ps(x, alongX), alongRow);

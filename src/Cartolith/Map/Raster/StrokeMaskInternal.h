@@ -59,7 +59,8 @@ private:
     std::size_t m_stride;
     std::vector<std::uint8_t> m_shares;
     std::vector<Range> m_ranges; // of each row
-    int m_top, m_bottom;
+    int m_top;
+    int m_bottom = 0;
 };
 
 } // namespace Cartolith::Map::Raster::Internal
