@@ -333,6 +333,11 @@ TEST(LabelPlacer, AreasHoldTheirText) {
          0},
         {"upright", {{100, 100, 120, 100, 120, 300, 100, 300}}, LabelOutcome::Placed, -90},
         {"aslant", {{100, 100, 110, 90, 310, 290, 300, 300}}, LabelOutcome::Placed, -45},
+        {"aslant, its first ring is an islet",
+         {{50, 50, 52, 50, 52, 52}, {100, 100, 110, 90, 310, 290, 300, 300}},
+         LabelOutcome::Placed,
+         -45},
+        {"a ring without vertices", {{}, {100, 100, 120, 100, 120, 300, 100, 300}}, LabelOutcome::Placed, -90},
         {"too small", {{100, 100, 170, 100, 170, 140, 100, 140}}, LabelOutcome::DoesNotFit, 0},
         {"too thin", {{100, 100, 300, 100, 300, 108, 100, 108}}, LabelOutcome::DoesNotFit, 0},
         {"out of view", {{1100, 100, 1300, 100, 1300, 300, 1100, 300}}, LabelOutcome::OutsideView, 0},
@@ -375,6 +380,24 @@ TEST(LabelPlacer, AreasHoldTheirText) {
                 ASSERT_EQ(around % 2, 1) << p.x() << ", " << p.y();
             }
         }
+    }
+}
+
+TEST(LabelPlacer, ATextMayReachOverItsArea) {
+    LabelSettings settings;
+    settings.mayReachOut = true;
+    const std::vector<double> text(10, 8.0);
+    const double area[] = {400, 300, 430, 300, 430, 380, 400, 380, 410, 340}; // a notch on the left
+    const qsizetype ends[] = {5};
+    LabelPlacer placer(onePixelUnits);
+    placer.addArea(settings, 10.0, text, area, ends);
+    placer.addArea(settings, 10.0, text, area, ends); // finds another place
+    const LabelPlaces result = placer.place();
+    ASSERT_EQ(result.placed(), 2);
+    check(result, window, {false, false});
+    for (const LabelBox& box : result.boxes) {
+        EXPECT_GT(box.center.x(), 410);
+        EXPECT_LT(box.center.x(), 430);
     }
 }
 

@@ -20,10 +20,47 @@ struct Bounds {
             bottom = std::max(bottom, point.y());
         }
     }
+    double size() const { return (right - left) * (bottom - top); }
+    bool hold(const Bounds& other) const {
+        return left <= other.left && right >= other.right && top <= other.top && bottom >= other.bottom;
+    }
     QPointF center() const { return {(left + right) * 0.5, (top + bottom) * 0.5}; }
 };
 
-/// The direction in which the vertices spread most, weighted by the length of the edges.
+/// The ring with the largest box, and those in that box: a spine is that of one part.
+Rings largestPart(const Rings& rings) {
+    const auto boundsOf = [&](std::size_t ring) {
+        const auto begin = rings.points.cbegin();
+        return Bounds({begin + static_cast<std::ptrdiff_t>(rings.starts[ring]),
+                       begin + static_cast<std::ptrdiff_t>(rings.starts[ring + 1])});
+    };
+    std::size_t largest = 0;
+    Bounds around = boundsOf(0);
+    for (std::size_t ring = 1; ring + 1 < rings.starts.size(); ++ring) {
+        const Bounds bounds = boundsOf(ring);
+        if (bounds.size() > around.size()) {
+            largest = ring;
+            around = bounds;
+        }
+    }
+    Rings part;
+    const auto append = [&](std::size_t ring) {
+        part.starts.push_back(part.points.size());
+        part.points.insert(part.points.end(),
+                           rings.points.cbegin() + static_cast<std::ptrdiff_t>(rings.starts[ring]),
+                           rings.points.cbegin() + static_cast<std::ptrdiff_t>(rings.starts[ring + 1]));
+    };
+    append(largest);
+    for (std::size_t ring = 0; ring + 1 < rings.starts.size(); ++ring) {
+        if (ring != largest && around.hold(boundsOf(ring))) {
+            append(ring);
+        }
+    }
+    part.starts.push_back(part.points.size());
+    return part;
+}
+
+/// The direction in which the first ring spreads most, by the length of its edges.
 QPointF longAxis(const Rings& rings) {
     double length = 0.0, x = 0.0, y = 0.0;
     double xx = 0.0, xy = 0.0, yy = 0.0;
@@ -50,7 +87,8 @@ QPointF longAxis(const Rings& rings) {
 }
 
 /// The line through the middles of the area's cross sections; bent as the area is.
-std::optional<Path> spineOf(const Rings& rings, double textWidth) {
+std::optional<Path> spineOf(const Rings& area, double textWidth) {
+    const Rings rings = largestPart(area);
     const QPointF axis = longAxis(rings);
     std::vector<QPointF> turned; // with the long axis downwards, so that sections are lines of constant y
     turned.reserve(rings.points.size());
@@ -231,7 +269,8 @@ Found addAreaCandidates(Candidates& candidates, const LabelSettings& settings, c
     }
     if (const auto spine = spineOf(rings, text.width)) {
         const double freedom = (spine->length() - text.width) * 0.5;
-        const double step = text.width * 0.125;
+        const double step =
+            std::max(text.width * 0.125, 2.0 * freedom / std::max(settings.maxCandidates - 1, 1));
         LabelSettings along = settings;
         along.offset = {};
         for (int i = 0; i < settings.maxCandidates && freedom >= 0.0; ++i) {

@@ -154,7 +154,9 @@ qsizetype LabelPlacer::addArea(const LabelSettings& settings, double height, std
         const std::size_t to =
             std::clamp(static_cast<std::size_t>(std::max<qsizetype>(end, 0)) * 2, from, rings.size());
         isUsable = isUsable && d->append(rings.subspan(from, to - from), area.points);
-        area.starts.push_back(area.points.size());
+        if (area.points.size() > area.starts.back()) { // a ring without vertices is none
+            area.starts.push_back(area.points.size());
+        }
         from = to;
     }
     if (!isUsable || area.points.empty()) {
