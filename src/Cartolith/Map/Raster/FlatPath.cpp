@@ -41,6 +41,9 @@ bool FlatPath::read(std::span<const double> coordinates, bool isClosed) {
             m_points.push_back(p);
         }
     }
+    if (m_points.empty()) {
+        return false;
+    }
     // More vertices than pixels from side to side: most of them share theirs with others.
     const double pixels = (isClosed ? 2.0 : 1.0) * (m_right - m_left + m_bottom - m_top) + 2.0;
     if (static_cast<double>(m_points.size()) > pixels) {
@@ -57,7 +60,7 @@ bool FlatPath::read(std::span<const double> coordinates, bool isClosed) {
     if (isClosed && m_points.size() > 1 && m_points.front() == m_points.back()) {
         m_points.pop_back();
     }
-    return !m_points.empty();
+    return true;
 }
 
 } // namespace Cartolith::Map::Raster::Internal
