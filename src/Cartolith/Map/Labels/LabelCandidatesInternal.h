@@ -8,6 +8,7 @@
 
 #include <cmath>
 #include <span>
+#include <utility>
 #include <vector>
 
 /// What a label could be placed at. Everything is in pixels from the map's origin (MapView::fromOrigin()), so
@@ -68,6 +69,8 @@ public:
     explicit Path(const std::vector<QPointF>& points);
     double length() const { return m_lengths.empty() ? 0.0 : m_lengths.back(); }
     QPointF at(double along) const;
+    /// The stretches inside of a rectangle, by distance from the beginning, in order.
+    std::vector<std::pair<double, double>> inside(const QRectF& frame) const;
 
 private:
     std::vector<QPointF> m_points;
@@ -77,14 +80,24 @@ private:
 /// How many times a line is labelled, and where each one may be.
 struct Repeats {
     Repeats(double length, double textWidth, double repeatDistance);
-    int count = 0; ///< 0 when the line is too short
+    qint64 count = 0; ///< 0 when the line is too short
     double slot = 0.0;
     double freedom = 0.0; ///< to both sides of the slot's middle
 };
 
+/// A line with what is known of it before candidates are looked for.
+struct LabelledLine {
+    LabelledLine(const Path& linePath, const LabelSettings& settings, double textWidth, const QRectF& frame);
+    const Path& path;
+    Repeats repeats;
+    std::vector<std::pair<double, double>> inView; ///< where the middle of a label could be
+    /// The repeats that could be in view, in order.
+    std::vector<qint64> repeatsInView() const;
+};
+
 /// Those of one repeat.
 Found addLineCandidates(Candidates& candidates, const LabelSettings& settings, const Text& text,
-                        const Path& path, const Repeats& repeats, int repeat, const QRectF& frame);
+                        const LabelledLine& line, qint64 repeat, const QRectF& frame);
 /// The boxes of a text with its middle there; false, and none, where the path is too bent for it.
 bool addBoxesAlong(Candidates& candidates, const LabelSettings& settings, const Text& text, const Path& path,
                    double middle);

@@ -131,13 +131,17 @@ qsizetype LabelPlacer::addLine(const LabelSettings& settings, double height, std
     }
     const LabelSettings sane = Private::sane(settings);
     const Internal::Path path(points);
-    const Internal::Repeats repeats(path.length(), width, sane.repeatDistance);
-    for (int repeat = 0; repeat < std::max(repeats.count, 1); ++repeat) {
+    const Internal::LabelledLine labelled(path, sane, width, d->frame);
+    const std::vector<qint64> repeats = labelled.repeatsInView();
+    for (const qint64 repeat : repeats) {
         const std::size_t first = d->candidates.list.size();
-        d->open(sane, repeat, first,
-                repeats.count == 0 ? Found::DoesNotFit
-                                   : addLineCandidates(d->candidates, sane, {advances, width, height}, path,
-                                                       repeats, repeat, d->frame));
+        d->open(
+            sane, static_cast<int>(repeat), first,
+            addLineCandidates(d->candidates, sane, {advances, width, height}, labelled, repeat, d->frame));
+    }
+    if (repeats.empty()) {
+        d->open(sane, 0, d->candidates.list.size(),
+                labelled.repeats.count == 0 ? Found::DoesNotFit : Found::OutsideView);
     }
     return d->labelCount++;
 }

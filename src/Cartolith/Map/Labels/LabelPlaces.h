@@ -25,7 +25,8 @@ struct LabelBox {
 /// Where a label is, or why it is nowhere.
 struct LabelPlace {
     qsizetype label = 0; ///< as it was added, from 0
-    int repeat = 0;      ///< of a line that is labelled several times, from its beginning
+    int repeat =
+        0; ///< of a line that is labelled several times, from its beginning; those out of view are left out
     LabelOutcome outcome = LabelOutcome::Placed;
     /// Which of all the places that it could have, numbered without regard to the view; below 0 when not
     /// placed.

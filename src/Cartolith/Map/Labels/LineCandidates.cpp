@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 
 namespace Cartolith::Map::Labels::Internal {
 
@@ -47,15 +48,69 @@ QPointF Path::at(double along) const {
            (m_points[i] - m_points[i - 1]) * ((along - m_lengths[i - 1]) / (m_lengths[i] - m_lengths[i - 1]));
 }
 
+std::vector<std::pair<double, double>> Path::inside(const QRectF& frame) const {
+    std::vector<std::pair<double, double>> stretches;
+    for (std::size_t i = 0; i + 1 < m_points.size(); ++i) {
+        const QPointF a = m_points[i];
+        const QPointF way = m_points[i + 1] - a;
+        double first = 0.0;
+        double last = 1.0;
+        const auto cut = [&](double from, double step, double low, double high) {
+            if (step == 0.0) {
+                last = from >= low && from <= high ? last : -1.0;
+                return;
+            }
+            first = std::max(first, std::min((low - from) / step, (high - from) / step));
+            last = std::min(last, std::max((low - from) / step, (high - from) / step));
+        };
+        cut(a.x(), way.x(), frame.left(), frame.right());
+        cut(a.y(), way.y(), frame.top(), frame.bottom());
+        if (first <= last) {
+            const double length = m_lengths[i + 1] - m_lengths[i];
+            const double from = m_lengths[i] + first * length;
+            const double to = m_lengths[i] + last * length;
+            if (!stretches.empty() && stretches.back().second >= from) {
+                stretches.back().second = to;
+            } else {
+                stretches.emplace_back(from, to);
+            }
+        }
+    }
+    return stretches;
+}
+
+LabelledLine::LabelledLine(const Path& linePath, const LabelSettings& settings, double textWidth,
+                           const QRectF& frame)
+    : path(linePath), repeats(linePath.length(), textWidth, settings.repeatDistance) {
+    if (repeats.count > 0) {
+        const double aside = std::abs(settings.offset.y());
+        inView = path.inside(frame.adjusted(-aside, -aside, aside, aside));
+    }
+}
+
+std::vector<qint64> LabelledLine::repeatsInView() const {
+    std::vector<qint64> numbers;
+    const double most = static_cast<double>(repeats.count - 1);
+    for (const auto& [from, to] : inView) {
+        const auto first = static_cast<qint64>(std::clamp(std::floor(from / repeats.slot), 0.0, most));
+        const auto last = static_cast<qint64>(std::clamp(std::floor(to / repeats.slot), 0.0, most));
+        for (qint64 i = numbers.empty() ? first : std::max(first, numbers.back() + 1); i <= last; ++i) {
+            numbers.push_back(i);
+        }
+    }
+    return numbers;
+}
+
 Repeats::Repeats(double length, double textWidth, double repeatDistance) {
     if (!(length >= textWidth)) {
         return;
     }
-    constexpr double most = 10000; // more than any picture has room for
+    constexpr double most = 1e9; // numbers
     // A third of each slot stays free for shifts, so that neighbours are never nearer than the distance.
     const double wanted = std::max(repeatDistance, textWidth) * 1.5;
-    count = repeatDistance > 0.0 ? static_cast<int>(std::clamp(std::floor(length / wanted), 1.0, most)) : 1;
-    slot = length / count;
+    count =
+        repeatDistance > 0.0 ? static_cast<qint64>(std::clamp(std::floor(length / wanted), 1.0, most)) : 1;
+    slot = length / static_cast<double>(count);
     freedom = std::max(0.0, count == 1 ? (length - textWidth) * 0.5
                                        : (slot - std::max(repeatDistance, textWidth)) * 0.5);
 }
@@ -124,32 +179,34 @@ bool addBoxesAlong(Candidates& candidates, const LabelSettings& settings, const 
 }
 
 Found addLineCandidates(Candidates& candidates, const LabelSettings& settings, const Text& text,
-                        const Path& path, const Repeats& repeats, int repeat, const QRectF& frame) {
+                        const LabelledLine& line, qint64 repeat, const QRectF& frame) {
     // A line may be far longer than the picture: places on all of it, of which the first ones in view are
     // taken.
     constexpr double morePlaces = 2000.0;
-    const double middle = (repeat + 0.5) * repeats.slot + settings.offset.x();
+    const Repeats& repeats = line.repeats;
+    const double middle = (static_cast<double>(repeat) + 0.5) * repeats.slot + settings.offset.x();
     const double lowest = text.width * 0.5;
-    const double highest = path.length() - lowest;
+    const double highest = line.path.length() - lowest;
     const double step = std::max({text.width * 0.25, text.height, repeats.freedom * 2.0 / morePlaces});
     const auto count = static_cast<qint64>(repeats.freedom / step) * 2 + 1;
     int added = 0;
+    bool isInView = false;
     bool fits = false;
     for (qint64 i = 0; i < count && added < settings.maxCandidates; ++i) {
         const double center = std::clamp(middle + static_cast<double>(outward(i)) * step, lowest, highest);
-        // One place out of view tells of its neighbours, but only of some: the line may come back.
-        const bool mayBeInView = frame.contains(path.at(center) + QPointF(0.0, settings.offset.y())) ||
-                                 std::abs(settings.offset.y()) > 0.0;
-        if (!mayBeInView && fits) {
+        const auto stretch = std::upper_bound(line.inView.cbegin(), line.inView.cend(), center,
+                                              [](double c, const auto& s) { return c < s.first; });
+        if (stretch == line.inView.cbegin() || std::prev(stretch)->second < center) {
             continue;
         }
+        isInView = true;
         const std::size_t first = candidates.boxes.size();
-        if (addBoxesAlong(candidates, settings, text, path, center)) {
+        if (addBoxesAlong(candidates, settings, text, line.path, center)) {
             fits = true;
             added += candidates.close(i, first, frame) ? 1 : 0;
         }
     }
-    return added > 0 ? Found::Some : fits ? Found::OutsideView : Found::DoesNotFit;
+    return added > 0 ? Found::Some : fits || !isInView ? Found::OutsideView : Found::DoesNotFit;
 }
 
 } // namespace Cartolith::Map::Labels::Internal

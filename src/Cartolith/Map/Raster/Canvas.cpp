@@ -164,7 +164,7 @@ public:
     template <typename Function>
     void drawStroke(const Stroke& stroke, Function addParts) {
         detach();
-        if (stroke.casing > 0.0) {
+        if (stroke.casing > 0.0 && std::isfinite(stroke.casing)) {
             const double wide = stroke.width + 2.0 * stroke.casing;
             addParts(wide);
             endStroke(wide, stroke.casingColor);

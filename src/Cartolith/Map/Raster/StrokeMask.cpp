@@ -86,10 +86,16 @@ void StrokeMask::add(const Shape& shape) {
     }
     const double reach = (isCapsule ? shape.radius : std::hypot(shape.radius, shape.reach)) + soft;
     // Pixels whose middles are nearer than that.
-    const int left = std::max(0, floorOf(std::min(a.x(), b.x()) - reach + 0.5));
-    const int right = std::min(m_width, ceilOf(std::max(a.x(), b.x()) + reach - 0.5));
-    const int top = std::max(0, floorOf(std::min(a.y(), b.y()) - reach + 0.5));
-    const int bottom = std::min(m_height, ceilOf(std::max(a.y(), b.y()) + reach - 0.5));
+    const auto below = [&](double value, int size) {
+        return floorOf(std::clamp(value - reach + 0.5, 0.0, static_cast<double>(size)));
+    };
+    const auto above = [&](double value, int size) {
+        return ceilOf(std::clamp(value + reach - 0.5, 0.0, static_cast<double>(size)));
+    };
+    const int left = below(std::min(a.x(), b.x()), m_width);
+    const int right = above(std::max(a.x(), b.x()), m_width);
+    const int top = below(std::min(a.y(), b.y()), m_height);
+    const int bottom = above(std::max(a.y(), b.y()), m_height);
     if (left >= right || top >= bottom) {
         return;
     }

@@ -213,7 +213,8 @@ void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed,
 
 void addStroke(StrokeMask& mask, const std::vector<QPointF>& points, bool isClosed, const Stroke& stroke,
                double width) {
-    const double radius = std::max(width, 1.0) * 0.5;
+    constexpr double widest = 1e5;
+    const double radius = std::clamp(width, 1.0, widest) * 0.5;
     if (stroke.dashes.isEmpty()) {
         addStretch(mask, points, isClosed, stroke, radius);
         return;
