@@ -21,8 +21,8 @@ void LabelObstacles::add(const Obstacle& piece) {
         });
         return;
     }
-    // A long segment in pieces: the box of a diagonal is most of the picture.
-    constexpr double longest = 64.0;
+    // A long segment in pieces, no shorter than it is wide: the box of a diagonal is most of the picture.
+    const double longest = std::max(64.0, width);
     const QPointF way = piece.to - piece.from;
     double first = 0.0;
     double last = 1.0;
