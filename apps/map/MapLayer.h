@@ -37,6 +37,8 @@ struct MapLayerOptions {
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> assumed = nullptr;
     /// The size in pixels of a picture of everything, for which overviews will do; empty when all is wanted.
     QSize overviewFor = {};
+    /// Of a larger file without overviews, such a picture draws a sample of so many features.
+    qint64 most = 1'000'000;
     /// The map's coordinate system; null for that of the file.
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> mapSystem = nullptr;
 };

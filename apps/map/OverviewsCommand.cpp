@@ -1,5 +1,6 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "OpenLayer.h"
 #include "ProgressBar.h"
 
 #include <Cartolith/Core/Layers/GisVectorOverviews.h>
@@ -26,7 +27,8 @@ Makes FILE.NAME.overviews.gpkg beside FILE: for scales a factor of 2 apart, its 
 where more than one lies in 4 by 4 pixels, thinned out. With it a picture of millions of features reads some thousands.
 Says what was made. It is used as long as FILE stays as it is; run it again when FILE has changed.
 
-FILE is a GeoPackage, FlatGeobuf, GeoJSON, SQLite or KML file.
+FILE is a GeoPackage, FlatGeobuf, GeoJSON, SQLite or KML file; or a connection to PostGIS, which gets tables
+NAME_overviews... beside the table NAME.
 
 Example
   cartolith-map overviews parcels.fgb
@@ -66,7 +68,7 @@ int Commands::overviews(const QStringList& arguments) {
     const auto made = GisVectorOverviews::find(file, layer);
     if (!made) {
         throw std::runtime_error(
-            QStringLiteral("'%1' has changed while its overviews were made").arg(file).toStdString());
+            QStringLiteral("'%1' has changed while its overviews were made").arg(shown(file)).toStdString());
     }
     if (!parser.isSet("quiet")) {
         const QLocale english(QLocale::English);
@@ -76,8 +78,13 @@ int Commands::overviews(const QStringList& arguments) {
                         qPrintable(english.toString(made->featureCount())),
                         qPrintable(QString::number(level.unitsPerPixel, 'g', 4)));
         }
-        std::printf("%s: %s bytes\n", made->path().toUtf8().constData(),
-                    qPrintable(english.toString(QFileInfo(made->path()).size())));
+        if (const QFileInfo kept(made->path()); kept.isFile()) {
+            std::printf("%s: %s bytes\n", made->path().toUtf8().constData(),
+                        qPrintable(english.toString(kept.size())));
+        } else {
+            std::printf("%s ...: tables beside it\n",
+                        made->levels().constFirst().tableName.toUtf8().constData());
+        }
     }
     return 0;
 }

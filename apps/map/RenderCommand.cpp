@@ -16,6 +16,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <limits>
 #include <memory>
 #include <vector>
 
@@ -52,6 +53,8 @@ Sheet
   --identify LON,LAT        say what lies at this place (degrees, or map units on a map without a coordinate system):
                             of the topmost layer with something there, the nearest feature within two pixels or
                             the values of a raster's cell; may be given several times
+  --at-most COUNT           of a file with more features and without overviews, a picture of everything in one look draws
+                            a sample of so many, and says so; 1000000 when not given
   --quiet                   do not say what was done; --identify is answered
 
 Examples
@@ -100,6 +103,7 @@ void addRenderOptions(QCommandLineParser& parser) {
                        {"note", "", "text"},
                        {"identify", "", "lon,lat"},
                        {"no-graticule", ""},
+                       {"at-most", "", "count"},
                        {"quiet", ""}});
     SymbologyOptions::addTo(parser);
     RasterOptions::addTo(parser);
@@ -178,11 +182,15 @@ RenderOptions renderOptions(const QStringList& arguments) {
         options.identify.append(Arguments::lonLat("identify", place));
     }
     options.quiet = parser.isSet("quiet");
+    const qint64 most = parser.isSet("at-most") ? Arguments::whole("at-most", parser.value("at-most"), 1,
+                                                                   std::numeric_limits<int>::max())
+                                                : MapLayerOptions().most;
     if (options.extent.isEmpty() && options.identify.isEmpty()) {
         for (LayerOptions& layer : options.layers) {
             if (layer.isFirst || options.system != nullptr) { // else the map's system is not known yet
                 layer.layer.overviewFor = options.sheet.size;
                 layer.layer.mapSystem = options.system;
+                layer.layer.most = most;
             }
         }
     }

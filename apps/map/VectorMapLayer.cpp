@@ -5,10 +5,14 @@
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Map/Projection.h>
 #include <Cartolith/Map/SmallestPixel.h>
+
+#include <QFileInfo>
 
 #include <limits>
 #include <utility>
@@ -34,23 +38,59 @@ std::optional<VectorMapLayer::Overview> VectorMapLayer::overviewOf(const MapLaye
                                               overviews->hasCoordinateSystem(), overviews->featureCount()});
 }
 
+std::unique_ptr<Layers::GisLayerVector>
+VectorMapLayer::sampleOf(const MapLayerOptions& options, const SymbologyOptions& symbology, StepLog& log) {
+    constexpr qint64 fewest = 16; // bytes of a feature: smaller files are not looked into
+    const bool isWanted = !options.overviewFor.isEmpty() && !options.legend && !symbology.hasClasses();
+    if (!isWanted || QFileInfo(options.file).size() / fewest < options.most ||
+        Layers::GisVectorOverviews::find(options.file, options.layer)) {
+        return nullptr;
+    }
+    Layers::GisFeatureRequest request;
+    request.picture = {std::numeric_limits<double>::infinity(), options.most};
+    const auto reader = Layers::GisFeatureReader::fromSource(options.file, options.layer, request);
+    if (reader->detail() != Layers::GisFeatureReader::Detail::Sample) {
+        return nullptr;
+    }
+    auto sample = Layers::GisLayerVector::createInMemory(options.layer, Shapes::GisShapeType::Null, {});
+    sample->setCoordinateSystem(std::const_pointer_cast<CoordinateSystem>(reader->coordinateSystem()));
+    for (const Layers::Defs::GisAttributeDefinition& field : reader->fields()) {
+        sample->addAttributeDefinition(field);
+    }
+    std::optional<qint64> last;
+    qint64 count = 0;
+    while (reader->next()) {
+        count += last != reader->featureId() ? 1 : 0;
+        last = reader->featureId();
+        sample->addShape(reader->takeShape());
+    }
+    log.done("read", QStringLiteral("%1: a sample").arg(shown(options.file)));
+    log.done("sample", Layers::GisFeatureReader::shownText(count, reader->sourceCount()) +
+                           QStringLiteral("; cartolith-map overviews makes a better picture"));
+    return sample;
+}
+
 VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOptions& symbology,
                                StepLog& log)
     : m_options(options), m_log(log), m_overview(overviewOf(options, symbology)),
-      m_source(m_overview ? m_overview->file : options.file,
-               m_overview ? m_overview->level.tableName : options.layer) {
-    openWithProgress(m_source);
-    m_log.done("read", QStringLiteral("%1: %2").arg(shown(options.file), summary(m_source)));
+      m_source(m_overview ? nullptr : sampleOf(options, symbology, log)) {
+    if (m_source == nullptr) {
+        auto whole = std::make_unique<Layers::GisLayerOgrVector>(m_overview ? m_overview->file : options.file,
+                                                                 m_overview ? m_overview->level.tableName
+                                                                            : options.layer);
+        openWithProgress(*whole);
+        m_log.done("read", QStringLiteral("%1: %2").arg(shown(options.file), summary(*whole)));
+        m_source = std::move(whole);
+    }
     if (m_overview) {
         if (!m_overview->hasCoordinateSystem) {
-            m_source.setCoordinateSystem(nullptr);
+            m_source->setCoordinateSystem(nullptr);
         }
-        m_log.done("overview", QStringLiteral("%1 of %2 features shown")
-                                   .arg(m_overview->level.featureCount)
-                                   .arg(m_overview->featureCount));
+        m_log.done("overview", Layers::GisFeatureReader::shownText(m_overview->level.featureCount,
+                                                                   m_overview->featureCount));
     }
-    assumeSystem(m_source, options.file, options.assumed);
-    m_renderer = symbology.makeRenderer(m_source);
+    assumeSystem(*m_source, options.file, options.assumed);
+    m_renderer = symbology.makeRenderer(*m_source);
     symbology.save(*m_renderer);
     m_casing = symbology.casing(*m_renderer);
     m_log.done("classify", QStringLiteral("%1 styles").arg(m_renderer->legendItems().size()) +
@@ -58,16 +98,16 @@ VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOp
 }
 
 std::shared_ptr<CoordinateSystem> VectorMapLayer::system() const {
-    return m_source.coordinateSystem();
+    return m_source->coordinateSystem();
 }
 
 void VectorMapLayer::setMapSystem(std::shared_ptr<CoordinateSystem> system) {
-    if (system != nullptr && !Projection::isIn(m_source, *system)) {
-        Projection::Result result = Projection::project(m_source, std::move(system));
+    if (system != nullptr && !Projection::isIn(*m_source, *system)) {
+        Projection::Result result = Projection::project(*m_source, std::move(system));
         m_projected = std::move(result.layer);
         m_log.done("reproject",
                    QStringLiteral("%1 shapes from %2 to %3, %4 left out")
-                       .arg(QString::number(m_projected->count()), m_source.coordinateSystem()->name(),
+                       .arg(QString::number(m_projected->count()), m_source->coordinateSystem()->name(),
                             m_projected->coordinateSystem()->name(), QString::number(result.leftOut)));
     }
     layer().setSymbolRenderer(std::move(m_renderer));
@@ -76,7 +116,7 @@ void VectorMapLayer::setMapSystem(std::shared_ptr<CoordinateSystem> system) {
 }
 
 Shapes::GisExtent VectorMapLayer::extent() const {
-    const Layers::GisLayerVector* const drawn = m_projected != nullptr ? m_projected.get() : &m_source;
+    const Layers::GisLayerVector* const drawn = m_projected != nullptr ? m_projected.get() : m_source.get();
     return drawn->count() == 0 ? Shapes::GisExtent() : drawn->extent();
 }
 
@@ -130,7 +170,7 @@ QString VectorMapLayer::describeAt(const Shapes::GisShapePoint& place, double to
         return {};
     }
     QStringList values;
-    for (const Layers::Defs::GisAttributeDefinition& field : m_source.attributeDefinitions()) {
+    for (const Layers::Defs::GisAttributeDefinition& field : m_source->attributeDefinitions()) {
         const QVariant value = found->attributeValue(field.name());
         if (value.isValid()) {
             values.append(QStringLiteral("%1=%2").arg(field.name(), value.toString()));

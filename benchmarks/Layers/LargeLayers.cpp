@@ -11,19 +11,41 @@
 //
 //   cartolith-large-layers windows COUNT FILE
 //
-// asks for windows of some 1,000 polygons of the file, beside plain OGR.
+// asks for windows of some 1,000 polygons of the file, beside plain OGR. For FILE, a server does too, where
+// the table is made anew: scripts/lib/postgis sh -c 'PROGRAM windows COUNT "$CARTOLITH_TEST_POSTGIS"';
+//
+//   cartolith-large-layers columns COUNT FILE
+//
+// goes over the polygons of the file as batches of columns, and as features;
+//
+//   cartolith-large-layers hilbert COUNT FILE.gpkg
+//
+// windows of the file, and of a copy saved in Hilbert order;
+//
+//   cartolith-large-layers picture COUNT FILE
+//
+// a picture of everything, of a sample and of overviews;
+//
+//   cartolith-large-layers cancel COUNT FILE
+//
+// how long a query of everything goes on after cancel().
 
 #include <Cartolith/Core/Layers/Commands/GisDeleteShapeCommand.h>
 #include <Cartolith/Core/Layers/Commands/GisMacroCommand.h>
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisVectorOverviews.h>
+#include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFileInfo>
+#include <ogr_recordbatch.h>
 #include <ogrsf_frmts.h>
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <cmath>
 #include <cstdio>
 #include <cstdlib>
@@ -36,6 +58,7 @@
 #include <stdexcept>
 #include <string>
 #include <sys/wait.h>
+#include <thread>
 #include <unistd.h>
 #include <vector>
 
@@ -119,6 +142,30 @@ void makeFile(const std::string& path, bool isPolygon, int count) {
     dataset->CommitTransaction();
 }
 
+/// The same in a server's table, of other random numbers.
+void makeTable(const std::string& path, int count) {
+    const Dataset server(static_cast<GDALDataset*>(
+        GDALOpenEx(path.c_str(), GDAL_OF_VECTOR | GDAL_OF_UPDATE, nullptr, nullptr, nullptr)));
+    const std::string half = std::to_string(size);
+    for (const std::string& statement :
+         {std::string("DROP TABLE IF EXISTS features"),
+          std::string("CREATE TABLE features (id int, number int, root float8, kind text, name text, geom "
+                      "geometry(Polygon,3006))"),
+          std::string("SELECT setseed(0.5) AS seed"),
+          "INSERT INTO features SELECT i, i, sqrt(i), "
+          "('{field,wood,meadow,garden,road,yard,water,building}'::text[])[1 + i % 8], 'parcel ' || i, "
+          "ST_Buffer(ST_SetSRID(ST_Point(random() * " +
+              half + ", random() * " + half + "), 3006), 10, 2) FROM generate_series(1, " +
+              std::to_string(count) + ") i",
+          std::string("ALTER TABLE features ADD PRIMARY KEY (id)"),
+          std::string("CREATE INDEX ON features USING gist (geom)"),
+          std::string("VACUUM ANALYZE features")}) {
+        if (server != nullptr) {
+            server->ReleaseResultSet(server->ExecuteSQL(statement.c_str(), nullptr, nullptr));
+        }
+    }
+}
+
 double residentMegabytes() {
     malloc_trim(0);
     std::ifstream status("/proc/self/statm");
@@ -134,6 +181,13 @@ double secondsOf(const std::function<void()>& work) {
     const std::clock_t start = std::clock();
     work();
     return static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC;
+}
+
+/// On the wall: with a server, which works while this process waits.
+double waitFor(const std::function<void()>& work) {
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
 }
 
 void inNewProcess(const std::function<void()>& work) {
@@ -196,13 +250,17 @@ double median(std::vector<double> values) {
 
 /// Each question to one and then to the other, so that what else the machine does meets both.
 void askWindows(const std::string& path, int count) {
-    const double opening = secondsOf([&] { openFile(path)->GetLayer(0)->GetLayerDefn(); });
+    double opening = 0;
+    const double openingWait =
+        waitFor([&] { opening = secondsOf([&] { openFile(path)->GetLayer(0)->GetLayerDefn(); }); });
     const Dataset dataset = openFile(path);
     OGRLayer& plain = *dataset->GetLayer(0);
     const double before = residentMegabytes();
     Layers::GisLayerOgrOnDemand layer(QString::fromStdString(path));
-    std::printf("open()         %8.3f ms, plain OGR %.3f ms\n", secondsOf([&] { layer.open(); }) * 1e3,
-                opening * 1e3);
+    double ourOpening = 0;
+    const double ourWait = waitFor([&] { ourOpening = secondsOf([&] { layer.open(); }); });
+    std::printf("open()         %8.3f ms, plain OGR %.3f ms; on the wall %.3f and %.3f ms\n",
+                ourOpening * 1e3, opening * 1e3, ourWait * 1e3, openingWait * 1e3);
     std::printf("open           %8.1f MB beside that\n", residentMegabytes() - before);
     std::mt19937_64 random(7);
     const double side = size * std::sqrt(1000.0 / count);
@@ -211,13 +269,15 @@ void askWindows(const std::string& path, int count) {
         std::uniform_real_distribution<double> coordinate(0.0, size - width);
         std::vector<double> ours;
         std::vector<double> theirs;
+        std::vector<double> ourWaits;
+        std::vector<double> theirWaits;
         layer.open(); // with nothing in its cache
         qsizetype found = 0;
         qsizetype foundPlain = 0;
         for (int i = 0; i < windows; ++i) {
             const double x = coordinate(random);
             const double y = coordinate(random);
-            theirs.push_back(secondsOf([&] {
+            const auto askPlain = [&] {
                 plain.SetSpatialFilterRect(x, y, x + width, y + width);
                 for (auto& feature : plain) {
                     OGREnvelope box;
@@ -225,22 +285,156 @@ void askWindows(const std::string& path, int count) {
                     ++foundPlain;
                 }
                 plain.ResetReading();
-            }));
-            ours.push_back(secondsOf([&] {
+            };
+            const auto ask = [&] {
                 if (width == side) {
                     found += layer.query({x, y, x + width, y + width}).size();
                 } else {
                     found += layer.findShapeAt({x + width / 2, y + width / 2}, width / 2) != nullptr ? 1 : 0;
                 }
-            }));
+            };
+            theirWaits.push_back(waitFor([&] { theirs.push_back(secondsOf(askPlain)); }));
+            ourWaits.push_back(waitFor([&] { ours.push_back(secondsOf(ask)); }));
         }
-        std::printf("%-14s %8.3f ms (median), plain OGR %.3f ms, ratio %.2f; %lld and %lld found\n",
-                    width == side ? "query()" : "findShapeAt()", median(ours) * 1e3, median(theirs) * 1e3,
-                    median(ours) / median(theirs), static_cast<long long>(found),
-                    static_cast<long long>(foundPlain));
+        std::printf(
+            "%-14s %8.3f ms (median), plain OGR %.3f ms, ratio %.2f; on the wall %.3f and %.3f ms; %lld and "
+            "%lld found\n",
+            width == side ? "query()" : "findShapeAt()", median(ours) * 1e3, median(theirs) * 1e3,
+            median(ours) / median(theirs), median(ourWaits) * 1e3, median(theirWaits) * 1e3,
+            static_cast<long long>(found), static_cast<long long>(foundPlain));
     }
     std::printf("after all      %8.1f MB, %.1f MB in the cache by its own count\n",
                 residentMegabytes() - before, static_cast<double>(layer.cachedBytes()) / 1e6);
+}
+
+qint64 rowsOf(ArrowArrayStream& stream) {
+    qint64 rows = 0;
+    for (ArrowArray batch = {}; stream.get_next(&stream, &batch) == 0 && batch.release != nullptr;) {
+        rows += batch.length;
+        batch.release(&batch);
+    }
+    stream.release(&stream);
+    return rows;
+}
+
+qint64 rowsOf(Layers::GisFeatureReader& reader) {
+    qint64 rows = 0;
+    for (; reader.next(); ++rows) {
+        reader.shape();
+    }
+    return rows;
+}
+
+/// One after the other, so that what else the machine does meets all of them.
+void readColumns(const std::string& path, int count) {
+    const Dataset dataset = openFile(path);
+    Layers::GisLayerOgrVector layer(QString::fromStdString(path));
+    layer.open();
+    const auto fromSource = [&path] {
+        return Layers::GisFeatureReader::fromSource(QString::fromStdString(path), {}, {});
+    };
+    const auto throughArrow = [](std::unique_ptr<Layers::GisFeatureReader> reader) {
+        ArrowArrayStream stream = {};
+        Layers::GisFeatureReader::toArrow(std::move(reader), stream);
+        return rowsOf(stream);
+    };
+    const std::vector<std::pair<const char*, std::function<qint64()>>> ways{
+        {"OGR's GetArrowStream()",
+         [&] {
+             ArrowArrayStream stream = {};
+             dataset->GetLayer(0)->ResetReading();
+             dataset->GetLayer(0)->GetArrowStream(&stream, nullptr);
+             return rowsOf(stream);
+         }},
+        {"the file, next()", [&] { return rowsOf(*fromSource()); }},
+        {"the file, toArrow()", [&] { return throughArrow(fromSource()); }},
+        {"the layer, next()", [&] { return rowsOf(*layer.read({})); }},
+        {"the layer, toArrow()", [&] { return throughArrow(layer.read({})); }},
+    };
+    std::vector<std::vector<double>> seconds(ways.size());
+    constexpr int runs = 5;
+    for (int run = 0; run < runs; ++run) {
+        for (std::size_t i = 0; i < ways.size(); ++i) {
+            seconds[i].push_back(secondsOf([&] {
+                if (ways[i].second() != count) {
+                    throw std::runtime_error(path + ": it was made with another count");
+                }
+            }));
+        }
+    }
+    for (std::size_t i = 0; i < ways.size(); ++i) {
+        const double typical = median(seconds[i]);
+        std::printf("%-24s %6.2f s  %5.2f million rows a second\n", ways[i].first, typical,
+                    count / typical / 1e6);
+    }
+}
+
+double millisecondsSince(std::chrono::steady_clock::time_point start) {
+    return std::chrono::duration<double, std::milli>(std::chrono::steady_clock::now() - start).count();
+}
+
+std::string inHilbertOrder(const std::string& path) {
+    const std::string ordered = path + ".hilbert.gpkg";
+    if (!QFileInfo::exists(QString::fromStdString(ordered))) {
+        inNewProcess([&] {
+            Layers::GisLayerOgrVector layer(QString::fromStdString(path));
+            layer.setUsesIndexFile(false);
+            layer.open();
+            Layers::GisVectorSaveOptions options;
+            options.order = Layers::GisVectorSaveOptions::Order::Hilbert;
+            layer.saveAs(QString::fromStdString(ordered), options);
+        });
+    }
+    return ordered;
+}
+
+void lookAtEverything(const QString& path) {
+    using Layers::GisVectorOverviews;
+    constexpr int pixels = 900; // the lower side of the picture
+    const auto look = [&path](const char* what) {
+        const double before = residentMegabytes();
+        const auto start = std::chrono::steady_clock::now();
+        Layers::GisLayerOgrOnDemand layer(path);
+        layer.open();
+        const auto seen = layer.queryPicture({-100, -100, size + 100, size + 100}, size / pixels);
+        std::printf("%-10s %8.0f ms with open(), %.0f MB; %s\n", what, millisecondsSince(start),
+                    residentMegabytes() - before, qPrintable(seen.text()));
+    };
+    if (!GisVectorOverviews::find(path)) {
+        inNewProcess([&] { look("sample"); });
+        const auto start = std::chrono::steady_clock::now();
+        GisVectorOverviews::build(path);
+        std::printf("%-10s %8.0f ms\n", "to build", millisecondsSince(start));
+    }
+    for (int i = 0; i < 3; ++i) {
+        inNewProcess([&] { look("overviews"); });
+    }
+}
+
+void cancelQueries(const QString& path) {
+    constexpr int rounds = 50;
+    std::mt19937 random(1);
+    std::vector<double> delays;
+    Layers::GisLayerOgrOnDemand layer(path);
+    layer.open();
+    layer.setCacheBudget(1LL << 40U);
+    for (int i = 0; i < rounds; ++i) {
+        layer.open();
+        std::chrono::steady_clock::time_point cancelled;
+        std::thread other([&] {
+            std::this_thread::sleep_for(std::chrono::microseconds(500 + random() % 50'000));
+            cancelled = std::chrono::steady_clock::now();
+            layer.cancel();
+        });
+        layer.query({-1, -1, size + 1, size + 1});
+        const auto end = std::chrono::steady_clock::now();
+        other.join();
+        if (layer.lastReading() == Layers::GisLayerOgrOnDemand::Reading::Cancelled) {
+            delays.push_back(std::chrono::duration<double, std::milli>(end - cancelled).count());
+        }
+    }
+    std::printf("cancel()   %zu of %d, back within %.2f ms (median), %.2f ms (longest)\n", delays.size(),
+                rounds, median(delays), *std::max_element(delays.begin(), delays.end()));
 }
 
 void edit(int count) {
@@ -287,16 +481,41 @@ int main(int argc, char** argv) try {
         edit(std::max(std::atoi(argv[2]), 20'000));
         return 0;
     }
-    if (argc != 4 || (kind != "points" && kind != "polygons" && kind != "windows")) {
-        std::fputs("cartolith-large-layers points|polygons|windows COUNT FILE | edits COUNT\n", stderr);
+    constexpr std::array kinds{"points", "polygons", "windows", "columns", "hilbert", "picture", "cancel"};
+    if (argc != 4 || std::find(kinds.begin(), kinds.end(), kind) == kinds.end()) {
+        std::fputs("cartolith-large-layers points|polygons|windows|columns|hilbert|picture|cancel COUNT FILE "
+                   "| edits COUNT\n",
+                   stderr);
         return 2;
     }
     const bool isPolygon = kind != "points";
     const int count = std::atoi(argv[2]);
     const std::string path = argv[3];
     GDALAllRegister();
-    if (!QFileInfo::exists(QString::fromStdString(path))) {
+    if (path.starts_with("PG:")) {
+        makeTable(path, count);
+    } else if (!QFileInfo::exists(QString::fromStdString(path))) {
         makeFile(path, isPolygon, count);
+    }
+    if (kind == "columns") {
+        inNewProcess([&] { readColumns(path, count); });
+        return 0;
+    }
+    if (kind == "picture") {
+        lookAtEverything(QString::fromStdString(path));
+        return 0;
+    }
+    if (kind == "cancel") {
+        cancelQueries(QString::fromStdString(path));
+        return 0;
+    }
+    if (kind == "hilbert") {
+        const std::string ordered = inHilbertOrder(path);
+        for (int i = 0; i < 6; ++i) {
+            std::puts(i % 2 == 0 ? "as made:" : "in Hilbert order:");
+            inNewProcess([&] { askWindows(i % 2 == 0 ? path : ordered, count); });
+        }
+        return 0;
     }
     if (kind == "windows") {
         inNewProcess([&] { walk(path, count); });

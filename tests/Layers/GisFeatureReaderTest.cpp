@@ -1,10 +1,12 @@
 #include "../TestSeed.h"
+#include "Layers/ArrowRows.h"
 #include "Layers/RandomFilters.h"
 #include "Layers/Saving.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisFeatureReader.h>
+#include <Cartolith/Core/Serialization/GisWkbReader.h>
 
 #include <algorithm>
 #include <limits>
@@ -41,6 +43,33 @@ QStringList answer(GisFeatureReader& reader) {
         EXPECT_EQ(reader.attributes(), attributes);
     }
     EXPECT_EQ(reader.state(), State::AtEnd);
+    return features;
+}
+
+/// The same through Arrow.
+QStringList arrowAnswer(std::unique_ptr<GisFeatureReader> reader) {
+    test::Released<ArrowArrayStream> stream;
+    GisFeatureReader::toArrow(std::move(reader), stream, {"ge\"om", "i'd", 7, 1 << 20, {}});
+    QStringList features;
+    const int code = test::forEachBatch(stream, [&](const test::ArrowColumnView& batch) {
+        for (qint64 row = 0; row < batch.length(); ++row) {
+            QHash<QString, QVariant> attributes;
+            qint64 id = 0;
+            std::unique_ptr<Shapes::GisShape> shape;
+            for (const test::ArrowColumnView& column : batch.children()) {
+                const QVariant value = column.variant(row);
+                if (column.name() == "i'd") {
+                    id = value.toLongLong();
+                } else if (column.name() == "ge\"om") {
+                    shape = Serialization::Wkb::GisWkbReader::read(value.toByteArray());
+                } else if (value.isValid()) {
+                    attributes.insert(column.name(), value);
+                }
+            }
+            features.append(feature(id, attributes, shape.get()));
+        }
+    });
+    EXPECT_EQ(code, 0) << stream.get_last_error(&stream);
     return features;
 }
 
@@ -193,7 +222,10 @@ protected:
         if (is(2)) {
             const double x = draw(random, 100);
             const double y = draw(random, 100);
-            request.extent = GisExtent(x, y, x + draw(random, 30), y + draw(random, 30));
+            const double odd[] = {-HUGE_VAL, HUGE_VAL, std::nan(""), -1e308, 1e308, 1e-320, x, y};
+            request.extent = is(5) ? GisExtent(odd[draw(random, 8)], odd[draw(random, 8)], odd[draw(random, 8)],
+                                               odd[draw(random, 8)])
+                                   : GisExtent(x, y, x + draw(random, 30), y + draw(random, 30));
         }
         if (!is(3)) {
             request.filter = filters.next();
@@ -201,7 +233,7 @@ protected:
         if (is(4)) {
             request.featureIds.emplace();
             for (int i = draw(random, 40); i > 0; --i) {
-                request.featureIds->append(draw(random, rows * 2) - 1);
+                request.featureIds->append(draw(random, rows * 2) - 1 - (is(4) ? qint64{1} << 32 : 0));
             }
         }
         if (is(2)) {
@@ -242,6 +274,8 @@ protected:
             const QStringList expected = plainAnswer(layer, request);
             ASSERT_EQ(ofLayer(layer, request), expected);
             ASSERT_EQ(ofSource(path, request), expected);
+            ASSERT_EQ(arrowAnswer(i % 2 == 0 ? layer.read(request) : GisFeatureReader::fromSource(path, {}, request)),
+                      expected);
             given += expected.size();
         }
         EXPECT_GT(given, requests);

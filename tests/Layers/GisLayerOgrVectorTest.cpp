@@ -131,6 +131,44 @@ TEST_F(OgrLayer, MakesCurvesLinear) {
     }
 }
 
+TEST_F(OgrLayer, TextsOfGeoJsonAreDatesWhereTheyAreWrittenAsSuch) {
+    const struct {
+        const char* text;
+        QVariant expected = {}; ///< none: the text
+    } rows[] = {
+        {"2020-01-02", QDate(2020, 1, 2)},
+        {R"(2020\/01\/02)", QDate(2020, 1, 2)},
+        {"12:30:01.5", QTime(12, 30, 1, 500)},
+        {"2020-01-02T10:00", QDateTime(QDate(2020, 1, 2), QTime(10, 0))},
+        {"2020-01-02 10:00:00.25+0130", QDateTime(QDate(2020, 1, 2), QTime(10, 0, 0, 250), Qt::OffsetFromUTC, 5400)},
+        {"12/5/19"},
+        {"10-11-12"},
+        {"1:00:00"},
+        {"16:10"},
+        {"12:30:60"},
+        {"2020-02-30"},
+        {"2020-01-02T10:00+00:20"}, // GDAL knows quarters of an hour
+    };
+    for (const auto& row : rows) {
+        QByteArray text = R"({"type":"FeatureCollection","features":[{"type":"Feature","properties":{"w":"2020-01-02",)"
+                          R"("v" : "@"},"geometry":{"type":"Point","coordinates":[1,2]}}]})";
+        GisLayerOgrVector layer(write("x.geojson", text.replace("@", row.text)));
+        ASSERT_TRUE(layer.open());
+        EXPECT_EQ(layer.attributeValueForRow(0, "v"), row.expected.isValid() ? row.expected : QVariant(row.text));
+        GisLayerOgrVector part("/vsisubfile/0," + layer.path());
+        ASSERT_TRUE(part.open());
+        EXPECT_EQ(part.attributeValueForRow(0, "v"), layer.attributeValueForRow(0, "v"));
+    }
+}
+
+TEST_F(OgrLayer, CountsTextsOfAnotherEncodingAndKeepsNamesApart) {
+    GisLayerOgrVector layer(write("latin1.csv", "WKT,GR\xD6,GR\xDC,name\nPOINT (1 2),1,2,M\xFCn\nPOINT (3 4),1,2,M\n"));
+    ASSERT_TRUE(layer.open());
+    EXPECT_EQ(layer.attributeValueForRow(0, "GRÖ"), "1");
+    EXPECT_EQ(layer.attributeValueForRow(0, "GRÜ"), "2");
+    EXPECT_EQ(layer.notKept().otherTexts, 1);
+}
+
 TEST_F(OgrLayer, TypesItsValuesAndLeavesNullsOut) {
     const QDateTime utc(QDate(2020, 2, 29), QTime(23, 59, 58, 250), Qt::UTC);
     const QDateTime east(QDate(2020, 2, 29), QTime(12, 0), Qt::OffsetFromUTC, (5 * 60 + 30) * 60);

@@ -1,5 +1,7 @@
 #include "Layers/Saving.h"
 
+#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
+
 #include <algorithm>
 
 using namespace Cartolith::Core;
@@ -97,6 +99,31 @@ TEST_F(OgrFeatures, LayersOfOneDatabaseCommitInAnyOrder) {
             EXPECT_EQ(featuresOf(path, row.second).size(), 4U);
         }
     }
+}
+
+TEST_F(OgrFeatures, OneOfSeveralRowsOfAnIdIsNotDeleted) {
+    const QString path = make("GPKG", "view.gpkg", {{"POINT (1 1)", "POINT (2 2)"}});
+    {
+        const auto source = openToWrite(path);
+        for (const char* const statement :
+             {"CREATE VIEW twice AS SELECT fid, geom, n FROM layer0 UNION ALL SELECT fid, geom, n + 5 FROM layer0 "
+              "WHERE fid = 1",
+              "INSERT INTO gpkg_contents SELECT 'twice', data_type, 'twice', '', last_change, min_x, min_y, max_x, "
+              "max_y, srs_id FROM gpkg_contents WHERE table_name = 'layer0'",
+              "INSERT INTO gpkg_geometry_columns SELECT 'twice', column_name, geometry_type_name, srs_id, z, m FROM "
+              "gpkg_geometry_columns WHERE table_name = 'layer0'"}) {
+            execute(*source, statement);
+        }
+    }
+    GisLayerOgrVector layer(path, "twice");
+    ASSERT_TRUE(layer.open() && layer.count() == 3);
+    EXPECT_FALSE(layer.hasStableFeatureIds());
+    ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(static_cast<int>(layer.sourceFeatureIds().indexOf(1)) + 1));
+    EXPECT_FALSE(layer.commitEdit());
+    EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("feature 1: it is several shapes"));
+    execute(*openToWrite(path), "DROP VIEW twice");
+    execute(*openToWrite(path), "CREATE VIEW twice AS SELECT fid, geom, n FROM layer0"); // GDAL finds its index
+    EXPECT_THROW(Layers::GisLayerOgrOnDemand(path, "twice").open(), std::runtime_error);
 }
 
 TEST_F(OgrFeatures, WhatAnotherLayerHasChangedIsNotOverwritten) {

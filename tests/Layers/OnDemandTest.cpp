@@ -3,10 +3,13 @@
 
 #include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
+#include <Cartolith/Core/Layers/GisVectorOverviews.h>
 
 #include <QFileInfo>
+#include <cpl_vsi.h>
 
 #include <atomic>
+#include <functional>
 #include <map>
 #include <random>
 #include <sys/resource.h>
@@ -128,6 +131,7 @@ TEST_F(OnDemand, AnswersAsALayerReadWhole) {
             ASSERT_NE(shape, nullptr);
             EXPECT_EQ(nameOf(*shape), nameOf(*whole.getShape(17)));
             EXPECT_EQ(layer.shapeForFeatureId(123'456), nullptr);
+            EXPECT_EQ(layer.shapeForFeatureId(1 - (qint64{1} << 32)), nullptr);
         }
     }
 }
@@ -312,6 +316,137 @@ TEST_F(OnDemand, ReadsNoMoreThanTheBudgetAndKeepsTheLastResult) {
     EXPECT_EQ(layer.lastReading(), Reading::Whole);
 }
 
+TEST_F(OnDemand, APictureOfMuchShowsSomeOfItAndSaysHowMuch) {
+    struct Row {
+        const char* suffix;
+        qint64 most;
+        bool hasOverviews;
+        const char* text;
+    };
+    for (const Row& row :
+         {Row{"gpkg", 50'000, true, "5000 of 5000 features shown"}, Row{"gpkg", 100, true, ""},
+          Row{"gpkg", 100, false, "100 of 5000 features shown"}, Row{"fgb", 100, false, "100 of 5000 features shown"},
+          Row{"shp", 100, false, "100 of 5000 features shown"},
+          Row{"geojson", 100, false, "100 of 5000 features shown"},
+          Row{"csv", 100, false, "100 of 5000 features shown"}}) {
+        SCOPED_TRACE(testing::Message() << row.suffix << row.most << row.hasOverviews);
+        const QString path = make(row.suffix, 5000);
+        GisLayerOgrOnDemand layer(path);
+        ASSERT_TRUE(layer.open() && (!row.hasOverviews || Layers::GisVectorOverviews::build(path)));
+        const GisExtent all(0, 0, 1100, 1100);
+        const auto seen = layer.queryPicture(all, 10.0, row.most);
+        const auto overviews = Layers::GisVectorOverviews::find(path);
+        EXPECT_EQ(overviews.has_value(), row.hasOverviews);
+        const int level = overviews ? overviews->levelFor(10.0, all, row.most) : -1;
+        EXPECT_EQ(
+            seen.text().toStdString(),
+            level < 0
+                ? row.text
+                : QString("%1 of 5000 features shown").arg(overviews->levels()[level].featureCount).toStdString());
+        EXPECT_EQ(seen.isWhole, seen.shownCount == 5000);
+        for (int quarter = 0; quarter < 4; ++quarter) {
+            const double x = quarter % 2 * 550.0;
+            const double y = quarter / 2 * 550.0;
+            const GisExtent part(x, y, x + 550, y + 550);
+            EXPECT_TRUE(std::any_of(seen.shapes.begin(), seen.shapes.end(), [&part](const GisShape* shape) {
+                return shape->intersects(part) && nameOf(*shape).startsWith('p');
+            }));
+        }
+        const GisExtent near(100, 100, 140, 140); // has fewer
+        const auto namesOf = [](const QList<GisShape*>& shapes) {
+            QStringList names;
+            std::transform(shapes.begin(), shapes.end(), std::back_inserter(names),
+                           [](const GisShape* shape) { return nameOf(*shape); });
+            return names.join(' ').toStdString();
+        };
+        EXPECT_EQ(namesOf(layer.queryPicture(near, 0.01, row.most).shapes), namesOf(layer.query(near)));
+        if (row.suffix == std::string("gpkg") && layer.beginEdit()) {
+            const int id = layer.shapeForFeatureId(1)->id();
+            ASSERT_TRUE(layer.setShapeAttributesEdit(id, {{"name", "edited"}}));
+            const auto shapes = layer.queryPicture(all, 10.0, row.most).shapes;
+            EXPECT_TRUE(shapes.contains(layer.getShape(id)));
+            EXPECT_TRUE(std::none_of(shapes.begin(), shapes.end(),
+                                     [](const GisShape* shape) { return nameOf(*shape) == "p0"; }));
+            ASSERT_TRUE(layer.rollbackEdit());
+        }
+        EXPECT_THROW(layer.queryPicture(all, 10.0, 0), std::invalid_argument);
+        layer.close();
+        for (const QString& name : files()) {
+            QFile::remove(at(name));
+        }
+    }
+}
+
+namespace {
+
+/// Files under /vsicounted/, whose reads are counted.
+struct Reads {
+    static inline int count = 0;
+    static inline std::function<void()> atRead;
+
+    static void* open(void* /*data*/, const char* name, const char* access) { return VSIFOpenL(name, access); }
+    static int stat(void* /*data*/, const char* name, VSIStatBufL* buffer, int flags) {
+        return VSIStatExL(name, buffer, flags);
+    }
+    static size_t read(void* file, void* buffer, size_t size, size_t count) {
+        ++Reads::count;
+        if (atRead) {
+            atRead();
+        }
+        return VSIFReadL(buffer, size, count, static_cast<VSILFILE*>(file));
+    }
+    static void install() {
+        static const bool isDone = [] {
+            VSIFilesystemPluginCallbacksStruct* const calls = VSIAllocFilesystemPluginCallbacksStruct();
+            calls->open = open;
+            calls->stat = stat;
+            calls->read = read;
+            calls->tell = [](void* file) { return VSIFTellL(static_cast<VSILFILE*>(file)); };
+            calls->seek = [](void* file, vsi_l_offset to, int from) {
+                return VSIFSeekL(static_cast<VSILFILE*>(file), to, from);
+            };
+            calls->eof = [](void* file) { return VSIFEofL(static_cast<VSILFILE*>(file)); };
+            calls->close = [](void* file) { return VSIFCloseL(static_cast<VSILFILE*>(file)); };
+            VSIInstallPluginHandler("/vsicounted/", calls);
+            VSIFreeFilesystemPluginCallbacksStruct(calls);
+            return true;
+        }();
+        static_cast<void>(isDone);
+    }
+};
+
+} // namespace
+
+TEST_F(OnDemand, IsUsableAfterACancelAtEveryRead) {
+    Reads::install();
+    for (const QString suffix : {"gpkg", "fgb", "shp"}) {
+        SCOPED_TRACE(suffix.toStdString());
+        GisLayerOgrOnDemand plain(make(suffix, 60));
+        GisLayerOgrOnDemand layer("/vsicounted/" + plain.path());
+        const GisExtent all(-1, -1, 2000, 2000);
+        ASSERT_TRUE(plain.open() && layer.open());
+        const QStringList whole = textsOf(plain, plain.query(all));
+        int cancelled = 0;
+        for (int at = 1;; ++at) {
+            ASSERT_TRUE(layer.open());
+            Reads::count = 0;
+            Reads::atRead = [&] { Reads::count == at ? layer.cancel() : void(); };
+            const auto part = layer.query(all);
+            const bool isReached = Reads::count >= at;
+            Reads::atRead = {};
+            if (!isReached) {
+                break;
+            }
+            EXPECT_EQ(layer.lastReading(), Reading::Cancelled);
+            EXPECT_LE(part.size(), whole.size());
+            ++cancelled;
+            ASSERT_EQ(textsOf(layer, layer.query(all)), whole) << "after a cancel at read " << at;
+            EXPECT_EQ(layer.lastReading(), Reading::Whole);
+        }
+        EXPECT_GT(cancelled, 2);
+    }
+}
+
 TEST_F(OnDemand, IsCancelledFromAnotherThread) {
     for (const QString suffix : {"gpkg", "geojson"}) {
         GisLayerOgrOnDemand layer(make(suffix, 5000));
@@ -387,8 +522,8 @@ TEST_F(OnDemand, DoesNotOverwriteWhatSomebodyElseHasChanged) {
 
 #if defined(NDEBUG) && !defined(__SANITIZE_ADDRESS__)
 TEST_F(OnDemand, BrowsesWithinItsBudget) {
-    const QString path = make("fgb", 60'000); // some 40 MB, read whole
-    constexpr rlim_t budget = 3U << 20U;
+    const QString path = make("fgb", 60'000); // some 50 MB, read whole
+    constexpr rlim_t budget = 16U << 20U;
     std::fflush(nullptr);
     const pid_t child = fork();
     if (child == 0) {
@@ -399,7 +534,8 @@ TEST_F(OnDemand, BrowsesWithinItsBudget) {
         QFile status("/proc/self/statm");
         status.open(QIODevice::ReadOnly);
         const rlim_t used = status.readAll().split(' ').first().toULongLong() * 4096U;
-        const rlimit most{used + 4 * budget, used + 4 * budget}; // a batch, and what the allocator wastes
+        constexpr rlim_t batch = 3U << 20U; // 256 features, and what the allocator keeps in reserve
+        const rlimit most{used + budget + batch, used + budget + batch};
         setrlimit(RLIMIT_AS, &most);
         std::mt19937 random(1);
         qsizetype seen = 0;

@@ -9,8 +9,12 @@
 
 #include <QDateTime>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
+#include <numeric>
 #include <random>
+#include <set>
 
 using namespace Cartolith::Core;
 using Layers::GisLayerOgrVector;
@@ -59,6 +63,8 @@ TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
                           {"narrow", 7.12345},
                           {"undeclared", 12345678901.5},
                           {"list", QVariantList{1, 2.5}},
+                          {"Längengröße", "in m"},
+                          {u"\ufeffk"_qs, u"\ufeffx"_qs}, // not a mark of byte order
                           {"like", "[1.50, {\"a\":1e400}]"}};
     auto layer = layerOf({{"POLYGON ((0 0, 9 0, 9 9, 0 0), (2 1, 8 7, 8 1, 2 1))", full},
                           {"POLYGON ((0 0, 1 0, 1 1, 0 0), (5 5, 6 5, 6 6, 5 5))", {{"Name", ""}}},
@@ -106,7 +112,8 @@ TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
             expected["moment"] = "2024-02-29T23:59:58.250+01:30";
         }
         for (auto it = expected.cbegin(); it != expected.cend(); ++it) {
-            const QVariant value = read.attributesForRow(0).value(isShapefile ? it.key().left(10) : it.key());
+            const QVariant value =
+                read.attributesForRow(0).value(isShapefile ? it.key().left(it.key()[0] == 'L' ? 8 : 10) : it.key());
             EXPECT_EQ(value, it.value()) << it.key().toStdString();
         }
         EXPECT_EQ(read.attributesForRow(1).value("Name", "null"), isShapefile ? "null" : "");
@@ -115,18 +122,39 @@ TEST_F(SaveAs, GivesTheLayerBackFromEveryFormat) {
     EXPECT_EQ(files().size(), suffixes.size() + 4) << "and nothing is left behind: " << files().join(" ").toStdString();
 }
 
+TEST_F(SaveAs, TakesWithdrawnCodes) {
+    for (const int code : {29118, 29183}) {
+        const auto layer = layerOf({{"POINT (-50 -20)", {}}});
+        layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(code));
+        EXPECT_EQ(reasonOf(*layer, at("sad.shp"), replace), "saved") << code;
+    }
+}
+
+TEST_F(SaveAs, NamesThatAShapefileCutsAlikeStayApart) {
+    ASSERT_TRUE(layerOf({{"POINT (1 2)", {{"Anzahl_über", 1}, {"Anzahl_übrig", 2}}}})->saveAs(at("a.shp")));
+    GisLayerOgrVector read(at("a.shp"));
+    ASSERT_TRUE(read.open());
+    QStringList names = read.attributesForRow(0).keys();
+    names.sort();
+    EXPECT_EQ(names, QStringList({"Anzahl__1", "Anzahl_üb"})) << names.join(' ').toStdString();
+}
+
 TEST_F(SaveAs, OldDatesAreWholeInText) {
     const QDateTime early(QDate(1880, 1, 1), QTime(12, 0, 1), Qt::OffsetFromUTC, 3208); // local time of Berlin
-    const auto layer = layerOf({{"POINT (1 2)", {{"t", early}, {"list", QVariantList{early}}, {"d", QDate(1, 1, 1)}}}});
+    const QDate day(1, 1, 1);
+    const QVariantHash hash{{"d", day}};
+    const auto layer = layerOf({{"POINT (1 2)", {{"t", early}, {"list", QVariantList{early, hash}}, {"d", day}}}});
+    const QDateTime odd(QDate(2020, 1, 1), QTime(23, 59), Qt::OffsetFromUTC, 1200); // no quarter of an hour
+    layer->getShape(1)->attributes()["odd"] = odd;
     for (const QString suffix : {"geojsonl", "shp"}) {
         ASSERT_TRUE(layer->saveAs(at("old." + suffix)));
         GisLayerOgrVector read(at("old." + suffix));
         ASSERT_TRUE(read.open());
         EXPECT_EQ(read.attributeValueForRow(0, "t").toDateTime(), early) << qPrintable(suffix);
-        EXPECT_EQ(read.attributeValueForRow(0, "d").toDate(), QDate(1, 1, 1)) << qPrintable(suffix);
+        EXPECT_EQ(read.attributeValueForRow(0, "odd").toDateTime(), odd) << qPrintable(suffix);
+        EXPECT_EQ(read.attributeValueForRow(0, "d").toDate(), day) << qPrintable(suffix);
     }
-    EXPECT_TRUE(bytesOf("old.geojsonl").contains("[ \"1880-01-01T11:06:33") ||
-                bytesOf("old.geojsonl").contains("[\"1880-01-01T11:06:33"));
+    EXPECT_TRUE(bytesOf("old.geojsonl").contains(R"(["1880-01-01T11:06:33.000Z",{"d":"0001-01-01"}])"));
     EXPECT_TRUE(bytesOf("old.dbf").contains("00010101"));
 }
 
@@ -157,16 +185,83 @@ TEST_F(SaveAs, KeepsEveryBitOfACoordinate) {
     }
 }
 
-TEST_F(SaveAs, KeepsTheCoordinateSystemWhereTheFormatHasOne) {
-    const auto layer = layerOf({{"POINT (500000 6500000)", {}}});
-    layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromEpsg(3006));
-    for (const QString& suffix : suffixes) {
-        const bool isLongLat = suffix == "geojsonl";
-        ASSERT_TRUE(layer->saveAs(at("p." + suffix)));
-        GisLayerOgrVector read(at("p." + suffix));
-        ASSERT_TRUE(read.open());
-        EXPECT_EQ(read.coordinateSystem()->epsgCode(), isLongLat ? 4326 : 3006) << suffix.toStdString();
-        EXPECT_NEAR(static_cast<Shapes::GisShapePoint&>(*read.getShape(1)).x(), isLongLat ? 15 : 500000, 1e-6);
+TEST_F(SaveAs, PutsPositionsWhereTheyWereOrRefusesTheSystem) {
+    const auto wgs84 = CoordinateSystems::CoordinateSystemFactory::fromEpsg(4326);
+    const auto placeOf = [&](const GisLayerVector& layer) {
+        const auto& point = static_cast<const Shapes::GisShapePoint&>(*layer.rawShapes().first());
+        const auto system = layer.coordinateSystem() != nullptr ? layer.coordinateSystem() : wgs84;
+        return CoordinateSystems::CoordinateTransformer(*system, *wgs84).transform(point);
+    };
+    const struct {
+        const char* name;
+        const char* system;
+        const char* wkt;
+        QStringList refusing;
+    } rows[] = {
+        {"a code", "EPSG:3006", "POINT (500000 6500000)", {}},
+        {"none", "", "POINT (10 20)", {}},
+        {"no code", "+proj=tmerc +lat_0=10 +lon_0=20 +k=0.9 +ellps=GRS80", "POINT (100000 200000)", {"geojson"}},
+        {"degrees of no code", "+proj=longlat +ellps=bessel", "POINT (15 45)", {"geojson"}},
+        {"WGS 84 of no code", "OGC:CRS84", "POINT (15 45)", {}},
+        {"a code that is not EPSG's", "ESRI:102001", "POINT (15 45)", {}},
+        {"a shift of the datum",
+         "+proj=tmerc +lon_0=15 +x_0=500000 +ellps=bessel +towgs84=598.1,73.7,418.2,0.202,0.045,-2.455,6.7",
+         "POINT (600000 5000000)",
+         {"geojson", "shp"}},
+        {"a shift by nothing", "+proj=utm +zone=33 +ellps=GRS80 +towgs84=0,0,0", "POINT (5e5 6e6)", {"geojson"}},
+        {"a header that grows", "+proj=eqearth +datum=WGS84", "POINT (5 5)", {"geojson", "fgb"}},
+        {"no words in a .prj", "+proj=ob_tran +o_proj=longlat +o_lat_p=30", "POINT (5 5)", {"geojson", "shp"}},
+    };
+    for (const auto& row : rows) {
+        const auto layer = layerOf({{row.wkt, {}}});
+        layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromUserInput(row.system));
+        const auto system = layer->coordinateSystem();
+        for (const QString& suffix : suffixes) {
+            SCOPED_TRACE(row.name + (" in " + suffix).toStdString());
+            const QString path = at("p." + suffix);
+            QFile::remove(path);
+            const std::string reason = reasonOf(*layer, path, replace);
+            if (row.refusing.contains(suffix)) {
+                EXPECT_THAT(reason, HasSubstr("no place for its coordinate system '" + system->name().toStdString()));
+                EXPECT_FALSE(QFile::exists(path));
+                continue;
+            }
+            ASSERT_EQ(reason, "saved");
+            GisLayerOgrVector read(path);
+            ASSERT_TRUE(read.open());
+            EXPECT_EQ(read.coordinateSystem() == nullptr, system == nullptr && !suffix.startsWith("geojson"));
+            if (system != nullptr && system->epsgCode() > 0) {
+                EXPECT_EQ(read.coordinateSystem()->epsgCode(), suffix == "geojsonl" ? 4326 : system->epsgCode());
+            }
+            EXPECT_NEAR(placeOf(read).x(), placeOf(*layer).x(), 1e-8);
+            EXPECT_NEAR(placeOf(read).y(), placeOf(*layer).y(), 1e-8);
+        }
+    }
+}
+
+TEST_F(SaveAs, AnUndefinedSystemIsNone) {
+    ASSERT_TRUE(layerOf({{"POINT (1 2)", {}}})->saveAs(at("p.shp")));
+    const struct {
+        const char* file;
+        const char* text;
+        const char* opened;
+    } rows[] = {
+        {"p.prj",
+         R"(GEOGCS["GCS_Undefined_geographic_SRS",DATUM["D_unknown",SPHEROID["unknown",6378137,298.257223563]],)"
+         R"(PRIMEM["Greenwich",0],UNIT["Degree",0.0174532925199433]])",
+         "p.shp"},
+        {"p.geojson",
+         R"({"type":"FeatureCollection","crs":{"type":"name","properties":{"name":"urn:ogc:def:crs:EPSG::0"}},)"
+         R"("features":[{"type":"Feature","properties":{},"geometry":{"type":"Point","coordinates":[1,2]}}]})",
+         "p.geojson"},
+    };
+    for (const auto& row : rows) {
+        QFile file(at(row.file));
+        ASSERT_TRUE(file.open(QIODevice::WriteOnly) && file.write(row.text) > 0);
+        file.close();
+        GisLayerOgrVector layer(at(row.opened));
+        ASSERT_TRUE(layer.open());
+        EXPECT_EQ(layer.coordinateSystem(), nullptr) << row.file;
     }
 }
 
@@ -209,18 +304,46 @@ TEST_F(SaveAs, ADeprecatedSystemOfAFileStaysWhatItIs) {
     }
 }
 
-TEST_F(SaveAs, AFileThatDiffersInCaseIsAnotherOne) {
+TEST_F(SaveAs, AFileOfSomethingElseStays) {
     const auto layer = layerOf({{"POINT (1 2)", {{"name", "a"}}}});
-    for (const QString suffix : {"shp", "gpkg", "fgb"}) {
-        const QString path = at("lower." + suffix);
-        const QString other = at("lower." + suffix.toUpper());
-        layer->saveAs(path);
-        QFile file(other);
-        ASSERT_TRUE(file.open(QIODevice::WriteOnly));
-        file.write("kept");
+    const GisVectorSaveOptions refuse;
+    const struct {
+        const char* there; // a link to it where it is named
+        const char* saved;
+        const GisVectorSaveOptions& options;
+        const char* reason;
+        const char* target = nullptr;
+    } rows[] = {
+        {"a.dbf", "a.shp", refuse, "there is such a file: 'a.dbf'"},
+        {"a.PRJ", "a.shp", refuse, "there is such a file: 'a.PRJ'"},
+        {"A.dbf", "a.shp", refuse, "there is such a file: 'A.dbf'"},
+        {"a.SHP", "a.shp", refuse, "'a.SHP' beside it has the same further files"},
+        {"a.SHP", "a.shp", replace, "'a.SHP' beside it has the same further files"},
+        {"a.shp", "a.SHP", replace, "'a.shp' beside it has the same further files"},
+        {"A.dbf", "a.shp", replace, "saved"},
+        {"a.tif", "a.shp", refuse, "saved"},
+        {"a.GPKG", "a.gpkg", refuse, "saved"},
+        {"a.FGB", "a.fgb", replace, "saved"},
+        {"a.geojson", "a.geojson", refuse, "it is a link to '", "nothing.geojson"},
+        {"a.gpkg", "a.gpkg", replace, "it is a link to '", "nothing.gpkg"},
+        {"a.cpg", "a.shp", replace, "'a.cpg' is a link to '", "nothing.cpg"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(std::string(row.there) + " beside " + row.saved);
+        for (const QString& name : files()) {
+            QFile::remove(at(name));
+        }
+        QFile file(at(row.there));
+        ASSERT_TRUE(row.target != nullptr ? QFile::link(at(row.target), file.fileName())
+                                          : file.open(QIODevice::WriteOnly) && file.write("kept") == 4);
         file.close();
-        layer->saveAs(path, replace);
-        EXPECT_TRUE(QFile::exists(other)) << qPrintable(suffix);
+        EXPECT_THAT(reasonOf(*layer, at(row.saved), row.options), HasSubstr(row.reason));
+        EXPECT_EQ(bytesOf(row.there), row.target != nullptr ? "" : "kept");
+        EXPECT_EQ(QFileInfo(file).isSymLink(), row.target != nullptr);
+        if (std::string(row.reason) != "saved") {
+            EXPECT_EQ(files(), row.target != nullptr ? QStringList() : QStringList(row.there)) << "which lists no link";
+        }
+        file.remove();
     }
 }
 
@@ -269,6 +392,12 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
     const auto timely = declared("n", QMetaType::QDate, "2021-02-03T10:00:00");
     const auto far = layerOf({{"POINT (1 2)", {{"n", QDateTime(QDate(12345, 1, 1), QTime(0, 0), Qt::UTC)}}}});
     const auto listed = layerOf({{"POINT (1 2)", {{"n", QVariantList{QVariantMap{{"d", QDate(-44, 3, 15)}}}}}}});
+    const auto longNumber = layerOf({{"POINT (1 2)", {{"n", QVariantList{~quint64{0}}}}}});
+    const auto endless = layerOf({{"POINT (1 2)", {{"n", QVariantList{std::numeric_limits<double>::infinity()}}}}});
+    const auto gap = declared("n", QMetaType::QStringList, QVariantList{"a", QVariant()});
+    const auto micro = declared("n", QMetaType::QDateTime, "2024-01-02T03:04:05.123456Z");
+    const auto longer = declared("n", QMetaType::Double, "12345678901234567891");
+    const auto rounded = declared("n", QMetaType::Double, "9007199254740993");
     const auto strange = layerOf({{"POINT (1 2)", {{"x", QVariant::fromValue(QPair<int, int>(1, 2))}}}});
     const auto stub = layerOf({{"LINESTRING (0 0, 1 1)", {}}, {"MULTILINESTRING ((0 0, 1 1), (5 5))", {}}});
     auto unknown = layerOf({{"POINT (1 2)", {}}});
@@ -309,6 +438,14 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         {*ancient, "old.shp", "shape 1: "},
         {*far, "old.shp", "'12345-1-1'"},
         {*listed, "old.gpkg", "is none for the field 'n'"},
+        {*longNumber, "old.gpkg", "'QVariantList' is none for the field 'n'"},
+        {*endless, "old.geojson", "'QVariantList' is none for the field 'n'"},
+        {*gap, "old.geojson", "'[\"a\",null]' is none for the field 'n' of type StringList"},
+        {*rounded, "old.gpkg", "'9007199254740993' is none for the field 'n' of type Real"},
+        {*longer, "old.gpkg", "'12345678901234567891' is none for the field 'n' of type Real"},
+        {*micro, "old.gpkg", "'2024-01-02T03:04:05.123456Z' is none for the field 'n' of type DateTime"},
+        {*micro, "old.sqlite", "123456Z' is none"},
+        {*micro, "old.geojson", "123456Z' is none"},
         {*strange, "old.fgb", "'std::pair<int,int>'"},
         {*unknown, "old.gpkg", "coordinate system"},
     };
@@ -339,6 +476,43 @@ TEST_F(SaveAs, ReplacesOnlyWhenToldAndSaysWhyNot) {
         EXPECT_EQ(reasonOf(*many, at("old.gpkg"), cancelling), "mine");
     }
     EXPECT_EQ(files(), before);
+}
+
+// Neighbours along the curve are near each other: the way through all places is much shorter than in the order of the
+// layer, and nothing is lost.
+TEST_F(SaveAs, WritesAlongAHilbertCurve) {
+    constexpr int side = 32;
+    auto layer = GisLayerVector::createInMemory("grid", Shapes::GisShapeType::Null, {});
+    std::vector<int> cells(side * side);
+    std::iota(cells.begin(), cells.end(), 0);
+    std::shuffle(cells.begin(), cells.end(), std::mt19937(test::seed()));
+    for (const int cell : cells) {
+        layer->addShape(test::shapeOf(QString("POINT (%1 %2)").arg(cell % side).arg(cell / side), {{"cell", cell}}));
+    }
+    layer->addShape(test::shapeOf("POINT (5 5)", {{"cell", -1}})); // a second one in a place comes after the first
+    GisVectorSaveOptions options;
+    options.order = GisVectorSaveOptions::Order::Hilbert;
+    for (const char* name : {"grid.gpkg", "grid.geojson", "grid.shp"}) {
+        SCOPED_TRACE(name);
+        ASSERT_TRUE(layer->saveAs(at(name), options));
+        GisLayerOgrVector saved(at(name));
+        ASSERT_TRUE(saved.open());
+        const auto shapes = saved.rawShapes();
+        ASSERT_EQ(shapes.size(), side * side + 1);
+        std::set<int> seen;
+        double way = 0.0;
+        for (qsizetype i = 0; i < shapes.size(); ++i) {
+            const int cell = shapes[i]->attributeValue("cell").toInt();
+            EXPECT_TRUE(seen.insert(cell).second && (cell != -1 || seen.contains(5 * side + 5)));
+            const auto here = shapes[i]->extent().center();
+            EXPECT_EQ(static_cast<int>(std::lround(here.y())) * side + static_cast<int>(std::lround(here.x())),
+                      cell < 0 ? 5 * side + 5 : cell);
+            way += i > 0 ? std::hypot(here.x() - shapes[i - 1]->extent().center().x(),
+                                      here.y() - shapes[i - 1]->extent().center().y())
+                         : 0.0;
+        }
+        EXPECT_LT(way, 1.1 * side * side) << "shuffled it is some 17 times the number of places";
+    }
 }
 
 } // namespace

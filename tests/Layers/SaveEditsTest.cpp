@@ -15,6 +15,7 @@
 #include <limits>
 #include <map>
 #include <random>
+#include <set>
 
 using namespace Cartolith::Core;
 using Layers::GisLayerOgrVector;
@@ -252,6 +253,12 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
          "\x1e{ \"type\": \"Feature\", \"properties\": { \"n\": 9.5 }, \"geometry\": { \"type\": \"Point\", "
          "\"coordinates\": [ 7.0, 8.0 ] } }\n",
          both(both(declare, set(1, "n", 22.5)), add)},
+        {"a list with nothing in it", "x.geojson",
+         R"({"type":"FeatureCollection","features":[{"properties":{"l":[1,2]},@}]})", "is none for the field 'l'",
+         set(1, "l", QVariantList{1, QVariant(QMetaType(QMetaType::Int))})},
+        {"names of another encoding", "x.geojson",
+         "{\"type\":\"FeatureCollection\",\"features\":[{\"properties\":{\"n\":1,\"\xD6\":1,\"\xDC\":2},@}]}",
+         "not written in UTF-8", set(1, "n", 2)},
         {"an id taken away", "x.geojson",
          R"({"type":"FeatureCollection","features":[{"id":"a","x":1,"properties":{},@}]})",
          R"({"type":"FeatureCollection","features":[{"x":1,"properties":{},@}]})", set(1, "id", QVariant())},
@@ -296,6 +303,15 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
 "type": "FeatureCollection",
 "features": [
 {"x":5,"Properties":{"n":7,"b":"x"},@}
+]
+}
+)",
+         set(1, "n", 7)},
+        {"a feature alone with a member of another's name", "x.geojson",
+         R"({"features":[{"properties":{"n":1},@}],"properties":{"n":1},@})", R"({
+"type": "FeatureCollection",
+"features": [
+{"features":[{"properties":{"n":1},@}],"properties":{"n":7},@}
 ]
 }
 )",
@@ -900,6 +916,35 @@ TEST_F(SaveEdits, WhatGdalDoesNotKnowOfFlatGeobufIsNotLost) {
         EXPECT_EQ(layer.commitEdit(), row.refusal[0] == '\0') << qPrintable(layer.lastError());
         EXPECT_THAT(layer.lastError().toStdString(), HasSubstr(row.refusal));
     }
+}
+
+TEST_F(SaveEdits, AFlatGeobufKeepsWhatItSaysOfItself) {
+    // Two points, without a box and their number; the file and its column have a title, a description and metadata.
+    const QByteArray file = QByteArray::fromBase64(
+        "ZmdiA2ZnYgHsAAAAJAAAACAAGwAEAAAAGgAAAAAAAAAAAAgAAAAYAAAADAAQABQAIAAAABgAAABEAAAAGAAAACAAAAAoAAAAAAABAAEAAAB4"
+        "AAAABQAAAFdlbGxzAAAABwAAAG9mIDE5NTAACwAAAHsiYnkiOiJ1cyJ9AAEAAAAoAAAAAAAAAAAAAAAAABoAFQAEABQACAAMAAAAAAAAAAAA"
+        "AAAAABAAGgAAABQAAAAYAAAAIAAAACgAAAAFAAAAAQAAAG4AAAAGAAAATnVtYmVyAAAHAAAAY291bnRlZAAMAAAAeyJ1bml0IjoibSJ9AAAA"
+        "AAAAAABUAAAADAAAAAgADAAEAAgACAAAACQAAAAEAAAABgAAAAAAAQAAABIADAAAAAgAAAAAAAAAAAAHABIAAAAAAAABBAAAAAIAAAAAAAAA"
+        "AADwPwAAAAAAAABAVAAAAAwAAAAIAAwABAAIAAgAAAAkAAAABAAAAAYAAAAAAAIAAAASAAwAAAAIAAAAAAAAAAAABwASAAAAAAAAAQQAAAAC"
+        "AAAAAAAAAAAAFEAAAAAAAAAAQA==");
+    GisLayerOgrVector layer(write("x.fgb", file));
+    ASSERT_TRUE(layer.open());
+    std::set<qsizetype> sizes;
+    for (const int n : {7, 8}) {
+        ASSERT_TRUE(layer.beginEdit() && layer.setShapeAttributesEdit(1, {{"n", n}}));
+        ASSERT_TRUE(layer.addShapeEdit(shapeOf("POINT (70 8)")) && layer.commitEdit()) << qPrintable(layer.lastError());
+        EXPECT_EQ(contentOf(layer.path()), contentOf(layer));
+        const QByteArray now = bytes()["x.fgb"];
+        for (const char* text : {"Wells", "of 1950", R"({"by":"us"})", "Number", "counted", R"({"unit":"m"})"}) {
+            EXPECT_TRUE(now.contains(text)) << text;
+        }
+        sizes.insert(now.size());
+        ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(3) && layer.commitEdit());
+        GisLayerOgrVector read(layer.path());
+        ASSERT_TRUE(read.open() && read.count() == 2);
+        EXPECT_LT(read.extent().xMax(), 6);
+    }
+    EXPECT_EQ(sizes.size(), 1U) << "the header grows once";
 }
 
 TEST_F(SaveEdits, AFlatGeobufWithAnIndexIsComparedToo) {

@@ -1,6 +1,7 @@
 #include "../TestSeed.h"
 #include "Layers/Saving.h"
 
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisVectorOverviews.h>
 
 #include <cmath>
@@ -173,13 +174,41 @@ TEST_F(VectorOverviews, AreKnownToBeOfAnotherState) {
     };
     QByteArray damaged = good;
     damaged.replace("units_per_pixel", "units_per_pixei");
-    for (const Row& row :
-         {Row{"cut short", good.left(good.size() / 2)}, Row{"a header", good.left(100)}, Row{"nothing", {}},
-          Row{"another's columns", damaged}, Row{"the source itself", bytesOf(path)},
-          Row{"a virtual source",
-              "<OGRVRTDataSource><OGRVRTLayer name=\"cartolith_overviews\"/></OGRVRTDataSource>"}}) {
+    const QString other = makeSource("GPKG", "another.gpkg");
+    ASSERT_TRUE(GisVectorOverviews::build(other));
+    const QByteArray anothers = bytesOf(GisVectorOverviews::pathFor(other, "things"));
+    for (const QString& name : {other, GisVectorOverviews::pathFor(other, "things")}) {
+        QFile::remove(name);
+    }
+    for (const Row& row : {Row{"another source's", anothers}, Row{"cut short", good.left(good.size() / 2)},
+                           Row{"a header", good.left(100)}, Row{"nothing", {}}, Row{"another's columns", damaged},
+                           Row{"the source itself", bytesOf(path)},
+                           Row{"a virtual source",
+                               "<OGRVRTDataSource><OGRVRTLayer name=\"cartolith_overviews\"/></OGRVRTDataSource>"}}) {
         write(own, row.bytes);
         EXPECT_FALSE(GisVectorOverviews::find(path, "things")) << row.name;
+    }
+    // What looks right from outside, and is not when it is read: an error, or what can be read.
+    for (const char* const statement :
+         {"DROP TABLE level_0", "ALTER TABLE level_0 RENAME COLUMN overview_geom TO g",
+          "UPDATE level_0 SET overview_geom = x'4750000000'", "UPDATE cartolith_overviews SET level_count = 1e18",
+          "UPDATE cartolith_overviews SET level_table = 'cartolith_overviews'", "DELETE FROM gpkg_geometry_columns",
+          "UPDATE level_0 SET overview_fid_ = -overview_fid_"}) {
+        SCOPED_TRACE(statement);
+        write(own, good);
+        test::execute(*test::openToWrite(own), statement);
+        Layers::GisFeatureRequest request;
+        request.picture = {1e9, 1};
+        qint64 shown = 0;
+        try {
+            for (const auto reader = Layers::GisFeatureReader::fromSource(path, "things", request); reader->next();) {
+                EXPECT_TRUE(std::isfinite(reader->shape()->extent().width()));
+                ++shown;
+            }
+        } catch (const std::runtime_error&) {
+            continue;
+        }
+        EXPECT_LE(shown, count);
     }
     write(own, good);
     EXPECT_TRUE(GisVectorOverviews::find(path, "things"));

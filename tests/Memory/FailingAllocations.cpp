@@ -12,6 +12,7 @@
 extern "C" {
 void* __libc_malloc(std::size_t size);
 void* __libc_calloc(std::size_t count, std::size_t size);
+void* __libc_memalign(std::size_t alignment, std::size_t size);
 void* __libc_realloc(void* memory, std::size_t size);
 void __libc_free(void* memory);
 }
@@ -143,6 +144,10 @@ void* malloc(std::size_t size) {
 
 void* calloc(std::size_t count, std::size_t size) {
     return fails(__builtin_return_address(0)) ? none() : counted(__libc_calloc(count, size));
+}
+
+void* aligned_alloc(std::size_t alignment, std::size_t size) {
+    return fails(__builtin_return_address(0)) ? none() : counted(__libc_memalign(alignment, size));
 }
 
 void* realloc(void* memory, std::size_t size) {

@@ -1,3 +1,4 @@
+#include "Layers/ArrowRows.h"
 #include "Layers/Faults.h"
 #include "Memory/FailingAllocations.h"
 
@@ -245,6 +246,26 @@ TEST_F(Memory, FilesThatAKilledProcessLeftArePutBackOrStay) {
     other->addShape(Serialization::Wkt::GisWktReader::read("LINESTRING (7 7, 8 8)"));
     Recover recover(*old, *other, at("x.shp"));
     runOutOfMemory("recovery", recover);
+}
+
+class HandOut : public Operation {
+public:
+    explicit HandOut(std::unique_ptr<GisLayerVector> layer) : m_layer(std::move(layer)) {}
+    void prepare() override {}
+    bool run() override {
+        test::Released<ArrowArrayStream> stream;
+        Layers::GisFeatureReader::toArrow(m_layer->read({}), stream, {"geometry", "id", 1, 1 << 20, {}});
+        return test::forEachBatch(stream, [](const auto& /*batch*/) {}) == 0;
+    }
+    QString state() const override { return textOf(*m_layer); }
+
+private:
+    std::unique_ptr<GisLayerVector> m_layer;
+};
+
+TEST_F(Memory, AnArrowStreamSaysThatThereIsNone) {
+    HandOut handOut(made());
+    runOutOfMemory("columns", handOut);
 }
 
 class SaveAs : public Operation {

@@ -37,9 +37,9 @@ std::vector<DataSet> makeDataSets() {
     // Every value that a bound can be troublesome with.
     const std::vector<double> extremes{-infinity, -1e308, -1.0, -5e-324, 0.0, 1e-300, 1.0, 1e39, 1e308, infinity};
     return {
-        generate("Uniform", 9000, [](auto& r) { return box(r, real(r, 0, 1), real(r, -2, 0), 0.02); }),
-        generate("Wide", 4000, [](auto& r) { return box(r, real(r, 0, 1000), real(r, 0, 1), 0.1); }),
-        generate("Clustered", 6000,
+        generate("Uniform", 4000, [](auto& r) { return box(r, real(r, 0, 1), real(r, -2, 0), 0.02); }),
+        generate("Wide", 2500, [](auto& r) { return box(r, real(r, 0, 1000), real(r, 0, 1), 0.1); }),
+        generate("Clustered", 3000,
                  [](auto& r) {
                      const double cluster = static_cast<double>(r() % 7);
                      std::normal_distribution<double> spread(cluster * cluster, 0.01);

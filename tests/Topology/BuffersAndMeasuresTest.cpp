@@ -162,6 +162,12 @@ TEST(Measures, Planar) {
         const std::string other = ",(20 0,25 0,25 5,20 5,20 0))"; // of less than the shell, of more than is left
         EXPECT_GT(placeIn(("POLYGON((0 0,10 0,10 10,0 10,0 0)," + (holes + other)).c_str()).x(), 20) << holes;
     }
+    const double beside = std::nextafter(4e5, 1e6); // slivers an ulp wide, in which no number lies
+    for (const Part& sliver : {Part{{4e5, 5e6}, {beside, 5e6 + 20}, {4e5, 5e6 + 20}},
+                               Part{{5e6, 4e5}, {5e6 + 20, beside}, {5e6 + 20, 4e5}}}) {
+        const auto polygon = shapeOfParts<GisShapePolygon>({sliver});
+        EXPECT_LT(GisTopology().Distance(GisTopology::PointOnSurface(*polygon), *polygon), 1e-9);
+    }
     for (const double bad : {nan, infinity}) {
         const auto polygon = shapeOfParts<GisShapePolygon>({{{0, 0}, {4, 0}, {4, bad}, {0, 4}, {0, 0}}});
         EXPECT_TRUE(std::isnan(GisTopology::Length(*polygon)) && std::isnan(GisTopology::Area(*polygon)));
@@ -202,6 +208,8 @@ TEST(Measures, Geodesic) {
     const auto degrees = CoordinateSystemFactory::fromEpsg(4326);
     const auto mercator = CoordinateSystemFactory::fromEpsg(3857);
     const auto grads = CoordinateSystemFactory::fromEpsg(4807); // NTF (Paris)
+    const auto fiji = CoordinateSystemFactory::fromEpsg(32760);
+    const auto antarctic = CoordinateSystemFactory::fromEpsg(3031);
     const struct {
         const char* name;
         const CoordinateSystems::CoordinateSystem& system;
@@ -218,6 +226,16 @@ TEST(Measures, Geodesic) {
         {"over the antimeridian", *degrees, "POLYGON((135 0,225 0,225 -90,135 -90,135 0))", -1, earth / 8},
         {"with a hole", *degrees, "POLYGON((0 0,90 0,90 90,0 90,0 0),(30 0,60 0,60 90,30 90,30 0))", -1, earth / 12},
         {"a point", *degrees, "POINT(0 0)", 0, 0},
+        {"projected, over the antimeridian", *fiji, "LINESTRING(805000 8140000,825000 8140000)", 19983.462446477, 0},
+        {"projected, over the antimeridian", *fiji,
+         "POLYGON((805000 8140000,825000 8140000,825000 8160000,805000 8160000,805000 8140000))", -1, 399339087.611},
+        {"projected, the whole world", *mercator,
+         "POLYGON((-20037508 -2e7,20037508 -2e7,20037508 2e7,-20037508 2e7,-20037508 -2e7))", -1, 508277563208308.3},
+        {"projected, round a pole", *antarctic, "POLYGON((-1e6 -1e6,1e6 -1e6,1e6 1e6,-1e6 1e6,-1e6 -1e6))", -1,
+         4226850695987.0},
+        {"projected, with a hole round the pole", *antarctic,
+         "POLYGON((-2e6 -2e6,2e6 -2e6,2e6 2e6,-2e6 2e6,-2e6 -2e6),(-1e6 -1e6,-1e6 1e6,1e6 1e6,1e6 -1e6,-1e6 -1e6))", -1,
+         16893608911007.3 - 4226850695987.0},
     };
     for (const auto& row : rows) {
         const auto shape = shapeOf(row.shape);
@@ -227,6 +245,7 @@ TEST(Measures, Geodesic) {
         EXPECT_NEAR(GisTopology::GeodesicArea(*shape, row.system), row.area, 1.0) << row.name;
     }
     EXPECT_TRUE(std::isnan(GisTopology::GeodesicLength(*shapeOf("LINESTRING(0 0,0 91)"), *degrees)));
+    EXPECT_TRUE(std::isnan(GisTopology::GeodesicArea(*shapeOf("POLYGON((35 139,36 139,36 140,35 139))"), *degrees)));
     EXPECT_TRUE(
         std::isnan(GisTopology::GeodesicArea(*shapeOfParts<GisShapePolygon>({{{0, nan}, {1, 1}, {2, 0}}}), *mercator)));
     EXPECT_THROW(GisTopology::GeodesicLength(*shapeOf("POINT(0 0)"), {0, "Nowhere", true, " ", std::nullopt}),
@@ -246,10 +265,22 @@ TEST(Nearest, PointsOfTwoShapes) {
         {"POINT(1 2)", "LINESTRING(0 0,4 0)", "POINT (1 2)", "POINT (1 0)"},
         {"LINESTRING(0 0,4 4)", "LINESTRING(0 4,4 0)", "POINT (2 2)", "POINT (2 2)"},
         {"POINT(1 1)", ring, "POINT (1 1)", "POINT (1 1)"},
+        {"POINT(1 0)", "LINESTRING(0 0,49 0)", "POINT (1 0)", "POINT (1 0)"}, // 1 / 49 * 49 is not 1
+        {"LINESTRING(0 0,49 0)", "LINESTRING(1 1,1 0)", "POINT (1 0)", "POINT (1 0)"},
         {ring, "POINT(4 5)", "POINT (2 5)", "POINT (4 5)"},
         {"LINESTRING(4 4,5 5)", ring, "POINT (4 4)", "POINT (2 4)"},
         {"POLYGON((1 3,1.5 3,1.5 4,1 3))", ring, "POINT (1 3)", "POINT (1 3)"},
         {"POLYGON((-9 -9,20 -9,20 20,-9 20,-9 -9))", ring, "POINT (0 0)", "POINT (0 0)"},
+        {"POINT(9 5)", "MULTIPOLYGON(((0 0,10 0,10 10,0 10,0 0)),((8 0,18 0,18 10,8 10,8 0)))", "POINT (9 5)",
+         "POINT (9 5)"},
+        {"POINT(5 5)", "POLYGON((0 0,9 0,9 9,0 9,0 0,9 0,9 9,0 9,0 0))", "POINT (5 5)", "POINT (5 5)"}, // twice
+        {"POINT(5 5)", "POLYGON((0 0,9 0,9 9,0 9,0 0),(2 2,8 2,8 8,2 8,2 2),(2 2,8 2,8 8,2 8,2 2))", "POINT (5 5)",
+         "POINT (5 2)"},   // a hole stored twice
+        {"POINT(15.5 10)", // in an island that leaves its hole
+         "MULTIPOLYGON(((0 0,20 0,20 20,0 20,0 0),(5 5,15 5,15 15,5 15,5 5)),((6 6,16 6,16 14,6 14,6 6)))",
+         "POINT (15.5 10)", "POINT (15.5 10)"},
+        {"POINT(11 5)", // in a hole that leaves its shell
+         "POLYGON((0 0,10 0,10 10,0 10,0 0),(5 2,12 2,12 8,5 8,5 2))", "POINT (11 5)", "POINT (12 5)"},
         {"POINT(1 1)", "LINESTRING EMPTY", nullptr, nullptr},
         {"POLYGON EMPTY", "LINESTRING EMPTY", nullptr, nullptr},
     };

@@ -70,6 +70,11 @@ TEST(ShapeCheck, FindsAndFixes) {
         {"touches itself", true, {{{0, 0}, {9, 0}, {9, 9}, {4, 0}, {0, 9}, {0, 0}}}, "6@0:0", nullptr},
         {"rings across", true, {square, moved(square, 4, 4)}, "7@0:1 7@0:2", nullptr},
         {"an edge in common", true, {square, moved(square, 9, 0)}, "7@0:1", nullptr},
+        {"two others through one place",
+         true,
+         {square, {{5, -5}, {6, -5}, {5, 5}, {5, -5}}, {{5, -5}, {5, 5}, {4, -5}, {5, -5}}},
+         "7@0:0 7@0:0 7@0:0 7@1:2",
+         nullptr},
         {"across through vertices alone",
          true,
          {{{4, 0}, {8, 4}, {4, 8}, {0, 4}, {4, 0}}, {{1, 3}, {3, 4}, {1, 5}, {-4, 5}, {-4, 3}, {1, 3}}},
@@ -86,7 +91,7 @@ TEST(ShapeCheck, FindsAndFixes) {
         {"crosses again when its crossings are rounded",
          true,
          {{{3, 0}, {5, 0}, {2, 2}, {4, 3}, {5, 5}, {5, 1}, {6, 6}, {0, 1}, {6, 4}, {0, 2}, {3, 3}, {5, 1}, {3, 0}}},
-         "5@0:9 6@0:1 6@0:1 6@0:2 6@0:2 6@0:3 6@0:3 6@0:4 6@0:4 6@0:4 6@0:5 6@0:5 6@0:5 6@0:7",
+         "5@0:9 6@0:1 6@0:1 6@0:2 6@0:3 6@0:3 6@0:4 6@0:4 6@0:4 6@0:5 6@0:5 6@0:7",
          nullptr},
         {"two bow ties that touch where they cross",
          true,
@@ -375,6 +380,19 @@ TEST(ShapeCheck, FixesTinyRingsBesideOrdinaryOnes) {
     const double area = GisTopology::Area(*shapeOfParts<GisShapePolygon>({square}));
     EXPECT_DOUBLE_EQ(GisTopology::Area(*topology.Union(*tiny, *tiny)), area);
     EXPECT_DOUBLE_EQ(GisTopology::Area(*topology.CascadedUnion({tiny.get()})), area);
+}
+
+/// Of which all boxes meet.
+TEST(ShapeCheck, OfSlantedStripsSideBySide) {
+    QList<Part> strips;
+    for (int i = 0; i < 8000; ++i) {
+        strips.append(moved({{0, 0}, {0.004, 0}, {37.004, 100}, {37, 100}, {0, 0}}, i * 0.005, 0));
+    }
+    int calls = 0;
+    GisTopology topology;
+    topology.SetBusyCallback([&calls](int, int) { return ++calls > 0; });
+    EXPECT_TRUE(topology.CheckShape(*shapeOfParts<GisShapePolygon>(strips)).isEmpty());
+    EXPECT_LT(calls, 30); // hundreds for all pairs
 }
 
 /// GEOS calls every fixed shape valid, and everything that CheckShape finds nothing in.

@@ -3,6 +3,7 @@
 #include "EditingTestShapes.h"
 
 #include <gtest/gtest.h>
+#include <ogr_api.h>
 
 #include <algorithm>
 #include <functional>
@@ -87,6 +88,7 @@ void addTouching(Structure& all, const Part& around, int depth, int deepest, Ran
 
 TEST(Nesting, KnownStructures) {
     const char* const square = "(0 0,9 0,9 9,0 9,0 0)";
+    const char* const hole = "(2 2,2 8,8 8,8 2,2 2)";
     const struct {
         const char* name;
         std::string rings;
@@ -111,6 +113,7 @@ TEST(Nesting, KnownStructures) {
         {"a ring in two such copies",
          "(0 0,9 0,9 9,0 9,0 0),(0 0,9 0,9 9,0 9.0000000000000018,0 0),(1 1,2 1,2 2,1 2,1 1)", 1, 2},
         {"a hole in what is there twice", std::string(square) + "," + square + ",(1 1,2 1,2 2,1 2,1 1)", 161, 2},
+        {"a part that fills a hole", std::string(square) + "," + hole + ",(8 2,8 8,2 8,2 2,8 2)", 81, 2},
         {"most of a ring", std::string(square) + ",(1 -1,2 -1,2 5,1 5,1 -1)", 81 - 6, 1},
         {"most of a ring, but for a long arm",
          std::string(square) + ",(1 1,3 1,3 8,1 8,1 4.5,-14 4.5,-14 4.3,1 4.3,1 1)", 81 - 17, 1},
@@ -140,6 +143,62 @@ TEST(Nesting, KnownStructures) {
                    0;
         };
         EXPECT_EQ(std::count_if(oriented->parts().begin(), oriented->parts().end(), isShell), row.shells);
+    }
+}
+
+Part squareOf(double x, double y, double side) {
+    return {{x, y}, {x + side, y}, {x + side, y + side}, {x, y + side}, {x, y}};
+}
+
+/// Multipolygons of which parts are stored several times and parts fill holes of others, by their union.
+TEST(Nesting, OfCopies) {
+    Random random;
+    const GisTopology topology;
+    for (int round = 0; round < 500; ++round) {
+        std::vector<QList<Part>> polygons; // a shell that runs counterclockwise, and its hole that does not
+        for (int i = random.whole(1, 3); i > 0; --i) {
+            const int side = random.whole(0, 3) == 0 ? 3 : 9; // the inner one fills the hole of the outer
+            polygons.push_back({squareOf(-side, -side, 2 * side)});
+            if (random.whole(0, 1) == 0) {
+                Part hole = squareOf(-side / 3, -side / 3, 2 * (side / 3));
+                std::reverse(hole.begin(), hole.end());
+                polygons.back().append(hole);
+            }
+            polygons.insert(polygons.end(), static_cast<std::size_t>(random.whole(0, 2)), polygons.back());
+        }
+        const auto isLarge = [](const QList<Part>& polygon) { return polygon[0][0].x() == -9; };
+        if (std::none_of(polygons.begin(), polygons.end(),
+                         [&](const auto& polygon) { return isLarge(polygon) && polygon.size() > 1; })) {
+            continue; // what is in none of their holes looks like one
+        }
+        OGRMultiPolygon known;
+        QList<Part> parts;
+        const bool isClockwise = random.whole(0, 1) == 0;
+        for (std::size_t i = polygons.size(); i > 0; --i) {
+            std::swap(polygons[i - 1], polygons[static_cast<std::size_t>(random.whole(0, static_cast<int>(i) - 1))]);
+            known.addGeometryDirectly(geometryOf(*shapeOfParts<GisShapePolygon>(polygons[i - 1])).release());
+            for (Part ring : polygons[i - 1]) {
+                ring.removeLast();
+                std::rotate(ring.begin(), ring.begin() + random.whole(0, 3), ring.end());
+                ring.append(GisShapePoint(ring.constFirst()));
+                if (isClockwise) {
+                    std::reverse(ring.begin(), ring.end());
+                }
+                parts.append(ring);
+            }
+        }
+        const auto polygon = shapeOfParts<GisShapePolygon>(parts);
+        SCOPED_TRACE(QStringLiteral("seed %1 round %2 %3").arg(seed()).arg(round).arg(polygon->toWkt()).toStdString());
+        const Geometry expected(known.UnionCascaded());
+        ASSERT_EQ(GisTopology::Area(*topology.FixShape(*polygon).shape),
+                  OGR_G_Area(OGRGeometry::ToHandle(expected.get())));
+        const GisShapePoint inside = GisTopology::PointOnSurface(*polygon);
+        const OGRPoint point(inside.x(), inside.y());
+        ASSERT_TRUE(expected->Contains(&point));
+        const QList<Part> written = GisTopology::OrientRings(*polygon)->parts();
+        for (qsizetype i = 0; i < parts.size(); ++i) { // polygon by polygon, as before
+            ASSERT_EQ(std::fabs(written[i][0].x()), std::fabs(parts[i][0].x()));
+        }
     }
 }
 
@@ -180,10 +239,6 @@ TEST(Nesting, OfRingsThatTouch) {
                   1);
     }
     EXPECT_GT(invalid, 30);
-}
-
-Part squareOf(double x, double y, double side) {
-    return {{x, y}, {x + side, y}, {x + side, y + side}, {x, y + side}, {x, y}};
 }
 
 /// In numbers that comparing each ring with each would take minutes for.

@@ -198,6 +198,11 @@ TEST(Overlay, FixesItsInputsWhenForced) {
         EXPECT_EQ(topology.Union(*spiked, *sameWay)->extent().yMax(), 9.0);
         EXPECT_EQ(summary(topology.CascadedUnion({sameWay.get(), spiked.get()})), "POLYGON 3 rings 13 #7s");
     }
+    GisTopology topology = topologyWith(GisOverlayEngine::Geos);
+    topology.SetForceShapeFixing(true);
+    const auto points =
+        topology.Intersection(*shapeOf("LINESTRING(0 0,10 0)"), *shapeOf("LINESTRING(1 -1,1 1,3 1,3 -1)"));
+    EXPECT_EQ(topology.Intersection(*points, *shapeOf("POLYGON((0 -5,4 -5,4 5,0 5,0 -5))"))->toWkt(), points->toWkt());
 }
 
 TEST(Overlay, OrientedRingsCanBeOverlaidAgain) {

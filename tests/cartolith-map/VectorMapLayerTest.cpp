@@ -31,9 +31,10 @@ TEST(VectorMapLayer, DrawsFromOverviewsWhatIsSeenAsAWhole) {
             ASSERT_EQ(layer.CreateFeature(&feature), OGRERR_NONE);
         }
     }
-    ASSERT_TRUE(Layers::GisVectorOverviews::build(file));
-    const auto drawn = [&file](QSize size, bool hasLegend = false) {
+    qint64 most = 1'000;
+    const auto drawn = [&](QSize size, bool hasLegend = false) {
         MapLayerOptions options;
+        options.most = most;
         options.file = file;
         options.overviewFor = size;
         options.legend = hasLegend;
@@ -42,6 +43,12 @@ TEST(VectorMapLayer, DrawsFromOverviewsWhatIsSeenAsAWhole) {
         layer.setMapSystem(nullptr);
         return layer.content(MapView(layer.extent(), QRectF(0, 0, 400, 400))).shapes.size();
     };
+    EXPECT_EQ(drawn({400, 400}), most) << "a sample";
+    EXPECT_EQ(drawn({400, 400}, true), 2 * side * side) << "all are counted";
+    most = 2 * side * side;
+    EXPECT_EQ(drawn({400, 400}), most);
+    most = 1;
+    ASSERT_TRUE(Layers::GisVectorOverviews::build(file));
     EXPECT_EQ(drawn({}), 2 * side * side);
     EXPECT_LE(drawn({400, 400}), side * side);
     EXPECT_EQ(drawn({4000, 4000}), 2 * side * side) << "seen from near";

@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 
 #include <QRegularExpression>
@@ -46,6 +47,21 @@ bool Internal::toSpatialReference(const CoordinateSystem& system, OGRSpatialRefe
         target.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
     }
     return done;
+}
+
+bool Internal::isDefined(const OGRSpatialReference* found) {
+    static const QRegularExpression undefined(
+        QStringLiteral("^(GCS_)?Undefined[ _]((geographic|Cartesian)[ _])?SRS$"),
+        QRegularExpression::CaseInsensitiveOption);
+    return found != nullptr && !undefined.match(QString::fromUtf8(found->GetName())).hasMatch();
+}
+
+std::shared_ptr<CoordinateSystem> Internal::systemFound(const OGRSpatialReference* found) {
+    if (!isDefined(found)) {
+        return nullptr;
+    }
+    OGRSpatialReference copy(*found); // the factory changes what it is given
+    return CoordinateSystemFactory::fromSpatialReference(copy);
 }
 
 } // namespace Cartolith::Core::CoordinateSystems

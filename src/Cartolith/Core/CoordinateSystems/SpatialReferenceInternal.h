@@ -1,5 +1,7 @@
 #pragma once
 
+#include <memory>
+
 class OGRSpatialReference;
 class QString;
 
@@ -16,6 +18,13 @@ bool toSpatialReference(const CoordinateSystem& system, OGRSpatialReference& tar
 /// Fills `target` from any text that OGR takes as user input, but for a text that names a file or a place in
 /// the network to read the system from. False when GDAL cannot make a system of it.
 bool setFromText(OGRSpatialReference& target, const QString& text);
+
+/// Whether what GDAL found in a source is a system: not where it is null, nor where its name says that it is
+/// undefined, as those of a GeoPackage's numbers 0 and -1 and of .prj files made from them.
+bool isDefined(const OGRSpatialReference* found);
+
+/// The system that GDAL found in a source; null where that is none, or none that the factory takes.
+std::shared_ptr<CoordinateSystem> systemFound(const OGRSpatialReference* found);
 
 } // namespace Internal
 } // namespace Cartolith::Core::CoordinateSystems

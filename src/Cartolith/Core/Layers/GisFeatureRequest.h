@@ -34,6 +34,12 @@ struct CARTOLITH_CORE_EXPORT GisFeatureRequest {
         std::chrono::milliseconds silence{};   ///< to acknowledge what was sent
     };
 
+    /// What a picture needs of a large source. \see picture
+    struct Picture {
+        double unitsPerPixel = 0.0; ///< in units of the layer's own coordinate system
+        qint64 most = 50'000;       ///< features that are wanted at most, as far as they can be spared
+    };
+
     /// Features whose box meets this one: they may just touch. In the coordinate system of the answer. An
     /// empty one is met by none.
     std::optional<Shapes::GisExtent> extent;
@@ -63,6 +69,16 @@ struct CARTOLITH_CORE_EXPORT GisFeatureRequest {
     QList<Order> order;
     /// At most so many features. \see order
     std::optional<qint64> limit;
+
+    /// Then features may be left out where more are to be expected in the extent than the picture wants, and
+    /// GisFeatureReader::detail() says how. With overviews of the source as it is now (GisVectorOverviews),
+    /// the answer is what they have at that scale, coarsened; a filter sees it as it is there. Without, it is
+    /// a sample, evenly spread over the source: where features are found by their ids at once (GeoPackage,
+    /// SQLite, FlatGeobuf with an index, Shapefile; ids without many gaps), so many are read of the whole and
+    /// those in the extent given; other sources are read through, twice for an extent where they do not
+    /// know their own, and one that does not know how many features it has gives the first. A layer
+    /// (GisLayerVector::read()) and a request with ids give everything.
+    std::optional<Picture> picture;
 
     ServerLimits limits;
 

@@ -79,7 +79,8 @@ public:
     std::chrono::milliseconds saveWait() const noexcept { return m_saveWait; }
     void setSaveWait(std::chrono::milliseconds wait) noexcept { m_saveWait = wait; }
 
-    /// How many features the source has, as it says without reading them; -1 where it cannot.
+    /// How many features the source has, as it says without reading them; -1 where it cannot. A server
+    /// estimates.
     qint64 featureCount() const noexcept;
     /// Whether the source finds the features of an extent by an index. Where it does not (other formats, and
     /// files written without), each query outside of what is in the cache looks at every feature.
@@ -89,6 +90,23 @@ public:
     Shapes::GisShape* findShapeAt(const Shapes::GisShapePoint& point, double tolerance) override;
     QList<Shapes::GisShape*> queryLod(const Shapes::GisExtent& extent, int level) override;
     QList<Shapes::GisShape*> queryOverviewPoints(const Shapes::GisExtent& extent) override;
+    /// What a picture of an extent shows, and of how much.
+    struct Picture {
+        QList<Shapes::GisShape*> shapes;
+        qint64 shownCount = 0;   ///< features that they are of
+        qint64 featureCount = 0; ///< of the source; -1 where it does not say
+        bool isWhole = true;     ///< everything that meets the extent is there, as it is
+
+        /// "1052 of 5000000 features shown".
+        QString text() const;
+    };
+    /// For a picture with so many units of the layer to a pixel: as query() where few features are to be
+    /// expected, else what GisFeatureRequest::picture says, of overviews or a sample, with fields(). Such
+    /// shapes belong to the layer until the next call of this or of queryLod(), have attributes and no
+    /// id, and are kept beside the budget: they are about `most` at the most. What is edited and not saved is
+    /// as it is in the layer. lastReading() says whether it was cancelled. \throws as query();
+    /// std::invalid_argument where most is less than 1
+    Picture queryPicture(const Shapes::GisExtent& extent, double unitsPerPixel, qint64 most = 50'000);
     /// These give all fields, reading those that shapes were read without.
     Attributes attributesForFeatureId(int id) const override;
     Attributes attributesForRow(int row) const override;
@@ -99,7 +117,9 @@ public:
     std::optional<qint64> featureId(const Shapes::GisShape& shape) const override;
     /// Reads the feature where it is not in the layer. Quick where the source finds features by their ids.
     Shapes::GisShape* shapeForFeatureId(qint64 id) override;
-    /// True for tables with a key. In other files the id is the feature's place.
+    /// True for tables with a key. In other files the id is the feature's place; but for GeoJSON, where it is
+    /// the number that the file gives a feature for its id, if it does. Whether all have one only a reading
+    /// of the whole text would tell, so that it is false there, too.
     bool hasStableFeatureIds() const override;
     /// @}
 
@@ -129,8 +149,9 @@ public:
     void setCacheBudget(qint64 bytes) noexcept;
     qint64 cachedBytes() const noexcept;
 
-    /// From any thread: ends a query that is under way, at once where the driver can be interrupted
-    /// (GeoPackage, SQLite, PostGIS), else after the feature being read. Does nothing while there is none.
+    /// From any thread: ends a query or queryPicture() that is under way, at once where the driver can be
+    /// interrupted (GeoPackage, SQLite, PostGIS), else after the feature being read; FlatGeobuf's search of
+    /// its index and its batches of 256 features come to their end first. Does nothing while there is none.
     /// The layer lives meanwhile.
     void cancel() noexcept;
     /// @}
@@ -194,6 +215,7 @@ private:
     mutable std::vector<Shapes::GisShape*> m_edited; // changed and new ones
     mutable bool m_editedIsKnown = true;
     std::vector<std::unique_ptr<Shapes::GisShape>> m_standIns;
+    GisFeatureReader* m_pictureReader = nullptr; // set while a picture is read
     Shapes::GisShapeType m_kindBefore = Shapes::GisShapeType::Null;
     Reading m_lastReading = Reading::Whole;
     QString m_lastError;

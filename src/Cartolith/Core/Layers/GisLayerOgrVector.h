@@ -102,11 +102,14 @@ public:
         /// Collections, of which each shape becomes a feature, and surfaces, which become polygons.
         qint64 collections = 0;
         qint64 incomplete = 0; ///< features of which the geometry, or a part of it, could not be read
-        int defaults = 0;      ///< fields with a default value
-        int subtypes = 0;      ///< fields of a subtype other than boolean: short integers, JSON...
+        /// Features with a text that is not UTF-8: U+FFFD stands for some of its bytes.
+        qint64 otherTexts = 0;
+        int defaults = 0; ///< fields with a default value
+        int subtypes = 0; ///< fields of a subtype other than boolean: short integers, JSON...
 
         bool isAny() const noexcept {
-            return withZ + withM + withCurves + collections + incomplete + defaults + subtypes > 0;
+            return withZ + withM + withCurves + collections + incomplete + otherTexts + defaults + subtypes >
+                   0;
         }
     };
     /// Of the features that are in the layer. Linear time.
@@ -124,6 +127,12 @@ public:
     /// True for tables of databases with a key. In other formats the id is the feature's place in the file,
     /// but for GeoJSON, where nobody can tell ids that are in the file from those that GDAL counts.
     bool hasStableFeatureIds() const override;
+
+    /// The value of a field as a server writes it, where the attribute is less: a number of more than fifteen
+    /// digits, a time of microseconds, infinity or a year BC, a list with nulls; and after a commit, where
+    /// the attribute was given in another type. As it was read, or last saved. Empty where the attribute is
+    /// all, where it was edited since, for a table without a key and for other sources. Logarithmic time.
+    QString exactText(const Shapes::GisShape& shape, const QString& field) const;
 
     /// \name Saving edits
     /// commitEdit() writes what has changed since open() or the last commit to the source that was opened: in
@@ -170,7 +179,8 @@ public:
     ///   or any but ASCII where that is
     ///   not known;
     /// - FlatGeobuf with columns of types, or dates with times of more digits, than GDAL writes;
-    /// - GeoJSON with records that are no features, a change of a database row with the id -1,
+    /// - GeoJSON with records that are no features, or that is not UTF-8, a change of a database row with the
+    /// id -1,
     ///   and a table with
     ///   a row of the id -9223372036854775808;
     /// - several files that symbolic links do not show as they are stored, or whose suffixes differ in case;

@@ -14,7 +14,8 @@ namespace Cartolith::Core::Layers {
 /// Vector overviews: what a layer looks like from afar, so that a picture of millions of features reads some
 /// thousands.
 ///
-/// They are made once, for scales a factor of 2 apart, and kept in a GeoPackage beside the source, with a
+/// They are made once, for scales a factor of 2 apart, and kept in a GeoPackage beside the source, or in
+/// tables of the server that has it (TABLE_overviews, which describes them, and TABLE_overviews_0...), with a
 /// table for each level that any reader opens. A feature in it has the id, the attributes and the simplified
 /// geometry of one of the source; so a picture of the table, at the level's scale or a smaller one, is one of
 /// the source less what would not be seen:
@@ -25,7 +26,9 @@ namespace Cartolith::Core::Layers {
 /// The cells of a level make up those of the next, and what a level has, finer ones have too.
 ///
 /// An overview file is taken for that of a source as long as this keeps its size and its time of writing. It
-/// is a cache: whoever changes the source has it made anew.
+/// is a cache: whoever changes the source has it made anew. Those of a server's table are taken for good as
+/// long as the table has its file and the server counts no row put in, changed or deleted, which it does some
+/// seconds late.
 ///
 /// A value; const members may be called by several threads at once.
 class CARTOLITH_CORE_EXPORT GisVectorOverviews {
@@ -33,13 +36,13 @@ public:
     struct Level {
         double unitsPerPixel; ///< in units of the layer's coordinate system, for which it was made
         qint64 featureCount;
-        QString tableName; ///< in the GeoPackage at path()
+        QString tableName; ///< in the source at path()
     };
 
     /// Gets the fraction done, or NaN when the source does not know its size; returns false to cancel.
     using ProgressCallback = std::function<bool(double fraction)>;
 
-    /// Where the overviews of a layer are.
+    /// Where the overviews of a layer of a file are.
     static QString pathFor(const QString& source, const QString& layerName);
 
     /// Makes them, in place of what was there. An empty layer name means the first layer. Fields with lists
@@ -47,15 +50,16 @@ public:
     ///
     /// Reads the source twice; takes n log n time and some 50 bytes of memory for each feature. \throws
     /// std::runtime_error when the source cannot be read, is not a single file (a database with a log beside
-    /// it is not), has several features of one id, or has changed meanwhile, and when the file cannot be
-    /// written
+    /// it is not) nor a table of PostGIS (a view is not), has several features of one id, or has changed
+    /// meanwhile, and when the overviews cannot be written: all or nothing of them
     static bool build(const QString& source, const QString& layerName = {},
                       const ProgressCallback& progress = {});
 
     /// Those of the source as it is now; none where there are none, where they are of another state of it or
-    /// of another layer, and where the file is damaged. The source is not opened, only looked at.
+    /// of another layer, and where the file is damaged. A file is not opened, only looked at.
     static std::optional<GisVectorOverviews> find(const QString& source, const QString& layerName = {});
 
+    /// The GeoPackage, or the server's source, in which the tables are.
     const QString& path() const noexcept { return m_path; }
     /// From the finest to the coarsest; at least one.
     const QList<Level>& levels() const noexcept { return m_levels; }
@@ -72,11 +76,12 @@ public:
     /// gaps for as long as it costs little.
     int levelFor(double unitsPerPixel, const Shapes::GisExtent& window, qint64 most = 50'000) const noexcept;
 
+    /// Which part of the extent is in a window, from 0 to 1. Along a side without length everything is.
+    static double shareInSight(const Shapes::GisExtent& window, const Shapes::GisExtent& all) noexcept;
+
 private:
     GisVectorOverviews() = default;
-    /// Of the first layer when the name is empty.
-    static std::optional<GisVectorOverviews> read(const QString& source, const QString& layerName,
-                                                  const QString& path);
+    class Reading;
 
     QString m_path;
     QList<Level> m_levels;

@@ -10,7 +10,10 @@ namespace Cartolith::Core::Layers {
 /// What GisLayerVector::saveAs() does beside writing.
 struct GisVectorSaveOptions {
     enum class Existing {
-        Refuse,  ///< an error when there is a file of that name; in a database, a table
+        /// An error when there is a file of that name, or for a Shapefile one beside it that would be one
+        /// of its files, whatever the case of its letters;
+        /// in a database, a table.
+        Refuse,
         Replace, ///< the file goes, with all layers in it
     };
 
@@ -28,6 +31,17 @@ struct GisVectorSaveOptions {
     /// How long to wait for another process that is putting files of that name in place, or is writing to the
     /// database that is to be replaced.
     std::chrono::milliseconds wait = std::chrono::seconds(2);
+
+    enum class Order {
+        AsInLayer,
+        /// Along a Hilbert curve through the centres of the features' boxes, those of one place as in the
+        /// layer: what lies near each other is near in the file, so that windows of a GeoPackage read fewer
+        /// pages. A format that numbers its features does so in this order, and it is the order in which they
+        /// are drawn when the file is read. (A FlatGeobuf file with an index is so ordered by its driver.)
+        Hilbert,
+    };
+    /// In which order features are written; rows without geometry come last.
+    Order order = Order::AsInLayer;
 };
 
 } // namespace Cartolith::Core::Layers

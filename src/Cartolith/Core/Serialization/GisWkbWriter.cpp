@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Serialization/GisWkbWriter.h>
+#include <Cartolith/Core/Serialization/WkbBytesInternal.h>
 #include <Cartolith/Core/Serialization/WkbTypesInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
@@ -21,10 +22,6 @@ namespace {
 
 using Part = QList<GisShapePoint>;
 
-constexpr qsizetype headerSize = 5;
-constexpr qsizetype countSize = 4;
-constexpr qsizetype pointSize = 16;
-
 template <typename Unsigned>
 void append(QByteArray& target, Unsigned value) {
     const Unsigned encoded = qToLittleEndian(value);
@@ -36,15 +33,9 @@ void appendCount(QByteArray& target, qsizetype count) {
 }
 
 void appendPart(QByteArray& target, const Part& part) {
-    appendCount(target, part.size());
     const qsizetype start = target.size();
-    target.resize(start + part.size() * pointSize); // within the reserved room
-    char* out = target.data() + start;
-    for (const GisShapePoint& point : part) {
-        qToLittleEndian(std::bit_cast<quint64>(point.x()), out);
-        qToLittleEndian(std::bit_cast<quint64>(point.y()), out + 8);
-        out += pointSize;
-    }
+    target.resize(start + countSize + part.size() * pointSize); // within the reserved room
+    putPart(target.data() + start, part);
 }
 
 /// An empty array with room for a header, a count and all parts, `overhead` bytes before the points of each.

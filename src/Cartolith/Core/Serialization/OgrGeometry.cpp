@@ -1,11 +1,9 @@
-#include <Cartolith/Core/Serialization/GisWkbReader.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
+#include <Cartolith/Core/Serialization/VertexListInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
-
-#include <QByteArray>
 
 #include <algorithm>
 #include <cmath>
@@ -36,10 +34,44 @@ void windHolesOppositeToShell(OGRPolygon& polygon) {
     }
 }
 
-QByteArray wkbOf(const OGRGeometry& geometry) {
-    QByteArray bytes(static_cast<qsizetype>(geometry.WkbSize()), Qt::Uninitialized);
-    geometry.exportToWkb(wkbNDR, reinterpret_cast<unsigned char*>(bytes.data()), wkbVariantIso);
-    return bytes;
+/// Walks over the vertices of a curve, in two dimensions.
+class CurveIterator : public Serialization::Internal::VertexIterator {
+public:
+    CurveIterator(const OGRSimpleCurve& curve, int vertex) : m_curve(&curve), m_vertex(vertex) {}
+
+    GisShapePoint operator*() const { return {m_curve->getX(m_vertex), m_curve->getY(m_vertex)}; }
+    CurveIterator& operator++() noexcept {
+        ++m_vertex;
+        return *this;
+    }
+    bool operator==(const CurveIterator& other) const noexcept = default;
+
+private:
+    const OGRSimpleCurve* m_curve;
+    int m_vertex;
+};
+
+void appendPart(QList<QList<GisShapePoint>>& parts, const OGRSimpleCurve& curve) {
+    if (parts.isEmpty()) {
+        parts.reserve(1); // append() would take room for two, and most have one
+    }
+    const int count = curve.getNumPoints();
+    parts.append(
+        Serialization::Internal::vertexList(CurveIterator(curve, 0), CurveIterator(curve, count), count));
+}
+
+void appendParts(QList<QList<GisShapePoint>>& parts, const OGRPolygon& polygon) {
+    for (const OGRLinearRing* const ring : polygon) {
+        appendPart(parts, *ring);
+    }
+}
+
+template <typename Shape>
+QList<QList<GisShapePoint>>& partsOf(std::unique_ptr<Shape>& shape) {
+    if (shape == nullptr) {
+        shape = std::make_unique<Shape>();
+    }
+    return shape->parts();
 }
 
 /// Sorts the members of a geometry by kind. Lines and polygons of one geometry end up in one shape each.
@@ -57,13 +89,17 @@ public:
             break;
         }
         case wkbLineString:
+            appendPart(partsOf(m_line), *geometry.toLineString());
+            break;
         case wkbMultiLineString:
-            append<GisShapePolyline>(geometry, m_line);
+            for (const OGRLineString* const line : *geometry.toMultiLineString()) {
+                appendPart(partsOf(m_line), *line);
+            }
             break;
         case wkbTriangle:
         case wkbPolygon:
             windHolesOppositeToShell(*geometry.toPolygon());
-            append<GisShapePolygon>(geometry, m_polygon);
+            appendParts(partsOf(m_polygon), *geometry.toPolygon());
             break;
         default:
             takeMembers(geometry);
@@ -123,21 +159,6 @@ private:
             complain(QStringLiteral("no shape for a geometry of type %1")
                          .arg(QString::fromLatin1(geometry.getGeometryName())));
         }
-    }
-
-    template <typename Shape>
-    void append(const OGRGeometry& geometry, std::unique_ptr<Shape>& target) {
-        if (target == nullptr) {
-            target = std::make_unique<Shape>();
-        }
-        if (wkbFlatten(geometry.getGeometryType()) ==
-            wkbTriangle) { // a code that plain WKB readers do not know
-            const OGRPolygon copy(*geometry.toPolygon());
-            append(copy, target);
-            return;
-        }
-        const std::unique_ptr<GisShape> read = Serialization::Wkb::GisWkbReader::read(wkbOf(geometry));
-        target->parts().append(static_cast<Shape&>(*read).parts());
     }
 
     OgrShapes m_result;

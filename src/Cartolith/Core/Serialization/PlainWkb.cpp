@@ -1,4 +1,6 @@
 #include <Cartolith/Core/Serialization/PlainWkbInternal.h>
+#include <Cartolith/Core/Serialization/RingsInternal.h>
+#include <Cartolith/Core/Serialization/WkbBytesInternal.h>
 #include <Cartolith/Core/Serialization/WkbCursor.h>
 #include <Cartolith/Core/Serialization/WkbTypesInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
@@ -99,6 +101,60 @@ std::unique_ptr<GisShape> shapeOfPlainWkb(QByteArrayView wkb) {
     const bool isTaken = shape != nullptr && cursor.remaining() == 0 && !shape->isEmpty() &&
                          (point == nullptr || isFinite(*point));
     return isTaken ? std::move(shape) : nullptr;
+}
+
+namespace {
+
+bool hasNoGap(const QList<GisShapePoint>& part) {
+    return std::none_of(part.begin(), part.end(), [](const GisShapePoint& point) { return point.isEmpty(); });
+}
+
+/// The only part of a line; null where it is not one that is written as it stands.
+const QList<GisShapePoint>* plainLine(const GisShape& shape) {
+    const auto* const line = dynamic_cast<const Shapes::GisShapePolyline*>(&shape);
+    if (line == nullptr || line->parts().size() != 1) {
+        return nullptr;
+    }
+    const QList<GisShapePoint>& part = line->parts().constFirst();
+    return part.size() > 1 && hasNoGap(part) ? &part : nullptr;
+}
+
+/// The same of a polygon.
+const QList<GisShapePoint>* plainRing(const GisShape& shape) {
+    constexpr qsizetype fewest = 4;
+    const auto* const polygon = dynamic_cast<const Shapes::GisShapePolygon*>(&shape);
+    if (polygon == nullptr || polygon->parts().size() != 1) {
+        return nullptr;
+    }
+    const QList<GisShapePoint>& ring = polygon->parts().constFirst();
+    return ring.size() >= fewest && !Serialization::Internal::isOpen(ring) && hasNoGap(ring) ? &ring
+                                                                                             : nullptr;
+}
+
+} // namespace
+
+std::size_t plainWkbSize(const GisShape& shape) {
+    const auto sizeOf = [](const QList<GisShapePoint>& part) {
+        return static_cast<std::size_t>(headerSize + countSize + part.size() * pointSize);
+    };
+    if (const auto* const point = dynamic_cast<const GisShapePoint*>(&shape)) {
+        return point->isEmpty() ? 0 : static_cast<std::size_t>(headerSize + pointSize);
+    }
+    if (const auto* const line = plainLine(shape)) {
+        return sizeOf(*line);
+    }
+    const auto* const ring = plainRing(shape);
+    return ring == nullptr ? 0 : sizeOf(*ring) + countSize;
+}
+
+void writePlainWkb(const GisShape& shape, char* out) {
+    if (const auto* const point = dynamic_cast<const GisShapePoint*>(&shape)) {
+        putPoint(putHeader(out, pointType), *point);
+    } else if (const auto* const line = plainLine(shape)) {
+        putPart(putHeader(out, lineStringType), *line);
+    } else if (const auto* const ring = plainRing(shape)) {
+        putPart(putNumber(putHeader(out, polygonType), quint32{1}), *ring);
+    }
 }
 
 } // namespace Cartolith::Core::Serialization::Wkb::Internal

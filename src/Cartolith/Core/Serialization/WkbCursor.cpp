@@ -1,15 +1,12 @@
+#include <Cartolith/Core/Serialization/VertexListInternal.h>
 #include <Cartolith/Core/Serialization/WkbCursor.h>
 
 #include <QtEndian>
 
 #include <algorithm>
 #include <bit>
-#include <cstddef>
-#include <iterator>
 #include <limits>
-#include <new>
 #include <stdexcept>
-#include <utility>
 
 namespace Cartolith::Core::Serialization::Wkb {
 
@@ -29,17 +26,10 @@ double loadDouble(const char* bytes) noexcept {
     return std::bit_cast<double>(load<LittleEndian, quint64>(bytes));
 }
 
-/// Walks over encoded points and makes each where it is asked for, which lets QList construct a whole run in
-/// place: appending one by one costs a capacity and sharing test for every vertex.
+/// Walks over encoded points and makes each where it is asked for.
 template <bool LittleEndian>
-class PointIterator {
+class PointIterator : public Serialization::Internal::VertexIterator {
 public:
-    using iterator_category = std::forward_iterator_tag;
-    using value_type = GisShapePoint;
-    using difference_type = std::ptrdiff_t;
-    using pointer = void;
-    using reference = GisShapePoint;
-
     explicit PointIterator(const char* bytes) noexcept : m_bytes(bytes) {}
 
     GisShapePoint operator*() const noexcept {
@@ -57,18 +47,9 @@ private:
 
 template <bool LittleEndian>
 QList<GisShapePoint> makePoints(const char* bytes, qsizetype count) {
-    if (count == 0) {
-        return {};
-    }
-    // As QList's constructor from a range, which goes through a null pointer where there is no memory.
-    const auto memory = QTypedArrayData<GisShapePoint>::allocate(count);
-    if (memory.second == nullptr) {
-        throw std::bad_alloc();
-    }
-    QArrayDataPointer<GisShapePoint> points(memory);
-    points->appendIteratorRange(PointIterator<LittleEndian>(bytes),
-                                PointIterator<LittleEndian>(bytes + count * bytesPerPoint));
-    return QList<GisShapePoint>(std::move(points));
+    return Serialization::Internal::vertexList(PointIterator<LittleEndian>(bytes),
+                                               PointIterator<LittleEndian>(bytes + count * bytesPerPoint),
+                                               count);
 }
 
 } // namespace

@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Shapes/AttributeRowInternal.h>
 
 #include <QDate>
+#include <QStringDecoder>
 #include <QTime>
 
 #include <algorithm>
@@ -214,13 +215,21 @@ void AttributeRow::setText(int column, QByteArrayView utf8, std::size_t at) noex
     mark(column);
 }
 
-QString AttributeRow::text(int column) const {
+AttributeRow::Text AttributeRow::text(int column) const noexcept {
     const quint64 word = *at<quint64>(column);
     if (!isInPlace(word)) {
-        return sharedText(word)->value;
+        return {&sharedText(word)->value, {}};
     }
     const char* const texts = reinterpret_cast<const char*>(m_data) + m_data->schema->m_size;
-    return QString::fromUtf8(QByteArrayView(texts + placeOf(word), sizeOf(word)));
+    return {nullptr, QByteArrayView(texts + placeOf(word), sizeOf(word))};
+}
+
+qint64 AttributeRow::integer(int column) const noexcept {
+    return *at<qint64>(column);
+}
+
+double AttributeRow::real(int column) const noexcept {
+    return *at<double>(column);
 }
 
 bool AttributeRow::set(int column, const QVariant& value) {
@@ -258,15 +267,22 @@ QVariant AttributeRow::value(int column) const {
     const AttributeSchema::Column& place = m_data->schema->m_columns.at(column);
     switch (place.form) {
     case AttributeSchema::Form::Real:
-        return *at<double>(column);
-    case AttributeSchema::Form::Text:
-        return text(column);
+        return real(column);
+    case AttributeSchema::Form::Text: {
+        const Text held = text(column);
+        if (held.shared != nullptr) {
+            return *held.shared;
+        }
+        // At the beginning of a value, a mark of byte order is a character like others.
+        return QString(
+            QStringDecoder(QStringDecoder::Utf8, QStringDecoder::Flag::ConvertInitialBom)(held.utf8));
+    }
     case AttributeSchema::Form::Any:
         return *at<QVariant>(column);
     case AttributeSchema::Form::Integer:
         break;
     }
-    const qint64 number = *at<qint64>(column);
+    const qint64 number = integer(column);
     switch (place.type) {
     case QMetaType::Bool:
         return number != 0;

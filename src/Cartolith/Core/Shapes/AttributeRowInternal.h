@@ -100,6 +100,16 @@ public:
     /// Invalid where there is none.
     QVariant value(int column) const;
     QVariant value(const QString& name) const;
+    /// What setInteger() and setReal() took, of a column of theirs that has a value.
+    qint64 integer(int column) const noexcept;
+    double real(int column) const noexcept;
+    /// A text as it lies in the row: shared, or else as the UTF-8 that setText() took, whatever that is. Of a
+    /// column of texts that has a value, and as long as the row.
+    struct Text {
+        const QString* shared;
+        QByteArrayView utf8;
+    };
+    Text text(int column) const noexcept;
 
     /// The same as a table.
     ///
@@ -124,7 +134,6 @@ private:
 
     template <typename T>
     T* at(int column) const noexcept;
-    QString text(int column) const;
     quint32& presence(int column) const noexcept;
     void mark(int column) noexcept;
 

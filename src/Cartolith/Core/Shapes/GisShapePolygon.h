@@ -32,7 +32,10 @@ public:
 
     /// The centroid of the first ring that has one (more than two vertices and an area of at least 1e-12
     /// square units); holes are not subtracted. Without such a ring the mean of all vertices; without a
-    /// vertex the empty point. May lie outside the area.
+    /// vertex the empty point. May lie outside the area. The sum is over products of coordinates and loses
+    /// the digits of small rings far from the origin: of a ring 1e-4 degrees wide at (13.4, 52.5) the
+    /// centroid is off by a seventh of the width, of one ten times smaller it lies far away. labelPoint() and
+    /// GisTopology::PointOnSurface() give a place inside.
     GisShapePoint centroid() const;
 
     /// Where to put a label: the centroid if the area contains it, else findInteriorPoint(), else the

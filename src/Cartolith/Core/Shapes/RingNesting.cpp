@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Shapes/EnclosedAreaInternal.h>
+#include <Cartolith/Core/Shapes/HoleDealingInternal.h>
 #include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
 #include <Cartolith/Core/Shapes/RingAreaInternal.h>
 #include <Cartolith/Core/Shapes/RingBoxTreeInternal.h>
@@ -13,6 +14,7 @@
 #include <memory>
 #include <optional>
 #include <set>
+#include <tuple>
 #include <utility>
 #include <vector>
 
@@ -26,6 +28,7 @@ struct Candidate {
     double area = 0.0;  ///< signed: positive when the ring runs counterclockwise; its unit is anybody's
     double size = 0.0;  ///< what it goes round, in the same unit; 0 for one that goes round nothing
     int rank = 0;       ///< by size, the smallest first; only equal rings share one
+    int first = -1;     ///< of the rings equal to it, itself included
     int depth = 0;      ///< how many rings are around it
     int innermost = -1; ///< the smallest of these
     std::unique_ptr<RingEdges> edges{};
@@ -72,6 +75,7 @@ public:
         }
         if (m_candidates.size() > 1) {
             measure();
+            findEqual();
             rank();
             nest(largest);
         } else if (!m_candidates.empty()) {
@@ -97,6 +101,35 @@ private:
             candidate.area = areaOf(candidate);
             const double size = enclosedArea(*candidate.ring, candidate.area, m_scale);
             candidate.size = std::isfinite(size) ? size : 0.0;
+        }
+    }
+
+    /// Rounding makes two areas of one when it has other vertices; equal rings have the first one's size.
+    void findEqual() {
+        std::vector<std::pair<RingBox, int>> byBox;
+        for (const Candidate& candidate : m_candidates) {
+            byBox.emplace_back(candidate.box, numberOf(candidate));
+        }
+        const auto corners = [](const RingBox& box) {
+            return std::tie(box.xMin, box.yMin, box.xMax, box.yMax);
+        };
+        std::erase_if(byBox, [this](const auto& entry) { return candidateAt(entry.second).size == 0.0; });
+        std::sort(byBox.begin(), byBox.end(), [&corners](const auto& a, const auto& b) {
+            return std::tuple(corners(a.first), a.second) < std::tuple(corners(b.first), b.second);
+        });
+        for (auto begin = byBox.begin(); begin != byBox.end();) {
+            const auto end = std::find_if(
+                begin, byBox.end(), [begin](const auto& entry) { return !(entry.first == begin->first); });
+            std::map<RingKey, int> firsts;
+            for (auto it = begin; end - begin > 1 && it != end; ++it) {
+                Candidate& candidate = candidateAt(it->second);
+                candidate.first = firsts.emplace(cornerKey(*candidate.ring), it->second).first->second;
+                candidate.size = candidateAt(candidate.first).size;
+            }
+            begin = end;
+        }
+        for (Candidate& candidate : m_candidates) {
+            candidate.first = candidate.first < 0 ? numberOf(candidate) : candidate.first;
         }
     }
 
@@ -127,10 +160,9 @@ private:
             (*first)->rank = smaller;
             return 1;
         }
-        std::map<RingKey, int> numbers;
+        std::map<int, int> numbers;
         for (auto it = first; it != end; ++it) {
-            (*it)->rank =
-                numbers.emplace(cornerKey(*(*it)->ring), static_cast<int>(numbers.size())).first->second;
+            (*it)->rank = numbers.emplace((*it)->first, static_cast<int>(numbers.size())).first->second;
         }
         const int count = static_cast<int>(numbers.size());
         for (auto it = first; it != end; ++it) {
@@ -143,14 +175,14 @@ private:
         std::vector<RingBoxTree::Item> items;
         items.reserve(m_candidates.size());
         for (std::size_t i = 0; i < m_candidates.size(); ++i) {
-            if (m_candidates[i].size > 0.0) {
+            if (isAsked(m_candidates[i])) {
                 items.push_back({m_candidates[i].box, m_candidates[i].rank, static_cast<int>(i)});
             }
         }
         const RingBoxTree tree(std::move(items));
         std::vector<Candidate*> open;
         for (Candidate& inner : m_candidates) {
-            if (inner.size > 0.0 && !findInnermost(inner, tree, mostAlone, largest)) {
+            if (isAsked(inner) && !findInnermost(inner, tree, mostAlone, largest)) {
                 open.push_back(&inner);
             }
         }
@@ -163,6 +195,15 @@ private:
         }
         setDepths();
     }
+
+    /// One of equal rings is asked for all.
+    bool isAsked(const Candidate& candidate) const {
+        return candidate.size > 0.0 && candidate.first == numberOf(candidate);
+    }
+    int numberOf(const Candidate& candidate) const {
+        return static_cast<int>(&candidate - m_candidates.data());
+    }
+    Candidate& candidateAt(int number) { return m_candidates[static_cast<std::size_t>(number)]; }
 
     /// False when it takes more effort.
     bool findInnermost(Candidate& inner, const RingBoxTree& tree, std::size_t effort, double largest) {
@@ -193,8 +234,8 @@ private:
         }
         PlaceWindings windings;
         for (const Candidate& candidate : m_candidates) {
-            if (candidate.size > 0.0) {
-                windings.addRing(*candidate.ring, static_cast<int>(&candidate - m_candidates.data()));
+            if (isAsked(candidate)) {
+                windings.addRing(*candidate.ring, numberOf(candidate));
             }
         }
         AroundPlaces around(*this, std::move(inners));
@@ -248,35 +289,79 @@ private:
         std::set<std::pair<int, int>> m_around; ///< ranks and rings
     };
 
+    /// From the largest on. What lies in equal rings lies in the islands among them, if there are any.
     void setDepths() {
-        std::vector<Candidate*> nested;
-        for (Candidate& candidate : m_candidates) {
-            if (candidate.innermost >= 0) {
-                nested.push_back(&candidate);
+        std::vector<std::pair<int, int>> fromLargest; // ranks and rings
+        for (const Candidate& candidate : m_candidates) {
+            if (candidate.size > 0.0) {
+                fromLargest.emplace_back(-candidate.rank, numberOf(candidate));
             }
         }
-        std::sort(nested.begin(), nested.end(),
-                  [](const Candidate* a, const Candidate* b) { return a->rank > b->rank; });
-        for (Candidate* candidate : nested) {
-            candidate->depth = m_candidates[static_cast<std::size_t>(candidate->innermost)].depth + 1;
+        std::sort(fromLargest.begin(), fromLargest.end());
+        std::map<int, std::vector<DirectedRing>> holders; // equal rings around others, by the first
+        for (auto begin = fromLargest.begin(); begin != fromLargest.end();) {
+            std::vector<DirectedRing> equal;
+            auto end = begin;
+            for (; end != fromLargest.end() && end->first == begin->first; ++end) {
+                equal.push_back(directedRing(end->second));
+            }
+            const int first = begin->second;
+            if (const int outer = candidateAt(first).innermost; outer >= 0) {
+                const auto its = holders.find(outer);
+                const auto shells = its != holders.end() ? its->second : std::vector{directedRing(outer)};
+                place(equal, shells);
+            }
+            if (end - begin > 1) {
+                holders.emplace(first, std::move(equal));
+            }
+            begin = end;
         }
+    }
+
+    /// Equal rings in equal ones. Leaves the islands among them, if there are any.
+    void place(std::vector<DirectedRing>& equal, const std::vector<DirectedRing>& around) {
+        const int depth = candidateAt(around.front().number).depth + 1;
+        if (depth % 2 == 0) {
+            for (const DirectedRing& ring : equal) {
+                candidateAt(ring.number).depth = depth;
+                candidateAt(ring.number).innermost = around.front().number;
+            }
+            return;
+        }
+        const std::vector<int> shells = dealHoles(equal, around);
+        std::vector<DirectedRing> islands;
+        int hole = -1;
+        for (std::size_t i = equal.size(); i-- > 0;) {
+            Candidate& candidate = candidateAt(equal[i].number);
+            candidate.depth = depth;
+            candidate.innermost = shells[i];
+            hole = shells[i] >= 0 ? equal[i].number : hole;
+        }
+        for (std::size_t i = 0; i < equal.size(); ++i) {
+            if (shells[i] < 0) {
+                Candidate& island = candidateAt(equal[i].number);
+                island.depth = depth + 1;
+                island.innermost = hole;
+                islands.push_back(equal[i]);
+            }
+        }
+        if (!islands.empty()) {
+            equal = std::move(islands);
+        }
+    }
+
+    DirectedRing directedRing(int number) {
+        const Candidate& ring = candidateAt(number);
+        const double least = 1e-9 * ring.size; // of a bow tie rounding makes the sign
+        return {number, (ring.area > least) - (ring.area < -least)};
     }
 
     /// `chords` are those of the inner ring.
     bool isAround(Candidate& outer, const Candidate& inner, const RingChords& chords) const {
-        if (areEqual(outer, inner)) {
-            return false;
-        }
         if (outer.edges == nullptr) {
             outer.edges = std::make_unique<RingEdges>(*outer.ring);
         }
         return chords.lieIn(*outer.edges, std::max(largestOf(outer.box), largestOf(inner.box)));
-    }
-
-    /// The same area, of which rounding makes two when it has other vertices.
-    static bool areEqual(const Candidate& a, const Candidate& b) {
-        return a.box == b.box && std::fabs(a.size - b.size) < 1e-12 * a.size &&
-               cornerKey(*a.ring) == cornerKey(*b.ring);
     }
 
     std::vector<Candidate> m_candidates;

@@ -17,9 +17,14 @@ using Ring = QList<GisShapePoint>;
 /// whatever is around it is around the smaller one, too. So it does not matter where rings touch, nor that
 /// rounding has moved a vertex across an edge; of rings that overlap, the smaller counts as lying within when
 /// about half of it or more does. Sizes, and what lies in a ring, go by what it goes round (enclosedArea()),
-/// also when it crosses itself. Equal rings are not around each other, however they are stored; of two of
-/// which one vertex differs by a rounding the smaller is a hole, the later one where the sizes are the same
-/// as computed. Rings that enclose nothing and those with a vertex that is not finite are shells. Rings
+/// also when it crosses itself. Of two rings of which one vertex differs by a rounding the smaller is a hole,
+/// the later one where the sizes are the same as computed.
+///
+/// Equal rings, however they are stored, lie beside each other as shells. As holes they are dealt out to the
+/// equal shells around them (dealHoles()), one to each; one that runs against the first hole is an island
+/// that fills it, and what lies in them lies in the island; others are a hole stored once more.
+///
+/// Rings that enclose nothing and those with a vertex that is not finite are shells. Rings
 /// without a vertex are left out; those whose signed area is 0 keep their direction.
 ///
 /// n log n for n vertices, also where the boxes of all rings meet (PlaceWindings; there a ring also has to go
@@ -29,8 +34,10 @@ using Ring = QList<GisShapePoint>;
 QList<QList<Ring>> shellsWithHoles(const QList<Ring>& rings);
 
 struct RingNest {
-    int depth = 0;      ///< how many others are around it; 0 for a ring without a vertex
-    int innermost = -1; ///< the smallest of these, by its place in the list
+    /// How many others are around it; 0 for a ring without a vertex. Of equal rings one counts; an island
+    /// that fills a hole lies in it.
+    int depth = 0;
+    int innermost = -1; ///< the smallest of these, by its place in the list; of equal ones that it belongs to
 };
 
 /// One for each ring.

@@ -157,9 +157,11 @@ qsizetype RTreeSpatialIndex::insert(RTreeNode& root, const SpatialIndexItem& ite
 }
 
 void RTreeSpatialIndex::build(const QList<GisShape*>& shapes) {
-    auto root = std::make_unique<RTreeNode>(buildNode(Internal::itemsOf(shapes)));
+    auto items = Internal::itemsOf(shapes);
+    const auto itemCount = items.size();
+    auto root = std::make_unique<RTreeNode>(buildNode(items));
     auto changes = root->isLeaf() ? nullptr
-                                  : std::make_unique<RTreeChanges>(m_strategy, root->extent(), shapes.size(),
+                                  : std::make_unique<RTreeChanges>(m_strategy, root->extent(), itemCount,
                                                                    m_maxItemsPerNode);
     replaceTree(std::move(root));
     m_changes = std::move(changes);

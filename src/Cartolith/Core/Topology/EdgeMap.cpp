@@ -145,18 +145,30 @@ std::vector<std::size_t> EdgeMap::outermostHalves() const {
     return found;
 }
 
-QList<Ring> EdgeMap::ringsAround(const std::vector<bool>& isCovered, Work& work) const {
-    const auto isAround = [&isCovered](std::size_t half) {
-        return isCovered[half] && !isCovered[twin(half)];
+std::vector<int> EdgeMap::faces() const {
+    std::vector<int> faces(m_tails.size(), noArea);
+    int count = 0;
+    for (std::size_t start = 0; start < faces.size(); ++start) {
+        for (std::size_t half = start; faces[half] == noArea; half = next(half)) {
+            faces[half] = count;
+        }
+        count += faces[start] == count ? 1 : 0;
+    }
+    return faces;
+}
+
+QList<AreaRing> EdgeMap::ringsAround(const std::vector<int>& areas, Work& work) const {
+    const auto isAround = [&areas](std::size_t half) {
+        return areas[half] != noArea && areas[half] != areas[twin(half)];
     };
     std::vector<std::uint32_t> halves;
     for (const std::uint32_t half : m_fans.halves()) {
-        if (isCovered[half] != isCovered[twin(half)]) {
+        if (areas[half] != areas[twin(half)]) {
             halves.push_back(half);
         }
     }
     const Fans fans(std::move(halves), m_tails, m_places.size());
-    QList<Ring> rings;
+    QList<AreaRing> rings;
     std::vector<bool> isDone(m_tails.size(), false);
     std::vector<std::int64_t> numberOnWay(m_places.size(), -1);
     std::vector<std::uint32_t> way; // vertices
@@ -184,7 +196,7 @@ QList<Ring> EdgeMap::ringsAround(const std::vector<bool>& isCovered, Work& work)
             way.resize(static_cast<std::size_t>(again));
             ring.append(ring.constFirst());
             if (ring.size() > 3) {
-                rings.append(std::move(ring));
+                rings.append({std::move(ring), areas[start]});
             }
         }
         work.add(16 * steps);

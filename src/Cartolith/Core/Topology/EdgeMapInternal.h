@@ -10,9 +10,14 @@
 
 namespace Cartolith::Core::Topology::Internal {
 
-/// The edges of rings that meet in vertices only, and how they go round the faces between them: halves of
-/// edges, the one from a vertex to another and its twin the other way, each with the face on its left.
-/// Edges that a ring takes as often forth as back are left out.
+struct AreaRing {
+    Shapes::Internal::Ring ring;
+    int area; ///< on its left
+};
+
+/// The edges of rings or lines that meet in vertices only, and how they go round the faces between them:
+/// halves of edges, the one from a vertex to another and its twin the other way, each with the face on its
+/// left. Edges that a ring takes as often forth as back are left out.
 class EdgeMap {
 public:
     /// \throws Stopped
@@ -42,9 +47,14 @@ public:
     std::vector<std::size_t> outermostHalves() const;
     Position tailOf(std::size_t half) const { return m_places[m_tails[half]]; }
 
-    /// The edges between what is covered and what not, as rings that do not touch themselves, covered on
-    /// their left. `isCovered` is told for what lies left of each half edge. \throws Stopped
-    QList<Shapes::Internal::Ring> ringsAround(const std::vector<bool>& isCovered, Work& work) const;
+    static constexpr int noArea = -1;
+    /// The face left of each half edge, by a number from 0 on. What goes round a face from within, without a
+    /// way over edges to what goes round it from outside, counts as another one.
+    std::vector<int> faces() const;
+
+    /// The edges between areas, and between these and what is none, as rings that do not touch themselves,
+    /// around each area with it on their left. The area left of each half edge is given. \throws Stopped
+    QList<AreaRing> ringsAround(const std::vector<int>& areas, Work& work) const;
 
 private:
     /// Half edges about the vertices that they leave, counterclockwise.

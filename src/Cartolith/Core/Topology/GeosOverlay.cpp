@@ -71,10 +71,7 @@ GeometryPtr pointsOf(const GisShapePolyline& line) {
 }
 
 GeometryPtr lineOperandOf(const GisShapePolyline& line) {
-    const auto& parts = line.parts();
-    return !line.isEmpty() && std::all_of(parts.begin(), parts.end(), hasNoLength)
-               ? pointsOf(line)
-               : Serialization::Ogr::Internal::geometryOf(line);
+    return isSeveralPoints(line) ? pointsOf(line) : Serialization::Ogr::Internal::geometryOf(line);
 }
 
 /// The members of one dimension; a repaired geometry may bring others.
@@ -149,6 +146,12 @@ GeometryPtr unionOf(const OGRMultiPolygon& polygons) {
 }
 
 } // namespace
+
+bool isSeveralPoints(const GisShape& shape) {
+    const auto* const line = dynamic_cast<const GisShapePolyline*>(&shape);
+    return line != nullptr && !line->isEmpty() &&
+           std::all_of(line->parts().begin(), line->parts().end(), hasNoLength);
+}
 
 GeometryPtr operandOf(const GisShape& shape) {
     if (const auto* line = dynamic_cast<const GisShapePolyline*>(&shape)) {

@@ -14,8 +14,11 @@ namespace Cartolith::Core::Topology::Internal {
 /// How the text of each failure begins.
 inline constexpr const char* overlayFailing = "Overlay failed: ";
 
-/// What GEOS can work with: vertices it cannot take are left out, and a line of parts without length, which
-/// is how overlay returns several points, is these points. Null for a class of shape that is not ours.
+/// A line of parts without length, which is how overlay returns several points.
+bool isSeveralPoints(const Shapes::GisShape& shape);
+
+/// What GEOS can work with: vertices it cannot take are left out, several points are these points. Null for a
+/// class of shape that is not ours.
 Common::Internal::GeometryPtr operandOf(const Shapes::GisShape& shape);
 
 /// By structure, a ring covers what it encloses; by lines, an edge has area on one side only, so that what is

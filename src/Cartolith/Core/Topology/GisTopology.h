@@ -384,10 +384,14 @@ public:
     /// A line may cross itself (see GetCrossings()) and go back the way it came. Parts with a NaN or infinite
     /// vertex are judged by their other vertices. The empty point and a shape without parts have no problem,
     /// a part without a vertex has too few. The list has at most a thousand entries of each kind, and what it
-    /// has no room for is not looked for. Empty when the busy callback stops it. Takes n log n time, in
-    /// whatever order the rings are, and a step for each pair of segments that touch or lie near each other:
-    /// a few seconds for 3000 rings that touch in one vertex or are equal. Rings in one another take time
-    /// quadratic in them: some seconds for 4000, a minute and a half for 20,000. Memory is linear.
+    /// has no room for is not looked for. Of each part a place is listed once where it meets itself, and once
+    /// where it meets later ones; after 100,000 pairs of segments of different rings that meet, no more are
+    /// looked for. Empty when the busy callback stops it.
+    ///
+    /// Takes n log n time, in whatever order the rings are, also of slanted strips side by side, and a step
+    /// for each pair of segments that touch or lie near each other: a few seconds for 3000 rings that touch
+    /// in one vertex or are equal. Rings in one another take time quadratic in them: some seconds for 4000, a
+    /// minute and a half for 20,000. Memory is linear.
     QList<GisShapeProblem> CheckShape(const Shapes::GisShape& shape) const;
 
     /// A sound shape of the same type with the same id and attributes: CheckShape() finds nothing in it.
@@ -407,7 +411,8 @@ public:
     ///
     /// n log n time and linear memory, n being the edges and the pieces that they cut each other into: a
     /// crossing takes half a kilobyte. To that comes a step for each pair of pieces that meet: about a second
-    /// for a nearly collinear ring of 1200 vertices. (Equal rings and equal pieces count once.)
+    /// for a nearly collinear ring of 1200 vertices. (Equal rings and equal pieces count once.) Rings in one
+    /// another take time quadratic in them, as in CheckShape().
     ///
     /// Coordinates of any finite size: where the largest is beyond 1e100 or below 1e-100, all are multiplied
     /// by a power of two for the time of the work, since products of them would overflow or underflow. That
@@ -416,8 +421,8 @@ public:
     /// same. Rings of a size below 1e-100 beside ordinary ones may get lost.
     ///
     /// \throws std::runtime_error "GisTopology::FixShape failed: there are more than 10 million crossings.";
-    /// "... failed: rings still cross on a grid of 2^-18 of their coordinates.", which no input is known to
-    /// bring about: on a coarser one the result would be another shape
+    /// "... failed: rings still cross on a grid of 2^-18 of their coordinates.", which some rings bring about
+    /// whose sizes differ by a factor of 1e180: on a coarser one the result would be another shape
     GisShapeFix FixShape(const Shapes::GisShape& shape) const;
 
     /// @}
@@ -443,10 +448,11 @@ public:
     /// areas sum to that of the polygon. A line that does not cut a shell in two, because it ends inside,
     /// leaves its vertices as they are, bit for bit. A polygon with problems is fixed first, as by
     /// FixShape(). Coordinates may be of any finite size, those of the line of about the size of the
-    /// polygon's. Points come back as one copy. Each shell takes time for itself and for those segments of
-    /// the line that meet its extent. Crossings are rounded as by FixShape(). \throws std::runtime_error
-    /// "GisTopology::SplitByLine failed: ..." with what FixShape() says, that there are more than 10 million
-    /// crossings, or what GEOS says, which puts the edges together
+    /// polygon's; what is of a size below 1e-100 beside ordinary ones may get lost. Points come back as one
+    /// copy. Each shell takes n log n time for itself, those segments of the line that meet its extent, and
+    /// their crossings. Crossings are rounded as by FixShape(). \throws std::runtime_error
+    /// "GisTopology::SplitByLine failed: ..." with what FixShape() says, or that there are more than 10
+    /// million crossings
     std::vector<std::unique_ptr<Shapes::GisShape>> SplitByLine(const Shapes::GisShape& shape,
                                                                const Shapes::GisShape& line) const;
 
@@ -476,8 +482,9 @@ public:
     /// A polygon without parts comes back for an empty shape, for points and lines at a distance of zero or
     /// below, and when nothing is left; a polygon at distance 0 comes back as from FixShape(). A one-sided
     /// buffer with a negative distance lies on the other side. Vertices that are not finite are left out.
-    /// Null when the busy callback stops it, for which GEOS may take up to half the time of the whole.
-    /// GEOS 3.11 then never frees the segments it was at: 28 KB for a line of 100 vertices.
+    /// Coordinates and distance should be 0 or of a size from 1e-120 to 1e120: of others GEOS may return
+    /// nothing. Null when the busy callback stops it, for which GEOS may take up to half the time of the
+    /// whole. GEOS 3.11 then never frees the segments it was at: 28 KB for a line of 100 vertices.
     ///
     /// \throws std::invalid_argument "GisTopology::Buffer distance must be finite.", "GisTopology::Buffer
     /// quadrantSegments must be 1 to 1000.", "GisTopology::Buffer mitreLimit must be at least 1."
@@ -533,20 +540,22 @@ public:
     static double Area(const Shapes::GisShape& shape);
 
     /// Length in metres on the ellipsoid of the system. A projected system's coordinates are first taken to
-    /// its geographic system, vertex by vertex.
+    /// its geographic system, vertex by vertex; across the antimeridian and round a pole they go on as they
+    /// do on the plane.
     ///
-    /// Segments are geodesics, the shortest way on the ellipsoid. Longitudes may lie beyond 180 degrees and
-    /// mean what they mean on a plane: a segment from 170 to 190 crosses the antimeridian, one from 170 to
-    /// -170 goes round the other way. Segments of more than 90 degrees of longitude are cut into equal
-    /// pieces, straight in longitude and latitude. NaN with a vertex that is not finite or beyond a pole. By
-    /// C. Karney's algorithms for geodesics (2013), through PROJ. \throws std::runtime_error what
+    /// Segments are geodesics, the shortest way on the ellipsoid. Geographic longitudes may lie beyond 180
+    /// degrees and mean what they mean on a plane: a segment from 170 to 190 crosses the antimeridian, one
+    /// from 170 to -170 goes round the other way. Segments of more than 90 degrees of longitude are cut into
+    /// equal pieces, straight on the plane of the system. NaN with a vertex that is not finite or beyond a
+    /// pole. By C. Karney's algorithms for geodesics (2013), through PROJ. \throws std::runtime_error what
     /// CoordinateTransformer throws for systems and points it cannot use
     static double GeodesicLength(const Shapes::GisShape& shape,
                                  const CoordinateSystems::CoordinateSystem& system);
 
-    /// Area in square metres on the ellipsoid, never negative; see GeodesicLength() for what edges are. A
-    /// polygon around a pole has to run along it, as on a map: from (-180, -90) to (180, -90). One across the
-    /// antimeridian is right with longitudes beyond 180 and when cut in two there.
+    /// Area in square metres on the ellipsoid, never negative; see GeodesicLength() for what edges are. In
+    /// a geographic system, a polygon around a pole has to run along it, as on a map: from (-180, -90) to
+    /// (180, -90), and one across the antimeridian is right with longitudes beyond 180 and when cut in two
+    /// there. NaN as the length.
     static double GeodesicArea(const Shapes::GisShape& shape,
                                const CoordinateSystems::CoordinateSystem& system);
 

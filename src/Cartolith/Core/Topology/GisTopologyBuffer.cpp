@@ -86,7 +86,14 @@ std::unique_ptr<GisShape> bufferOf(const GisShape& shape, double distance, const
     if (buffer == nullptr) {
         throw std::runtime_error("GisTopology::Buffer failed: " + capture.message().toStdString());
     }
-    for (auto& polygon : Serialization::Ogr::Internal::shapesOf(std::move(buffer)).shapes) {
+    if (buffer->IsEmpty() != 0) {
+        return result;
+    }
+    auto polygons = Serialization::Ogr::Internal::shapesOf(std::move(buffer));
+    if (!polygons.problem.isEmpty()) {
+        throw std::runtime_error("GisTopology::Buffer failed: " + polygons.problem.toStdString());
+    }
+    for (auto& polygon : polygons.shapes) {
         if (auto* const parts = Internal::mutablePartsOf(*polygon)) {
             result->parts() = std::move(*parts);
         }

@@ -14,6 +14,7 @@
 #include <limits>
 #include <numbers>
 #include <stdexcept>
+#include <utility>
 
 namespace Cartolith::Core::Topology {
 
@@ -27,7 +28,12 @@ using Shapes::Internal::Ring;
 
 namespace {
 
-/// The parts of a shape, rings closed, as longitudes and latitudes on an ellipsoid.
+constexpr double quarterTurn = 90.0;
+constexpr double wholeTurn = 360.0;
+
+/// The parts of a shape, rings closed, as longitudes and latitudes on an ellipsoid. Those of a projected
+/// shape go on beyond 180 degrees where it does, so that a way once round a pole ends a turn from where it
+/// began.
 class ShapeOnEllipsoid {
 public:
     ShapeOnEllipsoid(const GisShape& shape, const CoordinateSystem& system) {
@@ -45,17 +51,44 @@ public:
         for (const Internal::SegmentPart& part : boundary.parts()) {
             m_isFinite =
                 m_isFinite && std::all_of(part.vertices.begin(), part.vertices.end(), Internal::isFinite);
-            m_parts.append(part.vertices);
+            m_planar.append(part.vertices);
         }
-        if (m_isFinite && reference.IsProjected() != 0) {
-            toGeographic(system, reference);
+        m_parts = m_planar;
+        m_isProjected = reference.IsProjected() != 0;
+        if (m_isFinite) {
+            const double degreesPerUnit = reference.GetAngularUnits() * 180.0 / std::numbers::pi;
+            if (m_isProjected) {
+                toGeographic(system, reference, degreesPerUnit);
+            } else {
+                for (Ring& part : m_parts) {
+                    toDegrees(part, degreesPerUnit);
+                }
+            }
         }
-        toDegrees(reference.GetAngularUnits() * 180.0 / std::numbers::pi);
     }
 
     bool isFinite() const { return m_isFinite; }
-    const QList<Ring>& parts() const { return m_parts; }
 
+    double length() const {
+        Internal::CompensatedSum sum;
+        for (const Ring& part : m_parts) {
+            sum.add(measure(part).length);
+        }
+        return sum.value();
+    }
+
+    double area() const {
+        Internal::CompensatedSum sum;
+        // On the plane: there a hole is not a turn away from its shell.
+        const QList<int> depths = Shapes::Internal::nestingDepths(m_planar);
+        for (qsizetype i = 0; i < m_parts.size(); ++i) {
+            const double area = areaOf(m_parts[i], m_planar[i]);
+            sum.add(depths[i] % 2 == 0 ? area : -area);
+        }
+        return sum.value() < 0.0 ? 0.0 : sum.value();
+    }
+
+private:
     struct Measures {
         double length = 0.0;
         double area = 0.0; ///< between the way and the equator, with a sign
@@ -67,7 +100,8 @@ public:
             const GisShapePoint& a = part[i - 1];
             const GisShapePoint& b = part[i];
             // Beyond half a turn the shortest way would be another one.
-            const double quarters = std::max(1.0, std::ceil(std::fabs(b.x() - a.x()) / 90.0));
+            const double quarters =
+                m_isProjected ? 1.0 : std::max(1.0, std::ceil(std::fabs(b.x() - a.x()) / quarterTurn));
             if (!(quarters < 1e6)) {
                 return {std::numeric_limits<double>::quiet_NaN(), std::numeric_limits<double>::quiet_NaN()};
             }
@@ -91,8 +125,23 @@ public:
         return {length.value(), area.value()};
     }
 
-private:
-    void toGeographic(const CoordinateSystem& system, const OGRSpatialReference& reference) {
+    double areaOf(const Ring& ring, const Ring& planar) const {
+        const double below = measure(ring).area;
+        const double turns = m_isProjected && !ring.isEmpty()
+                                 ? std::round((ring.last().x() - ring.first().x()) / wholeTurn)
+                                 : 0.0;
+        if (std::fabs(turns) != 1.0) {
+            return std::fabs(below);
+        }
+        // What lies between the way and the equator is not what it goes round, which is left of a ring that
+        // runs anticlockwise on the plane.
+        const double hemisphere = 2.0 * std::numbers::pi * m_ellipsoid.c2;
+        const bool isNorthInside = (Internal::signedArea(planar) > 0.0) == (turns > 0.0);
+        return std::fabs(isNorthInside ? hemisphere - turns * below : hemisphere + turns * below);
+    }
+
+    void toGeographic(const CoordinateSystem& system, const OGRSpatialReference& reference,
+                      double degreesPerUnit) {
         const std::unique_ptr<OGRSpatialReference> geographic(reference.CloneGeogCS());
         const auto target =
             geographic == nullptr ? nullptr : CoordinateSystemFactory::fromSpatialReference(*geographic);
@@ -100,24 +149,69 @@ private:
             throw std::runtime_error("GisTopology needs a system with an ellipsoid.");
         }
         const CoordinateTransformer transformer(system, *target);
-        for (Ring& part : m_parts) {
-            part = transformer.transformPoints(part);
+        const double radius = reference.GetSemiMajor() / reference.GetLinearUnits();
+        for (qsizetype i = 0; i < m_parts.size(); ++i) {
+            const Ring& planar = m_planar[i];
+            Ring ends = transformer.transformPoints(planar);
+            toDegrees(ends, degreesPerUnit);
+            Ring& way = m_parts[i];
+            way.clear();
+            for (qsizetype k = 0; k < ends.size(); ++k) {
+                if (k > 0) {
+                    goAlong(way, planar[k - 1], planar[k], ends[k], transformer, degreesPerUnit, radius);
+                }
+                goOn(way, ends[k]);
+            }
         }
     }
 
-    void toDegrees(double degreesPerUnit) {
+    /// Where a segment turns by more than a quarter, points along it, as it lies on the plane, say which way.
+    static void goAlong(Ring& way, const GisShapePoint& from, const GisShapePoint& to,
+                        const GisShapePoint& end, const CoordinateTransformer& transformer,
+                        double degreesPerUnit, double radius) {
+        const bool isLong = std::hypot(to.x() - from.x(), to.y() - from.y()) > radius;
+        if (!isLong && std::fabs(std::remainder(end.x() - way.last().x(), wholeTurn)) <= quarterTurn) {
+            return;
+        }
+        constexpr int pieces = 9;
+        Ring between;
+        for (int piece = 1; piece < pieces; ++piece) {
+            const double t = static_cast<double>(piece) / pieces;
+            between.append(
+                GisShapePoint(from.x() + t * (to.x() - from.x()), from.y() + t * (to.y() - from.y())));
+        }
+        between = transformer.transformPoints(between);
+        toDegrees(between, degreesPerUnit);
+        Ring longer{way.last()};
+        for (const GisShapePoint& point : std::as_const(between)) {
+            goOn(longer, point);
+        }
+        const double step = std::remainder(end.x() - longer.last().x(), wholeTurn);
+        if (std::fabs(longer.last().x() + step - way.last().x()) > quarterTurn) {
+            way.append(longer.mid(1));
+        }
+    }
+
+    static void goOn(Ring& way, const GisShapePoint& point) {
+        const double x = way.isEmpty()
+                             ? point.x()
+                             : way.last().x() + std::remainder(point.x() - way.last().x(), wholeTurn);
+        way.append(GisShapePoint(x, point.y()));
+    }
+
+    static void toDegrees(Ring& part, double degreesPerUnit) {
         if (std::fabs(degreesPerUnit - 1.0) > 1e-12) {
-            for (Ring& part : m_parts) {
-                for (GisShapePoint& vertex : part) {
-                    vertex = GisShapePoint(vertex.x() * degreesPerUnit, vertex.y() * degreesPerUnit);
-                }
+            for (GisShapePoint& vertex : part) {
+                vertex = GisShapePoint(vertex.x() * degreesPerUnit, vertex.y() * degreesPerUnit);
             }
         }
     }
 
     geod_geodesic m_ellipsoid{};
+    QList<Ring> m_planar; ///< as they were given
     QList<Ring> m_parts;
     bool m_isFinite = true;
+    bool m_isProjected = false;
 };
 
 } // namespace
@@ -127,11 +221,7 @@ double GisTopology::GeodesicLength(const GisShape& shape, const CoordinateSystem
     if (!onEllipsoid.isFinite()) {
         return std::numeric_limits<double>::quiet_NaN();
     }
-    Internal::CompensatedSum sum;
-    for (const Ring& part : onEllipsoid.parts()) {
-        sum.add(onEllipsoid.measure(part).length);
-    }
-    return sum.value();
+    return onEllipsoid.length();
 }
 
 double GisTopology::GeodesicArea(const GisShape& shape, const CoordinateSystem& system) {
@@ -142,14 +232,7 @@ double GisTopology::GeodesicArea(const GisShape& shape, const CoordinateSystem& 
     if (!onEllipsoid.isFinite()) {
         return std::numeric_limits<double>::quiet_NaN();
     }
-    Internal::CompensatedSum sum;
-    const QList<Ring>& rings = onEllipsoid.parts();
-    const QList<int> depths = Shapes::Internal::nestingDepths(rings);
-    for (qsizetype i = 0; i < rings.size(); ++i) {
-        const double area = std::fabs(onEllipsoid.measure(rings[i]).area);
-        sum.add(depths[i] % 2 == 0 ? area : -area);
-    }
-    return std::max(0.0, sum.value());
+    return onEllipsoid.area();
 }
 
 } // namespace Cartolith::Core::Topology

@@ -1,6 +1,9 @@
 #include <Cartolith/Core/Serialization/RingsInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Shapes/PartsInternal.h>
+#include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
 #include <Cartolith/Core/Topology/BoundaryInternal.h>
+#include <Cartolith/Core/Topology/CoveredSidesInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
@@ -15,6 +18,7 @@
 #include <limits>
 #include <optional>
 #include <utility>
+#include <vector>
 
 namespace Cartolith::Core::Topology {
 
@@ -26,6 +30,8 @@ using Shapes::GisShape;
 using Shapes::GisShapePoint;
 using Shapes::GisShapePolygon;
 using Shapes::GisShapePolyline;
+using Shapes::Internal::PlaceWindings;
+using Shapes::Internal::Ring;
 
 namespace {
 
@@ -94,10 +100,40 @@ int side(Position a, Position b, Position c) {
     return Internal::orientation(a.x, a.y, b.x, b.y, c.x, c.y);
 }
 
+/// Of points on one line.
+bool isBetween(Position p, Position a, Position b) {
+    return p.x >= std::min(a.x, b.x) && p.x <= std::max(a.x, b.x) && p.y >= std::min(a.y, b.y) &&
+           p.y <= std::max(a.y, b.y);
+}
+
+/// Where two segments meet, decided without rounding.
+std::optional<Position> meetingOf(Position a, Position b, Position c, Position d) {
+    if (std::max(a.x, b.x) < std::min(c.x, d.x) || std::max(c.x, d.x) < std::min(a.x, b.x) ||
+        std::max(a.y, b.y) < std::min(c.y, d.y) || std::max(c.y, d.y) < std::min(a.y, b.y)) {
+        return std::nullopt;
+    }
+    const int sideOfC = side(a, b, c);
+    const int sideOfD = side(a, b, d);
+    const int sideOfA = side(c, d, a);
+    const int sideOfB = side(c, d, b);
+    if (sideOfC * sideOfD < 0 && sideOfA * sideOfB < 0) {
+        return Internal::crossingOf(a, b, c, d);
+    }
+    if (sideOfA == 0 && isBetween(a, c, d)) {
+        return a;
+    }
+    if (sideOfB == 0 && isBetween(b, c, d)) {
+        return b;
+    }
+    if (sideOfC == 0 && isBetween(c, a, b)) {
+        return c;
+    }
+    return sideOfD == 0 && isBetween(d, a, b) ? std::optional(d) : std::nullopt;
+}
+
 PairOfPoints betweenSegments(Position a, Position b, Position c, Position d) {
-    if (side(a, b, c) * side(a, b, d) < 0 && side(c, d, a) * side(c, d, b) < 0) {
-        const Position meeting = Internal::crossingOf(a, b, c, d);
-        return {0.0, meeting, meeting};
+    if (const std::optional<Position> meeting = meetingOf(a, b, c, d)) {
+        return {0.0, *meeting, *meeting};
     }
     PairOfPoints nearest = fromPointToSegment(a, c, d);
     nearest.takeIfNearer(fromPointToSegment(b, c, d));
@@ -175,7 +211,8 @@ private:
             const auto [lowB, highB] = Internal::reachOf(m_b, runB, along);
             return !isWorthwhile(std::max(lowA - highB, lowB - highA));
         };
-        return isApart(Internal::acrossOf(m_a, runA)) || isApart(Internal::acrossOf(m_b, runB)) ||
+        return isApart(Internal::acrossOf(m_a, runA).direction) ||
+               isApart(Internal::acrossOf(m_b, runB).direction) ||
                isApart(Internal::unitOf({m_b.vertex(runB.start).x - m_a.vertex(runA.start).x,
                                          m_b.vertex(runB.start).y - m_a.vertex(runA.start).y}));
     }
@@ -204,19 +241,113 @@ private:
     QVarLengthArray<Pair, 128> m_pending; ///< at most eight siblings on each level of either tree
 };
 
+using Places = std::vector<PlaceWindings::Place>;
+
+/// Which rings go round places.
+class RingsAround : private PlaceWindings::Visitor {
+public:
+    RingsAround(const QList<Ring>& rings, Work& work)
+        : m_work(work), m_windings(static_cast<std::size_t>(rings.size()), 0) {
+        for (qsizetype i = 0; i < rings.size(); ++i) {
+            m_edges.addRing(rings[i], static_cast<int>(i));
+        }
+    }
+
+    /// \throws Stopped
+    void find(const Places& places) { m_edges.visit(places, *this); }
+
+    /// The numbers of those that any goes round.
+    const std::vector<int>& places() const { return m_found; }
+    /// Round the first of these.
+    const std::vector<int>& rings() const { return m_rings; }
+
+private:
+    bool isLeft(const GisShapePoint& a, const GisShapePoint& b, const PlaceWindings::Place& place) override {
+        return Internal::passesLeftOf(a, b, place);
+    }
+    void look(qint64 edges) override { m_work.add(edges); }
+    void change(int ring, int by) override {
+        int& winding = m_windings[static_cast<std::size_t>(ring)];
+        m_count -= winding != 0 ? 1 : 0;
+        winding += by;
+        m_count += winding != 0 ? 1 : 0;
+    }
+    void arrive(int place) override {
+        if (m_count == 0) {
+            return;
+        }
+        m_found.push_back(place);
+        for (std::size_t i = 0; m_found.size() == 1 && i < m_windings.size(); ++i) {
+            if (m_windings[i] != 0) {
+                m_rings.push_back(static_cast<int>(i));
+            }
+        }
+    }
+
+    Work& m_work;
+    PlaceWindings m_edges;
+    std::vector<int> m_windings;
+    int m_count = 0;
+    std::vector<int> m_found;
+    std::vector<int> m_rings;
+};
+
+/// Some rings and those that may be around them, which meet them and are larger; all for many rings.
+QList<Ring> withRingsAround(const std::vector<int>& some, const QList<Ring>& rings) {
+    constexpr std::size_t many = 16;
+    if (some.size() > many) {
+        return rings;
+    }
+    QList<Ring> found;
+    for (qsizetype i = 0; i < rings.size(); ++i) {
+        const Shapes::GisExtent extent = Shapes::Internal::extentOfParts({rings[i]});
+        const bool isAround = std::any_of(some.begin(), some.end(), [&](int ring) {
+            return ring == i ||
+                   (Shapes::Internal::extentOfParts({rings[ring]}).intersects(extent) &&
+                    extent.width() * extent.height() >= std::fabs(Internal::signedArea(rings[ring])));
+        });
+        if (isAround) {
+            found.append(rings[i]);
+        }
+    }
+    return found;
+}
+
 /// A vertex of the shape that lies in the area, which is found if the boundaries do not meet and any does.
 std::optional<Position> vertexInArea(const Boundary& shape, const GisShape& area, const Boundary& rings,
                                      Work& work) {
-    if (dynamic_cast<const GisShapePolygon*>(&area) == nullptr) {
+    const auto* const polygon = dynamic_cast<const GisShapePolygon*>(&area);
+    if (polygon == nullptr) {
         return std::nullopt;
     }
+    const bool isRegular = Internal::largestCoordinate(rings.box()) < 1e200;
+    const bool isTold = polygon->parts().size() == 1 || !isRegular; // by parity, where it says inside
+    Places places;
     for (qsizetype i = 0; i < shape.partCount(); ++i) {
         const Position first = shape.vertex(shape.part(i).begin);
-        if (Internal::isInOddNumberOfRings(rings, first, work)) {
+        if (isTold && Internal::isInOddNumberOfRings(rings, first, work)) {
             return first;
         }
+        if (isRegular && rings.box().holds(first)) {
+            places.push_back({first.x, first.y});
+        }
     }
-    return std::nullopt;
+    if (places.empty()) {
+        return std::nullopt;
+    }
+    RingsAround around(polygon->parts(), work);
+    around.find(places);
+    if (around.places().empty()) {
+        return std::nullopt;
+    }
+    Places unclear;
+    for (const int place : around.places()) {
+        unclear.push_back(places[static_cast<std::size_t>(place)]);
+    }
+    const QList<Ring> nested =
+        unclear.size() == 1 ? withRingsAround(around.rings(), polygon->parts()) : polygon->parts();
+    const auto covered = Internal::coveredPlace(Internal::coverOf(nested), unclear, work);
+    return covered ? std::optional<Position>({unclear[*covered].x, unclear[*covered].y}) : std::nullopt;
 }
 
 GisNearestPoints nearestPoints(const GisShape& first, const GisShape& second, Work& work) {

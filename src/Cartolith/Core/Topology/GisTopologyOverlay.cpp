@@ -75,9 +75,14 @@ private:
         if (!m_topology.ForceShapeFixing()) {
             return combined(a, b, type);
         }
-        const GisShapeFix fixedA = Internal::fixedShape(a, m_topology, Internal::overlayFailing);
-        const GisShapeFix fixedB = Internal::fixedShape(b, m_topology, Internal::overlayFailing);
-        return combined(*fixedA.shape, *fixedB.shape, type);
+        const auto fixedOf = [this](const GisShape& shape) { // as a line, several points have nothing to keep
+            return Internal::isSeveralPoints(shape)
+                       ? shape.clone()
+                       : Internal::fixedShape(shape, m_topology, Internal::overlayFailing).shape;
+        };
+        const auto fixedA = fixedOf(a);
+        const auto fixedB = fixedOf(b);
+        return combined(*fixedA, *fixedB, type);
     }
 
     std::unique_ptr<GisShape> combined(const GisShape& a, const GisShape& b, Type type) {

@@ -1,24 +1,21 @@
-#include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/RingNestingInternal.h>
+#include <Cartolith/Core/Topology/CoveredSidesInternal.h>
 #include <Cartolith/Core/Topology/CrossingsInternal.h>
-#include <Cartolith/Core/Topology/GeosInternal.h>
+#include <Cartolith/Core/Topology/FacePolygonsInternal.h>
 #include <Cartolith/Core/Topology/NodingInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/RingOrderInternal.h>
-#include <Cartolith/Core/Topology/RingParityInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 #include <Cartolith/Core/Topology/WorkingScaleInternal.h>
 
 #include <algorithm>
-#include <set>
 #include <stdexcept>
 #include <string>
 #include <utility>
 
 namespace Cartolith::Core::Topology {
 
-using Common::Internal::GeometryPtr;
 using Internal::Boundary;
 using Internal::Segment;
 using Internal::SegmentList;
@@ -164,10 +161,9 @@ std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>&
     return cuts;
 }
 
-/// Lines or rings with boxes around those that follow each other along a curve.
-template <typename Shape>
-struct Boxed {
-    explicit Boxed(const QList<Ring>& lines)
+/// Lines with boxes around those that follow each other along a curve.
+struct BoxedLines {
+    explicit BoxedLines(const QList<Ring>& lines)
         : order(Internal::alongCurve(lines)), boundary(boxed(lines, order)) {}
 
     std::vector<int> order; ///< the number of each line of the boundary
@@ -175,14 +171,14 @@ struct Boxed {
 
 private:
     static Boundary boxed(const QList<Ring>& lines, const std::vector<int>& order) {
-        Shape ordered;
+        GisShapePolyline ordered;
         ordered.parts() = Internal::inOrder(lines, order);
         return Boundary(ordered, ordered.extent(), 0.0, nullptr, Boundary::Boxes::Bare);
     }
 };
 
 /// The segments of some lines that meet the box, as lines in their order.
-QList<Ring> linesIn(const Internal::Box& box, const Boxed<GisShapePolyline>& all) {
+QList<Ring> linesIn(const Internal::Box& box, const BoxedLines& all) {
     const Boundary& lines = all.boundary;
     std::vector<std::pair<int, Ring>> found; // with the numbers of the lines
     qsizetype next = -1;                     // the vertex that ends the last segment taken
@@ -219,67 +215,56 @@ QList<Ring> linesIn(const Internal::Box& box, const Boxed<GisShapePolyline>& all
     return parts;
 }
 
-/// What lines cut each other into, each edge once.
-GeometryPtr nodedEdges(const QList<QList<GisShapePoint>>& lines, Internal::Work& work) {
-    using Place = std::pair<double, double>;
-    std::set<std::pair<Place, Place>> known;
-    auto edges = std::make_unique<OGRMultiLineString>();
-    for (const QList<GisShapePoint>& line : Internal::nodedLines(lines, Internal::NodedAs::Lines, {}, work)) {
-        for (qsizetype i = 1; i < line.size(); ++i) {
-            const Place from(line[i - 1].x(), line[i - 1].y());
-            const Place to(line[i].x(), line[i].y());
-            if (known.emplace(std::min(from, to), std::max(from, to)).second) {
-                auto edge = std::make_unique<OGRLineString>();
-                edge->addPoint(from.first, from.second);
-                edge->addPoint(to.first, to.second);
-                edges->addGeometryDirectly(edge.release());
-            }
+/// The rings and lines with vertices where they meet, lines edge by edge from left to right: of a way forth
+/// and back nothing would be left.
+QList<Ring> nodedEdges(const QList<Ring>& rings, const QList<Ring>& lines, Internal::Work& work) {
+    const QList<Ring> noded = Internal::nodedLines(rings + lines, Internal::NodedAs::Lines, {}, work);
+    QList<Ring> edges = noded.mid(0, rings.size());
+    for (qsizetype line = rings.size(); line < noded.size(); ++line) {
+        for (qsizetype i = 1; i < noded[line].size(); ++i) {
+            const GisShapePoint& a = noded[line][i - 1];
+            const GisShapePoint& b = noded[line][i];
+            const bool isForth = std::pair(a.x(), a.y()) < std::pair(b.x(), b.y());
+            edges.append(isForth ? Ring{a, b} : Ring{b, a});
         }
-        work.add(16 * line.size());
+        work.add(16 * noded[line].size());
     }
-    return GeometryPtr(edges.release());
+    return edges;
+}
+
+/// The areas that lines cut a polygon into: of the faces that lines and rings make together those in it.
+QList<QList<Ring>> areasBetween(const QList<Ring>& shellAndHoles, const QList<Ring>& lines,
+                                Internal::Work& work) {
+    const QList<Ring> edges = nodedEdges(shellAndHoles, lines, work);
+    const Internal::EdgeMap map(edges, work);
+    Internal::Cover cover{shellAndHoles, {}, 1};
+    for (qsizetype i = 0; i < shellAndHoles.size(); ++i) {
+        cover.roles.push_back({{0, i > 0}});
+    }
+    const std::vector<bool> isCovered = Internal::coveredSides(cover, edges, map, work);
+    std::vector<int> areas = map.faces();
+    for (std::size_t half = 0; half < areas.size(); ++half) {
+        areas[half] = isCovered[half] ? areas[half] : Internal::EdgeMap::noArea;
+    }
+    return Internal::facePolygons(map, areas, work);
 }
 
 /// The pieces of one shell with its holes; none when it is not cut.
-ShapeList cutPolygon(const GisShapePolygon& polygon, const Boxed<GisShapePolyline>& line,
-                     const GisTopology& topology) {
+ShapeList cutPolygon(const GisShapePolygon& polygon, const BoxedLines& line, const GisTopology& topology) {
     ShapeList pieces;
-    const Boxed<GisShapePolygon> boxed(polygon.parts());
-    const Boundary& rings = boxed.boundary;
-    const QList<Ring> cutting = linesIn(rings.box(), line);
+    const Shapes::GisExtent extent = polygon.extent();
+    const QList<Ring> cutting = linesIn({extent.xMin(), extent.yMin(), extent.xMax(), extent.yMax()}, line);
     if (cutting.isEmpty()) {
         return pieces;
     }
     Internal::Work work(&topology);
-    GeometryPtr edges;
     try {
-        edges = nodedEdges(polygon.parts() + cutting, work);
+        const QList<QList<Ring>> areas = areasBetween(polygon.parts(), cutting, work);
+        for (qsizetype i = 0; areas.size() > 1 && i < areas.size(); ++i) {
+            pieces.push_back(pieceOf<GisShapePolygon>(polygon, areas[i]));
+        }
     } catch (const Internal::NotNoded& failure) {
         throw std::runtime_error(std::string(splitFailing) + failure.reason);
-    }
-    const Common::Internal::GdalErrorCapture capture;
-    const Internal::GeosInterrupt interrupt(topology);
-    const GeometryPtr faces(edges->Polygonize());
-    interrupt.check();
-    if (faces == nullptr) {
-        throw std::runtime_error(splitFailing + (capture.message().isEmpty()
-                                                     ? "GEOS gives no reason."
-                                                     : capture.message().toStdString()));
-    }
-    for (OGRGeometry* face : *faces->toGeometryCollection()) {
-        auto shapes = Serialization::Ogr::Internal::shapesOf(GeometryPtr(face->clone())).shapes;
-        if (shapes.size() != 1) {
-            continue;
-        }
-        // Not in a hole, nor closed by the line alone.
-        const GisShapePoint inside = GisTopology::PointOnSurface(*shapes.front());
-        if (Internal::isInOddNumberOfRings(rings, Internal::positionOf(inside), work)) {
-            polygon.copyAttributesTo(*shapes.front());
-            pieces.push_back(std::move(shapes.front()));
-        }
-    }
-    if (pieces.size() < 2) {
-        pieces.clear();
     }
     return pieces;
 }
@@ -295,7 +280,7 @@ ShapeList cutPolygons(const GisShape& polygon, const GisShape& line, const GisTo
     }
     const std::unique_ptr<GisShape> sound = Internal::fixedShape(polygon, topology, splitFailing).shape;
     const SegmentList segments(line);
-    const Boxed<GisShapePolyline> cutting(segments.lines().parts());
+    const BoxedLines cutting(segments.lines().parts());
     const QList<Ring>& rings = std::as_const(static_cast<GisShapePolygon&>(*sound)).parts();
     const QList<QList<Ring>> polygons = Shapes::Internal::shellsWithHoles(rings);
     const int count = static_cast<int>(polygons.size());

@@ -123,7 +123,8 @@ void visitPairs(const LineSegments& segments, Work& work, Visit visit) {
     const qsizetype runs = pairs.boundaryA().count(0);
     for (qsizetype run = 0; run < runs; ++run) {
         pairs.visitOfRun(
-            run, {run, runs}, work, [&](qsizetype other) { return strips.mayMeet(run, other); },
+            run, {run, runs}, work,
+            [&](int level, qsizetype node) { return strips.mayMeet(run, level, node); },
             [&](std::size_t i, std::size_t j) {
                 if (i < j) {
                     visit(i, j);

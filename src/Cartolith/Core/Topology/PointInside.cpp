@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Shapes/EnclosedAreaInternal.h>
 #include <Cartolith/Core/Shapes/RingChordsInternal.h>
 #include <Cartolith/Core/Topology/PointInsideInternal.h>
+#include <Cartolith/Core/Topology/RingCrossingsInternal.h>
 #include <Cartolith/Core/Topology/RingMeasuresInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 #include <Cartolith/Core/Topology/ValidAreaInternal.h>
@@ -22,7 +23,7 @@ namespace {
 /// A line across a polygon: of all pieces of it between two edges that are covered the longest, and its
 /// middle.
 struct Chord {
-    double length = 0.0;
+    double length = -1.0; ///< 0 where edges cross the line in one place, as far as numbers tell
     GisShapePoint middle;
 };
 
@@ -161,8 +162,8 @@ public:
         });
     }
 
-    /// One that the lines show, but of which rounding makes something at the edge.
-    const GisShapePoint& nearest() const noexcept { return m_nearest.middle; }
+    /// What the lines show, but of which rounding makes something at the edge.
+    const Chord& nearest() const noexcept { return m_nearest; }
 
 private:
     /// Tries the middle of the highest strips without a vertex: away from all edges that are not steep, and
@@ -179,12 +180,13 @@ private:
             if (i >= 16 && (room > 0.0 || polygon.crossingCount() > 64 * strips.size())) {
                 break;
             }
-            const Chord chord = chordIn(strips[i], width, polygon);
-            if (std::min(chord.length, strips[i].height) <= room) {
-                continue;
+            if (strips[i].height == 0.0) {
+                break;
             }
-            if (polygon.covers(chord.middle) && isTaken(chord.middle)) {
-                room = std::min(chord.length, strips[i].height);
+            const Chord chord = chordIn(strips[i], width, polygon);
+            const double its = std::min(chord.length, strips[i].height);
+            if (its > room && polygon.covers(chord.middle) && isTaken(chord.middle)) {
+                room = its;
                 best = chord.middle;
             } else if (chord.length > m_nearest.length) {
                 m_nearest = chord;
@@ -197,6 +199,13 @@ private:
     std::vector<std::pair<double, const QList<Ring>*>> m_bySize;
     Chord m_nearest;
 };
+
+/// Then they enclose something, however thin.
+bool areApart(const QList<Ring>& rings) {
+    ProblemList problems;
+    findRingCrossings(rings, QList<int>(rings.size(), 0), GisTopology(), problems);
+    return problems.problems().isEmpty();
+}
 
 } // namespace
 
@@ -220,12 +229,18 @@ GisShapePoint pointInside(const QList<Ring>& rings) {
         if (!found.isEmpty()) {
             return found;
         }
-        if (!apart.nearest().isEmpty()) {
-            return apart.nearest();
+        if (!apart.nearest().middle.isEmpty()) {
+            return apart.nearest().middle;
         }
     } catch (const NotNoded&) { // the lines found something, or nothing
     }
-    return places.nearest();
+    if (const Chord& nearest = places.nearest(); nearest.length > 0.0) {
+        return nearest.middle;
+    }
+    if (clean.isEmpty() || !areApart(clean)) {
+        return {};
+    }
+    return places.nearest().middle.isEmpty() ? clean.constFirst().constFirst() : places.nearest().middle;
 }
 
 } // namespace Cartolith::Core::Topology::Internal

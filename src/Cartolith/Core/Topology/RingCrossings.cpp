@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cstdlib>
 #include <optional>
+#include <set>
 #include <tuple>
 #include <utility>
 #include <vector>
@@ -38,7 +39,8 @@ public:
     /// \throws Stopped
     RingTouches find() {
         for (const SegmentPairs::Range& runs : m_runs) {
-            m_lastSelfCrossing = m_lastCrossing = {};
+            m_selfCrossings.clear();
+            m_crossings.clear();
             for (qsizetype run = runs.begin; run < runs.end; ++run) {
                 lookFrom(run, runs);
                 report();
@@ -69,7 +71,7 @@ private:
         if (!m_problems.isFull(GisShapeProblemKind::SelfCrossing)) {
             look(run, {run, own.end}, [](int /*ring*/) { return true; });
         }
-        if (!m_problems.isFull(GisShapeProblemKind::RingsCross)) {
+        if (!m_problems.isFull(GisShapeProblemKind::RingsCross) && m_crossingPairs < mostCrossingPairs) {
             const auto isLater = [its = ringOf(run)](int ring) { return ring > its; };
             look(run, {0, own.begin}, isLater);
             look(run, {own.end, m_pairs.boundaryA().count(0)}, isLater);
@@ -83,7 +85,9 @@ private:
         }
         m_pairs.visitOfRun(
             run, others, m_work,
-            [&](qsizetype other) { return isAsked(ringOf(other)) && m_strips.mayMeet(run, other); },
+            [&](int level, qsizetype node) {
+                return (level > 0 || isAsked(ringOf(node))) && m_strips.mayMeet(run, level, node);
+            },
             [&](std::size_t i, std::size_t j) {
                 using Kind = SegmentMeeting::Kind;
                 const Segment& a = segment(i);
@@ -98,6 +102,7 @@ private:
                 if (meeting.kind != Kind::Touch || a.part == b.part ||
                     crossInVertex(a, b, meeting.places[0])) {
                     m_found.emplace_back(i, j);
+                    m_crossingPairs += a.part == b.part ? 0 : 1;
                 } else if (!m_problems.has(GisShapeProblemKind::SelfCrossing) &&
                            !m_problems.has(GisShapeProblemKind::RingsCross)) { // rings may touch each other
                     m_touches.add(meeting.places[0], ringOf(a), ringOf(b));
@@ -150,28 +155,31 @@ private:
             const Segment& s = segment(i);
             const GisShapePoint place = pointOf(meetingOf(s, segment(j)).places[0]);
             const bool isSelfCrossing = s.part == segment(j).part;
-            GisShapePoint& last = isSelfCrossing ? m_lastSelfCrossing : m_lastCrossing;
-            if (!isSamePlace(last, place)) { // four segments meet where a ring touches itself
-                m_problems.add(isSelfCrossing ? GisShapeProblemKind::SelfCrossing
-                                              : GisShapeProblemKind::RingsCross,
-                               place, m_partOf[ringOf(s)], s.index);
+            const auto kind =
+                isSelfCrossing ? GisShapeProblemKind::SelfCrossing : GisShapeProblemKind::RingsCross;
+            std::set<std::pair<double, double>>& listed = isSelfCrossing ? m_selfCrossings : m_crossings;
+            if (!m_problems.isFull(kind) && listed.emplace(place.x(), place.y()).second) {
+                m_problems.add(kind, place, m_partOf[ringOf(s)], s.index);
             }
-            last = place;
         }
         m_found.clear();
     }
 
+    /// Of thousands of equal rings each has few places, and each meets all others there.
+    static constexpr qint64 mostCrossingPairs = 100'000;
+
     const QList<int>& m_partOf;
     ProblemList& m_problems;
     Work m_work;
-    std::vector<int> m_order; ///< of the rings as they lie
+    qint64 m_crossingPairs = 0; ///< of rings, found so far
+    std::vector<int> m_order;   ///< of the rings as they lie
     SegmentList m_list;
     SegmentPairs m_pairs;
     RunStrips m_strips;
     std::vector<SegmentPairs::Range> m_runs; ///< of each ring
     std::vector<std::pair<std::size_t, std::size_t>> m_found;
-    GisShapePoint m_lastSelfCrossing; ///< of the ring at hand
-    GisShapePoint m_lastCrossing;     ///< of it and another
+    std::set<std::pair<double, double>> m_selfCrossings; ///< of the ring at hand, as listed
+    std::set<std::pair<double, double>> m_crossings;     ///< of it and others
     RingTouches m_touches;
 };
 

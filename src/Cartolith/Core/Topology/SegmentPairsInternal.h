@@ -56,7 +56,7 @@ public:
     }
 
     /// The same for the segments of one run of a, and of some runs of b; of a list with itself for all j but
-    /// i. Runs for which `canMeet(run)` is false are left out. \throws Stopped
+    /// i. Nodes for which `canMeet(level, node)` is false are left out. \throws Stopped
     template <typename CanMeet, typename Visit>
     void visitOfRun(qsizetype runA, Range runsOfB, Work& work, CanMeet canMeet, Visit visit) const {
         const Run segmentsA(m_a, m_boundaryA, runA);
@@ -72,11 +72,12 @@ public:
             if (end <= runsOfB.begin || !other.box(level, node).meets(m_boundaryA.box(0, runA))) {
                 return Boundary::Step::Skip;
             }
-            if (level > 0) {
+            visited += 8;
+            const bool mayMeet = canMeet(level, node);
+            if (mayMeet && level > 0) {
                 return Boundary::Step::Down;
             }
-            visited += 8;
-            if (canMeet(node)) {
+            if (mayMeet) {
                 visited += 56;
                 const Run segmentsB(m_b, other, node);
                 for (std::size_t i = 0; i < segmentsA.count; ++i) {
@@ -97,7 +98,7 @@ public:
     template <typename Visit>
     void visitOfRun(qsizetype runA, Range runsOfB, Work& work, Visit visit) const {
         visitOfRun(
-            runA, runsOfB, work, [](qsizetype /*run*/) { return true; }, visit);
+            runA, runsOfB, work, [](int /*level*/, qsizetype /*node*/) { return true; }, visit);
     }
 
 private:

@@ -1,186 +1,28 @@
-#include <Cartolith/Core/Shapes/PlaceWindingsInternal.h>
-#include <Cartolith/Core/Shapes/RingKeyInternal.h>
-#include <Cartolith/Core/Topology/EdgeMapInternal.h>
+#include <Cartolith/Core/Topology/CoveredSidesInternal.h>
 #include <Cartolith/Core/Topology/NodingInternal.h>
-#include <Cartolith/Core/Topology/OrientationInternal.h>
 #include <Cartolith/Core/Topology/ValidAreaInternal.h>
 
-#include <set>
 #include <utility>
 #include <vector>
 
 namespace Cartolith::Core::Topology::Internal {
 
-using Shapes::GisShapePoint;
-using Shapes::Internal::PlaceWindings;
 using Shapes::Internal::Ring;
-using Shapes::Internal::vertexKey;
-
-namespace {
-
-/// Which ring is a shell or a hole of which polygon.
-struct Role {
-    std::size_t polygon;
-    bool isHole;
-};
-
-struct Cover {
-    QList<Ring> rings;
-    std::vector<Role> roles; ///< of the rings
-    std::size_t polygons = 0;
-};
-
-/// Without shells without holes that are there already, and holes of a polygon: they add nothing, and the
-/// edges that run along each other are as many as the square of their number.
-Cover coverOf(const QList<Ring>& rings) {
-    using Keys = std::set<Shapes::Internal::RingKey>;
-    Cover cover;
-    Keys shells;
-    for (const QList<Ring>& polygon : Shapes::Internal::shellsWithHoles(rings)) {
-        if (polygon.size() == 1 && !shells.insert(vertexKey(polygon.constFirst())).second) {
-            continue;
-        }
-        Keys holes;
-        for (qsizetype i = 0; i < polygon.size(); ++i) {
-            if (i == 0 || holes.insert(vertexKey(polygon[i])).second) {
-                cover.rings.append(polygon[i]);
-                cover.roles.push_back({cover.polygons, i > 0});
-            }
-        }
-        ++cover.polygons;
-    }
-    return cover;
-}
-
-/// Whether one place is covered, told from what changes on the way from the last one.
-class CoverAtPlace {
-public:
-    explicit CoverAtPlace(const Cover& cover)
-        : m_cover(cover), m_windings(cover.roles.size(), 0), m_polygons(cover.polygons) {}
-
-    void change(int ring, int by) {
-        int& winding = m_windings[static_cast<std::size_t>(ring)];
-        const bool wasAround = winding != 0;
-        winding += by;
-        if (wasAround == (winding != 0)) {
-            return;
-        }
-        const Role& role = m_cover.roles[static_cast<std::size_t>(ring)];
-        Around& around = m_polygons[role.polygon];
-        m_covering -= around.covers() ? 1 : 0;
-        (role.isHole ? around.holes : around.shells) += wasAround ? -1 : 1;
-        m_covering += around.covers() ? 1 : 0;
-    }
-    bool isCovered() const noexcept { return m_covering > 0; }
-
-private:
-    struct Around {
-        int shells = 0;
-        int holes = 0;
-
-        bool covers() const noexcept { return shells > 0 && holes == 0; }
-    };
-
-    const Cover& m_cover;
-    std::vector<int> m_windings;
-    std::vector<Around> m_polygons;
-    int m_covering = 0; ///< polygons
-};
-
-/// What lies left of each half edge. Each connected piece of the map is walked from one face to the next over
-/// the edges between them, beginning left of its leftmost vertex, where what the other pieces cover is known
-/// from the rings' winding numbers. Nothing is rounded.
-class CoveredSides : private PlaceWindings::Visitor {
-public:
-    CoveredSides(const Cover& cover, const EdgeMap& map, Work& work)
-        : m_at(cover), m_map(map), m_work(work), m_isKnown(map.halves(), false),
-          m_isCovered(map.halves(), false) {}
-
-    /// \throws Stopped
-    std::vector<bool> find(const QList<Ring>& noded) {
-        PlaceWindings windings;
-        for (qsizetype i = 0; i < noded.size(); ++i) {
-            windings.addRing(noded[i], static_cast<int>(i));
-        }
-        m_starts = m_map.outermostHalves();
-        std::vector<PlaceWindings::Place> places;
-        for (const std::size_t half : m_starts) {
-            places.push_back({m_map.tailOf(half).x, m_map.tailOf(half).y});
-        }
-        windings.visit(places, *this);
-        return std::move(m_isCovered);
-    }
-
-private:
-    struct Step {
-        std::size_t start; ///< where the way came into the face
-        std::size_t at;
-        bool isDone;
-    };
-
-    /// Of places moved to the left by as little as need be.
-    bool isLeft(const GisShapePoint& a, const GisShapePoint& b, const PlaceWindings::Place& place) override {
-        const int side = orientation(a.x(), a.y(), b.x(), b.y(), place.x, place.y);
-        return b.y() > a.y() ? side < 0 : side > 0;
-    }
-    void change(int ring, int by) override { m_at.change(ring, by); }
-    void look(qint64 edges) override { m_work.add(edges); }
-
-    void arrive(int place) override {
-        enter(m_starts[static_cast<std::size_t>(place)]);
-        while (!m_way.empty()) {
-            Step& step = m_way.back();
-            if (step.isDone) {
-                if (m_way.size() > 1) {
-                    cross(step.start); // back
-                }
-                m_way.pop_back();
-                continue;
-            }
-            const std::size_t other = EdgeMap::twin(step.at);
-            step.at = m_map.next(step.at);
-            step.isDone = step.at == step.start;
-            if (!m_isKnown[other]) {
-                cross(EdgeMap::twin(other));
-                enter(other);
-            }
-        }
-    }
-
-    /// From left to right.
-    void cross(std::size_t half) {
-        m_map.visitChanges(half, [this](int ring, int by) { m_at.change(ring, by); });
-    }
-
-    void enter(std::size_t half) {
-        std::size_t at = half;
-        qint64 length = 0;
-        do {
-            m_isKnown[at] = true;
-            m_isCovered[at] = m_at.isCovered();
-            at = m_map.next(at);
-            ++length;
-        } while (at != half);
-        m_work.add(16 * length);
-        m_way.push_back({half, half, false});
-    }
-
-    CoverAtPlace m_at;
-    const EdgeMap& m_map;
-    Work& m_work;
-    std::vector<bool> m_isKnown;
-    std::vector<bool> m_isCovered;
-    std::vector<std::size_t> m_starts;
-    std::vector<Step> m_way;
-};
-
-} // namespace
 
 QList<Ring> validArea(const QList<Ring>& rings, const NodingGrid& grid, Work& work) {
     const Cover cover = coverOf(rings);
     const QList<Ring> noded = nodedLines(cover.rings, NodedAs::Rings, grid, work);
     const EdgeMap map(noded, work);
-    return map.ringsAround(CoveredSides(cover, map, work).find(noded), work);
+    const std::vector<bool> isCovered = coveredSides(cover, noded, map, work);
+    std::vector<int> areas;
+    for (const bool its : isCovered) {
+        areas.push_back(its ? 0 : EdgeMap::noArea);
+    }
+    QList<Ring> valid;
+    for (AreaRing& ring : map.ringsAround(areas, work)) {
+        valid.append(std::move(ring.ring));
+    }
+    return valid;
 }
 
 } // namespace Cartolith::Core::Topology::Internal

@@ -15,6 +15,11 @@ void requireWritable(const QString& path, const QStringList& family) {
         const QFileInfo old(QFileInfo(path).dir(), name);
         const QString what =
             name == names.first() ? QStringLiteral("it") : QLatin1Char('\'') + name + QLatin1Char('\'');
+        if (old.isSymLink() && !old.exists()) {
+            failToWrite(
+                path,
+                QStringLiteral("%1 is a link to '%2', which is not there").arg(what, old.symLinkTarget()));
+        }
         if (!old.exists()) {
             continue;
         }
@@ -33,6 +38,16 @@ void requireReplaceable(const QString& path, const QString& target, const QStrin
     const QFileInfo main(target);
     if (main.suffix().compare(QFileInfo(path).suffix(), Qt::CaseInsensitive) != 0) {
         failToWrite(path, QStringLiteral("it is a link to '%1', which has another suffix").arg(target));
+    }
+    if (family.isEmpty()) {
+        return;
+    }
+    for (const QString* const file : {&path, &target}) {
+        for (const QString& name : membersOf(*file, QStringList(main.suffix()))) {
+            if (name != QFileInfo(*file).fileName()) {
+                failToWrite(path, QStringLiteral("'%1' beside it has the same further files").arg(name));
+            }
+        }
     }
     const QStringList members = membersOf(path, family);
     const QDir folder(main.dir().canonicalPath());

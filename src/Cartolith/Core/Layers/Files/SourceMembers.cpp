@@ -16,18 +16,18 @@ bool isSuffix(const QString& found, const QString& suffix) {
 
 } // namespace
 
-QString suffixBeside(const QString& path, const QString& name) {
+QString suffixBeside(const QString& path, const QString& name, Qt::CaseSensitivity sensitivity) {
     const QString stem = QFileInfo(path).completeBaseName() + QLatin1Char('.');
-    return name.startsWith(stem) ? name.mid(stem.size()) : QString();
+    return name.startsWith(stem, sensitivity) ? name.mid(stem.size()) : QString();
 }
 
-QStringList membersOf(const QString& path, const QStringList& suffixes) {
+QStringList membersOf(const QString& path, const QStringList& suffixes, Qt::CaseSensitivity sensitivity) {
     QStringList names = Folder(QFileInfo(path).path()).names();
     names.sort();
     QStringList members;
     for (const QString& suffix : suffixes) {
         for (const QString& name : std::as_const(names)) {
-            if (isSuffix(suffixBeside(path, name), suffix)) {
+            if (isSuffix(suffixBeside(path, name, sensitivity), suffix)) {
                 members.append(name);
             }
         }

@@ -126,7 +126,7 @@ void StagedFiles::takeRights(const QString& name) const {
     }
     const Folder& staged = m_staging->folder();
     const auto now = staged.status(name);
-    if (!old || !now) {
+    if (!old || !now || !S_ISREG(old->st_mode)) { // everybody may do everything with a link
         return;
     }
     const QByteArray encoded = QFile::encodeName(name);

@@ -1,4 +1,4 @@
-#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/Gdal/RasterLicenceInternal.h>
 #include <Cartolith/Core/Layers/Gdal/RasterSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
@@ -162,12 +162,7 @@ GisRasterWorldTransform RasterSource::worldTransform() const {
 std::shared_ptr<CoordinateSystems::CoordinateSystem> RasterSource::coordinateSystem() const {
     const GdalErrorCapture errors;
     const Common::Internal::EpsgCodesAsGiven codes;
-    const OGRSpatialReference* const srs = m_dataset->GetSpatialRef();
-    if (srs == nullptr) {
-        return nullptr;
-    }
-    OGRSpatialReference copy(*srs); // the factory changes what it is given
-    return CoordinateSystems::CoordinateSystemFactory::fromSpatialReference(copy);
+    return CoordinateSystems::Internal::systemFound(m_dataset->GetSpatialRef());
 }
 
 std::vector<QRgb> RasterSource::palette(int band) const {

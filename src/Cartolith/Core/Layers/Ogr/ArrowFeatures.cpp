@@ -67,7 +67,7 @@ bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gd
     const bool hasIds = !isDatabase || !QByteArrayView(layer.GetFIDColumn()).isEmpty();
     const bool isQuick = hasHits || layer.TestCapability(OLCFastGetArrowStream) != 0;
     if (!isQuick || definition.GetGeomFieldCount() != 1 || !hasIds ||
-        !(isDatabase || hasOrdinaryColumns(gdalName, definition.GetFieldCount()))) {
+        !(isDatabase || gdalName.isEmpty() || hasOrdinaryColumns(gdalName, definition.GetFieldCount()))) {
         return false;
     }
     std::set<std::string_view> names;
@@ -115,8 +115,9 @@ bool ArrowFeatures::openStream(OGRLayer& layer, ArrowSchema& schema) {
     const Common::Internal::GdalErrorCapture errors;
     CPLStringList options;
     options.SetNameValue("INCLUDE_FID", "YES");
-    // Rows of any size lie in memory beside the shapes: few at a time.
-    options.SetNameValue("MAX_FEATURES_IN_BATCH", "4096");
+    // Rows of any size lie in memory beside the shapes: few at a time, and fewer of a part, whose shapes a
+    // budget holds down.
+    options.SetNameValue("MAX_FEATURES_IN_BATCH", layer.GetSpatialFilter() == nullptr ? "4096" : "256");
     layer.ResetReading();
     const bool isOpen =
         layer.GetArrowStream(&m_stream, options.List()) && m_stream.get_schema(&m_stream, &schema) == 0;

@@ -21,7 +21,8 @@ public:
     /// eight logical values GDAL 3.6 keeps the last. Also null for a table without a column of ids, which all
     /// become 0. A driver that is no database is FlatGeobuf's: null where the file, by the name that GDAL has
     /// for it, has columns of other types than 32-bit and 64-bit numbers, texts and bytes, of which GDAL
-    /// reads those of 8 bits wrongly. Reading begins at the first feature.
+    /// reads those of 8 bits wrongly; without a name this is known not to be so. Reading begins at the first
+    /// feature.
     ///
     /// A layer of a FlatGeobuf file with a spatial filter says that it has no quick way, but has one as long
     /// as there is at least one hit: that is for the caller to see to.

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/Ogr/FlatBufferInternal.h>
+#include <Cartolith/Core/Layers/Ogr/FlatGeobufHeaderInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FlatGeobufRowsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 
@@ -115,6 +116,11 @@ FlatGeobufRows::FlatGeobufRows(const QString& path) {
         refuseRows(file.errorString());
     }
     m_file = file.readAll();
+}
+
+QByteArray FlatGeobufRows::restored(QByteArrayView written, const QStringList& columns) const {
+    requireKept(written, columns);
+    return withFlatGeobufHeader(m_file, written);
 }
 
 void FlatGeobufRows::requireKept(QByteArrayView written, const QStringList& columns) const {

@@ -18,11 +18,14 @@ public:
 
     /// Called for each row that is in the new file too, in their order.
     void keep(qint64 row, const std::set<int>& changedColumns) { m_kept.push_back({row, changedColumns}); }
-    /// \throws std::runtime_error naming column and row where the new file has another type of a column, or
-    /// another value that was not edited. Dates with times may be written otherwise and say the same.
-    void requireKept(QByteArrayView written, const QStringList& columns) const;
+    /// The new file, with what the old one says of itself. \throws std::runtime_error naming column and row
+    /// where the new file has another type of a column, or another value that was not edited. Dates with
+    /// times may be written otherwise and say the same.
+    QByteArray restored(QByteArrayView written, const QStringList& columns) const;
 
 private:
+    void requireKept(QByteArrayView written, const QStringList& columns) const;
+
     struct Kept {
         qint64 row;
         std::set<int> changedColumns;

@@ -41,11 +41,13 @@ bool isAttribute(const QString& name) {
                 .contains(name, Qt::CaseInsensitive);
 }
 
-bool isFeature(QByteArrayView text) {
-    const JsonObject object(text);
+bool isOfType(const JsonObject& object, QLatin1String name) {
     const JsonMember* const type = object.findInAnyCase(QStringLiteral("type"));
-    return type != nullptr &&
-           jsonStringOf(type->value).compare(QLatin1String("Feature"), Qt::CaseInsensitive) == 0;
+    return type != nullptr && jsonStringOf(type->value).compare(name, Qt::CaseInsensitive) == 0;
+}
+
+bool isFeature(const JsonObject& object) {
+    return isOfType(object, QLatin1String("Feature"));
 }
 
 bool hasMember(QByteArrayView object, const QString& name) {
@@ -88,6 +90,9 @@ GeoJsonTexts::GeoJsonTexts(const QString& driver, const QString& path)
     }
     m_file = file.readAll();
     m_text = QByteArrayView(m_file);
+    if (!m_text.isValidUtf8()) { // of which names may look alike
+        throw std::runtime_error("it is not written in UTF-8");
+    }
     if (m_text.startsWith(byteOrderMark)) {
         m_text = m_text.sliced(byteOrderMark.size());
     }
@@ -113,15 +118,14 @@ void GeoJsonTexts::readCollection() {
     const auto isFeatures = [](const JsonMember& member) {
         return member.name().compare(QLatin1String("features"), Qt::CaseInsensitive) == 0;
     };
-    const auto count = std::count_if(object.members().begin(), object.members().end(), isFeatures);
-    if (count > 1) {
+    // Elsewhere a member of that name is one of nobody's.
+    if (!isOfType(object, QLatin1String("FeatureCollection"))) {
+        m_records.push_back(isFeature(object) ? m_text : QByteArrayView());
+    } else if (std::count_if(object.members().begin(), object.members().end(), isFeatures) != 1) {
         throw std::runtime_error("it has several members 'features'");
-    }
-    if (count == 1) {
+    } else {
         m_features = object.findInAnyCase(QStringLiteral("features"))->value;
         m_records = jsonElementsOf(m_features);
-    } else {
-        m_records.push_back(isFeature(m_text) ? m_text : QByteArrayView());
     }
     const QString bbox = QStringLiteral("bbox"); // which may be written with escapes
     m_hasBox = m_text.contains("bbox") || m_text.contains("\\u");
@@ -215,7 +219,7 @@ QByteArray GeoJsonTexts::recordOf(const Kept& kept, QByteArrayView line) const {
     if (!kept.change.isAny()) {
         return copyOf(before);
     }
-    if (m_isSequence && !isFeature(before)) {
+    if (m_isSequence && !isFeature(JsonObject(before))) {
         throw std::runtime_error("a record that is no feature cannot be edited");
     }
     return edited(kept, line);

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/LogChannels.h>
 #include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Layers/Files/IndexFileInternal.h>
@@ -7,17 +8,22 @@
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
+#include <QDateTime>
 #include <QFileInfo>
 
+#include <algorithm>
 #include <limits>
 #include <optional>
 #include <set>
+#include <stdexcept>
+#include <string>
 #include <typeinfo>
 #include <utility>
 
@@ -28,22 +34,44 @@ using Shapes::GisShape;
 
 namespace {
 
-/// GDAL takes the system of the first geometry for that of all.
-void requireOneSystem(const Internal::OgrSource& source, OGRLayer& layer) {
-    if (source.driverName() != QLatin1String("PostgreSQL") ||
-        layer.GetLayerDefn()->GetGeomFieldCount() == 0) {
-        return;
-    }
-    bool hasSeveral = false;
+/// Begins to read a server's table. GDAL takes the system of the first geometry for that of all.
+Internal::ExactTexts beginTable(const Internal::OgrSource& source, OGRLayer& layer) {
     try {
-        hasSeveral = Internal::PostgresTable(source.dataset(), layer).hasSeveralSystems();
+        // What is read of the table in several ways is that of one moment.
+        source.dataset().StartTransaction();
+        Internal::execute(source.dataset(), "SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY");
+        Internal::PostgresTable table(source.dataset(), layer);
+        if (layer.GetLayerDefn()->GetGeomFieldCount() != 0 && table.hasSeveralSystems()) {
+            throw std::runtime_error("the geometries of '" + std::string(layer.GetName()) +
+                                     "' are in several coordinate systems");
+        }
+        return table.exactTexts();
     } catch (const std::runtime_error& error) {
         source.fail(QString::fromUtf8(error.what()));
     }
-    if (hasSeveral) {
-        source.fail(QStringLiteral("the geometries of '%1' are in several coordinate systems")
-                        .arg(QString::fromUtf8(layer.GetName())));
-    }
+}
+
+/// GDAL takes years before Christ for those after.
+void correctYears(Internal::OgrContent& content) {
+    content.state.texts.forEach([&content](Internal::ExactTexts::Place place, QByteArrayView text) {
+        if (!text.endsWith(" BC")) {
+            return;
+        }
+        const auto first = std::lower_bound(content.features.cbegin(), content.features.cend(), place.first);
+        const QString name = content.definitions.at(place.second).name();
+        const QByteArrayList parts = text.toByteArray().split(' ').constFirst().split('-');
+        const QDate date(-parts.value(0).toInt(), parts.value(1).toInt(), parts.value(2).toInt());
+        const bool isDate = content.definitions.at(place.second).type() == QMetaType::QDate;
+        for (auto at = first; at != content.features.cend() && *at == place.first; ++at) {
+            Shapes::GisShape& shape =
+                *content.shapes[static_cast<std::size_t>(at - content.features.cbegin())];
+            QDateTime moment = shape.attributeValue(name).toDateTime();
+            moment.setDate(date);
+            if (isDate || moment.isValid()) {
+                shape.attributes()[name] = isDate ? QVariant(date) : QVariant(moment);
+            }
+        }
+    });
 }
 
 } // namespace
@@ -67,7 +95,8 @@ bool GisLayerOgrVector::open() {
     Internal::OgrSource& source = snapshot.source();
     OGRLayer& layer = snapshot.layer();
     const auto& stamp = snapshot.stamp();
-    requireOneSystem(source, layer);
+    const bool isServer = Internal::OgrFormat::isServerOf(source.driverName());
+    Internal::ExactTexts texts = isServer ? beginTable(source, layer) : Internal::ExactTexts();
     const ProgressCallback progress = m_progress; // one that replaces itself goes on living here
     const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
     double reported = 0.0;
@@ -99,15 +128,18 @@ bool GisLayerOgrVector::open() {
         return false;
     }
 
-    if (source.driverName() == QLatin1String("PostgreSQL")) { // gives rows in any order
+    if (isServer) { // gives rows in any order
         content->sort();
+        content->state.texts = std::move(texts);
+        correctYears(*content);
+        source.dataset().RollbackTransaction();
     }
-    content->state.features.sort();
+    const bool areUnique = content->state.features.sort();
+    content->state.hasStableIds = content->state.hasStableIds && areUnique;
     const auto system = source.systemOf(layer);
     // A server keeps estimates.
-    const bool isKept = source.driverName() != QLatin1String("PostgreSQL");
-    const GisExtent extent = Internal::storedExtent(layer, isKept && !content->shapes.empty());
-    const QString sourceName = QString::fromUtf8(layer.GetName());
+    const GisExtent extent = Internal::storedExtent(layer, !isServer && !content->shapes.empty());
+    const QString sourceName = Common::Internal::wholeText(layer.GetName());
     auto provider =
         std::make_unique<Providers::GisOgrProvider>(path(), source.driverName(), source.layerNames());
 
@@ -197,6 +229,7 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
         lost.withCurves += feature.hasCurves ? 1 : 0;
         lost.collections += feature.isCollection ? 1 : 0;
         lost.incomplete += feature.isPartlyRead ? 1 : 0;
+        lost.otherTexts += feature.hasOtherText ? 1 : 0;
     }
     return lost;
 }

@@ -60,6 +60,23 @@ Shapes::GisShape* GisLayerOgrVector::shapeForFeatureId(qint64 id) {
     return position >= 0 ? items()[static_cast<std::size_t>(position)].get() : nullptr;
 }
 
+QString GisLayerOgrVector::exactText(const Shapes::GisShape& shape, const QString& field) const {
+    const auto position = static_cast<std::size_t>(indexOfShapeId(shape.id()));
+    if (position >= items().size() || items()[position].get() != &shape) {
+        return {};
+    }
+    const FeatureTrace::Entry& entry = m_trace->entries()[position];
+    const auto& fields = attributeDefinitions();
+    const auto found = std::find_if(fields.begin(), fields.end(),
+                                    [&field](const auto& definition) { return definition.name() == field; });
+    const auto text = m_read->texts.find({entry.feature, static_cast<int>(found - fields.begin())});
+    const auto* const original = entry.original.get();
+    const bool isAsRead = original == nullptr || (original->shape != nullptr &&
+                                                  Internal::areSame(original->shape->attributeValue(field),
+                                                                    shape.attributeValue(field)));
+    return text && isAsRead ? QString::fromUtf8(*text) : QString();
+}
+
 bool GisLayerOgrVector::hasStableFeatureIds() const {
     return m_read->hasStableIds;
 }
@@ -154,6 +171,7 @@ GisLayerOgrVector::Saved GisLayerOgrVector::afterSaving(const Internal::OgrEdits
         }
     }
     state.features.sort();
+    state.texts = m_read->texts.replacedAt(ids.written, ids.texts);
     saved.trace->reset(features);
     if (ids.isRenumbered) {
         state.numberedIds = ids.numberedIds;
@@ -173,15 +191,15 @@ void GisLayerOgrVector::save() {
         Internal::StagedFiles::sync(m_sourcePath);
         m_isUnsafe = false;
     }
-    if (edits.isEmpty()) {
-        return;
-    }
     if (!m_doubtful.isEmpty() && Internal::isCommitted(m_sourcePath, m_doubtful)) {
         Internal::failToWrite(m_sourcePath,
                               QStringLiteral("what was committed before the connection broke is in "
                                              "the source; open it again to go on"));
     }
     m_doubtful = {};
+    if (edits.isEmpty()) {
+        return;
+    }
     Common::Internal::LogStep step(Common::LogChannels::save, "edits");
     Internal::describe(step, m_sourcePath, edits);
     if (coordinateSystem() != m_sourceSystem) {

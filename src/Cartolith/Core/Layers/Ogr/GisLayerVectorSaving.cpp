@@ -4,11 +4,15 @@
 #include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
+#include <Cartolith/Core/Layers/Files/SourceMembersInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Layers/LayerFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
+#include <Cartolith/Core/Layers/Ogr/SystemKeptInternal.h>
+#include <Cartolith/Core/Spatial/RTreeOrderInternal.h>
 
 #include <QFileInfo>
 #include <QMap>
@@ -23,56 +27,13 @@
 namespace Cartolith::Core::Layers {
 
 using Defs::GisAttributeDefinition;
-using Internal::commonType;
+using Internal::fieldsOf;
 using Internal::OgrFormat;
 using Internal::OgrTarget;
 using Shapes::GisShape;
 using Shapes::GisShapeType;
 
 namespace {
-
-/// The fields declared, and after them what shapes have besides, by name.
-QList<GisAttributeDefinition> fieldsOf(const GisLayerVector& layer) {
-    QList<GisAttributeDefinition> fields;
-    std::set<QString> declared;
-    for (const GisAttributeDefinition& definition : layer.attributeDefinitions()) {
-        if (declared.insert(definition.name()).second) { // shapes have one value for fields of one name
-            fields.append(definition);
-        }
-    }
-    // Rows of one schema have the same names.
-    const Shapes::Internal::AttributeSchema* seen = nullptr;
-    const auto isDeclared = [&](const GisShape& shape) {
-        const Shapes::Internal::AttributeRow row = shape.attributeSlot().row();
-        if (row.isNull() || &row.schema() == seen) {
-            return !row.isNull();
-        }
-        for (int i = 0; i < row.schema().count(); ++i) {
-            if (!declared.contains(row.schema().name(i))) {
-                return false;
-            }
-        }
-        seen = &row.schema();
-        return true;
-    };
-    QMap<QString, QMetaType::Type> found;
-    for (const GisShape* shape : layer.rawShapes()) {
-        if (isDeclared(*shape)) {
-            continue;
-        }
-        const auto attributes = shape->attributeSlot().copyOfTable();
-        for (auto it = attributes.cbegin(); it != attributes.cend(); ++it) {
-            if (it->isValid() && !declared.contains(it.key())) {
-                const auto type = static_cast<QMetaType::Type>(it->typeId());
-                found[it.key()] = found.contains(it.key()) ? commonType(found[it.key()], type) : type;
-            }
-        }
-    }
-    for (auto it = found.cbegin(); it != found.cend(); ++it) {
-        fields.append(GisAttributeDefinition(it.key(), it.value()));
-    }
-    return fields;
-}
 
 /// A dBASE number has 24 places: as many after the point as what stands before it leaves free.
 int dbaseDecimals(const GisLayerVector& layer, const QString& field) {
@@ -93,6 +54,17 @@ bool keepsDecimals(const GisLayerVector& layer, const QString& field, int decima
         const double value = shape->attributeValue(field).toDouble();
         return !std::isfinite(value) || Internal::isKeptBy(decimals, value);
     });
+}
+
+/// Whether there are times in a field, and the first has no zone.
+bool hasClockTimes(const GisLayerVector& layer, const QString& field) {
+    for (const GisShape* shape : layer.rawShapes()) {
+        const QVariant value = shape->attributeValue(field);
+        if (!value.isNull()) {
+            return value.typeId() == QMetaType::QDate || value.toDateTime().timeSpec() == Qt::LocalTime;
+        }
+    }
+    return false;
 }
 
 /// Null when the shapes are of several kinds, or there are none and the layer does not say.
@@ -136,6 +108,32 @@ std::vector<Feature> featuresOf(const GisLayerVector& layer,
     return features;
 }
 
+std::vector<Feature> alongCurve(std::vector<Feature> features) {
+    std::vector<Shapes::GisExtent> boxes;
+    boxes.reserve(features.size());
+    Shapes::GisExtent frame;
+    for (const Feature& feature : features) {
+        Shapes::GisExtent box;
+        for (const GisShape* const shape : feature) {
+            box = box.expand(shape->extent());
+        }
+        frame = frame.expand(box);
+        boxes.push_back(box);
+    }
+    std::vector<std::pair<quint32, std::size_t>> places;
+    places.reserve(features.size());
+    for (const Shapes::GisExtent& box : boxes) {
+        places.emplace_back(Spatial::RTree::hilbertKey(box, frame), places.size());
+    }
+    std::sort(places.begin(), places.end());
+    std::vector<Feature> ordered;
+    ordered.reserve(features.size());
+    for (const auto& [key, place] : places) {
+        ordered.push_back(std::move(features[place]));
+    }
+    return ordered;
+}
+
 /// The types that hold one part of a shape, and several.
 std::pair<OGRwkbGeometryType, OGRwkbGeometryType> geometryTypesOf(GisShapeType kind) {
     switch (kind) {
@@ -175,6 +173,28 @@ QStringList columnOptions(const OgrFormat& format, const QList<GisAttributeDefin
                          << QStringLiteral("GEOMETRY_NAME=") + freeName(QStringLiteral("geom"));
 }
 
+/// So many bytes of a name, or fewer where they would end within a letter.
+QByteArray beginningOf(const QByteArray& name, qsizetype bytes) {
+    qsizetype end = std::min(bytes, name.size());
+    while (end > 0 && end < name.size() && (static_cast<uchar>(name[end]) & 0xC0U) == 0x80U) {
+        --end;
+    }
+    return name.left(end);
+}
+
+/// A Shapefile's names have ten bytes, which GDAL cuts within a letter, also where it tells names apart, as
+/// is done here.
+void cutName(OGRFieldDefn& field, std::set<QByteArray>& taken) {
+    constexpr qsizetype most = 10;
+    constexpr int digits = 10;
+    const QByteArray whole = field.GetNameRef();
+    QByteArray name = beginningOf(whole, most);
+    for (int i = 1; !taken.insert(name.toLower()).second && i < digits * digits; ++i) {
+        name = beginningOf(whole, most - 2) + (i < digits ? "_" : "") + QByteArray::number(i);
+    }
+    field.SetName(name.constData());
+}
+
 class Saver {
 public:
     Saver(const GisLayerVector& layer, const std::vector<Feature>& features, const OgrFormat& format,
@@ -195,6 +215,13 @@ public:
             !CoordinateSystems::Internal::toSpatialReference(*m_layer.coordinateSystem(), system)) {
             m_target.fail(QStringLiteral("its coordinate system is of no use to GDAL"));
         }
+        if (m_layer.coordinateSystem() != nullptr && !m_format.suffixes.isEmpty()) {
+            try {
+                Internal::requireSystemKept(m_format, system, m_layer.extent());
+            } catch (const std::runtime_error& error) {
+                m_target.fail(QString::fromUtf8(error.what()));
+            }
+        }
         const QString fileName = Internal::nameOfSource(m_path);
         const QString own = m_layer.name().isEmpty() ? fileName : m_layer.name();
         const bool isNamedByFile = !m_format.family.isEmpty();
@@ -203,8 +230,12 @@ public:
             m_target.createLayer(isNamedByFile ? fileName : (wantedName.isEmpty() ? own : wantedName),
                                  m_layer.coordinateSystem() != nullptr ? &system : nullptr, m_type,
                                  columnOptions(m_format, m_fields));
+        std::set<QByteArray> names;
         for (const GisAttributeDefinition& field : std::as_const(m_fields)) {
             const auto definition = definitionOf(field);
+            if (!m_format.family.isEmpty()) {
+                cutName(*definition, names);
+            }
             const bool isDecimal = !m_format.family.isEmpty() && definition->GetType() == OFTReal;
             if (isDecimal && (definition->GetWidth() == 0 ||
                               !keepsDecimals(m_layer, field.name(), definition->GetPrecision()))) {
@@ -212,6 +243,10 @@ public:
                 definition->SetPrecision(dbaseDecimals(m_layer, field.name()));
             }
             m_target.addField(*definition);
+            if (m_format.isServer && definition->GetType() == OFTDateTime &&
+                hasClockTimes(m_layer, field.name())) {
+                m_target.dropZone();
+            }
         }
         m_definition = target.GetLayerDefn();
     }
@@ -343,14 +378,29 @@ bool GisLayerVector::saveAs(const QString& path, const GisVectorSaveOptions& opt
         refuse(QStringLiteral("the layer holds only a part of its source; open that whole to save it"));
     }
     const auto check = [&] {
-        if (options.existing == GisVectorSaveOptions::Existing::Refuse && QFileInfo::exists(path)) {
+        if (options.existing != GisVectorSaveOptions::Existing::Refuse) {
+            return;
+        }
+        if (QFileInfo::exists(path)) {
             refuse(QStringLiteral("there is such a file"));
+        }
+        // Where there are several, also those of something else; in any case, as on other systems they are
+        // one and the same.
+        if (const QStringList beside =
+                format->family.isEmpty()
+                    ? QStringList()
+                    : Internal::membersOf(path, format->suffixes + format->family, Qt::CaseInsensitive);
+            !beside.isEmpty()) {
+            refuse(QStringLiteral("there is such a file: '%1'").arg(beside.first()));
         }
     };
     Common::Internal::LogStep step(Common::LogChannels::save, "export");
     step.set("target", Internal::shownPath(path));
     step.set("shapes", count());
-    const std::vector<Feature> features = featuresOf(*this, multiPoints());
+    std::vector<Feature> features = featuresOf(*this, multiPoints());
+    if (options.order == GisVectorSaveOptions::Order::Hilbert) {
+        features = alongCurve(std::move(features));
+    }
     if (format->family.isEmpty()) {
         check();
     }

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
@@ -7,6 +8,7 @@
 
 #include <algorithm>
 #include <limits>
+#include <optional>
 #include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -47,7 +49,7 @@ OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
         const bool isKept = field.GetSubType() == OFSTNone || field.GetSubType() == OFSTBoolean;
         state.subtypes += isKept ? 0 : 1;
         if (field.GetSubType() == OFSTJSON) {
-            state.jsonFields.insert(QString::fromUtf8(field.GetNameRef()));
+            state.jsonFields.insert(Common::Internal::wholeName(field.GetNameRef()));
         }
         state.defaults += field.GetDefault() != nullptr ? 1 : 0;
     }
@@ -57,12 +59,14 @@ bool OgrContent::isInterrupted(const GoOn& goOn) const {
     if (shapes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         m_source.fail(QStringLiteral("it has more shapes than a layer can number"));
     }
-    constexpr qint64 interval = 256;
+    const qint64 interval = m_isInParts ? 1 : 256;
     return state.featureCount % interval == 0 && !goOn(static_cast<double>(state.featureCount));
 }
 
 OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
-    const auto columns = ArrowFeatures::of(m_layer, m_isDatabase, m_source.gdalName(), m_isInParts);
+    const auto columns = ArrowFeatures::of(
+        m_layer, m_isDatabase, m_areColumnsKnown ? QByteArray() : m_source.gdalName(), m_isInParts);
+    m_areColumnsKnown = columns != nullptr;
     while (columns != nullptr && columns->next()) {
         if (!take(*columns)) {
             return Outcome::Unfit;
@@ -78,7 +82,11 @@ OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
 
 OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn) {
     m_layer.ResetReading();
-    while (const auto feature = m_source.next(m_layer)) {
+    std::optional<Common::Internal::GdalErrorCapture> errors;
+    if (m_isInParts) { // else a host's callback is asked in between
+        errors.emplace();
+    }
+    while (const auto feature = errors ? m_source.next(m_layer, *errors) : m_source.next(m_layer)) {
         take(*feature, m_source.complaint());
         if (isInterrupted(goOn)) {
             return Outcome::Cancelled;
@@ -123,6 +131,9 @@ bool OgrContent::readFeature(qint64 id) {
         }
         return false;
     }
+    if (feature->GetFID() != id) { // that of the lower 32 bits
+        return false;
+    }
     const Skip skip = std::exchange(m_skip, {});
     take(*feature, complaint);
     m_skip = skip;
@@ -160,8 +171,10 @@ bool OgrContent::take(const ArrowFeatures& feature) {
         read.digest = m_isCompared ? m_digest.of(schema, feature, nullptr) : 0;
         read.shapes = 1;
         state.digest += read.digest;
+        const AttributeRow row = m_rows.of(feature);
+        read.hasOtherText = m_rows.hadOtherText();
         state.features.append(read);
-        keep(std::move(shape), read.id, m_rows.of(feature));
+        keep(std::move(shape), read.id, row);
         return true;
     }
     OGRGeometry* made = nullptr;
@@ -210,11 +223,12 @@ void OgrContent::takeGeometry(ReadFeature feature, qint64 id, GeometryPtr geomet
         ++(hasGeometry ? state.unreadable : state.rowsWithoutGeometry);
         return;
     }
-    constexpr quint32 most = (1U << 26U) - 1;
+    constexpr quint32 most = (1U << 25U) - 1;
     feature.shapes = static_cast<quint32>(std::min<std::size_t>(read.shapes.size(), most)) & most;
     feature.isPartlyRead = !read.problem.isEmpty();
-    state.features.append(feature);
     const AttributeRow row = attributes();
+    feature.hasOtherText = m_rows.hadOtherText();
+    state.features.append(feature);
     for (auto& shape : read.shapes) {
         keep(std::move(shape), feature.id, row);
     }

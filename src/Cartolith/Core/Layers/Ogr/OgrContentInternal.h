@@ -24,7 +24,8 @@ public:
         Cancelled,
         Unfit, ///< nothing can be said this way, nor of what was collected: begin anew the other way
     };
-    /// Called now and then with the number of features that were read; false ends the reading.
+    /// Called now and then, of parts for each feature, with the number of those that were read; false ends
+    /// the reading.
     using GoOn = std::function<bool(double)>;
 
     OgrContent(OgrSource& source, OGRLayer& layer);
@@ -76,7 +77,8 @@ private:
     bool m_isDatabase = false;
     bool m_isNumbered = false;
     bool m_isInParts = false;
-    bool m_isCompared = false; // a digest is made of each feature
+    bool m_areColumnsKnown = false; // to be read rightly by columns
+    bool m_isCompared = false;      // a digest is made of each feature
 };
 
 } // namespace Cartolith::Core::Layers::Internal

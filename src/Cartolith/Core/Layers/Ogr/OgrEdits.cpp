@@ -23,7 +23,7 @@ void requireUnchanged(const OgrEditTarget& target) {
 }
 
 void saveEdits(const OgrEditTarget& target, const OgrEdits& edits) {
-    if (target.driverName == QLatin1String("PostgreSQL")) {
+    if (OgrFormat::isServerOf(target.driverName)) {
         saveInPostgres(target, edits);
         return;
     }

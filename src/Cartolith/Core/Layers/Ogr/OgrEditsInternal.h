@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisEditConflict.h>
+#include <Cartolith/Core/Layers/Ogr/ExactTextsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 
@@ -13,6 +14,7 @@
 #include <chrono>
 #include <functional>
 #include <map>
+#include <optional>
 #include <set>
 #include <stdexcept>
 #include <string>
@@ -41,6 +43,8 @@ struct OgrSavedIds {
     QList<qint64> numberedIds;               ///< the ids that the file gives them, by number; likewise
     QList<qint64> added;
     std::unordered_map<qint64, quint64> digests; ///< of those changed and added; not when renumbered
+    std::set<ExactTexts::Place> written;         ///< values in columns that may hold more than is read
+    ExactTexts texts;                            ///< what is there since
 };
 
 /// Where it is to change.
@@ -90,6 +94,7 @@ bool isCommitted(const QString& path, const QByteArray& transaction);
 /// How a driver takes a feature.
 struct OgrManner {
     bool roundsNumbers; ///< to the decimals of their field
+    bool takesTexts;    ///< as they are, where a feature holds less
 
     static OgrManner of(const QString& driver);
 };
@@ -120,12 +125,19 @@ struct OgrMerge {
     QList<GisEditConflict> conflicts = {};
     bool isOursAlone = true; ///< else the source has values that the layer does not show
 };
+/// What the source holds of a value beyond what is read, as it was read and as it is; unset where that is
+/// all.
+struct OgrExactValue {
+    std::optional<QByteArray> asRead = {};
+    std::optional<QByteArray> now = {};
+};
+using OgrExactValues = std::function<OgrExactValue(int field)>;
 /// The same as update(), of a feature that somebody else may have changed since: what is ours is what differs
 /// from what was read. Values on which both differ are conflicts, unless nobody else has changed the feature
 /// (`isUntouched`); the feature is given ours then, too.
 OgrMerge merge(OGRFeature& feature, OGRwkbGeometryType layerType,
                const QList<const Shapes::GisShape*>& shapes, const QList<const Shapes::GisShape*>& asRead,
-               bool isUntouched, const OgrManner& manner);
+               bool isUntouched, const OgrManner& manner, const OgrExactValues& exactly);
 
 /// \throws std::runtime_error when the target's files are not in the state in which they were read
 void requireUnchanged(const OgrEditTarget& target);

@@ -1,8 +1,15 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ExactTextsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
+
+#include <QDateTime>
+#include <QLocale>
+#include <QRegularExpression>
 
 #include <algorithm>
 #include <map>
@@ -86,7 +93,7 @@ using FieldChanges = QList<std::pair<int, QVariant>>;
 FieldsByName fieldsOf(OGRFeature& feature) {
     FieldsByName fields;
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        FieldOfName& field = fields[QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef())];
+        FieldOfName& field = fields[Common::Internal::wholeName(feature.GetFieldDefnRef(i)->GetNameRef())];
         field.indexes.push_back(i);
         const QVariant value = fieldValue(feature, i);
         field.value = value.isValid() ? value : field.value;
@@ -137,7 +144,7 @@ bool areSameChanges(const FieldChanges& a, const FieldChanges& b) {
 
 void setFields(OGRFeature& feature, const FieldChanges& changes, const OgrManner& manner) {
     for (const auto& [index, value] : changes) {
-        setField(feature, index, value);
+        setField(feature, index, value, manner.takesTexts ? TextDigits::Any : TextDigits::Held);
         const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
         const bool isRounded = manner.roundsNumbers && field.GetType() == OFTReal && field.GetWidth() > 0 &&
                                feature.IsFieldSetAndNotNull(index);
@@ -154,7 +161,7 @@ void setFields(OGRFeature& feature, const FieldChanges& changes, const OgrManner
 
 void note(OgrChange& change, OGRFeature& feature, const FieldChanges& changes) {
     for (const auto& [index, value] : changes) {
-        change.fields.insert(QString::fromUtf8(feature.GetFieldDefnRef(index)->GetNameRef()));
+        change.fields.insert(Common::Internal::wholeName(feature.GetFieldDefnRef(index)->GetNameRef()));
         change.columns.insert(index);
     }
 }
@@ -174,7 +181,8 @@ constexpr auto severalAttributes = "it is several shapes here, which have differ
 } // namespace
 
 OgrManner OgrManner::of(const QString& driver) {
-    return {.roundsNumbers = driver != QLatin1String("FlatGeobuf")};
+    return {.roundsNumbers = driver != QLatin1String("FlatGeobuf"),
+            .takesTexts = OgrFormat::isServerOf(driver)};
 }
 
 OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes,
@@ -200,8 +208,68 @@ OgrChange update(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<
     return change;
 }
 
+namespace {
+
+/// What a value becomes in the field; invalid where it has no place there.
+QVariant asField(const OGRFeature& feature, int index, const QVariant& value) {
+    OGRFeature scratch(const_cast<OGRFeature&>(feature).GetDefnRef());
+    try {
+        setField(scratch, index, value, TextDigits::Any);
+    } catch (const std::runtime_error&) {
+        return {};
+    }
+    return fieldValue(scratch, index);
+}
+
+bool areSameMoment(const QVariant& a, const QVariant& b) {
+    if (a.typeId() != QMetaType::QDateTime || b.typeId() != QMetaType::QDateTime) {
+        return false;
+    }
+    const QDateTime one = a.toDateTime();
+    const QDateTime other = b.toDateTime();
+    return one.timeSpec() != Qt::LocalTime && other.timeSpec() != Qt::LocalTime && one == other;
+}
+
+/// Whether a value, perhaps of another type, is what the source holds, of which `read` is read and `text`
+/// more.
+bool isHeld(const OGRFeature& feature, int index, const QVariant& value, const QVariant& read,
+            const std::optional<QByteArray>& text) {
+    if (areSame(value, read) && !text) {
+        return true;
+    }
+    if (!value.isValid() || (!read.isValid() && !text)) {
+        return false;
+    }
+    const bool isReal = value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float;
+    const QByteArray given = isReal
+                                 ? QByteArray::number(value.toDouble(), 'g', QLocale::FloatingPointShortest)
+                                 : value.toString().toUtf8();
+    if (text) {
+        return given == *text || areSameDecimals(given, *text);
+    }
+    const bool isText = value.typeId() == QMetaType::QString;
+    if (isText && read.typeId() == QMetaType::Double) { // which may have more digits
+        return areSameDecimals(given,
+                               QByteArray::number(read.toDouble(), 'g', QLocale::FloatingPointShortest));
+    }
+    static const QRegularExpression microseconds(QStringLiteral(R"(\.\d{4,})"));
+    const bool isLonger = isText &&
+                          (read.typeId() == QMetaType::QDateTime || read.typeId() == QMetaType::QTime) &&
+                          value.toString().contains(microseconds);
+    const QVariant held = isLonger ? QVariant() : asField(feature, index, value);
+    return held.isValid() && (areSame(held, read) || areSameMoment(held, read));
+}
+
+/// A value as a host is shown it, to the last digit.
+QVariant shown(const QVariant& read, const std::optional<QByteArray>& text) {
+    return text ? QVariant(QString::fromUtf8(*text)) : read;
+}
+
+} // namespace
+
 OgrMerge merge(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<const GisShape*>& shapes,
-               const QList<const GisShape*>& asRead, bool isUntouched, const OgrManner& manner) {
+               const QList<const GisShape*>& asRead, bool isUntouched, const OgrManner& manner,
+               const OgrExactValues& exactly) {
     const FieldsByName fields = fieldsOf(feature);
     const qint64 id = feature.GetFID();
     const GisShape& first = *shapes.front();
@@ -212,19 +280,22 @@ OgrMerge merge(OGRFeature& feature, OGRwkbGeometryType layerType, const QList<co
         const QHash<QString, QVariant> before = asRead[i]->attributeSlot().copyOfTable();
         FieldChanges own;
         for (const auto& [name, field] : fields) {
+            const int index = field.indexes.back();
             const QVariant value = ours.value(name);
             const QVariant known = before.value(name);
-            const bool isTheirs = !isUntouched && !areSame(known, field.value);
-            if (areSame(value, known)) {
+            const OgrExactValue exact = exactly(index);
+            const bool isTheirs = !isUntouched && (exact.asRead || exact.now ? exact.asRead != exact.now
+                                                                             : !areSame(known, field.value));
+            if (areSame(value, known) || isHeld(feature, index, value, known, exact.asRead)) {
                 merged.isOursAlone = merged.isOursAlone && !isTheirs;
                 continue;
             }
-            if (!areSame(value, field.value)) {
+            if (!isHeld(feature, index, value, field.value, exact.now)) {
                 append(own, field, value);
                 if (isTheirs && i == 0) {
-                    GisEditConflict conflict{
-                        GisEditConflict::Kind::Value, id, first.id(), name, known, value};
-                    conflict.theirs = field.value;
+                    GisEditConflict conflict{GisEditConflict::Kind::Value, id,   first.id(), name,
+                                             shown(known, exact.asRead),   value};
+                    conflict.theirs = shown(field.value, exact.now);
                     merged.conflicts.append(conflict);
                 }
             }

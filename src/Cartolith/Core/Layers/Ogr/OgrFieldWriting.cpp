@@ -1,8 +1,10 @@
+#include <Cartolith/Core/Layers/Ogr/ExactTextsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/JsonTextInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ValueTextInternal.h>
 
 #include <QDateTime>
-#include <QJsonDocument>
 
 #include <algorithm>
 #include <cmath>
@@ -57,95 +59,23 @@ bool isListed(GDALDriver& driver, const char* item, const char* name) {
                        [name](QStringView word) { return word == QLatin1String(name); });
 }
 
-/// A date and time without a zone is what a clock showed somewhere. Here it may be one that the clocks leave
-/// out, which Qt takes for invalid; so the zone is one that leaves nothing out.
-QDateTime asRead(const QDateTime& local) {
-    return {local.date(), local.time(), Qt::UTC};
-}
-
-std::optional<QString> textOf(const QVariant& value);
-
-/// With texts for what JSON has no word for; Qt would take some of them for empty texts.
-std::optional<QVariant> jsonValueOf(const QVariant& value) {
-    switch (value.typeId()) {
-    case QMetaType::QVariantList: {
-        QVariantList list;
-        for (const QVariant& item : value.toList()) {
-            const auto made = jsonValueOf(item);
-            if (!made) {
-                return std::nullopt;
-            }
-            list.append(*made);
-        }
-        return list;
-    }
-    case QMetaType::QVariantMap: {
-        const QVariantMap given = value.toMap();
-        QVariantMap map;
-        for (auto it = given.cbegin(); it != given.cend(); ++it) {
-            const auto made = jsonValueOf(*it);
-            if (!made) {
-                return std::nullopt;
-            }
-            map.insert(it.key(), *made);
-        }
-        return map;
-    }
-    case QMetaType::QDateTime:
-    case QMetaType::QTime:
-    case QMetaType::QDate:
-    case QMetaType::QByteArray: {
-        const auto text = textOf(value);
-        return value.isNull() ? std::optional<QVariant>(QVariant())
-               : text         ? std::optional<QVariant>(*text)
-                              : std::nullopt;
-    }
-    default:
-        return value;
-    }
-}
-
-/// ISO 8601 writes an offset in minutes, so a moment of another one is written as that of UTC.
-QString textOfMoment(const QDateTime& moment) {
-    if (moment.timeSpec() == Qt::LocalTime) {
-        return asRead(moment).toString(Qt::ISODateWithMs).remove(QLatin1Char('Z'));
-    }
-    constexpr int minute = 60;
-    return (moment.offsetFromUtc() % minute == 0 ? moment : moment.toUTC()).toString(Qt::ISODateWithMs);
-}
-
-/// A text that gives the value back. None for a date of a year that takes other than four digits.
-std::optional<QString> textOf(const QVariant& value) {
-    const auto orNone = [](const QString& text) {
-        return text.isEmpty() ? std::nullopt : std::optional(text);
-    };
-    switch (value.typeId()) {
-    case QMetaType::QDateTime:
-        return orNone(textOfMoment(value.toDateTime()));
-    case QMetaType::QTime:
-        return orNone(value.toTime().toString(Qt::ISODateWithMs));
-    case QMetaType::QDate:
-        return orNone(value.toDate().toString(Qt::ISODate));
-    case QMetaType::QByteArray:
-        return QString::fromLatin1(value.toByteArray().toBase64());
-    case QMetaType::QStringList:
-    case QMetaType::QVariantList:
-    case QMetaType::QVariantMap: {
-        const auto json = jsonValueOf(value);
-        return json ? std::optional(
-                          QString::fromUtf8(QJsonDocument::fromVariant(*json).toJson(QJsonDocument::Compact)))
-                    : std::nullopt;
-    }
-    default:
-        return value.canConvert<QString>() ? std::optional(value.toString()) : std::nullopt;
-    }
+/// Of lists, maps and hashes.
+bool isOfValues(int type) {
+    return type == QMetaType::QVariantList || type == QMetaType::QVariantMap ||
+           type == QMetaType::QVariantHash;
 }
 
 /// For messages.
-QString nameOf(const QVariant& value) {
+QString shownValue(const QVariant& value) {
+    std::optional<QString> text;
+    try {
+        text = savedTextOf(value);
+    } catch (const std::runtime_error&) { // a text within that cannot be saved
+    }
     const bool isDate = value.typeId() == QMetaType::QDate || value.typeId() == QMetaType::QDateTime;
     const QDate date = value.toDateTime().date();
-    return isDate && date.isValid()
+    return text ? *text
+           : isDate && date.isValid()
                ? QStringLiteral("%1-%2-%3").arg(date.year()).arg(date.month()).arg(date.day())
                : QString::fromLatin1(value.typeName());
 }
@@ -183,14 +113,23 @@ std::optional<qint64> wholeOf(const QVariant& value) {
     return isWhole ? std::optional(number) : std::nullopt;
 }
 
-std::optional<double> realOf(const QVariant& value) {
+/// Whether a text for a whole number, however long, says what a real one is.
+bool saysSame(const QString& text, double number) {
+    const QByteArray given = text.trimmed().toUtf8();
+    return !hasDecimals(given, 0).value_or(false) ||
+           areSameDecimals(given, QByteArray::number(number, 'f', 0));
+}
+
+std::optional<double> realOf(const QVariant& value, TextDigits digits = TextDigits::Held) {
     bool isNumber = false;
     const double number = value.toDouble(&isNumber);
+    const bool isReal = typeOf(static_cast<QMetaType::Type>(value.typeId())) == OFTReal;
+    const auto whole = isReal ? std::nullopt : wholeOf(value);
     // A whole number must be the same as a real one.
-    const bool isTextOrReal =
-        isText(value) || typeOf(static_cast<QMetaType::Type>(value.typeId())) == OFTReal;
-    const bool isKept = isTextOrReal || ((wholeOf(value) || value.typeId() == QMetaType::ULongLong) &&
-                                         areSame(value, QVariant(number)));
+    const bool isKept =
+        isReal || (whole           ? number == 0.0 || areSame(QVariant::fromValue(*whole), number)
+                   : isText(value) ? digits == TextDigits::Any || saysSame(value.toString(), number)
+                                   : areSame(value, number));
     return isNumber && isKept && std::isfinite(number) ? std::optional(number) : std::nullopt;
 }
 
@@ -203,17 +142,34 @@ bool setWhole(OGRFeature& feature, int index, const QVariant& value, qint64 leas
     return true;
 }
 
-/// Whether a text for a date has more than one, or a date with a time is given for a time.
-bool saysMoreThan(OGRFieldType type, const QVariant& value) {
-    constexpr qsizetype dateLength = 10;
-    return value.typeId() == QMetaType::QString ? type == OFTDate && value.toString().size() != dateLength
-                                                : type == OFTTime && value.typeId() == QMetaType::QDateTime;
+/// Whether a text for a date has more than one, or one for a time more digits than are kept, or a date with a
+/// time is given for a time.
+bool saysMoreThan(OGRFieldType type, const QVariant& value, TextDigits digits) {
+    if (!isText(value)) {
+        return type == OFTTime && value.typeId() == QMetaType::QDateTime;
+    }
+    const QString text = value.toString();
+    if (type == OFTDate) {
+        constexpr qsizetype dateLength = 10;
+        return text.size() != dateLength;
+    }
+    if (digits == TextDigits::Any) {
+        return false;
+    }
+    constexpr qsizetype kept = 3;
+    qsizetype at = std::max(text.lastIndexOf(QLatin1Char('.')), text.lastIndexOf(QLatin1Char(',')));
+    for (at = at < 0 ? text.size() : at + 1 + kept; at < text.size() && text[at].isDigit(); ++at) {
+        if (text[at] != QLatin1Char('0')) {
+            return true;
+        }
+    }
+    return false;
 }
 
-bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType type) {
+bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType type, TextDigits digits) {
     QDateTime moment;
     bool isLocal = false;
-    if (saysMoreThan(type, value)) {
+    if (saysMoreThan(type, value, digits)) {
         return false;
     }
     if (type == OFTTime) {
@@ -227,7 +183,7 @@ bool setTime(OGRFeature& feature, int index, const QVariant& value, OGRFieldType
     } else {
         moment = value.toDateTime();
         isLocal = moment.timeSpec() == Qt::LocalTime;
-        moment = isLocal ? asRead(moment) : moment;
+        moment = isLocal ? withoutGaps(moment) : moment;
     }
     if (!moment.isValid() || moment.date().year() < -32768 || moment.date().year() > 32767) {
         return false;
@@ -257,7 +213,7 @@ bool setList(OGRFeature& feature, int index, const QVariant& value, const Conver
     std::vector<Number> numbers;
     for (const QVariant& item : value.toList()) {
         const auto number = convert(item);
-        if (!number ||
+        if (!number || isSavedAsNull(item) ||
             static_cast<double>(*number) > static_cast<double>(std::numeric_limits<Number>::max()) ||
             static_cast<double>(*number) < static_cast<double>(std::numeric_limits<Number>::lowest())) {
             return false;
@@ -273,14 +229,17 @@ bool setStrings(OGRFeature& feature, int index, const QVariant& value) {
         return false;
     }
     CPLStringList texts;
-    for (const QString& text : value.toStringList()) {
-        texts.AddString(savedTextOf(text).constData());
+    for (const QVariant& item : value.toList()) {
+        if (!isText(item)) {
+            return false;
+        }
+        texts.AddString(savedTextOf(item.toString()).constData());
     }
     feature.SetField(index, texts.List());
     return true;
 }
 
-bool set(OGRFeature& feature, int index, const QVariant& value) {
+bool set(OGRFeature& feature, int index, const QVariant& value, TextDigits digits) {
     const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
     switch (field.GetType()) {
     case OFTInteger: {
@@ -296,7 +255,7 @@ bool set(OGRFeature& feature, int index, const QVariant& value) {
         return setWhole(feature, index, value, std::numeric_limits<qint64>::min(),
                         std::numeric_limits<qint64>::max());
     case OFTReal: {
-        const std::optional<double> number = realOf(value);
+        const std::optional<double> number = realOf(value, digits);
         if (number) {
             feature.SetField(index, *number);
         }
@@ -305,7 +264,7 @@ bool set(OGRFeature& feature, int index, const QVariant& value) {
     case OFTDate:
     case OFTTime:
     case OFTDateTime:
-        return setTime(feature, index, value, field.GetType());
+        return setTime(feature, index, value, field.GetType(), digits);
     case OFTBinary: {
         const QByteArray bytes = value.toByteArray();
         if (value.typeId() == QMetaType::QByteArray) {
@@ -318,35 +277,24 @@ bool set(OGRFeature& feature, int index, const QVariant& value) {
     case OFTInteger64List:
         return setList<GIntBig>(feature, index, value, wholeOf);
     case OFTRealList:
-        return setList<double>(feature, index, value, realOf);
+        return setList<double>(feature, index, value, [](const QVariant& item) { return realOf(item); });
     case OFTStringList:
         return setStrings(feature, index, value);
     default: {
-        const std::optional<QString> text = textOf(value);
-        if (text) {
-            feature.SetField(index, savedTextOf(*text).constData());
+        const std::optional<QString> text = savedTextOf(value);
+        const QByteArray bytes = text ? savedTextOf(*text) : QByteArray();
+        // Lists too deep for readers would become texts.
+        const bool isSet =
+            text && (field.GetSubType() != OFSTJSON || !isOfValues(value.typeId()) || isJson(bytes));
+        if (isSet) {
+            feature.SetField(index, bytes.constData());
         }
-        return text.has_value();
+        return isSet;
     }
     }
-}
-
-bool isNothing(const QVariant& value) {
-    const bool isReal = value.typeId() == QMetaType::Double || value.typeId() == QMetaType::Float;
-    return !value.isValid() || value.isNull() || (isReal && std::isnan(value.toDouble()));
 }
 
 } // namespace
-
-QByteArray savedTextOf(const QString& text) {
-    if (text.contains(QChar(0))) {
-        throw std::runtime_error("a text with the character U+0000 cannot be saved");
-    }
-    if (!text.isValidUtf16()) {
-        throw std::runtime_error("a text with half a surrogate pair cannot be saved");
-    }
-    return text.toUtf8();
-}
 
 bool isKeptBy(int decimals, double number) {
     constexpr int digits = 15;
@@ -362,9 +310,8 @@ std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& defini
         type = OFTString;
     }
     auto field = std::make_unique<OGRFieldDefn>(savedTextOf(definition.name()).constData(), type);
-    const bool isOfValues =
-        definition.type() == QMetaType::QVariantList || definition.type() == QMetaType::QVariantMap;
-    if (isOfValues && type == OFTString && QByteArrayView(driver.GetDescription()).startsWith("GeoJSON")) {
+    if (isOfValues(definition.type()) && type == OFTString &&
+        QByteArrayView(driver.GetDescription()).startsWith("GeoJSON")) {
         field->SetSubType(OFSTJSON);
     }
     if (definition.type() == QMetaType::Bool &&
@@ -381,15 +328,15 @@ std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& defini
     return field;
 }
 
-void setField(OGRFeature& feature, int index, const QVariant& value) {
-    if (isNothing(value)) {
+void setField(OGRFeature& feature, int index, const QVariant& value, TextDigits digits) {
+    if (isSavedAsNull(value)) {
         feature.SetFieldNull(index);
         return;
     }
     const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
     bool isSet = false;
     try {
-        isSet = set(feature, index, value);
+        isSet = set(feature, index, value, digits);
     } catch (const std::runtime_error& error) {
         throw std::runtime_error(
             QStringLiteral("the field '%1': %2")
@@ -397,7 +344,7 @@ void setField(OGRFeature& feature, int index, const QVariant& value) {
                 .toStdString());
     }
     if (!isSet) {
-        const QString text = textOf(value).value_or(nameOf(value));
+        const QString text = shownValue(value);
         constexpr qsizetype most = 40;
         throw std::runtime_error(
             QStringLiteral("the value '%1' is none for the field '%2' of type %3")

@@ -3,18 +3,11 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 
-#include <QByteArray>
-#include <QString>
-
 #include <memory>
 
 class QVariant;
 
 namespace Cartolith::Core::Layers::Internal {
-
-/// The bytes of a text. \throws std::runtime_error with the reason for U+0000, where GDAL would end it, and
-/// for half a surrogate pair, which is no character
-QByteArray savedTextOf(const QString& text);
 
 /// Whether so many decimals give a number back, to fifteen digits: all that a decimal number of a double has
 /// for certain.
@@ -25,10 +18,14 @@ bool isKeptBy(int decimals, double number);
 /// text
 std::unique_ptr<OGRFieldDefn> fieldOf(const Defs::GisAttributeDefinition& definition, GDALDriver& driver);
 
+/// Of a number or a time given as a text. A feature holds those of a double, and milliseconds; `Any` is for
+/// who writes the text itself.
+enum class TextDigits { Held, Any };
+
 /// Sets a field to a value of its type, or one that says the same: a whole number for a real one, the ISO
 /// 8601 text of a date, "12" for 12, and for a text field any value (lists as JSON, bytes as Base64). An
 /// invalid value, a null one, not-a-number and infinity set it to null. \throws std::runtime_error naming
 /// value and field when the field cannot hold it; it is left as it was
-void setField(OGRFeature& feature, int index, const QVariant& value);
+void setField(OGRFeature& feature, int index, const QVariant& value, TextDigits digits = TextDigits::Held);
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -51,7 +51,7 @@ QMetaType::Type typeOf(const OGRFieldDefn& field) {
 /// OGR gives a default as an SQL expression: a quoted text, a number or a function. Only constants are
 /// values.
 QVariant defaultOf(const OGRFieldDefn& field, QMetaType::Type type) {
-    QString text = QString::fromUtf8(field.GetDefault());
+    QString text = Common::Internal::wholeText(field.GetDefault());
     if (text.isEmpty() || text.startsWith(QLatin1String("CURRENT_"))) {
         return {};
     }
@@ -149,12 +149,12 @@ QVariant valueOf(OGRFeature& feature, int index) {
     case OFTStringList: {
         QStringList list;
         for (char** text = feature.GetFieldAsStringList(index); text != nullptr && *text != nullptr; ++text) {
-            list.append(QString::fromUtf8(*text));
+            list.append(Common::Internal::wholeText(*text));
         }
         return list;
     }
     default:
-        return QString::fromUtf8(feature.GetFieldAsString(index));
+        return Common::Internal::wholeText(feature.GetFieldAsString(index));
     }
 }
 
@@ -220,7 +220,7 @@ QList<Defs::GisAttributeDefinition> attributeDefinitions(OGRFeatureDefn& layer) 
     for (int i = 0; i < layer.GetFieldCount(); ++i) {
         const OGRFieldDefn& field = *layer.GetFieldDefn(i);
         const QMetaType::Type type = typeOf(field);
-        Defs::GisAttributeDefinition definition(QString::fromUtf8(field.GetNameRef()), type);
+        Defs::GisAttributeDefinition definition(Common::Internal::wholeName(field.GetNameRef()), type);
         definition.setWidth(field.GetWidth());
         definition.setPrecision(field.GetPrecision());
         definition.setNullable(field.IsNullable() != 0);
@@ -238,7 +238,7 @@ FeatureRows::FeatureRows(OGRFeatureDefn& layer) : m_recent(256) {
     QList<AttributeSchema::Field> fields;
     for (int i = 0; i < layer.GetFieldCount(); ++i) {
         const OGRFieldDefn& field = *layer.GetFieldDefn(i);
-        fields.append({QString::fromUtf8(field.GetNameRef()), typeOf(field)});
+        fields.append({Common::Internal::wholeName(field.GetNameRef()), typeOf(field)});
         m_columns.push_back({i, 0, field.GetType()});
     }
     std::unordered_map<QString, QMetaType::Type> types;
@@ -269,7 +269,7 @@ FeatureRows::Text FeatureRows::textOf(QByteArrayView utf8) {
         recent.size = static_cast<quint8>(utf8.size());
         std::copy(utf8.begin(), utf8.end(), recent.utf8.begin());
     } else if (recent.shared == nullptr) {
-        recent.shared.reset(new SharedText(QString::fromUtf8(utf8)));
+        recent.shared.reset(new SharedText(Common::Internal::wholeText(utf8)));
     }
     return {utf8, recent.shared};
 }
@@ -305,14 +305,16 @@ template <typename Source>
 AttributeRow FeatureRows::rowOf(Source& source) {
     constexpr std::size_t most = std::numeric_limits<qint32>::max(); // of texts in a row
     m_texts.clear();
+    m_hadOtherText = false;
     std::size_t size = 0;
     for (const Column& column : m_columns) {
         if (column.type == OFTString && source.hasValue(column.field)) {
             m_texts.push_back(textOf(source.text(column.field)));
             Text& text = m_texts.back();
+            m_hadOtherText = m_hadOtherText || !text.utf8.isValidUtf8();
             const auto bytes = static_cast<std::size_t>(text.utf8.size());
             if (text.shared == nullptr && size + bytes > most) {
-                text.shared.reset(new SharedText(QString::fromUtf8(text.utf8)));
+                text.shared.reset(new SharedText(Common::Internal::wholeText(text.utf8)));
             }
             size += text.shared == nullptr ? bytes : 0;
         }

@@ -35,6 +35,8 @@ public:
     /// What is null or unset is absent. Of fields of one name, the last that has a value counts.
     Shapes::Internal::AttributeRow of(OGRFeature& feature);
     Shapes::Internal::AttributeRow of(const ArrowFeatures& feature);
+    /// Whether the last row had a text that is not UTF-8, so that U+FFFD stands for some of its bytes.
+    bool hadOtherText() const { return m_hadOtherText; }
 
 private:
     struct Column {
@@ -62,6 +64,7 @@ private:
     std::vector<Column> m_columns; // from the last field to the first
     std::vector<Recent> m_recent;
     std::vector<Text> m_texts; // in the order of the columns
+    bool m_hadOtherText = false;
 };
 
 /// Whether two attribute values are the same, so that neither needs to be written over the other: numbers of

@@ -31,14 +31,19 @@ const std::vector<OgrFormat>& formats() {
          .hiddenFields = words({"ogc_fid", "_rowid_"}),
          .isDatabase = true,
          .isTyped = true},
-        {.driver = "PostgreSQL", .options = words({"LAUNDER=NO"}), .isDatabase = true, .isTyped = true},
+        {.driver = "PostgreSQL",
+         .options = words({"LAUNDER=NO"}),
+         .isServer = true,
+         .isDatabase = true,
+         .isTyped = true},
         {.driver = "GeoJSON",
          .suffixes = words({"geojson", "json"}),
          .options = words({"COORDINATE_PRECISION=17", "SIGNIFICANT_FIGURES=17"})},
         {.driver = "GeoJSONSeq",
          .suffixes = words({"geojsonl", "geojsons", "ndjson", "jsonl"}),
          .options = words({"COORDINATE_PRECISION=17", "SIGNIFICANT_FIGURES=17"}),
-         .needsFeatures = true},
+         .needsFeatures = true,
+         .isLongLat = true},
         {.driver = "FlatGeobuf",
          .suffixes = words({"fgb"}),
          .options = words({"SPATIAL_INDEX=NO"}),
@@ -67,7 +72,7 @@ const OgrFormat* find(const Condition& condition) {
 
 const OgrFormat* OgrFormat::forPath(const QString& path) {
     if (isPostgres(path)) {
-        return forDriver(QStringLiteral("PostgreSQL"));
+        return find([](const OgrFormat& format) { return format.isServer; });
     }
     const QString suffix = QFileInfo(path).suffix().toLower();
     return find([&suffix](const OgrFormat& format) { return format.suffixes.contains(suffix); });
@@ -75,6 +80,11 @@ const OgrFormat* OgrFormat::forPath(const QString& path) {
 
 const OgrFormat* OgrFormat::forDriver(const QString& driver) {
     return find([&driver](const OgrFormat& format) { return QLatin1String(format.driver) == driver; });
+}
+
+bool OgrFormat::isServerOf(const QString& driver) {
+    const OgrFormat* const format = forDriver(driver);
+    return format != nullptr && format->isServer;
 }
 
 QString OgrFormat::knownSuffixes() {

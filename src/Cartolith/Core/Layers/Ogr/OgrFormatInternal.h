@@ -15,16 +15,20 @@ struct OgrFormat {
     QStringList needed = {};       ///< those of them that cannot be missing
     QStringList options = {};      ///< for the creation of a layer: NAME=VALUE
     QStringList hiddenFields = {}; ///< names that reading takes for something else, in any case
+    bool isServer = false;         ///< a connection is its path
     bool isDatabase = false;       ///< has transactions, and reports by itself what it could not write
     bool isTyped = false;          ///< the layer has a type of geometry, and takes no other
     bool takesMixedKinds = true;   ///< points beside polygons
     bool needsGeometry = false;    ///< leaves features without one out, and does not say so
     bool needsFeatures = false;    ///< without one, the file is not written or not recognised
+    bool isLongLat = false;        ///< whatever the coordinates were, on WGS 84
     bool needsName = false;        ///< a file whose name is its suffix only is not recognised
 
     /// By the suffix, in any case, or as a connection. Null when there is none for it.
     static const OgrFormat* forPath(const QString& path);
     static const OgrFormat* forDriver(const QString& driver);
+    /// Whether it is that of a server.
+    static bool isServerOf(const QString& driver);
     /// The usual suffixes, for messages.
     static QString knownSuffixes();
 };

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Cartolith/Core/Layers/Ogr/ExactTextsInternal.h>
+
 #include <QList>
 #include <QString>
 #include <QtGlobal>
@@ -13,12 +15,13 @@ namespace Cartolith::Core::Layers::Internal {
 struct ReadFeature {
     qint64 id = 0;
     quint64 digest = 0;           ///< of everything that the source had of it
-    quint32 shapes : 26 = 0;      ///< no more are read of one
+    quint32 shapes : 25 = 0;      ///< no more are read of one
     quint32 isPartlyRead : 1 = 0; ///< the shapes do not hold it whole
     quint32 isMultiPoint : 1 = 0;
     quint32 hasZ : 1 = 0;
     quint32 hasM : 1 = 0;
     quint32 hasCurves : 1 = 0;
+    quint32 hasOtherText : 1 = 0; ///< a text that is not UTF-8
     quint32 isCollection : 1 = 0; ///< or another kind that has no shape of its own: a triangle, a surface
 };
 
@@ -27,8 +30,9 @@ class ReadFeatures {
 public:
     /// Between the first of these and sort(), nothing is found.
     void append(const ReadFeature& feature) { m_features.push_back(feature); }
-    /// Of features of one id, the last stays.
-    void sort();
+    /// Of features of one id, as views have them, the last stays, with the shapes of all. False where there
+    /// are such.
+    bool sort();
     void clear() noexcept { m_features.clear(); }
 
     /// Null when there is none.
@@ -56,6 +60,7 @@ struct OgrReadState {
     quint64 system = 0;     ///< the same of its coordinate system
     int defaults = 0;       ///< fields with a default value
     std::set<QString> jsonFields;
+    ExactTexts texts;          ///< what the source holds beyond the attributes
     int subtypes = 0;          ///< fields of a subtype other than boolean
     bool hasStableIds = false; ///< the source keeps what it gives its features for ids
 

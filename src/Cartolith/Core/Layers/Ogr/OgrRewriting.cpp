@@ -3,8 +3,8 @@
 #include <Cartolith/Core/Layers/Ogr/FlatGeobufRowsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/GeoJsonTextsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrRewrittenFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
@@ -22,38 +22,6 @@ namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-/// Whether a field of one type holds every value of the other, and more.
-bool isWider(QMetaType::Type type, QMetaType::Type other) {
-    return type != other && commonType(type, other) == type;
-}
-
-/// Those of the source. Where a file has no schema, GDAL makes one up from the features that happen to be
-/// there; what the layer declares goes before that, unless values that are there would not fit.
-void addFields(const OgrEditTarget& target, OGRFeatureDefn& from, OgrTarget& written) {
-    const QList<Defs::GisAttributeDefinition> declared =
-        target.driverName.startsWith(QLatin1String("GeoJSON")) ? target.definitions
-                                                               : QList<Defs::GisAttributeDefinition>();
-    const QList<Defs::GisAttributeDefinition> found = attributeDefinitions(from);
-    for (int i = 0; i < found.size(); ++i) {
-        const auto better = std::find_if(declared.begin(), declared.end(), [&](const auto& definition) {
-            return definition.name() == found[i].name() && isWider(definition.type(), found[i].type());
-        });
-        if (better != declared.end()) {
-            written.addField(*fieldOf(*better, written.driver()));
-        } else {
-            written.addField(*from.GetFieldDefn(i));
-        }
-    }
-    for (const Defs::GisAttributeDefinition& definition : declared) {
-        const bool isThere = std::any_of(found.begin(), found.end(), [&definition](const auto& other) {
-            return other.name() == definition.name();
-        });
-        if (!isThere) {
-            written.addField(*fieldOf(definition, written.driver()));
-        }
-    }
-}
-
 QList<qint64> idsIn(const QString& path) {
     OgrSource source(path);
     OGRLayer& layer = source.layer(QString());
@@ -63,49 +31,6 @@ QList<qint64> idsIn(const QString& path) {
         ids.append(feature->GetFID());
     }
     return ids;
-}
-
-/// A feature of one layer as one of the other, which begins with the same fields.
-void copy(OGRFeature& from, OGRFeature& to) {
-    std::vector<int> same(static_cast<std::size_t>(from.GetFieldCount()));
-    for (std::size_t i = 0; i < same.size(); ++i) {
-        same[i] = static_cast<int>(i);
-    }
-    to.SetFrom(&from, same.data());
-    to.SetFID(OGRNullFID);
-}
-
-/// Texts that an encoding does not have. GDAL cuts them, and says so once in a process.
-void requireEncoded(OGRFeature& feature, const QByteArray& encoding) {
-    const Common::Internal::GdalErrorCapture errors;
-    for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        const bool isText = feature.GetFieldDefnRef(i)->GetType() == OFTString;
-        const QByteArrayView text(isText && feature.IsFieldSetAndNotNull(i) ? feature.GetFieldAsString(i)
-                                                                            : "");
-        const bool isPlain =
-            std::all_of(text.begin(), text.end(), [](char c) { return static_cast<signed char>(c) >= 0; });
-        if (isPlain) {
-            continue;
-        }
-        const auto refuse = [&](const char* reason) {
-            throw std::runtime_error(QStringLiteral("the text '%1' of the field '%2' cannot be saved: %3")
-                                         .arg(QString::fromUtf8(text),
-                                              QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef()),
-                                              QLatin1String(reason))
-                                         .toStdString());
-        };
-        if (encoding.isEmpty()) {
-            refuse("the encoding of the table is not known, so only ASCII fits");
-        }
-        const auto recoded = [](const char* from, const char* is, const char* shall) {
-            return std::unique_ptr<char, void (*)(void*)>(CPLRecode(from, is, shall), VSIFree);
-        };
-        const auto there = recoded(text.data(), CPL_ENC_UTF8, encoding.constData());
-        const auto back = recoded(there.get(), encoding.constData(), CPL_ENC_UTF8);
-        if (text != QByteArrayView(back.get())) {
-            refuse("the encoding of the table does not have all of its characters");
-        }
-    }
 }
 
 /// False when something was changed and changed back while it was read, so that of several files, or of one
@@ -149,7 +74,7 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
     }
     OGRLayer& to = written.createLayer(
         target.layerName, texts->needsSystem() ? from.GetSpatialRef() : nullptr, from.GetGeomType(), options);
-    addFields(target, *from.GetLayerDefn(), written);
+    addRewrittenFields(target, *from.GetLayerDefn(), written);
 
     // What GDAL finds in a file without a schema is no limit to what it may hold.
     const OGRwkbGeometryType type =
@@ -172,7 +97,7 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
         if (isShapefile) {
             prepared(what, [&] { requireEncoded(edited, encoding); });
             OGRFeature out(to.GetLayerDefn());
-            copy(edited, out);
+            copyFields(edited, out);
             written.add(out, what);
         } else {
             written.add(edited, what);
@@ -194,7 +119,7 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
         }
         const QString what = QStringLiteral("feature %1").arg(feature->GetFID());
         OGRFeature edited(&schema);
-        copy(*feature, edited);
+        copyFields(*feature, edited);
         OgrChange change;
         if (const auto shapes = edits.updated.find(number); shapes != edits.updated.end()) {
             prepared(what, [&] { change = update(edited, type, shapes->second, manner); });
@@ -239,7 +164,9 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
         for (const Defs::GisAttributeDefinition& field : fields) {
             names.append(field.name());
         }
-        prepared(QStringLiteral("its rows"), [&] { rows->requireKept({bytes.first, bytes.second}, names); });
+        prepared(QStringLiteral("its rows"), [&] {
+            written.rewrite(rows->restored({bytes.first, bytes.second}, names));
+        });
     }
     if (records) {
         const auto shx = written.written(QStringLiteral("shx"));

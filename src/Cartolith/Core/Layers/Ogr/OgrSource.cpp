@@ -1,9 +1,11 @@
-#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Common/BytesInternal.h>
+#include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DatabaseLockInternal.h>
+#include <Cartolith/Core/Layers/Ogr/JsonDatesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -11,6 +13,7 @@
 #include <optional>
 #include <stdexcept>
 #include <utility>
+#include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -25,6 +28,21 @@ QString jsonDriverOf(const QString& path) {
                                    : nullptr;
     const QString name = driver != nullptr ? QString::fromUtf8(driver->GetDescription()) : QString();
     return name.contains(QLatin1String("JSON")) ? name : QString();
+}
+
+/// Whether all that is a date or time for GDAL is written as one.
+bool hasIsoDates(const QString& path, const GDALDataset& dataset) {
+    std::vector<QByteArray> names;
+    for (const OGRLayer* layer : const_cast<GDALDataset&>(dataset).GetLayers()) {
+        const OGRFeatureDefn& schema = *const_cast<OGRLayer*>(layer)->GetLayerDefn();
+        for (int i = 0; i < schema.GetFieldCount(); ++i) {
+            const OGRFieldType type = schema.GetFieldDefn(i)->GetType();
+            if (type == OFTDate || type == OFTTime || type == OFTDateTime) {
+                names.emplace_back(schema.GetFieldDefn(i)->GetNameRef());
+            }
+        }
+    }
+    return names.empty() || areIsoDates(path, names);
 }
 
 /// A sequence that its driver does not recognise, such as one with a mark of byte order, without that mark.
@@ -64,10 +82,16 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
         }
     }
     // Whether a Shapefile has M, all shapes tell, not the first. Other drivers take no option with this mark.
-    const char* const options[] = {"@ADJUST_GEOM_TYPE=ALL_SHAPES", nullptr};
-    m_dataset.reset(GDALDataset::Open(name.constData(),
-                                      GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, drivers,
-                                      static_cast<const char* const*>(options)));
+    const auto openWith = [&](const char* option) {
+        const char* const options[] = {option, nullptr};
+        m_dataset.reset(GDALDataset::Open(name.constData(),
+                                          GDAL_OF_VECTOR | GDAL_OF_READONLY | GDAL_OF_VERBOSE_ERROR, drivers,
+                                          static_cast<const char* const*>(options)));
+    };
+    openWith("@ADJUST_GEOM_TYPE=ALL_SHAPES");
+    if (m_dataset != nullptr && driverName() == QLatin1String("GeoJSON") && !hasIsoDates(path, *m_dataset)) {
+        openWith("@DATE_AS_STRING=YES");
+    }
     m_isSystemElsewhere = noRequests && noRequests->wasAsked();
     if (m_dataset == nullptr && drivers != nullptr) {
         fail(QStringLiteral("behind its first JSON text there is more"));
@@ -78,6 +102,8 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
     if (m_dataset->GetLayerCount() == 0) {
         fail(QStringLiteral("it has no vector layer"));
     }
+    // Nothing else of JSON is asked of PROJ; GDAL goes on with WGS 84.
+    m_isSystemUnknown = noRequests && m_errors->message().startsWith(QLatin1String("PROJ:"));
     m_errors->reset();
 }
 
@@ -125,7 +151,7 @@ QString OgrSource::driverName() const {
 QStringList OgrSource::layerNames() const {
     QStringList names;
     for (const OGRLayer* layer : m_dataset->GetLayers()) {
-        names.append(QString::fromUtf8(const_cast<OGRLayer*>(layer)->GetName()));
+        names.append(Common::Internal::wholeText(const_cast<OGRLayer*>(layer)->GetName()));
     }
     return names;
 }
@@ -142,16 +168,19 @@ OGRLayer& OgrSource::layer(const QString& name) const {
                       names.size() > most ? QStringLiteral(", ...") : QString()));
     }
     layer->GetSpatialRef(); // drivers keep what they find when first asked
+    if (isPostgres(m_path)) {
+        try {
+            correctTypes(*m_dataset, *layer);
+        } catch (const std::runtime_error& error) {
+            fail(QString::fromUtf8(error.what()));
+        }
+    }
     return *layer;
 }
 
 std::shared_ptr<CoordinateSystems::CoordinateSystem> OgrSource::systemOf(OGRLayer& layer) const {
-    const OGRSpatialReference* const srs = m_isSystemElsewhere ? nullptr : layer.GetSpatialRef();
-    if (srs == nullptr) {
-        return nullptr;
-    }
-    OGRSpatialReference copy(*srs); // the factory changes what it is given
-    return CoordinateSystems::CoordinateSystemFactory::fromSpatialReference(copy);
+    return CoordinateSystems::Internal::systemFound(
+        m_isSystemElsewhere || m_isSystemUnknown ? nullptr : layer.GetSpatialRef());
 }
 
 OgrSource::Selection OgrSource::select(const QString& sql) {
@@ -164,8 +193,12 @@ OgrSource::Selection OgrSource::select(const QString& sql) {
 }
 
 Common::Internal::FeaturePtr OgrSource::next(OGRLayer& layer) {
-    const Common::Internal::GdalErrorCapture
-        errors; // a target written to at the same time has one of its own
+    Common::Internal::GdalErrorCapture errors; // a target written to at the same time has one of its own
+    return next(layer, errors);
+}
+
+Common::Internal::FeaturePtr OgrSource::next(OGRLayer& layer, Common::Internal::GdalErrorCapture& errors) {
+    errors.reset();
     Common::Internal::FeaturePtr feature(layer.GetNextFeature());
     m_complaint = errors.message();
     if (feature == nullptr && !m_complaint.isEmpty()) {

@@ -43,6 +43,8 @@ public:
     std::shared_ptr<CoordinateSystems::CoordinateSystem> systemOf(OGRLayer& layer) const;
     /// The next feature of a layer; null at its end.
     Common::Internal::FeaturePtr next(OGRLayer& layer);
+    /// The same for who asks for many and lets nobody else speak with GDAL in between.
+    Common::Internal::FeaturePtr next(OGRLayer& layer, Common::Internal::GdalErrorCapture& errors);
     /// What the source's own SQL selects; null, without an error, when it does not understand. Goes before
     /// the source does.
     using Selection = std::unique_ptr<OGRLayer, std::function<void(OGRLayer*)>>;
@@ -64,6 +66,7 @@ private:
     std::optional<Common::Internal::GdalErrorCapture> m_errors{std::in_place};
     Common::Internal::DatasetPtr m_dataset;
     bool m_isSystemElsewhere = false;
+    bool m_isSystemUnknown = false; // a code that PROJ does not have
 };
 
 } // namespace Cartolith::Core::Layers::Internal

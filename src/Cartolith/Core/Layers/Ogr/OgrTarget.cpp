@@ -1,7 +1,8 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ValueTextInternal.h>
 
 #include <QFileInfo>
 #include <QUuid>
@@ -17,7 +18,7 @@ namespace Cartolith::Core::Layers::Internal {
 OgrTarget::OgrTarget(const OgrFormat& format, const QString& path, std::chrono::milliseconds wait)
     : m_format(format), m_path(path), m_suffix(QFileInfo(path).suffix()) {
     Common::Internal::registerGdalDrivers();
-    if (m_format.suffixes.isEmpty()) {
+    if (m_format.isServer) {
         openServer(wait);
         return;
     }
@@ -99,10 +100,20 @@ void OgrTarget::makeRoom(const QByteArray& name) {
     });
 }
 
+void OgrTarget::dropZone() {
+    const OGRFeatureDefn& made = *m_layer->GetLayerDefn();
+    m_clockTimes.append(
+        const_cast<OGRFeatureDefn&>(made).GetFieldDefn(made.GetFieldCount() - 1)->GetNameRef());
+}
+
 void OgrTarget::addRow(OGRFeature& feature, const QString& what) {
     try {
         if (!m_rows) {
             m_layer->GetFeatureCount(); // now the table is made
+            for (const QByteArray& column : std::as_const(m_clockTimes)) {
+                execute(*m_dataset, "ALTER TABLE " + PostgresTable(*m_dataset, *m_layer).name() + " ALTER " +
+                                        quotedName(column) + " TYPE timestamp");
+            }
             m_rows.emplace(*m_dataset, *m_layer);
         }
         m_rows->add(feature);
@@ -164,7 +175,7 @@ void OgrTarget::addField(OGRFieldDefn& field) {
     m_errors.reset();
     const OGRFeatureDefn& made = *m_layer->GetLayerDefn();
     const int before = made.GetFieldCount();
-    const QString name = QString::fromUtf8(field.GetNameRef());
+    const QString name = Common::Internal::wholeName(field.GetNameRef());
     const auto refuse = [&name, this](const QString& reason) {
         fail(QStringLiteral("no field '%1': %2").arg(name, reason));
     };
@@ -174,7 +185,7 @@ void OgrTarget::addField(OGRFieldDefn& field) {
     if (m_layer->CreateField(&field) != OGRERR_NONE || made.GetFieldCount() != before + 1) {
         refuse(reasonOr(QStringLiteral("the format has a field of that name already")));
     }
-    const QString given = QString::fromUtf8(made.GetFieldDefn(before)->GetNameRef());
+    const QString given = Common::Internal::wholeName(made.GetFieldDefn(before)->GetNameRef());
     if (m_format.family.isEmpty() && given != name) {
         refuse(QStringLiteral("the format would call it '%1'").arg(given));
     }

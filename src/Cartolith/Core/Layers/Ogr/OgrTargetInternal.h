@@ -41,6 +41,8 @@ public:
     /// \throws std::runtime_error too where the format does not have a field of that very name; but
     /// Shapefiles cut names, and make them unique.
     void addField(OGRFieldDefn& field);
+    /// The last field's values are what clocks show somewhere; a server's driver would take them for moments.
+    void dropZone();
     /// `what` names the feature in errors. A value that the driver cuts or rounds is one, and so is a whole
     /// number that a Shapefile would give back as a real one.
     void add(OGRFeature& feature, const QString& what);
@@ -87,6 +89,7 @@ private:
     GDALDriver* m_driver;
     Common::Internal::DatasetPtr m_dataset;
     OGRLayer* m_layer = nullptr;
+    QByteArrayList m_clockTimes;
     std::optional<PostgresRows> m_rows; // on a server, once the fields are known
     JsonMarks m_marks;
     JsonNumbers m_numbers;

@@ -7,8 +7,8 @@ void PostgresRows::add(OGRFeature& feature) {
     QByteArray values = columns.isEmpty() ? QByteArray() : m_table.literal(feature.GetGeometryRef());
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
         if (feature.IsFieldSet(i)) {
-            columns += (columns.isEmpty() ? "" : ",") + m_table.columnName(i);
-            values += (values.isEmpty() ? "" : ",") + m_table.literal(feature, i, QVariant());
+            columns += (columns.isEmpty() ? "" : ",") + m_table.column(i).name;
+            values += (values.isEmpty() ? "" : ",") + m_table.column(i).literal(feature, i, QVariant());
         }
     }
     constexpr qsizetype most = 1 << 18;

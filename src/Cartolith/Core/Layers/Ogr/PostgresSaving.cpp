@@ -1,6 +1,7 @@
 // Edits into a table of PostGIS: only the columns that were edited, and nothing over what others have
 // changed.
 
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrDigestInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
@@ -29,20 +30,12 @@ Common::Internal::DatasetPtr openedFor(const QString& path, unsigned access) {
 
 using Ids = std::vector<qint64>;
 
-template <typename Iterator>
-QByteArray listOf(Iterator from, Iterator to) {
-    QByteArray list;
-    for (; from != to; ++from) {
-        list += (list.isEmpty() ? "" : ",") + QByteArray::number(*from);
-    }
-    return list;
-}
-
 /// All values of a row, for the conflict that it was deleted here.
 QVariantMap valuesOf(OGRFeature& feature) {
     QVariantMap values;
     for (int i = 0; i < feature.GetFieldCount(); ++i) {
-        values.insert(QString::fromUtf8(feature.GetFieldDefnRef(i)->GetNameRef()), fieldValue(feature, i));
+        values.insert(Common::Internal::wholeName(feature.GetFieldDefnRef(i)->GetNameRef()),
+                      fieldValue(feature, i));
     }
     return values;
 }
@@ -81,6 +74,7 @@ public:
         const auto wait = std::max<qint64>(1, qint64{target.wait.count()});
         run("SET LOCAL lock_timeout = " + QByteArray::number(wait));
         try {
+            correctTypes(*m_dataset, *m_layer);
             m_table.emplace(*m_dataset, *m_layer);
             run("SELECT 1 AS here FROM " + m_table->name() + " LIMIT 0"); // keeps the table as it is
             m_table.emplace(*m_dataset, *m_layer);
@@ -127,6 +121,7 @@ public:
         for (qsizetype at = 0; at < m_edits.added.size(); at += batch) {
             add(m_edits.added.mid(at, batch));
         }
+        m_saved.texts.sort();
         return std::move(m_saved);
     }
 
@@ -172,9 +167,7 @@ private:
         }
     }
 
-    QByteArray whereIn(const Ids& ids) const {
-        return m_table->key() + " IN (" + listOf(ids.begin(), ids.end()) + ')';
-    }
+    QByteArray whereIn(const Ids& ids) const { return m_table->key() + " IN (" + listOf(ids) + ')'; }
 
     Rows read(const Ids& ids) {
         m_errors.reset();
@@ -206,9 +199,16 @@ private:
         return read(ids);
     }
 
-    bool isUntouched(OGRFeature& feature) {
-        const ReadFeature* const known = m_target.read.features.find(feature.GetFID());
-        return known != nullptr && known->digest == m_digest.of(feature);
+    bool isUntouched(OGRFeature& feature, const ExactTexts& now) {
+        const qint64 id = feature.GetFID();
+        const ReadFeature* const known = m_target.read.features.find(id);
+        bool isSame = known != nullptr && known->digest == m_digest.of(feature);
+        for (int i = 0; isSame && i < feature.GetFieldCount(); ++i) {
+            const auto before = m_target.read.texts.find({id, i});
+            const auto text = now.find({id, i});
+            isSame = before.has_value() == text.has_value() && (!before || *before == *text);
+        }
+        return isSame;
     }
 
     /// Open unless the host has decided that the very same is ours. Theirs is in the layer since then, unless
@@ -230,8 +230,9 @@ private:
 
     void remove(const Ids& ids) {
         const Rows rows = lockAndRead(ids); // one that is gone is as it is wanted
+        const ExactTexts texts = exactTexts(ids, m_target.read.texts);
         for (const auto& [id, feature] : rows) {
-            if (!isUntouched(*feature)) {
+            if (!isUntouched(*feature, texts)) {
                 GisEditConflict conflict{GisEditConflict::Kind::DeletedHere, id};
                 conflict.theirs = valuesOf(*feature);
                 conflict.theirShape = shapeOf(*feature);
@@ -251,6 +252,18 @@ private:
         qint64 id;
         QByteArray sql;
     };
+    struct Asked {
+        qint64 id;
+        QByteArray value;
+    };
+
+    ExactTexts exactTexts(const Ids& ids, const ExactTexts& known) const {
+        try {
+            return m_table->exactTexts(ids, known);
+        } catch (const std::runtime_error& error) {
+            failToWrite(m_target.path, QString::fromUtf8(error.what()));
+        }
+    }
 
     /// A row is made again of what the layer has of it.
     void requireWhole(qint64 id, const QList<const GisShape*>& shapes) const {
@@ -264,9 +277,10 @@ private:
 
     void change(const Ids& ids) {
         Rows rows = lockAndRead(ids);
+        const ExactTexts texts = exactTexts(ids, m_target.read.texts);
         std::vector<Statement> statements;
-        Ids ours; // of which the source is then as the layer has it
-        std::map<qint64, quint64> before;
+        Ids ours;                         // of which the source is then as the layer has it
+        std::map<qint64, quint64> before; // of those that are moved
         for (const qint64 id : ids) {
             const QList<const GisShape*>& shapes = m_edits.updated.at(id);
             const auto row = rows.find(id);
@@ -284,12 +298,14 @@ private:
                 }
                 OGRFeature& feature = *row->second;
                 const quint64 digest = m_digest.of(feature);
-                const OgrMerge merged = mergedOf(feature, shapes);
+                const OgrMerge merged = mergedOf(feature, shapes, texts);
                 for (const GisEditConflict& conflict : merged.conflicts) {
                     found(conflict);
                 }
-                if (merged.change.isAny()) {
+                if (merged.change.isMoved) {
                     before[id] = digest;
+                }
+                if (merged.change.isAny()) {
                     statements.push_back({id, updating(id, feature, *shapes.front(), merged.change)});
                 }
                 if (merged.isOursAlone) {
@@ -304,6 +320,7 @@ private:
             return;
         }
         send(statements);
+        requireAsked();
         const Rows after = read(ids);
         for (const Statement& statement : statements) {
             const auto row = after.find(statement.id);
@@ -319,14 +336,83 @@ private:
                 m_saved.digests[id] = m_digest.of(*row->second);
             }
         }
+        for (const auto& [id, row] : after) {
+            if (const auto updated = m_edits.updated.find(id); updated != m_edits.updated.end()) {
+                noteHeld(*row, *updated->second.front());
+            }
+        }
+        keepTexts(ids);
     }
 
-    OgrMerge mergedOf(OGRFeature& feature, const QList<const GisShape*>& shapes) {
+    /// What the source has since is told from what others put there, whatever type the value was given in.
+    void noteHeld(OGRFeature& feature, const GisShape& shape) {
+        const qint64 id = feature.GetFID();
+        for (const auto& [column, asked] : m_asked) {
+            const bool isAsked =
+                std::any_of(asked.begin(), asked.end(), [id](const Asked& one) { return one.id == id; });
+            const QString name = QString::fromUtf8(feature.GetFieldDefnRef(column)->GetNameRef());
+            if (isAsked && !areSame(shape.attributeValue(name), fieldValue(feature, column))) {
+                m_otherwise.add({id, column}, "");
+            }
+        }
+    }
+
+    void keepTexts(const Ids& ids) {
+        m_otherwise.sort();
+        const ExactTexts texts = exactTexts(ids, m_otherwise);
+        for (const auto& [column, asked] : m_asked) {
+            for (const Asked& one : asked) {
+                m_saved.written.insert({one.id, column});
+                if (const auto text = texts.find({one.id, column})) {
+                    m_saved.texts.add({one.id, column}, *text);
+                }
+            }
+        }
+        m_asked.clear();
+        m_otherwise = {};
+    }
+
+    /// That the source holds what it was given: types, domains and triggers may have made something else of
+    /// it.
+    void requireAsked() {
+        for (const auto& [column, asked] : m_asked) {
+            const PostgresColumn& target = m_table->column(column);
+            QByteArray rows;
+            for (const Asked& one : asked) {
+                rows += (rows.isEmpty() ? "(" : ",(") + QByteArray::number(one.id) + ',' + one.value +
+                        "::" + target.type + ')';
+            }
+            const SqlRows other =
+                run("SELECT v.id::text, t." + target.name + "::text, v.value::text FROM " + m_table->name() +
+                    " AS t JOIN (VALUES " + rows + ") AS v(id, value) ON t." + m_table->key() +
+                    " = v.id WHERE " + target.differsFrom("v.value") + " LIMIT 1");
+            if (!other.isEmpty()) {
+                const auto shown = [](const QByteArray& text) {
+                    return text.isNull() ? QStringLiteral("null")
+                                         : QStringLiteral("'%1'").arg(QString::fromUtf8(text));
+                };
+                failToWrite(
+                    m_target.path,
+                    QStringLiteral("feature %1: the field '%2' would hold %3 instead of %4")
+                        .arg(QString::fromUtf8(other[0][0]),
+                             QString::fromUtf8(m_layer->GetLayerDefn()->GetFieldDefn(column)->GetNameRef()),
+                             shown(other[0][1]), shown(other[0][2])));
+            }
+        }
+    }
+
+    OgrMerge mergedOf(OGRFeature& feature, const QList<const GisShape*>& shapes, const ExactTexts& texts) {
         const qint64 id = feature.GetFID();
         const QList<const GisShape*>& asRead = m_edits.asRead.at(id);
-        const bool isKept = isUntouched(feature);
+        const bool isKept = isUntouched(feature, texts);
         if (!asRead.contains(nullptr)) {
-            return merge(feature, m_layer->GetGeomType(), shapes, asRead, isKept, m_manner);
+            const auto owned = [](const std::optional<QByteArrayView>& text) {
+                return text ? std::optional(text->toByteArray()) : std::nullopt;
+            };
+            return merge(feature, m_layer->GetGeomType(), shapes, asRead, isKept, m_manner, [&](int field) {
+                return OgrExactValue{owned(m_target.read.texts.find({id, field})),
+                                     owned(texts.find({id, field}))};
+            });
         }
         if (!isKept) { // who has changed what cannot be told
             throw std::runtime_error("it was changed by someone else since it was read");
@@ -335,15 +421,16 @@ private:
     }
 
     QByteArray valueOf(OGRFeature& feature, int column, const GisShape& shape) const {
-        const QString name = QString::fromUtf8(feature.GetFieldDefnRef(column)->GetNameRef());
-        return m_table->literal(feature, column, shape.attributeValue(name));
+        const QString name = Common::Internal::wholeName(feature.GetFieldDefnRef(column)->GetNameRef());
+        return m_table->column(column).literal(feature, column, shape.attributeValue(name));
     }
 
     QByteArray updating(qint64 id, OGRFeature& feature, const GisShape& shape, const OgrChange& change) {
         QByteArray assignments;
         for (const int column : change.columns) {
-            assignments += (assignments.isEmpty() ? "" : ",") + m_table->columnName(column) + '=' +
-                           valueOf(feature, column, shape);
+            const QByteArray value = valueOf(feature, column, shape);
+            assignments += (assignments.isEmpty() ? "" : ",") + m_table->column(column).name + '=' + value;
+            m_asked[column].push_back({id, value});
         }
         if (change.isMoved) {
             assignments += (assignments.isEmpty() ? "" : ",") + m_table->geometryName() + '=' +
@@ -353,44 +440,70 @@ private:
                QByteArray::number(id);
     }
 
-    /// The columns of a new row, and what is in them. What is left out gets the source's default.
-    std::pair<QByteArray, QByteArray> rowOf(const GisShape& shape) {
+    /// What is in the columns of a new row. What is left out gets the source's default.
+    struct Row {
+        std::map<int, QByteArray> values = {};
+        QByteArray columns = {};
+        QByteArray sql = {};
+    };
+    Row rowOf(const GisShape& shape, std::optional<qint64> id = std::nullopt) {
         OGRFeature feature(m_layer->GetLayerDefn());
         const OgrChange change = fill(feature, m_layer->GetGeomType(), shape, m_manner);
-        QByteArray columns;
-        QByteArray values;
+        Row row;
+        for (const int column : change.columns) {
+            row.values[column] = valueOf(feature, column, shape);
+        }
+        for (int column = 0; id && column < feature.GetFieldCount(); ++column) {
+            if (const auto text = textAsRead(*id, column, shape)) {
+                row.values[column] = quotedText(*text);
+            }
+        }
         if (!m_table->geometryName().isEmpty()) {
             if (OGRGeometry* const geometry = feature.GetGeometryRef()) { // 0 where the column wants more
                 geometry->set3D(OGR_GT_HasZ(m_layer->GetGeomType()));
                 geometry->setMeasured(OGR_GT_HasM(m_layer->GetGeomType()));
             }
-            columns = m_table->geometryName();
-            values = m_table->literal(feature.GetGeometryRef());
+            row.columns = m_table->geometryName();
+            row.sql = m_table->literal(feature.GetGeometryRef());
         }
-        for (const int column : change.columns) {
-            columns += (columns.isEmpty() ? "" : ",") + m_table->columnName(column);
-            values += (values.isEmpty() ? "" : ",") + valueOf(feature, column, shape);
+        for (const auto& [column, value] : row.values) {
+            row.columns += (row.columns.isEmpty() ? "" : ",") + m_table->column(column).name;
+            row.sql += (row.sql.isEmpty() ? "" : ",") + value;
         }
-        return {columns, values};
+        return row;
+    }
+
+    /// All that the source had of a value, where the shape still has what was read of it.
+    std::optional<QByteArrayView> textAsRead(qint64 id, int column, const GisShape& shape) const {
+        const auto text = m_target.read.texts.find({id, column});
+        const GisShape* const before = text ? m_edits.asRead.at(id).front() : nullptr;
+        const QString name = QString::fromUtf8(m_layer->GetLayerDefn()->GetFieldDefn(column)->GetNameRef());
+        const bool isKept =
+            before != nullptr && areSame(before->attributeValue(name), shape.attributeValue(name));
+        return isKept ? text : std::nullopt;
     }
 
     /// Under the id that it had.
     QByteArray insertion(qint64 id, const GisShape& shape) {
-        const auto [columns, values] = rowOf(shape);
-        return "INSERT INTO " + m_table->name() + " (" + m_table->key() + (columns.isEmpty() ? "" : ",") +
-               columns + ") OVERRIDING SYSTEM VALUE VALUES (" + QByteArray::number(id) +
-               (values.isEmpty() ? "" : ",") + values + ')';
+        const Row row = rowOf(shape, id);
+        for (const auto& [column, value] : row.values) {
+            m_asked[column].push_back({id, value});
+        }
+        return "INSERT INTO " + m_table->name() + " (" + m_table->key() + (row.columns.isEmpty() ? "" : ",") +
+               row.columns + ") OVERRIDING SYSTEM VALUE VALUES (" + QByteArray::number(id) +
+               (row.sql.isEmpty() ? "" : ",") + row.sql + ')';
     }
 
     void add(const QList<const GisShape*>& shapes) {
         Ids ids;
+        std::vector<Row> made;
         for (qsizetype i = 0; i < shapes.size();) {
             // Rows of the same columns go together.
             QByteArray columns;
             QByteArray rows;
             const qsizetype first = i;
             for (; i < shapes.size(); ++i) {
-                std::pair<QByteArray, QByteArray> row;
+                Row row;
                 try {
                     row = rowOf(*shapes[i]);
                 } catch (const std::runtime_error& error) {
@@ -398,11 +511,12 @@ private:
                                                    .arg(shapes[i]->id())
                                                    .arg(QString::fromUtf8(error.what())));
                 }
-                if (i > first && row.first != columns) {
+                if (i > first && row.columns != columns) {
                     break;
                 }
-                columns = row.first;
-                rows += (rows.isEmpty() ? "(" : ",(") + row.second + ')';
+                columns = row.columns;
+                rows += (rows.isEmpty() ? "(" : ",(") + row.sql + ')';
+                made.push_back(std::move(row));
                 if (columns.isEmpty()) { // nothing but defaults
                     ++i;
                     break;
@@ -410,15 +524,24 @@ private:
             }
             insert(columns, rows, shapes[first]->id(), i - first, ids);
         }
+        for (std::size_t i = 0; i < ids.size(); ++i) {
+            for (const auto& [column, value] : made.at(i).values) {
+                m_asked[column].push_back({ids[i], value});
+            }
+        }
+        requireAsked();
         const Rows after = read(ids);
-        for (const qint64 id : ids) {
+        for (std::size_t i = 0; i < ids.size(); ++i) {
+            const qint64 id = ids[i];
             const auto row = after.find(id);
             if (row == after.end()) {
                 failToWrite(m_target.path, QStringLiteral("the source does not keep a new feature"));
             }
+            noteHeld(*row->second, *shapes[static_cast<qsizetype>(i)]);
             m_saved.digests[id] = m_digest.of(*row->second);
             m_saved.added.append(id);
         }
+        keepTexts(ids);
         step(static_cast<std::size_t>(shapes.size()));
     }
 
@@ -503,6 +626,8 @@ private:
     OgrDigest m_digest;
     OgrSavedIds m_saved;
     QList<GisEditConflict> m_conflicts;
+    std::map<int, std::vector<Asked>> m_asked; // by column, of this batch
+    ExactTexts m_otherwise;                    // places where the layer has the value in another type
     std::size_t m_done = 0;
     bool m_isOpen = false;
 };

@@ -1,122 +1,64 @@
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 
-#include <QLocale>
-#include <QRegularExpression>
-
 #include <algorithm>
-#include <charconv>
-#include <cmath>
-#include <iterator>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
-namespace {
-
-[[noreturn]] void refuse(const QString& value, const OGRFieldDefn& field, const QString& why) {
-    constexpr qsizetype most = 40;
-    throw std::runtime_error(QStringLiteral("the value '%1' %2 of the field '%3'")
-                                 .arg(value.size() > most ? value.left(most) + QStringLiteral("...") : value,
-                                      why, QString::fromUtf8(field.GetNameRef()))
-                                 .toStdString());
-}
-
-/// A number written out, which holds more digits than a double: sign, digits, decimals, exponent.
-const QRegularExpression& decimal() {
-    static const QRegularExpression expression(
-        QStringLiteral(R"(^\s*[+-]?(\d+\.?\d*|\.\d+)([eE][+-]?\d{1,4})?\s*$)"));
-    return expression;
-}
-
-/// The digits behind the point, or behind the seconds, that are not zero at the end.
-qsizetype decimalsOf(const QString& text) {
-    static const QRegularExpression behindPoint(QStringLiteral(R"(\.(\d*?)0*(?!\d))"));
-    return behindPoint.match(text).captured(1).size();
-}
-
-/// A number of either type as a column of single precision shows it.
-template <typename Number>
-QByteArray shortestText(Number number) {
-    char text[64];
-    const auto end = std::to_chars(std::begin(text), std::end(text), number).ptr;
-    return {static_cast<const char*>(text), end - static_cast<const char*>(text)};
-}
-
-QByteArray timeText(OGRFeature& feature, int index, OGRFieldType type) {
-    const auto& moment = feature.GetRawFieldRef(index)->Date;
-    const int year = moment.Year;
-    const long milliseconds = std::min(59999L, std::lround(static_cast<double>(moment.Second) * 1000.0));
-    QString text;
-    if (type != OFTTime) { // there is no year 0: 1 BC is before 1 AD
-        text = QStringLiteral("%1-%2-%3")
-                   .arg(year > 0 ? year : 1 - year, 4, 10, QLatin1Char('0'))
-                   .arg(int{moment.Month}, 2, 10, QLatin1Char('0'))
-                   .arg(int{moment.Day}, 2, 10, QLatin1Char('0'));
-    }
-    if (type != OFTDate) {
-        text += QStringLiteral(" %1:%2:%3.%4")
-                    .arg(int{moment.Hour}, 2, 10, QLatin1Char('0'))
-                    .arg(int{moment.Minute}, 2, 10, QLatin1Char('0'))
-                    .arg(milliseconds / 1000, 2, 10, QLatin1Char('0'))
-                    .arg(milliseconds % 1000, 3, 10, QLatin1Char('0'));
-    }
-    if (type == OFTDateTime && moment.TZFlag > 1) { // each step beside 100 is a quarter of an hour
-        const int quarters = moment.TZFlag - 100;
-        text += QStringLiteral("%1%2:%3")
-                    .arg(quarters < 0 ? QLatin1Char('-') : QLatin1Char('+'))
-                    .arg(std::abs(quarters) / 4, 2, 10, QLatin1Char('0'))
-                    .arg(std::abs(quarters) % 4 * 15, 2, 10, QLatin1Char('0'));
-    }
-    if (type != OFTTime && year <= 0) {
-        text += QStringLiteral(" BC");
-    }
-    return text.toUtf8();
-}
-
-QByteArray arrayText(OGRFeature& feature, int index, OGRFieldType type) {
-    QByteArrayList items;
-    int count = 0;
-    if (type == OFTStringList) {
-        for (char** text = feature.GetFieldAsStringList(index); text != nullptr && *text != nullptr; ++text) {
-            items.append('"' + QByteArray(*text).replace('\\', "\\\\").replace('"', "\\\"") + '"');
-        }
-    } else if (type == OFTRealList) {
-        const double* const values = feature.GetFieldAsDoubleList(index, &count);
-        for (int i = 0; i < count; ++i) {
-            items.append(QByteArray::number(values[i], 'g', 17));
-        }
-    } else if (type == OFTInteger64List) {
-        const GIntBig* const values = feature.GetFieldAsInteger64List(index, &count);
-        for (int i = 0; i < count; ++i) {
-            items.append(QByteArray::number(qint64{values[i]}));
-        }
-    } else {
-        const int* const values = feature.GetFieldAsIntegerList(index, &count);
-        for (int i = 0; i < count; ++i) {
-            items.append(QByteArray::number(values[i]));
-        }
-    }
-    return '{' + items.join(',') + '}';
-}
-
-} // namespace
-
-PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(source) {
-    OGRFeatureDefn& schema = *layer.GetLayerDefn();
+QByteArray tableOf(OGRLayer& layer) {
     const QByteArray geometry = layer.GetGeometryColumn();
     QByteArray listed = layer.GetName();
     if (!geometry.isEmpty() && listed.endsWith('(' + geometry + ')')) { // one of several in the table
         listed.chop(geometry.size() + 2);
     }
     const QByteArray text = quotedText(listed);
-    const SqlRows found = execute(
-        source, "SELECT c.oid::text, n.nspname::text, c.relname::text FROM pg_catalog.pg_class c JOIN "
-                "pg_catalog.pg_namespace n ON n.oid = c.relnamespace WHERE c.relkind IN "
-                "('r','p','v','m','f') AND ((c.relname =" +
-                    text + " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text +
-                    ") ORDER BY n.nspname = current_schema() DESC LIMIT 1");
+    return "SELECT c.oid::text, n.nspname::text, c.relname::text FROM pg_catalog.pg_class c JOIN "
+           "pg_catalog.pg_namespace n ON n.oid = c.relnamespace WHERE c.relkind IN "
+           "('r','p','v','m','f') AND ((c.relname =" +
+           text + " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text +
+           ") ORDER BY n.nspname = current_schema() DESC LIMIT 1";
+}
+
+qint64 estimatedCount(GDALDataset& source, OGRLayer& layer) {
+    const SqlRows found =
+        execute(source, "SELECT reltuples::bigint::text FROM pg_catalog.pg_class WHERE oid = (SELECT "
+                        "t.oid::oid FROM (" +
+                            tableOf(layer) + ") AS t)");
+    return found.isEmpty() ? -1 : found[0][0].toLongLong();
+}
+
+QByteArray listOf(const std::vector<qint64>& ids) {
+    QByteArray list;
+    for (const qint64 id : ids) {
+        list += (list.isEmpty() ? "" : ",") + QByteArray::number(id);
+    }
+    return list;
+}
+
+void correctTypes(GDALDataset& source, OGRLayer& layer) {
+    OGRFeatureDefn& schema = *layer.GetLayerDefn();
+    const SqlRows columns = execute(
+        source,
+        "SELECT a.attname::text, format_type(a.atttypid, a.atttypmod) FROM pg_catalog.pg_attribute a WHERE "
+        "a.attnum > 0 AND a.atttypid IN ('interval'::regtype, 'timetz'::regtype, 'numeric'::regtype) AND "
+        "a.attrelid = (SELECT t.oid::oid FROM (" +
+            tableOf(layer) + ") AS t)");
+    for (const QList<QByteArray>& column : columns) {
+        const int index = schema.GetFieldIndex(column[0].constData());
+        const OGRFieldType type = PostgresColumn::betterType(column[1]);
+        if (index >= 0 && type != OFTMaxType) {
+            schema.GetFieldDefn(index)->SetType(type);
+        }
+    }
+}
+
+PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(source) {
+    OGRFeatureDefn& schema = *layer.GetLayerDefn();
+    const QByteArray geometry = layer.GetGeometryColumn();
+    const SqlRows found = execute(source, tableOf(layer));
     if (found.isEmpty()) {
         throw std::runtime_error("there is no such table any more");
     }
@@ -125,27 +67,32 @@ PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(so
     m_key = key.isEmpty() ? QByteArray() : quotedName(key);
 
     const SqlRows columns = execute(
-        source,
-        "SELECT a.attname::text, format_type(CASE WHEN t.typbasetype <> 0 THEN t.typbasetype ELSE t.oid "
-        "END, NULL), (CASE WHEN t.typbasetype <> 0 THEN t.typtypmod ELSE a.atttypmod END)::text FROM "
-        "pg_catalog.pg_attribute a JOIN pg_catalog.pg_type t ON t.oid = a.atttypid WHERE a.attnum > 0 AND "
-        "NOT a.attisdropped AND a.attrelid = " +
-            found[0][0]);
-    std::map<QByteArray, Column> known;
+        source, "WITH RECURSIVE c AS (SELECT a.attname, a.atttypid AS type, a.atttypmod AS modifier FROM "
+                "pg_catalog.pg_attribute a WHERE a.attnum > 0 AND NOT a.attisdropped AND a.attrelid = " +
+                    found[0][0] +
+                    " UNION ALL SELECT c.attname, d.typbasetype, CASE WHEN c.modifier >= 0 THEN c.modifier "
+                    "ELSE d.typtypmod "
+                    "END FROM c JOIN pg_catalog.pg_type d ON d.oid = c.type WHERE d.typtype = 'd') SELECT "
+                    "c.attname::text AS "
+                    "n, format_type(c.type, -1) AS t, c.modifier::text AS m FROM c JOIN pg_catalog.pg_type d "
+                    "ON d.oid = c.type "
+                    "WHERE d.typtype <> 'd'");
+    std::map<QByteArray, PostgresColumn> known;
     for (const QList<QByteArray>& row : columns) {
-        known[row[0]] = {quotedName(row[0]), QString::fromUtf8(row[1]), row[2].toInt()};
+        known[row[0]] = {quotedName(row[0]), row[1], row[2].toInt()};
     }
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
         const auto column = known.find(schema.GetFieldDefn(i)->GetNameRef());
         m_hasLostColumns = m_hasLostColumns || column == known.end();
-        m_columns.push_back(column != known.end() ? column->second : Column());
+        m_columns.push_back(column != known.end() ? column->second : PostgresColumn());
+        m_fields.push_back(schema.GetFieldDefn(i)->GetType());
     }
     m_hasLostColumns = m_hasLostColumns || (!key.isEmpty() && known.find(key) == known.end()) ||
                        (!geometry.isEmpty() && known.find(geometry) == known.end());
     if (!geometry.isEmpty() && !m_hasLostColumns) {
-        const Column& column = known.at(geometry);
+        const PostgresColumn& column = known.at(geometry);
         m_geometry = column.name;
-        m_geometryType = column.type.toUtf8();
+        m_geometryType = column.type;
         const bool isGeography = m_geometryType.endsWith("geography");
         if (column.modifier >= 0) {
             m_system = (column.modifier & 0x0FFFFF00) >> 8; // as PostGIS packs it
@@ -183,76 +130,62 @@ QByteArray PostgresTable::literal(const OGRGeometry* geometry) {
            ')';
 }
 
-QByteArray PostgresTable::literal(OGRFeature& feature, int index, const QVariant& value) const {
-    if (!feature.IsFieldSetAndNotNull(index)) {
-        return "NULL";
-    }
-    const OGRFieldDefn& field = *feature.GetFieldDefnRef(index);
-    const Column& column = m_columns.at(static_cast<std::size_t>(index));
-    const bool isText = value.typeId() == QMetaType::QString;
-    switch (field.GetType()) {
-    case OFTInteger:
-        if (field.GetSubType() == OFSTBoolean) {
-            return feature.GetFieldAsInteger(index) != 0 ? "'t'" : "'f'";
+ExactTexts PostgresTable::exactTexts() const {
+    return m_key.isEmpty() || m_hasLostColumns ? ExactTexts() : exactTexts({}, {}, {});
+}
+
+ExactTexts PostgresTable::exactTexts(const std::vector<qint64>& ids, const ExactTexts& known) const {
+    return ids.empty() ? ExactTexts() : exactTexts(m_key + " IN (" + listOf(ids) + ") AND ", ids, known);
+}
+
+ExactTexts PostgresTable::exactTexts(const QByteArray& where, const std::vector<qint64>& ids,
+                                     const ExactTexts& known) const {
+    QByteArray columns;
+    QByteArray conditions;
+    std::vector<int> fields;
+    for (std::size_t i = 0; i < m_columns.size(); ++i) {
+        const PostgresColumn& column = m_columns[i];
+        const int field = static_cast<int>(i);
+        QByteArray condition = column.isCut(m_fields[i]);
+        if (const auto wanted = known.idsOf(field, ids); !wanted.empty()) {
+            condition += (condition.isEmpty() ? "" : " OR ") + m_key + " IN (" + listOf(wanted) + ')';
         }
-        return quotedText(QByteArray::number(feature.GetFieldAsInteger(index)));
-    case OFTInteger64:
-        return quotedText(QByteArray::number(qint64{feature.GetFieldAsInteger64(index)}));
-    case OFTReal: {
-        const double number = feature.GetFieldAsDouble(index);
-        const bool isNumeric = column.type == QLatin1String("numeric");
-        QString text = QString::number(number, 'g', QLocale::FloatingPointShortest);
-        if (isNumeric && isText && decimal().match(value.toString()).hasMatch()) {
-            text = value.toString().trimmed();
-            const int scale = (column.modifier - 4) & 0x7FF;
-            if (column.modifier >= 4 && !text.contains(QLatin1Char('e'), Qt::CaseInsensitive) &&
-                decimalsOf(text) > scale) {
-                refuse(text, field, QStringLiteral("has more than the %1 decimals").arg(scale));
+        if (!condition.isEmpty()) {
+            columns += ", CASE WHEN " + condition + " THEN " + column.name + "::text END AS c" +
+                       QByteArray::number(field);
+            conditions += (conditions.isEmpty() ? "" : " OR ") + condition;
+            fields.push_back(field);
+        }
+    }
+    ExactTexts texts;
+    if (fields.empty()) {
+        return texts;
+    }
+    const QByteArray statement = "SELECT " + m_key + "::text AS k" + columns + " FROM " + m_name + " WHERE " +
+                                 where + '(' + conditions + ')';
+    const auto take = [&](const auto& value) { // unset where a column has none
+        const qint64 id = value(0)->toLongLong();
+        for (std::size_t i = 0; i < fields.size(); ++i) {
+            if (const std::optional<QByteArray> text = value(static_cast<int>(i) + 1)) {
+                texts.add({id, fields[i]}, *text);
             }
         }
-        if (column.type == QLatin1String("real")) {
-            if (shortestText(number) != shortestText(static_cast<float>(number))) {
-                refuse(text, field, QStringLiteral("has more digits than those"));
-            }
+    };
+    using Value = std::optional<QByteArray>;
+    if (ids.empty()) { // as many as there are
+        forRows(m_source, statement, [&take](OGRFeature& row) {
+            take([&row](int i) {
+                return row.IsFieldSetAndNotNull(i) ? Value(row.GetFieldAsString(i)) : std::nullopt;
+            });
+        });
+    } else {
+        const SqlRows rows = execute(m_source, statement);
+        for (const QList<QByteArray>& row : rows) {
+            take([&row](int i) { return row[i].isNull() ? std::nullopt : Value(row[i]); });
         }
-        return quotedText(text.toUtf8());
     }
-    case OFTDate:
-        return quotedText(timeText(feature, index, OFTDate));
-    case OFTTime:
-    case OFTDateTime: {
-        static const QRegularExpression exact(QStringLiteral(R"(^[0-9T:.+\-Z ]+$)"));
-        const bool isExact = isText && exact.match(value.toString()).hasMatch();
-        const QByteArray text =
-            isExact ? value.toString().toUtf8() : timeText(feature, index, field.GetType());
-        const int most = column.modifier >= 0 ? column.modifier : 6;
-        if (decimalsOf(QString::fromUtf8(text)) > most) {
-            refuse(QString::fromUtf8(text), field, QStringLiteral("has more than the %1 decimals").arg(most));
-        }
-        return quotedText(text);
-    }
-    case OFTBinary: {
-        int size = 0;
-        const GByte* const bytes = feature.GetFieldAsBinary(index, &size);
-        return quotedText("\\x" + QByteArrayView(bytes, size).toByteArray().toHex());
-    }
-    case OFTIntegerList:
-    case OFTInteger64List:
-    case OFTRealList:
-    case OFTStringList:
-        return quotedText(arrayText(feature, index, field.GetType()));
-    default: {
-        const QByteArray bytes(feature.GetFieldAsString(index));
-        const bool isBounded =
-            column.type == QLatin1String("character varying") || column.type == QLatin1String("character");
-        const QString text = QString::fromUtf8(bytes);
-        // The server itself cuts blanks.
-        if (isBounded && column.modifier >= 4 && text.toUcs4().size() > column.modifier - 4) {
-            refuse(text, field, QStringLiteral("has more than the %1 characters").arg(column.modifier - 4));
-        }
-        return quotedText(bytes);
-    }
-    }
+    texts.sort();
+    return texts;
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -1,17 +1,29 @@
 #pragma once
 
 #include <Cartolith/Core/Common/GdalInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ExactTextsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresColumnInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 
 #include <QByteArray>
 #include <QList>
 #include <QString>
-#include <QStringList>
-#include <QVariant>
 
 #include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
+
+/// Gives the fields of a layer the types that hold what is in their columns; before anything is read of it.
+void correctTypes(GDALDataset& source, OGRLayer& layer);
+
+/// The statement that gives a layer's table: a row of its oid, schema and name.
+QByteArray tableOf(OGRLayer& layer);
+
+/// How many rows the server takes a layer's table to have; -1 where it has not looked yet.
+qint64 estimatedCount(GDALDataset& source, OGRLayer& layer);
+
+/// Ids as a list in SQL.
+QByteArray listOf(const std::vector<qint64>& ids);
 
 /// A table of PostGIS as its catalogue has it, beside what GDAL says of the layer.
 class PostgresTable {
@@ -24,7 +36,7 @@ public:
     /// The column of the key, quoted; empty where rows have none that GDAL can use.
     const QByteArray& key() const { return m_key; }
     /// A column of the layer, quoted.
-    QByteArray columnName(int index) const { return m_columns.at(static_cast<std::size_t>(index)).name; }
+    const PostgresColumn& column(int index) const { return m_columns.at(static_cast<std::size_t>(index)); }
     const QByteArray& geometryName() const { return m_geometry; }
 
     /// Whether a field of the layer is not, or not as it was, in the table.
@@ -33,18 +45,17 @@ public:
     /// type does not say.
     bool hasSeveralSystems();
 
-    /// What a field of a feature is in SQL, where `value` is what it was set to. \throws std::runtime_error
-    /// for a value that the column would cut or round
-    QByteArray literal(OGRFeature& feature, int index, const QVariant& value) const;
-    /// The same of a geometry; null is one.
+    /// What a geometry is in SQL; null is one.
     QByteArray literal(const OGRGeometry* geometry);
 
+    /// What GDAL reads less of than there is, in the whole table, and nothing without a key.
+    ExactTexts exactTexts() const;
+    /// The same of the rows with these ids, and whatever is at the places of `known`.
+    ExactTexts exactTexts(const std::vector<qint64>& ids, const ExactTexts& known) const;
+
 private:
-    struct Column {
-        QByteArray name;
-        QString type; ///< of a domain, that below it
-        int modifier = -1;
-    };
+    ExactTexts exactTexts(const QByteArray& where, const std::vector<qint64>& ids,
+                          const ExactTexts& known) const;
     int firstSystem();
 
     GDALDataset& m_source;
@@ -54,7 +65,8 @@ private:
     QByteArray m_geometryType;
     int m_system = 0; ///< that the column's type wants; 0 for any
     int m_usedSystem = -1;
-    std::vector<Column> m_columns;
+    std::vector<PostgresColumn> m_columns;
+    std::vector<OGRFieldType> m_fields;
     bool m_hasLostColumns = false;
 };
 

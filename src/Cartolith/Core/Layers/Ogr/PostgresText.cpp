@@ -1,7 +1,9 @@
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 
 #include <QFileInfo>
 #include <QRegularExpression>
+#include <QScopeGuard>
 #include <QUrl>
 
 #include <algorithm>
@@ -57,7 +59,9 @@ bool isPostgres(const QString& path) {
 }
 
 QString nameOfSource(const QString& path) {
-    return isPostgres(path) ? QStringLiteral("PostgreSQL") : QFileInfo(path).completeBaseName();
+    const OgrFormat* const format = OgrFormat::forPath(path);
+    return format != nullptr && format->isServer ? QString::fromLatin1(format->driver)
+                                                 : QFileInfo(path).completeBaseName();
 }
 
 QString shownPath(const QString& path) {
@@ -94,27 +98,32 @@ QByteArray quotedText(QByteArrayView text) {
     return " E'" + quoted + '\''; // behind a blank: a name before it would swallow the E
 }
 
-SqlRows execute(GDALDataset& source, const QByteArray& sql) {
+void forRows(GDALDataset& source, const QByteArray& sql, const std::function<void(OGRFeature&)>& function) {
     const Common::Internal::GdalErrorCapture errors;
-    OGRLayer* const result = source.ExecuteSQL(sql.constData(), nullptr, nullptr);
-    SqlRows rows;
-    if (result != nullptr) {
+    if (OGRLayer* const result = source.ExecuteSQL(sql.constData(), nullptr, nullptr)) {
+        const auto end = qScopeGuard([&] { source.ReleaseResultSet(result); });
         result->ResetReading();
         while (const Common::Internal::FeaturePtr row{result->GetNextFeature()}) {
-            QList<QByteArray> values;
-            for (int i = 0; i < row->GetFieldCount(); ++i) {
-                values.append(row->IsFieldSetAndNotNull(i) ? QByteArray(row->GetFieldAsString(i))
-                                                           : QByteArray());
-            }
-            rows.append(values);
+            function(*row);
         }
-        source.ReleaseResultSet(result);
     }
     if (!errors.message().isEmpty()) {
         QString reason = errors.message().section(QLatin1Char('\n'), 0, 0);
         reason.remove(QRegularExpression(QStringLiteral("^ERROR:\\s*")));
         throw std::runtime_error(reason.toStdString());
     }
+}
+
+SqlRows execute(GDALDataset& source, const QByteArray& sql) {
+    // GDAL would read what begins with SELECT in several messages, by a cursor.
+    SqlRows rows;
+    forRows(source, sql.startsWith("SELECT ") ? "/**/" + sql : sql, [&rows](OGRFeature& row) {
+        QList<QByteArray> values;
+        for (int i = 0; i < row.GetFieldCount(); ++i) {
+            values.append(row.IsFieldSetAndNotNull(i) ? QByteArray(row.GetFieldAsString(i)) : QByteArray());
+        }
+        rows.append(values);
+    });
     return rows;
 }
 

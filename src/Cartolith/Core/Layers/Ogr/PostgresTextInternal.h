@@ -7,6 +7,8 @@
 #include <QList>
 #include <QString>
 
+#include <functional>
+
 namespace Cartolith::Core::Layers::Internal {
 
 /// Whether a path is a connection to PostgreSQL, as GDAL takes it: "PG:..." or "postgresql://...".
@@ -24,8 +26,10 @@ QString shownText(QString text, const QString& path);
 QByteArray quotedName(const QByteArray& name);
 QByteArray quotedText(QByteArrayView text);
 
-/// The rows that a statement gives, as text; null is an empty one. \throws std::runtime_error with the
-/// server's reason
+/// Calls the function with each row that a statement gives. \throws std::runtime_error with the server's
+/// reason
+void forRows(GDALDataset& source, const QByteArray& sql, const std::function<void(OGRFeature&)>& function);
+/// The rows that a statement gives, as text; null is an empty one. \throws the same
 using SqlRows = QList<QList<QByteArray>>;
 SqlRows execute(GDALDataset& source, const QByteArray& sql);
 

@@ -14,7 +14,7 @@ using Shapes::GisShape;
 namespace {
 
 /// Of a feature beside its shapes: its entries in the table, the windows and the layer's list.
-constexpr qint64 bytesBeside = 240;
+constexpr qint64 bytesBeside = 272;
 constexpr std::size_t soonFound = 20'000; // one after the other
 constexpr std::size_t mostWindows = 256;
 
@@ -67,11 +67,6 @@ ReadWindow* FeatureCache::covering(const Shapes::GisExtent& extent) {
     return &m_windows.front();
 }
 
-CachedFeature* FeatureCache::find(qint64 id) {
-    const auto found = m_features.find(id);
-    return found != m_features.end() ? &found->second : nullptr;
-}
-
 void FeatureCache::append(CachedFeature& feature) {
     ReadWindow& window = m_windows.front();
     window.features.push_back(&feature);
@@ -80,17 +75,16 @@ void FeatureCache::append(CachedFeature& feature) {
 }
 
 CachedFeature* FeatureCache::add(const ReadFeature& feature) {
-    const auto [place, isNew] = m_features.try_emplace(feature.id);
-    if (!isNew) {
+    if (m_features.find(feature.id) != nullptr) {
         return nullptr;
     }
-    CachedFeature& added = place->second;
+    CachedFeature& added = m_features.add(feature.id);
     try {
         added.read = feature;
         added.shapes.reserve(static_cast<qsizetype>(feature.shapes));
         append(added);
     } catch (...) {
-        m_features.erase(place);
+        m_features.remove(feature.id);
         throw;
     }
     added.bytes = bytesBeside;
@@ -122,19 +116,18 @@ void FeatureCache::edit(CachedFeature& feature) noexcept {
 
 std::unordered_map<qint64, ReadFeature> FeatureCache::reads() const {
     std::unordered_map<qint64, ReadFeature> reads;
-    for (const auto& [id, feature] : m_features) {
-        reads.emplace(id, feature.read);
-    }
+    m_features.forEach(
+        [&reads](const CachedFeature& feature) { reads.emplace(feature.read.id, feature.read); });
     return reads;
 }
 
 ReadFeatures FeatureCache::edited() const {
     ReadFeatures features;
-    for (const auto& [id, feature] : m_features) {
+    m_features.forEach([&features](const CachedFeature& feature) {
         if (feature.isEdited) {
             features.append(feature.read);
         }
-    }
+    });
     features.sort();
     return features;
 }
@@ -144,8 +137,7 @@ void FeatureCache::dropLast(const Drop& drop) {
         if (--feature->windows == 0 && !feature->isEdited) {
             drop(*feature);
             m_bytes -= feature->bytes;
-            const qint64 id = feature->read.id;
-            m_features.erase(id);
+            m_features.remove(feature->read.id);
         }
     }
     m_windows.pop_back();

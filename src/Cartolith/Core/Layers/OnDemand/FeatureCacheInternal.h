@@ -1,31 +1,13 @@
 #pragma once
 
-#include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
-#include <Cartolith/Core/Shapes/GisExtent.h>
-
-#include <QVarLengthArray>
+#include <Cartolith/Core/Layers/OnDemand/FeatureTableInternal.h>
 
 #include <functional>
 #include <list>
 #include <unordered_map>
 #include <vector>
 
-namespace Cartolith::Core::Shapes {
-class GisShape;
-}
-
 namespace Cartolith::Core::Layers::Internal {
-
-/// A feature whose shapes are in the layer.
-struct CachedFeature {
-    ReadFeature read;
-    QVarLengthArray<Shapes::GisShape*, 1> shapes;
-    Shapes::GisExtent box; ///< of all of them
-    qint64 bytes = 0;
-    quint32 windows = 0; ///< that it was read for
-    quint64 lastWindow = 0;
-    bool isEdited = false; ///< then the layer's list says what it is now
-};
 
 /// What one query read.
 struct ReadWindow {
@@ -58,7 +40,7 @@ public:
     /// in which that is found soon.
     ReadWindow* covering(const Shapes::GisExtent& extent);
 
-    CachedFeature* find(qint64 id);
+    CachedFeature* find(qint64 id) const noexcept { return m_features.find(id); }
     /// A feature, for the window in front; null where it is in the cache already.
     CachedFeature* add(const ReadFeature& feature);
     /// Of a feature that is in the cache, one more shape.
@@ -88,7 +70,7 @@ private:
     qsizetype m_edited = 0;
     quint64 m_opened = 0;
     std::list<ReadWindow> m_windows; // the latest first
-    std::unordered_map<qint64, CachedFeature> m_features;
+    FeatureTable m_features;
 };
 
 } // namespace Cartolith::Core::Layers::Internal

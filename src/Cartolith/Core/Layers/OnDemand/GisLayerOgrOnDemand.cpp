@@ -169,7 +169,8 @@ std::unique_ptr<GisFeatureReader> GisLayerOgrOnDemand::read(const GisFeatureRequ
 }
 
 void GisLayerOgrOnDemand::cancel() noexcept {
-    m_sync->cancel([this] { m_source->interrupt(); });
+    m_sync->cancel(
+        [this] { m_pictureReader != nullptr ? m_pictureReader->cancel() : m_source->interrupt(); });
 }
 
 const Internal::ReadWindow& GisLayerOgrOnDemand::readWindow(const GisExtent& extent) {
@@ -194,17 +195,21 @@ const Internal::ReadWindow& GisLayerOgrOnDemand::readWindow(const GisExtent& ext
     if (!fits && m_lastReading == Reading::Whole) {
         m_lastReading = Reading::Cut;
     }
-    std::sort(window.features.begin(), window.features.end(),
-              [](const CachedFeature* a, const CachedFeature* b) { return a->read.id < b->read.id; });
+    const auto isBefore = [](const CachedFeature* a, const CachedFeature* b) {
+        return a->read.id < b->read.id;
+    };
+    if (!std::is_sorted(window.features.begin(), window.features.end(), isBefore)) {
+        std::sort(window.features.begin(), window.features.end(), isBefore);
+    }
     return window;
 }
 
 bool GisLayerOgrOnDemand::takeRead() {
     Internal::OgrContent& content = m_source->content();
     std::size_t next = 0;
+    reserveShapes(count() + static_cast<int>(content.shapes.size()));
     for (const Internal::ReadFeature& read : content.state.features) {
         const std::size_t end = next + read.shapes;
-        reserveShapes(count() + static_cast<int>(read.shapes));
         CachedFeature* const feature = m_cache->add(read);
         if (feature == nullptr) { // a reading that was begun anew met it before
             next = end;
@@ -334,6 +339,7 @@ QList<GisShape*> GisLayerOgrOnDemand::query(const GisExtent& extent) {
     }
     const Internal::ReadWindow& window = readWindow(extent);
     QList<GisShape*> found;
+    found.reserve(static_cast<qsizetype>(window.features.size()));
     for (const CachedFeature* const feature : window.features) {
         if (feature->isEdited || !feature->box.intersects(extent)) {
             continue;
@@ -388,6 +394,59 @@ QList<GisShape*> GisLayerOgrOnDemand::standInsMeeting(const GisExtent& extent) c
         }
     }
     return found;
+}
+
+QString GisLayerOgrOnDemand::Picture::text() const {
+    return GisFeatureReader::shownText(shownCount, featureCount);
+}
+
+GisLayerOgrOnDemand::Picture GisLayerOgrOnDemand::queryPicture(const GisExtent& extent, double unitsPerPixel,
+                                                               qint64 most) {
+    Picture picture;
+    if (m_source == nullptr || extent.isEmpty()) {
+        return picture;
+    }
+    GisFeatureRequest request;
+    request.extent = extent;
+    request.fields = m_fields;
+    request.picture = {unitsPerPixel, most};
+    const auto reader = GisFeatureReader::fromSource(m_sourcePath, m_source->layerName(), request);
+    picture.featureCount = reader->sourceCount();
+    picture.isWhole = reader->detail() == GisFeatureReader::Detail::Everything;
+    std::optional<qint64> last;
+    const auto count = [&](std::optional<qint64> id) {
+        picture.shownCount += !id || id != last ? 1 : 0;
+        last = id;
+    };
+    if (picture.isWhole) {
+        picture.shapes = query(extent);
+        for (const GisShape* const shape : std::as_const(picture.shapes)) {
+            count(featureId(*shape));
+        }
+        picture.isWhole = m_lastReading == Reading::Whole;
+        return picture;
+    }
+    m_lastReading = Reading::Whole;
+    m_standIns.clear();
+    m_pictureReader = reader.get();
+    const auto end = qScopeGuard([this] { m_pictureReader = nullptr; });
+    reading([&] {
+        while (!m_sync->isCancelled() && reader->next()) {
+            const CachedFeature* const known = m_cache->find(reader->featureId());
+            if (known == nullptr || !known->isEdited) {
+                count(reader->featureId());
+                m_standIns.push_back(reader->takeShape());
+                picture.shapes.append(m_standIns.back().get());
+            }
+        }
+    });
+    for (GisShape* const shape : editedShapes()) {
+        if (shape->intersects(extent)) {
+            count(featureId(*shape));
+            picture.shapes.append(shape);
+        }
+    }
+    return picture;
 }
 
 bool GisLayerOgrOnDemand::isWithoutFields(int row) const {

@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PendingEditsInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/FeatureCacheInternal.h>
@@ -29,7 +30,7 @@ using Shapes::GisShapeType;
 bool GisLayerOgrOnDemand::canEdit() const {
     // What two sessions do to a row of a server is decided with more knowledge of the row than is kept here.
     return m_source != nullptr && m_source->hasTransactions() &&
-           m_source->driverName() != QLatin1String("PostgreSQL");
+           !Internal::OgrFormat::isServerOf(m_source->driverName());
 }
 
 void GisLayerOgrOnDemand::edit(int position) {

@@ -1,6 +1,8 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
 #include <Cartolith/Core/Layers/Requests/SqlFilterInternal.h>
 
@@ -9,6 +11,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <stdexcept>
 #include <unordered_set>
 #include <vector>
 
@@ -20,12 +23,17 @@ namespace {
 
 /// Whether extents would be compared on the globe, where edges and boxes are others.
 bool isGeography(OgrSource& source, OGRLayer& layer) {
-    const QString name = QString::fromUtf8(layer.GetName());
-    const qsizetype dot = name.indexOf(QLatin1Char('.'));
-    const QString condition = QStringLiteral("f_table_name IN (%1, %2) AND f_geography_column = %3")
-                                  .arg(sqlText(name), sqlText(name.mid(dot + 1)),
-                                       sqlText(QString::fromUtf8(layer.GetGeometryColumn())));
-    const auto found = source.select(QStringLiteral("SELECT 1 FROM geography_columns WHERE ") + condition);
+    const QByteArray name = layer.GetName();
+    return !execute(source.dataset(),
+                    "SELECT 1 FROM geography_columns WHERE f_table_name IN (" + quotedText(name) + ',' +
+                        quotedText(name.mid(name.indexOf('.') + 1)) +
+                        ") AND f_geography_column =" + quotedText(layer.GetGeometryColumn()))
+                .isEmpty();
+}
+
+bool hasTable(OgrSource& source, const QString& name) {
+    const auto found =
+        source.select(QStringLiteral("SELECT 1 FROM sqlite_master WHERE name = ") + sqlText(name));
     return found != nullptr && OGRFeatureUniquePtr(found->GetNextFeature()) != nullptr;
 }
 
@@ -54,19 +62,23 @@ private:
 
 WindowSource::WindowSource(const QString& path, const QString& layerName, std::chrono::milliseconds wait)
     : m_snapshot(path, layerName, wait), m_content(m_snapshot.source(), m_snapshot.layer()),
-      m_driverName(m_snapshot.source().driverName()), m_layerName(QString::fromUtf8(layer().GetName())) {
+      m_driverName(m_snapshot.source().driverName()),
+      m_layerName(Common::Internal::wholeText(layer().GetName())) {
     OgrSource& source = m_snapshot.source();
     m_content.readParts({}); // features have their own ids from the first one on
-    m_featureCount = layer().GetFeatureCount(FALSE);
+    const bool isServer = OgrFormat::isServerOf(m_driverName);
+    m_featureCount = isServer ? countOf(source) : layer().GetFeatureCount(FALSE);
     m_extent = storedExtent(layer(), m_featureCount != 0);
     const bool isTree = layer().TestCapability(OLCFastSpatialFilter) != 0;
-    const bool isServer = m_driverName == QLatin1String("PostgreSQL");
     if (isServer && QByteArrayView(layer().GetFIDColumn()).isEmpty()) { // ids are places in each answer
         source.fail(
             QStringLiteral("'%1' has no key by which its rows can be known; read it whole").arg(m_layerName));
     }
     if (isTree && m_driverName == QLatin1String("GPKG") &&
         !QByteArrayView(layer().GetFIDColumn()).isEmpty()) {
+        if (!hasTable(source, boxTableOf(layer()))) { // of a view, whose rows may share an id
+            source.fail(QStringLiteral("'%1' is a view; read it whole").arg(m_layerName));
+        }
         m_boxes = Boxes::Table;
     } else if (isTree && m_driverName == QLatin1String("FlatGeobuf")) {
         m_boxes = Boxes::Columns;
@@ -85,6 +97,15 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
     source.stopListening();
 }
 
+/// As the server estimates; GDAL would have it count all rows.
+qint64 WindowSource::countOf(const OgrSource& source) {
+    try {
+        return estimatedCount(source.dataset(), layer());
+    } catch (const std::runtime_error& error) {
+        source.fail(QString::fromUtf8(error.what()));
+    }
+}
+
 void WindowSource::setFields(const std::optional<QStringList>& fields) {
     m_fields = fields;
     ignoreFields(fields);
@@ -99,7 +120,7 @@ void WindowSource::ignoreFields(const std::optional<QStringList>& fields, bool g
     OGRFeatureDefn& schema = *layer().GetLayerDefn();
     for (int i = 0; fields && i < schema.GetFieldCount(); ++i) {
         const char* const name = schema.GetFieldDefn(i)->GetNameRef();
-        if (!fields->contains(QString::fromUtf8(name))) {
+        if (!fields->contains(Common::Internal::wholeName(name))) {
             ignored.AddString(name);
         }
     }
@@ -221,12 +242,11 @@ OgrContent::Outcome WindowSource::readById(const OgrContent::Skip& skip, const O
     std::vector<qint64> rest;
     std::set_difference(ids.begin(), ids.end(), met.begin(), met.end(), std::back_inserter(rest));
     layer().SetSpatialFilter(nullptr); // the driver counts ids among the hits otherwise
-    constexpr std::size_t interval = 256;
-    for (std::size_t i = 0; i < rest.size(); ++i) {
-        if (!skip(rest[i], nullptr) && !m_content.readFeature(rest[i])) {
-            m_snapshot.source().fail(QStringLiteral("it ends before feature %1").arg(rest[i]));
+    for (const qint64 id : rest) {
+        if (!skip(id, nullptr) && !m_content.readFeature(id)) {
+            m_snapshot.source().fail(QStringLiteral("it ends before feature %1").arg(id));
         }
-        if ((i + 1) % interval == 0 && !goOn(static_cast<double>(i))) {
+        if (!goOn(static_cast<double>(id))) {
             return OgrContent::Outcome::Cancelled;
         }
     }

@@ -55,6 +55,7 @@ public:
     void interrupt() { m_snapshot.source().dataset().AbortSQL(); }
 
 private:
+    qint64 countOf(const OgrSource& source);
     enum class Boxes {
         None,    ///< not by an index
         Columns, ///< by OGR's spatial filter, in reading by columns; feature by feature it asks for more

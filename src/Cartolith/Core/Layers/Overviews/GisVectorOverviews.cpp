@@ -1,6 +1,9 @@
 #include <Cartolith/Core/Layers/GisVectorOverviews.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/Overviews/OverviewFileInternal.h>
+#include <Cartolith/Core/Layers/Overviews/OverviewTablesInternal.h>
 
 #include <QDir>
 #include <QFile>
@@ -10,6 +13,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <memory>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers {
@@ -68,12 +72,26 @@ QString GisVectorOverviews::pathFor(const QString& source, const QString& layerN
 
 bool GisVectorOverviews::build(const QString& source, const QString& layerName,
                                const ProgressCallback& progress) {
-    const auto stamp = IndexFile::stampOf(source);
+    const auto fileStamp = IndexFile::stampOf(source);
     OgrSource opened(source);
-    if (!stamp || !IndexFile::isFor(opened.driverName())) {
+    const bool isServer = OgrFormat::isServerOf(opened.driverName());
+    if (!isServer && (!fileStamp || !IndexFile::isFor(opened.driverName()))) {
         opened.fail(QStringLiteral("overviews are kept for sources of a single file"));
     }
     OGRLayer& layer = opened.layer(layerName);
+    const auto stampNow = [&] {
+        return isServer ? OverviewTables::stampOf(opened.dataset(), layer) : IndexFile::stampOf(source);
+    };
+    const auto stamp = isServer ? stampNow() : fileStamp;
+    if (isServer) { // both walks meet the same rows in the same order
+        if (!stamp) {
+            opened.fail(
+                QStringLiteral("overviews are kept for tables of which the server counts the changes"));
+        }
+        opened.dataset().StartTransaction();
+        execute(opened.dataset(), "SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY");
+        execute(opened.dataset(), "SET LOCAL synchronize_seqscans = off");
+    }
     OverviewPlan plan;
     Walk first(layer, progress, 0.0);
     layer.ResetReading();
@@ -88,7 +106,12 @@ bool GisVectorOverviews::build(const QString& source, const QString& layerName,
         opened.fail(QStringLiteral("no feature has a geometry"));
     }
     const QString name = QString::fromUtf8(layer.GetName());
-    OverviewFile file(pathFor(source, name), plan, layer);
+    std::unique_ptr<OverviewLevels> made;
+    if (isServer) {
+        made = std::make_unique<OverviewTables>(source, plan, layer);
+    } else {
+        made = std::make_unique<OverviewFile>(pathFor(source, name), source, plan, layer);
+    }
     Walk second(layer, progress, 0.5);
     layer.ResetReading();
     for (qint64 place = 0; const auto feature = opened.next(layer); ++place) {
@@ -96,11 +119,14 @@ bool GisVectorOverviews::build(const QString& source, const QString& layerName,
             return false;
         }
         if (const int levels = plan.levelsOf(place); levels > 0) {
-            file.add(*feature, levels);
+            made->add(*feature, levels);
         }
     }
-    file.publish(name, opened.layerNames().constFirst() == name, source, *stamp, [&] {
-        const auto now = IndexFile::stampOf(source);
+    made->publish(name, opened.layerNames().constFirst() == name, *stamp, [&] {
+        if (isServer) {
+            opened.dataset().RollbackTransaction(); // within it, the server counts as at its begin
+        }
+        const auto now = stampNow();
         if (!now || !areSame(*now, *stamp)) {
             opened.fail(QStringLiteral("it has changed meanwhile"));
         }
@@ -111,9 +137,70 @@ bool GisVectorOverviews::build(const QString& source, const QString& layerName,
     return true;
 }
 
+class GisVectorOverviews::Reading {
+public:
+    /// Of the first layer when the name is empty.
+    static std::optional<GisVectorOverviews> file(const QString& source, const QString& layerName,
+                                                  const QString& path) {
+        const auto stamp = IndexFile::stampOf(source);
+        if (!stamp || !isDatabase(path)) {
+            return std::nullopt;
+        }
+        try {
+            OgrSource opened(path);
+            return opened.driverName() == QLatin1String("GPKG")
+                       ? rows(opened, path, QLatin1String(OverviewRow::table), layerName, *stamp)
+                       : std::nullopt;
+        } catch (const std::runtime_error&) {
+            return std::nullopt;
+        }
+    }
+
+    static std::optional<GisVectorOverviews> tables(const QString& source, const QString& layerName) {
+        try {
+            OgrSource server(source);
+            OGRLayer& layer = server.layer(layerName);
+            const QString name = QString::fromUtf8(layer.GetName());
+            const auto stamp = OverviewTables::stampOf(server.dataset(), layer);
+            return stamp ? rows(server, source, OverviewTables::tableFor(name), name, *stamp) : std::nullopt;
+        } catch (const std::runtime_error&) {
+            return std::nullopt;
+        }
+    }
+
+private:
+    static std::optional<GisVectorOverviews> rows(OgrSource& source, const QString& path,
+                                                  const QString& tableName, const QString& layerName,
+                                                  const IndexFile::Stamp& stamp) {
+        GisVectorOverviews found;
+        found.m_path = path;
+        OGRLayer& table = source.layer(tableName);
+        const QStringList tables = source.layerNames();
+        while (const auto feature = source.next(table)) {
+            const auto row = OverviewRow::read(*feature);
+            const bool isNext = row && (found.m_levels.isEmpty() ||
+                                        found.m_levels.constLast().unitsPerPixel < row->level.unitsPerPixel);
+            const bool isOfLayer = row && (layerName.isEmpty() ? row->isFirst : row->layer == layerName);
+            constexpr qsizetype most = 64;
+            if (!isNext || !isOfLayer || found.m_levels.size() >= most || !areSame(row->stamp, stamp) ||
+                !tables.contains(row->level.tableName)) {
+                return std::nullopt;
+            }
+            found.m_hasSystem = row->hasSystem;
+            found.m_featureCount = row->featureCount;
+            found.m_extent = row->extent;
+            found.m_levels.append(row->level);
+        }
+        return found.m_levels.isEmpty() ? std::nullopt : std::optional(found);
+    }
+};
+
 std::optional<GisVectorOverviews> GisVectorOverviews::find(const QString& source, const QString& layerName) {
+    if (const OgrFormat* const format = OgrFormat::forPath(source); format != nullptr && format->isServer) {
+        return Reading::tables(source, layerName);
+    }
     if (!layerName.isEmpty()) {
-        return read(source, layerName, pathFor(source, layerName));
+        return Reading::file(source, layerName, pathFor(source, layerName));
     }
     // Which layer is the first the overviews know: to ask the source may take reading it.
     const QFileInfo info(source);
@@ -126,47 +213,11 @@ std::optional<GisVectorOverviews> GisVectorOverviews::find(const QString& source
             ++tried > most) {
             continue;
         }
-        if (auto found = read(source, {}, info.dir().filePath(name))) {
+        if (auto found = Reading::file(source, {}, info.dir().filePath(name))) {
             return found;
         }
     }
     return std::nullopt;
-}
-
-std::optional<GisVectorOverviews> GisVectorOverviews::read(const QString& source, const QString& layerName,
-                                                           const QString& path) {
-    const auto stamp = IndexFile::stampOf(source);
-    if (!stamp || !isDatabase(path)) {
-        return std::nullopt;
-    }
-    try {
-        GisVectorOverviews found;
-        found.m_path = path;
-        OgrSource file(path);
-        if (file.driverName() != QLatin1String("GPKG")) {
-            return std::nullopt;
-        }
-        OGRLayer& table = file.layer(QLatin1String(OverviewRow::table));
-        const QStringList tables = file.layerNames();
-        while (const auto feature = file.next(table)) {
-            const auto row = OverviewRow::read(*feature);
-            const bool isNext = row && (found.m_levels.isEmpty() ||
-                                        found.m_levels.constLast().unitsPerPixel < row->level.unitsPerPixel);
-            const bool isOfLayer = row && (layerName.isEmpty() ? row->isFirst : row->layer == layerName);
-            constexpr qsizetype most = 64;
-            if (!isNext || !isOfLayer || found.m_levels.size() >= most || !areSame(row->stamp, *stamp) ||
-                !tables.contains(row->level.tableName)) {
-                return std::nullopt;
-            }
-            found.m_hasSystem = row->hasSystem;
-            found.m_featureCount = row->featureCount;
-            found.m_extent = row->extent;
-            found.m_levels.append(row->level);
-        }
-        return found.m_levels.isEmpty() ? std::nullopt : std::optional(found);
-    } catch (const std::runtime_error&) {
-        return std::nullopt;
-    }
 }
 
 int GisVectorOverviews::levelFor(double unitsPerPixel) const noexcept {
@@ -176,15 +227,19 @@ int GisVectorOverviews::levelFor(double unitsPerPixel) const noexcept {
     return static_cast<int>(coarser - m_levels.begin()) - 1;
 }
 
-int GisVectorOverviews::levelFor(double unitsPerPixel, const Shapes::GisExtent& window,
-                                 qint64 most) const noexcept {
-    // Along a side without length everything is in sight.
+double GisVectorOverviews::shareInSight(const Shapes::GisExtent& window,
+                                        const Shapes::GisExtent& all) noexcept {
     const auto share = [](double from, double to, double least, double greatest) {
         const double length = greatest - least;
         return length > 0.0 ? std::max(0.0, std::min(to, greatest) - std::max(from, least)) / length : 1.0;
     };
-    const double part = share(window.xMin(), window.xMax(), m_extent.xMin(), m_extent.xMax()) *
-                        share(window.yMin(), window.yMax(), m_extent.yMin(), m_extent.yMax());
+    return share(window.xMin(), window.xMax(), all.xMin(), all.xMax()) *
+           share(window.yMin(), window.yMax(), all.yMin(), all.yMax());
+}
+
+int GisVectorOverviews::levelFor(double unitsPerPixel, const Shapes::GisExtent& window,
+                                 qint64 most) const noexcept {
+    const double part = shareInSight(window, m_extent);
     const int coarsest = levelFor(unitsPerPixel);
     int level = -1;
     for (qint64 count = m_featureCount; level < coarsest; ++level, count = m_levels[level].featureCount) {

@@ -12,6 +12,13 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
+/// A field as columns know it.
+struct FieldType {
+    QString name;
+    QMetaType::Type type;
+    QMetaType::Type elementType = QMetaType::UnknownType; ///< of lists: whole, real, a text; or not known
+};
+
 /// Where a reader gets features from, in the order of their layer.
 class FeatureSource {
 public:
@@ -27,6 +34,8 @@ public:
     FeatureSource& operator=(const FeatureSource&) = delete;
 
     virtual QList<Defs::GisAttributeDefinition> definitions() const = 0;
+    /// Of all that features have, each name once; also what is not defined.
+    virtual QList<FieldType> fieldTypes() const = 0;
     virtual std::shared_ptr<const CoordinateSystems::CoordinateSystem> system() const = 0;
 
     /// Comes once, before the first next(). The plan lives longer.

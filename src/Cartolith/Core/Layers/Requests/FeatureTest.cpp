@@ -9,7 +9,7 @@ namespace Cartolith::Core::Layers::Internal {
 using Shapes::Internal::AttributeRow;
 
 FeatureTest::FeatureTest(const GisFeatureRequest& request, const std::optional<Shapes::GisExtent>& extent)
-    : m_extent(extent), m_filter(request.filter), m_fields(request.filter.fields()) {
+    : m_extent(extent), m_filter(request.filter), m_columns(request.filter.fields()) {
     if (request.featureIds) {
         m_ids.emplace(request.featureIds->cbegin(), request.featureIds->cend());
         std::sort(m_ids->begin(), m_ids->end());
@@ -23,11 +23,11 @@ bool FeatureTest::wantsId(qint64 id) const {
 
 QVariant FeatureTest::valueOf(const Shapes::AttributeSlot& slot, const AttributeRow& row,
                               const QString& field) const {
-    const qsizetype which = row.isNull() ? -1 : m_fields.indexOf(field);
+    const qsizetype which = row.isNull() ? -1 : m_columns.indexOf(field);
     if (which < 0) {
         return slot.value(field);
     }
-    const int column = m_columns[static_cast<std::size_t>(which)];
+    const int column = m_columns.in(row)[static_cast<std::size_t>(which)];
     return column < 0 ? QVariant() : row.value(column);
 }
 
@@ -36,13 +36,6 @@ bool FeatureTest::wants(const Shapes::AttributeSlot& attributes) const {
         return true;
     }
     const AttributeRow row = attributes.row();
-    if (!row.isNull() && m_schema.data() != &row.schema()) {
-        m_schema = Shapes::Internal::AttributeSchema::Pointer(&row.schema());
-        m_columns.clear();
-        for (const QString& field : m_fields) {
-            m_columns.push_back(m_schema->indexOf(field));
-        }
-    }
     return m_filter.matches([&](const QString& field) { return valueOf(attributes, row, field); });
 }
 

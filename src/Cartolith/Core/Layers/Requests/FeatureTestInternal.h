@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Layers/GisFeatureRequest.h>
-#include <Cartolith/Core/Shapes/AttributeRowInternal.h>
+#include <Cartolith/Core/Layers/Requests/RowColumnsInternal.h>
 
 #include <optional>
 #include <unordered_set>
@@ -36,10 +36,7 @@ private:
     std::optional<Shapes::GisExtent> m_extent;
     std::optional<std::vector<qint64>> m_ids;
     GisFeatureFilter m_filter;
-    QStringList m_fields;
-    // Where the fields lie in rows of the schema that was met last.
-    mutable Shapes::Internal::AttributeSchema::Pointer m_schema;
-    mutable std::vector<int> m_columns;
+    mutable RowColumns m_columns; // of the fields that the filter looks at
 };
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -192,6 +192,12 @@ QVariant canonical(const QVariant& value) {
     }
 }
 
+QString isoText(const QDateTime& moment) {
+    return moment.timeSpec() == Qt::LocalTime ? moment.date().toString(Qt::ISODate) + QLatin1Char('T') +
+                                                    moment.time().toString(Qt::ISODateWithMs)
+                                              : moment.toString(Qt::ISODateWithMs);
+}
+
 std::partial_ordering compareValues(const Comparand& a, const Comparand& b) {
     using Kind = Comparand::Kind;
     const auto either = [&](Kind kind) { return a.kind() == kind || b.kind() == kind; };

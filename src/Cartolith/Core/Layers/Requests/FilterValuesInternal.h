@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QDateTime>
 #include <QString>
 #include <QVariant>
 
@@ -50,6 +51,10 @@ private:
 bool isNothing(const QVariant& value);
 /// One of the types that values are told apart by, or invalid where there is nothing to compare.
 QVariant canonical(const QVariant& value);
+
+/// As ISO 8601 has it, with the zone unless it is this machine's; also of one that a change of clocks leaves
+/// out.
+QString isoText(const QDateTime& moment);
 
 /// Unordered where the two cannot be compared, or one is nothing.
 std::partial_ordering compareValues(const Comparand& a, const Comparand& b);

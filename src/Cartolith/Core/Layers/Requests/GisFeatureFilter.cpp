@@ -183,13 +183,14 @@ QStringList GisFeatureFilter::fields() const {
     while (!open.empty()) {
         const FilterNode* const node = open.back();
         open.pop_back();
-        if (!node->field.isNull() && !names.contains(node->field)) {
+        if (!node->field.isNull()) {
             names.append(node->field);
         }
         for (auto it = node->children.rbegin(); it != node->children.rend(); ++it) {
             open.push_back(it->get());
         }
     }
+    names.removeDuplicates();
     return names;
 }
 

@@ -2,7 +2,7 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/Requests/FeatureAnswersInternal.h>
-#include <Cartolith/Core/Layers/Requests/OgrFeaturesInternal.h>
+#include <Cartolith/Core/Layers/Requests/PictureFeaturesInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <atomic>
@@ -66,6 +66,9 @@ void check(const GisFeatureRequest& request) {
     }
     if (!(request.tolerance >= 0.0)) {
         throw std::invalid_argument("The tolerance of a request cannot be negative.");
+    }
+    if (request.picture && request.picture->most < 1) {
+        throw std::invalid_argument("A picture wants one feature at least.");
     }
 }
 
@@ -135,12 +138,15 @@ public:
     }
 
     bool advance() {
+        if (isFull()) {
+            return false;
+        }
         if (!isBegun) { // here, where it can be cancelled: a source may look through all it has for the first
             isBegun = true;
             source->begin(plan);
         }
         if (!ordered) {
-            return !isFull() && read(current);
+            return read(current);
         }
         if (!isOrdered) {
             for (FeatureAnswer answer; read(answer);) {
@@ -209,6 +215,8 @@ public:
     Shapes::AttributeSlot takenAttributes; // of the shape that was taken
     qint64 given = 0;
     qint64 untransformed = 0;
+    Detail detail = Detail::Everything;
+    qint64 sourceCount = -1;
     QString reason;
 };
 
@@ -222,8 +230,11 @@ GisFeatureReader::~GisFeatureReader() = default;
 std::unique_ptr<GisFeatureReader> GisFeatureReader::fromSource(const QString& path, const QString& layerName,
                                                                const GisFeatureRequest& request) {
     check(request);
-    return std::make_unique<GisFeatureReader>(
-        std::make_unique<Internal::OgrFeatures>(path, layerName, request.limits), request);
+    auto picture = Internal::PictureFeatures::of(path, layerName, request);
+    auto reader = std::make_unique<GisFeatureReader>(std::move(picture.source), picture.request);
+    reader->d->detail = picture.detail;
+    reader->d->sourceCount = picture.sourceCount;
+    return reader;
 }
 
 bool GisFeatureReader::next() {
@@ -252,7 +263,7 @@ QHash<QString, QVariant> GisFeatureReader::attributes() const {
 }
 
 const GisShape* GisFeatureReader::shape() const {
-    return d->request.geometry == GisFeatureRequest::Geometry::Wanted ? d->current.shape : nullptr;
+    return hasGeometry() ? d->current.shape : nullptr;
 }
 
 std::unique_ptr<GisShape> GisFeatureReader::takeShape() {
@@ -272,12 +283,39 @@ std::unique_ptr<GisShape> GisFeatureReader::takeShape() {
     return taken;
 }
 
+const Shapes::AttributeSlot& GisFeatureReader::attributeSlot() const {
+    return d->attributes();
+}
+
+bool GisFeatureReader::hasGeometry() const {
+    return d->request.geometry == GisFeatureRequest::Geometry::Wanted;
+}
+
+QList<Internal::FieldType> GisFeatureReader::fieldTypes() const {
+    QList<Internal::FieldType> types = d->source->fieldTypes();
+    types.removeIf([this](const Internal::FieldType& field) { return !d->isAsked(field.name); });
+    return types;
+}
+
 const QList<Defs::GisAttributeDefinition>& GisFeatureReader::fields() const {
     return d->definitions;
 }
 
 std::shared_ptr<const CoordinateSystem> GisFeatureReader::coordinateSystem() const {
     return d->request.coordinateSystem != nullptr ? d->request.coordinateSystem : d->layerSystem;
+}
+
+GisFeatureReader::Detail GisFeatureReader::detail() const noexcept {
+    return d->detail;
+}
+
+qint64 GisFeatureReader::sourceCount() const noexcept {
+    return d->sourceCount;
+}
+
+QString GisFeatureReader::shownText(qint64 shown, qint64 all) {
+    return all >= 0 ? QStringLiteral("%1 of %2 features shown").arg(shown).arg(all)
+                    : QStringLiteral("%1 features shown").arg(shown);
 }
 
 qint64 GisFeatureReader::untransformedCount() const {

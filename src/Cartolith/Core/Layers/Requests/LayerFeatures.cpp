@@ -1,4 +1,6 @@
 #include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Layers/LayerFieldsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/Requests/LayerFeaturesInternal.h>
 
 #include <algorithm>
@@ -11,6 +13,32 @@ LayerFeatures::LayerFeatures(GisLayerVector& layer)
 
 QList<Defs::GisAttributeDefinition> LayerFeatures::definitions() const {
     return m_layer.attributeDefinitions();
+}
+
+QList<FieldType> LayerFeatures::fieldTypes() const {
+    QList<FieldType> types;
+    for (const auto& field : fieldsOf(m_layer)) {
+        types.append(
+            {field.name(), field.type(),
+             field.type() == QMetaType::QVariantList ? elementTypeOf(field.name()) : QMetaType::QString});
+    }
+    return types;
+}
+
+/// Which no definition tells.
+QMetaType::Type LayerFeatures::elementTypeOf(const QString& field) const {
+    std::optional<QMetaType::Type> found;
+    for (const auto& shape : m_layer.items()) {
+        const QVariantList list =
+            shape != nullptr ? shape->attributeSlot().value(field).toList() : QVariantList();
+        for (const QVariant& element : list) {
+            const auto type = static_cast<QMetaType::Type>(element.typeId());
+            if (element.isValid()) {
+                found = commonType(found.value_or(type), type);
+            }
+        }
+    }
+    return found.value_or(QMetaType::UnknownType);
 }
 
 std::shared_ptr<const CoordinateSystems::CoordinateSystem> LayerFeatures::system() const {

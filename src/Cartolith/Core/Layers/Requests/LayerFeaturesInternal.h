@@ -16,6 +16,7 @@ public:
     explicit LayerFeatures(GisLayerVector& layer);
 
     QList<Defs::GisAttributeDefinition> definitions() const override;
+    QList<FieldType> fieldTypes() const override;
     std::shared_ptr<const CoordinateSystems::CoordinateSystem> system() const override;
     void begin(const Plan& plan) override;
     bool next() override;
@@ -26,6 +27,7 @@ public:
 
 private:
     bool isWanted() const;
+    QMetaType::Type elementTypeOf(const QString& field) const;
     qint64 idOf(const Shapes::GisShape& shape) const;
 
     GisLayerVector& m_layer;

@@ -1,4 +1,7 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/Requests/BoxFilterInternal.h>
 #include <Cartolith/Core/Layers/Requests/OgrFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Requests/ServerLimitsInternal.h>
@@ -41,16 +44,57 @@ OgrFeatures::~OgrFeatures() {
     m_selection.reset();
 }
 
+QList<FieldType> OgrFeatures::fieldTypes() const {
+    QList<FieldType> types;
+    OGRFeatureDefn& schema = *m_table.GetLayerDefn();
+    for (qsizetype i = 0; i < m_definitions.size(); ++i) {
+        const QString& name = m_definitions[i].name();
+        const OGRFieldType type = schema.GetFieldDefn(static_cast<int>(i))->GetType();
+        types.removeIf([&name](const FieldType& other) { return other.name == name; });
+        types.append({name, m_definitions[i].type(),
+                      type == OFTIntegerList     ? QMetaType::Int
+                      : type == OFTInteger64List ? QMetaType::LongLong
+                      : type == OFTRealList      ? QMetaType::Double
+                                                 : QMetaType::QString});
+    }
+    return types;
+}
+
 void OgrFeatures::interrupt() noexcept {
-    if (isOneOf(m_driver, {"GPKG", "SQLite", "PostgreSQL"})) { // others complain
+    if (OgrFormat::isServerOf(m_driver) || isOneOf(m_driver, {"GPKG", "SQLite"})) { // others complain
         m_snapshot.source().interrupt();
     }
 }
 
 bool OgrFeatures::isRead(int field) const {
     const auto& fields = m_plan->fields;
-    return !fields ||
-           fields->contains(QString::fromUtf8(m_table.GetLayerDefn()->GetFieldDefn(field)->GetNameRef()));
+    return !fields || fields->contains(Common::Internal::wholeName(
+                          m_table.GetLayerDefn()->GetFieldDefn(field)->GetNameRef()));
+}
+
+bool OgrFeatures::isFoundById() const {
+    const bool hasKey = !QByteArrayView(m_table.GetFIDColumn()).isEmpty();
+    return m_table.TestCapability(OLCRandomRead) != 0 &&
+           (isOneOf(m_driver, {"ESRI Shapefile", "FlatGeobuf"}) ||
+            (hasKey && isOneOf(m_driver, {"GPKG", "SQLite"})));
+}
+
+std::optional<std::pair<qint64, qint64>> OgrFeatures::idRange() {
+    if (!isFoundById()) {
+        return std::nullopt;
+    }
+    if (isOneOf(m_driver, {"ESRI Shapefile", "FlatGeobuf"})) {
+        return std::pair(qint64{0}, featureCount() - 1);
+    }
+    const QString key = sqlName(QString::fromUtf8(m_table.GetFIDColumn()));
+    const auto found = m_snapshot.source().select(
+        QStringLiteral("SELECT MIN(") + key + QStringLiteral(") AS a, MAX(") + key +
+        QStringLiteral(") AS z FROM ") + sqlName(QString::fromUtf8(m_table.GetName())));
+    const FeaturePtr range(found != nullptr ? found->GetNextFeature() : nullptr);
+    return range != nullptr && range->GetFieldCount() == 2
+               ? std::optional(
+                     std::pair(qint64{range->GetFieldAsInteger64(0)}, qint64{range->GetFieldAsInteger64(1)}))
+               : std::nullopt;
 }
 
 void OgrFeatures::begin(const Plan& plan) {
@@ -60,9 +104,7 @@ void OgrFeatures::begin(const Plan& plan) {
     m_layer = &m_table;
     // Of these, features come in the order of their ids, and each is found at once.
     const bool hasKey = !QByteArrayView(m_table.GetFIDColumn()).isEmpty();
-    m_isById =
-        plan.test.ids() && m_table.TestCapability(OLCRandomRead) != 0 &&
-        (m_driver == QLatin1String("ESRI Shapefile") || (hasKey && isOneOf(m_driver, {"GPKG", "SQLite"})));
+    m_isById = plan.test.ids() && isFoundById();
     if (m_isById || !selectRows()) {
         ignoreFields();
         filterByExtent(hasKey);
@@ -80,7 +122,7 @@ QString OgrFeatures::rowsIn(const Shapes::GisExtent& extent) const {
     OGREnvelope box;
     BoxFilter(extent).getEnvelope(&box);
     const auto number = [](double value) { return QString::number(value, 'e', 17); };
-    if (m_driver == QLatin1String("PostgreSQL")) { // compares boxes only, whatever their systems, or globes
+    if (OgrFormat::isServerOf(m_driver)) { // compares boxes only, whatever their systems, or globes
         return QStringLiteral("%1 && 'BOX(%2 %3,%4 %5)'::box2d")
             .arg(sqlName(column) + QLatin1String("::geometry"), number(box.MinX), number(box.MinY),
                  number(box.MaxX), number(box.MaxY));
@@ -115,8 +157,8 @@ bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {
 bool OgrFeatures::selectRows() {
     OGRFeatureDefn& schema = *m_table.GetLayerDefn();
     const QString key = QString::fromUtf8(m_table.GetFIDColumn());
-    const QString table = QString::fromUtf8(m_table.GetName());
-    const bool isServer = m_driver == QLatin1String("PostgreSQL");
+    const QString table = Common::Internal::wholeText(m_table.GetName());
+    const bool isServer = OgrFormat::isServerOf(m_driver);
     const bool isKnown = isServer ? !table.contains(QLatin1Char('.')) : isOneOf(m_driver, {"GPKG", "SQLite"});
     if (!isKnown || key.isEmpty() || schema.GetGeomFieldCount() != 1) {
         return false;
@@ -126,6 +168,10 @@ bool OgrFeatures::selectRows() {
     SqlFilter filter(isServer ? Dialect::PostgreSql : Dialect::Sqlite, schema);
     QStringList conditions{test.extent() && !test.extent()->isEmpty() ? rowsIn(*test.extent()) : QString(),
                            filter.condition(test.filter())};
+    if (test.ids() && isServer) {
+        conditions.append(sqlName(key) + QLatin1String(" = ANY ('{") +
+                          QString::fromLatin1(listOf(*test.ids())) + QLatin1String("}'::bigint[])"));
+    }
     conditions.removeAll(QString());
     if (conditions.isEmpty()) {
         return false;
@@ -134,7 +180,7 @@ bool OgrFeatures::selectRows() {
     QStringList columns{sqlName(key) + QLatin1String(isServer ? " AS ogc_fid" : "")};
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
         if (isRead(i)) {
-            columns.append(sqlName(QString::fromUtf8(schema.GetFieldDefn(i)->GetNameRef())));
+            columns.append(sqlName(Common::Internal::wholeName(schema.GetFieldDefn(i)->GetNameRef())));
         }
     }
     columns.append(sqlName(QString::fromUtf8(m_table.GetGeometryColumn())));
@@ -171,8 +217,8 @@ void OgrFeatures::ignoreFields() {
 void OgrFeatures::filterByExtent(bool hasKey) {
     const auto& extent = m_plan->test.extent();
     // A database may give what is in an extent in the order of its index.
-    const bool isDatabase =
-        isOneOf(m_driver, {"GPKG", "SQLite", "PostgreSQL", "MySQL", "MSSQLSpatial", "OCI"});
+    const bool isDatabase = OgrFormat::isServerOf(m_driver) ||
+                            isOneOf(m_driver, {"GPKG", "SQLite", "MySQL", "MSSQLSpatial", "OCI"});
     if (!m_isById && extent && !extent->isEmpty() && (!isDatabase || hasKey)) {
         BoxFilter box(*extent);
         m_table.SetSpatialFilter(&box);
@@ -186,8 +232,14 @@ void OgrFeatures::filterByExtent(bool hasKey) {
 FeaturePtr OgrFeatures::nextById() {
     const auto& ids = *m_plan->test.ids();
     const GdalErrorCapture errors; // of a Shapefile that there is none of an id
+    const qint64 count = m_driver == QLatin1String("FlatGeobuf") ? featureCount() : -1;
     while (m_atId < ids.size() && !m_plan->isCancelled) {
-        if (FeaturePtr feature{m_layer->GetFeature(ids[m_atId++])}) {
+        const qint64 id = ids[m_atId++];
+        if (count >= 0 && (id < 0 || id >= count)) { // which this driver calls an error
+            continue;
+        }
+        FeaturePtr feature(m_layer->GetFeature(id));
+        if (feature != nullptr && feature->GetFID() == id) { // not that of the lower 32 bits
             return feature;
         }
         if (m_driver != QLatin1String("ESRI Shapefile") && !errors.message().isEmpty()) {
@@ -257,7 +309,8 @@ void OgrFeatures::take(OGRFeature& feature) {
 bool OgrFeatures::next() {
     const GdalErrorCapture errors;
     const FeatureTest& test = m_plan->test;
-    while (!m_plan->isCancelled && (!test.extent() || !test.extent()->isEmpty())) {
+    const bool isNone = (test.extent() && test.extent()->isEmpty()) || (test.ids() && test.ids()->empty());
+    while (!m_plan->isCancelled && !isNone) {
         if (m_pending.empty()) {
             const FeaturePtr feature = nextFeature();
             if (feature == nullptr) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Requests/FeatureSourceInternal.h>
@@ -7,6 +8,7 @@
 
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -18,6 +20,7 @@ public:
     ~OgrFeatures() override;
 
     QList<Defs::GisAttributeDefinition> definitions() const override { return m_definitions; }
+    QList<FieldType> fieldTypes() const override;
     std::shared_ptr<const CoordinateSystems::CoordinateSystem> system() const override { return m_system; }
     void begin(const Plan& plan) override;
     bool next() override;
@@ -26,7 +29,14 @@ public:
     std::unique_ptr<Shapes::GisShape> takeShape() override { return std::move(m_shape); }
     void interrupt() noexcept override;
 
+    /// What the source says without reading features: -1, and an empty one, where it does not.
+    qint64 featureCount() { return m_table.GetFeatureCount(FALSE); }
+    Shapes::GisExtent extent() { return storedExtent(m_table, featureCount() != 0); }
+    /// The least and the greatest id, where features are found by them at once.
+    std::optional<std::pair<qint64, qint64>> idRange();
+
 private:
+    bool isFoundById() const;
     bool selectRows();
     QString rowsIn(const Shapes::GisExtent& extent) const;
     bool isLike(OGRFeatureDefn& selected) const;

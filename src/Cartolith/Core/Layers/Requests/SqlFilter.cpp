@@ -1,5 +1,7 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/Requests/FilterNodeInternal.h>
+#include <Cartolith/Core/Layers/Requests/FilterTokensInternal.h>
 #include <Cartolith/Core/Layers/Requests/SqlFilterInternal.h>
 
 #include <ogrsf_frmts.h>
@@ -13,10 +15,6 @@ namespace Cartolith::Core::Layers::Internal {
 namespace {
 
 using Comparison = GisFeatureFilter::Comparison;
-
-QString quotedBy(QLatin1Char quote, const QString& text) {
-    return quote + QString(text).replace(quote, QString(2, quote)) + quote;
-}
 
 /// A double by whole numbers and powers of two: a decimal may be read as its neighbour. Null for one that
 /// cannot be said so.
@@ -63,19 +61,19 @@ const char* signOf(Comparison comparison) {
 } // namespace
 
 QString sqlName(const QString& name) {
-    return quotedBy(QLatin1Char('"'), name);
+    return quoted(name, QLatin1Char('"'));
 }
 
 QString sqlText(const QString& text) {
     const bool isPlain = !text.contains(QChar(0)) && !text.contains(QChar(QChar::ReplacementCharacter)) &&
                          QString::fromUtf8(text.toUtf8()) == text;
-    return isPlain ? quotedBy(QLatin1Char('\''), text) : QString();
+    return isPlain ? quoted(text, QLatin1Char('\'')) : QString();
 }
 
 SqlFilter::Column SqlFilter::columnOf(const QString& field) const {
     int found = -1;
     for (int i = 0; i < m_schema.GetFieldCount(); ++i) {
-        if (QString::fromUtf8(m_schema.GetFieldDefn(i)->GetNameRef()) == field) {
+        if (Common::Internal::wholeName(m_schema.GetFieldDefn(i)->GetNameRef()) == field) {
             if (found >= 0) {
                 return Column::Unfit;
             }
@@ -116,26 +114,27 @@ void SqlFilter::use(const QString& field) {
     }
 }
 
+QString boxTableOf(OGRLayer& table) {
+    return QStringLiteral("rtree_%1_%2")
+        .arg(QString::fromUtf8(table.GetName()), QString::fromUtf8(table.GetGeometryColumn()));
+}
+
 QString boxesMeeting(OGRLayer& table, const OGREnvelope& box) {
     const auto number = [](double value) { // SQL has none that are not finite
         constexpr double most = 1e300;
         constexpr int digits = 17;
         return QString::number(std::clamp(value, -most, most), 'e', digits);
     };
-    const QString index =
-        QStringLiteral("rtree_%1_%2")
-            .arg(QString::fromUtf8(table.GetName()), QString::fromUtf8(table.GetGeometryColumn()));
     return QStringLiteral(
                "%1 IN (SELECT id FROM %2 WHERE maxx >= %3 AND minx <= %4 AND maxy >= %5 AND miny <= %6)")
-        .arg(sqlName(QString::fromUtf8(table.GetFIDColumn())), sqlName(index), number(box.MinX),
+        .arg(sqlName(QString::fromUtf8(table.GetFIDColumn())), sqlName(boxTableOf(table)), number(box.MinX),
              number(box.MaxX), number(box.MinY), number(box.MaxY));
 }
 
 QString SqlFilter::oddRows(const QString& field) const {
     const QString name = sqlName(field);
-    if (!isSqlite()) { // which keeps to its types; the mark of byte order is not read
-        return columnOf(field) == Column::Text ? QStringLiteral("left(%1::text, 1) = U&'\\FEFF'").arg(name)
-                                               : QStringLiteral("FALSE");
+    if (!isSqlite()) { // which keeps to its types
+        return QStringLiteral("FALSE");
     }
     const QString types = QStringLiteral("typeof(%1) NOT IN ('%2', 'null')");
     switch (columnOf(field)) {
@@ -149,8 +148,8 @@ QString SqlFilter::oddRows(const QString& field) const {
         return types.arg(name, QStringLiteral("integer"));
     case Column::Real:
         return types.arg(name, QStringLiteral("real"));
-    default: // a text ends for OGR where it has U+0000, and begins behind a mark of byte order
-        return QStringLiteral("instr(%1, char(0)) > 0 OR substr(%1, 1, 1) = char(65279) OR ").arg(name) +
+    default: // a text ends for OGR where it has U+0000
+        return QStringLiteral("instr(%1, char(0)) > 0 OR ").arg(name) +
                types.arg(name, QStringLiteral("text"));
     }
 }

@@ -18,7 +18,9 @@ struct FilterNode;
 QString sqlName(const QString& name);
 QString sqlText(const QString& text);
 
-/// Of a table of a GeoPackage with a spatial index: the rows whose boxes meet this one.
+/// Where a GeoPackage keeps the boxes of a table with a spatial index.
+QString boxTableOf(OGRLayer& table);
+/// Of such a table: the rows whose boxes meet this one.
 QString boxesMeeting(OGRLayer& table, const OGREnvelope& box);
 
 /// What a database can say of a filter.
