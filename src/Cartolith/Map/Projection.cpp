@@ -3,12 +3,9 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
-#include <Cartolith/Core/Shapes/GisShapePolygon.h>
-#include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Map/Projection.h>
+#include <Cartolith/Map/ShapeProjectorInternal.h>
 
-#include <algorithm>
-#include <optional>
 #include <stdexcept>
 #include <utility>
 
@@ -16,41 +13,9 @@ using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
 using CoordinateSystems::CoordinateSystemFactory;
 using CoordinateSystems::CoordinateTransformer;
-using Shapes::GisExtent;
-using Shapes::GisShape;
 using Shapes::GisShapePoint;
 
 namespace Cartolith::Map {
-
-namespace {
-
-/// The band of latitudes to keep to, when there is one.
-std::optional<GisExtent> bandAroundTheWorld(const CoordinateSystem& source, const CoordinateSystem& target) {
-    const auto area = CoordinateSystemFactory::areaOfUse(target);
-    const bool isBand = area && area->width() >= 359.0 && area->height() < 179.0;
-    return source.isGeographic() && isBand ? area : std::nullopt;
-}
-
-void moveIntoBand(GisShape& shape, const GisExtent& band) {
-    const auto move = [&band](QList<QList<GisShapePoint>>& parts) {
-        for (QList<GisShapePoint>& part : parts) {
-            for (GisShapePoint& vertex : part) {
-                vertex.setY(std::clamp(vertex.y(), band.yMin(), band.yMax()));
-            }
-        }
-    };
-    if (auto* polygon = dynamic_cast<Shapes::GisShapePolygon*>(&shape)) {
-        move(polygon->parts());
-    } else if (auto* line = dynamic_cast<Shapes::GisShapePolyline*>(&shape)) {
-        move(line->parts());
-    }
-}
-
-bool reachesBeyond(const GisExtent& extent, const GisExtent& band) {
-    return extent.yMin() < band.yMin() || extent.yMax() > band.yMax();
-}
-
-} // namespace
 
 Projection::Result Projection::project(const Layers::GisLayerVector& source, const QString& crs) {
     auto to = CoordinateSystemFactory::fromUserInput(crs);
@@ -68,28 +33,18 @@ Projection::Result Projection::project(const Layers::GisLayerVector& source,
         throw std::runtime_error(
             "the file does not say its coordinate system, so nothing can be transformed");
     }
-    const CoordinateTransformer transformer(*from, *to);
-    const std::optional<GisExtent> band = bandAroundTheWorld(*from, *to);
+    const Internal::ShapeProjector projector(*from, *to);
 
     Result result;
-    result.layer = Layers::GisLayerVector::createInMemory(source.name(), source.shapeType(), GisExtent());
+    result.layer =
+        Layers::GisLayerVector::createInMemory(source.name(), source.shapeType(), Shapes::GisExtent());
     for (const Layers::Defs::GisAttributeDefinition& field : source.attributeDefinitions()) {
         result.layer->addAttributeDefinition(field);
     }
     for (const auto& shape : source.items()) {
-        if (band && !shape->intersects(*band)) {
-            ++result.leftOut;
-            continue;
-        }
-        try {
-            if (band && reachesBeyond(shape->extent(), *band)) {
-                const auto cut = shape->clone();
-                moveIntoBand(*cut, *band);
-                result.layer->addShape(transformer.transformShape(*cut));
-            } else {
-                result.layer->addShape(transformer.transformShape(*shape));
-            }
-        } catch (const std::runtime_error&) {
+        if (auto projected = projector.project(*shape)) {
+            result.layer->addShape(std::move(projected));
+        } else {
             ++result.leftOut;
         }
     }
