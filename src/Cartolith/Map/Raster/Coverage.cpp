@@ -20,8 +20,8 @@ bool isZero(const float* sums) {
 
 } // namespace
 
-Coverage::Coverage(int width, int height)
-    : m_width(width), m_height(height), m_shares(static_cast<std::size_t>(width) + 1) {}
+Coverage::Coverage(int width, int height, Inside rule)
+    : m_width(width), m_height(height), m_rule(rule), m_shares(static_cast<std::size_t>(width) + 1) {}
 
 bool Coverage::begin(double left, double top, double right, double bottom) {
     if (!(left < m_width && top < m_height && right > 0.0 && bottom > 0.0)) {
@@ -164,7 +164,8 @@ int Coverage::sumRow(int row) {
         // Inside of an odd number: 1 is inside, 2 is not, and in between as much of it.
         float inside = std::abs(sum);
         if (inside > 1.0F) {
-            inside = std::abs(inside - 2.0F * std::floor(inside * 0.5F + 0.5F));
+            inside =
+                m_rule == Inside::Odd ? std::abs(inside - 2.0F * std::floor(inside * 0.5F + 0.5F)) : 1.0F;
         }
         const int share = levelOf(inside);
         last = static_cast<std::uint8_t>(share);

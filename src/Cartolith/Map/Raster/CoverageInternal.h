@@ -8,12 +8,15 @@
 
 namespace Cartolith::Map::Raster::Internal {
 
+/// What is inside: what is in an odd number of rings, or where their weights do not add up to nothing.
+enum class Inside { Odd, NotZero };
+
 /// The share of each pixel that lies inside outlines: every edge adds what it has to its right, pixel by
 /// pixel, and a sum along each row makes the areas of it. (The accumulation buffer of font rasterisers; here
 /// with shares that do not depend on the order of the edges but for the last bits of a float.)
 class Coverage {
 public:
-    Coverage(int width, int height);
+    Coverage(int width, int height, Inside rule = Inside::Odd);
 
     /// Begins a shape in the box of those pixels, cut to the canvas; false when nothing of it is there.
     bool begin(double left, double top, double right, double bottom);
@@ -38,6 +41,7 @@ private:
     int sumRow(int row);
 
     int m_width, m_height;
+    Inside m_rule;
     QRect m_box;
     std::size_t m_stride = 0;
     std::vector<float> m_sums;
