@@ -1,6 +1,7 @@
 #include "Map/TestLayers.h"
 
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Map/LabelMemory.h>
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
 #include <Cartolith/Map/MapPainter.h>
 #include <Cartolith/Map/MapRenderJob.h>
@@ -115,6 +116,43 @@ TEST(MapRenderJob, LaysLayersOverEachOtherWhateverTheBudget) {
                             std::abs(qBlue(pixel) - qBlue(row.expected))}),
                   1)
             << row.opacity << ' ' << static_cast<int>(row.blend) << ' ' << std::hex << pixel;
+    }
+}
+
+TEST(MapRenderJob, PlacesLabelsOverAllLayers) {
+    auto layer = test::layerOf({"POINT (50 50)", "POINT (51 50)", "POINT (20 20)"});
+    layer->items()[0]->attributes() = {{"name", "small"}, {"size", 1}};
+    layer->items()[1]->attributes() = {{"name", "large"}, {"size", 2}};
+    layer->style().setShowLabels(true);
+    layer->style().setLabelField("name");
+    layer->style().setLabelPriorityField("size");
+    layer->style().setLabelMaxCandidatesPerFeature(1);
+    layer->style().setLabelMaxVisibleScale(1000);
+    const MapView view(GisExtent(0, 0, 100, 100), QRectF(0, 0, 200, 200));
+    const QList<MapRenderJob::Layer> layers{{LayerSnapshot()}, {snapshotOf(*layer, view)}};
+    const auto memory = std::make_shared<LabelMemory>();
+    for (const double scale : {1000.0, 1001.0, 999.0}) {
+        MapRenderJob job(view, layers, {Qt::white, 1 << 30, scale, memory});
+        job.run();
+        const QImage image = job.compose();
+        if (scale > 1000.0) {
+            EXPECT_EQ(job.labels().size(), 0);
+            EXPECT_EQ(image.pixel(112, 92), 0xFFFFFFFF);
+            continue;
+        }
+        ASSERT_EQ(job.labels().size(), 3);
+        EXPECT_EQ(job.labels().at(2).place.outcome, Labels::LabelOutcome::NothingToPlace);
+        EXPECT_EQ(job.labels().at(0).featureId, 1);
+        EXPECT_EQ(job.labels().at(0).layer, 1);
+        EXPECT_EQ(job.labels().at(0).place.outcome, Labels::LabelOutcome::NoRoom);
+        EXPECT_EQ(job.labels().at(1).place.outcome, Labels::LabelOutcome::Placed);
+        int dark = 0;
+        for (int x = 106; x < 140; ++x) {
+            for (int y = 80; y < 98; ++y) {
+                dark += qGray(image.pixel(x, y)) < 100 ? 1 : 0;
+            }
+        }
+        EXPECT_GT(dark, 10) << "letters, right above";
     }
 }
 

@@ -45,6 +45,9 @@ public:
     bool isOf(const Core::Layers::GisLayer& layer, const MapView& view,
               const std::shared_ptr<Core::CoordinateSystems::CoordinateSystem>& mapSystem) const;
 
+    /// Whether both are copies of one.
+    friend bool operator==(const LayerSnapshot& a, const LayerSnapshot& b) { return a.m_data == b.m_data; }
+
     const QString& layerName() const { return m_data->layerName; }
     /// Of everything in it, in map units; empty when there is nothing.
     const Core::Shapes::GisExtent& extent() const { return m_data->extent; }
@@ -87,7 +90,7 @@ public:
     QString labelText(qsizetype i) const {
         return hasLabels() ? m_data->labelTexts[static_cast<std::size_t>(i)] : QString();
     }
-    /// Of the style's field for priorities; NaN where that is no number.
+    /// Of the style's field for priorities; NaN where that has no number.
     double labelPriority(qsizetype i) const;
     /// @}
 

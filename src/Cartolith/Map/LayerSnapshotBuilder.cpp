@@ -6,13 +6,12 @@
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
+#include <Cartolith/Map/Labels/LabelStyle.h>
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
 #include <Cartolith/Map/Projection.h>
 #include <Cartolith/Map/RendererFields.h>
 #include <Cartolith/Map/ShapeProjectorInternal.h>
 #include <Cartolith/Map/StyleTableInternal.h>
-
-#include <QLocale>
 
 #include <algorithm>
 #include <atomic>
@@ -31,23 +30,6 @@ using Symbology::GisSymbolContext;
 namespace Cartolith::Map {
 
 namespace {
-
-/// As a reader expects a value: numbers without exponents where they fit on a map.
-QString labelTextOf(const QVariant& value) {
-    constexpr double longest = 1e15;
-    if (value.userType() == QMetaType::Double && std::abs(value.toDouble()) < longest) {
-        return QLocale::c()
-            .toString(value.toDouble(), 'f', QLocale::FloatingPointShortest)
-            .remove(QLatin1Char(','));
-    }
-    return value.toString();
-}
-
-double priorityOf(const QVariant& value) {
-    bool isNumber = false;
-    const double number = value.toDouble(&isNumber);
-    return isNumber ? number : std::numeric_limits<double>::quiet_NaN();
-}
 
 /// What is drawn of a layer and shown on it; none where nobody can tell.
 std::optional<QStringList> fieldsToRead(const Layers::GisLayer& layer) {
@@ -274,10 +256,11 @@ public:
         const std::size_t number = data->features.size() - 1;
         if (style.showLabels() && !style.labelField().isEmpty()) {
             data->labelTexts.resize(number);
-            data->labelTexts.push_back(labelTextOf(shape.attributeValue(style.labelField())));
+            data->labelTexts.push_back(Labels::labelText(shape.attributeValue(style.labelField())));
             if (!style.labelPriorityField().isEmpty()) {
                 data->labelPriorities.resize(number, std::numeric_limits<double>::quiet_NaN());
-                data->labelPriorities.push_back(priorityOf(shape.attributeValue(style.labelPriorityField())));
+                data->labelPriorities.push_back(
+                    Labels::labelPriority(shape.attributeValue(style.labelPriorityField())));
             }
         }
     }

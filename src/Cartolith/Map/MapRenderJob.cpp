@@ -1,6 +1,8 @@
+#include <Cartolith/Map/LabelMemory.h>
 #include <Cartolith/Map/MapRenderJob.h>
 #include <Cartolith/Map/PictureBlendInternal.h>
 #include <Cartolith/Map/SnapshotDrawingInternal.h>
+#include <Cartolith/Map/SnapshotLabelsInternal.h>
 
 #include <algorithm>
 #include <atomic>
@@ -93,27 +95,73 @@ public:
     void draw() {
         for (const Layer& layer : std::as_const(layers)) {
             leaveWhereCancelled();
-            mergeWhereTooMany();
-            {
-                const std::lock_guard lock(mutex);
-                pictures.push_back(
-                    {{}, layer.opacity > 0.0 ? std::min(layer.opacity, 1.0) : 0.0, layer.blend, false});
-            }
+            begin({{}, layer.opacity > 0.0 ? std::min(layer.opacity, 1.0) : 0.0, layer.blend, false});
             drawLayer(layer);
             layerProgress.store(0.0, std::memory_order_relaxed);
             layersDone.fetch_add(1, std::memory_order_relaxed);
         }
+        drawLabels();
     }
 
-    /// Makes room for one more.
-    void mergeWhereTooMany() {
+    /// A picture over the others, which make room for it.
+    void begin(Picture picture) {
         const qint64 each = qint64{4} * size.width() * size.height();
-        if (pictures.size() < 2 || static_cast<qint64>(pictures.size() + 1) * each <= options.pictureBudget) {
+        const bool isRoom = static_cast<qint64>(pictures.size() + 1) * each <= options.pictureBudget;
+        std::vector<Picture> next;
+        if (pictures.size() < 2 || isRoom) {
+            next = pictures;
+        } else {
+            next.push_back({composed(pictures), 1.0, LayerBlend::Normal, true});
+        }
+        next.push_back(std::move(picture));
+        const std::lock_guard lock(mutex);
+        pictures.swap(next);
+    }
+
+    void drawLabels() {
+        const auto hasLabels = [](const Layer& layer) { return layer.snapshot.hasLabels(); };
+        if (size.isEmpty() || std::none_of(layers.cbegin(), layers.cend(), hasLabels)) {
             return;
         }
-        std::vector<Picture> merged{{composed(pictures), 1.0, LayerBlend::Normal, true}};
-        const std::lock_guard lock(mutex);
-        pictures.swap(merged);
+        const auto memory =
+            options.labelMemory != nullptr ? options.labelMemory : std::make_shared<LabelMemory>();
+        const std::lock_guard turn(memory->m_mutex);
+        Internal::SnapshotLabels labels(view, options.scaleDenominator, memory->m_texts);
+        QList<LayerSnapshot> labelled;
+        for (qsizetype i = 0; i < layers.size(); ++i) {
+            const LayerSnapshot& snapshot = layers.at(i).snapshot;
+            if (snapshot.hasLabels()) {
+                labelled.append(snapshot);
+                labels.add(i, snapshot, [this] {
+                    return (attention.load(std::memory_order_relaxed) & CancelWanted) == 0;
+                });
+                leaveWhereCancelled();
+            }
+        }
+        // Panned only: at another scale, other places are good ones.
+        const bool isPanned = memory->m_view.unitsPerPixel() == view.unitsPerPixel() &&
+                              memory->m_view.rotation() == view.rotation() &&
+                              memory->m_view.devicePixelRatio() == view.devicePixelRatio();
+        if (isPanned && memory->m_snapshots == labelled) {
+            labels.labels().setPrevious(memory->m_places);
+        }
+        labels.labels().place();
+        leaveWhereCancelled();
+        begin({});
+        QImage image = emptyPicture(Qt::transparent);
+        memory->m_painter.draw(image, labels.labels().placedLabels(), view.pictureFrame().topLeft());
+        show(image);
+
+        memory->m_places = labels.labels().places();
+        memory->m_snapshots = labelled;
+        memory->m_view = view;
+        for (const Labels::LabelPlace& place : memory->m_places.places) {
+            const auto [layer, feature] = labels.featureOf(place.label);
+            Label label{layer, layers.at(layer).snapshot.id(feature), place, {}};
+            label.boxes = memory->m_places.boxes.mid(place.firstBox, place.boxCount);
+            label.place.firstBox = 0;
+            drawnLabels.append(std::move(label));
+        }
     }
 
     void end(State how) {
@@ -136,6 +184,7 @@ public:
     std::condition_variable changed;
     std::vector<Picture> pictures; // changed by run() only, under the mutex
     quint64 shown = 0;
+    QList<Label> drawnLabels; // before state is Done
 };
 
 MapRenderJob::MapRenderJob(const MapView& view, QList<Layer> layers, const Options& options)
@@ -195,6 +244,10 @@ QImage MapRenderJob::compose() const {
         pictures = d->pictures;
     }
     return d->composed(pictures);
+}
+
+QList<MapRenderJob::Label> MapRenderJob::labels() const {
+    return state() == State::Done ? d->drawnLabels : QList<Label>();
 }
 
 } // namespace Cartolith::Map

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Map/Export.h>
+#include <Cartolith/Map/Labels/LabelPlaces.h>
 #include <Cartolith/Map/LayerBlend.h>
 #include <Cartolith/Map/LayerSnapshot.h>
 #include <Cartolith/Map/MapView.h>
@@ -14,6 +15,8 @@
 
 namespace Cartolith::Map {
 
+class LabelMemory;
+
 /// Draws snapshots as one picture, on whatever thread the host runs it; the library starts none.
 ///
 ///     MapRenderJob job(view, layers);
@@ -25,7 +28,8 @@ namespace Cartolith::Map {
 /// ready become one. The result is the same. The same input gives the same bytes.
 ///
 /// run() is called once. compose(), progress(), state() and cancel() may be called from any thread at any
-/// time; the job outlives run().
+/// time; the job outlives run(). Labels are placed when all layers are drawn, over all of them: those for
+/// which styles of snapshots ask. A QGuiApplication must exist then.
 class CARTOLITH_MAP_EXPORT MapRenderJob {
 public:
     struct Layer {
@@ -39,6 +43,18 @@ public:
         QColor background = Qt::transparent;
         /// For the pictures of layers, in bytes; there are at least two.
         qint64 pictureBudget = qint64{256} << 20;
+        /// The map's scale is 1 to this; it decides which styles show labels. NaN shows all.
+        double scaleDenominator = qQNaN();
+        /// Of earlier pictures of the same map; may be null.
+        std::shared_ptr<LabelMemory> labelMemory = nullptr;
+    };
+
+    /// What became of a label.
+    struct Label {
+        qsizetype layer = 0; ///< from 0, as given
+        qint64 featureId = 0;
+        Labels::LabelPlace place; ///< its boxes are those here, from 0
+        QList<Labels::LabelBox> boxes;
     };
 
     enum class State { Waiting, Running, Done, Cancelled, Failed };
@@ -56,8 +72,8 @@ public:
     /// Draws everything; returns the state that it ended in. Without memory for it, Failed. A second call
     /// does nothing.
     State run();
-    /// Returns at once; run() ends at the next shape. Of a shape with a million vertices in view, that is
-    /// some 20 ms later.
+    /// Returns at once; run() ends at the next shape, or when labels are placed. Of a shape with a million
+    /// vertices in view, that is some 20 ms later.
     void cancel() noexcept;
 
     State state() const noexcept;
@@ -68,6 +84,9 @@ public:
     /// Premultiplied ARGB. While it is drawn, waits for the drawing thread to come to the next shape, up to
     /// 50 ms. \throws std::bad_alloc
     QImage compose() const;
+
+    /// All labels, drawn or not, and why not; empty unless state() is Done.
+    QList<Label> labels() const;
 
 private:
     class Private;

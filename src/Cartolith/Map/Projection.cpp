@@ -52,6 +52,26 @@ Projection::Result Projection::project(const Layers::GisLayerVector& source,
     return result;
 }
 
+Shapes::GisExtent Projection::extentIn(const Shapes::GisExtent& extent, const CoordinateSystem& from,
+                                       const CoordinateSystem& to) {
+    const CoordinateTransformer transformer(from, to);
+    constexpr int steps = 20;
+    Shapes::GisExtent all;
+    for (int i = 0; i < (steps + 1) * (steps + 1); ++i) {
+        const double right = static_cast<double>(i % (steps + 1)) / steps;
+        const int row = i / (steps + 1);
+        try {
+            all = all.expand(transformer
+                                 .transform({extent.xMin() + right * extent.width(),
+                                             extent.yMin() + extent.height() * row / steps})
+                                 .extent());
+        } catch (const std::runtime_error&) { // no place on the map
+            continue;
+        }
+    }
+    return all;
+}
+
 bool Projection::isIn(const Layers::GisLayer& layer, const CoordinateSystem& system) {
     return layer.coordinateSystem() != nullptr &&
            CoordinateSystemFactory::areEquivalent(*layer.coordinateSystem(), system);

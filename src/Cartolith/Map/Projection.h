@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Cartolith/Core/Shapes/GisExtent.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Map/Export.h>
 
@@ -36,6 +37,12 @@ struct Result {
 CARTOLITH_MAP_EXPORT Result project(const Core::Layers::GisLayerVector& source, const QString& crs);
 CARTOLITH_MAP_EXPORT Result project(const Core::Layers::GisLayerVector& source,
                                     std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> to);
+
+/// The box around a mesh of points of an extent in another coordinate system, as far as they have a place
+/// there; empty when none has. \throws std::runtime_error when nothing leads from one to the other
+CARTOLITH_MAP_EXPORT Core::Shapes::GisExtent extentIn(const Core::Shapes::GisExtent& extent,
+                                                      const Core::CoordinateSystems::CoordinateSystem& from,
+                                                      const Core::CoordinateSystems::CoordinateSystem& to);
 
 /// Whether the layer knows its coordinate system and it is this one.
 CARTOLITH_MAP_EXPORT bool isIn(const Core::Layers::GisLayer& layer,
