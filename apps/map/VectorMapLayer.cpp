@@ -71,7 +71,7 @@ VectorMapLayer::sampleOf(const MapLayerOptions& options, const SymbologyOptions&
 }
 
 VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOptions& symbology,
-                               StepLog& log)
+                               const LabelOptions& labels, StepLog& log)
     : m_options(options), m_log(log), m_overview(overviewOf(options, symbology)),
       m_source(m_overview ? nullptr : sampleOf(options, symbology, log)) {
     if (m_source == nullptr) {
@@ -90,54 +90,71 @@ VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOp
                                                                    m_overview->featureCount));
     }
     assumeSystem(*m_source, options.file, options.assumed);
-    m_renderer = symbology.makeRenderer(*m_source);
-    symbology.save(*m_renderer);
-    m_casing = symbology.casing(*m_renderer);
-    m_log.done("classify", QStringLiteral("%1 styles").arg(m_renderer->legendItems().size()) +
-                               ClassStyles::nearestColours(*m_renderer));
+    m_source->setSymbolRenderer(symbology.makeRenderer(*m_source));
+    labels.applyTo(*m_source->symbolRenderer(), *m_source);
+    const Symbology::GisSymbolRenderer& renderer = *m_source->symbolRenderer();
+    symbology.save(renderer);
+    m_casing = symbology.casing(renderer);
+    m_log.done("classify", QStringLiteral("%1 styles").arg(renderer.legendItems().size()) +
+                               ClassStyles::nearestColours(renderer));
 }
 
 std::shared_ptr<CoordinateSystem> VectorMapLayer::system() const {
     return m_source->coordinateSystem();
 }
 
-void VectorMapLayer::setMapSystem(std::shared_ptr<CoordinateSystem> system) {
-    if (system != nullptr && !Projection::isIn(*m_source, *system)) {
-        Projection::Result result = Projection::project(*m_source, std::move(system));
-        m_projected = std::move(result.layer);
-        m_log.done("reproject",
-                   QStringLiteral("%1 shapes from %2 to %3, %4 left out")
-                       .arg(QString::number(m_projected->count()), m_source->coordinateSystem()->name(),
-                            m_projected->coordinateSystem()->name(), QString::number(result.leftOut)));
-    }
-    layer().setSymbolRenderer(std::move(m_renderer));
-    layer().buildSpatialIndex();
-    m_log.done("index", QStringLiteral("built over %1 shapes").arg(layer().count()));
+MapScene::Entry VectorMapLayer::entry() {
+    MapScene::Entry entry;
+    entry.layer = m_source;
+    entry.casing = m_casing;
+    return entry;
 }
 
-Shapes::GisExtent VectorMapLayer::extent() const {
-    const Layers::GisLayerVector* const drawn = m_projected != nullptr ? m_projected.get() : m_source.get();
-    return drawn->count() == 0 ? Shapes::GisExtent() : drawn->extent();
+MapScene::Entry VectorMapLayer::entryToSave() {
+    auto layer = std::make_shared<Layers::GisLayerOgrVector>(m_options.file, m_options.layer);
+    layer->style() = m_source->style();
+    layer->setSymbolRenderer(m_source->symbolRenderer()->clone());
+    layer->setCoordinateSystem(m_source->coordinateSystem());
+    MapScene::Entry saved = entry();
+    saved.layer = std::move(layer);
+    return saved;
+}
+
+void VectorMapLayer::setMapSystem(std::shared_ptr<CoordinateSystem> system) {
+    m_mapSystem = std::move(system);
+}
+
+Layers::GisLayerVector& VectorMapLayer::layerOnMap() {
+    if (m_projected == nullptr && m_mapSystem != nullptr && !Projection::isIn(*m_source, *m_mapSystem)) {
+        m_projected = Projection::project(*m_source, m_mapSystem).layer;
+    }
+    return m_projected != nullptr ? *m_projected : *m_source;
 }
 
 std::optional<LegendContent> VectorMapLayer::legend() {
     if (!m_options.legend) {
         return std::nullopt;
     }
-    LegendContent content = LegendContent::of(layer(), m_options.legendTitle);
+    LegendContent content = LegendContent::of(*m_source, m_options.legendTitle);
     content.casing = m_casing;
     return content;
 }
 
-MapSheet::Content VectorMapLayer::content(const MapView& view) {
-    const QList<Shapes::GisShape*> shapes = MapPainter::visibleShapes(layer(), view);
-    m_log.done("query", QStringLiteral("%1 shapes in the visible extent %2")
-                            .arg(QString::number(shapes.size()), view.visibleExtent().toString()));
-    const MapPainter::Styles styles = MapPainter::stylesFor(layer(), shapes);
-    m_log.done("style", QStringLiteral("for each of %1 shapes, renderer asked %2 times")
-                            .arg(shapes.size())
-                            .arg(styles.asked()));
-    return {shapes, styles, {}, m_casing};
+void VectorMapLayer::report(const LayerSnapshot& snapshot, const MapView& view) {
+    if (m_mapSystem != nullptr && !Projection::isIn(*m_source, *m_mapSystem)) {
+        m_log.done("reproject",
+                   QStringLiteral("%1 shapes from %2 to %3, %4 left out")
+                       .arg(QString::number(snapshot.count()), m_source->coordinateSystem()->name(),
+                            m_mapSystem->name(), QString::number(snapshot.leftOutCount())));
+    }
+    const Shapes::GisExtent visible = view.visibleExtent();
+    qsizetype count = 0;
+    for (qsizetype i = 0; i < snapshot.count(); ++i) {
+        count += snapshot.meets(i, visible) ? 1 : 0;
+    }
+    m_log.done("query", QStringLiteral("%1 shapes in the visible extent %2, %3 different styles")
+                            .arg(QString::number(count), visible.toString(),
+                                 QString::number(snapshot.styles().size())));
 }
 
 const Shapes::GisShape* VectorMapLayer::shapeAt(const Shapes::GisShapePoint& place, double tolerance) {
@@ -146,7 +163,7 @@ const Shapes::GisShape* VectorMapLayer::shapeAt(const Shapes::GisShapePoint& pla
     const Shapes::GisShape* found = nullptr;
     bool isFoundArea = true;
     double least = std::numeric_limits<double>::infinity();
-    const auto candidates = layer().query(place.extent().inflate(tolerance, tolerance));
+    const auto candidates = layerOnMap().query(place.extent().inflate(tolerance, tolerance));
     for (const Shapes::GisShape* shape : candidates) {
         const double distance = topology.Distance(place, *shape);
         const bool isArea = shape->shapeType() == Shapes::GisShapeType::Polygon;

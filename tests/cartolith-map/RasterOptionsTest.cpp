@@ -106,7 +106,8 @@ TEST(RasterMapLayer, ShowsTheColoursOfItsLegendInTheirPlace) {
     };
     for (const auto& row : rows) {
         RasterMapLayer layer({dem, {}, true, {}}, optionsOf(row.line), log);
-        layer.setMapSystem(nullptr);
+        MapScene scene;
+        scene.insert(0, layer.entry());
         const LegendContent legend = layer.legend().value();
         QStringList labels;
         for (const LegendContent::Row& entry : legend.rows) {
@@ -116,8 +117,8 @@ TEST(RasterMapLayer, ShowsTheColoursOfItsLegendInTheirPlace) {
         MapSheet::Options options;
         options.size = {601, 437}; // a frame between pixels
         options.legend = legend;
-        const MapSheet sheet(options, layer.extent(), nullptr);
-        const QImage image = sheet.draw({layer.content(sheet.view())});
+        const MapSheet sheet(options, scene.extent(), nullptr);
+        const QImage image = sheet.draw({{{}, {}, scene.draw(sheet.view()), {}}});
         QHash<QRgb, int> colours;
         QRectF covered;
         for (int y = 0; y < image.height(); ++y) {
@@ -139,7 +140,7 @@ TEST(RasterMapLayer, ShowsTheColoursOfItsLegendInTheirPlace) {
             }
             EXPECT_GT(count, 20) << row.line << " " << qPrintable(entry.label);
         }
-        const Shapes::GisExtent all = layer.extent();
+        const Shapes::GisExtent all = scene.extent();
         const QPointF topLeft = sheet.view().toPixel(all.xMin(), all.yMax());
         const QPointF bottomRight = sheet.view().toPixel(all.xMax(), all.yMin());
         EXPECT_NEAR(covered.left(), topLeft.x(), 1.0) << row.line;

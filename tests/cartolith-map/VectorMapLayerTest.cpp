@@ -3,6 +3,7 @@
 #include "StepLog.h"
 
 #include <Cartolith/Core/Layers/GisVectorOverviews.h>
+#include <Cartolith/Map/LayerSnapshot.h>
 
 #include <QTemporaryDir>
 #include <gtest/gtest.h>
@@ -39,9 +40,11 @@ TEST(VectorMapLayer, DrawsFromOverviewsWhatIsSeenAsAWhole) {
         options.overviewFor = size;
         options.legend = hasLegend;
         StepLog log(true);
-        VectorMapLayer layer(options, SymbologyOptions(), log);
-        layer.setMapSystem(nullptr);
-        return layer.content(MapView(layer.extent(), QRectF(0, 0, 400, 400))).shapes.size();
+        VectorMapLayer layer(options, SymbologyOptions(), LabelOptions(), log);
+        MapScene scene;
+        scene.insert(0, layer.entry());
+        scene.draw(MapView(scene.extent(), QRectF(0, 0, 400, 400)));
+        return scene.snapshot(0).count();
     };
     EXPECT_EQ(drawn({400, 400}), most) << "a sample";
     EXPECT_EQ(drawn({400, 400}, true), 2 * side * side) << "all are counted";

@@ -142,6 +142,10 @@ bool MapScene::isDrawn(const Entry& entry, const MapView& view) const {
            entry.layer->isVisibleAtScale(scaleDenominator(view));
 }
 
+LayerSnapshot MapScene::snapshot(qsizetype position) const {
+    return d->entries[Private::checked(position, d->entries.size())].snapshot;
+}
+
 QImage MapScene::draw(const MapView& view) {
     MapPreparation preparation(*this, view);
     while (!preparation.step(std::chrono::hours(1))) {

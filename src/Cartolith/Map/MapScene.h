@@ -93,6 +93,9 @@ public:
     double scaleDenominator(const MapView& view) const;
     bool isDrawn(const Entry& entry, const MapView& view) const;
 
+    /// What the layer at a position was last drawn from; empty when it was not yet.
+    LayerSnapshot snapshot(qsizetype position) const;
+
     /// The picture of a view, all at once. Layers that cannot be read are left out. \throws std::bad_alloc
     QImage draw(const MapView& view);
 

@@ -1,4 +1,5 @@
 #include <Cartolith/Map/Graticule.h>
+#include <Cartolith/Map/GroundScale.h>
 #include <Cartolith/Map/MapSheet.h>
 #include <Cartolith/Map/SheetFont.h>
 
@@ -46,14 +47,26 @@ QRectF MapSheet::mapFrame(const Options& options, const std::optional<Legend>& l
     return innerFrame(options).adjusted(0, 0, -std::ceil(taken), 0);
 }
 
+MapView MapSheet::viewOf(const Options& options, const Shapes::GisExtent& extent, const QRectF& frame,
+                         const std::shared_ptr<CoordinateSystems::CoordinateSystem>& system) {
+    const double ratio = options.dotsPerInch / 96.0;
+    const QRectF small(frame.topLeft() / ratio, frame.size() / ratio);
+    const MapView fitted(extent.inflate(extent.width() * options.air, extent.height() * options.air), small);
+    const MapView view = fitted.withDevicePixelRatio(ratio);
+    return options.scaleDenominator > 0.0 ? view.atScale(options.scaleDenominator, GroundScale(system))
+                                          : view;
+}
+
 MapSheet::MapSheet(Options options, const Shapes::GisExtent& extent,
                    std::shared_ptr<CoordinateSystems::CoordinateSystem> system)
     : m_options(std::move(options)), m_system(std::move(system)), m_legend(legendOf(m_options)),
-      // A little air between the data and the frame.
-      m_view(extent.inflate(extent.width() * 0.02, extent.height() * 0.02), mapFrame(m_options, m_legend)) {}
+      m_view(viewOf(m_options, extent, mapFrame(m_options, m_legend), m_system)) {}
 
 QImage MapSheet::draw(const QList<Content>& layers) const {
     QImage image(m_options.size, QImage::Format_ARGB32_Premultiplied);
+    constexpr double inch = 0.0254;
+    image.setDotsPerMeterX(static_cast<int>(std::lround(m_options.dotsPerInch / inch)));
+    image.setDotsPerMeterY(image.dotsPerMeterX());
     image.fill(m_options.colours.paper);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);

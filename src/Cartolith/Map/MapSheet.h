@@ -22,6 +22,12 @@ public:
         QString title;
         QString note;
         bool graticule = true;
+        /// Of each side of the extent, shown around it.
+        double air = 0.02;
+        /// Of the picture: symbols and labels are so much larger than at 96.
+        double dotsPerInch = 96.0;
+        /// The scale at the middle is 1 to this; 0 shows the extent as large as it can be.
+        double scaleDenominator = 0.0;
         SheetColours colours;
         std::optional<LegendContent> legend; ///< drawn to the right of the map, which makes room for it
     };
@@ -47,6 +53,8 @@ private:
     /// What title, note and margins leave for map and legend.
     static QRectF innerFrame(const Options& options);
     static std::optional<Legend> legendOf(const Options& options);
+    static MapView viewOf(const Options& options, const Core::Shapes::GisExtent& extent, const QRectF& frame,
+                          const std::shared_ptr<Core::CoordinateSystems::CoordinateSystem>& system);
     static QRectF mapFrame(const Options& options, const std::optional<Legend>& legend);
 
     Options m_options;
