@@ -1,12 +1,11 @@
 #include "ClassStyles.h"
 
-#include "NumberText.h"
-
 #include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisColorPerception.h>
 #include <Cartolith/Core/Symbology/GisColorRamp.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisReadableColors.h>
+#include <Cartolith/Map/NumberText.h>
 
 #include <algorithm>
 #include <cmath>
@@ -16,6 +15,7 @@
 using namespace Cartolith::Core::Symbology;
 using Cartolith::Core::Layers::GisLayerStyle;
 using Cartolith::Core::Shapes::GisShapeType;
+using namespace Cartolith::Map;
 
 namespace {
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "SheetColours.h"
-
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Shapes/GisShapeType.h>
+#include <Cartolith/Map/SheetColours.h>
 
 #include <QList>
 #include <QString>
@@ -30,7 +29,8 @@ struct GivenStyle {
 class ClassStyles {
 public:
     /// Shapes of that kind, on a sheet of those colours.
-    ClassStyles(GivenStyle given, const SheetColours& colours, Cartolith::Core::Shapes::GisShapeType kind);
+    ClassStyles(GivenStyle given, const Cartolith::Map::SheetColours& colours,
+                Cartolith::Core::Shapes::GisShapeType kind);
 
     void applyTo(Cartolith::Core::Symbology::GisGraduatedSymbolRenderer& renderer) const;
     void applyTo(Cartolith::Core::Symbology::GisCategorizedSymbolRenderer& renderer) const;
@@ -49,6 +49,6 @@ private:
                                                         const QList<QString>& classColours) const;
 
     GivenStyle m_given;
-    SheetColours m_colours;
+    Cartolith::Map::SheetColours m_colours;
     Cartolith::Core::Shapes::GisShapeType m_kind;
 };

@@ -1,10 +1,10 @@
 #include "ClassificationOptions.h"
 
 #include "Arguments.h"
-#include "NumberText.h"
 
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
+#include <Cartolith/Map/NumberText.h>
 
 #include <QCommandLineParser>
 
@@ -13,6 +13,7 @@
 #include <stdexcept>
 
 using namespace Cartolith::Core::Symbology;
+using namespace Cartolith::Map;
 
 namespace {
 

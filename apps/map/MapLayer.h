@@ -1,6 +1,8 @@
 #pragma once
 
-#include "MapSheet.h"
+#include <Cartolith/Map/LayerSnapshot.h>
+#include <Cartolith/Map/LegendContent.h>
+#include <Cartolith/Map/MapScene.h>
 
 #include <memory>
 #include <optional>
@@ -12,16 +14,22 @@ public:
 
     /// Of the file, or the one assumed of it; null when unknown.
     virtual std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system() const = 0;
-    /// To be called once, with the map's system, which may be null, before what follows.
+    /// What is drawn of it; the same layer each time.
+    virtual Cartolith::Map::MapScene::Entry entry() = 0;
+    /// The same look of the file itself, for a map that is saved.
+    virtual Cartolith::Map::MapScene::Entry entryToSave() { return entry(); }
+    /// The map's system, which may be null, before what follows.
     /// \throws std::runtime_error when the layer cannot be drawn in that system
     virtual void
     setMapSystem(std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system) = 0;
-    /// In map units; empty when there is nothing to draw.
-    virtual Cartolith::Core::Shapes::GisExtent extent() const = 0;
     /// None when nobody asked for one.
-    virtual std::optional<LegendContent> legend() = 0;
-    /// What lies in view. The layer keeps owning the shapes.
-    virtual MapSheet::Content content(const MapView& view) = 0;
+    virtual std::optional<Cartolith::Map::LegendContent> legend() = 0;
+    /// Between these calls, whoever draws the layer may have to read it.
+    virtual void beginReading() {}
+    virtual void endReading() {}
+    /// Says what was drawn from.
+    virtual void report(const Cartolith::Map::LayerSnapshot& snapshot,
+                        const Cartolith::Map::MapView& view) = 0;
     /// The values of what lies at a place or within a tolerance of it, in map units; a null text when nothing
     /// does.
     virtual QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) = 0;

@@ -2,7 +2,6 @@
 
 #include "Arguments.h"
 #include "ProgressBar.h"
-#include "Projection.h"
 #include "StepLog.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
@@ -12,6 +11,7 @@
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
+#include <Cartolith/Map/Projection.h>
 
 #include <QScopeGuard>
 
@@ -20,6 +20,7 @@
 
 using namespace Cartolith::Core;
 using Shapes::GisShapeType;
+using namespace Cartolith::Map;
 
 QString shown(const QString& file) {
     return Layers::Providers::GisOgrProvider(file).source();

@@ -15,10 +15,12 @@ public:
     RasterMapLayer(const MapLayerOptions& options, const RasterOptions& look, StepLog& log);
 
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system() const override;
+    Cartolith::Map::MapScene::Entry entry() override;
     void setMapSystem(std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system) override;
-    Cartolith::Core::Shapes::GisExtent extent() const override;
-    std::optional<LegendContent> legend() override;
-    MapSheet::Content content(const MapView& view) override;
+    std::optional<Cartolith::Map::LegendContent> legend() override;
+    void beginReading() override;
+    void endReading() override;
+    void report(const Cartolith::Map::LayerSnapshot& snapshot, const Cartolith::Map::MapView& view) override;
     /// The values of the pixel there; the tolerance is of no use.
     QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) override;
 
@@ -26,6 +28,6 @@ private:
     MapLayerOptions m_options;
     RasterOptions m_look;
     StepLog& m_log;
-    Cartolith::Core::Layers::GisLayerGdalRaster m_layer;
+    std::shared_ptr<Cartolith::Core::Layers::GisLayerGdalRaster> m_layer; // never null
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> m_mapSystem;
 };

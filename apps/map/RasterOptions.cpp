@@ -2,10 +2,10 @@
 
 #include "Arguments.h"
 #include "ClassificationOptions.h"
-#include "LegendBounds.h"
 
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
+#include <Cartolith/Map/LegendBounds.h>
 
 #include <QCommandLineParser>
 
@@ -16,6 +16,7 @@ using namespace Cartolith::Core;
 using namespace Cartolith::Core::Symbology;
 using Layers::GisLayerGdalRaster;
 using Rendering = GisRasterStyle::Rendering;
+using namespace Cartolith::Map;
 
 namespace {
 

@@ -1,9 +1,8 @@
 #pragma once
 
-#include "LegendContent.h"
-
 #include <Cartolith/Core/Symbology/GisRasterStyle.h>
 #include <Cartolith/Core/Symbology/GisSymbolRendererFactory.h>
+#include <Cartolith/Map/LegendContent.h>
 
 #include <optional>
 
@@ -33,7 +32,8 @@ public:
     void applyTo(Cartolith::Core::Layers::GisLayerGdalRaster& layer);
 
     /// Of the style that was applied. \throws std::runtime_error when it has nothing to explain
-    LegendContent legend(Cartolith::Core::Layers::GisLayerGdalRaster& layer, const QString& title) const;
+    Cartolith::Map::LegendContent legend(Cartolith::Core::Layers::GisLayerGdalRaster& layer,
+                                         const QString& title) const;
 
 private:
     Cartolith::Core::Symbology::GisRasterStyle m_style;

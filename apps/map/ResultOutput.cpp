@@ -21,6 +21,7 @@ using namespace Cartolith::Core;
 using Layers::GisLayerStyle;
 using Layers::GisLayerVector;
 using Layers::GisVectorSaveOptions;
+using namespace Cartolith::Map;
 
 namespace {
 

@@ -1,6 +1,6 @@
 #pragma once
 
-#include "MapSheet.h"
+#include <Cartolith/Map/MapSheet.h>
 
 #include <QList>
 #include <QString>
@@ -37,5 +37,5 @@ private:
 
     QString m_path;
     bool m_isPicture;
-    MapSheet::Options m_sheet;
+    Cartolith::Map::MapSheet::Options m_sheet;
 };

@@ -1,11 +1,8 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "MapSheet.h"
-#include "NumberText.h"
 #include "OpenLayer.h"
 #include "OutputFile.h"
 #include "PictureFile.h"
-#include "Projection.h"
 #include "StepLog.h"
 #include "StreetNetwork.h"
 
@@ -15,6 +12,9 @@
 #include <Cartolith/Core/Routing/RoutingNetworkReport.h>
 #include <Cartolith/Core/Routing/RoutingSearch.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Map/MapSheet.h>
+#include <Cartolith/Map/NumberText.h>
+#include <Cartolith/Map/Projection.h>
 
 #include <QCommandLineParser>
 #include <QFileInfo>
@@ -33,6 +33,7 @@ using Routing::RoutingCostMetric;
 using Routing::RoutingPlace;
 using Routing::RoutingRoute;
 using Shapes::GisShapePoint;
+using namespace Cartolith::Map;
 
 namespace {
 

@@ -1,17 +1,17 @@
 #include "StreetNetwork.h"
 
-#include "NumberText.h"
-
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Routing/RoutingNetworkReport.h>
 #include <Cartolith/Core/Routing/RoutingPreparation.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Map/NumberText.h>
 
 #include <stdexcept>
 
 using namespace Cartolith::Core;
 using Routing::RoutingPoint;
 using Routing::RoutingPreparation;
+using namespace Cartolith::Map;
 
 StreetNetwork::StreetNetwork(const Layers::GisLayerVector& layer) {
     QList<QList<RoutingPoint>> lines;

@@ -2,7 +2,6 @@
 
 #include "Arguments.h"
 #include "ClassificationOptions.h"
-#include "RendererFields.h"
 #include "RendererFile.h"
 
 #include <Cartolith/Core/Layers/GisLayerVector.h>
@@ -10,6 +9,7 @@
 #include <Cartolith/Core/Symbology/GisColorPerception.h>
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
 #include <Cartolith/Core/Symbology/GisReadableColors.h>
+#include <Cartolith/Map/RendererFields.h>
 
 #include <QCommandLineParser>
 
@@ -21,6 +21,7 @@ using namespace Cartolith::Core::Symbology;
 using Layers::GisLayerStyle;
 using Layers::GisLayerVector;
 using Shapes::GisShapeType;
+using namespace Cartolith::Map;
 
 namespace {
 

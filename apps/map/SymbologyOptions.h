@@ -1,12 +1,12 @@
 #pragma once
 
 #include "ClassStyles.h"
-#include "SheetColours.h"
-#include "SymbolPainter.h"
 
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
 #include <Cartolith/Core/Symbology/GisSymbolRendererFactory.h>
+#include <Cartolith/Map/SheetColours.h>
+#include <Cartolith/Map/SymbolPainter.h>
 
 #include <memory>
 #include <optional>
@@ -30,7 +30,7 @@ public:
     explicit SymbologyOptions(const QCommandLineParser& parser);
 
     /// Paper and ink of the theme, when there is one.
-    const SheetColours& colours() const { return m_colours; }
+    const Cartolith::Map::SheetColours& colours() const { return m_colours; }
 
     /// A renderer for the layer and others of the same features. Sets the layer's style, which classes get
     /// their colours on top of.
@@ -43,7 +43,7 @@ public:
     bool hasClasses() const;
 
     /// Of the lines of classes, when some of them would hardly be seen.
-    LineCasing casing(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer) const;
+    Cartolith::Map::LineCasing casing(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer) const;
 
     /// Writes the renderer to the file of --save-style, if one is named. \throws std::runtime_error
     void save(const Cartolith::Core::Symbology::GisSymbolRenderer& renderer) const;
@@ -60,7 +60,7 @@ private:
     categorized(const Cartolith::Core::Layers::GisLayerVector& layer) const;
     QList<QString> categoryColours(qsizetype count, bool isThin) const;
 
-    SheetColours m_colours;
+    Cartolith::Map::SheetColours m_colours;
     std::optional<Cartolith::Core::Symbology::GisSymbolTheme> m_theme;
     GivenStyle m_given;
     bool m_hasRamp = false; ///< somebody named one

@@ -1,9 +1,8 @@
 #include "ThemeSheet.h"
 
-#include "SheetFont.h"
-#include "SymbolPainter.h"
-
 #include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
+#include <Cartolith/Map/SheetFont.h>
+#include <Cartolith/Map/SymbolPainter.h>
 
 #include <QFontMetricsF>
 #include <QPainter>
@@ -12,6 +11,7 @@
 using namespace Cartolith::Core;
 using Layers::GisLayerStyle;
 using Symbology::GisSymbolTheme;
+using namespace Cartolith::Map;
 
 namespace {
 

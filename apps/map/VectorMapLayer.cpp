@@ -1,75 +1,25 @@
 #include "VectorMapLayer.h"
 
 #include "OpenLayer.h"
-#include "Projection.h"
 #include "StepLog.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
-#include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisFeatureReader.h>
-#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
+#include <Cartolith/Map/Projection.h>
+#include <Cartolith/Map/SmallestPixel.h>
 
 #include <QFileInfo>
 
-#include <algorithm>
-#include <cmath>
 #include <limits>
 #include <utility>
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
-
-namespace {
-
-/// The side of the smallest pixel anywhere on a map of everything, in units of the source; NaN when nobody
-/// can tell.
-double smallestPixel(const Layers::GisVectorOverviews& overviews, const MapLayerOptions& options) {
-    const Shapes::GisExtent& all = overviews.extent();
-    const QSize size = options.overviewFor;
-    const double own = std::max(all.width() / size.width(), all.height() / size.height());
-    if (options.mapSystem == nullptr) {
-        return own;
-    }
-    Layers::GisLayerOgrOnDemand source(overviews.path(), overviews.levels().constLast().tableName);
-    source.open(); // reads no feature
-    if (!overviews.hasCoordinateSystem() || source.coordinateSystem() == nullptr) {
-        return std::numeric_limits<double>::quiet_NaN();
-    }
-    if (Projection::isIn(source, *options.mapSystem)) {
-        return own;
-    }
-    // What a small step is on the map, at places all over it.
-    const CoordinateSystems::CoordinateTransformer transformer(*source.coordinateSystem(),
-                                                               *options.mapSystem);
-    constexpr int places = 16;
-    const double step = std::max(all.width(), all.height()) * 1e-6;
-    Shapes::GisExtent onMap;
-    double longest = 0.0;
-    for (int i = 0; i <= places * (places + 2); ++i) {
-        const int row = i / (places + 1);
-        const double x = all.xMin() + all.width() * (i % (places + 1)) / places;
-        const double y = all.yMin() + all.height() * row / places;
-        try {
-            const auto here = transformer.transform({x, y});
-            const auto east =
-                transformer.transform({x + (2 * x < all.xMin() + all.xMax() ? step : -step), y});
-            const auto north =
-                transformer.transform({x, y + (2 * y < all.yMin() + all.yMax() ? step : -step)});
-            onMap = onMap.expand(here.extent());
-            longest = std::max({longest, std::hypot(east.x() - here.x(), east.y() - here.y()),
-                                std::hypot(north.x() - here.x(), north.y() - here.y())});
-        } catch (const std::runtime_error&) { // no place on the map
-            continue;
-        }
-    }
-    return std::max(onMap.width() / size.width(), onMap.height() / size.height()) * step / longest;
-}
-
-} // namespace
+using namespace Cartolith::Map;
 
 std::optional<VectorMapLayer::Overview> VectorMapLayer::overviewOf(const MapLayerOptions& options,
                                                                    const SymbologyOptions& symbology) {
@@ -82,7 +32,7 @@ std::optional<VectorMapLayer::Overview> VectorMapLayer::overviewOf(const MapLaye
         return std::nullopt;
     }
     const Shapes::GisExtent& all = overviews->extent();
-    const int level = overviews->levelFor(smallestPixel(*overviews, options), all);
+    const int level = overviews->levelFor(smallestPixel(*overviews, size, options.mapSystem.get()), all);
     return level < 0 ? std::nullopt
                      : std::optional(Overview{overviews->path(), overviews->levels()[level],
                                               overviews->hasCoordinateSystem(), overviews->featureCount()});
@@ -121,7 +71,7 @@ VectorMapLayer::sampleOf(const MapLayerOptions& options, const SymbologyOptions&
 }
 
 VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOptions& symbology,
-                               StepLog& log)
+                               const LabelOptions& labels, StepLog& log)
     : m_options(options), m_log(log), m_overview(overviewOf(options, symbology)),
       m_source(m_overview ? nullptr : sampleOf(options, symbology, log)) {
     if (m_source == nullptr) {
@@ -140,54 +90,71 @@ VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOp
                                                                    m_overview->featureCount));
     }
     assumeSystem(*m_source, options.file, options.assumed);
-    m_renderer = symbology.makeRenderer(*m_source);
-    symbology.save(*m_renderer);
-    m_casing = symbology.casing(*m_renderer);
-    m_log.done("classify", QStringLiteral("%1 styles").arg(m_renderer->legendItems().size()) +
-                               ClassStyles::nearestColours(*m_renderer));
+    m_source->setSymbolRenderer(symbology.makeRenderer(*m_source));
+    labels.applyTo(*m_source->symbolRenderer(), *m_source);
+    const Symbology::GisSymbolRenderer& renderer = *m_source->symbolRenderer();
+    symbology.save(renderer);
+    m_casing = symbology.casing(renderer);
+    m_log.done("classify", QStringLiteral("%1 styles").arg(renderer.legendItems().size()) +
+                               ClassStyles::nearestColours(renderer));
 }
 
 std::shared_ptr<CoordinateSystem> VectorMapLayer::system() const {
     return m_source->coordinateSystem();
 }
 
-void VectorMapLayer::setMapSystem(std::shared_ptr<CoordinateSystem> system) {
-    if (system != nullptr && !Projection::isIn(*m_source, *system)) {
-        Projection::Result result = Projection::project(*m_source, std::move(system));
-        m_projected = std::move(result.layer);
-        m_log.done("reproject",
-                   QStringLiteral("%1 shapes from %2 to %3, %4 left out")
-                       .arg(QString::number(m_projected->count()), m_source->coordinateSystem()->name(),
-                            m_projected->coordinateSystem()->name(), QString::number(result.leftOut)));
-    }
-    layer().setSymbolRenderer(std::move(m_renderer));
-    layer().buildSpatialIndex();
-    m_log.done("index", QStringLiteral("built over %1 shapes").arg(layer().count()));
+MapScene::Entry VectorMapLayer::entry() {
+    MapScene::Entry entry;
+    entry.layer = m_source;
+    entry.casing = m_casing;
+    return entry;
 }
 
-Shapes::GisExtent VectorMapLayer::extent() const {
-    const Layers::GisLayerVector* const drawn = m_projected != nullptr ? m_projected.get() : m_source.get();
-    return drawn->count() == 0 ? Shapes::GisExtent() : drawn->extent();
+MapScene::Entry VectorMapLayer::entryToSave() {
+    auto layer = std::make_shared<Layers::GisLayerOgrVector>(m_options.file, m_options.layer);
+    layer->style() = m_source->style();
+    layer->setSymbolRenderer(m_source->symbolRenderer()->clone());
+    layer->setCoordinateSystem(m_source->coordinateSystem());
+    MapScene::Entry saved = entry();
+    saved.layer = std::move(layer);
+    return saved;
+}
+
+void VectorMapLayer::setMapSystem(std::shared_ptr<CoordinateSystem> system) {
+    m_mapSystem = std::move(system);
+}
+
+Layers::GisLayerVector& VectorMapLayer::layerOnMap() {
+    if (m_projected == nullptr && m_mapSystem != nullptr && !Projection::isIn(*m_source, *m_mapSystem)) {
+        m_projected = Projection::project(*m_source, m_mapSystem).layer;
+    }
+    return m_projected != nullptr ? *m_projected : *m_source;
 }
 
 std::optional<LegendContent> VectorMapLayer::legend() {
     if (!m_options.legend) {
         return std::nullopt;
     }
-    LegendContent content = LegendContent::of(layer(), m_options.legendTitle);
+    LegendContent content = LegendContent::of(*m_source, m_options.legendTitle);
     content.casing = m_casing;
     return content;
 }
 
-MapSheet::Content VectorMapLayer::content(const MapView& view) {
-    const QList<Shapes::GisShape*> shapes = MapPainter::visibleShapes(layer(), view);
-    m_log.done("query", QStringLiteral("%1 shapes in the visible extent %2")
-                            .arg(QString::number(shapes.size()), view.visibleExtent().toString()));
-    const MapPainter::Styles styles = MapPainter::stylesFor(layer(), shapes);
-    m_log.done("style", QStringLiteral("for each of %1 shapes, renderer asked %2 times")
-                            .arg(shapes.size())
-                            .arg(styles.asked()));
-    return {shapes, styles, {}, m_casing};
+void VectorMapLayer::report(const LayerSnapshot& snapshot, const MapView& view) {
+    if (m_mapSystem != nullptr && !Projection::isIn(*m_source, *m_mapSystem)) {
+        m_log.done("reproject",
+                   QStringLiteral("%1 shapes from %2 to %3, %4 left out")
+                       .arg(QString::number(snapshot.count()), m_source->coordinateSystem()->name(),
+                            m_mapSystem->name(), QString::number(snapshot.leftOutCount())));
+    }
+    const Shapes::GisExtent visible = view.visibleExtent();
+    qsizetype count = 0;
+    for (qsizetype i = 0; i < snapshot.count(); ++i) {
+        count += snapshot.meets(i, visible) ? 1 : 0;
+    }
+    m_log.done("query", QStringLiteral("%1 shapes in the visible extent %2, %3 different styles")
+                            .arg(QString::number(count), visible.toString(),
+                                 QString::number(snapshot.styles().size())));
 }
 
 const Shapes::GisShape* VectorMapLayer::shapeAt(const Shapes::GisShapePoint& place, double tolerance) {
@@ -196,7 +163,7 @@ const Shapes::GisShape* VectorMapLayer::shapeAt(const Shapes::GisShapePoint& pla
     const Shapes::GisShape* found = nullptr;
     bool isFoundArea = true;
     double least = std::numeric_limits<double>::infinity();
-    const auto candidates = layer().query(place.extent().inflate(tolerance, tolerance));
+    const auto candidates = layerOnMap().query(place.extent().inflate(tolerance, tolerance));
     for (const Shapes::GisShape* shape : candidates) {
         const double distance = topology.Distance(place, *shape);
         const bool isArea = shape->shapeType() == Shapes::GisShapeType::Polygon;

@@ -1,5 +1,6 @@
 #pragma once
 
+#include "LabelOptions.h"
 #include "MapLayer.h"
 #include "SymbologyOptions.h"
 
@@ -8,19 +9,20 @@
 
 class StepLog;
 
-/// Features, or what an overview has of them, or a sample: read whole, styled by their values in the file,
-/// projected, found in view by the index.
+/// Features, or what an overview has of them, or a sample: read whole, styled by their values in the file.
 class VectorMapLayer : public MapLayer {
 public:
     /// Reads the file, and saves the renderer if that is wanted. The log outlives this object. \throws
     /// std::exception when the file cannot be read or its features not be styled so
-    VectorMapLayer(const MapLayerOptions& options, const SymbologyOptions& symbology, StepLog& log);
+    VectorMapLayer(const MapLayerOptions& options, const SymbologyOptions& symbology,
+                   const LabelOptions& labels, StepLog& log);
 
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system() const override;
+    Cartolith::Map::MapScene::Entry entry() override;
+    Cartolith::Map::MapScene::Entry entryToSave() override;
     void setMapSystem(std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system) override;
-    Cartolith::Core::Shapes::GisExtent extent() const override;
-    std::optional<LegendContent> legend() override;
-    MapSheet::Content content(const MapView& view) override;
+    std::optional<Cartolith::Map::LegendContent> legend() override;
+    void report(const Cartolith::Map::LayerSnapshot& snapshot, const Cartolith::Map::MapView& view) override;
     QString describeAt(const Cartolith::Core::Shapes::GisShapePoint& place, double tolerance) override;
 
 private:
@@ -40,16 +42,14 @@ private:
     /// The nearest within the tolerance: a point or line before an area, of equally near ones the topmost.
     const Cartolith::Core::Shapes::GisShape* shapeAt(const Cartolith::Core::Shapes::GisShapePoint& place,
                                                      double tolerance);
-    /// What is drawn.
-    Cartolith::Core::Layers::GisLayerVector& layer() {
-        return m_projected != nullptr ? *m_projected : *m_source;
-    }
+    /// In the map's system, made when somebody asks what lies at a place.
+    Cartolith::Core::Layers::GisLayerVector& layerOnMap();
 
     MapLayerOptions m_options;
     StepLog& m_log;
     std::optional<Overview> m_overview;
-    std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> m_source; // never null
-    std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> m_projected;
-    std::unique_ptr<Cartolith::Core::Symbology::GisSymbolRenderer> m_renderer;
-    LineCasing m_casing;
+    std::shared_ptr<Cartolith::Core::Layers::GisLayerVector> m_source; // never null
+    std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> m_mapSystem;
+    std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> m_projected; // null where m_source is there
+    Cartolith::Map::LineCasing m_casing;
 };

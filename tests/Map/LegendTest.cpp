@@ -1,9 +1,6 @@
-#include "Legend.h"
-
-#include "../TestSeed.h"
 #include "DataFolder.h"
-#include "NumberText.h"
-#include "TestLayers.h"
+#include "Map/TestLayers.h"
+#include "TestSeed.h"
 
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
@@ -12,6 +9,8 @@
 #include <Cartolith/Core/Symbology/GisRuleBasedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisSymbolRendererFactory.h>
+#include <Cartolith/Map/Legend.h>
+#include <Cartolith/Map/NumberText.h>
 
 #include <QPainter>
 #include <QSet>
@@ -28,6 +27,7 @@ using Layers::GisLayerStyle;
 namespace {
 
 using Method = GisClassificationMethod;
+using namespace Cartolith::Map;
 
 struct Bounds {
     double lower;

@@ -348,6 +348,13 @@ TEST_F(GisSymbologyJsonTest, ErrorsNameTheMember) {
         {'r', R"({"type": "ruleBased", "rules": [{"operator": "=="}]})",
          "renderer.rules[0].operator: \"==\" is none of \"=\", \"!=\", \">\", \">=\", \"<\", \"<=\", "
          "\"contains\", \"starts with\", \"ends with\", \"is null\", \"is not null\"."},
+        {'g', R"({"classes": [{"lower": "x"}]})", "rasterStyle.classes[0].lower: a number is expected"},
+        {'g', R"({"band": 0})", "rasterStyle: "},
+        {'g', R"({"stretch": {"mode": "given", "lower": 2, "upper": 1}})", "rasterStyle: "},
+        {'g', R"({"stretch": {"mode": "wide"}})", "rasterStyle.stretch.mode: there is no stretch \"wide\""},
+        {'g', R"({"rendering": 6})", "rasterStyle.rendering: there is no number 6"},
+        {'g', R"({"rgbBands": [1, 2]})", "three bands"},
+        {'g', R"({"hillshade": {"altitude": 91}})", "rasterStyle: "},
         {'v', R"([1])", ".value: an object is expected, not an array."},
         {'v', R"({"value": 1})", ".value.type: \"\" is no known type."},
         {'v', R"({"type": "int", "valeu": 1})", ".value: there is no member \"valeu\"."},
@@ -377,9 +384,28 @@ TEST_F(GisSymbologyJsonTest, ErrorsNameTheMember) {
                         const QJsonObject json = Json::fromText(text);
                         row.kind == 's'   ? (void)Json::styleFromJson(json)
                         : row.kind == 'c' ? (void)Json::rampFromJson(json)
+                        : row.kind == 'g' ? (void)Json::rasterStyleFromJson(json)
                                           : (void)Json::rendererFromJson(json);
                     }),
                     HasSubstr(row.message));
+    }
+}
+
+TEST_F(GisSymbologyJsonTest, RasterStylesReadBack) {
+    GisRasterStyle style;
+    EXPECT_EQ(Json::rasterStyleFromJson(Json::toJson(style)), style);
+    style.setRendering(GisRasterStyle::Rendering::Ramp);
+    style.setBand(3);
+    style.setRgbBands(4, 2, 1);
+    style.setRamp(makeRamp("own", {"#FF0000", "#00FF00"}));
+    style.setReversed(true);
+    style.setClasses({{-infinity, 0.1, true, true, "low"}, {0.1, infinity, false, false, ""}});
+    style.setHillshade(GisHillshade{10, 20, 0.5});
+    style.setResampling(GisRasterStyle::Resampling::Average);
+    for (const auto& stretch :
+         {GisRasterStretch::minMax(), GisRasterStretch::percentiles(1, 99.5), GisRasterStretch::given(-1e-3, 7)}) {
+        style.setStretch(stretch);
+        EXPECT_EQ(Json::rasterStyleFromJson(Json::fromText(Json::toText(Json::toJson(style)))), style);
     }
 }
 

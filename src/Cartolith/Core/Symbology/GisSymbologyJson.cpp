@@ -5,7 +5,9 @@
 #include <QJsonDocument>
 
 #include <array>
+#include <optional>
 #include <stdexcept>
+#include <string>
 
 namespace Cartolith::Core::Symbology {
 
@@ -39,6 +41,160 @@ struct JsonFields<GisColorRamp> {
     };
 };
 
+// Raster styles.
+
+template <>
+struct JsonFields<GisClassificationRange> {
+    static constexpr std::array fields{
+        member<&GisClassificationRange::lower>("lower"),
+        member<&GisClassificationRange::upper>("upper"),
+        member<&GisClassificationRange::includeLower>("includeLower"),
+        member<&GisClassificationRange::includeUpper>("includeUpper"),
+        member<&GisClassificationRange::label>("label"),
+    };
+};
+
+template <>
+struct JsonFields<GisHillshade> {
+    static constexpr std::array fields{
+        member<&GisHillshade::azimuth>("azimuth"),
+        member<&GisHillshade::altitude>("altitude"),
+        member<&GisHillshade::zFactor>("zFactor"),
+    };
+};
+
+/// A stretch is made by functions that check its numbers, so these are read first.
+struct StretchMembers {
+    QString mode;
+    double lower = 0.0;
+    double upper = 0.0;
+};
+
+template <>
+struct JsonFields<StretchMembers> {
+    static constexpr std::array fields{
+        member<&StretchMembers::mode>("mode"),
+        member<&StretchMembers::lower>("lower"),
+        member<&StretchMembers::upper>("upper"),
+    };
+};
+
+static const QStringList& stretchTexts() {
+    static const QStringList texts{QStringLiteral("automatic"), QStringLiteral("minMax"),
+                                   QStringLiteral("percentiles"), QStringLiteral("given")};
+    return texts;
+}
+
+static QJsonValue toJsonValue(const GisRasterStretch& stretch, const JsonPath& path) {
+    return writeFields(
+        StretchMembers{stretchTexts().at(static_cast<int>(stretch.mode())), stretch.lower(), stretch.upper()},
+        path);
+}
+
+static void fromJsonValue(GisRasterStretch& target, const QJsonValue& value, const JsonPath& path) {
+    StretchMembers members;
+    fromJsonValue(members, value, path);
+    switch (stretchTexts().indexOf(members.mode)) {
+    case 0:
+        target = GisRasterStretch();
+        break;
+    case 1:
+        target = GisRasterStretch::minMax();
+        break;
+    case 2:
+        target = GisRasterStretch::percentiles(members.lower, members.upper);
+        break;
+    case 3:
+        target = GisRasterStretch::given(members.lower, members.upper);
+        break;
+    default:
+        failReading(path.member("mode"), QStringLiteral("there is no stretch %1.").arg(quoted(members.mode)));
+    }
+}
+
+static QJsonValue toJsonValue(const std::optional<GisHillshade>& light, const JsonPath& path) {
+    return light ? toJsonValue(*light, path) : QJsonValue();
+}
+
+static void fromJsonValue(std::optional<GisHillshade>& target, const QJsonValue& value,
+                          const JsonPath& path) {
+    target.reset();
+    if (!value.isNull()) {
+        fromJsonValue(target.emplace(), value, path);
+    }
+}
+
+static const QStringList& renderingTexts() {
+    static const QStringList texts{QStringLiteral("automatic"), QStringLiteral("grey"),
+                                   QStringLiteral("ramp"),      QStringLiteral("rgb"),
+                                   QStringLiteral("palette"),   QStringLiteral("relief")};
+    return texts;
+}
+
+static const QStringList& resamplingTexts() {
+    static const QStringList texts{QStringLiteral("nearest"), QStringLiteral("bilinear"),
+                                   QStringLiteral("average")};
+    return texts;
+}
+
+static int knownEnumerator(const QJsonValue& value, const QStringList& texts, const JsonPath& path) {
+    const int number = enumeratorFromJson(value, texts, path);
+    if (number < 0 || number >= texts.size()) {
+        failReading(path, QStringLiteral("there is no number %1.").arg(number));
+    }
+    return number;
+}
+
+static QJsonValue toJsonValue(GisRasterStyle::Rendering rendering, const JsonPath& /*path*/) {
+    return enumeratorToJson(static_cast<int>(rendering), renderingTexts());
+}
+
+static void fromJsonValue(GisRasterStyle::Rendering& target, const QJsonValue& value, const JsonPath& path) {
+    target = static_cast<GisRasterStyle::Rendering>(knownEnumerator(value, renderingTexts(), path));
+}
+
+static QJsonValue toJsonValue(GisRasterStyle::Resampling resampling, const JsonPath& /*path*/) {
+    return enumeratorToJson(static_cast<int>(resampling), resamplingTexts());
+}
+
+static void fromJsonValue(GisRasterStyle::Resampling& target, const QJsonValue& value, const JsonPath& path) {
+    target = static_cast<GisRasterStyle::Resampling>(knownEnumerator(value, resamplingTexts(), path));
+}
+
+static QList<int> rgbBandsOf(const GisRasterStyle& style) {
+    return {style.rgbBands().cbegin(), style.rgbBands().cend()};
+}
+
+static void setRgbBands(GisRasterStyle& style, const QList<int>& bands) {
+    if (bands.size() != 3) {
+        throw std::invalid_argument("there are three bands for red, green and blue");
+    }
+    style.setRgbBands(bands[0], bands[1], bands[2]);
+}
+
+template <>
+struct JsonFields<GisRasterStyle> {
+    using Style = GisRasterStyle;
+    static constexpr std::array fields{
+        property<&Style::rendering, &Style::setRendering>("rendering"),
+        property<&Style::band, &Style::setBand>("band"),
+        JsonField<Style>{
+            QLatin1String("rgbBands"),
+            [](const Style& style, const JsonPath& path) { return toJsonValue(rgbBandsOf(style), path); },
+            [](Style& style, const QJsonValue& value, const JsonPath& path) {
+                QList<int> bands;
+                fromJsonValue(bands, value, path);
+                setRgbBands(style, bands);
+            }},
+        property<&Style::stretch, &Style::setStretch>("stretch"),
+        property<&Style::ramp, &Style::setRamp>("ramp"),
+        property<&Style::isReversed, &Style::setReversed>("reversed"),
+        property<&Style::classes, &Style::setClasses>("classes"),
+        property<&Style::hillshade, &Style::setHillshade>("hillshade"),
+        property<&Style::resampling, &Style::setResampling>("resampling"),
+    };
+};
+
 } // namespace Internal
 
 namespace {
@@ -51,6 +207,7 @@ constexpr QLatin1String versionName("version");
 constexpr const char* styleKind = "style";
 constexpr const char* rampKind = "ramp";
 constexpr const char* rendererKind = "renderer";
+constexpr const char* rasterStyleKind = "rasterStyle";
 
 template <typename Value>
 QJsonObject documentOf(const Value& value, const char* kind) {
@@ -104,6 +261,10 @@ QJsonObject GisSymbologyJson::toJson(const GisSymbolRenderer& renderer) {
     return documentOf(renderer, rendererKind);
 }
 
+QJsonObject GisSymbologyJson::toJson(const GisRasterStyle& style) {
+    return documentOf(style, rasterStyleKind);
+}
+
 Layers::GisLayerStyle GisSymbologyJson::styleFromJson(const QJsonObject& json) {
     return valueOf<Layers::GisLayerStyle>(json, styleKind);
 }
@@ -114,6 +275,14 @@ GisColorRamp GisSymbologyJson::rampFromJson(const QJsonObject& json) {
 
 std::unique_ptr<GisSymbolRenderer> GisSymbologyJson::rendererFromJson(const QJsonObject& json) {
     return valueOf<std::unique_ptr<GisSymbolRenderer>>(json, rendererKind);
+}
+
+GisRasterStyle GisSymbologyJson::rasterStyleFromJson(const QJsonObject& json) {
+    try {
+        return valueOf<GisRasterStyle>(json, rasterStyleKind);
+    } catch (const std::invalid_argument& refused) { // by a setter
+        throw std::runtime_error(std::string(rasterStyleKind) + ": " + refused.what());
+    }
 }
 
 QByteArray GisSymbologyJson::toText(const QJsonObject& json) {

@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Export.h>
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Symbology/GisColorRamp.h>
+#include <Cartolith/Core/Symbology/GisRasterStyle.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 
 #include <QByteArray>
@@ -12,8 +13,8 @@
 
 namespace Cartolith::Core::Symbology {
 
-/// Styles, ramps and renderers as JSON, for files that programs keep and people write by hand. The format is
-/// described in docs/formats.md, "Symbology as JSON".
+/// Styles, ramps, renderers and raster styles as JSON, for files that programs keep and people write by hand.
+/// The format is described in docs/formats.md, "Symbology as JSON".
 ///
 /// What toJson() gives reads back as the same value, through text as well: every bit of a number but for the
 /// payload of a NaN, the type of every QVariant, numbers that no enumerator has. Texts are kept as they are;
@@ -36,6 +37,7 @@ public:
     /// whose type cannot be saved, one that its text would not give back, and lists and maps nested more than
     /// 30 deep.
     static QJsonObject toJson(const GisSymbolRenderer& renderer);
+    static QJsonObject toJson(const GisRasterStyle& style);
 
     /// Values that the style's setters change are changed here too.
     /// \throws std::runtime_error
@@ -47,6 +49,9 @@ public:
     /// Never null.
     /// \throws std::runtime_error
     static std::unique_ptr<GisSymbolRenderer> rendererFromJson(const QJsonObject& json);
+
+    /// \throws std::runtime_error, also for what the style's setters refuse
+    static GisRasterStyle rasterStyleFromJson(const QJsonObject& json);
 
     /// Indented UTF-8.
     static QByteArray toText(const QJsonObject& json);

@@ -1,0 +1,25 @@
+#pragma once
+
+#include <QPainterPath>
+#include <QTransform>
+
+#include <vector>
+
+namespace Cartolith::Map::Labels::Internal {
+
+/// Fonts are asked for letters of this size, which is fine enough for all others.
+constexpr int outlineEm = 1024;
+
+/// A letter as it is in the font: curves on the baseline at 0, y downwards, `outlineEm` to an em.
+struct GlyphOutline {
+    QPainterPath path;
+    QRectF box;
+};
+
+using Contours = std::vector<std::vector<QPointF>>;
+
+/// Rings in pixels. Those from `count` on are overwritten, and `count` is how many they are afterwards, so
+/// that their memory serves again.
+void flatten(const GlyphOutline& outline, const QTransform& toPixels, Contours& contours, std::size_t& count);
+
+} // namespace Cartolith::Map::Labels::Internal

@@ -1,0 +1,237 @@
+#include <Cartolith/Map/Labels/LabelSearchInternal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <numeric>
+
+namespace Cartolith::Map::Labels::Internal {
+
+LabelSearch::LabelSearch(const std::vector<Item>& items, const Candidates& candidates,
+                         const std::vector<Candidate>& list, const QRectF& frame)
+    : m_items(items), m_candidates(candidates), m_list(list), m_grid(frame, 32.0), m_chosen(items.size(), -1),
+      m_order(items.size()) {
+    std::iota(m_order.begin(), m_order.end(), 0);
+    std::stable_sort(m_order.begin(), m_order.end(),
+                     [this](int a, int b) { return item(a).isGreaterThan(item(b)); });
+}
+
+template <typename Function>
+bool LabelSearch::forEachBlocker(int self, int candidate, Function function) {
+    ++m_looks;
+    for (const Box& box : m_candidates.boxesOf(at(candidate))) {
+        const bool isStraight = box.sine == 0.0;
+        const double reachX = isStraight ? box.halfWidth : box.reachX();
+        const double reachY = isStraight ? box.halfHeight : box.reachY();
+        const double left = box.x - reachX;
+        const double right = box.x + reachX;
+        const double top = box.y - reachY;
+        const double bottom = box.y + reachY;
+        const bool isDone = m_grid.forEachCell(box.x, box.y, reachX, reachY, [&](const Cell& cell) {
+            return std::all_of(cell.entries.cbegin(), cell.entries.cend(), [&](const Entry& entry) {
+                const bool isClear = entry.left >= right || entry.right <= left || entry.top >= bottom ||
+                                     entry.bottom <= top || entry.item == self ||
+                                     (!(isStraight && entry.isStraight) &&
+                                      !overlap(box, m_candidates.boxes[static_cast<std::size_t>(entry.box)]));
+                return isClear || function(entry.item);
+            });
+        });
+        if (!isDone) {
+            return false;
+        }
+    }
+    return true;
+}
+
+template <typename Function>
+bool LabelSearch::blockers(int self, int candidate, std::size_t most, Function mayBe) {
+    m_blockers.clear();
+    return forEachBlocker(self, candidate, [&](int other) {
+        if (std::find(m_blockers.cbegin(), m_blockers.cend(), other) != m_blockers.cend()) {
+            return true;
+        }
+        m_blockers.push_back(other);
+        return m_blockers.size() <= most && mayBe(other);
+    });
+}
+
+bool LabelSearch::isFree(int self, int candidate) {
+    return forEachBlocker(self, candidate, [](int) { return false; });
+}
+
+int LabelSearch::firstBlocker(int self, int candidate) {
+    int blocker = -1;
+    forEachBlocker(self, candidate, [&](int other) {
+        blocker = other;
+        return false;
+    });
+    return blocker;
+}
+
+void LabelSearch::put(int self, int candidate) {
+    m_chosen[static_cast<std::size_t>(self)] = candidate;
+    const Candidate& place = at(candidate);
+    for (int i = place.firstBox; i < place.firstBox + place.boxCount; ++i) {
+        const Box& box = m_candidates.boxes[static_cast<std::size_t>(i)];
+        const Entry entry{
+            box.x - box.reachX(), box.y - box.reachY(), box.x + box.reachX(), box.y + box.reachY(), i, self,
+            box.sine == 0.0};
+        m_grid.forEachCell(box, [&](Cell& cell) {
+            cell.entries.push_back(entry);
+            return true;
+        });
+    }
+}
+
+void LabelSearch::take(int self) {
+    const Candidate& place = at(m_chosen[static_cast<std::size_t>(self)]);
+    ++m_time;
+    for (int box = place.firstBox; box < place.firstBox + place.boxCount; ++box) {
+        m_grid.forEachCell(m_candidates.boxes[static_cast<std::size_t>(box)], [&](Cell& cell) {
+            cell.entries.erase(std::remove_if(cell.entries.begin(), cell.entries.end(),
+                                              [&](const Entry& e) { return e.item == self; }),
+                               cell.entries.end());
+            cell.freed = m_time;
+            return true;
+        });
+    }
+    m_chosen[static_cast<std::size_t>(self)] = -1;
+}
+
+void LabelSearch::placeGreedily() {
+    bool areSomeKept = false;
+    for (const int self : m_order) {
+        if (item(self).keepsFirst && isFree(self, item(self).firstCandidate)) {
+            put(self, item(self).firstCandidate);
+            areSomeKept = true;
+        }
+    }
+    for (const int self : m_order) {
+        const int first = item(self).firstCandidate;
+        for (int c = first; c < first + item(self).candidateCount && chosen(self) < 0; ++c) {
+            if (isFree(self, c)) {
+                put(self, c);
+            }
+        }
+        if (areSomeKept && chosen(self) < 0) {
+            driveOut(self, 0);
+        }
+    }
+}
+
+bool LabelSearch::driveOut(int self, int since) {
+    const auto isWorthALook = [&](int candidate) {
+        const auto boxes = m_candidates.boxesOf(at(candidate));
+        return since == 0 || std::any_of(boxes.begin(), boxes.end(), [&](const Box& box) {
+                   return !m_grid.forEachCell(box, [&](const Cell& cell) { return cell.freed <= since; });
+               });
+    };
+    // Where the fewest have to go.
+    std::vector<int> fewest;
+    int best = -1;
+    const int first = item(self).firstCandidate;
+    for (int c = first; c < first + item(self).candidateCount && (best < 0 || !fewest.empty()); ++c) {
+        const std::size_t most = best < 0 ? m_items.size() : fewest.size() - 1;
+        if (isWorthALook(c) &&
+            blockers(self, c, most, [&](int other) { return item(self).isGreaterThan(item(other)); })) {
+            best = c;
+            fewest.swap(m_blockers);
+        }
+    }
+    if (best < 0) {
+        return false;
+    }
+    for (const int other : fewest) {
+        take(other);
+    }
+    put(self, best);
+    return true;
+}
+
+int LabelSearch::otherPlace(int other, int coming) {
+    const auto meets = [&](int c) {
+        for (const Box& a : m_candidates.boxesOf(at(c))) {
+            for (const Box& b : m_candidates.boxesOf(at(coming))) {
+                if (overlap(a, b)) {
+                    return true;
+                }
+            }
+        }
+        return false;
+    };
+    const int first = item(other).firstCandidate;
+    for (int c = first; c < first + item(other).candidateCount; ++c) {
+        if (c != chosen(other) && !meets(c) && isFree(other, c)) {
+            return c;
+        }
+    }
+    return -1;
+}
+
+bool LabelSearch::moveOthers(int self) {
+    constexpr std::size_t most = 2;
+    const int first = item(self).firstCandidate;
+    for (int c = first; c < first + item(self).candidateCount; ++c) {
+        if (!blockers(self, c, most, [&](int other) {
+                return !item(other).keepsFirst || chosen(other) != item(other).firstCandidate;
+            })) {
+            continue;
+        }
+        const std::vector<int> inTheWay = m_blockers;
+        std::vector<std::pair<int, int>> moved; // with the place before
+        for (const int other : inTheWay) {
+            const int place = otherPlace(other, c);
+            if (place < 0) {
+                break;
+            }
+            moved.emplace_back(other, chosen(other));
+            take(other);
+            put(other, place);
+        }
+        if (moved.size() == inTheWay.size()) {
+            put(self, c);
+            return true;
+        }
+        for (auto it = moved.crbegin(); it != moved.crend(); ++it) {
+            take(it->first);
+            put(it->first, it->second);
+        }
+    }
+    return false;
+}
+
+void LabelSearch::exchange(qint64 budget) {
+    m_looks = 0;
+    constexpr int mostRounds = 4;
+    bool isChanged = true;
+    for (int round = 0; round < mostRounds && isChanged && m_looks < budget; ++round) {
+        isChanged = false;
+        const int start = m_time;
+        for (const int self : m_order) {
+            if (m_looks >= budget) {
+                break;
+            }
+            if (chosen(self) < 0 && item(self).candidateCount > 0) {
+                isChanged |= moveOthers(self);
+            }
+        }
+        // Room that was left may now hold a small label in a greater one's way. Whoever is driven out is
+        // less, so this ends.
+        for (int before = start, now = m_time; before < now; before = now, now = m_time) {
+            for (const int self : m_order) {
+                if (chosen(self) < 0 && item(self).candidateCount > 0) {
+                    driveOut(self, before);
+                }
+            }
+        }
+    }
+}
+
+void LabelSearch::placeOverlapping() {
+    for (const int self : m_order) {
+        if (chosen(self) < 0 && item(self).allowOverlap && item(self).candidateCount > 0) {
+            put(self, item(self).firstCandidate);
+        }
+    }
+}
+
+} // namespace Cartolith::Map::Labels::Internal

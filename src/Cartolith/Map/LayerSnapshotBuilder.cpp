@@ -1,0 +1,369 @@
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
+#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
+#include <Cartolith/Core/Layers/GisLayerRaster.h>
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
+#include <Cartolith/Map/Labels/LabelStyle.h>
+#include <Cartolith/Map/LayerSnapshotBuilder.h>
+#include <Cartolith/Map/Projection.h>
+#include <Cartolith/Map/RendererFields.h>
+#include <Cartolith/Map/ShapeProjectorInternal.h>
+#include <Cartolith/Map/StyleTableInternal.h>
+
+#include <algorithm>
+#include <atomic>
+#include <cmath>
+#include <limits>
+#include <optional>
+#include <stdexcept>
+
+using namespace Cartolith::Core;
+using CoordinateSystems::CoordinateSystem;
+using Layers::GisLayerStyle;
+using Shapes::GisShape;
+using Shapes::GisShapePoint;
+using Symbology::GisSymbolContext;
+
+namespace Cartolith::Map {
+
+namespace {
+
+/// What is drawn of a layer and shown on it; none where nobody can tell.
+std::optional<QStringList> fieldsToRead(const Layers::GisLayer& layer) {
+    QStringList fields;
+    const auto addLabelFields = [&fields](const GisLayerStyle& style) {
+        if (style.showLabels()) {
+            fields.append(style.labelField());
+            fields.append(style.labelPriorityField());
+        }
+    };
+    if (const Symbology::GisSymbolRenderer* const renderer = layer.symbolRenderer()) {
+        fields = fieldsOf(*renderer);
+        if (renderer->usesFeatureAttributes() && fields.isEmpty()) {
+            return std::nullopt;
+        }
+        const auto items = renderer->legendItems();
+        if (items.isEmpty()) {
+            return std::nullopt;
+        }
+        for (const Symbology::GisSymbolLegendItem& item : items) {
+            addLabelFields(item.style);
+        }
+    } else {
+        addLabelFields(layer.style());
+    }
+    fields.removeAll(QString());
+    fields.removeDuplicates();
+    return fields;
+}
+
+} // namespace
+
+class LayerSnapshotBuilder::Private {
+public:
+    Private(Layers::GisLayer& drawn, const MapView& drawnView, std::shared_ptr<CoordinateSystem> system)
+        : layer(drawn), vector(dynamic_cast<Layers::GisLayerVector*>(&drawn)),
+          raster(dynamic_cast<Layers::GisLayerRaster*>(&drawn)),
+          isReadByView(dynamic_cast<Layers::GisLayerOgrOnDemand*>(&drawn) != nullptr), view(drawnView),
+          mapSystem(std::move(system)) {
+        if (mapSystem != nullptr && layer.coordinateSystem() == nullptr) {
+            throw std::runtime_error(QStringLiteral("the layer '%1' does not say its coordinate system")
+                                         .arg(layer.name())
+                                         .toStdString());
+        }
+        isElsewhere = mapSystem != nullptr && !Projection::isIn(layer, *mapSystem);
+        if (isElsewhere && raster == nullptr) {
+            projector = std::make_unique<Internal::ShapeProjector>(*layer.coordinateSystem(), *mapSystem);
+        }
+        begin();
+    }
+
+    void begin() {
+        data = std::make_shared<LayerSnapshot::Data>();
+        styles = {};
+        position = 0;
+        whole = nowhere;
+        reader.reset();
+        data->layerName = layer.name();
+        data->layer = &layer;
+        data->revision = layer.contentRevision();
+        data->layerStyle = layer.style();
+        data->renderer = layer.symbolRenderer();
+        data->layerSystem = layer.coordinateSystem();
+        data->mapSystem = mapSystem;
+        data->isOfView = isReadByView || raster != nullptr;
+        data->view = view;
+        isUniform = data->renderer == nullptr || !data->renderer->usesFeatureAttributes();
+        if (vector != nullptr && !isReadByView) {
+            data->features.reserve(vector->items().size() + 1);
+        }
+    }
+
+    /// The side of the middle pixel in the layer's units; NaN when that has no place there.
+    double pixelInSource() const {
+        if (!isElsewhere) {
+            return view.unitsPerPixel();
+        }
+        try {
+            const CoordinateSystems::CoordinateTransformer back(*mapSystem, *layer.coordinateSystem());
+            const QPointF here = view.center();
+            const GisShapePoint a = back.transform({here.x(), here.y()});
+            const GisShapePoint right = back.transform({here.x() + view.unitsPerPixel(), here.y()});
+            const GisShapePoint up = back.transform({here.x(), here.y() + view.unitsPerPixel()});
+            return std::min(std::hypot(right.x() - a.x(), right.y() - a.y()),
+                            std::hypot(up.x() - a.x(), up.y() - a.y()));
+        } catch (const std::runtime_error&) {
+            return std::numeric_limits<double>::quiet_NaN();
+        }
+    }
+
+    void openReader() {
+        Layers::GisFeatureRequest request;
+        request.fields = fieldsToRead(layer);
+        if (view.isUsable()) {
+            constexpr double beyond = 64.0; // pixels: symbols that reach into the view
+            const double margin = beyond * view.devicePixelRatio() * view.unitsPerPixel();
+            request.extent = view.visibleExtent().inflate(margin, margin);
+            request.coordinateSystem = isElsewhere ? mapSystem : nullptr;
+            if (const double pixel = pixelInSource(); pixel > 0.0) {
+                request.picture = {pixel};
+            }
+        }
+        reader = vector->read(request);
+    }
+
+    /// One more; false when there is none.
+    bool takeNext() {
+        if (raster != nullptr) {
+            takePicture();
+            return false;
+        }
+        if (vector == nullptr) {
+            return false;
+        }
+        if (isReadByView) {
+            if (reader == nullptr) {
+                openReader();
+            }
+            if (!reader->next()) {
+                data->leftOut += reader->untransformedCount();
+                return false;
+            }
+            if (const auto shape = reader->takeShape()) {
+                take(*shape, reader->featureId(), *shape);
+            }
+            return true;
+        }
+        const auto& items = vector->items();
+        if (position >= items.size()) {
+            return false;
+        }
+        if (const GisShape* const shape = items[position++].get()) {
+            const qint64 id = vector->featureId(*shape).value_or(shape->id());
+            if (projector == nullptr) {
+                take(*shape, id, *shape);
+            } else if (const auto projected = projector->project(*shape)) {
+                take(*projected, id, *shape);
+            } else {
+                ++data->leftOut;
+            }
+        }
+        return true;
+    }
+
+    void takePicture() {
+        if (view.isUsable()) {
+            data->extent = view.pictureExtent();
+            data->picture = raster->readImage(data->extent, view.pictureFrame().size(),
+                                              isElsewhere ? mapSystem.get() : nullptr);
+        }
+    }
+
+    void take(const GisShape& shape, qint64 id, const GisShape& withValues) {
+        const std::size_t firstVertex = data->coordinates.size() / 2;
+        LayerSnapshot::Feature& feature = data->features.back();
+        feature.id = id;
+        const auto takeParts = [&](const QList<QList<GisShapePoint>>& parts) {
+            for (const QList<GisShapePoint>& part : parts) {
+                for (const GisShapePoint& vertex : part) {
+                    data->coordinates.push_back(vertex.x());
+                    data->coordinates.push_back(vertex.y());
+                }
+                data->partEnds.push_back(static_cast<qsizetype>(data->coordinates.size() / 2 - firstVertex));
+            }
+        };
+        if (const auto* const point = dynamic_cast<const GisShapePoint*>(&shape)) {
+            feature.kind = LayerSnapshot::Kind::Point;
+            data->coordinates.push_back(point->x());
+            data->coordinates.push_back(point->y());
+            data->partEnds.push_back(1);
+        } else if (const auto* const line = dynamic_cast<const Shapes::GisShapePolyline*>(&shape)) {
+            feature.kind = LayerSnapshot::Kind::Line;
+            takeParts(line->parts());
+        } else if (const auto* const area = dynamic_cast<const Shapes::GisShapePolygon*>(&shape)) {
+            feature.kind = LayerSnapshot::Kind::Area;
+            takeParts(area->parts());
+        } else {
+            ++data->leftOut;
+            return;
+        }
+        noteBox(firstVertex, feature.kind);
+        noteStyle(withValues);
+        LayerSnapshot::Feature next;
+        next.firstVertex = data->coordinates.size() / 2;
+        next.firstPart = data->partEnds.size();
+        data->features.push_back(next);
+    }
+
+    void noteBox(std::size_t firstVertex, LayerSnapshot::Kind kind) {
+        const auto boxFrom = [this](std::size_t first, std::size_t end) {
+            LayerSnapshot::Box box = nowhere; // which NaN does not change
+            for (std::size_t i = first; i < end; ++i) {
+                const double x = data->coordinates[2 * i];
+                const double y = data->coordinates[2 * i + 1];
+                box = {std::min(box.left, x), std::min(box.bottom, y), std::max(box.right, x),
+                       std::max(box.top, y)};
+            }
+            return box;
+        };
+        const LayerSnapshot::Box box = boxFrom(firstVertex, data->coordinates.size() / 2);
+        if (box.left <= box.right && box.bottom <= box.top) {
+            whole = {std::min(whole.left, box.left), std::min(whole.bottom, box.bottom),
+                     std::max(whole.right, box.right), std::max(whole.top, box.top)};
+        }
+        if (kind != LayerSnapshot::Kind::Point && data->boxes.empty()) {
+            // Up to here they were points, which need none.
+            for (std::size_t i = 0; i < firstVertex; ++i) {
+                data->boxes.push_back(boxFrom(i, i + 1));
+            }
+        }
+        if (kind != LayerSnapshot::Kind::Point || !data->boxes.empty()) {
+            data->boxes.push_back(box);
+        }
+    }
+
+    void noteStyle(const GisShape& shape) {
+        if (isUniform && styles.styles().isEmpty()) {
+            uniform = data->renderer == nullptr ? layer.style()
+                                                : data->renderer->styleForFeature(GisSymbolContext(shape));
+        }
+        const GisLayerStyle style =
+            isUniform ? uniform : data->renderer->styleForFeature(GisSymbolContext(shape));
+        data->features.back().style = styles.numberOf(style);
+        const std::size_t number = data->features.size() - 1;
+        if (style.showLabels() && !style.labelField().isEmpty()) {
+            data->labelTexts.resize(number);
+            data->labelTexts.push_back(Labels::labelText(shape.attributeValue(style.labelField())));
+            if (!style.labelPriorityField().isEmpty()) {
+                data->labelPriorities.resize(number, std::numeric_limits<double>::quiet_NaN());
+                data->labelPriorities.push_back(
+                    Labels::labelPriority(shape.attributeValue(style.labelPriorityField())));
+            }
+        }
+    }
+
+    void finish() {
+        if (!data->labelTexts.empty()) {
+            data->labelTexts.resize(data->features.size() - 1);
+        }
+        if (!data->labelPriorities.empty()) {
+            data->labelPriorities.resize(data->features.size() - 1, std::numeric_limits<double>::quiet_NaN());
+        }
+        if (raster == nullptr && whole.left <= whole.right) {
+            data->extent = {whole.left, whole.bottom, whole.right, whole.top};
+        }
+        data->styles = styles.styles();
+        made = LayerSnapshot(std::move(data));
+        reader.reset();
+        state = State::Done;
+    }
+
+    Layers::GisLayer& layer;
+    Layers::GisLayerVector* const vector;
+    Layers::GisLayerRaster* const raster;
+    const bool isReadByView;
+    const MapView view;
+    const std::shared_ptr<CoordinateSystem> mapSystem;
+    bool isElsewhere = false; // not in the map's system
+    bool isUniform = true;
+    std::unique_ptr<Internal::ShapeProjector> projector;
+    std::unique_ptr<Layers::GisFeatureReader> reader;
+
+    std::shared_ptr<LayerSnapshot::Data> data;
+    Internal::StyleTable styles;
+    GisLayerStyle uniform;
+    static constexpr double all = std::numeric_limits<double>::infinity();
+    static constexpr LayerSnapshot::Box nowhere{all, all, -all, -all};
+    LayerSnapshot::Box whole = nowhere;
+    std::size_t position = 0;
+    State state = State::Working;
+    LayerSnapshot made;
+    std::atomic<bool> isCancelled = false;
+};
+
+LayerSnapshotBuilder::LayerSnapshotBuilder(Layers::GisLayer& layer, const MapView& view,
+                                           std::shared_ptr<CoordinateSystem> mapSystem)
+    : d(std::make_unique<Private>(layer, view, std::move(mapSystem))) {}
+
+LayerSnapshotBuilder::~LayerSnapshotBuilder() = default;
+
+bool LayerSnapshotBuilder::step(std::chrono::milliseconds budget) {
+    if (d->state != State::Working) {
+        return true;
+    }
+    if (d->data->revision != d->layer.contentRevision()) {
+        d->begin();
+    }
+    const auto end = std::chrono::steady_clock::now() + budget;
+    constexpr int between = 16; // shapes, from one look at the clock to the next
+    const auto giveUp = [this] {
+        d->state = State::Cancelled;
+        d->data.reset();
+        d->reader.reset();
+    };
+    for (int i = 1;; ++i) {
+        if (d->isCancelled.load(std::memory_order_relaxed)) {
+            giveUp();
+            return true;
+        }
+        bool isMore = false;
+        try {
+            isMore = d->takeNext();
+        } catch (...) {
+            giveUp();
+            throw;
+        }
+        if (!isMore) {
+            d->finish();
+            return true;
+        }
+        if (i % between == 0 && std::chrono::steady_clock::now() >= end) {
+            return false;
+        }
+    }
+}
+
+void LayerSnapshotBuilder::cancel() noexcept {
+    d->isCancelled.store(true, std::memory_order_relaxed);
+}
+
+LayerSnapshotBuilder::State LayerSnapshotBuilder::state() const noexcept {
+    return d->state;
+}
+
+double LayerSnapshotBuilder::progress() const noexcept {
+    if (d->state != State::Working) {
+        return 1.0;
+    }
+    const bool isKnown = d->vector != nullptr && !d->isReadByView && d->vector->count() > 0;
+    return isKnown ? static_cast<double>(d->position) / d->vector->count() : 0.0;
+}
+
+LayerSnapshot LayerSnapshotBuilder::snapshot() const {
+    return d->made;
+}
+
+} // namespace Cartolith::Map

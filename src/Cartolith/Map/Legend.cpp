@@ -1,0 +1,190 @@
+#include <Cartolith/Map/Legend.h>
+#include <Cartolith/Map/NumberText.h>
+#include <Cartolith/Map/SheetFont.h>
+#include <Cartolith/Map/SymbolPainter.h>
+
+#include <QFontMetricsF>
+#include <QPainter>
+#include <QPainterPath>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+using Cartolith::Core::Layers::GisLayerStyle;
+using Cartolith::Core::Shapes::GisShapeType;
+
+namespace Cartolith::Map {
+
+namespace {
+
+constexpr int leastLetters = 8;      // pixels
+constexpr double longestLabel = 20;  // in letter heights
+constexpr double defaultApart = 0.5; // rows between the classes and the default
+
+double widthOf(const QFont& font, const QString& text) {
+    return std::ceil(QFontMetricsF(font).horizontalAdvance(text));
+}
+
+/// Nothing where nothing was counted.
+QString countText(const LegendContent::Row& row) {
+    return row.count < 0 ? QString() : NumberText::whole(row.count);
+}
+
+QString elided(const QFont& font, const QString& text, double width) {
+    // A measured text must never lose a letter to rounding.
+    return QFontMetricsF(font).elidedText(text, Qt::ElideRight, width + 0.5);
+}
+
+} // namespace
+
+Legend::Legend(LegendContent content, const SheetColours& colours, QSizeF room, int letterPixels)
+    : m_content(std::move(content)), m_colours(colours) {
+    for (const double scale : {1.0, 0.85, 0.7}) {
+        layOut(room, std::max(leastLetters, static_cast<int>(letterPixels * scale)));
+        if (m_shown == classRows()) {
+            break;
+        }
+    }
+}
+
+bool Legend::hasDefault() const {
+    return !m_content.rows.isEmpty() && m_content.rows.constLast().isDefault;
+}
+
+qsizetype Legend::classRows() const {
+    return m_content.rows.size() - (hasDefault() ? 1 : 0);
+}
+
+QString Legend::remainder() const {
+    return QStringLiteral("and %1 more").arg(NumberText::whole(classRows() - m_shown));
+}
+
+void Legend::layOut(QSizeF room, int letterPixels) {
+    m_font = sheetFont(letterPixels, false);
+    m_titleFont = sheetFont(letterPixels * 6 / 5, true);
+    m_smallFont = sheetFont(std::max(leastLetters, letterPixels * 4 / 5), false);
+    m_row = std::ceil(letterPixels * 1.5);
+
+    // A column: sample, label, count, and a wider gap to the next column.
+    const double gap = letterPixels * 0.6;
+    const double sample = 2.0 * letterPixels;
+    m_labelWidth = 0.0;
+    m_countWidth = 0.0;
+    for (const LegendContent::Row& row : m_content.rows) {
+        m_labelWidth = std::max(m_labelWidth, widthOf(m_font, row.label));
+        m_countWidth = std::max(m_countWidth, widthOf(m_font, countText(row)));
+    }
+    const double others = sample + 2 * gap + m_countWidth;
+    const double apart = 2.0 * letterPixels;
+    m_labelWidth = std::clamp(m_labelWidth, 0.0,
+                              std::max(0.0, std::min(longestLabel * letterPixels, room.width() - others)));
+    m_column = others + m_labelWidth;
+    m_columnStep = m_column + apart;
+
+    const double head = m_content.title.isEmpty() ? 0.0 : 1.5 * m_row;
+    const double foot =
+        (hasDefault() ? (1.0 + defaultApart) * m_row : 0.0) + (m_content.smallPrint.isEmpty() ? 0.0 : m_row);
+    const qsizetype classes = classRows();
+    const auto deepest =
+        std::max<qsizetype>(1, static_cast<qsizetype>((room.height() - head - foot) / m_row));
+    const auto most =
+        std::max<qsizetype>(1, static_cast<qsizetype>((room.width() + apart) / (m_column + apart)));
+    const qsizetype columns = std::clamp<qsizetype>((classes + deepest - 1) / deepest, 1, most);
+    m_shown = classes <= deepest * columns ? classes : deepest * columns - 1;
+    m_perColumn = std::min(deepest, std::max<qsizetype>(1, (classes + columns - 1) / columns));
+
+    double width = static_cast<double>(columns) * m_columnStep - apart;
+    width = std::max(width, widthOf(m_titleFont, m_content.title));
+    width = std::max(width, widthOf(m_smallFont, m_content.smallPrint));
+    m_size = {std::min(width, room.width()),
+              std::min(head + static_cast<double>(m_perColumn) * m_row + foot, room.height())};
+}
+
+void Legend::drawSample(QPainter& painter, GisLayerStyle style, const QRectF& place) const {
+    SymbolPainter symbols(painter);
+    style.setLineWidth(std::min(style.lineWidth(), static_cast<float>(place.height() / 2)));
+    switch (m_content.kind) {
+    case GisShapeType::Point:
+        style.setPointSize(std::min(style.pointSize(), static_cast<float>(place.height())));
+        symbols.point(place.center(), style);
+        break;
+    case GisShapeType::Polyline: {
+        const QPolygonF line{QPointF(place.left(), place.center().y()),
+                             QPointF(place.right(), place.center().y())};
+        constexpr float thick = 2.0F; // enough to see what colour it is
+        style.setLineWidth(std::max(style.lineWidth(), thick));
+        symbols.casing(line, style, m_content.casing);
+        symbols.line(line, style);
+        break;
+    }
+    default:
+        QPainterPath path;
+        path.addRect(place);
+        painter.fillRect(place, m_colours.sea); // what is transparent looks as it does on the map
+        symbols.area(path, style);
+        break;
+    }
+}
+
+void Legend::drawRow(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const {
+    const double letters = m_font.pixelSize();
+    const double gap = letters * 0.6;
+    // On whole pixels, so that the fill is not mixed with the paper.
+    const QRectF sample(std::round(place.left()) + 0.5, std::round(place.center().y() - letters * 0.5) + 0.5,
+                        std::round(2.0 * letters) - 1.0, letters);
+    drawSample(painter, row.style, sample);
+    painter.setFont(m_font);
+    painter.setPen(m_colours.ink);
+    const QRectF label(place.left() + 2.0 * letters + gap, place.top(), m_labelWidth, place.height());
+    painter.drawText(label.adjusted(0, 0, 1, 0), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
+                     elided(m_font, row.label, label.width()));
+    painter.setPen(m_colours.faintInk);
+    painter.drawText(QRectF(label.right() + gap, place.top(), m_countWidth, place.height()),
+                     Qt::AlignVCenter | Qt::AlignRight | Qt::TextSingleLine, countText(row));
+}
+
+void Legend::draw(QPainter& painter, QPointF topLeft) const {
+    painter.save();
+    painter.setClipRect(QRectF(topLeft, m_size).adjusted(-1, -1, 1, 1), Qt::IntersectClip);
+    painter.setRenderHint(QPainter::Antialiasing);
+    double top = topLeft.y();
+    const auto line = [&](const QFont& font, const QColor& colour, const QString& text) {
+        painter.setFont(font);
+        painter.setPen(colour);
+        painter.drawText(QRectF(topLeft.x(), top, m_size.width() + 1, m_row),
+                         Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
+                         elided(font, text, m_size.width()));
+    };
+    if (!m_content.title.isEmpty()) {
+        line(m_titleFont, m_colours.ink, m_content.title);
+        top += 1.5 * m_row;
+    }
+    const auto place = [&](qsizetype i) {
+        const qsizetype column = i / m_perColumn;
+        const qsizetype row = i % m_perColumn;
+        return QRectF(topLeft.x() + static_cast<double>(column) * m_columnStep,
+                      top + static_cast<double>(row) * m_row, m_column, m_row);
+    };
+    for (qsizetype i = 0; i < m_shown; ++i) {
+        drawRow(painter, m_content.rows.at(i), place(i));
+    }
+    if (m_shown < classRows()) {
+        painter.setFont(m_font);
+        painter.setPen(m_colours.faintInk);
+        painter.drawText(place(m_shown), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
+                         elided(m_font, remainder(), m_column));
+    }
+    top += static_cast<double>(m_perColumn) * m_row;
+    if (hasDefault()) {
+        top += defaultApart * m_row;
+        drawRow(painter, m_content.rows.constLast(), QRectF(topLeft.x(), top, m_column, m_row));
+        top += m_row;
+    }
+    if (!m_content.smallPrint.isEmpty()) {
+        line(m_smallFont, m_colours.faintInk, m_content.smallPrint);
+    }
+    painter.restore();
+}
+
+} // namespace Cartolith::Map

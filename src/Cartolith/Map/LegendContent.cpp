@@ -1,0 +1,148 @@
+#include <Cartolith/Core/Layers/GisLayerVector.h>
+#include <Cartolith/Core/Symbology/GisClassificationEngine.h>
+#include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
+#include <Cartolith/Map/LegendBounds.h>
+#include <Cartolith/Map/LegendContent.h>
+#include <Cartolith/Map/NumberText.h>
+#include <Cartolith/Map/RendererFields.h>
+
+#include <algorithm>
+#include <cmath>
+
+using namespace Cartolith::Core;
+using Layers::GisLayerVector;
+using Symbology::GisClassificationEngine;
+using Symbology::GisGraduatedSymbolRange;
+using Symbology::GisGraduatedSymbolRenderer;
+using Symbology::GisSymbolContext;
+using Symbology::GisSymbolLegendItem;
+using Symbology::GisSymbolRenderer;
+
+namespace Cartolith::Map {
+
+namespace {
+
+/// What to call the features that are drawn with the default style, which has that place in the legend.
+QString defaultLabel(const GisLayerVector& layer, const QString& field, qsizetype place) {
+    qsizetype with = 0;
+    qsizetype without = 0;
+    for (const auto& shape : layer.items()) {
+        const GisSymbolContext context(*shape);
+        if (layer.symbolRenderer()->legendIndexForFeature(context) == place) {
+            const QVariant value = context.attribute(field);
+            ++(value.isNull() || value.toString().trimmed().isEmpty() ? without : with);
+        }
+    }
+    if (field.isEmpty() || without == 0) {
+        return QStringLiteral("Other");
+    }
+    return with == 0 ? QStringLiteral("No value") : QStringLiteral("Other or no value");
+}
+
+void describeGraduated(const GisGraduatedSymbolRenderer& renderer, const GisLayerVector& layer,
+                       QList<GisSymbolLegendItem>& items, LegendContent& content) {
+    QList<QVariant> column;
+    for (const auto& shape : layer.items()) {
+        column.append(shape->attributeValue(renderer.fieldName()));
+    }
+    const QList<double> values = GisClassificationEngine::numericValues(column);
+    GisClassificationEngine::Ranges all;
+    GisClassificationEngine::Ranges enabled;
+    for (const GisGraduatedSymbolRange& range : renderer.ranges()) {
+        all.append({range.lower, range.upper, range.includeLower, range.includeUpper, {}});
+        if (range.enabled) {
+            enabled.append(all.constLast());
+        }
+    }
+    const LegendBounds bounds(all, renderer.classificationMode(), values);
+    for (qsizetype i = 0; i < all.size(); ++i) {
+        if (items.at(i).label == GisClassificationEngine::label(all.at(i).lower, all.at(i).upper)) {
+            items[i].label = bounds.label(i);
+        }
+    }
+    const double gvf = GisClassificationEngine::goodnessOfFit(values, enabled).gvf;
+    if (std::isfinite(gvf)) {
+        // Rounded down: only a perfect fit reads 1.
+        content.smallPrint = QStringLiteral("Goodness of variance fit %1")
+                                 .arg(std::floor(gvf * 1000.0 + 1e-9) / 1000.0, 0, 'f', 3);
+    }
+}
+
+Layers::GisLayerStyle sampleOf(const QString& colour) {
+    Layers::GisLayerStyle style;
+    style.setFillColor(colour);
+    style.setFillOpacity(255);
+    constexpr float outline = 0.7F; // pixels
+    style.setLineWidth(outline);
+    style.setLineColor(Symbology::GisColorRamp::interpolateColor(colour, QStringLiteral("#000000"), 0.45));
+    return style;
+}
+
+} // namespace
+
+LegendContent LegendContent::of(const LegendBounds& bounds, const QList<QString>& colours,
+                                const QString& title) {
+    LegendContent content;
+    content.title = title;
+    for (qsizetype i = 0; i < colours.size(); ++i) {
+        content.rows.append({bounds.label(i), sampleOf(colours.at(i)), -1});
+    }
+    return content;
+}
+
+LegendContent LegendContent::of(const Symbology::GisColorRamp& ramp, bool reversed, double least,
+                                double greatest, const QString& title) {
+    LegendContent content;
+    content.title = title;
+    // Steps of 1, 2 or 5 times a power of ten, four to ten of them.
+    const double power = std::pow(10.0, std::floor(std::log10((greatest - least) / 4.0)));
+    const double share = (greatest - least) / 4.0 / power;
+    const double step = power * (share >= 5.0 ? 5.0 : share >= 2.0 ? 2.0 : 1.0);
+    QList<double> values;
+    if (step > 0.0 && std::isfinite(step)) {
+        constexpr int most = 12;
+        const double first = std::floor(greatest / step);
+        for (int i = 0; i < most && (first - i) * step >= least; ++i) {
+            values.append(QString::number((first - i) * step, 'g', 12).toDouble());
+        }
+    } else {
+        values.append(least); // a single value
+    }
+    const QStringList texts = NumberText::alike(values);
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        const double place = greatest > least ? (values.at(i) - least) / (greatest - least) : 0.5;
+        content.rows.append({texts.at(i), sampleOf(ramp.colorAt(place, reversed)), -1});
+    }
+    return content;
+}
+
+LegendContent LegendContent::of(const GisLayerVector& layer, const QString& title) {
+    const GisSymbolRenderer& renderer = *layer.symbolRenderer();
+    const QStringList fields = fieldsOf(renderer);
+    const QString field = fields.size() == 1 ? fields.constFirst() : QString(); // that alone decides
+    LegendContent content;
+    const bool isOneStyle = renderer.type() == Symbology::GisSymbolRendererType::Simple;
+    content.title = !title.isEmpty() || isOneStyle ? title : field.isEmpty() ? layer.name() : field;
+    content.kind = layer.shapeType();
+
+    QList<GisSymbolLegendItem> items = renderer.countedLegendItems(layer.rawShapes());
+    if (const auto* graduated = dynamic_cast<const GisGraduatedSymbolRenderer*>(&renderer)) {
+        describeGraduated(*graduated, layer, items, content);
+    }
+    for (qsizetype i = 0; i < items.size(); ++i) {
+        GisSymbolLegendItem& item = items[i];
+        if (!item.enabled || (item.isDefault && item.count == 0)) {
+            continue;
+        }
+        if (item.isDefault) {
+            item.label = defaultLabel(layer, field, i);
+        }
+        if (isOneStyle) {
+            item.label = layer.name();
+        }
+        content.rows.append({item.label, item.style, item.count, item.isDefault});
+    }
+    return content;
+}
+
+} // namespace Cartolith::Map

@@ -1,0 +1,406 @@
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
+#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Layers/GisOgrProvider.h>
+#include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
+#include <Cartolith/Core/Symbology/GisSymbologyJson.h>
+#include <Cartolith/Map/MapSceneInternal.h>
+
+#include <QDir>
+#include <QFile>
+#include <QFileInfo>
+#include <QJsonArray>
+#include <QSaveFile>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <functional>
+#include <limits>
+#include <stdexcept>
+
+using namespace Cartolith::Core;
+using CoordinateSystems::CoordinateSystem;
+using CoordinateSystems::CoordinateSystemFactory;
+using Symbology::GisSymbologyJson;
+
+namespace Cartolith::Map {
+
+namespace {
+
+constexpr qint64 largestFile = qint64{64} << 20;
+constexpr qsizetype mostLayers = 10'000;
+constexpr int formatVersion = 1;
+constexpr std::array<const char*, 6> blendTexts{"normal",  "multiply", "screen",
+                                                "overlay", "darken",   "lighten"};
+
+QString text(const char* latin1) {
+    return QString::fromLatin1(latin1);
+}
+
+[[noreturn]] void fail(const QString& where, const QString& what) {
+    throw std::runtime_error(QStringLiteral("%1: %2").arg(where, what).toStdString());
+}
+
+/// The members of an object, each taken once, so that those that are not known are found.
+class Members {
+public:
+    Members(const QJsonValue& value, QString where) : m_where(std::move(where)) {
+        if (!value.isObject()) {
+            fail(m_where, text("an object is expected."));
+        }
+        m_members = value.toObject();
+    }
+
+    QString where(const char* name) const { return m_where + QLatin1Char('.') + text(name); }
+    bool has(const char* name) const { return m_members.contains(QLatin1String(name)); }
+
+    QString string(const char* name, const QString& missing = QString()) {
+        const QJsonValue value = take(name);
+        if (!value.isUndefined() && !value.isString()) {
+            fail(where(name), text("a text is expected."));
+        }
+        return value.toString(missing);
+    }
+    bool boolean(const char* name, bool missing) {
+        const QJsonValue value = take(name);
+        if (!value.isUndefined() && !value.isBool()) {
+            fail(where(name), text("true or false is expected."));
+        }
+        return value.toBool(missing);
+    }
+    double number(const char* name, double missing) {
+        const QJsonValue value = take(name);
+        if (!value.isUndefined() && !value.isDouble()) {
+            fail(where(name), text("a number is expected."));
+        }
+        return value.toDouble(missing);
+    }
+    QJsonObject object(const char* name) {
+        const QJsonValue value = take(name);
+        if (!value.isUndefined() && !value.isObject()) {
+            fail(where(name), text("an object is expected."));
+        }
+        return value.toObject();
+    }
+    QJsonArray array(const char* name) {
+        const QJsonValue value = take(name);
+        if (!value.isUndefined() && !value.isArray()) {
+            fail(where(name), text("an array is expected."));
+        }
+        return value.toArray();
+    }
+
+    void refuseOthers() const {
+        if (!m_members.isEmpty()) {
+            fail(m_where, QStringLiteral("there is no member \"%1\".").arg(m_members.begin().key().left(40)));
+        }
+    }
+
+private:
+    QJsonValue take(const char* name) {
+        const QLatin1String key(name);
+        return m_members.contains(key) ? m_members.take(key) : QJsonValue(QJsonValue::Undefined);
+    }
+
+    QJsonObject m_members;
+    QString m_where;
+};
+
+/// What a layer was opened from.
+struct Source {
+    const char* kind;
+    QString path;
+    QString layer;
+};
+
+Source sourceOf(const Layers::GisLayer& layer) {
+    if (const auto* const onDemand = dynamic_cast<const Layers::GisLayerOgrOnDemand*>(&layer)) {
+        return {"onDemand", onDemand->path(), onDemand->layerName()};
+    }
+    if (const auto* const vector = dynamic_cast<const Layers::GisLayerOgrVector*>(&layer)) {
+        return {"vector", vector->path(), vector->layerName()};
+    }
+    if (dynamic_cast<const Layers::GisLayerGdalRaster*>(&layer) != nullptr) {
+        const auto* const provider = layer.layerProvider();
+        return {"raster", provider != nullptr ? provider->source() : QString(), QString()};
+    }
+    return {"", {}, {}};
+}
+
+bool isFile(const QString& path) {
+    return QFileInfo::exists(path);
+}
+
+QString systemText(const CoordinateSystem& system) {
+    return system.epsgCode() > 0 ? QStringLiteral("EPSG:%1").arg(system.epsgCode()) : system.definition();
+}
+
+QJsonObject casingJson(const LineCasing& casing) {
+    return {{text("color"), casing.colour.name(QColor::HexArgb)},
+            {text("lines"), QJsonArray::fromStringList(casing.lines)}};
+}
+
+QJsonObject entryJson(const MapScene::Entry& entry, const QDir& folder) {
+    const Layers::GisLayer& layer = *entry.layer;
+    const Source source = sourceOf(layer);
+    if (source.path.isEmpty()) {
+        throw std::invalid_argument(QStringLiteral("the layer '%1' has no source that a map file could name")
+                                        .arg(layer.name())
+                                        .toStdString());
+    }
+    const QString path = isFile(source.path)
+                             ? folder.relativeFilePath(QFileInfo(source.path).absoluteFilePath())
+                             : Layers::Providers::GisOgrProvider(source.path).source();
+    QJsonObject json{{text("name"), layer.name()},
+                     {text("kind"), text(source.kind)},
+                     {text("source"), path},
+                     {text("visible"), layer.visible()},
+                     {text("minVisibleScale"), layer.minVisibleScale()},
+                     {text("maxVisibleScale"), layer.maxVisibleScale()},
+                     {text("opacity"), entry.opacity},
+                     {text("blend"), text(blendTexts.at(static_cast<std::size_t>(entry.blend)))}};
+    if (!source.layer.isEmpty()) {
+        json.insert(text("layer"), source.layer);
+    }
+    if (layer.coordinateSystem() != nullptr) {
+        json.insert(text("crs"), systemText(*layer.coordinateSystem()));
+    }
+    if (!entry.casing.lines.isEmpty()) {
+        json.insert(text("casing"), casingJson(entry.casing));
+    }
+    if (const auto* const raster = dynamic_cast<const Layers::GisLayerRaster*>(&layer)) {
+        json.insert(text("rasterStyle"), GisSymbologyJson::toJson(raster->rasterStyle()));
+        return json;
+    }
+    json.insert(text("style"), GisSymbologyJson::toJson(layer.style()));
+    if (layer.symbolRenderer() != nullptr) {
+        json.insert(text("renderer"), GisSymbologyJson::toJson(*layer.symbolRenderer()));
+    }
+    return json;
+}
+
+std::shared_ptr<CoordinateSystem> systemFrom(const QString& definition, const QString& where) {
+    auto system = CoordinateSystemFactory::fromUserInput(definition);
+    if (system == nullptr) {
+        fail(where, QStringLiteral("'%1' is not a coordinate system that GDAL and PROJ know.")
+                        .arg(definition.left(80)));
+    }
+    return system;
+}
+
+std::shared_ptr<Layers::GisLayer> layerOf(const QString& kind, const QString& path, const QString& name,
+                                          const QString& where) {
+    if (kind == QLatin1String("vector")) {
+        return std::make_shared<Layers::GisLayerOgrVector>(path, name);
+    }
+    if (kind == QLatin1String("onDemand")) {
+        return std::make_shared<Layers::GisLayerOgrOnDemand>(path, name);
+    }
+    if (kind == QLatin1String("raster")) {
+        return std::make_shared<Layers::GisLayerGdalRaster>(path);
+    }
+    fail(where, QStringLiteral("\"%1\" is none of \"vector\", \"onDemand\", \"raster\".").arg(kind.left(40)));
+}
+
+class EntryReader {
+public:
+    EntryReader(const QDir& folder, MapScene::Sources sources) : m_folder(folder), m_sources(sources) {}
+
+    /// What went wrong with the source comes to the problems; anything else is thrown.
+    MapScene::Entry read(const QJsonValue& value, const QString& where, QStringList& problems) const {
+        Members members(value, where);
+        MapScene::Entry entry;
+        const QString name = members.string("name");
+        const QString source = members.string("source");
+        const QString path = m_folder.filePath(source); // an absolute one stays what it is
+        const QString kind = members.string("kind");
+        entry.layer =
+            layerOf(kind, isFile(path) ? path : source, members.string("layer"), members.where("kind"));
+        Layers::GisLayer& layer = *entry.layer;
+        const QString definition = members.string("crs");
+        const auto system = definition.isEmpty() ? nullptr : systemFrom(definition, members.where("crs"));
+
+        layer.setVisible(members.boolean("visible", true));
+        layer.setMinVisibleScale(members.number("minVisibleScale", 0.0));
+        layer.setMaxVisibleScale(members.number("maxVisibleScale", 0.0));
+        entry.opacity = members.number("opacity", 1.0);
+        entry.blend = blendFrom(members.string("blend", text(blendTexts[0])), members.where("blend"));
+        readCasing(members, entry.casing);
+        readLooks(members, layer);
+        members.refuseOthers();
+
+        try {
+            if (!isFile(path) && m_sources == MapScene::Sources::Files) {
+                fail(source, text("there is no such file or folder"));
+            }
+            layer.open();
+            if (layer.coordinateSystem() == nullptr) {
+                layer.setCoordinateSystem(system);
+            }
+            if (!name.isEmpty()) {
+                layer.setName(name);
+            }
+        } catch (const std::runtime_error& error) {
+            problems.append(QStringLiteral("%1: %2").arg(name, QString::fromUtf8(error.what())));
+            entry.layer.reset();
+            entry.missing = value.toObject();
+        }
+        return entry;
+    }
+
+private:
+    static LayerBlend blendFrom(const QString& name, const QString& where) {
+        const auto found = std::find_if(blendTexts.cbegin(), blendTexts.cend(),
+                                        [&name](const char* known) { return name == QLatin1String(known); });
+        if (found == blendTexts.cend()) {
+            fail(where, QStringLiteral("there is no blend mode \"%1\".").arg(name.left(40)));
+        }
+        return static_cast<LayerBlend>(found - blendTexts.cbegin());
+    }
+
+    static void readCasing(Members& members, LineCasing& casing) {
+        if (members.has("casing")) {
+            Members from(members.object("casing"), members.where("casing"));
+            casing.colour = QColor(from.string("color"));
+            for (const QJsonValue line : from.array("lines")) {
+                casing.lines.append(line.toString());
+            }
+            from.refuseOthers();
+        }
+    }
+
+    static void readLooks(Members& members, Layers::GisLayer& layer) {
+        const auto read = [&members](const char* name, const auto& function) {
+            if (!members.has(name)) {
+                return;
+            }
+            const QString where = members.where(name);
+            try {
+                function(members.object(name));
+            } catch (const std::runtime_error& error) {
+                fail(where, QString::fromUtf8(error.what()));
+            }
+        };
+        if (auto* const raster = dynamic_cast<Layers::GisLayerRaster*>(&layer)) {
+            read("rasterStyle", [raster](const QJsonObject& json) {
+                raster->setRasterStyle(GisSymbologyJson::rasterStyleFromJson(json));
+            });
+            return;
+        }
+        read("style",
+             [&layer](const QJsonObject& json) { layer.style() = GisSymbologyJson::styleFromJson(json); });
+        read("renderer", [&layer](const QJsonObject& json) {
+            layer.setSymbolRenderer(GisSymbologyJson::rendererFromJson(json));
+        });
+    }
+
+    QDir m_folder;
+    MapScene::Sources m_sources;
+};
+
+QJsonObject viewJson(const MapView& view) {
+    return {{text("centerX"), view.center().x()},
+            {text("centerY"), view.center().y()},
+            {text("unitsPerPixel"), view.unitsPerPixel()},
+            {text("rotation"), view.rotation()},
+            {text("width"), view.frame().width()},
+            {text("height"), view.frame().height()},
+            {text("devicePixelRatio"), view.devicePixelRatio()}};
+}
+
+MapView viewFrom(const QJsonValue& value, const QString& where) {
+    Members members(value, where);
+    const double nan = std::numeric_limits<double>::quiet_NaN();
+    const QPointF center(members.number("centerX", nan), members.number("centerY", nan));
+    const double scale = members.number("unitsPerPixel", nan);
+    const double rotation = members.number("rotation", 0.0);
+    const QRectF frame(0.0, 0.0, members.number("width", nan), members.number("height", nan));
+    const double ratio = members.number("devicePixelRatio", 1.0);
+    members.refuseOthers();
+    const double right = frame.width() * scale / 2.0;
+    const double up = frame.height() * scale / 2.0;
+    const MapView flat({center.x() - right, center.y() - up, center.x() + right, center.y() + up}, frame);
+    const MapView view = flat.rotated(rotation, frame.center());
+    // The ratio multiplies the frame, which is that of the device already.
+    const MapView result = view.inFrame({0.0, 0.0, frame.width() / ratio, frame.height() / ratio});
+    const MapView scaled = result.zoomed(1.0 / ratio, result.frame().center()).withDevicePixelRatio(ratio);
+    if (!scaled.isUsable()) {
+        fail(where, text("there is no such view."));
+    }
+    return scaled;
+}
+
+} // namespace
+
+void MapScene::save(const QString& path) const {
+    const QDir folder = QFileInfo(path).absoluteDir();
+    QJsonArray layers;
+    for (const Private::Kept& kept : d->entries) {
+        layers.append(kept.entry.layer != nullptr ? entryJson(kept.entry, folder) : kept.entry.missing);
+    }
+    QJsonObject json{{text("kind"), text("map")},
+                     {text("version"), formatVersion},
+                     {text("background"), d->background.name(QColor::HexArgb)},
+                     {text("layers"), layers}};
+    if (d->system != nullptr) {
+        json.insert(text("crs"), systemText(*d->system));
+    }
+    if (d->view.isUsable()) {
+        json.insert(text("view"), viewJson(d->view));
+    }
+    const QByteArray bytes = GisSymbologyJson::toText(json);
+    QSaveFile file(path);
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
+        throw std::runtime_error(
+            QStringLiteral("'%1' could not be written: %2").arg(path, file.errorString()).toStdString());
+    }
+}
+
+MapScene::Loaded MapScene::load(const QString& path, Sources sources) {
+    const QString quoted = QStringLiteral("'%1'").arg(path);
+    QFile file(path);
+    if (!file.open(QIODevice::ReadOnly)) {
+        fail(quoted, file.errorString());
+    }
+    const QByteArray bytes = file.read(largestFile + 1);
+    if (bytes.size() > largestFile) {
+        fail(quoted, text("a map file has 64 MB at most"));
+    }
+    try {
+        Members members(GisSymbologyJson::fromText(bytes), text("map"));
+        if (members.string("kind") != QLatin1String("map") ||
+            members.number("version", 0.0) != formatVersion) {
+            fail(text("map"), text("this is no map file of version 1."));
+        }
+        Loaded loaded;
+        const QString background = members.string("background", text("#00000000"));
+        loaded.scene.setBackground(QColor(background));
+        if (members.has("crs")) {
+            const QString where = members.where("crs");
+            loaded.scene.setCoordinateSystem(systemFrom(members.string("crs"), where));
+        }
+        if (members.has("view")) {
+            const QString where = members.where("view");
+            loaded.scene.setView(viewFrom(members.object("view"), where));
+        }
+        const QJsonArray layers = members.array("layers");
+        members.refuseOthers();
+        if (layers.size() > mostLayers) {
+            fail(text("map.layers"), text("there are more than 10,000 layers."));
+        }
+        const EntryReader reader(QFileInfo(path).absoluteDir(), sources);
+        for (qsizetype i = 0; i < layers.size(); ++i) {
+            loaded.scene.insert(
+                loaded.scene.count(),
+                reader.read(layers.at(i), QStringLiteral("map.layers[%1]").arg(i), loaded.problems));
+        }
+        return loaded;
+    } catch (const std::runtime_error& error) {
+        fail(quoted, QString::fromUtf8(error.what()));
+    }
+}
+
+} // namespace Cartolith::Map

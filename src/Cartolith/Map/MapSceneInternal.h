@@ -1,0 +1,27 @@
+#pragma once
+
+#include <Cartolith/Map/GroundScale.h>
+#include <Cartolith/Map/LabelMemory.h>
+#include <Cartolith/Map/LayerSnapshot.h>
+#include <Cartolith/Map/MapScene.h>
+
+namespace Cartolith::Map {
+
+class MapScene::Private {
+public:
+    static std::size_t checked(qsizetype position, std::size_t end);
+
+    struct Kept {
+        Entry entry;
+        LayerSnapshot snapshot;
+    };
+
+    std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> system;
+    GroundScale ground{nullptr};
+    MapView view;
+    QColor background = Qt::transparent;
+    std::vector<Kept> entries;
+    std::shared_ptr<LabelMemory> labelMemory = std::make_shared<LabelMemory>();
+};
+
+} // namespace Cartolith::Map

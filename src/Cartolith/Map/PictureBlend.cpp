@@ -1,0 +1,82 @@
+#include <Cartolith/Map/PictureBlendInternal.h>
+#include <Cartolith/Map/Raster/BlendInternal.h>
+
+#include <QPainter>
+#include <QTransform>
+
+#include <new>
+
+namespace Cartolith::Map::Internal {
+
+namespace {
+
+QPainter::CompositionMode modeOf(LayerBlend blend) {
+    switch (blend) {
+    case LayerBlend::Multiply:
+        return QPainter::CompositionMode_Multiply;
+    case LayerBlend::Screen:
+        return QPainter::CompositionMode_Screen;
+    case LayerBlend::Overlay:
+        return QPainter::CompositionMode_Overlay;
+    case LayerBlend::Darken:
+        return QPainter::CompositionMode_Darken;
+    case LayerBlend::Lighten:
+        return QPainter::CompositionMode_Lighten;
+    case LayerBlend::Normal:
+        break;
+    }
+    return QPainter::CompositionMode_SourceOver;
+}
+
+} // namespace
+
+void layOver(QImage& below, const QImage& picture, double opacity, LayerBlend blend) {
+    if (picture.isNull() || !(opacity > 0.0)) {
+        return;
+    }
+    if (blend != LayerBlend::Normal) {
+        QPainter painter(&below);
+        painter.setCompositionMode(modeOf(blend));
+        painter.setOpacity(opacity);
+        painter.drawImage(0, 0, picture);
+        return;
+    }
+    const auto share = static_cast<std::uint32_t>(opacity * 255.0 + 0.5);
+    for (int row = 0; row < below.height(); ++row) {
+        auto* const to = reinterpret_cast<std::uint32_t*>(below.scanLine(row));
+        const auto* const from = reinterpret_cast<const std::uint32_t*>(picture.constScanLine(row));
+        for (int i = 0; i < below.width(); ++i) {
+            if (from[i] != 0) {
+                Raster::Internal::blendOver(to[i], share == 255 ? from[i]
+                                                                : Raster::Internal::scaled(from[i], share));
+            }
+        }
+    }
+}
+
+QImage placed(const QImage& picture, const Core::Shapes::GisExtent& extent, const MapView& view) {
+    const QRect frame = view.pictureFrame();
+    const Core::Shapes::GisExtent shown = view.pictureExtent();
+    const bool isOfAll = extent.xMin() == shown.xMin() && extent.yMin() == shown.yMin() &&
+                         extent.xMax() == shown.xMax() && extent.yMax() == shown.yMax();
+    if (isOfAll && picture.size() == frame.size() && view.rotation() == 0.0) {
+        return picture.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+    }
+    QImage result(frame.size(), QImage::Format_ARGB32_Premultiplied);
+    if (result.isNull()) {
+        throw std::bad_alloc();
+    }
+    result.fill(Qt::transparent);
+    const QPointF topLeft = view.toPixel(extent.xMin(), extent.yMax()) - frame.topLeft();
+    const QPointF right =
+        (view.toPixel(extent.xMax(), extent.yMax()) - frame.topLeft() - topLeft) / picture.width();
+    const QPointF down =
+        (view.toPixel(extent.xMin(), extent.yMin()) - frame.topLeft() - topLeft) / picture.height();
+    QPainter painter(&result);
+    painter.setRenderHint(QPainter::SmoothPixmapTransform);
+    painter.setTransform({right.x(), right.y(), down.x(), down.y(), topLeft.x(), topLeft.y()});
+    painter.drawImage(0, 0, picture);
+    return result;
+}
+
+} // namespace Cartolith::Map::Internal

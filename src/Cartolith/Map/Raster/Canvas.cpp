@@ -1,0 +1,285 @@
+#include <Cartolith/Map/Raster/BlendInternal.h>
+#include <Cartolith/Map/Raster/Canvas.h>
+#include <Cartolith/Map/Raster/CoverageInternal.h>
+#include <Cartolith/Map/Raster/FlatPathInternal.h>
+#include <Cartolith/Map/Raster/MarkerStamp.h>
+#include <Cartolith/Map/Raster/RingSignsInternal.h>
+#include <Cartolith/Map/Raster/StrokePiecesInternal.h>
+#include <Cartolith/Map/Raster/WholeInternal.h>
+
+#include <algorithm>
+#include <cmath>
+#include <new>
+
+namespace Cartolith::Map::Raster {
+
+using Internal::blendOver;
+using Internal::product;
+using Internal::scaled;
+
+class Canvas::Private {
+public:
+    Private(const MapView& usedView, QSize size)
+        : view(usedView), image(size, QImage::Format_ARGB32_Premultiplied), width(size.width()),
+          path(usedView), coverage(size.width(), size.height()), mask(size.width(), size.height()),
+          taken(static_cast<std::size_t>(size.width()) * static_cast<std::size_t>(size.height())) {
+        if (image.isNull() && !size.isEmpty()) {
+            throw std::bad_alloc();
+        }
+        image.fill(Qt::transparent);
+    }
+
+    /// Before each call draws: whoever has a copy of the image keeps it as it is.
+    void detach() { bits = reinterpret_cast<std::uint32_t*>(image.bits()); }
+    std::uint32_t* pixels(int row) const { return bits + static_cast<std::ptrdiff_t>(row) * width; }
+    std::uint8_t* takenIn(int row) {
+        return taken.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(width);
+    }
+
+    /// A share that lies over whatever is there.
+    void blendStroke(int row, int first, std::uint8_t* shares, int count, std::uint32_t color) {
+        std::uint32_t* const to = pixels(row) + first;
+        std::uint8_t* const share = takenIn(row) + first;
+        for (int i = 0; i < count; ++i) {
+            const std::uint32_t drawn = shares[i];
+            shares[i] = 0;
+            if (drawn == 255) {
+                blendOver(to[i], color);
+                share[i] = 255;
+            } else if (drawn != 0) {
+                blendOver(to[i], scaled(color, drawn));
+                share[i] = static_cast<std::uint8_t>(share[i] + product(drawn, 255U - share[i]));
+            }
+        }
+    }
+
+    /// A share of an area: first of what no other area has, then over the others. So the shares of neighbours
+    /// add up.
+    void blendFill(int row, int first, const std::uint8_t* shares, int count, std::uint32_t color) {
+        std::uint32_t* const to = pixels(row) + first;
+        std::uint8_t* const before = takenIn(row) + first;
+        for (int i = 0; i < count; ++i) {
+            const std::uint32_t share = shares[i];
+            const std::uint32_t had = before[i];
+            if (share == 0) {
+                continue;
+            }
+            const std::uint32_t source = scaled(color, share);
+            if (had == 0) {
+                to[i] = source;
+                before[i] = static_cast<std::uint8_t>(share);
+            } else if (share + had <= 255) {
+                to[i] = sum(to[i], source);
+                before[i] = static_cast<std::uint8_t>(share + had);
+            } else {
+                // So much of what is taken is covered by this one.
+                const std::uint32_t covered = (share + had - 255U) * 255U / had;
+                to[i] = sum(scaled(to[i], 255U - product(covered, color >> 24)), source);
+                before[i] = 255;
+            }
+        }
+    }
+
+    /// Of premultiplied pixels; what is rounded up twice must not run over.
+    static std::uint32_t sum(std::uint32_t a, std::uint32_t b) {
+        constexpr std::uint32_t two = 0x00FF00FF;
+        constexpr std::uint32_t carry = 0x01000100;
+        std::uint32_t even = (a & two) + (b & two);
+        std::uint32_t odd = ((a >> 8) & two) + ((b >> 8) & two);
+        even |= ((even & carry) >> 8) * 255U;
+        odd |= ((odd & carry) >> 8) * 255U;
+        return (even & two) | ((odd & two) << 8);
+    }
+
+    /// Calls function(coordinates) with each part.
+    template <typename Function>
+    static void forEachPart(std::span<const double> coordinates, std::span<const qsizetype> ends,
+                            Function function) {
+        std::size_t from = 0;
+        for (const qsizetype end : ends) {
+            const std::size_t to = std::clamp(static_cast<std::size_t>(std::max<qsizetype>(end, 0)) * 2, from,
+                                              coordinates.size() / 2 * 2);
+            function(coordinates.subspan(from, to - from));
+            from = to;
+        }
+    }
+
+    /// Into `rings`; how many they are now.
+    std::size_t readRings(std::span<const double> coordinates, std::span<const qsizetype> ends) {
+        std::size_t count = 0;
+        forEachPart(coordinates, ends, [&](std::span<const double> part) {
+            if (path.read(part, true)) {
+                if (rings.size() == count) {
+                    rings.emplace_back();
+                }
+                rings[count].points.assign(path.points().cbegin(), path.points().cend());
+                rings[count].left = path.left();
+                rings[count].right = path.right();
+                rings[count].top = path.top();
+                rings[count].bottom = path.bottom();
+                ++count;
+            }
+        });
+        return count;
+    }
+
+    void fillRings(std::size_t count, QColor color) {
+        detach();
+        double left = INFINITY;
+        double top = INFINITY;
+        double right = -INFINITY;
+        double bottom = -INFINITY;
+        for (std::size_t i = 0; i < count; ++i) {
+            left = std::min(left, rings[i].left);
+            right = std::max(right, rings[i].right);
+            top = std::min(top, rings[i].top);
+            bottom = std::max(bottom, rings[i].bottom);
+        }
+        if (count == 0 || !coverage.begin(left, top, right, bottom)) {
+            return;
+        }
+        if (count == 1) {
+            coverage.add(rings[0].points, 1.0F);
+        } else {
+            const std::vector<float> signs = Internal::ringSigns(rings, count);
+            for (std::size_t i = 0; i < count; ++i) {
+                coverage.add(rings[i].points, signs[i]);
+            }
+        }
+        const std::uint32_t pixel = qPremultiply(color.rgba());
+        coverage.end([&](int row, int first, const std::uint8_t* shares, int length) {
+            blendFill(row, first, shares, length, pixel);
+        });
+    }
+
+    void endStroke(double lineWidth, QColor color) {
+        // Thinner than a pixel is as much paler.
+        const auto thin = static_cast<std::uint32_t>(Internal::levelOf(std::min(lineWidth, 1.0)));
+        const std::uint32_t pixel = scaled(qPremultiply(color.rgba()), thin);
+        mask.end([&](int row, int first, std::uint8_t* shares, int count) {
+            blendStroke(row, first, shares, count, pixel);
+        });
+    }
+
+    template <typename Function>
+    void drawStroke(const Stroke& stroke, Function addParts) {
+        detach();
+        if (stroke.casing > 0.0 && std::isfinite(stroke.casing)) {
+            const double wide = stroke.width + 2.0 * stroke.casing;
+            addParts(wide);
+            endStroke(wide, stroke.casingColor);
+        }
+        addParts(stroke.width);
+        endStroke(stroke.width, stroke.color);
+    }
+
+    MapView view;
+    QImage image; // rows of four bytes for each pixel leave no gap
+    std::uint32_t* bits = nullptr;
+    int width;
+    Internal::FlatPath path;
+    Internal::Coverage coverage;
+    Internal::StrokeMask mask;
+    std::vector<std::uint8_t> taken; // the share of each pixel that something covers, whatever its opacity
+    std::vector<Internal::PixelRing> rings;
+};
+
+Canvas::Canvas(const MapView& view)
+    : d(std::make_unique<Private>(view, view.isUsable() ? view.pictureFrame().size() : QSize(0, 0))) {}
+Canvas::~Canvas() = default;
+Canvas::Canvas(Canvas&& other) noexcept = default;
+Canvas& Canvas::operator=(Canvas&& other) noexcept = default;
+
+QImage Canvas::image() const {
+    return d->image;
+}
+
+void Canvas::fill(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color) {
+    if (!d->image.isNull() && color.alpha() > 0) {
+        d->fillRings(d->readRings(rings, ringEnds), color);
+    }
+}
+
+void Canvas::stroke(std::span<const double> parts, std::span<const qsizetype> partEnds, const Stroke& stroke,
+                    bool areClosed) {
+    if (d->image.isNull() || !(stroke.width > 0.0) || !std::isfinite(stroke.width)) {
+        return;
+    }
+    d->drawStroke(stroke, [&](double width) {
+        Private::forEachPart(parts, partEnds, [&](std::span<const double> part) {
+            if (d->path.read(part, areClosed)) {
+                addStroke(d->mask, d->path.points(), areClosed, stroke, width);
+            }
+        });
+    });
+}
+
+void Canvas::area(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color,
+                  const Stroke& outline) {
+    if (d->image.isNull()) {
+        return;
+    }
+    const std::size_t count = d->readRings(rings, ringEnds);
+    const bool hasOutline = outline.width > 0.0 && std::isfinite(outline.width);
+    // What is smaller than a pixel lies below its outline.
+    constexpr double least = 1.0;
+    const auto isTiny = [](const Internal::PixelRing& ring) {
+        return ring.right - ring.left < least && ring.bottom - ring.top < least;
+    };
+    const bool isHidden =
+        hasOutline && outline.width >= least && outline.color.alpha() == 255 &&
+        std::all_of(d->rings.cbegin(), d->rings.cbegin() + static_cast<std::ptrdiff_t>(count), isTiny);
+    if (!isHidden && color.alpha() > 0) {
+        d->fillRings(count, color);
+    }
+    if (hasOutline) {
+        d->drawStroke(outline, [&](double width) {
+            for (std::size_t i = 0; i < count; ++i) {
+                const Internal::PixelRing& ring = d->rings[i];
+                if (isTiny(ring)) {
+                    const double y = (ring.top + ring.bottom) * 0.5;
+                    d->mask.addCapsule({ring.left, y}, {ring.right, y}, std::max(width, 1.0) * 0.5);
+                } else {
+                    addStroke(d->mask, ring.points, true, outline, width);
+                }
+            }
+        });
+    }
+}
+
+void Canvas::markers(std::span<const double> places, const MarkerStamp& stamp) {
+    const int side = stamp.side();
+    if (d->image.isNull() || side == 0) {
+        return;
+    }
+    d->detach();
+    const QPointF corner = d->view.pictureFrame().topLeft();
+    const int width = d->image.width();
+    const int height = d->image.height();
+    const double reach = side;
+    for (std::size_t i = 0; i + 1 < places.size(); i += 2) {
+        const QPointF p = d->view.toPixel(places[i], places[i + 1]) - corner;
+        if (!(p.x() > -reach && p.y() > -reach && p.x() < width + reach && p.y() < height + reach)) {
+            continue; // so are those that are not finite
+        }
+        const double column = std::floor(p.x());
+        const double row = std::floor(p.y());
+        const QRgb* const pixels = stamp.pixels(static_cast<int>((p.x() - column) * MarkerStamp::steps),
+                                                static_cast<int>((p.y() - row) * MarkerStamp::steps));
+        const int left = static_cast<int>(column) - stamp.reach();
+        const int top = static_cast<int>(row) - stamp.reach();
+        const int from = std::max(0, -left);
+        const int to = std::min(side, width - left);
+        for (int y = std::max(0, -top); y < std::min(side, height - top); ++y) {
+            std::uint32_t* const line = d->pixels(top + y) + left;
+            std::uint8_t* const taken = d->takenIn(top + y) + left;
+            const QRgb* const source = pixels + static_cast<std::ptrdiff_t>(y) * side;
+            for (int x = from; x < to; ++x) {
+                blendOver(line[x], source[x]);
+                taken[x] = std::max(taken[x], static_cast<std::uint8_t>(source[x] >> 24));
+            }
+        }
+    }
+}
+
+} // namespace Cartolith::Map::Raster

@@ -1,0 +1,35 @@
+#pragma once
+
+#include <Cartolith/Map/Export.h>
+
+#include <QColor>
+#include <QList>
+
+namespace Cartolith::Map::Raster {
+
+/// A round marker, drawn once for places between the pixels (a quarter apart), to be set on a Canvas many
+/// times. Immutable; may be used by several canvases and threads.
+class CARTOLITH_MAP_EXPORT MarkerStamp {
+public:
+    /// Sizes in pixels, of the circle and of its outline, which lies half outside; what is not greater than 0
+    /// is not drawn, sizes above 1,000 count as that.
+    MarkerStamp(double diameter, QColor color, double outlineWidth, QColor outlineColor);
+
+    static constexpr int steps = 4; ///< places between two pixels, to each side
+
+    /// To both sides.
+    int side() const { return m_side; }
+    /// How far left of and above the pixel that holds the place the stamp begins.
+    int reach() const { return m_reach; }
+    /// Rows of premultiplied pixels for a place so many steps right of and below the pixel's corner.
+    const QRgb* pixels(int stepX, int stepY) const {
+        return m_pixels.constData() + static_cast<qsizetype>(stepY * steps + stepX) * m_side * m_side;
+    }
+
+private:
+    int m_side = 0;
+    int m_reach = 0;
+    QList<QRgb> m_pixels;
+};
+
+} // namespace Cartolith::Map::Raster

@@ -1,0 +1,13 @@
+#pragma once
+
+#include <Cartolith/Map/Raster/Stroke.h>
+#include <Cartolith/Map/Raster/StrokeMaskInternal.h>
+
+namespace Cartolith::Map::Raster::Internal {
+
+/// Puts one part of a line onto a mask, so wide; its dashes when there are any. No vertex is
+/// where the one before is.
+void addStroke(StrokeMask& mask, const std::vector<QPointF>& points, bool isClosed, const Stroke& stroke,
+               double width);
+
+} // namespace Cartolith::Map::Raster::Internal

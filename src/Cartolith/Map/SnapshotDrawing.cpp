@@ -1,0 +1,101 @@
+#include <Cartolith/Map/SnapshotDrawingInternal.h>
+
+#include <algorithm>
+
+using namespace Cartolith::Core;
+using Layers::GisLayerStyle;
+
+namespace Cartolith::Map::Internal {
+
+namespace {
+
+constexpr double widest = 10000.0;   // pixels; sizes may come from a file
+constexpr qsizetype together = 1024; // markers, from one question whether to go on to the next
+
+double sane(double size) {
+    return size > 0.0 ? std::min(size, widest) : 0.0;
+}
+
+/// The view, and as much around it as the widest symbol reaches in.
+Shapes::GisExtent visibleWith(const LayerSnapshot& snapshot, const MapView& view) {
+    double reach = 1.0;
+    for (const GisLayerStyle& style : snapshot.styles()) {
+        reach = std::max(reach, sane(style.pointSize()) + 4.0 * sane(style.lineWidth()) + 2.0);
+    }
+    const double margin = reach * view.devicePixelRatio() * view.unitsPerPixel();
+    return view.pictureExtent().inflate(margin, margin);
+}
+
+} // namespace
+
+SnapshotDrawing::SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& view, const LineCasing& casing)
+    : m_snapshot(snapshot), m_visible(visibleWith(snapshot, view)), m_pixels(view.devicePixelRatio()) {
+    constexpr double beside = 0.8; // pixels of a casing on each side
+    m_looks.reserve(static_cast<std::size_t>(snapshot.styles().size()));
+    for (const GisLayerStyle& style : snapshot.styles()) {
+        Look look;
+        look.fill = QColor(style.fillColor());
+        look.fill.setAlpha(look.fill.alpha() * std::clamp(style.fillOpacity(), 0, 255) / 255);
+        look.line.color = QColor(style.lineColor());
+        look.line.width = sane(style.lineWidth()) * m_pixels;
+        if (casing.lines.contains(style.lineColor())) {
+            look.casing = look.line;
+            look.casing->color = casing.colour;
+            look.casing->width += 2.0 * beside * m_pixels;
+            m_rounds = 2;
+        }
+        m_looks.push_back(std::move(look));
+    }
+}
+
+bool SnapshotDrawing::nextRound() {
+    if (m_round + 1 >= m_rounds || m_snapshot.count() == 0) {
+        return false;
+    }
+    ++m_round;
+    m_position = 0;
+    return true;
+}
+
+const Raster::MarkerStamp& SnapshotDrawing::markerOf(qsizetype style) {
+    Look& look = m_looks[static_cast<std::size_t>(style)];
+    if (!look.marker) {
+        const GisLayerStyle& from = m_snapshot.styles().at(style);
+        look.marker.emplace(sane(from.pointSize()) * m_pixels, QColor(from.pointColor()),
+                            sane(from.lineWidth()) * m_pixels, QColor(from.lineColor()));
+    }
+    return *look.marker;
+}
+
+void SnapshotDrawing::drawNext(Raster::Canvas& canvas) {
+    const qsizetype i = m_position++;
+    const LayerSnapshot::Kind kind = m_snapshot.kind(i);
+    const qsizetype style = m_snapshot.styleNumber(i);
+    const bool isBelow = m_round + 1 < m_rounds; // only casings are drawn
+    if (kind == LayerSnapshot::Kind::Point) {
+        const qsizetype most = std::min(m_snapshot.count(), i + together);
+        while (m_position < most && m_snapshot.kind(m_position) == kind &&
+               m_snapshot.styleNumber(m_position) == style) {
+            ++m_position;
+        }
+        if (!isBelow) {
+            canvas.markers(m_snapshot.coordinates(i, m_position), markerOf(style));
+        }
+        return;
+    }
+    if (!m_snapshot.meets(i, m_visible)) {
+        return;
+    }
+    const Look& look = m_looks[static_cast<std::size_t>(style)];
+    if (kind == LayerSnapshot::Kind::Line) {
+        if (!isBelow) {
+            canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), look.line);
+        } else if (look.casing) {
+            canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), *look.casing);
+        }
+    } else if (!isBelow) {
+        canvas.area(m_snapshot.coordinates(i), m_snapshot.partEnds(i), look.fill, look.line);
+    }
+}
+
+} // namespace Cartolith::Map::Internal

@@ -1,0 +1,62 @@
+#pragma once
+
+#include <Cartolith/Map/LayerSnapshot.h>
+#include <Cartolith/Map/Raster/Canvas.h>
+#include <Cartolith/Map/Raster/MarkerStamp.h>
+#include <Cartolith/Map/Raster/Stroke.h>
+#include <Cartolith/Map/SymbolPainter.h>
+
+#include <optional>
+#include <vector>
+
+namespace Cartolith::Map::Internal {
+
+/// Draws the shapes of a snapshot on a canvas, in order, as far as somebody lets it.
+class SnapshotDrawing {
+public:
+    /// All of these live as long as this object.
+    SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& view, const LineCasing& casing);
+
+    /// Goes on until `isWanted()`, asked after every shape, says no; false when all is drawn.
+    template <typename IsWanted>
+    bool draw(Raster::Canvas& canvas, IsWanted isWanted) {
+        while (m_position < m_snapshot.count() || nextRound()) {
+            drawNext(canvas);
+            if (!isWanted()) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    /// From 0 to 1.
+    double progress() const {
+        const double all = static_cast<double>(m_snapshot.count()) * m_rounds;
+        return all > 0.0
+                   ? (static_cast<double>(m_snapshot.count()) * m_round + static_cast<double>(m_position)) /
+                         all
+                   : 1.0;
+    }
+
+private:
+    struct Look {
+        QColor fill;
+        Raster::Stroke line;
+        std::optional<Raster::Stroke> casing;
+        std::optional<Raster::MarkerStamp> marker; // made when the first point asks for it
+    };
+
+    void drawNext(Raster::Canvas& canvas);
+    bool nextRound();
+    const Raster::MarkerStamp& markerOf(qsizetype style);
+
+    const LayerSnapshot& m_snapshot;
+    const Core::Shapes::GisExtent m_visible; ///< with what reaches in from outside
+    const double m_pixels;                   ///< of the device, for each of a style's
+    std::vector<Look> m_looks;
+    int m_rounds = 1; ///< two where lines have casings, which lie below all of them
+    int m_round = 0;
+    qsizetype m_position = 0;
+};
+
+} // namespace Cartolith::Map::Internal

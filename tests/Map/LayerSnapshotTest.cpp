@@ -1,0 +1,170 @@
+#include "DataFolder.h"
+#include "Map/TestLayers.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
+#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
+#include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
+#include <Cartolith/Map/LayerSnapshotBuilder.h>
+
+#include <gtest/gtest.h>
+
+#include <functional>
+#include <set>
+
+using namespace Cartolith::Core;
+using namespace Cartolith::Map;
+using CoordinateSystems::CoordinateSystemFactory;
+using Layers::GisLayerVector;
+using Shapes::GisExtent;
+
+namespace {
+
+const MapView view(GisExtent(-180, -90, 180, 90), QRectF(0, 0, 360, 180));
+
+LayerSnapshot snapshotOf(Layers::GisLayer& layer, const MapView& of = view,
+                         std::shared_ptr<CoordinateSystems::CoordinateSystem> system = nullptr) {
+    LayerSnapshotBuilder builder(layer, of, std::move(system));
+    while (!builder.step(std::chrono::milliseconds(5))) {
+    }
+    EXPECT_EQ(builder.state(), LayerSnapshotBuilder::State::Done);
+    return builder.snapshot();
+}
+
+std::unique_ptr<Symbology::GisSymbolRenderer> categories() {
+    auto renderer = std::make_unique<Symbology::GisCategorizedSymbolRenderer>("v");
+    Layers::GisLayerStyle style;
+    style.setFillColor("#FF0000");
+    style.setShowLabels(true);
+    style.setLabelField("v");
+    style.setLabelPriorityField("v");
+    renderer->addClass({1234567.5, "one", style, true});
+    return renderer;
+}
+
+TEST(LayerSnapshot, HoldsShapesPartsLooksAndTexts) {
+    const auto layer = test::layerOf({"POINT (1 2)", "MULTILINESTRING ((0 0, 1 1), (5 5, 6 6, 7 9))",
+                                      "POLYGON ((0 0, 9 0, 9 9, 0 0), (5 2, 6 2, 6 3, 5 2))", "POINT (3 4)"});
+    layer->getShape(3)->attributes().insert("v", 1234567.5);
+    layer->setSymbolRenderer(categories());
+    const LayerSnapshot snapshot = snapshotOf(*layer);
+    layer->clearShapes();
+
+    ASSERT_EQ(snapshot.count(), 4);
+    const std::vector<qsizetype> lineEnds{2, 5};
+    EXPECT_TRUE(std::ranges::equal(snapshot.partEnds(1), lineEnds));
+    EXPECT_EQ(snapshot.kind(1), LayerSnapshot::Kind::Line);
+    EXPECT_EQ(snapshot.coordinates(1).back(), 9.0);
+    EXPECT_EQ(snapshot.partEnds(2).back(), 8);
+    EXPECT_EQ(snapshot.coordinates(3)[1], 4.0);
+    EXPECT_EQ(snapshot.id(3), 4);
+    EXPECT_EQ(snapshot.styles().size(), 2) << "equal ones are one";
+    EXPECT_EQ(snapshot.style(2).fillColor(), "#FF0000");
+    EXPECT_EQ(snapshot.labelText(2), "1234567.5") << "no exponent";
+    EXPECT_EQ(snapshot.labelPriority(2), 1234567.5);
+    EXPECT_EQ(snapshot.labelText(3), QString());
+    EXPECT_TRUE(std::isnan(snapshot.labelPriority(3)));
+    EXPECT_EQ(snapshot.extent().toString(), GisExtent(0, 0, 9, 9).toString());
+    EXPECT_TRUE(snapshot.meets(0, GisExtent(1, 2, 3, 3)));
+    EXPECT_FALSE(snapshot.meets(0, GisExtent(1.5, 2, 3, 3)));
+}
+
+TEST(LayerSnapshot, BeginsAnewWhenTheLayerChangesBetweenSteps) {
+    QStringList texts;
+    for (int i = 0; i < 100; ++i) {
+        texts.append(QString("POINT (%1 0)").arg(i));
+    }
+    const auto layer = test::layerOf(texts);
+    LayerSnapshotBuilder builder(*layer, view, nullptr);
+    ASSERT_FALSE(builder.step(std::chrono::milliseconds(0)));
+    EXPECT_GT(builder.progress(), 0.0);
+    layer->removeShapeById(1);
+    while (!builder.step(std::chrono::milliseconds(0))) {
+    }
+    EXPECT_EQ(builder.snapshot().count(), 99);
+    EXPECT_EQ(builder.snapshot().coordinates(0)[0], 1.0);
+
+    LayerSnapshotBuilder cancelled(*layer, view, nullptr);
+    ASSERT_FALSE(cancelled.step(std::chrono::milliseconds(0)));
+    cancelled.cancel();
+    EXPECT_TRUE(cancelled.step(std::chrono::milliseconds(1000)));
+    EXPECT_EQ(cancelled.state(), LayerSnapshotBuilder::State::Cancelled);
+    EXPECT_EQ(cancelled.snapshot().count(), 0);
+}
+
+TEST(LayerSnapshot, IsOfALayerUntilThatChanges) {
+    const MapView other = view.panned({10, 0});
+    const struct {
+        const char* name;
+        std::function<void(GisLayerVector&)> change;
+        bool isStill;
+    } rows[] = {
+        {"nothing", [](GisLayerVector&) {}, true},
+        {"name", [](GisLayerVector& layer) { layer.setName("other"); }, true},
+        {"content",
+         [](GisLayerVector& layer) {
+             layer.addPoint({5, 5});
+         },
+         false},
+        {"style", [](GisLayerVector& layer) { layer.style().setLineWidth(7); }, false},
+        {"renderer", [](GisLayerVector& layer) { layer.setSymbolRenderer(categories()); }, false},
+        {"system", [](GisLayerVector& layer) { layer.setCoordinateSystem(CoordinateSystemFactory::fromEpsg(3857)); },
+         false},
+    };
+    for (const auto& row : rows) {
+        const auto layer = test::layerOf({"POINT (1 2)"});
+        const LayerSnapshot snapshot = snapshotOf(*layer);
+        row.change(*layer);
+        EXPECT_EQ(snapshot.isOf(*layer, other, nullptr), row.isStill) << row.name;
+        EXPECT_FALSE(snapshot.isOf(*layer, other, CoordinateSystemFactory::fromEpsg(4326))) << row.name;
+    }
+}
+
+TEST(LayerSnapshot, IsInTheMapsSystem) {
+    const auto layer = test::layerOf({"POINT (9 0)", "POINT (0 90)", "POINT (10 10)"});
+    EXPECT_THROW(snapshotOf(*layer, view, CoordinateSystemFactory::fromEpsg(3857)), std::runtime_error);
+    layer->setCoordinateSystem(CoordinateSystemFactory::fromEpsg(4326));
+    const LayerSnapshot snapshot = snapshotOf(*layer, view, CoordinateSystemFactory::fromEpsg(3857));
+    ASSERT_EQ(snapshot.count(), 2);
+    EXPECT_EQ(snapshot.leftOutCount(), 1);
+    EXPECT_EQ(snapshot.id(1), 3);
+    EXPECT_NEAR(snapshot.coordinates(0)[0], 1001875.417, 0.001);
+}
+
+TEST(LayerSnapshot, OfALayerReadOnDemandIsWhatTheViewShows) {
+    const QString path = QStringLiteral(CARTOLITH_DATA_DIR "/world-countries.gpkg");
+    Layers::GisLayerOgrVector whole(path);
+    whole.open();
+    Layers::GisLayerOgrOnDemand onDemand(path);
+    onDemand.open();
+    const auto mercator = CoordinateSystemFactory::fromEpsg(3857);
+    const MapView europe(GisExtent(-1e6, 4.5e6, 3e6, 8e6), QRectF(0, 0, 400, 350));
+    for (const auto& system : {std::shared_ptr<CoordinateSystems::CoordinateSystem>(), mercator}) {
+        const MapView used = system != nullptr ? europe : MapView(GisExtent(-10, 40, 30, 60), QRectF(0, 0, 400, 200));
+        const LayerSnapshot all = snapshotOf(whole, used, system);
+        const LayerSnapshot some = snapshotOf(onDemand, used, system);
+        EXPECT_FALSE(all.isOfView());
+        EXPECT_TRUE(some.isOfView());
+        EXPECT_FALSE(some.isOf(onDemand, used.panned({1, 0}), system));
+        EXPECT_LT(some.count(), 60);
+        std::set<qint64> ids;
+        for (qsizetype i = 0; i < some.count(); ++i) {
+            ids.insert(some.id(i));
+        }
+        for (qsizetype i = 0; i < all.count(); ++i) {
+            EXPECT_TRUE(!all.meets(i, used.visibleExtent()) || ids.contains(all.id(i))) << all.id(i);
+        }
+    }
+}
+
+TEST(LayerSnapshot, OfARasterIsThePictureOfTheView) {
+    Layers::GisLayerGdalRaster dem(QStringLiteral(CARTOLITH_DATA_DIR "/olinda-dem-utm25s.tif"));
+    dem.open();
+    const MapView of(dem.extent(), QRectF(0, 0, 50, 40));
+    EXPECT_EQ(snapshotOf(dem, of).picture(), dem.readImage(of.pictureExtent(), {50, 40}));
+    EXPECT_TRUE(snapshotOf(dem, MapView()).picture().isNull()) << "a view that shows nothing";
+}
+
+} // namespace
