@@ -202,7 +202,12 @@ TEST(Overlay, FixesItsInputsWhenForced) {
     topology.SetForceShapeFixing(true);
     const auto points =
         topology.Intersection(*shapeOf("LINESTRING(0 0,10 0)"), *shapeOf("LINESTRING(1 -1,1 1,3 1,3 -1)"));
-    EXPECT_EQ(topology.Intersection(*points, *shapeOf("POLYGON((0 -5,4 -5,4 5,0 5,0 -5))"))->toWkt(), points->toWkt());
+    const auto withNaN = points->clone();
+    static_cast<GisShapePolyline&>(*withNaN).parts().append(Part{{std::nan(""), 0}});
+    for (const auto* const several : {points.get(), withNaN.get()}) {
+        EXPECT_EQ(topology.Intersection(*several, *shapeOf("POLYGON((0 -5,4 -5,4 5,0 5,0 -5))"))->toWkt(),
+                  points->toWkt());
+    }
 }
 
 TEST(Overlay, OrientedRingsCanBeOverlaidAgain) {

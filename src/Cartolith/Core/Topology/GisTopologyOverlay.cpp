@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Topology/GeosOverlayInternal.h>
 #include <Cartolith/Core/Topology/GisTopology.h>
 #include <Cartolith/Core/Topology/PolygonPathInternal.h>
+#include <Cartolith/Core/Topology/SegmentListInternal.h>
 #include <Cartolith/Core/Topology/ShapeCheckInternal.h>
 #include <Cartolith/Core/Topology/WorkInternal.h>
 
@@ -76,8 +77,9 @@ private:
             return combined(a, b, type);
         }
         const auto fixedOf = [this](const GisShape& shape) { // as a line, several points have nothing to keep
-            return Internal::isSeveralPoints(shape)
-                       ? shape.clone()
+            std::unique_ptr<GisShape> finite = Internal::finiteCopy(shape);
+            return Internal::isSeveralPoints(*finite)
+                       ? std::move(finite)
                        : Internal::fixedShape(shape, m_topology, Internal::overlayFailing).shape;
         };
         const auto fixedA = fixedOf(a);
