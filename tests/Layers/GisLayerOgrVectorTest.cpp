@@ -149,15 +149,47 @@ TEST_F(OgrLayer, TextsOfGeoJsonAreDatesWhereTheyAreWrittenAsSuch) {
         {"2020-02-30"},
         {"2020-01-02T10:00+00:20"}, // GDAL knows quarters of an hour
     };
+    const QByteArray feature = R"({"type":"Feature","v":"beside","properties":{"o":{"v":"within"},"w":"2020-01-02",)"
+                               R"("v" : "@"},"geometry":{"type":"Point","coordinates":[1,2]}})";
     for (const auto& row : rows) {
-        QByteArray text = R"({"type":"FeatureCollection","features":[{"type":"Feature","properties":{"w":"2020-01-02",)"
-                          R"("v" : "@"},"geometry":{"type":"Point","coordinates":[1,2]}}]})";
-        GisLayerOgrVector layer(write("x.geojson", text.replace("@", row.text)));
+        const QVariant expected = row.expected.isValid() ? row.expected : QVariant(row.text);
+        const QByteArray one = QByteArray(feature).replace("@", row.text);
+        const QByteArray all = R"({"type":"FeatureCollection","v":"beside","features":[)" + one + "]}";
+        const QString path = write("x.geojson", all);
+        for (const QString& name : {path, "/vsisubfile/0," + path, write("x.geojsonl", one + '\n' + one + '\n'),
+                                    write("x.geojsons", '\x1e' + one + "\n\x1e" + one + '\n')}) {
+            GisLayerOgrVector layer(name);
+            ASSERT_TRUE(layer.open());
+            EXPECT_EQ(layer.attributeValueForRow(0, "v"), expected) << name.toStdString();
+            EXPECT_TRUE(!name.contains("x.geojsonl") || layer.attributeValueForRow(0, "w") == QDate(2020, 1, 2));
+        }
+    }
+    const QByteArray both =
+        QByteArray(feature).replace("@", "2020-01-02") + '\n' + QByteArray(feature).replace("@", "2020-01-02T10:00:00");
+    GisLayerOgrVector mixed(write("mixed.geojsonl", both));
+    ASSERT_TRUE(mixed.open());
+    EXPECT_EQ(mixed.attributeValueForRow(0, "v"), "2020-01-02") << "no moment at midnight";
+}
+
+TEST_F(OgrLayer, ASystemThatGeoJsonDoesNotNameIsNone) {
+    const struct {
+        const char* crs;
+        bool isSystem;
+    } rows[] = {
+        {"null", false},
+        {R"("EPSG:3857")", false},
+        {R"({"type":"name"})", false},
+        {R"({"type":"name","properties":{"name":"of the town, 1950"}})", false},
+        {R"({"type":"name","properties":{"name":"urn:ogc:def:crs:OGC:1.3:CRS84"}})", true},
+        {R"({"type":"EPSG","properties":{"code":4326}})", true},
+    };
+    for (const auto& row : rows) {
+        GisLayerOgrVector layer(write("crs.geojson", QByteArray(R"({"type":"FeatureCollection","features":[{"type":)"
+                                                                R"("Feature","properties":{"crs":1},"geometry":)"
+                                                                R"({"type":"Point","coordinates":[1,2]}}],"crs":)") +
+                                                         row.crs + '}'));
         ASSERT_TRUE(layer.open());
-        EXPECT_EQ(layer.attributeValueForRow(0, "v"), row.expected.isValid() ? row.expected : QVariant(row.text));
-        GisLayerOgrVector part("/vsisubfile/0," + layer.path());
-        ASSERT_TRUE(part.open());
-        EXPECT_EQ(part.attributeValueForRow(0, "v"), layer.attributeValueForRow(0, "v"));
+        EXPECT_EQ(layer.coordinateSystem() != nullptr, row.isSystem) << row.crs;
     }
 }
 

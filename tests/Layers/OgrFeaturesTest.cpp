@@ -1,5 +1,6 @@
 #include "Layers/Saving.h"
 
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 
 #include <algorithm>
@@ -121,9 +122,19 @@ TEST_F(OgrFeatures, OneOfSeveralRowsOfAnIdIsNotDeleted) {
     ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(static_cast<int>(layer.sourceFeatureIds().indexOf(1)) + 1));
     EXPECT_FALSE(layer.commitEdit());
     EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("feature 1: it is several shapes"));
+    Layers::GisLayerOgrOnDemand part(path, "twice");
+    EXPECT_THROW(part.open() && !part.query({0, 0, 3, 3}).isEmpty(), std::runtime_error) << "which row is it?";
+    part.close();
     execute(*openToWrite(path), "DROP VIEW twice");
-    execute(*openToWrite(path), "CREATE VIEW twice AS SELECT fid, geom, n FROM layer0"); // GDAL finds its index
+    execute(*openToWrite(path), "CREATE VIEW twice AS SELECT a.fid, b.geom, b.n FROM layer0 a JOIN layer0 b ON "
+                                "b.fid = 3 - a.fid"); // GDAL finds an index, in which the ids are of other rows
     EXPECT_THROW(Layers::GisLayerOgrOnDemand(path, "twice").open(), std::runtime_error);
+    Layers::GisFeatureRequest request;
+    request.extent = Shapes::GisExtent(2, 2, 3, 3);
+    const auto reader = Layers::GisFeatureReader::fromSource(path, "twice", request);
+    ASSERT_TRUE(reader->next());
+    EXPECT_EQ(reader->featureId(), 1);
+    EXPECT_FALSE(reader->next());
 }
 
 TEST_F(OgrFeatures, WhatAnotherLayerHasChangedIsNotOverwritten) {

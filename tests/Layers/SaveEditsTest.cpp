@@ -325,6 +325,15 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
             { "type": "Feature", "properties": { }, "geometry": { "type": "Point", "coordinates": [ 7.0, 8.0 ] } }
          ]})",
          grow},
+        {"a feature alone, of no system", "x.geojson", R"({"crs": null,"properties":{"n":1},@})", R"({
+"type": "FeatureCollection",
+"crs": null,
+"features": [
+{"crs": null,"properties":{"n":2},@}
+]
+}
+)",
+         set(1, "n", 2)},
         {"a geometry alone", "x.geojson", R"({"type":"Point","coordinates":[1,2.50]})", R"({
 "type": "FeatureCollection",
 "features": [
