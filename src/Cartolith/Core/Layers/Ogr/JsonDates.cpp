@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Common/VsiFileInternal.h>
 #include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonDatesInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonTextInternal.h>
@@ -6,10 +7,8 @@
 #include <QByteArrayView>
 #include <QDate>
 #include <QTime>
-#include <cpl_vsi.h>
 
 #include <algorithm>
-#include <memory>
 #include <numeric>
 #include <utility>
 
@@ -140,9 +139,7 @@ private:
 } // namespace
 
 bool areIsoDates(const QString& path, const std::vector<QByteArray>& names) {
-    // It may lie in an archive or on a server.
-    const std::unique_ptr<VSILFILE, int (*)(VSILFILE*)> file(VSIFOpenL(gdalNameOf(path).constData(), "rb"),
-                                                             VSIFCloseL);
+    const auto file = Common::Internal::openVsiFile(gdalNameOf(path), "rb");
     if (file == nullptr) {
         return false;
     }
