@@ -425,25 +425,30 @@ TEST_F(GisFeatureReaderTest, EndsWhenItIsCancelled) {
         EXPECT_EQ(reader->state(), State::Cancelled);
     }
     // A statement that does not end of itself, behind its first row.
-    const QString path = make("gpkg", 1, random);
-    test::execute(*test::openToWrite(path),
-                  "CREATE VIEW slow AS SELECT 1 AS OGC_FID, 1 AS n UNION ALL SELECT x, x FROM (WITH RECURSIVE "
-                  "c(x) AS (SELECT 2 UNION ALL SELECT x + 1 FROM c) SELECT x FROM c WHERE x < 0)");
-    test::execute(*test::openToWrite(path),
-                  "INSERT INTO gpkg_contents (table_name, identifier, data_type, srs_id) SELECT 'slow', 'slow', "
-                  "'attributes', srs_id FROM gpkg_contents LIMIT 1");
-    const auto reader = GisFeatureReader::fromSource(path, "slow", {});
-    std::atomic<bool> isBack = false;
-    std::thread other([&] {
-        while (!isBack) {
-            reader->cancel();
-            std::this_thread::yield();
+    for (const char* const suffix : {"gpkg", "sqlite"}) {
+        SCOPED_TRACE(suffix);
+        const QString path = make(suffix, 1, random);
+        test::execute(*test::openToWrite(path),
+                      "CREATE VIEW slow AS SELECT 1 AS OGC_FID, 1 AS n UNION ALL SELECT x, x FROM (WITH RECURSIVE "
+                      "c(x) AS (SELECT 2 UNION ALL SELECT x + 1 FROM c) SELECT x FROM c WHERE x < 0)");
+        if (suffix == std::string("gpkg")) {
+            test::execute(*test::openToWrite(path),
+                          "INSERT INTO gpkg_contents (table_name, identifier, data_type, srs_id) SELECT 'slow', "
+                          "'slow', 'attributes', srs_id FROM gpkg_contents LIMIT 1");
         }
-    });
-    EXPECT_FALSE(reader->next());
-    isBack = true;
-    other.join();
-    EXPECT_EQ(reader->state(), State::Cancelled);
+        const auto reader = GisFeatureReader::fromSource(path, "slow", {});
+        std::atomic<bool> isBack = false;
+        std::thread other([&] {
+            while (!isBack) {
+                reader->cancel();
+                std::this_thread::yield();
+            }
+        });
+        EXPECT_FALSE(reader->next());
+        isBack = true;
+        other.join();
+        EXPECT_EQ(reader->state(), State::Cancelled);
+    }
 }
 
 TEST_F(GisFeatureReaderTest, SaysWhatIsWrong) {

@@ -448,7 +448,7 @@ TEST_F(OnDemand, IsUsableAfterACancelAtEveryRead) {
 }
 
 TEST_F(OnDemand, IsCancelledFromAnotherThread) {
-    for (const QString suffix : {"gpkg", "geojson"}) {
+    for (const QString suffix : {"gpkg", "sqlite", "geojson"}) {
         GisLayerOgrOnDemand layer(make(suffix, 5000));
         ASSERT_TRUE(layer.open());
         std::atomic<bool> isDone = false;

@@ -1,5 +1,13 @@
 #include "PostGis/Server.h"
 
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
+#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
+
+#include <functional>
+
+using Cartolith::Core::Layers::GisFeatureReader;
+using Cartolith::Core::Layers::GisFeatureRequest;
+using Cartolith::Core::Layers::GisLayerOgrOnDemand;
 using Cartolith::Core::Layers::GisLayerOgrVector;
 using test::shapeOf;
 using testing::HasSubstr;
@@ -20,6 +28,44 @@ protected:
         return m_path;
     }
     std::string x() const { return sql("WITH r AS (SELECT x::text AS x FROM vals) SELECT x FROM r"); }
+    /// What is read of "x" in other ways than the whole layer.
+    void expectTheSameInParts(GisLayerOgrVector& whole) const {
+        GisLayerOgrOnDemand layer(m_path, "vals");
+        ASSERT_TRUE(layer.open());
+        using Way = std::function<std::pair<QVariant, QString>()>;
+        const auto shown = [&layer](const Cartolith::Core::Shapes::GisShape* shape) {
+            return shape == nullptr
+                       ? std::pair(QVariant("none"), QString())
+                       : std::pair(layer.attributeValueForRow(shape->id() - 1, "x"), layer.exactText(*shape, "x"));
+        };
+        const auto read = [](const std::unique_ptr<GisFeatureReader>& reader) {
+            return reader->next() && reader->takeShape() != nullptr
+                       ? std::pair(reader->attributeValue("x"), reader->exactText("x"))
+                       : std::pair(QVariant("none"), QString());
+        };
+        GisFeatureRequest part;
+        part.fields = QStringList{"x"};
+        part.extent = {0, 0, 2, 2};
+        part.order = {{"name"}};
+        part.tolerance = 1;
+        const std::pair<const char*, Way> ways[] = {
+            {"on demand",
+             [&] {
+                 return shown(layer.query({0, 0, 2, 2}).value(0));
+             }},
+            {"without the field",
+             [&] { return layer.setFields(QStringList{"name"}), shown(layer.shapeForFeatureId(1)); }},
+            {"by its id",
+             [&] { return layer.open(), layer.setFields(std::nullopt), shown(layer.shapeForFeatureId(1)); }},
+            {"all of a table", [&] { return read(GisFeatureReader::fromSource(m_path, "vals", {})); }},
+            {"a request", [&] { return read(GisFeatureReader::fromSource(m_path, "vals", part)); }},
+            {"a request to the layer", [&] { return read(whole.read(part)); }},
+        };
+        const auto& shape = *whole.getShape(1);
+        for (const auto& [name, way] : ways) {
+            EXPECT_EQ(way(), std::pair(shape.attributeValue("x"), whole.exactText(shape, "x"))) << name;
+        }
+    }
     static bool set(GisLayerOgrVector& layer, const QVariant& value, const char* field = "x") {
         auto attributes = layer.getShape(1)->attributes();
         attributes[field] = value;
@@ -101,6 +147,7 @@ TEST_F(PostGisValues, AreReadToTheLastDigit) {
         const QString text = layer.exactText(*layer.getShape(1), "x");
         EXPECT_THAT(text.toStdString(), testing::StartsWith(row.text));
         EXPECT_EQ(text.isEmpty(), row.text[0] == '\0');
+        expectTheSameInParts(layer);
 
         // What nobody edited is no conflict, comes back as it was, and is not written.
         const std::string before = x();

@@ -75,6 +75,8 @@ public:
     QVariant attributeValue(const QString& field) const;
     /// Of the fields that were asked for.
     QHash<QString, QVariant> attributes() const;
+    /// As GisLayerVector::exactText(), of the fields that were asked for.
+    QString exactText(const QString& field) const;
     /// Until next() or takeShape(); its own attributes may be more, or others, than were asked for. Null when
     /// no geometry was.
     const Shapes::GisShape* shape() const;

@@ -123,6 +123,10 @@ public:
     bool hasStableFeatureIds() const override;
     /// @}
 
+    /// Kept in the cache with the feature, within the budget; of a field that was not read, it reads the
+    /// feature again.
+    QString exactText(const Shapes::GisShape& shape, const QString& field) const override;
+
     /// By the source itself, with fields(), cache and budget left out of it. \throws std::runtime_error too
     /// while edits are not saved
     std::unique_ptr<GisFeatureReader> read(const GisFeatureRequest& request) override;

@@ -128,11 +128,8 @@ public:
     /// but for GeoJSON, where nobody can tell ids that are in the file from those that GDAL counts.
     bool hasStableFeatureIds() const override;
 
-    /// The value of a field as a server writes it, where the attribute is less: a number of more than fifteen
-    /// digits, a time of microseconds, infinity or a year BC, a list with nulls; and after a commit, where
-    /// the attribute was given in another type. As it was read, or last saved. Empty where the attribute is
-    /// all, where it was edited since, for a table without a key and for other sources. Logarithmic time.
-    QString exactText(const Shapes::GisShape& shape, const QString& field) const;
+    /// After a commit, also where the attribute was given in another type.
+    QString exactText(const Shapes::GisShape& shape, const QString& field) const override;
 
     /// \name Saving edits
     /// commitEdit() writes what has changed since open() or the last commit to the source that was opened: in

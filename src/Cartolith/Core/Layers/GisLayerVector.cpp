@@ -436,6 +436,10 @@ bool GisLayerVector::hasStableFeatureIds() const {
     return false;
 }
 
+QString GisLayerVector::exactText(const GisShape& /*shape*/, const QString& /*field*/) const {
+    return {};
+}
+
 bool GisLayerVector::holdsAllShapes() const {
     return true;
 }

@@ -102,6 +102,12 @@ public:
     virtual bool hasStableFeatureIds() const;
     /// @}
 
+    /// The value of a field as a server writes it, where the attribute is less: a number of more than fifteen
+    /// digits, a time of microseconds, infinity or a year BC, a list with nulls. As it was read, or last
+    /// saved. Empty where the attribute is all, where it was edited since, for a table without a key, and for
+    /// other sources than PostGIS. Logarithmic time.
+    virtual QString exactText(const Shapes::GisShape& shape, const QString& field) const;
+
     /// The features that are asked for, one after the other. The layer lives longer than the reader, which
     /// throws after a change of the layer. Throws as GisFeatureReader::fromSource().
     virtual std::unique_ptr<GisFeatureReader> read(const GisFeatureRequest& request);

@@ -97,19 +97,6 @@ bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gd
     return isKnown;
 }
 
-std::unique_ptr<ArrowFeatures> ArrowFeatures::idsOf(OGRLayer& layer) {
-    std::unique_ptr<ArrowFeatures> features(new ArrowFeatures);
-    ArrowSchema schema = {};
-    if (!features->openStream(layer, schema)) {
-        return nullptr;
-    }
-    const bool isKnown = schema.n_children > 0 && schema.children[0]->format == std::string_view("l");
-    features->m_childCount = static_cast<int>(schema.n_children);
-    schema.release(&schema);
-    features->m_id = {0, 'l'};
-    return isKnown ? std::move(features) : nullptr;
-}
-
 bool ArrowFeatures::openStream(OGRLayer& layer, ArrowSchema& schema) {
     const OneThread oneThread;
     const Common::Internal::GdalErrorCapture errors;

@@ -28,9 +28,6 @@ public:
     /// as there is at least one hit: that is for the caller to see to.
     static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName,
                                              bool hasHits = false);
-    /// The same of a layer with such a filter of which every field and the geometry are ignored: nothing but
-    /// id() can be asked for.
-    static std::unique_ptr<ArrowFeatures> idsOf(OGRLayer& layer);
     ~ArrowFeatures();
     ArrowFeatures(const ArrowFeatures&) = delete;
     ArrowFeatures& operator=(const ArrowFeatures&) = delete;

@@ -28,10 +28,21 @@ void ExactTexts::forEach(const std::function<void(Place place, QByteArrayView te
     }
 }
 
+std::vector<ExactTexts::Entry>::const_iterator ExactTexts::from(Place place) const noexcept {
+    return std::lower_bound(m_entries.begin(), m_entries.end(), place,
+                            [](const Entry& entry, const Place& wanted) { return entry.place < wanted; });
+}
+
+FieldTexts ExactTexts::of(qint64 id) const {
+    FieldTexts texts;
+    for (auto at = from({id, 0}); at != m_entries.end() && at->place.first == id; ++at) {
+        texts.emplace_back(at->place.second, textOf(*at).toByteArray());
+    }
+    return texts;
+}
+
 std::optional<QByteArrayView> ExactTexts::find(Place place) const noexcept {
-    const auto found =
-        std::lower_bound(m_entries.begin(), m_entries.end(), place,
-                         [](const Entry& entry, const Place& wanted) { return entry.place < wanted; });
+    const auto found = from(place);
     return found != m_entries.end() && found->place == place ? std::optional(textOf(*found)) : std::nullopt;
 }
 

@@ -13,6 +13,9 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
+/// Of one feature, by field.
+using FieldTexts = std::vector<std::pair<int, QByteArray>>;
+
 /// Values of which an attribute is not all that the source holds, as the source writes them: numbers of more
 /// digits than a double, times of microseconds, infinity. By feature and field, 24 bytes and the text each.
 class ExactTexts {
@@ -27,6 +30,8 @@ public:
     void forEach(const std::function<void(Place place, QByteArrayView text)>& function) const;
     /// Good until the next change.
     std::optional<QByteArrayView> find(Place place) const noexcept;
+    /// Of one feature.
+    FieldTexts of(qint64 id) const;
     /// The places of a field among these features.
     std::vector<qint64> idsOf(int field, const std::vector<qint64>& ids) const;
     /// These, but at some places what is found in `now` there, if anything is.
@@ -38,6 +43,7 @@ private:
         std::size_t at = 0; ///< where the next one's begins, its text ends
     };
     QByteArrayView textOf(const Entry& entry) const;
+    std::vector<Entry>::const_iterator from(Place place) const noexcept;
 
     std::vector<Entry> m_entries;
     std::string m_texts; ///< one behind the other, each with its end

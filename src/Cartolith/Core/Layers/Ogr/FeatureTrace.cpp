@@ -19,6 +19,12 @@ bool FeatureTrace::Entry::isChanged(const GisShape& now) const {
                                    !haveSameGeometry(*original->shape, now));
 }
 
+bool FeatureTrace::Entry::isAsRead(const GisShape& now, const QString& field) const {
+    return original == nullptr ||
+           (original->shape != nullptr &&
+            areSame(original->shape->attributeValue(field), now.attributeValue(field)));
+}
+
 void FeatureTrace::reset(const QList<qint64>& features) {
     forgetPlaces();
     m_entries.clear();

@@ -35,6 +35,8 @@ public:
 
         /// Whether the shape is something else now. What was undone is not.
         bool isChanged(const Cartolith::Core::Shapes::GisShape& now) const;
+        /// Whether a field is still what was read.
+        bool isAsRead(const Cartolith::Core::Shapes::GisShape& now, const QString& field) const;
     };
 
     /// Where there is room for so many, the functions below do not fail, but for taken() and changed(), which

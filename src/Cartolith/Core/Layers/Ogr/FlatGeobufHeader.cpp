@@ -1,13 +1,12 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
+#include <Cartolith/Core/Common/VsiFileInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FlatBufferInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FlatGeobufHeaderInternal.h>
 
 #include <QByteArrayView>
-#include <cpl_vsi.h>
 
 #include <algorithm>
 #include <array>
-#include <memory>
 #include <stdexcept>
 #include <utility>
 
@@ -15,14 +14,10 @@ namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-struct FileCloser {
-    void operator()(VSILFILE* file) const { VSIFCloseL(file); }
-};
-
 constexpr qint64 fgbHeaderAt = 12; // behind the mark of the format, and the size of the header
 
 QByteArray headerOf(const QByteArray& gdalName) {
-    const std::unique_ptr<VSILFILE, FileCloser> file(VSIFOpenL(gdalName.constData(), "rb"));
+    const auto file = Common::Internal::openVsiFile(gdalName, "rb");
     constexpr std::size_t lead = fgbHeaderAt;
     constexpr quint32 most = 1U << 20U;
     std::array<char, lead> begin = {};

@@ -13,9 +13,9 @@
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ServerSelectionInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
-#include <QDateTime>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -51,25 +51,13 @@ Internal::ExactTexts beginTable(const Internal::OgrSource& source, OGRLayer& lay
     }
 }
 
-/// GDAL takes years before Christ for those after.
 void correctYears(Internal::OgrContent& content) {
     content.state.texts.forEach([&content](Internal::ExactTexts::Place place, QByteArrayView text) {
-        if (!text.endsWith(" BC")) {
-            return;
-        }
-        const auto first = std::lower_bound(content.features.cbegin(), content.features.cend(), place.first);
-        const QString name = content.definitions.at(place.second).name();
-        const QByteArrayList parts = text.toByteArray().split(' ').constFirst().split('-');
-        const QDate date(-parts.value(0).toInt(), parts.value(1).toInt(), parts.value(2).toInt());
-        const bool isDate = content.definitions.at(place.second).type() == QMetaType::QDate;
-        for (auto at = first; at != content.features.cend() && *at == place.first; ++at) {
-            Shapes::GisShape& shape =
-                *content.shapes[static_cast<std::size_t>(at - content.features.cbegin())];
-            QDateTime moment = shape.attributeValue(name).toDateTime();
-            moment.setDate(date);
-            if (isDate || moment.isValid()) {
-                shape.attributes()[name] = isDate ? QVariant(date) : QVariant(moment);
-            }
+        auto at = std::lower_bound(content.features.cbegin(), content.features.cend(), place.first);
+        for (; at != content.features.cend() && *at == place.first; ++at) {
+            Internal::correctYear(
+                content.shapes[static_cast<std::size_t>(at - content.features.cbegin())]->attributeSlot(),
+                content.definitions.at(place.second), text);
         }
     });
 }

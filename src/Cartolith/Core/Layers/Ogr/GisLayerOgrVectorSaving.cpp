@@ -70,11 +70,7 @@ QString GisLayerOgrVector::exactText(const Shapes::GisShape& shape, const QStrin
     const auto found = std::find_if(fields.begin(), fields.end(),
                                     [&field](const auto& definition) { return definition.name() == field; });
     const auto text = m_read->texts.find({entry.feature, static_cast<int>(found - fields.begin())});
-    const auto* const original = entry.original.get();
-    const bool isAsRead = original == nullptr || (original->shape != nullptr &&
-                                                  Internal::areSame(original->shape->attributeValue(field),
-                                                                    shape.attributeValue(field)));
-    return text && isAsRead ? QString::fromUtf8(*text) : QString();
+    return text && entry.isAsRead(shape, field) ? QString::fromUtf8(*text) : QString();
 }
 
 bool GisLayerOgrVector::hasStableFeatureIds() const {

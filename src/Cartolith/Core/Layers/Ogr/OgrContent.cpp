@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ServerSelectionInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Serialization/PlainWkbInternal.h>
 
@@ -80,14 +81,15 @@ OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
     return isWhole ? Outcome::Whole : Outcome::Unfit;
 }
 
-OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn) {
-    m_layer.ResetReading();
+OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn, const ServerSelection* selection) {
+    OGRLayer& rows = selection != nullptr ? *selection->rows() : m_layer;
+    rows.ResetReading();
     std::optional<Common::Internal::GdalErrorCapture> errors;
     if (m_isInParts) { // else a host's callback is asked in between
         errors.emplace();
     }
-    while (const auto feature = errors ? m_source.next(m_layer, *errors) : m_source.next(m_layer)) {
-        take(*feature, m_source.complaint());
+    while (const auto feature = errors ? m_source.next(rows, *errors) : m_source.next(rows)) {
+        take(*feature, m_source.complaint(), selection);
         if (isInterrupted(goOn)) {
             return Outcome::Cancelled;
         }
@@ -117,12 +119,12 @@ void OgrContent::readParts(Skip skip) {
     m_isNumbered = false;
 }
 
-bool OgrContent::readFeature(qint64 id) {
+bool OgrContent::readFeature(qint64 id, const ServerSelection* selection) {
     QString complaint;
     Common::Internal::FeaturePtr feature;
     {
         const Common::Internal::GdalErrorCapture errors;
-        feature.reset(m_layer.GetFeature(id));
+        feature.reset(selection != nullptr ? selection->rows()->GetNextFeature() : m_layer.GetFeature(id));
         complaint = errors.message();
     }
     if (feature == nullptr) {
@@ -135,7 +137,7 @@ bool OgrContent::readFeature(qint64 id) {
         return false;
     }
     const Skip skip = std::exchange(m_skip, {});
-    take(*feature, complaint);
+    take(*feature, complaint, selection);
     m_skip = skip;
     return true;
 }
@@ -144,6 +146,7 @@ void OgrContent::forget() {
     shapes.clear();
     features.clear();
     state.features.clear();
+    state.texts = {};
 }
 
 qint64 OgrContent::count(qint64 id) {
@@ -192,7 +195,7 @@ bool OgrContent::take(const ArrowFeatures& feature) {
     return true;
 }
 
-void OgrContent::take(OGRFeature& feature, const QString& complaint) {
+void OgrContent::take(OGRFeature& feature, const QString& complaint, const ServerSelection* selection) {
     const OGRGeometry* const geometry = feature.GetGeometryRef();
     if (m_skip && m_skip(feature.GetFID(), geometry)) {
         ++state.featureCount;
@@ -202,8 +205,18 @@ void OgrContent::take(OGRFeature& feature, const QString& complaint) {
     ReadFeature read = hasGeometry ? kindOf(*geometry) : ReadFeature();
     read.id = count(feature.GetFID());
     read.digest = m_isCompared ? m_digest.of(feature) : 0;
+    const std::size_t first = shapes.size();
     takeGeometry(read, feature.GetFID(), GeometryPtr(feature.StealGeometry()), complaint,
                  [&] { return m_rows.of(feature); });
+    if (selection == nullptr || shapes.size() == first) {
+        return;
+    }
+    for (const auto& [field, text] : selection->textsOf(feature)) {
+        state.texts.add({read.id, field}, text);
+        for (std::size_t i = first; i < shapes.size(); ++i) {
+            correctYear(shapes[i]->attributeSlot(), definitions.at(field), text);
+        }
+    }
 }
 
 void OgrContent::takeGeometry(ReadFeature feature, qint64 id, GeometryPtr geometry, const QString& complaint,

@@ -15,6 +15,7 @@ namespace Cartolith::Core::Layers::Internal {
 
 class ArrowFeatures;
 class OgrSource;
+class ServerSelection;
 
 /// Everything that opening a layer reads, collected aside so that a failure leaves the layer alone.
 class OgrContent {
@@ -38,16 +39,17 @@ public:
     bool isOfDatabase() const { return m_isDatabase; }
     /// Whether a digest is made of each feature; at first it is for databases.
     void setComparing(bool comparing) { m_isCompared = comparing; }
-    /// The feature of that id as the source has it now; false where there is none.
-    bool readFeature(qint64 id);
+    /// The feature of that id as the source has it now, or the one that was selected; false where there is
+    /// none.
+    bool readFeature(qint64 id, const ServerSelection* selection = nullptr);
     /// Forgets the shapes and features that were read.
     void forget();
 
     /// Reads by columns, which takes half the time. Unfit where the driver or the layer is, and as soon as
     /// anything is found that has to be told: rows without geometry, errors, a count that is not right.
     Outcome readColumns(const GoOn& goOn);
-    /// Reads feature by feature. Never unfit.
-    Outcome readFeatures(const GoOn& goOn);
+    /// Reads feature by feature; of a selection, with state.texts. Never unfit.
+    Outcome readFeatures(const GoOn& goOn, const ServerSelection* selection = nullptr);
 
     /// Puts the shapes into the order of their features' ids.
     void sort();
@@ -61,7 +63,7 @@ public:
 
 private:
     bool take(const ArrowFeatures& feature);
-    void take(OGRFeature& feature, const QString& complaint);
+    void take(OGRFeature& feature, const QString& complaint, const ServerSelection* selection);
     qint64 count(qint64 id);
     void takeGeometry(ReadFeature feature, qint64 id, Common::Internal::GeometryPtr geometry,
                       const QString& complaint,

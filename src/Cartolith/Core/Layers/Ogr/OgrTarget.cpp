@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
+#include <Cartolith/Core/Common/VsiFileInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
@@ -291,7 +292,7 @@ std::pair<char*, qsizetype> OgrTarget::written(const QString& suffix) const {
 
 void OgrTarget::rewrite(const QByteArray& bytes, const QString& suffix) {
     const QByteArray path = memoryPath(suffix.isEmpty() ? m_workSuffix : suffix);
-    const std::unique_ptr<VSILFILE, int (*)(VSILFILE*)> file(VSIFOpenL(path.constData(), "wb"), VSIFCloseL);
+    const auto file = Common::Internal::openVsiFile(path, "wb");
     const auto size = static_cast<std::size_t>(bytes.size());
     if (file == nullptr || VSIFWriteL(bytes.constData(), 1, size, file.get()) != size) {
         fail(QStringLiteral("there is not enough memory"));

@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -14,7 +15,7 @@ using Shapes::GisShape;
 namespace {
 
 /// Of a feature beside its shapes: its entries in the table, the windows and the layer's list.
-constexpr qint64 bytesBeside = 272;
+constexpr qint64 bytesBeside = 296;
 constexpr std::size_t soonFound = 20'000; // one after the other
 constexpr std::size_t mostWindows = 256;
 
@@ -90,6 +91,15 @@ CachedFeature* FeatureCache::add(const ReadFeature& feature) {
     added.bytes = bytesBeside;
     m_bytes += added.bytes;
     return &added;
+}
+
+void FeatureCache::give(CachedFeature& feature, FieldTexts texts) noexcept {
+    constexpr qint64 head = sizeof(FieldTexts::value_type) + 32; // and what a text of its own takes
+    feature.texts = std::move(texts);
+    for (const auto& text : feature.texts) {
+        feature.bytes += head + text.second.size();
+        m_bytes += head + text.second.size();
+    }
 }
 
 void FeatureCache::give(CachedFeature& feature, GisShape& shape) {

@@ -43,6 +43,8 @@ public:
     CachedFeature* find(qint64 id) const noexcept { return m_features.find(id); }
     /// A feature, for the window in front; null where it is in the cache already.
     CachedFeature* add(const ReadFeature& feature);
+    /// Of a feature that was just added.
+    void give(CachedFeature& feature, FieldTexts texts) noexcept;
     /// Of a feature that is in the cache, one more shape.
     void give(CachedFeature& feature, Shapes::GisShape& shape);
     /// One that is, for the same. Does nothing for a second time.

@@ -18,6 +18,7 @@ namespace Cartolith::Core::Layers::Internal {
 struct CachedFeature {
     ReadFeature read;
     QVarLengthArray<Shapes::GisShape*, 1> shapes;
+    FieldTexts texts;      ///< what the source has beyond their attributes
     Shapes::GisExtent box; ///< of all of them
     qint64 bytes = 0;
     quint32 windows = 0; ///< that it was read for

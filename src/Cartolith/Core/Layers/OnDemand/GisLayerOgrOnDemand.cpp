@@ -208,14 +208,17 @@ bool GisLayerOgrOnDemand::takeRead() {
     Internal::OgrContent& content = m_source->content();
     std::size_t next = 0;
     reserveShapes(count() + static_cast<int>(content.shapes.size()));
+    content.state.texts.sort();
     for (const Internal::ReadFeature& read : content.state.features) {
         const std::size_t end = next + read.shapes;
+        Internal::FieldTexts texts = content.state.texts.of(read.id);
         CachedFeature* const feature = m_cache->add(read);
         if (feature == nullptr) { // a reading that was begun anew met it before
             next = end;
             continue;
         }
-        for (; next < end; ++next) { // from here on nothing fails
+        m_cache->give(*feature, std::move(texts)); // from here on nothing fails
+        for (; next < end; ++next) {
             m_cache->give(*feature, *content.shapes[next]);
             const int place = freePlace();
             holdShape(place, std::move(content.shapes[next]));
@@ -518,6 +521,35 @@ GisShape* GisLayerOgrOnDemand::shapeForFeatureId(qint64 id) {
         feature = m_cache->find(id);
     }
     return feature != nullptr && !feature->shapes.isEmpty() ? feature->shapes.front() : nullptr;
+}
+
+QString GisLayerOgrOnDemand::exactText(const GisShape& shape, const QString& field) const {
+    const auto& fields = attributeDefinitions();
+    const auto found = std::find_if(fields.begin(), fields.end(),
+                                    [&field](const auto& definition) { return definition.name() == field; });
+    const int place = placeOf(shape);
+    const CachedFeature* const feature =
+        place >= 0 ? m_cache->find(m_trace->entries()[static_cast<std::size_t>(place)].feature) : nullptr;
+    if (feature == nullptr || found == fields.end() ||
+        !m_trace->entries()[static_cast<std::size_t>(place)].isAsRead(shape, field)) {
+        return {};
+    }
+    Internal::FieldTexts texts;
+    const bool isRead = !isWithoutFields(place) || m_fields->contains(field);
+    if (!isRead) {
+        Internal::OgrContent& content = m_source->content();
+        const auto end = qScopeGuard([&content] { content.forget(); });
+        content.forget();
+        m_source->readFeature(feature->read.id);
+        content.state.texts.sort();
+        texts = content.state.texts.of(feature->read.id);
+    }
+    for (const auto& [index, text] : isRead ? feature->texts : texts) {
+        if (index == found - fields.begin()) {
+            return QString::fromUtf8(text);
+        }
+    }
+    return {};
 }
 
 bool GisLayerOgrOnDemand::hasStableFeatureIds() const {

@@ -1,19 +1,18 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
-#include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
+#include <Cartolith/Core/Layers/GisVectorOverviews.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
+#include <Cartolith/Core/Layers/Requests/BoxFilterInternal.h>
 #include <Cartolith/Core/Layers/Requests/SqlFilterInternal.h>
 
 #include <QScopeGuard>
 #include <cpl_string.h>
 
 #include <algorithm>
-#include <iterator>
 #include <stdexcept>
 #include <unordered_set>
-#include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -104,14 +103,11 @@ qint64 WindowSource::countOf(const OgrSource& source) {
 void WindowSource::setFields(const std::optional<QStringList>& fields) {
     m_fields = fields;
     ignoreFields(fields);
-    m_isByColumns = true;
+    m_areColumnsFit = true;
 }
 
-void WindowSource::ignoreFields(const std::optional<QStringList>& fields, bool geometry) {
+void WindowSource::ignoreFields(const std::optional<QStringList>& fields) {
     CPLStringList ignored;
-    if (geometry) {
-        ignored.AddString("OGR_GEOMETRY");
-    }
     OGRFeatureDefn& schema = *layer().GetLayerDefn();
     for (int i = 0; fields && i < schema.GetFieldCount(); ++i) {
         const char* const name = schema.GetFieldDefn(i)->GetNameRef();
@@ -153,12 +149,30 @@ bool WindowSource::filterByColumns(const GisExtent& extent) {
     }
 }
 
-bool WindowSource::filter(const GisExtent& extent) {
-    if (m_boxes == Boxes::Columns) {
-        return filterByColumns(extent);
+ServerSelection* WindowSource::selection() {
+    if (!OgrFormat::isServerOf(m_driverName) || !ServerSelection::mayHaveTexts(layer())) {
+        return nullptr;
     }
+    if (!m_selection) {
+        m_selection.emplace(m_snapshot.source(), layer());
+    }
+    return m_selection->hasTexts() ? &*m_selection : nullptr;
+}
+
+/// Columns take longer to begin, and less for each feature.
+bool WindowSource::isForColumns(const GisExtent& extent) const {
+    constexpr double few = 100.0;
+    return m_boxes == Boxes::Columns && m_areColumnsFit &&
+           (m_extent.isEmpty() ||
+            static_cast<double>(m_featureCount) * GisVectorOverviews::shareInSight(extent, m_extent) >= few);
+}
+
+void WindowSource::filter(const GisExtent& extent) {
     const Common::Internal::GdalErrorCapture errors;
-    if (m_boxes == Boxes::Filter) {
+    if (m_boxes == Boxes::Columns) {
+        BoxFilter box(extent);
+        layer().SetSpatialFilter(&box);
+    } else if (m_boxes == Boxes::Filter) {
         layer().SetSpatialFilterRect(extent.xMin(), extent.yMin(), extent.xMax(), extent.yMax());
     } else if (m_boxes == Boxes::Table) {
         OGREnvelope box;
@@ -168,16 +182,32 @@ bool WindowSource::filter(const GisExtent& extent) {
         box.MaxY = extent.yMax();
         layer().SetAttributeFilter(boxesMeeting(layer(), box).toUtf8().constData());
     }
-    return true;
 }
 
 bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, const OgrContent::GoOn& goOn) {
     // A statement that is left open keeps others from writing.
-    const auto end = qScopeGuard([this] {
+    ServerSelection* selected = selection();
+    const auto end = qScopeGuard([this, &selected] {
         const Common::Internal::GdalErrorCapture errors;
+        if (selected != nullptr) {
+            selected->release();
+        }
         layer().ResetReading();
     });
-    if (!filter(extent)) {
+    if (selected != nullptr) {
+        OGREnvelope box;
+        BoxFilter(extent).getEnvelope(&box);
+        const bool isByBox = m_boxes == Boxes::Filter;
+        const QByteArray condition = isByBox ? ServerSelection::boxesMeeting(layer(), box) : QByteArray();
+        if (selected->select(condition, m_fields, false) == nullptr) {
+            if (!goOn(0.0)) { // broken off
+                return false;
+            }
+            selected = nullptr;
+        }
+    }
+    const bool isByColumns = isForColumns(extent);
+    if (isByColumns && !filterByColumns(extent)) {
         return true;
     }
     SeenIds seen;
@@ -199,56 +229,26 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
         return skip(id, geometry);
     });
     auto outcome = OgrContent::Outcome::Unfit;
-    if (m_boxes == Boxes::Columns && m_isByColumns) { // a GeoPackage would be read by a thread of GDAL's
+    if (isByColumns) { // a GeoPackage would be read by a thread of GDAL's
         outcome = m_content.readColumns(goOn);
-        m_isByColumns = outcome != OgrContent::Outcome::Unfit;
+        m_areColumnsFit = outcome != OgrContent::Outcome::Unfit;
     }
     if (outcome == OgrContent::Outcome::Unfit) {
-        outcome = m_boxes == Boxes::Columns ? readById(skip, goOn) : m_content.readFeatures(goOn);
+        if (selected == nullptr) {
+            filter(extent);
+        }
+        outcome = m_content.readFeatures(goOn, selected);
     }
     return outcome == OgrContent::Outcome::Whole;
 }
 
-OgrContent::Outcome WindowSource::readById(const OgrContent::Skip& skip, const OgrContent::GoOn& goOn) {
-    std::vector<qint64> ids;
-    {
-        const auto end = qScopeGuard([this] { ignoreFields(m_fields); });
-        ignoreFields(QStringList(), true);
-        const auto found = ArrowFeatures::idsOf(layer());
-        while (found != nullptr && found->next()) {
-            ids.push_back(found->id());
-        }
-        if (found == nullptr || found->hasFailed()) {
-            m_snapshot.source().fail(QStringLiteral("its index cannot be read"));
-        }
-    }
-    // Most of them come quickly, one after the other; the rest are those of which only the box meets it.
-    std::vector<qint64> met;
-    m_content.readParts([&](qint64 id, const OGRGeometry* geometry) {
-        met.push_back(id);
-        return skip(id, geometry);
-    });
-    const auto outcome = m_content.readFeatures(goOn);
-    if (outcome != OgrContent::Outcome::Whole) {
-        return outcome;
-    }
-    std::sort(ids.begin(), ids.end());
-    std::sort(met.begin(), met.end());
-    std::vector<qint64> rest;
-    std::set_difference(ids.begin(), ids.end(), met.begin(), met.end(), std::back_inserter(rest));
-    layer().SetSpatialFilter(nullptr); // the driver counts ids among the hits otherwise
-    for (const qint64 id : rest) {
-        if (!skip(id, nullptr) && !m_content.readFeature(id)) {
-            m_snapshot.source().fail(QStringLiteral("it ends before feature %1").arg(id));
-        }
-        if (!goOn(static_cast<double>(id))) {
-            return OgrContent::Outcome::Cancelled;
-        }
-    }
-    return OgrContent::Outcome::Whole;
-}
-
 bool WindowSource::readFeature(qint64 id) {
+    ServerSelection* const selected = selection();
+    if (selected != nullptr &&
+        selected->select(ServerSelection::isOf(layer(), {id}), std::nullopt, false) != nullptr) {
+        const auto end = qScopeGuard([selected] { selected->release(); });
+        return m_content.readFeature(id, selected);
+    }
     const auto end = qScopeGuard([this] {
         if (m_fields) {
             ignoreFields(m_fields);

@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ServerSelectionInternal.h>
 #include <Cartolith/Core/Shapes/GisExtent.h>
 
 #include <QByteArray>
@@ -58,14 +59,17 @@ private:
     qint64 countOf(const OgrSource& source);
     enum class Boxes {
         None,    ///< not by an index
-        Columns, ///< by OGR's spatial filter, in reading by columns; feature by feature it asks for more
+        Columns, ///< by OGR's spatial filter, of a rectangle in reading by columns; feature by feature that
+                 ///< would ask for more, so that it is one that says yes to every box
         Filter,  ///< by OGR's spatial filter
         Table,   ///< by the table that is the index of a GeoPackage
     };
-    bool filter(const Shapes::GisExtent& extent);
+    /// Of a server's table in which fields are less than columns; else null.
+    ServerSelection* selection();
+    bool isForColumns(const Shapes::GisExtent& extent) const;
+    void filter(const Shapes::GisExtent& extent);
     bool filterByColumns(const Shapes::GisExtent& extent);
-    void ignoreFields(const std::optional<QStringList>& fields, bool geometry = false);
-    OgrContent::Outcome readById(const OgrContent::Skip& skip, const OgrContent::GoOn& goOn);
+    void ignoreFields(const std::optional<QStringList>& fields);
 
     OgrSnapshot m_snapshot;
     OgrContent m_content;
@@ -76,8 +80,9 @@ private:
     Boxes m_boxes = Boxes::None;
     bool m_isView = false;
     bool m_hasTransactions = false;
-    bool m_isByColumns = true;
+    bool m_areColumnsFit = true;
     std::optional<QStringList> m_fields;
+    std::optional<ServerSelection> m_selection; ///< made by the first reading of a server
 };
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Layers/GisFeatureRequest.h>
+#include <Cartolith/Core/Layers/Ogr/ExactTextsInternal.h>
 #include <Cartolith/Core/Layers/Requests/FilterValuesInternal.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 
@@ -14,6 +15,8 @@ struct FeatureAnswer {
     qint64 id = -1;
     std::unique_ptr<Shapes::GisShape> own; ///< null where the shape is the layer's
     const Shapes::GisShape* shape = nullptr;
+    const Shapes::GisShape* source = nullptr; ///< the one that it was made of, which may have gone
+    FieldTexts texts = {};
 };
 
 /// The features of an answer that has an order.

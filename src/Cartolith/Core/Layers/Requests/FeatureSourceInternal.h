@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/Ogr/ExactTextsInternal.h>
 #include <Cartolith/Core/Layers/Requests/FeatureTestInternal.h>
 
 #include <QList>
@@ -45,7 +46,13 @@ public:
     virtual qint64 id() const = 0;
     /// With all of its attributes, of those in the plan.
     virtual const Shapes::GisShape& shape() const = 0;
-    /// The same to keep; or null for one that stays where it is while the reader lives.
+    /// What the source has beyond its attributes, by the place in definitions(); of a shape that stays where
+    /// it is, exactText() says it.
+    virtual FieldTexts texts() const { return {}; }
+    virtual QString exactText(const Shapes::GisShape& /*shape*/, const QString& /*field*/) const {
+        return {};
+    }
+    /// The same shape to keep; or null for one that stays where it is while the reader lives.
     virtual std::unique_ptr<Shapes::GisShape> takeShape() = 0;
     /// \throws std::runtime_error where shapes that stay may have gone
     virtual void requireUnchanged() const {}

@@ -118,6 +118,8 @@ public:
     bool read(FeatureAnswer& answer) {
         while (source->next() && !isCancelled) {
             answer.id = source->id();
+            answer.source = &source->shape();
+            answer.texts = source->texts();
             if (transformer == nullptr) {
                 answer.own = source->takeShape();
                 answer.shape = answer.own != nullptr ? answer.own.get() : &source->shape();
@@ -247,6 +249,19 @@ qint64 GisFeatureReader::featureId() const {
 
 QVariant GisFeatureReader::attributeValue(const QString& field) const {
     return d->isAsked(field) ? d->attributes().value(field) : QVariant();
+}
+
+QString GisFeatureReader::exactText(const QString& field) const {
+    if (!d->isAsked(field) || d->current.source == nullptr) {
+        return {};
+    }
+    const auto definitions = d->source->definitions();
+    for (const auto& [index, text] : d->current.texts) {
+        if (definitions.at(index).name() == field) {
+            return QString::fromUtf8(text);
+        }
+    }
+    return d->source->exactText(*d->current.source, field);
 }
 
 QHash<QString, QVariant> GisFeatureReader::attributes() const {

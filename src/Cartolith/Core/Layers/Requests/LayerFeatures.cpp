@@ -93,6 +93,10 @@ qint64 LayerFeatures::id() const {
     return idOf(shape());
 }
 
+QString LayerFeatures::exactText(const Shapes::GisShape& shape, const QString& field) const {
+    return m_layer.exactText(shape, field);
+}
+
 const Shapes::GisShape& LayerFeatures::shape() const {
     return *m_layer.items()[static_cast<std::size_t>(m_row)];
 }

@@ -24,6 +24,7 @@ public:
     qint64 id() const override;
     const Shapes::GisShape& shape() const override;
     std::unique_ptr<Shapes::GisShape> takeShape() override { return nullptr; }
+    QString exactText(const Shapes::GisShape& shape, const QString& field) const override;
 
 private:
     bool isWanted() const;

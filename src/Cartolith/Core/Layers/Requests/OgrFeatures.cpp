@@ -1,7 +1,6 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/Requests/BoxFilterInternal.h>
 #include <Cartolith/Core/Layers/Requests/OgrFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Requests/ServerLimitsInternal.h>
@@ -42,6 +41,7 @@ OgrFeatures::~OgrFeatures() {
     const GdalErrorCapture errors;
     m_sorted.clear();
     m_selection.reset();
+    m_server.reset();
 }
 
 QList<FieldType> OgrFeatures::fieldTypes() const {
@@ -109,28 +109,41 @@ void OgrFeatures::begin(const Plan& plan) {
         ignoreFields();
         filterByExtent(hasKey);
     }
-    m_rows.emplace(*m_layer->GetLayerDefn());
+    m_rows.emplace(*(m_server ? m_table : *m_layer).GetLayerDefn());
     m_layer->ResetReading();
     m_snapshot.source().stopListening();
 }
 
 // Statements of our own
 
-/// Empty where there is no index to ask; of a view, all in their order.
-QString OgrFeatures::rowsIn(const Shapes::GisExtent& extent) const {
-    const QString column = QString::fromUtf8(m_table.GetGeometryColumn());
-    OGREnvelope box;
-    BoxFilter(extent).getEnvelope(&box);
-    const auto number = [](double value) { return QString::number(value, 'e', 17); };
-    if (OgrFormat::isServerOf(m_driver)) { // compares boxes only, whatever their systems, or globes
-        return QStringLiteral("%1 && 'BOX(%2 %3,%4 %5)'::box2d")
-            .arg(sqlName(column) + QLatin1String("::geometry"), number(box.MinX), number(box.MinY),
-                 number(box.MaxX), number(box.MaxY));
+/// What the source itself is asked; empty for nothing.
+QString OgrFeatures::conditions(bool isServer) const {
+    const FeatureTest& test = m_plan->test;
+    using Dialect = SqlFilter::Dialect;
+    SqlFilter filter(isServer ? Dialect::PostgreSql : Dialect::Sqlite, *m_table.GetLayerDefn());
+    QStringList conditions{filter.condition(test.filter())};
+    const bool isIndexed =
+        isServer || (m_driver == QLatin1String("GPKG") && m_table.TestCapability(OLCFastSpatialFilter) != 0);
+    if (isIndexed && test.extent() && !test.extent()->isEmpty()) {
+        OGREnvelope box;
+        BoxFilter(*test.extent()).getEnvelope(&box);
+        conditions.append(
+            isServer   ? QString::fromUtf8(ServerSelection::boxesMeeting(m_table, box))
+            : m_isView ? QStringLiteral("TRUE") // all in their order: GDAL may ask the index of another row
+                       : boxesMeeting(m_table, box));
     }
-    if (m_driver != QLatin1String("GPKG") || m_table.TestCapability(OLCFastSpatialFilter) == 0) {
-        return {};
+    if (isServer && test.ids()) {
+        conditions.append(QString::fromUtf8(ServerSelection::isOf(m_table, *test.ids())));
     }
-    return m_isView ? QStringLiteral("TRUE") : boxesMeeting(m_table, box);
+    constexpr std::size_t mostIds = 20'000; // a statement may have a million bytes
+    if (m_isView && test.ids() && test.ids()->size() <= mostIds) {
+        conditions.append(sqlName(QString::fromUtf8(m_table.GetFIDColumn())) + QLatin1String(" IN (") +
+                          QString::fromLatin1(listOf(*test.ids())) + QLatin1Char(')'));
+    }
+    conditions.removeAll(QString());
+    return conditions.isEmpty()
+               ? QString()
+               : QLatin1Char('(') + conditions.join(QStringLiteral(") AND (")) + QLatin1Char(')');
 }
 
 bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {
@@ -152,37 +165,39 @@ bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {
     return at == selected.GetFieldCount() && selected.GetGeomFieldCount() == 1;
 }
 
-/// A statement of GeoPackage or SQLite says more than a filter of OGR, and in which order the rows come.
-/// False where there is nothing to say, and where what comes would not be read as the table is.
+/// Also where nothing is asked: the texts come with the rows.
+bool OgrFeatures::selectRowsOfServer() {
+    const QString wanted = conditions(true);
+    if (wanted.isEmpty() && !ServerSelection::mayHaveTexts(m_table)) {
+        return false;
+    }
+    m_server.emplace(m_snapshot.source(), m_table);
+    m_layer = wanted.isEmpty() && !m_server->hasTexts()
+                  ? nullptr
+                  : m_server->select(wanted.toUtf8(), m_plan->fields, true);
+    if (m_layer == nullptr) {
+        m_server.reset();
+        m_layer = &m_table;
+    }
+    return m_server.has_value();
+}
+
+/// A statement says more than a filter of OGR, and in which order the rows come. False where there is nothing
+/// to say, and where what comes would not be read as the table is.
 bool OgrFeatures::selectRows() {
+    if (OgrFormat::isServerOf(m_driver)) {
+        return selectRowsOfServer();
+    }
     OGRFeatureDefn& schema = *m_table.GetLayerDefn();
     const QString key = QString::fromUtf8(m_table.GetFIDColumn());
-    const QString table = Common::Internal::wholeText(m_table.GetName());
-    const bool isServer = OgrFormat::isServerOf(m_driver);
-    const bool isKnown = isServer ? !table.contains(QLatin1Char('.')) : isOneOf(m_driver, {"GPKG", "SQLite"});
-    if (!isKnown || key.isEmpty() || schema.GetGeomFieldCount() != 1) {
+    if (!isOneOf(m_driver, {"GPKG", "SQLite"}) || key.isEmpty() || schema.GetGeomFieldCount() != 1) {
         return false;
     }
-    const FeatureTest& test = m_plan->test;
-    using Dialect = SqlFilter::Dialect;
-    SqlFilter filter(isServer ? Dialect::PostgreSql : Dialect::Sqlite, schema);
-    QStringList conditions{test.extent() && !test.extent()->isEmpty() ? rowsIn(*test.extent()) : QString(),
-                           filter.condition(test.filter())};
-    constexpr std::size_t mostIds = 20'000; // a statement may have a million bytes
-    if (test.ids() && m_isView && test.ids()->size() <= mostIds) {
-        conditions.append(sqlName(key) + QLatin1String(" IN (") + QString::fromLatin1(listOf(*test.ids())) +
-                          QLatin1Char(')'));
-    }
-    if (test.ids() && isServer) {
-        conditions.append(sqlName(key) + QLatin1String(" = ANY ('{") +
-                          QString::fromLatin1(listOf(*test.ids())) + QLatin1String("}'::bigint[])"));
-    }
-    conditions.removeAll(QString());
-    if (conditions.isEmpty()) {
+    const QString wanted = conditions(false);
+    if (wanted.isEmpty()) {
         return false;
     }
-    // OGR knows the key of what a server selects by this name.
-    QStringList columns{sqlName(key) + QLatin1String(isServer ? " AS ogc_fid" : "")};
+    QStringList columns{sqlName(key)};
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
         if (isRead(i)) {
             columns.append(sqlName(Common::Internal::wholeName(schema.GetFieldDefn(i)->GetNameRef())));
@@ -192,8 +207,8 @@ bool OgrFeatures::selectRows() {
     // Not by arg(): the words of a host may have a place marker in them.
     m_selection = m_snapshot.source().select(
         QStringLiteral("SELECT ") + columns.join(QStringLiteral(", ")) + QStringLiteral(" FROM ") +
-        sqlName(table) + QStringLiteral(" WHERE (") + conditions.join(QStringLiteral(") AND (")) +
-        QStringLiteral(") ORDER BY ") + sqlName(key));
+        sqlName(Common::Internal::wholeText(m_table.GetName())) + QStringLiteral(" WHERE ") + wanted +
+        QStringLiteral(" ORDER BY ") + sqlName(key));
     if (m_selection == nullptr || QByteArrayView(m_selection->GetFIDColumn()).isEmpty() ||
         !isLike(*m_selection->GetLayerDefn())) {
         m_selection.reset();
@@ -302,6 +317,10 @@ void OgrFeatures::take(OGRFeature& feature) {
         return;
     }
     attributes.setRow(m_rows->of(feature));
+    m_texts = m_server ? m_server->textsOf(feature) : FieldTexts();
+    for (const auto& [field, text] : m_texts) {
+        correctYear(attributes, m_definitions.at(field), text);
+    }
     if (!test.wants(attributes)) {
         return;
     }

@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ServerSelectionInternal.h>
 #include <Cartolith/Core/Layers/Requests/FeatureSourceInternal.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 
@@ -27,6 +28,7 @@ public:
     qint64 id() const override { return m_id; }
     const Shapes::GisShape& shape() const override { return *m_shape; }
     std::unique_ptr<Shapes::GisShape> takeShape() override { return std::move(m_shape); }
+    FieldTexts texts() const override { return m_texts; }
     void interrupt() noexcept override;
 
     /// What the source says without reading features: -1, and an empty one, where it does not.
@@ -38,7 +40,8 @@ public:
 private:
     bool isFoundById() const;
     bool selectRows();
-    QString rowsIn(const Shapes::GisExtent& extent) const;
+    bool selectRowsOfServer();
+    QString conditions(bool isServer) const;
     bool isLike(OGRFeatureDefn& selected) const;
     bool isRead(int field) const;
     void ignoreFields();
@@ -57,6 +60,7 @@ private:
     const Plan* m_plan = nullptr;
 
     OgrSource::Selection m_selection;
+    std::optional<ServerSelection> m_server;
     OGRLayer* m_layer = nullptr; ///< the table, or what was selected from it
     std::optional<FeatureRows> m_rows;
     bool m_isById = false;
@@ -70,6 +74,7 @@ private:
     std::vector<std::unique_ptr<Shapes::GisShape>> m_pending; ///< of one feature; the last one comes next
     qint64 m_id = -1;
     std::unique_ptr<Shapes::GisShape> m_shape;
+    FieldTexts m_texts; ///< of the feature
 };
 
 } // namespace Cartolith::Core::Layers::Internal

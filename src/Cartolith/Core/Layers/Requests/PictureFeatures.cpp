@@ -51,6 +51,7 @@ public:
     qint64 id() const override { return m_from->id(); }
     const Shapes::GisShape& shape() const override { return m_from->shape(); }
     std::unique_ptr<Shapes::GisShape> takeShape() override { return m_from->takeShape(); }
+    FieldTexts texts() const override { return m_from->texts(); }
     void requireUnchanged() const override { m_from->requireUnchanged(); }
     void interrupt() noexcept override { m_from->interrupt(); }
 

@@ -1,0 +1,129 @@
+#include <Cartolith/Core/Common/BytesInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ServerSelectionInternal.h>
+#include <Cartolith/Core/Shapes/AttributeSlot.h>
+
+#include <QDateTime>
+
+#include <algorithm>
+#include <stdexcept>
+
+namespace Cartolith::Core::Layers::Internal {
+
+ServerSelection::ServerSelection(OgrSource& source, OGRLayer& table) : m_source(source), m_table(table) {
+    OGRFeatureDefn& schema = *table.GetLayerDefn();
+    if (QByteArrayView(table.GetFIDColumn()).isEmpty() || schema.GetGeomFieldCount() != 1) {
+        return;
+    }
+    try {
+        m_facts.emplace(source.dataset(), table);
+    } catch (const std::runtime_error&) { // what reads next says why
+        return;
+    }
+    if (m_facts->hasLostColumns()) {
+        m_facts.reset();
+        return;
+    }
+    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+        const QByteArray isCut = m_facts->column(i).isCut(schema.GetFieldDefn(i)->GetType());
+        if (!isCut.isEmpty()) {
+            m_cuts.emplace_back(i, isCut);
+        }
+    }
+}
+
+bool ServerSelection::mayHaveTexts(OGRLayer& table) {
+    OGRFeatureDefn& schema = *table.GetLayerDefn();
+    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+        const OGRFieldType type = schema.GetFieldDefn(i)->GetType();
+        if (type != OFTInteger && type != OFTString && type != OFTBinary) {
+            return true;
+        }
+    }
+    return false;
+}
+
+QByteArray ServerSelection::boxesMeeting(OGRLayer& table, const OGREnvelope& box) {
+    constexpr int digits = 17;
+    const auto number = [](double value) { return QByteArray::number(value, 'e', digits); };
+    return quotedName(table.GetGeometryColumn()) + "::geometry && 'BOX(" + number(box.MinX) + ' ' +
+           number(box.MinY) + ',' + number(box.MaxX) + ' ' + number(box.MaxY) + ")'::box2d";
+}
+
+QByteArray ServerSelection::isOf(OGRLayer& table, const std::vector<qint64>& ids) {
+    return quotedName(table.GetFIDColumn()) + " = ANY ('{" + listOf(ids) + "}'::bigint[])";
+}
+
+OGRLayer* ServerSelection::select(const QByteArray& condition, const std::optional<QStringList>& fields,
+                                  bool inKeyOrder) {
+    release();
+    m_selected.clear();
+    if (!m_facts) {
+        return nullptr;
+    }
+    // OGR knows the key of what a server selects by this name.
+    QByteArray columns = m_facts->key() + " AS ogc_fid";
+    QByteArray texts;
+    OGRFeatureDefn& schema = *m_table.GetLayerDefn();
+    const auto isWanted = [&](int field) {
+        const char* const name = schema.GetFieldDefn(field)->GetNameRef();
+        return !fields || fields->contains(Common::Internal::wholeName(name));
+    };
+    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+        const QByteArray& name = m_facts->column(i).name;
+        columns += isWanted(i) ? ',' + name : ",NULL AS " + name;
+    }
+    for (const auto& [field, isCut] : m_cuts) {
+        if (isWanted(field)) {
+            texts += ",CASE WHEN " + isCut + " THEN " + m_facts->column(field).name + "::text END AS t" +
+                     QByteArray::number(field);
+            m_selected.push_back(field);
+        }
+    }
+    m_rows = m_source.select(QString::fromUtf8(
+        "SELECT " + columns + ',' + m_facts->geometryName() + texts + " FROM " + m_facts->name() +
+        (condition.isEmpty() ? "" : " WHERE " + condition) +
+        (inKeyOrder ? " ORDER BY " + m_facts->name() + '.' + m_facts->key() : QByteArray())));
+    OGRFeatureDefn* const selected = m_rows != nullptr ? m_rows->GetLayerDefn() : nullptr;
+    const int count = schema.GetFieldCount();
+    if (selected == nullptr || QByteArrayView(m_rows->GetFIDColumn()).isEmpty() ||
+        selected->GetGeomFieldCount() != 1 ||
+        selected->GetFieldCount() != count + static_cast<int>(m_selected.size())) {
+        release();
+        return nullptr;
+    }
+    for (int i = 0; i < count; ++i) { // texts are taken apart by the type of the field
+        selected->GetFieldDefn(i)->SetSubType(OFSTNone);
+        selected->GetFieldDefn(i)->SetType(schema.GetFieldDefn(i)->GetType());
+        selected->GetFieldDefn(i)->SetSubType(schema.GetFieldDefn(i)->GetSubType());
+    }
+    return m_rows.get();
+}
+
+FieldTexts ServerSelection::textsOf(OGRFeature& row) const {
+    FieldTexts texts;
+    const int first = m_table.GetLayerDefn()->GetFieldCount();
+    for (std::size_t i = 0; i < m_selected.size(); ++i) {
+        const int column = first + static_cast<int>(i);
+        if (row.IsFieldSetAndNotNull(column)) {
+            texts.emplace_back(m_selected[i], row.GetFieldAsString(column));
+        }
+    }
+    return texts;
+}
+
+void correctYear(Shapes::AttributeSlot& attributes, const Defs::GisAttributeDefinition& field,
+                 QByteArrayView text) {
+    if (!text.endsWith(" BC")) {
+        return;
+    }
+    const QByteArrayList parts = text.toByteArray().split(' ').constFirst().split('-');
+    const QDate date(-parts.value(0).toInt(), parts.value(1).toInt(), parts.value(2).toInt());
+    const bool isDate = field.type() == QMetaType::QDate;
+    QDateTime moment = attributes.value(field.name()).toDateTime();
+    moment.setDate(date);
+    if (isDate || moment.isValid()) {
+        attributes.table()[field.name()] = isDate ? QVariant(date) : QVariant(moment);
+    }
+}
+
+} // namespace Cartolith::Core::Layers::Internal

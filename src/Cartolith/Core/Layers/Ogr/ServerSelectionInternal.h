@@ -1,0 +1,58 @@
+#pragma once
+
+#include <Cartolith/Core/Layers/GisAttributeDefinition.h>
+#include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
+#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
+#include <Cartolith/Core/Shapes/GisExtent.h>
+
+#include <QByteArray>
+#include <QStringList>
+
+#include <optional>
+#include <utility>
+#include <vector>
+
+namespace Cartolith::Core::Shapes {
+class AttributeSlot;
+}
+
+namespace Cartolith::Core::Layers::Internal {
+
+/// Rows of a server's table, each with the texts of what its fields are less than. They come in the same
+/// statement, so that they are those of the row that was read.
+class ServerSelection {
+public:
+    /// Looks at the table as it is now. Selects nothing where it has no key, or not the layer's columns.
+    ServerSelection(OgrSource& source, OGRLayer& table);
+    /// Whether a column can hold more than its field, as far as OGR knows them.
+    static bool mayHaveTexts(OGRLayer& table);
+    /// The same of this table, as it is.
+    bool hasTexts() const { return !m_cuts.empty(); }
+
+    /// Selects the rows that a condition wants (all where it is empty), with the fields of the table, of
+    /// which those that are not wanted are null. Null where that cannot be said. The rows before go.
+    OGRLayer* select(const QByteArray& condition, const std::optional<QStringList>& fields, bool inKeyOrder);
+    /// What was selected.
+    OGRLayer* rows() const { return m_rows.get(); }
+    void release() { m_rows.reset(); }
+    /// Of a row that was selected.
+    FieldTexts textsOf(OGRFeature& row) const;
+
+    /// Whether the box of a geometry meets another, whatever their systems, or globes.
+    static QByteArray boxesMeeting(OGRLayer& table, const OGREnvelope& box);
+    static QByteArray isOf(OGRLayer& table, const std::vector<qint64>& ids);
+
+private:
+    OgrSource& m_source;
+    OGRLayer& m_table;
+    std::optional<PostgresTable> m_facts;
+    std::vector<std::pair<int, QByteArray>> m_cuts; ///< fields, and when they are less, in SQL
+    std::vector<int> m_selected;                    ///< the fields of the texts, which come last
+    OgrSource::Selection m_rows;
+};
+
+/// GDAL takes years before Christ for those after.
+void correctYear(Shapes::AttributeSlot& attributes, const Defs::GisAttributeDefinition& field,
+                 QByteArrayView text);
+
+} // namespace Cartolith::Core::Layers::Internal
