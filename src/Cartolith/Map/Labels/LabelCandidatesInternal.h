@@ -35,12 +35,13 @@ struct Candidate {
     qint64 number; ///< of all that the label has, in or out of view
     int firstBox;  ///< in Candidates::boxes
     int boxCount;
-    double crossed = 0.0; ///< weight of the obstacles below it
+    double crossed = 0.0; ///< weight of the obstacles below it; NaN as long as nobody asked
 };
 
 struct Candidates {
     std::vector<Box> boxes;
     std::vector<Candidate> list; ///< of one label after the other, best first
+    QSizeF margin{0.0, 0.0};     ///< by which the boxes of the present label are larger than its text
 
     std::span<const Box> boxesOf(const Candidate& candidate) const {
         return {boxes.data() + candidate.firstBox, static_cast<std::size_t>(candidate.boxCount)};
