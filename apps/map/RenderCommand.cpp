@@ -1,15 +1,15 @@
 #include "Arguments.h"
 #include "Commands.h"
 #include "FileArguments.h"
+#include "MarkedPicture.h"
 #include "OpenLayer.h"
-#include "OutputFile.h"
-#include "PictureFile.h"
 #include "RasterMapLayer.h"
 #include "StepLog.h"
 #include "VectorMapLayer.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Map/MapSheet.h>
+#include <Cartolith/Map/Output/OutputFile.h>
 #include <Cartolith/Map/Projection.h>
 
 #include <QCommandLineParser>
@@ -147,12 +147,12 @@ RenderOptions renderOptions(const QStringList& arguments) {
     }
     RenderOptions options;
     options.output = parser.value("output");
-    PictureFile::checkName(QStringLiteral("render"), options.output);
+    MarkedPicture::checkName(QStringLiteral("render"), options.output);
     options.system = Arguments::coordinateSystem(parser, QStringLiteral("crs"));
-    OutputFile::requireWritable(options.output);
+    Output::OutputFile::requireWritable(options.output);
     const QStringList styleFiles = parser.values("save-style");
     for (const QString& file : styleFiles) {
-        OutputFile::requireWritable(file);
+        Output::OutputFile::requireWritable(file);
     }
     if (parser.isSet("theme")) {
         files = withTheme(std::move(files), parser.value("theme"));
@@ -279,7 +279,7 @@ int Commands::render(const QStringList& arguments) {
     }
     const QImage image = sheet.draw(contents);
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
-    PictureFile::save(image, options.output);
+    MarkedPicture::save(image, options.output);
     log.done("write",
              QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
 
