@@ -1,7 +1,7 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "MarkedPicture.h"
 #include "OpenLayer.h"
-#include "PictureFile.h"
 #include "RasterMapLayer.h"
 #include "RenderOptions.h"
 #include "StepLog.h"
@@ -12,6 +12,7 @@
 #include <Cartolith/Map/MapPreparation.h>
 #include <Cartolith/Map/MapScene.h>
 #include <Cartolith/Map/MapSheet.h>
+#include <Cartolith/Map/Output/OutputFile.h>
 #include <Cartolith/Map/Projection.h>
 
 #include <QFileInfo>
@@ -194,7 +195,7 @@ int Commands::render(const QStringList& arguments) {
     content.picture = drawMap(scene, layers, sheet.view(), log);
     const QImage image = sheet.draw({content});
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
-    PictureFile::save(image, options.output);
+    MarkedPicture::save(image, options.output);
     log.done("write",
              QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
     if (!options.saveMap.isEmpty()) {

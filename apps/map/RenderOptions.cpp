@@ -2,9 +2,10 @@
 
 #include "Arguments.h"
 #include "FileArguments.h"
+#include "MarkedPicture.h"
 #include "OpenLayer.h"
-#include "OutputFile.h"
-#include "PictureFile.h"
+
+#include <Cartolith/Map/Output/OutputFile.h>
 
 #include <QCommandLineParser>
 
@@ -141,15 +142,15 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     }
     options.saveMap = parser.value("save-map");
     options.output = parser.value("output");
-    PictureFile::checkName(QStringLiteral("render"), options.output);
+    MarkedPicture::checkName(QStringLiteral("render"), options.output);
     options.system = Arguments::coordinateSystem(parser, QStringLiteral("crs"));
-    OutputFile::requireWritable(options.output);
+    Output::OutputFile::requireWritable(options.output);
     if (!options.saveMap.isEmpty()) {
-        OutputFile::requireWritable(options.saveMap);
+        Output::OutputFile::requireWritable(options.saveMap);
     }
     const QStringList styleFiles = parser.values("save-style");
     for (const QString& file : styleFiles) {
-        OutputFile::requireWritable(file);
+        Output::OutputFile::requireWritable(file);
     }
     if (parser.isSet("theme")) {
         files = withTheme(std::move(files), parser.value("theme"));
