@@ -7,19 +7,18 @@ namespace Cartolith::Map::Labels::Internal {
 
 namespace {
 
-/// So many pieces that none is further than a twentieth of a pixel from the curve (Wang, 1984).
-int piecesOf(QPointF a, QPointF b, QPointF c, QPointF d) {
-    constexpr double tolerance = 0.05;
+/// So many pieces that none is further than that from the curve (Wang, 1984).
+int piecesOf(QPointF a, QPointF b, QPointF c, QPointF d, double tolerance) {
     constexpr double most = 64.0;
     const QPointF first = a - b * 2.0 + c;
     const QPointF second = b - c * 2.0 + d;
-    const double bend = std::max(std::hypot(first.x(), first.y()), std::hypot(second.x(), second.y()));
+    const double bend = std::max(first.manhattanLength(), second.manhattanLength());
     return static_cast<int>(std::clamp(std::ceil(std::sqrt(0.75 * bend / tolerance)), 1.0, most));
 }
 
 } // namespace
 
-void flatten(const GlyphOutline& outline, const QTransform& toPixels, Contours& contours,
+void flatten(const GlyphOutline& outline, const QTransform& toPixels, double tolerance, Contours& contours,
              std::size_t& count) {
     std::vector<QPointF>* ring = nullptr;
     for (int i = 0; i < outline.path.elementCount(); ++i) {
@@ -40,7 +39,7 @@ void flatten(const GlyphOutline& outline, const QTransform& toPixels, Contours& 
         const QPointF second = toPixels.map(QPointF(outline.path.elementAt(i + 1)));
         const QPointF to = toPixels.map(QPointF(outline.path.elementAt(i + 2)));
         i += 2;
-        const int pieces = piecesOf(from, p, second, to);
+        const int pieces = piecesOf(from, p, second, to, tolerance);
         for (int k = 1; k <= pieces; ++k) {
             const double t = static_cast<double>(k) / pieces;
             const double u = 1.0 - t;

@@ -1,15 +1,23 @@
 #include <Cartolith/Map/Labels/GlyphPicturesInternal.h>
 
 #include <algorithm>
+#include <cmath>
 #include <cstring>
 
 namespace Cartolith::Map::Labels::Internal {
 
 void addHalo(Raster::Internal::StrokeMask& mask, const Contours& contours, std::size_t count, double radius) {
+    // What is nearer to the last than that moves the halo's edge by less than half of it.
+    const double nearer = std::min(1.0, radius * 0.25);
     for (std::size_t ring = 0; ring < count; ++ring) {
         const auto& points = contours[ring];
+        QPointF from = points.back();
         for (std::size_t i = 0; i < points.size(); ++i) {
-            mask.addCapsule(points[i], points[i + 1 < points.size() ? i + 1 : 0], radius);
+            const QPointF way = points[i] - from;
+            if (i + 1 == points.size() || std::abs(way.x()) > nearer || std::abs(way.y()) > nearer) {
+                mask.addCapsule(from, points[i], radius);
+                from = points[i];
+            }
         }
     }
 }
@@ -48,7 +56,7 @@ GlyphPicture GlyphPictures::draw(const GlyphKey& key) {
     const double scale = key.size / outlineEm;
     std::size_t count = 0;
     flatten(*key.outline, QTransform(scale, 0.0, 0.0, scale, key.quarterX * quarter, key.quarterY * quarter),
-            m_contours, count);
+            key.halo > 0.0 ? haloTolerance : letterTolerance, m_contours, count);
     GlyphPicture picture;
     if (count == 0) {
         return picture;

@@ -54,7 +54,9 @@ bool crosses(const Box& box, QPointF a, QPointF b, double distance) {
 
 bool Candidates::close(qint64 number, std::size_t firstBox, const QRectF& frame) {
     for (std::size_t i = firstBox; i < boxes.size(); ++i) {
-        const Box& box = boxes[i];
+        Box& box = boxes[i];
+        box.halfWidth += margin.width();
+        box.halfHeight += margin.height();
         if (!(box.x - box.reachX() >= frame.left() && box.x + box.reachX() <= frame.right() &&
               box.y - box.reachY() >= frame.top() && box.y + box.reachY() <= frame.bottom())) {
             boxes.resize(firstBox);

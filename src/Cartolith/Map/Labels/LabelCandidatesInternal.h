@@ -41,6 +41,7 @@ struct Candidate {
 struct Candidates {
     std::vector<Box> boxes;
     std::vector<Candidate> list; ///< of one label after the other, best first
+    QSizeF margin{0.0, 0.0};     ///< by which the boxes of the present label are larger than its text
 
     std::span<const Box> boxesOf(const Candidate& candidate) const {
         return {boxes.data() + candidate.firstBox, static_cast<std::size_t>(candidate.boxCount)};

@@ -1,5 +1,7 @@
 #include <Cartolith/Map/Labels/LabelObstaclesInternal.h>
 
+#include <algorithm>
+#include <cmath>
 #include <limits>
 
 namespace Cartolith::Map::Labels::Internal {
@@ -16,7 +18,8 @@ void LabelObstacles::add(const Obstacle& piece) {
     m_pieces.push_back(piece);
     if (piece.from == piece.to) {
         m_grid.forEachCell(piece.from.x(), piece.from.y(), width, height, [&](auto& cell) {
-            cell.push_back(number);
+            cell.push_back({piece.from.x() - width, piece.from.y() - height, piece.from.x() + width,
+                            piece.from.y() + height, number});
             return true;
         });
         return;
@@ -43,13 +46,14 @@ void LabelObstacles::add(const Obstacle& piece) {
         const QPointF a = piece.from + way * (first + (last - first) * i / parts);
         const QPointF b = piece.from + way * (first + (last - first) * (i + 1) / parts);
         const QPointF middle = (a + b) * 0.5;
-        m_grid.forEachCell(middle.x(), middle.y(), std::abs(b.x() - a.x()) * 0.5 + width,
-                           std::abs(b.y() - a.y()) * 0.5 + height, [&](auto& cell) {
-                               if (cell.empty() || cell.back() != number) {
-                                   cell.push_back(number);
-                               }
-                               return true;
-                           });
+        const double reachX = std::abs(b.x() - a.x()) * 0.5 + width;
+        const double reachY = std::abs(b.y() - a.y()) * 0.5 + height;
+        const Entry entry{middle.x() - reachX, middle.y() - reachY, middle.x() + reachX, middle.y() + reachY,
+                          number};
+        m_grid.forEachCell(middle.x(), middle.y(), reachX, reachY, [&](auto& cell) {
+            cell.push_back(entry);
+            return true;
+        });
     }
 }
 
@@ -57,17 +61,25 @@ double LabelObstacles::crossedBy(std::span<const Box> boxes, qsizetype label, do
     double crossed = 0.0;
     m_met.clear();
     for (const Box& box : boxes) {
-        m_grid.forEachCell(box, [&](const std::vector<int>& cell) {
-            for (const int number : cell) {
-                const Obstacle& piece = m_pieces[static_cast<std::size_t>(number)];
-                if (piece.owner == label ||
-                    std::find(m_met.cbegin(), m_met.cend(), piece.whole) != m_met.cend()) {
+        const bool isStraight = box.sine == 0.0;
+        const double left = box.x - box.reachX();
+        const double right = box.x + box.reachX();
+        const double top = box.y - box.reachY();
+        const double bottom = box.y + box.reachY();
+        m_grid.forEachCell(box, [&](const std::vector<Entry>& cell) {
+            for (const Entry& entry : cell) {
+                if (entry.left >= right || entry.right <= left || entry.top >= bottom ||
+                    entry.bottom <= top) {
                     continue;
                 }
+                const Obstacle& piece = m_pieces[static_cast<std::size_t>(entry.piece)];
                 const bool isSymbol = piece.from == piece.to;
-                if (isSymbol ? overlap(box, {piece.from.x(), piece.from.y(), piece.half.width(),
-                                             piece.half.height()})
-                             : crosses(box, piece.from, piece.to, piece.half.width())) {
+                const bool isBelow =
+                    isSymbol ? isStraight || overlap(box, {piece.from.x(), piece.from.y(), piece.half.width(),
+                                                           piece.half.height()})
+                             : crosses(box, piece.from, piece.to, piece.half.width());
+                if (isBelow && piece.owner != label &&
+                    std::find(m_met.cbegin(), m_met.cend(), piece.whole) == m_met.cend()) {
                     m_met.push_back(piece.whole);
                     crossed +=
                         piece.weight > strength ? std::numeric_limits<double>::infinity() : piece.weight;

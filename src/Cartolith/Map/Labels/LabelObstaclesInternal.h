@@ -25,8 +25,14 @@ public:
     double crossedBy(std::span<const Box> boxes, qsizetype label, double strength);
 
 private:
+    /// A piece with the box around it, which decides most questions.
+    struct Entry {
+        double left, top, right, bottom;
+        int piece;
+    };
+
     QRectF m_frame;
-    LabelGrid<std::vector<int>> m_grid;
+    LabelGrid<std::vector<Entry>> m_grid;
     std::vector<Obstacle> m_pieces;
     std::vector<int> m_met; // of one question
 };

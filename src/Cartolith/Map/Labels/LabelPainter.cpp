@@ -103,12 +103,13 @@ public:
     /// Letters in turned boxes, from their outlines.
     void drawTurned(const PlacedLabel& label, Layer layer, double halo, QRgb color, QImage& picture,
                     QPoint corner) {
+        const double tolerance = layer == Layer::Halo ? Internal::haloTolerance : Internal::letterTolerance;
         std::size_t count = 0;
         Internal::forEachGlyph(*label.text, label.boxes,
                                [&](const Internal::GlyphOutline& outline, const QTransform& toView) {
                                    QTransform toPicture = toView;
                                    toPicture *= QTransform::fromTranslate(-corner.x(), -corner.y());
-                                   Internal::flatten(outline, toPicture, contours, count);
+                                   Internal::flatten(outline, toPicture, tolerance, contours, count);
                                });
         const auto blend = [&](int row, int first, std::uint8_t* rowShares, int length) {
             blendRow(reinterpret_cast<QRgb*>(picture.scanLine(row)) + first, rowShares, length, color);

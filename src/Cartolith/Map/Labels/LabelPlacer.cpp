@@ -61,6 +61,8 @@ public:
         settings.maxCandidates = std::clamp(settings.maxCandidates, 1, 16);
         settings.weight = settings.weight > 0.0 ? settings.weight : 0.0;
         settings.repeatDistance = settings.repeatDistance > 0.0 ? settings.repeatDistance : 0.0;
+        const auto margin = [](double m) { return m > 0.0 && std::isfinite(m) ? m : 0.0; };
+        settings.margin = {margin(settings.margin.width()), margin(settings.margin.height())};
         if (std::isnan(settings.priorityValue)) {
             settings.priorityValue = -std::numeric_limits<double>::infinity();
         }
@@ -75,7 +77,7 @@ public:
         items.push_back({static_cast<int>(firstCandidate),
                          static_cast<int>(candidates.list.size() - firstCandidate), false, settings.priority,
                          settings.priorityValue, settings.allowOverlap});
-        ruled.push_back({settings.weight, settings.avoidObstacles});
+        ruled.push_back({settings.weight, settings.avoidObstacles, settings.margin});
     }
     void openNothing() {
         entries.push_back({labelCount, 0, LabelOutcome::NothingToPlace});
@@ -86,6 +88,7 @@ public:
     struct Ruled {
         double weight = 0.0;
         bool avoids = false;
+        QSizeF margin{0.0, 0.0};
     };
 
     MapView view;
@@ -113,6 +116,7 @@ qsizetype LabelPlacer::addPoint(const LabelSettings& settings, QSizeF size, QPoi
         return d->labelCount++;
     }
     const LabelSettings sane = Private::sane(settings);
+    d->candidates.margin = sane.margin;
     const std::size_t first = d->candidates.list.size();
     d->open(sane, 0, first, addPointCandidates(d->candidates, sane, size, point, clearance, d->frame));
     return d->labelCount++;
@@ -130,6 +134,7 @@ qsizetype LabelPlacer::addLine(const LabelSettings& settings, double height, std
         return d->labelCount++;
     }
     const LabelSettings sane = Private::sane(settings);
+    d->candidates.margin = sane.margin;
     const Internal::Path path(points);
     const Internal::LabelledLine labelled(path, sane, width, d->frame);
     const std::vector<qint64> repeats = labelled.repeatsInView();
@@ -168,6 +173,7 @@ qsizetype LabelPlacer::addArea(const LabelSettings& settings, double height, std
         return d->labelCount++;
     }
     const LabelSettings sane = Private::sane(settings);
+    d->candidates.margin = sane.margin;
     const std::size_t first = d->candidates.list.size();
     d->open(sane, 0, first,
             addAreaCandidates(d->candidates, sane, {advances, width, height}, area, d->frame));
@@ -261,8 +267,9 @@ LabelPlaces LabelPlacer::place() const {
                 const double turned = box.sine == 0.0 && box.cosine > 0.0
                                           ? 0.0
                                           : std::atan2(box.sine, box.cosine) * 180.0 / std::numbers::pi;
-                result.boxes.append(
-                    {QPointF(box.x, box.y) + d->origin, QSizeF(box.halfWidth, box.halfHeight) * 2.0, turned});
+                result.boxes.append({QPointF(box.x, box.y) + d->origin,
+                                     (QSizeF(box.halfWidth, box.halfHeight) - d->ruled[i].margin) * 2.0,
+                                     turned});
             }
         } else if (place.outcome == LabelOutcome::NoRoom) {
             const int blocker = search.firstBlocker(self, items[i].firstCandidate);

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <QPointF>
+#include <QSizeF>
 
 namespace Cartolith::Map::Labels {
 
@@ -20,6 +21,8 @@ struct LabelSettings {
     /// Places that are tried, 1 to 16; what is beyond counts as the nearest of these. Of a line, for each
     /// repeat.
     int maxCandidates = 9;
+    /// Pixels along and across the text that stay free of other labels, to each side.
+    QSizeF margin{0.0, 0.0};
     /// Pixels to the right and downwards from where it would be; for lines along and across them.
     QPointF offset;
     /// Degrees, clockwise, about the point; of point labels.

@@ -9,6 +9,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <span>
 
 namespace Cartolith::Map::Labels {
 
@@ -47,7 +48,17 @@ struct PutGlyph {
 struct PutCluster {
     qsizetype from, length;
     double left;
+    std::size_t firstGlyph, glyphCount;
+};
+
+/// A whole text, clusters from left to right.
+struct PutText {
     std::vector<PutGlyph> glyphs;
+    std::vector<PutCluster> clusters;
+
+    std::span<const PutGlyph> glyphsOf(const PutCluster& cluster) const {
+        return std::span(glyphs).subspan(cluster.firstGlyph, cluster.glyphCount);
+    }
 };
 
 struct TextKey {
@@ -120,8 +131,7 @@ public:
         return reaches.back();
     }
 
-    std::vector<PutGlyph> glyphsOf(const QList<QGlyphRun>& runs, const LabelFont& font) {
-        std::vector<PutGlyph> glyphs;
+    void append(std::vector<PutGlyph>& glyphs, const QList<QGlyphRun>& runs, const LabelFont& font) {
         for (const QGlyphRun& run : runs) {
             const QRawFont raw = run.rawFont();
             Face& face = faceOf(raw, font);
@@ -131,53 +141,55 @@ public:
                 glyphs.push_back({outlineOf(face, raw, indexes.at(i)), indexes.at(i), positions.at(i)});
             }
         }
-        return glyphs;
     }
 
-    std::vector<PutCluster> clustersOf(const Internal::OutlineLayout& laid, const LabelFont& font) {
+    PutText putText(const Internal::OutlineLayout& laid, const LabelFont& font) {
         const QString text = laid.layout().text();
-        std::vector<PutCluster> clusters;
+        PutText put;
         if (isPlain(text)) {
-            std::vector<PutGlyph> glyphs = glyphsOf(laid.line().glyphRuns(), font);
-            if (glyphs.size() == static_cast<std::size_t>(text.size())) {
-                for (std::size_t i = 0; i < glyphs.size(); ++i) {
-                    const double left = glyphs[i].place.x();
-                    clusters.push_back({static_cast<qsizetype>(i), 1, left, {}});
-                    clusters.back().glyphs.push_back(std::move(glyphs[i]));
+            append(put.glyphs, laid.line().glyphRuns(), font);
+            if (put.glyphs.size() == static_cast<std::size_t>(text.size())) {
+                for (std::size_t i = 0; i < put.glyphs.size(); ++i) {
+                    put.clusters.push_back({static_cast<qsizetype>(i), 1, put.glyphs[i].place.x(), i, 1});
                 }
-                return clusters;
+                return put;
             }
+            put.glyphs.clear();
         }
+        std::vector<PutGlyph> glyphs;
         for (int from = 0; from < text.size();) {
             const int to = std::max(laid.layout().nextCursorPosition(from), from + 1);
-            std::vector<PutGlyph> glyphs = glyphsOf(laid.line().glyphRuns(from, to - from), font);
+            glyphs.clear();
+            append(glyphs, laid.line().glyphRuns(from, to - from), font);
             const auto isBefore = [&](const PutGlyph& glyph) {
-                return !clusters.empty() &&
-                       std::any_of(clusters.back().glyphs.cbegin(), clusters.back().glyphs.cend(),
-                                   [&](const PutGlyph& g) {
-                                       return g.index == glyph.index && g.place == glyph.place;
-                                   });
+                const auto before = put.glyphsOf(put.clusters.back());
+                return std::any_of(before.begin(), before.end(), [&](const PutGlyph& g) {
+                    return g.index == glyph.index && g.place == glyph.place;
+                });
             };
             // A ligature is found once more for each of its letters; what has no glyph belongs to the one
             // before.
-            const bool isOneWithLast =
-                !clusters.empty() && (glyphs.empty() || isBefore(glyphs.front()) || isBefore(glyphs.back()));
+            const bool isOneWithLast = !put.clusters.empty() && (glyphs.empty() || isBefore(glyphs.front()) ||
+                                                                 isBefore(glyphs.back()));
             if (!isOneWithLast) {
-                clusters.push_back({from, 0, std::numeric_limits<double>::infinity(), {}});
+                put.clusters.push_back(
+                    {from, 0, std::numeric_limits<double>::infinity(), put.glyphs.size(), 0});
             }
-            for (PutGlyph& glyph : glyphs) {
+            PutCluster& cluster = put.clusters.back();
+            for (const PutGlyph& glyph : glyphs) {
                 if (!isOneWithLast || !isBefore(glyph)) {
-                    clusters.back().left = std::min(clusters.back().left, glyph.place.x());
-                    clusters.back().glyphs.push_back(std::move(glyph));
+                    cluster.left = std::min(cluster.left, glyph.place.x());
+                    put.glyphs.push_back(glyph);
+                    ++cluster.glyphCount;
                 }
             }
-            clusters.back().length = to - clusters.back().from;
+            cluster.length = to - cluster.from;
             from = to;
         }
-        std::erase_if(clusters, [](const PutCluster& cluster) { return cluster.glyphs.empty(); });
-        std::stable_sort(clusters.begin(), clusters.end(),
+        std::erase_if(put.clusters, [](const PutCluster& cluster) { return cluster.glyphCount == 0; });
+        std::stable_sort(put.clusters.begin(), put.clusters.end(),
                          [](const PutCluster& a, const PutCluster& b) { return a.left < b.left; });
-        return clusters;
+        return put;
     }
 
     std::shared_ptr<const LabelText> shape(const QString& text, const LabelFont& font) {
@@ -188,12 +200,16 @@ public:
             return result;
         }
         const Internal::OutlineLayout laid(result->m_text, font);
-        const std::vector<PutCluster> clusters = clustersOf(laid, font);
+        const PutText put = putText(laid, font);
+        const std::vector<PutCluster>& clusters = put.clusters;
         if (clusters.empty()) {
             return result;
         }
         const double scale = font.size / Internal::outlineEm;
         const Reach& reach = reachOf(font);
+        result->m_clusters.reserve(clusters.size());
+        result->m_advances.reserve(clusters.size());
+        result->m_glyphs.reserve(put.glyphs.size());
         double up = reach.up;
         double down = reach.down;
         const double begin = laid.left();
@@ -204,8 +220,8 @@ public:
             const double right = i + 1 < clusters.size() ? clusters[i + 1].left : std::max(end, left);
             result->m_advances.push_back((right - left) * scale);
             result->m_clusters.push_back({cluster.from, cluster.length, result->m_glyphs.size(),
-                                          cluster.glyphs.size(), (left - begin) * scale});
-            for (const PutGlyph& glyph : cluster.glyphs) {
+                                          cluster.glyphCount, (left - begin) * scale});
+            for (const PutGlyph& glyph : put.glyphsOf(cluster)) {
                 const double y = glyph.place.y() - laid.baseline();
                 result->m_glyphs.push_back({glyph.outline, (glyph.place.x() - left) * scale, y * scale});
                 if (!glyph.outline->box.isEmpty()) {

@@ -17,7 +17,8 @@ qint64 outward(qint64 i) {
     return (i % 2 == 1) ? (i + 1) / 2 : -i / 2;
 }
 
-constexpr double sharpestTurn = 0.7071; // the cosine between two clusters: 45 degrees
+constexpr double sharpestTurn = 0.8660; // the cosine between two clusters: 30 degrees
+constexpr double mostTurned = 0.3420;   // between one and the whole text: 70 degrees
 constexpr double leastOfAdvance = 0.8;  // what is left of a cluster's width where the line bends under it
 constexpr double straightEnough = 0.15; // of the height, to either side: nobody sees the difference
 constexpr double straightAtAll = 0.6;   // the same for a text that has to be straight
@@ -153,7 +154,8 @@ bool addBoxesAlong(Candidates& candidates, const LabelSettings& settings, const 
             return false;
         }
         const QPointF axis = width > 0.0 ? (to - from) / width : last;
-        if (candidates.boxes.size() > first && QPointF::dotProduct(axis, last) < sharpestTurn) {
+        if ((candidates.boxes.size() > first && QPointF::dotProduct(axis, last) < sharpestTurn) ||
+            sign * QPointF::dotProduct(axis, along) < mostTurned) {
             candidates.boxes.resize(first);
             return false;
         }

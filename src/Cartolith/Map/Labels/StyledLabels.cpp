@@ -11,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <numeric>
 #include <optional>
 
 namespace Cartolith::Map::Labels {
@@ -95,6 +96,42 @@ std::optional<QPointF> insideOf(std::span<const double> coordinates, std::span<c
     return best ? best : std::optional(points.front());
 }
 
+constexpr double heightsBeside = 3.0; // ems between lines that have their name once
+
+/// A line after merging.
+struct NamedLine {
+    std::span<const double> coordinates;
+    double length;
+    QPointF middle;
+    const NamedLine* besides; ///< a longer one of the same name that comes past its middle
+
+    QPointF at(std::size_t i) const { return {coordinates[2 * i], coordinates[2 * i + 1]}; }
+
+    void measure() {
+        const auto end = static_cast<qsizetype>(coordinates.size() / 2);
+        middle = middleOfLine(coordinates, {&end, 1}).value_or(QPointF(NAN, NAN));
+        for (std::size_t i = 0; 2 * i + 3 < coordinates.size(); ++i) {
+            const QPointF way = at(i + 1) - at(i);
+            length += std::hypot(way.x(), way.y());
+        }
+        length = std::isfinite(length) ? length : 0.0; // sorting needs an order
+    }
+    bool comesWithin(double distance, QPointF place) const {
+        for (std::size_t i = 0; 2 * i + 3 < coordinates.size(); ++i) {
+            const QPointF way = at(i + 1) - at(i);
+            const QPointF from = place - at(i);
+            const double squared = QPointF::dotProduct(way, way);
+            const double t =
+                squared > 0.0 ? std::clamp(QPointF::dotProduct(from, way) / squared, 0.0, 1.0) : 0.0;
+            const QPointF apart = from - way * t;
+            if (std::hypot(apart.x(), apart.y()) < distance) {
+                return true;
+            }
+        }
+        return false;
+    }
+};
+
 } // namespace
 
 class StyledLabels::Private {
@@ -178,9 +215,16 @@ public:
     }
 
     void placeLine(qsizetype feature, int number, const QString& text, double priority,
-                   std::span<const double> line) {
+                   std::span<const double> line, bool isLabelled) {
         const Look& look = lookOf(number);
-        if (!isNear(line, look, text)) {
+        const bool isSeen = isNear(line, look, text);
+        if (isSeen && !isLabelled) {
+            placer.addLineObstacle(line, look.lineWidth, look.settings.weight);
+        }
+        if (!isLabelled) {
+            return;
+        }
+        if (!isSeen) {
             placeNowhere(feature, number, line);
             return;
         }
@@ -243,12 +287,40 @@ public:
             greatest[line] = std::fmax(greatest[line], pending[part].priority);
         }
         const std::span all(merged.coordinates);
-        std::size_t from = 0;
-        for (std::size_t i = 0; i < first.size(); ++i) {
+        std::vector<NamedLine> lines;
+        for (std::size_t i = 0, from = 0; i < first.size(); ++i) {
             const auto to = static_cast<std::size_t>(merged.lineEnds[i]);
-            placeLine(first[i]->feature, first[i]->look, first[i]->text, greatest[i],
-                      all.subspan(2 * from, 2 * (to - from)));
+            lines.push_back({all.subspan(2 * from, 2 * (to - from)), 0.0, {}, nullptr});
+            lines.back().measure();
             from = to;
+        }
+        // The second carriageway of a street has its name already.
+        std::vector<std::size_t> longestFirst(lines.size());
+        std::iota(longestFirst.begin(), longestFirst.end(), std::size_t{0});
+        std::stable_sort(longestFirst.begin(), longestFirst.end(),
+                         [&](std::size_t a, std::size_t b) { return lines[a].length > lines[b].length; });
+        std::vector<std::vector<const NamedLine*>> kept(static_cast<std::size_t>(numbers.size()));
+        std::vector<int> nameOf(lines.size(), 0);
+        for (std::size_t part = 0; part < pending.size(); ++part) {
+            nameOf[static_cast<std::size_t>(merged.lineOf[part])] = names[part];
+        }
+        constexpr std::size_t mostCompared = 16;
+        for (const std::size_t i : longestFirst) {
+            NamedLine& line = lines[i];
+            auto& longer = kept[static_cast<std::size_t>(nameOf[i])];
+            const double beside = heightsBeside * lookOf(first[i]->look).font.size * view.unitsPerPixel();
+            const auto other = std::find_if(longer.cbegin(), longer.cend(), [&](const NamedLine* known) {
+                return known->comesWithin(beside, line.middle);
+            });
+            if (other != longer.cend()) {
+                line.besides = *other;
+            } else if (longer.size() < mostCompared) {
+                longer.push_back(&line);
+            }
+        }
+        for (std::size_t i = 0; i < lines.size(); ++i) {
+            placeLine(first[i]->feature, first[i]->look, first[i]->text, greatest[i], lines[i].coordinates,
+                      lines[i].besides == nullptr);
         }
     }
 
