@@ -105,6 +105,12 @@ void painters(benchmark::State& state) {
     }
 }
 
+/// From so far away that shapes are below a pixel.
+void jobsFromFar(benchmark::State& state) {
+    drawJob(state, snapshotOf(*layerOf(static_cast<Kind>(state.range(0)), 1000000)),
+            view.zoomed(0.125, {960, 540}));
+}
+
 /// Real ones: everything, and a part.
 void counties(benchmark::State& state) {
     Layers::GisLayerOgrVector layer(QStringLiteral(CARTOLITH_DATA_DIR "/us-counties.gpkg"));
@@ -118,6 +124,7 @@ constexpr int many = 1000000;
 BENCHMARK(jobs)->ArgsProduct({{Areas, Lines, Points}, {few, many}})->Unit(benchmark::kMillisecond);
 BENCHMARK(snapshots)->ArgsProduct({{Areas, Lines, Points}, {few, many}})->Unit(benchmark::kMillisecond);
 BENCHMARK(painters)->ArgsProduct({{Areas, Points}, {few}})->Unit(benchmark::kMillisecond);
+BENCHMARK(jobsFromFar)->Arg(Areas)->Arg(Lines)->Unit(benchmark::kMillisecond);
 BENCHMARK(counties)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);
 
 } // namespace

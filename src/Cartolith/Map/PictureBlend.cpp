@@ -1,5 +1,6 @@
 #include <Cartolith/Map/PictureBlendInternal.h>
 #include <Cartolith/Map/Raster/BlendInternal.h>
+#include <Cartolith/Map/Raster/WholeInternal.h>
 
 #include <QPainter>
 #include <QTransform>
@@ -41,7 +42,7 @@ void layOver(QImage& below, const QImage& picture, double opacity, LayerBlend bl
         painter.drawImage(0, 0, picture);
         return;
     }
-    const auto share = static_cast<std::uint32_t>(opacity * 255.0 + 0.5);
+    const auto share = static_cast<std::uint32_t>(Raster::Internal::levelOf(opacity));
     const int width = below.width();
     for (int row = 0; row < below.height(); ++row) {
         auto* const to = reinterpret_cast<std::uint32_t*>(below.scanLine(row));
