@@ -17,6 +17,14 @@ public:
     explicit GisAttributeDefinition(const QString& name, QMetaType::Type type = QMetaType::QString)
         : m_name(name), m_type(type) {}
 
+    /// True when all is equal, the default value in its type, too.
+    bool operator==(const GisAttributeDefinition& other) const {
+        return m_name == other.m_name && m_type == other.m_type && m_width == other.m_width &&
+               m_precision == other.m_precision && m_nullable == other.m_nullable &&
+               m_defaultValue.metaType() == other.m_defaultValue.metaType() &&
+               m_defaultValue == other.m_defaultValue;
+    }
+
     /// Case-sensitive; the key of the attribute tables.
     const QString& name() const noexcept { return m_name; }
     void setName(const QString& name) { m_name = name; }

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/GisLayer.h>
 #include <Cartolith/Core/Layers/ListenerListInternal.h>
 #include <Cartolith/Core/Layers/ScaleBoundInternal.h>
@@ -7,7 +8,19 @@
 
 namespace Cartolith::Core::Layers {
 
-GisLayer::GisLayer(const QString& name) : m_name(name) {}
+namespace {
+
+/// Whether two systems say the same; not whether PROJ takes them for equivalent, which costs milliseconds.
+bool isSame(const CoordinateSystems::CoordinateSystem* a, const CoordinateSystems::CoordinateSystem* b) {
+    return a == b || (a != nullptr && b != nullptr && a->epsgCode() == b->epsgCode() &&
+                      a->name() == b->name() && a->definition() == b->definition());
+}
+
+} // namespace
+
+GisLayer::GisLayer(const QString& name) : m_name(name) {
+    m_style.m_owner = this;
+}
 
 GisLayer::~GisLayer() = default;
 
@@ -35,12 +48,28 @@ bool GisLayer::rollbackEditCore() {
     return true;
 }
 
+template <typename Value>
+void GisLayer::set(Value& member, const Value& value, GisLayerChange change) {
+    if (member != value) {
+        member = value;
+        noteChange(change);
+    }
+}
+
+void GisLayer::setName(const QString& name) {
+    set(m_name, name, GisLayerChange::Name);
+}
+
+void GisLayer::setVisible(bool visible) noexcept {
+    set(m_visible, visible, GisLayerChange::Visibility);
+}
+
 void GisLayer::setMinVisibleScale(double scale) noexcept {
-    m_minVisibleScale = Internal::scaleBound(scale);
+    set(m_minVisibleScale, Internal::scaleBound(scale), GisLayerChange::Visibility);
 }
 
 void GisLayer::setMaxVisibleScale(double scale) noexcept {
-    m_maxVisibleScale = Internal::scaleBound(scale);
+    set(m_maxVisibleScale, Internal::scaleBound(scale), GisLayerChange::Visibility);
 }
 
 bool GisLayer::hasVisibleScaleRange() const noexcept {
@@ -71,15 +100,27 @@ void GisLayer::markContentDirty() noexcept {
     if (m_editing) {
         m_dirty = true;
     }
-    m_changed = true;
-    tellListeners();
+    noteChange(GisLayerChange::Content);
 }
 
-GisLayerSubscription GisLayer::onContentChanged(std::function<void()> listener) {
+GisLayerSubscription GisLayer::onChanged(std::function<void(GisLayerChanges)> listener) {
     if (m_listeners == nullptr) {
         m_listeners = std::make_shared<Internal::ListenerList>();
     }
     return {m_listeners, m_listeners->add(std::move(listener))};
+}
+
+GisLayerSubscription GisLayer::onContentChanged(std::function<void()> listener) {
+    return onChanged([listener = std::move(listener)](GisLayerChanges changes) {
+        if (listener && changes.testFlag(GisLayerChange::Content)) {
+            listener();
+        }
+    });
+}
+
+void GisLayer::noteChange(GisLayerChanges changes) noexcept {
+    m_changes |= changes;
+    tellListeners();
 }
 
 void GisLayer::tellListeners() noexcept {
@@ -87,8 +128,11 @@ void GisLayer::tellListeners() noexcept {
         return;
     }
     ++m_waiting;
-    while (std::exchange(m_changed, false) && m_listeners != nullptr) {
-        m_listeners->call();
+    while (m_changes != GisLayerChanges()) {
+        const GisLayerChanges changes = std::exchange(m_changes, {});
+        if (m_listeners != nullptr) {
+            m_listeners->call(changes);
+        }
     }
     --m_waiting;
 }
@@ -130,15 +174,23 @@ bool GisLayer::endEdit(bool accepted) noexcept {
 }
 
 void GisLayer::setSymbolRenderer(std::unique_ptr<Symbology::GisSymbolRenderer> renderer) {
+    const bool isOther = renderer != m_symbolRenderer;
     m_symbolRenderer = std::move(renderer);
+    if (isOther) {
+        markLookChanged();
+    }
 }
 
 void GisLayer::clearSymbolRenderer() {
-    m_symbolRenderer.reset();
+    setSymbolRenderer(nullptr);
 }
 
 void GisLayer::setCoordinateSystem(std::shared_ptr<CoordinateSystems::CoordinateSystem> system) {
+    const bool isOther = !isSame(m_coordinateSystem.get(), system.get());
     m_coordinateSystem = std::move(system);
+    if (isOther) {
+        noteChange(GisLayerChange::System);
+    }
 }
 
 } // namespace Cartolith::Core::Layers

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Export.h>
+#include <Cartolith/Core/Layers/GisLayerChange.h>
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Layers/GisLayerSubscription.h>
 #include <Cartolith/Core/Shapes/GisExtent.h>
@@ -57,10 +58,10 @@ public:
     GisLayer& operator=(const GisLayer&) = delete;
 
     const QString& name() const noexcept { return m_name; }
-    void setName(const QString& name) { m_name = name; }
+    void setName(const QString& name);
 
     bool visible() const noexcept { return m_visible; }
-    void setVisible(bool visible) noexcept { m_visible = visible; }
+    void setVisible(bool visible) noexcept;
 
     /// Scale denominators between which the layer is drawn, both inclusive; 0 means no bound, and so does
     /// setting anything that is not finite and greater than 0.
@@ -85,16 +86,28 @@ public:
     /// Clears the dirty state only.
     void clearContentDirty() noexcept { m_dirty = false; }
 
-    /// Has the listener called after every change of content, that is whenever the revision has advanced:
-    /// once for each operation that does so, once for a step of editing, for a rollback, for open() and for a
-    /// ChangeGroup. The operation is complete then, and ids, queries, dirty state and undo stack tell of the
-    /// state after it. It is not called where only the dirty state changes, as on commit.
+    /// \name Listeners
+    /// @{
+    /// Has the listener called after every change, with all kinds of change that the operation made: once for
+    /// each operation that changes something, once for a step of editing, for a rollback, for open() and for
+    /// a ChangeGroup. The operation is complete then, and ids, queries, dirty state and undo stack tell of
+    /// the state after it. It is not called by a setter that is given what is there already, nor where only
+    /// the open, editing or dirty state changes, as on commit. What one operation sets and sets back may be
+    /// told nevertheless.
     ///
-    /// A listener may do anything with the layer but destroy it. When a listener changes the content, all
+    /// A change of the renderer through its pointer cannot be seen from here: call markLookChanged() after
+    /// it, as markContentDirty() after a change of a shape through its pointer.
+    ///
+    /// A listener may do anything with the layer but destroy it. When a listener changes the layer, all
     /// listeners are called again afterwards; a listener that does so on every call makes an endless loop. An
     /// exception from a listener is dropped, because the change has already happened. Called in the order of
-    /// subscription, on the thread of the change. Drop the result and the listener is gone.
+    /// subscription, whichever of the two functions was used, on the thread of the change, and not any more
+    /// once the subscription is cancelled or gone: drop the result and the listener is gone.
+    [[nodiscard]] GisLayerSubscription onChanged(std::function<void(GisLayerChanges changes)> listener);
+    /// The same for changes of content only, that is whenever the revision has advanced.
     [[nodiscard]] GisLayerSubscription onContentChanged(std::function<void()> listener);
+    /// Tells the listeners that the look has changed.
+    void markLookChanged() noexcept { noteChange(GisLayerChange::Look); }
 
     /// While one lives, listeners wait: they are called once at the end, if anything has changed. For loading
     /// many shapes one by one. The layer lives longer.
@@ -108,6 +121,7 @@ public:
     private:
         GisLayer& m_layer;
     };
+    /// @}
 
     /// Editing reports every failure by false and throws nothing of its own; GisLayerOgrVector::lastError()
     /// has the reason of a failed commit.
@@ -138,8 +152,12 @@ public:
 
 protected:
     explicit GisLayer(const QString& name);
+    /// Tells the listeners, unless they wait. Content is told by markContentDirty().
+    void noteChange(GisLayerChanges changes) noexcept;
 
 private:
+    template <typename Value>
+    void set(Value& member, const Value& value, GisLayerChange change);
     bool endEdit(bool accepted) noexcept;
     void tellListeners() noexcept;
 
@@ -156,7 +174,7 @@ private:
     std::shared_ptr<CoordinateSystems::CoordinateSystem> m_coordinateSystem;
     std::shared_ptr<Internal::ListenerList> m_listeners; // null until the first one
     int m_waiting = 0;                                   // change groups, and listeners being called
-    bool m_changed = false;
+    GisLayerChanges m_changes;                           // not told yet
 };
 
 } // namespace Cartolith::Core::Layers

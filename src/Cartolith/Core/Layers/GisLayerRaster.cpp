@@ -1,6 +1,7 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisLayerRaster.h>
+#include <Cartolith/Core/Layers/SameExtentInternal.h>
 
 #include <algorithm>
 #include <cmath>
@@ -19,14 +20,31 @@ GisExtent GisLayerRaster::extent() const {
 }
 
 void GisLayerRaster::setRasterSize(int width, int height) {
-    m_width = std::max(width, 0);
-    m_height = std::max(height, 0);
-    m_extent = calculateExtent();
+    place(std::max(width, 0), std::max(height, 0), m_worldTransform);
 }
 
 void GisLayerRaster::setWorldTransform(const Defs::GisRasterWorldTransform& transform) {
+    place(m_width, m_height, transform);
+}
+
+void GisLayerRaster::place(int width, int height, const Defs::GisRasterWorldTransform& transform) {
+    const bool isOther = width != m_width || height != m_height || !(transform == m_worldTransform);
+    m_width = width;
+    m_height = height;
     m_worldTransform = transform;
-    m_extent = calculateExtent();
+    const ChangeGroup group(*this);
+    setRasterExtent(calculateExtent());
+    if (isOther) {
+        noteChange(GisLayerChange::Extent);
+    }
+}
+
+void GisLayerRaster::setRasterExtent(const GisExtent& extent) {
+    const bool isOther = !Internal::isSameExtent(extent, m_extent);
+    m_extent = extent;
+    if (isOther) {
+        noteChange(GisLayerChange::Extent);
+    }
 }
 
 GisExtent GisLayerRaster::calculateExtent() const {
@@ -78,7 +96,12 @@ GisExtent GisLayerRaster::extentIn(const CoordinateSystem& system) const {
 }
 
 void GisLayerRaster::setRasterStyle(const Symbology::GisRasterStyle& style) {
+    if (style == m_rasterStyle) {
+        return;
+    }
+    const ChangeGroup group(*this);
     m_rasterStyle = style;
+    markLookChanged();
     markContentDirty();
 }
 

@@ -36,7 +36,7 @@ public:
     /// Computes the extent anew.
     void setWorldTransform(const Defs::GisRasterWorldTransform& transform);
     /// Sets the extent alone, unchecked, until the size or the transform changes.
-    void setRasterExtent(const Shapes::GisExtent& extent) { m_extent = extent; }
+    void setRasterExtent(const Shapes::GisExtent& extent);
     /// The box around the outer corners of the corner pixels, half a pixel beyond their centres; empty for a
     /// raster without pixels.
     Shapes::GisExtent calculateExtent() const;
@@ -47,6 +47,7 @@ public:
     Shapes::GisExtent extentIn(const CoordinateSystems::CoordinateSystem& system) const;
 
     const Symbology::GisRasterStyle& rasterStyle() const noexcept { return m_rasterStyle; }
+    /// Advances the content revision, too, unless the style is the same.
     void setRasterStyle(const Symbology::GisRasterStyle& style);
 
     /// The pixels of a map extent as a picture of that size, drawn with rasterStyle(): north (greater y) up,
@@ -68,6 +69,8 @@ protected:
     const CoordinateSystems::CoordinateSystem& knownSystem() const;
 
 private:
+    void place(int width, int height, const Defs::GisRasterWorldTransform& transform);
+
     int m_width = 0;
     int m_height = 0;
     Defs::GisRasterWorldTransform m_worldTransform;

@@ -1,3 +1,4 @@
+#include <Cartolith/Core/Layers/GisLayer.h>
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Layers/ScaleBoundInternal.h>
 
@@ -15,24 +16,34 @@ bool GisLayerStyle::operator==(const GisLayerStyle& other) const {
     return m_data == other.m_data || m_data->fields == other.m_data->fields;
 }
 
+void GisLayerStyle::tellOwner() noexcept {
+    m_owner->markLookChanged();
+}
+
+void GisLayerStyle::tellOwnerSince(const Shared& before) noexcept {
+    if (m_data != before && !(m_data->fields == before->fields)) {
+        tellOwner();
+    }
+}
+
 void GisLayerStyle::setLabelMinVisibleScale(double value) {
-    m_data->fields.labelMinVisibleScale = Internal::scaleBound(value);
+    set(&Fields::labelMinVisibleScale, Internal::scaleBound(value));
 }
 
 void GisLayerStyle::setLabelMaxVisibleScale(double value) {
-    m_data->fields.labelMaxVisibleScale = Internal::scaleBound(value);
+    set(&Fields::labelMaxVisibleScale, Internal::scaleBound(value));
 }
 
 void GisLayerStyle::setLabelObstacleWeight(double value) {
-    m_data->fields.labelObstacleWeight = value > 0.0 ? value : 0.0;
+    set(&Fields::labelObstacleWeight, value > 0.0 ? value : 0.0);
 }
 
 void GisLayerStyle::setLabelRepeatDistance(double value) {
-    m_data->fields.labelRepeatDistance = value > 0.0 ? value : 0.0;
+    set(&Fields::labelRepeatDistance, value > 0.0 ? value : 0.0);
 }
 
 void GisLayerStyle::setLabelMaxCandidatesPerFeature(int value) {
-    m_data->fields.labelMaxCandidatesPerFeature = std::clamp(value, 1, 16);
+    set(&Fields::labelMaxCandidatesPerFeature, std::clamp(value, 1, 16));
 }
 
 } // namespace Cartolith::Core::Layers

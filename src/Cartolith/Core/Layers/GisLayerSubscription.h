@@ -12,8 +12,8 @@ namespace Internal {
 class ListenerList;
 }
 
-/// Keeps a listener of GisLayer::onContentChanged() connected: it is called as long as this lives. May
-/// outlive the layer. Moved like a pointer; what was moved from holds nothing.
+/// Keeps a listener of GisLayer::onChanged() or onContentChanged() connected: it is called as long as this
+/// lives. May outlive the layer. Moved like a pointer; what was moved from holds nothing.
 class CARTOLITH_CORE_EXPORT GisLayerSubscription {
 public:
     /// Holds nothing.

@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Layers/LodLevelInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/SameExtentInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
@@ -107,11 +108,17 @@ void GisLayerVector::noteShapeType(const GisShape& shape, bool& isTyped) {
         return;
     }
     if (!isTyped) {
-        m_shapeType = type;
+        setShapeType(type);
     } else if (m_shapeType != type) {
-        m_shapeType = GisShapeType::Null;
+        setShapeType(GisShapeType::Null);
     }
     isTyped = true;
+}
+
+void GisLayerVector::setShapeType(GisShapeType type) noexcept {
+    if (std::exchange(m_shapeType, type) != type) {
+        noteChange(GisLayerChange::Schema);
+    }
 }
 
 void GisLayerVector::reassignShapeIds(std::size_t from) {
@@ -133,6 +140,7 @@ bool GisLayerVector::addShape(std::unique_ptr<GisShape> shape) {
     if (m_isLocked || shape == nullptr || shape->isEmpty()) {
         return false;
     }
+    const ChangeGroup group(*this);
     reserveShapes(count() + 1);
     bool isTyped = hasTypedShape();
     noteShapeType(*shape, isTyped);
@@ -162,6 +170,7 @@ bool GisLayerVector::insertShapeAt(int index, std::unique_ptr<GisShape> shape) {
     if (m_isLocked || shape == nullptr || index < 0) {
         return false;
     }
+    const ChangeGroup group(*this);
     reserveShapes(count() + 1);
     bool isTyped = hasTypedShape();
     noteShapeType(*shape, isTyped);
@@ -239,7 +248,7 @@ void GisLayerVector::replaceShapes(std::vector<std::unique_ptr<GisShape>> shapes
         m_shapes.swap(shapes);
         throw;
     }
-    m_shapeType = GisShapeType::Null;
+    const ChangeGroup group(*this);
     const auto isTyped = [](const auto& shape) {
         return shape != nullptr && shape->shapeType() != GisShapeType::Null;
     };
@@ -247,9 +256,7 @@ void GisLayerVector::replaceShapes(std::vector<std::unique_ptr<GisShape>> shapes
     const bool isMixed = std::any_of(first, m_shapes.end(), [&](const auto& shape) {
         return isTyped(shape) && shape->shapeType() != (*first)->shapeType();
     });
-    if (first != m_shapes.end() && !isMixed) {
-        m_shapeType = (*first)->shapeType();
-    }
+    setShapeType(first != m_shapes.end() && !isMixed ? (*first)->shapeType() : GisShapeType::Null);
     reassignShapeIds();
     settle(ShapeChange::AllReplaced);
 }
@@ -284,6 +291,19 @@ const Defs::GisAttributeDefinition* GisLayerVector::getAttributeDefinition(const
 
 void GisLayerVector::addAttributeDefinition(const Defs::GisAttributeDefinition& definition) {
     m_definitions.append(definition);
+    noteChange(GisLayerChange::Schema);
+}
+
+void GisLayerVector::clearAttributeDefinitions() noexcept {
+    setAttributeDefinitions({});
+}
+
+void GisLayerVector::setAttributeDefinitions(
+    const QList<Defs::GisAttributeDefinition>& definitions) noexcept {
+    const auto before = std::exchange(m_definitions, definitions);
+    if (m_definitions != before) {
+        noteChange(GisLayerChange::Schema);
+    }
 }
 
 GisLayerVector::Attributes GisLayerVector::defaultAttributes() const {
@@ -370,14 +390,28 @@ std::optional<GisExtent> GisLayerVector::metadataExtent() const noexcept {
 }
 
 void GisLayerVector::setMetadataExtent(const GisExtent& extent) {
-    m_metadataExtent = extent;
-    m_isExtentOfSource = false;
+    setExtentSaid(extent, false);
 }
 
 void GisLayerVector::setSourceExtent(const GisExtent& extent) {
-    m_metadataExtent = extent;
-    m_isExtentOfSource = true;
     m_geometryDiffers = false;
+    setExtentSaid(extent, true);
+}
+
+void GisLayerVector::clearMetadataExtent() noexcept {
+    setExtentSaid(std::nullopt, m_isExtentOfSource);
+}
+
+void GisLayerVector::setExtentSaid(const std::optional<GisExtent>& extent, bool isOfSource) noexcept {
+    const std::optional<GisExtent> before = metadataExtent();
+    m_metadataExtent = extent;
+    m_isExtentOfSource = isOfSource;
+    const std::optional<GisExtent> after = metadataExtent();
+    const bool isSame =
+        before && after ? Internal::isSameExtent(*before, *after) : before.has_value() == after.has_value();
+    if (!isSame) {
+        noteChange(GisLayerChange::Extent);
+    }
 }
 
 void GisLayerVector::expandMetadataExtent(const GisExtent& extent) {

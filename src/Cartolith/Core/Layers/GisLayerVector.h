@@ -117,7 +117,7 @@ public:
 
     /// Null while the layer is empty or mixed.
     Shapes::GisShapeType shapeType() const noexcept { return m_shapeType; }
-    void setShapeType(Shapes::GisShapeType type) noexcept { m_shapeType = type; }
+    void setShapeType(Shapes::GisShapeType type) noexcept;
 
     /// \name Shapes
     /// The forms here cannot be undone.
@@ -195,7 +195,7 @@ public:
     /// Null when there is none of that name; valid until the definitions change.
     const Defs::GisAttributeDefinition* getAttributeDefinition(const QString& name) const;
     void addAttributeDefinition(const Defs::GisAttributeDefinition& definition);
-    void clearAttributeDefinitions() noexcept { m_definitions = {}; }
+    void clearAttributeDefinitions() noexcept;
     /// One value for each field: its default, or an invalid one.
     Attributes defaultAttributes() const;
     /// @}
@@ -214,7 +214,7 @@ public:
     /// What the host says the extent is; extent() returns it unchecked from then on, whatever is edited.
     void setMetadataExtent(const Shapes::GisExtent& extent);
     void expandMetadataExtent(const Shapes::GisExtent& extent);
-    void clearMetadataExtent() noexcept { m_metadataExtent.reset(); }
+    void clearMetadataExtent() noexcept;
     /// The extent that was set. An extent that the layer took from its data source counts only while no
     /// geometry differs from the source: after the first change there is none, and once all changes are
     /// undone it is there again.
@@ -285,9 +285,7 @@ public:
     static bool canSaveAs(const QString& path);
 
 protected:
-    void setAttributeDefinitions(const QList<Defs::GisAttributeDefinition>& definitions) noexcept {
-        m_definitions = definitions;
-    }
+    void setAttributeDefinitions(const QList<Defs::GisAttributeDefinition>& definitions) noexcept;
     /// As setMetadataExtent(), for the extent that the data source keeps of the geometry as it is now.
     void setSourceExtent(const Shapes::GisExtent& extent);
 
@@ -384,6 +382,7 @@ private:
     bool hasTypedShape() const;
     void noteShapeType(const Shapes::GisShape& shape, bool& isTyped);
     std::unique_ptr<Shapes::GisShape> takeAt(std::size_t position);
+    void setExtentSaid(const std::optional<Shapes::GisExtent>& extent, bool isOfSource) noexcept;
     void settle(ShapeChange change, int position = -1);
     void forgetDerived();
     /// Brings index and extent up to date, if they can be. A shape that is back was put where it was.

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Cartolith/Core/Layers/GisLayerChange.h>
+
 #include <QtGlobal>
 
 #include <algorithm>
@@ -14,8 +16,10 @@ namespace Cartolith::Core::Layers::Internal {
 /// while they are called: one removed is not called any more, one added is from the next time on.
 class ListenerList {
 public:
-    quint64 add(std::function<void()> listener) {
-        m_entries.push_back({++m_last, std::make_shared<std::function<void()>>(std::move(listener))});
+    using Listener = std::function<void(GisLayerChanges)>;
+
+    quint64 add(Listener listener) {
+        m_entries.push_back({++m_last, std::make_shared<Listener>(std::move(listener))});
         return m_last;
     }
 
@@ -28,7 +32,7 @@ public:
     }
 
     /// What a listener throws is dropped.
-    void call() noexcept {
+    void call(GisLayerChanges changes) noexcept {
         const quint64 last = m_last;
         quint64 called = 0;
         for (;;) {
@@ -41,7 +45,7 @@ public:
             const auto running = next->function; // one that removes itself goes on living here
             try {
                 if (*running) {
-                    (*running)();
+                    (*running)(changes);
                 }
             } catch (...) { // the change has happened, and the others are to hear of it
             }
@@ -51,7 +55,7 @@ public:
 private:
     struct Entry {
         quint64 number;
-        std::shared_ptr<std::function<void()>> function;
+        std::shared_ptr<Listener> function;
     };
     std::vector<Entry> m_entries; // by number
     quint64 m_last = 0;

@@ -94,6 +94,8 @@ bool GisLayerGdalRaster::open() {
     step.set("pixels", qint64(source->width()) * source->height());
 
     // From here on nothing fails.
+    const ChangeGroup group(*this);
+    noteChange(GisLayerChange::Schema);
     m_source = std::move(source);
     m_provider = std::move(provider);
     m_bands = std::move(bands);
@@ -107,6 +109,10 @@ bool GisLayerGdalRaster::open() {
 }
 
 void GisLayerGdalRaster::close() {
+    const ChangeGroup group(*this);
+    if (!m_bands.isEmpty()) {
+        noteChange(GisLayerChange::Schema);
+    }
     m_source.reset();
     m_provider = std::make_unique<Providers::GisGdalRasterProvider>(m_path);
     m_bands.clear();
