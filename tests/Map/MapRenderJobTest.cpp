@@ -179,6 +179,29 @@ TEST(MapRenderJob, ShowsAPartAndStopsWhenItIsTold) {
     EXPECT_EQ(job.run(), MapRenderJob::State::Cancelled) << "once";
 }
 
+// Many are drawn as one; what is in between stays in between.
+TEST(MapRenderJob, ShowsShapesBelowAPixelInTheirOrder) {
+    const QString dot = "POLYGON ((%1 5, %2 5, %2 5.001, %1 5))";
+    QStringList texts;
+    for (int i = 0; i < 60000; ++i) {
+        texts.append(dot.arg(2.5 + i * 1e-7).arg(2.501 + i * 1e-7));
+    }
+    texts.append("POLYGON ((0 0, 10 0, 10 10, 0 10, 0 0))");
+    texts.append(dot.arg(7.5).arg(7.501));
+    texts.append("POLYGON ((0 0, 5 0, 5 10, 0 10, 0 0))");
+    texts.append(dot.arg(2.5).arg(2.501));
+    const auto layer = test::layerOf(texts);
+    layer->style().setFillColor("#FFFFFF");
+    layer->style().setFillOpacity(255);
+    layer->style().setLineColor("#000000");
+    layer->style().setLineWidth(1);
+    const MapView view(GisExtent(0, 0, 10, 10), QRectF(0, 0, 100, 100));
+    const QImage image = drawn(view, {{snapshotOf(*layer, view)}});
+    EXPECT_LT(qGray(image.pixel(25, 50)), 200) << "drawn again after the larger one";
+    EXPECT_LT(qGray(image.pixel(75, 50)), 200);
+    EXPECT_EQ(qGray(image.pixel(30, 50)), 255);
+}
+
 TEST(MapRenderJob, WithNothingToDrawIsDone) {
     constexpr double nan = std::numeric_limits<double>::quiet_NaN();
     const auto layer = symbols();

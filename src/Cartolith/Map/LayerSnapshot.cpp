@@ -33,17 +33,18 @@ qint64 LayerSnapshot::bytes() const {
            m_data->picture.sizeInBytes();
 }
 
-bool LayerSnapshot::meets(qsizetype i, const Shapes::GisExtent& extent) const {
-    const auto isIn = [&extent](double left, double bottom, double right, double top) {
-        return left <= extent.xMax() && right >= extent.xMin() && bottom <= extent.yMax() &&
-               top >= extent.yMin();
-    };
+LayerSnapshot::Box LayerSnapshot::box(qsizetype i) const {
     if (m_data->boxes.empty()) {
         const auto place = coordinates(i);
-        return isIn(place[0], place[1], place[0], place[1]);
+        return {place[0], place[1], place[0], place[1]};
     }
-    const Box& box = m_data->boxes[static_cast<std::size_t>(i)];
-    return isIn(box.left, box.bottom, box.right, box.top);
+    return m_data->boxes[static_cast<std::size_t>(i)];
+}
+
+bool LayerSnapshot::meets(qsizetype i, const Shapes::GisExtent& extent) const {
+    const Box shape = box(i);
+    return shape.left <= extent.xMax() && shape.right >= extent.xMin() && shape.bottom <= extent.yMax() &&
+           shape.top >= extent.yMin();
 }
 
 double LayerSnapshot::labelPriority(qsizetype i) const {

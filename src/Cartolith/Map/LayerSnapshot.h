@@ -75,6 +75,11 @@ public:
         return std::span(m_data->partEnds)
             .subspan(feature(i).firstPart, feature(i + 1).firstPart - feature(i).firstPart);
     }
+    /// Around all vertices; left greater than right where none is a place.
+    struct Box {
+        double left, bottom, right, top;
+    };
+    Box box(qsizetype i) const;
     /// Whether the shape's box and the extent have a place in common.
     bool meets(qsizetype i, const Core::Shapes::GisExtent& extent) const;
     /// @}
@@ -107,9 +112,6 @@ private:
         std::size_t firstPart = 0;
         qint32 style = 0;
         Kind kind = Kind::Point;
-    };
-    struct Box {
-        double left, bottom, right, top;
     };
     struct Data {
         QString layerName;

@@ -54,6 +54,12 @@ public:
                 continue;
             }
             if (result.isNull()) {
+                const bool isAlone = options.background.alpha() == 0 && picture.opacity == 1.0 &&
+                                     picture.blend == LayerBlend::Normal && !picture.image.isNull();
+                if (isAlone) { // over nothing it is what it is
+                    result = picture.image;
+                    continue;
+                }
                 result = emptyPicture(options.background);
             }
             Internal::layOver(result, picture.image, picture.opacity, picture.blend);

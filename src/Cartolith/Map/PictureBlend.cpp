@@ -1,5 +1,6 @@
 #include <Cartolith/Map/PictureBlendInternal.h>
 #include <Cartolith/Map/Raster/BlendInternal.h>
+#include <Cartolith/Map/Raster/WholeInternal.h>
 
 #include <QPainter>
 #include <QTransform>
@@ -41,15 +42,20 @@ void layOver(QImage& below, const QImage& picture, double opacity, LayerBlend bl
         painter.drawImage(0, 0, picture);
         return;
     }
-    const auto share = static_cast<std::uint32_t>(opacity * 255.0 + 0.5);
+    const auto share = static_cast<std::uint32_t>(Raster::Internal::levelOf(opacity));
+    const int width = below.width();
     for (int row = 0; row < below.height(); ++row) {
         auto* const to = reinterpret_cast<std::uint32_t*>(below.scanLine(row));
         const auto* const from = reinterpret_cast<const std::uint32_t*>(picture.constScanLine(row));
-        for (int i = 0; i < below.width(); ++i) {
-            if (from[i] != 0) {
-                Raster::Internal::blendOver(to[i], share == 255 ? from[i]
-                                                                : Raster::Internal::scaled(from[i], share));
+        if (share == 255) {
+            // Without conditions, so that the compiler takes several pixels at a time.
+            for (int i = 0; i < width; ++i) {
+                to[i] = from[i] + Raster::Internal::scaled(to[i], 255U - (from[i] >> 24));
             }
+            continue;
+        }
+        for (int i = 0; i < width; ++i) {
+            Raster::Internal::blendOver(to[i], Raster::Internal::scaled(from[i], share));
         }
     }
 }

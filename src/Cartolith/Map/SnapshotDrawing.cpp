@@ -29,7 +29,8 @@ Shapes::GisExtent visibleWith(const LayerSnapshot& snapshot, const MapView& view
 } // namespace
 
 SnapshotDrawing::SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& view, const LineCasing& casing)
-    : m_snapshot(snapshot), m_visible(visibleWith(snapshot, view)), m_pixels(view.devicePixelRatio()) {
+    : m_snapshot(snapshot), m_view(view), m_visible(visibleWith(snapshot, view)),
+      m_pixels(view.devicePixelRatio()) {
     constexpr double beside = 0.8; // pixels of a casing on each side
     m_looks.reserve(static_cast<std::size_t>(snapshot.styles().size()));
     for (const GisLayerStyle& style : snapshot.styles()) {
@@ -67,6 +68,41 @@ const Raster::MarkerStamp& SnapshotDrawing::markerOf(qsizetype style) {
     return *look.marker;
 }
 
+/// Of many shapes below a pixel, one is seen: a dot of the outline's colour. It is drawn once, unless
+/// something larger or of another look came in between. Translucent ones add up, so these are all drawn.
+bool SnapshotDrawing::isSeenAlready(qsizetype i, const Look& look) {
+    constexpr qsizetype fewest = 50'000; // before it is worth the memory
+    constexpr double thinnest = 0.75;    // pixels: nearly opaque
+    const LayerSnapshot::Box box = m_snapshot.box(i);
+    const double pixel = m_view.unitsPerPixel();
+    const bool isDot = box.right - box.left < pixel && box.top - box.bottom < pixel &&
+                       look.line.width >= thinnest && look.line.color.alpha() == 255;
+    if (!isDot) {
+        ++m_larger;
+        return false;
+    }
+    if (m_snapshot.count() < fewest) {
+        return false;
+    }
+    const QRect frame = m_view.pictureFrame();
+    const QPointF place =
+        m_view.toPixel((box.left + box.right) / 2.0, (box.bottom + box.top) / 2.0) - frame.topLeft();
+    if (!(place.x() >= 0.0 && place.y() >= 0.0 && place.x() < frame.width() && place.y() < frame.height())) {
+        return false;
+    }
+    if (m_dots.empty()) {
+        m_dots.resize(static_cast<std::size_t>(frame.width()) * static_cast<std::size_t>(frame.height()));
+    }
+    Dot& dot = m_dots[static_cast<std::size_t>(place.y()) * static_cast<std::size_t>(frame.width()) +
+                      static_cast<std::size_t>(place.x())];
+    const qint32 style = static_cast<qint32>(m_snapshot.styleNumber(i));
+    if (dot.style == style && dot.after == m_larger) {
+        return true;
+    }
+    dot = {style, m_larger};
+    return false;
+}
+
 void SnapshotDrawing::drawNext(Raster::Canvas& canvas) {
     const qsizetype i = m_position++;
     const LayerSnapshot::Kind kind = m_snapshot.kind(i);
@@ -87,6 +123,9 @@ void SnapshotDrawing::drawNext(Raster::Canvas& canvas) {
         return;
     }
     const Look& look = m_looks[static_cast<std::size_t>(style)];
+    if (!isBelow && isSeenAlready(i, look)) {
+        return;
+    }
     if (kind == LayerSnapshot::Kind::Line) {
         if (!isBelow) {
             canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), look.line);

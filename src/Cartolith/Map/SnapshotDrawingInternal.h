@@ -47,14 +47,24 @@ private:
     };
 
     void drawNext(Raster::Canvas& canvas);
+    bool isSeenAlready(qsizetype i, const Look& look);
     bool nextRound();
     const Raster::MarkerStamp& markerOf(qsizetype style);
 
+    /// What was last drawn in a pixel as a mere dot, and since how many larger shapes.
+    struct Dot {
+        qint32 style = -1;
+        quint32 after = 0;
+    };
+
     const LayerSnapshot& m_snapshot;
+    const MapView m_view;
     const Core::Shapes::GisExtent m_visible; ///< with what reaches in from outside
     const double m_pixels;                   ///< of the device, for each of a style's
     std::vector<Look> m_looks;
-    int m_rounds = 1; ///< two where lines have casings, which lie below all of them
+    std::vector<Dot> m_dots; // of each pixel, when the first is asked for
+    quint32 m_larger = 0;    // shapes drawn
+    int m_rounds = 1;        ///< two where lines have casings, which lie below all of them
     int m_round = 0;
     qsizetype m_position = 0;
 };

@@ -58,10 +58,16 @@ public:
     void blendFill(int row, int first, const std::uint8_t* shares, int count, std::uint32_t color) {
         std::uint32_t* const to = pixels(row) + first;
         std::uint8_t* const before = takenIn(row) + first;
+        const bool isOpaque = color >> 24 == 255;
         for (int i = 0; i < count; ++i) {
             const std::uint32_t share = shares[i];
             const std::uint32_t had = before[i];
             if (share == 0) {
+                continue;
+            }
+            if (share == 255 && (isOpaque || had == 0)) { // most of them: the inside
+                to[i] = color;
+                before[i] = 255;
                 continue;
             }
             const std::uint32_t source = scaled(color, share);
