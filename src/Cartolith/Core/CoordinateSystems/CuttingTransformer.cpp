@@ -111,7 +111,7 @@ private:
     void refine(const Node& from, const Node& to, const Vertex& a, const Vertex& b, int depth,
                 CutParts& result);
     void write(std::span<const Node> path, bool isRing, CutParts& result);
-    void writeEnd(std::size_t start, bool isRing, CutParts& result, bool keepsRepeats = false) const;
+    void writeEnd(bool isRing, CutParts& result, bool keepsRepeats = false);
 
     Internal::SystemPair m_pair;
     MapDomain m_domain;
@@ -275,7 +275,7 @@ void CuttingTransformer::Private::whole(std::span<const double> coordinates, std
             if (!std::isfinite(image.x)) {
                 hasLast = hasLast && areRings;
                 if (!areRings) {
-                    writeEnd(m_start, false, result, true);
+                    writeEnd(false, result, true);
                 }
                 return false;
             }
@@ -299,7 +299,7 @@ void CuttingTransformer::Private::whole(std::span<const double> coordinates, std
         if (isOpen) {
             go(first);
         }
-        writeEnd(m_start, areRings, result, true);
+        writeEnd(areRings, result, true);
     }
 }
 
@@ -507,7 +507,7 @@ void CuttingTransformer::Private::write(std::span<const Node> path, bool isRing,
         if (!image) {
             result.dropped += std::isfinite(node.boundary) ? 0 : 1;
             if (!isRing) {
-                writeEnd(m_start, false, result);
+                writeEnd(false, result);
                 before = nullptr;
             }
             return;
@@ -522,12 +522,12 @@ void CuttingTransformer::Private::write(std::span<const Node> path, bool isRing,
     for (const Node& node : path) {
         go(node);
     }
-    writeEnd(m_start, isRing, result);
+    writeEnd(isRing, result);
 }
 
 /// Leaves out what repeats the vertex before, unless it is to be kept, and parts of which too little is left.
-void CuttingTransformer::Private::writeEnd(std::size_t start, bool isRing, CutParts& result,
-                                           bool keepsRepeats) const {
+void CuttingTransformer::Private::writeEnd(bool isRing, CutParts& result, bool keepsRepeats) {
+    const std::size_t start = m_start;
     std::vector<double>& all = result.coordinates;
     std::size_t kept = start;
     for (std::size_t i = start; i < all.size(); i += 2) {
@@ -542,6 +542,7 @@ void CuttingTransformer::Private::writeEnd(std::size_t start, bool isRing, CutPa
     if (all.size() > start) {
         result.ends.push_back(static_cast<qsizetype>(all.size() / 2));
     }
+    m_start = all.size();
 }
 
 // The class
