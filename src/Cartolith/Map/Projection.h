@@ -18,10 +18,8 @@ class GisLayerVector;
 } // namespace Layers
 } // namespace Cartolith::Core
 
-namespace Cartolith::Map {
-
 /// Taking layers and places into the map's coordinate system.
-namespace Projection {
+namespace Cartolith::Map::Projection {
 
 struct Result {
     std::unique_ptr<Core::Layers::GisLayerVector> layer;
@@ -60,6 +58,4 @@ fromLonLat(const Core::Shapes::GisShapePoint& place, const Core::CoordinateSyste
 CARTOLITH_MAP_EXPORT Core::Shapes::GisShapePoint
 toLonLat(const Core::Shapes::GisShapePoint& place, const Core::CoordinateSystems::CoordinateSystem& map);
 
-} // namespace Projection
-
-} // namespace Cartolith::Map
+} // namespace Cartolith::Map::Projection
