@@ -52,7 +52,7 @@ void changeStyles(GisSymbolRenderer& renderer, Function change) {
     }
 }
 
-void requireField(const Layers::GisLayerVector& layer, const QString& field) {
+void requireLabelField(const Layers::GisLayerVector& layer, const QString& field) {
     if (!field.isEmpty() && layer.getAttributeDefinition(field) == nullptr) {
         throw std::runtime_error(
             QStringLiteral("the layer has no field '%1' for labels").arg(field).toStdString());
@@ -83,8 +83,8 @@ void LabelOptions::applyTo(GisSymbolRenderer& renderer, const Layers::GisLayerVe
     if (m_field.isEmpty()) {
         return;
     }
-    requireField(layer, m_field);
-    requireField(layer, m_priorityField);
+    requireLabelField(layer, m_field);
+    requireLabelField(layer, m_priorityField);
     changeStyles(renderer, [this](GisLayerStyle& style) {
         style.setShowLabels(true);
         style.setLabelField(m_field);

@@ -126,7 +126,10 @@ TEST(LayerSnapshot, IsInTheMapsSystem) {
     const auto layer = test::layerOf({"POINT (9 0)", "POINT (0 90)", "POINT (10 10)"});
     EXPECT_THROW(snapshotOf(*layer, view, CoordinateSystemFactory::fromEpsg(3857)), std::runtime_error);
     layer->setCoordinateSystem(CoordinateSystemFactory::fromEpsg(4326));
-    const LayerSnapshot snapshot = snapshotOf(*layer, view, CoordinateSystemFactory::fromEpsg(3857));
+    const auto mercator = CoordinateSystemFactory::fromEpsg(3857);
+    const LayerSnapshot snapshot = snapshotOf(*layer, view, mercator);
+    EXPECT_TRUE(snapshot.isOf(*layer, view.zoomed(3, {0, 0}), mercator));
+    EXPECT_FALSE(snapshot.isOf(*layer, view.zoomed(5, {0, 0}), mercator)) << "bends would show";
     ASSERT_EQ(snapshot.count(), 2);
     EXPECT_EQ(snapshot.leftOutCount(), 1);
     EXPECT_EQ(snapshot.id(1), 3);

@@ -100,7 +100,7 @@ TEST(MapScene, KeepsWhatWasMadeForAnEarlierPicture) {
     scene.draw(view);
     scene.draw(view.panned({3, 0}));
     EXPECT_EQ(asked, 1);
-    scene.lookChanged(*layer);
+    layer->markLookChanged();
     MapPreparation preparation(scene, view);
     EXPECT_TRUE(preparation.step(std::chrono::milliseconds(100)));
     EXPECT_EQ(asked, 2);

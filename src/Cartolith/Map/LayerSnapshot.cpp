@@ -15,10 +15,12 @@ LayerSnapshot::LayerSnapshot() {
 
 bool LayerSnapshot::isOf(const Layers::GisLayer& layer, const MapView& view,
                          const std::shared_ptr<CoordinateSystems::CoordinateSystem>& mapSystem) const {
+    constexpr double coarsest = 2.0; // pixels
     return m_data->layer == &layer && m_data->revision == layer.contentRevision() &&
            m_data->renderer == layer.symbolRenderer() && m_data->layerStyle == layer.style() &&
            m_data->layerSystem == layer.coordinateSystem() && m_data->mapSystem == mapSystem &&
-           (!m_data->isOfView || m_data->view == view);
+           (!m_data->isOfView || m_data->view == view) &&
+           !(m_data->tolerance > coarsest * view.unitsPerPixel());
 }
 
 qint64 LayerSnapshot::bytes() const {

@@ -40,8 +40,9 @@ public:
     LayerSnapshot();
 
     /// Whether a picture of the layer as it is now would be drawn from this: same layer, content, style,
-    /// renderer and coordinate systems and, where the snapshot is one of a view, the same view. A renderer
-    /// that was changed in its place looks the same from here.
+    /// renderer and coordinate systems; where the snapshot is one of a view, the same view; where edges were
+    /// bent for the map's system, a view that is not so much nearer that their pieces show. A renderer that
+    /// was changed in its place looks the same from here.
     bool isOf(const Core::Layers::GisLayer& layer, const MapView& view,
               const std::shared_ptr<Core::CoordinateSystems::CoordinateSystem>& mapSystem) const;
 
@@ -135,6 +136,7 @@ private:
         std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> mapSystem;
         bool isOfView = false;
         MapView view;
+        double tolerance = 0.0; // of bent edges, in map units
     };
 
     explicit LayerSnapshot(std::shared_ptr<const Data> data) : m_data(std::move(data)) {}

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerRaster.h>
@@ -76,9 +77,24 @@ public:
         }
         isElsewhere = mapSystem != nullptr && !Projection::isIn(layer, *mapSystem);
         if (isElsewhere && raster == nullptr) {
-            projector = std::make_unique<Internal::ShapeProjector>(*layer.coordinateSystem(), *mapSystem);
+            tolerance = toleranceOf(view);
+            projector =
+                std::make_unique<Internal::ShapeProjector>(*layer.coordinateSystem(), *mapSystem, tolerance);
         }
         begin();
+    }
+
+    /// For bent edges. Without a view, as if a large picture showed everything.
+    double toleranceOf(const MapView& of) const {
+        constexpr double half = 0.5; // a pixel
+        constexpr double pixels = 2000.0;
+        if (of.isUsable()) {
+            return half * of.unitsPerPixel();
+        }
+        const Shapes::GisExtent onMap =
+            Projection::meshIn(layer.extent(), *layer.coordinateSystem(), *mapSystem).extent;
+        const double side = std::max(onMap.width(), onMap.height());
+        return side > 0.0 ? half * side / pixels : std::numeric_limits<double>::infinity();
     }
 
     void begin() {
@@ -96,6 +112,7 @@ public:
         data->mapSystem = mapSystem;
         data->isOfView = isReadByView || raster != nullptr;
         data->view = view;
+        data->tolerance = projector != nullptr && !isReadByView ? tolerance : 0.0;
         isUniform = data->renderer == nullptr || !data->renderer->usesFeatureAttributes();
         if (vector != nullptr && !isReadByView) {
             data->features.reserve(vector->items().size() + 1);
@@ -120,6 +137,17 @@ public:
         }
     }
 
+    /// With a little more around it, for what bends between the places of the mesh; none, which is
+    /// everything, where the mesh has no place in the source's system.
+    std::optional<Shapes::GisExtent> extentInSource(const Shapes::GisExtent& extent) const {
+        constexpr double around = 0.05;
+        const auto mesh = Projection::meshIn(extent, *mapSystem, *layer.coordinateSystem());
+        if (!mesh.isWhole) {
+            return std::nullopt;
+        }
+        return mesh.extent.inflate(mesh.extent.width() * around, mesh.extent.height() * around);
+    }
+
     void openReader() {
         Layers::GisFeatureRequest request;
         request.fields = fieldsToRead(layer);
@@ -127,7 +155,9 @@ public:
             constexpr double beyond = 64.0; // pixels: symbols that reach into the view
             const double margin = beyond * view.devicePixelRatio() * view.unitsPerPixel();
             request.extent = view.visibleExtent().inflate(margin, margin);
-            request.coordinateSystem = isElsewhere ? mapSystem : nullptr;
+            if (isElsewhere) { // cut here, so asked for in the layer's own
+                request.extent = extentInSource(*request.extent);
+            }
             if (const double pixel = pixelInSource(); pixel > 0.0) {
                 request.picture = {pixel};
             }
@@ -149,11 +179,10 @@ public:
                 openReader();
             }
             if (!reader->next()) {
-                data->leftOut += reader->untransformedCount();
                 return false;
             }
             if (const auto shape = reader->takeShape()) {
-                take(*shape, reader->featureId(), *shape);
+                take(*shape, reader->featureId());
             }
             return true;
         }
@@ -163,13 +192,7 @@ public:
         }
         if (const GisShape* const shape = items[position++].get()) {
             const qint64 id = vector->featureId(*shape).value_or(shape->id());
-            if (projector == nullptr) {
-                take(*shape, id, *shape);
-            } else if (const auto projected = projector->project(*shape)) {
-                take(*projected, id, *shape);
-            } else {
-                ++data->leftOut;
-            }
+            take(*shape, id);
         }
         return true;
     }
@@ -182,24 +205,30 @@ public:
         }
     }
 
-    void take(const GisShape& shape, qint64 id, const GisShape& withValues) {
+    void take(const GisShape& shape, qint64 id) {
         const std::size_t firstVertex = data->coordinates.size() / 2;
         LayerSnapshot::Feature& feature = data->features.back();
         feature.id = id;
+        // Where nothing is projected, at once where they belong.
+        std::vector<double>& coordinates = projector == nullptr ? data->coordinates : read.coordinates;
+        std::vector<qsizetype>& ends = projector == nullptr ? data->partEnds : read.ends;
+        read.coordinates.clear();
+        read.ends.clear();
+        const std::size_t before = coordinates.size();
         const auto takeParts = [&](const QList<QList<GisShapePoint>>& parts) {
             for (const QList<GisShapePoint>& part : parts) {
                 for (const GisShapePoint& vertex : part) {
-                    data->coordinates.push_back(vertex.x());
-                    data->coordinates.push_back(vertex.y());
+                    coordinates.push_back(vertex.x());
+                    coordinates.push_back(vertex.y());
                 }
-                data->partEnds.push_back(static_cast<qsizetype>(data->coordinates.size() / 2 - firstVertex));
+                ends.push_back(static_cast<qsizetype>((coordinates.size() - before) / 2));
             }
         };
         if (const auto* const point = dynamic_cast<const GisShapePoint*>(&shape)) {
             feature.kind = LayerSnapshot::Kind::Point;
-            data->coordinates.push_back(point->x());
-            data->coordinates.push_back(point->y());
-            data->partEnds.push_back(1);
+            coordinates.push_back(point->x());
+            coordinates.push_back(point->y());
+            ends.push_back(1);
         } else if (const auto* const line = dynamic_cast<const Shapes::GisShapePolyline*>(&shape)) {
             feature.kind = LayerSnapshot::Kind::Line;
             takeParts(line->parts());
@@ -210,12 +239,33 @@ public:
             ++data->leftOut;
             return;
         }
+        if (projector != nullptr && !takeProjected(feature.kind)) {
+            ++data->leftOut;
+            return;
+        }
         noteBox(firstVertex, feature.kind);
-        noteStyle(withValues);
+        noteStyle(shape);
         LayerSnapshot::Feature next;
         next.firstVertex = data->coordinates.size() / 2;
         next.firstPart = data->partEnds.size();
         data->features.push_back(next);
+    }
+
+    /// What was read, in the map's system; false when nothing of it is left there.
+    bool takeProjected(LayerSnapshot::Kind kind) {
+        CoordinateSystems::CuttingTransformer& cutting = projector->cutting();
+        if (kind == LayerSnapshot::Kind::Point) {
+            cutting.points(read.coordinates, read.ends, cut);
+        } else if (kind == LayerSnapshot::Kind::Line) {
+            cutting.lines(read.coordinates, read.ends, cut);
+        } else {
+            cutting.rings(read.coordinates, read.ends, cut);
+        }
+        data->coordinates.insert(data->coordinates.end(), cut.coordinates.cbegin(), cut.coordinates.cend());
+        if (!cut.coordinates.empty()) {
+            data->partEnds.insert(data->partEnds.end(), cut.ends.cbegin(), cut.ends.cend());
+        }
+        return !cut.coordinates.empty();
     }
 
     void noteBox(std::size_t firstVertex, LayerSnapshot::Kind kind) {
@@ -290,6 +340,9 @@ public:
     bool isElsewhere = false; // not in the map's system
     bool isUniform = true;
     std::unique_ptr<Internal::ShapeProjector> projector;
+    double tolerance = 0.0;
+    CoordinateSystems::CutParts read; // one shape of a layer that is projected
+    CoordinateSystems::CutParts cut;
     std::unique_ptr<Layers::GisFeatureReader> reader;
 
     std::shared_ptr<LayerSnapshot::Data> data;

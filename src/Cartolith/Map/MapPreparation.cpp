@@ -16,15 +16,9 @@ class MapPreparation::Private {
 public:
     Private(MapScene& drawn, const MapView& drawnView) : scene(drawn), view(drawnView) {}
 
-    /// Whether the layer has a snapshot that will do, or needs none.
-    bool isReady(const MapScene::Private::Kept& kept) const {
-        return !scene.isDrawn(kept.entry, view) ||
-               kept.snapshot.isOf(*kept.entry.layer, view, scene.coordinateSystem());
-    }
-
     void fail(MapScene::Private::Kept& kept, const char* why) {
         problems.append(QStringLiteral("%1: %2").arg(kept.entry.layer->name(), QString::fromUtf8(why)));
-        kept.snapshot = {};
+        kept.setSnapshot({}, *kept.look);
         builder.reset();
         ++position;
     }
@@ -33,6 +27,7 @@ public:
     const MapView view;
     qsizetype position = 0;
     std::optional<LayerSnapshotBuilder> builder; // of the layer at the position
+    quint64 look = 0;                            // that it was begun with
     QStringList problems;
     std::atomic<bool> isCancelled = false;
 };
@@ -51,11 +46,12 @@ bool MapPreparation::step(std::chrono::milliseconds budget) {
         }
         MapScene::Private::Kept& kept = entries[static_cast<std::size_t>(d->position)];
         try {
-            if (!d->builder && d->isReady(kept)) {
+            if (!d->builder && kept.isReady(d->scene, d->view)) {
                 ++d->position;
                 continue;
             }
-            if (!d->builder) {
+            if (!d->builder || d->look != *kept.look) {
+                d->look = *kept.look;
                 d->builder.emplace(*kept.entry.layer, d->view, d->scene.coordinateSystem());
             }
             // Short ones, to look whether it is cancelled.
@@ -65,7 +61,7 @@ bool MapPreparation::step(std::chrono::milliseconds budget) {
                 }
                 continue;
             }
-            kept.snapshot = d->builder->snapshot();
+            kept.setSnapshot(d->builder->snapshot(), d->look);
             d->builder.reset();
             ++d->position;
         } catch (const std::runtime_error& error) {

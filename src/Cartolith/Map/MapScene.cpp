@@ -23,6 +23,29 @@ std::size_t MapScene::Private::checked(qsizetype position, std::size_t end) {
     return static_cast<std::size_t>(position);
 }
 
+void MapScene::Private::Kept::setEntry(Entry what) {
+    if (entry.layer != what.layer) {
+        setSnapshot({}, *look);
+        subscription = {};
+        if (what.layer != nullptr) {
+            subscription = what.layer->onChanged([counter = look](Layers::GisLayerChanges changes) {
+                *counter += changes.testFlag(Layers::GisLayerChange::Look) ? 1U : 0U;
+            });
+        }
+    }
+    entry = std::move(what);
+}
+
+bool MapScene::Private::Kept::isReady(const MapScene& scene, const MapView& view) const {
+    return !scene.isDrawn(entry, view) ||
+           (snapshotLook == *look && snapshot.isOf(*entry.layer, view, scene.coordinateSystem()));
+}
+
+void MapScene::Private::Kept::setSnapshot(const LayerSnapshot& made, quint64 ofLook) {
+    snapshot = made;
+    snapshotLook = ofLook;
+}
+
 MapScene::MapScene() : d(std::make_unique<Private>()) {}
 MapScene::~MapScene() = default;
 MapScene::MapScene(MapScene&& other) noexcept = default;
@@ -72,18 +95,14 @@ void MapScene::insert(qsizetype position, Entry entry) {
         throw std::invalid_argument("there is no layer to put into the map");
     }
     const std::size_t at = Private::checked(position, d->entries.size() + 1);
-    d->entries.insert(d->entries.begin() + static_cast<std::ptrdiff_t>(at), {std::move(entry), {}});
+    d->entries.insert(d->entries.begin() + static_cast<std::ptrdiff_t>(at), Private::Kept(std::move(entry)));
 }
 
 void MapScene::replace(qsizetype position, Entry entry) {
     if (entry.layer == nullptr && entry.missing.isEmpty()) {
         throw std::invalid_argument("there is no layer to put into the map");
     }
-    Private::Kept& kept = d->entries[Private::checked(position, d->entries.size())];
-    if (kept.entry.layer != entry.layer) {
-        kept.snapshot = {};
-    }
-    kept.entry = std::move(entry);
+    d->entries[Private::checked(position, d->entries.size())].setEntry(std::move(entry));
 }
 
 void MapScene::remove(qsizetype position) {
@@ -92,17 +111,14 @@ void MapScene::remove(qsizetype position) {
 }
 
 void MapScene::move(qsizetype from, qsizetype to) {
-    Private::Kept kept = d->entries[Private::checked(from, d->entries.size())];
-    const std::size_t end = Private::checked(to, d->entries.size());
-    remove(from);
-    d->entries.insert(d->entries.begin() + static_cast<std::ptrdiff_t>(end), std::move(kept));
-}
-
-void MapScene::lookChanged(const Layers::GisLayer& layer) {
-    for (Private::Kept& kept : d->entries) {
-        if (kept.entry.layer.get() == &layer) {
-            kept.snapshot = {};
-        }
+    const auto first =
+        d->entries.begin() + static_cast<std::ptrdiff_t>(Private::checked(from, d->entries.size()));
+    const auto target =
+        d->entries.begin() + static_cast<std::ptrdiff_t>(Private::checked(to, d->entries.size()));
+    if (first < target) {
+        std::rotate(first, first + 1, target + 1);
+    } else {
+        std::rotate(target, first, first + 1);
     }
 }
 
@@ -119,13 +135,14 @@ GisExtent MapScene::extent() {
         } else if (const auto* const raster = dynamic_cast<const Layers::GisLayerRaster*>(layer)) {
             all = all.expand(raster->extentIn(*d->system));
         } else if (dynamic_cast<const Layers::GisLayerOgrOnDemand*>(layer) != nullptr) {
-            all = all.expand(Projection::extentIn(layer->extent(), *layer->coordinateSystem(), *d->system));
+            all = all.expand(
+                Projection::meshIn(layer->extent(), *layer->coordinateSystem(), *d->system).extent);
         } else {
-            if (!kept.snapshot.isOf(*layer, d->view, d->system)) {
+            if (!kept.snapshot.isOf(*layer, d->view, d->system) || kept.snapshotLook != *kept.look) {
                 LayerSnapshotBuilder builder(*layer, d->view, d->system);
                 while (!builder.step(std::chrono::hours(1))) {
                 }
-                kept.snapshot = builder.snapshot();
+                kept.setSnapshot(builder.snapshot(), *kept.look);
             }
             all = all.expand(kept.snapshot.extent());
         }

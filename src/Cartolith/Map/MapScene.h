@@ -39,7 +39,7 @@ class MapPreparation;
 ///
 /// A layer is drawn where it is visible at the view's scale (GisLayer::isVisibleAtScale()), its labels where
 /// their style's scales say so as well. What was made for one picture is kept for the next as long as the
-/// layer stays as it is.
+/// layer stays as it is; of a renderer that was changed in its place, GisLayer::markLookChanged() tells.
 ///
 /// Used by one thread at a time, that of its layers; only the jobs that it makes may run elsewhere. Layers
 /// are shared with the host.
@@ -82,8 +82,6 @@ public:
     void replace(qsizetype position, Entry entry);
     void remove(qsizetype position);
     void move(qsizetype from, qsizetype to);
-    /// To be called where a renderer was changed in its place, which the layer does not tell of.
-    void lookChanged(const Core::Layers::GisLayer& layer);
     /// @}
 
     /// Of all layers, also hidden ones, in map units. Takes what is in memory there, as draw() does.

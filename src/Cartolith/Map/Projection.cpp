@@ -33,7 +33,7 @@ Projection::Result Projection::project(const Layers::GisLayerVector& source,
         throw std::runtime_error(
             "the file does not say its coordinate system, so nothing can be transformed");
     }
-    const Internal::ShapeProjector projector(*from, *to);
+    Internal::ShapeProjector projector(*from, *to);
 
     Result result;
     result.layer =
@@ -52,24 +52,23 @@ Projection::Result Projection::project(const Layers::GisLayerVector& source,
     return result;
 }
 
-Shapes::GisExtent Projection::extentIn(const Shapes::GisExtent& extent, const CoordinateSystem& from,
-                                       const CoordinateSystem& to) {
+Projection::Mesh Projection::meshIn(const Shapes::GisExtent& extent, const CoordinateSystem& from,
+                                    const CoordinateSystem& to) {
     const CoordinateTransformer transformer(from, to);
     constexpr int steps = 20;
-    Shapes::GisExtent all;
+    Mesh mesh;
     for (int i = 0; i < (steps + 1) * (steps + 1); ++i) {
         const double right = static_cast<double>(i % (steps + 1)) / steps;
         const int row = i / (steps + 1);
         try {
-            all = all.expand(transformer
-                                 .transform({extent.xMin() + right * extent.width(),
-                                             extent.yMin() + extent.height() * row / steps})
-                                 .extent());
+            const GisShapePoint place = transformer.transform(
+                {extent.xMin() + right * extent.width(), extent.yMin() + extent.height() * row / steps});
+            mesh.extent = mesh.extent.expand(place.extent());
         } catch (const std::runtime_error&) { // no place on the map
-            continue;
+            mesh.isWhole = false;
         }
     }
-    return all;
+    return mesh;
 }
 
 bool Projection::isIn(const Layers::GisLayer& layer, const CoordinateSystem& system) {

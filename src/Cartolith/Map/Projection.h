@@ -18,31 +18,33 @@ class GisLayerVector;
 } // namespace Layers
 } // namespace Cartolith::Core
 
-namespace Cartolith::Map {
-
 /// Taking layers and places into the map's coordinate system.
-namespace Projection {
+namespace Cartolith::Map::Projection {
 
 struct Result {
     std::unique_ptr<Core::Layers::GisLayerVector> layer;
-    int leftOut = 0; ///< shapes outside the band, or for which the coordinate system has no value
+    int leftOut = 0; ///< shapes of which the map has nothing
 };
 
 /// A new layer with every shape of the source, ids in the source's order, and its fields, in another
 /// coordinate system.
 ///
-/// When the source is in degrees and the target is made for a band around the whole world (Web Mercator ends
-/// at 85 degrees), vertices beyond the band move to its edge: Antarctica is cut off there instead of missing.
+/// Shapes are cut where the map ends (CuttingTransformer); between their vertices, edges stay straight.
 /// \throws std::runtime_error when the source has no coordinate system or the target is unknown
 CARTOLITH_MAP_EXPORT Result project(const Core::Layers::GisLayerVector& source, const QString& crs);
 CARTOLITH_MAP_EXPORT Result project(const Core::Layers::GisLayerVector& source,
                                     std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> to);
 
 /// The box around a mesh of points of an extent in another coordinate system, as far as they have a place
-/// there; empty when none has. \throws std::runtime_error when nothing leads from one to the other
-CARTOLITH_MAP_EXPORT Core::Shapes::GisExtent extentIn(const Core::Shapes::GisExtent& extent,
-                                                      const Core::CoordinateSystems::CoordinateSystem& from,
-                                                      const Core::CoordinateSystems::CoordinateSystem& to);
+/// there; empty when none has.
+struct Mesh {
+    Core::Shapes::GisExtent extent;
+    bool isWhole = true; ///< every point has
+};
+/// \throws std::runtime_error when nothing leads from one to the other
+CARTOLITH_MAP_EXPORT Mesh meshIn(const Core::Shapes::GisExtent& extent,
+                                 const Core::CoordinateSystems::CoordinateSystem& from,
+                                 const Core::CoordinateSystems::CoordinateSystem& to);
 
 /// Whether the layer knows its coordinate system and it is this one.
 CARTOLITH_MAP_EXPORT bool isIn(const Core::Layers::GisLayer& layer,
@@ -56,6 +58,4 @@ fromLonLat(const Core::Shapes::GisShapePoint& place, const Core::CoordinateSyste
 CARTOLITH_MAP_EXPORT Core::Shapes::GisShapePoint
 toLonLat(const Core::Shapes::GisShapePoint& place, const Core::CoordinateSystems::CoordinateSystem& map);
 
-} // namespace Projection
-
-} // namespace Cartolith::Map
+} // namespace Cartolith::Map::Projection
