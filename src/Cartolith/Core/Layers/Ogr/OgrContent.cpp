@@ -20,6 +20,8 @@ using Shapes::Internal::AttributeRow;
 
 namespace {
 
+constexpr qint64 unlessInParts = 256; // features between two questions whether to go on
+
 ReadFeature kindOf(const OGRGeometry& geometry) {
     const OGRwkbGeometryType type = wkbFlatten(geometry.getGeometryType());
     ReadFeature kind;
@@ -56,11 +58,10 @@ OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
     }
 }
 
-bool OgrContent::isInterrupted(const GoOn& goOn) const {
+bool OgrContent::isInterrupted(const GoOn& goOn, qint64 interval) const {
     if (shapes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         m_source.fail(QStringLiteral("it has more shapes than a layer can number"));
     }
-    const qint64 interval = m_isInParts ? 1 : 256;
     return state.featureCount % interval == 0 && !goOn(static_cast<double>(state.featureCount));
 }
 
@@ -72,7 +73,8 @@ OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
         if (!take(*columns)) {
             return Outcome::Unfit;
         }
-        if (isInterrupted(goOn)) {
+        constexpr qint64 few = 16; // beside the batch that they are of
+        if (isInterrupted(goOn, m_isInParts ? few : unlessInParts)) {
             return Outcome::Cancelled;
         }
     }
@@ -90,7 +92,7 @@ OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn, const ServerSelec
     }
     while (const auto feature = errors ? m_source.next(rows, *errors) : m_source.next(rows)) {
         take(*feature, m_source.complaint(), selection);
-        if (isInterrupted(goOn)) {
+        if (isInterrupted(goOn, m_isInParts ? 1 : unlessInParts)) {
             return Outcome::Cancelled;
         }
     }

@@ -25,8 +25,8 @@ public:
         Cancelled,
         Unfit, ///< nothing can be said this way, nor of what was collected: begin anew the other way
     };
-    /// Called now and then, of parts for each feature, with the number of those that were read; false ends
-    /// the reading.
+    /// Called now and then, of parts for each feature (by columns, for every sixteenth), with the number of
+    /// those that were read; false ends the reading.
     using GoOn = std::function<bool(double)>;
 
     OgrContent(OgrSource& source, OGRLayer& layer);
@@ -69,7 +69,7 @@ private:
                       const QString& complaint,
                       const std::function<Shapes::Internal::AttributeRow()>& attributes);
     void keep(std::unique_ptr<Shapes::GisShape> shape, qint64 key, const Shapes::Internal::AttributeRow& row);
-    bool isInterrupted(const GoOn& goOn) const;
+    bool isInterrupted(const GoOn& goOn, qint64 interval) const;
 
     OgrSource& m_source;
     OGRLayer& m_layer;
