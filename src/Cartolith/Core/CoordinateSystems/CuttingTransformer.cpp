@@ -384,11 +384,9 @@ void CuttingTransformer::Private::cut(std::span<const double> coordinates, std::
     if (!areRings) {
         const std::vector<DomainCut::Path> lines = cut.takeLines();
         for (const DomainCut::Path& line : lines) {
-            result.isCut =
-                result.isCut || std::isfinite(line.front().boundary) || std::isfinite(line.back().boundary);
             write(line, false, result);
         }
-        result.isCut = result.isCut || lines.size() < paths.size();
+        result.isCut = cut.isCrossed() || lines.size() < paths.size();
         return;
     }
     const auto isIn = [&](const Place& place) { return isInside(paths, box, place); };
@@ -536,6 +534,10 @@ void CuttingTransformer::Private::writeEnd(bool isRing, CutParts& result, bool k
             all[kept + 1] = all[i + 1];
             kept += 2;
         }
+    }
+    if (isRing && !keepsRepeats && kept > start) { // a turn on, the image may differ by a rounding
+        all[kept - 2] = all[start];
+        all[kept - 1] = all[start + 1];
     }
     const std::size_t least = isRing ? 8 : 4;
     all.resize(kept - start >= least ? kept : start);

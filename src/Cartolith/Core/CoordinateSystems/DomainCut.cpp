@@ -144,6 +144,7 @@ public:
             append(vertex, place, true, left);
         }
         m_isWholeSoFar = false;
+        m_cut.m_isCrossed = true;
     }
 
     void append(const Vertex& vertex, const MapDomain::Place& place, bool isCrossing = false,

@@ -42,7 +42,7 @@ public:
     void add(std::span<const Vertex> vertices, bool isRing);
 
     /// Whether something crossed the boundary.
-    bool isCrossed() const { return !m_chains.empty(); }
+    bool isCrossed() const { return m_isCrossed; }
     /// Whether nothing lies inside.
     bool isEmpty() const { return m_chains.empty() && m_rings.empty(); }
     /// The chains; whole lines are chains, too.
@@ -74,6 +74,7 @@ private:
     ToChart m_toChart;
     std::vector<Path> m_chains;
     std::vector<Path> m_rings;
+    bool m_isCrossed = false;
 };
 
 } // namespace Cartolith::Core::CoordinateSystems::Internal
