@@ -16,6 +16,7 @@ void LabelObstacles::add(const Obstacle& piece) {
     }
     const auto number = static_cast<int>(m_pieces.size());
     m_pieces.push_back(piece);
+    m_heaviest = std::max(m_heaviest, piece.weight);
     if (piece.from == piece.to) {
         m_grid.forEachCell(piece.from.x(), piece.from.y(), width, height, [&](auto& cell) {
             cell.push_back({piece.from.x() - width, piece.from.y() - height, piece.from.x() + width,

@@ -20,6 +20,8 @@ public:
 
     void add(const Obstacle& piece);
     bool isEmpty() const { return m_pieces.empty(); }
+    /// The greatest weight of all.
+    double heaviest() const { return m_heaviest; }
     /// The weight of those below the boxes of a label, each once; infinite when one weighs more than the
     /// label.
     double crossedBy(std::span<const Box> boxes, qsizetype label, double strength);
@@ -34,6 +36,7 @@ private:
     QRectF m_frame;
     LabelGrid<std::vector<Entry>> m_grid;
     std::vector<Obstacle> m_pieces;
+    double m_heaviest = 0.0;
     std::vector<int> m_met; // of one question
 };
 

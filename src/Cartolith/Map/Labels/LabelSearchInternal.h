@@ -47,7 +47,9 @@ public:
     /// The candidate of an item in Candidates::list; below 0 for none.
     int chosen(int item) const { return m_chosen[static_cast<std::size_t>(item)]; }
     /// Whether a candidate crosses nothing that is stronger than the item.
-    bool mayBeAt(int self, int candidate) { return std::isfinite(crossed(self, candidate)); }
+    bool mayBeAt(int self, int candidate) {
+        return item(self).strength >= m_obstacles.heaviest() || std::isfinite(crossed(self, candidate));
+    }
     /// An item in the way of the candidate; below 0 for none.
     int firstBlocker(int self, int candidate);
 

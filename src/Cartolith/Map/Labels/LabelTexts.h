@@ -20,8 +20,9 @@ namespace Cartolith::Map::Labels {
 /// paper.
 class CARTOLITH_MAP_EXPORT LabelTexts {
 public:
-    /// Keeps texts of about so many bytes; when there are more, it begins anew.
-    explicit LabelTexts(qsizetype budget = qsizetype{16} << 20);
+    /// Keeps texts of about so many bytes (20,000 short ones are 24 MB); when there are more, it begins anew,
+    /// so it should have room for all texts of a map.
+    explicit LabelTexts(qsizetype budget = qsizetype{64} << 20);
     ~LabelTexts();
     LabelTexts(const LabelTexts&) = delete;
     LabelTexts& operator=(const LabelTexts&) = delete;
