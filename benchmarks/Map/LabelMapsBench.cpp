@@ -51,10 +51,8 @@ Data read(const char* file, Kind kind) {
     layer.open();
     Data data{kind, {}};
     for (const auto& item : layer.items()) {
-        Feature feature{item->attributeValue("name").toString(),
-                        item->attributeValue("population").toDouble(),
-                        {},
-                        {}};
+        Feature feature{
+            item->attributeValue("name").toString(), item->attributeValue("population").toDouble(), {}, {}};
         if (const auto* point = dynamic_cast<const Shapes::GisShapePoint*>(item.get())) {
             feature.coordinates = {point->x(), point->y()};
         } else if (const auto* line = dynamic_cast<const Shapes::GisShapePolyline*>(item.get())) {
@@ -166,11 +164,11 @@ void map(benchmark::State& state, const Data& (*data)(), Shapes::GisExtent exten
     state.counters["kB"] = static_cast<double>(caches->texts.bytes() + caches->painter.bytes()) / 1024.0;
 }
 
-#define LABEL_MAP(name, data, isInside, ...)                                                                        \
-    BENCHMARK_CAPTURE(map, name, data, Shapes::GisExtent(__VA_ARGS__), isInside)                                    \
-        ->ArgName("first")                                                                                          \
-        ->Arg(0)                                                                                                    \
-        ->Arg(1)                                                                                                    \
+#define LABEL_MAP(name, data, isInside, ...)                                                                 \
+    BENCHMARK_CAPTURE(map, name, data, Shapes::GisExtent(__VA_ARGS__), isInside)                             \
+        ->ArgName("first")                                                                                   \
+        ->Arg(0)                                                                                             \
+        ->Arg(1)                                                                                             \
         ->Unit(benchmark::kMillisecond)
 
 LABEL_MAP(cities_world, cities, false, -180, -85, 180, 85);

@@ -24,6 +24,6 @@ void flatten(const GlyphOutline& outline, const QTransform& toPixels, double tol
              std::size_t& count);
 
 constexpr double letterTolerance = 0.1; // pixels
-constexpr double haloTolerance = 0.3;
+constexpr double haloTolerance = 0.2;
 
 } // namespace Cartolith::Map::Labels::Internal

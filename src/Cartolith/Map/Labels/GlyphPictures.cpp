@@ -8,7 +8,7 @@ namespace Cartolith::Map::Labels::Internal {
 
 void addHalo(Raster::Internal::StrokeMask& mask, const Contours& contours, std::size_t count, double radius) {
     // What is nearer to the last than that moves the halo's edge by less than half of it.
-    const double nearer = std::min(1.0, radius * 0.25);
+    const double nearer = std::min(0.5, radius * 0.15);
     for (std::size_t ring = 0; ring < count; ++ring) {
         const auto& points = contours[ring];
         QPointF from = points.back();

@@ -35,7 +35,7 @@ struct Candidate {
     qint64 number; ///< of all that the label has, in or out of view
     int firstBox;  ///< in Candidates::boxes
     int boxCount;
-    double crossed = 0.0; ///< weight of the obstacles below it
+    double crossed = 0.0; ///< weight of the obstacles below it; NaN as long as nobody asked
 };
 
 struct Candidates {

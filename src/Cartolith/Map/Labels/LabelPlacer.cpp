@@ -76,20 +76,16 @@ public:
                                                          : LabelOutcome::DoesNotFit});
         items.push_back({static_cast<int>(firstCandidate),
                          static_cast<int>(candidates.list.size() - firstCandidate), false, settings.priority,
-                         settings.priorityValue, settings.allowOverlap});
-        ruled.push_back({settings.weight, settings.avoidObstacles, settings.margin});
+                         settings.priorityValue, settings.allowOverlap, settings.avoidObstacles,
+                         settings.weight, labelCount});
+        margins.push_back(settings.margin);
     }
     void openNothing() {
         entries.push_back({labelCount, 0, LabelOutcome::NothingToPlace});
-        items.push_back({static_cast<int>(candidates.list.size()), 0, false, 0, 0.0, false});
-        ruled.push_back({});
+        items.push_back(
+            {static_cast<int>(candidates.list.size()), 0, false, 0, 0.0, false, false, 0.0, labelCount});
+        margins.push_back({0.0, 0.0});
     }
-
-    struct Ruled {
-        double weight = 0.0;
-        bool avoids = false;
-        QSizeF margin{0.0, 0.0};
-    };
 
     MapView view;
     QPointF origin;
@@ -99,7 +95,7 @@ public:
     Internal::Candidates candidates;
     std::vector<Entry> entries;
     std::vector<Internal::Item> items; // one for each entry
-    std::vector<Ruled> ruled;
+    std::vector<QSizeF> margins;       // as many
     qsizetype labelCount = 0;
     LabelPlaces previous;
     qint64 budget = 50000;
@@ -215,22 +211,14 @@ LabelPlaces LabelPlacer::place() const {
     std::vector<Candidate> list = candidates.list;
     std::vector<Internal::Item> items = d->items;
     std::vector<Private::Entry> entries = d->entries;
+    for (Candidate& candidate : list) {
+        candidate.crossed = d->obstacles.isEmpty() ? 0.0 : std::numeric_limits<double>::quiet_NaN();
+    }
     auto last = d->previous.places.cbegin();
     for (std::size_t i = 0; i < items.size(); ++i) {
         auto& item = items[i];
         const auto from = list.begin() + item.firstCandidate;
-        auto to = from + item.candidateCount;
-        if (d->ruled[i].avoids && !d->obstacles.isEmpty() && from != to) {
-            for (auto c = from; c != to; ++c) {
-                c->crossed =
-                    d->obstacles.crossedBy(candidates.boxesOf(*c), entries[i].label, d->ruled[i].weight);
-            }
-            std::stable_sort(from, to,
-                             [](const Candidate& a, const Candidate& b) { return a.crossed < b.crossed; });
-            to = std::find_if(from, to, [](const Candidate& c) { return !std::isfinite(c.crossed); });
-            item.candidateCount = static_cast<int>(to - from);
-            entries[i].outcome = from == to ? LabelOutcome::Obstructed : LabelOutcome::NoRoom;
-        }
+        const auto to = from + item.candidateCount;
         // What it had comes first, where it still can be.
         while (last != d->previous.places.cend() &&
                std::pair(last->label, last->repeat) < std::pair(entries[i].label, entries[i].repeat)) {
@@ -247,7 +235,7 @@ LabelPlaces LabelPlacer::place() const {
         }
     }
 
-    Internal::LabelSearch search(items, candidates, list, d->frame);
+    Internal::LabelSearch search(items, candidates, list, d->obstacles, d->frame);
     search.placeGreedily();
     search.exchange(d->budget);
     search.placeOverlapping();
@@ -268,11 +256,20 @@ LabelPlaces LabelPlacer::place() const {
                                           ? 0.0
                                           : std::atan2(box.sine, box.cosine) * 180.0 / std::numbers::pi;
                 result.boxes.append({QPointF(box.x, box.y) + d->origin,
-                                     (QSizeF(box.halfWidth, box.halfHeight) - d->ruled[i].margin) * 2.0,
-                                     turned});
+                                     (QSizeF(box.halfWidth, box.halfHeight) - d->margins[i]) * 2.0, turned});
             }
         } else if (place.outcome == LabelOutcome::NoRoom) {
-            const int blocker = search.firstBlocker(self, items[i].firstCandidate);
+            const int end = items[i].firstCandidate + items[i].candidateCount;
+            int candidate = items[i].firstCandidate;
+            while (candidate < end && !search.mayBeAt(self, candidate)) {
+                ++candidate;
+            }
+            if (candidate == end) {
+                place.outcome = LabelOutcome::Obstructed;
+                result.places.append(place);
+                continue;
+            }
+            const int blocker = search.firstBlocker(self, candidate);
             place.blockedBy = blocker < 0 ? -1 : entries[static_cast<std::size_t>(blocker)].label;
         }
         result.places.append(place);

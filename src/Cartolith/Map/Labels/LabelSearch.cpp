@@ -7,12 +7,36 @@
 namespace Cartolith::Map::Labels::Internal {
 
 LabelSearch::LabelSearch(const std::vector<Item>& items, const Candidates& candidates,
-                         const std::vector<Candidate>& list, const QRectF& frame)
-    : m_items(items), m_candidates(candidates), m_list(list), m_grid(frame, 32.0), m_chosen(items.size(), -1),
-      m_order(items.size()) {
+                         std::vector<Candidate>& list, LabelObstacles& obstacles, const QRectF& frame)
+    : m_items(items), m_candidates(candidates), m_list(list), m_obstacles(obstacles), m_grid(frame, 32.0),
+      m_chosen(items.size(), -1), m_order(items.size()) {
     std::iota(m_order.begin(), m_order.end(), 0);
     std::stable_sort(m_order.begin(), m_order.end(),
                      [this](int a, int b) { return item(a).isGreaterThan(item(b)); });
+}
+
+double LabelSearch::crossed(int self, int candidate) {
+    double& known = m_list[static_cast<std::size_t>(candidate)].crossed;
+    if (std::isnan(known)) {
+        const Item& asking = item(self);
+        known = asking.avoidsObstacles ? m_obstacles.crossedBy(m_candidates.boxesOf(at(candidate)),
+                                                               asking.label, asking.strength)
+                                       : 0.0;
+    }
+    return known;
+}
+
+void LabelSearch::sortByCrossed(int self) {
+    if (!item(self).avoidsObstacles || m_obstacles.isEmpty()) {
+        return;
+    }
+    const int first = item(self).firstCandidate + (item(self).keepsFirst ? 1 : 0);
+    const int end = item(self).firstCandidate + item(self).candidateCount;
+    for (int c = first; c < end; ++c) {
+        crossed(self, c);
+    }
+    std::stable_sort(m_list.begin() + first, m_list.begin() + end,
+                     [](const Candidate& a, const Candidate& b) { return a.crossed < b.crossed; });
 }
 
 template <typename Function>
@@ -100,16 +124,25 @@ void LabelSearch::take(int self) {
 void LabelSearch::placeGreedily() {
     bool areSomeKept = false;
     for (const int self : m_order) {
-        if (item(self).keepsFirst && isFree(self, item(self).firstCandidate)) {
+        if (item(self).keepsFirst && isFree(self, item(self).firstCandidate) &&
+            mayBeAt(self, item(self).firstCandidate)) {
             put(self, item(self).firstCandidate);
             areSomeKept = true;
         }
     }
     for (const int self : m_order) {
         const int first = item(self).firstCandidate;
-        for (int c = first; c < first + item(self).candidateCount && chosen(self) < 0; ++c) {
-            if (isFree(self, c)) {
-                put(self, c);
+        const int end = first + item(self).candidateCount;
+        int c = first;
+        while (chosen(self) < 0 && c < end && !isFree(self, c)) {
+            ++c;
+        }
+        if (chosen(self) < 0 && c < end) {
+            sortByCrossed(self);
+            for (c = first; c < end && chosen(self) < 0; ++c) {
+                if (isFree(self, c) && mayBeAt(self, c)) {
+                    put(self, c);
+                }
             }
         }
         if (areSomeKept && chosen(self) < 0) {
@@ -132,7 +165,8 @@ bool LabelSearch::driveOut(int self, int since) {
     for (int c = first; c < first + item(self).candidateCount && (best < 0 || !fewest.empty()); ++c) {
         const std::size_t most = best < 0 ? m_items.size() : fewest.size() - 1;
         if (isWorthALook(c) &&
-            blockers(self, c, most, [&](int other) { return item(self).isGreaterThan(item(other)); })) {
+            blockers(self, c, most, [&](int other) { return item(self).isGreaterThan(item(other)); }) &&
+            mayBeAt(self, c)) {
             best = c;
             fewest.swap(m_blockers);
         }
@@ -160,7 +194,7 @@ int LabelSearch::otherPlace(int other, int coming) {
     };
     const int first = item(other).firstCandidate;
     for (int c = first; c < first + item(other).candidateCount; ++c) {
-        if (c != chosen(other) && !meets(c) && isFree(other, c)) {
+        if (c != chosen(other) && !meets(c) && isFree(other, c) && mayBeAt(other, c)) {
             return c;
         }
     }
@@ -171,9 +205,11 @@ bool LabelSearch::moveOthers(int self) {
     constexpr std::size_t most = 2;
     const int first = item(self).firstCandidate;
     for (int c = first; c < first + item(self).candidateCount; ++c) {
-        if (!blockers(self, c, most, [&](int other) {
-                return !item(other).keepsFirst || chosen(other) != item(other).firstCandidate;
-            })) {
+        if (!blockers(self, c, most,
+                      [&](int other) {
+                          return !item(other).keepsFirst || chosen(other) != item(other).firstCandidate;
+                      }) ||
+            !mayBeAt(self, c)) {
             continue;
         }
         const std::vector<int> inTheWay = m_blockers;
@@ -229,7 +265,10 @@ void LabelSearch::exchange(qint64 budget) {
 void LabelSearch::placeOverlapping() {
     for (const int self : m_order) {
         if (chosen(self) < 0 && item(self).allowOverlap && item(self).candidateCount > 0) {
-            put(self, item(self).firstCandidate);
+            sortByCrossed(self);
+            if (mayBeAt(self, item(self).firstCandidate)) {
+                put(self, item(self).firstCandidate);
+            }
         }
     }
 }

@@ -2,8 +2,10 @@
 
 #include <Cartolith/Map/Labels/LabelCandidatesInternal.h>
 #include <Cartolith/Map/Labels/LabelGridInternal.h>
+#include <Cartolith/Map/Labels/LabelObstaclesInternal.h>
 #include <Cartolith/Map/Labels/LabelPlaces.h>
 
+#include <cmath>
 #include <vector>
 
 namespace Cartolith::Map::Labels::Internal {
@@ -16,6 +18,9 @@ struct Item {
     int priority;
     double value;
     bool allowOverlap;
+    bool avoidsObstacles;
+    double strength; ///< of what it may cross
+    qsizetype label; ///< whose obstacles are none to it
 
     /// Whether it may drive the other one out.
     bool isGreaterThan(const Item& other) const {
@@ -26,9 +31,10 @@ struct Item {
 /// Chooses a candidate for each item: first greedily by priority, then by exchange.
 class LabelSearch {
 public:
-    /// The list is that of the candidates in another order, and must stay as they must.
-    LabelSearch(const std::vector<Item>& items, const Candidates& candidates,
-                const std::vector<Candidate>& list, const QRectF& frame);
+    /// The list is that of the candidates; those of an item are put into the order of what they cross when it
+    /// is needed, which for most of a dense map is never. All must live as long as this object.
+    LabelSearch(const std::vector<Item>& items, const Candidates& candidates, std::vector<Candidate>& list,
+                LabelObstacles& obstacles, const QRectF& frame);
 
     /// First those that keep what they had, then the others where these leave room, or lesser ones can be
     /// driven out.
@@ -40,10 +46,14 @@ public:
 
     /// The candidate of an item in Candidates::list; below 0 for none.
     int chosen(int item) const { return m_chosen[static_cast<std::size_t>(item)]; }
+    /// Whether a candidate crosses nothing that is stronger than the item.
+    bool mayBeAt(int self, int candidate) { return std::isfinite(crossed(self, candidate)); }
     /// An item in the way of the candidate; below 0 for none.
     int firstBlocker(int self, int candidate);
 
 private:
+    double crossed(int self, int candidate);
+    void sortByCrossed(int self);
     const Candidate& at(int candidate) const { return m_list[static_cast<std::size_t>(candidate)]; }
     const Item& item(int i) const { return m_items[static_cast<std::size_t>(i)]; }
     /// Calls the function with each item in the way of a candidate, some more than once, until it returns
@@ -65,7 +75,8 @@ private:
 
     const std::vector<Item>& m_items;
     const Candidates& m_candidates;
-    const std::vector<Candidate>& m_list;
+    std::vector<Candidate>& m_list;
+    LabelObstacles& m_obstacles;
     /// A box with what is around it, which decides most questions.
     struct Entry {
         double left, top, right, bottom;

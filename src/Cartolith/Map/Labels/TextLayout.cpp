@@ -17,6 +17,7 @@ QFont outlineFont(const LabelFont& font) {
 
 OutlineLayout::OutlineLayout(const QString& text, const LabelFont& font) : m_layout(text, outlineFont(font)) {
     QTextOption option(Qt::AlignLeft | Qt::AlignAbsolute);
+    option.setTextDirection(Qt::LayoutDirectionAuto); // an option with an alignment has the program's
     option.setWrapMode(QTextOption::NoWrap);
     m_layout.setTextOption(option);
     m_layout.beginLayout();
