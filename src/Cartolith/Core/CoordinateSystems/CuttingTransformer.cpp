@@ -105,11 +105,13 @@ private:
 
     std::optional<Vertex> imageOf(const Node& node) const;
     Node between(const Node& a, const Node& b) const;
-    bool isStraight(const Vertex& a, const Vertex& b, const Node& from, const Node& to) const;
+    double lengthOf(const Node& from, const Node& to) const;
+    bool isStraight(const Node& from, const Node& to, const Vertex& a, const Vertex& b) const;
+    bool isNear(const Node& from, const Node& to, const Vertex& a, const Vertex& b, int halvings) const;
     void refine(const Node& from, const Node& to, const Vertex& a, const Vertex& b, int depth,
                 CutParts& result);
     void write(std::span<const Node> path, bool isRing, CutParts& result);
-    void writeEnd(std::size_t start, bool isRing, CutParts& result) const;
+    void writeEnd(bool isRing, CutParts& result, bool keepsRepeats = false);
 
     Internal::SystemPair m_pair;
     MapDomain m_domain;
@@ -273,7 +275,7 @@ void CuttingTransformer::Private::whole(std::span<const double> coordinates, std
             if (!std::isfinite(image.x)) {
                 hasLast = hasLast && areRings;
                 if (!areRings) {
-                    writeEnd(m_start, false, result);
+                    writeEnd(false, result, true);
                 }
                 return false;
             }
@@ -297,7 +299,7 @@ void CuttingTransformer::Private::whole(std::span<const double> coordinates, std
         if (isOpen) {
             go(first);
         }
-        writeEnd(m_start, areRings, result);
+        writeEnd(areRings, result, true);
     }
 }
 
@@ -439,39 +441,56 @@ Node CuttingTransformer::Private::between(const Node& a, const Node& b) const {
     return middle;
 }
 
-/// Whether the image of a short edge cannot be bent by more than the tolerance: its sagitta is of the order
-/// of its length on the map by that on the ground, over eight radii of the earth.
-bool CuttingTransformer::Private::isStraight(const Vertex& a, const Vertex& b, const Node& from,
-                                             const Node& to) const {
-    if (m_pair.isTargetInDegrees() && isLinear()) {
+/// The length of an edge in metres, about: as a source is wide, or a boundary long.
+double CuttingTransformer::Private::lengthOf(const Node& from, const Node& to) const {
+    if (to.alongBoundary) {
+        constexpr double metresInDegree = 111'320.0;
+        return std::abs(std::remainder(to.boundary - from.boundary, m_domain.perimeter())) * metresInDegree;
+    }
+    return std::hypot(to.source.x - from.source.x, to.source.y - from.source.y) * m_pair.sourceUnit();
+}
+
+/// Whether the image of an edge is nowhere farther from the straight line than the tolerance.
+bool CuttingTransformer::Private::isStraight(const Node& from, const Node& to, const Vertex& a,
+                                             const Vertex& b) const {
+    if (m_pair.isTargetInDegrees() && (isLinear() || to.alongBoundary)) {
         return true;
     }
-    const double length = std::hypot(b.x - a.x, b.y - a.y);
+    // The sagitta of a short one is of the order of its length on the map by that on the ground, over eight
+    // radii of the earth.
     constexpr double quarterOfRadius = 1.6e6;
-    const double ground =
-        std::hypot(to.source.x - from.source.x, to.source.y - from.source.y) * m_pair.sourceUnit();
-    return length <= tolerance || (m_isFar && length * ground <= tolerance * quarterOfRadius);
+    const double length = std::hypot(b.x - a.x, b.y - a.y);
+    const double ground = lengthOf(from, to);
+    const bool isShort = m_isFar && ground < 500'000.0;
+    if ((isShort && length <= tolerance) || (m_isFar && length * ground <= tolerance * quarterOfRadius)) {
+        return true;
+    }
+    const int halvings = std::clamp(static_cast<int>(std::ceil(std::log2(ground / 500'000.0))), 0, 6);
+    return std::isinf(tolerance) || isNear(from, to, a, b, halvings);
+}
+
+/// Whether the middle of the edge is near the line, and the middles of its halves, ...
+bool CuttingTransformer::Private::isNear(const Node& from, const Node& to, const Vertex& a, const Vertex& b,
+                                         int halvings) const {
+    const Node middle = between(from, to);
+    const std::optional<Vertex> image = imageOf(middle);
+    if (!image) {
+        return true; // nothing to go by
+    }
+    return distanceToSegment(*image, a, b) <= tolerance &&
+           (halvings == 0 ||
+            (isNear(from, middle, a, b, halvings - 1) && isNear(middle, to, a, b, halvings - 1)));
 }
 
 /// Puts in what is between the two ends, which are written by the caller.
 void CuttingTransformer::Private::refine(const Node& from, const Node& to, const Vertex& a, const Vertex& b,
                                          int depth, CutParts& result) {
-    if (isStraight(a, b, from, to)) {
+    if (depth == mostHalvings || isStraight(from, to, a, b)) {
         return;
     }
     const Node middle = between(from, to);
     const std::optional<Vertex> image = imageOf(middle);
-    constexpr int leastHalvings = 1;
     if (!image) {
-        return;
-    }
-    const double ground = std::hypot(to.source.x - from.source.x, to.source.y - from.source.y);
-    const bool isLong =
-        ground * m_pair.sourceUnit() > 500'000.0 || (to.alongBoundary && depth < leastHalvings);
-    if (distanceToSegment(*image, a, b) <= tolerance && (!isLong || depth > 5)) {
-        return;
-    }
-    if (depth == mostHalvings) {
         return;
     }
     refine(from, middle, a, *image, depth + 1, result);
@@ -488,7 +507,7 @@ void CuttingTransformer::Private::write(std::span<const Node> path, bool isRing,
         if (!image) {
             result.dropped += std::isfinite(node.boundary) ? 0 : 1;
             if (!isRing) {
-                writeEnd(m_start, false, result);
+                writeEnd(false, result);
                 before = nullptr;
             }
             return;
@@ -503,18 +522,16 @@ void CuttingTransformer::Private::write(std::span<const Node> path, bool isRing,
     for (const Node& node : path) {
         go(node);
     }
-    if (isRing && !path.empty()) {
-        go(path.front());
-    }
-    writeEnd(m_start, isRing, result);
+    writeEnd(isRing, result);
 }
 
-/// Leaves out what repeats the vertex before, and parts of which too little is left.
-void CuttingTransformer::Private::writeEnd(std::size_t start, bool isRing, CutParts& result) const {
+/// Leaves out what repeats the vertex before, unless it is to be kept, and parts of which too little is left.
+void CuttingTransformer::Private::writeEnd(bool isRing, CutParts& result, bool keepsRepeats) {
+    const std::size_t start = m_start;
     std::vector<double>& all = result.coordinates;
     std::size_t kept = start;
     for (std::size_t i = start; i < all.size(); i += 2) {
-        if (kept == start || all[i] != all[kept - 2] || all[i + 1] != all[kept - 1]) {
+        if (keepsRepeats || kept == start || all[i] != all[kept - 2] || all[i + 1] != all[kept - 1]) {
             all[kept] = all[i];
             all[kept + 1] = all[i + 1];
             kept += 2;
@@ -525,6 +542,7 @@ void CuttingTransformer::Private::writeEnd(std::size_t start, bool isRing, CutPa
     if (all.size() > start) {
         result.ends.push_back(static_cast<qsizetype>(all.size() / 2));
     }
+    m_start = all.size();
 }
 
 // The class

@@ -163,7 +163,8 @@ public:
         m_chain.push_back(node);
     }
 
-    void end(bool isRing) {
+    /// A ring ends where it began, maybe some turns on.
+    void end(bool isRing, const Vertex& turn) {
         const bool isOpen = m_copy != outside;
         if (!isRing) {
             if (isOpen) {
@@ -172,10 +173,11 @@ public:
             return;
         }
         if (isOpen && m_isWholeSoFar) {
-            m_chain.front().alongBoundary = m_chain.back().alongBoundary;
-            m_chain.pop_back();
             m_cut.m_rings.push_back(std::move(m_chain));
             return;
+        }
+        for (Node& node : m_head) {
+            node.source = {node.source.x + turn.x, node.source.y + turn.y};
         }
         if (m_hasHead && m_copy == m_startCopy) { // what the ring began with follows
             m_chain.insert(m_chain.end(), m_head.begin() + 1, m_head.end());
@@ -287,7 +289,7 @@ void DomainCut::add(std::span<const Vertex> vertices, bool isRing) {
         }
         a = b;
     }
-    walk.end(isRing);
+    walk.end(isRing, turn);
 }
 
 std::vector<DomainCut::Path> DomainCut::takeLines() {
@@ -303,6 +305,7 @@ void DomainCut::walk(Path& path, double from, double to) const {
 DomainCut::Path DomainCut::wholeBoundary() const {
     Path ring{{{}, m_domain.placeAt(0.0), 0.0, true}};
     walk(ring, 0.0, m_domain.perimeter());
+    ring.push_back(ring.front());
     return ring;
 }
 
@@ -374,7 +377,8 @@ DomainCut::takeRings(const std::function<bool(const MapDomain::Place&)>& isInsid
             isForward = !ends[next].isLast;
         }
         if (!ring.empty()) {
-            ring.front().alongBoundary = true;
+            ring.push_back(ring.front());
+            ring.back().alongBoundary = true;
             rings.push_back(std::move(ring));
         }
     }

@@ -47,7 +47,8 @@ public:
     bool isEmpty() const { return m_chains.empty() && m_rings.empty(); }
     /// The chains; whole lines are chains, too.
     std::vector<Path> takeLines();
-    /// Rings without the repeated node. `isInside` says whether a place on the boundary is in the area.
+    /// Rings, whose last node is the first one again, maybe some turns on. `isInside` says whether a place on
+    /// the boundary is in the area.
     std::vector<Path> takeRings(const std::function<bool(const MapDomain::Place&)>& isInside);
     /// The whole boundary as a ring.
     Path wholeBoundary() const;

@@ -84,7 +84,7 @@ private:
 
 template <typename Visit>
 void MapDomain::walk(double from, double to, const Visit& visit) const {
-    constexpr double step = 5.0;
+    const double step = m_isCap ? 90.0 : 2.0 * perimeter();
     const double width = m_uMax - m_uMin;
     const double height = m_vMax - m_vMin;
     const bool isRising = to >= from;
