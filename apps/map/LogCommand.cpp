@@ -1,8 +1,8 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "OutputFile.h"
 
 #include <Cartolith/Core/Common/Logger.h>
+#include <Cartolith/Map/Output/OutputFile.h>
 
 #include <QCommandLineParser>
 #include <QFileInfo>
@@ -61,7 +61,7 @@ void checkOutput(const QString& output, const QStringList& files) {
         }
     }
     if (!output.isEmpty()) {
-        OutputFile::requireWritable(output);
+        Cartolith::Map::Output::OutputFile::requireWritable(output);
     }
 }
 

@@ -1,7 +1,7 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "MarkedPicture.h"
 #include "OpenLayer.h"
-#include "PictureFile.h"
 #include "RasterMapLayer.h"
 #include "RenderOptions.h"
 #include "StepLog.h"
@@ -194,7 +194,7 @@ int Commands::render(const QStringList& arguments) {
     content.picture = drawMap(scene, layers, sheet.view(), log);
     const QImage image = sheet.draw({content});
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
-    PictureFile::save(image, options.output);
+    MarkedPicture::save(image, options.output);
     log.done("write",
              QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
     if (!options.saveMap.isEmpty()) {

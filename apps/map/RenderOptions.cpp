@@ -2,9 +2,10 @@
 
 #include "Arguments.h"
 #include "FileArguments.h"
+#include "MarkedPicture.h"
 #include "OpenLayer.h"
-#include "OutputFile.h"
-#include "PictureFile.h"
+
+#include <Cartolith/Map/Output/OutputFile.h>
 
 #include <QCommandLineParser>
 
@@ -12,6 +13,7 @@
 #include <limits>
 
 using namespace Cartolith::Map;
+using Output::OutputFile;
 
 namespace {
 
@@ -141,7 +143,7 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     }
     options.saveMap = parser.value("save-map");
     options.output = parser.value("output");
-    PictureFile::checkName(QStringLiteral("render"), options.output);
+    MarkedPicture::checkName(QStringLiteral("render"), options.output);
     options.system = Arguments::coordinateSystem(parser, QStringLiteral("crs"));
     OutputFile::requireWritable(options.output);
     if (!options.saveMap.isEmpty()) {

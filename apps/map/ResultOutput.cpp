@@ -1,15 +1,15 @@
 #include "ResultOutput.h"
 
 #include "Arguments.h"
+#include "MarkedPicture.h"
 #include "OpenLayer.h"
-#include "OutputFile.h"
-#include "PictureFile.h"
 #include "ProgressBar.h"
 #include "StepLog.h"
 
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
+#include <Cartolith/Map/Output/OutputFile.h>
 
 #include <QCommandLineParser>
 #include <QFileInfo>
@@ -89,7 +89,7 @@ ResultOutput::ResultOutput(const QString& command, const QCommandLineParser& par
     m_sheet.title = parser.value("title");
     m_sheet.note = parser.value("note");
     m_sheet.graticule = !parser.isSet("no-graticule");
-    OutputFile::requireWritable(m_path);
+    Output::OutputFile::requireWritable(m_path);
 }
 
 void ResultOutput::write(GisLayerVector& result, const Layers& below, const Layers& above,
@@ -136,5 +136,5 @@ void ResultOutput::draw(GisLayerVector& result, const Layers& below, const Layer
     }
     const QImage image = sheet.draw(layers);
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
-    PictureFile::save(image, m_path);
+    MarkedPicture::save(image, m_path);
 }

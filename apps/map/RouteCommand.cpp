@@ -1,8 +1,7 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "MarkedPicture.h"
 #include "OpenLayer.h"
-#include "OutputFile.h"
-#include "PictureFile.h"
 #include "StepLog.h"
 #include "StreetNetwork.h"
 
@@ -14,6 +13,7 @@
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Map/MapSheet.h>
 #include <Cartolith/Map/NumberText.h>
+#include <Cartolith/Map/Output/OutputFile.h>
 #include <Cartolith/Map/Projection.h>
 
 #include <QCommandLineParser>
@@ -104,7 +104,7 @@ RouteOptions routeOptions(const QStringList& arguments) {
     RouteOptions options;
     options.file = parser.positionalArguments().constFirst();
     options.output = parser.value("output");
-    PictureFile::checkName(QStringLiteral("route"), options.output);
+    MarkedPicture::checkName(QStringLiteral("route"), options.output);
     options.layer = parser.value("layer");
     options.crs = parser.value("crs");
     options.system = Arguments::coordinateSystem(parser, QStringLiteral("crs"));
@@ -125,7 +125,7 @@ RouteOptions routeOptions(const QStringList& arguments) {
     options.sheet.graticule = false; // no sea around streets
     options.whole = parser.isSet("whole");
     options.quiet = parser.isSet("quiet");
-    OutputFile::requireWritable(options.output);
+    Output::OutputFile::requireWritable(options.output);
     return options;
 }
 
@@ -319,7 +319,7 @@ int Commands::route(const QStringList& arguments) {
     }
     const QImage image = sheet.draw(contents);
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
-    PictureFile::save(image, options.output);
+    MarkedPicture::save(image, options.output);
     log.done("write",
              QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
     return 0;

@@ -1,6 +1,6 @@
 #include "Arguments.h"
 #include "Commands.h"
-#include "PictureFile.h"
+#include "MarkedPicture.h"
 #include "ThemeSheet.h"
 
 #include <QCommandLineParser>
@@ -33,8 +33,8 @@ int Commands::themes(const QStringList& arguments) {
     if (!parser.positionalArguments().isEmpty()) {
         throw UsageError(QStringLiteral("themes wants no FILE"));
     }
-    PictureFile::checkName(QStringLiteral("themes"), parser.value("output"));
+    MarkedPicture::checkName(QStringLiteral("themes"), parser.value("output"));
     const QSize size = parser.isSet("size") ? Arguments::size(parser.value("size")) : QSize(1200, 700);
-    PictureFile::save(ThemeSheet::draw(size), parser.value("output"));
+    MarkedPicture::save(ThemeSheet::draw(size), parser.value("output"));
     return 0;
 }

@@ -1,6 +1,6 @@
 #include "LicenceMark.h"
 
-#include "PictureFile.h"
+#include "MarkedPicture.h"
 
 #include <Cartolith/Core/Licensing/LicenceManager.h>
 #include <Cartolith/Core/Licensing/LicensedDrivers.h>
@@ -87,7 +87,7 @@ TEST(LicenceMark, IsOnPicturesWithoutALicenceOnly) {
     LicenceManager::setCurrent(std::make_shared<LicenceManager>(settings));
     const QTemporaryDir folder;
     const QImage plain = picture({800, 600}, "white");
-    PictureFile::save(plain, folder.filePath("map.png"));
+    MarkedPicture::save(plain, folder.filePath("map.png"));
     const QImage saved = QImage(folder.filePath("map.png")).convertToFormat(plain.format());
     EXPECT_EQ(changed(plain, saved).isNull(), CARTOLITH_LICENSING == 0);
     EXPECT_EQ(LicenceManager::current()->verdict().features.contains(unmarkedOutputFeature()),

@@ -27,7 +27,7 @@ struct Stroke {
     double mitreLimit = 4.0;
     /// Drawn and left out in turn, from the beginning of each part; empty draws all. Lengths below 0 and NaN
     /// count as 0, an odd list is taken twice; without any length to speak of, all is drawn.
-    QList<double> dashes;
+    QList<double> dashes = {};
     double dashOffset = 0.0;
     /// Below all parts of the call, so much wider to each side; 0 draws none.
     double casing = 0.0;
