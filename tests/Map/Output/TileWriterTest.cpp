@@ -64,7 +64,7 @@ protected:
     /// The tile, by a reader of its own.
     QImage tile(int zoom, int x, int y) const {
         QImage image;
-        if (path().endsWith("tiles")) {
+        if (path().endsWith("/tiles")) {
             image.load(path() + QString("/%1/%2/%3.png").arg(zoom).arg(x).arg(y));
             return image;
         }
