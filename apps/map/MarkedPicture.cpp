@@ -24,5 +24,8 @@ void MarkedPicture::save(QImage image, const QString& path) {
     if (LicenceMark::isNeeded()) {
         LicenceMark::draw(image);
     }
-    PictureFile::save(image, path);
+    Cartolith::Map::Output::PictureOptions options;
+    constexpr double inch = 0.0254;
+    options.dotsPerInch = image.dotsPerMeterX() * inch;
+    PictureFile::save(image, path, options);
 }

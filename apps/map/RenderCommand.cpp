@@ -12,7 +12,6 @@
 #include <Cartolith/Map/MapPreparation.h>
 #include <Cartolith/Map/MapScene.h>
 #include <Cartolith/Map/MapSheet.h>
-#include <Cartolith/Map/Output/OutputFile.h>
 #include <Cartolith/Map/Projection.h>
 
 #include <QFileInfo>

@@ -13,6 +13,7 @@
 #include <limits>
 
 using namespace Cartolith::Map;
+using Output::OutputFile;
 
 namespace {
 

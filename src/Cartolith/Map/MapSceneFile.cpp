@@ -7,12 +7,12 @@
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisSymbologyJson.h>
 #include <Cartolith/Map/MapSceneInternal.h>
+#include <Cartolith/Map/Output/OutputFile.h>
 
 #include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QJsonArray>
-#include <QSaveFile>
 
 #include <algorithm>
 #include <array>
@@ -352,11 +352,7 @@ void MapScene::save(const QString& path) const {
         json.insert(text("view"), viewJson(d->view));
     }
     const QByteArray bytes = GisSymbologyJson::toText(json);
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
-        throw std::runtime_error(
-            QStringLiteral("'%1' could not be written: %2").arg(path, file.errorString()).toStdString());
-    }
+    Output::OutputFile::write(path, [&bytes](QIODevice& file) { file.write(bytes); });
 }
 
 MapScene::Loaded MapScene::load(const QString& path, Sources sources) {

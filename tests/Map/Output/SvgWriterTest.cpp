@@ -38,66 +38,68 @@ TEST(SvgWriter, WritesShortWellFormedElements) {
         const char* expected;
     };
     const std::vector<Row> rows = {
-        {"line", [&](SvgWriter& svg) {
-        svg.stroke(line, std::vector<qsizetype>{4}, {.width = 1.5}); },
+        {"line", [&](SvgWriter& svg) { svg.stroke(line, std::vector<qsizetype>{4}, {.width = 1.5}); },
          R"svg(<path d="M1 2l-4.5 .25 10.5-4.25" fill="none" stroke="#000000" stroke-width="1.5" stroke-linecap="round" stroke-linejoin="round"/>)svg"},
         {"mitres and dashes",
          [&](SvgWriter& svg) {
-        svg.stroke(line, std::vector<qsizetype>{2},
-                   {.color = QColor(255, 0, 0, 51),
-                    .cap = Raster::LineCap::Butt,
-                    .join = Raster::LineJoin::Mitre,
-                    .dashes = {4, nan, 1},
-                    .dashOffset = -1});
+             svg.stroke(line, std::vector<qsizetype>{2},
+                        {.color = QColor(255, 0, 0, 51),
+                         .cap = Raster::LineCap::Butt,
+                         .join = Raster::LineJoin::Mitre,
+                         .dashes = {4, nan, 1},
+                         .dashOffset = -1});
          },
          R"svg(<path d="M1 2l-4.5 .25" fill="none" stroke="#ff0000" stroke-opacity=".2" stroke-width="1" stroke-miterlimit="8" stroke-dasharray="4 0 1" stroke-dashoffset="-1"/>)svg"},
         {"area without the ring that is not finite",
          [&](SvgWriter& svg) {
-        svg.fill(squares, std::vector<qsizetype>{5, 9}, "#010203"); },
+             svg.fill(squares, std::vector<qsizetype>{5, 9}, "#010203");
+         },
          R"svg(<path d="M0 0l10 0 0 10-10 0z" fill="#010203" fill-rule="evenodd"/>)svg"},
-        {"a dot", [&](SvgWriter& svg) {
-        svg.stroke(std::vector<double>{5, 5, 5, 5}, std::vector<qsizetype>{2}, {}); },
+        {"a dot",
+         [&](SvgWriter& svg) {
+             svg.stroke(std::vector<double>{5, 5, 5, 5}, std::vector<qsizetype>{2}, {});
+         },
          R"svg(<path d="M5 5l0 0")svg"},
-        {"casing below", [&](SvgWriter& svg) {
-        svg.stroke(line, std::vector<qsizetype>{2}, {.width = 3, .casing = 1}); },
+        {"casing below",
+         [&](SvgWriter& svg) { svg.stroke(line, std::vector<qsizetype>{2}, {.width = 3, .casing = 1}); },
          R"svg(stroke="#ffffff" stroke-width="5" stroke-linecap="round" stroke-linejoin="round"/>
 <path d="M1 2l-4.5 .25" fill="none" stroke="#000000" stroke-width="3")svg"},
         {"hostile layers, twice",
          [](SvgWriter& svg) {
-        for (int i = 0; i < 2; ++i) {
-            svg.beginLayer(QString("1<\"&'>") + QChar(0) + QChar(0xD800) + u'é', 0.5,
-                           QPainter::CompositionMode_Multiply);
-            svg.end();
-        }
+             for (int i = 0; i < 2; ++i) {
+                 svg.beginLayer(QString("1<\"&'>") + QChar(0) + QChar(0xD800) + u'é', 0.5,
+                                QPainter::CompositionMode_Multiply);
+                 svg.end();
+             }
          },
          "<g id=\"layer-1________-2\" inkscape:groupmode=\"layer\" "
          "inkscape:label=\"1&#60;&#34;&#38;'&#62;\xEF\xBF\xBD\xEF\xBF\xBD\xC3\xA9\" opacity=\".5\" "
          "style=\"mix-blend-mode:multiply\">"},
         {"feature in a clip in a layer",
          [](SvgWriter& svg) {
-        svg.beginLayer("roads");
-        svg.beginClip({1, 2, 30, 40});
-        svg.beginFeature(17);
+             svg.beginLayer("roads");
+             svg.beginClip({1, 2, 30, 40});
+             svg.beginFeature(17);
          },
          R"svg(<clipPath id="_clip1"><rect x="1" y="2" width="30" height="40"/></clipPath>
 <g clip-path="url(#_clip1)">
 <g id="roads.17">)svg"},
         {"text",
          [](SvgWriter& svg) {
-        svg.text({.text = QString::fromUtf8(" a<b \xF0\x9F\x97\xBA"),
-                  .baseline = {3, 4},
-                  .rotation = -30,
-                  .family = "A'; x",
-                  .haloWidth = 1});
+             svg.text({.text = QString::fromUtf8(" a<b \xF0\x9F\x97\xBA"),
+                       .baseline = {3, 4},
+                       .rotation = -30,
+                       .family = "A'; x",
+                       .haloWidth = 1});
          },
          R"svg( transform="translate(3 4)rotate(-30)" font-family="'A; x'" font-size="12" fill="#000000" stroke="#ffffff" stroke-width="2" stroke-linejoin="round" paint-order="stroke"> a&#60;b )svg"},
         {"symbol",
          [](SvgWriter& svg) {
-        QPainterPath path;
-        path.addEllipse(-1, -1, 2, 2);
-        const int symbol = svg.addSymbol(path, Qt::red, {.width = 0});
-        svg.marker(symbol, {10.5, 20});
-        svg.marker(symbol, {1, 2}, 45, 2);
+             QPainterPath path;
+             path.addEllipse(-1, -1, 2, 2);
+             const int symbol = svg.addSymbol(path, Qt::red, {.width = 0});
+             svg.marker(symbol, {10.5, 20});
+             svg.marker(symbol, {1, 2}, 45, 2);
          },
          R"svg(<use xlink:href="#_symbol1" x="10.5" y="20"/>
 <use xlink:href="#_symbol1" transform="translate(1 2)rotate(45)scale(2)"/>)svg"},
