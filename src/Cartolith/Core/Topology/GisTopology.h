@@ -187,11 +187,12 @@ public:
     /// @}
     /// @name Overlay
     ///
-    /// Results are new shapes that belong to the caller. Inputs are fixed by FixShape() first when
-    /// ForceShapeFixing() is set. Vertices with a NaN, an infinite coordinate or one beyond 1e100 are left
-    /// out of the overlay of two polygons, and by GEOS always. A null result means that the busy callback
-    /// stopped the work, and nothing else does; it is asked where many vertices make work long, between the
-    /// steps of the painter path, which itself cannot be interrupted, and by GEOS while it works.
+    /// Results are new shapes that belong to the caller. Inputs other than several points are fixed
+    /// by FixShape() first when ForceShapeFixing() is set. Vertices with a NaN, an infinite coordinate or one
+    /// beyond 1e100 are left out of the overlay of two polygons, and by GEOS always. A null result means that
+    /// the busy callback stopped the work, and nothing else does; it is asked where many vertices make work
+    /// long, between the steps of the painter path, which itself cannot be interrupted, and by GEOS while it
+    /// works.
     ///
     /// **Trap.** The painter path reads rings by the winding rule: a hole is a hole only when it runs
     /// opposite to its shell. It may return a hole that runs like its shell, and a further operation would
