@@ -23,7 +23,12 @@ struct CutParts {
     qsizetype dropped = 0;           ///< vertices given that have no image anywhere near them
     bool isCut = false;              ///< something was cut off or apart
 
-    void clear();
+    void clear() noexcept {
+        coordinates.clear();
+        ends.clear();
+        dropped = 0;
+        isCut = false;
+    }
 };
 
 /// Takes points, lines and areas from one coordinate system to another and cuts them where the map ends: at
@@ -93,7 +98,7 @@ public:
     std::unique_ptr<Shapes::GisShape> transformShape(const Shapes::GisShape& shape);
 
 private:
-    class Private;
+    class CARTOLITH_CORE_NO_EXPORT Private;
     std::unique_ptr<Private> d;
 };
 
