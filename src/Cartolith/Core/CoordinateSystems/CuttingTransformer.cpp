@@ -66,13 +66,6 @@ double distanceToSegment(const Vertex& p, const Vertex& a, const Vertex& b) {
 
 } // namespace
 
-void CutParts::clear() {
-    coordinates.clear();
-    ends.clear();
-    dropped = 0;
-    isCut = false;
-}
-
 class CuttingTransformer::Private {
 public:
     Private(const CoordinateSystem& source, const CoordinateSystem& target)

@@ -23,7 +23,12 @@ struct CutParts {
     qsizetype dropped = 0;           ///< vertices given that have no image anywhere near them
     bool isCut = false;              ///< something was cut off or apart
 
-    void clear();
+    void clear() noexcept {
+        coordinates.clear();
+        ends.clear();
+        dropped = 0;
+        isCut = false;
+    }
 };
 
 /// Takes points, lines and areas from one coordinate system to another and cuts them where the map ends: at
@@ -61,7 +66,8 @@ struct CutParts {
 /// cut costs a look at its box in degrees (for sources not in degrees, also 25 points of it are transformed);
 /// cutting costs several transformations for each crossing, and one for each vertex.
 ///
-/// One object is used by one thread at a time; different ones are independent. Making one takes milliseconds.
+/// One object is used by one thread at a time; different ones are independent. Making one
+/// takes milliseconds, and up to half a second where PROJ looks for shifts between datums.
 class CARTOLITH_CORE_EXPORT CuttingTransformer {
 public:
     /// The tolerance is in units of the target, half a pixel for a picture; infinite for none.
@@ -93,7 +99,7 @@ public:
     std::unique_ptr<Shapes::GisShape> transformShape(const Shapes::GisShape& shape);
 
 private:
-    class Private;
+    class CARTOLITH_CORE_NO_EXPORT Private;
     std::unique_ptr<Private> d;
 };
 
