@@ -36,9 +36,9 @@ void MapScene::Private::Kept::setEntry(Entry what) {
     entry = std::move(what);
 }
 
-bool MapScene::Private::Kept::isReady(const MapScene& scene, const MapView& view) const {
-    return !scene.isDrawn(entry, view) ||
-           (snapshotLook == *look && snapshot.isOf(*entry.layer, view, scene.coordinateSystem()));
+bool MapScene::Private::Kept::isReady(const MapScene& scene, const MapView& inView) const {
+    return !scene.isDrawn(entry, inView) ||
+           (snapshotLook == *look && snapshot.isOf(*entry.layer, inView, scene.coordinateSystem()));
 }
 
 void MapScene::Private::Kept::setSnapshot(const LayerSnapshot& made, quint64 ofLook) {

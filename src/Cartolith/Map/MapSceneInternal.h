@@ -16,7 +16,7 @@ public:
         explicit Kept(Entry what) { setEntry(std::move(what)); }
         void setEntry(Entry what);
         /// Whether the layer has a snapshot that will do for the view, or needs none.
-        bool isReady(const MapScene& scene, const MapView& view) const;
+        bool isReady(const MapScene& scene, const MapView& inView) const;
         void setSnapshot(const LayerSnapshot& made, quint64 ofLook);
 
         Entry entry;
