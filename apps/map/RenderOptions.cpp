@@ -13,7 +13,6 @@
 #include <limits>
 
 using namespace Cartolith::Map;
-using Output::OutputFile;
 
 namespace {
 

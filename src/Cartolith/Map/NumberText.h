@@ -6,10 +6,8 @@
 #include <QString>
 #include <QStringList>
 
-namespace Cartolith::Map {
-
 /// Numbers as a reader of a map wants them: as short as they can be, digits in groups of three, "1,364,270".
-namespace NumberText {
+namespace Cartolith::Map::NumberText {
 
 CARTOLITH_MAP_EXPORT QString whole(qsizetype number);
 
@@ -23,6 +21,4 @@ CARTOLITH_MAP_EXPORT QStringList alike(const QList<double>& numbers);
 CARTOLITH_MAP_EXPORT int decimals(double number);
 CARTOLITH_MAP_EXPORT int digits(double number);
 
-} // namespace NumberText
-
-} // namespace Cartolith::Map
+} // namespace Cartolith::Map::NumberText

@@ -27,7 +27,7 @@ public:
     GisLayerStyle();
     GisLayerStyle(const GisLayerStyle& other) noexcept : m_data(other.m_data) {}
     GisLayerStyle(GisLayerStyle&& other) noexcept : m_data(std::move(other).take()) {}
-    GisLayerStyle& operator=(const GisLayerStyle& other) noexcept {
+    GisLayerStyle& operator=(const GisLayerStyle& other) noexcept { // NOLINT(*-self-assignment)
         assign(other.m_data);
         return *this;
     }

@@ -41,14 +41,15 @@ const GlyphPicture& GlyphPictures::picture(const GlyphKey& key) {
     if (known != m_pictures.cend()) {
         return *known;
     }
-    GlyphPicture drawn = draw(key);
-    const auto bytes = static_cast<qsizetype>(sizeof(GlyphKey) + sizeof(GlyphPicture) + drawn.shares.size());
+    const GlyphPicture drawn = draw(key);
+    const std::size_t taken = sizeof(GlyphKey) + sizeof(GlyphPicture) + drawn.shares.size();
+    const auto bytes = static_cast<qsizetype>(taken);
     if (m_bytes + bytes > m_budget) {
         m_pictures.clear();
         m_bytes = 0;
     }
     m_bytes += bytes;
-    return *m_pictures.insert(key, std::move(drawn));
+    return *m_pictures.insert(key, drawn);
 }
 
 GlyphPicture GlyphPictures::draw(const GlyphKey& key) {

@@ -84,7 +84,7 @@ public:
         entries.push_back({labelCount, 0, LabelOutcome::NothingToPlace});
         items.push_back(
             {static_cast<int>(candidates.list.size()), 0, false, 0, 0.0, false, false, 0.0, labelCount});
-        margins.push_back({0.0, 0.0});
+        margins.emplace_back(0.0, 0.0);
     }
 
     MapView view;

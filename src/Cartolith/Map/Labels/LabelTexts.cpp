@@ -257,10 +257,10 @@ std::shared_ptr<const LabelText> LabelTexts::shaped(const QString& text, const L
         return *known;
     }
     auto made = d->shape(text, font);
-    const auto bytes =
-        static_cast<qsizetype>(256 + 2 * sizeof(QChar) * static_cast<std::size_t>(text.size()) +
-                               made->m_clusters.size() * (sizeof(LabelCluster) + sizeof(double)) +
-                               made->m_glyphs.size() * sizeof(LabelGlyph));
+    const std::size_t taken = 256 + 2 * sizeof(QChar) * static_cast<std::size_t>(text.size()) +
+                              made->m_clusters.size() * (sizeof(LabelCluster) + sizeof(double)) +
+                              made->m_glyphs.size() * sizeof(LabelGlyph);
+    const auto bytes = static_cast<qsizetype>(taken);
     if (d->bytes + bytes > d->budget) {
         d->texts.clear();
         d->faces.clear();

@@ -91,7 +91,7 @@ LabelledLine::LabelledLine(const Path& linePath, const LabelSettings& settings, 
 
 std::vector<qint64> LabelledLine::repeatsInView() const {
     std::vector<qint64> numbers;
-    const double most = static_cast<double>(repeats.count - 1);
+    const auto most = static_cast<double>(repeats.count - 1);
     for (const auto& [from, to] : inView) {
         const auto first = static_cast<qint64>(std::clamp(std::floor(from / repeats.slot), 0.0, most));
         const auto last = static_cast<qint64>(std::clamp(std::floor(to / repeats.slot), 0.0, most));

@@ -38,7 +38,7 @@ public:
             const auto vertices = verticesOf(part);
             if (names[part] >= 0 && vertices.size() >= 4 &&
                 std::all_of(vertices.begin(), vertices.end(), [](double v) { return std::isfinite(v); })) {
-                const auto number = static_cast<qsizetype>(2 * part);
+                const auto number = 2 * static_cast<qsizetype>(part);
                 ends.push_back({names[part], vertices[0], vertices[1], number});
                 ends.push_back(
                     {names[part], vertices[vertices.size() - 2], vertices[vertices.size() - 1], number + 1});
@@ -137,7 +137,7 @@ MergedLines mergeLines(std::span<const double> coordinates, std::span<const qsiz
             continue;
         }
         // Back to where the line begins, or once around.
-        const auto start = static_cast<qsizetype>(2 * part);
+        const auto start = 2 * static_cast<qsizetype>(part);
         qsizetype begin = start;
         while (chain.next(begin) >= 0 && (chain.next(begin) ^ 1) != start) {
             begin = chain.next(begin) ^ 1;
