@@ -22,7 +22,7 @@ protected:
     /// A table "vals" with one row and a column "x" of that type with that value.
     QString tableOf(const std::string& type, const std::string& value = "NULL") const {
         sql("DROP TABLE IF EXISTS vals; CREATE TABLE vals (id int PRIMARY KEY, x " + type +
-            ", name text, geom geometry(Point,4326)); INSERT INTO vals VALUES (1, " + value +
+            ", name text, geom geometry(Point,4326), t0 int DEFAULT 7); INSERT INTO vals VALUES (1, " + value +
             ", 'a', 'SRID=4326;POINT(1 1)')");
         m_session->ExecuteSQL("SET intervalstyle = 'postgres'", nullptr, nullptr);
         return m_path;
@@ -96,6 +96,9 @@ TEST_F(PostGisValues, AreSavedAsTheyAreOrNotAtAll) {
         {"numeric(6,-2)", 1234.0, "more digits", ""},
         {"numeric(5,2)", 3 * 1.1, "", "3.30"},
         {"numeric(20,0)", "12345678901234567891", "", "12345678901234567891"},
+        {"float8", "12345678901234567891", "more digits", ""},
+        {"timestamp", "2031-05-06T07:08:09,123456", "", "2031-05-06 07:08:09.123456"},
+        {"time", "12:30.5", "", "12:30:30"},
         {"d2", "1.2345", "3 decimals", ""},
         {"d2", "1.234", "", "1.234"},
         {"money", "1.239", "2 decimals", ""},

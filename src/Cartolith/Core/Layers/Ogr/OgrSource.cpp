@@ -96,7 +96,7 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
         m_isSystemUnknown = facts.isSystemUnknown;
         if (isLines) { // read one after the other, by these types
             for (const QByteArray& field : facts.otherTexts) {
-                schema.GetFieldDefn(schema.GetFieldIndex(field.constData()))->SetType(OFTString);
+                schema.GetFieldDefn(schema.GetFieldIndexCaseSensitive(field.constData()))->SetType(OFTString);
             }
         } else if (!facts.otherTexts.empty()) {
             openWith("@DATE_AS_STRING=YES");

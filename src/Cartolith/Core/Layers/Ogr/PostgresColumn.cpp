@@ -226,6 +226,10 @@ QByteArray PostgresColumn::literal(OGRFeature& feature, int index, const QVarian
             const bool isExact = isText && hasDecimals(value.toString().toUtf8(), 0).has_value();
             text = isExact ? value.toString().trimmed().toUtf8() : numericText(number, numericSize(*this));
             requireDecimals(text, *this, field);
+        } else if (const QByteArray given = isText ? value.toString().trimmed().toUtf8() : QByteArray();
+                   hasDecimals(given, 0).value_or(false) &&
+                   !areSameDecimals(given, QByteArray::number(number, 'f', 0))) {
+            refuse(value.toString(), field, QStringLiteral("has more digits than those"));
         } else if (type == "real") {
             requireSingle(number, field);
         }
@@ -235,10 +239,12 @@ QByteArray PostgresColumn::literal(OGRFeature& feature, int index, const QVarian
         return quotedText(timeText(feature, index, OFTDate));
     case OFTTime:
     case OFTDateTime: {
-        static const QRegularExpression exact(QStringLiteral(R"(^[0-9T:.+\-Z ]+$)"));
-        const bool isExact = isText && exact.match(value.toString()).hasMatch();
+        // Without seconds, the server takes 12:30.5 for minutes and seconds.
+        static const QRegularExpression exact(QStringLiteral(R"(^[0-9T\- ]*:[0-9]+:[0-9T:.+\-Z ]+$)"));
+        const QString given =
+            isText ? value.toString().replace(QLatin1Char(','), QLatin1Char('.')) : QString();
         const QByteArray text =
-            isExact ? value.toString().toUtf8() : timeText(feature, index, field.GetType());
+            exact.match(given).hasMatch() ? given.toUtf8() : timeText(feature, index, field.GetType());
         const int most = modifier >= 0 ? modifier : 6;
         if (decimalsOf(QString::fromUtf8(text)) > most) {
             refuse(QString::fromUtf8(text), field, QStringLiteral("has more than the %1 decimals").arg(most));

@@ -11,6 +11,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -360,14 +361,27 @@ private:
     void keepTexts(const Ids& ids) {
         m_otherwise.sort();
         const ExactTexts texts = exactTexts(ids, m_otherwise);
+        std::set<ExactTexts::Place> places;
         for (const auto& [column, asked] : m_asked) {
             for (const Asked& one : asked) {
-                m_saved.written.insert({one.id, column});
-                if (const auto text = texts.find({one.id, column})) {
-                    m_saved.texts.add({one.id, column}, *text);
+                places.insert({one.id, column});
+            }
+        }
+        // Of rows that are known as they are now, also what defaults and triggers have put there.
+        for (const qint64 id : ids) {
+            const bool isKnown = m_saved.digests.count(id) > 0;
+            for (int i = 0; isKnown && i < m_layer->GetLayerDefn()->GetFieldCount(); ++i) {
+                if (texts.find({id, i}) || m_target.read.texts.find({id, i})) {
+                    places.insert({id, i});
                 }
             }
         }
+        for (const ExactTexts::Place& place : places) {
+            if (const auto text = texts.find(place)) {
+                m_saved.texts.add(place, *text);
+            }
+        }
+        m_saved.written.insert(places.begin(), places.end());
         m_asked.clear();
         m_otherwise = {};
     }

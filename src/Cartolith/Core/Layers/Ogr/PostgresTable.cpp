@@ -47,7 +47,7 @@ void correctTypes(GDALDataset& source, OGRLayer& layer) {
         "a.attrelid = (SELECT t.oid::oid FROM (" +
             tableOf(layer) + ") AS t)");
     for (const QList<QByteArray>& column : columns) {
-        const int index = schema.GetFieldIndex(column[0].constData());
+        const int index = schema.GetFieldIndexCaseSensitive(column[0].constData());
         const OGRFieldType type = PostgresColumn::betterType(column[1]);
         if (index >= 0 && type != OFTMaxType) {
             schema.GetFieldDefn(index)->SetType(type);

@@ -9,6 +9,27 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
+namespace {
+
+/// What no column's name begins with: OGR takes columns of a result for the table's by name, in any case.
+QByteArray freeName(OGRLayer& table) {
+    OGRFeatureDefn& schema = *table.GetLayerDefn();
+    std::vector<QByteArray> names{QByteArray(table.GetGeometryColumn()).toLower(),
+                                  QByteArray(table.GetFIDColumn()).toLower()};
+    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+        names.push_back(QByteArray(schema.GetFieldDefn(i)->GetNameRef()).toLower());
+    }
+    for (int i = 0;; ++i) {
+        const QByteArray name = "text" + QByteArray::number(i) + '_';
+        if (std::none_of(names.begin(), names.end(),
+                         [&](const QByteArray& n) { return n.startsWith(name); })) {
+            return name;
+        }
+    }
+}
+
+} // namespace
+
 ServerSelection::ServerSelection(OgrSource& source, OGRLayer& table) : m_source(source), m_table(table) {
     OGRFeatureDefn& schema = *table.GetLayerDefn();
     if (QByteArrayView(table.GetFIDColumn()).isEmpty() || schema.GetGeomFieldCount() != 1) {
@@ -64,6 +85,7 @@ OGRLayer* ServerSelection::select(const QByteArray& condition, const std::option
     QByteArray columns = m_facts->key() + " AS ogc_fid";
     QByteArray texts;
     OGRFeatureDefn& schema = *m_table.GetLayerDefn();
+    const QByteArray textName = freeName(m_table);
     const auto isWanted = [&](int field) {
         const char* const name = schema.GetFieldDefn(field)->GetNameRef();
         return !fields || fields->contains(Common::Internal::wholeName(name));
@@ -74,8 +96,8 @@ OGRLayer* ServerSelection::select(const QByteArray& condition, const std::option
     }
     for (const auto& [field, isCut] : m_cuts) {
         if (isWanted(field)) {
-            texts += ",CASE WHEN " + isCut + " THEN " + m_facts->column(field).name + "::text END AS t" +
-                     QByteArray::number(field);
+            texts += ",CASE WHEN " + isCut + " THEN " + m_facts->column(field).name + "::text END AS " +
+                     textName + QByteArray::number(field);
             m_selected.push_back(field);
         }
     }
