@@ -118,6 +118,13 @@ TEST(CuttingTransformer, AreasOnASphereAreThoseOfGeometry) {
              Row{"the long way", "POLYGON ((170 30, -170 30, -170 90, 170 90))", "laea +lat_0=90", 1, 17.0 * box},
              Row{"over 350 degrees", "POLYGON ((176 30, -176 30, -176 90, 176 90, 176 30))", "cea", 2, 0.4 * box},
              Row{"round a pole", "POLYGON ((-180 30, -60 30, 60 30, 179 30, -180 30))", "laea +lat_0=80", 1, 1.0},
+             Row{"round a pole, in a strip", "POLYGON ((-180 30, -60 30, 60 30, 179 30, -180 30))", "cea +lon_0=77", 1,
+                 1.0},
+             Row{"round the other", "POLYGON ((179 -30, 60 -30, -60 -30, -180 -30, 179 -30))", "cea +lon_0=77", 1, 1.0},
+             Row{"belt of two edges", "POLYGON ((-180 0, 180 0, 180 30, -180 30, -180 0))", "cea +lon_0=77", 1, 1.0},
+             Row{"world but a box",
+                 "POLYGON ((-180 -90, 180 -90, 180 90, -180 90, -180 -90), (0 0, 20 0, 20 30, 0 30, 0 0))",
+                 "cea +lon_0=90", 2, 4.0 - box},
              Row{"all but a box",
                  "POLYGON ((-180 -90, 180 -90, 180 90, -180 90, -180 -90), "
                  "(170 30, 179 30, 179 90, 170 90, 170 30))",

@@ -388,12 +388,12 @@ struct Reads {
     static int stat(void* /*data*/, const char* name, VSIStatBufL* buffer, int flags) {
         return VSIStatExL(name, buffer, flags);
     }
-    static size_t read(void* file, void* buffer, size_t size, size_t count) {
-        ++Reads::count;
+    static size_t read(void* file, void* buffer, size_t size, size_t items) {
+        ++count;
         if (atRead) {
             atRead();
         }
-        return VSIFReadL(buffer, size, count, static_cast<VSILFILE*>(file));
+        return VSIFReadL(buffer, size, items, static_cast<VSILFILE*>(file));
     }
     static void install() {
         static const bool isDone = [] {

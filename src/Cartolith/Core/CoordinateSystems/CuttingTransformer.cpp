@@ -165,10 +165,11 @@ CuttingTransformer::Private::lyingOf(std::span<const double> coordinates) const 
                        : Lying::Beyond;
     }
     // A mesh of the box lies in a cap around its middle.
-    constexpr int mesh = 4;
+    constexpr std::size_t mesh = 4;
     std::array<Vertex, (mesh + 1) * (mesh + 1)> places;
     for (std::size_t i = 0; i < places.size(); ++i) {
-        const auto row = static_cast<double>(i / (mesh + 1)) / mesh;
+        const std::size_t down = i / (mesh + 1);
+        const auto row = static_cast<double>(down) / mesh;
         const auto column = static_cast<double>(i % (mesh + 1)) / mesh;
         const auto place = m_pair.toDegrees(
             {box.xMin + (box.xMax - box.xMin) * column, box.yMin + (box.yMax - box.yMin) * row});
@@ -384,8 +385,8 @@ void CuttingTransformer::Private::cut(std::span<const double> coordinates, std::
     }
     const auto isIn = [&](const Place& place) { return isInside(paths, box, place); };
     result.isCut = cut.isCrossed() || cut.isEmpty();
-    // Rings that follow the boundary of a linear chart hold it already.
-    const bool mayHoldAll = !cut.isCrossed() && (cut.isEmpty() || !isLinear());
+    // Rings that follow the boundary of a linear chart hold it already, unless these edges were taken away.
+    const bool mayHoldAll = !cut.isCrossed() && (cut.isEmpty() || !isLinear() || isAround);
     const bool holdsAll = mayHoldAll && isIn(m_domain.placeAt(0.37 * m_domain.perimeter()));
     for (const DomainCut::Path& ring : cut.takeRings(isIn)) {
         write(ring, true, result);

@@ -125,7 +125,7 @@ public:
     explicit Walk(DomainCut& cut) : m_cut(cut) {}
 
     void start(const Vertex& vertex, const MapDomain::Place& place, int copy) {
-        m_copy = m_startCopy = copy;
+        m_copy = copy;
         m_isWholeSoFar = copy != outside;
         if (m_isWholeSoFar) {
             append(vertex, place);
@@ -180,7 +180,7 @@ public:
         for (Node& node : m_head) {
             node.source = {node.source.x + turn.x, node.source.y + turn.y};
         }
-        if (m_hasHead && m_copy == m_startCopy) { // what the ring began with follows
+        if (m_hasHead && isOpen) { // what the ring began with follows, in the chart also a turn on
             m_chain.insert(m_chain.end(), m_head.begin() + 1, m_head.end());
         } else if (m_hasHead) {
             m_head.front().boundary = m_cut.m_domain.boundaryAt(m_head.front().place);
@@ -208,14 +208,16 @@ private:
     Path m_chain;
     Path m_head; // of a ring that begins inside, up to where it leaves
     int m_copy = outside;
-    int m_startCopy = outside;
     bool m_isWholeSoFar = false;
     bool m_holdsHead = false;
     bool m_hasHead = false;
 };
 
 void DomainCut::add(std::span<const Vertex> vertices, bool isRing) {
-    if (vertices.size() < (isRing ? 4U : 2U)) {
+    // What goes round once may be a single edge.
+    const bool isClosed = vertices.size() > 1 && vertices.front().x == vertices.back().x &&
+                          vertices.front().y == vertices.back().y;
+    if (vertices.size() < (isRing && isClosed ? 4U : 2U)) {
         return;
     }
     const auto isAtSide = [this](const MapDomain::Place& place) {

@@ -131,10 +131,10 @@ MapDomain MapDomain::of(const OGRSpatialReference& target) {
                        "putp1",   "putp2",    "putp5",     "fahey", "loxim", "crast"})) {
         return upright(longitude, -90.0, 90.0);
     }
-    return aroundAreaOfUse(target);
+    return aroundAreaOfUse(target, longitude);
 }
 
-MapDomain MapDomain::aroundAreaOfUse(const OGRSpatialReference& target) {
+MapDomain MapDomain::aroundAreaOfUse(const OGRSpatialReference& target, double longitude) {
     double west = 0.0;
     double south = 0.0;
     double east = 0.0;
@@ -142,7 +142,7 @@ MapDomain MapDomain::aroundAreaOfUse(const OGRSpatialReference& target) {
     const char* areaName = nullptr;
     const bool isKnown = target.GetAreaOfUse(&west, &south, &east, &north, &areaName) && west >= -180.0;
     if (!isKnown) {
-        return upright(0.0, -90.0, 90.0);
+        return upright(longitude, -90.0, 90.0);
     }
     east += east < west ? 360.0 : 0.0;
     const auto grown = [&](double share) {

@@ -67,7 +67,8 @@ private:
     static MapDomain upright(double middle, double vMin, double vMax);
     static MapDomain cap(double longitude, double latitude, double radius);
     static MapDomain transverse(double longitude, double reach);
-    static MapDomain aroundAreaOfUse(const OGRSpatialReference& target);
+    /// All around a meridian where the area is not known.
+    static MapDomain aroundAreaOfUse(const OGRSpatialReference& target, double longitude);
     static Vector vectorOf(double longitude, double latitude);
 
     bool m_isUpright = true;

@@ -27,10 +27,9 @@ GisLayerSubscription::~GisLayerSubscription() {
 }
 
 void GisLayerSubscription::cancel() noexcept {
-    if (const auto list = m_list.lock()) {
+    if (const auto list = std::exchange(m_list, {}).lock()) { // this may go with what the listener held
         list->remove(m_listener);
     }
-    m_list.reset();
 }
 
 } // namespace Cartolith::Core::Layers

@@ -27,6 +27,7 @@ public:
         const auto found = std::find_if(m_entries.begin(), m_entries.end(),
                                         [listener](const Entry& entry) { return entry.number == listener; });
         if (found != m_entries.end()) {
+            const auto ended = std::move(found->function); // what it held may remove others as it goes
             m_entries.erase(found);
         }
     }

@@ -15,6 +15,7 @@ QList<Ring> validArea(const QList<Ring>& rings, const NodingGrid& grid, Work& wo
     const EdgeMap map(noded, work);
     const std::vector<bool> isCovered = coveredSides(cover, noded, map, work);
     std::vector<int> areas;
+    areas.reserve(isCovered.size());
     for (const bool its : isCovered) {
         areas.push_back(its ? 0 : EdgeMap::noArea);
     }

@@ -1,4 +1,4 @@
-#include "TileContainerInternal.h"
+#include <Cartolith/Map/Output/TileContainerInternal.h>
 
 #include <QFile>
 

@@ -1,4 +1,4 @@
-#include "OutputFile.h"
+#include <Cartolith/Map/Output/OutputFile.h>
 
 #include <QFileInfo>
 #include <QSaveFile>

@@ -1,6 +1,5 @@
-#include "PageSetup.h"
-
-#include "../GroundScale.h"
+#include <Cartolith/Map/GroundScale.h>
+#include <Cartolith/Map/Output/PageSetup.h>
 
 #include <QPageLayout>
 #include <QPageSize>

@@ -1,4 +1,4 @@
-#include "PdfFileInternal.h"
+#include <Cartolith/Map/Output/PdfFileInternal.h>
 
 #include <QList>
 #include <QSet>

@@ -1,11 +1,9 @@
-#include "PdfGeoreference.h"
-
-#include "../MapView.h"
-#include "DeviceInternal.h"
-#include "OutputFile.h"
-#include "PdfFileInternal.h"
-
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Map/MapView.h>
+#include <Cartolith/Map/Output/DeviceInternal.h>
+#include <Cartolith/Map/Output/OutputFile.h>
+#include <Cartolith/Map/Output/PdfFileInternal.h>
+#include <Cartolith/Map/Output/PdfGeoreference.h>
 
 #include <QFile>
 #include <QList>
@@ -63,8 +61,9 @@ QByteArray wktOf(const OGRSpatialReference& reference) {
     throw std::runtime_error("the coordinate system of the map has no form as text");
 }
 
-QByteArray text(QByteArray bytes) {
-    return '(' + bytes.replace('\\', "\\\\").replace('(', "\\(").replace(')', "\\)") + ')';
+QByteArray text(const QByteArray& bytes) {
+    QByteArray escaped = bytes;
+    return '(' + escaped.replace('\\', "\\\\").replace('(', "\\(").replace(')', "\\)") + ')';
 }
 
 QByteArray array(const QList<double>& numbers) {

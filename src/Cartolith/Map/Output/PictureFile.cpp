@@ -1,7 +1,6 @@
-#include "PictureFile.h"
-
-#include "OutputFile.h"
-#include "PngEncoderInternal.h"
+#include <Cartolith/Map/Output/OutputFile.h>
+#include <Cartolith/Map/Output/PictureFile.h>
+#include <Cartolith/Map/Output/PngEncoderInternal.h>
 
 #include <QBuffer>
 #include <QFileInfo>

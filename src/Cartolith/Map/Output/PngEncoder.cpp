@@ -1,5 +1,5 @@
-#include "DeviceInternal.h"
-#include "PngEncoderInternal.h"
+#include <Cartolith/Map/Output/DeviceInternal.h>
+#include <Cartolith/Map/Output/PngEncoderInternal.h>
 
 #include <QtEndian>
 

@@ -1,4 +1,4 @@
-#include "SvgSyntaxInternal.h"
+#include <Cartolith/Map/Output/SvgSyntaxInternal.h>
 
 #include <cmath>
 

@@ -1,8 +1,7 @@
-#include "SvgWriter.h"
-
-#include "DeviceInternal.h"
-#include "PictureFile.h"
-#include "SvgSyntaxInternal.h"
+#include <Cartolith/Map/Output/DeviceInternal.h>
+#include <Cartolith/Map/Output/PictureFile.h>
+#include <Cartolith/Map/Output/SvgSyntaxInternal.h>
+#include <Cartolith/Map/Output/SvgWriter.h>
 
 #include <QImage>
 #include <QPainterPath>

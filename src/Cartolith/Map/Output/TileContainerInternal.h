@@ -1,6 +1,6 @@
 #pragma once
 
-#include "TileScheme.h"
+#include <Cartolith/Map/Output/TileScheme.h>
 
 #include <QByteArray>
 #include <QJsonObject>

@@ -1,5 +1,5 @@
-#include "OutputFile.h"
-#include "TileContainerInternal.h"
+#include <Cartolith/Map/Output/OutputFile.h>
+#include <Cartolith/Map/Output/TileContainerInternal.h>
 
 #include <QDir>
 #include <QFile>

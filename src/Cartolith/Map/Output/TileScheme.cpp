@@ -1,4 +1,4 @@
-#include "TileScheme.h"
+#include <Cartolith/Map/Output/TileScheme.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,5 @@
-#include "TileWriter.h"
-
-#include "TileContainerInternal.h"
+#include <Cartolith/Map/Output/TileContainerInternal.h>
+#include <Cartolith/Map/Output/TileWriter.h>
 
 #include <QDir>
 #include <QFileInfo>

@@ -121,9 +121,7 @@ private:
     void open(bool isObject) {
         const Role around = role();
         Role within = Role::Other;
-        if (around == Role::File) {
-            within = isObject ? Role::Feature : Role::Other; // or a collection of some
-        } else if (around == Role::Features) {
+        if (around == Role::File || around == Role::Features) { // a file may be a collection of some
             within = isObject ? Role::Feature : Role::Other;
         } else if (around == Role::Feature && m_depth == 1 && !isObject && isCalled("features")) {
             within = Role::Features;
