@@ -86,6 +86,17 @@ TEST(LayerSnapshot, BeginsAnewWhenTheLayerChangesBetweenSteps) {
     EXPECT_EQ(builder.snapshot().count(), 99);
     EXPECT_EQ(builder.snapshot().coordinates(0)[0], 1.0);
 
+    const auto mercator = CoordinateSystemFactory::fromEpsg(3857);
+    layer->setCoordinateSystem(CoordinateSystemFactory::fromEpsg(4326));
+    layer->setSymbolRenderer(categories());
+    LayerSnapshotBuilder other(*layer, view, mercator);
+    ASSERT_FALSE(other.step(std::chrono::milliseconds(0)));
+    layer->setSymbolRenderer(categories());
+    layer->setCoordinateSystem(mercator);
+    while (!other.step(std::chrono::milliseconds(0))) {
+    }
+    EXPECT_EQ(other.snapshot().coordinates(0)[0], 1.0);
+
     LayerSnapshotBuilder cancelled(*layer, view, nullptr);
     ASSERT_FALSE(cancelled.step(std::chrono::milliseconds(0)));
     cancelled.cancel();

@@ -70,6 +70,12 @@ public:
           raster(dynamic_cast<Layers::GisLayerRaster*>(&drawn)),
           isReadByView(dynamic_cast<Layers::GisLayerOgrOnDemand*>(&drawn) != nullptr), view(drawnView),
           mapSystem(std::move(system)) {
+        begin();
+    }
+
+    void findSystem() {
+        isElsewhere = false;
+        projector.reset();
         if (mapSystem != nullptr && layer.coordinateSystem() == nullptr) {
             throw std::runtime_error(QStringLiteral("the layer '%1' does not say its coordinate system")
                                          .arg(layer.name())
@@ -81,7 +87,6 @@ public:
             projector =
                 std::make_unique<Internal::ShapeProjector>(*layer.coordinateSystem(), *mapSystem, tolerance);
         }
-        begin();
     }
 
     /// For bent edges. Without a view, as if a large picture showed everything.
@@ -98,6 +103,7 @@ public:
     }
 
     void begin() {
+        findSystem();
         data = std::make_shared<LayerSnapshot::Data>();
         styles = {};
         position = 0;
@@ -367,7 +373,8 @@ bool LayerSnapshotBuilder::step(std::chrono::milliseconds budget) {
     if (d->state != State::Working) {
         return true;
     }
-    if (d->data->revision != d->layer.contentRevision()) {
+    if (d->data->revision != d->layer.contentRevision() || d->data->renderer != d->layer.symbolRenderer() ||
+        d->data->layerSystem != d->layer.coordinateSystem()) {
         d->begin();
     }
     const auto end = std::chrono::steady_clock::now() + budget;

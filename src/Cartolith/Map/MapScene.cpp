@@ -134,7 +134,8 @@ GisExtent MapScene::extent() {
             all = all.expand(layer->extent());
         } else if (const auto* const raster = dynamic_cast<const Layers::GisLayerRaster*>(layer)) {
             all = all.expand(raster->extentIn(*d->system));
-        } else if (dynamic_cast<const Layers::GisLayerOgrOnDemand*>(layer) != nullptr) {
+        } else if (dynamic_cast<const Layers::GisLayerOgrOnDemand*>(layer) != nullptr &&
+                   layer->coordinateSystem() != nullptr) { // without, the builder says so
             all = all.expand(
                 Projection::meshIn(layer->extent(), *layer->coordinateSystem(), *d->system).extent);
         } else {

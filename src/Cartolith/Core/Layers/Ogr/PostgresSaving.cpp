@@ -10,6 +10,7 @@
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 
 #include <algorithm>
+#include <functional>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -359,8 +360,6 @@ private:
     }
 
     void keepTexts(const Ids& ids) {
-        m_otherwise.sort();
-        const ExactTexts texts = exactTexts(ids, m_otherwise);
         std::set<ExactTexts::Place> places;
         for (const auto& [column, asked] : m_asked) {
             for (const Asked& one : asked) {
@@ -368,14 +367,26 @@ private:
             }
         }
         // Of rows that are known as they are now, also what defaults and triggers have put there.
-        for (const qint64 id : ids) {
-            const bool isKnown = m_saved.digests.count(id) > 0;
-            for (int i = 0; isKnown && i < m_layer->GetLayerDefn()->GetFieldCount(); ++i) {
-                if (texts.find({id, i}) || m_target.read.texts.find({id, i})) {
-                    places.insert({id, i});
+        const auto forKnown = [&](const std::function<void(const ExactTexts::Place&)>& take) {
+            for (const qint64 id : ids) {
+                const bool isKnown = m_saved.digests.count(id) > 0;
+                for (int i = 0; isKnown && i < m_layer->GetLayerDefn()->GetFieldCount(); ++i) {
+                    take({id, i});
                 }
             }
-        }
+        };
+        forKnown([&](const ExactTexts::Place& place) {
+            if (m_target.read.texts.find(place) && places.insert(place).second) {
+                m_otherwise.add(place, "");
+            }
+        });
+        m_otherwise.sort();
+        const ExactTexts texts = exactTexts(ids, m_otherwise);
+        forKnown([&](const ExactTexts::Place& place) {
+            if (texts.find(place)) {
+                places.insert(place);
+            }
+        });
         for (const ExactTexts::Place& place : places) {
             if (const auto text = texts.find(place)) {
                 m_saved.texts.add(place, *text);
@@ -397,9 +408,9 @@ private:
                         "::" + target.type + ')';
             }
             const SqlRows other =
-                run("SELECT v.id::text, t." + target.name + "::text, v.value::text FROM " + m_table->name() +
-                    " AS t JOIN (VALUES " + rows + ") AS v(id, value) ON t." + m_table->key() +
-                    " = v.id WHERE " + target.differsFrom("v.value") + " LIMIT 1");
+                run("SELECT v.id::text AS a, t." + target.name + "::text AS b, v.value::text AS c FROM " +
+                    m_table->name() + " AS t JOIN (VALUES " + rows + ") AS v(id, value) ON t." +
+                    m_table->key() + " = v.id WHERE " + target.differsFrom("v.value") + " LIMIT 1");
             if (!other.isEmpty()) {
                 const auto shown = [](const QByteArray& text) {
                     return text.isNull() ? QStringLiteral("null")
@@ -563,8 +574,9 @@ private:
         const QByteArray what = columns.isEmpty() ? " DEFAULT VALUES" : " (" + columns + ") VALUES " + rows;
         SqlRows given;
         try {
-            given = execute(*m_dataset, "INSERT INTO " + m_table->name() + what + " RETURNING " +
-                                            m_table->key() + "::text");
+            given =
+                execute(*m_dataset, "INSERT INTO " + m_table->name() + what + " RETURNING " + m_table->key() +
+                                        "::text AS k"); // not by the name that OGR has for keys
         } catch (const std::runtime_error& error) {
             failToWrite(
                 m_target.path,
