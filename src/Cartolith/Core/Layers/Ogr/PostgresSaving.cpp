@@ -369,7 +369,7 @@ private:
         // Of rows that are known as they are now, also what defaults and triggers have put there.
         const auto forKnown = [&](const std::function<void(const ExactTexts::Place&)>& take) {
             for (const qint64 id : ids) {
-                const bool isKnown = m_saved.digests.count(id) > 0;
+                const bool isKnown = m_saved.digests.contains(id);
                 for (int i = 0; isKnown && i < m_layer->GetLayerDefn()->GetFieldCount(); ++i) {
                     take({id, i});
                 }
