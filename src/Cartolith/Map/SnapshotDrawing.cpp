@@ -95,7 +95,7 @@ bool SnapshotDrawing::isSeenAlready(qsizetype i, const Look& look) {
     }
     Dot& dot = m_dots[static_cast<std::size_t>(place.y()) * static_cast<std::size_t>(frame.width()) +
                       static_cast<std::size_t>(place.x())];
-    const qint32 style = static_cast<qint32>(m_snapshot.styleNumber(i));
+    const auto style = static_cast<qint32>(m_snapshot.styleNumber(i));
     if (dot.style == style && dot.after == m_larger) {
         return true;
     }

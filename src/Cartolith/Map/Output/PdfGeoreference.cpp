@@ -52,7 +52,7 @@ QByteArray wktOf(const OGRSpatialReference& reference) {
         char* text = nullptr;
         const std::array<const char*, 2> options{format, nullptr};
         const bool isGiven = reference.exportToWkt(&text, options.data()) == OGRERR_NONE;
-        const QByteArray wkt(text);
+        QByteArray wkt(text);
         CPLFree(text);
         if (isGiven && !wkt.isEmpty()) {
             return wkt;
@@ -138,7 +138,7 @@ QList<double> boxOf(const MapView& view, const PdfFile::Page& page) {
     const QRectF frame = view.frame();
     const double left = media[0] + frame.left() * scale;
     const double top = media[3] - frame.top() * scale;
-    const QList<double> box{left, top - frame.height() * scale, left + frame.width() * scale, top};
+    QList<double> box{left, top - frame.height() * scale, left + frame.width() * scale, top};
     constexpr double rounded = 1.0; // sheets are written in whole points
     if (box[0] < media[0] - rounded || box[1] < media[1] - rounded || box[2] > media[2] + rounded ||
         box[3] > media[3] + rounded) {

@@ -4,10 +4,8 @@
 #include <QColor>
 #include <QStringView>
 
-namespace Cartolith::Map::Output::Internal {
-
 /// The pieces of which SVG consists: short numbers, escaped texts.
-namespace SvgSyntax {
+namespace Cartolith::Map::Output::Internal::SvgSyntax {
 
 /// A number of so many decimals given as an integer: 1250 with 2 is "12.5", -50 is "-.5".
 void appendScaled(QByteArray& bytes, qint64 scaled, int decimals);
@@ -24,6 +22,4 @@ void appendColor(QByteArray& bytes, const char* attribute, const QColor& color);
 /// What an id may hold of a name; never empty, never with an underscore first.
 QString idOf(const QString& name);
 
-} // namespace SvgSyntax
-
-} // namespace Cartolith::Map::Output::Internal
+} // namespace Cartolith::Map::Output::Internal::SvgSyntax

@@ -405,7 +405,7 @@ void SvgWriter::text(const SvgText& text) {
     if (text.haloWidth > 0) {
         SvgSyntax::appendColor(d->text, "stroke", text.haloColor);
         d->attribute("stroke-width", text.haloWidth * 2);
-        d->text.append(" stroke-linejoin=\"round\" paint-order=\"stroke\"");
+        d->text.append(R"( stroke-linejoin="round" paint-order="stroke")");
     }
     d->text.append('>');
     SvgSyntax::appendEscaped(d->text, text.text);
@@ -415,7 +415,7 @@ void SvgWriter::text(const SvgText& text) {
 void SvgWriter::image(const QRectF& frame, const QImage& image) {
     d->text.append("<image");
     d->frame(frame);
-    d->text.append(" preserveAspectRatio=\"none\" xlink:href=\"data:image/png;base64,");
+    d->text.append(R"( preserveAspectRatio="none" xlink:href="data:image/png;base64,)");
     const QByteArray bytes = PictureFile::encoded(image, "png", {.dotsPerInch = 0});
     constexpr qsizetype step = 3 << 14; // whole groups of three
     for (qsizetype i = 0; i < bytes.size(); i += step) {

@@ -20,7 +20,7 @@ QByteArray freeName(OGRLayer& table) {
         names.push_back(QByteArray(schema.GetFieldDefn(i)->GetNameRef()).toLower());
     }
     for (int i = 0;; ++i) {
-        const QByteArray name = "text" + QByteArray::number(i) + '_';
+        QByteArray name = "text" + QByteArray::number(i) + '_';
         if (std::none_of(names.begin(), names.end(),
                          [&](const QByteArray& n) { return n.startsWith(name); })) {
             return name;
