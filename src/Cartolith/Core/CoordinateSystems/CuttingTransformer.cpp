@@ -457,7 +457,8 @@ bool CuttingTransformer::Private::isStraight(const Node& from, const Node& to, c
     if ((isShort && length <= tolerance) || (m_isFar && length * ground <= tolerance * quarterOfRadius)) {
         return true;
     }
-    const int halvings = std::clamp(static_cast<int>(std::ceil(std::log2(ground / 500'000.0))), 0, 6);
+    const double wanted = std::log2(ground / 500'000.0); // -infinity of two vertices in one place
+    const int halvings = wanted > 0.0 ? static_cast<int>(std::ceil(std::min(wanted, 6.0))) : 0;
     return std::isinf(tolerance) || isNear(from, to, a, b, halvings);
 }
 
