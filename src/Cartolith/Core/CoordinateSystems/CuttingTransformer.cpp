@@ -84,6 +84,7 @@ private:
         FarFrom, ///< and far from the end of the map
     };
     Lying lyingOf(std::span<const double> coordinates) const;
+    void transformAll(std::span<const double> coordinates);
     bool isLinear() const { return m_pair.areDegreesShared() && m_domain.isUpright(); }
     std::optional<Place> placeOf(const Vertex& source) const;
     Place inward(Place place, double degrees) const;
@@ -189,10 +190,8 @@ CuttingTransformer::Private::lyingOf(std::span<const double> coordinates) const 
     return radius < 60.0 ? lying(middle.x, middle.y, 0.01 + 1.3 * radius) : Lying::Beyond;
 }
 
-// Points
-
-void CuttingTransformer::Private::points(std::span<const double> coordinates, std::span<const qsizetype> ends,
-                                         CutParts& result) {
+/// Into m_x and m_y, without a cut.
+void CuttingTransformer::Private::transformAll(std::span<const double> coordinates) {
     const std::size_t count = coordinates.size() / 2;
     m_x.resize(count);
     m_y.resize(count);
@@ -200,8 +199,15 @@ void CuttingTransformer::Private::points(std::span<const double> coordinates, st
         m_x[i] = coordinates[2 * i];
         m_y[i] = coordinates[2 * i + 1];
     }
-    const bool areInside = lyingOf(coordinates) != Lying::Beyond;
     m_pair.toTarget(m_x, m_y);
+}
+
+// Points
+
+void CuttingTransformer::Private::points(std::span<const double> coordinates, std::span<const qsizetype> ends,
+                                         CutParts& result) {
+    const bool areInside = lyingOf(coordinates) != Lying::Beyond;
+    transformAll(coordinates);
     std::size_t i = 0;
     for (const qsizetype end : ends) {
         for (; i < static_cast<std::size_t>(end); ++i) {
@@ -214,9 +220,9 @@ void CuttingTransformer::Private::points(std::span<const double> coordinates, st
                 isThere = place.has_value();
                 if (isThere) {
                     node.place = *place;
-                    node.place.u = m_domain.isCap()                  ? node.place.u
-                                   : std::abs(node.place.u) <= 180.0 ? node.place.u
-                                                                     : std::remainder(node.place.u, 360.0);
+                    if (!m_domain.isCap() && std::abs(node.place.u) > 180.0) {
+                        node.place.u = std::remainder(node.place.u, 360.0);
+                    }
                     isThere = node.place.v >= m_domain.vMin() && node.place.v <= m_domain.vMax() &&
                               (m_domain.isCap() ||
                                (node.place.u >= m_domain.uMin() && node.place.u <= m_domain.uMax()));
@@ -249,14 +255,7 @@ void CuttingTransformer::Private::paths(std::span<const double> coordinates, std
 
 void CuttingTransformer::Private::whole(std::span<const double> coordinates, std::span<const qsizetype> ends,
                                         bool areRings, CutParts& result) {
-    const std::size_t count = coordinates.size() / 2;
-    m_x.resize(count);
-    m_y.resize(count);
-    for (std::size_t i = 0; i < count; ++i) {
-        m_x[i] = coordinates[2 * i];
-        m_y[i] = coordinates[2 * i + 1];
-    }
-    m_pair.toTarget(m_x, m_y);
+    transformAll(coordinates);
     std::size_t at = 0;
     for (const qsizetype end : ends) {
         const std::size_t first = at;

@@ -26,7 +26,8 @@ struct TileJob {
     QString description = {};
     QString attribution = {};
     /// What is drawn, for instance a checksum of layers and styles. A run that was broken off is continued
-    /// by one of the same settings and the same mark only.
+    /// by one of the same settings and the same mark only; it has to tell extents that differ behind the
+    /// sixth digit, and resolutions.
     QString mark = {};
 };
 
@@ -36,8 +37,8 @@ struct TileJob {
 /// All goes into NAME.part, which gets its name when it is complete: what has the name is whole. A run that
 /// was cancelled or killed leaves NAME.part; the next one keeps its tiles and draws the others. Tiles are
 /// final with their metatile, in one transaction in MBTiles, by renaming in a folder; after a power cut, a
-/// tile of a folder that does not end as its format does is drawn again. Tiles of a single colour are stored
-/// once for each.
+/// PNG or JPEG tile of a folder that does not end as its format does is drawn again. Tiles of a single colour
+/// are stored once for each.
 ///
 /// Memory is that of one metatile with its buffer. No thread is started; one call is used by one thread.
 class CARTOLITH_MAP_EXPORT TileWriter {
