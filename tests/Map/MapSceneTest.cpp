@@ -183,8 +183,11 @@ TEST_F(MapSceneFile, ReadsBackAsItWas) {
     EXPECT_THAT(without.problems[0].toStdString(), HasSubstr("olinda-dem-utm25s.tif: there is no such file"));
     EXPECT_FALSE(without.scene.draw(view).isNull());
     without.scene.save(moved);
+    const QString elsewhere = other.filePath("elsewhere.json");
+    without.scene.save(elsewhere);
     ASSERT_TRUE(QFile::copy(dataDir + "olinda-dem-utm25s.tif", other.filePath("moved/data/olinda-dem-utm25s.tif")));
     EXPECT_EQ(MapScene::load(moved).scene.draw(view), before);
+    EXPECT_EQ(MapScene::load(elsewhere).scene.draw(view), before);
     other.remove();
 
     MapScene inMemory;

@@ -51,7 +51,8 @@ public:
         double opacity = 1.0;
         LayerBlend blend = LayerBlend::Normal;
         LineCasing casing = {};
-        /// As it was read from a file, of a layer that could not be opened.
+        /// As it was read from a file, of a layer that could not be opened; the path of its source is
+        /// absolute.
         QJsonObject missing = {};
     };
 

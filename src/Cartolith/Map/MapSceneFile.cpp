@@ -131,7 +131,8 @@ Source sourceOf(const Layers::GisLayer& layer) {
 }
 
 bool isFile(const QString& path) {
-    return QFileInfo::exists(path);
+    const QFileInfo info(path);
+    return info.isFile() || info.isDir(); // no device, which may never end
 }
 
 QString systemText(const CoordinateSystem& system) {
@@ -233,7 +234,7 @@ public:
         members.refuseOthers();
 
         try {
-            if (!isFile(path) && m_sources == MapScene::Sources::Files) {
+            if (source.isEmpty() || (!isFile(path) && m_sources == MapScene::Sources::Files)) {
                 fail(source, text("there is no such file or folder"));
             }
             layer.open();
@@ -247,6 +248,10 @@ public:
             problems.append(QStringLiteral("%1: %2").arg(name, QString::fromUtf8(error.what())));
             entry.layer.reset();
             entry.missing = value.toObject();
+            if (!source.isEmpty() && QDir::isRelativePath(source) &&
+                !source.contains(QLatin1Char(':'))) { // no connection
+                entry.missing.insert(text("source"), path);
+            }
         }
         return entry;
     }
@@ -333,13 +338,23 @@ MapView viewFrom(const QJsonValue& value, const QString& where) {
     return scaled;
 }
 
+/// Of a layer that could not be opened; its source is named from this folder.
+QJsonObject missingJson(QJsonObject entry, const QDir& folder) {
+    const QString source = entry.value(QLatin1String("source")).toString();
+    if (QDir::isAbsolutePath(source) && !source.startsWith(QLatin1String("/vsi"))) {
+        entry.insert(text("source"), folder.relativeFilePath(source));
+    }
+    return entry;
+}
+
 } // namespace
 
 void MapScene::save(const QString& path) const {
     const QDir folder = QFileInfo(path).absoluteDir();
     QJsonArray layers;
     for (const Private::Kept& kept : d->entries) {
-        layers.append(kept.entry.layer != nullptr ? entryJson(kept.entry, folder) : kept.entry.missing);
+        layers.append(kept.entry.layer != nullptr ? entryJson(kept.entry, folder)
+                                                  : missingJson(kept.entry.missing, folder));
     }
     QJsonObject json{{text("kind"), text("map")},
                      {text("version"), formatVersion},
