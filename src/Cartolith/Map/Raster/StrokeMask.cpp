@@ -26,7 +26,7 @@ struct StrokeMask::Shape {
 StrokeMask::StrokeMask(int width, int height)
     : m_width(width), m_height(height), m_stride(static_cast<std::size_t>(width) + 2 * std::size_t{lanes}),
       m_shares(m_stride * static_cast<std::size_t>(height)),
-      m_ranges(static_cast<std::size_t>(height), {width, 0}), m_top(height), m_bottom(0) {}
+      m_ranges(static_cast<std::size_t>(height), {width, 0}), m_top(height) {}
 
 void StrokeMask::addCapsule(QPointF a, QPointF b, double radius, std::span<const EndPlane> planes) {
     if (planes.empty()) {
