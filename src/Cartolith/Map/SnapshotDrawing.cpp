@@ -154,8 +154,8 @@ void SnapshotDrawing::drawNext(Raster::Canvas& canvas) {
 
 void SnapshotDrawing::drawArea(Raster::Canvas& canvas, qsizetype i, const Symbol& symbol) const {
     canvas.area(m_snapshot.coordinates(i), m_snapshot.partEnds(i), symbol.fill,
-                symbol.casing ? *symbol.casing : symbol.line);
-    if (symbol.casing) {
+                symbol.outlineCasing ? *symbol.outlineCasing : symbol.line);
+    if (symbol.outlineCasing) {
         canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), symbol.line, true);
     }
 }

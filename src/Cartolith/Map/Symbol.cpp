@@ -165,6 +165,7 @@ Symbol::Symbol(const GisLayerStyle& style, double pixels, const LineCasing& othe
     constexpr double beside = 0.8; // pixels on each side of what would hardly be seen
     if (style.casingWidth() > 0.0F) {
         casing = below(QColor(style.casingColor()), size(style.casingWidth()));
+        outlineCasing = casing;
     } else if (others.lines.contains(style.lineColor())) {
         casing = below(others.colour, beside * pixels);
     }
@@ -262,7 +263,9 @@ QPen Symbol::penOf(const Raster::Stroke& stroke) {
     QList<double> dashes;
     for (int turn = 0; stroke.width > 0.0 && turn < (stroke.dashes.size() % 2 == 0 ? 1 : 2); ++turn) {
         for (const double dash : stroke.dashes) {
-            dashes.append(sane(dash) / stroke.width); // Qt counts in widths
+            constexpr double dot =
+                1e-3; // of a width: Qt, which counts in these, leaves out what has no length
+            dashes.append(std::max(sane(dash) / stroke.width, dot));
             all += dashes.constLast();
         }
     }

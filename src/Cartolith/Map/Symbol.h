@@ -52,11 +52,12 @@ struct CARTOLITH_MAP_EXPORT Symbol {
     explicit Symbol(const Core::Layers::GisLayerStyle& style, double pixels = 1.0,
                     const LineCasing& others = {});
 
-    Raster::Fill fill;                    ///< of areas
-    Raster::Stroke line;                  ///< of lines and outlines; its own casing is not used
-    std::optional<Raster::Stroke> casing; ///< below all lines of a layer, or the outline of one area
-    std::optional<Raster::Stroke> halo;   ///< of lines, below all casings
-    Marker marker;                        ///< of points
+    Raster::Fill fill;                           ///< of areas
+    Raster::Stroke line;                         ///< of lines and outlines; its own casing is not used
+    std::optional<Raster::Stroke> casing;        ///< of lines, below all lines of a layer
+    std::optional<Raster::Stroke> outlineCasing; ///< of areas, each below its outline
+    std::optional<Raster::Stroke> halo;          ///< of lines, below all casings
+    Marker marker;                               ///< of points
 
     /// How far the symbols of lines and points reach beyond their places.
     double reach() const;

@@ -27,13 +27,13 @@ void SymbolPainter::area(const QPainterPath& path, const GisLayerStyle& style) {
     const Symbol& symbol = symbolOf(style);
     const QPen outline = symbol.line.width > 0.0 ? Symbol::penOf(symbol.line) : QPen(Qt::NoPen);
     m_painter.setBrush(symbol.fill.color);
-    if (symbol.fill.pattern.isDrawn() || symbol.casing) {
+    if (symbol.fill.pattern.isDrawn() || symbol.outlineCasing) {
         m_painter.setPen(Qt::NoPen);
         m_painter.drawPath(path);
         Symbol::paint(m_painter, path, symbol.fill.pattern, m_origin);
         m_painter.setBrush(Qt::NoBrush);
-        if (symbol.casing) {
-            m_painter.setPen(Symbol::penOf(*symbol.casing));
+        if (symbol.outlineCasing) {
+            m_painter.setPen(Symbol::penOf(*symbol.outlineCasing));
             m_painter.drawPath(path);
         }
     }

@@ -28,9 +28,11 @@ struct Pattern {
 
 /// How areas are filled.
 struct Fill {
-    // NOLINTNEXTLINE(google-explicit-constructor): a colour is a fill
+    // A colour is a fill, however it is named. NOLINTBEGIN(google-explicit-constructor)
     Fill(QColor fillColor = Qt::transparent, const Pattern& onFill = {})
         : color(fillColor), pattern(onFill) {}
+    Fill(Qt::GlobalColor fillColor) : color(fillColor) {}
+    // NOLINTEND(google-explicit-constructor)
 
     QColor color;
     Pattern pattern; ///< on the colour

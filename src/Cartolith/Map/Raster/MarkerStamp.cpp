@@ -11,7 +11,7 @@ namespace Cartolith::Map::Raster {
 
 namespace {
 
-constexpr double largest = 1000.0; // pixels
+constexpr double largestMarker = 1000.0; // pixels
 
 } // namespace
 
@@ -19,7 +19,7 @@ MarkerStamp::MarkerStamp(double reach, const std::function<void(QImage& picture,
     if (!(reach > 0.0)) {
         return;
     }
-    m_reach = static_cast<int>(std::ceil(std::min(reach, largest) + 0.5));
+    m_reach = static_cast<int>(std::ceil(std::min(reach, largestMarker) + 0.5));
     m_side = 2 * m_reach + 2;
     m_pixels.reserve(static_cast<qsizetype>(steps) * steps * m_side * m_side);
     for (int place = 0; place < steps * steps; ++place) {
@@ -39,8 +39,8 @@ MarkerStamp::MarkerStamp(double reach, const std::function<void(QImage& picture,
 }
 
 MarkerStamp::MarkerStamp(double diameter, QColor color, double outlineWidth, QColor outlineColor) {
-    const double radius = diameter > 0.0 ? std::min(diameter, largest) * 0.5 : 0.0;
-    const double half = outlineWidth > 0.0 ? std::min(outlineWidth, largest) * 0.5 : 0.0;
+    const double radius = diameter > 0.0 ? std::min(diameter, largestMarker) * 0.5 : 0.0;
+    const double half = outlineWidth > 0.0 ? std::min(outlineWidth, largestMarker) * 0.5 : 0.0;
     if (radius + half <= 0.0) {
         return;
     }

@@ -39,6 +39,9 @@ struct Corner {
             const QPointF edge =
                 turn > 0.0 ? QPointF(inwards.y(), -inwards.x()) : QPointF(-inwards.y(), inwards.x());
             planes[count++] = {at + edge * radius, tip};
+            if (cosine > -0.99) { // or the inner edge would stick out on the other side
+                planes[count++] = {at + outward * radius, outward};
+            }
             reach = radius;
         }
     }
@@ -130,7 +133,9 @@ class DashPosition {
 public:
     DashPosition(const std::vector<double>& dashes, double period, double offset)
         : m_dashes(dashes), m_period(period), m_left(dashes[0]) {
-        advance(offset);
+        if (offset != 0.0) { // or a dot at the beginning would be passed over
+            advance(offset);
+        }
     }
     bool isDrawn() const { return m_dash % 2 == 0; }
     double left() const { return m_left; }
