@@ -72,7 +72,8 @@ void Legend::layOut(QSizeF room, int letterPixels) {
         largest = row.isSize ? std::max(largest, std::ceil(size)) : largest;
     }
     largest = std::min(largest, std::min(room.width(), room.height()) * 0.25);
-    m_row = std::max(std::ceil(letterPixels * 1.5), largest + 2.0);
+    m_line = std::ceil(letterPixels * 1.5);
+    m_row = std::max(m_line, largest + 2.0);
     m_sample = std::max(2.0 * letterPixels, largest);
 
     // A column: sample, label, count, and a wider gap to the next column.
@@ -90,9 +91,9 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     m_column = others + m_labelWidth;
     m_columnStep = m_column + apart;
 
-    const double head = m_content.title.isEmpty() ? 0.0 : 1.5 * m_row;
+    const double head = m_content.title.isEmpty() ? 0.0 : 1.5 * m_line;
     const double foot =
-        (hasDefault() ? (1.0 + defaultApart) * m_row : 0.0) + (m_content.smallPrint.isEmpty() ? 0.0 : m_row);
+        (hasDefault() ? (1.0 + defaultApart) * m_row : 0.0) + (m_content.smallPrint.isEmpty() ? 0.0 : m_line);
     const qsizetype classes = classRows();
     const auto deepest =
         std::max<qsizetype>(1, static_cast<qsizetype>((room.height() - head - foot) / m_row));
@@ -165,13 +166,13 @@ void Legend::draw(QPainter& painter, QPointF topLeft) const {
     const auto line = [&](const QFont& font, const QColor& colour, const QString& text) {
         painter.setFont(font);
         painter.setPen(colour);
-        painter.drawText(QRectF(topLeft.x(), top, m_size.width() + 1, m_row),
+        painter.drawText(QRectF(topLeft.x(), top, m_size.width() + 1, m_line),
                          Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
                          elided(font, text, m_size.width()));
     };
     if (!m_content.title.isEmpty()) {
         line(m_titleFont, m_colours.ink, m_content.title);
-        top += 1.5 * m_row;
+        top += 1.5 * m_line;
     }
     const auto place = [&](qsizetype i) {
         const qsizetype column = i / m_perColumn;

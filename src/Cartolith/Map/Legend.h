@@ -44,7 +44,8 @@ private:
     QFont m_font, m_titleFont, m_smallFont;
     qsizetype m_shown = 0; ///< classes
     qsizetype m_perColumn = 1;
-    double m_row = 0.0;    ///< height of one
+    double m_line = 0.0;   ///< height of one of text
+    double m_row = 0.0;    ///< height of one, which is as high as a large sample
     double m_sample = 0.0; ///< width of one
     double m_column = 0.0; ///< width of one
     double m_columnStep = 0.0;
