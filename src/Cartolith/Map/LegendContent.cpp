@@ -103,7 +103,7 @@ QList<LegendContent::Row> sizeRows(const Layers::GisLayerStyle& style, const QSt
     if (style.sizeField().isEmpty() || kind == Shapes::GisShapeType::Polygon) {
         return {};
     }
-    const auto [least, greatest] = std::minmax(style.sizeFromValue(), style.sizeToValue());
+    const auto [least, greatest] = std::minmax({style.sizeFromValue(), style.sizeToValue()});
     constexpr double fewestSteps = 2.0;
     const QList<double> values = roundValues(least, greatest, fewestSteps);
     const QStringList texts = NumberText::alike(values);
