@@ -222,7 +222,7 @@ int Commands::render(const QStringList& arguments) {
     for (const QString& problem : problems) {
         log.answer("sheet", problem);
     }
-    const QList<QImage> insets = Furniture::insetPictures(scene, sheet.insetViews());
+    const QList<QImage> insets = Furniture::insetPictures(scene, sheet);
     MapSheet::Content content;
     content.picture = drawMap(scene, layers, sheet.view(), log);
     const QImage image = sheet.draw({content}, insets);

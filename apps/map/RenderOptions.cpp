@@ -197,8 +197,9 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     std::stable_partition(options.layers.begin(), options.layers.end(),
                           [](const LayerOptions& layer) { return layer.isRaster; });
     if (parser.isSet("sheet")) {
-        Arguments::refuse(parser, {"size", "dpi", "scale", "legend", "legend-title", "title", "note", "no-graticule",
-                                   "graticule-above", "degrees", "scale-bar", "units", "north", "theme"},
+        Arguments::refuse(parser,
+                          {"size", "dpi", "scale", "legend", "legend-title", "title", "note", "no-graticule",
+                           "graticule-above", "degrees", "scale-bar", "units", "north", "theme"},
                           QStringLiteral("does not go with --sheet"));
         options.described = Furniture::SheetDescription::load(parser.value("sheet"));
     }
@@ -229,7 +230,8 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     const qint64 most = parser.isSet("at-most") ? Arguments::whole("at-most", parser.value("at-most"), 1,
                                                                    std::numeric_limits<int>::max())
                                                 : MapLayerOptions().most;
-    if (options.extent.isEmpty() && options.identify.isEmpty() && !parser.isSet("scale") && !options.described) {
+    if (options.extent.isEmpty() && options.identify.isEmpty() && !parser.isSet("scale") &&
+        !options.described) {
         for (LayerOptions& layer : options.layers) {
             if (layer.isFirst || options.system != nullptr) { // else the map's system is not known yet
                 layer.layer.overviewFor = options.sheet.size;

@@ -45,8 +45,8 @@ GisExtent degreesInView(const CoordinateTransformer& toDegrees, const Coordinate
     const QRectF frame = view.frame();
     for (int i = 0; i <= samples; ++i) {
         for (int j = 0; j <= samples; ++j) {
-            const QPointF place =
-                view.toMap(frame.topLeft() + QPointF(frame.width() * i / samples, frame.height() * j / samples));
+            const QPointF place = view.toMap(
+                frame.topLeft() + QPointF(frame.width() * i / samples, frame.height() * j / samples));
             const auto point = tryTransform(toDegrees, place.x(), place.y());
             if (point && std::abs(point->x()) <= 360.0 && std::abs(point->y()) <= 90.0) {
                 const double x = around + std::remainder(point->x() - around, 360.0);
@@ -75,10 +75,9 @@ GisExtent degreesInView(const CoordinateTransformer& toDegrees, const Coordinate
 double stepFor(double range, double lines) {
     constexpr double minute = 60.0;
     constexpr double degree = 3600.0;
-    constexpr double seconds[] = {1.0,          2.0,          5.0,          10.0,         15.0,
-                                  30.0,         minute,       2 * minute,   5 * minute,   10 * minute,
-                                  15 * minute,  30 * minute,  degree,       2 * degree,   5 * degree,
-                                  10 * degree,  15 * degree,  30 * degree};
+    constexpr double seconds[] = {1.0,    2.0,        5.0,        10.0,        15.0,        30.0,
+                                  minute, 2 * minute, 5 * minute, 10 * minute, 15 * minute, 30 * minute,
+                                  degree, 2 * degree, 5 * degree, 10 * degree, 15 * degree, 30 * degree};
     const double wanted = range / lines * degree;
     const auto* const step = std::find_if(std::begin(seconds), std::end(seconds),
                                           [wanted](double candidate) { return wanted <= candidate; });

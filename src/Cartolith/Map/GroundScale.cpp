@@ -58,7 +58,9 @@ double GroundScale::metersPerUnitAt(double x, double y) const {
 
 double GroundScale::metersPerUnitAlong(double x, double y, double degrees) const {
     if (m_toDegrees == nullptr) {
-        return std::isfinite(x) && std::isfinite(y) && std::isfinite(degrees) ? 1.0 : std::numeric_limits<double>::quiet_NaN();
+        return std::isfinite(x) && std::isfinite(y) && std::isfinite(degrees)
+                   ? 1.0
+                   : std::numeric_limits<double>::quiet_NaN();
     }
     // Some 500 metres to both sides: what PROJ rounds is a millionth of that, and so is the curvature.
     constexpr double stepInDegrees = 0.005;

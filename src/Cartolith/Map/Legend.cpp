@@ -95,7 +95,7 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     m_shown = classes <= deepest * columns ? classes : deepest * columns - 1;
     m_perColumn = std::min(deepest, std::max<qsizetype>(1, (classes + columns - 1) / columns));
 
-    m_rows = static_cast<double>(m_perColumn) * m_row;
+    m_rows = classes > 0 ? static_cast<double>(m_perColumn) * m_row : 0.0;
     const bool isGradient = m_content.gradient.size() > 1 && classes > 1;
     if (isGradient) {
         // Neighbouring labels are a row apart, the first and the last stand out by half a row.
@@ -107,8 +107,7 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     double width = static_cast<double>(isGradient ? 1 : columns) * m_columnStep - apart;
     width = std::max(width, widthOf(m_titleFont, m_content.title));
     width = std::max(width, widthOf(m_smallFont, m_content.smallPrint));
-    m_size = {std::min(width, room.width()),
-              std::min(head + m_rows + foot, room.height())};
+    m_size = {std::min(width, room.width()), std::min(head + m_rows + foot, room.height())};
 }
 
 void Legend::drawSample(QPainter& painter, GisLayerStyle style, const QRectF& place) const {
@@ -166,8 +165,9 @@ void Legend::drawGradient(QPainter& painter, const QRectF& place) const {
         above = at;
         painter.setPen(QPen(m_colours.faintInk, 0.7));
         painter.drawLine(QPointF(bar.right(), at), QPointF(bar.right() + letters * 0.3, at));
-        drawLabel(painter, row.label,
-                  QRectF(place.left() + 2.0 * letters + letters * 0.6, at - m_row / 2.0, m_labelWidth, m_row));
+        drawLabel(
+            painter, row.label,
+            QRectF(place.left() + 2.0 * letters + letters * 0.6, at - m_row / 2.0, m_labelWidth, m_row));
     }
 }
 

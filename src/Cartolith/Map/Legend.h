@@ -15,9 +15,9 @@ namespace Cartolith::Map {
 /// A legend beside a map: measures itself, then draws itself.
 ///
 /// A title, a row for each class with a sample of its style, its label and its count, the default row set
-/// apart below them, and small print. A gradient is a bar with its labels beside it, as many as have room. Rows that do not fit below each other go into further columns; when the
-/// room is used up even with smaller letters, a last row says how many are missing. What is too long is cut
-/// with an ellipsis.
+/// apart below them, and small print. A gradient is a bar with its labels beside it, as many as have room.
+/// Rows that do not fit below each other go into further columns; when the room is used up even with smaller
+/// letters, a last row says how many are missing. What is too long is cut with an ellipsis.
 class CARTOLITH_MAP_EXPORT Legend {
 public:
     /// Lays the content out for a picture in at most that room (pixels).

@@ -45,9 +45,9 @@ public:
         qint64 pictureBudget = qint64{256} << 20;
         /// The map's scale is 1 to this; it decides which styles show labels. NaN shows all.
         double scaleDenominator = qQNaN();
-        bool hasLabels = true; ///< an overview beside a map does without
         /// Of earlier pictures of the same map; may be null.
         std::shared_ptr<LabelMemory> labelMemory = nullptr;
+        bool hasLabels = true; ///< an overview beside a map does without
     };
 
     /// What became of a label.

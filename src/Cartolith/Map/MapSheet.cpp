@@ -28,12 +28,10 @@ MapView viewOf(const SheetDescription& sheet, const Shapes::GisExtent& all,
     const double ratio = sheet.dotsPerInch / SheetUnits::perInch;
     const Shapes::GisExtent& extent = map.extent.isEmpty() ? all : map.extent;
     const QRectF frame = SheetItems::frameOf(sheet);
-    const MapView plain =
-        MapView(extent.inflate(extent.width() * map.air, extent.height() * map.air), frame);
+    const MapView plain = MapView(extent.inflate(extent.width() * map.air, extent.height() * map.air), frame);
     // What is wider than high before it is turned may be higher than wide then.
-    const MapView turned = map.rotation == 0.0
-                               ? plain
-                               : plain.rotated(map.rotation, frame.center()).fitted(extent, map.air);
+    const MapView turned =
+        map.rotation == 0.0 ? plain : plain.rotated(map.rotation, frame.center()).fitted(extent, map.air);
     const MapView view = turned.withDevicePixelRatio(ratio);
     const MapView scaled =
         map.scaleDenominator > 0.0 ? view.atScale(map.scaleDenominator, GroundScale(system)) : view;
@@ -41,8 +39,8 @@ MapView viewOf(const SheetDescription& sheet, const Shapes::GisExtent& all,
     const QRectF exact = scaled.frame();
     constexpr double grain = 1e6;
     const auto snapped = [](double number) { return std::round(number * grain) / grain; };
-    return scaled.inFrame({snapped(exact.x()), snapped(exact.y()), snapped(exact.width()),
-                           snapped(exact.height())});
+    return scaled.inFrame(
+        {snapped(exact.x()), snapped(exact.y()), snapped(exact.width()), snapped(exact.height())});
 }
 
 } // namespace

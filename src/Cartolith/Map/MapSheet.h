@@ -45,8 +45,8 @@ public:
         /// The scale at the middle is 1 to this; 0 shows the extent as large as it can be.
         double scaleDenominator = 0.0;
         SheetColours colours;
-        std::optional<LegendContent> legend;  ///< drawn to the right of the map, which makes room for it
-        QList<LegendContent> legends = {};    ///< further ones, below it
+        std::optional<LegendContent> legend; ///< drawn to the right of the map, which makes room for it
+        QList<LegendContent> legends = {};   ///< further ones, below it
     };
 
     /// What is drawn of one layer.

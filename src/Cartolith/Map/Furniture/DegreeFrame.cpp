@@ -109,7 +109,8 @@ DegreeFrame::DegreeFrame(const Graticule& graticule, const QRectF& frame, int le
                 std::vector<Candidate> all;
                 bool isRoomy = true;
                 for (const Meeting& meeting : std::as_const(meetings)) {
-                    if (meeting.isMeridian != ofMeridians || std::llround(meeting.degrees / step) % every != 0) {
+                    if (meeting.isMeridian != ofMeridians ||
+                        std::llround(meeting.degrees / step) % every != 0) {
                         continue;
                     }
                     const QString text = textOf(ofMeridians, meeting.degrees);
@@ -134,9 +135,10 @@ DegreeFrame::DegreeFrame(const Graticule& graticule, const QRectF& frame, int le
         }
         for (const Candidate& one : taken) {
             const double along = (one.from + one.to) / 2.0;
-            m_labels.append({one.text, side,
-                             isLevel ? QPointF(frame.left() + along, side == Side::Top ? frame.top() : frame.bottom())
-                                     : QPointF(side == Side::Left ? frame.left() : frame.right(), frame.top() + along)});
+            m_labels.append(
+                {one.text, side,
+                 isLevel ? QPointF(frame.left() + along, side == Side::Top ? frame.top() : frame.bottom())
+                         : QPointF(side == Side::Left ? frame.left() : frame.right(), frame.top() + along)});
         }
     }
 

@@ -12,7 +12,7 @@ namespace Cartolith::Map::Furniture {
 
 namespace {
 
-constexpr int leastLetters = 8;      // pixels
+constexpr int leastLetters = 8; // pixels
 constexpr qsizetype mostLegends = 1000;
 
 } // namespace
@@ -28,7 +28,8 @@ LegendStack::LegendStack(const QList<LegendContent>& contents, const SheetColour
     }
 }
 
-bool LegendStack::layOut(const QList<LegendContent>& contents, QSizeF room, int letterPixels, bool isLastTry) {
+bool LegendStack::layOut(const QList<LegendContent>& contents, QSizeF room, int letterPixels,
+                         bool isLastTry) {
     m_legends.clear();
     m_remainder.clear();
     m_font = sheetFont(letterPixels, false);
@@ -50,9 +51,11 @@ bool LegendStack::layOut(const QList<LegendContent>& contents, QSizeF room, int 
         const double next = top > 0.0 ? top + (isRow ? 0.0 : gap) : 0.0;
         Placed placed = placeIn(left, next);
         const double column = m_size.width() + 2.0 * gap;
-        if (!placed.legend.isWhole() && next > 0.0 && room.width() - column > 6.0 * letterPixels) {
+        if (next > 0.0 && room.width() - column > 6.0 * letterPixels) {
             Placed beside = placeIn(column, 0.0);
-            if (beside.legend.isWhole() || isLastTry) {
+            // A legend would rather be whole in the next column than go on beside itself in this one.
+            const bool isBroken = placed.legend.size().height() < beside.legend.size().height();
+            if ((!placed.legend.isWhole() || isBroken) && (beside.legend.isWhole() || isLastTry)) {
                 placed = std::move(beside);
                 left = column;
             }
@@ -69,7 +72,8 @@ bool LegendStack::layOut(const QList<LegendContent>& contents, QSizeF room, int 
             break;
         }
         top = placed.topLeft.y() + placed.legend.size().height();
-        m_size = {std::max(m_size.width(), left + placed.legend.size().width()), std::max(m_size.height(), top)};
+        m_size = {std::max(m_size.width(), left + placed.legend.size().width()),
+                  std::max(m_size.height(), top)};
         m_legends.append(std::move(placed));
     }
     if (m_remainder.isEmpty() && contents.size() > m_legends.size()) {

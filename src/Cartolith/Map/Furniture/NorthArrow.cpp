@@ -38,8 +38,7 @@ NorthArrow::NorthArrow(const CoordinateSystem* system, const MapView& view) {
         const CoordinateTransformer fromDegrees(*degrees, *system);
         const GisShapePoint south = fromDegrees.transform({here.x(), here.y() - step});
         const GisShapePoint north = fromDegrees.transform({here.x(), here.y() + step});
-        const QPointF up =
-            view.fromOrigin(north.x(), north.y()) - view.fromOrigin(south.x(), south.y());
+        const QPointF up = view.fromOrigin(north.x(), north.y()) - view.fromOrigin(south.x(), south.y());
         const double turn = std::atan2(up.x(), -up.y()) * 180.0 / std::numbers::pi;
         if (up.isNull() || !std::isfinite(turn)) {
             m_problem = QStringLiteral("north has no direction at the middle of the map");
@@ -66,14 +65,15 @@ void NorthArrow::draw(QPainter& painter, const QRectF& place, const SheetColours
     const QPointF notch(0.0, half * 0.6);
     const QPolygonF left{QPointF(0.0, tip), QPointF(-half * 0.42, half), notch};
     const QPolygonF right{QPointF(0.0, tip), QPointF(half * 0.42, half), notch};
-    painter.setPen(QPen(colours.ink, std::max(0.5, half / 16.0), Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
+    painter.setPen(
+        QPen(colours.ink, std::max(0.5, half / 16.0), Qt::SolidLine, Qt::SquareCap, Qt::MiterJoin));
     painter.setBrush(colours.ink);
     painter.drawPolygon(left);
     painter.setBrush(colours.paper);
     painter.drawPolygon(right);
     painter.setFont(sheetFont(std::max(1, static_cast<int>(std::lround(letters * 1.1))), true));
-    painter.drawText(QRectF(-half, -half - letters * 0.2, 2.0 * half, letters), Qt::AlignCenter | Qt::TextDontClip,
-                     QStringLiteral("N"));
+    painter.drawText(QRectF(-half, -half - letters * 0.2, 2.0 * half, letters),
+                     Qt::AlignCenter | Qt::TextDontClip, QStringLiteral("N"));
     painter.restore();
 }
 

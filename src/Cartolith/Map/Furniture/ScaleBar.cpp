@@ -20,7 +20,8 @@ struct Unit {
     const char* name;
 };
 
-constexpr Unit metricUnits[] = {{1000.0, "\u00A0km"}, {1.0, "\u00A0m"}, {0.01, "\u00A0cm"}, {0.001, "\u00A0mm"}};
+constexpr Unit metricUnits[] = {
+    {1000.0, "\u00A0km"}, {1.0, "\u00A0m"}, {0.01, "\u00A0cm"}, {0.001, "\u00A0mm"}};
 constexpr Unit imperialUnits[] = {{1609.344, "\u00A0mi"}, {0.3048, "\u00A0ft"}, {0.0254, "\u00A0in"}};
 constexpr Unit degreeUnits[] = {{1.0, "°"}, {1.0 / 60.0, "′"}, {1.0 / 3600.0, "″"}};
 
@@ -79,11 +80,11 @@ ScaleBar::ScaleBar(double groundPerPixel, ScaleUnits units, double longest, int 
         }
         QStringList texts = NumberText::alike(values);
         texts.first() = QStringLiteral("0");
+        texts.last() += QString::fromUtf8(unit->name);
         double widest = 0.0;
         for (const QString& text : std::as_const(texts)) {
             widest = std::max(widest, metrics.horizontalAdvance(text));
         }
-        texts.last() += QString::fromUtf8(unit->name);
         m_ticks.clear();
         for (int i = 0; i <= parts; ++i) {
             m_ticks.append({round.value * unit->size * i / parts / groundPerPixel, texts.at(i)});
@@ -117,13 +118,13 @@ void ScaleBar::draw(QPainter& painter, QPointF topLeft, const SheetColours& colo
         painter.drawText(QRectF(bar.left() + tick.pixels - width, topLeft.y(), 2.0 * width, letters * 1.3),
                          Qt::AlignCenter | Qt::TextSingleLine, tick.label);
         // One part is halved, so that it shows as a bar.
-        const double end = m_ticks.size() == 2   ? tick.pixels + length() / 2.0
+        const double end = m_ticks.size() == 2      ? tick.pixels + length() / 2.0
                            : i + 1 < m_ticks.size() ? m_ticks.at(i + 1).pixels
                                                     : tick.pixels;
         if (i % 2 == 0 && i + 1 < m_ticks.size()) {
-            painter.fillRect(QRectF(QPointF(bar.left() + tick.pixels, bar.top()),
-                                    QPointF(bar.left() + end, bar.bottom())),
-                             colours.ink);
+            painter.fillRect(
+                QRectF(QPointF(bar.left() + tick.pixels, bar.top()), QPointF(bar.left() + end, bar.bottom())),
+                colours.ink);
         }
     }
     painter.restore();

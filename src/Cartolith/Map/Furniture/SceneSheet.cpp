@@ -5,6 +5,7 @@
 #include <Cartolith/Map/LegendBounds.h>
 #include <Cartolith/Map/MapPreparation.h>
 #include <Cartolith/Map/MapScene.h>
+#include <Cartolith/Map/MapSheet.h>
 
 #include <chrono>
 #include <new>
@@ -30,9 +31,8 @@ LegendContent contentOf(const Layers::GisLayerVector& layer, LegendCounts counts
     } else {
         content.kind = layer.shapeType();
         content.title = isOneStyle ? QString() : layer.name();
-        const auto items = renderer != nullptr
-                               ? renderer->legendItems()
-                               : QList<GisSymbolLegendItem>{{layer.name(), layer.style()}};
+        const auto items = renderer != nullptr ? renderer->legendItems()
+                                               : QList<GisSymbolLegendItem>{{layer.name(), layer.style()}};
         for (const GisSymbolLegendItem& item : items) {
             if (item.enabled) {
                 content.rows.append({isOneStyle ? layer.name() : item.label, item.style, -1, item.isDefault});
@@ -67,8 +67,8 @@ std::optional<LegendContent> contentOf(Layers::GisLayerGdalRaster& layer) {
         return std::nullopt;
     }
     const auto [least, greatest] = layer.stretchBounds(style.band());
-    const Symbology::GisColorRamp grey(QStringLiteral("Grey"), {{0.0, QStringLiteral("#000000")},
-                                                                {1.0, QStringLiteral("#FFFFFF")}});
+    const Symbology::GisColorRamp grey(QStringLiteral("Grey"),
+                                       {{0.0, QStringLiteral("#000000")}, {1.0, QStringLiteral("#FFFFFF")}});
     const bool isRamp = style.rendering() == GisRasterStyle::Rendering::Ramp;
     return LegendContent::of(isRamp ? style.ramp() : grey, isRamp && style.isReversed(), least, greatest,
                              layer.name());
@@ -97,16 +97,22 @@ QList<SheetLegend> legendsOf(const MapScene& scene, const MapView& view, LegendC
     return legends;
 }
 
-QList<QImage> insetPictures(MapScene& scene, const QList<MapView>& views) {
+QList<QImage> insetPictures(MapScene& scene, const MapSheet& sheet) {
     QList<QImage> pictures;
-    for (const MapView& view : views) {
+    for (const SheetItem& item : sheet.description().items) {
+        if (item.kind != SheetItem::Kind::Inset) {
+            continue;
+        }
+        const MapView& view = sheet.insetViews().at(pictures.size());
         MapPreparation preparation(scene, view);
         while (!preparation.step(std::chrono::hours(1))) {
         }
         QList<MapRenderJob::Layer> layers;
         for (qsizetype i = 0; i < scene.count(); ++i) {
             const MapScene::Entry& entry = scene.entry(i);
-            if (scene.isDrawn(entry, view)) {
+            const bool isWanted = item.layers.isEmpty() ||
+                                  (entry.layer != nullptr && item.layers.contains(entry.layer->name()));
+            if (isWanted && scene.isDrawn(entry, view)) {
                 layers.append({scene.snapshot(i), entry.opacity, entry.blend, entry.casing});
             }
         }

@@ -8,6 +8,7 @@
 
 namespace Cartolith::Map {
 class MapScene;
+class MapSheet;
 class MapView;
 } // namespace Cartolith::Map
 
@@ -25,8 +26,7 @@ enum class LegendCounts { Shown, Left };
 CARTOLITH_MAP_EXPORT QList<SheetLegend> legendsOf(const MapScene& scene, const MapView& view,
                                                   LegendCounts counts);
 
-/// The scene in each of the views, without labels. Layers that cannot be read are left out.
-/// \throws std::bad_alloc
-CARTOLITH_MAP_EXPORT QList<QImage> insetPictures(MapScene& scene, const QList<MapView>& views);
+/// The inset maps of a sheet, without labels. Layers that cannot be read are left out. \throws std::bad_alloc
+CARTOLITH_MAP_EXPORT QList<QImage> insetPictures(MapScene& scene, const MapSheet& sheet);
 
 } // namespace Cartolith::Map::Furniture

@@ -97,7 +97,8 @@ void readPage(Members& members, SheetDescription& sheet) {
     if (members.has("pixels")) {
         double pixels[2] = {};
         numbersOf(members, "pixels", pixels, 64.0, mostPixels);
-        sheet.size = QSizeF(std::round(pixels[0]), std::round(pixels[1])) * (millimetersPerInch / sheet.dotsPerInch);
+        sheet.size =
+            QSizeF(std::round(pixels[0]), std::round(pixels[1])) * (millimetersPerInch / sheet.dotsPerInch);
     } else if (members.isArray("page")) {
         double page[2] = {};
         numbersOf(members, "page", page, 10.0, widestPage);
@@ -172,6 +173,22 @@ void readMap(Members& members, SheetDescription& sheet) {
     }
 }
 
+QStringList layersOf(Members& members) {
+    const QString where = members.where("layers");
+    const QJsonArray layers = members.array("layers");
+    if (layers.size() > mostItems) {
+        fail(where, text("there are more than 1,000 names."));
+    }
+    QStringList names;
+    for (const QJsonValue layer : layers) {
+        if (!layer.isString()) {
+            fail(where, text("texts are expected."));
+        }
+        names.append(layer.toString());
+    }
+    return names;
+}
+
 SheetItem itemFrom(const QJsonValue& value, const QString& where) {
     using Kind = SheetItem::Kind;
     Members members(value, where);
@@ -186,8 +203,9 @@ SheetItem itemFrom(const QJsonValue& value, const QString& where) {
                        {"legend", Kind::Legend},
                        {"inset", Kind::Inset}},
                       item.kind);
-    item.of = oneOf(members, "of",
-                    {Named<SheetItem::Of>{"map", SheetItem::Of::Map}, {"page", SheetItem::Of::Page}}, item.of);
+    item.of =
+        oneOf(members, "of", {Named<SheetItem::Of>{"map", SheetItem::Of::Map}, {"page", SheetItem::Of::Page}},
+              item.of);
     item.anchor = oneOf(members, "at",
                         {Named<QPointF>{"topLeft", {0.0, 0.0}},
                          {"top", {0.5, 0.0}},
@@ -229,19 +247,13 @@ SheetItem itemFrom(const QJsonValue& value, const QString& where) {
                             {"degrees", ScaleUnits::Degrees}},
                            item.units);
         break;
-    case Kind::Legend: {
+    case Kind::Legend:
         item.text = members.string("title").left(longestText);
-        const QJsonArray layers = members.array("layers");
-        if (layers.size() > mostItems) {
-            fail(members.where("layers"), text("there are more than 1,000 names."));
-        }
-        for (const QJsonValue layer : layers) {
-            item.layers.append(layer.toString());
-        }
+        item.layers = layersOf(members);
         item.hasCounts = members.boolean("counts", item.hasCounts);
         break;
-    }
     case Kind::Inset:
+        item.layers = layersOf(members);
         item.extent = extentOf(members);
         break;
     case Kind::NorthArrow:

@@ -38,11 +38,11 @@ struct CARTOLITH_MAP_EXPORT SheetItem {
 
     QString text;
     bool isBold = false;
-    bool isFaint = false;            ///< in the colour of small print
+    bool isFaint = false; ///< in the colour of small print
     Qt::Alignment align = Qt::AlignLeft;
     ScaleUnits units = ScaleUnits::Metric;
-    QStringList layers = {};         ///< in a legend; all when empty
-    bool hasCounts = false;          ///< in a legend
+    QStringList layers = {};          ///< in a legend or an inset map; all when empty
+    bool hasCounts = false;           ///< in a legend
     Core::Shapes::GisExtent extent{}; ///< of an inset map; all of the scene when empty
 };
 
@@ -57,9 +57,9 @@ struct CARTOLITH_MAP_EXPORT SheetDescription {
         double scaleDenominator = 0.0; ///< 0 shows the extent as large as it can be
         double rotation = 0.0;         ///< degrees, clockwise
         GraticuleLines graticule = GraticuleLines::Below;
-        double step = 0.0;           ///< of the graticule, degrees; 0 is chosen
-        bool hasDegrees = false;     ///< around the frame, which lies within the place then
-        double degreeLetters = 2.4;  ///< millimetres
+        double step = 0.0;          ///< of the graticule, degrees; 0 is chosen
+        bool hasDegrees = false;    ///< around the frame, which lies within the place then
+        double degreeLetters = 2.4; ///< millimetres
         bool hasFrame = true;
     };
 

@@ -14,7 +14,8 @@ namespace Cartolith::Map::Furniture::Internal {
 namespace {
 
 QRectF inUnits(const QRectF& millimeters) {
-    return {millimeters.topLeft() * SheetUnits::perMillimeter, millimeters.size() * SheetUnits::perMillimeter};
+    return {millimeters.topLeft() * SheetUnits::perMillimeter,
+            millimeters.size() * SheetUnits::perMillimeter};
 }
 
 } // namespace
@@ -71,9 +72,8 @@ double SheetItems::padding(const SheetItem& item) {
 }
 
 QRectF SheetItems::placeOf(const SheetDescription& sheet, const SheetItem& item, QSizeF size) {
-    const QRectF reference = item.of == SheetItem::Of::Map
-                                 ? frameOf(sheet)
-                                 : inUnits(QRectF({0.0, 0.0}, sheet.size));
+    const QRectF reference =
+        item.of == SheetItem::Of::Map ? frameOf(sheet) : inUnits(QRectF({0.0, 0.0}, sheet.size));
     const QPointF anchor = item.anchor;
     const QPointF inset = item.inset * SheetUnits::perMillimeter;
     const double more = 2.0 * padding(item);
@@ -102,10 +102,10 @@ ScaleBar SheetItems::scaleBarOf(const SheetItem& item) const {
     constexpr double usual = 50.0; // millimetres
     const double longest = roomOf(item, {usual * SheetUnits::perMillimeter, 0.0}).width();
     const double ratio = m_view.devicePixelRatio();
-    const double perPixel =
-        item.units != ScaleUnits::Degrees ? ScaleBar::metersPerPixel(m_view, GroundScale(m_system))
-        : m_system != nullptr && m_system->isGeographic() ? m_view.unitsPerPixel()
-                                                          : 0.0;
+    const double perPixel = item.units != ScaleUnits::Degrees
+                                ? ScaleBar::metersPerPixel(m_view, GroundScale(m_system))
+                            : m_system != nullptr && m_system->isGeographic() ? m_view.unitsPerPixel()
+                                                                              : 0.0;
     return {perPixel * ratio, item.units, longest, SheetUnits::letters(item.letters)};
 }
 
@@ -118,7 +118,8 @@ QStringList SheetItems::problems() const {
                 problems.append(QStringLiteral("no north arrow: ") + arrow.problem());
             }
         } else if (item.kind == SheetItem::Kind::ScaleBar && scaleBarOf(item).ticks().isEmpty()) {
-            problems.append(QStringLiteral("no scale bar: the middle of the map has no scale in these units"));
+            problems.append(
+                QStringLiteral("no scale bar: the middle of the map has no scale in these units"));
         }
     }
     return problems;
@@ -153,10 +154,7 @@ void SheetItems::draw(QPainter& painter, const QList<QImage>& insets) const {
 void SheetItems::drawBox(QPainter& painter, const SheetItem& item, const QRectF& place) const {
     if (item.hasBox) {
         const double by = padding(item);
-        QColor paper = m_sheet.colours.paper;
-        constexpr float opacity = 0.88F; // the map goes on below
-        paper.setAlphaF(opacity);
-        painter.setBrush(paper);
+        painter.setBrush(m_sheet.colours.paper);
         painter.setPen(QPen(m_sheet.colours.faintInk, 0.6));
         painter.drawRect(place.adjusted(-by, -by, by, by));
     }
@@ -169,8 +167,9 @@ void SheetItems::drawText(QPainter& painter, const SheetItem& item) const {
     const QSizeF most = roomOf(item, {std::max(1.0, room - 2.0 * beside), page.height()});
     const QFont font = sheetFont(SheetUnits::letters(item.letters), item.isBold);
     const double line = font.pixelSize() * lineHeight;
-    const QStringList lines = wrapped(item.text, font, most.width(),
-                                      std::max<qsizetype>(1, static_cast<qsizetype>(most.height() / line + 1e-6)));
+    const QStringList lines =
+        wrapped(item.text, font, most.width(),
+                std::max<qsizetype>(1, static_cast<qsizetype>(most.height() / line + 1e-6)));
     const QFontMetricsF metrics(font);
     double width = 0.0;
     for (const QString& text : lines) {

@@ -80,7 +80,8 @@ SheetDescription standardSheet(const MapSheet::Options& options) {
         legend.size = QSizeF(options.size.width() * widest, inner.height()) * millimeters;
         const LegendStack stack(legends, options.colours, legend.size * SheetUnits::perMillimeter,
                                 SheetUnits::letters(legend.letters));
-        inner.rwidth() -= std::ceil(stack.size().width() / (SheetUnits::perMillimeter * millimeters) + margin);
+        inner.rwidth() -=
+            std::ceil(stack.size().width() / (SheetUnits::perMillimeter * millimeters) + margin);
         sheet.items.append(legend);
         if (!options.graticule) {
             sheet.colours.sea = sheet.colours.paper; // what samples lie on
