@@ -20,6 +20,13 @@ namespace Cartolith::Map::Furniture {
 
 namespace {
 
+/// As places too small for the map are hidden.
+bool drawsNothing(const Layers::GisLayerStyle& style, Shapes::GisShapeType kind) {
+    return kind == Shapes::GisShapeType::Point      ? style.pointSize() <= 0.0F
+           : kind == Shapes::GisShapeType::Polyline ? style.lineWidth() <= 0.0F
+                                                    : style.lineWidth() <= 0.0F && style.fillOpacity() <= 0;
+}
+
 LegendContent contentOf(const Layers::GisLayerVector& layer, LegendCounts counts) {
     const GisSymbolRenderer* const renderer = layer.symbolRenderer();
     const bool isOneStyle =
@@ -45,6 +52,8 @@ LegendContent contentOf(const Layers::GisLayerVector& layer, LegendCounts counts
             }
         }
     }
+    content.rows.removeIf(
+        [&content](const LegendContent::Row& row) { return drawsNothing(row.style, content.kind); });
     if (counts == LegendCounts::Left) {
         for (LegendContent::Row& row : content.rows) {
             row.count = -1;

@@ -19,7 +19,7 @@ enum class LegendCounts { Shown, Left };
 
 /// The legends of what a scene shows in that view, the topmost layer first; layers that are hidden or not
 /// open, and pictures in colours of their own, have none. Each has the layer's name as its title, a layer of
-/// one style has it beside its sample.
+/// one style has it beside its sample. Classes that are drawn as nothing are left out.
 ///
 /// Counting looks at all features in memory. Of layers that read what is asked, nothing is counted.
 /// \throws std::runtime_error when a raster cannot be read
