@@ -9,6 +9,7 @@
 #include <Cartolith/Map/MapSheet.h>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 /// One FILE of a map.
@@ -30,6 +31,7 @@ struct RenderOptions {
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system; ///< null without --crs
     Cartolith::Core::Shapes::GisExtent extent;
     Cartolith::Map::MapSheet::Options sheet;
+    std::optional<Cartolith::Map::Furniture::SheetDescription> described; ///< takes the place of sheet
     QList<Cartolith::Core::Shapes::GisShapePoint> identify;
     bool quiet = false;
 

@@ -45,6 +45,7 @@ Legend::Legend(LegendContent content, const SheetColours& colours, QSizeF room, 
         if (m_shown == classRows()) {
             break;
         }
+        m_isWhole = false;
     }
 }
 
@@ -103,11 +104,19 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     m_shown = classes <= deepest * columns ? classes : deepest * columns - 1;
     m_perColumn = std::min(deepest, std::max<qsizetype>(1, (classes + columns - 1) / columns));
 
-    double width = static_cast<double>(columns) * m_columnStep - apart;
+    m_rows = classes > 0 ? static_cast<double>(m_perColumn) * m_row : 0.0;
+    const bool isGradient = m_content.gradient.size() > 1 && classes > 1;
+    if (isGradient) {
+        // Neighbouring labels are a row apart, the first and the last stand out by half a row.
+        const double step = std::abs(m_content.rows.at(0).place - m_content.rows.at(1).place);
+        m_rows = std::max(m_row, std::min(m_row / std::max(step, 0.02) + m_row, room.height() - head - foot));
+        m_shown = classes;
+    }
+
+    double width = static_cast<double>(isGradient ? 1 : columns) * m_columnStep - apart;
     width = std::max(width, widthOf(m_titleFont, m_content.title));
     width = std::max(width, widthOf(m_smallFont, m_content.smallPrint));
-    m_size = {std::min(width, room.width()),
-              std::min(head + static_cast<double>(m_perColumn) * m_row + foot, room.height())};
+    m_size = {std::min(width, room.width()), std::min(head + m_rows + foot, room.height())};
 }
 
 void Legend::drawSample(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const {
@@ -141,6 +150,41 @@ void Legend::drawSample(QPainter& painter, const LegendContent::Row& row, const 
     }
 }
 
+void Legend::drawLabel(QPainter& painter, const QString& text, const QRectF& place) const {
+    painter.setFont(m_font);
+    painter.setPen(m_colours.ink);
+    painter.drawText(place.adjusted(0, 0, 1, 0), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
+                     elided(m_font, text, place.width()));
+}
+
+void Legend::drawGradient(QPainter& painter, const QRectF& place) const {
+    const double letters = m_font.pixelSize();
+    const QRectF bar(place.left() + 0.5, place.top() + m_row * 0.5, std::round(1.5 * letters),
+                     place.height() - m_row);
+    QLinearGradient gradient(bar.bottomLeft(), bar.topLeft());
+    const auto last = static_cast<double>(m_content.gradient.size() - 1);
+    for (qsizetype i = 0; i < m_content.gradient.size(); ++i) {
+        gradient.setColorAt(static_cast<double>(i) / last, m_content.gradient.at(i));
+    }
+    painter.fillRect(bar, gradient);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(m_colours.faintInk, 0.7));
+    painter.drawRect(bar);
+    double above = -m_row; // where the last label stands
+    for (const LegendContent::Row& row : m_content.rows) {
+        const double at = bar.bottom() - std::clamp(row.place, 0.0, 1.0) * bar.height();
+        if (row.isDefault || at - above < m_row * 0.9) {
+            continue;
+        }
+        above = at;
+        painter.setPen(QPen(m_colours.faintInk, 0.7));
+        painter.drawLine(QPointF(bar.right(), at), QPointF(bar.right() + letters * 0.3, at));
+        drawLabel(
+            painter, row.label,
+            QRectF(place.left() + 2.0 * letters + letters * 0.6, at - m_row / 2.0, m_labelWidth, m_row));
+    }
+}
+
 void Legend::drawRow(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const {
     const double letters = m_font.pixelSize();
     const double gap = letters * 0.6;
@@ -148,11 +192,8 @@ void Legend::drawRow(QPainter& painter, const LegendContent::Row& row, const QRe
     const QRectF sample(std::round(place.left()) + 0.5, std::round(place.center().y() - letters * 0.5) + 0.5,
                         std::round(m_sample) - 1.0, letters);
     drawSample(painter, row, sample);
-    painter.setFont(m_font);
-    painter.setPen(m_colours.ink);
     const QRectF label(place.left() + m_sample + gap, place.top(), m_labelWidth, place.height());
-    painter.drawText(label.adjusted(0, 0, 1, 0), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
-                     elided(m_font, row.label, label.width()));
+    drawLabel(painter, row.label, label);
     painter.setPen(m_colours.faintInk);
     painter.drawText(QRectF(label.right() + gap, place.top(), m_countWidth, place.height()),
                      Qt::AlignVCenter | Qt::AlignRight | Qt::TextSingleLine, countText(row));
@@ -180,7 +221,11 @@ void Legend::draw(QPainter& painter, QPointF topLeft) const {
         return QRectF(topLeft.x() + static_cast<double>(column) * m_columnStep,
                       top + static_cast<double>(row) * m_row, m_column, m_row);
     };
-    for (qsizetype i = 0; i < m_shown; ++i) {
+    const bool isGradient = m_content.gradient.size() > 1 && classRows() > 1;
+    if (isGradient) {
+        drawGradient(painter, QRectF(topLeft.x(), top, m_column, m_rows));
+    }
+    for (qsizetype i = 0; i < m_shown && !isGradient; ++i) {
         drawRow(painter, m_content.rows.at(i), place(i));
     }
     if (m_shown < classRows()) {
@@ -189,7 +234,7 @@ void Legend::draw(QPainter& painter, QPointF topLeft) const {
         painter.drawText(place(m_shown), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
                          elided(m_font, remainder(), m_column));
     }
-    top += static_cast<double>(m_perColumn) * m_row;
+    top += m_rows;
     if (hasDefault()) {
         top += defaultApart * m_row;
         drawRow(painter, m_content.rows.constLast(), QRectF(topLeft.x(), top, m_column, m_row));

@@ -139,7 +139,11 @@ LegendContent LegendContent::of(const Symbology::GisColorRamp& ramp, bool revers
     const QStringList texts = NumberText::alike(values);
     for (qsizetype i = 0; i < values.size(); ++i) {
         const double place = greatest > least ? (values.at(i) - least) / (greatest - least) : 0.5;
-        content.rows.append({texts.at(i), sampleOf(ramp.colorAt(place, reversed)), -1});
+        content.rows.append({texts.at(i), sampleOf(ramp.colorAt(place, reversed)), -1, false, place});
+    }
+    constexpr int colours = 128; // more than eyes tell apart
+    for (int i = 0; i < colours && values.size() > 1; ++i) {
+        content.gradient.append(QColor(ramp.colorAt(i / (colours - 1.0), reversed)));
     }
     return content;
 }

@@ -6,6 +6,7 @@
 #include <Cartolith/Map/Export.h>
 #include <Cartolith/Map/SymbolPainter.h>
 
+#include <QColor>
 #include <QList>
 #include <QString>
 
@@ -25,10 +26,13 @@ struct CARTOLITH_MAP_EXPORT LegendContent {
         qsizetype count = 0;    ///< features drawn so; below 0 when nothing is counted
         bool isDefault = false; ///< features that are in no class
         bool isSize = false;    ///< stands for a size, so the sample is as large as on the map
+        double place = 0.0;     ///< of a label beside the gradient: 0 is its lower end, 1 its upper one
     };
 
     QString title;
     QList<Row> rows; ///< in the renderer's order, the default last
+    /// Not empty for a bar of colours, from the lower end to the upper one, that the rows label.
+    QList<QColor> gradient = {};
     QString smallPrint;
     LineCasing casing;
     Core::Shapes::GisShapeType kind = Core::Shapes::GisShapeType::Polygon;
@@ -44,7 +48,8 @@ struct CARTOLITH_MAP_EXPORT LegendContent {
 
     /// Of what a raster is coloured by: a row for each class, one for each colour, nothing counted.
     static LegendContent of(const LegendBounds& bounds, const QList<QString>& colours, const QString& title);
-    /// A continuous ramp: its colours at round values between the two, the greatest first.
+    /// A continuous ramp: a gradient, labelled at round values between the two, the greatest first. A single
+    /// value has a row alone.
     static LegendContent of(const Core::Symbology::GisColorRamp& ramp, bool reversed, double least,
                             double greatest, const QString& title);
 };

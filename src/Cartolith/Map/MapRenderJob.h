@@ -47,6 +47,7 @@ public:
         double scaleDenominator = qQNaN();
         /// Of earlier pictures of the same map; may be null.
         std::shared_ptr<LabelMemory> labelMemory = nullptr;
+        bool hasLabels = true; ///< an overview beside a map does without
     };
 
     /// What became of a label.
