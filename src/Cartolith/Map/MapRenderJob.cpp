@@ -1,6 +1,7 @@
 #include <Cartolith/Map/LabelMemory.h>
 #include <Cartolith/Map/MapRenderJob.h>
 #include <Cartolith/Map/PictureBlendInternal.h>
+#include <Cartolith/Map/SelectionDrawingInternal.h>
 #include <Cartolith/Map/SnapshotDrawingInternal.h>
 #include <Cartolith/Map/SnapshotLabelsInternal.h>
 
@@ -93,6 +94,11 @@ public:
         while (drawing.draw(canvas, [this] { return attention.load(std::memory_order_relaxed) == 0; })) {
             leaveWhereCancelled();
             layerProgress.store(drawing.progress(), std::memory_order_relaxed);
+            show(canvas.image());
+        }
+        Internal::SelectionDrawing selection(snapshot, view, layer.selected);
+        while (selection.draw(canvas, [this] { return attention.load(std::memory_order_relaxed) == 0; })) {
+            leaveWhereCancelled();
             show(canvas.image());
         }
         show(canvas.image());

@@ -1,3 +1,4 @@
+#include <Cartolith/Map/SaneSizeInternal.h>
 #include <Cartolith/Map/SnapshotDrawingInternal.h>
 
 #include <algorithm>
@@ -9,18 +10,13 @@ namespace Cartolith::Map::Internal {
 
 namespace {
 
-constexpr double widest = 10000.0;   // pixels; sizes may come from a file
 constexpr qsizetype together = 1024; // markers, from one question whether to go on to the next
-
-double sane(double size) {
-    return size > 0.0 ? std::min(size, widest) : 0.0;
-}
 
 /// The view, and as much around it as the widest symbol reaches in.
 Shapes::GisExtent visibleWith(const LayerSnapshot& snapshot, const MapView& view) {
     double reach = 1.0;
     for (const GisLayerStyle& style : snapshot.styles()) {
-        reach = std::max(reach, sane(style.pointSize()) + 4.0 * sane(style.lineWidth()) + 2.0);
+        reach = std::max(reach, saneSize(style.pointSize()) + 4.0 * saneSize(style.lineWidth()) + 2.0);
     }
     const double margin = reach * view.devicePixelRatio() * view.unitsPerPixel();
     return view.pictureExtent().inflate(margin, margin);
@@ -38,7 +34,7 @@ SnapshotDrawing::SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& v
         look.fill = QColor(style.fillColor());
         look.fill.setAlpha(look.fill.alpha() * std::clamp(style.fillOpacity(), 0, 255) / 255);
         look.line.color = QColor(style.lineColor());
-        look.line.width = sane(style.lineWidth()) * m_pixels;
+        look.line.width = saneSize(style.lineWidth()) * m_pixels;
         if (casing.lines.contains(style.lineColor())) {
             look.casing = look.line;
             look.casing->color = casing.colour;
@@ -62,8 +58,8 @@ const Raster::MarkerStamp& SnapshotDrawing::markerOf(qsizetype style) {
     Look& look = m_looks[static_cast<std::size_t>(style)];
     if (!look.marker) {
         const GisLayerStyle& from = m_snapshot.styles().at(style);
-        look.marker.emplace(sane(from.pointSize()) * m_pixels, QColor(from.pointColor()),
-                            sane(from.lineWidth()) * m_pixels, QColor(from.lineColor()));
+        look.marker.emplace(saneSize(from.pointSize()) * m_pixels, QColor(from.pointColor()),
+                            saneSize(from.lineWidth()) * m_pixels, QColor(from.lineColor()));
     }
     return *look.marker;
 }
