@@ -40,6 +40,10 @@ std::optional<LayerSnapshot::Kind> ShapesOnMap::take(const Shapes::GisShape& sha
     return parts().coordinates.empty() ? std::nullopt : kind;
 }
 
+bool ShapesOnMap::hasOthers() const {
+    return isElsewhere() && (m_cut.isCut || m_cut.coordinates.size() != m_read.coordinates.size());
+}
+
 std::span<const double> ShapesOnMap::vertices() {
     if (!isElsewhere()) {
         return m_read.coordinates;

@@ -40,7 +40,9 @@ public:
     std::optional<LayerSnapshot::Kind> take(const Core::Shapes::GisShape& shape);
     /// The ends count vertices.
     const Core::CoordinateSystems::CutParts& parts() const { return isElsewhere() ? m_cut : m_read; }
-    /// x and y of the vertices of the shape that was taken, without those that bends and cuts put in.
+    /// Whether parts() may have vertices that the shape does not have, which bends and cuts put in.
+    bool hasOthers() const;
+    /// x and y of the shape's own vertices.
     std::span<const double> vertices();
 
     /// Around what the layer has in a box of the map, in its own units; none where it can have nothing there.

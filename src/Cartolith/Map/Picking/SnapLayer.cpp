@@ -223,7 +223,8 @@ void SnapLayer::take(const Shapes::GisShape& shape, qint64 id) {
 
 void SnapLayer::addEdges(LayerSnapshot::Kind kind, quint32 feature) {
     m_vertices.clear();
-    if (m_shapes->isElsewhere()) { // bends and cuts have put in others
+    const bool hasOthers = m_shapes->hasOthers();
+    if (hasOthers) {
         const std::span<const double> own = m_shapes->vertices();
         for (std::size_t i = 0; i < own.size() / 2; ++i) {
             m_vertices.push_back(vertexAt(own, static_cast<qsizetype>(i)));
@@ -231,8 +232,7 @@ void SnapLayer::addEdges(LayerSnapshot::Kind kind, quint32 feature) {
         std::sort(m_vertices.begin(), m_vertices.end(), isBefore);
     }
     const auto isVertex = [&](QPointF place) {
-        return !m_shapes->isElsewhere() ||
-               std::binary_search(m_vertices.cbegin(), m_vertices.cend(), place, isBefore);
+        return !hasOthers || std::binary_search(m_vertices.cbegin(), m_vertices.cend(), place, isBefore);
     };
     const CoordinateSystems::CutParts& parts = m_shapes->parts();
     qsizetype first = 0;

@@ -39,9 +39,8 @@ public:
     void look(const SnapLayer& layer) {
         constexpr std::size_t most = 20'000;
         layer.tree().visit(m_place, m_farthest, most, [&](const SnapItem& item, double distance) {
-            if (m_kinds.testFlag(SnapKind::Vertex) && m_vertex.item != nullptr &&
-                distance >= m_vertex.distance) {
-                return false; // nothing that follows is better
+            if (isSettled(distance)) {
+                return false;
             }
             take(layer, item, distance);
             return true;
@@ -71,6 +70,19 @@ private:
         double distance = 0.0;
     };
     static constexpr std::size_t mostEdges = 256;
+
+    /// Whether nothing at that distance or farther is better.
+    bool isSettled(double distance) const {
+        const auto isDone = [&](SnapKind kind, const Found& found) {
+            return !m_kinds.testFlag(kind) || (found.item != nullptr && distance >= found.distance);
+        };
+        if (m_kinds.testFlag(SnapKind::Vertex)) {
+            return isDone(SnapKind::Vertex, m_vertex);
+        }
+        const bool hasEdges = m_edges.size() == mostEdges && distance >= m_edges.front().distance;
+        return (hasEdges || !m_kinds.testFlag(SnapKind::Crossing)) && isDone(SnapKind::Centre, m_centre) &&
+               isDone(SnapKind::Segment, m_segment);
+    }
 
     void offer(Found& best, const SnapLayer& layer, const SnapItem& item, QPointF place) const {
         const double distance = lengthOf(place - m_place);
