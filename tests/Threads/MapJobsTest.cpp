@@ -1,5 +1,6 @@
 #include "Map/TestLayers.h"
 
+#include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
 #include <Cartolith/Map/MapPreparation.h>
 #include <Cartolith/Map/MapScene.h>
@@ -148,22 +149,23 @@ TEST(MapJobs, PreparationsAreCancelledFromElsewhere) {
     cancelled(snapper);
 }
 
-// A host that writes into the pixels of a picture instead of into a copy: what it was given is shared with the
-// job. Run by scripts/threads alone, which is to find that out.
+// A host that edits a layer of which a snapshot is being made on another thread: what snapshots are there to
+// make needless. Run by scripts/threads alone, which is to find it out.
 TEST(MapJobs, DISABLED_PlantedRace) {
     std::mt19937 random(5);
     MapScene scene;
     fill(scene, random, false);
-    const auto job = prepared(scene);
-    job->run();
-    std::thread reader([&job] {
+    Layers::GisLayer& layer = *scene.entry(0).layer;
+    const auto& points = dynamic_cast<Layers::GisLayerVector&>(layer).items();
+    std::thread reader([&layer] {
         for (int i = 0; i < 20; ++i) {
-            static_cast<void>(job->compose());
+            LayerSnapshotBuilder builder(layer, view, nullptr);
+            while (!builder.step(std::chrono::seconds(1))) {
+            }
         }
     });
-    for (int i = 0; i < 20; ++i) {
-        const QImage picture = job->compose();
-        const_cast<uchar*>(picture.constBits())[1000] = static_cast<uchar>(i);
+    for (int i = 0; i < 2000; ++i) {
+        dynamic_cast<Shapes::GisShapePoint&>(*points[static_cast<std::size_t>(i) % points.size()]).setX(i);
     }
     reader.join();
 }
