@@ -64,6 +64,13 @@ public:
         }
         return value.toString(missing);
     }
+    QColor colour(const char* name, QColor missing) {
+        const QString value = string(name, missing.name(QColor::HexArgb));
+        if (!QColor::isValidColor(value)) { // of which Qt would make black, and print it
+            fail(where(name), QStringLiteral("\"%1\" is no colour.").arg(value.left(40)));
+        }
+        return QColor(value);
+    }
     bool boolean(const char* name, bool missing) {
         const QJsonValue value = take(name);
         if (!value.isUndefined() && !value.isBool()) {
@@ -131,6 +138,9 @@ Source sourceOf(const Layers::GisLayer& layer) {
 }
 
 bool isFile(const QString& path) {
+    if (path.contains(QChar(u'\0'))) { // of which Qt would print that it is no name
+        return false;
+    }
     const QFileInfo info(path);
     return info.isFile() || info.isDir(); // no device, which may never end
 }
@@ -269,7 +279,7 @@ private:
     static void readCasing(Members& members, LineCasing& casing) {
         if (members.has("casing")) {
             Members from(members.object("casing"), members.where("casing"));
-            casing.colour = QColor(from.string("color"));
+            casing.colour = from.colour("color", casing.colour);
             for (const QJsonValue line : from.array("lines")) {
                 casing.lines.append(line.toString());
             }
@@ -387,8 +397,7 @@ MapScene::Loaded MapScene::load(const QString& path, Sources sources) {
             fail(text("map"), text("this is no map file of version 1."));
         }
         Loaded loaded;
-        const QString background = members.string("background", text("#00000000"));
-        loaded.scene.setBackground(QColor(background));
+        loaded.scene.setBackground(members.colour("background", Qt::transparent));
         if (members.has("crs")) {
             const QString where = members.where("crs");
             loaded.scene.setCoordinateSystem(systemFrom(members.string("crs"), where));

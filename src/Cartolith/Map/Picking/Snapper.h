@@ -84,6 +84,7 @@ public:
     void setView(const MapView& view);
 
     /// Works for about that long, looking at the clock after each shape and each 2,000 edges to be sorted.
+    /// The first one for a layer in another system also makes the way from there, as CuttingTransformer.
     /// True when there is nothing left to do.
     bool step(std::chrono::milliseconds budget);
     /// From any thread: the next step does nothing, one that is under way ends soon.
