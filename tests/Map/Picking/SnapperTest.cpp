@@ -69,6 +69,7 @@ TEST(Snapper, FindsTheBestKindAndOfThatTheNearest) {
         {"a point", {42, 12}, 4, Snapper::allKinds, "1 41.0 12.0 of 3"},
         {"a crossing", {39, 9}, 2, Snapper::allKinds, "2 40.0 10.0 of 1"},
         {"not where lines go on", {41, 31}, 4, SnapKind::Crossing, ""},
+        {"that alone, beside a vertex", {39, 9}, 4, SnapKind::Crossing, "2 40.0 10.0 of 1"},
         {"half way along a line", {69, 11}, 2, Snapper::allKinds, "4 70.0 10.0 of 1"},
         {"the centroid, without the hole", {21.5, 61.5}, 2, Snapper::allKinds, "4 20.8 60.8 of 1"},
         {"the edge that closes a ring", {61, 70}, 2, Snapper::allKinds, "8 60.0 70.0 of 2"},

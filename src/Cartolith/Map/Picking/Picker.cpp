@@ -48,7 +48,6 @@ double farthestReach(const Layers::GisLayer& layer) {
     return reach;
 }
 
-/// Both of the map, or null.
 using System = std::shared_ptr<CoordinateSystem>;
 
 } // namespace

@@ -92,13 +92,16 @@ private:
     }
 
     void take(const SnapLayer& layer, const SnapItem& item, double distance) {
-        if ((item.flags & SnapItem::StartIsVertex) != 0) {
+        const auto hasWanted = [&](SnapKind kind, SnapItem::Flag flag) {
+            return m_kinds.testFlag(kind) && (item.flags & flag) != 0;
+        };
+        if (hasWanted(SnapKind::Vertex, SnapItem::StartIsVertex)) {
             offer(m_vertex, layer, item, item.from);
         }
-        if ((item.flags & SnapItem::EndIsVertex) != 0) {
+        if (hasWanted(SnapKind::Vertex, SnapItem::EndIsVertex)) {
             offer(m_vertex, layer, item, item.to);
         }
-        if ((item.flags & SnapItem::IsCentre) != 0) {
+        if (hasWanted(SnapKind::Centre, SnapItem::IsCentre)) {
             offer(m_centre, layer, item, item.from);
         }
         if ((item.flags & SnapItem::IsEdge) == 0) {

@@ -44,7 +44,7 @@ struct Snap {
     QPointF place;         ///< in map units
     double distance = 0.0; ///< in pixels of the device
     std::shared_ptr<Core::Layers::GisLayer> layer;
-    qint64 featureId = 0; ///< as LayerSnapshot::id()
+    qint64 featureId = 0; ///< as LayerSnapshot::id(); of a crossing one of the two
 };
 
 /// Draws the mouse to vertices, crossings, centres and edges of vector layers, in the map's coordinate
@@ -57,7 +57,7 @@ struct Snap {
 /// It searches an index of its own: 48 bytes for each edge and centre, and twice that while it is made. When
 /// content or coordinate system of a layer change, that layer is begun anew by the next step(); until it is
 /// done, its places are not found, those of the others are. Layers that read as asked are indexed for what
-/// the view shows, up to a million features.
+/// the view shows, up to a million features, but not while they have edits that are not saved.
 ///
 /// Everything happens on the thread of the layers, but cancel().
 class CARTOLITH_MAP_EXPORT Snapper {
