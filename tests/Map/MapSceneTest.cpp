@@ -208,6 +208,8 @@ TEST_F(MapSceneFile, OfStrangersIsRefusedOrReported) {
         {head + R"("layres": []})", "map: there is no member \"layres\"", ""},
         {head + R"("layers": [7]})", "map.layers[0]: an object is expected", ""},
         {head + R"("layers": [{"kind": "exec"}]})", "map.layers[0].kind: \"exec\" is none of", ""},
+        {head + R"("background": "no"})", "map.background: \"no\" is no colour", ""},
+        {head + R"("layers": [{"kind": "raster", "name": "n", "source": "a\u0000b"}]})", "", "n: a"},
         {head + R"("crs": "nowhere"})", "map.crs: 'nowhere' is not", ""},
         {head + R"("view": {"centerX": 0, "centerY": 0, "unitsPerPixel": 1e308, "width": 1e9, "height": 1}})",
          "map.view: there is no such view", ""},

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <QColor>
 #include <QJsonArray>
 #include <QJsonObject>
 #include <QJsonValue>
@@ -39,6 +40,13 @@ public:
             fail(where(name), text("a text is expected."));
         }
         return value.toString(missing);
+    }
+    QColor colour(const char* name, QColor missing) {
+        const QString value = string(name, missing.name(QColor::HexArgb));
+        if (!QColor::isValidColor(value)) { // of which Qt would make black, and print it
+            fail(where(name), QStringLiteral("\"%1\" is no colour.").arg(value.left(40)));
+        }
+        return QColor(value);
     }
     bool boolean(const char* name, bool missing) {
         const QJsonValue value = take(name);

@@ -63,7 +63,8 @@ public:
     /// @{
     qsizetype count() const { return static_cast<qsizetype>(m_data->features.size()) - 1; }
     Kind kind(qsizetype i) const { return feature(i).kind; }
-    /// The source's, where the layer has one; else the shape's.
+    /// The source's, where the layer has one; else the shape's. Of a shape that is not in its layer's source
+    /// yet, the shape's with a minus.
     qint64 id(qsizetype i) const { return feature(i).id; }
     /// x and y in turn, of this and the shapes that follow it up to `end`.
     std::span<const double> coordinates(qsizetype i, qsizetype end) const {

@@ -4,10 +4,9 @@
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerRaster.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
-#include <Cartolith/Core/Shapes/GisShapePolygon.h>
-#include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
+#include <Cartolith/Map/FlatShapeInternal.h>
 #include <Cartolith/Map/Labels/LabelStyle.h>
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
 #include <Cartolith/Map/Projection.h>
@@ -201,8 +200,7 @@ public:
             return false;
         }
         if (const GisShape* const shape = items[position++].get()) {
-            const qint64 id = vector->featureId(*shape).value_or(shape->id());
-            take(*shape, id);
+            take(*shape, Internal::featureIdOf(*vector, *shape));
         }
         return true;
     }
@@ -224,31 +222,12 @@ public:
         std::vector<qsizetype>& ends = projector == nullptr ? data->partEnds : read.ends;
         read.coordinates.clear();
         read.ends.clear();
-        const std::size_t before = coordinates.size();
-        const auto takeParts = [&](const QList<QList<GisShapePoint>>& parts) {
-            for (const QList<GisShapePoint>& part : parts) {
-                for (const GisShapePoint& vertex : part) {
-                    coordinates.push_back(vertex.x());
-                    coordinates.push_back(vertex.y());
-                }
-                ends.push_back(static_cast<qsizetype>((coordinates.size() - before) / 2));
-            }
-        };
-        if (const auto* const point = dynamic_cast<const GisShapePoint*>(&shape)) {
-            feature.kind = LayerSnapshot::Kind::Point;
-            coordinates.push_back(point->x());
-            coordinates.push_back(point->y());
-            ends.push_back(1);
-        } else if (const auto* const line = dynamic_cast<const Shapes::GisShapePolyline*>(&shape)) {
-            feature.kind = LayerSnapshot::Kind::Line;
-            takeParts(line->parts());
-        } else if (const auto* const area = dynamic_cast<const Shapes::GisShapePolygon*>(&shape)) {
-            feature.kind = LayerSnapshot::Kind::Area;
-            takeParts(area->parts());
-        } else {
+        const auto kind = Internal::appendFlat(shape, coordinates, ends);
+        if (!kind) {
             ++data->leftOut;
             return;
         }
+        feature.kind = *kind;
         if (projector != nullptr && !takeProjected(feature.kind)) {
             ++data->leftOut;
             return;
@@ -263,14 +242,7 @@ public:
 
     /// What was read, in the map's system; false when nothing of it is left there.
     bool takeProjected(LayerSnapshot::Kind kind) {
-        CoordinateSystems::CuttingTransformer& cutting = projector->cutting();
-        if (kind == LayerSnapshot::Kind::Point) {
-            cutting.points(read.coordinates, read.ends, cut);
-        } else if (kind == LayerSnapshot::Kind::Line) {
-            cutting.lines(read.coordinates, read.ends, cut);
-        } else {
-            cutting.rings(read.coordinates, read.ends, cut);
-        }
+        Internal::cutFlat(projector->cutting(), kind, read, cut);
         data->coordinates.insert(data->coordinates.end(), cut.coordinates.cbegin(), cut.coordinates.cend());
         if (!cut.coordinates.empty()) {
             data->partEnds.insert(data->partEnds.end(), cut.ends.cbegin(), cut.ends.cend());

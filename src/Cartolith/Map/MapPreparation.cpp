@@ -2,6 +2,7 @@
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
 #include <Cartolith/Map/MapPreparation.h>
 #include <Cartolith/Map/MapSceneInternal.h>
+#include <Cartolith/Map/Picking/SelectionSet.h>
 
 #include <algorithm>
 #include <atomic>
@@ -91,6 +92,9 @@ std::unique_ptr<MapRenderJob> MapPreparation::job() const {
     for (const MapScene::Private::Kept& kept : d->scene.d->entries) {
         if (d->scene.isDrawn(kept.entry, d->view) && !(kept.snapshot == LayerSnapshot())) {
             layers.append({kept.snapshot, kept.entry.opacity, kept.entry.blend, kept.entry.casing});
+            if (d->scene.selection() != nullptr) {
+                layers.last().selected = d->scene.selection()->ids(kept.entry.layer);
+            }
         }
     }
     MapRenderJob::Options options;

@@ -1,6 +1,7 @@
 #include <Cartolith/Map/LabelMemory.h>
 #include <Cartolith/Map/MapRenderJob.h>
 #include <Cartolith/Map/PictureBlendInternal.h>
+#include <Cartolith/Map/SelectionDrawingInternal.h>
 #include <Cartolith/Map/SnapshotDrawingInternal.h>
 #include <Cartolith/Map/SnapshotLabelsInternal.h>
 
@@ -95,6 +96,11 @@ public:
             layerProgress.store(drawing.progress(), std::memory_order_relaxed);
             show(canvas.image());
         }
+        Internal::SelectionDrawing selection(snapshot, view, layer.selected);
+        while (selection.draw(canvas, [this] { return attention.load(std::memory_order_relaxed) == 0; })) {
+            leaveWhereCancelled();
+            show(canvas.image());
+        }
         show(canvas.image());
     }
 
@@ -126,8 +132,7 @@ public:
 
     void drawLabels() {
         const auto hasLabels = [](const Layer& layer) { return layer.snapshot.hasLabels(); };
-        if (size.isEmpty() || !options.hasLabels ||
-            std::none_of(layers.cbegin(), layers.cend(), hasLabels)) {
+        if (size.isEmpty() || !options.hasLabels || std::none_of(layers.cbegin(), layers.cend(), hasLabels)) {
             return;
         }
         const auto memory =

@@ -10,6 +10,7 @@
 #include <QColor>
 #include <QImage>
 #include <QList>
+#include <QSet>
 
 #include <memory>
 
@@ -37,6 +38,9 @@ public:
         double opacity = 1.0; ///< of the layer as a whole, 0 to 1
         LayerBlend blend = LayerBlend::Normal;
         LineCasing casing = {};
+        /// Ids of the snapshot's shapes that are drawn again over the others, with their styles' selected
+        /// lines.
+        QSet<qint64> selected = {};
     };
 
     struct Options {

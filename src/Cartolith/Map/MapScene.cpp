@@ -122,6 +122,14 @@ void MapScene::move(qsizetype from, qsizetype to) {
     }
 }
 
+const std::shared_ptr<const Picking::SelectionSet>& MapScene::selection() const {
+    return d->selection;
+}
+
+void MapScene::setSelection(std::shared_ptr<const Picking::SelectionSet> selection) {
+    d->selection = std::move(selection);
+}
+
 GisExtent MapScene::extent() {
     GisExtent all;
     for (Private::Kept& kept : d->entries) {

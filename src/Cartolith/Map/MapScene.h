@@ -29,6 +29,9 @@ class GroundScale;
 class LabelMemory;
 class LayerSnapshot;
 class MapPreparation;
+namespace Picking {
+class SelectionSet;
+}
 
 /// The layers of a map in drawing order, the coordinate system that they are drawn in, and the view.
 ///
@@ -84,6 +87,11 @@ public:
     void remove(qsizetype position);
     void move(qsizetype from, qsizetype to);
     /// @}
+
+    /// What of the layers is drawn as selected; null for nothing. It may change from picture to picture,
+    /// which makes no snapshot anew. Not saved.
+    const std::shared_ptr<const Picking::SelectionSet>& selection() const;
+    void setSelection(std::shared_ptr<const Picking::SelectionSet> selection);
 
     /// Of all layers, also hidden ones, in map units. Takes what is in memory there, as draw() does.
     /// \throws std::runtime_error when a layer has no place in the map's coordinate system

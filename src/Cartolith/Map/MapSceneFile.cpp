@@ -63,6 +63,9 @@ Source sourceOf(const Layers::GisLayer& layer) {
 }
 
 bool isFile(const QString& path) {
+    if (path.contains(QChar(u'\0'))) { // of which Qt would print that it is no name
+        return false;
+    }
     const QFileInfo info(path);
     return info.isFile() || info.isDir(); // no device, which may never end
 }
@@ -201,7 +204,7 @@ private:
     static void readCasing(Members& members, LineCasing& casing) {
         if (members.has("casing")) {
             Members from(members.object("casing"), members.where("casing"));
-            casing.colour = QColor(from.string("color"));
+            casing.colour = from.colour("color", casing.colour);
             for (const QJsonValue line : from.array("lines")) {
                 casing.lines.append(line.toString());
             }
@@ -319,8 +322,7 @@ MapScene::Loaded MapScene::load(const QString& path, Sources sources) {
             fail(text("map"), text("this is no map file of version 1."));
         }
         Loaded loaded;
-        const QString background = members.string("background", text("#00000000"));
-        loaded.scene.setBackground(QColor(background));
+        loaded.scene.setBackground(members.colour("background", Qt::transparent));
         if (members.has("crs")) {
             const QString where = members.where("crs");
             loaded.scene.setCoordinateSystem(systemFrom(members.string("crs"), where));

@@ -31,6 +31,7 @@ public:
     MapView view;
     QColor background = Qt::transparent;
     std::vector<Kept> entries;
+    std::shared_ptr<const Picking::SelectionSet> selection;
     std::shared_ptr<LabelMemory> labelMemory = std::make_shared<LabelMemory>();
 };
 

@@ -1,3 +1,4 @@
+#include <Cartolith/Map/SaneSizeInternal.h>
 #include <Cartolith/Map/SvgMarker.h>
 #include <Cartolith/Map/Symbol.h>
 
@@ -15,14 +16,9 @@ using Cartolith::Core::Layers::MarkerShape;
 
 namespace Cartolith::Map {
 
+using Internal::saneSize;
+
 namespace {
-
-constexpr double widest = 10000.0; // pixels; sizes may come from a file
-
-/// NaN is none.
-double sane(double size) {
-    return size > 0.0 ? std::min(size, widest) : 0.0;
-}
 
 Raster::LineCap capOf(Core::Layers::LineCap cap) {
     switch (cap) {
@@ -142,7 +138,7 @@ std::shared_ptr<const SvgMarker> svgOf(const GisLayerStyle& style) {
 } // namespace
 
 Symbol::Symbol(const GisLayerStyle& style, double pixels, const LineCasing& others) {
-    const auto size = [pixels](double ofStyle) { return sane(sane(ofStyle) * pixels); };
+    const auto size = [pixels](double ofStyle) { return saneSize(saneSize(ofStyle) * pixels); };
     fill.color = QColor(style.fillColor());
     fill.color.setAlpha(fill.color.alpha() * std::clamp(style.fillOpacity(), 0, 255) / 255);
     fill.pattern.kind = patternOf(style.fillPattern());
@@ -265,7 +261,7 @@ QPen Symbol::penOf(const Raster::Stroke& stroke) {
         for (const double dash : stroke.dashes) {
             constexpr double dot =
                 1e-3; // of a width: Qt, which counts in these, leaves out what has no length
-            dashes.append(std::max(sane(dash) / stroke.width, dot));
+            dashes.append(std::max(saneSize(dash) / stroke.width, dot));
             all += dashes.constLast();
         }
     }

@@ -156,6 +156,7 @@ TEST(PdfGeoreference, RefusesWhatItCannotExtend) {
         {"compressed table", good.first(good.size() - 30) + "\nstartxref\n9\n%%EOF", "no plain cross-reference"},
         {"circle", changed("/Root", ("/Prev " + table + " /Root").constData()), "in a circle"},
         {"pages in a circle", changed("/Kids \n[\n6 0 R", "/Kids \n[\n3 0 R"), "no tree"},
+        {"a bracket that nobody opened", changed("/Kids", "/Kid]"), "a bracket is missing"},
         {"endless brackets",
          good + "\nxref\ntrailer\n" + QByteArray(100'000, '[') + "\nstartxref\n" + QByteArray::number(good.size()) +
              "\n",

@@ -79,21 +79,27 @@ public:
     QByteArrayView value() {
         skipSpace();
         const qint64 from = m_place;
-        qint64 depth = 0;
+        QByteArray open; // brackets, the innermost last
         qint64 end = from;
         while (true) {
             const QByteArrayView token = next();
             if (token.isEmpty()) {
                 refuse("it ends within a value");
             }
-            depth += token == "[" || token == "<<" ? 1 : token == "]" || token == ">>" ? -1 : 0;
+            if (token == "[" || token == "<<") {
+                open += token.front();
+            } else if (token == "]" || token == ">>") {
+                if (!open.endsWith(token == "]" ? '[' : '<')) {
+                    refuse("a bracket is missing");
+                }
+                open.chop(1);
+            }
             end = m_place;
-            if (depth > 0) {
+            if (!open.isEmpty()) {
                 continue;
             }
             const QByteArrayView following = peek();
-            const bool goesOn = depth == 0 && token.front() >= '0' && token.front() <= '9' &&
-                                !following.isEmpty() &&
+            const bool goesOn = token.front() >= '0' && token.front() <= '9' && !following.isEmpty() &&
                                 ((following.front() >= '0' && following.front() <= '9') || following == "R");
             if (!goesOn) {
                 return m_bytes.sliced(from, end - from);
