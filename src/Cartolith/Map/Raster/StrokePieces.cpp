@@ -6,6 +6,8 @@
 
 namespace Cartolith::Map::Raster::Internal {
 
+using Map::Internal::Watch;
+
 namespace {
 
 QPointF directionOf(QPointF a, QPointF b) {
@@ -49,7 +51,7 @@ struct Corner {
 
 /// One stretch without gaps; no vertex is where the one before is.
 void addStretch(StrokeMask& mask, std::span<const QPointF> points, bool isClosed, const Stroke& stroke,
-                double radius) {
+                double radius, const Watch& watch) {
     const std::size_t count = points.size();
     if (count == 1) {
         if (stroke.cap == LineCap::Round) {
@@ -61,6 +63,7 @@ void addStretch(StrokeMask& mask, std::span<const QPointF> points, bool isClosed
     const std::size_t segments = isClosed && count > 2 ? count : count - 1;
     const bool hasEnds = segments < count;
     for (std::size_t i = 0; i < segments; ++i) {
+        watch.every(std::size_t{8}, i);
         const QPointF a = points[i];
         const QPointF b = points[(i + 1) % count];
         const bool isFirst = hasEnds && i == 0;
@@ -151,8 +154,9 @@ private:
 
 /// Walks along the points and cuts them into stretches; steps over what is out of the canvas.
 void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed, const Stroke& stroke,
-               double radius, DashPosition dash) {
+               double radius, DashPosition dash, const Watch& watch) {
     std::vector<QPointF> stretch;
+    std::size_t stretches = 0;
     const auto append = [&](QPointF p) {
         if (stretch.empty() || stretch.back() != p) {
             stretch.push_back(p);
@@ -160,12 +164,14 @@ void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed,
     };
     const auto finish = [&] {
         if (!stretch.empty()) {
-            addStretch(mask, stretch, false, stroke, radius);
+            watch.every(std::size_t{8}, stretches++);
+            addStretch(mask, stretch, false, stroke, radius, watch);
         }
         stretch.clear();
     };
     const std::size_t segments = isClosed ? points.size() : points.size() - 1;
     for (std::size_t i = 0; i < segments; ++i) {
+        watch.every(std::size_t{1024}, i);
         const QPointF a = points[i];
         const QPointF b = points[(i + 1) % points.size()];
         const double length = std::hypot(b.x() - a.x(), b.y() - a.y());
@@ -212,11 +218,11 @@ void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed,
 } // namespace
 
 void addStroke(StrokeMask& mask, const std::vector<QPointF>& points, bool isClosed, const Stroke& stroke,
-               double width) {
+               double width, const Watch& watch) {
     constexpr double widest = 1e5;
     const double radius = std::clamp(width, 1.0, widest) * 0.5;
     if (stroke.dashes.isEmpty()) {
-        addStretch(mask, points, isClosed, stroke, radius);
+        addStretch(mask, points, isClosed, stroke, radius, watch);
         return;
     }
     std::vector<double> dashes;
@@ -230,9 +236,9 @@ void addStroke(StrokeMask& mask, const std::vector<QPointF>& points, bool isClos
     constexpr double shortest = 0.1; // pixels: nobody sees shorter ones, and they would have no end
     if (!(period >= shortest * static_cast<double>(dashes.size())) || !std::isfinite(stroke.dashOffset) ||
         points.size() < 2) {
-        addStretch(mask, points, isClosed, stroke, radius);
+        addStretch(mask, points, isClosed, stroke, radius, watch);
     } else {
-        addDashes(mask, points, isClosed, stroke, radius, {dashes, period, stroke.dashOffset});
+        addDashes(mask, points, isClosed, stroke, radius, {dashes, period, stroke.dashOffset}, watch);
     }
 }
 
