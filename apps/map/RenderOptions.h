@@ -30,7 +30,7 @@ struct RenderOptions {
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system; ///< null without --crs
     Cartolith::Core::Shapes::GisExtent extent;
     Cartolith::Map::MapSheet::Options sheet;
-    QList<Cartolith::Core::Shapes::GisShapePoint> identify;
+    QStringList identify; ///< degrees, or map units where the map has no system
     bool quiet = false;
 
     /// \throws UsageError, and std::runtime_error for what cannot be written, before any file is read
