@@ -61,9 +61,17 @@ bool SnapshotDrawing::nextRound() {
 const Raster::MarkerStamp& SnapshotDrawing::markerOf(qsizetype style) {
     Look& look = m_looks[static_cast<std::size_t>(style)];
     if (!look.marker) {
+        constexpr qsizetype budget = qsizetype{64} << 20; // bytes
+        if (m_markerBytes > budget) {
+            for (Look& other : m_looks) {
+                other.marker.reset();
+            }
+            m_markerBytes = 0;
+        }
         const GisLayerStyle& from = m_snapshot.styles().at(style);
         look.marker.emplace(sane(from.pointSize()) * m_pixels, QColor(from.pointColor()),
                             sane(from.lineWidth()) * m_pixels, QColor(from.lineColor()));
+        m_markerBytes += look.marker->bytes();
     }
     return *look.marker;
 }

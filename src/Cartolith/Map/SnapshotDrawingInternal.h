@@ -62,6 +62,7 @@ private:
     const Core::Shapes::GisExtent m_visible; ///< with what reaches in from outside
     const double m_pixels;                   ///< of the device, for each of a style's
     std::vector<Look> m_looks;
+    qsizetype m_markerBytes = 0;
     std::vector<Dot> m_dots; // of each pixel, when the first is asked for
     quint32 m_larger = 0;    // shapes drawn
     int m_rounds = 1;        ///< two where lines have casings, which lie below all of them

@@ -16,16 +16,19 @@ MarkerStamp::MarkerStamp(double diameter, QColor color, double outlineWidth, QCo
     }
     m_reach = static_cast<int>(std::ceil(radius + half + 0.5));
     m_side = 2 * m_reach + 2;
-    m_pixels.reserve(static_cast<qsizetype>(steps) * steps * m_side * m_side);
+    constexpr int large = 128; // pixels
+    constexpr int larger = 360;
+    m_drawn = m_side <= large ? steps : m_side <= larger ? steps / 2 : 1;
+    m_pixels.reserve(static_cast<qsizetype>(m_drawn) * m_drawn * m_side * m_side);
     const auto share = [](double value) {
         return static_cast<std::uint32_t>(Internal::levelOf(std::clamp(value, 0.0, 1.0)));
     };
     const QRgb inside = qPremultiply(color.rgba());
     const QRgb around = qPremultiply(outlineColor.rgba());
-    for (int stepY = 0; stepY < steps; ++stepY) {
-        for (int stepX = 0; stepX < steps; ++stepX) {
-            const double x = m_reach + (stepX + 0.5) / steps;
-            const double y = m_reach + (stepY + 0.5) / steps;
+    for (int stepY = 0; stepY < m_drawn; ++stepY) {
+        for (int stepX = 0; stepX < m_drawn; ++stepX) {
+            const double x = m_reach + (stepX + 0.5) / m_drawn;
+            const double y = m_reach + (stepY + 0.5) / m_drawn;
             for (int row = 0; row < m_side; ++row) {
                 for (int column = 0; column < m_side; ++column) {
                     const double distance = std::hypot(column + 0.5 - x, row + 0.5 - y);
