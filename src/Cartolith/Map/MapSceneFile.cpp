@@ -44,6 +44,14 @@ QString text(const char* latin1) {
     throw std::runtime_error(QStringLiteral("%1: %2").arg(where, what).toStdString());
 }
 
+QColor colourFrom(const QString& name, const QString& where) {
+    const QColor colour(name);
+    if (!colour.isValid()) {
+        fail(where, QStringLiteral("\"%1\" is no colour.").arg(name.left(40)));
+    }
+    return colour;
+}
+
 /// The members of an object, each taken once, so that those that are not known are found.
 class Members {
 public:
@@ -269,8 +277,11 @@ private:
     static void readCasing(Members& members, LineCasing& casing) {
         if (members.has("casing")) {
             Members from(members.object("casing"), members.where("casing"));
-            casing.colour = QColor(from.string("color"));
+            casing.colour = colourFrom(from.string("color"), from.where("color"));
             for (const QJsonValue line : from.array("lines")) {
+                if (!line.isString()) {
+                    fail(from.where("lines"), text("a list of texts is expected."));
+                }
                 casing.lines.append(line.toString());
             }
             from.refuseOthers();
@@ -307,13 +318,21 @@ private:
 };
 
 QJsonObject viewJson(const MapView& view) {
-    return {{text("centerX"), view.center().x()},
-            {text("centerY"), view.center().y()},
-            {text("unitsPerPixel"), view.unitsPerPixel()},
-            {text("rotation"), view.rotation()},
-            {text("width"), view.frame().width()},
-            {text("height"), view.frame().height()},
-            {text("devicePixelRatio"), view.devicePixelRatio()}};
+    QJsonObject json{{text("centerX"), view.center().x()},
+                     {text("centerY"), view.center().y()},
+                     {text("unitsPerPixel"), view.unitsPerPixel()},
+                     {text("rotation"), view.rotation()},
+                     {text("width"), view.frame().width()},
+                     {text("height"), view.frame().height()},
+                     {text("devicePixelRatio"), view.devicePixelRatio()}};
+    if (const QPointF corner = view.frame().topLeft(); corner != QPointF()) {
+        json.insert(text("left"), corner.x());
+        json.insert(text("top"), corner.y());
+    }
+    if (view.dotsPerInch() != view.withDotsPerInch(0.0).dotsPerInch()) {
+        json.insert(text("dotsPerInch"), view.dotsPerInch());
+    }
+    return json;
 }
 
 MapView viewFrom(const QJsonValue& value, const QString& where) {
@@ -324,6 +343,8 @@ MapView viewFrom(const QJsonValue& value, const QString& where) {
     const double rotation = members.number("rotation", 0.0);
     const QRectF frame(0.0, 0.0, members.number("width", nan), members.number("height", nan));
     const double ratio = members.number("devicePixelRatio", 1.0);
+    const QPointF corner(members.number("left", 0.0), members.number("top", 0.0));
+    const double dotsPerInch = members.number("dotsPerInch", 0.0);
     members.refuseOthers();
     const double right = frame.width() * scale / 2.0;
     const double up = frame.height() * scale / 2.0;
@@ -331,7 +352,10 @@ MapView viewFrom(const QJsonValue& value, const QString& where) {
     const MapView view = flat.rotated(rotation, frame.center());
     // The ratio multiplies the frame, which is that of the device already.
     const MapView result = view.inFrame({0.0, 0.0, frame.width() / ratio, frame.height() / ratio});
-    const MapView scaled = result.zoomed(1.0 / ratio, result.frame().center()).withDevicePixelRatio(ratio);
+    const MapView scaled = result.zoomed(1.0 / ratio, result.frame().center())
+                               .withDevicePixelRatio(ratio)
+                               .inFrame(frame.translated(corner))
+                               .withDotsPerInch(dotsPerInch);
     if (!scaled.isUsable()) {
         fail(where, text("there is no such view."));
     }
@@ -388,7 +412,7 @@ MapScene::Loaded MapScene::load(const QString& path, Sources sources) {
         }
         Loaded loaded;
         const QString background = members.string("background", text("#00000000"));
-        loaded.scene.setBackground(QColor(background));
+        loaded.scene.setBackground(colourFrom(background, members.where("background")));
         if (members.has("crs")) {
             const QString where = members.where("crs");
             loaded.scene.setCoordinateSystem(systemFrom(members.string("crs"), where));
