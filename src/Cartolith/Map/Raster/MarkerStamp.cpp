@@ -31,7 +31,9 @@ MarkerStamp::MarkerStamp(double diameter, QColor color, double outlineWidth, QCo
             const double y = m_reach + (stepY + 0.5) / m_drawn;
             for (int row = 0; row < m_side; ++row) {
                 for (int column = 0; column < m_side; ++column) {
-                    const double distance = std::hypot(column + 0.5 - x, row + 0.5 - y);
+                    const double right = column + 0.5 - x;
+                    const double down = row + 0.5 - y;
+                    const double distance = std::sqrt(right * right + down * down); // hypot() is a call
                     QRgb pixel =
                         Internal::scaled(inside, share(radius > 0.0 ? radius + 0.5 - distance : 0.0));
                     if (half > 0.0) {
