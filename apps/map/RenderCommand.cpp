@@ -95,6 +95,10 @@ MapScene loadMap(const RenderOptions& options, StepLog& log) {
     for (const QString& problem : std::as_const(loaded.problems)) {
         log.answer("missing", problem);
     }
+    if (loaded.scene.view().rotation() != 0.0) {
+        log.answer("north", QStringLiteral("the map was turned by %1 degrees; it is drawn with north up")
+                                .arg(loaded.scene.view().rotation()));
+    }
     if (options.system != nullptr) {
         loaded.scene.setCoordinateSystem(options.system);
         loaded.scene.setView({}); // its numbers are of another system
@@ -210,6 +214,11 @@ int Commands::render(const QStringList& arguments) {
         scene = loadMap(options, log);
     }
     const std::shared_ptr<CoordinateSystem> system = scene.coordinateSystem();
+    QList<GisShapePoint> places;
+    for (const QString& place : std::as_const(options.identify)) {
+        places.append(system != nullptr ? Arguments::lonLat("identify", place)
+                                        : Arguments::place("identify", place));
+    }
 
     // Picture.
     const MapSheet sheet = sheetOf(scene, layers, options);
@@ -235,7 +244,7 @@ int Commands::render(const QStringList& arguments) {
         log.done("save", options.saveMap);
     }
 
-    for (const GisShapePoint& place : options.identify) {
+    for (const GisShapePoint& place : std::as_const(places)) {
         log.answer("identify",
                    QStringLiteral("%1, %2: %3")
                        .arg(QString::number(place.x()), QString::number(place.y()),

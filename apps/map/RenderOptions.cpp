@@ -222,9 +222,9 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     options.sheet.degrees = parser.isSet("degrees");
     options.sheet.northArrow = parser.isSet("north");
     options.sheet.scaleBar = scaleBarOf(parser);
-    const QStringList places = parser.values("identify");
-    for (const QString& place : places) {
-        options.identify.append(Arguments::lonLat("identify", place));
+    options.identify = parser.values("identify");
+    for (const QString& place : std::as_const(options.identify)) {
+        Arguments::place("identify", place);
     }
     options.quiet = parser.isSet("quiet");
     const qint64 most = parser.isSet("at-most") ? Arguments::whole("at-most", parser.value("at-most"), 1,

@@ -32,7 +32,7 @@ struct RenderOptions {
     Cartolith::Core::Shapes::GisExtent extent;
     Cartolith::Map::MapSheet::Options sheet;
     std::optional<Cartolith::Map::Furniture::SheetDescription> described; ///< takes the place of sheet
-    QList<Cartolith::Core::Shapes::GisShapePoint> identify;
+    QStringList identify; ///< degrees, or map units where the map has no system
     bool quiet = false;
 
     /// \throws UsageError, and std::runtime_error for what cannot be written, before any file is read

@@ -206,6 +206,9 @@ private:
             Members from(members.object("casing"), members.where("casing"));
             casing.colour = from.colour("color", casing.colour);
             for (const QJsonValue line : from.array("lines")) {
+                if (!line.isString()) {
+                    fail(from.where("lines"), text("a list of texts is expected."));
+                }
                 casing.lines.append(line.toString());
             }
             from.refuseOthers();
@@ -242,13 +245,21 @@ private:
 };
 
 QJsonObject viewJson(const MapView& view) {
-    return {{text("centerX"), view.center().x()},
-            {text("centerY"), view.center().y()},
-            {text("unitsPerPixel"), view.unitsPerPixel()},
-            {text("rotation"), view.rotation()},
-            {text("width"), view.frame().width()},
-            {text("height"), view.frame().height()},
-            {text("devicePixelRatio"), view.devicePixelRatio()}};
+    QJsonObject json{{text("centerX"), view.center().x()},
+                     {text("centerY"), view.center().y()},
+                     {text("unitsPerPixel"), view.unitsPerPixel()},
+                     {text("rotation"), view.rotation()},
+                     {text("width"), view.frame().width()},
+                     {text("height"), view.frame().height()},
+                     {text("devicePixelRatio"), view.devicePixelRatio()}};
+    if (const QPointF corner = view.frame().topLeft(); corner != QPointF()) {
+        json.insert(text("left"), corner.x());
+        json.insert(text("top"), corner.y());
+    }
+    if (view.dotsPerInch() != view.withDotsPerInch(0.0).dotsPerInch()) {
+        json.insert(text("dotsPerInch"), view.dotsPerInch());
+    }
+    return json;
 }
 
 MapView viewFrom(const QJsonValue& value, const QString& where) {
@@ -259,6 +270,8 @@ MapView viewFrom(const QJsonValue& value, const QString& where) {
     const double rotation = members.number("rotation", 0.0);
     const QRectF frame(0.0, 0.0, members.number("width", nan), members.number("height", nan));
     const double ratio = members.number("devicePixelRatio", 1.0);
+    const QPointF corner(members.number("left", 0.0), members.number("top", 0.0));
+    const double dotsPerInch = members.number("dotsPerInch", 0.0);
     members.refuseOthers();
     const double right = frame.width() * scale / 2.0;
     const double up = frame.height() * scale / 2.0;
@@ -266,7 +279,10 @@ MapView viewFrom(const QJsonValue& value, const QString& where) {
     const MapView view = flat.rotated(rotation, frame.center());
     // The ratio multiplies the frame, which is that of the device already.
     const MapView result = view.inFrame({0.0, 0.0, frame.width() / ratio, frame.height() / ratio});
-    const MapView scaled = result.zoomed(1.0 / ratio, result.frame().center()).withDevicePixelRatio(ratio);
+    const MapView scaled = result.zoomed(1.0 / ratio, result.frame().center())
+                               .withDevicePixelRatio(ratio)
+                               .inFrame(frame.translated(corner))
+                               .withDotsPerInch(dotsPerInch);
     if (!scaled.isUsable()) {
         fail(where, text("there is no such view."));
     }

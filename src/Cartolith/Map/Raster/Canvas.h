@@ -7,6 +7,7 @@
 
 #include <QImage>
 
+#include <functional>
 #include <memory>
 #include <span>
 
@@ -28,9 +29,9 @@ class MarkerStamp;
 /// Coordinates are map units, x and y in turn. Vertices are passed over, to half a pixel, where there are
 /// more of them than pixels that they could touch. A part with a coordinate that is not finite, or more than
 /// 1e12 pixels away, is left out.
-/// Work is linear in vertices and touched pixels, but quadratic in the rings of one area, also of those
-/// beyond the canvas; the same calls give the same bytes. One canvas is used by one thread at a time;
-/// different ones are independent.
+/// Work is linear in vertices and touched pixels; of the n vertices of an area of several rings, n log n. The
+/// same calls give the same bytes. One canvas is used by one thread at a time; different ones are
+/// independent.
 class CARTOLITH_MAP_EXPORT Canvas {
 public:
     /// Over all of the view's pictureFrame(). Without a usable view it has no size, and nothing is drawn.
@@ -39,6 +40,10 @@ public:
     ~Canvas();
     Canvas(Canvas&& other) noexcept;
     Canvas& operator=(Canvas&& other) noexcept;
+
+    /// A function that is called every few milliseconds while something is drawn, and may throw to end that;
+    /// the canvas is then no good but to be destroyed. None by default.
+    void setWatch(std::function<void()> watch);
 
     /// ARGB32_Premultiplied; a shared copy, which what is drawn later does not change.
     QImage image() const;

@@ -6,6 +6,8 @@
 
 namespace Cartolith::Map::Raster::Internal {
 
+using Map::Internal::Watch;
+
 namespace {
 
 QPointF directionOf(QPointF a, QPointF b) {
@@ -62,7 +64,7 @@ void addDot(StrokeMask& mask, QPointF p, const Stroke& stroke, double radius) {
 
 /// One stretch without gaps; no vertex is where the one before is.
 void addStretch(StrokeMask& mask, std::span<const QPointF> points, bool isClosed, const Stroke& stroke,
-                double radius) {
+                double radius, const Watch& watch) {
     const std::size_t count = points.size();
     if (count == 1) {
         addDot(mask, points[0], stroke, radius);
@@ -75,6 +77,7 @@ void addStretch(StrokeMask& mask, std::span<const QPointF> points, bool isClosed
     const bool isCut = stroke.cap == LineCap::Butt || stroke.cap == LineCap::Square;
     const double beyond = stroke.cap == LineCap::Square ? radius : 0.0;
     for (std::size_t i = 0; i < segments; ++i) {
+        watch.every(std::size_t{8}, i);
         QPointF a = points[i];
         QPointF b = points[(i + 1) % count];
         const bool isFirst = hasEnds && i == 0;
@@ -169,8 +172,9 @@ private:
 
 /// Walks along the points and cuts them into stretches; steps over what is out of the canvas.
 void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed, const Stroke& stroke,
-               double radius, DashPosition dash) {
+               double radius, DashPosition dash, const Watch& watch) {
     std::vector<QPointF> stretch;
+    std::size_t stretches = 0;
     const auto append = [&](QPointF p) {
         if (stretch.empty() || stretch.back() != p) {
             stretch.push_back(p);
@@ -178,12 +182,14 @@ void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed,
     };
     const auto finish = [&] {
         if (!stretch.empty()) {
-            addStretch(mask, stretch, false, stroke, radius);
+            watch.every(std::size_t{8}, stretches++);
+            addStretch(mask, stretch, false, stroke, radius, watch);
         }
         stretch.clear();
     };
     const std::size_t segments = isClosed ? points.size() : points.size() - 1;
     for (std::size_t i = 0; i < segments; ++i) {
+        watch.every(std::size_t{1024}, i);
         const QPointF a = points[i];
         const QPointF b = points[(i + 1) % points.size()];
         const double length = std::hypot(b.x() - a.x(), b.y() - a.y());
@@ -230,11 +236,11 @@ void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed,
 } // namespace
 
 void addStroke(StrokeMask& mask, const std::vector<QPointF>& points, bool isClosed, const Stroke& stroke,
-               double width) {
+               double width, const Watch& watch) {
     constexpr double widest = 1e5;
     const double radius = std::clamp(width, 1.0, widest) * 0.5;
     if (stroke.dashes.isEmpty()) {
-        addStretch(mask, points, isClosed, stroke, radius);
+        addStretch(mask, points, isClosed, stroke, radius, watch);
         return;
     }
     std::vector<double> dashes;
@@ -248,9 +254,9 @@ void addStroke(StrokeMask& mask, const std::vector<QPointF>& points, bool isClos
     constexpr double shortest = 0.1; // pixels: nobody sees shorter ones, and they would have no end
     if (!(period >= shortest * static_cast<double>(dashes.size())) || !std::isfinite(stroke.dashOffset) ||
         points.size() < 2) {
-        addStretch(mask, points, isClosed, stroke, radius);
+        addStretch(mask, points, isClosed, stroke, radius, watch);
     } else {
-        addDashes(mask, points, isClosed, stroke, radius, {dashes, period, stroke.dashOffset});
+        addDashes(mask, points, isClosed, stroke, radius, {dashes, period, stroke.dashOffset}, watch);
     }
 }
 
