@@ -156,6 +156,23 @@ TEST_F(PostGisConflicts, HaveThreeValuesAndAreFoundAnew) {
     EXPECT_FALSE(layer.commitEdit()) << "nor deleted unseen";
 }
 
+/// What the layer does not hold is not made null.
+TEST_F(PostGisConflicts, ARowOfTwoGeometriesDoesNotComeBack) {
+    for (const char* const name : {"m", "m(label)"}) {
+        SCOPED_TRACE(name);
+        sql("DROP TABLE IF EXISTS m; CREATE TABLE m (id int PRIMARY KEY, n int, geom geometry(Point,4326), label "
+            "geometry(Point,4326)); INSERT INTO m SELECT 1, 7, geom, geom FROM t LIMIT 1");
+        GisLayerOgrVector layer(m_path, name);
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && sets("n", 8, 1)(layer));
+        EXPECT_EQ(layer.notKept().geometries, 1);
+        sql("DELETE FROM m");
+        ASSERT_FALSE(layer.commitEdit());
+        ASSERT_TRUE(layer.resolveConflict(0, Choice::Ours));
+        EXPECT_FALSE(layer.commitEdit());
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("does not hold it whole"));
+    }
+}
+
 TEST_F(PostGisConflicts, ALockIsWaitedFor) {
     for (const bool isReleased : {true, false}) {
         GisLayerOgrVector layer(m_path, "t");

@@ -104,11 +104,13 @@ public:
         qint64 incomplete = 0; ///< features of which the geometry, or a part of it, could not be read
         /// Features with a text that is not UTF-8: U+FFFD stands for some of its bytes.
         qint64 otherTexts = 0;
-        int defaults = 0; ///< fields with a default value
-        int subtypes = 0; ///< fields of a subtype other than boolean: short integers, JSON...
+        int defaults = 0;   ///< fields with a default value
+        int subtypes = 0;   ///< fields of a subtype other than boolean: short integers, JSON...
+        int geometries = 0; ///< columns of geometry beside the one that is read
 
         bool isAny() const noexcept {
-            return withZ + withM + withCurves + collections + incomplete + otherTexts + defaults + subtypes >
+            return withZ + withM + withCurves + collections + incomplete + otherTexts + defaults + subtypes +
+                       geometries >
                    0;
         }
     };

@@ -34,8 +34,13 @@ using Shapes::GisShape;
 
 namespace {
 
-/// Begins to read a server's table. GDAL takes the system of the first geometry for that of all.
-Internal::ExactTexts beginTable(const Internal::OgrSource& source, OGRLayer& layer) {
+/// Begins to read a server's table: what GDAL does not say of it. GDAL takes the system of the first geometry
+/// for that of all.
+struct TableBegun {
+    Internal::ExactTexts texts = {};
+    int otherGeometries = 0;
+};
+TableBegun beginTable(const Internal::OgrSource& source, OGRLayer& layer) {
     try {
         // What is read of the table in several ways is that of one moment.
         source.dataset().StartTransaction();
@@ -45,7 +50,7 @@ Internal::ExactTexts beginTable(const Internal::OgrSource& source, OGRLayer& lay
             throw std::runtime_error("the geometries of '" + std::string(layer.GetName()) +
                                      "' are in several coordinate systems");
         }
-        return table.exactTexts();
+        return {table.exactTexts(), table.otherGeometries()};
     } catch (const std::runtime_error& error) {
         source.fail(QString::fromUtf8(error.what()));
     }
@@ -84,7 +89,7 @@ bool GisLayerOgrVector::open() {
     OGRLayer& layer = snapshot.layer();
     const auto& stamp = snapshot.stamp();
     const bool isServer = Internal::OgrFormat::isServerOf(source.driverName());
-    Internal::ExactTexts texts = isServer ? beginTable(source, layer) : Internal::ExactTexts();
+    TableBegun table = isServer ? beginTable(source, layer) : TableBegun();
     const ProgressCallback progress = m_progress; // one that replaces itself goes on living here
     const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
     double reported = 0.0;
@@ -118,7 +123,8 @@ bool GisLayerOgrVector::open() {
 
     if (isServer) { // gives rows in any order
         content->sort();
-        content->state.texts = std::move(texts);
+        content->state.texts = std::move(table.texts);
+        content->state.otherGeometries = table.otherGeometries;
         correctYears(*content);
         source.dataset().RollbackTransaction();
     }
@@ -205,6 +211,7 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
     lost.incomplete = m_read->unreadable;
     lost.defaults = m_read->defaults;
     lost.subtypes = m_read->subtypes;
+    lost.geometries = m_read->otherGeometries;
     std::set<qint64> counted; // each once, whatever it is made of
     for (const auto& entry : m_trace->entries()) {
         const Internal::ReadFeature* const found = m_read->features.find(entry.feature);

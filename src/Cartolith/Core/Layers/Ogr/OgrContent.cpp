@@ -47,6 +47,7 @@ OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
     state.fieldNames = OgrDigest::ofFields(layer);
     state.system = OgrDigest::ofSystem(layer);
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
+    state.otherGeometries = std::max(0, schema.GetGeomFieldCount() - 1);
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
         const OGRFieldDefn& field = *schema.GetFieldDefn(i);
         const bool isKept = field.GetSubType() == OFSTNone || field.GetSubType() == OFSTBoolean;

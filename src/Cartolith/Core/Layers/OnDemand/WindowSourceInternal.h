@@ -56,7 +56,6 @@ public:
     void interrupt() { m_snapshot.source().dataset().AbortSQL(); }
 
 private:
-    qint64 countOf(const OgrSource& source);
     enum class Boxes {
         None,    ///< not by an index
         Columns, ///< by OGR's spatial filter, of a rectangle in reading by columns; feature by feature that
