@@ -164,6 +164,11 @@ TEST_F(PostGisValues, AreReadToTheLastDigit) {
         ASSERT_TRUE(layer.resolveConflict(0, Cartolith::Core::Layers::GisEditConflict::Choice::Ours));
         ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
         EXPECT_EQ(x(), before);
+
+        // On demand, too, it is known as the very row that was read.
+        GisLayerOgrOnDemand part(m_path, "vals");
+        ASSERT_TRUE(part.open() && part.beginEdit() && part.deleteShapeEdit(part.shapeForFeatureId(1)->id()));
+        EXPECT_TRUE(part.commitEdit()) << part.lastError().toStdString();
     }
 }
 

@@ -5,6 +5,7 @@
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
+#include <Cartolith/Core/Layers/Ogr/EditConflictsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
@@ -73,7 +74,8 @@ GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerNa
     : GisLayerVector(path), m_layerName(layerName),
       m_provider(std::make_unique<Providers::GisOgrProvider>(path)),
       m_trace(std::make_unique<Internal::FeatureTrace>()), m_read(std::make_unique<Internal::OgrReadState>()),
-      m_sourceState(std::make_unique<Internal::SourceState>()) {}
+      m_sourceState(std::make_unique<Internal::SourceState>()),
+      m_leftOpen(std::make_unique<Internal::EditsLeftOpen>()) {}
 
 GisLayerOgrVector::~GisLayerOgrVector() = default;
 
@@ -174,8 +176,7 @@ bool GisLayerOgrVector::open() {
     *m_sourceState = snapshot.state();
     m_sourceSystem = system;
     m_isUnsafe = false;
-    m_doubtful = {};
-    m_conflicts = {};
+    *m_leftOpen = {};
     m_lastError = {};
     setIsOpen(true);
     m_openedRevision = contentRevision();
@@ -197,8 +198,7 @@ void GisLayerOgrVector::close() {
     m_skipped = {};
     m_sourceSystem.reset();
     m_isUnsafe = false;
-    m_doubtful = {};
-    m_conflicts = {};
+    *m_leftOpen = {};
     m_lastError = {};
 }
 

@@ -139,8 +139,12 @@ bool WindowSource::filterByColumns(const GisExtent& extent) {
     }
 }
 
+bool WindowSource::isServer() const {
+    return OgrFormat::isServerOf(m_driverName);
+}
+
 ServerSelection* WindowSource::selection() {
-    if (!OgrFormat::isServerOf(m_driverName) || !ServerSelection::mayHaveTexts(layer())) {
+    if (!isServer() || !ServerSelection::mayHaveTexts(layer())) {
         return nullptr;
     }
     if (!m_selection) {
@@ -251,6 +255,25 @@ bool WindowSource::readFeature(qint64 id) {
         layer().SetSpatialFilter(nullptr);
     }
     return m_content.readFeature(id);
+}
+
+void WindowSource::readFeatures(const std::vector<qint64>& ids) {
+    if (isServer() && !m_selection) {
+        m_selection.emplace(m_snapshot.source(), layer());
+    }
+    if (!isServer() ||
+        m_selection->select(ServerSelection::isOf(layer(), ids), std::nullopt, false) == nullptr) {
+        for (const qint64 id : ids) {
+            readFeature(id);
+        }
+        return;
+    }
+    const auto end = qScopeGuard([this] {
+        const Common::Internal::GdalErrorCapture errors;
+        m_selection->release();
+    });
+    m_content.readParts({});
+    m_content.readFeatures([](double /*done*/) { return true; }, &*m_selection);
 }
 
 } // namespace Cartolith::Core::Layers::Internal
