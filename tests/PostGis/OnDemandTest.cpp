@@ -20,7 +20,7 @@ protected:
                 "gist (geom)");
         }
     }
-    /// What a layer has in an extent, in the order of the ids.
+    /// What a layer has in an extent.
     static QStringList textsOf(GisLayerVector& layer, const GisExtent& extent) {
         QStringList texts;
         const auto shapes = layer.query(extent);
@@ -31,6 +31,7 @@ protected:
                                   shape->attributeValue("name").toString(), shape->attributeValue("n").toString(),
                                   layer.exactText(*shape, "big")));
         }
+        texts.sort();
         return texts;
     }
     static bool set(GisLayerVector& layer, qint64 id, const char* field, const QVariant& value) {
@@ -51,7 +52,7 @@ TEST_F(PostGisOnDemand, WhatIsEditedStaysWhileOneBrowsesAndIsSaved) {
         GisLayerOgrOnDemand layer(m_path, "m");
         GisLayerOgrVector whole(m_path, "m");
         ASSERT_TRUE(layer.open() && whole.open() && layer.canEdit());
-        layer.setCacheBudget(20'000); // no more than one window
+        layer.setCacheBudget(40'000); // no more than one window
         layer.setFields(hasFields ? std::optional(QStringList{"name"}) : std::nullopt);
         ASSERT_EQ(layer.query(here).size(), 49);
         ASSERT_TRUE(layer.beginEdit() && whole.beginEdit());
@@ -67,7 +68,7 @@ TEST_F(PostGisOnDemand, WhatIsEditedStaysWhileOneBrowsesAndIsSaved) {
         }
         for (const GisExtent& extent : {there, here, there, here}) {
             ASSERT_EQ(textsOf(layer, extent), textsOf(whole, extent));
-            EXPECT_LT(layer.cachedBytes(), 40'000);
+            EXPECT_LT(layer.cachedBytes(), 41'000);
         }
         EXPECT_EQ(layer.shapeForFeatureId(2), held);
         EXPECT_EQ(layer.shapeForFeatureId(5), nullptr);
@@ -89,8 +90,36 @@ TEST_F(PostGisOnDemand, WhatIsEditedStaysWhileOneBrowsesAndIsSaved) {
         }
         EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
         EXPECT_EQ(sql("WITH c AS (SELECT count(*) || max(name) FILTER (WHERE id = 2) FROM m) SELECT * FROM c"),
-                  "396again");
+                  "397again");
     }
+}
+
+/// Not what is there when the session begins, which nobody has seen.
+TEST_F(PostGisOnDemand, WhatWasShownIsWhatWasRead) {
+    GisLayerOgrOnDemand layer(m_path, "m");
+    ASSERT_TRUE(layer.open());
+    layer.setFields(QStringList{"name"});
+    ASSERT_EQ(layer.query(here).size(), 49);
+    sql("UPDATE m SET name = 'their', n = 8 WHERE id IN (1, 2, 3)");
+    ASSERT_TRUE(layer.beginEdit());
+    const GisShape* const shape = layer.shapeForFeatureId(1);
+    EXPECT_EQ(shape->attributeValue("name"), "p0");
+    EXPECT_EQ(shape->attributeValue("n"), 8);
+    EXPECT_EQ(layer.exactText(*shape, "big"), "123456789012345678.500000000000");
+    ASSERT_TRUE(set(layer, 1, "n", 9) && set(layer, 2, "name", "ours") &&
+                layer.deleteShapeEdit(layer.shapeForFeatureId(3)->id()));
+    ASSERT_FALSE(layer.commitEdit());
+    ASSERT_EQ(layer.conflicts().size(), 2);
+    EXPECT_EQ(layer.conflicts()[0].kind, GisEditConflict::Kind::DeletedHere);
+    EXPECT_EQ(layer.conflicts()[1].asRead, "p1");
+    ASSERT_TRUE(layer.resolveConflict(0, GisEditConflict::Choice::Theirs) &&
+                layer.resolveConflict(1, GisEditConflict::Choice::Theirs));
+    ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+    layer.setFields(std::nullopt);
+    EXPECT_EQ(textsOf(layer, {-0.5, -0.5, 2.5, 0.5}),
+              (QStringList{"1 POINT (0 0) their 9 123456789012345678.500000000000",
+                           "2 POINT (1 0) their 8 123456789012345679.500000000000",
+                           "3 POINT (2 0) their 8 123456789012345680.500000000000"}));
 }
 
 TEST_F(PostGisOnDemand, AnEditAfterASaveBeforeAnyQueryIsNoConflictWithOneself) {
