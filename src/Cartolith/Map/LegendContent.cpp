@@ -139,7 +139,9 @@ LegendContent LegendContent::of(const Symbology::GisColorRamp& ramp, bool revers
     const QStringList texts = NumberText::alike(values);
     for (qsizetype i = 0; i < values.size(); ++i) {
         const double place = greatest > least ? (values.at(i) - least) / (greatest - least) : 0.5;
-        content.rows.append({texts.at(i), sampleOf(ramp.colorAt(place, reversed)), -1, false, place});
+        LegendContent::Row row{texts.at(i), sampleOf(ramp.colorAt(place, reversed)), -1};
+        row.place = place;
+        content.rows.append(row);
     }
     constexpr int colours = 128; // more than eyes tell apart
     for (int i = 0; i < colours && values.size() > 1; ++i) {

@@ -57,7 +57,7 @@ std::optional<QPointF> centroidOf(std::span<const double> coordinates, std::span
                                     [&](const auto& a, const auto& b) { return sizeOf(a) < sizeOf(b); }));
         rings.resize(1);
     }
-    const std::vector<float> signs = Raster::Internal::ringSigns(rings, rings.size());
+    const std::vector<float> signs = Raster::Internal::ringSigns(rings, rings.size(), {});
     double area = 0.0;
     QPointF moment;
     for (std::size_t r = 0; r < rings.size(); ++r) {
