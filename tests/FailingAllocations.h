@@ -5,6 +5,8 @@
 // This header replaces the allocation functions of the program, so exactly one source of a program includes it. Under
 // the address sanitizer, which has its own malloc(), only `new` fails; what Qt takes by malloc() is always there.
 
+#include "Sanitizers.h"
+
 #include <cerrno>
 #include <cstddef>
 #include <cstdint>
@@ -16,16 +18,7 @@
 #include <utility>
 #include <vector>
 
-#if defined(__SANITIZE_ADDRESS__)
-#define CARTOLITH_TEST_OWN_MALLOC 0
-#elif defined(__has_feature)
-#if __has_feature(address_sanitizer)
-#define CARTOLITH_TEST_OWN_MALLOC 0
-#endif
-#endif
-#ifndef CARTOLITH_TEST_OWN_MALLOC
-#define CARTOLITH_TEST_OWN_MALLOC 1
-#endif
+#define CARTOLITH_TEST_OWN_MALLOC (1 - CARTOLITH_TEST_ADDRESS_SANITIZER)
 
 namespace test {
 

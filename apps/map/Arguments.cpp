@@ -58,13 +58,28 @@ GisExtent Arguments::extent(const QString& text) {
     return {values->at(0), values->at(1), values->at(2), values->at(3)};
 }
 
-GisShapePoint Arguments::lonLat(const QString& option, const QString& text) {
+namespace {
+
+[[noreturn]] void wantDegrees(const QString& option, const QString& text) {
+    throw UsageError(QStringLiteral("--%1 wants longitude,latitude in degrees, not '%2'").arg(option, text));
+}
+
+} // namespace
+
+GisShapePoint Arguments::place(const QString& option, const QString& text) {
     const auto values = numberList(text);
-    if (!values || values->size() != 2 || std::abs(values->at(0)) > 180.0 || std::abs(values->at(1)) > 90.0) {
-        throw UsageError(
-            QStringLiteral("--%1 wants longitude,latitude in degrees, not '%2'").arg(option, text));
+    if (!values || values->size() != 2) {
+        wantDegrees(option, text);
     }
     return {values->at(0), values->at(1)};
+}
+
+GisShapePoint Arguments::lonLat(const QString& option, const QString& text) {
+    const GisShapePoint degrees = place(option, text);
+    if (std::abs(degrees.x()) > 180.0 || std::abs(degrees.y()) > 90.0) {
+        wantDegrees(option, text);
+    }
+    return degrees;
 }
 
 double Arguments::number(const QString& option, const QString& text, double least, double most) {

@@ -29,6 +29,8 @@ namespace Arguments {
 QSize size(const QString& text);
 /// "xmin,ymin,xmax,ymax", finite.
 Cartolith::Core::Shapes::GisExtent extent(const QString& text);
+/// "x,y" in whatever units: finite, or the message of lonLat().
+Cartolith::Core::Shapes::GisShapePoint place(const QString& option, const QString& text);
 /// "longitude,latitude" in degrees.
 Cartolith::Core::Shapes::GisShapePoint lonLat(const QString& option, const QString& text);
 /// A number within the closed bounds.

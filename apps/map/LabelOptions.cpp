@@ -68,7 +68,7 @@ void LabelOptions::addTo(QCommandLineParser& parser) {
 QString LabelOptions::help() {
     return QStringLiteral(R"(Labels
   --labels FIELD            name the features by this field, as far as there is room
-  --label-priority FIELD    those with a greater value here get their places first
+  --label-priority FIELD    those with a greater value here get their places first; all features are read
 )");
 }
 

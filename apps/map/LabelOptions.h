@@ -25,6 +25,10 @@ public:
     /// \throws UsageError for --label-priority alone
     explicit LabelOptions(const QCommandLineParser& parser);
 
+    /// Whether features have values by which they get their places: of some of them nobody could tell the
+    /// greatest.
+    bool hasPriorities() const { return !m_priorityField.isEmpty(); }
+
     /// Has every style of the renderer show labels, when they are wanted. \throws std::runtime_error for a
     /// field that the layer does not have
     void applyTo(Cartolith::Core::Symbology::GisSymbolRenderer& renderer,

@@ -9,6 +9,7 @@
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/GisLayer.h>
+#include <Cartolith/Map/Furniture/SceneSheet.h>
 #include <Cartolith/Map/MapPreparation.h>
 #include <Cartolith/Map/MapScene.h>
 #include <Cartolith/Map/MapSheet.h>
@@ -94,11 +95,23 @@ MapScene loadMap(const RenderOptions& options, StepLog& log) {
     for (const QString& problem : std::as_const(loaded.problems)) {
         log.answer("missing", problem);
     }
+    if (loaded.scene.view().rotation() != 0.0) {
+        log.answer("north", QStringLiteral("the map was turned by %1 degrees; it is drawn with north up")
+                                .arg(loaded.scene.view().rotation()));
+    }
     if (options.system != nullptr) {
         loaded.scene.setCoordinateSystem(options.system);
         loaded.scene.setView({}); // its numbers are of another system
     }
     return std::move(loaded.scene);
+}
+
+GisExtent allOf(MapScene& scene) {
+    const GisExtent all = scene.extent();
+    if (all.isEmpty()) {
+        throw std::runtime_error("there is nothing to draw");
+    }
+    return all;
 }
 
 /// What the sheet shows when nobody says.
@@ -110,7 +123,34 @@ GisExtent extentOf(MapScene& scene, RenderOptions& options) {
         options.sheet.air = 0.0; // the view has some
         return scene.view().visibleExtent();
     }
-    return scene.extent();
+    return allOf(scene);
+}
+
+/// The sheet that is described, or the one that the options make.
+MapSheet sheetOf(MapScene& scene, const MapLayers& layers, RenderOptions& options) {
+    const std::shared_ptr<CoordinateSystem> system = scene.coordinateSystem();
+    if (!options.described) {
+        for (auto layer = layers.rbegin(); layer != layers.rend(); ++layer) { // the topmost first
+            if (const auto legend = (*layer)->legend()) {
+                options.sheet.legends.append(*legend);
+            }
+        }
+        const GisExtent extent = extentOf(scene, options);
+        return {options.sheet, extent, system};
+    }
+    Furniture::SheetDescription& description = *options.described;
+    if (!options.extent.isEmpty()) {
+        description.map.extent = options.extent;
+    } else if (description.map.extent.isEmpty() && !options.map.isEmpty() && scene.view().isUsable()) {
+        description.map.extent = scene.view().visibleExtent();
+        description.map.air = 0.0; // the view has some
+    }
+    MapSheet sheet(description, allOf(scene), system);
+    const auto isCounted = [](const Furniture::SheetItem& item) { return item.hasCounts; };
+    const bool hasCounts = std::any_of(description.items.cbegin(), description.items.cend(), isCounted);
+    sheet.setLegends(Furniture::legendsOf(
+        scene, sheet.view(), hasCounts ? Furniture::LegendCounts::Shown : Furniture::LegendCounts::Left));
+    return sheet;
 }
 
 QImage drawMap(MapScene& scene, const MapLayers& layers, const MapView& view, StepLog& log) {
@@ -174,25 +214,27 @@ int Commands::render(const QStringList& arguments) {
         scene = loadMap(options, log);
     }
     const std::shared_ptr<CoordinateSystem> system = scene.coordinateSystem();
-    for (const auto& layer : layers) {
-        if (const auto legend = layer->legend()) {
-            options.sheet.legend = legend;
-        }
-    }
-    const GisExtent extent = extentOf(scene, options);
-    if (extent.isEmpty()) {
-        throw std::runtime_error("there is nothing to draw");
+    QList<GisShapePoint> places;
+    for (const QString& place : std::as_const(options.identify)) {
+        places.append(system != nullptr ? Arguments::lonLat("identify", place)
+                                        : Arguments::place("identify", place));
     }
 
     // Picture.
-    const MapSheet sheet(options.sheet, extent, system);
+    const MapSheet sheet = sheetOf(scene, layers, options);
     if (!sheet.view().isUsable()) {
-        throw std::runtime_error(
-            QStringLiteral("the extent %1 cannot be drawn").arg(extent.toString()).toStdString());
+        throw std::runtime_error(QStringLiteral("the extent %1 cannot be drawn")
+                                     .arg(extentOf(scene, options).toString())
+                                     .toStdString());
     }
+    const QStringList problems = sheet.problems();
+    for (const QString& problem : problems) {
+        log.answer("sheet", problem);
+    }
+    const QList<QImage> insets = Furniture::insetPictures(scene, sheet);
     MapSheet::Content content;
     content.picture = drawMap(scene, layers, sheet.view(), log);
-    const QImage image = sheet.draw({content});
+    const QImage image = sheet.draw({content}, insets);
     log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
     MarkedPicture::save(image, options.output);
     log.done("write",
@@ -202,7 +244,7 @@ int Commands::render(const QStringList& arguments) {
         log.done("save", options.saveMap);
     }
 
-    for (const GisShapePoint& place : options.identify) {
+    for (const GisShapePoint& place : std::as_const(places)) {
         log.answer("identify",
                    QStringLiteral("%1, %2: %3")
                        .arg(QString::number(place.x()), QString::number(place.y()),

@@ -35,7 +35,7 @@ are taken into it. A FILE that does not say its coordinate system goes with none
 %3  --extent X1,Y1,X2,Y2      draw this part, in units of the map's coordinate system; everything when not given
   --scale N                 draw the middle of it at 1 to N
 %1%2%4Legend
-  --legend                  draw a legend beside the map, with the number of features in each class; for one FILE
+  --legend                  draw a legend beside the map, with the number of features in each class; for each FILE
   --legend-title TEXT       its title; the field's or the raster's name when not given
 Maps
   --save-map MAP            save what is drawn and how, and the view, to be drawn again (JSON)
@@ -44,6 +44,13 @@ Sheet
   --title TEXT              a title above the map
   --note TEXT               a line below the map, such as the source
   --no-graticule            no lines of longitude and latitude
+  --graticule-above         these lines over the layers
+  --degrees                 longitudes and latitudes around the map
+  --scale-bar               a bar of a round length, true at the middle of the map
+  --units UNITS             of the bar: metric, imperial, or degrees for a map in degrees; metric when not given
+  --north                   an arrow to true north at the middle of the map; where north is nowhere, that is said
+  --sheet SHEET             a sheet from a description (JSON): page or size, map, texts, legends, scale bars, north
+                            arrow, inset maps; it takes the place of these options, --size, --dpi, --scale and --legend
   --identify LON,LAT        say what lies at this place (degrees, or map units on a map without a coordinate system):
                             of the topmost layer with something there, the nearest feature within two pixels or
                             the values of a raster's cell; may be given several times
@@ -79,6 +86,12 @@ void addRenderOptions(QCommandLineParser& parser) {
                        {"note", "", "text"},
                        {"identify", "", "lon,lat"},
                        {"no-graticule", ""},
+                       {"graticule-above", ""},
+                       {"degrees", ""},
+                       {"scale-bar", ""},
+                       {"units", "", "units"},
+                       {"north", ""},
+                       {"sheet", "", "file"},
                        {"at-most", "", "count"},
                        {"scale", "", "denominator"},
                        {"dpi", "", "dots"},
@@ -107,6 +120,25 @@ LayerOptions layerOptions(const FileArguments& arguments) {
         options.labels = LabelOptions(parser);
     }
     return options;
+}
+
+std::optional<Furniture::ScaleUnits> scaleBarOf(const QCommandLineParser& parser) {
+    using Furniture::ScaleUnits;
+    if (!parser.isSet("scale-bar")) {
+        Arguments::refuse(parser, {"units"}, QStringLiteral("goes with --scale-bar"));
+        return std::nullopt;
+    }
+    const QString units = parser.isSet("units") ? parser.value("units") : QStringLiteral("metric");
+    if (units == QLatin1String("metric")) {
+        return ScaleUnits::Metric;
+    }
+    if (units == QLatin1String("imperial")) {
+        return ScaleUnits::Imperial;
+    }
+    if (units != QLatin1String("degrees")) {
+        throw UsageError(QStringLiteral("--units wants metric, imperial or degrees, not '%1'").arg(units));
+    }
+    return ScaleUnits::Degrees;
 }
 
 /// The theme is one for the whole map.
@@ -164,9 +196,12 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     }
     std::stable_partition(options.layers.begin(), options.layers.end(),
                           [](const LayerOptions& layer) { return layer.isRaster; });
-    if (std::count_if(options.layers.begin(), options.layers.end(),
-                      [](const LayerOptions& layer) { return layer.layer.legend; }) > 1) {
-        throw UsageError(QStringLiteral("there is room for one legend: --legend goes with one FILE"));
+    if (parser.isSet("sheet")) {
+        Arguments::refuse(parser,
+                          {"size", "dpi", "scale", "legend", "legend-title", "title", "note", "no-graticule",
+                           "graticule-above", "degrees", "scale-bar", "units", "north", "theme"},
+                          QStringLiteral("does not go with --sheet"));
+        options.described = Furniture::SheetDescription::load(parser.value("sheet"));
     }
     if (parser.isSet("size")) {
         options.sheet.size = Arguments::size(parser.value("size"));
@@ -183,15 +218,20 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     options.sheet.title = parser.value("title");
     options.sheet.note = parser.value("note");
     options.sheet.graticule = !parser.isSet("no-graticule");
-    const QStringList places = parser.values("identify");
-    for (const QString& place : places) {
-        options.identify.append(Arguments::lonLat("identify", place));
+    options.sheet.graticuleAbove = parser.isSet("graticule-above");
+    options.sheet.degrees = parser.isSet("degrees");
+    options.sheet.northArrow = parser.isSet("north");
+    options.sheet.scaleBar = scaleBarOf(parser);
+    options.identify = parser.values("identify");
+    for (const QString& place : std::as_const(options.identify)) {
+        Arguments::place("identify", place);
     }
     options.quiet = parser.isSet("quiet");
     const qint64 most = parser.isSet("at-most") ? Arguments::whole("at-most", parser.value("at-most"), 1,
                                                                    std::numeric_limits<int>::max())
                                                 : MapLayerOptions().most;
-    if (options.extent.isEmpty() && options.identify.isEmpty() && !parser.isSet("scale")) {
+    if (options.extent.isEmpty() && options.identify.isEmpty() && !parser.isSet("scale") &&
+        !options.described) {
         for (LayerOptions& layer : options.layers) {
             if (layer.isFirst || options.system != nullptr) { // else the map's system is not known yet
                 layer.layer.overviewFor = options.sheet.size;

@@ -9,6 +9,7 @@
 #include <Cartolith/Map/MapSheet.h>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 /// One FILE of a map.
@@ -30,7 +31,8 @@ struct RenderOptions {
     std::shared_ptr<Cartolith::Core::CoordinateSystems::CoordinateSystem> system; ///< null without --crs
     Cartolith::Core::Shapes::GisExtent extent;
     Cartolith::Map::MapSheet::Options sheet;
-    QList<Cartolith::Core::Shapes::GisShapePoint> identify;
+    std::optional<Cartolith::Map::Furniture::SheetDescription> described; ///< takes the place of sheet
+    QStringList identify; ///< degrees, or map units where the map has no system
     bool quiet = false;
 
     /// \throws UsageError, and std::runtime_error for what cannot be written, before any file is read

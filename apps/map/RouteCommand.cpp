@@ -123,6 +123,8 @@ RouteOptions routeOptions(const QStringList& arguments) {
     options.sheet.title = parser.value("title");
     options.sheet.note = parser.value("note");
     options.sheet.graticule = false; // no sea around streets
+    options.sheet.scaleBar = Furniture::ScaleUnits::Metric;
+    options.sheet.northArrow = true;
     options.whole = parser.isSet("whole");
     options.quiet = parser.isSet("quiet");
     Output::OutputFile::requireWritable(options.output);

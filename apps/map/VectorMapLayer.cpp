@@ -21,10 +21,23 @@ using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
 using namespace Cartolith::Map;
 
-std::optional<VectorMapLayer::Overview> VectorMapLayer::overviewOf(const MapLayerOptions& options,
-                                                                   const SymbologyOptions& symbology) {
+namespace {
+
+/// Of options that want less than all features where a picture shows less; legend, classes and the greatest
+/// labels need all.
+MapLayerOptions withAllThatIsNeeded(MapLayerOptions options, const SymbologyOptions& symbology,
+                                    const LabelOptions& labels) {
+    if (options.legend || symbology.hasClasses() || labels.hasPriorities()) {
+        options.overviewFor = {};
+    }
+    return options;
+}
+
+} // namespace
+
+std::optional<VectorMapLayer::Overview> VectorMapLayer::overviewOf(const MapLayerOptions& options) {
     const QSize size = options.overviewFor;
-    if (size.isEmpty() || options.legend || symbology.hasClasses()) {
+    if (size.isEmpty()) {
         return std::nullopt;
     }
     const auto overviews = Layers::GisVectorOverviews::find(options.file, options.layer);
@@ -38,11 +51,10 @@ std::optional<VectorMapLayer::Overview> VectorMapLayer::overviewOf(const MapLaye
                                               overviews->hasCoordinateSystem(), overviews->featureCount()});
 }
 
-std::unique_ptr<Layers::GisLayerVector>
-VectorMapLayer::sampleOf(const MapLayerOptions& options, const SymbologyOptions& symbology, StepLog& log) {
+std::unique_ptr<Layers::GisLayerVector> VectorMapLayer::sampleOf(const MapLayerOptions& options,
+                                                                 StepLog& log) {
     constexpr qint64 fewest = 16; // bytes of a feature: smaller files are not looked into
-    const bool isWanted = !options.overviewFor.isEmpty() && !options.legend && !symbology.hasClasses();
-    if (!isWanted || QFileInfo(options.file).size() / fewest < options.most ||
+    if (options.overviewFor.isEmpty() || QFileInfo(options.file).size() / fewest < options.most ||
         Layers::GisVectorOverviews::find(options.file, options.layer)) {
         return nullptr;
     }
@@ -72,8 +84,8 @@ VectorMapLayer::sampleOf(const MapLayerOptions& options, const SymbologyOptions&
 
 VectorMapLayer::VectorMapLayer(const MapLayerOptions& options, const SymbologyOptions& symbology,
                                const LabelOptions& labels, StepLog& log)
-    : m_options(options), m_log(log), m_overview(overviewOf(options, symbology)),
-      m_source(m_overview ? nullptr : sampleOf(options, symbology, log)) {
+    : m_options(withAllThatIsNeeded(options, symbology, labels)), m_log(log),
+      m_overview(overviewOf(m_options)), m_source(m_overview ? nullptr : sampleOf(m_options, log)) {
     if (m_source == nullptr) {
         auto whole = std::make_unique<Layers::GisLayerOgrVector>(m_overview ? m_overview->file : options.file,
                                                                  m_overview ? m_overview->level.tableName

@@ -32,12 +32,10 @@ private:
         bool hasCoordinateSystem; ///< as the layer itself
         qint64 featureCount;      ///< of the layer itself
     };
-    static std::optional<Overview> overviewOf(const MapLayerOptions& options,
-                                              const SymbologyOptions& symbology);
-
+    static std::optional<Overview> overviewOf(const MapLayerOptions& options);
     /// Null where all features are to be drawn.
-    static std::unique_ptr<Cartolith::Core::Layers::GisLayerVector>
-    sampleOf(const MapLayerOptions& options, const SymbologyOptions& symbology, StepLog& log);
+    static std::unique_ptr<Cartolith::Core::Layers::GisLayerVector> sampleOf(const MapLayerOptions& options,
+                                                                             StepLog& log);
 
     /// The nearest within the tolerance: a point or line before an area, of equally near ones the topmost.
     const Cartolith::Core::Shapes::GisShape* shapeAt(const Cartolith::Core::Shapes::GisShapePoint& place,

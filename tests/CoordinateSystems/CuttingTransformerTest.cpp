@@ -268,6 +268,17 @@ TEST(CuttingTransformer, PointsAndVerticesWithoutImageAreCounted) {
     EXPECT_THROW(mercator.rings(places, std::vector<qsizetype>{6, 5, 6}, parts), std::invalid_argument);
     EXPECT_THROW(mercator.setTolerance(0.0), std::invalid_argument);
     EXPECT_THROW(mercator.setTolerance(nan), std::invalid_argument);
+    EXPECT_THROW(mercator.setFinerWithin({0, 0, 1, 1}, nan), std::invalid_argument);
+    mercator.rings(std::vector<double>{1, 1, 1, 1, 1, 1, 1, 1}, std::vector<qsizetype>{4}, parts);
+    EXPECT_EQ(parts.ends.size(), 0U) << "a ring of one place";
+    // A circle, and a ring millions of turns away, which is where it is without the turns.
+    std::vector<double> rings;
+    for (int i = 0; i < 1000; ++i) {
+        rings.insert(rings.end(), {180 + 10 * std::cos(i * 0.0062), 10 * std::sin(i * 0.0062)});
+    }
+    rings.insert(rings.end(), {3.6e9, -50, 3.6e9 + 10, -50, 3.6e9 + 10, -40});
+    mercator.rings(rings, std::vector<qsizetype>{1000, 1003}, parts);
+    EXPECT_EQ(parts.ends.size(), 3U);
     EXPECT_EQ(mercator.transformShape(GisShapePolygon()), nullptr);
     const CoordinateSystem unusable(0, "Nowhere", true, " ", std::nullopt);
     EXPECT_THROW(CuttingTransformer(*degrees, unusable, 1.0), std::runtime_error);

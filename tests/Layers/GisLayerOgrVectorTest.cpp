@@ -169,6 +169,14 @@ TEST_F(OgrLayer, TextsOfGeoJsonAreDatesWhereTheyAreWrittenAsSuch) {
     GisLayerOgrVector mixed(write("mixed.geojsonl", both));
     ASSERT_TRUE(mixed.open());
     EXPECT_EQ(mixed.attributeValueForRow(0, "v"), "2020-01-02") << "no moment at midnight";
+    const QByteArray line(R"({"type":"Feature","crs":null,"properties":{"V":7,"v":"12/5/19"},"geometry":{"type":)"
+                          R"("Point","coordinates":[1,2]}})"
+                          "\n");
+    GisLayerOgrVector cases(write("cases.geojsonl", line + line));
+    ASSERT_TRUE(cases.open());
+    EXPECT_EQ(cases.attributeValueForRow(0, "V"), 7);
+    EXPECT_EQ(cases.attributeValueForRow(0, "v"), "12/5/19");
+    EXPECT_NE(cases.coordinateSystem(), nullptr) << "lines are in one system, whatever a feature says";
 }
 
 TEST_F(OgrLayer, ASystemThatGeoJsonDoesNotNameIsNone) {

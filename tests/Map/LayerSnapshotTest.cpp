@@ -3,6 +3,7 @@
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
@@ -121,6 +122,14 @@ TEST(LayerSnapshot, IsOfALayerUntilThatChanges) {
          false},
         {"style", [](GisLayerVector& layer) { layer.style().setLineWidth(7); }, false},
         {"renderer", [](GisLayerVector& layer) { layer.setSymbolRenderer(categories()); }, false},
+        {"renderer, in its place", [](GisLayerVector& layer) { layer.markLookChanged(); }, false},
+        {"renderer, which waits to be told of",
+         [](GisLayerVector& layer) {
+             const GisLayerVector::ChangeGroup group(layer);
+             layer.setSymbolRenderer(categories());
+             layer.clearSymbolRenderer();
+         },
+         false},
         {"system", [](GisLayerVector& layer) { layer.setCoordinateSystem(CoordinateSystemFactory::fromEpsg(3857)); },
          false},
     };
@@ -147,6 +156,43 @@ TEST(LayerSnapshot, IsInTheMapsSystem) {
     EXPECT_NEAR(snapshot.coordinates(0)[0], 1001875.417, 0.001);
 }
 
+// The rest as for a picture of everything; a pan beyond the surroundings has a snapshot of its own.
+TEST(LayerSnapshot, BendsFinelyOnlyNearTheView) {
+    QStringList texts{"LINESTRING (-30 50.003, 50 50.003)"};
+    for (int i = 0; i < 400; ++i) {
+        const int x = i % 20;
+        const int y = 40 + i / 20;
+        texts.append(QString("POLYGON ((%1 %2, %3 %2, %3 %4, %1 %4, %1 %2))").arg(x).arg(y).arg(x + 1).arg(y + 1));
+    }
+    const auto layer = test::layerOf(texts);
+    const auto degrees = CoordinateSystemFactory::fromEpsg(4326);
+    const auto europe = CoordinateSystemFactory::fromEpsg(3035);
+    layer->setCoordinateSystem(degrees);
+    const CoordinateSystems::CoordinateTransformer plain(*degrees, *europe);
+    const Shapes::GisShapePoint middle = plain.transform({15.5, 50.0});
+    const MapView near(GisExtent(middle.x() - 500, middle.y() - 500, middle.x() + 500, middle.y() + 500),
+                       QRectF(0, 0, 1000, 1000)); // a metre a pixel
+    const LayerSnapshot snapshot = snapshotOf(*layer, near, europe);
+    EXPECT_LT(snapshot.coordinates(0, snapshot.count()).size(), 10000U);
+    const auto line = snapshot.coordinates(0);
+    for (const double aside : {0.0, 0.0021, -0.004}) { // degrees
+        const Shapes::GisShapePoint image = plain.transform({15.5 + aside, 50.003});
+        double nearest = 1e9;
+        for (std::size_t i = 0; i + 3 < line.size(); i += 2) {
+            const QPointF a(line[i], line[i + 1]);
+            const QPointF way = QPointF(line[i + 2], line[i + 3]) - a;
+            const QPointF to = QPointF(image.x(), image.y()) - a;
+            const double t = QPointF::dotProduct(to, way) / QPointF::dotProduct(way, way);
+            const QPointF apart = to - way * std::clamp(t, 0.0, 1.0);
+            nearest = std::min(nearest, std::hypot(apart.x(), apart.y()));
+        }
+        EXPECT_LT(nearest, 0.55) << aside;
+    }
+    EXPECT_TRUE(snapshot.isOf(*layer, near.panned({900, 0}), europe));
+    EXPECT_FALSE(snapshot.isOf(*layer, near.panned({1100, 0}), europe));
+    EXPECT_TRUE(snapshot.isOf(*layer, near.zoomed(0.001, {500, 500}), europe));
+}
+
 TEST(LayerSnapshot, OfALayerReadOnDemandIsWhatTheViewShows) {
     const QString path = QStringLiteral(CARTOLITH_DATA_DIR "/world-countries.gpkg");
     Layers::GisLayerOgrVector whole(path);
@@ -163,6 +209,8 @@ TEST(LayerSnapshot, OfALayerReadOnDemandIsWhatTheViewShows) {
         EXPECT_TRUE(some.isOfView());
         EXPECT_FALSE(some.isOf(onDemand, used.panned({1, 0}), system));
         EXPECT_LT(some.count(), 60);
+        const LayerSnapshot none = snapshotOf(onDemand, used.panned({1e9, 1e9}), system);
+        EXPECT_EQ(none.count() + none.leftOutCount(), 0) << "nothing is read for a view of nothing";
         std::set<qint64> ids;
         for (qsizetype i = 0; i < some.count(); ++i) {
             ids.insert(some.id(i));

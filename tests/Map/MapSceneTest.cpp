@@ -148,9 +148,10 @@ TEST_F(MapSceneFile, ReadsBackAsItWas) {
         scene.append(onDemand);
 
         EXPECT_GT(scene.extent().width(), 3.9e7);
-        view = MapView(GisExtent(-3.9e6, -0.92e6, -3.87e6, -0.88e6), QRectF(0, 0, 90, 120))
-                   .rotated(20, {45, 60})
-                   .withDevicePixelRatio(2);
+        view = MapView(GisExtent(-3.9e6, -0.92e6, -3.87e6, -0.88e6), QRectF(7, 5, 90, 120))
+                   .rotated(20, {52, 65})
+                   .withDevicePixelRatio(2)
+                   .withDotsPerInch(150);
         scene.setView(view);
         scene.save(path);
         before = scene.draw(view);
@@ -172,7 +173,8 @@ TEST_F(MapSceneFile, ReadsBackAsItWas) {
     EXPECT_FALSE(loaded.scene.entry(2).layer->visible());
     const MapView& read = loaded.scene.view();
     EXPECT_NEAR(read.unitsPerPixel(), view.unitsPerPixel(), 1e-12 * view.unitsPerPixel());
-    EXPECT_EQ(read.frame().size(), view.frame().size());
+    EXPECT_EQ(read.frame(), view.frame());
+    EXPECT_EQ(read.dotsPerInch(), 150.0);
     EXPECT_EQ(read.devicePixelRatio(), 2.0);
     EXPECT_EQ(loaded.scene.draw(view), before);
 
@@ -213,6 +215,9 @@ TEST_F(MapSceneFile, OfStrangersIsRefusedOrReported) {
         {head + R"("crs": "nowhere"})", "map.crs: 'nowhere' is not", ""},
         {head + R"("view": {"centerX": 0, "centerY": 0, "unitsPerPixel": 1e308, "width": 1e9, "height": 1}})",
          "map.view: there is no such view", ""},
+        {head + R"("background": "nonsense"})", "map.background: \"nonsense\" is no colour", ""},
+        {layer + R"("casing": {"color": "#12"}}]})", "casing.color: \"#12\" is no colour", ""},
+        {layer + R"("casing": {"color": "red", "lines": [1]}}]})", "casing.lines: a list of texts", ""},
         {layer + R"("opacity": "x"}]})", "map.layers[0].opacity: a number is expected", ""},
         {layer + R"("style": {"lineWidth": "x"}}]})", "map.layers[0].style: style.lineWidth: a number", ""},
         {head + R"("layers": [)" + QByteArray("{},").repeated(10000) + "{}]}", "more than 10,000 layers", ""},

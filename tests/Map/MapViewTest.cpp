@@ -87,6 +87,8 @@ TEST(MapView, WhatCannotBeUsedSaysSo) {
         {"no width", {0, 0, 1, 1}, {0, 0, 0, 600}},
         {"no height", {0, 0, 1, 1}, {0, 0, 800, 0}},
         {"a negative size", {0, 0, 1, 1}, {0, 0, -8, 6}},
+        {"a frame of no whole numbers", {0, 0, 1, 1}, {0, 0, 1e10, 10}},
+        {"a frame far away", {0, 0, 1, 1}, {-4e9, 0, 800, 600}},
         {"a NaN frame", {0, 0, 1, 1}, {0, 0, nan, 6}},
         {"finer than coordinates", {1e15, 0, 1e15 + 1, 1}, window},
     };

@@ -1,5 +1,7 @@
 #include "PostGis/Server.h"
 
+#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
+
 #include <QFile>
 
 #include <future>
@@ -7,7 +9,9 @@
 #include <unistd.h>
 
 using Cartolith::Core::Layers::GisEditConflict;
+using Cartolith::Core::Layers::GisLayerOgrOnDemand;
 using Cartolith::Core::Layers::GisLayerOgrVector;
+using Cartolith::Core::Layers::GisLayerVector;
 using test::shapeOf;
 using testing::HasSubstr;
 using Kind = GisEditConflict::Kind;
@@ -15,31 +19,37 @@ using Choice = GisEditConflict::Choice;
 
 namespace {
 
-using Act = std::function<bool(GisLayerOgrVector&)>;
+using Act = std::function<bool(GisLayerVector&)>;
 
-Act sets(const char* field, const QVariant& value, int id = 2) {
-    return [=](GisLayerOgrVector& layer) {
-        auto attributes = layer.getShape(id)->attributes();
+Act sets(const char* field, const QVariant& value, qint64 id = 2) {
+    return [=](GisLayerVector& layer) {
+        const auto* const shape = layer.shapeForFeatureId(id);
+        auto attributes = shape->attributes();
         attributes[field] = value;
-        return layer.setShapeAttributesEdit(id, attributes);
+        return layer.setShapeAttributesEdit(shape->id(), attributes);
     };
 }
 
 Act movesTo(double x) {
-    return [=](GisLayerOgrVector& layer) {
-        return layer.setShapeGeometryEdit(2, shapeOf(QString("POINT (%1 0)").arg(x), layer.getShape(2)->attributes()));
+    return [=](GisLayerVector& layer) {
+        const auto* const shape = layer.shapeForFeatureId(2);
+        return layer.setShapeGeometryEdit(shape->id(), shapeOf(QString("POINT (%1 0)").arg(x), shape->attributes()));
     };
 }
 
-bool deletes(GisLayerOgrVector& layer) {
-    return layer.deleteShapeEdit(2);
+bool deletes(GisLayerVector& layer) {
+    return layer.deleteShapeEdit(layer.shapeForFeatureId(2)->id());
 }
 
 class PostGisConflicts : public test::WithServer {};
+template <typename Layer>
+class PostGisConflictsOf : public test::WithServer {};
+using Layers = testing::Types<GisLayerOgrVector, GisLayerOgrOnDemand>;
+TYPED_TEST_SUITE(PostGisConflictsOf, Layers);
 
 constexpr auto rest = "|123456789012345678.123456789012|1.50|2024-01-02 03:04:05.123456|0.1|";
 
-TEST_F(PostGisConflicts, OfTwoSessionsAreFoundAndDecided) {
+TYPED_TEST(PostGisConflictsOf, TwoSessionsAreFoundAndDecided) {
     const struct {
         const char* name;
         const char* theirs; ///< SQL behind "UPDATE t SET" or a whole statement
@@ -84,11 +94,13 @@ TEST_F(PostGisConflicts, OfTwoSessionsAreFoundAndDecided) {
     for (const auto& row : rows) {
         for (const Choice choice : {Choice::Ours, Choice::Theirs}) {
             SCOPED_TRACE(testing::Message() << row.name << ", " << static_cast<int>(choice));
-            SetUp();
-            GisLayerOgrVector layer(m_path, "t");
-            ASSERT_TRUE(layer.open() && layer.beginEdit() && row.ours(layer) && sets("n", 33, layer.count())(layer));
+            this->SetUp();
+            TypeParam layer(this->m_path, "t");
+            ASSERT_TRUE(layer.open());
+            layer.query({0, 0, 9, 9});
+            ASSERT_TRUE(layer.beginEdit() && row.ours(layer) && sets("n", 33, 3)(layer));
             const std::string theirs = row.theirs;
-            sql(theirs[0] == 'D' ? theirs : "UPDATE t SET " + theirs + " WHERE id = 2");
+            this->sql(theirs[0] == 'D' ? theirs : "UPDATE t SET " + theirs + " WHERE id = 2");
             const std::string before = this->row(2);
             std::vector<Kind> kinds;
             if (!row.kinds.empty()) {
@@ -112,7 +124,7 @@ TEST_F(PostGisConflicts, OfTwoSessionsAreFoundAndDecided) {
             expected = expected.startsWith("|") ? expected.mid(1) : expected;
             EXPECT_EQ(now, expected.toStdString());
             EXPECT_THAT(this->row(3), HasSubstr("|33|"));
-            GisLayerOgrVector again(m_path, "t");
+            GisLayerOgrVector again(this->m_path, "t");
             ASSERT_TRUE(layer.beginEdit() && layer.commitEdit() && again.open());
             EXPECT_EQ(again.count(), now.empty() ? 2 : 3) << "a decision does not come back";
         }
@@ -154,6 +166,23 @@ TEST_F(PostGisConflicts, HaveThreeValuesAndAreFoundAnew) {
     EXPECT_FALSE(layer.commitEdit());
     ASSERT_TRUE(layer.undoEdit() && deletes(layer));
     EXPECT_FALSE(layer.commitEdit()) << "nor deleted unseen";
+}
+
+/// What the layer does not hold is not made null.
+TEST_F(PostGisConflicts, ARowOfTwoGeometriesDoesNotComeBack) {
+    for (const char* const name : {"m", "m(label)"}) {
+        SCOPED_TRACE(name);
+        sql("DROP TABLE IF EXISTS m; CREATE TABLE m (id int PRIMARY KEY, n int, geom geometry(Point,4326), label "
+            "geometry(Point,4326)); INSERT INTO m SELECT 1, 7, geom, geom FROM t LIMIT 1");
+        GisLayerOgrVector layer(m_path, name);
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && sets("n", 8, 1)(layer));
+        EXPECT_EQ(layer.notKept().geometries, 1);
+        sql("DELETE FROM m");
+        ASSERT_FALSE(layer.commitEdit());
+        ASSERT_TRUE(layer.resolveConflict(0, Choice::Ours));
+        EXPECT_FALSE(layer.commitEdit());
+        EXPECT_THAT(layer.lastError().toStdString(), HasSubstr("does not hold it whole"));
+    }
 }
 
 TEST_F(PostGisConflicts, ALockIsWaitedFor) {

@@ -1,5 +1,7 @@
 #include "PostGis/Server.h"
 
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
 
 using Cartolith::Core::Layers::GisLayerOgrVector;
@@ -40,6 +42,8 @@ TEST_F(PostGisSaving, WhatAColumnWouldCutOrRoundIsAnError) {
         {"big", "98765432109876543.210987654321", "", "|98765432109876543.210987654321|"},
         {"big", "1.0000000000001", "12 decimals", ""},
         {"big", 0.1, "", "|0.100000000000|"},
+        {"big", "9007199254740993", "", "|9007199254740993.000000000000|"},
+        {"f", "9007199254740993", "more digits", ""},
         {"ts", "2031-05-06T07:08:09.654321Z", "", "2031-05-06 07:08:09.654321"},
         {"ts", "2031-05-06T07:08:09.6543219Z", "6 decimals", ""},
         {"f", 0.2, "", "|0.2|"},
@@ -79,6 +83,17 @@ TEST_F(PostGisSaving, NewShapesGetDefaultsAndIdsAndMayBeMany) {
     EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
 }
 
+TEST_F(PostGisSaving, AKeyMayHaveAnyName) {
+    for (const std::string key : {"ogc_fid", "k", "value"}) {
+        SCOPED_TRACE(key);
+        sql("DROP TABLE IF EXISTS m; CREATE TABLE m (" + key + " serial PRIMARY KEY, n int, geom geometry)");
+        GisLayerOgrVector layer(m_path, "m");
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.addShapeEdit(shapeOf("POINT (4 4)", {{"n", 1}})));
+        EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+        EXPECT_EQ(layer.sourceFeatureIds(), QList<qint64>{1});
+    }
+}
+
 TEST_F(PostGisSaving, TablesThatAreNotAsTheyWereOrCannotBeKnown) {
     const struct {
         const char* name;
@@ -95,6 +110,15 @@ TEST_F(PostGisSaving, TablesThatAreNotAsTheyWereOrCannotBeKnown) {
          "CREATE TABLE m (id int PRIMARY KEY, geom geometry); INSERT INTO m VALUES (1, "
          "'SRID=4326;POINT(1 1)'), (2, 'SRID=3857;POINT(1 1)')",
          "m", "", "several coordinate systems"},
+        {"columns that differ in case",
+         "CREATE TABLE m (id int PRIMARY KEY, \"N\" text, n text, geom geometry); INSERT INTO m VALUES (1, 'a', 'b', "
+         "'POINT(1 1)')",
+         "m", "", "the columns 'N' and 'n' differ in case only"},
+        {"a refusal beside columns called id and value",
+         "CREATE TABLE m (gid int PRIMARY KEY, value varchar(2)[], id text, geom geometry); INSERT INTO m VALUES (1, "
+         "'{a}', 'x', 'POINT(1 1)'); CREATE FUNCTION upv() RETURNS trigger LANGUAGE plpgsql AS 'BEGIN NEW.value = "
+         "ARRAY[''Q'']; RETURN NEW; END'; CREATE TRIGGER upv BEFORE UPDATE ON m FOR EACH ROW EXECUTE FUNCTION upv()",
+         "m", "", "feature 1: the field 'value' would hold '{Q}' instead of '{9}'"},
         {"two kinds and odd names",
          "CREATE SCHEMA \"S.'x\"; CREATE TABLE \"S.'x\".\"T \"\"1\" (\"K' y\" bigint PRIMARY "
          "KEY, n int, \"g\\ g\" geometry); INSERT INTO \"S.'x\".\"T \"\"1\" VALUES "
@@ -112,7 +136,8 @@ TEST_F(PostGisSaving, TablesThatAreNotAsTheyWereOrCannotBeKnown) {
             ASSERT_TRUE(layer.open() && layer.beginEdit());
             sql(row.meanwhile);
             auto attributes = layer.getShape(1)->attributes();
-            attributes[layer.attributeDefinitions().front().name()] = 9;
+            const bool isList = layer.attributeDefinitions().front().name() == "value";
+            attributes[layer.attributeDefinitions().front().name()] = isList ? QVariant(QStringList{"9"}) : QVariant(9);
             const QString wkt = layer.count() == 2 ? "POINT (7 7)" : "";
             ASSERT_TRUE(layer.setShapeAttributesEdit(1, attributes));
             ASSERT_TRUE(wkt.isEmpty() || layer.setShapeGeometryEdit(1, shapeOf(wkt, attributes)));
@@ -139,6 +164,7 @@ TEST_F(PostGisSaving, RowsComeInTheOrderOfTheKey) {
 
 TEST_F(PostGisSaving, ALayerBecomesATableOrNothingDoes) {
     using namespace Cartolith::Core::Layers;
+    using Cartolith::Core::CoordinateSystems::CoordinateSystemFactory;
     auto made = GisLayerVector::createInMemory("made", Cartolith::Core::Shapes::GisShapeType::Point, {});
     Defs::GisAttributeDefinition name("na'me", QMetaType::QString);
     name.setWidth(4);
@@ -169,12 +195,14 @@ TEST_F(PostGisSaving, ALayerBecomesATableOrNothingDoes) {
         {"new", "", false, "", "", "1"},
         {"again", "", false, "", "there is such a table", "1"},
         {"replaced", "", true, "b", "", "1"},
+        {"in a system without words", "", true, "c", "no place for its coordinate system", "1"},
         {"with a view", "CREATE VIEW made_view AS SELECT * FROM made", true, "c", "depend on it", "1"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         sql(row.before);
         made->getShape(2)->attributes() = {{"na'me", row.text}};
+        made->setCoordinateSystem(row.error[0] == 'n' ? CoordinateSystemFactory::fromUserInput("ESRI:54035") : nullptr);
         GisVectorSaveOptions options;
         options.existing = row.isReplacing ? GisVectorSaveOptions::Existing::Replace : options.existing;
         std::string error;
@@ -197,6 +225,8 @@ TEST_F(PostGisSaving, ALayerBecomesATableOrNothingDoes) {
     EXPECT_EQ(sql("WITH c AS (SELECT string_agg(indexdef, ', ') AS x FROM pg_indexes WHERE tablename = 'made' AND "
                   "(indexdef LIKE '%gist (geom)' OR indexdef LIKE 'CREATE UNIQUE%(fid)')) SELECT x ~ ', ' AS x FROM c"),
               "1");
+    made->addAttributeDefinition(Defs::GisAttributeDefinition("NA'ME", QMetaType::Int));
+    EXPECT_THROW(made->saveAs(m_path, test::replace), std::runtime_error) << "it could not be read";
     GisLayerOgrVector layer(m_path, "made");
     ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1));
     EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();

@@ -5,6 +5,7 @@
 
 #include <functional>
 
+using Cartolith::Core::Layers::GisFeatureFilter;
 using Cartolith::Core::Layers::GisFeatureReader;
 using Cartolith::Core::Layers::GisFeatureRequest;
 using Cartolith::Core::Layers::GisLayerOgrOnDemand;
@@ -163,6 +164,11 @@ TEST_F(PostGisValues, AreReadToTheLastDigit) {
         ASSERT_TRUE(layer.resolveConflict(0, Cartolith::Core::Layers::GisEditConflict::Choice::Ours));
         ASSERT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
         EXPECT_EQ(x(), before);
+
+        // On demand, too, it is known as the very row that was read.
+        GisLayerOgrOnDemand part(m_path, "vals");
+        ASSERT_TRUE(part.open() && part.beginEdit() && part.deleteShapeEdit(part.shapeForFeatureId(1)->id()));
+        EXPECT_TRUE(part.commitEdit()) << part.lastError().toStdString();
     }
 }
 
@@ -188,6 +194,57 @@ TEST_F(PostGisValues, OfAnotherTypeAreNoConflictWithOneself) {
                 << layer.lastError().toStdString();
             EXPECT_EQ(x() == before, value == &row.same);
             sql("UPDATE vals SET name = name || 'x'"); // by someone else
+        }
+        const std::pair<const char*, QVariant> further[] = {{"t0", 8}, {"x", row.first}, {"t0", 9}, {"x", row.second}};
+        for (const auto& [field, value] : further) { // nor after a commit of another column
+            ASSERT_TRUE(layer.beginEdit() && set(layer, value, field) && layer.commitEdit())
+                << layer.lastError().toStdString();
+            sql("UPDATE vals SET name = name || 'x'");
+        }
+    }
+}
+
+/// Whatever else is in a table, every way of reading finds all of an extent, and all of a value.
+TEST_F(PostGisValues, AreFoundBesideColumnsOfAnyNameAndKind) {
+    const struct {
+        const char* columns; ///< beside "id" and the date "d"
+        const char* layer;
+    } rows[] = {
+        {"g geography(Point,4326)", "vals"},
+        {"g geography(Point,4326), ogc_fid int", "vals"},
+        {"g geometry(Point,4326), ogc_fid int, c0 text", "vals"},
+        {"g geography(Point,4326), n int, p geometry", "vals"},
+        {"p geometry, n int, g geography(Point,4326)", "vals(g)"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.columns);
+        sql(std::string("DROP TABLE IF EXISTS vals; CREATE TABLE vals (id serial PRIMARY KEY, ") + row.columns +
+            ", d date DEFAULT '0044-03-15 BC')");
+        sql("INSERT INTO vals (g) SELECT ST_SetSRID(ST_Point(x, 60), 4326) FROM generate_series(-100, 80, 20) x");
+        const QDate ides(-44, 3, 15);
+        GisLayerOgrVector whole(m_path, row.layer);
+        GisLayerOgrOnDemand part(m_path, row.layer);
+        ASSERT_TRUE(whole.open() && part.open());
+        GisFeatureRequest request;
+        request.extent = {-101, 59, 81, 61};
+        const auto expectAll = [&](auto& layer) {
+            const auto shapes = layer.query(*request.extent);
+            EXPECT_EQ(shapes.size(), 10);
+            for (const auto* const shape : shapes) {
+                EXPECT_EQ(shape->attributeValue("d"), ides);
+                EXPECT_EQ(layer.exactText(*shape, "d"), "0044-03-15 BC");
+            }
+        };
+        expectAll(whole);
+        expectAll(part);
+        for (const char* const filter : {"", "d IS NOT NULL"}) {
+            request.filter = *filter == 0 ? request.filter : GisFeatureFilter::fromText(filter);
+            int count = 0;
+            for (const auto reader = GisFeatureReader::fromSource(m_path, row.layer, request); reader->next();
+                 ++count) {
+                EXPECT_EQ(reader->exactText("d"), "0044-03-15 BC") << filter;
+            }
+            EXPECT_EQ(count, 10) << filter;
         }
     }
 }

@@ -1,3 +1,4 @@
+#include "Sanitizers.h"
 #include "TestData.h"
 #include "TestSeed.h"
 
@@ -217,7 +218,7 @@ TEST_F(RTreeIndexFile, HostileAndBrokenFiles) {
     const GisExtent nan;
     QByteArray deep = Bytes().header(2).get();
     const QByteArray level = Bytes().node(box, 0, 1).get();
-    for (int i = 0; i < 300000; ++i) {
+    for (int i = 0; i < test::repetitions(300000); ++i) {
         deep += level;
     }
     const QByteArray leaf = Bytes().node(box, 1, 1).item(1, box).get();

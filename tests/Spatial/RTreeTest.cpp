@@ -1,6 +1,7 @@
 // The order and the structure of the R-tree.
 
 #include "PlainInsertion.h"
+#include "Sanitizers.h"
 #include "TestData.h"
 #include "TestSeed.h"
 
@@ -118,7 +119,7 @@ TEST(RTree, DeepTreesDoNotExhaustTheStack) {
 
     RTreeNode chain;
     chain.setItems(itemsOf(boxes));
-    for (int i = 0; i < 300000; ++i) {
+    for (int i = 0; i < test::repetitions(300000); ++i) {
         RTreeNode parent;
         parent.setChildren({std::move(chain)});
         chain = std::move(parent);
@@ -166,7 +167,7 @@ TEST(RTree, SearchesRunSideBySideAfterInsertions) {
     for (const auto strategy : {RTreeBuildStrategy::SortAxis, RTreeBuildStrategy::Hilbert}) {
         RTreeSpatialIndex index(8, strategy);
         index.build(boxes.pointers());
-        for (int round = 0; round < 10; ++round) {
+        for (int round = 0; round < test::repetitions(10); ++round) {
             for (int i = 0; i < 20; ++i) {
                 index.insert(boxes.pointers()[static_cast<qsizetype>(random()) % boxes.pointers().size()]);
             }
@@ -219,7 +220,7 @@ TEST(RTree, InsertionsMakeTheTreeOfThePlainSteps) {
             index.build(boxes.pointers().first(half));
             PlainInsertion plain(index);
             test::Boxes empty({GisExtent()});
-            for (GisShape* const shape : boxes.pointers().mid(half, 600) + empty.pointers()) {
+            for (GisShape* const shape : boxes.pointers().mid(half, test::repetitions(600)) + empty.pointers()) {
                 index.insert(shape);
                 plain.insert(shape);
             }

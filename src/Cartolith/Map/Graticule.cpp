@@ -1,5 +1,6 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
+#include <Cartolith/Core/CoordinateSystems/CuttingTransformer.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Map/Graticule.h>
 
@@ -7,11 +8,14 @@
 #include <cmath>
 #include <optional>
 #include <stdexcept>
+#include <vector>
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
 using CoordinateSystems::CoordinateSystemFactory;
 using CoordinateSystems::CoordinateTransformer;
+using CoordinateSystems::CutParts;
+using CoordinateSystems::CuttingTransformer;
 using Shapes::GisExtent;
 using Shapes::GisShapePoint;
 
@@ -19,7 +23,7 @@ namespace Cartolith::Map {
 
 namespace {
 
-/// A point for which the projection has no value is not an error here: the line has a gap there.
+/// A place without image is not an error here.
 std::optional<GisShapePoint> tryTransform(const CoordinateTransformer& transformer, double x, double y) {
     try {
         return transformer.transform(GisShapePoint(x, y));
@@ -28,103 +32,157 @@ std::optional<GisShapePoint> tryTransform(const CoordinateTransformer& transform
     }
 }
 
-/// The longitudes and latitudes that the view shows, found by sampling it.
-GisExtent degreesInView(const CoordinateTransformer& toDegrees, const MapView& view) {
+/// The longitudes and latitudes that the view shows, found by sampling it. Longitudes go on beyond 180 where
+/// the view does.
+GisExtent degreesInView(const CoordinateTransformer& toDegrees, const CoordinateTransformer& fromDegrees,
+                        const MapView& view) {
     constexpr int samples = 24;
-    const GisExtent visible = view.visibleExtent();
+    const GisExtent whole(-180.0, -90.0, 180.0, 90.0);
+    const QPointF middle = view.center();
+    const auto center = tryTransform(toDegrees, middle.x(), middle.y());
+    const double around = center ? center->x() : 0.0;
     GisExtent degrees;
+    const QRectF frame = view.frame();
     for (int i = 0; i <= samples; ++i) {
         for (int j = 0; j <= samples; ++j) {
-            const auto point = tryTransform(toDegrees, visible.xMin() + visible.width() * i / samples,
-                                            visible.yMin() + visible.height() * j / samples);
-            if (point && std::abs(point->x()) <= 180.0 && std::abs(point->y()) <= 90.0) {
-                degrees = degrees.expand(GisExtent(point->x(), point->y(), point->x(), point->y()));
+            const QPointF place = view.toMap(
+                frame.topLeft() + QPointF(frame.width() * i / samples, frame.height() * j / samples));
+            const auto point = tryTransform(toDegrees, place.x(), place.y());
+            if (point && std::abs(point->x()) <= 360.0 && std::abs(point->y()) <= 90.0) {
+                const double x = around + std::remainder(point->x() - around, 360.0);
+                degrees = degrees.expand(GisExtent(x, point->y(), x, point->y()));
             }
         }
     }
-    if (degrees.isEmpty() || degrees.width() > 300.0) {
-        return {-180.0, -90.0, 180.0, 90.0};
+    bool isAroundPole = false;
+    GisExtent wider = degrees.inflate(degrees.width() * 0.1, degrees.height() * 0.1);
+    for (const double pole : {-90.0, 90.0}) {
+        const auto there = tryTransform(fromDegrees, around, pole);
+        if (there && frame.contains(view.toPixel(there->x(), there->y()))) {
+            isAroundPole = true;
+            wider = wider.expand(GisExtent(around, pole, around, pole));
+        }
     }
-    const GisExtent wider = degrees.inflate(degrees.width() * 0.1, degrees.height() * 0.1);
-    return {std::max(wider.xMin(), -180.0), std::max(wider.yMin(), -90.0), std::min(wider.xMax(), 180.0),
-            std::min(wider.yMax(), 90.0)};
+    if (degrees.isEmpty()) {
+        return whole;
+    }
+    const bool isAllAround = isAroundPole || wider.width() > 300.0;
+    return {isAllAround ? -180.0 : wider.xMin(), std::max(wider.yMin(), -90.0),
+            isAllAround ? 180.0 : wider.xMax(), std::min(wider.yMax(), 90.0)};
 }
 
-double stepFor(double range) {
-    constexpr double steps[] = {0.001, 0.002, 0.005, 0.01, 0.02, 0.05, 0.1, 0.2,
-                                0.5,   1.0,   2.0,   5.0,  10.0, 15.0, 30.0};
-    const auto* const step = std::find_if(std::begin(steps), std::end(steps),
-                                          [range](double candidate) { return range / candidate <= 12.0; });
-    return step != std::end(steps) ? *step : 30.0;
+/// Round in degrees, minutes or seconds, so that there are not more lines than wanted.
+double stepFor(double range, double lines) {
+    constexpr double minute = 60.0;
+    constexpr double degree = 3600.0;
+    constexpr double seconds[] = {1.0,    2.0,        5.0,        10.0,        15.0,        30.0,
+                                  minute, 2 * minute, 5 * minute, 10 * minute, 15 * minute, 30 * minute,
+                                  degree, 2 * degree, 5 * degree, 10 * degree, 15 * degree, 30 * degree};
+    const double wanted = range / lines * degree;
+    const auto* const step = std::find_if(std::begin(seconds), std::end(seconds),
+                                          [wanted](double candidate) { return wanted <= candidate; });
+    if (step != std::begin(seconds)) {
+        return (step != std::end(seconds) ? *step : 30.0 * degree) / degree;
+    }
+    const double power = std::pow(10.0, std::floor(std::log10(wanted)));
+    const double leading = wanted / power;
+    return (leading <= 1.0 ? 1.0 : leading <= 2.0 ? 2.0 : leading <= 5.0 ? 5.0 : 10.0) * power / degree;
 }
 
-/// Follows the straight line in degrees from a to b and appends what the projection makes of it.
-void trace(const CoordinateTransformer& fromDegrees, const MapView& view, QPointF a, QPointF b, int pieces,
-           QList<QPolygonF>& lines) {
+QPolygonF toPixels(const CutParts& parts, std::size_t part, const MapView& view) {
     QPolygonF line;
-    const auto finish = [&] {
-        if (line.size() > 1) {
-            lines.append(line);
-        }
-        line.clear();
-    };
-    for (int i = 0; i <= pieces; ++i) {
-        const QPointF degrees = a + (b - a) * (static_cast<double>(i) / pieces);
-        const auto point = tryTransform(fromDegrees, degrees.x(), degrees.y());
-        if (!point) {
-            finish();
-            continue;
-        }
-        const QPointF pixel = view.toPixel(point->x(), point->y());
-        // A jump across the map is the projection's seam, not a line to draw.
-        if (!line.isEmpty() && std::abs(pixel.x() - line.last().x()) > view.frame().width() / 2) {
-            finish();
-        }
-        line.append(pixel);
+    const qsizetype first = part == 0 ? 0 : parts.ends[part - 1];
+    for (qsizetype i = first; i < parts.ends[part]; ++i) {
+        const auto at = static_cast<std::size_t>(2 * i);
+        line.append(view.toPixel(parts.coordinates[at], parts.coordinates[at + 1]));
     }
-    finish();
+    return line;
+}
+
+double areaOf(const QPolygonF& ring) {
+    double area = 0.0;
+    for (qsizetype i = 0; i < ring.size(); ++i) {
+        const QPointF a = ring.at(i) - ring.first();
+        const QPointF b = ring.at((i + 1) % ring.size()) - ring.first();
+        area += a.x() * b.y() - b.x() * a.y();
+    }
+    return std::abs(area);
 }
 
 } // namespace
 
 Graticule::Graticule(const CoordinateSystem& map, const MapView& view, double stepDegrees) {
-    constexpr int pieces = 120;
     const auto degrees = CoordinateSystemFactory::fromEpsg(4326);
-    if (degrees == nullptr) {
+    if (degrees == nullptr || !view.isUsable()) {
         return;
     }
     const CoordinateTransformer fromDegrees(*degrees, map);
-    const GisExtent range = degreesInView(CoordinateTransformer(map, *degrees), view);
-    const double step = stepDegrees > 0.0 ? stepDegrees : stepFor(std::max(range.width(), range.height()));
+    const GisExtent range = degreesInView(CoordinateTransformer(map, *degrees), fromDegrees, view);
+    const QSizeF size = view.frame().size();
+    constexpr double mostLines = 12.0; // from end to end of the longer side
+    const double longer = std::max(size.width(), size.height());
+    const auto stepOf = [&](double length, double side) {
+        constexpr double bound = 500.0;
+        return stepDegrees > 0.0 && length / stepDegrees <= bound
+                   ? stepDegrees
+                   : stepFor(length, std::max(2.0, mostLines * side / longer));
+    };
+    m_meridianStep = stepOf(range.width(), size.width());
+    m_parallelStep = stepOf(range.height(), size.height());
 
-    // Web Mercator has no poles: a system for a band around the world ends where the band ends.
+    constexpr double tolerance = 0.25; // pixels
+    CuttingTransformer cutting(*degrees, map, tolerance * view.unitsPerPixel());
+    CutParts parts;
+    const auto trace = [&](bool isMeridian, double value, const std::vector<double>& coordinates) {
+        const qsizetype ends[] = {static_cast<qsizetype>(coordinates.size() / 2)};
+        cutting.lines(coordinates, ends, parts);
+        for (std::size_t part = 0; part < parts.ends.size(); ++part) {
+            m_degreeLines.append({isMeridian, value, toPixels(parts, part, view)});
+        }
+    };
+    // Vertices where lines cross: an edge half way round the world would be taken the other way.
+    const double bend = std::min(m_meridianStep, 30.0);
+    for (double i = std::ceil(range.xMin() / m_meridianStep); i * m_meridianStep <= range.xMax(); ++i) {
+        const double x = i * m_meridianStep;
+        if (x > -180.0 || range.xMax() < 180.0) { // else once as 180
+            const double named = x == -180.0 ? 180.0 : std::remainder(x, 360.0);
+            trace(true, named == -180.0 ? 180.0 : named,
+                  {x, range.yMin(), x, (range.yMin() + range.yMax()) / 2.0, x, range.yMax()});
+        }
+    }
+    for (double i = std::ceil(range.yMin() / m_parallelStep); i * m_parallelStep <= range.yMax(); ++i) {
+        const double y = i * m_parallelStep;
+        if (std::abs(y) >= 90.0) { // a pole is no line
+            continue;
+        }
+        std::vector<double> line;
+        for (double x = range.xMin(); x < range.xMax(); x += bend) {
+            line.insert(line.end(), {x, y});
+        }
+        line.insert(line.end(), {range.xMax(), y});
+        trace(false, y, line);
+    }
+
     const auto area = CoordinateSystemFactory::areaOfUse(map);
-    const bool isWorld = area && area->width() >= 359.0;
-    const double north = isWorld ? std::min(range.yMax(), area->yMax()) : range.yMax();
-    const double south = isWorld ? std::max(range.yMin(), area->yMin()) : range.yMin();
-    for (double x = std::ceil(range.xMin() / step); x * step <= range.xMax(); ++x) {
-        trace(fromDegrees, view, {x * step, south}, {x * step, north}, pieces, m_lines);
-    }
-    for (double y = std::ceil(range.yMin() / step); y * step <= range.yMax(); ++y) {
-        trace(fromDegrees, view, {range.xMin(), y * step}, {range.xMax(), y * step}, pieces, m_lines);
-    }
-
-    if (isWorld) {
-        const QPointF corners[] = {{area->xMin(), area->yMin()},
-                                   {area->xMax(), area->yMin()},
-                                   {area->xMax(), area->yMax()},
-                                   {area->xMin(), area->yMax()},
-                                   {area->xMin(), area->yMin()}};
-        for (int side = 0; side < 4; ++side) {
-            for (int i = 0; i < pieces; ++i) {
-                const QPointF at =
-                    corners[side] + (corners[side + 1] - corners[side]) * (static_cast<double>(i) / pieces);
-                if (const auto point = tryTransform(fromDegrees, at.x(), at.y())) {
-                    m_outline.append(view.toPixel(point->x(), point->y()));
-                }
+    if (!area || area->width() >= 359.0) {
+        const std::vector<double> world{-180.0, -90.0, 180.0, -90.0, 180.0, 90.0, -180.0, 90.0};
+        const qsizetype ends[] = {4};
+        cutting.rings(world, ends, parts);
+        for (std::size_t part = 0; part < parts.ends.size(); ++part) {
+            QPolygonF ring = toPixels(parts, part, view);
+            if (areaOf(ring) > areaOf(m_outline)) {
+                m_outline = std::move(ring);
             }
         }
     }
+}
+
+QList<QPolygonF> Graticule::lines() const {
+    QList<QPolygonF> lines;
+    for (const Line& line : m_degreeLines) {
+        lines.append(line.pixels);
+    }
+    return lines;
 }
 
 } // namespace Cartolith::Map

@@ -53,8 +53,14 @@ GroundScale::GroundScale(GroundScale&& other) noexcept = default;
 GroundScale& GroundScale::operator=(GroundScale&& other) noexcept = default;
 
 double GroundScale::metersPerUnitAt(double x, double y) const {
+    return metersPerUnitAlong(x, y, 0.0);
+}
+
+double GroundScale::metersPerUnitAlong(double x, double y, double degrees) const {
     if (m_toDegrees == nullptr) {
-        return std::isfinite(x) && std::isfinite(y) ? 1.0 : std::numeric_limits<double>::quiet_NaN();
+        return std::isfinite(x) && std::isfinite(y) && std::isfinite(degrees)
+                   ? 1.0
+                   : std::numeric_limits<double>::quiet_NaN();
     }
     // Some 500 metres to both sides: what PROJ rounds is a millionth of that, and so is the curvature.
     constexpr double stepInDegrees = 0.005;
@@ -70,10 +76,11 @@ double GroundScale::metersPerUnitAt(double x, double y) const {
             return std::numeric_limits<double>::quiet_NaN();
         }
     };
-    const double onX = along(step, 0.0);
+    const double right = step * std::cos(degrees * radiansPerDegree);
+    const double up = step * std::sin(degrees * radiansPerDegree);
+    const double there = along(right, up);
     constexpr double leadsNowhere = 1e-6; // of a step
-    const double onY = onX * step > stepInMeters * leadsNowhere ? onX : along(0.0, step);
-    return onX * step > stepInMeters * leadsNowhere ? onX : onY;
+    return there * step > stepInMeters * leadsNowhere ? there : along(-up, right);
 }
 
 } // namespace Cartolith::Map

@@ -32,6 +32,8 @@ public:
 
     /// NaN where the map has no place on the ground, and for NaN.
     double metersPerUnitAt(double x, double y) const;
+    /// In another direction than x: so many degrees counterclockwise from it.
+    double metersPerUnitAlong(double x, double y, double degrees) const;
 
 private:
     std::shared_ptr<const Core::CoordinateSystems::CoordinateSystem> m_system;

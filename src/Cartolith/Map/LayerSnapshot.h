@@ -20,9 +20,6 @@ class CoordinateSystem;
 namespace Layers {
 class GisLayer;
 }
-namespace Symbology {
-class GisSymbolRenderer;
-}
 } // namespace Cartolith::Core
 
 namespace Cartolith::Map {
@@ -39,10 +36,10 @@ public:
     /// Of nothing.
     LayerSnapshot();
 
-    /// Whether a picture of the layer as it is now would be drawn from this: same layer, content, style,
-    /// renderer and coordinate systems; where the snapshot is one of a view, the same view; where edges were
-    /// bent for the map's system, a view that is not so much nearer that their pieces show. A renderer that
-    /// was changed in its place looks the same from here.
+    /// Whether a picture of the layer as it is now would be drawn from this: same layer, content, look and
+    /// coordinate systems; where the snapshot is one of a view, the same view; where edges were bent for the
+    /// map's system, a view in which their pieces do not show. A renderer that was changed in its place looks
+    /// the same from here until GisLayer::markLookChanged() is called.
     bool isOf(const Core::Layers::GisLayer& layer, const MapView& view,
               const std::shared_ptr<Core::CoordinateSystems::CoordinateSystem>& mapSystem) const;
 
@@ -129,15 +126,17 @@ private:
         qint64 leftOut = 0;
 
         // What it was made of.
-        const Core::Layers::GisLayer* layer = nullptr; // compared only
+        quint64 layer = 0; // its number
         quint64 revision = 0;
-        Core::Layers::GisLayerStyle layerStyle;
-        const Core::Symbology::GisSymbolRenderer* renderer = nullptr; // compared only
+        quint64 look = 0;
         std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> layerSystem;
         std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> mapSystem;
         bool isOfView = false;
         MapView view;
         double tolerance = 0.0; // of bent edges, in map units
+        // Where it is finer.
+        Core::Shapes::GisExtent surroundings;
+        double toleranceThere = 0.0;
     };
 
     explicit LayerSnapshot(std::shared_ptr<const Data> data) : m_data(std::move(data)) {}

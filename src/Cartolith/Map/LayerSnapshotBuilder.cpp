@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerRaster.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Map/FlatShapeInternal.h>
 #include <Cartolith/Map/Labels/LabelStyle.h>
@@ -12,6 +13,7 @@
 #include <Cartolith/Map/RendererFields.h>
 #include <Cartolith/Map/ShapeProjectorInternal.h>
 #include <Cartolith/Map/StyleTableInternal.h>
+#include <Cartolith/Map/SvgMarker.h>
 
 #include <algorithm>
 #include <atomic>
@@ -19,6 +21,7 @@
 #include <limits>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
@@ -34,7 +37,8 @@ namespace {
 /// What is drawn of a layer and shown on it; none where nobody can tell.
 std::optional<QStringList> fieldsToRead(const Layers::GisLayer& layer) {
     QStringList fields;
-    const auto addLabelFields = [&fields](const GisLayerStyle& style) {
+    const auto addStyleFields = [&fields](const GisLayerStyle& style) {
+        fields.append(Symbology::GisFeatureSymbol::fieldsOf(style));
         if (style.showLabels()) {
             fields.append(style.labelField());
             fields.append(style.labelPriorityField());
@@ -50,10 +54,10 @@ std::optional<QStringList> fieldsToRead(const Layers::GisLayer& layer) {
             return std::nullopt;
         }
         for (const Symbology::GisSymbolLegendItem& item : items) {
-            addLabelFields(item.style);
+            addStyleFields(item.style);
         }
     } else {
-        addLabelFields(layer.style());
+        addStyleFields(layer.style());
     }
     fields.removeAll(QString());
     fields.removeDuplicates();
@@ -82,23 +86,41 @@ public:
         }
         isElsewhere = mapSystem != nullptr && !Projection::isIn(layer, *mapSystem);
         if (isElsewhere && raster == nullptr) {
-            tolerance = toleranceOf(view);
+            chooseTolerance();
             projector =
                 std::make_unique<Internal::ShapeProjector>(*layer.coordinateSystem(), *mapSystem, tolerance);
+            if (!surroundings.isEmpty()) {
+                projector->cutting().setFinerWithin(surroundings, toleranceThere);
+            }
         }
     }
 
-    /// For bent edges. Without a view, as if a large picture showed everything.
-    double toleranceOf(const MapView& of) const {
+    /// For bent edges: half a pixel of the view; without one, as if a large picture showed everything. In a
+    /// view that shows but a small part of the layer, only there and around it: the rest is as for a picture
+    /// of everything that is larger than any.
+    void chooseTolerance() {
         constexpr double half = 0.5; // a pixel
-        constexpr double pixels = 2000.0;
-        if (of.isUsable()) {
-            return half * of.unitsPerPixel();
+        constexpr double large = 2000.0;
+        constexpr double larger = 20'000.0;
+        surroundings = {};
+        if (view.isUsable() && isReadByView) { // all of it is near
+            tolerance = half * view.unitsPerPixel();
+            return;
         }
         const Shapes::GisExtent onMap =
             Projection::meshIn(layer.extent(), *layer.coordinateSystem(), *mapSystem).extent;
         const double side = std::max(onMap.width(), onMap.height());
-        return side > 0.0 ? half * side / pixels : std::numeric_limits<double>::infinity();
+        const auto ofAll = [side](double pixels) {
+            return side > 0.0 ? half * side / pixels : std::numeric_limits<double>::infinity();
+        };
+        tolerance = view.isUsable() ? half * view.unitsPerPixel() : ofAll(large);
+        if (view.isUsable() && tolerance < ofAll(larger)) {
+            const Shapes::GisExtent seen = view.visibleExtent();
+            const double around = std::max(seen.width(), seen.height());
+            surroundings = seen.inflate(around, around);
+            toleranceThere = tolerance;
+            tolerance = ofAll(larger);
+        }
     }
 
     void begin() {
@@ -109,37 +131,59 @@ public:
         whole = nowhere;
         reader.reset();
         data->layerName = layer.name();
-        data->layer = &layer;
+        data->layer = layer.number();
         data->revision = layer.contentRevision();
-        data->layerStyle = layer.style();
-        data->renderer = layer.symbolRenderer();
+        data->look = layer.lookRevision();
+        renderer = layer.symbolRenderer();
         data->layerSystem = layer.coordinateSystem();
         data->mapSystem = mapSystem;
         data->isOfView = isReadByView || raster != nullptr;
         data->view = view;
         data->tolerance = projector != nullptr && !isReadByView ? tolerance : 0.0;
-        isUniform = data->renderer == nullptr || !data->renderer->usesFeatureAttributes();
+        data->surroundings = surroundings;
+        data->toleranceThere = surroundings.isEmpty() ? 0.0 : toleranceThere;
+        isOneStyle = renderer == nullptr || !renderer->usesFeatureAttributes();
         if (vector != nullptr && !isReadByView) {
             data->features.reserve(vector->items().size() + 1);
         }
     }
 
-    /// The side of the middle pixel in the layer's units; NaN when that has no place there.
+    /// The side of a pixel in the layer's units: of the one nearest to the middle that has a place there; NaN
+    /// when none has.
     double pixelInSource() const {
         if (!isElsewhere) {
             return view.unitsPerPixel();
         }
-        try {
-            const CoordinateSystems::CoordinateTransformer back(*mapSystem, *layer.coordinateSystem());
-            const QPointF here = view.center();
-            const GisShapePoint a = back.transform({here.x(), here.y()});
-            const GisShapePoint right = back.transform({here.x() + view.unitsPerPixel(), here.y()});
-            const GisShapePoint up = back.transform({here.x(), here.y() + view.unitsPerPixel()});
-            return std::min(std::hypot(right.x() - a.x(), right.y() - a.y()),
-                            std::hypot(up.x() - a.x(), up.y() - a.y()));
-        } catch (const std::runtime_error&) {
-            return std::numeric_limits<double>::quiet_NaN();
+        const CoordinateSystems::CoordinateTransformer back(*mapSystem, *layer.coordinateSystem());
+        const auto sideAt = [&](QPointF here) {
+            try {
+                const GisShapePoint a = back.transform({here.x(), here.y()});
+                const GisShapePoint right = back.transform({here.x() + view.unitsPerPixel(), here.y()});
+                const GisShapePoint up = back.transform({here.x(), here.y() + view.unitsPerPixel()});
+                return std::min(std::hypot(right.x() - a.x(), right.y() - a.y()),
+                                std::hypot(up.x() - a.x(), up.y() - a.y()));
+            } catch (const std::runtime_error&) {
+                return std::numeric_limits<double>::quiet_NaN();
+            }
+        };
+        // Rings of a mesh around the middle, out to the corners.
+        constexpr int rings = 10;
+        const QRectF frame = view.frame();
+        for (int ring = 0; ring <= rings; ++ring) {
+            double least = std::numeric_limits<double>::quiet_NaN();
+            for (int row = -ring; row <= ring; ++row) {
+                const int step = std::abs(row) == ring ? 1 : std::max(2 * ring, 1);
+                for (int column = -ring; column <= ring; column += step) {
+                    const QPointF aside(column * frame.width() / (2 * rings),
+                                        row * frame.height() / (2 * rings));
+                    least = std::fmin(least, sideAt(view.toMap(frame.center() + aside)));
+                }
+            }
+            if (least > 0.0) {
+                return least;
+            }
         }
+        return std::numeric_limits<double>::quiet_NaN();
     }
 
     /// With a little more around it, for what bends between the places of the mesh; none, which is
@@ -163,9 +207,11 @@ public:
             if (isElsewhere) { // cut here, so asked for in the layer's own
                 request.extent = extentInSource(*request.extent);
             }
-            if (const double pixel = pixelInSource(); pixel > 0.0) {
-                request.picture = {pixel};
+            const double pixel = pixelInSource();
+            if (!(pixel > 0.0)) {
+                return; // nothing of the source's is in the view
             }
+            request.picture = {pixel};
         }
         reader = vector->read(request);
     }
@@ -183,7 +229,7 @@ public:
             if (reader == nullptr) {
                 openReader();
             }
-            if (!reader->next()) {
+            if (reader == nullptr || !reader->next()) {
                 return false;
             }
             if (const auto shape = reader->takeShape()) {
@@ -274,12 +320,12 @@ public:
     }
 
     void noteStyle(const GisShape& shape) {
-        if (isUniform && styles.styles().isEmpty()) {
-            uniform = data->renderer == nullptr ? layer.style()
-                                                : data->renderer->styleForFeature(GisSymbolContext(shape));
+        const GisSymbolContext context(shape);
+        if (isOneStyle && styles.styles().isEmpty()) {
+            uniform = renderer == nullptr ? layer.style() : renderer->styleForFeature(context);
         }
-        const GisLayerStyle style =
-            isUniform ? uniform : data->renderer->styleForFeature(GisSymbolContext(shape));
+        const GisLayerStyle style = Symbology::GisFeatureSymbol::resolved(
+            isOneStyle ? uniform : renderer->styleForFeature(context), context, shape.shapeType());
         data->features.back().style = styles.numberOf(style);
         const std::size_t number = data->features.size() - 1;
         if (style.showLabels() && !style.labelField().isEmpty()) {
@@ -289,6 +335,17 @@ public:
                 data->labelPriorities.resize(number, std::numeric_limits<double>::quiet_NaN());
                 data->labelPriorities.push_back(
                     Labels::labelPriority(shape.attributeValue(style.labelPriorityField())));
+            }
+        }
+    }
+
+    /// A layer is rather not drawn than with other symbols than its own.
+    void checkMarkers() const {
+        QStringList checked;
+        for (const GisLayerStyle& style : std::as_const(data->styles)) {
+            if (style.markerShape() == Layers::MarkerShape::Svg && !checked.contains(style.markerSvg())) {
+                checked.append(style.markerSvg());
+                const SvgMarker marker(style.markerSvg()); // or throws
             }
         }
     }
@@ -304,6 +361,7 @@ public:
             data->extent = {whole.left, whole.bottom, whole.right, whole.top};
         }
         data->styles = styles.styles();
+        checkMarkers();
         made = LayerSnapshot(std::move(data));
         reader.reset();
         state = State::Done;
@@ -315,10 +373,13 @@ public:
     const bool isReadByView;
     const MapView view;
     const std::shared_ptr<CoordinateSystem> mapSystem;
-    bool isElsewhere = false; // not in the map's system
-    bool isUniform = true;
+    bool isElsewhere = false;                               // not in the map's system
+    bool isOneStyle = true;                                 // but for what it leaves to each feature
+    const Symbology::GisSymbolRenderer* renderer = nullptr; // as long as the look stays
     std::unique_ptr<Internal::ShapeProjector> projector;
     double tolerance = 0.0;
+    Shapes::GisExtent surroundings; // of the view, where toleranceThere holds; none if everywhere
+    double toleranceThere = 0.0;
     CoordinateSystems::CutParts read; // one shape of a layer that is projected
     CoordinateSystems::CutParts cut;
     std::unique_ptr<Layers::GisFeatureReader> reader;
@@ -345,7 +406,7 @@ bool LayerSnapshotBuilder::step(std::chrono::milliseconds budget) {
     if (d->state != State::Working) {
         return true;
     }
-    if (d->data->revision != d->layer.contentRevision() || d->data->renderer != d->layer.symbolRenderer() ||
+    if (d->data->revision != d->layer.contentRevision() || d->data->look != d->layer.lookRevision() ||
         d->data->layerSystem != d->layer.coordinateSystem()) {
         d->begin();
     }
@@ -361,16 +422,14 @@ bool LayerSnapshotBuilder::step(std::chrono::milliseconds budget) {
             giveUp();
             return true;
         }
-        bool isMore = false;
         try {
-            isMore = d->takeNext();
+            if (!d->takeNext()) {
+                d->finish();
+                return true;
+            }
         } catch (...) {
             giveUp();
             throw;
-        }
-        if (!isMore) {
-            d->finish();
-            return true;
         }
         if (i % between == 0 && std::chrono::steady_clock::now() >= end) {
             return false;

@@ -45,6 +45,7 @@ Legend::Legend(LegendContent content, const SheetColours& colours, QSizeF room, 
         if (m_shown == classRows()) {
             break;
         }
+        m_isWhole = false;
     }
 }
 
@@ -64,27 +65,36 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     m_font = sheetFont(letterPixels, false);
     m_titleFont = sheetFont(letterPixels * 6 / 5, true);
     m_smallFont = sheetFont(std::max(leastLetters, letterPixels * 4 / 5), false);
-    m_row = std::ceil(letterPixels * 1.5);
+    double largest = 0.0;
+    for (const LegendContent::Row& row : m_content.rows) {
+        const GisLayerStyle& style = row.style;
+        const double size = m_content.kind == GisShapeType::Polyline ? style.lineWidth()
+                                                                     : style.pointSize() + style.lineWidth();
+        largest = row.isSize ? std::max(largest, std::ceil(size)) : largest;
+    }
+    largest = std::min(largest, std::min(room.width(), room.height()) * 0.25);
+    m_line = std::ceil(letterPixels * 1.5);
+    m_row = std::max(m_line, largest + 2.0);
+    m_sample = std::max(2.0 * letterPixels, largest);
 
     // A column: sample, label, count, and a wider gap to the next column.
     const double gap = letterPixels * 0.6;
-    const double sample = 2.0 * letterPixels;
     m_labelWidth = 0.0;
     m_countWidth = 0.0;
     for (const LegendContent::Row& row : m_content.rows) {
         m_labelWidth = std::max(m_labelWidth, widthOf(m_font, row.label));
         m_countWidth = std::max(m_countWidth, widthOf(m_font, countText(row)));
     }
-    const double others = sample + 2 * gap + m_countWidth;
+    const double others = m_sample + 2 * gap + m_countWidth;
     const double apart = 2.0 * letterPixels;
     m_labelWidth = std::clamp(m_labelWidth, 0.0,
                               std::max(0.0, std::min(longestLabel * letterPixels, room.width() - others)));
     m_column = others + m_labelWidth;
     m_columnStep = m_column + apart;
 
-    const double head = m_content.title.isEmpty() ? 0.0 : 1.5 * m_row;
+    const double head = m_content.title.isEmpty() ? 0.0 : 1.5 * m_line;
     const double foot =
-        (hasDefault() ? (1.0 + defaultApart) * m_row : 0.0) + (m_content.smallPrint.isEmpty() ? 0.0 : m_row);
+        (hasDefault() ? (1.0 + defaultApart) * m_row : 0.0) + (m_content.smallPrint.isEmpty() ? 0.0 : m_line);
     const qsizetype classes = classRows();
     const auto deepest =
         std::max<qsizetype>(1, static_cast<qsizetype>((room.height() - head - foot) / m_row));
@@ -94,26 +104,39 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     m_shown = classes <= deepest * columns ? classes : deepest * columns - 1;
     m_perColumn = std::min(deepest, std::max<qsizetype>(1, (classes + columns - 1) / columns));
 
-    double width = static_cast<double>(columns) * m_columnStep - apart;
+    m_rows = classes > 0 ? static_cast<double>(m_perColumn) * m_row : 0.0;
+    const bool isGradient = m_content.gradient.size() > 1 && classes > 1;
+    if (isGradient) {
+        // Neighbouring labels are a row apart, the first and the last stand out by half a row.
+        const double step = std::abs(m_content.rows.at(0).place - m_content.rows.at(1).place);
+        m_rows = std::max(m_row, std::min(m_row / std::max(step, 0.02) + m_row, room.height() - head - foot));
+        m_shown = classes;
+    }
+
+    double width = static_cast<double>(isGradient ? 1 : columns) * m_columnStep - apart;
     width = std::max(width, widthOf(m_titleFont, m_content.title));
     width = std::max(width, widthOf(m_smallFont, m_content.smallPrint));
-    m_size = {std::min(width, room.width()),
-              std::min(head + static_cast<double>(m_perColumn) * m_row + foot, room.height())};
+    m_size = {std::min(width, room.width()), std::min(head + m_rows + foot, room.height())};
 }
 
-void Legend::drawSample(QPainter& painter, GisLayerStyle style, const QRectF& place) const {
+void Legend::drawSample(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const {
     SymbolPainter symbols(painter);
-    style.setLineWidth(std::min(style.lineWidth(), static_cast<float>(place.height() / 2)));
+    GisLayerStyle style = row.style;
+    const auto height = static_cast<float>(row.isSize ? m_row : place.height());
+    style.setLineWidth(std::min(style.lineWidth(), row.isSize ? height : height / 2));
+    style.setHaloWidth(std::min(style.haloWidth(), height / 4));
+    style.setCasingWidth(std::min(style.casingWidth(), height / 4));
     switch (m_content.kind) {
     case GisShapeType::Point:
-        style.setPointSize(std::min(style.pointSize(), static_cast<float>(place.height())));
+        style.setPointSize(std::min(style.pointSize(), height));
         symbols.point(place.center(), style);
         break;
     case GisShapeType::Polyline: {
         const QPolygonF line{QPointF(place.left(), place.center().y()),
                              QPointF(place.right(), place.center().y())};
         constexpr float thick = 2.0F; // enough to see what colour it is
-        style.setLineWidth(std::max(style.lineWidth(), thick));
+        style.setLineWidth(row.isSize ? style.lineWidth() : std::max(style.lineWidth(), thick));
+        symbols.halo(line, style, m_content.casing);
         symbols.casing(line, style, m_content.casing);
         symbols.line(line, style);
         break;
@@ -127,18 +150,50 @@ void Legend::drawSample(QPainter& painter, GisLayerStyle style, const QRectF& pl
     }
 }
 
+void Legend::drawLabel(QPainter& painter, const QString& text, const QRectF& place) const {
+    painter.setFont(m_font);
+    painter.setPen(m_colours.ink);
+    painter.drawText(place.adjusted(0, 0, 1, 0), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
+                     elided(m_font, text, place.width()));
+}
+
+void Legend::drawGradient(QPainter& painter, const QRectF& place) const {
+    const double letters = m_font.pixelSize();
+    const QRectF bar(place.left() + 0.5, place.top() + m_row * 0.5, std::round(1.5 * letters),
+                     place.height() - m_row);
+    QLinearGradient gradient(bar.bottomLeft(), bar.topLeft());
+    const auto last = static_cast<double>(m_content.gradient.size() - 1);
+    for (qsizetype i = 0; i < m_content.gradient.size(); ++i) {
+        gradient.setColorAt(static_cast<double>(i) / last, m_content.gradient.at(i));
+    }
+    painter.fillRect(bar, gradient);
+    painter.setBrush(Qt::NoBrush);
+    painter.setPen(QPen(m_colours.faintInk, 0.7));
+    painter.drawRect(bar);
+    double above = -m_row; // where the last label stands
+    for (const LegendContent::Row& row : m_content.rows) {
+        const double at = bar.bottom() - std::clamp(row.place, 0.0, 1.0) * bar.height();
+        if (row.isDefault || at - above < m_row * 0.9) {
+            continue;
+        }
+        above = at;
+        painter.setPen(QPen(m_colours.faintInk, 0.7));
+        painter.drawLine(QPointF(bar.right(), at), QPointF(bar.right() + letters * 0.3, at));
+        drawLabel(
+            painter, row.label,
+            QRectF(place.left() + 2.0 * letters + letters * 0.6, at - m_row / 2.0, m_labelWidth, m_row));
+    }
+}
+
 void Legend::drawRow(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const {
     const double letters = m_font.pixelSize();
     const double gap = letters * 0.6;
     // On whole pixels, so that the fill is not mixed with the paper.
     const QRectF sample(std::round(place.left()) + 0.5, std::round(place.center().y() - letters * 0.5) + 0.5,
-                        std::round(2.0 * letters) - 1.0, letters);
-    drawSample(painter, row.style, sample);
-    painter.setFont(m_font);
-    painter.setPen(m_colours.ink);
-    const QRectF label(place.left() + 2.0 * letters + gap, place.top(), m_labelWidth, place.height());
-    painter.drawText(label.adjusted(0, 0, 1, 0), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
-                     elided(m_font, row.label, label.width()));
+                        std::round(m_sample) - 1.0, letters);
+    drawSample(painter, row, sample);
+    const QRectF label(place.left() + m_sample + gap, place.top(), m_labelWidth, place.height());
+    drawLabel(painter, row.label, label);
     painter.setPen(m_colours.faintInk);
     painter.drawText(QRectF(label.right() + gap, place.top(), m_countWidth, place.height()),
                      Qt::AlignVCenter | Qt::AlignRight | Qt::TextSingleLine, countText(row));
@@ -152,13 +207,13 @@ void Legend::draw(QPainter& painter, QPointF topLeft) const {
     const auto line = [&](const QFont& font, const QColor& colour, const QString& text) {
         painter.setFont(font);
         painter.setPen(colour);
-        painter.drawText(QRectF(topLeft.x(), top, m_size.width() + 1, m_row),
+        painter.drawText(QRectF(topLeft.x(), top, m_size.width() + 1, m_line),
                          Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
                          elided(font, text, m_size.width()));
     };
     if (!m_content.title.isEmpty()) {
         line(m_titleFont, m_colours.ink, m_content.title);
-        top += 1.5 * m_row;
+        top += 1.5 * m_line;
     }
     const auto place = [&](qsizetype i) {
         const qsizetype column = i / m_perColumn;
@@ -166,7 +221,11 @@ void Legend::draw(QPainter& painter, QPointF topLeft) const {
         return QRectF(topLeft.x() + static_cast<double>(column) * m_columnStep,
                       top + static_cast<double>(row) * m_row, m_column, m_row);
     };
-    for (qsizetype i = 0; i < m_shown; ++i) {
+    const bool isGradient = m_content.gradient.size() > 1 && classRows() > 1;
+    if (isGradient) {
+        drawGradient(painter, QRectF(topLeft.x(), top, m_column, m_rows));
+    }
+    for (qsizetype i = 0; i < m_shown && !isGradient; ++i) {
         drawRow(painter, m_content.rows.at(i), place(i));
     }
     if (m_shown < classRows()) {
@@ -175,7 +234,7 @@ void Legend::draw(QPainter& painter, QPointF topLeft) const {
         painter.drawText(place(m_shown), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
                          elided(m_font, remainder(), m_column));
     }
-    top += static_cast<double>(m_perColumn) * m_row;
+    top += m_rows;
     if (hasDefault()) {
         top += defaultApart * m_row;
         drawRow(painter, m_content.rows.constLast(), QRectF(topLeft.x(), top, m_column, m_row));

@@ -15,9 +15,9 @@ namespace Cartolith::Map {
 /// A legend beside a map: measures itself, then draws itself.
 ///
 /// A title, a row for each class with a sample of its style, its label and its count, the default row set
-/// apart below them, and small print. Rows that do not fit below each other go into further columns; when the
-/// room is used up even with smaller letters, a last row says how many are missing. What is too long is cut
-/// with an ellipsis.
+/// apart below them, and small print. A gradient is a bar with its labels beside it, as many as have room.
+/// Rows that do not fit below each other go into further columns; when the room is used up even with smaller
+/// letters, a last row says how many are missing. What is too long is cut with an ellipsis.
 class CARTOLITH_MAP_EXPORT Legend {
 public:
     /// Lays the content out for a picture in at most that room (pixels).
@@ -28,13 +28,17 @@ public:
 
     /// The classes that are shown; the others are only counted.
     qsizetype shownRows() const { return m_shown; }
+    /// Whether all of them are shown, in the letters that were wanted.
+    bool isWhole() const { return m_isWhole; }
 
     void draw(QPainter& painter, QPointF topLeft) const;
 
 private:
     void layOut(QSizeF room, int letterPixels);
     void drawRow(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const;
-    void drawSample(QPainter& painter, Core::Layers::GisLayerStyle style, const QRectF& place) const;
+    void drawGradient(QPainter& painter, const QRectF& place) const;
+    void drawLabel(QPainter& painter, const QString& text, const QRectF& place) const;
+    void drawSample(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const;
     QString remainder() const;
     qsizetype classRows() const;
     bool hasDefault() const;
@@ -43,8 +47,12 @@ private:
     SheetColours m_colours;
     QFont m_font, m_titleFont, m_smallFont;
     qsizetype m_shown = 0; ///< classes
+    bool m_isWhole = true;
     qsizetype m_perColumn = 1;
-    double m_row = 0.0;    ///< height of one
+    double m_line = 0.0;   ///< height of one of text
+    double m_row = 0.0;    ///< height of one, which is as high as a large sample
+    double m_sample = 0.0; ///< width of one
+    double m_rows = 0.0;   ///< height of all in a column, or of the gradient
     double m_column = 0.0; ///< width of one
     double m_columnStep = 0.0;
     double m_labelWidth = 0.0;

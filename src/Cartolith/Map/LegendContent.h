@@ -6,6 +6,7 @@
 #include <Cartolith/Map/Export.h>
 #include <Cartolith/Map/SymbolPainter.h>
 
+#include <QColor>
 #include <QList>
 #include <QString>
 
@@ -24,10 +25,14 @@ struct CARTOLITH_MAP_EXPORT LegendContent {
         Core::Layers::GisLayerStyle style;
         qsizetype count = 0;    ///< features drawn so; below 0 when nothing is counted
         bool isDefault = false; ///< features that are in no class
+        bool isSize = false;    ///< stands for a size, so the sample is as large as on the map
+        double place = 0.0;     ///< of a label beside the gradient: 0 is its lower end, 1 its upper one
     };
 
     QString title;
     QList<Row> rows; ///< in the renderer's order, the default last
+    /// Not empty for a bar of colours, from the lower end to the upper one, that the rows label.
+    QList<QColor> gradient = {};
     QString smallPrint;
     LineCasing casing;
     Core::Shapes::GisShapeType kind = Core::Shapes::GisShapeType::Polygon;
@@ -35,14 +40,16 @@ struct CARTOLITH_MAP_EXPORT LegendContent {
     /// Of the layer's renderer, with all features of the layer counted. Disabled classes are left out, empty
     /// ones are not; the default style is there when some feature is drawn with it, called "No value" when
     /// none of these has a value. Bounds are rounded as LegendBounds says; labels that somebody wrote stay.
-    /// The title is the field's name, or else the layer's, when none is given.
+    /// The title is the field's name, or else the layer's, when none is given. Of sizes by value there are
+    /// rows at round values, before the default's; a layer of one style has them alone.
     ///
     /// The layer has a renderer.
     static LegendContent of(const Core::Layers::GisLayerVector& layer, const QString& title);
 
     /// Of what a raster is coloured by: a row for each class, one for each colour, nothing counted.
     static LegendContent of(const LegendBounds& bounds, const QList<QString>& colours, const QString& title);
-    /// A continuous ramp: its colours at round values between the two, the greatest first.
+    /// A continuous ramp: a gradient, labelled at round values between the two, the greatest first. A single
+    /// value has a row alone.
     static LegendContent of(const Core::Symbology::GisColorRamp& ramp, bool reversed, double least,
                             double greatest, const QString& title);
 };

@@ -19,7 +19,7 @@ public:
 
     void fail(MapScene::Private::Kept& kept, const char* why) {
         problems.append(QStringLiteral("%1: %2").arg(kept.entry.layer->name(), QString::fromUtf8(why)));
-        kept.setSnapshot({}, *kept.look);
+        kept.snapshot = {};
         builder.reset();
         ++position;
     }
@@ -28,7 +28,6 @@ public:
     const MapView view;
     qsizetype position = 0;
     std::optional<LayerSnapshotBuilder> builder; // of the layer at the position
-    quint64 look = 0;                            // that it was begun with
     QStringList problems;
     std::atomic<bool> isCancelled = false;
 };
@@ -51,8 +50,7 @@ bool MapPreparation::step(std::chrono::milliseconds budget) {
                 ++d->position;
                 continue;
             }
-            if (!d->builder || d->look != *kept.look) {
-                d->look = *kept.look;
+            if (!d->builder) {
                 d->builder.emplace(*kept.entry.layer, d->view, d->scene.coordinateSystem());
             }
             // Short ones, to look whether it is cancelled.
@@ -62,7 +60,7 @@ bool MapPreparation::step(std::chrono::milliseconds budget) {
                 }
                 continue;
             }
-            kept.setSnapshot(d->builder->snapshot(), d->look);
+            kept.snapshot = d->builder->snapshot();
             d->builder.reset();
             ++d->position;
         } catch (const std::runtime_error& error) {

@@ -1,6 +1,7 @@
 #include <Cartolith/Map/LabelMemory.h>
 #include <Cartolith/Map/MapRenderJob.h>
 #include <Cartolith/Map/PictureBlendInternal.h>
+#include <Cartolith/Map/PictureMemoryInternal.h>
 #include <Cartolith/Map/SelectionDrawingInternal.h>
 #include <Cartolith/Map/SnapshotDrawingInternal.h>
 #include <Cartolith/Map/SnapshotLabelsInternal.h>
@@ -9,8 +10,8 @@
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <exception>
 #include <mutex>
-#include <new>
 #include <utility>
 #include <vector>
 
@@ -38,15 +39,6 @@ public:
         : view(drawnView), layers(std::move(drawn)), options(used),
           size(view.isUsable() ? view.pictureFrame().size() : QSize(0, 0)) {}
 
-    QImage emptyPicture(QColor color) const {
-        QImage image(size, QImage::Format_ARGB32_Premultiplied);
-        if (image.isNull() && !size.isEmpty()) {
-            throw std::bad_alloc();
-        }
-        image.fill(color);
-        return image;
-    }
-
     QImage composed(const std::vector<Picture>& from) const {
         QImage result;
         for (const Picture& picture : from) {
@@ -61,11 +53,11 @@ public:
                     result = picture.image;
                     continue;
                 }
-                result = emptyPicture(options.background);
+                result = Internal::emptyPicture(size, options.background);
             }
             Internal::layOver(result, picture.image, picture.opacity, picture.blend);
         }
-        return result.isNull() ? emptyPicture(options.background) : result;
+        return result.isNull() ? Internal::emptyPicture(size, options.background) : result;
     }
 
     void leaveWhereCancelled() const {
@@ -90,6 +82,7 @@ public:
             return;
         }
         Raster::Canvas canvas(view);
+        canvas.setWatch([this] { leaveWhereCancelled(); });
         Internal::SnapshotDrawing drawing(snapshot, view, layer.casing);
         while (drawing.draw(canvas, [this] { return attention.load(std::memory_order_relaxed) == 0; })) {
             leaveWhereCancelled();
@@ -132,22 +125,23 @@ public:
 
     void drawLabels() {
         const auto hasLabels = [](const Layer& layer) { return layer.snapshot.hasLabels(); };
-        if (size.isEmpty() || std::none_of(layers.cbegin(), layers.cend(), hasLabels)) {
+        if (size.isEmpty() || !options.hasLabels || std::none_of(layers.cbegin(), layers.cend(), hasLabels)) {
             return;
         }
         const auto memory =
             options.labelMemory != nullptr ? options.labelMemory : std::make_shared<LabelMemory>();
         const std::lock_guard turn(memory->m_mutex);
         Internal::SnapshotLabels labels(view, options.scaleDenominator, memory->m_texts);
+        labels.labels().setWatch([this] { leaveWhereCancelled(); });
         QList<LayerSnapshot> labelled;
         for (qsizetype i = 0; i < layers.size(); ++i) {
             const LayerSnapshot& snapshot = layers.at(i).snapshot;
             if (snapshot.hasLabels()) {
                 labelled.append(snapshot);
                 labels.add(i, snapshot, [this] {
-                    return (attention.load(std::memory_order_relaxed) & CancelWanted) == 0;
+                    leaveWhereCancelled();
+                    return true;
                 });
-                leaveWhereCancelled();
             }
         }
         // Panned only: at another scale, other places are good ones.
@@ -158,9 +152,8 @@ public:
             labels.labels().setPrevious(memory->m_places);
         }
         labels.labels().place();
-        leaveWhereCancelled();
         begin({});
-        QImage image = emptyPicture(Qt::transparent);
+        QImage image = Internal::emptyPicture(size, Qt::transparent);
         memory->m_painter.draw(image, labels.labels().placedLabels(), view.pictureFrame().topLeft());
         show(image);
 
@@ -218,7 +211,7 @@ MapRenderJob::State MapRenderJob::run() {
         d->draw();
     } catch (const Private::Cancelled&) {
         how = State::Cancelled;
-    } catch (const std::bad_alloc&) {
+    } catch (const std::exception&) { // no memory, or more wanted than there can be
         how = State::Failed;
     }
     d->end(how);

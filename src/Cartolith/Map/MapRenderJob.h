@@ -51,6 +51,7 @@ public:
         double scaleDenominator = qQNaN();
         /// Of earlier pictures of the same map; may be null.
         std::shared_ptr<LabelMemory> labelMemory = nullptr;
+        bool hasLabels = true; ///< an overview beside a map does without
     };
 
     /// What became of a label.
@@ -76,8 +77,8 @@ public:
     /// Draws everything; returns the state that it ended in. Without memory for it, Failed. A second call
     /// does nothing.
     State run();
-    /// Returns at once; run() ends at the next shape, or when labels are placed. Of a shape with a million
-    /// vertices in view, that is some 20 ms later.
+    /// Returns at once; run() ends some 20 ms later, also in the midst of a large shape or of placing labels.
+    /// It waits for its turn with a LabelMemory that another job places labels with.
     void cancel() noexcept;
 
     State state() const noexcept;

@@ -25,25 +25,13 @@ std::size_t MapScene::Private::checked(qsizetype position, std::size_t end) {
 
 void MapScene::Private::Kept::setEntry(Entry what) {
     if (entry.layer != what.layer) {
-        setSnapshot({}, *look);
-        subscription = {};
-        if (what.layer != nullptr) {
-            subscription = what.layer->onChanged([counter = look](Layers::GisLayerChanges changes) {
-                *counter += changes.testFlag(Layers::GisLayerChange::Look) ? 1U : 0U;
-            });
-        }
+        snapshot = {};
     }
     entry = std::move(what);
 }
 
 bool MapScene::Private::Kept::isReady(const MapScene& scene, const MapView& inView) const {
-    return !scene.isDrawn(entry, inView) ||
-           (snapshotLook == *look && snapshot.isOf(*entry.layer, inView, scene.coordinateSystem()));
-}
-
-void MapScene::Private::Kept::setSnapshot(const LayerSnapshot& made, quint64 ofLook) {
-    snapshot = made;
-    snapshotLook = ofLook;
+    return !scene.isDrawn(entry, inView) || snapshot.isOf(*entry.layer, inView, scene.coordinateSystem());
 }
 
 MapScene::MapScene() : d(std::make_unique<Private>()) {}
@@ -147,11 +135,11 @@ GisExtent MapScene::extent() {
             all = all.expand(
                 Projection::meshIn(layer->extent(), *layer->coordinateSystem(), *d->system).extent);
         } else {
-            if (!kept.snapshot.isOf(*layer, d->view, d->system) || kept.snapshotLook != *kept.look) {
+            if (!kept.snapshot.isOf(*layer, d->view, d->system)) {
                 LayerSnapshotBuilder builder(*layer, d->view, d->system);
                 while (!builder.step(std::chrono::hours(1))) {
                 }
-                kept.setSnapshot(builder.snapshot(), *kept.look);
+                kept.snapshot = builder.snapshot();
             }
             all = all.expand(kept.snapshot.extent());
         }

@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisSymbologyJson.h>
+#include <Cartolith/Map/JsonMembersInternal.h>
 #include <Cartolith/Map/MapSceneInternal.h>
 #include <Cartolith/Map/Output/OutputFile.h>
 
@@ -36,85 +37,9 @@ constexpr int formatVersion = 1;
 constexpr std::array<const char*, 6> blendTexts{"normal",  "multiply", "screen",
                                                 "overlay", "darken",   "lighten"};
 
-QString text(const char* latin1) {
-    return QString::fromLatin1(latin1);
-}
-
-[[noreturn]] void fail(const QString& where, const QString& what) {
-    throw std::runtime_error(QStringLiteral("%1: %2").arg(where, what).toStdString());
-}
-
-/// The members of an object, each taken once, so that those that are not known are found.
-class Members {
-public:
-    Members(const QJsonValue& value, QString where) : m_where(std::move(where)) {
-        if (!value.isObject()) {
-            fail(m_where, text("an object is expected."));
-        }
-        m_members = value.toObject();
-    }
-
-    QString where(const char* name) const { return m_where + QLatin1Char('.') + text(name); }
-    bool has(const char* name) const { return m_members.contains(QLatin1String(name)); }
-
-    QString string(const char* name, const QString& missing = QString()) {
-        const QJsonValue value = take(name);
-        if (!value.isUndefined() && !value.isString()) {
-            fail(where(name), text("a text is expected."));
-        }
-        return value.toString(missing);
-    }
-    QColor colour(const char* name, QColor missing) {
-        const QString value = string(name, missing.name(QColor::HexArgb));
-        if (!QColor::isValidColor(value)) { // of which Qt would make black, and print it
-            fail(where(name), QStringLiteral("\"%1\" is no colour.").arg(value.left(40)));
-        }
-        return QColor(value);
-    }
-    bool boolean(const char* name, bool missing) {
-        const QJsonValue value = take(name);
-        if (!value.isUndefined() && !value.isBool()) {
-            fail(where(name), text("true or false is expected."));
-        }
-        return value.toBool(missing);
-    }
-    double number(const char* name, double missing) {
-        const QJsonValue value = take(name);
-        if (!value.isUndefined() && !value.isDouble()) {
-            fail(where(name), text("a number is expected."));
-        }
-        return value.toDouble(missing);
-    }
-    QJsonObject object(const char* name) {
-        const QJsonValue value = take(name);
-        if (!value.isUndefined() && !value.isObject()) {
-            fail(where(name), text("an object is expected."));
-        }
-        return value.toObject();
-    }
-    QJsonArray array(const char* name) {
-        const QJsonValue value = take(name);
-        if (!value.isUndefined() && !value.isArray()) {
-            fail(where(name), text("an array is expected."));
-        }
-        return value.toArray();
-    }
-
-    void refuseOthers() const {
-        if (!m_members.isEmpty()) {
-            fail(m_where, QStringLiteral("there is no member \"%1\".").arg(m_members.begin().key().left(40)));
-        }
-    }
-
-private:
-    QJsonValue take(const char* name) {
-        const QLatin1String key(name);
-        return m_members.contains(key) ? m_members.take(key) : QJsonValue(QJsonValue::Undefined);
-    }
-
-    QJsonObject m_members;
-    QString m_where;
-};
+using Internal::fail;
+using Internal::text;
+using Members = Internal::JsonMembers;
 
 /// What a layer was opened from.
 struct Source {
@@ -281,6 +206,9 @@ private:
             Members from(members.object("casing"), members.where("casing"));
             casing.colour = from.colour("color", casing.colour);
             for (const QJsonValue line : from.array("lines")) {
+                if (!line.isString()) {
+                    fail(from.where("lines"), text("a list of texts is expected."));
+                }
                 casing.lines.append(line.toString());
             }
             from.refuseOthers();
@@ -317,13 +245,21 @@ private:
 };
 
 QJsonObject viewJson(const MapView& view) {
-    return {{text("centerX"), view.center().x()},
-            {text("centerY"), view.center().y()},
-            {text("unitsPerPixel"), view.unitsPerPixel()},
-            {text("rotation"), view.rotation()},
-            {text("width"), view.frame().width()},
-            {text("height"), view.frame().height()},
-            {text("devicePixelRatio"), view.devicePixelRatio()}};
+    QJsonObject json{{text("centerX"), view.center().x()},
+                     {text("centerY"), view.center().y()},
+                     {text("unitsPerPixel"), view.unitsPerPixel()},
+                     {text("rotation"), view.rotation()},
+                     {text("width"), view.frame().width()},
+                     {text("height"), view.frame().height()},
+                     {text("devicePixelRatio"), view.devicePixelRatio()}};
+    if (const QPointF corner = view.frame().topLeft(); corner != QPointF()) {
+        json.insert(text("left"), corner.x());
+        json.insert(text("top"), corner.y());
+    }
+    if (view.dotsPerInch() != view.withDotsPerInch(0.0).dotsPerInch()) {
+        json.insert(text("dotsPerInch"), view.dotsPerInch());
+    }
+    return json;
 }
 
 MapView viewFrom(const QJsonValue& value, const QString& where) {
@@ -334,6 +270,8 @@ MapView viewFrom(const QJsonValue& value, const QString& where) {
     const double rotation = members.number("rotation", 0.0);
     const QRectF frame(0.0, 0.0, members.number("width", nan), members.number("height", nan));
     const double ratio = members.number("devicePixelRatio", 1.0);
+    const QPointF corner(members.number("left", 0.0), members.number("top", 0.0));
+    const double dotsPerInch = members.number("dotsPerInch", 0.0);
     members.refuseOthers();
     const double right = frame.width() * scale / 2.0;
     const double up = frame.height() * scale / 2.0;
@@ -341,7 +279,10 @@ MapView viewFrom(const QJsonValue& value, const QString& where) {
     const MapView view = flat.rotated(rotation, frame.center());
     // The ratio multiplies the frame, which is that of the device already.
     const MapView result = view.inFrame({0.0, 0.0, frame.width() / ratio, frame.height() / ratio});
-    const MapView scaled = result.zoomed(1.0 / ratio, result.frame().center()).withDevicePixelRatio(ratio);
+    const MapView scaled = result.zoomed(1.0 / ratio, result.frame().center())
+                               .withDevicePixelRatio(ratio)
+                               .inFrame(frame.translated(corner))
+                               .withDotsPerInch(dotsPerInch);
     if (!scaled.isUsable()) {
         fail(where, text("there is no such view."));
     }

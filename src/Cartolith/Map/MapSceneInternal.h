@@ -1,6 +1,5 @@
 #pragma once
 
-#include <Cartolith/Core/Layers/GisLayerSubscription.h>
 #include <Cartolith/Map/GroundScale.h>
 #include <Cartolith/Map/LabelMemory.h>
 #include <Cartolith/Map/LayerSnapshot.h>
@@ -13,17 +12,13 @@ public:
     static std::size_t checked(qsizetype position, std::size_t end);
 
     struct Kept {
-        explicit Kept(Entry what) { setEntry(std::move(what)); }
+        explicit Kept(Entry what) : entry(std::move(what)) {}
         void setEntry(Entry what);
         /// Whether the layer has a snapshot that will do for the view, or needs none.
         bool isReady(const MapScene& scene, const MapView& inView) const;
-        void setSnapshot(const LayerSnapshot& made, quint64 ofLook);
 
         Entry entry;
         LayerSnapshot snapshot;
-        quint64 snapshotLook = 0;
-        std::shared_ptr<quint64> look = std::make_shared<quint64>(0); // counts its changes
-        Core::Layers::GisLayerSubscription subscription;
     };
 
     std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> system;

@@ -1,141 +1,165 @@
-#include <Cartolith/Map/Graticule.h>
+#include <Cartolith/Map/Furniture/DegreeFrame.h>
+#include <Cartolith/Map/Furniture/SheetItemsInternal.h>
+#include <Cartolith/Map/Furniture/StandardSheetInternal.h>
 #include <Cartolith/Map/GroundScale.h>
 #include <Cartolith/Map/MapSheet.h>
-#include <Cartolith/Map/SheetFont.h>
 
-#include <QFontMetrics>
 #include <QPainter>
 
 #include <cmath>
-#include <optional>
 #include <utility>
 
 using namespace Cartolith::Core;
 
 namespace Cartolith::Map {
 
+using Furniture::DegreeFrame;
+using Furniture::GraticuleLines;
+using Furniture::SheetDescription;
+using Furniture::SheetItem;
+using Furniture::Internal::SheetItems;
+using Furniture::Internal::SheetUnits;
+
 namespace {
 
-constexpr double widestLegend = 0.45; // of the sheet
-
-double marginOf(const QSize& sheet) {
-    return sheet.height() * 0.025;
+MapView viewOf(const SheetDescription& sheet, const Shapes::GisExtent& all,
+               const std::shared_ptr<CoordinateSystems::CoordinateSystem>& system) {
+    const SheetDescription::MapFrame& map = sheet.map;
+    const double ratio = sheet.dotsPerInch / SheetUnits::perInch;
+    const Shapes::GisExtent& extent = map.extent.isEmpty() ? all : map.extent;
+    const QRectF frame = SheetItems::frameOf(sheet);
+    const MapView plain = MapView(extent.inflate(extent.width() * map.air, extent.height() * map.air), frame);
+    // What is wider than high before it is turned may be higher than wide then.
+    const MapView turned =
+        map.rotation == 0.0 ? plain : plain.rotated(map.rotation, frame.center()).fitted(extent, map.air);
+    const MapView view = turned.withDevicePixelRatio(ratio);
+    const MapView scaled =
+        map.scaleDenominator > 0.0 ? view.atScale(map.scaleDenominator, GroundScale(system)) : view;
+    // A millionth of a pixel more would have pictures of a further row.
+    const QRectF exact = scaled.frame();
+    constexpr double grain = 1e6;
+    const auto snapped = [](double number) { return std::round(number * grain) / grain; };
+    return scaled.inFrame(
+        {snapped(exact.x()), snapped(exact.y()), snapped(exact.width()), snapped(exact.height())});
 }
 
 } // namespace
 
-QRectF MapSheet::innerFrame(const Options& options) {
-    const double margin = marginOf(options.size);
-    const double head = options.title.isEmpty() ? margin : options.size.height() * 0.085;
-    const double foot = options.note.isEmpty() ? margin : options.size.height() * 0.045;
-    return {margin, head, options.size.width() - 2 * margin, options.size.height() - head - foot};
-}
-
-std::optional<Legend> MapSheet::legendOf(const Options& options) {
-    if (!options.legend) {
-        return std::nullopt;
-    }
-    SheetColours colours = options.colours;
-    colours.sea = options.graticule ? colours.sea : colours.paper;
-    return Legend(*options.legend, colours,
-                  {options.size.width() * widestLegend, innerFrame(options).height()},
-                  qMax(10, options.size.height() / 45));
-}
-
-QRectF MapSheet::mapFrame(const Options& options, const std::optional<Legend>& legend) {
-    const double taken = legend ? legend->size().width() + marginOf(options.size) : 0.0;
-    return innerFrame(options).adjusted(0, 0, -std::ceil(taken), 0);
-}
-
-MapView MapSheet::viewOf(const Options& options, const Shapes::GisExtent& extent, const QRectF& frame,
-                         const std::shared_ptr<CoordinateSystems::CoordinateSystem>& system) {
-    const double ratio = options.dotsPerInch / 96.0;
-    const QRectF small(frame.topLeft() / ratio, frame.size() / ratio);
-    const MapView fitted(extent.inflate(extent.width() * options.air, extent.height() * options.air), small);
-    const MapView view = fitted.withDevicePixelRatio(ratio);
-    return options.scaleDenominator > 0.0 ? view.atScale(options.scaleDenominator, GroundScale(system))
-                                          : view;
-}
-
-MapSheet::MapSheet(Options options, const Shapes::GisExtent& extent,
+MapSheet::MapSheet(const Options& options, const Shapes::GisExtent& extent,
                    std::shared_ptr<CoordinateSystems::CoordinateSystem> system)
-    : m_options(std::move(options)), m_system(std::move(system)), m_legend(legendOf(m_options)),
-      m_view(viewOf(m_options, extent, mapFrame(m_options, m_legend), m_system)) {}
-
-QImage MapSheet::draw(const QList<Content>& layers) const {
-    QImage image(m_options.size, QImage::Format_ARGB32_Premultiplied);
-    constexpr double inch = 0.0254;
-    image.setDotsPerMeterX(static_cast<int>(std::lround(m_options.dotsPerInch / inch)));
-    image.setDotsPerMeterY(image.dotsPerMeterX());
-    image.fill(m_options.colours.paper);
-    QPainter painter(&image);
-    painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF frame = m_view.frame();
-
-    std::optional<Graticule> graticule;
-    if (m_options.graticule && m_system != nullptr) {
-        graticule.emplace(*m_system, m_view);
+    : MapSheet(Furniture::Internal::standardSheet(options), extent, std::move(system)) {
+    for (const LegendContent& content : Furniture::Internal::legendsOf(options)) {
+        m_legends.append({{}, content});
     }
+}
 
-    painter.save();
-    painter.setClipRect(frame);
-    if (graticule) {
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(m_options.colours.sea);
-        if (graticule->worldOutline().isEmpty()) {
-            painter.drawRect(frame);
-        } else {
-            painter.drawPolygon(graticule->worldOutline());
+MapSheet::MapSheet(SheetDescription description, const Shapes::GisExtent& extent,
+                   std::shared_ptr<CoordinateSystems::CoordinateSystem> system)
+    : m_description(std::move(description)), m_system(std::move(system)),
+      m_view(viewOf(m_description, extent, m_system)) {
+    const double ratio = m_description.dotsPerInch / SheetUnits::perInch;
+    for (const SheetItem& item : std::as_const(m_description.items)) {
+        if (item.kind == SheetItem::Kind::Inset) {
+            const Shapes::GisExtent& shown = item.extent.isEmpty() ? extent : item.extent;
+            constexpr double air = 0.03;
+            m_insetViews.append(MapView(shown.inflate(shown.width() * air, shown.height() * air),
+                                        SheetItems::insetFrame(m_description, item))
+                                    .withDevicePixelRatio(ratio));
         }
-        painter.setBrush(Qt::NoBrush);
-        painter.setPen(QPen(m_options.colours.seaLine, 0.8));
-        for (const QPolygonF& line : graticule->lines()) {
-            painter.drawPolyline(line);
+    }
+    const SheetDescription::MapFrame& map = m_description.map;
+    if ((map.graticule != GraticuleLines::None || map.hasDegrees) && m_system != nullptr) {
+        m_graticule.emplace(*m_system, m_view, map.step);
+    }
+}
+
+QStringList MapSheet::problems() const {
+    return SheetItems(m_description, m_view, m_system, m_legends, m_insetViews).problems();
+}
+
+void MapSheet::drawBelow(QPainter& painter) const {
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    const SheetColours& colours = m_description.colours;
+    painter.fillRect(QRectF({0.0, 0.0}, QSizeF(m_description.pixels())), colours.paper);
+    if (m_graticule && m_description.map.graticule != GraticuleLines::None) {
+        painter.setClipRect(m_view.frame());
+        painter.setPen(Qt::NoPen);
+        painter.setBrush(colours.sea);
+        if (m_graticule->worldOutline().isEmpty()) {
+            painter.drawRect(m_view.frame());
+        } else {
+            painter.drawPolygon(m_graticule->worldOutline());
+        }
+        if (m_description.map.graticule == GraticuleLines::Below) {
+            painter.setPen(QPen(colours.seaLine, 0.8 * m_view.devicePixelRatio()));
+            for (const Graticule::Line& line : m_graticule->degreeLines()) {
+                painter.drawPolyline(line.pixels);
+            }
         }
     }
     painter.restore();
+}
 
+void MapSheet::drawAbove(QPainter& painter, const QList<QImage>& insets) const {
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    const SheetColours& colours = m_description.colours;
+    const double ratio = m_view.devicePixelRatio();
+    const QRectF frame = m_view.frame();
+    painter.setBrush(Qt::NoBrush);
+    if (m_graticule && m_description.map.graticule != GraticuleLines::None) {
+        painter.save();
+        painter.setClipRect(frame);
+        if (m_description.map.graticule == GraticuleLines::Above) {
+            QColor faint = colours.faintInk;
+            constexpr float opacity = 0.5F; // what lies below shows through
+            faint.setAlphaF(opacity);
+            painter.setPen(QPen(faint, 0.7 * ratio));
+            for (const Graticule::Line& line : m_graticule->degreeLines()) {
+                painter.drawPolyline(line.pixels);
+            }
+        }
+        painter.setPen(QPen(colours.faintInk, 1.2 * ratio));
+        painter.drawPolygon(m_graticule->worldOutline());
+        painter.restore();
+    }
+    if (m_description.map.hasFrame) {
+        painter.setPen(QPen(colours.faintInk, ratio));
+        painter.drawRect(frame);
+    }
+    painter.scale(ratio, ratio);
+    if (m_graticule && m_description.map.hasDegrees) {
+        const int letters = SheetUnits::letters(m_description.map.degreeLetters);
+        painter.save();
+        painter.scale(1.0 / ratio, 1.0 / ratio);
+        const DegreeFrame degrees(*m_graticule, frame, static_cast<int>(std::lround(letters * ratio)));
+        degrees.draw(painter, colours);
+        painter.restore();
+    }
+    SheetItems(m_description, m_view, m_system, m_legends, m_insetViews).draw(painter, insets);
+    painter.restore();
+}
+
+QImage MapSheet::draw(const QList<Content>& layers, const QList<QImage>& insets) const {
+    QImage image(m_description.pixels(), QImage::Format_ARGB32_Premultiplied);
+    constexpr double inch = 0.0254;
+    image.setDotsPerMeterX(static_cast<int>(std::lround(m_description.dotsPerInch / inch)));
+    image.setDotsPerMeterY(image.dotsPerMeterX());
+    image.fill(m_description.colours.paper);
+    QPainter painter(&image);
+    painter.setRenderHint(QPainter::Antialiasing);
+    drawBelow(painter);
     for (const Content& layer : layers) {
         if (!layer.picture.isNull()) {
             painter.save();
-            painter.setClipRect(frame);
+            painter.setClipRect(m_view.frame());
             painter.drawImage(m_view.pictureFrame().topLeft(), layer.picture);
             painter.restore();
         }
         MapPainter(painter, m_view).draw(layer.shapes, layer.styles, layer.casing);
     }
-
-    painter.setBrush(Qt::NoBrush);
-    if (graticule && !graticule->worldOutline().isEmpty()) {
-        painter.save();
-        painter.setClipRect(frame);
-        painter.setPen(QPen(m_options.colours.faintInk, 1.2));
-        painter.drawPolygon(graticule->worldOutline());
-        painter.restore();
-    }
-    painter.setPen(QPen(m_options.colours.faintInk, 1.0));
-    painter.drawRect(frame);
-    if (m_legend) {
-        m_legend->draw(painter, {frame.right() + marginOf(m_options.size), frame.top()});
-    }
-
-    const QRectF inner = innerFrame(m_options);
-    const int height = m_options.size.height();
-    if (!m_options.title.isEmpty()) {
-        painter.setPen(m_options.colours.ink);
-        painter.setFont(sheetFont(qMax(10, height / 26), true));
-        painter.drawText(QRectF(inner.left(), 0, inner.width(), inner.top()), Qt::AlignCenter,
-                         painter.fontMetrics().elidedText(m_options.title, Qt::ElideRight,
-                                                          static_cast<int>(inner.width())));
-    }
-    if (!m_options.note.isEmpty()) {
-        painter.setPen(m_options.colours.faintInk);
-        painter.setFont(sheetFont(qMax(8, height / 60), false));
-        painter.drawText(QRectF(inner.left(), inner.bottom(), inner.width(), height - inner.bottom()),
-                         Qt::AlignVCenter | Qt::AlignRight,
-                         painter.fontMetrics().elidedText(m_options.note, Qt::ElideRight,
-                                                          static_cast<int>(inner.width())));
-    }
+    drawAbove(painter, insets);
     return image;
 }
 

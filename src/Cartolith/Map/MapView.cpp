@@ -23,8 +23,11 @@ MapView::MapView(const GisExtent& extent, const QRectF& frame) : m_frame(frame) 
 bool MapView::isUsable() const {
     // A quarter of a pixel is seen; coordinates have to be finer than that.
     const double coordinate = std::max(std::abs(m_centerX), std::abs(m_centerY));
+    constexpr double farthest = 1e9; // pixels: whole numbers hold them, and as many beyond
+    const bool isWithin = std::max(std::abs(m_frame.left()), std::abs(m_frame.right())) < farthest &&
+                          std::max(std::abs(m_frame.top()), std::abs(m_frame.bottom())) < farthest;
     const double reach = (m_frame.width() + m_frame.height()) * m_unitsPerPixel;
-    return m_frame.width() > 0.0 && m_frame.height() > 0.0 && m_unitsPerPixel > 0.0 &&
+    return m_frame.width() > 0.0 && m_frame.height() > 0.0 && m_unitsPerPixel > 0.0 && isWithin &&
            std::isfinite(coordinate) && std::isfinite(reach + coordinate) &&
            coordinate * std::numeric_limits<double>::epsilon() < m_unitsPerPixel * 0.25;
 }

@@ -26,7 +26,7 @@ public:
     MapView(const Core::Shapes::GisExtent& extent, const QRectF& frame);
 
     /// False when no scale can be computed: see above, and where coordinates are so large that the places of
-    /// two neighbouring pixels cannot be told apart.
+    /// two neighbouring pixels cannot be told apart; also for a frame that reaches 1e9 pixels from 0.
     bool isUsable() const;
 
     const QRectF& frame() const { return m_frame; }

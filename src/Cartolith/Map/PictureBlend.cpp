@@ -1,11 +1,10 @@
 #include <Cartolith/Map/PictureBlendInternal.h>
+#include <Cartolith/Map/PictureMemoryInternal.h>
 #include <Cartolith/Map/Raster/BlendInternal.h>
 #include <Cartolith/Map/Raster/WholeInternal.h>
 
 #include <QPainter>
 #include <QTransform>
-
-#include <new>
 
 namespace Cartolith::Map::Internal {
 
@@ -35,6 +34,7 @@ void layOver(QImage& below, const QImage& picture, double opacity, LayerBlend bl
     if (picture.isNull() || !(opacity > 0.0)) {
         return;
     }
+    std::uint32_t* const pixels = ownPixels(below);
     if (blend != LayerBlend::Normal) {
         QPainter painter(&below);
         painter.setCompositionMode(modeOf(blend));
@@ -45,7 +45,7 @@ void layOver(QImage& below, const QImage& picture, double opacity, LayerBlend bl
     const auto share = static_cast<std::uint32_t>(Raster::Internal::levelOf(opacity));
     const int width = below.width();
     for (int row = 0; row < below.height(); ++row) {
-        auto* const to = reinterpret_cast<std::uint32_t*>(below.scanLine(row));
+        std::uint32_t* const to = pixels + static_cast<std::ptrdiff_t>(row) * width; // no gap between rows
         const auto* const from = reinterpret_cast<const std::uint32_t*>(picture.constScanLine(row));
         if (share == 255) {
             // Without conditions, so that the compiler takes several pixels at a time.
@@ -66,13 +66,9 @@ QImage placed(const QImage& picture, const Core::Shapes::GisExtent& extent, cons
     const bool isOfAll = extent.xMin() == shown.xMin() && extent.yMin() == shown.yMin() &&
                          extent.xMax() == shown.xMax() && extent.yMax() == shown.yMax();
     if (isOfAll && picture.size() == frame.size() && view.rotation() == 0.0) {
-        return picture.convertToFormat(QImage::Format_ARGB32_Premultiplied);
+        return orNoMemory(picture.convertToFormat(QImage::Format_ARGB32_Premultiplied), frame.size());
     }
-    QImage result(frame.size(), QImage::Format_ARGB32_Premultiplied);
-    if (result.isNull()) {
-        throw std::bad_alloc();
-    }
-    result.fill(Qt::transparent);
+    QImage result = emptyPicture(frame.size(), Qt::transparent);
     const QPointF topLeft = view.toPixel(extent.xMin(), extent.yMax()) - frame.topLeft();
     const QPointF right =
         (view.toPixel(extent.xMax(), extent.yMax()) - frame.topLeft() - topLeft) / picture.width();

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <functional>
 #include <limits>
+#include <stdexcept>
 #include <vector>
 
 using namespace Cartolith::Map::Labels;
@@ -185,7 +186,7 @@ TEST(StyledLabels, OneNameForOneStreet) {
         {"two carriageways", {{20, 50, 200, 50}, {20, 55, 210, 55}}, {"Street", "Street"}, 1, {1}},
         {"side by side", {{20, 50, 200, 50}, {20, 55, 210, 55}}, {"Street", "Way"}, 2, {0, 1}},
         {"far apart", {{20, 50, 200, 50}, {20, 155, 210, 155}}, {"Street", "Street"}, 2, {0, 1}},
-        {"without a name", {{20, 50, 200, 50}, {200, 50, 300, 50}}, {"", ""}, 1, {0}},
+        {"without a name", {{20, 50, 200, 50}, {200, 50, 300, 50}}, {"", ""}, 2, {0, 1}},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
@@ -203,6 +204,72 @@ TEST(StyledLabels, OneNameForOneStreet) {
             EXPECT_EQ(labels.places().places.at(i).outcome,
                       row.texts.first().isEmpty() ? LabelOutcome::NothingToPlace : LabelOutcome::Placed);
         }
+    }
+}
+
+// Contours: thousands of lines have one name, some of them are long; a host that wants no more is heard.
+TEST(StyledLabels, ManyLinesMayHaveOneName) {
+    LabelTexts texts;
+    StyledLabels labels(onePixelUnits, qQNaN(), texts);
+    const int number = labels.addStyle(namesStyle());
+    const auto addLine = [&](double x, double y, double step, qsizetype vertices) {
+        std::vector<double> line;
+        for (qsizetype i = 0; i < vertices; ++i) {
+            line.insert(line.end(), {x + step * static_cast<double>(i), y + static_cast<double>(i % 2)});
+        }
+        labels.addLine(number, "100", qQNaN(), line, {&vertices, 1});
+    };
+    constexpr qsizetype longOnes = 16;
+    for (qsizetype i = 0; i < longOnes; ++i) {
+        addLine(0.0, -1000.0 * static_cast<double>(i), 2.0, 20000);
+    }
+    for (int i = 0; i < 20000; ++i) {
+        addLine(i % 200 * 100.0, 250.0 + 50.0 * (i / 200), 50.0, 2);
+    }
+    addLine(100.0, 3.0, 100.0, 2); // beside the first long one
+    bool isLookedFor = false;
+    labels.setWatch([&] { isLookedFor = true; });
+    labels.place();
+    EXPECT_TRUE(isLookedFor);
+    EXPECT_EQ(labels.places().places.size(), longOnes + 20000);
+    EXPECT_GT(labels.places().placed(), 3);
+
+    StyledLabels stopped(onePixelUnits, qQNaN(), texts);
+    stopped.setWatch([] { throw std::runtime_error("no more"); });
+    for (int i = 0; i < 2000; ++i) {
+        stopped.addPoint(stopped.addStyle(namesStyle()), "name", qQNaN(), {200, 150});
+    }
+    EXPECT_THROW(stopped.place(), std::runtime_error);
+}
+
+// What cannot be read has no label, and takes neither room nor time.
+TEST(StyledLabels, NonsenseIsNotPlaced) {
+    const struct {
+        const char* name;
+        std::function<void(GisLayerStyle&)> set;
+    } rows[] = {
+        {"a tiny font", [](GisLayerStyle& style) { style.setLabelFontSize(0.05F); }},
+        {"next to none", [](GisLayerStyle& style) { style.setLabelFontSize(1e-30F); }},
+        {"below 0", [](GisLayerStyle& style) { style.setLabelFontSize(-8.0F); }},
+        {"no number", [](GisLayerStyle& style) { style.setLabelOffsetX(NAN); }},
+    };
+    const double square[] = {100, 50, 300, 50, 300, 200, 100, 200};
+    const qsizetype end = 4;
+    LabelTexts texts;
+    for (const auto& row : rows) {
+        GisLayerStyle style = namesStyle();
+        style.setLabelRepeatDistance(0.001);
+        row.set(style);
+        StyledLabels labels(onePixelUnits, qQNaN(), texts);
+        const int number = labels.addStyle(style);
+        labels.addPoint(number, "1", qQNaN(), {200, 150});
+        labels.addLine(number, "1", qQNaN(), square, {&end, 1});
+        labels.addArea(number, "1", qQNaN(), square, {&end, 1});
+        labels.place();
+        for (const LabelPlace& place : labels.places().places) {
+            EXPECT_EQ(place.outcome, LabelOutcome::NothingToPlace) << row.name;
+        }
+        EXPECT_EQ(labels.places().places.size(), 3) << row.name;
     }
 }
 

@@ -11,6 +11,7 @@
 #include <functional>
 #include <numbers>
 #include <random>
+#include <stdexcept>
 
 using Cartolith::Map::MapView;
 using namespace Cartolith::Map::Raster;
@@ -114,6 +115,9 @@ TEST(Canvas, FillsAreTheAreasInPixels) {
         {"two parts in one pixel, wound differently",
          {{{10, 10}, {20.4, 10}, {20.4, 20}, {10, 20}}, {{20.6, 10}, {20.6, 20}, {30, 20}, {30, 10}}},
          2},
+        {"two parts along one edge, wound differently",
+         {{{10, 10}, {20.4, 10}, {23.1, 20}, {10, 20}}, {{20.4, 10}, {23.1, 20}, {30, 20}, {30, 10}}},
+         2},
         {"beyond all sides", {around}, 1},
         {"far beyond", {{{-1e7, -3e7}, {2e7, 10}, {48, 1e7}}}, 1},
         {"out to the left", {{{-30, 5}, {20, 32}, {-30, 60}}}, 1},
@@ -136,6 +140,39 @@ TEST(Canvas, FillsAreTheAreasInPixels) {
     const Ring ring = star({48, 32}, 28, 5, 0.4);
     const auto share = [&](int x, int y) { return test::fillShare({ring}, 1, x, y); };
     EXPECT_GT(differences(filled({shifted(ring, {0.25, 0})}), share).first, 100);
+}
+
+// In time, and not to the end when the host wants no more.
+TEST(Canvas, AnAreaMayHaveManyRings) {
+    std::vector<Ring> rings;
+    for (int i = 0; i < 480 * 320; ++i) {
+        const QPointF corner(i % 480 * 0.2 + 0.05, i / 480 * 0.2 + 0.05); // a quarter of each of four pixels
+        const double side = i % 2 == 0 ? 0.1 : -0.1;
+        rings.push_back({corner, corner + QPointF(side, 0), corner + QPointF(side, 0.1), corner + QPointF(0, 0.1)});
+    }
+    const MapView nearer = view.inFrame({0, 0, 10 * width, 10 * height}).fitted({0, 0, width, height});
+    const auto levelOf = [&](const Flat& flat) {
+        Canvas canvas(nearer);
+        canvas.fill(flat.coordinates, flat.ends, Qt::black);
+        return qAlpha(canvas.image().pixel(484, 324));
+    };
+    EXPECT_NEAR(levelOf(Flat(rings)), 64, 2);
+    rings.push_back({{-50, -50}, {200, -50}, {200, 200}, {-50, 200}});
+    const Flat many(rings);
+    EXPECT_NEAR(levelOf(many), 191, 2);
+
+    const Flat longOne({star({48, 32}, 30, 200000, 0.9)});
+    for (const Flat& flat : {many, longOne}) {
+        for (int last = 0; last < 3; ++last) {
+            Canvas canvas(nearer);
+            canvas.setWatch([looks = 0, last]() mutable {
+                if (looks++ == last) {
+                    throw std::runtime_error("no more");
+                }
+            });
+            EXPECT_THROW(canvas.fill(flat.coordinates, flat.ends, Qt::red), std::runtime_error) << last;
+        }
+    }
 }
 
 TEST(Canvas, LinesAreDistances) {

@@ -1,6 +1,7 @@
 #include <Cartolith/Core/CoordinateSystems/CuttingTransformer.h>
 #include <Cartolith/Core/CoordinateSystems/GeographicRingsInternal.h>
 #include <Cartolith/Core/CoordinateSystems/SystemPairInternal.h>
+#include <Cartolith/Core/Shapes/GisExtent.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
 
@@ -72,6 +73,8 @@ public:
         : m_pair(source, target), m_domain(MapDomain::of(m_pair.target())) {}
 
     double tolerance = 0.0;
+    Box finer; // nowhere
+    double finerTolerance = 0.0;
 
     void points(std::span<const double> coordinates, std::span<const qsizetype> ends, CutParts& result);
     void paths(std::span<const double> coordinates, std::span<const qsizetype> ends, bool areRings,
@@ -100,8 +103,10 @@ private:
     std::optional<Vertex> imageOf(const Node& node) const;
     Node between(const Node& a, const Node& b) const;
     double lengthOf(const Node& from, const Node& to) const;
+    double toleranceOf(const Vertex& a, const Vertex& b) const;
     bool isStraight(const Node& from, const Node& to, const Vertex& a, const Vertex& b) const;
-    bool isNear(const Node& from, const Node& to, const Vertex& a, const Vertex& b, int halvings) const;
+    bool isNear(const Node& from, const Node& to, const Vertex& a, const Vertex& b, int halvings,
+                double most) const;
     void refine(const Node& from, const Node& to, const Vertex& a, const Vertex& b, int depth,
                 CutParts& result);
     void write(std::span<const Node> path, bool isRing, CutParts& result);
@@ -258,7 +263,7 @@ void CuttingTransformer::Private::whole(std::span<const double> coordinates, std
     transformAll(coordinates);
     std::size_t at = 0;
     for (const qsizetype end : ends) {
-        const std::size_t first = at;
+        std::optional<std::size_t> first; // that has an image
         m_start = result.coordinates.size();
         Node before;
         Vertex last;
@@ -284,13 +289,15 @@ void CuttingTransformer::Private::whole(std::span<const double> coordinates, std
             return true;
         };
         for (; at < static_cast<std::size_t>(end); ++at) {
-            result.dropped += go(at) ? 0 : 1;
+            if (!go(at)) {
+                ++result.dropped;
+            } else if (!first) {
+                first = at;
+            }
         }
-        const bool isOpen = areRings && at > first && std::isfinite(m_x[first]) &&
-                            (coordinates[2 * first] != coordinates[2 * at - 2] ||
-                             coordinates[2 * first + 1] != coordinates[2 * at - 1]);
-        if (isOpen) {
-            go(first);
+        if (areRings && first &&
+            (coordinates[2 * *first] != before.source.x || coordinates[2 * *first + 1] != before.source.y)) {
+            go(*first);
         }
         writeEnd(areRings, result, true);
     }
@@ -441,6 +448,18 @@ double CuttingTransformer::Private::lengthOf(const Node& from, const Node& to) c
     return std::hypot(to.source.x - from.source.x, to.source.y - from.source.y) * m_pair.sourceUnit();
 }
 
+/// Where the straight line is so far from the finer part that its image cannot come into it either, as long
+/// as that is near the line: what holds for all.
+double CuttingTransformer::Private::toleranceOf(const Vertex& a, const Vertex& b) const {
+    if (finer.xMin > finer.xMax) {
+        return tolerance;
+    }
+    const bool isBeside =
+        std::max(a.x, b.x) < finer.xMin - tolerance || std::min(a.x, b.x) > finer.xMax + tolerance ||
+        std::max(a.y, b.y) < finer.yMin - tolerance || std::min(a.y, b.y) > finer.yMax + tolerance;
+    return isBeside ? tolerance : finerTolerance;
+}
+
 /// Whether the image of an edge is nowhere farther from the straight line than the tolerance.
 bool CuttingTransformer::Private::isStraight(const Node& from, const Node& to, const Vertex& a,
                                              const Vertex& b) const {
@@ -450,28 +469,29 @@ bool CuttingTransformer::Private::isStraight(const Node& from, const Node& to, c
     // The sagitta of a short one is of the order of its length on the map by that on the ground, over eight
     // radii of the earth.
     constexpr double quarterOfRadius = 1.6e6;
+    const double most = toleranceOf(a, b);
     const double length = std::hypot(b.x - a.x, b.y - a.y);
     const double ground = lengthOf(from, to);
     const bool isShort = m_isFar && ground < 500'000.0;
-    if ((isShort && length <= tolerance) || (m_isFar && length * ground <= tolerance * quarterOfRadius)) {
+    if ((isShort && length <= most) || (m_isFar && length * ground <= most * quarterOfRadius)) {
         return true;
     }
     const double wanted = std::log2(ground / 500'000.0); // -infinity of two vertices in one place
     const int halvings = wanted > 0.0 ? static_cast<int>(std::ceil(std::min(wanted, 6.0))) : 0;
-    return std::isinf(tolerance) || isNear(from, to, a, b, halvings);
+    return std::isinf(most) || isNear(from, to, a, b, halvings, most);
 }
 
 /// Whether the middle of the edge is near the line, and the middles of its halves, ...
 bool CuttingTransformer::Private::isNear(const Node& from, const Node& to, const Vertex& a, const Vertex& b,
-                                         int halvings) const {
+                                         int halvings, double most) const {
     const Node middle = between(from, to);
     const std::optional<Vertex> image = imageOf(middle);
     if (!image) {
         return true; // nothing to go by
     }
-    return distanceToSegment(*image, a, b) <= tolerance &&
+    return distanceToSegment(*image, a, b) <= most &&
            (halvings == 0 ||
-            (isNear(from, middle, a, b, halvings - 1) && isNear(middle, to, a, b, halvings - 1)));
+            (isNear(from, middle, a, b, halvings - 1, most) && isNear(middle, to, a, b, halvings - 1, most)));
 }
 
 /// Puts in what is between the two ends, which are written by the caller.
@@ -522,8 +542,11 @@ void CuttingTransformer::Private::writeEnd(bool isRing, CutParts& result, bool k
     const std::size_t start = m_start;
     std::vector<double>& all = result.coordinates;
     std::size_t kept = start;
+    std::size_t repeats = 0;
     for (std::size_t i = start; i < all.size(); i += 2) {
-        if (keepsRepeats || kept == start || all[i] != all[kept - 2] || all[i + 1] != all[kept - 1]) {
+        const bool isRepeat = kept > start && all[i] == all[kept - 2] && all[i + 1] == all[kept - 1];
+        repeats += isRepeat && isRing ? 2 : 0;
+        if (keepsRepeats || !isRepeat) {
             all[kept] = all[i];
             all[kept + 1] = all[i + 1];
             kept += 2;
@@ -533,7 +556,7 @@ void CuttingTransformer::Private::writeEnd(bool isRing, CutParts& result, bool k
         all[kept - 2] = all[start];
         all[kept - 1] = all[start + 1];
     }
-    const std::size_t least = isRing ? 8 : 4;
+    const std::size_t least = (isRing ? 8 : 4) + (keepsRepeats ? repeats : 0);
     all.resize(kept - start >= least ? kept : start);
     if (all.size() > start) {
         result.ends.push_back(static_cast<qsizetype>(all.size() / 2));
@@ -561,6 +584,18 @@ void CuttingTransformer::setTolerance(double tolerance) {
         throw std::invalid_argument("The tolerance has to be greater than 0.");
     }
     d->tolerance = tolerance;
+}
+
+void CuttingTransformer::setFinerWithin(const Shapes::GisExtent& extent, double tolerance) {
+    if (!(tolerance > 0.0)) {
+        throw std::invalid_argument("The tolerance has to be greater than 0.");
+    }
+    d->finer = {};
+    d->finerTolerance = tolerance;
+    if (!extent.isEmpty()) {
+        d->finer.add(extent.xMin(), extent.yMin());
+        d->finer.add(extent.xMax(), extent.yMax());
+    }
 }
 
 void CuttingTransformer::points(std::span<const double> coordinates, std::span<const qsizetype> ends,

@@ -9,8 +9,9 @@
 #include <vector>
 
 namespace Cartolith::Core::Shapes {
+class GisExtent;
 class GisShape;
-}
+} // namespace Cartolith::Core::Shapes
 
 namespace Cartolith::Core::CoordinateSystems {
 
@@ -81,6 +82,10 @@ public:
     double tolerance() const noexcept;
     /// \throws std::invalid_argument when it is not greater than 0
     void setTolerance(double tolerance);
+    /// Within a part of the map, in units of the target, another tolerance holds than elsewhere, which should
+    /// be less: for a view that shows but little of what is transformed. An empty extent takes it back.
+    /// \throws std::invalid_argument when the tolerance is not greater than 0
+    void setFinerWithin(const Shapes::GisExtent& extent, double tolerance);
 
     /// \name Flat arrays
     /// x and y in turn; `ends` are the numbers of vertices up to the end of each part. The result is emptied

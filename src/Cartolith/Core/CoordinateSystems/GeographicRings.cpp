@@ -72,8 +72,10 @@ std::vector<Ring> chainsOf(const std::vector<Ring>& rings, double seam, std::vec
 } // namespace
 
 void goShortWay(Ring& path) {
-    double turn = 0.0;
+    // Each turn away from 0 is looked at later on, so none begins far away.
+    constexpr double far = 720.0;
     double before = path.empty() ? 0.0 : path.front().x;
+    double turn = std::abs(before) > far ? -360.0 * std::round(before / 360.0) : 0.0;
     for (Vertex& vertex : path) {
         const double step = vertex.x - before;
         before = vertex.x;

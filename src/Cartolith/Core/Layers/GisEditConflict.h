@@ -10,7 +10,8 @@
 namespace Cartolith::Core::Layers {
 
 /// What this layer and somebody else have both done to a row of a server's table since it was read, so that
-/// only the host can say which of it is to hold. See GisLayerOgrVector::conflicts().
+/// only the host can say which of it is to hold. See GisLayerOgrVector::conflicts();
+/// a layer that reads on demand has the same.
 struct GisEditConflict {
     enum class Kind {
         Value,        ///< a field got different values

@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Layers/ScaleBoundInternal.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 
+#include <atomic>
 #include <utility>
 
 namespace Cartolith::Core::Layers {
@@ -16,9 +17,11 @@ bool isSame(const CoordinateSystems::CoordinateSystem* a, const CoordinateSystem
                       a->name() == b->name() && a->definition() == b->definition());
 }
 
+std::atomic<quint64> lastNumber = 0;
+
 } // namespace
 
-GisLayer::GisLayer(const QString& name) : m_name(name) {
+GisLayer::GisLayer(const QString& name) : m_name(name), m_number(++lastNumber) {
     m_style.m_owner = this;
 }
 
@@ -119,6 +122,7 @@ GisLayerSubscription GisLayer::onContentChanged(std::function<void()> listener) 
 }
 
 void GisLayer::noteChange(GisLayerChanges changes) noexcept {
+    m_lookRevision += changes.testFlag(GisLayerChange::Look) ? 1U : 0U;
     m_changes |= changes;
     tellListeners();
 }

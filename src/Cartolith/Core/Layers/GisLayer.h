@@ -81,6 +81,11 @@ public:
     bool isDirty() const noexcept { return m_dirty; }
     /// Grows with every change of content; a view compares it with the one it drew.
     quint64 contentRevision() const noexcept { return m_contentRevision; }
+    /// Grows with every change of look, also where listeners still wait to be told.
+    quint64 lookRevision() const noexcept { return m_lookRevision; }
+    /// That of no other layer of the process, also of none that is gone: whoever keeps what was made from a
+    /// layer can tell it from another one at the same address.
+    quint64 number() const noexcept { return m_number; }
     /// Advances the revision, and marks the layer dirty while it is being edited.
     void markContentDirty() noexcept;
     /// Clears the dirty state only.
@@ -169,6 +174,8 @@ private:
     bool m_editing = false;
     bool m_dirty = false;
     quint64 m_contentRevision = 0;
+    quint64 m_lookRevision = 0;
+    const quint64 m_number;
     GisLayerStyle m_style;
     std::unique_ptr<Symbology::GisSymbolRenderer> m_symbolRenderer;
     std::shared_ptr<CoordinateSystems::CoordinateSystem> m_coordinateSystem;

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Core/Export.h>
+#include <Cartolith/Core/Layers/GisEditConflict.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 
 #include <QStringList>
@@ -8,7 +9,6 @@
 #include <chrono>
 #include <memory>
 #include <optional>
-#include <unordered_map>
 #include <vector>
 
 namespace Cartolith::Core::Layers {
@@ -17,7 +17,10 @@ namespace Internal {
 class FeatureCache;
 class FeatureTrace;
 class WindowSource;
+struct EditsLeftOpen;
 struct OgrReadState;
+struct OgrSavedIds;
+struct ReadFeature;
 struct CachedFeature;
 struct ReadWindow;
 } // namespace Internal
@@ -64,8 +67,8 @@ public:
     /// the path and the reason; the layer is then as before
     bool open() override;
     void close() override;
-    /// True for an open source whose driver has transactions (GeoPackage, SQLite and others), but for
-    /// PostGIS: that, and files that are written anew as a whole, are edited with GisLayerOgrVector.
+    /// True for an open source whose driver has transactions (GeoPackage, SQLite, PostGIS and others). Files
+    /// that are written anew as a whole are edited with GisLayerOgrVector.
     bool canEdit() const override;
     Shapes::GisExtent extent() const override;
     /// Valid until the next open() or close().
@@ -163,10 +166,18 @@ public:
     /// \name Saving edits
     /// As with GisLayerOgrVector, in one transaction. beginEdit() reads again what the last query gave, with
     /// all fields, and the rest leaves the layer. A shape that somebody else has changed since it was read is
-    /// not overwritten: commitEdit() is false then.
+    /// not overwritten: commitEdit() is false then, in PostGIS only where both have changed the same.
+    ///
+    /// In PostGIS, the first query after a commit reads anew what it asks for, with what others, defaults and
+    /// triggers have put there, and every other shape leaves the layer; featureId() stays what it was.
     /// @{
     /// Why the last beginEdit() or commitEdit() was false; empty after one that was true.
     const QString& lastError() const noexcept { return m_lastError; }
+    /// In PostGIS, as GisLayerOgrVector::conflicts().
+    const QList<GisEditConflict>& conflicts() const noexcept;
+    /// As GisLayerOgrVector::resolveConflict(); a row DeletedHere that stays in the source is in the layer
+    /// again with the next query.
+    bool resolveConflict(qsizetype position, GisEditConflict::Choice choice);
     /// @}
 
     /// Also finds the memory for what the layer remembers of each.
@@ -196,11 +207,14 @@ private:
     const std::vector<Shapes::GisShape*>& editedShapes() const;
     QList<Shapes::GisShape*> standInsMeeting(const Shapes::GisExtent& extent) const;
     void sortBySource(QList<Shapes::GisShape*>& shapes) const;
-    void readAgain(Internal::CachedFeature& feature);
+    void letGoOfOutdated();
+    void readAgain(const std::vector<Internal::CachedFeature*>& features);
+    void complete(Internal::CachedFeature& feature, const Internal::ReadFeature& read,
+                  const std::unique_ptr<Shapes::GisShape>* shapes);
     void save();
     bool isEdited(int row) const;
     Internal::OgrReadState readForEdits() const;
-    void settleEdits(const std::unordered_map<qint64, quint64>* saved);
+    void settleEdits(const Internal::OgrSavedIds* saved);
     void readForEditing(bool isForEditing);
 
     QString m_layerName;
@@ -222,6 +236,8 @@ private:
     GisFeatureReader* m_pictureReader = nullptr; // set while a picture is read
     Shapes::GisShapeType m_kindBefore = Shapes::GisShapeType::Null;
     Reading m_lastReading = Reading::Whole;
+    std::unique_ptr<Internal::EditsLeftOpen> m_leftOpen; // never null
+    bool m_isOutdated = false;                           // what was read is of before a commit
     QString m_lastError;
 };
 

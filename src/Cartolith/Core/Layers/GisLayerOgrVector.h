@@ -13,6 +13,7 @@ namespace Internal {
 class FeatureTrace;
 class IndexFile;
 class SourceState;
+struct EditsLeftOpen;
 struct OgrEdits;
 struct OgrReadState;
 struct OgrSavedIds;
@@ -104,11 +105,13 @@ public:
         qint64 incomplete = 0; ///< features of which the geometry, or a part of it, could not be read
         /// Features with a text that is not UTF-8: U+FFFD stands for some of its bytes.
         qint64 otherTexts = 0;
-        int defaults = 0; ///< fields with a default value
-        int subtypes = 0; ///< fields of a subtype other than boolean: short integers, JSON...
+        int defaults = 0;   ///< fields with a default value
+        int subtypes = 0;   ///< fields of a subtype other than boolean: short integers, JSON...
+        int geometries = 0; ///< columns of geometry beside the one that is read
 
         bool isAny() const noexcept {
-            return withZ + withM + withCurves + collections + incomplete + otherTexts + defaults + subtypes >
+            return withZ + withM + withCurves + collections + incomplete + otherTexts + defaults + subtypes +
+                       geometries >
                    0;
         }
     };
@@ -206,7 +209,7 @@ public:
     /// meanwhile, that is a new conflict.
     /// @{
     /// Of the last commitEdit(); empty after one that was true, and after the session.
-    const QList<GisEditConflict>& conflicts() const noexcept { return m_conflicts; }
+    const QList<GisEditConflict>& conflicts() const noexcept;
     /// Ours: the next commit writes it over theirs; a row that was deleted there comes back under its id with
     /// all values as the layer has them, unless the layer does not hold it whole (Z, several shapes). Theirs:
     /// the value or the geometry of the shape becomes theirs, or the shape is deleted, an edit that can be
@@ -266,9 +269,6 @@ private:
     struct Saved;
     Saved afterSaving(const Internal::OgrEdits& edits, const Internal::OgrSavedIds& ids) const;
     void save();
-    bool adopt(const GisEditConflict& conflict);
-    bool isLeftAlone(qint64 feature) const;
-    QList<GisEditConflict> stillWith(const QList<GisEditConflict>& found) const;
 
     QString m_layerName;
     QString m_readName;
@@ -282,9 +282,8 @@ private:
     QString m_sourcePath;
     std::unique_ptr<Internal::SourceState> m_sourceState; // never null
     std::shared_ptr<CoordinateSystems::CoordinateSystem> m_sourceSystem;
-    bool m_isUnsafe = false; // what was saved last may not have reached the disk
-    QByteArray m_doubtful;   // a transaction of which it is not known whether it was committed
-    QList<GisEditConflict> m_conflicts;
+    bool m_isUnsafe = false;                             // what was saved last may not have reached the disk
+    std::unique_ptr<Internal::EditsLeftOpen> m_leftOpen; // never null
     QString m_lastError;
     bool m_usesIndexFile = false;
     QString m_sourceName;     // the layer's name in the source

@@ -137,7 +137,8 @@ struct Seat {
     }
 };
 
-constexpr qint64 farthest = 1000; // from the middle of a span, in widths of the text
+constexpr qint64 farthest = 1000;                  // from the middle of a span, in widths of the text
+constexpr qint64 numbersInLine = 2 * farthest + 1; // of candidates
 
 /// Where a horizontal text could be, by how much room there is and how central it lies.
 std::vector<Seat> seats(const Rings& rings, const Text& text, const QRectF& frame, bool& fits) {
@@ -158,6 +159,9 @@ std::vector<Seat> seats(const Rings& rings, const Text& text, const QRectF& fram
         return result;
     }
     const Scan scan(rings.points, rings.starts, middle.y(), step, top, bottom);
+    // Of a tiny text there are more places than anybody looks at; the middle ones of each line are enough.
+    constexpr qint64 most = 200'000;
+    const qint64 beside = std::clamp(most / std::max<qint64>(scan.count(), 1), qint64{8}, farthest);
     for (qint64 k = scan.first(); k < scan.first() + scan.count(); ++k) {
         const auto line = scan.crossings(k);
         for (std::size_t i = 0; i + 1 < line.size(); i += 2) {
@@ -182,18 +186,21 @@ std::vector<Seat> seats(const Rings& rings, const Text& text, const QRectF& fram
             const auto shifts = std::min(static_cast<qint64>(spare * 0.5 / text.width), farthest);
             const double inView = std::ceil((frame.left() - center) / text.width);
             const double outOfView = std::floor((frame.right() - center) / text.width);
-            const qint64 from =
+            qint64 from =
                 inView > static_cast<double>(-shifts) ? static_cast<qint64>(std::min(inView, 1e9)) : -shifts;
-            const qint64 to = outOfView < static_cast<double>(shifts)
-                                  ? static_cast<qint64>(std::max(outOfView, -1e9))
-                                  : shifts;
+            qint64 to = outOfView < static_cast<double>(shifts)
+                            ? static_cast<qint64>(std::max(outOfView, -1e9))
+                            : shifts;
+            const qint64 central = std::clamp(qint64{0}, from, std::max(from, to));
+            from = std::max(from, central - beside);
+            to = std::min(to, central + beside);
             const double y = middle.y() + static_cast<double>(k) * step;
             for (qint64 shift = from; shift <= to; ++shift) {
                 const double atX = center + static_cast<double>(shift) * text.width;
                 const double roomy = std::min((room.to - room.from) / text.width, 3.0);
                 const double aside =
                     std::abs(atX - middle.x()) / width + 2.0 * std::abs(y - middle.y()) / height;
-                result.push_back({aside - 0.4 * roomy, (k * farthest + shift) * 2, {atX, y}});
+                result.push_back({aside - 0.4 * roomy, (k * numbersInLine + shift) * 2, {atX, y}});
             }
         }
     }
@@ -215,7 +222,7 @@ std::vector<Seat> centralSeats(const Rings& rings, const Text& text, const QRect
             const double y = middle + static_cast<double>(k) * step;
             const double aside = 2.0 * std::abs(y - middle) / std::max(bounds.bottom - bounds.top, step);
             result.push_back({aside - (line[i + 1] - line[i]) / (bounds.right - bounds.left),
-                              (k * farthest + static_cast<qint64>(i)) * 2,
+                              (k * numbersInLine + static_cast<qint64>(i)) * 2,
                               {(line[i] + line[i + 1]) * 0.5, y}});
         }
     }
@@ -251,6 +258,7 @@ Found addAreaCandidates(Candidates& candidates, const LabelSettings& settings, c
     int looks = 0;
     double lastY = std::numeric_limits<double>::quiet_NaN();
     for (const Seat& seat : seats(rings, text, frame, fits)) {
+        candidates.watch();
         if (count() >= settings.maxCandidates || ++looks > mostLooks * settings.maxCandidates) {
             break;
         }
@@ -267,6 +275,7 @@ Found addAreaCandidates(Candidates& candidates, const LabelSettings& settings, c
     if (count() > 0) {
         return Found::Some;
     }
+    candidates.watch();
     if (const auto spine = spineOf(rings, text.width)) {
         const double freedom = (spine->length() - text.width) * 0.5;
         const double step =
@@ -274,6 +283,7 @@ Found addAreaCandidates(Candidates& candidates, const LabelSettings& settings, c
         LabelSettings along = settings;
         along.offset = {};
         for (int i = 0; i < settings.maxCandidates && freedom >= 0.0; ++i) {
+            candidates.watch();
             const double shift = (i % 2 == 1 ? (i + 1) / 2 : -i / 2) * step;
             const std::size_t first = candidates.boxes.size();
             if (std::abs(shift) > freedom ||

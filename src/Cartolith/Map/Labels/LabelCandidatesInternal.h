@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Map/Labels/LabelSettings.h>
+#include <Cartolith/Map/WatchInternal.h>
 
 #include <QPointF>
 #include <QRectF>
@@ -42,6 +43,7 @@ struct Candidates {
     std::vector<Box> boxes;
     std::vector<Candidate> list; ///< of one label after the other, best first
     QSizeF margin{0.0, 0.0};     ///< by which the boxes of the present label are larger than its text
+    Map::Internal::Watch watch;  ///< asked from one candidate to the next
 
     std::span<const Box> boxesOf(const Candidate& candidate) const {
         return {boxes.data() + candidate.firstBox, static_cast<std::size_t>(candidate.boxCount)};

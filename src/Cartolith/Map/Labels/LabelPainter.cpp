@@ -1,6 +1,7 @@
 #include <Cartolith/Map/Labels/GlyphPicturesInternal.h>
 #include <Cartolith/Map/Labels/LabelGeometryInternal.h>
 #include <Cartolith/Map/Labels/LabelPainter.h>
+#include <Cartolith/Map/PictureMemoryInternal.h>
 #include <Cartolith/Map/Raster/BlendInternal.h>
 
 #include <QImage>
@@ -169,6 +170,9 @@ LabelPainter::~LabelPainter() = default;
 void LabelPainter::draw(QImage& picture, std::span<const PlacedLabel> labels, QPoint corner) {
     if (picture.format() != QImage::Format_ARGB32_Premultiplied) {
         throw std::invalid_argument("labels are drawn on premultiplied pictures only");
+    }
+    if (!labels.empty()) {
+        Map::Internal::ownPixels(picture);
     }
     for (const Layer layer : {Layer::Halo, Layer::Letters}) {
         for (const PlacedLabel& label : labels) {

@@ -47,7 +47,7 @@ public:
     LabelPainter& operator=(const LabelPainter&) = delete;
 
     /// Over what the picture holds. `corner` is the pixel of the view that its first one is.
-    /// \throws std::invalid_argument unless the picture is ARGB32_Premultiplied
+    /// \throws std::invalid_argument unless the picture is ARGB32_Premultiplied; std::bad_alloc
     void draw(QImage& picture, std::span<const PlacedLabel> labels, QPoint corner = {});
 
     /// Of the pictures that it keeps.

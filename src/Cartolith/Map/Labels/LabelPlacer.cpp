@@ -53,7 +53,8 @@ public:
     }
 
     static bool isUsable(const LabelSettings& settings, double width, double height) {
-        return std::isfinite(width) && std::isfinite(height) && width > 0.0 && height > 0.0 &&
+        constexpr double least = 0.1; // pixels: smaller ones would have places without end
+        return std::isfinite(width) && std::isfinite(height) && width >= least && height >= least &&
                isFinite(settings.offset) && std::isfinite(settings.rotation);
     }
 
@@ -135,6 +136,7 @@ qsizetype LabelPlacer::addLine(const LabelSettings& settings, double height, std
     const Internal::LabelledLine labelled(path, sane, width, d->frame);
     const std::vector<qint64> repeats = labelled.repeatsInView();
     for (const qint64 repeat : repeats) {
+        d->candidates.watch();
         const std::size_t first = d->candidates.list.size();
         d->open(
             sane, static_cast<int>(repeat), first,
@@ -202,6 +204,10 @@ void LabelPlacer::setPrevious(const LabelPlaces& previous) {
     d->previous = previous;
 }
 
+void LabelPlacer::setWatch(std::function<void()> watch) {
+    d->candidates.watch = Map::Internal::Watch(std::move(watch));
+}
+
 void LabelPlacer::setBudget(qint64 steps) {
     d->budget = steps;
 }
@@ -216,6 +222,7 @@ LabelPlaces LabelPlacer::place() const {
     }
     auto last = d->previous.places.cbegin();
     for (std::size_t i = 0; i < items.size(); ++i) {
+        candidates.watch.every(std::size_t{4096}, i);
         auto& item = items[i];
         const auto from = list.begin() + item.firstCandidate;
         const auto to = from + item.candidateCount;
@@ -243,6 +250,7 @@ LabelPlaces LabelPlacer::place() const {
     LabelPlaces result;
     result.places.reserve(static_cast<qsizetype>(items.size()));
     for (std::size_t i = 0; i < items.size(); ++i) {
+        candidates.watch.every(std::size_t{256}, i);
         LabelPlace place{entries[i].label, entries[i].repeat, entries[i].outcome};
         const int self = static_cast<int>(i);
         if (search.chosen(self) >= 0) {

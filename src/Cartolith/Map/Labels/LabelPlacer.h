@@ -7,6 +7,7 @@
 
 #include <QSizeF>
 
+#include <functional>
 #include <memory>
 #include <span>
 
@@ -25,8 +26,9 @@ namespace Cartolith::Map::Labels {
 /// them. The same input gives the same places, on every machine.
 ///
 /// Coordinates are map units, x and y in turn; sizes are pixels of the view's device. What is not finite is
-/// no error: such a label is not placed and says so. Work and memory grow with the vertices and the
-/// candidates in view; the exchange ends after `budget` steps. One object is used by one thread at a time.
+/// no error: such a label is not placed and says so; nor is one lower or narrower than a tenth of a pixel.
+/// Work and memory grow with the vertices and the candidates in view; the exchange ends after `budget` steps.
+/// One object is used by one thread at a time.
 class CARTOLITH_MAP_EXPORT LabelPlacer {
 public:
     explicit LabelPlacer(const MapView& view);
@@ -59,6 +61,10 @@ public:
     /// Labels that have a place in this keep it if they can. Labels are the same when their numbers are; what
     /// the numbers mean is the host's.
     void setPrevious(const LabelPlaces& previous);
+
+    /// A function that is called every few milliseconds of work, and may throw to end it; the object is then
+    /// no good but to be destroyed. None by default.
+    void setWatch(std::function<void()> watch);
 
     /// How much work goes into labels that found no room at first, in candidates looked at.
     void setBudget(qint64 steps);

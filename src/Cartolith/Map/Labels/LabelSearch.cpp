@@ -41,7 +41,7 @@ void LabelSearch::sortByCrossed(int self) {
 
 template <typename Function>
 bool LabelSearch::forEachBlocker(int self, int candidate, Function function) {
-    ++m_looks;
+    m_candidates.watch.every(qint64{1024}, m_looks++);
     for (const Box& box : m_candidates.boxesOf(at(candidate))) {
         const bool isStraight = box.sine == 0.0;
         const double reachX = isStraight ? box.halfWidth : box.reachX();
@@ -253,6 +253,7 @@ void LabelSearch::exchange(qint64 budget) {
         // Room that was left may now hold a small label in a greater one's way. Whoever is driven out is
         // less, so this ends.
         for (int before = start, now = m_time; before < now; before = now, now = m_time) {
+            m_candidates.watch();
             for (const int self : m_order) {
                 if (chosen(self) < 0 && item(self).candidateCount > 0) {
                     driveOut(self, before);

@@ -195,6 +195,7 @@ Found addLineCandidates(Candidates& candidates, const LabelSettings& settings, c
     bool isInView = false;
     bool fits = false;
     for (qint64 i = 0; i < count && added < settings.maxCandidates; ++i) {
+        candidates.watch.every(qint64{64}, i);
         const double center = std::clamp(middle + static_cast<double>(outward(i)) * step, lowest, highest);
         const auto stretch = std::upper_bound(line.inView.cbegin(), line.inView.cend(), center,
                                               [](double c, const auto& s) { return c < s.first; });

@@ -1,4 +1,5 @@
 #include <Cartolith/Map/Labels/LineMerge.h>
+#include <Cartolith/Map/WatchInternal.h>
 
 #include <QPointF>
 
@@ -8,6 +9,8 @@
 #include <tuple>
 
 namespace Cartolith::Map::Labels {
+
+using Map::Internal::Watch;
 
 namespace {
 
@@ -23,7 +26,7 @@ struct PartEnd {
 class PartChain {
 public:
     PartChain(std::span<const double> coordinates, std::span<const qsizetype> partEnds,
-              std::span<const int> names)
+              std::span<const int> names, const Watch& watch)
         : m_coordinates(coordinates), m_next(2 * partEnds.size(), -1) {
         std::size_t from = 0;
         for (const qsizetype end : partEnds) {
@@ -35,6 +38,7 @@ public:
         m_from.push_back(from);
         std::vector<PartEnd> ends;
         for (std::size_t part = 0; part < partEnds.size(); ++part) {
+            watch.every(std::size_t{256}, part);
             const auto vertices = verticesOf(part);
             if (names[part] >= 0 && vertices.size() >= 4 &&
                 std::all_of(vertices.begin(), vertices.end(), [](double v) { return std::isfinite(v); })) {
@@ -44,11 +48,15 @@ public:
                     {names[part], vertices[vertices.size() - 2], vertices[vertices.size() - 1], number + 1});
             }
         }
-        std::stable_sort(ends.begin(), ends.end(),
-                         [](const PartEnd& a, const PartEnd& b) { return a.place() < b.place(); });
+        std::size_t compared = 0;
+        std::stable_sort(ends.begin(), ends.end(), [&](const PartEnd& a, const PartEnd& b) {
+            watch.every(std::size_t{1} << 16, compared++);
+            return a.place() < b.place();
+        });
         for (auto first = ends.begin(); first != ends.end();) {
             const auto last = std::find_if(first, ends.end(),
                                            [&](const PartEnd& end) { return end.place() != first->place(); });
+            watch.every(std::ptrdiff_t{1024}, first - ends.begin());
             joinEnds({first, last});
             first = last;
         }
@@ -124,15 +132,17 @@ private:
 } // namespace
 
 MergedLines mergeLines(std::span<const double> coordinates, std::span<const qsizetype> partEnds,
-                       std::span<const int> names) {
+                       std::span<const int> names, const std::function<void()>& watch) {
     if (names.size() != partEnds.size()) {
         throw std::invalid_argument("lines are merged by one name for each");
     }
-    const PartChain chain(coordinates, partEnds, names);
+    const Watch look(watch);
+    const PartChain chain(coordinates, partEnds, names, look);
     MergedLines merged;
     merged.coordinates.reserve(coordinates.size());
     merged.lineOf.assign(partEnds.size(), -1);
     for (std::size_t part = 0; part < partEnds.size(); ++part) {
+        look.every(std::size_t{1024}, part);
         if (merged.lineOf[part] >= 0) {
             continue;
         }

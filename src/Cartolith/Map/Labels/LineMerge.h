@@ -4,6 +4,7 @@
 
 #include <QtGlobal>
 
+#include <functional>
 #include <span>
 #include <vector>
 
@@ -22,9 +23,11 @@ struct MergedLines {
 ///
 /// Coordinates are x and y in turn, `partEnds` the numbers of vertices up to the end of each part, `names` a
 /// number for the name of each (below 0: has none, stays alone; so do parts with what is not finite). Lines
-/// are in the order of their first parts and go their way. O(n log n) in parts, linear in vertices. \throws
-/// std::invalid_argument unless there is a name for each part
+/// are in the order of their first parts and go their way. O(n log n) in parts, linear in vertices. `watch`
+/// is called every few milliseconds, and may throw to end it. \throws std::invalid_argument unless there is a
+/// name for each part
 CARTOLITH_MAP_EXPORT MergedLines mergeLines(std::span<const double> coordinates,
-                                            std::span<const qsizetype> partEnds, std::span<const int> names);
+                                            std::span<const qsizetype> partEnds, std::span<const int> names,
+                                            const std::function<void()>& watch = {});
 
 } // namespace Cartolith::Map::Labels

@@ -3,8 +3,10 @@
 #include <Cartolith/Map/Labels/LabelPlacer.h>
 #include <Cartolith/Map/Labels/LabelStyle.h>
 #include <Cartolith/Map/Labels/LabelTexts.h>
+#include <Cartolith/Map/Labels/LineBoxesInternal.h>
 #include <Cartolith/Map/Labels/LineMerge.h>
 #include <Cartolith/Map/Labels/StyledLabels.h>
+#include <Cartolith/Map/WatchInternal.h>
 
 #include <QHash>
 
@@ -101,34 +103,25 @@ constexpr double heightsBeside = 3.0; // ems between lines that have their name 
 /// A line after merging.
 struct NamedLine {
     std::span<const double> coordinates;
-    double length;
-    QPointF middle;
-    const NamedLine* besides; ///< a longer one of the same name that comes past its middle
-
-    QPointF at(std::size_t i) const { return {coordinates[2 * i], coordinates[2 * i + 1]}; }
+    double length = 0.0;
+    QPointF middle = {};
+    bool isBeside = false;                         ///< a longer one of the same name comes past its middle
+    std::optional<Internal::LineBoxes> boxes = {}; ///< when somebody asked
 
     void measure() {
         const auto end = static_cast<qsizetype>(coordinates.size() / 2);
         middle = middleOfLine(coordinates, {&end, 1}).value_or(QPointF(NAN, NAN));
-        for (std::size_t i = 0; 2 * i + 3 < coordinates.size(); ++i) {
-            const QPointF way = at(i + 1) - at(i);
-            length += std::hypot(way.x(), way.y());
+        for (std::size_t i = 0; i + 3 < coordinates.size(); i += 2) {
+            length +=
+                std::hypot(coordinates[i + 2] - coordinates[i], coordinates[i + 3] - coordinates[i + 1]);
         }
         length = std::isfinite(length) ? length : 0.0; // sorting needs an order
     }
-    bool comesWithin(double distance, QPointF place) const {
-        for (std::size_t i = 0; 2 * i + 3 < coordinates.size(); ++i) {
-            const QPointF way = at(i + 1) - at(i);
-            const QPointF from = place - at(i);
-            const double squared = QPointF::dotProduct(way, way);
-            const double t =
-                squared > 0.0 ? std::clamp(QPointF::dotProduct(from, way) / squared, 0.0, 1.0) : 0.0;
-            const QPointF apart = from - way * t;
-            if (std::hypot(apart.x(), apart.y()) < distance) {
-                return true;
-            }
+    bool comesWithin(double distance, QPointF place) {
+        if (!boxes) {
+            boxes.emplace(coordinates);
         }
-        return false;
+        return boxes->comesWithin(distance, place);
     }
 };
 
@@ -168,6 +161,15 @@ public:
         return settings;
     }
 
+    /// Whether there can be a label: also not in letters that nobody could read, of which there would be
+    /// places without end, nor as far away as no number says.
+    static bool hasText(const QString& text, const Look& look) {
+        constexpr double lowest = 1.0; // pixel
+        const QPointF offset = look.settings.offset;
+        return !text.isEmpty() && look.font.size >= lowest && std::isfinite(look.font.size) &&
+               std::isfinite(offset.x()) && std::isfinite(offset.y());
+    }
+
     /// Whether a text of that length could be seen, were it beside one of these places: most features of a
     /// large layer are far away, and their texts are not worth shaping.
     bool isNear(std::span<const double> coordinates, const Look& look, const QString& text) const {
@@ -198,6 +200,13 @@ public:
                     bool hasSymbol) {
         const Look& look = lookOf(number);
         const double coordinates[] = {place.x(), place.y()};
+        if (!hasText(text, look)) {
+            if (hasSymbol && isNear(coordinates, look, text)) {
+                addSymbol(look, place, -1);
+            }
+            placeNowhere(feature, number, {});
+            return;
+        }
         if (!isNear(coordinates, look, text)) {
             placeNowhere(feature, number, coordinates);
             return;
@@ -209,23 +218,28 @@ public:
         const qsizetype own =
             placer.addPoint(settingsOf(look, priority), shapedText->size(), place, clearance);
         if (hasSymbol) {
-            placer.addObstacle(place, {look.pointSize, look.pointSize}, look.settings.weight, own);
+            addSymbol(look, place, own);
         }
         labels.push_back({feature, number, std::move(shapedText)});
+    }
+
+    void addSymbol(const Look& look, QPointF place, qsizetype own) {
+        placer.addObstacle(place, {look.pointSize, look.pointSize}, look.settings.weight, own);
     }
 
     void placeLine(qsizetype feature, int number, const QString& text, double priority,
                    std::span<const double> line, bool isLabelled) {
         const Look& look = lookOf(number);
+        const bool canBeLabelled = hasText(text, look);
         const bool isSeen = isNear(line, look, text);
-        if (isSeen && !isLabelled) {
+        if (isSeen && (!isLabelled || !canBeLabelled)) {
             placer.addLineObstacle(line, look.lineWidth, look.settings.weight);
         }
         if (!isLabelled) {
             return;
         }
-        if (!isSeen) {
-            placeNowhere(feature, number, line);
+        if (!isSeen || !canBeLabelled) {
+            placeNowhere(feature, number, canBeLabelled ? line : std::span<const double>());
             return;
         }
         auto shapedText = texts.shaped(text, look.font);
@@ -238,8 +252,8 @@ public:
     void placeArea(qsizetype feature, int number, const QString& text, double priority,
                    std::span<const double> rings, std::span<const qsizetype> ends) {
         const Look& look = lookOf(number);
-        if (!isNear(rings, look, text)) {
-            placeNowhere(feature, number, rings);
+        if (!hasText(text, look) || !isNear(rings, look, text)) {
+            placeNowhere(feature, number, hasText(text, look) ? rings : std::span<const double>());
             return;
         }
         auto shapedText = texts.shaped(text, look.font);
@@ -248,7 +262,7 @@ public:
         labels.push_back({feature, number, std::move(shapedText)});
     }
 
-    /// So that its number counts; it is out of view wherever it has its vertices.
+    /// So that its number counts; it is out of view wherever it has its vertices, or has nothing to place.
     void placeNowhere(qsizetype feature, int number, std::span<const double> coordinates) {
         const QPointF place =
             coordinates.size() < 2 ? QPointF(NAN, NAN) : QPointF(coordinates[0], coordinates[1]);
@@ -272,13 +286,17 @@ public:
         QHash<std::pair<int, QString>, int> numbers;
         std::vector<int> names;
         for (const PendingLine& line : pending) {
+            if (line.text.isEmpty()) {
+                names.push_back(-1);
+                continue;
+            }
             const auto known = numbers.constFind({line.look, line.text});
             names.push_back(known != numbers.cend() ? *known : static_cast<int>(numbers.size()));
             if (known == numbers.cend()) {
                 numbers.insert({line.look, line.text}, names.back());
             }
         }
-        const MergedLines merged = mergeLines(pendingCoordinates, pendingEnds, names);
+        const MergedLines merged = mergeLines(pendingCoordinates, pendingEnds, names, watch.function());
         std::vector<const PendingLine*> first(merged.lineEnds.size(), nullptr);
         std::vector<double> greatest(merged.lineEnds.size(), std::numeric_limits<double>::quiet_NaN());
         for (std::size_t part = 0; part < pending.size(); ++part) {
@@ -290,7 +308,8 @@ public:
         std::vector<NamedLine> lines;
         for (std::size_t i = 0, from = 0; i < first.size(); ++i) {
             const auto to = static_cast<std::size_t>(merged.lineEnds[i]);
-            lines.push_back({all.subspan(2 * from, 2 * (to - from)), 0.0, {}, nullptr});
+            watch.every(std::size_t{256}, i);
+            lines.push_back({all.subspan(2 * from, 2 * (to - from))});
             lines.back().measure();
             from = to;
         }
@@ -299,28 +318,32 @@ public:
         std::iota(longestFirst.begin(), longestFirst.end(), std::size_t{0});
         std::stable_sort(longestFirst.begin(), longestFirst.end(),
                          [&](std::size_t a, std::size_t b) { return lines[a].length > lines[b].length; });
-        std::vector<std::vector<const NamedLine*>> kept(static_cast<std::size_t>(numbers.size()));
-        std::vector<int> nameOf(lines.size(), 0);
+        std::vector<std::vector<NamedLine*>> kept(static_cast<std::size_t>(numbers.size()));
+        std::vector<int> nameOf(lines.size(), -1);
         for (std::size_t part = 0; part < pending.size(); ++part) {
             nameOf[static_cast<std::size_t>(merged.lineOf[part])] = names[part];
         }
         constexpr std::size_t mostCompared = 16;
+        std::size_t compared = 0;
         for (const std::size_t i : longestFirst) {
+            watch.every(std::size_t{256}, compared++);
+            if (nameOf[i] < 0) {
+                continue;
+            }
             NamedLine& line = lines[i];
             auto& longer = kept[static_cast<std::size_t>(nameOf[i])];
             const double beside = heightsBeside * lookOf(first[i]->look).font.size * view.unitsPerPixel();
-            const auto other = std::find_if(longer.cbegin(), longer.cend(), [&](const NamedLine* known) {
+            line.isBeside = std::any_of(longer.cbegin(), longer.cend(), [&](NamedLine* known) {
                 return known->comesWithin(beside, line.middle);
             });
-            if (other != longer.cend()) {
-                line.besides = *other;
-            } else if (longer.size() < mostCompared) {
+            if (!line.isBeside && longer.size() < mostCompared) {
                 longer.push_back(&line);
             }
         }
         for (std::size_t i = 0; i < lines.size(); ++i) {
+            watch.every(std::size_t{16}, i);
             placeLine(first[i]->feature, first[i]->look, first[i]->text, greatest[i], lines[i].coordinates,
-                      lines[i].besides == nullptr);
+                      !lines[i].isBeside);
         }
     }
 
@@ -328,6 +351,7 @@ public:
     double scale;
     LabelTexts& texts;
     LabelPlacer placer;
+    Map::Internal::Watch watch;
     std::vector<Look> looks;
     std::vector<Label> labels;
     qsizetype features = 0;
@@ -404,6 +428,11 @@ void StyledLabels::setPrevious(const LabelPlaces& previous) {
 
 void StyledLabels::setBudget(qint64 steps) {
     d->placer.setBudget(steps);
+}
+
+void StyledLabels::setWatch(std::function<void()> watch) {
+    d->placer.setWatch(watch);
+    d->watch = Map::Internal::Watch(std::move(watch));
 }
 
 void StyledLabels::place() {

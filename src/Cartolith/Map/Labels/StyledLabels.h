@@ -4,6 +4,7 @@
 #include <Cartolith/Map/Labels/LabelPlaces.h>
 #include <Cartolith/Map/MapView.h>
 
+#include <functional>
 #include <memory>
 #include <span>
 #include <vector>
@@ -25,7 +26,9 @@ class LabelTexts;
 /// greatest of their priorities. Multi-part areas have one label.
 ///
 /// Give all features of a layer, also those out of view: only then labels stay where they are when the map is
-/// panned. Those cost little: their texts are not looked at. One object is used by one thread at a time.
+/// panned. Those cost little: their texts are not looked at. Features without a text are obstacles only; so
+/// are those of a style whose font is lower than a pixel. Work is n log n in vertices. One object is used by
+/// one thread at a time.
 class CARTOLITH_MAP_EXPORT StyledLabels {
 public:
     /// The texts must outlive this object. NaN for a scale shows all.
@@ -51,7 +54,10 @@ public:
     /// same order.
     void setPrevious(const LabelPlaces& previous);
     /// As LabelPlacer's.
+    /// @{
     void setBudget(qint64 steps);
+    void setWatch(std::function<void()> watch);
+    /// @}
 
     /// Places everything that was added; then nothing more may be. Once for each object.
     void place();

@@ -106,9 +106,13 @@ void SvgWriter::Private::stroke(const Stroke& style, double width, const QColor&
     attribute("stroke-width", width);
     if (style.cap == Raster::LineCap::Round) {
         text.append(" stroke-linecap=\"round\"");
+    } else if (style.cap == Raster::LineCap::Square) {
+        text.append(" stroke-linecap=\"square\"");
     }
     if (style.join == Raster::LineJoin::Round) {
         text.append(" stroke-linejoin=\"round\"");
+    } else if (style.join == Raster::LineJoin::Bevel) {
+        text.append(" stroke-linejoin=\"bevel\"");
     } else {
         attribute("stroke-miterlimit", std::max(1.0, style.mitreLimit * 2)); // SVG counts from tip to tip
     }

@@ -1,15 +1,18 @@
+#include <Cartolith/Map/PictureMemoryInternal.h>
 #include <Cartolith/Map/Raster/BlendInternal.h>
 #include <Cartolith/Map/Raster/Canvas.h>
 #include <Cartolith/Map/Raster/CoverageInternal.h>
 #include <Cartolith/Map/Raster/FlatPathInternal.h>
 #include <Cartolith/Map/Raster/MarkerStamp.h>
+#include <Cartolith/Map/Raster/PatternSharesInternal.h>
 #include <Cartolith/Map/Raster/RingSignsInternal.h>
 #include <Cartolith/Map/Raster/StrokePiecesInternal.h>
 #include <Cartolith/Map/Raster/WholeInternal.h>
+#include <Cartolith/Map/WatchInternal.h>
 
 #include <algorithm>
 #include <cmath>
-#include <new>
+#include <utility>
 
 namespace Cartolith::Map::Raster {
 
@@ -17,20 +20,26 @@ using Internal::blendOver;
 using Internal::product;
 using Internal::scaled;
 
+namespace {
+
+/// How far from its line a stroke may be seen.
+double reachOf(const Stroke& stroke) {
+    constexpr double widest = 1e5; // as lines are drawn
+    const double casing = stroke.casing > 0.0 ? stroke.casing : 0.0;
+    return std::min(stroke.width * 0.5 + casing, widest) * std::max(stroke.mitreLimit, 2.0) + 2.0;
+}
+
+} // namespace
+
 class Canvas::Private {
 public:
     Private(const MapView& usedView, QSize size)
-        : view(usedView), image(size, QImage::Format_ARGB32_Premultiplied), width(size.width()),
+        : view(usedView), image(Map::Internal::emptyPicture(size, Qt::transparent)), width(size.width()),
           path(usedView), coverage(size.width(), size.height()), mask(size.width(), size.height()),
-          taken(static_cast<std::size_t>(size.width()) * static_cast<std::size_t>(size.height())) {
-        if (image.isNull() && !size.isEmpty()) {
-            throw std::bad_alloc();
-        }
-        image.fill(Qt::transparent);
-    }
+          taken(static_cast<std::size_t>(size.width()) * static_cast<std::size_t>(size.height())) {}
 
     /// Before each call draws: whoever has a copy of the image keeps it as it is.
-    void detach() { bits = reinterpret_cast<std::uint32_t*>(image.bits()); }
+    void detach() { bits = Map::Internal::ownPixels(image); }
     std::uint32_t* pixels(int row) const { return bits + static_cast<std::ptrdiff_t>(row) * width; }
     std::uint8_t* takenIn(int row) {
         return taken.data() + static_cast<std::size_t>(row) * static_cast<std::size_t>(width);
@@ -55,17 +64,19 @@ public:
 
     /// A share of an area: first of what no other area has, then over the others. So the shares of neighbours
     /// add up.
-    void blendFill(int row, int first, const std::uint8_t* shares, int count, std::uint32_t color) {
+    /// `colorAt` gives the colour of each.
+    template <typename ColorAt>
+    void blendFill(int row, int first, const std::uint8_t* shares, int count, ColorAt colorAt) {
         std::uint32_t* const to = pixels(row) + first;
         std::uint8_t* const before = takenIn(row) + first;
-        const bool isOpaque = color >> 24 == 255;
         for (int i = 0; i < count; ++i) {
             const std::uint32_t share = shares[i];
             const std::uint32_t had = before[i];
             if (share == 0) {
                 continue;
             }
-            if (share == 255 && (isOpaque || had == 0)) { // most of them: the inside
+            const std::uint32_t color = colorAt(i);
+            if (share == 255 && (color >> 24 == 255 || had == 0)) { // most of them: the inside
                 to[i] = color;
                 before[i] = 255;
                 continue;
@@ -99,22 +110,26 @@ public:
 
     /// Calls function(coordinates) with each part.
     template <typename Function>
-    static void forEachPart(std::span<const double> coordinates, std::span<const qsizetype> ends,
-                            Function function) {
+    void forEachPart(std::span<const double> coordinates, std::span<const qsizetype> ends,
+                     Function function) {
         std::size_t from = 0;
-        for (const qsizetype end : ends) {
-            const std::size_t to = std::clamp(static_cast<std::size_t>(std::max<qsizetype>(end, 0)) * 2, from,
-                                              coordinates.size() / 2 * 2);
+        for (std::size_t i = 0; i < ends.size(); ++i) {
+            watch.every(std::size_t{64}, i);
+            const std::size_t to = std::clamp(static_cast<std::size_t>(std::max<qsizetype>(ends[i], 0)) * 2,
+                                              from, coordinates.size() / 2 * 2);
             function(coordinates.subspan(from, to - from));
             from = to;
         }
     }
 
-    /// Into `rings`; how many they are now.
-    std::size_t readRings(std::span<const double> coordinates, std::span<const qsizetype> ends) {
+    /// Into `rings`, without those that come nowhere near the canvas, which hold nothing that does; how many
+    /// they are now.
+    std::size_t readRings(std::span<const double> coordinates, std::span<const qsizetype> ends,
+                          double margin) {
         std::size_t count = 0;
         forEachPart(coordinates, ends, [&](std::span<const double> part) {
-            if (path.read(part, true)) {
+            if (path.read(part, true, watch) && path.right() > -margin && path.bottom() > -margin &&
+                path.left() < width + margin && path.top() < image.height() + margin) {
                 if (rings.size() == count) {
                     rings.emplace_back();
                 }
@@ -129,7 +144,7 @@ public:
         return count;
     }
 
-    void fillRings(std::size_t count, QColor color) {
+    void fillRings(std::size_t count, const Fill& fill) {
         detach();
         double left = INFINITY;
         double top = INFINITY;
@@ -145,17 +160,41 @@ public:
             return;
         }
         if (count == 1) {
-            coverage.add(rings[0].points, 1.0F);
+            coverage.add(rings[0].points, 1.0F, watch);
         } else {
-            const std::vector<float> signs = Internal::ringSigns(rings, count);
+            const std::vector<float> signs = Internal::ringSigns(rings, count, watch);
             for (std::size_t i = 0; i < count; ++i) {
-                coverage.add(rings[i].points, signs[i]);
+                watch.every(std::size_t{64}, i);
+                coverage.add(rings[i].points, signs[i], watch);
             }
         }
-        const std::uint32_t pixel = qPremultiply(color.rgba());
+        const std::uint32_t pixel = qPremultiply(fill.color.rgba());
+        if (!fill.pattern.isDrawn()) {
+            coverage.end([&](int row, int first, const std::uint8_t* shares, int length) {
+                watchRow(length);
+                blendFill(row, first, shares, length, [pixel](int /*i*/) { return pixel; });
+            });
+            return;
+        }
+        // The pattern is part of the fill's colour, so neighbours meet without seams.
+        const Internal::PatternShares pattern(fill.pattern,
+                                              view.toPixel(0.0, 0.0) - view.pictureFrame().topLeft());
+        const std::uint32_t above = qPremultiply(fill.pattern.color.rgba());
         coverage.end([&](int row, int first, const std::uint8_t* shares, int length) {
-            blendFill(row, first, shares, length, pixel);
+            watchRow(length);
+            blendFill(row, first, shares, length, [&](int i) {
+                std::uint32_t color = pixel;
+                blendOver(color, scaled(above, pattern.at(first + i, row)));
+                return color;
+            });
         });
+    }
+
+    void watchRow(int length) const {
+        constexpr int isLong = 1024;
+        if (length > isLong) {
+            watch();
+        }
     }
 
     void endStroke(double lineWidth, QColor color) {
@@ -163,6 +202,7 @@ public:
         const auto thin = static_cast<std::uint32_t>(Internal::levelOf(std::min(lineWidth, 1.0)));
         const std::uint32_t pixel = scaled(qPremultiply(color.rgba()), thin);
         mask.end([&](int row, int first, std::uint8_t* shares, int count) {
+            watchRow(count);
             blendStroke(row, first, shares, count, pixel);
         });
     }
@@ -180,6 +220,7 @@ public:
     }
 
     MapView view;
+    Map::Internal::Watch watch;
     QImage image; // rows of four bytes for each pixel leave no gap
     std::uint32_t* bits = nullptr;
     int width;
@@ -200,9 +241,13 @@ QImage Canvas::image() const {
     return d->image;
 }
 
-void Canvas::fill(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color) {
-    if (!d->image.isNull() && color.alpha() > 0) {
-        d->fillRings(d->readRings(rings, ringEnds), color);
+void Canvas::setWatch(std::function<void()> watch) {
+    d->watch = Map::Internal::Watch(std::move(watch));
+}
+
+void Canvas::fill(std::span<const double> rings, std::span<const qsizetype> ringEnds, const Fill& fill) {
+    if (!d->image.isNull() && fill.isDrawn()) {
+        d->fillRings(d->readRings(rings, ringEnds, 0.0), fill);
     }
 }
 
@@ -212,21 +257,21 @@ void Canvas::stroke(std::span<const double> parts, std::span<const qsizetype> pa
         return;
     }
     d->drawStroke(stroke, [&](double width) {
-        Private::forEachPart(parts, partEnds, [&](std::span<const double> part) {
-            if (d->path.read(part, areClosed)) {
-                addStroke(d->mask, d->path.points(), areClosed, stroke, width);
+        d->forEachPart(parts, partEnds, [&](std::span<const double> part) {
+            if (d->path.read(part, areClosed, d->watch)) {
+                addStroke(d->mask, d->path.points(), areClosed, stroke, width, d->watch);
             }
         });
     });
 }
 
-void Canvas::area(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color,
+void Canvas::area(std::span<const double> rings, std::span<const qsizetype> ringEnds, const Fill& fill,
                   const Stroke& outline) {
     if (d->image.isNull()) {
         return;
     }
-    const std::size_t count = d->readRings(rings, ringEnds);
     const bool hasOutline = outline.width > 0.0 && std::isfinite(outline.width);
+    const std::size_t count = d->readRings(rings, ringEnds, hasOutline ? reachOf(outline) : 0.0);
     // What is smaller than a pixel lies below its outline.
     constexpr double least = 1.0;
     const auto isTiny = [](const Internal::PixelRing& ring) {
@@ -235,18 +280,19 @@ void Canvas::area(std::span<const double> rings, std::span<const qsizetype> ring
     const bool isHidden =
         hasOutline && outline.width >= least && outline.color.alpha() == 255 &&
         std::all_of(d->rings.cbegin(), d->rings.cbegin() + static_cast<std::ptrdiff_t>(count), isTiny);
-    if (!isHidden && color.alpha() > 0) {
-        d->fillRings(count, color);
+    if (!isHidden && fill.isDrawn()) {
+        d->fillRings(count, fill);
     }
     if (hasOutline) {
         d->drawStroke(outline, [&](double width) {
             for (std::size_t i = 0; i < count; ++i) {
+                d->watch.every(std::size_t{64}, i);
                 const Internal::PixelRing& ring = d->rings[i];
                 if (isTiny(ring)) {
                     const double y = (ring.top + ring.bottom) * 0.5;
                     d->mask.addCapsule({ring.left, y}, {ring.right, y}, std::max(width, 1.0) * 0.5);
                 } else {
-                    addStroke(d->mask, ring.points, true, outline, width);
+                    addStroke(d->mask, ring.points, true, outline, width, d->watch);
                 }
             }
         });
@@ -263,7 +309,9 @@ void Canvas::markers(std::span<const double> places, const MarkerStamp& stamp) {
     const int width = d->image.width();
     const int height = d->image.height();
     const double reach = side;
+    const std::size_t between = 65'536 / static_cast<std::size_t>(side) + 1;
     for (std::size_t i = 0; i + 1 < places.size(); i += 2) {
+        d->watch.every(between, i / 2);
         const QPointF p = d->view.toPixel(places[i], places[i + 1]) - corner;
         if (!(p.x() > -reach && p.y() > -reach && p.x() < width + reach && p.y() < height + reach)) {
             continue; // so are those that are not finite

@@ -2,11 +2,12 @@
 
 #include <Cartolith/Map/Export.h>
 #include <Cartolith/Map/MapView.h>
+#include <Cartolith/Map/Raster/Fill.h>
 #include <Cartolith/Map/Raster/Stroke.h>
 
-#include <QColor>
 #include <QImage>
 
+#include <functional>
 #include <memory>
 #include <span>
 
@@ -28,9 +29,9 @@ class MarkerStamp;
 /// Coordinates are map units, x and y in turn. Vertices are passed over, to half a pixel, where there are
 /// more of them than pixels that they could touch. A part with a coordinate that is not finite, or more than
 /// 1e12 pixels away, is left out.
-/// Work is linear in vertices and touched pixels, but quadratic in the rings of one area, also of those
-/// beyond the canvas; the same calls give the same bytes. One canvas is used by one thread at a time;
-/// different ones are independent.
+/// Work is linear in vertices and touched pixels; of the n vertices of an area of several rings, n log n. The
+/// same calls give the same bytes. One canvas is used by one thread at a time; different ones are
+/// independent.
 class CARTOLITH_MAP_EXPORT Canvas {
 public:
     /// Over all of the view's pictureFrame(). Without a usable view it has no size, and nothing is drawn.
@@ -40,12 +41,16 @@ public:
     Canvas(Canvas&& other) noexcept;
     Canvas& operator=(Canvas&& other) noexcept;
 
+    /// A function that is called every few milliseconds while something is drawn, and may throw to end that;
+    /// the canvas is then no good but to be destroyed. None by default.
+    void setWatch(std::function<void()> watch);
+
     /// ARGB32_Premultiplied; a shared copy, which what is drawn later does not change.
     QImage image() const;
 
     /// Rings one after the other, closed or not; `ringEnds` are the numbers of vertices up to the end of
     /// each. A ring in an odd number of others is a hole.
-    void fill(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color);
+    void fill(std::span<const double> rings, std::span<const qsizetype> ringEnds, const Fill& fill);
 
     /// Lines, or the outlines of rings when they are closed.
     void stroke(std::span<const double> parts, std::span<const qsizetype> partEnds, const Stroke& stroke,
@@ -53,7 +58,7 @@ public:
 
     /// The fill and then the outline, which hides what has no size. For areas of less than a pixel, only one
     /// of the two is drawn.
-    void area(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color,
+    void area(std::span<const double> rings, std::span<const qsizetype> ringEnds, const Fill& fill,
               const Stroke& outline);
 
     /// The marker at each place.

@@ -40,8 +40,9 @@ bool Coverage::begin(double left, double top, double right, double bottom) {
     return true;
 }
 
-void Coverage::add(const std::vector<QPointF>& ring, float weight) {
+void Coverage::add(const std::vector<QPointF>& ring, float weight, const Map::Internal::Watch& watch) {
     for (std::size_t i = 0; i + 1 < ring.size(); ++i) {
+        watch.every(std::size_t{64}, i);
         addEdge(ring[i], ring[i + 1], weight);
     }
     addEdge(ring.back(), ring.front(), weight);

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Cartolith/Map/WatchInternal.h>
+
 #include <QPointF>
 #include <QRect>
 
@@ -21,7 +23,7 @@ public:
     /// Begins a shape in the box of those pixels, cut to the canvas; false when nothing of it is there.
     bool begin(double left, double top, double right, double bottom);
     /// The edges of a ring; with weight -1 what it encloses counts as often less.
-    void add(const std::vector<QPointF>& ring, float weight);
+    void add(const std::vector<QPointF>& ring, float weight, const Map::Internal::Watch& watch = {});
 
     /// Calls function(row, firstColumn, shares, count) for each row that was touched, shares from 0 to 255,
     /// and is ready for the next shape.

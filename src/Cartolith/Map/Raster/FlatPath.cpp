@@ -21,11 +21,12 @@ FlatPath::FlatPath(const MapView& view)
     m_sine = view.rotation() == 0.0 ? 0.0 : std::sin(radians) / view.unitsPerPixel();
 }
 
-bool FlatPath::read(std::span<const double> coordinates, bool isClosed) {
+bool FlatPath::read(std::span<const double> coordinates, bool isClosed, const Map::Internal::Watch& watch) {
     m_points.clear();
     m_left = m_top = std::numeric_limits<double>::infinity();
     m_right = m_bottom = -m_left;
     for (std::size_t i = 0; i + 1 < coordinates.size(); i += 2) {
+        watch.every(std::size_t{1} << 16, i / 2);
         const double right = coordinates[i] - m_center.x();
         const double up = coordinates[i + 1] - m_center.y();
         const QPointF p(m_middle.x() + (right * m_cosine + up * m_sine),

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Map/MapView.h>
+#include <Cartolith/Map/WatchInternal.h>
 
 #include <QPointF>
 
@@ -16,7 +17,7 @@ public:
 
     /// Reads a part; false when there is none, or one is not finite or a billion screens away. A last vertex
     /// that repeats the first is left out of closed ones.
-    bool read(std::span<const double> coordinates, bool isClosed);
+    bool read(std::span<const double> coordinates, bool isClosed, const Map::Internal::Watch& watch);
 
     const std::vector<QPointF>& points() const { return m_points; }
     double left() const { return m_left; }

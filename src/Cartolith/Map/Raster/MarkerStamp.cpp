@@ -4,31 +4,68 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <new>
 
 namespace Cartolith::Map::Raster {
 
+namespace {
+
+constexpr double largestMarker = 1000.0; // pixels
+
+} // namespace
+
+void MarkerStamp::setReach(double reach) {
+    m_reach = static_cast<int>(std::ceil(reach + 0.5));
+    m_side = 2 * m_reach + 2;
+    constexpr int large = 128; // pixels
+    constexpr int larger = 360;
+    m_drawn = m_side <= large ? steps : m_side <= larger ? steps / 2 : 1;
+    m_pixels.reserve(static_cast<qsizetype>(m_drawn) * m_drawn * m_side * m_side);
+}
+
+MarkerStamp::MarkerStamp(double reach, const std::function<void(QImage& picture, QPointF place)>& draw) {
+    if (!(reach > 0.0)) {
+        return;
+    }
+    setReach(std::min(reach, largestMarker));
+    for (int place = 0; place < m_drawn * m_drawn; ++place) {
+        QImage picture(m_side, m_side, QImage::Format_ARGB32_Premultiplied);
+        if (picture.isNull()) {
+            throw std::bad_alloc();
+        }
+        picture.fill(Qt::transparent);
+        const int stepX = place % m_drawn;
+        const int stepY = place / m_drawn;
+        draw(picture, {m_reach + (stepX + 0.5) / m_drawn, m_reach + (stepY + 0.5) / m_drawn});
+        for (int row = 0; row < m_side; ++row) {
+            const auto* const line = reinterpret_cast<const QRgb*>(picture.constScanLine(row));
+            std::copy_n(line, m_side, std::back_inserter(m_pixels));
+        }
+    }
+}
+
 MarkerStamp::MarkerStamp(double diameter, QColor color, double outlineWidth, QColor outlineColor) {
-    constexpr double largest = 1000.0;
-    const double radius = diameter > 0.0 ? std::min(diameter, largest) * 0.5 : 0.0;
-    const double half = outlineWidth > 0.0 ? std::min(outlineWidth, largest) * 0.5 : 0.0;
+    const double radius = diameter > 0.0 ? std::min(diameter, largestMarker) * 0.5 : 0.0;
+    const double half = outlineWidth > 0.0 ? std::min(outlineWidth, largestMarker) * 0.5 : 0.0;
     if (radius + half <= 0.0) {
         return;
     }
-    m_reach = static_cast<int>(std::ceil(radius + half + 0.5));
-    m_side = 2 * m_reach + 2;
-    m_pixels.reserve(static_cast<qsizetype>(steps) * steps * m_side * m_side);
+    setReach(radius + half);
     const auto share = [](double value) {
         return static_cast<std::uint32_t>(Internal::levelOf(std::clamp(value, 0.0, 1.0)));
     };
     const QRgb inside = qPremultiply(color.rgba());
     const QRgb around = qPremultiply(outlineColor.rgba());
-    for (int stepY = 0; stepY < steps; ++stepY) {
-        for (int stepX = 0; stepX < steps; ++stepX) {
-            const double x = m_reach + (stepX + 0.5) / steps;
-            const double y = m_reach + (stepY + 0.5) / steps;
+    for (int stepY = 0; stepY < m_drawn; ++stepY) {
+        for (int stepX = 0; stepX < m_drawn; ++stepX) {
+            const double x = m_reach + (stepX + 0.5) / m_drawn;
+            const double y = m_reach + (stepY + 0.5) / m_drawn;
             for (int row = 0; row < m_side; ++row) {
                 for (int column = 0; column < m_side; ++column) {
-                    const double distance = std::hypot(column + 0.5 - x, row + 0.5 - y);
+                    const double right = column + 0.5 - x;
+                    const double down = row + 0.5 - y;
+                    const double distance = std::sqrt(right * right + down * down); // hypot() is a call
                     QRgb pixel =
                         Internal::scaled(inside, share(radius > 0.0 ? radius + 0.5 - distance : 0.0));
                     if (half > 0.0) {

@@ -1,5 +1,7 @@
 #pragma once
 
+#include <Cartolith/Map/WatchInternal.h>
+
 #include <QPointF>
 
 #include <vector>
@@ -13,8 +15,9 @@ struct PixelRing {
 };
 
 /// For each ring 1 or -1, so that with these weights every place is enclosed once or not at all: a ring in an
-/// odd number of others takes away, whichever way it is wound. Each pair of boxes is compared; vertices only
-/// where one is in another.
-std::vector<float> ringSigns(const std::vector<PixelRing>& rings, std::size_t count);
+/// odd number of others takes away, whichever way it is wound. Of n vertices the time is of n log n as long
+/// as edges that pass the same heights lie beside each other, not across.
+std::vector<float> ringSigns(const std::vector<PixelRing>& rings, std::size_t count,
+                             const Map::Internal::Watch& watch);
 
 } // namespace Cartolith::Map::Raster::Internal

@@ -6,6 +6,8 @@
 
 namespace Cartolith::Map::Raster::Internal {
 
+using Map::Internal::Watch;
+
 namespace {
 
 QPointF directionOf(QPointF a, QPointF b) {
@@ -39,6 +41,9 @@ struct Corner {
             const QPointF edge =
                 turn > 0.0 ? QPointF(inwards.y(), -inwards.x()) : QPointF(-inwards.y(), inwards.x());
             planes[count++] = {at + edge * radius, tip};
+            if (cosine > -0.99) { // or the inner edge would stick out on the other side
+                planes[count++] = {at + outward * radius, outward};
+            }
             reach = radius;
         }
     }
@@ -47,44 +52,58 @@ struct Corner {
     double reach = 0.0;
 };
 
+void addDot(StrokeMask& mask, QPointF p, const Stroke& stroke, double radius) {
+    if (stroke.cap == LineCap::Round) {
+        mask.addCapsule(p, p, radius);
+    } else if (stroke.cap == LineCap::Square) { // level, as it has no direction
+        const QPointF aside(radius, 0.0);
+        const std::array<EndPlane, 2> planes{{{p - aside, {-1.0, 0.0}}, {p + aside, {1.0, 0.0}}}};
+        mask.addStrip(p - aside, p + aside, radius, 1.0, planes);
+    }
+}
+
 /// One stretch without gaps; no vertex is where the one before is.
 void addStretch(StrokeMask& mask, std::span<const QPointF> points, bool isClosed, const Stroke& stroke,
-                double radius) {
+                double radius, const Watch& watch) {
     const std::size_t count = points.size();
     if (count == 1) {
-        if (stroke.cap == LineCap::Round) {
-            mask.addCapsule(points[0], points[0], radius);
-        }
+        addDot(mask, points[0], stroke, radius);
         return;
     }
-    const bool isMitre = stroke.join == LineJoin::Mitre;
+    const bool isPointed = stroke.join == LineJoin::Mitre || stroke.join == LineJoin::Bevel;
+    const double mitreLimit = stroke.join == LineJoin::Bevel ? 1.0 : stroke.mitreLimit;
     const std::size_t segments = isClosed && count > 2 ? count : count - 1;
     const bool hasEnds = segments < count;
+    const bool isCut = stroke.cap == LineCap::Butt || stroke.cap == LineCap::Square;
+    const double beyond = stroke.cap == LineCap::Square ? radius : 0.0;
     for (std::size_t i = 0; i < segments; ++i) {
-        const QPointF a = points[i];
-        const QPointF b = points[(i + 1) % count];
+        watch.every(std::size_t{8}, i);
+        QPointF a = points[i];
+        QPointF b = points[(i + 1) % count];
         const bool isFirst = hasEnds && i == 0;
         const bool isLast = hasEnds && i + 1 == segments;
-        if (!isMitre && !(stroke.cap == LineCap::Butt && (isFirst || isLast))) {
+        if (!isPointed && !(isCut && (isFirst || isLast))) {
             mask.addCapsule(a, b, radius);
             continue;
         }
         const QPointF along = directionOf(a, b);
+        a -= isFirst ? along * beyond : QPointF();
+        b += isLast ? along * beyond : QPointF();
         std::array<EndPlane, 4> planes{};
         std::size_t planeCount = 0;
-        if (stroke.cap == LineCap::Butt && isFirst) {
+        if (isCut && isFirst) {
             planes[planeCount++] = {a, -along};
         }
-        if (stroke.cap == LineCap::Butt && isLast) {
+        if (isCut && isLast) {
             planes[planeCount++] = {b, along};
         }
-        if (!isMitre) {
+        if (!isPointed) {
             mask.addCapsule(a, b, radius, {planes.data(), planeCount});
             continue;
         }
         double reach = 0.0;
         const auto turn = [&](QPointF at, QPointF inwards, QPointF onwards) {
-            const Corner corner(at, inwards, onwards, radius, stroke.mitreLimit);
+            const Corner corner(at, inwards, onwards, radius, mitreLimit);
             std::copy_n(corner.planes.cbegin(), corner.count,
                         planes.begin() + static_cast<std::ptrdiff_t>(planeCount));
             planeCount += corner.count;
@@ -117,7 +136,9 @@ class DashPosition {
 public:
     DashPosition(const std::vector<double>& dashes, double period, double offset)
         : m_dashes(dashes), m_period(period), m_left(dashes[0]) {
-        advance(offset);
+        if (offset != 0.0) { // or a dot at the beginning would be passed over
+            advance(offset);
+        }
     }
     bool isDrawn() const { return m_dash % 2 == 0; }
     double left() const { return m_left; }
@@ -151,8 +172,9 @@ private:
 
 /// Walks along the points and cuts them into stretches; steps over what is out of the canvas.
 void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed, const Stroke& stroke,
-               double radius, DashPosition dash) {
+               double radius, DashPosition dash, const Watch& watch) {
     std::vector<QPointF> stretch;
+    std::size_t stretches = 0;
     const auto append = [&](QPointF p) {
         if (stretch.empty() || stretch.back() != p) {
             stretch.push_back(p);
@@ -160,12 +182,14 @@ void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed,
     };
     const auto finish = [&] {
         if (!stretch.empty()) {
-            addStretch(mask, stretch, false, stroke, radius);
+            watch.every(std::size_t{8}, stretches++);
+            addStretch(mask, stretch, false, stroke, radius, watch);
         }
         stretch.clear();
     };
     const std::size_t segments = isClosed ? points.size() : points.size() - 1;
     for (std::size_t i = 0; i < segments; ++i) {
+        watch.every(std::size_t{1024}, i);
         const QPointF a = points[i];
         const QPointF b = points[(i + 1) % points.size()];
         const double length = std::hypot(b.x() - a.x(), b.y() - a.y());
@@ -212,11 +236,11 @@ void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed,
 } // namespace
 
 void addStroke(StrokeMask& mask, const std::vector<QPointF>& points, bool isClosed, const Stroke& stroke,
-               double width) {
+               double width, const Watch& watch) {
     constexpr double widest = 1e5;
     const double radius = std::clamp(width, 1.0, widest) * 0.5;
     if (stroke.dashes.isEmpty()) {
-        addStretch(mask, points, isClosed, stroke, radius);
+        addStretch(mask, points, isClosed, stroke, radius, watch);
         return;
     }
     std::vector<double> dashes;
@@ -230,9 +254,9 @@ void addStroke(StrokeMask& mask, const std::vector<QPointF>& points, bool isClos
     constexpr double shortest = 0.1; // pixels: nobody sees shorter ones, and they would have no end
     if (!(period >= shortest * static_cast<double>(dashes.size())) || !std::isfinite(stroke.dashOffset) ||
         points.size() < 2) {
-        addStretch(mask, points, isClosed, stroke, radius);
+        addStretch(mask, points, isClosed, stroke, radius, watch);
     } else {
-        addDashes(mask, points, isClosed, stroke, radius, {dashes, period, stroke.dashOffset});
+        addDashes(mask, points, isClosed, stroke, radius, {dashes, period, stroke.dashOffset}, watch);
     }
 }
 

@@ -5,6 +5,7 @@
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
+#include <Cartolith/Core/Layers/Ogr/EditConflictsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
@@ -34,8 +35,13 @@ using Shapes::GisShape;
 
 namespace {
 
-/// Begins to read a server's table. GDAL takes the system of the first geometry for that of all.
-Internal::ExactTexts beginTable(const Internal::OgrSource& source, OGRLayer& layer) {
+/// Begins to read a server's table: what GDAL does not say of it. GDAL takes the system of the first geometry
+/// for that of all.
+struct TableBegun {
+    Internal::ExactTexts texts = {};
+    int otherGeometries = 0;
+};
+TableBegun beginTable(const Internal::OgrSource& source, OGRLayer& layer) {
     try {
         // What is read of the table in several ways is that of one moment.
         source.dataset().StartTransaction();
@@ -45,7 +51,7 @@ Internal::ExactTexts beginTable(const Internal::OgrSource& source, OGRLayer& lay
             throw std::runtime_error("the geometries of '" + std::string(layer.GetName()) +
                                      "' are in several coordinate systems");
         }
-        return table.exactTexts();
+        return {table.exactTexts(), table.otherGeometries()};
     } catch (const std::runtime_error& error) {
         source.fail(QString::fromUtf8(error.what()));
     }
@@ -68,7 +74,8 @@ GisLayerOgrVector::GisLayerOgrVector(const QString& path, const QString& layerNa
     : GisLayerVector(path), m_layerName(layerName),
       m_provider(std::make_unique<Providers::GisOgrProvider>(path)),
       m_trace(std::make_unique<Internal::FeatureTrace>()), m_read(std::make_unique<Internal::OgrReadState>()),
-      m_sourceState(std::make_unique<Internal::SourceState>()) {}
+      m_sourceState(std::make_unique<Internal::SourceState>()),
+      m_leftOpen(std::make_unique<Internal::EditsLeftOpen>()) {}
 
 GisLayerOgrVector::~GisLayerOgrVector() = default;
 
@@ -84,7 +91,7 @@ bool GisLayerOgrVector::open() {
     OGRLayer& layer = snapshot.layer();
     const auto& stamp = snapshot.stamp();
     const bool isServer = Internal::OgrFormat::isServerOf(source.driverName());
-    Internal::ExactTexts texts = isServer ? beginTable(source, layer) : Internal::ExactTexts();
+    TableBegun table = isServer ? beginTable(source, layer) : TableBegun();
     const ProgressCallback progress = m_progress; // one that replaces itself goes on living here
     const auto total = static_cast<double>(layer.GetFeatureCount(FALSE));
     double reported = 0.0;
@@ -118,7 +125,8 @@ bool GisLayerOgrVector::open() {
 
     if (isServer) { // gives rows in any order
         content->sort();
-        content->state.texts = std::move(texts);
+        content->state.texts = std::move(table.texts);
+        content->state.otherGeometries = table.otherGeometries;
         correctYears(*content);
         source.dataset().RollbackTransaction();
     }
@@ -168,8 +176,7 @@ bool GisLayerOgrVector::open() {
     *m_sourceState = snapshot.state();
     m_sourceSystem = system;
     m_isUnsafe = false;
-    m_doubtful = {};
-    m_conflicts = {};
+    *m_leftOpen = {};
     m_lastError = {};
     setIsOpen(true);
     m_openedRevision = contentRevision();
@@ -191,8 +198,7 @@ void GisLayerOgrVector::close() {
     m_skipped = {};
     m_sourceSystem.reset();
     m_isUnsafe = false;
-    m_doubtful = {};
-    m_conflicts = {};
+    *m_leftOpen = {};
     m_lastError = {};
 }
 
@@ -205,6 +211,7 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
     lost.incomplete = m_read->unreadable;
     lost.defaults = m_read->defaults;
     lost.subtypes = m_read->subtypes;
+    lost.geometries = m_read->otherGeometries;
     std::set<qint64> counted; // each once, whatever it is made of
     for (const auto& entry : m_trace->entries()) {
         const Internal::ReadFeature* const found = m_read->features.find(entry.feature);

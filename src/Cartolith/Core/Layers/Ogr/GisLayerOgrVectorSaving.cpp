@@ -7,6 +7,7 @@
 #include <Cartolith/Core/Layers/Files/StagedFilesInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
+#include <Cartolith/Core/Layers/Ogr/EditConflictsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
@@ -120,7 +121,7 @@ void GisLayerOgrVector::reserveShapes(int count) {
 
 Internal::OgrEdits GisLayerOgrVector::pendingEdits() const {
     return Internal::pendingEdits(m_sourcePath, *m_read, *m_trace, items(),
-                                  [this](qint64 feature) { return isLeftAlone(feature); });
+                                  [this](qint64 feature) { return m_leftOpen->isToStay(feature); });
 }
 
 /// What the layer remembers of the source when the edits are in it.
@@ -187,12 +188,7 @@ void GisLayerOgrVector::save() {
         Internal::StagedFiles::sync(m_sourcePath);
         m_isUnsafe = false;
     }
-    if (!m_doubtful.isEmpty() && Internal::isCommitted(m_sourcePath, m_doubtful)) {
-        Internal::failToWrite(m_sourcePath,
-                              QStringLiteral("what was committed before the connection broke is in "
-                                             "the source; open it again to go on"));
-    }
-    m_doubtful = {};
+    m_leftOpen->requireNothingDoubtful(m_sourcePath);
     if (edits.isEmpty()) {
         return;
     }
@@ -206,13 +202,10 @@ void GisLayerOgrVector::save() {
     Saved saved;
     std::optional<Internal::PublishedUnsafely> unsafe;
     try {
-        Internal::saveEdits({m_sourcePath, m_sourceName, m_provider->driverName(), m_sourceState.get(),
-                             attributeDefinitions(), m_progress, m_saveWait, *m_read, m_conflicts,
-                             [&](const Internal::OgrSavedIds& ids) { saved = afterSaving(edits, ids); }},
-                            edits);
-    } catch (const Internal::CommitInDoubt& error) {
-        m_doubtful = error.transaction;
-        throw;
+        m_leftOpen->save({m_sourcePath, m_sourceName, m_provider->driverName(), m_sourceState.get(),
+                          attributeDefinitions(), m_progress, m_saveWait, *m_read, m_leftOpen->conflicts,
+                          [&](const Internal::OgrSavedIds& ids) { saved = afterSaving(edits, ids); }},
+                         edits);
     } catch (const Internal::PublishedUnsafely& error) { // the edits are in the source all the same
         unsafe = error;
     }
@@ -239,19 +232,11 @@ bool GisLayerOgrVector::commitEditCore() {
     if (isLocked()) {
         return false;
     }
-    const auto saveOrTell = [this] {
-        try {
-            save();
-        } catch (const Internal::EditConflicts& error) {
-            m_conflicts = stillWith(error.conflicts);
-            throw;
-        }
-    };
-    if (!Internal::trySaving(m_sourcePath, isCommandRunning(), m_lastError, saveOrTell)) {
+    if (!Internal::trySaving(m_sourcePath, isCommandRunning(), m_lastError, [this] { save(); })) {
         return false;
     }
     m_trace->forgetTaken();
-    m_conflicts = {};
+    m_leftOpen->conflicts = {};
     return GisLayerVector::commitEditCore();
 }
 
@@ -264,8 +249,16 @@ bool GisLayerOgrVector::rollbackEditCore() {
         return false;
     }
     m_trace->forgetTaken();
-    m_conflicts = {};
+    m_leftOpen->conflicts = {};
     return true;
+}
+
+const QList<GisEditConflict>& GisLayerOgrVector::conflicts() const noexcept {
+    return m_leftOpen->conflicts;
+}
+
+bool GisLayerOgrVector::resolveConflict(qsizetype position, GisEditConflict::Choice choice) {
+    return isEditing() && !isLocked() && m_leftOpen->resolve(*this, *m_trace, position, choice);
 }
 
 // saveAs()

@@ -248,6 +248,9 @@ public:
                 m_target.dropZone();
             }
         }
+        if (m_format.isServer && m_layer.coordinateSystem() != nullptr) {
+            m_target.requireSystem(system, m_layer.extent());
+        }
         m_definition = target.GetLayerDefn();
     }
 

@@ -47,6 +47,7 @@ OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
     state.fieldNames = OgrDigest::ofFields(layer);
     state.system = OgrDigest::ofSystem(layer);
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
+    state.otherGeometries = std::max(0, schema.GetGeomFieldCount() - 1);
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
         const OGRFieldDefn& field = *schema.GetFieldDefn(i);
         const bool isKept = field.GetSubType() == OFSTNone || field.GetSubType() == OFSTBoolean;
@@ -206,7 +207,8 @@ void OgrContent::take(OGRFeature& feature, const QString& complaint, const Serve
     const bool hasGeometry = geometry != nullptr && !geometry->IsEmpty();
     ReadFeature read = hasGeometry ? kindOf(*geometry) : ReadFeature();
     read.id = count(feature.GetFID());
-    read.digest = m_isCompared ? m_digest.of(feature) : 0;
+    // Behind the fields of the layer, what is selected has texts.
+    read.digest = m_isCompared ? m_digest.of(feature, m_layer.GetLayerDefn()->GetFieldCount()) : 0;
     const std::size_t first = shapes.size();
     takeGeometry(read, feature.GetFID(), GeometryPtr(feature.StealGeometry()), complaint,
                  [&] { return m_rows.of(feature); });

@@ -125,10 +125,10 @@ QByteArrayView OgrDigest::wkbOf(const OGRGeometry& geometry) {
     return {m_wkb.data(), static_cast<qsizetype>(m_wkb.size())};
 }
 
-quint64 OgrDigest::of(OGRFeature& feature) {
+quint64 OgrDigest::of(OGRFeature& feature, int fields) {
     Mixer mixer;
     mixer.add(static_cast<quint64>(feature.GetFID()));
-    for (int i = 0; i < feature.GetFieldCount(); ++i) {
+    for (int i = 0; i < fields; ++i) {
         addField(mixer, feature, i);
     }
     if (const OGRGeometry* const geometry = feature.GetGeometryRef()) {

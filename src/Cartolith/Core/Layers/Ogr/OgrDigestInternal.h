@@ -14,7 +14,9 @@ class ArrowFeatures;
 /// Against mistakes, not against somebody who looks for two features of one digest.
 class OgrDigest {
 public:
-    quint64 of(OGRFeature& feature);
+    quint64 of(OGRFeature& feature) { return of(feature, feature.GetFieldCount()); }
+    /// The same of its first fields.
+    quint64 of(OGRFeature& feature, int fields);
     /// The same of the feature that is read by columns, whose geometry, null where GDAL would write the very
     /// bytes that it read, is this.
     quint64 of(OGRFeatureDefn& layer, const ArrowFeatures& feature, const OGRGeometry* geometry);

@@ -126,10 +126,10 @@ std::optional<double> realOf(const QVariant& value, TextDigits digits = TextDigi
     const bool isReal = typeOf(static_cast<QMetaType::Type>(value.typeId())) == OFTReal;
     const auto whole = isReal ? std::nullopt : wholeOf(value);
     // A whole number must be the same as a real one.
-    const bool isKept =
-        isReal || (whole           ? number == 0.0 || areSame(QVariant::fromValue(*whole), number)
-                   : isText(value) ? digits == TextDigits::Any || saysSame(value.toString(), number)
-                                   : areSame(value, number));
+    const bool isKept = isReal || (isText(value) && digits == TextDigits::Any) ||
+                        (whole           ? number == 0.0 || areSame(QVariant::fromValue(*whole), number)
+                         : isText(value) ? saysSame(value.toString(), number)
+                                         : areSame(value, number));
     return isNumber && isKept && std::isfinite(number) ? std::optional(number) : std::nullopt;
 }
 

@@ -62,6 +62,7 @@ struct OgrReadState {
     std::set<QString> jsonFields;
     ExactTexts texts;          ///< what the source holds beyond the attributes
     int subtypes = 0;          ///< fields of a subtype other than boolean
+    int otherGeometries = 0;   ///< columns of geometry beside the one that is read
     bool hasStableIds = false; ///< the source keeps what it gives its features for ids
 
     qint64 sourceId(qint64 feature) const { return numberedIds.value(feature, feature); }

@@ -93,8 +93,8 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
         OGRFeatureDefn& schema = *m_dataset->GetLayer(0)->GetLayerDefn();
         const auto dates = datesOf(schema);
         const JsonFacts facts = isLines && dates.empty() ? JsonFacts() : jsonFactsOf(path, dates);
-        m_isSystemUnknown = facts.isSystemUnknown;
-        if (isLines) { // read one after the other, by these types
+        m_isSystemUnknown = facts.isSystemUnknown && !isLines; // which are in WGS 84, whatever one says
+        if (isLines) {                                         // read one after the other, by these types
             for (const QByteArray& field : facts.otherTexts) {
                 schema.GetFieldDefn(schema.GetFieldIndexCaseSensitive(field.constData()))->SetType(OFTString);
             }
@@ -181,6 +181,7 @@ OGRLayer& OgrSource::layer(const QString& name) const {
     layer->GetSpatialRef(); // drivers keep what they find when first asked
     if (isPostgres(m_path)) {
         try {
+            requireNamesApart(*layer);
             correctTypes(*m_dataset, *layer);
         } catch (const std::runtime_error& error) {
             fail(QString::fromUtf8(error.what()));

@@ -1,8 +1,10 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/VsiFileInternal.h>
+#include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
+#include <Cartolith/Core/Layers/Ogr/SystemKeptInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ValueTextInternal.h>
 
 #include <QFileInfo>
@@ -107,6 +109,21 @@ void OgrTarget::dropZone() {
         const_cast<OGRFeatureDefn&>(made).GetFieldDefn(made.GetFieldCount() - 1)->GetNameRef());
 }
 
+void OgrTarget::requireSystem(const OGRSpatialReference& system, const Shapes::GisExtent& extent) {
+    onServer([&] {
+        m_layer->GetFeatureCount(); // now the table is made
+        const int number = PostgresTable(*m_dataset, *m_layer).system();
+        const QByteArray sql =
+            "SELECT ST_SetSRID('POINT(0 0)'::geometry," + QByteArray::number(number) + ") AS g";
+        const Common::Internal::EpsgCodesAsGiven codes;
+        OGRLayer* const point = m_dataset->ExecuteSQL(sql.constData(), nullptr, nullptr);
+        const auto read =
+            CoordinateSystems::Internal::systemFound(point != nullptr ? point->GetSpatialRef() : nullptr);
+        m_dataset->ReleaseResultSet(point);
+        requireSameSystem(system, read.get(), extent);
+    });
+}
+
 void OgrTarget::addRow(OGRFeature& feature, const QString& what) {
     try {
         if (!m_rows) {
@@ -185,6 +202,12 @@ void OgrTarget::addField(OGRFieldDefn& field) {
     }
     if (m_layer->CreateField(&field) != OGRERR_NONE || made.GetFieldCount() != before + 1) {
         refuse(reasonOr(QStringLiteral("the format has a field of that name already")));
+    }
+    for (int i = 0; m_format.isServer && i < before; ++i) { // such a table could not be read
+        if (QByteArray(made.GetFieldDefn(i)->GetNameRef()).toLower() ==
+            QByteArray(field.GetNameRef()).toLower()) {
+            refuse(QStringLiteral("there is one whose name differs in case only"));
+        }
     }
     const QString given = Common::Internal::wholeName(made.GetFieldDefn(before)->GetNameRef());
     if (m_format.family.isEmpty() && given != name) {

@@ -43,6 +43,9 @@ public:
     void addField(OGRFieldDefn& field);
     /// The last field's values are what clocks show somewhere; a server's driver would take them for moments.
     void dropZone();
+    /// After the last field. A server looks up what it has of a system: what will be read of it.
+    /// \throws std::runtime_error where that is another one, or none
+    void requireSystem(const OGRSpatialReference& system, const Shapes::GisExtent& extent);
     /// `what` names the feature in errors. A value that the driver cuts or rounds is one, and so is a whole
     /// number that a Shapefile would give back as a real one.
     void add(OGRFeature& feature, const QString& what);

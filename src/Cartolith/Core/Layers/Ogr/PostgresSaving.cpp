@@ -270,8 +270,8 @@ private:
     /// A row is made again of what the layer has of it.
     void requireWhole(qint64 id, const QList<const GisShape*>& shapes) const {
         const ReadFeature* const read = m_target.read.features.find(id);
-        if (shapes.size() != 1 || read == nullptr || read->isPartlyRead || read->isMultiPoint || read->hasZ ||
-            read->hasM || read->hasCurves || read->isCollection) {
+        if (shapes.size() != 1 || m_table->otherGeometries() > 0 || read == nullptr || read->isPartlyRead ||
+            read->isMultiPoint || read->hasZ || read->hasM || read->hasCurves || read->isCollection) {
             throw std::runtime_error(
                 "it is not in the source any more, and the layer does not hold it whole");
         }

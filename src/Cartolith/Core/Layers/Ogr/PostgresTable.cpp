@@ -30,6 +30,34 @@ qint64 estimatedCount(GDALDataset& source, OGRLayer& layer) {
     return found.isEmpty() ? -1 : found[0][0].toLongLong();
 }
 
+bool isGeography(GDALDataset& source, OGRLayer& layer) {
+    return !execute(source,
+                    "SELECT 1 AS x FROM pg_catalog.pg_attribute a JOIN pg_catalog.pg_type d ON d.oid = "
+                    "a.atttypid WHERE d.typname = 'geography' AND a.attname =" +
+                        quotedText(layer.GetGeometryColumn()) +
+                        " AND a.attrelid = (SELECT t.oid::oid FROM (" + tableOf(layer) + ") AS t)")
+                .isEmpty();
+}
+
+void requireNamesApart(OGRLayer& layer) {
+    OGRFeatureDefn& schema = *layer.GetLayerDefn();
+    std::vector<QByteArray> names{layer.GetFIDColumn()};
+    for (int i = 0; i < schema.GetGeomFieldCount(); ++i) {
+        names.push_back(schema.GetGeomFieldDefn(i)->GetNameRef());
+    }
+    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+        names.push_back(schema.GetFieldDefn(i)->GetNameRef());
+    }
+    std::map<QByteArray, QByteArray> known;
+    for (const QByteArray& name : names) {
+        const auto [other, isNew] = known.emplace(name.toLower(), name);
+        if (!isNew && !name.isEmpty()) {
+            throw std::runtime_error("the columns '" + other->second.toStdString() + "' and '" +
+                                     name.toStdString() + "' differ in case only");
+        }
+    }
+}
+
 QByteArray listOf(const std::vector<qint64>& ids) {
     QByteArray list;
     for (const qint64 id : ids) {
@@ -89,6 +117,10 @@ PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(so
     }
     m_hasLostColumns = m_hasLostColumns || (!key.isEmpty() && known.find(key) == known.end()) ||
                        (!geometry.isEmpty() && known.find(geometry) == known.end());
+    for (const auto& [name, column] : known) {
+        const bool isGeometry = column.type.endsWith("geometry") || column.type.endsWith("geography");
+        m_otherGeometries += isGeometry && name != geometry ? 1 : 0;
+    }
     if (!geometry.isEmpty() && !m_hasLostColumns) {
         const PostgresColumn& column = known.at(geometry);
         m_geometry = column.name;

@@ -13,6 +13,10 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
+/// GDAL takes the values of a table apart by the names of its columns, in any case. \throws
+/// std::runtime_error for two that differ in nothing else
+void requireNamesApart(OGRLayer& layer);
+
 /// Gives the fields of a layer the types that hold what is in their columns; before anything is read of it.
 void correctTypes(GDALDataset& source, OGRLayer& layer);
 
@@ -21,6 +25,9 @@ QByteArray tableOf(OGRLayer& layer);
 
 /// How many rows the server takes a layer's table to have; -1 where it has not looked yet.
 qint64 estimatedCount(GDALDataset& source, OGRLayer& layer);
+
+/// Whether a layer's extents would be compared on the globe, where edges and boxes are others.
+bool isGeography(GDALDataset& source, OGRLayer& layer);
 
 /// Ids as a list in SQL.
 QByteArray listOf(const std::vector<qint64>& ids);
@@ -41,6 +48,10 @@ public:
 
     /// Whether a field of the layer is not, or not as it was, in the table.
     bool hasLostColumns() const { return m_hasLostColumns; }
+    /// Columns of geometry that are not the layer's.
+    int otherGeometries() const { return m_otherGeometries; }
+    /// What a coordinate system has for its number in the column's type; 0 where that takes any.
+    int system() const { return m_system; }
     /// A column of any geometry, or of one type in several coordinate systems. Reads the column where its
     /// type does not say.
     bool hasSeveralSystems();
@@ -68,6 +79,7 @@ private:
     std::vector<PostgresColumn> m_columns;
     std::vector<OGRFieldType> m_fields;
     bool m_hasLostColumns = false;
+    int m_otherGeometries = 0;
 };
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -9,30 +9,9 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-namespace {
-
-/// What no column's name begins with: OGR takes columns of a result for the table's by name, in any case.
-QByteArray freeName(OGRLayer& table) {
-    OGRFeatureDefn& schema = *table.GetLayerDefn();
-    std::vector<QByteArray> names{QByteArray(table.GetGeometryColumn()).toLower(),
-                                  QByteArray(table.GetFIDColumn()).toLower()};
-    for (int i = 0; i < schema.GetFieldCount(); ++i) {
-        names.push_back(QByteArray(schema.GetFieldDefn(i)->GetNameRef()).toLower());
-    }
-    for (int i = 0;; ++i) {
-        QByteArray name = "text" + QByteArray::number(i) + '_';
-        if (std::none_of(names.begin(), names.end(),
-                         [&](const QByteArray& n) { return n.startsWith(name); })) {
-            return name;
-        }
-    }
-}
-
-} // namespace
-
 ServerSelection::ServerSelection(OgrSource& source, OGRLayer& table) : m_source(source), m_table(table) {
     OGRFeatureDefn& schema = *table.GetLayerDefn();
-    if (QByteArrayView(table.GetFIDColumn()).isEmpty() || schema.GetGeomFieldCount() != 1) {
+    if (QByteArrayView(table.GetFIDColumn()).isEmpty() || schema.GetGeomFieldCount() == 0) {
         return;
     }
     try {
@@ -81,28 +60,26 @@ OGRLayer* ServerSelection::select(const QByteArray& condition, const std::option
     if (!m_facts) {
         return nullptr;
     }
-    // OGR knows the key of what a server selects by this name.
-    QByteArray columns = m_facts->key() + " AS ogc_fid";
+    // OGR knows the key of what a server selects by this name, and other columns by theirs, in any case.
+    QByteArray columns = m_facts->key() + " AS ogc_fid," + m_facts->geometryName() + " AS g";
     QByteArray texts;
     OGRFeatureDefn& schema = *m_table.GetLayerDefn();
-    const QByteArray textName = freeName(m_table);
     const auto isWanted = [&](int field) {
         const char* const name = schema.GetFieldDefn(field)->GetNameRef();
         return !fields || fields->contains(Common::Internal::wholeName(name));
     };
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
-        const QByteArray& name = m_facts->column(i).name;
-        columns += isWanted(i) ? ',' + name : ",NULL AS " + name;
+        columns += ',' + (isWanted(i) ? m_facts->column(i).name : "NULL") + " AS f" + QByteArray::number(i);
     }
     for (const auto& [field, isCut] : m_cuts) {
         if (isWanted(field)) {
-            texts += ",CASE WHEN " + isCut + " THEN " + m_facts->column(field).name + "::text END AS " +
-                     textName + QByteArray::number(field);
+            texts += ",CASE WHEN " + isCut + " THEN " + m_facts->column(field).name + "::text END AS t" +
+                     QByteArray::number(field);
             m_selected.push_back(field);
         }
     }
     m_rows = m_source.select(QString::fromUtf8(
-        "SELECT " + columns + ',' + m_facts->geometryName() + texts + " FROM " + m_facts->name() +
+        "SELECT " + columns + texts + " FROM " + m_facts->name() +
         (condition.isEmpty() ? "" : " WHERE " + condition) +
         (inKeyOrder ? " ORDER BY " + m_facts->name() + '.' + m_facts->key() : QByteArray())));
     OGRFeatureDefn* const selected = m_rows != nullptr ? m_rows->GetLayerDefn() : nullptr;

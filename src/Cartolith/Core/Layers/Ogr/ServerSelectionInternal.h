@@ -29,8 +29,9 @@ public:
     /// The same of this table, as it is.
     bool hasTexts() const { return !m_cuts.empty(); }
 
-    /// Selects the rows that a condition wants (all where it is empty), with the fields of the table, of
-    /// which those that are not wanted are null. Null where that cannot be said. The rows before go.
+    /// Selects the rows that a condition wants (all where it is empty), with the fields of the table in their
+    /// order, under names of their own, of which those that are not wanted are null. Null where that cannot
+    /// be said. The rows before go.
     OGRLayer* select(const QByteArray& condition, const std::optional<QStringList>& fields, bool inKeyOrder);
     /// What was selected.
     OGRLayer* rows() const { return m_rows.get(); }

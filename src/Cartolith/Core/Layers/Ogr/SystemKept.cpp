@@ -211,7 +211,15 @@ void requireSystemKept(const OgrFormat& format, const OGRSpatialReference& syste
     if (given == nullptr || format.isLongLat || isKeptByCode) {
         return;
     }
-    const auto kept = keptSystem(format, system, *given);
+    requireSameSystem(system, keptSystem(format, system, *given).get(), extent);
+}
+
+void requireSameSystem(const OGRSpatialReference& system, const CoordinateSystem* kept,
+                       const Shapes::GisExtent& extent) {
+    const auto given = CoordinateSystems::Internal::systemFound(&system);
+    if (given == nullptr) {
+        return;
+    }
     const QString what = QStringLiteral("the format has no place for its coordinate system '%1'");
     if (kept == nullptr) {
         throw std::runtime_error(what.arg(given->name()).toStdString());

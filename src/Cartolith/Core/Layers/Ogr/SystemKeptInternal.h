@@ -2,6 +2,10 @@
 
 class OGRSpatialReference;
 
+namespace Cartolith::Core::CoordinateSystems {
+class CoordinateSystem;
+}
+
 namespace Cartolith::Core::Shapes {
 class GisExtent;
 }
@@ -16,6 +20,9 @@ struct OgrFormat;
 /// any other is tried once in a process.
 /// \throws std::runtime_error with the reason alone, where it does not
 void requireSystemKept(const OgrFormat& format, const OGRSpatialReference& system,
+                       const Shapes::GisExtent& extent);
+/// The same of what was read again, null for nothing.
+void requireSameSystem(const OGRSpatialReference& system, const CoordinateSystems::CoordinateSystem* kept,
                        const Shapes::GisExtent& extent);
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -94,12 +94,18 @@ CachedFeature* FeatureCache::add(const ReadFeature& feature) {
 }
 
 void FeatureCache::give(CachedFeature& feature, FieldTexts texts) noexcept {
-    constexpr qint64 head = sizeof(FieldTexts::value_type) + 32; // and what a text of its own takes
+    qint64 bytes = 0;
+    const auto add = [&bytes](const FieldTexts& of, qint64 sign) {
+        constexpr qint64 head = sizeof(FieldTexts::value_type) + 32; // and what a text of its own takes
+        for (const auto& text : of) {
+            bytes += sign * (head + text.second.size());
+        }
+    };
+    add(feature.texts, -1);
+    add(texts, 1);
     feature.texts = std::move(texts);
-    for (const auto& text : feature.texts) {
-        feature.bytes += head + text.second.size();
-        m_bytes += head + text.second.size();
-    }
+    feature.bytes += bytes;
+    m_bytes += feature.isEdited ? 0 : bytes;
 }
 
 void FeatureCache::give(CachedFeature& feature, GisShape& shape) {
@@ -124,22 +130,26 @@ void FeatureCache::edit(CachedFeature& feature) noexcept {
     }
 }
 
-std::unordered_map<qint64, ReadFeature> FeatureCache::reads() const {
-    std::unordered_map<qint64, ReadFeature> reads;
-    m_features.forEach(
-        [&reads](const CachedFeature& feature) { reads.emplace(feature.read.id, feature.read); });
-    return reads;
+std::unordered_map<qint64, FeatureCache::Known> FeatureCache::known() const {
+    std::unordered_map<qint64, Known> known;
+    m_features.forEach([&known](const CachedFeature& feature) {
+        known.emplace(feature.read.id, Known{feature.read, feature.texts, feature.isEdited});
+    });
+    return known;
 }
 
-ReadFeatures FeatureCache::edited() const {
-    ReadFeatures features;
-    m_features.forEach([&features](const CachedFeature& feature) {
-        if (feature.isEdited) {
-            features.append(feature.read);
+void FeatureCache::addEditedTo(OgrReadState& state) const {
+    m_features.forEach([&state](const CachedFeature& feature) {
+        if (!feature.isEdited) {
+            return;
+        }
+        state.features.append(feature.read);
+        for (const auto& [field, text] : feature.texts) {
+            state.texts.add({feature.read.id, field}, text);
         }
     });
-    features.sort();
-    return features;
+    state.features.sort();
+    state.texts.sort();
 }
 
 void FeatureCache::dropLast(const Drop& drop) {

@@ -43,7 +43,7 @@ public:
     CachedFeature* find(qint64 id) const noexcept { return m_features.find(id); }
     /// A feature, for the window in front; null where it is in the cache already.
     CachedFeature* add(const ReadFeature& feature);
-    /// Of a feature that was just added.
+    /// In the place of those that it has.
     void give(CachedFeature& feature, FieldTexts texts) noexcept;
     /// Of a feature that is in the cache, one more shape.
     void give(CachedFeature& feature, Shapes::GisShape& shape);
@@ -52,9 +52,15 @@ public:
     /// It stays, whatever the budget, until clear().
     void edit(CachedFeature& feature) noexcept;
     bool hasEdits() const noexcept { return m_edited > 0; }
-    ReadFeatures edited() const;
-    /// Everything that is known of the features, by id.
-    std::unordered_map<qint64, ReadFeature> reads() const;
+    /// Those that are edited, and what the source has of them beyond their attributes.
+    void addEditedTo(OgrReadState& state) const;
+    /// What is known of the features, by id, but for their shapes.
+    struct Known {
+        ReadFeature read;
+        FieldTexts texts;
+        bool isEdited;
+    };
+    std::unordered_map<qint64, Known> known() const;
 
     /// Drops windows until the rest is within the budget. False when the one in front alone is not.
     bool trim(const Drop& drop);

@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
+#include <Cartolith/Core/Layers/Ogr/EditConflictsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PendingEditsInternal.h>
@@ -52,7 +53,7 @@ GisLayerOgrOnDemand::GisLayerOgrOnDemand(const QString& path, const QString& lay
     : GisLayerVector(path), m_layerName(layerName),
       m_provider(std::make_unique<Providers::GisOgrProvider>(path)),
       m_cache(std::make_unique<Internal::FeatureCache>()), m_trace(std::make_unique<FeatureTrace>()),
-      m_sync(std::make_unique<Sync>()) {}
+      m_sync(std::make_unique<Sync>()), m_leftOpen(std::make_unique<Internal::EditsLeftOpen>()) {}
 
 GisLayerOgrOnDemand::~GisLayerOgrOnDemand() = default;
 
@@ -85,6 +86,8 @@ bool GisLayerOgrOnDemand::open() {
     m_sourcePath = path();
     m_sourceSystem = system;
     m_lastError = {};
+    *m_leftOpen = {};
+    m_isOutdated = false;
     m_lastReading = Reading::Whole;
     setIsOpen(true);
     return true;
@@ -103,6 +106,8 @@ void GisLayerOgrOnDemand::close() {
     m_sourceSystem.reset();
     m_standIns.clear();
     m_lastError = {};
+    *m_leftOpen = {};
+    m_isOutdated = false;
 }
 
 const Providers::GisLayerProvider* GisLayerOgrOnDemand::layerProvider() const {
@@ -175,6 +180,7 @@ void GisLayerOgrOnDemand::cancel() noexcept {
 
 const Internal::ReadWindow& GisLayerOgrOnDemand::readWindow(const GisExtent& extent) {
     m_lastReading = Reading::Whole;
+    letGoOfOutdated();
     if (const Internal::ReadWindow* const known = m_cache->covering(extent)) {
         return *known;
     }
@@ -271,6 +277,14 @@ void GisLayerOgrOnDemand::leave(const CachedFeature& feature) {
             holdShape(place, nullptr);
             m_free.push_back(place); // has room for every place
         }
+    }
+}
+
+void GisLayerOgrOnDemand::letGoOfOutdated() {
+    if (m_isOutdated) {
+        m_cache->open({});
+        m_cache->keepFront([this](const CachedFeature& feature) { leave(feature); });
+        m_isOutdated = false;
     }
 }
 
@@ -503,6 +517,7 @@ GisShape* GisLayerOgrOnDemand::shapeForFeatureId(qint64 id) {
         return nullptr;
     }
     m_lastReading = Reading::Whole;
+    letGoOfOutdated();
     CachedFeature* feature = m_cache->find(id);
     if (feature != nullptr && feature->isEdited) {
         const auto& edited = editedShapes();

@@ -4,9 +4,9 @@
 #include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
+#include <Cartolith/Core/Layers/Ogr/EditConflictsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrShapeWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PendingEditsInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/FeatureCacheInternal.h>
@@ -28,9 +28,7 @@ using Shapes::GisShape;
 using Shapes::GisShapeType;
 
 bool GisLayerOgrOnDemand::canEdit() const {
-    // What two sessions do to a row of a server is decided with more knowledge of the row than is kept here.
-    return m_source != nullptr && m_source->hasTransactions() &&
-           !Internal::OgrFormat::isServerOf(m_source->driverName());
+    return m_source != nullptr && m_source->hasTransactions();
 }
 
 void GisLayerOgrOnDemand::edit(int position) {
@@ -43,10 +41,11 @@ void GisLayerOgrOnDemand::edit(int position) {
         throw std::runtime_error(
             "The shape was read without all of its fields: change it in an edit session");
     }
-    if (!isEditing() && !feature->isEdited && m_source->content().isOfDatabase()) {
+    if (!isEditing() && !feature->isEdited && feature->read.digest == 0 &&
+        m_source->content().isOfDatabase()) {
         m_source->content().setComparing(true);
         const auto end = qScopeGuard([this] { m_source->content().setComparing(false); });
-        readAgain(*feature);
+        readAgain({feature});
     }
     m_cache->edit(*feature);
 }
@@ -99,11 +98,12 @@ bool GisLayerOgrOnDemand::beginEditCore() {
         m_cache->keepFront([this](const CachedFeature& feature) { leave(feature); });
         try {
             readForEditing(true);
-            Internal::ReadWindow* const front = m_cache->front();
-            for (qsizetype i = 0; front != nullptr && i < static_cast<qsizetype>(front->features.size());
-                 ++i) {
-                readAgain(*front->features[static_cast<std::size_t>(i)]);
-            }
+            // What was read in a session before, or saved, is known whole.
+            const Internal::ReadWindow* const front = m_cache->front();
+            std::vector<CachedFeature*> features =
+                front != nullptr ? front->features : std::vector<CachedFeature*>();
+            std::erase_if(features, [](const CachedFeature* feature) { return feature->read.digest != 0; });
+            readAgain(features);
         } catch (const std::runtime_error& error) {
             readForEditing(false);
             m_lastError = QString::fromUtf8(error.what());
@@ -113,39 +113,89 @@ bool GisLayerOgrOnDemand::beginEditCore() {
     return GisLayerVector::beginEditCore();
 }
 
-void GisLayerOgrOnDemand::readAgain(CachedFeature& feature) {
+void GisLayerOgrOnDemand::readAgain(const std::vector<CachedFeature*>& features) {
+    constexpr std::size_t batch = 256;
     Internal::OgrContent& content = m_source->content();
-    content.forget();
-    bool isSame = m_source->readFeature(feature.read.id) &&
-                  static_cast<qsizetype>(content.shapes.size()) == feature.shapes.size();
-    for (std::size_t i = 0; isSame && i < content.shapes.size(); ++i) {
-        const GisShape& known = *feature.shapes[static_cast<qsizetype>(i)];
-        isSame =
-            Internal::haveSameGeometry(*content.shapes[i], known) &&
-            (m_fields ? std::all_of(m_fields->begin(), m_fields->end(),
-                                    [&, i](const QString& field) {
-                                        return Internal::areSame(content.shapes[i]->attributeValue(field),
-                                                                 known.attributeValue(field));
-                                    })
-                      : Internal::haveSameAttributes(*content.shapes[i], known));
-    }
-    if (isSame) {
-        for (std::size_t i = 0; i < content.shapes.size(); ++i) {
-            feature.shapes[static_cast<qsizetype>(i)]->attributeSlot() = content.shapes[i]->attributeSlot();
+    const auto end = qScopeGuard([&content] { content.forget(); });
+    for (std::size_t at = 0; at < features.size(); at += batch) {
+        std::vector<qint64> ids;
+        for (std::size_t i = at; i < std::min(features.size(), at + batch); ++i) {
+            features[i]->read.digest = ~features[i]->read.digest; // not what it was, which a commit finds
+            ids.push_back(features[i]->read.id);
         }
-        feature.read = *content.state.features.begin();
-    } else {
-        feature.read.digest = ~feature.read.digest; // not what it was, which a commit finds
+        content.forget();
+        m_source->readFeatures(ids);
+        content.state.texts.sort();
+        std::size_t next = 0;
+        for (const Internal::ReadFeature& read : content.state.features) {
+            if (CachedFeature* const feature = m_cache->find(read.id)) {
+                complete(*feature, read, &content.shapes[next]);
+            }
+            next += read.shapes;
+        }
     }
-    content.forget();
 }
 
-void GisLayerOgrOnDemand::settleEdits(const std::unordered_map<qint64, quint64>* saved) {
-    const auto before = m_cache->reads();
-    const Internal::ReadFeatures edited = m_cache->edited();
+/// Gives a feature the fields that it was read without. What is known of it stays as it was read: whether
+/// the source has something else by now is for the commit to tell.
+void GisLayerOgrOnDemand::complete(CachedFeature& feature, const Internal::ReadFeature& read,
+                                   const std::unique_ptr<GisShape>* shapes) {
+    if (static_cast<qsizetype>(read.shapes) != feature.shapes.size()) {
+        return;
+    }
+    const auto isKnown = [this](const QString& field) { return !m_fields || m_fields->contains(field); };
+    const Internal::FieldTexts texts = m_source->content().state.texts.of(read.id);
+    Internal::FieldTexts all = feature.texts;
+    for (const auto& text : texts) {
+        if (!isKnown(attributeDefinitions().at(text.first).name())) {
+            all.push_back(text);
+        }
+    }
+    std::sort(all.begin(), all.end());
+    bool isSame = all == texts;
+    for (qsizetype i = 0; i < feature.shapes.size(); ++i) {
+        GisShape& known = *feature.shapes[i];
+        const GisShape& now = *shapes[i];
+        auto values = now.attributeSlot().copyOfTable();
+        for (const auto& field : attributeDefinitions()) {
+            const QVariant value = known.attributeValue(field.name());
+            if (isKnown(field.name()) && !Internal::areSame(value, values.value(field.name()))) {
+                values.insert(field.name(), value);
+                isSame = false;
+                if (!value.isValid()) {
+                    values.remove(field.name());
+                }
+            }
+        }
+        isSame = isSame && Internal::haveSameGeometry(now, known);
+        if (isSame) {
+            known.attributeSlot() = now.attributeSlot();
+        } else if (m_fields) {
+            known.attributeSlot().table() = values;
+        }
+    }
+    m_cache->give(feature, std::move(all));
+    if (isSame) {
+        feature.read = read;
+    }
+}
+
+void GisLayerOgrOnDemand::settleEdits(const Internal::OgrSavedIds* saved) {
+    const auto before = m_cache->known();
     m_cache->clear();
     m_cache->open({});
     m_editedIsKnown = false;
+    const auto textsOf = [&](qint64 id) {
+        const auto known = before.find(id);
+        Internal::FieldTexts texts = known != before.end() ? known->second.texts : Internal::FieldTexts();
+        if (saved != nullptr) {
+            std::erase_if(texts, [&](const auto& text) { return saved->written.contains({id, text.first}); });
+            const Internal::FieldTexts now = saved->texts.of(id);
+            texts.insert(texts.end(), now.begin(), now.end());
+            std::sort(texts.begin(), texts.end());
+        }
+        return texts;
+    };
     for (int place = 0; place < count(); ++place) {
         GisShape* const shape = items()[static_cast<std::size_t>(place)].get();
         const FeatureTrace::Entry& entry = m_trace->entries()[static_cast<std::size_t>(place)];
@@ -159,12 +209,13 @@ void GisLayerOgrOnDemand::settleEdits(const std::unordered_map<qint64, quint64>*
             read.id = id;
             read.shapes = 1;
             if (const auto known = before.find(id); known != before.end()) {
-                read = known->second;
+                read = known->second.read;
             }
-            if (saved != nullptr && saved->contains(id)) {
-                read.digest = saved->at(id);
+            if (saved != nullptr && saved->digests.contains(id)) {
+                read.digest = saved->digests.at(id);
             }
             feature = m_cache->add(read);
+            m_cache->give(*feature, textsOf(id));
         }
         m_cache->give(*feature, *shape);
         if (saved == nullptr && entry.isChanged(*shape)) { // before the session, by what cannot be undone
@@ -173,9 +224,11 @@ void GisLayerOgrOnDemand::settleEdits(const std::unordered_map<qint64, quint64>*
             m_trace->hold(place, id);
         }
     }
-    for (const Internal::ReadFeature& read : edited) {
-        CachedFeature* const deleted = saved == nullptr ? m_cache->add(read) : nullptr;
+    for (const auto& [id, known] : before) {
+        CachedFeature* const deleted =
+            saved == nullptr && known.isEdited ? m_cache->add(known.read) : nullptr;
         if (deleted != nullptr) {
+            m_cache->give(*deleted, known.texts);
             m_cache->edit(*deleted);
         }
     }
@@ -183,7 +236,7 @@ void GisLayerOgrOnDemand::settleEdits(const std::unordered_map<qint64, quint64>*
 
 Internal::OgrReadState GisLayerOgrOnDemand::readForEdits() const {
     Internal::OgrReadState read;
-    read.features = m_cache->edited();
+    m_cache->addEditedTo(read);
     read.fieldNames = m_source->content().state.fieldNames;
     read.system = m_source->content().state.system;
     return read;
@@ -191,7 +244,10 @@ Internal::OgrReadState GisLayerOgrOnDemand::readForEdits() const {
 
 void GisLayerOgrOnDemand::save() {
     const Internal::OgrReadState read = readForEdits();
-    const Internal::OgrEdits edits = Internal::pendingEdits(m_sourcePath, read, *m_trace, items());
+    const Internal::OgrEdits edits =
+        Internal::pendingEdits(m_sourcePath, read, *m_trace, items(),
+                               [this](qint64 feature) { return m_leftOpen->isToStay(feature); });
+    m_leftOpen->requireNothingDoubtful(m_sourcePath);
     if (edits.isEmpty()) {
         return;
     }
@@ -205,19 +261,20 @@ void GisLayerOgrOnDemand::save() {
     Internal::OgrSavedIds ids;
     {
         const ChangeLock lock(*this);
-        Internal::saveEdits({m_sourcePath,
-                             m_source->layerName(),
-                             m_source->driverName(),
-                             &state,
-                             attributeDefinitions(),
-                             {},
-                             m_saveWait,
-                             read,
-                             {},
-                             [&ids](const Internal::OgrSavedIds& saved) { ids = saved; }},
-                            edits);
+        m_leftOpen->save({m_sourcePath,
+                          m_source->layerName(),
+                          m_source->driverName(),
+                          &state,
+                          attributeDefinitions(),
+                          {},
+                          m_saveWait,
+                          read,
+                          m_leftOpen->conflicts,
+                          [&ids](const Internal::OgrSavedIds& saved) { ids = saved; }},
+                         edits);
     }
     // The edits are in the source: nothing may fail any more.
+    m_isOutdated = m_source->isServer();
     qsizetype next = 0;
     for (int place = 0; place < count(); ++place) {
         const bool isNew = items()[static_cast<std::size_t>(place)] != nullptr &&
@@ -227,7 +284,7 @@ void GisLayerOgrOnDemand::save() {
         }
     }
     try {
-        settleEdits(&ids.digests);
+        settleEdits(&ids);
         // Its counts and its extent are other ones now.
         m_source = std::make_unique<Internal::WindowSource>(m_sourcePath, m_source->layerName(), m_saveWait);
         readForEditing(false);
@@ -245,6 +302,7 @@ bool GisLayerOgrOnDemand::commitEditCore() {
         return false;
     }
     m_trace->forgetTaken();
+    m_leftOpen->conflicts = {};
     if (m_cache->hasEdits()) { // all of them undone
         settleEdits(nullptr);
     }
@@ -261,11 +319,20 @@ bool GisLayerOgrOnDemand::rollbackEditCore() {
         return false;
     }
     m_trace->forgetTaken();
+    m_leftOpen->conflicts = {};
     if (m_cache->hasEdits()) {
         settleEdits(nullptr);
     }
     readForEditing(false);
     return true;
+}
+
+const QList<GisEditConflict>& GisLayerOgrOnDemand::conflicts() const noexcept {
+    return m_leftOpen->conflicts;
+}
+
+bool GisLayerOgrOnDemand::resolveConflict(qsizetype position, GisEditConflict::Choice choice) {
+    return isEditing() && !isLocked() && m_leftOpen->resolve(*this, *m_trace, position, choice);
 }
 
 } // namespace Cartolith::Core::Layers

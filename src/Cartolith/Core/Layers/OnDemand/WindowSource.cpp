@@ -20,16 +20,6 @@ using Shapes::GisExtent;
 
 namespace {
 
-/// Whether extents would be compared on the globe, where edges and boxes are others.
-bool isGeography(OgrSource& source, OGRLayer& layer) {
-    const QByteArray name = layer.GetName();
-    return !execute(source.dataset(),
-                    "SELECT 1 FROM geography_columns WHERE f_table_name IN (" + quotedText(name) + ',' +
-                        quotedText(name.mid(name.indexOf('.') + 1)) +
-                        ") AND f_geography_column =" + quotedText(layer.GetGeometryColumn()))
-                .isEmpty();
-}
-
 /// The ids that a scan has met. Most sources count their features, so that they are one range.
 class SeenIds {
 public:
@@ -58,10 +48,19 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
       m_driverName(m_snapshot.source().driverName()),
       m_layerName(Common::Internal::wholeText(layer().GetName())) {
     OgrSource& source = m_snapshot.source();
+    const auto onServer = [&source](const auto& ask) {
+        try {
+            return ask();
+        } catch (const std::runtime_error& error) {
+            source.fail(QString::fromUtf8(error.what()));
+        }
+    };
     m_isView = isView(source, layer());
     m_content.readParts({}); // features have their own ids from the first one on
     const bool isServer = OgrFormat::isServerOf(m_driverName);
-    m_featureCount = isServer ? countOf(source) : layer().GetFeatureCount(FALSE);
+    // As a server estimates; GDAL would have it count all rows.
+    m_featureCount = isServer ? onServer([&] { return estimatedCount(source.dataset(), layer()); })
+                              : layer().GetFeatureCount(FALSE);
     m_extent = storedExtent(layer(), m_featureCount != 0);
     const bool isTree = layer().TestCapability(OLCFastSpatialFilter) != 0;
     if (isServer && QByteArrayView(layer().GetFIDColumn()).isEmpty()) { // ids are places in each answer
@@ -76,7 +75,7 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
         m_boxes = Boxes::Table;
     } else if (isTree && m_driverName == QLatin1String("FlatGeobuf")) {
         m_boxes = Boxes::Columns;
-    } else if (isTree && isServer && !isGeography(source, layer())) {
+    } else if (isTree && isServer && !onServer([&] { return isGeography(source.dataset(), layer()); })) {
         m_boxes = Boxes::Filter;
     }
     const OgrFormat* const format = OgrFormat::forDriver(m_driverName);
@@ -89,15 +88,6 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
     }
     m_content.forget();
     source.stopListening();
-}
-
-/// As the server estimates; GDAL would have it count all rows.
-qint64 WindowSource::countOf(const OgrSource& source) {
-    try {
-        return estimatedCount(source.dataset(), layer());
-    } catch (const std::runtime_error& error) {
-        source.fail(QString::fromUtf8(error.what()));
-    }
 }
 
 void WindowSource::setFields(const std::optional<QStringList>& fields) {
@@ -149,8 +139,12 @@ bool WindowSource::filterByColumns(const GisExtent& extent) {
     }
 }
 
+bool WindowSource::isServer() const {
+    return OgrFormat::isServerOf(m_driverName);
+}
+
 ServerSelection* WindowSource::selection() {
-    if (!OgrFormat::isServerOf(m_driverName) || !ServerSelection::mayHaveTexts(layer())) {
+    if (!isServer() || !ServerSelection::mayHaveTexts(layer())) {
         return nullptr;
     }
     if (!m_selection) {
@@ -261,6 +255,25 @@ bool WindowSource::readFeature(qint64 id) {
         layer().SetSpatialFilter(nullptr);
     }
     return m_content.readFeature(id);
+}
+
+void WindowSource::readFeatures(const std::vector<qint64>& ids) {
+    if (isServer() && !m_selection) {
+        m_selection.emplace(m_snapshot.source(), layer());
+    }
+    if (!isServer() ||
+        m_selection->select(ServerSelection::isOf(layer(), ids), std::nullopt, false) == nullptr) {
+        for (const qint64 id : ids) {
+            readFeature(id);
+        }
+        return;
+    }
+    const auto end = qScopeGuard([this] {
+        const Common::Internal::GdalErrorCapture errors;
+        m_selection->release();
+    });
+    m_content.readParts({});
+    m_content.readFeatures([](double /*done*/) { return true; }, &*m_selection);
 }
 
 } // namespace Cartolith::Core::Layers::Internal

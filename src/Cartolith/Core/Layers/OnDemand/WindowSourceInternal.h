@@ -13,6 +13,7 @@
 #include <chrono>
 #include <functional>
 #include <optional>
+#include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -42,6 +43,7 @@ public:
     bool isIndexed() const { return m_boxes != Boxes::None; }
     /// Whether its driver saves edits in transactions.
     bool hasTransactions() const { return m_hasTransactions; }
+    bool isServer() const;
     bool hasStableIds() const { return m_content.state.hasStableIds; }
 
     /// Where what is read is collected, from the last forget() on.
@@ -52,11 +54,12 @@ public:
     bool read(const Shapes::GisExtent& extent, const OgrContent::Skip& skip, const OgrContent::GoOn& goOn);
     /// Reads one feature with all its fields; false when there is none.
     bool readFeature(qint64 id);
+    /// The same of several, of a server in one statement. Those that are not there are not in content().
+    void readFeatures(const std::vector<qint64>& ids);
     /// From any thread: a read under way ends with an error soon, in drivers that can do that.
     void interrupt() { m_snapshot.source().dataset().AbortSQL(); }
 
 private:
-    qint64 countOf(const OgrSource& source);
     enum class Boxes {
         None,    ///< not by an index
         Columns, ///< by OGR's spatial filter, of a rectangle in reading by columns; feature by feature that

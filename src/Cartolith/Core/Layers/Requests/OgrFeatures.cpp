@@ -237,11 +237,12 @@ void OgrFeatures::ignoreFields() {
 
 void OgrFeatures::filterByExtent(bool hasKey) {
     const auto& extent = m_plan->test.extent();
-    // A database may give what is in an extent in the order of its index.
-    const bool isDatabase = OgrFormat::isServerOf(m_driver) ||
-                            isOneOf(m_driver, {"GPKG", "SQLite", "MySQL", "MSSQLSpatial", "OCI"});
+    // A database may give what is in an extent in the order of its index. PostGIS, of which nothing could be
+    // selected, would compare on the globe.
+    const bool isDatabase = isOneOf(m_driver, {"GPKG", "SQLite", "MySQL", "MSSQLSpatial", "OCI"});
     const bool isOtherIndex = m_isView && m_table.TestCapability(OLCFastSpatialFilter) != 0;
-    if (!m_isById && !isOtherIndex && extent && !extent->isEmpty() && (!isDatabase || hasKey)) {
+    if (!m_isById && !isOtherIndex && !OgrFormat::isServerOf(m_driver) && extent && !extent->isEmpty() &&
+        (!isDatabase || hasKey)) {
         BoxFilter box(*extent);
         m_table.SetSpatialFilter(&box);
         m_isFiltered = true;
