@@ -101,8 +101,16 @@ TEST(Picker, MeasuresByTheStyleOfEachFeature) {
     renderer->addClass({"large", "large", large});
     layer->setSymbolRenderer(std::move(renderer));
     const MapView view(GisExtent(0, 0, 100, 100), QRectF(0, 0, 100, 100));
-    EXPECT_EQ(textOf(Picker().hitTest({layer}, nullptr, view, {55, 50}, 0)), "0:2@0");
-    EXPECT_EQ(textOf(Picker().hitTest({layer}, nullptr, view, {45, 50}, 0)), "");
+    for (const char* const by : {"renderer", "value"}) {
+        EXPECT_EQ(textOf(Picker().hitTest({layer}, nullptr, view, {55, 50}, 0)), "0:2@0") << by;
+        EXPECT_EQ(textOf(Picker().hitTest({layer}, nullptr, view, {45, 50}, 0)), "") << by;
+        layer->clearSymbolRenderer();
+        layer->items()[1]->attributes().insert("v", 100);
+        layer->style().setSizeField("v");
+        layer->style().setSizeToValue(100);
+        layer->style().setSizeFrom(10);
+        layer->style().setSizeTo(60);
+    }
 }
 
 TEST(Picker, LooksIntoLayersOfEveryKindAndSystem) {

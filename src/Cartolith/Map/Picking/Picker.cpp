@@ -1,6 +1,7 @@
 #include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
+#include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Map/FlatShapeInternal.h>
 #include <Cartolith/Map/GroundScale.h>
@@ -36,13 +37,21 @@ double reachOf(const GisLayerStyle& style, LayerSnapshot::Kind kind) {
     return (kind == LayerSnapshot::Kind::Point ? saneSize(style.pointSize()) + line : line) / 2.0;
 }
 
+/// Of any feature with the style.
+double farthestReach(const GisLayerStyle& style) {
+    const double reach = reachOf(style, LayerSnapshot::Kind::Point);
+    return Symbology::GisFeatureSymbol::fieldsOf(style).isEmpty()
+               ? reach
+               : reach + saneSize(std::max(style.sizeFrom(), style.sizeTo()));
+}
+
 double farthestReach(const Layers::GisLayer& layer) {
-    double reach = reachOf(layer.style(), LayerSnapshot::Kind::Point);
+    double reach = farthestReach(layer.style());
     if (const Symbology::GisSymbolRenderer* const renderer = layer.symbolRenderer()) {
         constexpr double unknown = 64.0; // of styles that the legend does not tell of
         reach = std::max(reach, unknown);
         for (const Symbology::GisSymbolLegendItem& item : renderer->legendItems()) {
-            reach = std::max(reach, reachOf(item.style, LayerSnapshot::Kind::Point));
+            reach = std::max(reach, farthestReach(item.style));
         }
     }
     return reach;
@@ -169,9 +178,12 @@ public:
         Layers::GisFeatureRequest request;
         request.extent = box;
         request.limit = most;
-        request.fields = QStringList();
+        request.fields = Symbology::GisFeatureSymbol::fieldsOf(layer.style());
         if (const Symbology::GisSymbolRenderer* const renderer = layer.symbolRenderer()) {
             request.fields = fieldsOf(*renderer);
+            for (const Symbology::GisSymbolLegendItem& item : renderer->legendItems()) {
+                *request.fields += Symbology::GisFeatureSymbol::fieldsOf(item.style);
+            }
             if (renderer->usesFeatureAttributes() && request.fields->isEmpty()) {
                 request.fields.reset();
             }
@@ -199,10 +211,11 @@ public:
         const double toMiddle =
             Internal::pixelDistance(*kind, parts.coordinates, parts.ends, asked.view, asked.pixel);
         const Symbology::GisSymbolRenderer* const renderer = layer.symbolRenderer();
-        const double reach =
-            renderer == nullptr
-                ? reachOf(layer.style(), *kind)
-                : reachOf(renderer->styleForFeature(Symbology::GisSymbolContext(shape)), *kind);
+        const Symbology::GisSymbolContext context(shape);
+        const GisLayerStyle style = Symbology::GisFeatureSymbol::resolved(
+            renderer == nullptr ? layer.style() : renderer->styleForFeature(context), context,
+            shape.shapeType());
+        const double reach = reachOf(style, *kind);
         const double distance = std::max(0.0, toMiddle - reach * asked.view.devicePixelRatio());
         return distance <= asked.pixels ? std::optional(distance) : std::nullopt;
     }

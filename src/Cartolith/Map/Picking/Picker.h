@@ -50,9 +50,10 @@ public:
     /// by layer from the top, within a layer by distance, at the same distance what was drawn later first.
     /// Several shapes of one feature are one hit, the nearest.
     ///
-    /// Layers are left out where the view does not show them (MapScene::isDrawn()). A point is its circle, a
-    /// line its width, an area everything between its outer and inner rings, and its outline. Marks and
-    /// widths are those of the style, or of the renderer's style for the feature. Of a raster, the cell under
+    /// Layers are left out where the view does not show them (MapScene::isDrawn()). A point is the circle of
+    /// its size, whatever its shape, a line its width without casing and halo, an area everything between its
+    /// outer and inner rings, and its outline. Sizes are the feature's own where the style has them by value.
+    /// Of a raster, the cell under
     /// the pixel counts, if it has a value.
     ///
     /// Shapes in memory are found by the layer's own index, which the first question may have to build; what

@@ -59,8 +59,10 @@ std::optional<Shapes::GisExtent> ShapesOnMap::onLayer(const Shapes::GisExtent& b
     constexpr int steps = 4;
     Shapes::GisExtent found;
     for (int i = 0; i < (steps + 1) * (steps + 1); ++i) {
-        const double right = static_cast<double>(i % (steps + 1)) / steps;
-        const double up = static_cast<double>(i / (steps + 1)) / steps;
+        const int column = i % (steps + 1);
+        const int row = i / (steps + 1);
+        const double right = static_cast<double>(column) / steps;
+        const double up = static_cast<double>(row) / steps;
         try {
             const Shapes::GisShapePoint place =
                 m_back->transform({box.xMin() + right * box.width(), box.yMin() + up * box.height()});

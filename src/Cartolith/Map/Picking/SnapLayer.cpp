@@ -28,9 +28,8 @@ QPointF vertexAt(std::span<const double> coordinates, qsizetype i) {
     return {coordinates[at], coordinates[at + 1]};
 }
 
-/// Of all rings together, by the even-odd rule; of many, of the largest one.
+/// Of all rings together, by the even-odd rule.
 std::optional<QPointF> centroidOf(std::span<const double> coordinates, std::span<const qsizetype> ends) {
-    constexpr std::size_t many = 100;
     std::vector<Raster::Internal::PixelRing> rings;
     qsizetype first = 0;
     const QPointF origin = vertexAt(coordinates, 0);
@@ -48,16 +47,7 @@ std::optional<QPointF> centroidOf(std::span<const double> coordinates, std::span
             rings.push_back(std::move(ring));
         }
     }
-    if (rings.size() > many) {
-        const auto sizeOf = [](const auto& ring) {
-            return (ring.right - ring.left) * (ring.bottom - ring.top);
-        };
-        std::swap(rings.front(),
-                  *std::max_element(rings.begin(), rings.end(),
-                                    [&](const auto& a, const auto& b) { return sizeOf(a) < sizeOf(b); }));
-        rings.resize(1);
-    }
-    const std::vector<float> signs = Raster::Internal::ringSigns(rings, rings.size(), {});
+    const std::vector<float> signs = Raster::Internal::ringSigns(rings, rings.size(), Map::Internal::Watch());
     double area = 0.0;
     QPointF moment;
     for (std::size_t r = 0; r < rings.size(); ++r) {

@@ -110,7 +110,8 @@ void SnapTree::beginBoxes() {
     m_keys = {};
     m_sorted = {};
     if (m_count > 0) {
-        m_boxes.reserve(m_count / (fanOut - 1) + 2 * digits);
+        constexpr std::size_t mostLevels = 16;
+        m_boxes.reserve(m_count / (fanOut - 1) + mostLevels);
         m_levels.push_back(0);
     }
     m_stage = m_count > 0 ? Stage::Boxes : Stage::Complete;

@@ -159,7 +159,7 @@ public:
 };
 
 Snapper::Snapper(const QList<std::shared_ptr<Layers::GisLayer>>& layers,
-                 std::shared_ptr<CoordinateSystem> mapSystem, const MapView& view)
+                 const std::shared_ptr<CoordinateSystem>& mapSystem, const MapView& view)
     : d(std::make_unique<Private>(mapSystem, view)) {
     for (auto it = layers.crbegin(); it != layers.crend(); ++it) {
         if (auto vector = std::dynamic_pointer_cast<Layers::GisLayerVector>(*it)) {

@@ -73,7 +73,7 @@ public:
     /// Layers that are null or have no shapes are passed over. `mapSystem` is null for a map in the layers'
     /// own units.
     Snapper(const QList<std::shared_ptr<Core::Layers::GisLayer>>& layers,
-            std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> mapSystem, const MapView& view);
+            const std::shared_ptr<Core::CoordinateSystems::CoordinateSystem>& mapSystem, const MapView& view);
     ~Snapper();
     Snapper(const Snapper&) = delete;
     Snapper& operator=(const Snapper&) = delete;
