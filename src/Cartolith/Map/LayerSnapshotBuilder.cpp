@@ -309,9 +309,14 @@ public:
         const GisSymbolContext context(shape);
         if (isOneStyle && styles.styles().isEmpty()) {
             uniform = data->renderer == nullptr ? layer.style() : data->renderer->styleForFeature(context);
+            isForAll = Symbology::GisFeatureSymbol::fieldsOf(uniform).isEmpty();
         }
-        const GisLayerStyle style = Symbology::GisFeatureSymbol::resolved(
-            isOneStyle ? uniform : data->renderer->styleForFeature(context), context, shape.shapeType());
+        GisLayerStyle own;
+        if (!isOneStyle || !isForAll) {
+            own = Symbology::GisFeatureSymbol::resolved(
+                isOneStyle ? uniform : data->renderer->styleForFeature(context), context, shape.shapeType());
+        }
+        const GisLayerStyle& style = isOneStyle && isForAll ? uniform : own;
         data->features.back().style = styles.numberOf(style);
         const std::size_t number = data->features.size() - 1;
         if (style.showLabels() && !style.labelField().isEmpty()) {
@@ -361,6 +366,7 @@ public:
     const std::shared_ptr<CoordinateSystem> mapSystem;
     bool isElsewhere = false; // not in the map's system
     bool isOneStyle = true;   // but for what it leaves to each feature
+    bool isForAll = true;     // the one style, which leaves nothing to them
     std::unique_ptr<Internal::ShapeProjector> projector;
     double tolerance = 0.0;
     CoordinateSystems::CutParts read; // one shape of a layer that is projected
