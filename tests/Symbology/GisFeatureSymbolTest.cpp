@@ -20,7 +20,7 @@ using Json = GisSymbologyJson;
 namespace {
 
 constexpr double infinity = std::numeric_limits<double>::infinity();
-constexpr double nan = std::numeric_limits<double>::quiet_NaN();
+constexpr double noNumber = std::numeric_limits<double>::quiet_NaN();
 
 GisLayerStyle styleOf(const QJsonObject& members) {
     return Json::styleFromJson(members);
@@ -104,7 +104,7 @@ TEST(GisFeatureSymbol, SizesGrowWithTheValue) {
         {"one value", 5, 5, 2, 12, "linear", 5, 12},
         {"below the one value", 5, 5, 2, 12, "linear", 4.9, 2},
         {"the whole range of a double", -1.7e308, 1.7e308, 0, 10, "linear", 0, 5},
-        {"no number", 0, 10, 2, 12, "area", nan, nan},
+        {"no number", 0, 10, 2, 12, "area", noNumber, noNumber},
     };
     for (const auto& row : rows) {
         const GisLayerStyle style = styleOf({{"sizeField", "v"},
@@ -142,7 +142,7 @@ TEST(GisFeatureSymbol, ResolvesWhatIsLeftToTheFeature) {
         {"a text that is none", GisShapeType::Point, "x", "x", none, none, none},
         {"nothing", GisShapeType::Point, {}, {}, none, none, none},
         {"a null number", GisShapeType::Point, QVariant(QMetaType(QMetaType::Double)), {}, none, none, none},
-        {"NaN", GisShapeType::Point, nan, nan, none, none, none},
+        {"NaN", GisShapeType::Point, noNumber, noNumber, none, none, none},
         {"infinity is no size", GisShapeType::Point, infinity, infinity, none, none, none},
         {"a little more", GisShapeType::Point, 3.05, 90.9, 3, none, 120},
     };

@@ -323,9 +323,14 @@ public:
         const GisSymbolContext context(shape);
         if (isOneStyle && styles.styles().isEmpty()) {
             uniform = renderer == nullptr ? layer.style() : renderer->styleForFeature(context);
+            isForAll = Symbology::GisFeatureSymbol::fieldsOf(uniform).isEmpty();
         }
-        const GisLayerStyle style = Symbology::GisFeatureSymbol::resolved(
-            isOneStyle ? uniform : renderer->styleForFeature(context), context, shape.shapeType());
+        GisLayerStyle own;
+        if (!isOneStyle || !isForAll) {
+            own = Symbology::GisFeatureSymbol::resolved(
+                isOneStyle ? uniform : renderer->styleForFeature(context), context, shape.shapeType());
+        }
+        const GisLayerStyle& style = isOneStyle && isForAll ? uniform : own;
         data->features.back().style = styles.numberOf(style);
         const std::size_t number = data->features.size() - 1;
         if (style.showLabels() && !style.labelField().isEmpty()) {
@@ -376,6 +381,7 @@ public:
     bool isElsewhere = false;                               // not in the map's system
     bool isOneStyle = true;                                 // but for what it leaves to each feature
     const Symbology::GisSymbolRenderer* renderer = nullptr; // as long as the look stays
+    bool isForAll = true;                                   // the one style, which leaves nothing to them
     std::unique_ptr<Internal::ShapeProjector> projector;
     double tolerance = 0.0;
     Shapes::GisExtent surroundings; // of the view, where toleranceThere holds; none if everywhere
