@@ -57,7 +57,7 @@ QString degreeText(double degrees, bool isLongitude, double step) {
     const auto in = [](double value) { return std::llround(std::abs(value) * thousandth); };
     const qint64 value = in(degrees);
     const qint64 each = in(step);
-    constexpr qint64 minute = 60 * 1000;
+    constexpr qint64 minute = 60'000;
     constexpr qint64 degree = 60 * minute;
     const auto part = [](qint64 number) {
         return QString::number(number).rightJustified(2, QLatin1Char('0'));

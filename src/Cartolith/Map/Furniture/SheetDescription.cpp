@@ -20,7 +20,9 @@ using Map::Internal::text;
 using Members = Map::Internal::JsonMembers;
 
 constexpr qint64 largestSheetFile = qint64{1} << 20;
-constexpr qsizetype mostItems = 1000;
+constexpr qsizetype mostItems = 200;
+constexpr qsizetype mostInsets = 16; // each is a map to draw
+constexpr qsizetype mostNames = 1000;
 constexpr qsizetype longestText = 10'000;
 constexpr double widestPage = 5000.0; // millimetres
 constexpr double mostPixels = 16'384.0;
@@ -176,7 +178,7 @@ void readMap(Members& members, SheetDescription& sheet) {
 QStringList layersOf(Members& members) {
     const QString where = members.where("layers");
     const QJsonArray layers = members.array("layers");
-    if (layers.size() > mostItems) {
+    if (layers.size() > mostNames) {
         fail(where, text("there are more than 1,000 names."));
     }
     QStringList names;
@@ -285,10 +287,21 @@ SheetDescription SheetDescription::fromJson(const QByteArray& json) {
     const QJsonArray items = members.array("items");
     members.refuseOthers();
     if (items.size() > mostItems) {
-        fail(text("sheet.items"), text("there are more than 1,000 items."));
+        fail(text("sheet.items"), text("there are more than 200 items."));
     }
+    qsizetype insets = 0;
     for (qsizetype i = 0; i < items.size(); ++i) {
-        sheet.items.append(itemFrom(items.at(i), QStringLiteral("sheet.items[%1]").arg(i)));
+        const QString where = QStringLiteral("sheet.items[%1]").arg(i);
+        sheet.items.append(itemFrom(items.at(i), where));
+        const SheetItem& item = sheet.items.constLast();
+        if (item.kind == SheetItem::Kind::Inset) {
+            if (++insets > mostInsets) {
+                fail(where, text("there are more than 16 inset maps."));
+            }
+            if (item.size.width() > sheet.size.width() || item.size.height() > sheet.size.height()) {
+                fail(where + text(".size"), text("this is more than the page."));
+            }
+        }
     }
     return sheet;
 }

@@ -73,9 +73,9 @@ struct CARTOLITH_MAP_EXPORT SheetDescription {
     QSize pixels() const;
 
     /// \name JSON
-    /// docs/formats.md has the members. Bounded: 1 MB, 1,000 items, texts of 10,000 letters, a page of 5 m,
-    /// 16,384 pixels a side.
-    /// \throws std::runtime_error naming the member that is not known, missing or out of range
+    /// docs/formats.md has the members. Bounded: 1 MB, 200 items, 16 of them inset maps, texts of 10,000
+    /// letters, a page of 5 m, 16,384 pixels a side. \throws std::runtime_error naming the member that is not
+    /// known, missing or out of range
     /// @{
     static SheetDescription fromJson(const QByteArray& json);
     /// \throws also when the file cannot be read

@@ -1,6 +1,5 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Map/Furniture/DegreeFrame.h>
-#include <Cartolith/Map/Furniture/NorthArrow.h>
 #include <Cartolith/Map/Furniture/SheetItemsInternal.h>
 #include <Cartolith/Map/GroundScale.h>
 #include <Cartolith/Map/SheetFont.h>
@@ -98,12 +97,25 @@ QSizeF SheetItems::roomOf(const SheetItem& item, QSizeF otherwise) const {
             size.height() > 0.0 ? size.height() : otherwise.height()};
 }
 
+const NorthArrow& SheetItems::north() const {
+    if (!m_north) {
+        m_north.emplace(m_system.get(), m_view);
+    }
+    return *m_north;
+}
+
+double SheetItems::metersPerPixel() const {
+    if (!m_metersPerPixel) {
+        m_metersPerPixel = ScaleBar::metersPerPixel(m_view, GroundScale(m_system));
+    }
+    return *m_metersPerPixel;
+}
+
 ScaleBar SheetItems::scaleBarOf(const SheetItem& item) const {
     constexpr double usual = 50.0; // millimetres
     const double longest = roomOf(item, {usual * SheetUnits::perMillimeter, 0.0}).width();
     const double ratio = m_view.devicePixelRatio();
-    const double perPixel = item.units != ScaleUnits::Degrees
-                                ? ScaleBar::metersPerPixel(m_view, GroundScale(m_system))
+    const double perPixel = item.units != ScaleUnits::Degrees                 ? metersPerPixel()
                             : m_system != nullptr && m_system->isGeographic() ? m_view.unitsPerPixel()
                                                                               : 0.0;
     return {perPixel * ratio, item.units, longest, SheetUnits::letters(item.letters)};
@@ -113,9 +125,8 @@ QStringList SheetItems::problems() const {
     QStringList problems;
     for (const SheetItem& item : m_sheet.items) {
         if (item.kind == SheetItem::Kind::NorthArrow) {
-            const NorthArrow arrow(m_system.get(), m_view);
-            if (!arrow.problem().isEmpty()) {
-                problems.append(QStringLiteral("no north arrow: ") + arrow.problem());
+            if (!north().problem().isEmpty()) {
+                problems.append(QStringLiteral("no north arrow: ") + north().problem());
             }
         } else if (item.kind == SheetItem::Kind::ScaleBar && scaleBarOf(item).ticks().isEmpty()) {
             problems.append(
@@ -199,10 +210,9 @@ void SheetItems::drawScaleBar(QPainter& painter, const SheetItem& item) const {
 void SheetItems::drawNorth(QPainter& painter, const SheetItem& item) const {
     constexpr double usual = 12.0 * SheetUnits::perMillimeter;
     const QRectF place = placeOf(m_sheet, item, roomOf(item, {usual, usual}));
-    const NorthArrow arrow(m_system.get(), m_view);
-    if (arrow.angle()) {
+    if (north().angle()) {
         drawBox(painter, item, place);
-        arrow.draw(painter, place, m_sheet.colours);
+        north().draw(painter, place, m_sheet.colours);
     }
 }
 

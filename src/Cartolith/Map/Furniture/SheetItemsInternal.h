@@ -1,6 +1,7 @@
 #pragma once
 
 #include <Cartolith/Map/Furniture/LegendStack.h>
+#include <Cartolith/Map/Furniture/NorthArrow.h>
 #include <Cartolith/Map/Furniture/SheetDescription.h>
 #include <Cartolith/Map/MapView.h>
 
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <cmath>
 #include <memory>
+#include <optional>
 
 class QPainter;
 
@@ -63,6 +65,9 @@ private:
     void drawBox(QPainter& painter, const SheetItem& item, const QRectF& place) const;
 
     ScaleBar scaleBarOf(const SheetItem& item) const;
+    /// PROJ is asked once, however many arrows and bars there are.
+    const NorthArrow& north() const;
+    double metersPerPixel() const;
     /// What an item may take at the most.
     QSizeF roomOf(const SheetItem& item, QSizeF otherwise) const;
 
@@ -71,6 +76,8 @@ private:
     const std::shared_ptr<Core::CoordinateSystems::CoordinateSystem>& m_system;
     const QList<SheetLegend>& m_legends;
     const QList<MapView>& m_insetViews;
+    mutable std::optional<NorthArrow> m_north;
+    mutable std::optional<double> m_metersPerPixel;
 };
 
 } // namespace Cartolith::Map::Furniture::Internal
