@@ -18,11 +18,12 @@ class LabelMemory {
 private:
     friend class MapRenderJob;
 
-    std::mutex m_mutex;
+    std::timed_mutex m_mutex;
     Labels::LabelTexts m_texts;
     Labels::LabelPainter m_painter;
     Labels::LabelPlaces m_places;
     QList<LayerSnapshot> m_snapshots; // that have these places
+    QList<bool> m_shown;              // which of their styles had labels
     MapView m_view;
 };
 

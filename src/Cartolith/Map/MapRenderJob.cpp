@@ -1,4 +1,5 @@
 #include <Cartolith/Map/LabelMemory.h>
+#include <Cartolith/Map/Labels/LabelStyle.h>
 #include <Cartolith/Map/MapRenderJob.h>
 #include <Cartolith/Map/PictureBlendInternal.h>
 #include <Cartolith/Map/PictureMemoryInternal.h>
@@ -130,14 +131,21 @@ public:
         }
         const auto memory =
             options.labelMemory != nullptr ? options.labelMemory : std::make_shared<LabelMemory>();
-        const std::lock_guard turn(memory->m_mutex);
+        std::unique_lock turn(memory->m_mutex, std::defer_lock);
+        while (!turn.try_lock_for(std::chrono::milliseconds(5))) {
+            leaveWhereCancelled();
+        }
         Internal::SnapshotLabels labels(view, options.scaleDenominator, memory->m_texts);
         labels.labels().setWatch([this] { leaveWhereCancelled(); });
         QList<LayerSnapshot> labelled;
+        QList<bool> shownStyles;
         for (qsizetype i = 0; i < layers.size(); ++i) {
             const LayerSnapshot& snapshot = layers.at(i).snapshot;
             if (snapshot.hasLabels()) {
                 labelled.append(snapshot);
+                for (const Layers::GisLayerStyle& style : snapshot.styles()) {
+                    shownStyles.append(Labels::areLabelsVisible(style, options.scaleDenominator));
+                }
                 labels.add(i, snapshot, [this] {
                     leaveWhereCancelled();
                     return true;
@@ -148,7 +156,7 @@ public:
         const bool isPanned = memory->m_view.unitsPerPixel() == view.unitsPerPixel() &&
                               memory->m_view.rotation() == view.rotation() &&
                               memory->m_view.devicePixelRatio() == view.devicePixelRatio();
-        if (isPanned && memory->m_snapshots == labelled) {
+        if (isPanned && memory->m_snapshots == labelled && memory->m_shown == shownStyles) {
             labels.labels().setPrevious(memory->m_places);
         }
         labels.labels().place();
@@ -159,6 +167,7 @@ public:
 
         memory->m_places = labels.labels().places();
         memory->m_snapshots = labelled;
+        memory->m_shown = shownStyles;
         memory->m_view = view;
         for (const Labels::LabelPlace& place : memory->m_places.places) {
             const auto [layer, feature] = labels.featureOf(place.label);

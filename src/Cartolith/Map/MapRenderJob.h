@@ -78,7 +78,6 @@ public:
     /// does nothing.
     State run();
     /// Returns at once; run() ends some 20 ms later, also in the midst of a large shape or of placing labels.
-    /// It waits for its turn with a LabelMemory that another job places labels with.
     void cancel() noexcept;
 
     State state() const noexcept;

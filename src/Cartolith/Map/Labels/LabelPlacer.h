@@ -27,8 +27,8 @@ namespace Cartolith::Map::Labels {
 ///
 /// Coordinates are map units, x and y in turn; sizes are pixels of the view's device. What is not finite is
 /// no error: such a label is not placed and says so; nor is one lower or narrower than a tenth of a pixel.
-/// Work and memory grow with the vertices and the candidates in view; the exchange ends after `budget` steps.
-/// One object is used by one thread at a time.
+/// Work and memory grow with the vertices and the candidates in view; the exchange begins nothing more after
+/// `budget` steps. One object is used by one thread at a time.
 class CARTOLITH_MAP_EXPORT LabelPlacer {
 public:
     explicit LabelPlacer(const MapView& view);

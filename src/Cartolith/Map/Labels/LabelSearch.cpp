@@ -11,8 +11,11 @@ LabelSearch::LabelSearch(const std::vector<Item>& items, const Candidates& candi
     : m_items(items), m_candidates(candidates), m_list(list), m_obstacles(obstacles), m_grid(frame, 32.0),
       m_chosen(items.size(), -1), m_order(items.size()) {
     std::iota(m_order.begin(), m_order.end(), 0);
-    std::stable_sort(m_order.begin(), m_order.end(),
-                     [this](int a, int b) { return item(a).isGreaterThan(item(b)); });
+    std::size_t compared = 0;
+    std::stable_sort(m_order.begin(), m_order.end(), [&](int a, int b) {
+        m_candidates.watch.every(std::size_t{1} << 16, compared++);
+        return item(a).isGreaterThan(item(b));
+    });
 }
 
 double LabelSearch::crossed(int self, int candidate) {

@@ -23,6 +23,7 @@ FlatPath::FlatPath(const MapView& view)
 
 bool FlatPath::read(std::span<const double> coordinates, bool isClosed, const Map::Internal::Watch& watch) {
     m_points.clear();
+    m_points.reserve(coordinates.size() / 2);
     m_left = m_top = std::numeric_limits<double>::infinity();
     m_right = m_bottom = -m_left;
     for (std::size_t i = 0; i + 1 < coordinates.size(); i += 2) {
@@ -38,7 +39,11 @@ bool FlatPath::read(std::span<const double> coordinates, bool isClosed, const Ma
         if (!(std::abs(p.x()) < farthest && std::abs(p.y()) < farthest)) {
             return false;
         }
-        if (m_points.empty() || m_points.back() != p) {
+        // Not by QPointF, which asks for a share of the numbers: a vertex this near has no direction to go
+        // on.
+        constexpr double same = 1e-9;
+        if (m_points.empty() || std::abs(m_points.back().x() - p.x()) > same ||
+            std::abs(m_points.back().y() - p.y()) > same) {
             m_points.push_back(p);
         }
     }
@@ -51,6 +56,7 @@ bool FlatPath::read(std::span<const double> coordinates, bool isClosed, const Ma
         constexpr double nearer = 0.5;
         std::size_t kept = 1;
         for (std::size_t i = 1; i < m_points.size(); ++i) {
+            watch.every(std::size_t{1} << 16, i);
             const QPointF step = m_points[i] - m_points[kept - 1];
             if (i + 1 == m_points.size() || std::abs(step.x()) >= nearer || std::abs(step.y()) >= nearer) {
                 m_points[kept++] = m_points[i];

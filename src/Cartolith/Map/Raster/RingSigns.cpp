@@ -166,8 +166,11 @@ std::vector<float> ringSigns(const std::vector<PixelRing>& rings, std::size_t co
         watch.every(std::size_t{64}, i);
         seats.push_back({seatIn(rings[i]), i});
     }
-    std::sort(seats.begin(), seats.end(),
-              [](const Seat& a, const Seat& b) { return a.place.y() < b.place.y(); });
+    std::size_t compared = 0;
+    std::sort(seats.begin(), seats.end(), [&](const Seat& a, const Seat& b) {
+        watch.every(std::size_t{1} << 16, compared++);
+        return a.place.y() < b.place.y();
+    });
     std::vector<double> heights;
     for (const Seat& seat : seats) {
         heights.push_back(seat.place.y());
