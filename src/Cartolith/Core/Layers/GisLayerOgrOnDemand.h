@@ -209,7 +209,7 @@ private:
     void sortBySource(QList<Shapes::GisShape*>& shapes) const;
     void letGoOfOutdated();
     void readAgain(const std::vector<Internal::CachedFeature*>& features);
-    void complete(Internal::CachedFeature& feature, const Internal::ReadFeature& read,
+    bool complete(Internal::CachedFeature& feature, const Internal::ReadFeature& read,
                   const std::unique_ptr<Shapes::GisShape>* shapes);
     void save();
     bool isEdited(int row) const;

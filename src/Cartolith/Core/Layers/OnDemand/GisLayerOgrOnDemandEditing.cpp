@@ -17,6 +17,7 @@
 #include <algorithm>
 #include <new>
 #include <optional>
+#include <set>
 #include <stdexcept>
 #include <utility>
 
@@ -120,28 +121,34 @@ void GisLayerOgrOnDemand::readAgain(const std::vector<CachedFeature*>& features)
     for (std::size_t at = 0; at < features.size(); at += batch) {
         std::vector<qint64> ids;
         for (std::size_t i = at; i < std::min(features.size(), at + batch); ++i) {
-            features[i]->read.digest = ~features[i]->read.digest; // not what it was, which a commit finds
             ids.push_back(features[i]->read.id);
         }
         content.forget();
         m_source->readFeatures(ids);
         content.state.texts.sort();
+        std::set<qint64> same;
         std::size_t next = 0;
         for (const Internal::ReadFeature& read : content.state.features) {
-            if (CachedFeature* const feature = m_cache->find(read.id)) {
-                complete(*feature, read, &content.shapes[next]);
+            CachedFeature* const feature = m_cache->find(read.id);
+            if (feature != nullptr && complete(*feature, read, &content.shapes[next])) {
+                same.insert(read.id);
             }
             next += read.shapes;
+        }
+        for (std::size_t i = at; i < at + ids.size(); ++i) {
+            if (!same.contains(features[i]->read.id)) { // not what it was, which a commit finds
+                features[i]->read.digest = ~features[i]->read.digest;
+            }
         }
     }
 }
 
 /// Gives a feature the fields that it was read without. What is known of it stays as it was read: whether
-/// the source has something else by now is for the commit to tell.
-void GisLayerOgrOnDemand::complete(CachedFeature& feature, const Internal::ReadFeature& read,
+/// the source has something else by now, which is then false here, is for the commit to tell.
+bool GisLayerOgrOnDemand::complete(CachedFeature& feature, const Internal::ReadFeature& read,
                                    const std::unique_ptr<GisShape>* shapes) {
     if (static_cast<qsizetype>(read.shapes) != feature.shapes.size()) {
-        return;
+        return false;
     }
     const auto isKnown = [this](const QString& field) { return !m_fields || m_fields->contains(field); };
     const Internal::FieldTexts texts = m_source->content().state.texts.of(read.id);
@@ -178,6 +185,7 @@ void GisLayerOgrOnDemand::complete(CachedFeature& feature, const Internal::ReadF
     if (isSame) {
         feature.read = read;
     }
+    return isSame;
 }
 
 void GisLayerOgrOnDemand::settleEdits(const Internal::OgrSavedIds* saved) {
