@@ -156,8 +156,8 @@ Graticule::Graticule(const CoordinateSystem& map, const MapView& view, double st
             continue;
         }
         std::vector<double> line;
-        for (double x = range.xMin(); x < range.xMax(); x += bend) {
-            line.insert(line.end(), {x, y});
+        for (int piece = 0; piece * bend < range.width(); ++piece) {
+            line.insert(line.end(), {range.xMin() + piece * bend, y});
         }
         line.insert(line.end(), {range.xMax(), y});
         trace(false, y, line);
