@@ -104,7 +104,7 @@ QList<LegendContent::Row> sizeRows(const Layers::GisLayerStyle& style, const QSt
         return {};
     }
     const auto [least, greatest] = std::minmax({style.sizeFromValue(), style.sizeToValue()});
-    constexpr double fewestSteps = 2.0;
+    constexpr double fewestSteps = 3.0;
     const QList<double> values = roundValues(least, greatest, fewestSteps);
     const QStringList texts = NumberText::alike(values);
     QList<LegendContent::Row> rows;

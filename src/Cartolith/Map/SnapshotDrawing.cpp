@@ -24,10 +24,12 @@ Raster::MarkerStamp stampOf(const Symbol::Marker& marker) {
     if (marker.isPlain()) {
         return {marker.size, marker.color, marker.outline.width, marker.outline.color};
     }
-    return {marker.size > 0.0 ? marker.reach() : 0.0, [&marker](QImage& picture, QPointF place) {
+    const QPainterPath path = marker.path();
+    const QPainterPath around = marker.haloPath();
+    return {marker.size > 0.0 ? marker.reach() : 0.0, [&](QImage& picture, QPointF place) {
                 QPainter painter(&picture);
                 painter.setRenderHint(QPainter::Antialiasing);
-                marker.paint(painter, place);
+                marker.paint(painter, place, path, around);
             }};
 }
 

@@ -212,27 +212,31 @@ bool Symbol::Marker::isPlain() const {
            (number <= static_cast<int>(MarkerShape::Circle) || number >= static_cast<int>(MarkerShape::Svg));
 }
 
-void Symbol::Marker::paint(QPainter& painter, QPointF place) const {
+QPainterPath Symbol::Marker::haloPath() const {
+    if (!(haloWidth > 0.0 && size > 0.0)) {
+        return {};
+    }
+    Raster::Stroke around;
+    around.width = outline.width + 2.0 * haloWidth;
+    const QPainterPath shapePath = path();
+    return QPainterPathStroker(penOf(around)).createStroke(shapePath).united(shapePath);
+}
+
+void Symbol::Marker::paint(QPainter& painter, QPointF place, const QPainterPath& shapePath,
+                           const QPainterPath& around) const {
     if (!(size > 0.0)) {
         return;
     }
     painter.save();
     painter.translate(place);
-    const QPainterPath outlinePath = path();
-    if (haloWidth > 0.0) {
-        Raster::Stroke around;
-        around.color = haloColor;
-        around.width = outline.width + 2.0 * haloWidth;
-        QPainterPathStroker stroker(penOf(around));
-        painter.fillPath(stroker.createStroke(outlinePath).united(outlinePath), haloColor);
-    }
+    painter.fillPath(around, haloColor);
     if (svg != nullptr) {
         painter.rotate(rotation);
         svg->draw(painter, QRectF(-size * 0.5, -size * 0.5, size, size));
     } else {
         painter.setBrush(color);
         painter.setPen(outline.width > 0.0 ? penOf(outline) : QPen(Qt::NoPen));
-        painter.drawPath(outlinePath);
+        painter.drawPath(shapePath);
     }
     painter.restore();
 }

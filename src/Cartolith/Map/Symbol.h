@@ -40,12 +40,17 @@ struct CARTOLITH_MAP_EXPORT Symbol {
 
         /// Turned, around (0, 0), y downwards; of an SVG marker the circle around it.
         QPainterPath path() const;
+        /// The halo with all that it lies under; empty without one.
+        QPainterPath haloPath() const;
         /// How far it reaches from its place.
         double reach() const;
         /// A circle, filled and outlined, and nothing else.
         bool isPlain() const;
         /// With the painter's hints; pen and brush are left as they were.
-        void paint(QPainter& painter, QPointF place) const;
+        void paint(QPainter& painter, QPointF place) const { paint(painter, place, path(), haloPath()); }
+        /// The same with these paths of its own, which are dear to make.
+        void paint(QPainter& painter, QPointF place, const QPainterPath& shapePath,
+                   const QPainterPath& around) const;
     };
 
     /// `pixels` of the device make one of the style's. A casing of the style's own comes before the other.
