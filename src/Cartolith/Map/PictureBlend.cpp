@@ -2,16 +2,13 @@
 #include <Cartolith/Map/Raster/BlendInternal.h>
 #include <Cartolith/Map/Raster/WholeInternal.h>
 
-#include <QPainter>
 #include <QTransform>
 
 #include <new>
 
 namespace Cartolith::Map::Internal {
 
-namespace {
-
-QPainter::CompositionMode modeOf(LayerBlend blend) {
+QPainter::CompositionMode compositionMode(LayerBlend blend) {
     switch (blend) {
     case LayerBlend::Multiply:
         return QPainter::CompositionMode_Multiply;
@@ -29,15 +26,13 @@ QPainter::CompositionMode modeOf(LayerBlend blend) {
     return QPainter::CompositionMode_SourceOver;
 }
 
-} // namespace
-
 void layOver(QImage& below, const QImage& picture, double opacity, LayerBlend blend) {
     if (picture.isNull() || !(opacity > 0.0)) {
         return;
     }
     if (blend != LayerBlend::Normal) {
         QPainter painter(&below);
-        painter.setCompositionMode(modeOf(blend));
+        painter.setCompositionMode(compositionMode(blend));
         painter.setOpacity(opacity);
         painter.drawImage(0, 0, picture);
         return;

@@ -9,43 +9,16 @@ namespace Cartolith::Map::Internal {
 
 namespace {
 
-constexpr double widest = 10000.0;   // pixels; sizes may come from a file
 constexpr qsizetype together = 1024; // markers, from one question whether to go on to the next
-
-double sane(double size) {
-    return size > 0.0 ? std::min(size, widest) : 0.0;
-}
-
-/// The view, and as much around it as the widest symbol reaches in.
-Shapes::GisExtent visibleWith(const LayerSnapshot& snapshot, const MapView& view) {
-    double reach = 1.0;
-    for (const GisLayerStyle& style : snapshot.styles()) {
-        reach = std::max(reach, sane(style.pointSize()) + 4.0 * sane(style.lineWidth()) + 2.0);
-    }
-    const double margin = reach * view.devicePixelRatio() * view.unitsPerPixel();
-    return view.pictureExtent().inflate(margin, margin);
-}
 
 } // namespace
 
 SnapshotDrawing::SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& view, const LineCasing& casing)
-    : m_snapshot(snapshot), m_view(view), m_visible(visibleWith(snapshot, view)),
-      m_pixels(view.devicePixelRatio()) {
-    constexpr double beside = 0.8; // pixels of a casing on each side
+    : m_snapshot(snapshot), m_view(view), m_visible(extentWithSymbols(snapshot, view)) {
     m_looks.reserve(static_cast<std::size_t>(snapshot.styles().size()));
     for (const GisLayerStyle& style : snapshot.styles()) {
-        Look look;
-        look.fill = QColor(style.fillColor());
-        look.fill.setAlpha(look.fill.alpha() * std::clamp(style.fillOpacity(), 0, 255) / 255);
-        look.line.color = QColor(style.lineColor());
-        look.line.width = sane(style.lineWidth()) * m_pixels;
-        if (casing.lines.contains(style.lineColor())) {
-            look.casing = look.line;
-            look.casing->color = casing.colour;
-            look.casing->width += 2.0 * beside * m_pixels;
-            m_rounds = 2;
-        }
-        m_looks.push_back(std::move(look));
+        m_looks.push_back({symbolLook(style, view.devicePixelRatio(), casing), std::nullopt});
+        m_rounds = m_looks.back().casing ? 2 : m_rounds;
     }
 }
 
@@ -61,9 +34,7 @@ bool SnapshotDrawing::nextRound() {
 const Raster::MarkerStamp& SnapshotDrawing::markerOf(qsizetype style) {
     Look& look = m_looks[static_cast<std::size_t>(style)];
     if (!look.marker) {
-        const GisLayerStyle& from = m_snapshot.styles().at(style);
-        look.marker.emplace(sane(from.pointSize()) * m_pixels, QColor(from.pointColor()),
-                            sane(from.lineWidth()) * m_pixels, QColor(from.lineColor()));
+        look.marker.emplace(look.markerSize, look.markerColor, look.line.width, look.line.color);
     }
     return *look.marker;
 }

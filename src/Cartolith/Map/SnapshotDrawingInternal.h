@@ -3,8 +3,7 @@
 #include <Cartolith/Map/LayerSnapshot.h>
 #include <Cartolith/Map/Raster/Canvas.h>
 #include <Cartolith/Map/Raster/MarkerStamp.h>
-#include <Cartolith/Map/Raster/Stroke.h>
-#include <Cartolith/Map/SymbolPainter.h>
+#include <Cartolith/Map/SymbolLookInternal.h>
 
 #include <optional>
 #include <vector>
@@ -39,10 +38,7 @@ public:
     }
 
 private:
-    struct Look {
-        QColor fill;
-        Raster::Stroke line;
-        std::optional<Raster::Stroke> casing;
+    struct Look : SymbolLook {
         std::optional<Raster::MarkerStamp> marker; // made when the first point asks for it
     };
 
@@ -60,7 +56,6 @@ private:
     const LayerSnapshot& m_snapshot;
     const MapView m_view;
     const Core::Shapes::GisExtent m_visible; ///< with what reaches in from outside
-    const double m_pixels;                   ///< of the device, for each of a style's
     std::vector<Look> m_looks;
     std::vector<Dot> m_dots; // of each pixel, when the first is asked for
     quint32 m_larger = 0;    // shapes drawn

@@ -131,7 +131,10 @@ QList<double> boxOf(const MapView& view, const PdfFile::Page& page) {
                             ? page.entries.value("UserUnit").toByteArray().toDouble(&isUnit)
                             : 1.0;
     const QByteArrayView turn = page.entries.value("Rotate", "0");
-    if (media.size() != 4 || !isUnit || !(unit > 0) || turn != "0") {
+    // Of which the upper left corner is that of the sheet as it is seen.
+    const bool isCropped =
+        page.entries.contains("CropBox") && PdfFile::numbersOf(page.entries.value("CropBox")) != media;
+    if (media.size() != 4 || !isUnit || !(unit > 0) || turn != "0" || isCropped) {
         throw std::runtime_error("this PDF cannot be extended: the page has no plain size");
     }
     const double scale = 72.0 / view.dotsPerInch() / unit;
