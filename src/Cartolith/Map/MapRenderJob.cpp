@@ -126,7 +126,7 @@ public:
 
     void drawLabels() {
         const auto hasLabels = [](const Layer& layer) { return layer.snapshot.hasLabels(); };
-        if (size.isEmpty() || std::none_of(layers.cbegin(), layers.cend(), hasLabels)) {
+        if (!options.hasLabels || size.isEmpty() || std::none_of(layers.cbegin(), layers.cend(), hasLabels)) {
             return;
         }
         const auto memory =

@@ -67,16 +67,31 @@ QImage MapSheet::draw(const QList<Content>& layers) const {
     constexpr double inch = 0.0254;
     image.setDotsPerMeterX(static_cast<int>(std::lround(m_options.dotsPerInch / inch)));
     image.setDotsPerMeterY(image.dotsPerMeterX());
-    image.fill(m_options.colours.paper);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
-    const QRectF frame = m_view.frame();
-
-    std::optional<Graticule> graticule;
-    if (m_options.graticule && m_system != nullptr) {
-        graticule.emplace(*m_system, m_view);
+    drawBelow(painter);
+    for (const Content& layer : layers) {
+        if (!layer.picture.isNull()) {
+            painter.save();
+            painter.setClipRect(m_view.frame());
+            painter.drawImage(m_view.pictureFrame().topLeft(), layer.picture);
+            painter.restore();
+        }
+        MapPainter(painter, m_view).draw(layer.shapes, layer.styles, layer.casing);
     }
+    drawAbove(painter);
+    return image;
+}
 
+std::optional<Graticule> MapSheet::graticule() const {
+    return m_options.graticule && m_system != nullptr ? std::optional(Graticule(*m_system, m_view))
+                                                      : std::nullopt;
+}
+
+void MapSheet::drawBelow(QPainter& painter) const {
+    const QRectF frame = m_view.frame();
+    const std::optional<Graticule> graticule = this->graticule();
+    painter.fillRect(QRect({}, m_options.size), m_options.colours.paper);
     painter.save();
     painter.setClipRect(frame);
     if (graticule) {
@@ -94,17 +109,11 @@ QImage MapSheet::draw(const QList<Content>& layers) const {
         }
     }
     painter.restore();
+}
 
-    for (const Content& layer : layers) {
-        if (!layer.picture.isNull()) {
-            painter.save();
-            painter.setClipRect(frame);
-            painter.drawImage(m_view.pictureFrame().topLeft(), layer.picture);
-            painter.restore();
-        }
-        MapPainter(painter, m_view).draw(layer.shapes, layer.styles, layer.casing);
-    }
-
+void MapSheet::drawAbove(QPainter& painter) const {
+    const QRectF frame = m_view.frame();
+    const std::optional<Graticule> graticule = this->graticule();
     painter.setBrush(Qt::NoBrush);
     if (graticule && !graticule->worldOutline().isEmpty()) {
         painter.save();
@@ -136,7 +145,6 @@ QImage MapSheet::draw(const QList<Content>& layers) const {
                          painter.fontMetrics().elidedText(m_options.note, Qt::ElideRight,
                                                           static_cast<int>(inner.width())));
     }
-    return image;
 }
 
 } // namespace Cartolith::Map

@@ -2,6 +2,7 @@
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Map/Export.h>
+#include <Cartolith/Map/Graticule.h>
 #include <Cartolith/Map/Legend.h>
 #include <Cartolith/Map/MapPainter.h>
 
@@ -49,6 +50,14 @@ public:
     /// Draws everything, later layers on top; the image has the size of the options.
     QImage draw(const QList<Content>& layers) const;
 
+    /// \name Parts of it
+    /// For a map that is drawn otherwise, in pixels of the sheet: first paper, sea and graticule; then, over
+    /// the map, frame, legend, title and note.
+    /// @{
+    void drawBelow(QPainter& painter) const;
+    void drawAbove(QPainter& painter) const;
+    /// @}
+
 private:
     /// What title, note and margins leave for map and legend.
     static QRectF innerFrame(const Options& options);
@@ -56,6 +65,8 @@ private:
     static MapView viewOf(const Options& options, const Core::Shapes::GisExtent& extent, const QRectF& frame,
                           const std::shared_ptr<Core::CoordinateSystems::CoordinateSystem>& system);
     static QRectF mapFrame(const Options& options, const std::optional<Legend>& legend);
+
+    std::optional<Graticule> graticule() const;
 
     Options m_options;
     std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> m_system;

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Map/MapView.h>
 #include <Cartolith/Map/Output/DeviceInternal.h>
 #include <Cartolith/Map/Output/OutputFile.h>
@@ -34,12 +35,16 @@ public:
 
 OGRSpatialReference referenceOf(const CoordinateSystem& system) {
     OGRSpatialReference reference;
+    // A code means itself, also where another has taken its place.
+    const CPLConfigOptionSetter asGiven("OSR_USE_NON_DEPRECATED", "NO", false);
+    const bool isText = system.epsgCode() <= 0;
     const bool isKnown =
+        (!isText || Core::CoordinateSystems::CoordinateSystemFactory::fromUserInput(system.definition())) &&
         (system.epsgCode() > 0
              ? reference.importFromEPSG(system.epsgCode())
              : reference.SetFromUserInput(system.definition().toUtf8().constData(),
                                           OGRSpatialReference::SET_FROM_USER_INPUT_LIMITATIONS_get())) ==
-        OGRERR_NONE;
+            OGRERR_NONE;
     if (!isKnown) {
         throw std::runtime_error("GDAL/PROJ does not know the coordinate system of the map");
     }
@@ -93,6 +98,7 @@ Places placesOf(const MapView& view, const OGRSpatialReference& reference) {
     if (transformation == nullptr || back == nullptr) {
         throw std::runtime_error("GDAL/PROJ could not create the transformation to degrees");
     }
+    const double quarter = M_PI / 2.0 / degrees->GetAngularUnits(); // of a turn, in grads for some
     const QRectF frame = view.frame();
     for (double half = 0.5; half > 1e-3; half *= 0.5) {
         Places places;
@@ -103,7 +109,7 @@ Places placesOf(const MapView& view, const OGRSpatialReference& reference) {
             double x = place.x();
             double y = place.y();
             const bool isOnEarth = transformation->Transform(1, &x, &y) != 0 && std::isfinite(x) &&
-                                   std::isfinite(y) && std::abs(y) <= 90.0;
+                                   std::isfinite(y) && std::abs(y) <= quarter;
             double returnedX = x;
             double returnedY = y;
             // Beyond its edge a projection may give the places of another part of the map.

@@ -89,7 +89,7 @@ public:
     void text(const SvgText& text);
     void image(const QRectF& frame, const QImage& image);
 
-    /// Ends all that is open, and the file; the last call.
+    /// Ends all that is open, and the file; what comes after this is not written.
     void finish();
 
 private:
