@@ -45,10 +45,10 @@ public:
         qint64 pictureBudget = qint64{256} << 20;
         /// The map's scale is 1 to this; it decides which styles show labels. NaN shows all.
         double scaleDenominator = qQNaN();
-        /// Without, labels are neither placed nor drawn.
-        bool hasLabels = true;
         /// Of earlier pictures of the same map; may be null.
         std::shared_ptr<LabelMemory> labelMemory = nullptr;
+        /// Without, labels are neither placed nor drawn.
+        bool hasLabels = true;
     };
 
     /// What became of a label.

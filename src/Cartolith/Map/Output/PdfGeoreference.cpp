@@ -52,6 +52,15 @@ OGRSpatialReference referenceOf(const CoordinateSystem& system) {
     return reference;
 }
 
+/// A reader may take another code's system for a deprecated one: then only the text says which it is.
+bool isReplaced(int code) {
+    const CPLConfigOptionSetter byDefault("OSR_USE_NON_DEPRECATED", "YES", false);
+    OGRSpatialReference taken;
+    taken.importFromEPSG(code);
+    const char* const number = taken.GetAuthorityCode(nullptr);
+    return number == nullptr || QByteArray(number).toInt() != code;
+}
+
 QByteArray wktOf(const OGRSpatialReference& reference) {
     for (const char* format : {"FORMAT=WKT1_ESRI", "FORMAT=WKT1_GDAL", "FORMAT=WKT2_2019"}) {
         char* text = nullptr;
@@ -172,8 +181,9 @@ QByteArray PdfGeoreference::update(QByteArrayView pdf, const MapView& view, cons
     const OGRSpatialReference reference = referenceOf(system);
     const QByteArray box = array(boxOf(view, target));
     const Places places = placesOf(view, reference);
-    const QByteArray code =
-        system.epsgCode() > 0 ? "/EPSG " + QByteArray::number(system.epsgCode()) + '\n' : "";
+    const QByteArray code = system.epsgCode() > 0 && !isReplaced(system.epsgCode())
+                                ? "/EPSG " + QByteArray::number(system.epsgCode()) + '\n'
+                                : "";
     const auto number = [](qint64 value) { return QByteArray::number(value); };
     const qint64 first = file.objectCount();
 
