@@ -22,8 +22,8 @@ namespace {
 
 /// The library keeps any text as a colour, and what is none would be drawn black.
 void requireColours(const QJsonObject& style, const QString& path) {
-    for (const char* const name :
-         {"fillColor", "lineColor", "pointColor", "selectedLineColor", "labelColor", "labelHaloColor"}) {
+    for (const char* const name : {"fillColor", "lineColor", "pointColor", "selectedLineColor", "labelColor",
+                                   "labelHaloColor", "casingColor", "patternColor", "haloColor"}) {
         const QJsonValue value = style.value(QLatin1String(name));
         if (value.isString() && !Arguments::isColour(value.toString())) {
             constexpr qsizetype longest = 40;

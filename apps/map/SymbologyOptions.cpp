@@ -8,6 +8,7 @@
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 #include <Cartolith/Core/Symbology/GisColorPerception.h>
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
+#include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisReadableColors.h>
 #include <Cartolith/Map/RendererFields.h>
 
@@ -30,7 +31,7 @@ const char* const symbologyHelp =
   --line COLOUR             line and outline colour
   --point COLOUR            point colour
   --width PIXELS            line width
-  --theme NAME              paper, text, styles and ramp of a theme:%1
+%4  --theme NAME              paper, text, styles and ramp of a theme:%1
 Classes of numbers
   --field FIELD             colour by this numeric field; features without a value are hollow, or in --fill
   --method METHOD           how classes are found, NaturalBreaks when not given:%2
@@ -81,6 +82,7 @@ void requireField(const GisLayerVector& layer, const QString& field) {
 } // namespace
 
 void SymbologyOptions::addTo(QCommandLineParser& parser) {
+    SymbolOptions::addTo(parser);
     parser.addOptions({{"fill", "", "colour"},
                        {"line", "", "colour"},
                        {"point", "", "colour"},
@@ -104,7 +106,7 @@ QString SymbologyOptions::help() {
     return QString::fromUtf8(symbologyHelp)
         .arg(ClassificationOptions::wrapped(GisDefaultSymbolStyles::names()),
              ClassificationOptions::wrapped(ClassificationOptions::methodNames()),
-             GisColorRampRegistry::names().join(QStringLiteral(", ")));
+             GisColorRampRegistry::names().join(QStringLiteral(", ")), QLatin1String(SymbolOptions::help()));
 }
 
 SymbologyOptions::SymbologyOptions(const QCommandLineParser& parser) {
@@ -128,7 +130,7 @@ void SymbologyOptions::readFile(const QCommandLineParser& parser) {
     if (!parser.isSet(option)) {
         return;
     }
-    Arguments::refuse(parser, {"fill", "line", "point", "width"},
+    Arguments::refuse(parser, QStringList{"fill", "line", "point", "width"} + SymbolOptions::names(),
                       QStringLiteral("does not go with --%1: the file says how features look").arg(option));
     m_fromFile = RendererFile::read(parser.value(option));
     if (option == QLatin1String("rules") && m_fromFile->type() != GisSymbolRendererType::RuleBased) {
@@ -164,6 +166,7 @@ void SymbologyOptions::readColours(const QCommandLineParser& parser) {
     }
     m_given.line = colour("line");
     m_given.point = colour("point");
+    m_symbols = SymbolOptions(parser);
     if (parser.isSet("width")) {
         m_given.width = static_cast<float>(Arguments::number("width", parser.value("width"), 0.0, 100.0));
     }
@@ -208,6 +211,7 @@ GisLayerStyle SymbologyOptions::baseStyle(const GisLayerVector& layer) const {
         }
     }
     m_given.applyTo(style);
+    m_symbols.applyTo(style, layer);
     return style;
 }
 
@@ -283,14 +287,17 @@ std::unique_ptr<GisSymbolRenderer> SymbologyOptions::categorized(const GisLayerV
 }
 
 bool SymbologyOptions::hasClasses() const {
-    return !m_field.isEmpty() || !m_categories.isEmpty() ||
+    return !m_field.isEmpty() || !m_categories.isEmpty() || m_symbols.hasSizes() ||
            (m_fromFile != nullptr && m_fromFile->usesFeatureAttributes());
 }
 
 std::unique_ptr<GisSymbolRenderer> SymbologyOptions::makeRenderer(GisLayerVector& layer) const {
     layer.style() = baseStyle(layer);
     if (m_fromFile != nullptr) {
-        const QStringList fields = fieldsOf(*m_fromFile);
+        QStringList fields = fieldsOf(*m_fromFile);
+        for (const GisSymbolLegendItem& item : m_fromFile->legendItems()) {
+            fields += GisFeatureSymbol::fieldsOf(item.style);
+        }
         for (const QString& field : fields) {
             requireField(layer, field);
         }

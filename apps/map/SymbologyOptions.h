@@ -1,6 +1,7 @@
 #pragma once
 
 #include "ClassStyles.h"
+#include "SymbolOptions.h"
 
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Symbology/GisDefaultSymbolStyles.h>
@@ -63,6 +64,7 @@ private:
     Cartolith::Map::SheetColours m_colours;
     std::optional<Cartolith::Core::Symbology::GisSymbolTheme> m_theme;
     GivenStyle m_given;
+    SymbolOptions m_symbols;
     bool m_hasRamp = false; ///< somebody named one
     QString m_field;
     QString m_categories;

@@ -5,6 +5,7 @@
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisColorRamp.h>
+#include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisRuleBasedSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
@@ -108,6 +109,44 @@ TEST(LegendContent, ShowsEachClassAndWhoIsInNone) {
         EXPECT_EQ(content.title, test.title) << test.what;
         EXPECT_EQ(LegendContent::of(*layer, "given").title, "given") << test.what;
     }
+}
+
+TEST(LegendContent, ShowsSizesAtRoundValues) {
+    const auto layer = test::layerOf({"POINT (1 2)", "POINT (3 4)"});
+    layer->setShapeType(Shapes::GisShapeType::Point);
+    layer->items()[0]->attributes() = {{"v", 3}, {"w", 0}};
+    layer->items()[1]->attributes() = {{"v", 97}, {"w", 1}};
+    layer->style().setFillColor("#FF0000");
+    const auto sized = GisSymbolRendererFactory::sized(*layer, "v", 4, 40, Layers::SizeScaling::Linear);
+    layer->setSymbolRenderer(sized->clone());
+    const LegendContent content = LegendContent::of(*layer, {});
+    EXPECT_EQ(textOf(content), "80: -1 | 60: -1 | 40: -1 | 20: -1");
+    EXPECT_EQ(content.title, "v");
+    for (const LegendContent::Row& row : content.rows) {
+        EXPECT_NEAR(row.style.pointSize(), GisFeatureSymbol::sizeFor(sized->style(), row.label.toDouble()), 1e-4);
+    }
+    GisCategorizedSymbolRenderer classes("w");
+    classes.addClass({0, "none", sized->style()});
+    classes.addClass({1, "one", sized->style()});
+    layer->setSymbolRenderer(classes.clone());
+    EXPECT_EQ(textOf(LegendContent::of(*layer, {})), "none: 1 | one: 1 | v 80: -1 | v 60: -1 | v 40: -1 | v 20: -1");
+
+    // The largest sample is drawn as large as on the map.
+    const Legend legend(content, SheetColours(), QSizeF(300, 400), 12);
+    QImage image(300, 400, QImage::Format_RGB32);
+    image.fill(Qt::white);
+    QPainter painter(&image);
+    legend.draw(painter, {0, 0});
+    painter.end();
+    int most = 0;
+    for (int x = 0; x < 60; ++x) {
+        int count = 0;
+        for (int y = 0; y < 72; ++y) {
+            count += image.pixelColor(x, y).blue() > image.pixelColor(x, y).red() + 90 ? 1 : 0;
+        }
+        most = std::max(most, count);
+    }
+    EXPECT_NEAR(most, content.rows.constFirst().style.pointSize(), 2.0);
 }
 
 TEST(LegendContent, GivesTheFitOfTheEnabledClasses) {

@@ -68,6 +68,16 @@ TEST(SymbologyOptions, RefuseWhatMakesNoSense) {
         {"--fill redd", "--fill wants a colour, as #RRGGBB or a name such as red, not 'redd'"},
         {"--line none", "--line wants a colour"},
         {"--width -1", "--width wants"},
+        {"--marker heart", "\"triangleDown\", \"pentagon\""},
+        {"--hatch dots", "--hatch: style.fillPattern: \"dots\" is none of"},
+        {"--hatch lines,redd", "--hatch wants a colour"},
+        {"--dash 3,x", "--dash wants a number"},
+        {"--casing white,-1", "--casing wants a number"},
+        {"--halo 2", "--halo wants a colour"},
+        {"--sizes 2,20", "--sizes goes with --size-field"},
+        {"--size-field a --sizes 2", "--sizes wants a number"},
+        {"--size-field=", "--size-field wants"},
+        {"--style s.json --dash 3", "--dash does not go with --style"},
     };
     for (const auto& test : cases) {
         EXPECT_TRUE(errorOf(test.line).contains(test.message)) << test.line << ": " << qPrintable(errorOf(test.line));

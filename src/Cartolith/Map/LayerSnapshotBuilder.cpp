@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Map/Labels/LabelStyle.h>
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
@@ -13,6 +14,7 @@
 #include <Cartolith/Map/RendererFields.h>
 #include <Cartolith/Map/ShapeProjectorInternal.h>
 #include <Cartolith/Map/StyleTableInternal.h>
+#include <Cartolith/Map/SvgMarker.h>
 
 #include <algorithm>
 #include <atomic>
@@ -20,6 +22,7 @@
 #include <limits>
 #include <optional>
 #include <stdexcept>
+#include <utility>
 
 using namespace Cartolith::Core;
 using CoordinateSystems::CoordinateSystem;
@@ -35,7 +38,8 @@ namespace {
 /// What is drawn of a layer and shown on it; none where nobody can tell.
 std::optional<QStringList> fieldsToRead(const Layers::GisLayer& layer) {
     QStringList fields;
-    const auto addLabelFields = [&fields](const GisLayerStyle& style) {
+    const auto addStyleFields = [&fields](const GisLayerStyle& style) {
+        fields.append(Symbology::GisFeatureSymbol::fieldsOf(style));
         if (style.showLabels()) {
             fields.append(style.labelField());
             fields.append(style.labelPriorityField());
@@ -51,10 +55,10 @@ std::optional<QStringList> fieldsToRead(const Layers::GisLayer& layer) {
             return std::nullopt;
         }
         for (const Symbology::GisSymbolLegendItem& item : items) {
-            addLabelFields(item.style);
+            addStyleFields(item.style);
         }
     } else {
-        addLabelFields(layer.style());
+        addStyleFields(layer.style());
     }
     fields.removeAll(QString());
     fields.removeDuplicates();
@@ -119,7 +123,7 @@ public:
         data->isOfView = isReadByView || raster != nullptr;
         data->view = view;
         data->tolerance = projector != nullptr && !isReadByView ? tolerance : 0.0;
-        isUniform = data->renderer == nullptr || !data->renderer->usesFeatureAttributes();
+        isOneStyle = data->renderer == nullptr || !data->renderer->usesFeatureAttributes();
         if (vector != nullptr && !isReadByView) {
             data->features.reserve(vector->items().size() + 1);
         }
@@ -302,12 +306,12 @@ public:
     }
 
     void noteStyle(const GisShape& shape) {
-        if (isUniform && styles.styles().isEmpty()) {
-            uniform = data->renderer == nullptr ? layer.style()
-                                                : data->renderer->styleForFeature(GisSymbolContext(shape));
+        const GisSymbolContext context(shape);
+        if (isOneStyle && styles.styles().isEmpty()) {
+            uniform = data->renderer == nullptr ? layer.style() : data->renderer->styleForFeature(context);
         }
-        const GisLayerStyle style =
-            isUniform ? uniform : data->renderer->styleForFeature(GisSymbolContext(shape));
+        const GisLayerStyle style = Symbology::GisFeatureSymbol::resolved(
+            isOneStyle ? uniform : data->renderer->styleForFeature(context), context, shape.shapeType());
         data->features.back().style = styles.numberOf(style);
         const std::size_t number = data->features.size() - 1;
         if (style.showLabels() && !style.labelField().isEmpty()) {
@@ -317,6 +321,17 @@ public:
                 data->labelPriorities.resize(number, std::numeric_limits<double>::quiet_NaN());
                 data->labelPriorities.push_back(
                     Labels::labelPriority(shape.attributeValue(style.labelPriorityField())));
+            }
+        }
+    }
+
+    /// A layer is rather not drawn than with other symbols than its own.
+    void checkMarkers() const {
+        QStringList checked;
+        for (const GisLayerStyle& style : std::as_const(data->styles)) {
+            if (style.markerShape() == Layers::MarkerShape::Svg && !checked.contains(style.markerSvg())) {
+                checked.append(style.markerSvg());
+                const SvgMarker marker(style.markerSvg()); // or throws
             }
         }
     }
@@ -332,6 +347,7 @@ public:
             data->extent = {whole.left, whole.bottom, whole.right, whole.top};
         }
         data->styles = styles.styles();
+        checkMarkers();
         made = LayerSnapshot(std::move(data));
         reader.reset();
         state = State::Done;
@@ -344,7 +360,7 @@ public:
     const MapView view;
     const std::shared_ptr<CoordinateSystem> mapSystem;
     bool isElsewhere = false; // not in the map's system
-    bool isUniform = true;
+    bool isOneStyle = true;   // but for what it leaves to each feature
     std::unique_ptr<Internal::ShapeProjector> projector;
     double tolerance = 0.0;
     CoordinateSystems::CutParts read; // one shape of a layer that is projected
@@ -389,16 +405,14 @@ bool LayerSnapshotBuilder::step(std::chrono::milliseconds budget) {
             giveUp();
             return true;
         }
-        bool isMore = false;
         try {
-            isMore = d->takeNext();
+            if (!d->takeNext()) {
+                d->finish();
+                return true;
+            }
         } catch (...) {
             giveUp();
             throw;
-        }
-        if (!isMore) {
-            d->finish();
-            return true;
         }
         if (i % between == 0 && std::chrono::steady_clock::now() >= end) {
             return false;

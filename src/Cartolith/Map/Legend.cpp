@@ -64,27 +64,36 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     m_font = sheetFont(letterPixels, false);
     m_titleFont = sheetFont(letterPixels * 6 / 5, true);
     m_smallFont = sheetFont(std::max(leastLetters, letterPixels * 4 / 5), false);
-    m_row = std::ceil(letterPixels * 1.5);
+    double largest = 0.0;
+    for (const LegendContent::Row& row : m_content.rows) {
+        const GisLayerStyle& style = row.style;
+        const double size = m_content.kind == GisShapeType::Polyline ? style.lineWidth()
+                                                                     : style.pointSize() + style.lineWidth();
+        largest = row.isSize ? std::max(largest, std::ceil(size)) : largest;
+    }
+    largest = std::min(largest, std::min(room.width(), room.height()) * 0.25);
+    m_line = std::ceil(letterPixels * 1.5);
+    m_row = std::max(m_line, largest + 2.0);
+    m_sample = std::max(2.0 * letterPixels, largest);
 
     // A column: sample, label, count, and a wider gap to the next column.
     const double gap = letterPixels * 0.6;
-    const double sample = 2.0 * letterPixels;
     m_labelWidth = 0.0;
     m_countWidth = 0.0;
     for (const LegendContent::Row& row : m_content.rows) {
         m_labelWidth = std::max(m_labelWidth, widthOf(m_font, row.label));
         m_countWidth = std::max(m_countWidth, widthOf(m_font, countText(row)));
     }
-    const double others = sample + 2 * gap + m_countWidth;
+    const double others = m_sample + 2 * gap + m_countWidth;
     const double apart = 2.0 * letterPixels;
     m_labelWidth = std::clamp(m_labelWidth, 0.0,
                               std::max(0.0, std::min(longestLabel * letterPixels, room.width() - others)));
     m_column = others + m_labelWidth;
     m_columnStep = m_column + apart;
 
-    const double head = m_content.title.isEmpty() ? 0.0 : 1.5 * m_row;
+    const double head = m_content.title.isEmpty() ? 0.0 : 1.5 * m_line;
     const double foot =
-        (hasDefault() ? (1.0 + defaultApart) * m_row : 0.0) + (m_content.smallPrint.isEmpty() ? 0.0 : m_row);
+        (hasDefault() ? (1.0 + defaultApart) * m_row : 0.0) + (m_content.smallPrint.isEmpty() ? 0.0 : m_line);
     const qsizetype classes = classRows();
     const auto deepest =
         std::max<qsizetype>(1, static_cast<qsizetype>((room.height() - head - foot) / m_row));
@@ -101,19 +110,24 @@ void Legend::layOut(QSizeF room, int letterPixels) {
               std::min(head + static_cast<double>(m_perColumn) * m_row + foot, room.height())};
 }
 
-void Legend::drawSample(QPainter& painter, GisLayerStyle style, const QRectF& place) const {
+void Legend::drawSample(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const {
     SymbolPainter symbols(painter);
-    style.setLineWidth(std::min(style.lineWidth(), static_cast<float>(place.height() / 2)));
+    GisLayerStyle style = row.style;
+    const auto height = static_cast<float>(row.isSize ? m_row : place.height());
+    style.setLineWidth(std::min(style.lineWidth(), row.isSize ? height : height / 2));
+    style.setHaloWidth(std::min(style.haloWidth(), height / 4));
+    style.setCasingWidth(std::min(style.casingWidth(), height / 4));
     switch (m_content.kind) {
     case GisShapeType::Point:
-        style.setPointSize(std::min(style.pointSize(), static_cast<float>(place.height())));
+        style.setPointSize(std::min(style.pointSize(), height));
         symbols.point(place.center(), style);
         break;
     case GisShapeType::Polyline: {
         const QPolygonF line{QPointF(place.left(), place.center().y()),
                              QPointF(place.right(), place.center().y())};
         constexpr float thick = 2.0F; // enough to see what colour it is
-        style.setLineWidth(std::max(style.lineWidth(), thick));
+        style.setLineWidth(row.isSize ? style.lineWidth() : std::max(style.lineWidth(), thick));
+        symbols.halo(line, style, m_content.casing);
         symbols.casing(line, style, m_content.casing);
         symbols.line(line, style);
         break;
@@ -132,11 +146,11 @@ void Legend::drawRow(QPainter& painter, const LegendContent::Row& row, const QRe
     const double gap = letters * 0.6;
     // On whole pixels, so that the fill is not mixed with the paper.
     const QRectF sample(std::round(place.left()) + 0.5, std::round(place.center().y() - letters * 0.5) + 0.5,
-                        std::round(2.0 * letters) - 1.0, letters);
-    drawSample(painter, row.style, sample);
+                        std::round(m_sample) - 1.0, letters);
+    drawSample(painter, row, sample);
     painter.setFont(m_font);
     painter.setPen(m_colours.ink);
-    const QRectF label(place.left() + 2.0 * letters + gap, place.top(), m_labelWidth, place.height());
+    const QRectF label(place.left() + m_sample + gap, place.top(), m_labelWidth, place.height());
     painter.drawText(label.adjusted(0, 0, 1, 0), Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
                      elided(m_font, row.label, label.width()));
     painter.setPen(m_colours.faintInk);
@@ -152,13 +166,13 @@ void Legend::draw(QPainter& painter, QPointF topLeft) const {
     const auto line = [&](const QFont& font, const QColor& colour, const QString& text) {
         painter.setFont(font);
         painter.setPen(colour);
-        painter.drawText(QRectF(topLeft.x(), top, m_size.width() + 1, m_row),
+        painter.drawText(QRectF(topLeft.x(), top, m_size.width() + 1, m_line),
                          Qt::AlignVCenter | Qt::AlignLeft | Qt::TextSingleLine,
                          elided(font, text, m_size.width()));
     };
     if (!m_content.title.isEmpty()) {
         line(m_titleFont, m_colours.ink, m_content.title);
-        top += 1.5 * m_row;
+        top += 1.5 * m_line;
     }
     const auto place = [&](qsizetype i) {
         const qsizetype column = i / m_perColumn;

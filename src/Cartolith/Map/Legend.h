@@ -34,7 +34,7 @@ public:
 private:
     void layOut(QSizeF room, int letterPixels);
     void drawRow(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const;
-    void drawSample(QPainter& painter, Core::Layers::GisLayerStyle style, const QRectF& place) const;
+    void drawSample(QPainter& painter, const LegendContent::Row& row, const QRectF& place) const;
     QString remainder() const;
     qsizetype classRows() const;
     bool hasDefault() const;
@@ -44,7 +44,9 @@ private:
     QFont m_font, m_titleFont, m_smallFont;
     qsizetype m_shown = 0; ///< classes
     qsizetype m_perColumn = 1;
-    double m_row = 0.0;    ///< height of one
+    double m_line = 0.0;   ///< height of one of text
+    double m_row = 0.0;    ///< height of one, which is as high as a large sample
+    double m_sample = 0.0; ///< width of one
     double m_column = 0.0; ///< width of one
     double m_columnStep = 0.0;
     double m_labelWidth = 0.0;

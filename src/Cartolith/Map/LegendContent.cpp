@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
+#include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
 #include <Cartolith/Map/LegendBounds.h>
 #include <Cartolith/Map/LegendContent.h>
@@ -78,6 +79,46 @@ Layers::GisLayerStyle sampleOf(const QString& colour) {
     return style;
 }
 
+/// Between the two, in steps of 1, 2 or 5 times a power of ten, so many of them or some more; the greatest
+/// first.
+QList<double> roundValues(double least, double greatest, double fewestSteps) {
+    const double power = std::pow(10.0, std::floor(std::log10((greatest - least) / fewestSteps)));
+    const double share = (greatest - least) / fewestSteps / power;
+    const double step = power * (share >= 5.0 ? 5.0 : share >= 2.0 ? 2.0 : 1.0);
+    if (!(step > 0.0 && std::isfinite(step))) {
+        return {least}; // a single value
+    }
+    QList<double> values;
+    constexpr int most = 12;
+    const double first = std::floor(greatest / step);
+    for (int i = 0; i < most && (first - i) * step >= least; ++i) {
+        values.append(QString::number((first - i) * step, 'g', 12).toDouble());
+    }
+    return values;
+}
+
+/// The sizes of a style by value; none when it has no field for them.
+QList<LegendContent::Row> sizeRows(const Layers::GisLayerStyle& style, const QString& title,
+                                   Shapes::GisShapeType kind) {
+    if (style.sizeField().isEmpty() || kind == Shapes::GisShapeType::Polygon) {
+        return {};
+    }
+    const auto [least, greatest] = std::minmax({style.sizeFromValue(), style.sizeToValue()});
+    constexpr double fewestSteps = 2.0;
+    const QList<double> values = roundValues(least, greatest, fewestSteps);
+    const QStringList texts = NumberText::alike(values);
+    QList<LegendContent::Row> rows;
+    for (qsizetype i = 0; i < values.size(); ++i) {
+        Layers::GisLayerStyle sample = style;
+        sample.setSizeField({});
+        const auto size = static_cast<float>(Symbology::GisFeatureSymbol::sizeFor(style, values.at(i)));
+        kind == Shapes::GisShapeType::Polyline ? sample.setLineWidth(size) : sample.setPointSize(size);
+        rows.append({title.isEmpty() ? texts.at(i) : QStringLiteral("%1 %2").arg(title, texts.at(i)), sample,
+                     -1, false, true});
+    }
+    return rows;
+}
+
 } // namespace
 
 LegendContent LegendContent::of(const LegendBounds& bounds, const QList<QString>& colours,
@@ -94,20 +135,7 @@ LegendContent LegendContent::of(const Symbology::GisColorRamp& ramp, bool revers
                                 double greatest, const QString& title) {
     LegendContent content;
     content.title = title;
-    // Steps of 1, 2 or 5 times a power of ten, four to ten of them.
-    const double power = std::pow(10.0, std::floor(std::log10((greatest - least) / 4.0)));
-    const double share = (greatest - least) / 4.0 / power;
-    const double step = power * (share >= 5.0 ? 5.0 : share >= 2.0 ? 2.0 : 1.0);
-    QList<double> values;
-    if (step > 0.0 && std::isfinite(step)) {
-        constexpr int most = 12;
-        const double first = std::floor(greatest / step);
-        for (int i = 0; i < most && (first - i) * step >= least; ++i) {
-            values.append(QString::number((first - i) * step, 'g', 12).toDouble());
-        }
-    } else {
-        values.append(least); // a single value
-    }
+    const QList<double> values = roundValues(least, greatest, 4.0);
     const QStringList texts = NumberText::alike(values);
     for (qsizetype i = 0; i < values.size(); ++i) {
         const double place = greatest > least ? (values.at(i) - least) / (greatest - least) : 0.5;
@@ -129,8 +157,20 @@ LegendContent LegendContent::of(const GisLayerVector& layer, const QString& titl
     if (const auto* graduated = dynamic_cast<const GisGraduatedSymbolRenderer*>(&renderer)) {
         describeGraduated(*graduated, layer, items, content);
     }
+    const Layers::GisLayerStyle first = items.isEmpty() ? Layers::GisLayerStyle() : items.constFirst().style;
+    const bool areSizesNamed = !isOneStyle && first.sizeField() != content.title;
+    const QList<Row> sizes =
+        sizeRows(first, areSizesNamed ? first.sizeField() : QString(), layer.shapeType());
+    if (isOneStyle && !sizes.isEmpty()) {
+        content.title = title.isEmpty() ? first.sizeField() : title;
+        content.rows = sizes;
+        return content;
+    }
     for (qsizetype i = 0; i < items.size(); ++i) {
         GisSymbolLegendItem& item = items[i];
+        if (item.isDefault) {
+            content.rows += sizes;
+        }
         if (!item.enabled || (item.isDefault && item.count == 0)) {
             continue;
         }
@@ -139,6 +179,9 @@ LegendContent LegendContent::of(const GisLayerVector& layer, const QString& titl
         }
         if (isOneStyle) {
             item.label = layer.name();
+        }
+        if (!sizes.isEmpty()) { // a sample of the colour, of a size that fits a row
+            item.style.setPointSize(std::max(item.style.sizeFrom(), item.style.sizeTo()));
         }
         content.rows.append({item.label, item.style, item.count, item.isDefault});
     }

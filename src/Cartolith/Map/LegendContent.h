@@ -24,6 +24,7 @@ struct CARTOLITH_MAP_EXPORT LegendContent {
         Core::Layers::GisLayerStyle style;
         qsizetype count = 0;    ///< features drawn so; below 0 when nothing is counted
         bool isDefault = false; ///< features that are in no class
+        bool isSize = false;    ///< stands for a size, so the sample is as large as on the map
     };
 
     QString title;
@@ -35,7 +36,8 @@ struct CARTOLITH_MAP_EXPORT LegendContent {
     /// Of the layer's renderer, with all features of the layer counted. Disabled classes are left out, empty
     /// ones are not; the default style is there when some feature is drawn with it, called "No value" when
     /// none of these has a value. Bounds are rounded as LegendBounds says; labels that somebody wrote stay.
-    /// The title is the field's name, or else the layer's, when none is given.
+    /// The title is the field's name, or else the layer's, when none is given. Of sizes by value there are
+    /// rows at round values, before the default's; a layer of one style has them alone.
     ///
     /// The layer has a renderer.
     static LegendContent of(const Core::Layers::GisLayerVector& layer, const QString& title);

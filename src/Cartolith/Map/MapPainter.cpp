@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
+#include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisSymbolContext.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Map/MapPainter.h>
@@ -17,6 +18,7 @@ using Layers::GisLayerStyle;
 using Layers::GisLayerVector;
 using Shapes::GisShape;
 using Shapes::GisShapePoint;
+using Symbology::GisFeatureSymbol;
 
 namespace Cartolith::Map {
 
@@ -31,16 +33,27 @@ QList<GisShape*> MapPainter::visibleShapes(GisLayerVector& layer, const MapView&
 MapPainter::Styles MapPainter::stylesFor(const GisLayerVector& layer, const QList<GisShape*>& shapes) {
     Styles styles;
     const Symbology::GisSymbolRenderer* renderer = layer.symbolRenderer();
-    if (renderer == nullptr) {
+    const auto styleOf = [&](const GisShape& shape) {
+        const Symbology::GisSymbolContext context(shape);
+        return GisFeatureSymbol::resolved(renderer == nullptr ? layer.style()
+                                                              : renderer->styleForFeature(context),
+                                          context, shape.shapeType());
+    };
+    const bool isUniform =
+        (renderer == nullptr || !renderer->usesFeatureAttributes()) &&
+        (shapes.isEmpty() || GisFeatureSymbol::fieldsOf(
+                                 renderer == nullptr ? layer.style()
+                                                     : renderer->styleForFeature(
+                                                           Symbology::GisSymbolContext(*shapes.constFirst())))
+                                 .isEmpty());
+    if (renderer == nullptr && isUniform) {
         styles.m_styles.append(layer.style());
         return styles;
     }
-    const qsizetype count =
-        renderer->usesFeatureAttributes() ? shapes.size() : std::min<qsizetype>(shapes.size(), 1);
+    const qsizetype count = isUniform ? std::min<qsizetype>(shapes.size(), 1) : shapes.size();
     styles.m_styles.reserve(count);
     for (; styles.m_asked < count; ++styles.m_asked) {
-        styles.m_styles.append(
-            renderer->styleForFeature(Symbology::GisSymbolContext(*shapes.at(styles.m_asked))));
+        styles.m_styles.append(styleOf(*shapes.at(styles.m_asked)));
     }
     return styles;
 }
@@ -50,10 +63,16 @@ void MapPainter::draw(const QList<GisShape*>& shapes, const Styles& styles, cons
     m_painter.setClipRect(m_view.frame(), Qt::IntersectClip);
     m_painter.setRenderHint(QPainter::Antialiasing);
     SymbolPainter symbols(m_painter);
-    for (qsizetype i = 0; !casing.lines.isEmpty() && i < shapes.size(); ++i) {
-        if (const auto* line = dynamic_cast<const Shapes::GisShapePolyline*>(shapes.at(i))) {
-            for (const QList<GisShapePoint>& part : line->parts()) {
-                symbols.casing(toPixels(part), styles.at(i), casing);
+    symbols.setPatternOrigin(m_view.toPixel(0.0, 0.0));
+    for (const auto below : {&SymbolPainter::halo, &SymbolPainter::casing}) {
+        for (qsizetype i = 0; i < shapes.size(); ++i) {
+            const GisLayerStyle& style = styles.at(i);
+            const auto* const line = dynamic_cast<const Shapes::GisShapePolyline*>(shapes.at(i));
+            if (line != nullptr && (style.haloWidth() > 0.0F || style.casingWidth() > 0.0F ||
+                                    casing.lines.contains(style.lineColor()))) {
+                for (const QList<GisShapePoint>& part : line->parts()) {
+                    (symbols.*below)(toPixels(part), style, casing);
+                }
             }
         }
     }

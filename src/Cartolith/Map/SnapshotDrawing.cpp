@@ -1,5 +1,8 @@
 #include <Cartolith/Map/SnapshotDrawingInternal.h>
 
+#include <QImage>
+#include <QPainter>
+
 #include <algorithm>
 
 using namespace Cartolith::Core;
@@ -11,19 +14,50 @@ namespace {
 
 constexpr qsizetype together = 1024; // markers, from one question whether to go on to the next
 
+/// The view, and as much around it as the widest symbol reaches in (pixels of the device).
+Shapes::GisExtent visibleWith(const MapView& view, double reach) {
+    const double margin = (reach + 2.0) * view.unitsPerPixel();
+    return view.pictureExtent().inflate(margin, margin);
+}
+
+Raster::MarkerStamp stampOf(const Symbol::Marker& marker) {
+    if (marker.isPlain()) {
+        return {marker.size, marker.color, marker.outline.width, marker.outline.color};
+    }
+    return {marker.size > 0.0 ? marker.reach() : 0.0, [&marker](QImage& picture, QPointF place) {
+                QPainter painter(&picture);
+                painter.setRenderHint(QPainter::Antialiasing);
+                marker.paint(painter, place);
+            }};
+}
+
 } // namespace
 
 SnapshotDrawing::SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& view, const LineCasing& casing)
-    : m_snapshot(snapshot), m_view(view), m_visible(extentWithSymbols(snapshot, view)) {
+    : m_snapshot(snapshot), m_view(view) {
+    double reach = 0.0;
+    bool hasHalos = false;
+    bool hasCasings = false;
     m_looks.reserve(static_cast<std::size_t>(snapshot.styles().size()));
     for (const GisLayerStyle& style : snapshot.styles()) {
-        m_looks.push_back({symbolLook(style, view.devicePixelRatio(), casing), std::nullopt});
-        m_rounds = m_looks.back().casing ? 2 : m_rounds;
+        const Symbol& symbol =
+            m_looks.emplace_back(Look{Symbol(style, view.devicePixelRatio(), casing), {}}).symbol;
+        reach = std::max(reach, symbol.reach());
+        hasHalos = hasHalos || symbol.halo;
+        hasCasings = hasCasings || symbol.casing;
     }
+    m_visible = visibleWith(view, reach);
+    if (hasHalos) {
+        m_rounds.append(Round::Halos);
+    }
+    if (hasCasings) {
+        m_rounds.append(Round::Casings);
+    }
+    m_rounds.append(Round::Symbols);
 }
 
 bool SnapshotDrawing::nextRound() {
-    if (m_round + 1 >= m_rounds || m_snapshot.count() == 0) {
+    if (m_round + 1 >= m_rounds.size() || m_snapshot.count() == 0) {
         return false;
     }
     ++m_round;
@@ -34,7 +68,17 @@ bool SnapshotDrawing::nextRound() {
 const Raster::MarkerStamp& SnapshotDrawing::markerOf(qsizetype style) {
     Look& look = m_looks[static_cast<std::size_t>(style)];
     if (!look.marker) {
-        look.marker.emplace(look.markerSize, look.markerColor, look.line.width, look.line.color);
+        constexpr qsizetype most = qsizetype{64} << 20; // bytes, where sizes and rotations are many
+        if (m_stampBytes > most) {
+            for (const qsizetype stamped : m_stamped) {
+                m_looks[static_cast<std::size_t>(stamped)].marker.reset();
+            }
+            m_stamped.clear();
+            m_stampBytes = 0;
+        }
+        look.marker.emplace(stampOf(look.symbol.marker));
+        m_stamped.push_back(style);
+        m_stampBytes += look.marker->bytes();
     }
     return *look.marker;
 }
@@ -47,7 +91,7 @@ bool SnapshotDrawing::isSeenAlready(qsizetype i, const Look& look) {
     const LayerSnapshot::Box box = m_snapshot.box(i);
     const double pixel = m_view.unitsPerPixel();
     const bool isDot = box.right - box.left < pixel && box.top - box.bottom < pixel &&
-                       look.line.width >= thinnest && look.line.color.alpha() == 255;
+                       look.symbol.line.width >= thinnest && look.symbol.line.color.alpha() == 255;
     if (!isDot) {
         ++m_larger;
         return false;
@@ -78,14 +122,14 @@ void SnapshotDrawing::drawNext(Raster::Canvas& canvas) {
     const qsizetype i = m_position++;
     const LayerSnapshot::Kind kind = m_snapshot.kind(i);
     const qsizetype style = m_snapshot.styleNumber(i);
-    const bool isBelow = m_round + 1 < m_rounds; // only casings are drawn
+    const Round round = m_rounds.at(m_round);
     if (kind == LayerSnapshot::Kind::Point) {
         const qsizetype most = std::min(m_snapshot.count(), i + together);
         while (m_position < most && m_snapshot.kind(m_position) == kind &&
                m_snapshot.styleNumber(m_position) == style) {
             ++m_position;
         }
-        if (!isBelow) {
+        if (round == Round::Symbols) {
             canvas.markers(m_snapshot.coordinates(i, m_position), markerOf(style));
         }
         return;
@@ -94,17 +138,25 @@ void SnapshotDrawing::drawNext(Raster::Canvas& canvas) {
         return;
     }
     const Look& look = m_looks[static_cast<std::size_t>(style)];
-    if (!isBelow && isSeenAlready(i, look)) {
-        return;
-    }
-    if (kind == LayerSnapshot::Kind::Line) {
-        if (!isBelow) {
-            canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), look.line);
-        } else if (look.casing) {
-            canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), *look.casing);
+    if (round != Round::Symbols) {
+        const auto& below = round == Round::Halos ? look.symbol.halo : look.symbol.casing;
+        if (kind == LayerSnapshot::Kind::Line && below) {
+            canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), *below);
         }
-    } else if (!isBelow) {
-        canvas.area(m_snapshot.coordinates(i), m_snapshot.partEnds(i), look.fill, look.line);
+    } else if (isSeenAlready(i, look)) {
+        return;
+    } else if (kind == LayerSnapshot::Kind::Line) {
+        canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), look.symbol.line);
+    } else {
+        drawArea(canvas, i, look.symbol);
+    }
+}
+
+void SnapshotDrawing::drawArea(Raster::Canvas& canvas, qsizetype i, const Symbol& symbol) const {
+    canvas.area(m_snapshot.coordinates(i), m_snapshot.partEnds(i), symbol.fill,
+                symbol.outlineCasing ? *symbol.outlineCasing : symbol.line);
+    if (symbol.outlineCasing) {
+        canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), symbol.line, true);
     }
 }
 

@@ -3,7 +3,9 @@
 #include <Cartolith/Map/LayerSnapshot.h>
 #include <Cartolith/Map/Raster/Canvas.h>
 #include <Cartolith/Map/Raster/MarkerStamp.h>
-#include <Cartolith/Map/SymbolLookInternal.h>
+#include <Cartolith/Map/Symbol.h>
+
+#include <QList>
 
 #include <optional>
 #include <vector>
@@ -30,19 +32,23 @@ public:
 
     /// From 0 to 1.
     double progress() const {
-        const double all = static_cast<double>(m_snapshot.count()) * m_rounds;
-        return all > 0.0
-                   ? (static_cast<double>(m_snapshot.count()) * m_round + static_cast<double>(m_position)) /
-                         all
-                   : 1.0;
+        const double all = static_cast<double>(m_snapshot.count()) * static_cast<double>(m_rounds.size());
+        return all > 0.0 ? (static_cast<double>(m_snapshot.count()) * static_cast<double>(m_round) +
+                            static_cast<double>(m_position)) /
+                               all
+                         : 1.0;
     }
 
 private:
-    struct Look : SymbolLook {
+    struct Look {
+        Symbol symbol;
         std::optional<Raster::MarkerStamp> marker; // made when the first point asks for it
     };
 
+    enum class Round { Halos, Casings, Symbols };
+
     void drawNext(Raster::Canvas& canvas);
+    void drawArea(Raster::Canvas& canvas, qsizetype i, const Symbol& symbol) const;
     bool isSeenAlready(qsizetype i, const Look& look);
     bool nextRound();
     const Raster::MarkerStamp& markerOf(qsizetype style);
@@ -55,12 +61,14 @@ private:
 
     const LayerSnapshot& m_snapshot;
     const MapView m_view;
-    const Core::Shapes::GisExtent m_visible; ///< with what reaches in from outside
+    Core::Shapes::GisExtent m_visible; ///< with what reaches in from outside
     std::vector<Look> m_looks;
-    std::vector<Dot> m_dots; // of each pixel, when the first is asked for
-    quint32 m_larger = 0;    // shapes drawn
-    int m_rounds = 1;        ///< two where lines have casings, which lie below all of them
-    int m_round = 0;
+    std::vector<Dot> m_dots;          // of each pixel, when the first is asked for
+    quint32 m_larger = 0;             // shapes drawn
+    std::vector<qsizetype> m_stamped; // the looks that have a marker
+    qsizetype m_stampBytes = 0;
+    QList<Round> m_rounds; ///< halos and casings of lines lie below all of them
+    qsizetype m_round = 0;
     qsizetype m_position = 0;
 };
 

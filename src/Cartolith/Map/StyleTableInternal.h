@@ -15,7 +15,7 @@ public:
             return m_last;
         }
         const std::size_t key = qHashMulti(0, style.fillColor(), style.lineColor(), style.pointColor(),
-                                           style.lineWidth(), style.pointSize());
+                                           style.lineWidth(), style.pointSize(), style.markerRotation());
         for (auto it = m_numbers.constFind(key); it != m_numbers.cend() && it.key() == key; ++it) {
             if (m_styles.at(it.value()) == style) {
                 return m_last = it.value();

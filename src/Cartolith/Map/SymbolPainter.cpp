@@ -3,65 +3,62 @@
 #include <QPainter>
 #include <QPainterPath>
 
-#include <algorithm>
-
 using Cartolith::Core::Layers::GisLayerStyle;
 
 namespace Cartolith::Map {
 
-namespace {
-
-/// Sizes in pixels may come from a file: no size of a picture is beyond this, and NaN is none.
-double sane(float size) {
-    return size > 0.0F ? std::min(static_cast<double>(size), 10000.0) : 0.0;
+const Symbol& SymbolPainter::symbolOf(const GisLayerStyle& style) {
+    // Reading colours from text costs more than drawing a small shape; neighbours mostly look alike.
+    if (!m_symbol || !(m_inUse == style)) {
+        m_symbol.emplace(style);
+        m_inUse = style;
+    }
+    return *m_symbol;
 }
 
-} // namespace
-
-void SymbolPainter::use(Pens pens, const GisLayerStyle& style) {
-    // Reading colours from text costs more than drawing a small shape; neighbours mostly look alike.
-    if (m_pens == pens && m_inUse == style) {
-        return;
+void SymbolPainter::stroke(const QPolygonF& line, const Raster::Stroke& stroke) {
+    if (stroke.width > 0.0) {
+        m_painter.setPen(Symbol::penOf(stroke));
+        m_painter.drawPolyline(line);
     }
-    QColor fill(pens == Pens::Point ? style.pointColor() : style.fillColor());
-    if (pens == Pens::Shape) {
-        fill.setAlpha(fill.alpha() * std::clamp(style.fillOpacity(), 0, 255) / 255);
-    }
-    m_painter.setBrush(fill);
-    const double width = sane(style.lineWidth());
-    m_painter.setPen(width > 0.0
-                         ? QPen(QColor(style.lineColor()), width, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin)
-                         : QPen(Qt::NoPen));
-    m_inUse = style;
-    m_pens = pens;
 }
 
 void SymbolPainter::area(const QPainterPath& path, const GisLayerStyle& style) {
-    use(Pens::Shape, style);
+    const Symbol& symbol = symbolOf(style);
+    const QPen outline = symbol.line.width > 0.0 ? Symbol::penOf(symbol.line) : QPen(Qt::NoPen);
+    m_painter.setBrush(symbol.fill.color);
+    if (symbol.fill.pattern.isDrawn() || symbol.outlineCasing) {
+        m_painter.setPen(Qt::NoPen);
+        m_painter.drawPath(path);
+        Symbol::paint(m_painter, path, symbol.fill.pattern, m_origin);
+        m_painter.setBrush(Qt::NoBrush);
+        if (symbol.outlineCasing) {
+            m_painter.setPen(Symbol::penOf(*symbol.outlineCasing));
+            m_painter.drawPath(path);
+        }
+    }
+    m_painter.setPen(outline);
     m_painter.drawPath(path);
 }
 
 void SymbolPainter::line(const QPolygonF& line, const GisLayerStyle& style) {
-    use(Pens::Shape, style);
-    m_painter.drawPolyline(line);
+    stroke(line, symbolOf(style).line);
+}
+
+void SymbolPainter::halo(const QPolygonF& line, const GisLayerStyle& style, const LineCasing& casing) {
+    if (style.haloWidth() > 0.0F) {
+        stroke(line, *Symbol(style, 1.0, casing).halo);
+    }
 }
 
 void SymbolPainter::casing(const QPolygonF& line, const GisLayerStyle& style, const LineCasing& casing) {
-    if (!casing.lines.contains(style.lineColor())) {
-        return;
+    if (const Symbol symbol(style, 1.0, casing); symbol.casing) {
+        stroke(line, *symbol.casing);
     }
-    constexpr float beside = 0.8F; // pixels on each side
-    GisLayerStyle wider = style;
-    wider.setLineColor(casing.colour.name());
-    wider.setLineWidth(style.lineWidth() + 2.0F * beside);
-    use(Pens::Shape, wider);
-    m_painter.drawPolyline(line);
 }
 
 void SymbolPainter::point(QPointF centre, const GisLayerStyle& style) {
-    use(Pens::Point, style);
-    const double radius = sane(style.pointSize()) * 0.5;
-    m_painter.drawEllipse(centre, radius, radius);
+    symbolOf(style).marker.paint(m_painter, centre);
 }
 
 } // namespace Cartolith::Map

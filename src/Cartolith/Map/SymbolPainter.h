@@ -2,43 +2,44 @@
 
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Map/Export.h>
+#include <Cartolith/Map/Symbol.h>
 
-#include <QColor>
 #include <QPolygonF>
-#include <QStringList>
+
+#include <optional>
 
 class QPainter;
 class QPainterPath;
 
 namespace Cartolith::Map {
 
-/// A wider line below lines of some colours, which would hardly be seen without.
-struct CARTOLITH_MAP_EXPORT LineCasing {
-    QColor colour;
-    QStringList lines; ///< their colours
-};
-
 /// Draws single symbols in pixels as a style says: the shapes of a map and the samples of a legend look alike
-/// because both are drawn here. Leaves pen and brush of the painter as the last symbol needed them.
+/// because both are drawn here. Leaves pen and brush of the painter as the last symbol needed them. What a
+/// style leaves to each feature is resolved before.
 class CARTOLITH_MAP_EXPORT SymbolPainter {
 public:
     /// The painter must be active and outlive this object; nobody else sets its pen and brush meanwhile.
     explicit SymbolPainter(QPainter& painter) : m_painter(painter) {}
 
+    /// The place on the painter from which patterns repeat themselves; (0, 0) at first.
+    void setPatternOrigin(QPointF origin) { m_origin = origin; }
+
     void area(const QPainterPath& path, const Core::Layers::GisLayerStyle& style);
     void line(const QPolygonF& line, const Core::Layers::GisLayerStyle& style);
+    /// What lies below all casings; nothing when the style has no halo.
+    void halo(const QPolygonF& line, const Core::Layers::GisLayerStyle& style, const LineCasing& casing);
     /// What sets such a line off, to be drawn below it; nothing when there is none for it.
     void casing(const QPolygonF& line, const Core::Layers::GisLayerStyle& style, const LineCasing& casing);
     void point(QPointF centre, const Core::Layers::GisLayerStyle& style);
 
 private:
-    enum class Pens { None, Shape, Point };
-
-    void use(Pens pens, const Core::Layers::GisLayerStyle& style);
+    const Symbol& symbolOf(const Core::Layers::GisLayerStyle& style);
+    void stroke(const QPolygonF& line, const Raster::Stroke& stroke);
 
     QPainter& m_painter;
+    QPointF m_origin;
     Core::Layers::GisLayerStyle m_inUse;
-    Pens m_pens = Pens::None;
+    std::optional<Symbol> m_symbol;
 };
 
 } // namespace Cartolith::Map

@@ -2,7 +2,9 @@
 
 #include <Cartolith/Core/Export.h>
 #include <Cartolith/Core/Layers/LabelPlacementMode.h>
+#include <Cartolith/Core/Layers/SymbolSettings.h>
 
+#include <QList>
 #include <QSharedData>
 #include <QSharedDataPointer>
 #include <QString>
@@ -151,6 +153,110 @@ public:
     double labelRepeatDistance() const noexcept { return m_data->fields.labelRepeatDistance; }
     void setLabelRepeatDistance(double value);
 
+    /// \name Lines and outlines
+    /// @{
+    /// Drawn and left out in turn, in pixels, from the beginning of each part; empty draws all. The first 32
+    /// count; a length that is not greater than 0 is stored as 0, one above 10,000 as that.
+    const QList<double>& lineDashes() const noexcept { return m_data->fields.lineDashes; }
+    void setLineDashes(const QList<double>& value);
+
+    /// How far into the dashes a line begins, in pixels, from -10,000 to 10,000; NaN is stored as 0.
+    float lineDashOffset() const noexcept { return m_data->fields.lineDashOffset; }
+    void setLineDashOffset(float value);
+
+    LineCap lineCap() const noexcept { return m_data->fields.lineCap; }
+    void setLineCap(LineCap value) { set(&Fields::lineCap, value); }
+
+    LineJoin lineJoin() const noexcept { return m_data->fields.lineJoin; }
+    void setLineJoin(LineJoin value) { set(&Fields::lineJoin, value); }
+
+    /// Of the casing, a wider line below the line, without dashes. Below all lines of the layer, so that
+    /// crossings are open; below the outline of an area.
+    const QString& casingColor() const noexcept { return m_data->fields.casingColor; }
+    void setCasingColor(const QString& value) { set(&Fields::casingColor, value); }
+
+    /// In pixels, on each side; 0 draws none. Sizes are stored from 0 to 10,000, NaN as 0.
+    float casingWidth() const noexcept { return m_data->fields.casingWidth; }
+    void setCasingWidth(float value);
+    /// @}
+
+    /// \name Pattern on the fill of areas
+    /// Tied to the origin of the map, so that the patterns of neighbours are one.
+    /// @{
+    FillPattern fillPattern() const noexcept { return m_data->fields.fillPattern; }
+    void setFillPattern(FillPattern value) { set(&Fields::fillPattern, value); }
+
+    /// Whatever fillOpacity() is; #AARRGGBB makes it translucent.
+    const QString& patternColor() const noexcept { return m_data->fields.patternColor; }
+    void setPatternColor(const QString& value) { set(&Fields::patternColor, value); }
+
+    /// Degrees from 0 to less than 360; lines lie level at 0 and turn clockwise. What is not finite is stored
+    /// as 0.
+    float patternAngle() const noexcept { return m_data->fields.patternAngle; }
+    void setPatternAngle(float value);
+
+    /// From one line or dot to the next, in pixels, from 1 to 10,000; NaN is stored as 1.
+    float patternSpacing() const noexcept { return m_data->fields.patternSpacing; }
+    void setPatternSpacing(float value);
+
+    /// Of the lines, or the diameter of the dots, in pixels; a size as the casing's.
+    float patternWidth() const noexcept { return m_data->fields.patternWidth; }
+    void setPatternWidth(float value);
+    /// @}
+
+    /// \name Symbols of points
+    /// Filled with pointColor(), pointSize() large; the outline is the style's line.
+    /// @{
+    MarkerShape markerShape() const noexcept { return m_data->fields.markerShape; }
+    void setMarkerShape(MarkerShape value) { set(&Fields::markerShape, value); }
+
+    /// The text of an SVG document, for MarkerShape::Svg. Kept as it is; who draws it judges it.
+    const QString& markerSvg() const noexcept { return m_data->fields.markerSvg; }
+    void setMarkerSvg(const QString& value) { set(&Fields::markerSvg, value); }
+
+    /// Degrees clockwise, from 0 to less than 360; what is not finite is stored as 0.
+    float markerRotation() const noexcept { return m_data->fields.markerRotation; }
+    void setMarkerRotation(float value);
+
+    /// An attribute with further degrees for each feature.
+    const QString& markerRotationField() const noexcept { return m_data->fields.markerRotationField; }
+    void setMarkerRotationField(const QString& value) { set(&Fields::markerRotationField, value); }
+    /// @}
+
+    /// \name Halo
+    /// Around the symbols of points, and below the lines and casings of a layer.
+    /// @{
+    const QString& haloColor() const noexcept { return m_data->fields.haloColor; }
+    void setHaloColor(const QString& value) { set(&Fields::haloColor, value); }
+
+    /// In pixels beyond the symbol; 0 draws none. A size as the casing's.
+    float haloWidth() const noexcept { return m_data->fields.haloWidth; }
+    void setHaloWidth(float value);
+    /// @}
+
+    /// \name Size by value
+    /// Of points their size, of lines their width; GisFeatureSymbol has the rule.
+    /// @{
+    /// The attribute; empty for none.
+    const QString& sizeField() const noexcept { return m_data->fields.sizeField; }
+    void setSizeField(const QString& value) { set(&Fields::sizeField, value); }
+
+    /// The values with the least and the greatest size; what is not finite is stored as 0.
+    double sizeFromValue() const noexcept { return m_data->fields.sizeFromValue; }
+    void setSizeFromValue(double value);
+    double sizeToValue() const noexcept { return m_data->fields.sizeToValue; }
+    void setSizeToValue(double value);
+
+    /// In pixels; sizes as the casing's. The one may be the greater.
+    float sizeFrom() const noexcept { return m_data->fields.sizeFrom; }
+    void setSizeFrom(float value);
+    float sizeTo() const noexcept { return m_data->fields.sizeTo; }
+    void setSizeTo(float value);
+
+    SizeScaling sizeScaling() const noexcept { return m_data->fields.sizeScaling; }
+    void setSizeScaling(SizeScaling value) { set(&Fields::sizeScaling, value); }
+    /// @}
+
 private:
     struct Fields {
         bool operator==(const Fields& other) const = default;
@@ -186,6 +292,29 @@ private:
         float labelOffsetY = 0.0F;
         float labelRotationDegrees = 0.0F;
         double labelRepeatDistance = 0.0;
+        QList<double> lineDashes;
+        float lineDashOffset = 0.0F;
+        LineCap lineCap = LineCap::Round;
+        LineJoin lineJoin = LineJoin::Round;
+        QString casingColor = QStringLiteral("#FFFFFF");
+        float casingWidth = 0.0F;
+        FillPattern fillPattern = FillPattern::None;
+        QString patternColor = QStringLiteral("#253238");
+        float patternAngle = 45.0F;
+        float patternSpacing = 8.0F;
+        float patternWidth = 1.0F;
+        MarkerShape markerShape = MarkerShape::Circle;
+        QString markerSvg;
+        float markerRotation = 0.0F;
+        QString markerRotationField;
+        QString haloColor = QStringLiteral("#FFFFFF");
+        float haloWidth = 0.0F;
+        QString sizeField;
+        double sizeFromValue = 0.0;
+        double sizeToValue = 1.0;
+        float sizeFrom = 2.0F;
+        float sizeTo = 20.0F;
+        SizeScaling sizeScaling = SizeScaling::Area;
     };
     struct Data : QSharedData {
         Fields fields;

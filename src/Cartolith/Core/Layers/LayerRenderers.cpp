@@ -83,8 +83,16 @@ QList<GisGraduatedSymbolRange> classified(const GisLayerVector& layer, const QSt
         throw error(
             QStringLiteral("The method makes no classes of field '%1' with these settings.").arg(fieldName));
     }
-    return GisClassificationEngine::graduatedRanges(ranges, rampOrDefault(settings.ramp), layer.style(),
-                                                    settings.mode, settings.reversed);
+    auto styled = GisClassificationEngine::graduatedRanges(ranges, rampOrDefault(settings.ramp),
+                                                           layer.style(), settings.mode, settings.reversed);
+    const bool isLine = layer.shapeType() == Shapes::GisShapeType::Polyline;
+    for (qsizetype i = 0; (settings.firstSize > 0.0F || settings.lastSize > 0.0F) && i < styled.size(); ++i) {
+        const auto steps = static_cast<float>(std::max<qsizetype>(styled.size() - 1, 1));
+        const float size =
+            settings.firstSize + (settings.lastSize - settings.firstSize) * static_cast<float>(i) / steps;
+        isLine ? styled[i].style.setLineWidth(size) : styled[i].style.setPointSize(size);
+    }
+    return styled;
 }
 
 /// Numbers by size before everything else by its text; equal ones stay in their order.
@@ -102,6 +110,22 @@ bool comesBefore(const Internal::StoredSymbolValue& a, const Internal::StoredSym
 
 std::unique_ptr<GisSimpleSymbolRenderer> GisSymbolRendererFactory::simple(const GisLayerVector& layer) {
     return std::make_unique<GisSimpleSymbolRenderer>(layer.style());
+}
+
+std::unique_ptr<GisSimpleSymbolRenderer> GisSymbolRendererFactory::sized(const GisLayerVector& layer,
+                                                                         const QString& fieldName,
+                                                                         float least, float greatest,
+                                                                         Layers::SizeScaling scaling) {
+    const QList<double> values = numbers(layer, fieldName);
+    const auto [from, to] = std::minmax_element(values.cbegin(), values.cend());
+    Layers::GisLayerStyle style = layer.style();
+    style.setSizeField(fieldName);
+    style.setSizeFromValue(*from);
+    style.setSizeToValue(*to);
+    style.setSizeFrom(least);
+    style.setSizeTo(greatest);
+    style.setSizeScaling(scaling);
+    return std::make_unique<GisSimpleSymbolRenderer>(style);
 }
 
 std::unique_ptr<GisCategorizedSymbolRenderer>

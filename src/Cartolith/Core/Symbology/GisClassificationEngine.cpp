@@ -332,6 +332,9 @@ Layers::GisLayerStyle GisClassificationEngine::styleWithColor(const Layers::GisL
     style.setFillColor(color);
     style.setLineColor(color);
     style.setPointColor(color);
+    if (base.fillPattern() != Layers::FillPattern::None && base.fillOpacity() <= 0) {
+        style.setPatternColor(color); // the fill would not show it
+    }
     return style;
 }
 

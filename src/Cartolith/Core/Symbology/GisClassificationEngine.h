@@ -91,7 +91,8 @@ public:
     static QList<GisGraduatedSymbolRange> graduatedRanges(const Ranges& ranges, const GisColorRamp& ramp,
                                                           const Layers::GisLayerStyle& baseStyle,
                                                           GisColorRampMode mode, bool reversed);
-    /// The style with this colour for areas, lines and points.
+    /// The style with this colour for areas, lines and points; where the fill is transparent below a
+    /// pattern, also for that.
     static Layers::GisLayerStyle styleWithColor(const Layers::GisLayerStyle& base, const QString& color);
 
     /// Any order, values that are not finite are left out. O(n log k) for ascending classes.

@@ -29,6 +29,10 @@ struct GisClassificationSettings {
     bool reversed = false;
     double interval = 1.0;      ///< of DefinedInterval and the two standard-deviation methods
     QList<double> manualBreaks; ///< of Manual
+    /// Of the symbols (points and lines) of the first and the last class, in pixels, in even steps between;
+    /// both 0 leave them all the layer's.
+    float firstSize = 0.0F;
+    float lastSize = 0.0F;
 };
 
 /// Builds renderers from a layer's field. The layer is only read.
@@ -59,6 +63,12 @@ public:
                                                  const GisClassificationSettings& settings);
 
     static std::unique_ptr<GisSimpleSymbolRenderer> simple(const Layers::GisLayerVector& layer);
+    /// One style, with sizes by the field: from `least` pixels at its least number to `greatest` at its
+    /// greatest. The errors of graduated(). Where symbols are to be compared as areas, `least` should be to
+    /// `greatest` as the roots of those numbers, best 0 for a least number of 0.
+    static std::unique_ptr<GisSimpleSymbolRenderer>
+    sized(const Layers::GisLayerVector& layer, const QString& fieldName, float least, float greatest,
+          Layers::SizeScaling scaling = Layers::SizeScaling::Area);
     /// A class for each different value, ascending: numbers first, by size, then the rest by their text.
     /// Values that are equal by GisCategorizedSymbolRenderer::valuesEqual() share one, labelled with the
     /// first of them.

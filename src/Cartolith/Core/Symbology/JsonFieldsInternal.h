@@ -19,6 +19,8 @@ struct JsonField {
     QLatin1String name;
     QJsonValue (*write)(const Object& object, const JsonPath& path);
     void (*read)(Object& object, const QJsonValue& value, const JsonPath& path);
+    /// Of a member that is only written where it is another; null for those that always are.
+    bool (*isDefault)(const Object& object) = nullptr;
 };
 
 template <typename Object, typename Result>
@@ -39,6 +41,17 @@ constexpr auto property(const char* name) {
                                  fromJsonValue(member, value, path);
                                  std::invoke(setter, object, member);
                              }};
+}
+
+/// The same, written where it is not as in a new object.
+template <auto getter, auto setter>
+constexpr auto optionalProperty(const char* name) {
+    auto field = property<getter, setter>(name);
+    using Object = decltype(objectOf(getter));
+    field.isDefault = [](const Object& object) {
+        return std::invoke(getter, object) == std::invoke(getter, Object());
+    };
+    return field;
 }
 
 template <auto pointer>
@@ -65,7 +78,9 @@ template <typename Object>
 requires HasJsonFields<Object> QJsonObject writeFields(const Object& object, const JsonPath& path) {
     QJsonObject members;
     for (const JsonField<Object>& field : JsonFields<Object>::fields) {
-        members.insert(field.name, field.write(object, path.member(field.name)));
+        if (field.isDefault == nullptr || !field.isDefault(object)) {
+            members.insert(field.name, field.write(object, path.member(field.name)));
+        }
     }
     return members;
 }

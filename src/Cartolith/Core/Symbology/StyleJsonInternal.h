@@ -9,6 +9,16 @@ namespace Cartolith::Core::Symbology::Internal {
 
 QJsonValue toJsonValue(Layers::LabelPlacementMode mode, const JsonPath& path);
 void fromJsonValue(Layers::LabelPlacementMode& target, const QJsonValue& value, const JsonPath& path);
+QJsonValue toJsonValue(Layers::LineCap value, const JsonPath& path);
+void fromJsonValue(Layers::LineCap& target, const QJsonValue& value, const JsonPath& path);
+QJsonValue toJsonValue(Layers::LineJoin value, const JsonPath& path);
+void fromJsonValue(Layers::LineJoin& target, const QJsonValue& value, const JsonPath& path);
+QJsonValue toJsonValue(Layers::FillPattern value, const JsonPath& path);
+void fromJsonValue(Layers::FillPattern& target, const QJsonValue& value, const JsonPath& path);
+QJsonValue toJsonValue(Layers::MarkerShape value, const JsonPath& path);
+void fromJsonValue(Layers::MarkerShape& target, const QJsonValue& value, const JsonPath& path);
+QJsonValue toJsonValue(Layers::SizeScaling value, const JsonPath& path);
+void fromJsonValue(Layers::SizeScaling& target, const QJsonValue& value, const JsonPath& path);
 
 template <>
 struct JsonFields<Layers::GisLayerStyle> {
@@ -46,6 +56,29 @@ struct JsonFields<Layers::GisLayerStyle> {
         property<&Style::labelOffsetY, &Style::setLabelOffsetY>("labelOffsetY"),
         property<&Style::labelRotationDegrees, &Style::setLabelRotationDegrees>("labelRotationDegrees"),
         property<&Style::labelRepeatDistance, &Style::setLabelRepeatDistance>("labelRepeatDistance"),
+        optionalProperty<&Style::lineDashes, &Style::setLineDashes>("lineDashes"),
+        optionalProperty<&Style::lineDashOffset, &Style::setLineDashOffset>("lineDashOffset"),
+        optionalProperty<&Style::lineCap, &Style::setLineCap>("lineCap"),
+        optionalProperty<&Style::lineJoin, &Style::setLineJoin>("lineJoin"),
+        optionalProperty<&Style::casingColor, &Style::setCasingColor>("casingColor"),
+        optionalProperty<&Style::casingWidth, &Style::setCasingWidth>("casingWidth"),
+        optionalProperty<&Style::fillPattern, &Style::setFillPattern>("fillPattern"),
+        optionalProperty<&Style::patternColor, &Style::setPatternColor>("patternColor"),
+        optionalProperty<&Style::patternAngle, &Style::setPatternAngle>("patternAngle"),
+        optionalProperty<&Style::patternSpacing, &Style::setPatternSpacing>("patternSpacing"),
+        optionalProperty<&Style::patternWidth, &Style::setPatternWidth>("patternWidth"),
+        optionalProperty<&Style::markerShape, &Style::setMarkerShape>("markerShape"),
+        optionalProperty<&Style::markerSvg, &Style::setMarkerSvg>("markerSvg"),
+        optionalProperty<&Style::markerRotation, &Style::setMarkerRotation>("markerRotation"),
+        optionalProperty<&Style::markerRotationField, &Style::setMarkerRotationField>("markerRotationField"),
+        optionalProperty<&Style::haloColor, &Style::setHaloColor>("haloColor"),
+        optionalProperty<&Style::haloWidth, &Style::setHaloWidth>("haloWidth"),
+        optionalProperty<&Style::sizeField, &Style::setSizeField>("sizeField"),
+        optionalProperty<&Style::sizeFromValue, &Style::setSizeFromValue>("sizeFromValue"),
+        optionalProperty<&Style::sizeToValue, &Style::setSizeToValue>("sizeToValue"),
+        optionalProperty<&Style::sizeFrom, &Style::setSizeFrom>("sizeFrom"),
+        optionalProperty<&Style::sizeTo, &Style::setSizeTo>("sizeTo"),
+        optionalProperty<&Style::sizeScaling, &Style::setSizeScaling>("sizeScaling"),
     };
 };
 

@@ -9,15 +9,14 @@
 
 namespace Cartolith::Map::Output::Internal {
 
-namespace {
-
-QPainterPath pathOf(std::span<const double> parts, std::span<const qsizetype> ends, bool areClosed) {
+QPainterPath pathOf(std::span<const double> parts, std::span<const qsizetype> ends, bool areClosed,
+                    double scale) {
     QPainterPath path;
     qsizetype from = 0;
     for (const qsizetype end : ends) {
         for (qsizetype i = from; i < end; ++i) {
             const auto at = static_cast<std::size_t>(i) * 2;
-            const QPointF p(parts[at] * PdfTarget::steps, parts[at + 1] * PdfTarget::steps);
+            const QPointF p(parts[at] * scale, parts[at + 1] * scale);
             if (i == from) {
                 path.moveTo(p);
             } else {
@@ -34,27 +33,19 @@ QPainterPath pathOf(std::span<const double> parts, std::span<const qsizetype> en
     return path;
 }
 
-QPen penOf(const Raster::Stroke& stroke) {
+namespace {
+
+/// In steps of the page.
+QPen penOf(Raster::Stroke stroke) {
     if (!(stroke.width > 0.0) || stroke.color.alpha() == 0) {
         return Qt::NoPen;
     }
-    const double width = stroke.width * PdfTarget::steps;
-    QPen pen(stroke.color, width, Qt::SolidLine,
-             stroke.cap == Raster::LineCap::Round ? Qt::RoundCap : Qt::FlatCap,
-             stroke.join == Raster::LineJoin::Round ? Qt::RoundJoin : Qt::MiterJoin);
-    pen.setMiterLimit(stroke.mitreLimit);
-    QList<qreal> dashes;
-    double sum = 0.0;
-    for (const double dash : stroke.dashes) {
-        dashes.append(dash > 0.0 && qIsFinite(dash) ? dash / stroke.width : 0.0); // Qt counts in widths
-        sum += dashes.constLast();
+    stroke.width *= PdfTarget::steps;
+    stroke.dashOffset *= PdfTarget::steps;
+    for (double& dash : stroke.dashes) {
+        dash *= PdfTarget::steps;
     }
-    if (sum * stroke.width > 1e-3) {
-        dashes.append(dashes.size() % 2 == 0 ? QList<qreal>() : dashes);
-        pen.setDashPattern(dashes);
-        pen.setDashOffset(stroke.dashOffset / stroke.width);
-    }
-    return pen;
+    return Symbol::penOf(stroke);
 }
 
 } // namespace
@@ -81,36 +72,50 @@ void PdfTarget::endLayer() {
 
 void PdfTarget::draw(const QPainterPath& path, const QColor& fill, const Raster::Stroke& stroke) {
     m_painter.setBrush(fill.isValid() && fill.alpha() > 0 ? QBrush(fill) : QBrush(Qt::NoBrush));
-    if (stroke.casing > 0.0) {
-        Raster::Stroke wider = stroke;
-        wider.width += 2.0 * stroke.casing;
-        wider.color = stroke.casingColor;
-        m_painter.setPen(penOf(wider));
-        m_painter.drawPath(path);
-        m_painter.setBrush(Qt::NoBrush);
-    }
     m_painter.setPen(penOf(stroke));
     m_painter.drawPath(path);
 }
 
-void PdfTarget::area(std::span<const double> rings, std::span<const qsizetype> ends, const QColor& fill,
-                     const Raster::Stroke& outline) {
-    draw(pathOf(rings, ends, true), fill, outline);
+void PdfTarget::area(std::span<const double> rings, std::span<const qsizetype> ends, const Symbol& symbol,
+                     QPointF origin) {
+    const QPainterPath path = pathOf(rings, ends, true, steps);
+    QColor fill = symbol.fill.color;
+    if (symbol.fill.pattern.isDrawn()) {
+        draw(path, fill, {.width = 0.0});
+        fill = QColor();
+        m_painter.save();
+        m_painter.scale(steps, steps);
+        Symbol::paint(m_painter, pathOf(rings, ends, true), symbol.fill.pattern, origin);
+        m_painter.restore();
+    }
+    if (symbol.outlineCasing) {
+        draw(path, fill, *symbol.outlineCasing);
+        fill = QColor();
+    }
+    draw(path, fill, symbol.line);
 }
 
 void PdfTarget::line(std::span<const double> parts, std::span<const qsizetype> ends,
                      const Raster::Stroke& stroke) {
-    draw(pathOf(parts, ends, false), QColor(), stroke);
+    draw(pathOf(parts, ends, false, steps), QColor(), stroke);
 }
 
-void PdfTarget::marker(qsizetype /*style*/, const Map::Internal::SymbolLook& look, QPointF place) {
-    if (!m_frame.adjusted(-look.markerSize, -look.markerSize, look.markerSize, look.markerSize)
-             .contains(place)) {
+void PdfTarget::marker(qsizetype /*style*/, const Symbol::Marker& marker, QPointF place) {
+    const double reach = marker.reach();
+    if (!(marker.size > 0.0) || !m_frame.adjusted(-reach, -reach, reach, reach).contains(place)) {
         return;
     }
-    QPainterPath circle;
-    circle.addEllipse(place * steps, look.markerSize * steps / 2.0, look.markerSize * steps / 2.0);
-    draw(circle, look.markerColor, look.line);
+    if (marker.isPlain()) {
+        const double radius = marker.size * steps / 2.0;
+        QPainterPath circle;
+        circle.addEllipse(place * steps, radius, radius);
+        draw(circle, marker.color, marker.outline);
+        return;
+    }
+    m_painter.save();
+    m_painter.scale(steps, steps);
+    marker.paint(m_painter, place);
+    m_painter.restore();
 }
 
 void PdfTarget::picture(const QRectF& frame, const QImage& image) {

@@ -22,7 +22,7 @@ public:
 
     bool begin(QPaintDevice* /*device*/) override { return true; }
     bool end() override {
-        setClip({});
+        setClip(false, {});
         return true;
     }
     Type type() const override { return User; }
@@ -34,9 +34,8 @@ public:
         m_transform = changed.testFlag(DirtyTransform) ? next.transform() : m_transform;
         m_opacity = changed.testFlag(DirtyOpacity) ? next.opacity() : m_opacity;
         if ((changed & (DirtyClipPath | DirtyClipRegion | DirtyClipEnabled)) != DirtyFlags()) {
-            setClip(next.painter()->hasClipping()
-                        ? next.painter()->transform().mapRect(next.painter()->clipBoundingRect())
-                        : QRectF());
+            const QPainter& painter = *next.painter();
+            setClip(painter.hasClipping(), painter.transform().map(painter.clipPath()));
         }
     }
 
@@ -81,32 +80,48 @@ private:
         return color;
     }
 
-    void setClip(const QRectF& frame) {
-        if (frame == m_clip) {
+    void setClip(bool isOn, const QPainterPath& outline) {
+        if (isOn == m_isClipped && (!isOn || outline == m_clip)) {
             return;
         }
-        if (!m_clip.isNull()) {
+        if (m_isClipped) {
             m_svg.end();
         }
-        m_clip = frame;
-        if (!m_clip.isNull()) {
-            m_svg.beginClip(m_clip);
+        m_isClipped = isOn;
+        m_clip = outline;
+        QPainterPath box;
+        box.addRect(outline.boundingRect());
+        if (isOn && outline == box) {
+            m_svg.beginClip(box.boundingRect());
+        } else if (isOn) {
+            const Parts parts = partsOf(outline, {});
+            m_svg.beginClip(parts.coordinates, parts.ends);
         }
     }
 
-    /// One path of all its parts, which go by even and odd; curves in short pieces.
-    void write(const QPainterPath& path, const QBrush& brush) {
+    struct Parts {
         std::vector<double> coordinates;
         std::vector<qsizetype> ends;
         bool areClosed = true;
-        const auto parts = path.toSubpathPolygons(m_transform);
-        for (const QPolygonF& part : parts) {
-            areClosed = areClosed && part.isClosed();
-            for (const QPointF p : part) {
-                coordinates.insert(coordinates.end(), {p.x(), p.y()});
+    };
+    /// Curves in short pieces.
+    static Parts partsOf(const QPainterPath& path, const QTransform& transform) {
+        Parts parts;
+        const auto polygons = path.toSubpathPolygons(transform);
+        for (const QPolygonF& polygon : polygons) {
+            parts.areClosed = parts.areClosed && polygon.isClosed();
+            for (const QPointF p : polygon) {
+                parts.coordinates.insert(parts.coordinates.end(), {p.x(), p.y()});
             }
-            ends.push_back(static_cast<qsizetype>(coordinates.size() / 2));
+            parts.ends.push_back(static_cast<qsizetype>(parts.coordinates.size() / 2));
         }
+        return parts;
+    }
+
+    /// One path of all its parts, which go by even and odd.
+    void write(const QPainterPath& path, const QBrush& brush) {
+        const bool isUnion = path.fillRule() == Qt::WindingFill;
+        const auto [coordinates, ends, areClosed] = partsOf(isUnion ? path.simplified() : path, m_transform);
         Raster::Stroke stroke{.width = 0.0};
         if (m_pen.style() != Qt::NoPen) {
             const double scale = m_pen.isCosmetic() ? 1.0 : std::sqrt(std::abs(m_transform.determinant()));
@@ -135,7 +150,8 @@ private:
     QBrush m_brush;
     QTransform m_transform;
     double m_opacity = 1.0;
-    QRectF m_clip; // null without
+    bool m_isClipped = false;
+    QPainterPath m_clip;
 };
 
 class SvgDevice : public QPaintDevice {

@@ -1,4 +1,5 @@
 #include <Cartolith/Map/Labels/LabelVectors.h>
+#include <Cartolith/Map/Output/SvgPaintingInternal.h>
 #include <Cartolith/Map/Output/SvgTargetInternal.h>
 #include <Cartolith/Map/PictureBlendInternal.h>
 
@@ -38,9 +39,21 @@ void SvgTarget::endFeature() {
     }
 }
 
-void SvgTarget::area(std::span<const double> rings, std::span<const qsizetype> ends, const QColor& fill,
-                     const Raster::Stroke& outline) {
-    m_svg.area(rings, ends, fill, outline);
+void SvgTarget::area(std::span<const double> rings, std::span<const qsizetype> ends, const Symbol& symbol,
+                     QPointF origin) {
+    const bool isPlain = !symbol.fill.pattern.isDrawn() && !symbol.outlineCasing;
+    if (isPlain) {
+        m_svg.area(rings, ends, symbol.fill.color, symbol.line);
+        return;
+    }
+    m_svg.fill(rings, ends, symbol.fill.color);
+    paintSvg(m_svg, m_frame.size(), [&](QPainter& painter) {
+        Symbol::paint(painter, pathOf(rings, ends, true), symbol.fill.pattern, origin);
+    });
+    if (symbol.outlineCasing) {
+        m_svg.stroke(rings, ends, *symbol.outlineCasing, true);
+    }
+    m_svg.stroke(rings, ends, symbol.line, true);
 }
 
 void SvgTarget::line(std::span<const double> parts, std::span<const qsizetype> ends,
@@ -48,12 +61,17 @@ void SvgTarget::line(std::span<const double> parts, std::span<const qsizetype> e
     m_svg.stroke(parts, ends, stroke);
 }
 
-void SvgTarget::marker(qsizetype style, const Map::Internal::SymbolLook& look, QPointF place) {
+void SvgTarget::marker(qsizetype style, const Symbol::Marker& marker, QPointF place) {
+    if (!(marker.size > 0.0)) {
+        return;
+    }
+    if (marker.svg != nullptr || marker.haloWidth > 0.0) { // more than a path
+        paintSvg(m_svg, m_frame.size(), [&](QPainter& painter) { marker.paint(painter, place); });
+        return;
+    }
     auto symbol = m_symbols.constFind(style);
     if (symbol == m_symbols.cend()) {
-        QPainterPath circle;
-        circle.addEllipse(QPointF(), look.markerSize / 2.0, look.markerSize / 2.0);
-        symbol = m_symbols.insert(style, m_svg.addSymbol(circle, look.markerColor, look.line));
+        symbol = m_symbols.insert(style, m_svg.addSymbol(marker.path(), marker.color, marker.outline));
     }
     m_svg.marker(*symbol, place);
 }

@@ -19,11 +19,11 @@ public:
     void endLayer() override;
     void beginFeature(qint64 id) override;
     void endFeature() override;
-    void area(std::span<const double> rings, std::span<const qsizetype> ends, const QColor& fill,
-              const Raster::Stroke& outline) override;
+    void area(std::span<const double> rings, std::span<const qsizetype> ends, const Symbol& symbol,
+              QPointF origin) override;
     void line(std::span<const double> parts, std::span<const qsizetype> ends,
               const Raster::Stroke& stroke) override;
-    void marker(qsizetype style, const Map::Internal::SymbolLook& look, QPointF place) override;
+    void marker(qsizetype style, const Symbol::Marker& marker, QPointF place) override;
     void picture(const QRectF& frame, const QImage& image) override;
     void labels(std::span<const Labels::PlacedLabel> labels) override;
 

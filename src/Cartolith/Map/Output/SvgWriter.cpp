@@ -119,9 +119,13 @@ void SvgWriter::Private::stroke(const Stroke& style, double width, const QColor&
     attribute("stroke-width", width);
     if (style.cap == Raster::LineCap::Round) {
         text.append(" stroke-linecap=\"round\"");
+    } else if (style.cap == Raster::LineCap::Square) {
+        text.append(" stroke-linecap=\"square\"");
     }
     if (style.join == Raster::LineJoin::Round) {
         text.append(" stroke-linejoin=\"round\"");
+    } else if (style.join == Raster::LineJoin::Bevel) {
+        text.append(" stroke-linejoin=\"bevel\"");
     } else {
         attribute("stroke-miterlimit", std::max(1.0, style.mitreLimit * 2)); // SVG counts from tip to tip
     }
@@ -315,6 +319,15 @@ void SvgWriter::beginClip(const QRectF& frame) {
     d->text.append("<clipPath id=\"").append(id).append("\"><rect");
     d->frame(frame);
     d->text.append("/></clipPath>\n<g clip-path=\"url(#").append(id).append(")\"");
+    d->endElement(">\n");
+    d->open.append(QString());
+}
+
+void SvgWriter::beginClip(std::span<const double> rings, std::span<const qsizetype> ringEnds) {
+    const QByteArray id = "_clip" + QByteArray::number(++d->clips);
+    d->text.append("<clipPath id=\"").append(id).append("\">");
+    d->text.append(d->path(rings, ringEnds, true) ? " clip-rule=\"evenodd\"/>" : ""); // nothing is left of it
+    d->text.append("</clipPath>\n<g clip-path=\"url(#").append(id).append(")\"");
     d->endElement(">\n");
     d->open.append(QString());
 }

@@ -42,25 +42,34 @@ bool VectorDrawing::drawLayer(const MapRenderJob::Layer& layer) {
         drawPicture(snapshot);
         return goesOn(1.0);
     }
-    m_looks.clear();
+    m_symbols.clear();
+    double reach = 2.0; // pixels
+    bool hasHalos = false;
     bool hasCasings = false;
     for (const Core::Layers::GisLayerStyle& style : snapshot.styles()) {
-        m_looks.push_back(Map::Internal::symbolLook(style, view.devicePixelRatio(), layer.casing));
-        hasCasings = hasCasings || m_looks.back().casing;
+        const Symbol& symbol = m_symbols.emplace_back(style, view.devicePixelRatio(), layer.casing);
+        reach = std::max(reach, symbol.reach() + 2.0);
+        hasHalos = hasHalos || symbol.halo;
+        hasCasings = hasCasings || symbol.casing;
     }
-    const Core::Shapes::GisExtent visible = Map::Internal::extentWithSymbols(snapshot, view);
-    const double reach = (visible.width() - view.pictureExtent().width()) / 2.0 / view.unitsPerPixel();
-    const QRectF keep = QRectF(view.pictureFrame()).adjusted(-reach, -reach, reach, reach);
-    VectorPath path(view, keep, m_target.step());
-    const double all = static_cast<double>(snapshot.count()) * (hasCasings ? 2.0 : 1.0);
+    QList<Round> rounds;
+    if (hasHalos) {
+        rounds.append(Round::Halos);
+    }
+    if (hasCasings) {
+        rounds.append(Round::Casings);
+    }
+    rounds.append(Round::Symbols);
+    const double margin = reach * view.unitsPerPixel();
+    const Core::Shapes::GisExtent visible = view.pictureExtent().inflate(margin, margin);
+    VectorPath path(view, QRectF(view.pictureFrame()).adjusted(-reach, -reach, reach, reach),
+                    m_target.step());
+    const double all = static_cast<double>(snapshot.count()) * static_cast<double>(rounds.size());
     double done = 0.0;
-    for (const bool isCasing : {true, false}) { // those lie below all lines
-        if (isCasing && !hasCasings) {
-            continue;
-        }
+    for (const Round round : std::as_const(rounds)) {
         for (qsizetype i = 0; i < snapshot.count(); ++i, ++done) {
             if (snapshot.meets(i, visible)) {
-                drawFeature(snapshot, i, path, isCasing);
+                drawFeature(snapshot, i, path, round);
             }
             if (!goesOn(done / all)) {
                 return false;
@@ -70,30 +79,31 @@ bool VectorDrawing::drawLayer(const MapRenderJob::Layer& layer) {
     return true;
 }
 
-void VectorDrawing::drawFeature(const LayerSnapshot& snapshot, qsizetype i, VectorPath& path, bool isCasing) {
+void VectorDrawing::drawFeature(const LayerSnapshot& snapshot, qsizetype i, VectorPath& path, Round round) {
     const qsizetype style = snapshot.styleNumber(i);
-    const Map::Internal::SymbolLook& look = m_looks[static_cast<std::size_t>(style)];
+    const Symbol& symbol = m_symbols[static_cast<std::size_t>(style)];
     const LayerSnapshot::Kind kind = snapshot.kind(i);
     const bool isArea = kind == LayerSnapshot::Kind::Area;
-    if (isCasing && (kind != LayerSnapshot::Kind::Line || !look.casing)) {
+    const auto& below = round == Round::Halos ? symbol.halo : symbol.casing;
+    if (round != Round::Symbols && (kind != LayerSnapshot::Kind::Line || !below)) {
         return;
     }
     if (kind != LayerSnapshot::Kind::Point &&
-        !path.read(snapshot.coordinates(i), snapshot.partEnds(i), isArea, look.line.dashes.isEmpty())) {
+        !path.read(snapshot.coordinates(i), snapshot.partEnds(i), isArea, symbol.line.dashes.isEmpty())) {
         return;
     }
-    if (isCasing) {
-        m_target.line(path.coordinates(), path.ends(), *look.casing);
+    if (round != Round::Symbols) {
+        m_target.line(path.coordinates(), path.ends(), *below);
         return;
     }
     m_target.beginFeature(snapshot.id(i));
     if (kind == LayerSnapshot::Kind::Point) {
         const auto place = snapshot.coordinates(i);
-        m_target.marker(style, look, m_drawing.view.toPixel(place[0], place[1]));
+        m_target.marker(style, symbol.marker, m_drawing.view.toPixel(place[0], place[1]));
     } else if (isArea) {
-        m_target.area(path.coordinates(), path.ends(), look.fill, look.line);
+        m_target.area(path.coordinates(), path.ends(), symbol, m_drawing.view.toPixel(0.0, 0.0));
     } else {
-        m_target.line(path.coordinates(), path.ends(), look.line);
+        m_target.line(path.coordinates(), path.ends(), symbol.line);
     }
     m_target.endFeature();
 }

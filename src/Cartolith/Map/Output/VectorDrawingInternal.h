@@ -28,7 +28,9 @@ public:
 
 private:
     bool drawLayer(const MapRenderJob::Layer& layer);
-    void drawFeature(const LayerSnapshot& snapshot, qsizetype i, VectorPath& path, bool isCasing);
+    /// Halos and casings of lines lie below all lines of a layer.
+    enum class Round { Halos, Casings, Symbols };
+    void drawFeature(const LayerSnapshot& snapshot, qsizetype i, VectorPath& path, Round round);
     void drawPicture(const LayerSnapshot& snapshot);
     bool drawLabels();
     bool goesOn(double inLayer);
@@ -36,8 +38,8 @@ private:
     const MapDrawing& m_drawing;
     VectorTarget& m_target;
     const Progress& m_progress;
-    std::vector<Map::Internal::SymbolLook> m_looks; // of the layer
-    qsizetype m_done = 0;                           // layers
+    std::vector<Symbol> m_symbols; // of the layer's styles
+    qsizetype m_done = 0;          // layers
     int m_untilAsked = 0;
     QStringList m_pictures;
 };

@@ -2,15 +2,20 @@
 
 #include <Cartolith/Map/Labels/LabelPainter.h>
 #include <Cartolith/Map/MapRenderJob.h>
-#include <Cartolith/Map/SymbolLookInternal.h>
+#include <Cartolith/Map/Symbol.h>
 
 #include <QImage>
+#include <QPainterPath>
 #include <QPointF>
 #include <QRectF>
 
 #include <span>
 
 namespace Cartolith::Map::Output::Internal {
+
+/// As Qt has it. `scale` multiplies the coordinates.
+QPainterPath pathOf(std::span<const double> parts, std::span<const qsizetype> ends, bool areClosed,
+                    double scale = 1.0);
 
 /// Where VectorDrawing draws to. Coordinates are pixels of the sheet, x and y in turn.
 class VectorTarget {
@@ -29,12 +34,13 @@ public:
     virtual void beginFeature(qint64 /*id*/) {}
     virtual void endFeature() {}
 
-    virtual void area(std::span<const double> rings, std::span<const qsizetype> ends, const QColor& fill,
-                      const Raster::Stroke& outline) = 0;
+    /// `origin` is where the map has (0, 0).
+    virtual void area(std::span<const double> rings, std::span<const qsizetype> ends, const Symbol& symbol,
+                      QPointF origin) = 0;
     virtual void line(std::span<const double> parts, std::span<const qsizetype> ends,
                       const Raster::Stroke& stroke) = 0;
-    /// `style` is the number of the look in its layer.
-    virtual void marker(qsizetype style, const Map::Internal::SymbolLook& look, QPointF place) = 0;
+    /// `style` is the number of the symbol in its layer.
+    virtual void marker(qsizetype style, const Symbol::Marker& marker, QPointF place) = 0;
     virtual void picture(const QRectF& frame, const QImage& image) = 0;
     virtual void labels(std::span<const Labels::PlacedLabel> labels) = 0;
 };

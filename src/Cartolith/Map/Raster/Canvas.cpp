@@ -3,6 +3,7 @@
 #include <Cartolith/Map/Raster/CoverageInternal.h>
 #include <Cartolith/Map/Raster/FlatPathInternal.h>
 #include <Cartolith/Map/Raster/MarkerStamp.h>
+#include <Cartolith/Map/Raster/PatternSharesInternal.h>
 #include <Cartolith/Map/Raster/RingSignsInternal.h>
 #include <Cartolith/Map/Raster/StrokePiecesInternal.h>
 #include <Cartolith/Map/Raster/WholeInternal.h>
@@ -55,17 +56,19 @@ public:
 
     /// A share of an area: first of what no other area has, then over the others. So the shares of neighbours
     /// add up.
-    void blendFill(int row, int first, const std::uint8_t* shares, int count, std::uint32_t color) {
+    /// `colorAt` gives the colour of each.
+    template <typename ColorAt>
+    void blendFill(int row, int first, const std::uint8_t* shares, int count, ColorAt colorAt) {
         std::uint32_t* const to = pixels(row) + first;
         std::uint8_t* const before = takenIn(row) + first;
-        const bool isOpaque = color >> 24 == 255;
         for (int i = 0; i < count; ++i) {
             const std::uint32_t share = shares[i];
             const std::uint32_t had = before[i];
             if (share == 0) {
                 continue;
             }
-            if (share == 255 && (isOpaque || had == 0)) { // most of them: the inside
+            const std::uint32_t color = colorAt(i);
+            if (share == 255 && (color >> 24 == 255 || had == 0)) { // most of them: the inside
                 to[i] = color;
                 before[i] = 255;
                 continue;
@@ -129,7 +132,7 @@ public:
         return count;
     }
 
-    void fillRings(std::size_t count, QColor color) {
+    void fillRings(std::size_t count, const Fill& fill) {
         detach();
         double left = INFINITY;
         double top = INFINITY;
@@ -152,9 +155,23 @@ public:
                 coverage.add(rings[i].points, signs[i]);
             }
         }
-        const std::uint32_t pixel = qPremultiply(color.rgba());
+        const std::uint32_t pixel = qPremultiply(fill.color.rgba());
+        if (!fill.pattern.isDrawn()) {
+            coverage.end([&](int row, int first, const std::uint8_t* shares, int length) {
+                blendFill(row, first, shares, length, [pixel](int /*i*/) { return pixel; });
+            });
+            return;
+        }
+        // The pattern is part of the fill's colour, so neighbours meet without seams.
+        const Internal::PatternShares pattern(fill.pattern,
+                                              view.toPixel(0.0, 0.0) - view.pictureFrame().topLeft());
+        const std::uint32_t above = qPremultiply(fill.pattern.color.rgba());
         coverage.end([&](int row, int first, const std::uint8_t* shares, int length) {
-            blendFill(row, first, shares, length, pixel);
+            blendFill(row, first, shares, length, [&](int i) {
+                std::uint32_t color = pixel;
+                blendOver(color, scaled(above, pattern.at(first + i, row)));
+                return color;
+            });
         });
     }
 
@@ -200,9 +217,9 @@ QImage Canvas::image() const {
     return d->image;
 }
 
-void Canvas::fill(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color) {
-    if (!d->image.isNull() && color.alpha() > 0) {
-        d->fillRings(d->readRings(rings, ringEnds), color);
+void Canvas::fill(std::span<const double> rings, std::span<const qsizetype> ringEnds, const Fill& fill) {
+    if (!d->image.isNull() && fill.isDrawn()) {
+        d->fillRings(d->readRings(rings, ringEnds), fill);
     }
 }
 
@@ -220,7 +237,7 @@ void Canvas::stroke(std::span<const double> parts, std::span<const qsizetype> pa
     });
 }
 
-void Canvas::area(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color,
+void Canvas::area(std::span<const double> rings, std::span<const qsizetype> ringEnds, const Fill& fill,
                   const Stroke& outline) {
     if (d->image.isNull()) {
         return;
@@ -235,8 +252,8 @@ void Canvas::area(std::span<const double> rings, std::span<const qsizetype> ring
     const bool isHidden =
         hasOutline && outline.width >= least && outline.color.alpha() == 255 &&
         std::all_of(d->rings.cbegin(), d->rings.cbegin() + static_cast<std::ptrdiff_t>(count), isTiny);
-    if (!isHidden && color.alpha() > 0) {
-        d->fillRings(count, color);
+    if (!isHidden && fill.isDrawn()) {
+        d->fillRings(count, fill);
     }
     if (hasOutline) {
         d->drawStroke(outline, [&](double width) {

@@ -2,9 +2,9 @@
 
 #include <Cartolith/Map/Export.h>
 #include <Cartolith/Map/MapView.h>
+#include <Cartolith/Map/Raster/Fill.h>
 #include <Cartolith/Map/Raster/Stroke.h>
 
-#include <QColor>
 #include <QImage>
 
 #include <memory>
@@ -45,7 +45,7 @@ public:
 
     /// Rings one after the other, closed or not; `ringEnds` are the numbers of vertices up to the end of
     /// each. A ring in an odd number of others is a hole.
-    void fill(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color);
+    void fill(std::span<const double> rings, std::span<const qsizetype> ringEnds, const Fill& fill);
 
     /// Lines, or the outlines of rings when they are closed.
     void stroke(std::span<const double> parts, std::span<const qsizetype> partEnds, const Stroke& stroke,
@@ -53,7 +53,7 @@ public:
 
     /// The fill and then the outline, which hides what has no size. For areas of less than a pixel, only one
     /// of the two is drawn.
-    void area(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color,
+    void area(std::span<const double> rings, std::span<const qsizetype> ringEnds, const Fill& fill,
               const Stroke& outline);
 
     /// The marker at each place.

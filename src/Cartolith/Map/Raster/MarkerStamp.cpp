@@ -4,13 +4,43 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
+#include <new>
 
 namespace Cartolith::Map::Raster {
 
+namespace {
+
+constexpr double largestMarker = 1000.0; // pixels
+
+} // namespace
+
+MarkerStamp::MarkerStamp(double reach, const std::function<void(QImage& picture, QPointF place)>& draw) {
+    if (!(reach > 0.0)) {
+        return;
+    }
+    m_reach = static_cast<int>(std::ceil(std::min(reach, largestMarker) + 0.5));
+    m_side = 2 * m_reach + 2;
+    m_pixels.reserve(static_cast<qsizetype>(steps) * steps * m_side * m_side);
+    for (int place = 0; place < steps * steps; ++place) {
+        QImage picture(m_side, m_side, QImage::Format_ARGB32_Premultiplied);
+        if (picture.isNull()) {
+            throw std::bad_alloc();
+        }
+        picture.fill(Qt::transparent);
+        const int stepX = place % steps;
+        const int stepY = place / steps;
+        draw(picture, {m_reach + (stepX + 0.5) / steps, m_reach + (stepY + 0.5) / steps});
+        for (int row = 0; row < m_side; ++row) {
+            const auto* const line = reinterpret_cast<const QRgb*>(picture.constScanLine(row));
+            std::copy_n(line, m_side, std::back_inserter(m_pixels));
+        }
+    }
+}
+
 MarkerStamp::MarkerStamp(double diameter, QColor color, double outlineWidth, QColor outlineColor) {
-    constexpr double largest = 1000.0;
-    const double radius = diameter > 0.0 ? std::min(diameter, largest) * 0.5 : 0.0;
-    const double half = outlineWidth > 0.0 ? std::min(outlineWidth, largest) * 0.5 : 0.0;
+    const double radius = diameter > 0.0 ? std::min(diameter, largestMarker) * 0.5 : 0.0;
+    const double half = outlineWidth > 0.0 ? std::min(outlineWidth, largestMarker) * 0.5 : 0.0;
     if (radius + half <= 0.0) {
         return;
     }

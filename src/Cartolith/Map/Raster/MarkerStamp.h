@@ -3,17 +3,25 @@
 #include <Cartolith/Map/Export.h>
 
 #include <QColor>
+#include <QImage>
 #include <QList>
+#include <QPointF>
+
+#include <functional>
 
 namespace Cartolith::Map::Raster {
 
-/// A round marker, drawn once for places between the pixels (a quarter apart), to be set on a Canvas many
-/// times. Immutable; may be used by several canvases and threads.
+/// A marker, round or as somebody draws it, drawn once for places between the pixels (a quarter apart), to be
+/// set on a Canvas many times. Immutable; may be used by several canvases and threads.
 class CARTOLITH_MAP_EXPORT MarkerStamp {
 public:
     /// Sizes in pixels, of the circle and of its outline, which lies half outside; what is not greater than 0
     /// is not drawn, sizes above 1,000 count as that.
     MarkerStamp(double diameter, QColor color, double outlineWidth, QColor outlineColor);
+
+    /// Any other marker, which reaches so many pixels from its place (up to 1,000). `draw` is called for each
+    /// place between the pixels, with a transparent premultiplied picture and the place on it.
+    MarkerStamp(double reach, const std::function<void(QImage& picture, QPointF place)>& draw);
 
     static constexpr int steps = 4; ///< places between two pixels, to each side
 
@@ -25,6 +33,8 @@ public:
     const QRgb* pixels(int stepX, int stepY) const {
         return m_pixels.constData() + static_cast<qsizetype>(stepY * steps + stepX) * m_side * m_side;
     }
+
+    qsizetype bytes() const { return m_pixels.size() * static_cast<qsizetype>(sizeof(QRgb)); }
 
 private:
     int m_side = 0;

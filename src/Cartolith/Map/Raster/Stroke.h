@@ -6,13 +6,15 @@
 namespace Cartolith::Map::Raster {
 
 enum class LineCap : int {
-    Round = 0, ///< half a circle beyond the end
-    Butt = 1,  ///< nothing beyond the end
+    Round = 0,  ///< half a circle beyond the end
+    Butt = 1,   ///< nothing beyond the end
+    Square = 2, ///< half a square beyond the end
 };
 
 enum class LineJoin : int {
     Round = 0,
     Mitre = 1, ///< pointed, as far as Stroke::mitreLimit; cut off beyond
+    Bevel = 2, ///< cut off where the outer edges end
 };
 
 /// How lines are drawn. Lengths are pixels of the canvas.

@@ -39,6 +39,9 @@ struct Corner {
             const QPointF edge =
                 turn > 0.0 ? QPointF(inwards.y(), -inwards.x()) : QPointF(-inwards.y(), inwards.x());
             planes[count++] = {at + edge * radius, tip};
+            if (cosine > -0.99) { // or the inner edge would stick out on the other side
+                planes[count++] = {at + outward * radius, outward};
+            }
             reach = radius;
         }
     }
@@ -47,44 +50,57 @@ struct Corner {
     double reach = 0.0;
 };
 
+void addDot(StrokeMask& mask, QPointF p, const Stroke& stroke, double radius) {
+    if (stroke.cap == LineCap::Round) {
+        mask.addCapsule(p, p, radius);
+    } else if (stroke.cap == LineCap::Square) { // level, as it has no direction
+        const QPointF aside(radius, 0.0);
+        const std::array<EndPlane, 2> planes{{{p - aside, {-1.0, 0.0}}, {p + aside, {1.0, 0.0}}}};
+        mask.addStrip(p - aside, p + aside, radius, 1.0, planes);
+    }
+}
+
 /// One stretch without gaps; no vertex is where the one before is.
 void addStretch(StrokeMask& mask, std::span<const QPointF> points, bool isClosed, const Stroke& stroke,
                 double radius) {
     const std::size_t count = points.size();
     if (count == 1) {
-        if (stroke.cap == LineCap::Round) {
-            mask.addCapsule(points[0], points[0], radius);
-        }
+        addDot(mask, points[0], stroke, radius);
         return;
     }
-    const bool isMitre = stroke.join == LineJoin::Mitre;
+    const bool isPointed = stroke.join == LineJoin::Mitre || stroke.join == LineJoin::Bevel;
+    const double mitreLimit = stroke.join == LineJoin::Bevel ? 1.0 : stroke.mitreLimit;
     const std::size_t segments = isClosed && count > 2 ? count : count - 1;
     const bool hasEnds = segments < count;
+    const bool isCut = stroke.cap == LineCap::Butt || stroke.cap == LineCap::Square;
+    const double beyond = stroke.cap == LineCap::Square ? radius : 0.0;
     for (std::size_t i = 0; i < segments; ++i) {
-        const QPointF a = points[i];
-        const QPointF b = points[(i + 1) % count];
+        QPointF a = points[i];
+        QPointF b = points[(i + 1) % count];
         const bool isFirst = hasEnds && i == 0;
         const bool isLast = hasEnds && i + 1 == segments;
-        if (!isMitre && !(stroke.cap == LineCap::Butt && (isFirst || isLast))) {
+        if (!isPointed && !(isCut && (isFirst || isLast))) {
             mask.addCapsule(a, b, radius);
             continue;
         }
         const QPointF along = directionOf(a, b);
+        a -= isFirst ? along * beyond : QPointF();
+        b += isLast ? along * beyond : QPointF();
         std::array<EndPlane, 4> planes{};
         std::size_t planeCount = 0;
-        if (stroke.cap == LineCap::Butt && isFirst) {
+        if (isCut && isFirst) {
             planes[planeCount++] = {a, -along};
         }
-        if (stroke.cap == LineCap::Butt && isLast) {
+        if (isCut && isLast) {
             planes[planeCount++] = {b, along};
         }
-        if (!isMitre) {
+        if (!isPointed) {
             mask.addCapsule(a, b, radius, {planes.data(), planeCount});
             continue;
         }
         double reach = 0.0;
         const auto turn = [&](QPointF at, QPointF inwards, QPointF onwards) {
-            const Corner corner(at, inwards, onwards, radius, stroke.mitreLimit);
+            const Corner corner(at, inwards, onwards, radius, mitreLimit);
             std::copy_n(corner.planes.cbegin(), corner.count,
                         planes.begin() + static_cast<std::ptrdiff_t>(planeCount));
             planeCount += corner.count;
@@ -117,7 +133,9 @@ class DashPosition {
 public:
     DashPosition(const std::vector<double>& dashes, double period, double offset)
         : m_dashes(dashes), m_period(period), m_left(dashes[0]) {
-        advance(offset);
+        if (offset != 0.0) { // or a dot at the beginning would be passed over
+            advance(offset);
+        }
     }
     bool isDrawn() const { return m_dash % 2 == 0; }
     double left() const { return m_left; }
