@@ -2,6 +2,8 @@
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Map/Output/PageSetup.h>
+#include <Cartolith/Map/Output/TileScheme.h>
 
 #include <QColor>
 #include <QCommandLineParser>
@@ -16,6 +18,8 @@
 using namespace Cartolith::Core::Shapes;
 using Cartolith::Core::CoordinateSystems::CoordinateSystem;
 using Cartolith::Core::CoordinateSystems::CoordinateSystemFactory;
+using Cartolith::Map::Output::PageSetup;
+using Cartolith::Map::Output::TileScheme;
 
 namespace {
 
@@ -33,18 +37,57 @@ std::optional<QList<double>> numberList(const QString& text) {
     return values;
 }
 
+bool isPicture(const QSize& size) {
+    constexpr int least = 64;
+    constexpr int most = 16384;
+    return qMin(size.width(), size.height()) >= least && qMax(size.width(), size.height()) <= most;
+}
+
 } // namespace
 
 QSize Arguments::size(const QString& text) {
     static const QRegularExpression form(QStringLiteral("^(\\d{1,5})x(\\d{1,5})$"));
     const QRegularExpressionMatch match = form.match(text);
     const QSize size(match.captured(1).toInt(), match.captured(2).toInt());
-    constexpr int least = 64;
-    constexpr int most = 16384;
-    if (!match.hasMatch() || qMin(size.width(), size.height()) < least ||
-        qMax(size.width(), size.height()) > most) {
+    if (!match.hasMatch() || !isPicture(size)) {
         throw UsageError(
             QStringLiteral("--size wants WIDTHxHEIGHT in pixels, each from 64 to 16384, not '%1'").arg(text));
+    }
+    return size;
+}
+
+PageSetup Arguments::page(const QString& text) {
+    static const QRegularExpression form(QStringLiteral("^(\\d{1,4}(?:\\.\\d+)?)x(\\d{1,4}(?:\\.\\d+)?)mm$"));
+    const QRegularExpressionMatch match = form.match(text);
+    if (match.hasMatch()) {
+        PageSetup page;
+        page.size = QSizeF(match.captured(1).toDouble(), match.captured(2).toDouble());
+        constexpr double least = 10.0;
+        constexpr double most = 5000.0;
+        if (qMin(page.size.width(), page.size.height()) >= least &&
+            qMax(page.size.width(), page.size.height()) <= most) {
+            return page;
+        }
+    }
+    const QString landscape = QStringLiteral("-landscape");
+    const bool isLandscape = text.endsWith(landscape, Qt::CaseInsensitive);
+    const auto page = PageSetup::named(isLandscape ? text.chopped(landscape.size()) : text, isLandscape);
+    if (!page) {
+        throw UsageError(QStringLiteral("--page wants A4, A4-landscape and the like, or WIDTHxHEIGHTmm with "
+                                        "each side from 10 to 5000 mm, not '%1'")
+                             .arg(text));
+    }
+    return *page;
+}
+
+QSize Arguments::sizeOf(const PageSetup& page) {
+    const QSize size(static_cast<int>(page.sizeInPixels().width()),
+                     static_cast<int>(page.sizeInPixels().height()));
+    if (!isPicture(size)) {
+        throw UsageError(
+            QStringLiteral("at this --dpi the page has %1 x %2 pixels; each side wants 64 to 16384")
+                .arg(size.width())
+                .arg(size.height()));
     }
     return size;
 }
@@ -56,6 +99,34 @@ GisExtent Arguments::extent(const QString& text) {
             QStringLiteral("--extent wants xmin,ymin,xmax,ymax in map units, not '%1'").arg(text));
     }
     return {values->at(0), values->at(1), values->at(2), values->at(3)};
+}
+
+GisExtent Arguments::mercatorExtent(const QString& text) {
+    const auto values = numberList(text);
+    constexpr double most = 89.0;
+    if (!values || values->size() != 4 || !(values->at(0) < values->at(2) && values->at(1) < values->at(3)) ||
+        std::abs(values->at(0)) > 180.0 || std::abs(values->at(2)) > 180.0 ||
+        std::abs(values->at(1)) > 90.0 || std::abs(values->at(3)) > 90.0) {
+        throw UsageError(
+            QStringLiteral("--extent wants west,south,east,north in degrees, not '%1'").arg(text));
+    }
+    const auto x = [](double longitude) { return longitude / 180.0 * TileScheme::halfWorld; };
+    const auto y = [&](double latitude) {
+        const double radians = std::clamp(latitude, -most, most) * M_PI / 180.0;
+        return std::asinh(std::tan(radians)) / M_PI * TileScheme::halfWorld;
+    };
+    return {x(values->at(0)), y(values->at(1)), x(values->at(2)), y(values->at(3))};
+}
+
+std::pair<int, int> Arguments::zooms(const QString& text) {
+    static const QRegularExpression form(QStringLiteral("^(\\d{1,2})(?:-(\\d{1,2}))?$"));
+    const QRegularExpressionMatch match = form.match(text);
+    const int least = match.captured(1).toInt();
+    const int most = match.captured(2).isEmpty() ? least : match.captured(2).toInt();
+    if (!match.hasMatch() || least > most || most > TileScheme::maxZoom) {
+        throw UsageError(QStringLiteral("--zoom wants N or N-M, from 0 to 24, not '%1'").arg(text));
+    }
+    return {least, most};
 }
 
 namespace {

@@ -9,8 +9,13 @@
 
 #include <memory>
 #include <stdexcept>
+#include <utility>
 
 class QCommandLineParser;
+
+namespace Cartolith::Map::Output {
+struct PageSetup;
+}
 
 namespace Cartolith::Core::CoordinateSystems {
 class CoordinateSystem;
@@ -27,10 +32,18 @@ namespace Arguments {
 
 /// "1600x900", each side from 64 to 16384.
 QSize size(const QString& text);
+/// "A4", "A4-landscape", "420x297mm", each side from 10 to 5000 mm.
+Cartolith::Map::Output::PageSetup page(const QString& text);
+/// The whole pixels of a sheet of paper. \throws UsageError naming --dpi when there are too few or too many
+QSize sizeOf(const Cartolith::Map::Output::PageSetup& page);
 /// "xmin,ymin,xmax,ymax", finite.
 Cartolith::Core::Shapes::GisExtent extent(const QString& text);
 /// "x,y" in whatever units: finite, or the message of lonLat().
 Cartolith::Core::Shapes::GisShapePoint place(const QString& option, const QString& text);
+/// "west,south,east,north" in degrees, in metres of EPSG:3857.
+Cartolith::Core::Shapes::GisExtent mercatorExtent(const QString& text);
+/// "3" or "0-12".
+std::pair<int, int> zooms(const QString& text);
 /// "longitude,latitude" in degrees.
 Cartolith::Core::Shapes::GisShapePoint lonLat(const QString& option, const QString& text);
 /// A number within the closed bounds.

@@ -8,6 +8,7 @@
 namespace Commands {
 
 int render(const QStringList& arguments);
+int tiles(const QStringList& arguments);
 int info(const QStringList& arguments);
 int themes(const QStringList& arguments);
 int overlay(const QStringList& arguments);
@@ -19,6 +20,7 @@ int log(const QStringList& arguments);
 int licence(const QStringList& arguments);
 
 QString renderHelp();
+QString tilesHelp();
 QString infoHelp();
 QString themesHelp();
 QString overlayHelp();

@@ -29,6 +29,29 @@ QFont fontFor(const QSize& picture, const QString& text) {
     return font;
 }
 
+const QString text = QStringLiteral("Cartolith, no licence");
+
+QSize sizeIn(const QFont& font) {
+    const QFontMetricsF metrics(font);
+    return {static_cast<int>(std::ceil(metrics.horizontalAdvance(text) + font.pixelSize() / 2.0)),
+            static_cast<int>(std::ceil(metrics.height()))};
+}
+
+/// On paper of that colour; of its own where there is none.
+void drawIn(QPainter& painter, const QFont& font, const QRect& box, std::optional<QColor> paper) {
+    painter.setRenderHint(QPainter::TextAntialiasing);
+    if (!paper) {
+        constexpr int opacity = 190;
+        paper = QColor(255, 255, 255, opacity);
+        painter.fillRect(box, *paper);
+    }
+    constexpr int middle = 128;
+    painter.setFont(font);
+    painter.setPen(
+        QColor(qGray(paper->rgb()) < middle ? QStringLiteral("#C8C8C8") : QStringLiteral("#505050")));
+    painter.drawText(box, Qt::AlignCenter, text);
+}
+
 std::optional<QColor> onlyColour(const QImage& image, const QRect& box) {
     const QRgb first = image.pixel(box.topLeft());
     for (int y = box.top(); y <= box.bottom(); ++y) {
@@ -49,11 +72,8 @@ bool LicenceMark::isNeeded() {
 }
 
 void LicenceMark::draw(QImage& image) {
-    const QString text = QStringLiteral("Cartolith, no licence");
     const QFont font = fontFor(image.size(), text);
-    const QFontMetricsF metrics(font);
-    const QSize size(static_cast<int>(std::ceil(metrics.horizontalAdvance(text) + font.pixelSize() / 2.0)),
-                     static_cast<int>(std::ceil(metrics.height())));
+    const QSize size = sizeIn(font);
     constexpr int mostOfHeight = 6;
     if (size.width() > image.width() || size.height() * mostOfHeight > image.height()) {
         return;
@@ -70,15 +90,11 @@ void LicenceMark::draw(QImage& image) {
         }
     }
     QPainter painter(&image);
-    painter.setRenderHint(QPainter::TextAntialiasing);
-    if (!paper) {
-        constexpr int opacity = 190;
-        paper = QColor(255, 255, 255, opacity);
-        painter.fillRect(box, *paper);
-    }
-    constexpr int middle = 128;
-    painter.setFont(font);
-    painter.setPen(
-        QColor(qGray(paper->rgb()) < middle ? QStringLiteral("#C8C8C8") : QStringLiteral("#505050")));
-    painter.drawText(box, Qt::AlignCenter, text);
+    drawIn(painter, font, box, paper);
+}
+
+void LicenceMark::draw(QPainter& painter, const QSize& sheet) {
+    const QFont font = fontFor(sheet, text);
+    const QSize size = sizeIn(font);
+    drawIn(painter, font, QRect({0, sheet.height() - size.height()}, size), std::nullopt);
 }

@@ -1,6 +1,8 @@
 #pragma once
 
 class QImage;
+class QPainter;
+class QSize;
 
 /// The small mark on pictures of an unlicensed program: readable, in a corner, over nothing that it would
 /// hide.
@@ -14,5 +16,8 @@ bool isNeeded();
 /// through. It grows with the picture; one of less than about 90 by 60 pixels is too small for it and stays
 /// as it is.
 void draw(QImage& image);
+
+/// Into the lower left corner of a sheet of that size, so that what lies below shows through.
+void draw(QPainter& painter, const QSize& sheet);
 
 } // namespace LicenceMark

@@ -4,10 +4,12 @@
 #include "LicenceMark.h"
 
 #include <Cartolith/Map/Output/PictureFile.h>
+#include <Cartolith/Map/Output/VectorFile.h>
 
 #include <QImage>
 
-using Cartolith::Map::Output::PictureFile;
+using namespace Cartolith::Map;
+using Output::PictureFile;
 
 void MarkedPicture::checkName(const QString& command, const QString& path) {
     if (path.isEmpty()) {
@@ -24,8 +26,21 @@ void MarkedPicture::save(QImage image, const QString& path) {
     if (LicenceMark::isNeeded()) {
         LicenceMark::draw(image);
     }
-    Cartolith::Map::Output::PictureOptions options;
+    Output::PictureOptions options;
     constexpr double inch = 0.0254;
     options.dotsPerInch = image.dotsPerMeterX() * inch;
     PictureFile::save(image, path, options);
+}
+
+Output::VectorReport MarkedPicture::save(const MapDrawing& drawing, const QString& path,
+                                         Output::VectorOptions options, const QSize& sheet) {
+    if (LicenceMark::isNeeded()) {
+        options.above = [above = options.above, sheet](QPainter& painter) {
+            if (above) {
+                above(painter);
+            }
+            LicenceMark::draw(painter, sheet);
+        };
+    }
+    return Output::VectorFile::save(drawing, path, options);
 }

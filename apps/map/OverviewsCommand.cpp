@@ -1,5 +1,6 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "Interruption.h"
 #include "OpenLayer.h"
 #include "ProgressBar.h"
 
@@ -9,8 +10,6 @@
 #include <QFileInfo>
 #include <QLocale>
 
-#include <atomic>
-#include <csignal>
 #include <cstdio>
 #include <stdexcept>
 
@@ -34,8 +33,6 @@ Example
   cartolith-map overviews parcels.fgb
 )";
 
-std::atomic<bool> isInterrupted = false;
-
 } // namespace
 
 QString Commands::overviewsHelp() {
@@ -53,13 +50,12 @@ int Commands::overviews(const QStringList& arguments) {
     }
     const QString file = parser.positionalArguments().constFirst();
     const QString layer = parser.value("layer");
-    std::signal(SIGINT, [](int /*signal*/) { isInterrupted = true; });
-    std::signal(SIGTERM, [](int /*signal*/) { isInterrupted = true; });
+    Interruption::watch();
     {
         ProgressBar bar(QStringLiteral("Overviews"));
         const bool isMade = GisVectorOverviews::build(file, layer, [&bar](double fraction) {
             bar.show(fraction);
-            return !isInterrupted;
+            return !Interruption::isWanted();
         });
         if (!isMade) {
             throw std::runtime_error("interrupted; nothing was changed");

@@ -1,11 +1,9 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "MapInput.h"
 #include "MarkedPicture.h"
-#include "OpenLayer.h"
-#include "RasterMapLayer.h"
 #include "RenderOptions.h"
 #include "StepLog.h"
-#include "VectorMapLayer.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/GisLayer.h>
@@ -13,10 +11,10 @@
 #include <Cartolith/Map/MapPreparation.h>
 #include <Cartolith/Map/MapScene.h>
 #include <Cartolith/Map/MapSheet.h>
+#include <Cartolith/Map/Output/VectorFile.h>
 #include <Cartolith/Map/Projection.h>
 
 #include <QFileInfo>
-#include <QScopeGuard>
 
 #include <algorithm>
 #include <memory>
@@ -28,28 +26,9 @@ using CoordinateSystems::CoordinateSystem;
 using Shapes::GisExtent;
 using Shapes::GisShapePoint;
 using namespace Cartolith::Map;
+using MapInput::MapLayers;
 
 namespace {
-
-using MapLayers = std::vector<std::unique_ptr<MapLayer>>;
-
-std::unique_ptr<MapLayer> open(const LayerOptions& options, StepLog& log) {
-    if (options.isRaster) {
-        return std::make_unique<RasterMapLayer>(options.layer, options.raster, log);
-    }
-    return std::make_unique<VectorMapLayer>(options.layer, options.symbology, options.labels, log);
-}
-
-/// Where one layer is said to be on the earth, all must be.
-void requireAllOrNone(const MapLayers& layers, const RenderOptions& options) {
-    const auto isPlaced = [](const auto& layer) { return layer->system() != nullptr; };
-    if (options.system == nullptr && std::none_of(layers.begin(), layers.end(), isPlaced)) {
-        return;
-    }
-    for (std::size_t i = 0; i < layers.size(); ++i) {
-        requireSystem(layers[i]->system().get(), options.layers[i].layer.file);
-    }
-}
 
 /// The topmost thing at a place.
 QString describeAt(const MapLayers& layers, const GisShapePoint& lonLat, const CoordinateSystem* system,
@@ -67,43 +46,6 @@ QString describeAt(const MapLayers& layers, const GisShapePoint& lonLat, const C
         }
     }
     return QStringLiteral("nothing here");
-}
-
-/// Files to layers, in the map's coordinate system.
-MapLayers openAll(const RenderOptions& options, MapScene& scene, StepLog& log) {
-    MapLayers layers;
-    std::shared_ptr<CoordinateSystem> system = options.system;
-    for (const LayerOptions& layer : options.layers) {
-        layers.push_back(open(layer, log));
-        if (layer.isFirst && system == nullptr) {
-            system = layers.back()->system();
-        }
-    }
-    requireAllOrNone(layers, options);
-    scene.setCoordinateSystem(system);
-    for (const auto& layer : layers) {
-        layer->setMapSystem(system);
-        scene.insert(scene.count(), layer->entry());
-    }
-    return layers;
-}
-
-MapScene loadMap(const RenderOptions& options, StepLog& log) {
-    // Whoever names the map file wants what it names.
-    MapScene::Loaded loaded = MapScene::load(options.map, MapScene::Sources::Everything);
-    log.done("read", QStringLiteral("%1: %2 layers").arg(options.map).arg(loaded.scene.count()));
-    for (const QString& problem : std::as_const(loaded.problems)) {
-        log.answer("missing", problem);
-    }
-    if (loaded.scene.view().rotation() != 0.0) {
-        log.answer("north", QStringLiteral("the map was turned by %1 degrees; it is drawn with north up")
-                                .arg(loaded.scene.view().rotation()));
-    }
-    if (options.system != nullptr) {
-        loaded.scene.setCoordinateSystem(options.system);
-        loaded.scene.setView({}); // its numbers are of another system
-    }
-    return std::move(loaded.scene);
 }
 
 GisExtent allOf(MapScene& scene) {
@@ -153,15 +95,8 @@ MapSheet sheetOf(MapScene& scene, const MapLayers& layers, RenderOptions& option
     return sheet;
 }
 
-QImage drawMap(MapScene& scene, const MapLayers& layers, const MapView& view, StepLog& log) {
-    const auto end = qScopeGuard([&layers] {
-        for (const auto& layer : layers) {
-            layer->endReading();
-        }
-    });
-    for (const auto& layer : layers) {
-        layer->beginReading();
-    }
+MapDrawing prepare(MapScene& scene, const MapLayers& layers, const MapView& view) {
+    const MapInput::Reading reading(layers);
     MapPreparation preparation(scene, view);
     while (!preparation.step(std::chrono::hours(1))) {
     }
@@ -171,11 +106,15 @@ QImage drawMap(MapScene& scene, const MapLayers& layers, const MapView& view, St
     for (std::size_t i = 0; i < layers.size(); ++i) {
         layers[i]->report(scene.snapshot(static_cast<qsizetype>(i)), view);
     }
-    const auto job = preparation.job();
-    if (job->run() != MapRenderJob::State::Done) {
+    return preparation.drawing();
+}
+
+QImage pictureOf(const MapDrawing& drawing, StepLog& log) {
+    MapRenderJob job(drawing.view, drawing.layers, drawing.options);
+    if (job.run() != MapRenderJob::State::Done) {
         throw std::bad_alloc();
     }
-    const QList<MapRenderJob::Label> labels = job->labels();
+    const QList<MapRenderJob::Label> labels = job.labels();
     if (!labels.isEmpty()) {
         const auto placed =
             std::count_if(labels.cbegin(), labels.cend(), [](const MapRenderJob::Label& label) {
@@ -183,7 +122,30 @@ QImage drawMap(MapScene& scene, const MapLayers& layers, const MapView& view, St
             });
         log.done("label", QStringLiteral("%1 of %2 labels have room").arg(placed).arg(labels.size()));
     }
-    return job->compose();
+    return job.compose();
+}
+
+void writeVectors(const MapDrawing& drawing, const MapSheet& sheet, const QList<QImage>& insets,
+                  const RenderOptions& options, StepLog& log) {
+    const QSize pixels = sheet.description().pixels();
+    Output::VectorOptions vectors;
+    vectors.page = options.page;
+    if (!vectors.page) {
+        constexpr double inch = 25.4;
+        vectors.page.emplace();
+        vectors.page->dotsPerInch = sheet.description().dotsPerInch;
+        vectors.page->size = QSizeF(pixels) * (inch / vectors.page->dotsPerInch);
+    }
+    vectors.title = options.sheet.title;
+    vectors.below = [&sheet](QPainter& painter) { sheet.drawBelow(painter); };
+    vectors.above = [&sheet, &insets](QPainter& painter) { sheet.drawAbove(painter, insets); };
+    const Output::VectorReport report = MarkedPicture::save(drawing, options.output, vectors, pixels);
+    log.done("draw", QStringLiteral("%1 x %2 mm")
+                         .arg(QString::number(vectors.page->size.width(), 'f', 1),
+                              QString::number(vectors.page->size.height(), 'f', 1)));
+    if (!report.pictures.isEmpty()) {
+        log.done("pictures", report.pictures.join(QStringLiteral(", ")));
+    }
 }
 
 void saveMap(const MapLayers& layers, const MapScene& drawn, const MapView& view, const QString& path) {
@@ -209,9 +171,9 @@ int Commands::render(const QStringList& arguments) {
     MapScene scene;
     MapLayers layers;
     if (options.map.isEmpty()) {
-        layers = openAll(options, scene, log);
+        layers = MapInput::open(options, scene, log);
     } else {
-        scene = loadMap(options, log);
+        scene = MapInput::load(options, log);
     }
     const std::shared_ptr<CoordinateSystem> system = scene.coordinateSystem();
     QList<GisShapePoint> places;
@@ -232,11 +194,16 @@ int Commands::render(const QStringList& arguments) {
         log.answer("sheet", problem);
     }
     const QList<QImage> insets = Furniture::insetPictures(scene, sheet);
-    MapSheet::Content content;
-    content.picture = drawMap(scene, layers, sheet.view(), log);
-    const QImage image = sheet.draw({content}, insets);
-    log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
-    MarkedPicture::save(image, options.output);
+    const MapDrawing drawing = prepare(scene, layers, sheet.view());
+    if (Output::VectorFile::isFormat(options.output)) {
+        writeVectors(drawing, sheet, insets, options, log);
+    } else {
+        MapSheet::Content content;
+        content.picture = pictureOf(drawing, log);
+        const QImage image = sheet.draw({content}, insets);
+        log.done("draw", QStringLiteral("%1 x %2 pixels").arg(image.width()).arg(image.height()));
+        MarkedPicture::save(image, options.output);
+    }
     log.done("write",
              QStringLiteral("%1, %2 bytes").arg(options.output).arg(QFileInfo(options.output).size()));
     if (!options.saveMap.isEmpty()) {

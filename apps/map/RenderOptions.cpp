@@ -5,16 +5,22 @@
 #include "MarkedPicture.h"
 #include "OpenLayer.h"
 
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Map/Output/OutputFile.h>
+#include <Cartolith/Map/Output/VectorFile.h>
 
 #include <QCommandLineParser>
 
 #include <algorithm>
 #include <limits>
 
+using namespace Cartolith::Core;
 using namespace Cartolith::Map;
 
 namespace {
+
+constexpr int webMercator = 3857;
 
 const char* const renderText = R"(cartolith-map render: draw layers as a map
 
@@ -26,10 +32,13 @@ Rasters lie below vector layers; otherwise a later FILE lies on top. Of several,
 legend belong to the FILE they follow. The map has the coordinate system of the first FILE, or that of --crs; the others
 are taken into it. A FILE that does not say its coordinate system goes with none that does, unless --assume-crs says it.
 
-  -o, --output PICTURE      the picture to write; its ending tells the format (.png, .jpg, .bmp)
+  -o, --output PICTURE      the picture to write; its ending tells the format (.png, .jpg, .bmp), and .svg and .pdf have
+                            shapes as vectors and labels as text
   --layer NAME              the layer of FILE to draw; the first when not given
   --size WxH                pixels, 1600x900 when not given
-  --dpi N                   pixels to the inch, 96 when not given: symbols and labels grow with it
+  --page PAPER              draw on a sheet of paper: A4, A4-landscape, letter, ... or WIDTHxHEIGHT in millimetres, as
+                            420x297mm; takes the place of --size
+  --dpi N                   pixels to the inch, 96 when not given and 300 on paper: symbols and labels grow with it
   --crs CRS                 draw in this coordinate system: EPSG:n, WKT, PROJ text, or a file with one;
                             the first file's own when not given
 %3  --extent X1,Y1,X2,Y2      draw this part, in units of the map's coordinate system; everything when not given
@@ -64,6 +73,7 @@ Examples
   cartolith-map render data/world-countries.gpkg -o continents.png --categories continent --legend --theme Dark
   cartolith-map render data/world-countries.gpkg -o income.png --rules data/world-income.rules.json --legend
   cartolith-map render data/us-counties.gpkg -o ca.png --crs EPSG:3310 --extent=-400000,-620000,560000,460000
+  cartolith-map render data/us-counties.gpkg -o us.pdf --page A4-landscape --extent=-125,24,-66,50 --labels name
   cartolith-map render places.csv -o places.png --point "#C0392B" --identify 18.07,59.33
   cartolith-map render dem.tif --ramp Viridis --hillshade --legend roads.gpkg --line "#FFFFFF" -o roads.png
 
@@ -73,10 +83,42 @@ the features it shows. The picture is written beside its name first and put in p
 no value for is left out and counted.
 )";
 
+const char* const tilesText = R"(cartolith-map tiles: draw layers as tiles for the web
+
+  cartolith-map tiles FILE -o NAME.mbtiles --zoom 0-12 [options]
+  cartolith-map tiles FILE [its options] FILE [its options] ... -o FOLDER --zoom 0-12
+  cartolith-map tiles --map MAP -o NAME.mbtiles --zoom 0-12
+
+Draws the square of Web Mercator (EPSG:3857) in 4, 16, 64, ... tiles: into an MBTiles file, which is replaced, or a new
+folder with z/x/y.png. Labels go on across tiles. Interrupted (Ctrl-C), it leaves NAME.part; the same command goes on from
+there, as long as the files that it names are as they were. Options about looks are those of render.
+
+  -o, --output NAME         the file or folder to write
+  --zoom N-M                from this zoom to that, each from 0 to 24
+  --layer NAME              the layer of FILE to draw; the first when not given
+  --extent W,S,E,N          this part only, in degrees; everything when not given
+  --tile-size N             pixels, 256 when not given
+  --dpi N                   96 when not given: symbols and labels grow with it; 192 with --tile-size 512 is for dense
+                            displays
+  --format NAME             png when not given; jpg, webp
+  --background COLOUR       below everything; transparent when not given, and that of MAP
+  --name TEXT               the map's name in the file, and
+  --attribution TEXT        whose data it shows
+%3%1%2%4
+  --quiet                   do not say what was done
+
+Example
+  cartolith-map tiles data/gothenburg-roads.gpkg -o roads.mbtiles --zoom 10-15 --line "#C0392B" --labels name
+)";
+
+/// They have no sense for a single picture.
+const QStringList tileOptions{"zoom", "tile-size", "format", "background", "name", "attribution"};
+
 void addRenderOptions(QCommandLineParser& parser) {
     parser.addOptions({{{"o", "output"}, "", "picture"},
                        {"layer", "", "name"},
                        {"size", "", "WxH"},
+                       {"page", "", "paper"},
                        {"crs", "", "crs"},
                        {"assume-crs", "", "crs"},
                        {"extent", "", "extent"},
@@ -98,6 +140,9 @@ void addRenderOptions(QCommandLineParser& parser) {
                        {"map", "", "file"},
                        {"save-map", "", "file"},
                        {"quiet", ""}});
+    for (const QString& option : tileOptions) {
+        parser.addOption({option, QString(), QStringLiteral("value")});
+    }
     SymbologyOptions::addTo(parser);
     LabelOptions::addTo(parser);
     RasterOptions::addTo(parser);
@@ -151,20 +196,15 @@ QList<FileArguments> withTheme(QList<FileArguments> files, const QString& theme)
 
 } // namespace
 
-RenderOptions RenderOptions::of(const QStringList& arguments) {
-    QCommandLineParser parser;
-    addRenderOptions(parser);
-    if (!parser.parse(QStringList{QStringLiteral("render")} + arguments)) {
-        throw UsageError(parser.errorText());
-    }
+void RenderOptions::readLayers(const QString& command, const QStringList& arguments,
+                               const QCommandLineParser& parser) {
     QList<FileArguments> files = FileArguments::split(arguments, addRenderOptions);
-    RenderOptions options;
-    options.map = parser.value("map");
-    if (options.map.isEmpty() == files.isEmpty()) {
-        throw UsageError(options.map.isEmpty() ? QStringLiteral("render wants a FILE")
-                                               : QStringLiteral("--map takes the place of FILE"));
+    map = parser.value("map");
+    if (map.isEmpty() == files.isEmpty()) {
+        throw UsageError(map.isEmpty() ? QStringLiteral("%1 wants a FILE").arg(command)
+                                       : QStringLiteral("--map takes the place of FILE"));
     }
-    if (!options.map.isEmpty()) {
+    if (!map.isEmpty()) {
         Arguments::refuse(parser, {"layer",      "legend",   "legend-title", "labels", "label-priority",
                                    "identify",   "save-map", "fill",         "line",   "point",
                                    "width",      "field",    "categories",   "rules",  "style",
@@ -172,39 +212,58 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
                                    "assume-crs"},
                           QStringLiteral("does not go with --map"));
     }
-    options.saveMap = parser.value("save-map");
-    options.output = parser.value("output");
-    MarkedPicture::checkName(QStringLiteral("render"), options.output);
-    options.system = Arguments::coordinateSystem(parser, QStringLiteral("crs"));
-    Output::OutputFile::requireWritable(options.output);
-    if (!options.saveMap.isEmpty()) {
-        Output::OutputFile::requireWritable(options.saveMap);
-    }
     const QStringList styleFiles = parser.values("save-style");
     for (const QString& file : styleFiles) {
         Output::OutputFile::requireWritable(file);
     }
     if (parser.isSet("theme")) {
         files = withTheme(std::move(files), parser.value("theme"));
-        options.sheet.colours = SheetColours(*SymbologyOptions::theme(parser));
+        sheet.colours = SheetColours(*SymbologyOptions::theme(parser));
     }
     for (const FileArguments& file : files) {
-        options.layers.push_back(layerOptions(file));
+        layers.push_back(layerOptions(file));
     }
-    if (!options.layers.empty()) {
-        options.layers.front().isFirst = true;
+    if (!layers.empty()) {
+        layers.front().isFirst = true;
     }
-    std::stable_partition(options.layers.begin(), options.layers.end(),
+    std::stable_partition(layers.begin(), layers.end(),
                           [](const LayerOptions& layer) { return layer.isRaster; });
+    quiet = parser.isSet("quiet");
+}
+
+RenderOptions RenderOptions::of(const QStringList& arguments) {
+    QCommandLineParser parser;
+    addRenderOptions(parser);
+    if (!parser.parse(QStringList{QStringLiteral("render")} + arguments)) {
+        throw UsageError(parser.errorText());
+    }
+    Arguments::refuse(parser, tileOptions, QStringLiteral("goes with the command tiles"));
+    RenderOptions options;
+    options.saveMap = parser.value("save-map");
+    options.output = parser.value("output");
+    if (!Output::VectorFile::isFormat(options.output)) {
+        MarkedPicture::checkName(QStringLiteral("render"), options.output);
+    }
+    options.system = Arguments::coordinateSystem(parser, QStringLiteral("crs"));
+    Output::OutputFile::requireWritable(options.output);
+    if (!options.saveMap.isEmpty()) {
+        Output::OutputFile::requireWritable(options.saveMap);
+    }
+    options.readLayers(QStringLiteral("render"), arguments, parser);
     if (parser.isSet("sheet")) {
         Arguments::refuse(parser,
                           {"size", "dpi", "scale", "legend", "legend-title", "title", "note", "no-graticule",
-                           "graticule-above", "degrees", "scale-bar", "units", "north", "theme"},
+                           "graticule-above", "degrees", "scale-bar", "units", "north", "theme", "page"},
                           QStringLiteral("does not go with --sheet"));
         options.described = Furniture::SheetDescription::load(parser.value("sheet"));
     }
     if (parser.isSet("size")) {
         options.sheet.size = Arguments::size(parser.value("size"));
+    }
+    if (parser.isSet("page")) {
+        Arguments::refuse(parser, {"size"}, QStringLiteral("does not go with --page"));
+        options.page = Arguments::page(parser.value("page"));
+        options.sheet.dotsPerInch = options.page->dotsPerInch;
     }
     if (parser.isSet("extent")) {
         options.extent = Arguments::extent(parser.value("extent"));
@@ -214,6 +273,10 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     }
     if (parser.isSet("dpi")) {
         options.sheet.dotsPerInch = Arguments::number("dpi", parser.value("dpi"), 10.0, 2400.0);
+    }
+    if (options.page) {
+        options.page->dotsPerInch = options.sheet.dotsPerInch;
+        options.sheet.size = Arguments::sizeOf(*options.page);
     }
     options.sheet.title = parser.value("title");
     options.sheet.note = parser.value("note");
@@ -226,7 +289,6 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     for (const QString& place : std::as_const(options.identify)) {
         Arguments::place("identify", place);
     }
-    options.quiet = parser.isSet("quiet");
     const qint64 most = parser.isSet("at-most") ? Arguments::whole("at-most", parser.value("at-most"), 1,
                                                                    std::numeric_limits<int>::max())
                                                 : MapLayerOptions().most;
@@ -241,6 +303,55 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
         }
     }
     return options;
+}
+
+RenderOptions RenderOptions::ofTiles(const QStringList& arguments) {
+    QCommandLineParser parser;
+    addRenderOptions(parser);
+    if (!parser.parse(QStringList{QStringLiteral("tiles")} + arguments)) {
+        throw UsageError(parser.errorText());
+    }
+    Arguments::refuse(parser,
+                      {"size", "page", "crs", "scale", "legend", "legend-title", "title", "note", "identify",
+                       "no-graticule", "save-map", "at-most"},
+                      QStringLiteral("does not go with tiles"));
+    RenderOptions options;
+    options.output = parser.value("output");
+    if (options.output.isEmpty()) {
+        throw UsageError(QStringLiteral("tiles wants -o NAME.mbtiles or a folder"));
+    }
+    if (!parser.isSet("zoom")) {
+        throw UsageError(QStringLiteral("tiles wants --zoom N or N-M"));
+    }
+    options.system = CoordinateSystems::CoordinateSystemFactory::fromEpsg(webMercator);
+    const auto [least, most] = Arguments::zooms(parser.value("zoom"));
+    options.tiles.minZoom = least;
+    options.tiles.maxZoom = most;
+    if (parser.isSet("tile-size")) {
+        options.tiles.tileSize = Arguments::whole("tile-size", parser.value("tile-size"), 64, 1024);
+    }
+    if (parser.isSet("dpi")) {
+        options.sheet.dotsPerInch = Arguments::number("dpi", parser.value("dpi"), 10.0, 960.0);
+    }
+    if (parser.isSet("format")) {
+        options.tiles.format = parser.value("format").toLower().toLatin1();
+        MarkedPicture::checkName(QStringLiteral("tiles"), QStringLiteral("tile.") + options.tiles.format);
+    }
+    if (parser.isSet("extent")) {
+        options.tiles.extent = Arguments::mercatorExtent(parser.value("extent"));
+    }
+    if (parser.isSet("background")) {
+        options.background = QColor(Arguments::colour("background", parser.value("background")));
+    }
+    options.tiles.name = parser.value("name");
+    options.tiles.attribution = parser.value("attribution");
+    options.readLayers(QStringLiteral("tiles"), arguments, parser);
+    return options;
+}
+
+QString RenderOptions::tilesHelp() {
+    return QString::fromUtf8(tilesText).arg(SymbologyOptions::help(), RasterOptions::help(),
+                                            assumeSystemHelp(), LabelOptions::help());
 }
 
 QString RenderOptions::help() {

@@ -24,7 +24,8 @@ constexpr int usageError = 2;
 
 const char* const programHelp = R"(cartolith-map: maps from the command line
 
-  cartolith-map render FILE -o PICTURE   draw FILE as a map, and others on top of it
+  cartolith-map render FILE -o PICTURE   draw FILE as a map, and others on top of it: a picture, SVG or PDF
+  cartolith-map tiles FILE -o OUT        draw FILE as tiles for the web: an MBTiles file or a folder
   cartolith-map info FILE                say what is in FILE
   cartolith-map themes -o PICTURE        draw the built-in themes
   cartolith-map overlay A B -o OUT       union, intersection, difference of two layers of areas
@@ -51,6 +52,7 @@ struct Command {
 
 constexpr Command commands[] = {
     {"render", Commands::render, Commands::renderHelp},
+    {"tiles", Commands::tiles, Commands::tilesHelp},
     {"info", Commands::info, Commands::infoHelp},
     {"themes", Commands::themes, Commands::themesHelp},
     {"overlay", Commands::overlay, Commands::overlayHelp},

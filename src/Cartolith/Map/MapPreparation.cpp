@@ -86,20 +86,26 @@ const QStringList& MapPreparation::problems() const {
 }
 
 std::unique_ptr<MapRenderJob> MapPreparation::job() const {
-    QList<MapRenderJob::Layer> layers;
+    const MapDrawing all = drawing();
+    return std::make_unique<MapRenderJob>(all.view, all.layers, all.options);
+}
+
+MapDrawing MapPreparation::drawing() const {
+    MapDrawing drawing;
+    drawing.view = d->view;
+    drawing.system = d->scene.coordinateSystem();
     for (const MapScene::Private::Kept& kept : d->scene.d->entries) {
         if (d->scene.isDrawn(kept.entry, d->view) && !(kept.snapshot == LayerSnapshot())) {
-            layers.append({kept.snapshot, kept.entry.opacity, kept.entry.blend, kept.entry.casing});
+            drawing.layers.append({kept.snapshot, kept.entry.opacity, kept.entry.blend, kept.entry.casing});
             if (d->scene.selection() != nullptr) {
-                layers.last().selected = d->scene.selection()->ids(kept.entry.layer);
+                drawing.layers.last().selected = d->scene.selection()->ids(kept.entry.layer);
             }
         }
     }
-    MapRenderJob::Options options;
-    options.background = d->scene.background();
-    options.scaleDenominator = d->scene.scaleDenominator(d->view);
-    options.labelMemory = d->scene.d->labelMemory;
-    return std::make_unique<MapRenderJob>(d->view, layers, options);
+    drawing.options.background = d->scene.background();
+    drawing.options.scaleDenominator = d->scene.scaleDenominator(d->view);
+    drawing.options.labelMemory = d->scene.d->labelMemory;
+    return drawing;
 }
 
 } // namespace Cartolith::Map

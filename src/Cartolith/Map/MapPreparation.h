@@ -1,7 +1,7 @@
 #pragma once
 
 #include <Cartolith/Map/Export.h>
-#include <Cartolith/Map/MapRenderJob.h>
+#include <Cartolith/Map/MapDrawing.h>
 
 #include <QStringList>
 
@@ -39,6 +39,8 @@ public:
     /// Draws what there is: everything, after step() was true; before, layers as they were in an earlier
     /// picture. Never null.
     std::unique_ptr<MapRenderJob> job() const;
+    /// The same, for an output of another kind.
+    MapDrawing drawing() const;
 
 private:
     class Private;

@@ -51,7 +51,8 @@ public:
         double scaleDenominator = qQNaN();
         /// Of earlier pictures of the same map; may be null.
         std::shared_ptr<LabelMemory> labelMemory = nullptr;
-        bool hasLabels = true; ///< an overview beside a map does without
+        /// Without, labels are neither placed nor drawn.
+        bool hasLabels = true;
     };
 
     /// What became of a label.

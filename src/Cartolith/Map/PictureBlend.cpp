@@ -3,14 +3,11 @@
 #include <Cartolith/Map/Raster/BlendInternal.h>
 #include <Cartolith/Map/Raster/WholeInternal.h>
 
-#include <QPainter>
 #include <QTransform>
 
 namespace Cartolith::Map::Internal {
 
-namespace {
-
-QPainter::CompositionMode modeOf(LayerBlend blend) {
+QPainter::CompositionMode compositionMode(LayerBlend blend) {
     switch (blend) {
     case LayerBlend::Multiply:
         return QPainter::CompositionMode_Multiply;
@@ -28,8 +25,6 @@ QPainter::CompositionMode modeOf(LayerBlend blend) {
     return QPainter::CompositionMode_SourceOver;
 }
 
-} // namespace
-
 void layOver(QImage& below, const QImage& picture, double opacity, LayerBlend blend) {
     if (picture.isNull() || !(opacity > 0.0)) {
         return;
@@ -37,7 +32,7 @@ void layOver(QImage& below, const QImage& picture, double opacity, LayerBlend bl
     std::uint32_t* const pixels = ownPixels(below);
     if (blend != LayerBlend::Normal) {
         QPainter painter(&below);
-        painter.setCompositionMode(modeOf(blend));
+        painter.setCompositionMode(compositionMode(blend));
         painter.setOpacity(opacity);
         painter.drawImage(0, 0, picture);
         return;

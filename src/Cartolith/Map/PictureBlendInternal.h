@@ -5,9 +5,12 @@
 #include <Cartolith/Map/MapView.h>
 
 #include <QImage>
+#include <QPainter>
 
 /// Pictures as layers of others: premultiplied ARGB of the size of a view's pictureFrame().
 namespace Cartolith::Map::Internal {
+
+QPainter::CompositionMode compositionMode(LayerBlend blend);
 
 /// A null picture changes nothing.
 void layOver(QImage& below, const QImage& picture, double opacity, LayerBlend blend);

@@ -48,6 +48,7 @@ TEST(PdfGeoreference, IsReadBackByGdalToATenthOfAMillimetre) {
         double rotation;
         const char* paper;
         bool isLandscape;
+        const char* contains = "/Measure";
     };
     const std::vector<Row> rows = {
         {"UTM", "EPSG:32632", {600'000, 6'400'000}, 50'000, 0, "A4", false},
@@ -61,6 +62,15 @@ TEST(PdfGeoreference, IsReadBackByGdalToATenthOfAMillimetre) {
          10,
          "Letter",
          true},
+        {"a code that another has replaced",
+         "EPSG:2192",
+         {600'000, 2'200'000},
+         100'000,
+         0,
+         "Ledger",
+         true,
+         "/GPTS [46."},
+        {"grads", "EPSG:27572", {600'000, 2'200'000}, 100'000, 0, "A4", false},
         {"corners beyond the earth", "EPSG:8857", {0, 0}, 150e6, 0, "A4", true},
     };
     const QTemporaryDir folder;
@@ -75,6 +85,7 @@ TEST(PdfGeoreference, IsReadBackByGdalToATenthOfAMillimetre) {
         const QByteArray before = read(path);
         PdfGeoreference::addTo(path, view, *system);
         EXPECT_TRUE(read(path).startsWith(before)) << row.name;
+        EXPECT_TRUE(read(path).contains(row.contains)) << row.name;
 
         const char* const options[] = {"DPI=150", nullptr};
         const std::unique_ptr<GDALDataset> pdf(
@@ -106,6 +117,7 @@ TEST(PageSetup, ALineOfFiveKilometresIsAHundredMillimetresAtOneToFiftyThousand) 
         CoordinateSystems::CoordinateSystemFactory::fromUserInput("EPSG:32632");
     const PageSetup setup = PageSetup::named("A3", true).value();
     EXPECT_FALSE(PageSetup::named("A99").has_value());
+    EXPECT_LT(PageSetup::named("Ledger")->size.width(), PageSetup::named("Ledger", true)->size.width());
     EXPECT_NEAR(setup.frame().width() / setup.dotsPerInch * 25.4, 400, 1e-9);
     const MapView view = setup.view(QPointF(500'000, 6'400'000), 50'000, GroundScale(system));
     const QTemporaryDir folder;
@@ -142,6 +154,13 @@ TEST(PdfGeoreference, RefusesWhatItCannotExtend) {
     const QByteArray twice = good + PdfGeoreference::update(good, view, *system);
     const auto changed = [&good](const char* from, const char* to) { return QByteArray(good).replace(from, to); };
     const QByteArray table = good.mid(good.lastIndexOf("startxref") + 10).split('\n').front();
+    /// The tree of pages anew, with something that the page inherits.
+    const auto withPages = [&](const QByteArray& entry) {
+        const QByteArray pages = "\n3 0 obj\n<</Type /Pages /Kids [6 0 R] /Count 1 " + entry + ">>\nendobj\n";
+        return good + pages + "xref\n3 1\n" + QByteArray::number(good.size() + 1).rightJustified(10, '0') +
+               " 00000 n \ntrailer\n<</Size 20 /Root 2 0 R /Prev " + table + ">>\nstartxref\n" +
+               QByteArray::number(good.size() + pages.size()) + "\n%%EOF\n";
+    };
     struct Row {
         const char* name;
         QByteArray bytes;
@@ -154,6 +173,9 @@ TEST(PdfGeoreference, RefusesWhatItCannotExtend) {
         {"done already", twice, "viewport already"},
         {"encrypted", changed("/Root", "/Encrypt 1 0 R /Root"), "encrypted"},
         {"compressed table", good.first(good.size() - 30) + "\nstartxref\n9\n%%EOF", "no plain cross-reference"},
+        {"turned by its parent", withPages("/Rotate 90"), "no plain size"},
+        {"cropped by its parent", withPages("/CropBox [9 9 99 99]"), "no plain size"},
+        {"a bracket for a value", changed("/Root", "/A ] /Root"), "a value is missing"},
         {"circle", changed("/Root", ("/Prev " + table + " /Root").constData()), "in a circle"},
         {"pages in a circle", changed("/Kids \n[\n6 0 R", "/Kids \n[\n3 0 R"), "no tree"},
         {"a bracket that nobody opened", changed("/Kids", "/Kid]"), "a bracket is missing"},

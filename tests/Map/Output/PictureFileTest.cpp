@@ -11,7 +11,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <random>
+#include <sys/stat.h>
 
 using namespace Cartolith::Map::Output;
 
@@ -108,6 +110,12 @@ TEST(PictureFile, AFailureIsToldAndTheOldFileStays) {
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"map.png"});
     EXPECT_THAT([&] { PictureFile::save(image, folder.filePath("no/map.png")); },
                 testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr("no/map.png' could not be written")));
+    const QString pipe = folder.filePath("pipe");
+    ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
+    for (const auto& write : {std::function<void()>([&] { OutputFile::requireWritable(pipe); }),
+                              std::function<void()>([&] { OutputFile::write(pipe, [](QIODevice&) {}); })}) {
+        EXPECT_THAT(write, testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr("a pipe")));
+    }
 }
 
 } // namespace

@@ -103,6 +103,26 @@ TEST(SvgWriter, WritesShortWellFormedElements) {
          },
          R"svg(<use xlink:href="#_symbol1" x="10.5" y="20"/>
 <use xlink:href="#_symbol1" transform="translate(1 2)rotate(45)scale(2)"/>)svg"},
+        {"far places left out, casing of a symbol",
+         [](SvgWriter& svg) {
+             QPainterPath path;
+             path.addRect(0, 0, 1, 1);
+             const int symbol = svg.addSymbol(path, Qt::red, {.width = 1, .casing = 2});
+             svg.marker(symbol, {5e12, 7});
+             svg.text({.text = "far", .baseline = {7, -5e12}, .family = {}});
+         },
+         R"svg(stroke="#ffffff" stroke-width="5" stroke-linecap="round" stroke-linejoin="round"/><path d="M0 0L1 0L1 1L0 1L0 0" fill="none" fill-rule="evenodd" stroke="#000000" stroke-width="1" stroke-linecap="round" stroke-linejoin="round"/></g></defs>
+</svg>)svg"},
+        {"calls that fail, and those after the end",
+         [&](SvgWriter& svg) {
+             EXPECT_THROW(svg.image({0, 0, 1, 1}, QImage()), std::runtime_error);
+             EXPECT_THROW(svg.fill(squares, std::vector<qsizetype>{4, 10}, Qt::red), std::invalid_argument);
+             svg.finish();
+             for (int i = 0; i < 9000; ++i) {
+                 svg.text({.text = "late", .baseline = {}, .family = {}});
+             }
+         },
+         "viewBox=\"0 0 200 100\">\n</svg>\n"},
     };
     for (const Row& row : rows) {
         const QByteArray svg = svgOf(row.draw);

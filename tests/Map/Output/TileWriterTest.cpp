@@ -151,6 +151,63 @@ TEST_P(TileContainers, RefuseWhatIsNotTheirs) {
                 testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr("there already")));
 }
 
+TEST_P(TileContainers, LoseNothingWhereARunEndsAtAWrongMoment) {
+    const bool isFile = path().endsWith(".mbtiles");
+    // In its first moment: nothing is there yet.
+    QFile empty(path() + ".part");
+    ASSERT_TRUE(isFile ? empty.open(QIODevice::WriteOnly) : QDir().mkdir(empty.fileName()));
+    empty.close();
+    // In its last: all is drawn, and the name is taken.
+    int calls = 0;
+    const auto draw = [&calls](const GisExtent& extent, QSize size) {
+        ++calls;
+        return drawn(extent, size);
+    };
+    m_job.maxZoom = 1;
+    const auto takeName = [&](double share) { return share < 1.0 || QDir().mkpath(path() + "/taken"); };
+    EXPECT_THROW(TileWriter::write(path(), m_job, draw, takeName), std::runtime_error);
+    const int drawnOnce = calls;
+    ASSERT_TRUE(QDir(path()).removeRecursively());
+    EXPECT_EQ(TileWriter::write(path(), m_job, draw), TileWriter::Result::Complete);
+    EXPECT_EQ(calls, drawnOnce) << "nothing is drawn again";
+    EXPECT_EQ(files(), QStringList{GetParam()});
+    if (isFile) {
+        QFile log(path() + "-wal");
+        ASSERT_TRUE(log.open(QIODevice::WriteOnly));
+        EXPECT_THAT([&] { TileWriter::write(path(), m_job, draw); },
+                    testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr("has left")));
+    } else {
+        EXPECT_FALSE(QFile::exists(path() + "/.job"));
+    }
+}
+
+TEST_P(TileContainers, TellEveryPixelOfTilesAndEverySetting) {
+    m_job.format = "PNG";
+    m_job.tileSize = 100;
+    m_job.buffer = 0;
+    m_job.metatile = 1;
+    m_job.maxZoom = 1;
+    // Of one colour but for the last pixels of one tile, in a picture of bits.
+    const auto draw = [](const GisExtent& extent, QSize size) {
+        QImage bits(size, QImage::Format_Mono);
+        bits.fill(1);
+        if (extent.xMin() < 0 && extent.yMin() < 0) {
+            bits.setPixel(99, 5, 0);
+        }
+        return bits;
+    };
+    EXPECT_EQ(TileWriter::write(path(), m_job, draw, [](double share) { return share < 0.9; }),
+              TileWriter::Result::Cancelled);
+    TileJob nearly = m_job;
+    nearly.extent = {-half, -half, half, half - 1};
+    EXPECT_THAT([&] { TileWriter::write(path(), nearly, draw); },
+                testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr("begun with another map")));
+    EXPECT_EQ(TileWriter::write(path(), m_job, draw), TileWriter::Result::Complete);
+    if (!path().endsWith(".mbtiles")) {
+        EXPECT_NE(QImage(path() + "/1/0/1.png").pixel(99, 5), QImage(path() + "/1/1/1.png").pixel(99, 5));
+    }
+}
+
 INSTANTIATE_TEST_SUITE_P(Output, TileContainers, testing::Values("map.mbtiles", "tiles"), [](const auto& row) {
     return std::string(row.param).substr(0, 3) == "map" ? "MbTiles" : "Folder";
 });

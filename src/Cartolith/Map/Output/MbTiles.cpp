@@ -1,6 +1,6 @@
 #include <Cartolith/Map/Output/TileContainerInternal.h>
 
-#include <QFile>
+#include <QFileInfo>
 
 #include <array>
 #include <sqlite3.h>
@@ -23,8 +23,9 @@ constexpr std::array<const char*, 4> schema{
 /// of a single colour have the colour as their number, below 0; others are counted.
 class MbTiles : public TileContainer {
 public:
-    MbTiles(const QString& path, const QByteArray& job) : m_path(path) {
-        const bool isNew = !QFile::exists(path);
+    MbTiles(const QString& path, const QByteArray& job) : m_path(path), m_job(job) {
+        // Also one that a run left that ended before its first transaction did.
+        const bool isNew = QFileInfo(path).size() == 0;
         constexpr int flags = SQLITE_OPEN_READWRITE | SQLITE_OPEN_CREATE | SQLITE_OPEN_NOFOLLOW;
         sqlite3* file = nullptr;
         const int code = sqlite3_open_v2(path.toUtf8().constData(), &file, flags, nullptr);
@@ -78,6 +79,7 @@ public:
         for (auto row = metadata.begin(); row != metadata.end(); ++row) {
             setMetadata(row.key().toUtf8(), row.value().toString().toUtf8());
         }
+        setMetadata("job", m_job); // so that it can be opened again until it has its name
         run("COMMIT");
         close();
     }
@@ -164,6 +166,7 @@ private:
     }
 
     QString m_path;
+    QByteArray m_job;
     /// Closed after its statements; what is not committed goes.
     std::unique_ptr<sqlite3, int (*)(sqlite3*)> m_file{nullptr, sqlite3_close};
     qint64 m_next = 0;

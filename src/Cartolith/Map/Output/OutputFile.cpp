@@ -14,17 +14,23 @@ namespace {
     throw std::runtime_error(QStringLiteral("'%1' could not be written: %2").arg(path, reason).toStdString());
 }
 
-} // namespace
-
-void OutputFile::requireWritable(const QString& path) {
+/// What is at the end of a link. Not when a file cannot take its place.
+QFileInfo placeOf(const QString& path) {
     const QFileInfo link(path);
-    const QFileInfo file(link.isSymLink() ? link.symLinkTarget() : path);
+    QFileInfo file(link.isSymLink() ? link.symLinkTarget() : path);
     if (file.isDir()) {
         refuse(path, QStringLiteral("it is a folder"));
     }
     if (file.exists() && !file.isFile()) {
-        return; // a device: writing tells
+        refuse(path, QStringLiteral("it is a device or a pipe, which no file can take the place of"));
     }
+    return file;
+}
+
+} // namespace
+
+void OutputFile::requireWritable(const QString& path) {
+    const QFileInfo file = placeOf(path);
     // The folder decides whether a file can be replaced; but one that is protected is meant to stay.
     constexpr auto anybody = QFile::WriteOwner | QFile::WriteGroup | QFile::WriteOther;
     if (file.exists() && ((file.permissions() & anybody) == 0 || !file.isWritable())) {
@@ -38,6 +44,7 @@ void OutputFile::requireWritable(const QString& path) {
 }
 
 void OutputFile::write(const QString& path, const std::function<void(QIODevice&)>& content) {
+    placeOf(path);
     QSaveFile file(path);
     if (!file.open(QIODevice::WriteOnly)) {
         refuse(path, file.errorString());

@@ -15,7 +15,8 @@ public:
     OutputFile() = delete;
 
     /// Finds out whether a file can be written there, before the work is done whose result it is to hold.
-    /// Leaves nothing behind. \throws std::runtime_error "'...' could not be written: ..."
+    /// Leaves nothing behind. What is no plain file (a folder, a device, a pipe) is refused, here and in
+    /// write(). \throws std::runtime_error "'...' could not be written: ..."
     static void requireWritable(const QString& path);
 
     /// Written beside its name first and put in place when it is complete: other programs, and whoever starts

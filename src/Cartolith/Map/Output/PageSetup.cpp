@@ -5,6 +5,9 @@
 #include <QPageSize>
 #include <QPdfWriter>
 
+#include <cmath>
+#include <stdexcept>
+
 namespace Cartolith::Map::Output {
 
 std::optional<PageSetup> PageSetup::named(const QString& name, bool isLandscape) {
@@ -13,7 +16,7 @@ std::optional<PageSetup> PageSetup::named(const QString& name, bool isLandscape)
         if (id != QPageSize::Custom && QPageSize::key(id).compare(name, Qt::CaseInsensitive) == 0) {
             PageSetup setup;
             setup.size = QPageSize::size(id, QPageSize::Millimeter);
-            if (isLandscape) {
+            if (isLandscape != (setup.size.width() > setup.size.height())) { // some lie by themselves
                 setup.size.transpose();
             }
             return setup;
@@ -40,10 +43,17 @@ MapView PageSetup::view(QPointF center, double denominator, const GroundScale& g
 }
 
 MapView PageSetup::view(const Core::Shapes::GisExtent& extent) const {
-    return MapView(extent, frame()).withDotsPerInch(dotsPerInch);
+    constexpr double ofStyles = 96.0; // pixels to the inch
+    const double ratio = dotsPerInch / ofStyles;
+    const QRectF onSheet = frame();
+    return MapView(extent, QRectF(onSheet.topLeft() / ratio, onSheet.size() / ratio))
+        .withDevicePixelRatio(ratio);
 }
 
 void PageSetup::apply(QPdfWriter& writer) const {
+    if (!(std::abs(dotsPerInch - std::round(dotsPerInch)) < 1e-6 && dotsPerInch > 0.5 && dotsPerInch < 1e6)) {
+        throw std::invalid_argument("a page has a whole number of dots to the inch");
+    }
     const bool isLandscape = size.width() > size.height();
     QPageLayout layout(QPageSize(isLandscape ? size.transposed() : size, QPageSize::Millimeter, QString(),
                                  QPageSize::ExactMatch),

@@ -24,8 +24,8 @@ struct CARTOLITH_MAP_EXPORT PageSetup {
     QMarginsF margins{10.0, 10.0, 10.0, 10.0}; ///< millimetres; the map is what they leave
     double dotsPerInch = 300.0;                ///< pixels in 25.4 mm
 
-    /// "A4", "letter" and the other names of QPageSize in any case, upright or on its side; nothing for a
-    /// name that is none.
+    /// "A4", "letter" and the other names of QPageSize in any case, upright or on its side, however the paper
+    /// of that name lies; nothing for a name that is none.
     static std::optional<PageSetup> named(const QString& name, bool isLandscape = false);
 
     /// The sheet in pixels, not rounded.
@@ -36,10 +36,11 @@ struct CARTOLITH_MAP_EXPORT PageSetup {
     /// The map on the sheet, at 1 to `denominator` in the middle. Cannot be used where there is no room or
     /// no such scale.
     MapView view(QPointF center, double denominator, const GroundScale& ground) const;
-    /// All of the extent.
+    /// All of the extent. Sizes in styles are 1/96 inch on paper, too.
     MapView view(const Core::Shapes::GisExtent& extent) const;
 
     /// Has a painter on the writer use pixels of this sheet. Before QPainter::begin().
+    /// \throws std::invalid_argument when dotsPerInch is no whole number, which writers need
     void apply(QPdfWriter& writer) const;
 };
 

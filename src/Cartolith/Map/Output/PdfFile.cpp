@@ -151,9 +151,11 @@ private:
     qint64 m_place;
 };
 
-PdfFile::Reference referenceOf(QByteArrayView text) {
+} // namespace
+
+PdfFile::Reference PdfFile::referenceOf(QByteArrayView text) {
     Tokens tokens(text, 0);
-    PdfFile::Reference id;
+    Reference id;
     id.number = tokens.number();
     id.generation = tokens.number();
     if (tokens.next() != "R") {
@@ -161,8 +163,6 @@ PdfFile::Reference referenceOf(QByteArrayView text) {
     }
     return id;
 }
-
-} // namespace
 
 PdfFile::PdfFile(QByteArrayView bytes) : m_bytes(bytes) {
     if (!bytes.startsWith("%PDF-")) {
@@ -244,7 +244,7 @@ PdfFile::Page PdfFile::page(int index) const {
     const Page catalogue = object(referenceOf(m_trailer.value("Root")));
     struct Node {
         Reference id;
-        QByteArrayView mediaBox;
+        Dictionary inherited;
     };
     qint64 scanned = 0;
     QList<Node> open{{referenceOf(catalogue.entries.value("Pages")), {}}};
@@ -255,10 +255,15 @@ PdfFile::Page PdfFile::page(int index) const {
         if (scanned > 4 * m_bytes.size()) {
             refuse("its tree of pages is no tree"); // nor are objects within each other read again and again
         }
-        const QByteArrayView mediaBox = found.entries.value("MediaBox", node.mediaBox);
+        Dictionary inherited = node.inherited;
+        for (const char* key : {"MediaBox", "CropBox", "Rotate"}) {
+            if (found.entries.contains(key)) {
+                inherited.insert(key, found.entries.value(key));
+            }
+        }
         if (!found.entries.contains("Kids")) {
             if (index-- == 0) {
-                found.entries.insert("MediaBox", mediaBox);
+                found.entries.insert(inherited);
                 return found;
             }
             continue;
@@ -269,7 +274,7 @@ PdfFile::Page PdfFile::page(int index) const {
         }
         QList<Node> children;
         while (kids.peek() != "]") {
-            children.append({referenceOf(kids.value()), mediaBox});
+            children.append({referenceOf(kids.value()), inherited});
         }
         if (open.size() + children.size() > mostNodes) {
             refuse("it has too many pages");

@@ -25,7 +25,7 @@ public:
     struct Page {
         Reference id;
         QByteArrayView text; ///< of its dictionary, with the brackets
-        Dictionary entries;  ///< with a MediaBox, its own or that of its parents
+        Dictionary entries;  ///< with what it inherits of MediaBox, CropBox and Rotate
     };
 
     /// The bytes outlive this. \throws std::runtime_error "this PDF cannot be extended: ..."
@@ -35,6 +35,11 @@ public:
     qint64 tableOffset() const { return m_tableOffset; }
     /// One more than the highest number of an object.
     qint64 objectCount() const { return m_objectCount; }
+
+    /// Where objects begin, by number; -1 for those that are no more.
+    const QHash<qint64, qint64>& offsets() const { return m_offsets; }
+    /// What "9 0 R" names. \throws std::runtime_error as above
+    static Reference referenceOf(QByteArrayView text);
 
     /// Counted from 0. \throws std::runtime_error as above when there is no such page
     Page page(int index) const;
@@ -47,7 +52,7 @@ private:
     Page object(const Reference& id) const;
 
     QByteArrayView m_bytes;
-    QHash<qint64, qint64> m_offsets; ///< of objects by number, -1 for those that are no more
+    QHash<qint64, qint64> m_offsets;
     Dictionary m_trailer;
     qint64 m_tableOffset = 0;
     qint64 m_previous = -1;

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
 #include <Cartolith/Map/MapView.h>
 #include <Cartolith/Map/Output/DeviceInternal.h>
 #include <Cartolith/Map/Output/OutputFile.h>
@@ -34,17 +35,30 @@ public:
 
 OGRSpatialReference referenceOf(const CoordinateSystem& system) {
     OGRSpatialReference reference;
+    // A code means itself, also where another has taken its place.
+    const CPLConfigOptionSetter asGiven("OSR_USE_NON_DEPRECATED", "NO", false);
+    const bool isText = system.epsgCode() <= 0;
     const bool isKnown =
+        (!isText || Core::CoordinateSystems::CoordinateSystemFactory::fromUserInput(system.definition())) &&
         (system.epsgCode() > 0
              ? reference.importFromEPSG(system.epsgCode())
              : reference.SetFromUserInput(system.definition().toUtf8().constData(),
                                           OGRSpatialReference::SET_FROM_USER_INPUT_LIMITATIONS_get())) ==
-        OGRERR_NONE;
+            OGRERR_NONE;
     if (!isKnown) {
         throw std::runtime_error("GDAL/PROJ does not know the coordinate system of the map");
     }
     reference.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
     return reference;
+}
+
+/// A reader may take another code's system for a deprecated one: then only the text says which it is.
+bool isReplaced(int code) {
+    const CPLConfigOptionSetter byDefault("OSR_USE_NON_DEPRECATED", "YES", false);
+    OGRSpatialReference taken;
+    taken.importFromEPSG(code);
+    const char* const number = taken.GetAuthorityCode(nullptr);
+    return number == nullptr || QByteArray(number).toInt() != code;
 }
 
 QByteArray wktOf(const OGRSpatialReference& reference) {
@@ -93,6 +107,7 @@ Places placesOf(const MapView& view, const OGRSpatialReference& reference) {
     if (transformation == nullptr || back == nullptr) {
         throw std::runtime_error("GDAL/PROJ could not create the transformation to degrees");
     }
+    const double quarter = M_PI / 2.0 / degrees->GetAngularUnits(); // of a turn, in grads for some
     const QRectF frame = view.frame();
     for (double half = 0.5; half > 1e-3; half *= 0.5) {
         Places places;
@@ -103,7 +118,7 @@ Places placesOf(const MapView& view, const OGRSpatialReference& reference) {
             double x = place.x();
             double y = place.y();
             const bool isOnEarth = transformation->Transform(1, &x, &y) != 0 && std::isfinite(x) &&
-                                   std::isfinite(y) && std::abs(y) <= 90.0;
+                                   std::isfinite(y) && std::abs(y) <= quarter;
             double returnedX = x;
             double returnedY = y;
             // Beyond its edge a projection may give the places of another part of the map.
@@ -131,7 +146,10 @@ QList<double> boxOf(const MapView& view, const PdfFile::Page& page) {
                             ? page.entries.value("UserUnit").toByteArray().toDouble(&isUnit)
                             : 1.0;
     const QByteArrayView turn = page.entries.value("Rotate", "0");
-    if (media.size() != 4 || !isUnit || !(unit > 0) || turn != "0") {
+    // Of which the upper left corner is that of the sheet as it is seen.
+    const bool isCropped =
+        page.entries.contains("CropBox") && PdfFile::numbersOf(page.entries.value("CropBox")) != media;
+    if (media.size() != 4 || !isUnit || !(unit > 0) || turn != "0" || isCropped) {
         throw std::runtime_error("this PDF cannot be extended: the page has no plain size");
     }
     const double scale = 72.0 / view.dotsPerInch() / unit;
@@ -163,8 +181,9 @@ QByteArray PdfGeoreference::update(QByteArrayView pdf, const MapView& view, cons
     const OGRSpatialReference reference = referenceOf(system);
     const QByteArray box = array(boxOf(view, target));
     const Places places = placesOf(view, reference);
-    const QByteArray code =
-        system.epsgCode() > 0 ? "/EPSG " + QByteArray::number(system.epsgCode()) + '\n' : "";
+    const QByteArray code = system.epsgCode() > 0 && !isReplaced(system.epsgCode())
+                                ? "/EPSG " + QByteArray::number(system.epsgCode()) + '\n'
+                                : "";
     const auto number = [](qint64 value) { return QByteArray::number(value); };
     const qint64 first = file.objectCount();
 

@@ -8,6 +8,7 @@
 #include <QSet>
 #include <QStringList>
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <stdexcept>
@@ -40,6 +41,16 @@ bool isDrawn(const Stroke& stroke) {
     return stroke.width > 0 && stroke.color.isValid() && stroke.color.alpha() > 0;
 }
 
+/// Numbers beyond would need more digits than a reader takes.
+bool isCoordinate(double value) {
+    constexpr double farthest = 1e12;
+    return std::abs(value) <= farthest;
+}
+
+bool isPlace(QPointF place) {
+    return isCoordinate(place.x()) && isCoordinate(place.y());
+}
+
 double lengthOf(double dash) {
     return dash > 0 && std::isfinite(dash) ? dash : 0.0;
 }
@@ -53,7 +64,9 @@ public:
     }
 
     void flush(qsizetype from) {
-        if (text.size() >= from) {
+        if (isFinished) {
+            text.clear();
+        } else if (text.size() >= from) {
             Internal::writeAll(device, text);
             text.resize(0);
         }
@@ -136,7 +149,7 @@ void SvgWriter::Private::stroke(const Stroke& style, double width, const QColor&
 
 bool SvgWriter::Private::part(std::span<const double> coordinates, bool isClosed, bool isFirst) {
     for (const double value : coordinates) {
-        if (!(std::abs(value) <= 1e12)) {
+        if (!isCoordinate(value)) {
             return false;
         }
     }
@@ -185,12 +198,13 @@ bool SvgWriter::Private::part(std::span<const double> coordinates, bool isClosed
 
 bool SvgWriter::Private::path(std::span<const double> parts, std::span<const qsizetype> ends,
                               bool areClosed) {
+    if (!std::is_sorted(ends.begin(), ends.end()) ||
+        (!ends.empty() && (ends.front() < 0 || static_cast<std::size_t>(ends.back()) * 2 > parts.size()))) {
+        throw std::invalid_argument("the ends of the parts do not fit their coordinates");
+    }
     bool isAny = false;
     qsizetype begin = 0;
     for (const qsizetype end : ends) {
-        if (end < begin || static_cast<std::size_t>(end) * 2 > parts.size()) {
-            throw std::invalid_argument("the ends of the parts do not fit their coordinates");
-        }
         const auto first = static_cast<std::size_t>(begin) * 2;
         isAny =
             part(parts.subspan(first, static_cast<std::size_t>(end) * 2 - first), areClosed, !isAny) || isAny;
@@ -309,6 +323,15 @@ void SvgWriter::beginClip(const QRectF& frame) {
     d->open.append(QString());
 }
 
+void SvgWriter::beginClip(std::span<const double> rings, std::span<const qsizetype> ringEnds) {
+    const QByteArray id = "_clip" + QByteArray::number(++d->clips);
+    d->text.append("<clipPath id=\"").append(id).append("\">");
+    d->text.append(d->path(rings, ringEnds, true) ? " clip-rule=\"evenodd\"/>" : ""); // nothing is left of it
+    d->text.append("</clipPath>\n<g clip-path=\"url(#").append(id).append(")\"");
+    d->endElement(">\n");
+    d->open.append(QString());
+}
+
 void SvgWriter::end() {
     if (d->open.isEmpty()) {
         throw std::logic_error("nothing is open that could be ended");
@@ -332,22 +355,33 @@ void SvgWriter::area(std::span<const double> rings, std::span<const qsizetype> r
 }
 
 int SvgWriter::addSymbol(const QPainterPath& path, QColor color, const Stroke& outline) {
-    d->text.append("<defs><path id=\"_symbol").append(QByteArray::number(++d->symbols)).append("\" d=\"");
+    QByteArray shape;
     for (int i = 0; i < path.elementCount(); ++i) {
         const QPainterPath::Element element = path.elementAt(i);
         constexpr std::array<const char*, 4> letters{"M", "L", "C", " "}; // by QPainterPath::ElementType
-        d->text.append(letters.at(static_cast<std::size_t>(element.type)));
-        SvgSyntax::appendNumber(d->text, element.x);
-        d->text.append(' ');
-        SvgSyntax::appendNumber(d->text, element.y);
+        shape.append(letters.at(static_cast<std::size_t>(element.type)));
+        SvgSyntax::appendNumber(shape, element.x);
+        shape.append(' ');
+        SvgSyntax::appendNumber(shape, element.y);
     }
-    d->text.append('"');
-    SvgSyntax::appendColor(d->text, "fill", color);
-    d->text.append(" fill-rule=\"evenodd\"");
-    if (isDrawn(outline)) {
-        d->stroke(outline, outline.width, outline.color);
+    const auto write = [&](const QColor& fill, const Stroke& stroke, double width,
+                           const QColor& strokeColor) {
+        d->text.append("<path d=\"").append(shape).append('"');
+        SvgSyntax::appendColor(d->text, "fill", fill);
+        d->text.append(" fill-rule=\"evenodd\"");
+        if (isDrawn(stroke)) {
+            d->stroke(stroke, width, strokeColor);
+        }
+        d->text.append("/>");
+    };
+    d->text.append("<defs><g id=\"_symbol").append(QByteArray::number(++d->symbols)).append("\">");
+    if (isDrawn(outline) && outline.casing > 0) { // over the fill, below the line
+        write(color, outline, outline.width + 2 * outline.casing, outline.casingColor);
+        write(QColor(), outline, outline.width, outline.color);
+    } else {
+        write(color, outline, outline.width, outline.color);
     }
-    d->endElement("/></defs>\n");
+    d->endElement("</g></defs>\n");
     return d->symbols;
 }
 
@@ -355,7 +389,7 @@ void SvgWriter::marker(int symbol, QPointF place, double rotation, double scale)
     if (symbol < 1 || symbol > d->symbols) {
         throw std::out_of_range("there is no such symbol");
     }
-    if (!qIsFinite(place.x()) || !qIsFinite(place.y())) {
+    if (!isPlace(place)) {
         return;
     }
     d->text.append("<use xlink:href=\"#_symbol").append(QByteArray::number(symbol)).append('"');
@@ -377,7 +411,7 @@ void SvgWriter::marker(int symbol, QPointF place, double rotation, double scale)
 }
 
 void SvgWriter::text(const SvgText& text) {
-    if (text.text.isEmpty() || !qIsFinite(text.baseline.x()) || !qIsFinite(text.baseline.y())) {
+    if (text.text.isEmpty() || !isPlace(text.baseline)) {
         return;
     }
     d->text.append("<text xml:space=\"preserve\"");
@@ -417,10 +451,10 @@ void SvgWriter::text(const SvgText& text) {
 }
 
 void SvgWriter::image(const QRectF& frame, const QImage& image) {
+    const QByteArray bytes = PictureFile::encoded(image, "png", {.dotsPerInch = 0});
     d->text.append("<image");
     d->frame(frame);
     d->text.append(R"( preserveAspectRatio="none" xlink:href="data:image/png;base64,)");
-    const QByteArray bytes = PictureFile::encoded(image, "png", {.dotsPerInch = 0});
     constexpr qsizetype step = 3 << 14; // whole groups of three
     for (qsizetype i = 0; i < bytes.size(); i += step) {
         d->text.append(bytes.mid(i, step).toBase64());

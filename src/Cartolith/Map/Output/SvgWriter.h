@@ -67,6 +67,8 @@ public:
     void beginFeature(qint64 id);
     /// What follows is cut at the rectangle.
     void beginClip(const QRectF& frame);
+    /// What follows is cut at the outlines of areas.
+    void beginClip(std::span<const double> rings, std::span<const qsizetype> ringEnds);
     /// Ends what was begun last. \throws std::logic_error when nothing is open
     void end();
 
@@ -89,7 +91,7 @@ public:
     void text(const SvgText& text);
     void image(const QRectF& frame, const QImage& image);
 
-    /// Ends all that is open, and the file; the last call.
+    /// Ends all that is open, and the file; what comes after this is not written.
     void finish();
 
 private:

@@ -10,6 +10,10 @@
 #include <functional>
 #include <memory>
 
+namespace Cartolith::Map::Output {
+struct TileJob;
+}
+
 namespace Cartolith::Map::Output::Internal {
 
 /// Where tiles go, while it is being filled. Every function throws std::runtime_error "'...' could not be
@@ -29,14 +33,21 @@ public:
     virtual void putSingle(const TileId& tile, QRgb colour, const Bytes& bytes) = 0;
     /// What was put is there from now on, whatever happens.
     virtual void commit() = 0;
-    /// All is there; nothing is called afterwards.
+    /// All is there. Nothing is called afterwards but renamed(); until then it can be opened again, as after
+    /// a run that was broken off.
     virtual void finish(const QJsonObject& metadata) = 0;
+    /// It has its name now.
+    virtual void renamed(const QString& /*path*/) {}
 };
 
 /// Both open what is there at the path, if it is of the same job (any text), or begin it.
 std::unique_ptr<TileContainer> openMbTiles(const QString& path, const QByteArray& job);
 std::unique_ptr<TileContainer> openTileFolder(const QString& path, const QByteArray& job,
                                               const QByteArray& format);
+
+/// Tiles to each side of the blocks that are written one after the other: whole metatiles, and no more than
+/// 16,384 pixels.
+int blockOf(const TileJob& job);
 
 [[noreturn]] void refuseTiles(const QString& path, const QString& reason);
 

@@ -5,6 +5,7 @@
 #include <QFile>
 #include <QHash>
 #include <QJsonDocument>
+#include <QtEndian>
 
 #include <cerrno>
 #include <cstdio>
@@ -21,11 +22,13 @@ class TileFolder : public TileContainer {
 public:
     TileFolder(const QString& path, const QByteArray& job, const QByteArray& format)
         : m_path(path), m_ending('.' + QString::fromLatin1(format)) {
-        if (!QDir(path).exists()) {
+        // Also one that a run left that ended in its first moment.
+        if (!QDir(path).exists() ||
+            QDir(path).isEmpty(QDir::AllEntries | QDir::Hidden | QDir::NoDotAndDotDot)) {
             makeFolder(path);
-            OutputFile::write(jobPath(), [&](QIODevice& file) { file.write(job); });
+            OutputFile::write(jobPath(path), [&](QIODevice& file) { file.write(job); });
         } else {
-            QFile file(jobPath());
+            QFile file(jobPath(path));
             if (!file.open(QIODevice::ReadOnly) || file.read(job.size() + 1) != job) {
                 refuseOtherJob(path);
             }
@@ -39,6 +42,12 @@ public:
 
     bool has(const TileId& tile) override {
         QFile file(pathOf(tile));
+        if (m_ending == QLatin1String(".webp")) { // which says its length, and has no end
+            const bool isRead = file.open(QIODevice::ReadOnly) && file.seek(4);
+            const QByteArray length = isRead ? file.read(4) : QByteArray();
+            return length.size() == 4 &&
+                   file.size() == 8 + qint64{qFromLittleEndian<quint32>(length.constData())};
+        }
         return file.open(QIODevice::ReadOnly) && file.size() > m_tail.size() &&
                file.seek(file.size() - m_tail.size()) && file.read(m_tail.size()) == m_tail;
     }
@@ -65,7 +74,6 @@ public:
     void finish(const QJsonObject& metadata) override {
         OutputFile::write(m_path + QStringLiteral("/metadata.json"),
                           [&](QIODevice& file) { file.write(QJsonDocument(metadata).toJson()); });
-        QFile::remove(jobPath());
         const int folder = ::open(QFile::encodeName(m_path).constData(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
         const bool isSafe = folder >= 0 && ::syncfs(folder) == 0;
         const QString reason = QString::fromLocal8Bit(std::strerror(errno)); // NOLINT(concurrency-mt-unsafe)
@@ -76,9 +84,10 @@ public:
             refuseTiles(m_path, reason);
         }
     }
+    void renamed(const QString& path) override { QFile::remove(jobPath(path)); }
 
 private:
-    QString jobPath() const { return m_path + QStringLiteral("/.job"); }
+    static QString jobPath(const QString& folder) { return folder + QStringLiteral("/.job"); }
     QString folderOf(const TileId& tile) const {
         return QStringLiteral("%1/%2/%3").arg(m_path).arg(tile.zoom).arg(tile.x);
     }

@@ -4,6 +4,7 @@
 #include <QDir>
 #include <QFileInfo>
 #include <QImage>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QList>
@@ -20,6 +21,11 @@
 namespace Cartolith::Map::Output {
 
 namespace Internal {
+
+int blockOf(const TileJob& job) {
+    constexpr int most = 16384; // pixels
+    return std::max(most / job.tileSize / job.metatile, 1) * job.metatile;
+}
 
 void refuseTiles(const QString& path, const QString& reason) {
     throw std::runtime_error(QStringLiteral("'%1' could not be written: %2").arg(path, reason).toStdString());
@@ -52,7 +58,12 @@ void requireUsable(const TileJob& job) {
 
 /// Whatever makes tiles differ.
 QByteArray textOf(const TileJob& job) {
-    const QJsonObject object{{"extent", job.extent.toString()},
+    constexpr int exact = 17; // digits
+    QJsonArray extent;
+    for (const double bound : {job.extent.xMin(), job.extent.yMin(), job.extent.xMax(), job.extent.yMax()}) {
+        extent.append(QString::number(bound, 'g', exact));
+    }
+    const QJsonObject object{{"extent", extent},
                              {"minZoom", job.minZoom},
                              {"maxZoom", job.maxZoom},
                              {"tileSize", job.tileSize},
@@ -61,6 +72,7 @@ QByteArray textOf(const TileJob& job) {
                              {"format", QString::fromLatin1(job.format)},
                              {"compression", job.picture.compression},
                              {"quality", job.picture.quality},
+                             {"dotsPerInch", job.picture.dotsPerInch},
                              {"mark", job.mark}};
     return QJsonDocument(object).toJson(QJsonDocument::Compact);
 }
@@ -98,7 +110,9 @@ QJsonObject metadataOf(const TileJob& job) {
 }
 
 /// The colour of a picture that has one only.
-std::optional<QRgb> singleColour(const QImage& image) {
+std::optional<QRgb> singleColour(const QImage& picture) {
+    // Of less than a byte each, pixels cannot be compared by bytes.
+    const QImage image = picture.depth() < 8 ? picture.convertToFormat(QImage::Format_ARGB32) : picture;
     const QRgb first = image.pixel(0, 0);
     const QImage row = image.copy(0, 0, image.width(), 1);
     const auto size = static_cast<std::size_t>(image.width()) * static_cast<std::size_t>(image.depth()) / 8;
@@ -156,6 +170,33 @@ void writeMetatile(const TileRange& range, const TileJob& job, const TileWriter:
     container.commit();
 }
 
+/// Of a database of that name that is in use, or was when its program ended: SQLite would apply it to the new
+/// one.
+void requireNoLog(const QString& path) {
+    for (const char* ending : {"-journal", "-wal"}) {
+        if (QFileInfo::exists(path + QLatin1String(ending))) {
+            Internal::refuseTiles(path,
+                                  QStringLiteral("a program writes the file that is there, or has left '%1'")
+                                      .arg(path + QLatin1String(ending)));
+        }
+    }
+}
+
+/// The parts of a range that begin at multiples of a number of tiles, row by row.
+template <typename Function>
+bool forEachPart(const TileRange& range, int side, Function function) {
+    for (int top = range.top - range.top % side; top <= range.bottom; top += side) {
+        for (int left = range.left - range.left % side; left <= range.right; left += side) {
+            if (!function(TileRange{range.zoom, std::max(left, range.left), std::max(top, range.top),
+                                    std::min(left + side - 1, range.right),
+                                    std::min(top + side - 1, range.bottom)})) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
 bool writeAll(const TileJob& job, const TileWriter::Draw& draw, const TileWriter::Progress& progress,
               TileContainer& container) {
     double total = 0;
@@ -163,20 +204,17 @@ bool writeAll(const TileJob& job, const TileWriter::Draw& draw, const TileWriter
         total += static_cast<double>(TileScheme::tilesOf(job.extent, zoom)->count());
     }
     double done = 0;
+    const auto write = [&](const TileRange& range) {
+        writeMetatile(range, job, draw, container);
+        done += static_cast<double>(range.count());
+        return !progress || progress(done / total);
+    };
     for (int zoom = job.minZoom; zoom <= job.maxZoom; ++zoom) {
-        const TileRange all = TileScheme::tilesOf(job.extent, zoom).value();
-        // Whatever the extent, metatiles begin at the same tiles.
-        for (int top = all.top - all.top % job.metatile; top <= all.bottom; top += job.metatile) {
-            for (int left = all.left - all.left % job.metatile; left <= all.right; left += job.metatile) {
-                const TileRange range{zoom, std::max(left, all.left), std::max(top, all.top),
-                                      std::min(left + job.metatile - 1, all.right),
-                                      std::min(top + job.metatile - 1, all.bottom)};
-                writeMetatile(range, job, draw, container);
-                done += static_cast<double>(range.count());
-                if (progress && !progress(done / total)) {
-                    return false;
-                }
-            }
+        const auto writeBlock = [&](const TileRange& block) {
+            return forEachPart(block, job.metatile, write);
+        };
+        if (!forEachPart(*TileScheme::tilesOf(job.extent, zoom), Internal::blockOf(job), writeBlock)) {
+            return false;
         }
     }
     return true;
@@ -184,25 +222,35 @@ bool writeAll(const TileJob& job, const TileWriter::Draw& draw, const TileWriter
 
 } // namespace
 
-TileWriter::Result TileWriter::write(const QString& path, const TileJob& job, const Draw& draw,
+TileWriter::Result TileWriter::write(const QString& path, const TileJob& wanted, const Draw& draw,
                                      const Progress& progress) {
+    TileJob job = wanted;
+    job.format = job.format.toLower();
     requireUsable(job);
     const bool isFile = path.endsWith(QStringLiteral(".mbtiles"), Qt::CaseInsensitive);
-    if (QFileInfo(path).isDir() || (!isFile && QFileInfo::exists(path))) {
+    if (QFileInfo(path).isDir() || (!isFile && (QFileInfo::exists(path) || QFileInfo(path).isSymLink()))) {
         Internal::refuseTiles(path, QStringLiteral("it is there already"));
     }
+    requireNoLog(path);
     const QString part = QDir::cleanPath(path) + QStringLiteral(".part");
     QLockFile lock(part + QStringLiteral(".lock"));
     lock.setStaleLockTime(0); // that of a process that is no more
     if (!lock.tryLock()) {
-        Internal::refuseTiles(path, lock.error() == QLockFile::LockFailedError
-                                        ? QStringLiteral("another program is writing it")
-                                        : QStringLiteral("its folder cannot be written"));
+        Internal::refuseTiles(path,
+                              lock.error() == QLockFile::LockFailedError
+                                  ? QStringLiteral("another program is writing it; if none is, remove '%1'")
+                                        .arg(lock.fileName())
+                                  : QStringLiteral("its folder cannot be written"));
     }
     const QFileInfo found(part);
-    if (found.isSymLink() ||
-        (found.exists() && (found.ownerId() != ::geteuid() || found.isDir() == isFile))) {
+    if (found.isSymLink() || (found.exists() && found.isDir() == isFile)) {
         Internal::refuseTiles(part, QStringLiteral("it is not this user's"));
+    }
+    for (const char* ending : {"", "-journal", "-wal"}) { // SQLite would apply these
+        const QFileInfo file(part + QLatin1String(ending));
+        if (file.isSymLink() || (file.exists() && file.ownerId() != ::geteuid())) {
+            Internal::refuseTiles(file.filePath(), QStringLiteral("it is not this user's"));
+        }
     }
     const std::unique_ptr<TileContainer> container =
         isFile ? Internal::openMbTiles(part, textOf(job))
@@ -211,11 +259,13 @@ TileWriter::Result TileWriter::write(const QString& path, const TileJob& job, co
         return Result::Cancelled;
     }
     container->finish(metadataOf(job));
-    if (std::rename(QFile::encodeName(part).constData(),
-                    QFile::encodeName(QDir::cleanPath(path)).constData()) != 0) {
+    requireNoLog(path);
+    const QString place = QDir::cleanPath(path);
+    if (std::rename(QFile::encodeName(part).constData(), QFile::encodeName(place).constData()) != 0) {
         Internal::refuseTiles(path,
                               QString::fromLocal8Bit(std::strerror(errno))); // NOLINT(concurrency-mt-unsafe)
     }
+    container->renamed(place);
     return Result::Complete;
 }
 

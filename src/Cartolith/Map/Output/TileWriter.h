@@ -26,8 +26,7 @@ struct TileJob {
     QString description = {};
     QString attribution = {};
     /// What is drawn, for instance a checksum of layers and styles. A run that was broken off is continued
-    /// by one of the same settings and the same mark only; it has to tell extents that differ behind the
-    /// sixth digit, and resolutions.
+    /// by one of the same settings and the same mark only.
     QString mark = {};
 };
 
@@ -37,8 +36,8 @@ struct TileJob {
 /// All goes into NAME.part, which gets its name when it is complete: what has the name is whole. A run that
 /// was cancelled or killed leaves NAME.part; the next one keeps its tiles and draws the others. Tiles are
 /// final with their metatile, in one transaction in MBTiles, by renaming in a folder; after a power cut, a
-/// PNG or JPEG tile of a folder that does not end as its format does is drawn again. Tiles of a single colour
-/// are stored once for each.
+/// tile of a folder that does not end as its format does (PNG, JPEG, WebP) is drawn again. Tiles of a single
+/// colour are stored once for each.
 ///
 /// Memory is that of one metatile with its buffer. No thread is started; one call is used by one thread.
 class CARTOLITH_MAP_EXPORT TileWriter {
@@ -59,9 +58,9 @@ public:
     /// leaves what a cancelled run leaves.
     /// \throws std::invalid_argument for settings out of their range, and an extent that is not in the world
     /// \throws std::runtime_error "'...' could not be written: ...": the disk fails, another program is
-    /// writing it, a folder of that name is there, or NAME.part is another map's or another user's; and when
-    /// `draw` gives a picture of another size
-    static Result write(const QString& path, const TileJob& job, const Draw& draw,
+    /// writing it, a folder of that name is there, NAME.mbtiles has a log of SQLite beside it, or NAME.part
+    /// is another map's or another user's; and when `draw` gives a picture of another size
+    static Result write(const QString& path, const TileJob& wanted, const Draw& draw,
                         const Progress& progress = {});
 };
 

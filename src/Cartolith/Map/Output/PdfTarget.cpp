@@ -1,0 +1,149 @@
+#include <Cartolith/Map/Labels/LabelVectors.h>
+#include <Cartolith/Map/Output/PdfTargetInternal.h>
+
+#include <QPainter>
+#include <QPainterPath>
+
+#include <cmath>
+#include <vector>
+
+namespace Cartolith::Map::Output::Internal {
+
+QPainterPath pathOf(std::span<const double> parts, std::span<const qsizetype> ends, bool areClosed,
+                    double scale) {
+    QPainterPath path;
+    qsizetype from = 0;
+    for (const qsizetype end : ends) {
+        for (qsizetype i = from; i < end; ++i) {
+            const auto at = static_cast<std::size_t>(i) * 2;
+            const QPointF p(parts[at] * scale, parts[at + 1] * scale);
+            if (i == from) {
+                path.moveTo(p);
+            } else {
+                path.lineTo(p);
+            }
+        }
+        if (areClosed) {
+            path.closeSubpath();
+        } else if (end == from + 1) {
+            path.lineTo(path.currentPosition() + QPointF(1.0, 0.0)); // a round cap is seen
+        }
+        from = end;
+    }
+    return path;
+}
+
+namespace {
+
+/// In steps of the page.
+QPen penOf(Raster::Stroke stroke) {
+    if (!(stroke.width > 0.0) || stroke.color.alpha() == 0) {
+        return Qt::NoPen;
+    }
+    stroke.width *= PdfTarget::steps;
+    stroke.dashOffset *= PdfTarget::steps;
+    for (double& dash : stroke.dashes) {
+        dash *= PdfTarget::steps;
+    }
+    return Symbol::penOf(stroke);
+}
+
+} // namespace
+
+PdfTarget::PdfTarget(QPainter& painter, const QRectF& frame, PdfGroups& groups)
+    : m_painter(painter), m_frame(frame), m_groups(groups) {}
+
+void PdfTarget::beginLayer(const MapRenderJob::Layer& layer) {
+    m_isGroup = layer.opacity < 1.0 || layer.blend != LayerBlend::Normal;
+    if (m_isGroup) {
+        m_groups.begin(m_painter, layer.opacity, layer.blend);
+    }
+    m_painter.save();
+    m_painter.setClipRect(m_frame);
+    m_painter.scale(step(), step());
+}
+
+void PdfTarget::endLayer() {
+    m_painter.restore();
+    if (m_isGroup) {
+        m_groups.end(m_painter);
+    }
+}
+
+void PdfTarget::draw(const QPainterPath& path, const QColor& fill, const Raster::Stroke& stroke) {
+    m_painter.setBrush(fill.isValid() && fill.alpha() > 0 ? QBrush(fill) : QBrush(Qt::NoBrush));
+    m_painter.setPen(penOf(stroke));
+    m_painter.drawPath(path);
+}
+
+void PdfTarget::area(std::span<const double> rings, std::span<const qsizetype> ends, const Symbol& symbol,
+                     QPointF origin) {
+    const QPainterPath path = pathOf(rings, ends, true, steps);
+    QColor fill = symbol.fill.color;
+    if (symbol.fill.pattern.isDrawn()) {
+        draw(path, fill, {.width = 0.0});
+        fill = QColor();
+        m_painter.save();
+        m_painter.scale(steps, steps);
+        Symbol::paint(m_painter, pathOf(rings, ends, true), symbol.fill.pattern, origin);
+        m_painter.restore();
+    }
+    if (symbol.outlineCasing) {
+        draw(path, fill, *symbol.outlineCasing);
+        fill = QColor();
+    }
+    draw(path, fill, symbol.line);
+}
+
+void PdfTarget::line(std::span<const double> parts, std::span<const qsizetype> ends,
+                     const Raster::Stroke& stroke) {
+    draw(pathOf(parts, ends, false, steps), QColor(), stroke);
+}
+
+void PdfTarget::marker(qsizetype /*style*/, const Symbol::Marker& marker, QPointF place) {
+    const double reach = marker.reach();
+    if (!(marker.size > 0.0) || !m_frame.adjusted(-reach, -reach, reach, reach).contains(place)) {
+        return;
+    }
+    if (marker.isPlain()) {
+        const double radius = marker.size * steps / 2.0;
+        QPainterPath circle;
+        circle.addEllipse(place * steps, radius, radius);
+        draw(circle, marker.color, marker.outline);
+        return;
+    }
+    m_painter.save();
+    m_painter.scale(steps, steps);
+    marker.paint(m_painter, place);
+    m_painter.restore();
+}
+
+void PdfTarget::picture(const QRectF& frame, const QImage& image) {
+    m_painter.setRenderHint(QPainter::LosslessImageRendering);
+    m_painter.drawImage(QRectF(frame.topLeft() * steps, frame.size() * steps), image);
+}
+
+void PdfTarget::labels(std::span<const Labels::PlacedLabel> labels) {
+    m_painter.save();
+    m_painter.setClipRect(m_frame);
+    m_painter.scale(step(), step());
+    std::vector<Labels::PlacedLabel> letters;
+    for (const Labels::PlacedLabel& label : labels) {
+        letters.push_back(label);
+        letters.back().look.haloWidth = 0.0;
+        if (label.look.haloWidth > 0.0) {
+            QPainterPath outline = Labels::labelOutline(*label.text, label.boxes);
+            for (int i = 0; i < outline.elementCount(); ++i) {
+                const QPainterPath::Element at = outline.elementAt(i);
+                outline.setElementPositionAt(i, std::round(at.x * steps), std::round(at.y * steps));
+            }
+            m_painter.strokePath(outline,
+                                 penOf({.color = label.look.haloColor, .width = 2.0 * label.look.haloWidth}));
+        }
+    }
+    m_painter.scale(steps, steps);
+    Labels::drawLabels(m_painter, letters);
+    m_painter.restore();
+}
+
+} // namespace Cartolith::Map::Output::Internal

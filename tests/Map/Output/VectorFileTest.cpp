@@ -1,0 +1,208 @@
+#include "DataFolder.h"
+#include "Map/TestLayers.h"
+
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
+#include <Cartolith/Map/GroundScale.h>
+#include <Cartolith/Map/MapScene.h>
+#include <Cartolith/Map/Output/VectorFile.h>
+
+#include <QFile>
+#include <QPainter>
+#include <QTemporaryDir>
+#include <QXmlStreamReader>
+#include <gdal_priv.h>
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+using namespace Cartolith::Core;
+using namespace Cartolith::Map;
+using namespace Cartolith::Map::Output;
+using CoordinateSystems::CoordinateSystemFactory;
+using Shapes::GisExtent;
+using testing::HasSubstr;
+
+namespace {
+
+QByteArray contentOf(const QString& path) {
+    QFile file(path);
+    EXPECT_TRUE(file.open(QIODevice::ReadOnly)) << path.toStdString();
+    return file.readAll();
+}
+
+/// The first page at 96 pixels to the inch, by a reader of its own; null where there is none.
+QImage rasterOf(const QString& path) {
+    const char* const options[] = {"DPI=96", nullptr};
+    const std::unique_ptr<GDALDataset> file(
+        GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_RASTER, nullptr, options));
+    if (file == nullptr) {
+        return {};
+    }
+    QImage image(file->GetRasterXSize(), file->GetRasterYSize(), QImage::Format_RGB888);
+    EXPECT_EQ(file->RasterIO(GF_Read, 0, 0, image.width(), image.height(), image.bits(), image.width(), image.height(),
+                             GDT_Byte, 3, nullptr, 3, image.bytesPerLine(), 1, nullptr),
+              CE_None);
+    return image;
+}
+
+/// Squares that overlap, with thick outlines: what is translucent as a whole shows neither.
+MapScene squares(double opacity, LayerBlend blend) {
+    MapScene scene;
+    scene.setBackground("#FFFF80");
+    MapScene::Entry entry;
+    entry.layer = test::layerOf(
+        {"POLYGON ((10 10, 60 10, 60 60, 10 60, 10 10))", "POLYGON ((40 40, 90 40, 90 90, 40 90, 40 40))"});
+    entry.layer->style().setFillColor("#FF0000");
+    entry.layer->style().setFillOpacity(255);
+    entry.layer->style().setLineColor("#0000FF");
+    entry.layer->style().setLineWidth(10);
+    entry.opacity = opacity;
+    entry.blend = blend;
+    scene.append(test::layerOf({"POLYGON ((0 0, 50 0, 50 100, 0 100, 0 0))"}));
+    scene.insert(1, entry);
+    return scene;
+}
+
+TEST(VectorFile, APdfLooksLikeThePicture) {
+    GDALAllRegister();
+    if (GDALGetDriverByName("PDF") == nullptr) {
+        GTEST_SKIP() << "this GDAL reads no PDF";
+    }
+    const struct {
+        const char* name;
+        double opacity;
+        LayerBlend blend;
+    } rows[] = {
+        {"opaque", 1.0, LayerBlend::Normal},       {"translucent", 0.5, LayerBlend::Normal},
+        {"multiplied", 1.0, LayerBlend::Multiply}, {"screened", 0.7, LayerBlend::Screen},
+        {"overlaid", 1.0, LayerBlend::Overlay},    {"darkened", 1.0, LayerBlend::Darken},
+        {"lightened", 0.3, LayerBlend::Lighten},
+    };
+    const MapView view(GisExtent(0, 0, 100, 100), QRectF(0, 0, 100, 100));
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("map.pdf");
+    for (const auto& row : rows) {
+        MapScene scene = squares(row.opacity, row.blend);
+        const QImage expected = scene.draw(view);
+        const VectorReport report = VectorFile::save(scene, view, path);
+        EXPECT_TRUE(report.isComplete && report.pictures.isEmpty() && report.problems.isEmpty()) << row.name;
+        EXPECT_FALSE(contentOf(path).contains("/Subtype /Image")) << row.name << ": all is vectors";
+        const QImage found = rasterOf(path);
+        ASSERT_GE(found.width(), 100) << row.name;
+        // In fills, on outlines and where the two squares lie on each other; not where edges are smoothed.
+        for (const QPoint at : {QPoint(5, 50), QPoint(95, 95), QPoint(25, 75), QPoint(55, 70), QPoint(47, 53),
+                                QPoint(75, 20), QPoint(10, 75), QPoint(60, 80), QPoint(56, 57)}) {
+            const QColor a = found.pixelColor(at);
+            const QColor b = expected.pixelColor(at);
+            EXPECT_LE(std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) + std::abs(a.blue() - b.blue()), 6)
+                << row.name << ' ' << at.x() << ' ' << at.y() << ' ' << qPrintable(a.name()) << ' '
+                << qPrintable(b.name());
+        }
+    }
+}
+
+TEST(VectorFile, NamesTheGroupsOfAnSvgByLayerAndFeature) {
+    MapScene scene;
+    const auto layer = test::squaresOf({"one <1>", "two"});
+    std::shared_ptr<Layers::GisLayerVector> shared = test::layerOf({"POINT (5 5)", "LINESTRING (-1000 5, 1000 5)"});
+    shared->setName("things");
+    shared->items().at(0)->attributes().insert("v", "one <1>");
+    shared->style().setShowLabels(true);
+    shared->style().setLabelField("v");
+    scene.append(shared);
+    MapScene::Entry dem;
+    dem.layer = std::make_shared<Layers::GisLayerGdalRaster>(CARTOLITH_DATA_DIR "/olinda-dem-utm25s.tif");
+    dem.layer->open();
+    dem.blend = LayerBlend::Multiply;
+    scene.insert(0, dem);
+    const MapView view(GisExtent(0, 0, 10, 10), QRectF(20, 20, 100, 100));
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("map.svg");
+    VectorOptions options;
+    options.title = "A & B";
+    options.above = [](QPainter& painter) {
+        painter.setClipRect(QRect(0, 0, 60, 20));
+        painter.setPen(Qt::red);
+        painter.drawText(QPointF(3, 15), "Title");
+        painter.fillRect(QRectF(1, 2, 3, 4), Qt::blue);
+    };
+    const VectorReport report = VectorFile::save(scene, view, path, options);
+    EXPECT_EQ(report.pictures, QStringList{dem.layer->name()});
+    const QByteArray svg = contentOf(path);
+    for (const char* part :
+         {"<title>A &#38; B</title>", "<g id=\"things.", "mix-blend-mode:multiply", ">one &#60;1&#62;</text>",
+          "fill=\"#ff0000\"", ">Title</text>", "<rect x=\"0\" y=\"0\" width=\"60\" height=\"20\"/>", "<image"}) {
+        EXPECT_THAT(svg.toStdString(), HasSubstr(part));
+    }
+    EXPECT_FALSE(svg.contains("10000")) << "lines are cut a little outside of the frame";
+    QXmlStreamReader reader(svg);
+    while (!reader.atEnd()) {
+        reader.readNext();
+    }
+    EXPECT_EQ(reader.errorString(), QString());
+}
+
+TEST(VectorFile, APageHasItsScaleAndItsPlaceOnEarth) {
+    GDALAllRegister();
+    const auto system = CoordinateSystemFactory::fromEpsg(32632);
+    MapScene scene;
+    scene.setCoordinateSystem(system);
+    const double half = 2500 * 0.9996; // on the grid, in the middle of the zone
+    std::shared_ptr<Layers::GisLayerVector> line =
+        test::layerOf({QString("LINESTRING (%1 6400000, %2 6400000)").arg(5e5 - half, 0, 'f').arg(5e5 + half, 0, 'f')});
+    line->setCoordinateSystem(system);
+    line->style().setLineWidth(1);
+    line->style().setLineColor("#000000");
+    scene.append(line);
+    VectorOptions options;
+    options.page = PageSetup::named("A4").value();
+    const MapView view = options.page->view(QPointF(5e5, 6.4e6), 50'000, GroundScale(system));
+    EXPECT_NEAR(view.devicePixelRatio(), 300.0 / 96.0, 1e-12) << "symbols have their size on paper";
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("map.pdf");
+    VectorFile::save(scene, view, path, options);
+    const char* const raster[] = {"DPI=1200", nullptr};
+    const std::unique_ptr<GDALDataset> pdf(
+        GDALDataset::Open(path.toUtf8().constData(), GDAL_OF_RASTER, nullptr, raster));
+    ASSERT_NE(pdf, nullptr);
+    double place[6];
+    ASSERT_EQ(pdf->GetGeoTransform(place), CE_None);
+    // The row of the line, in pixels of 1/1200 inch.
+    const int row = static_cast<int>((6.4e6 - place[3]) / place[5]);
+    std::vector<GByte> values(static_cast<std::size_t>(pdf->GetRasterXSize()));
+    ASSERT_EQ(pdf->GetRasterBand(1)->RasterIO(GF_Read, 0, row, pdf->GetRasterXSize(), 1, values.data(),
+                                              pdf->GetRasterXSize(), 1, GDT_Byte, 0, 0),
+              CE_None);
+    const auto dark = [](GByte value) { return value < 128; };
+    const auto first = std::find_if(values.cbegin(), values.cend(), dark) - values.cbegin();
+    const auto last = values.crend() - std::find_if(values.crbegin(), values.crend(), dark);
+    const double width = 25.4 / 96; // of the line, whose ends are round
+    const double millimetres = static_cast<double>(last - first) * 25.4 / 1200;
+    EXPECT_NEAR(millimetres - width, 100.0, 0.1);
+    EXPECT_NEAR(place[0] + static_cast<double>(first) * place[1], 5e5 - half - width / 2 * 50, 0.1 * 50);
+}
+
+TEST(VectorFile, IsWholeOrNotThere) {
+    const QTemporaryDir folder;
+    const MapView view(GisExtent(0, 0, 100, 100), QRectF(0, 0, 100, 100));
+    MapScene scene = squares(1.0, LayerBlend::Normal);
+    for (const char* name : {"map.svg", "map.pdf"}) {
+        const QString path = folder.filePath(name);
+        VectorOptions options;
+        options.progress = [](double) { return false; };
+        EXPECT_FALSE(VectorFile::save(scene, view, path, options).isComplete) << name;
+        EXPECT_FALSE(QFile::exists(path)) << name;
+        options.progress = [](double share) { return share >= 0.0 && share <= 1.0; };
+        EXPECT_TRUE(VectorFile::save(scene, view, path, options).isComplete) << name;
+        EXPECT_THAT([&] { VectorFile::save(scene, view, folder.filePath("no/") + name); },
+                    testing::ThrowsMessage<std::runtime_error>(HasSubstr("could not be written")));
+        EXPECT_THROW(VectorFile::save(scene, MapView(), path), std::invalid_argument);
+    }
+    EXPECT_THROW(VectorFile::save(scene, view, folder.filePath("map.png")), std::invalid_argument);
+    VectorOptions options;
+    options.page.emplace().dotsPerInch = 72.3;
+    EXPECT_THROW(VectorFile::save(scene, view, folder.filePath("map.pdf"), options), std::invalid_argument);
+}
+
+} // namespace
