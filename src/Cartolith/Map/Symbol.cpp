@@ -303,24 +303,34 @@ void Symbol::paint(QPainter& painter, const QPainterPath& area, const Raster::Pa
         painter.restore();
         return;
     }
-    const auto firstOf = [spacing](double from) { return std::floor(from / spacing) * spacing; };
+    const auto placesIn = [spacing](double from, double to) {
+        QList<double> places;
+        const auto last = static_cast<qint64>(std::ceil(to / spacing));
+        for (auto i = static_cast<qint64>(std::floor(from / spacing)); i <= last; ++i) {
+            places.append(static_cast<double>(i) * spacing);
+        }
+        return places;
+    };
+    const QList<double> columnPlaces = placesIn(box.left(), box.right());
+    const QList<double> rowPlaces = placesIn(box.top(), box.bottom());
     painter.setPen(Qt::NoPen);
     painter.setBrush(pattern.color);
     const double radius = pattern.width * 0.5;
     QPainterPath shapes; // as one, so that what crosses does not add up
     shapes.setFillRule(Qt::WindingFill);
-    for (double y = firstOf(box.top()); y <= box.bottom() + spacing; y += spacing) {
+    for (const double y : rowPlaces) {
         if (!isPoints) {
             shapes.addRect(QRectF(box.left(), y - radius, box.width(), pattern.width));
             continue;
         }
-        for (double x = firstOf(box.left()); x <= box.right() + spacing; x += spacing) {
+        for (const double x : columnPlaces) {
             shapes.addEllipse(QPointF(x, y), radius, radius);
         }
     }
-    for (double x = firstOf(box.left());
-         pattern.kind == Raster::PatternKind::CrossedLines && x <= box.right() + spacing; x += spacing) {
-        shapes.addRect(QRectF(x - radius, box.top(), pattern.width, box.height()));
+    if (pattern.kind == Raster::PatternKind::CrossedLines) {
+        for (const double x : columnPlaces) {
+            shapes.addRect(QRectF(x - radius, box.top(), pattern.width, box.height()));
+        }
     }
     painter.drawPath(shapes);
     painter.restore();
