@@ -49,7 +49,7 @@ TEST(SvgWriter, WritesShortWellFormedElements) {
                          .dashes = {4, nan, 1},
                          .dashOffset = -1});
          },
-         R"svg(<path d="M1 2l-4.5 .25" fill="none" stroke="#ff0000" stroke-opacity=".2" stroke-width="1" stroke-miterlimit="8" stroke-dasharray="4 0 1" stroke-dashoffset="-1"/>)svg"},
+         R"svg(<path d="M1 2l-4.5 .25" fill="none" stroke="#ff0000" stroke-opacity=".2" stroke-width="1" stroke-miterlimit="4" stroke-dasharray="4 0 1" stroke-dashoffset="-1"/>)svg"},
         {"area without the ring that is not finite",
          [&](SvgWriter& svg) {
              svg.fill(squares, std::vector<qsizetype>{5, 9}, "#010203");

@@ -127,7 +127,7 @@ void SvgWriter::Private::stroke(const Stroke& style, double width, const QColor&
     } else if (style.join == Raster::LineJoin::Bevel) {
         text.append(" stroke-linejoin=\"bevel\"");
     } else {
-        attribute("stroke-miterlimit", std::max(1.0, style.mitreLimit * 2)); // SVG counts from tip to tip
+        attribute("stroke-miterlimit", std::max(1.0, style.mitreLimit));
     }
     double sum = 0;
     for (const double dash : style.dashes) {

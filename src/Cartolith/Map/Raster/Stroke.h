@@ -25,7 +25,7 @@ struct Stroke {
     double width = 1.0;
     LineCap cap = LineCap::Round;
     LineJoin join = LineJoin::Round;
-    /// How far a point may reach, in widths from its corner.
+    /// How far a point may reach from its corner, in half widths: the ratio that SVG and PDF mean.
     double mitreLimit = 4.0;
     /// Drawn and left out in turn, from the beginning of each part; empty draws all. Lengths below 0 and NaN
     /// count as 0, an odd list is taken twice; without any length to speak of, all is drawn.
