@@ -207,6 +207,7 @@ TEST(LabelPainter, APartIsTheCutOfTheWhole) {
     LabelTexts texts;
     const auto text = texts.shaped("Tunbridge", letters);
     const auto level = boxesOf(*text, {20.3, 25.6}, 0.0, false);
+    ASSERT_FALSE(level.empty());
     const auto turned = boxesOf(*text, {60.0, 20.0}, 33.0, false);
     const PlacedLabel labels[] = {{text.get(), {Qt::black, Qt::white, 2.5}, level},
                                   {text.get(), {Qt::blue, Qt::yellow, 2.5}, turned}};
