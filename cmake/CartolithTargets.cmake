@@ -22,6 +22,8 @@ target_compile_options(
             # Debian's glibc warns where this is asked for without optimisation.
             $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-U_FORTIFY_SOURCE>
             $<$<CONFIG:Release,RelWithDebInfo,MinSizeRel>:-D_FORTIFY_SOURCE=2>
+            # Sources that are compiled as one seem to be headers of each other.
+            $<$<AND:$<CXX_COMPILER_ID:GNU>,$<BOOL:${CARTOLITH_UNITY_BUILD}>>:-Wno-subobject-linkage>
             $<$<BOOL:${CARTOLITH_WARNINGS_AS_ERRORS}>:-Werror>)
 
 # Addresses of functions are resolved at the start and then write-protected.
