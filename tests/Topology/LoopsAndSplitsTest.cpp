@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <limits>
+#include <set>
+#include <utility>
 
 using namespace test;
 
@@ -115,26 +117,80 @@ TEST(Loops, DoNotDependOnTheSearch) {
 
 TEST(Splits, OfLines) {
     const GisTopology topology;
-    const auto line = shapeOf("MULTILINESTRING((0 0,4 0,4 4),(9 9,9 8))");
+    const char* const corner = "MULTILINESTRING((0 0,4 0,4 4),(9 9,9 8))";
     const struct {
+        const char* name;
+        const char* line;
         Part points;
         const char* expected;
     } rows[] = {
-        {{}, "LINESTRING (0 0,4 0,4 4); LINESTRING (9 9,9 8)"},
-        {{{3, 0}, {1, 0}, {3, 0}},
+        {"nowhere", corner, {}, "LINESTRING (0 0,4 0,4 4); LINESTRING (9 9,9 8)"},
+        {"in any order",
+         corner,
+         {{3, 0}, {1, 0}, {3, 0}},
          "LINESTRING (0 0,1 0); LINESTRING (1 0,3 0); LINESTRING (3 0,4 0,4 4); LINESTRING (9 9,9 8)"},
-        {{{4, 0}}, "LINESTRING (0 0,4 0); LINESTRING (4 0,4 4); LINESTRING (9 9,9 8)"},
-        {{{0, 0}, {4, 4}, {2, 1}, {}, {std::nan(""), 0}}, "LINESTRING (0 0,4 0,4 4); LINESTRING (9 9,9 8)"},
-        {{{9, 8.5}}, "LINESTRING (0 0,4 0,4 4); LINESTRING (9 9,9 8.5); LINESTRING (9 8.5,9 8)"},
+        {"at a vertex", corner, {{4, 0}}, "LINESTRING (0 0,4 0); LINESTRING (4 0,4 4); LINESTRING (9 9,9 8)"},
+        {"at the ends",
+         corner,
+         {{0, 0}, {4, 4}, {2, 1}, {}, {std::nan(""), 0}},
+         "LINESTRING (0 0,4 0,4 4); LINESTRING (9 9,9 8)"},
+        {"the second part",
+         corner,
+         {{9, 8.5}},
+         "LINESTRING (0 0,4 0,4 4); LINESTRING (9 9,9 8.5); LINESTRING (9 8.5,9 8)"},
+        {"an end stored thrice", "LINESTRING(0 0,4 0,4 0,4 0)", {{4, 0}}, "LINESTRING (0 0,4 0,4 0,4 0)"},
+        {"beside an end", "LINESTRING(0 0,4 0,4 1e-10)", {{4, 0}}, "LINESTRING (0 0,4 0,4 0.0000000001)"},
+        {"beside each other",
+         "LINESTRING(0 0,4 0)",
+         {{2, 0}, {2 + 4e-10, 0}},
+         "LINESTRING (0 0,2 0); LINESTRING (2 0,4 0)"},
+        {"forth and back",
+         "LINESTRING(0 0,4 0,0 0)",
+         {{1, 0}},
+         "LINESTRING (0 0,1 0); LINESTRING (1 0,4 0,1 0); LINESTRING (1 0,0 0)"},
+        {"inside a corner, farther from it than from its sides",
+         "LINESTRING(0 0,4 0,4 4)",
+         {{4 - 9e-10, 9e-10}},
+         "LINESTRING (0 0,3.9999999990999999 0); LINESTRING (3.9999999990999999 0,4 0,4 4)"},
     };
     for (const auto& row : rows) {
-        EXPECT_EQ(wktOfPieces(topology.SplitAtPoints(*line, row.points)), row.expected);
+        EXPECT_EQ(wktOfPieces(topology.SplitAtPoints(*shapeOf(row.line), row.points)), row.expected) << row.name;
     }
-    const auto across = shapeOf("POLYGON((1 -1,5 -1,5 3,1 3,1 -1))");
-    EXPECT_EQ(wktOfPieces(topology.SplitByLine(*line, *across)),
-              "LINESTRING (0 0,1 0); LINESTRING (1 0,4 0,4 3); LINESTRING (4 3,4 4); LINESTRING (9 9,9 8)");
-    EXPECT_EQ(wktOfPieces(topology.SplitAtSelfCrossings(*shapeOf("LINESTRING(0 0,4 0,4 2,2 2,2 -4)"))),
-              "LINESTRING (0 0,2 0); LINESTRING (2 0,4 0,4 2,2 2,2 0); LINESTRING (2 0,2 -4)");
+    const struct {
+        const char* name;
+        const char* line;
+        const char* by; ///< null: itself
+        const char* expected;
+    } lines[] = {
+        {"by a ring", corner, "POLYGON((1 -1,5 -1,5 3,1 3,1 -1))",
+         "LINESTRING (0 0,1 0); LINESTRING (1 0,4 0,4 3); LINESTRING (4 3,4 4); LINESTRING (9 9,9 8)"},
+        {"at an end stored twice", "LINESTRING(0 0,4 0,4 0)", "LINESTRING(4 -1,4 1)", "LINESTRING (0 0,4 0,4 0)"},
+        {"a loop", "LINESTRING(0 0,4 0,4 2,2 2,2 -4)", nullptr,
+         "LINESTRING (0 0,2 0); LINESTRING (2 0,4 0,4 2,2 2,2 0); LINESTRING (2 0,2 -4)"},
+        {"a turn stored twice", "LINESTRING(2 2,0 2,2 2,1 1,1 1,2 2)", nullptr,
+         "LINESTRING (2 2,0 2); LINESTRING (0 2,2 2); LINESTRING (2 2,1 1); LINESTRING (1 1,1 1,2 2)"},
+    };
+    for (const auto& row : lines) {
+        const auto line = shapeOf(row.line);
+        EXPECT_EQ(wktOfPieces(row.by != nullptr ? topology.SplitByLine(*line, *shapeOf(row.by))
+                                                : topology.SplitAtSelfCrossings(*line)),
+                  row.expected)
+            << row.name;
+    }
+}
+
+/// Each time that a way is gone, the line across it meets it a rounding apart.
+TEST(Splits, OfAWayGoneTwiceAndCrossed) {
+    const auto pieces = GisTopology().SplitAtSelfCrossings(*shapeOf("LINESTRING(4 2,1 2,2 4,4 1,4 2,1 2)"));
+    ASSERT_EQ(pieces.size(), 6U);
+    std::set<std::pair<double, double>> ends;
+    for (const auto& piece : pieces) {
+        const Part& part = static_cast<const GisShapePolyline&>(*piece).parts().constFirst();
+        EXPECT_GT(GisTopology::Length(*piece), 0.1);
+        ends.insert({part.constFirst().x(), part.constFirst().y()});
+        ends.insert({part.constLast().x(), part.constLast().y()});
+    }
+    EXPECT_EQ(ends.size(), 3U);
 }
 
 TEST(Splits, OfPolygons) {

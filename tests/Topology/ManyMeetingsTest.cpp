@@ -148,6 +148,19 @@ TEST(ManyMeetings, AreFoundInAnyOrder) {
     }
 }
 
+/// Beside so many crossings that these are looked for again.
+TEST(ManyMeetings, AreLookedForOnceForEachPart) {
+    GisShapePolyline lines;
+    for (int i = 0; i < 500; ++i) {
+        lines.parts() += {{{1.0 * i, -1}, {1.0 * i, 500}}, {{-1.5, i + 0.5}, {500, i + 0.5}}};
+    }
+    for (int i = 0; i < 8000; ++i) {
+        lines.parts().append(Part{{1000.0 + i, 0}, {1000.5 + i, 0}, {1000.5 + i, 1}});
+    }
+    const int once = workOf([&](const GisTopology& t) { EXPECT_EQ(t.GetCrossings(lines).size(), 500 * 500); });
+    EXPECT_LE(workOf([&](const GisTopology& t) { EXPECT_TRUE(t.FindLoops(lines).isEmpty()); }), once);
+}
+
 /// Boxes of all of them meet.
 TEST(ManyMeetings, SlantedNeighboursAreToldApart) {
     const auto one = shapeOfParts<GisShapePolygon>({spikes(20000, 0.3, 1)});

@@ -29,7 +29,7 @@ public:
 
     /// Douglas-Peucker simplification of one part (Douglas and Peucker, 1973). A part of fewer than three
     /// vertices and a tolerance of 0 or less come back unchanged; the first and last vertices always stay,
-    /// and are all that stays with a tolerance of NaN.
+    /// and are all that stays with a tolerance of NaN, or mostly when one of them is not finite.
     static QList<GisShapePoint> simplifyPart(const QList<GisShapePoint>& points, double tolerance);
 
     /// Sets `keep` for the vertices strictly between `first` and `last` that simplification retains: those

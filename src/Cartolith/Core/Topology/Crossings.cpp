@@ -62,6 +62,7 @@ void CrossingSearch::findAll() {
     m_stretches.merge();
     if (m_areTooMany) {
         m_points = {};
+        m_parts = partRuns();
     }
     std::sort(m_points.begin(), m_points.end(), comesBefore);
 }
@@ -93,8 +94,9 @@ QList<GisCrossing> CrossingSearch::all() {
     return crossings;
 }
 
-std::vector<CrossingSearch::PartRuns> CrossingSearch::partRuns() const {
+std::vector<CrossingSearch::PartRuns> CrossingSearch::partRuns() {
     std::vector<PartRuns> parts;
+    m_work.add(m_pairs.boundaryA().count(0));
     const SegmentList& list = m_rules.first();
     for (qsizetype run = 0; run < m_pairs.boundaryA().count(0); ++run) {
         const Segment& last = list.segments()[static_cast<std::size_t>(m_pairs.segmentsOfRun(run).end - 1)];
@@ -118,7 +120,7 @@ void CrossingSearch::sweep(const Take& take) {
     const bool isSelf = m_rules.isSelf();
     const SegmentPairs::Range all{0, m_pairs.boundaryB().count(0)};
     InOrder found;
-    for (const PartRuns& part : partRuns()) {
+    for (const PartRuns& part : m_parts) {
         if (part.closes) {
             // What the last segment meets at its end comes first.
             const qsizetype run = part.runs.end - 1;
@@ -164,10 +166,9 @@ void CrossingSearch::sweep(const Take& take) {
 
 void CrossingSearch::sweepPart(int part, const std::optional<GisBoundaryPosition>& after,
                                const std::function<void(const Passage&)>& visit) {
-    const std::vector<PartRuns> parts = partRuns();
-    const auto own =
-        std::find_if(parts.begin(), parts.end(), [part](const PartRuns& runs) { return runs.part == part; });
-    if (own == parts.end()) {
+    const auto own = std::lower_bound(m_parts.begin(), m_parts.end(), part,
+                                      [](const PartRuns& runs, int number) { return runs.part < number; });
+    if (own == m_parts.end() || own->part != part) {
         return;
     }
     const auto hand = [&](const GisCrossing& crossing) {

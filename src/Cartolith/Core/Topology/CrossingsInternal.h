@@ -49,7 +49,7 @@ private:
         SegmentPairs::Range runs;
         bool closes;
     };
-    std::vector<PartRuns> partRuns() const;
+    std::vector<PartRuns> partRuns();
     GisBoundaryPosition startOf(qsizetype run) const;
 
     Work m_work;
@@ -58,6 +58,7 @@ private:
     Stretches m_stretches;
     std::vector<GisCrossing> m_points; ///< unless there are too many
     bool m_areTooMany = false;
+    std::vector<PartRuns> m_parts; ///< in order, for the search anew
 };
 
 } // namespace Cartolith::Core::Topology::Internal

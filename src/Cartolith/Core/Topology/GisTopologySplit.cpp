@@ -31,11 +31,6 @@ namespace {
 /// How the text of each failure begins.
 constexpr const char* splitFailing = "GisTopology::SplitByLine failed: ";
 
-struct Cut {
-    GisBoundaryPosition at;
-    GisShapePoint point;
-};
-
 template <typename Shape>
 std::unique_ptr<GisShape> pieceOf(const GisShape& whole, const QList<QList<GisShapePoint>>& parts) {
     auto piece = std::make_unique<Shape>();
@@ -52,65 +47,150 @@ ShapeList oneCopy(const GisShape& shape) {
     return pieces;
 }
 
-bool isOnePlace(const QList<GisShapePoint>& part) {
-    return std::all_of(part.begin(), part.end(), [&part](const GisShapePoint& vertex) {
-        return vertex.x() == part.constFirst().x() && vertex.y() == part.constFirst().y();
-    });
-}
+/// The cuts of a polyline. One from which the line does not go away before the next cut or its end is none,
+/// so that each piece leads somewhere.
+class LineCuts {
+public:
+    LineCuts(const GisShapePolyline& line, const GisTopology& topology)
+        : m_line(line), m_tolerance(topology.Tolerance()), m_work(&topology) {}
 
-/// The cuts in any order.
-ShapeList cutAt(const GisShapePolyline& line, std::vector<Cut> cuts) {
-    std::stable_sort(cuts.begin(), cuts.end(),
-                     [](const Cut& a, const Cut& b) { return Internal::isBefore(a.at, b.at); });
-    ShapeList pieces;
-    auto cut = cuts.cbegin();
-    for (qsizetype i = 0; i < line.parts().size(); ++i) {
-        const QList<GisShapePoint>& part = line.parts()[i];
-        QList<GisShapePoint> piece;
-        const auto finishPiece = [&] {
-            if (piece.size() > 1) {
-                pieces.push_back(pieceOf<GisShapePolyline>(line, {std::exchange(piece, {})}));
-            }
-        };
-        for (int vertex = 0; vertex < part.size(); ++vertex) {
-            piece.append(part[vertex]);
-            for (; cut != cuts.cend() && cut->at.part == i && cut->at.segment == vertex; ++cut) {
-                if (cut->at.fraction == 0.0) {
-                    if (vertex > 0 && vertex + 1 < part.size() && piece.size() > 1) {
-                        finishPiece();
-                        piece.append(part[vertex]);
-                    }
-                } else if (cut->at.fraction < 1.0) {
-                    piece.append(cut->point);
-                    if (piece.size() > 2 || !isOnePlace(piece)) {
-                        finishPiece();
-                        piece.append(cut->point);
-                    } else {
-                        piece.removeLast();
-                    }
+    /// A place, where one or more passages may be cut.
+    std::size_t addPlace(const GisShapePoint& point) {
+        m_places.push_back({point, m_places.size(), false});
+        return m_places.size() - 1;
+    }
+
+    /// In any order.
+    void add(GisBoundaryPosition at, std::size_t place) {
+        if (at.fraction >= 1.0) {
+            at = {at.part, at.segment + 1, 0.0};
+        }
+        m_places[place].isVertex = m_places[place].isVertex || at.fraction == 0.0;
+        m_cuts.push_back({at, place});
+    }
+
+    ShapeList pieces() {
+        std::stable_sort(m_cuts.begin(), m_cuts.end(),
+                         [](const Cut& a, const Cut& b) { return Internal::isBefore(a.at, b.at); });
+        takeOutIdle();
+        ShapeList pieces;
+        auto cut = m_cuts.cbegin();
+        for (int i = 0; i < m_line.parts().size(); ++i) {
+            const QList<GisShapePoint>& part = m_line.parts()[i];
+            int next = 0; // of the vertices that are on no piece yet
+            QList<GisShapePoint> piece;
+            const auto goOnTo = [&](int vertex) {
+                piece.append(part.mid(next, vertex - next));
+                next = vertex;
+            };
+            for (; cut != m_cuts.cend() && cut->at.part == i; ++cut) {
+                goOnTo(cut->at.segment + 1);
+                const GisShapePoint place = pointOf(*cut);
+                if (cut->at.fraction > 0.0) {
+                    piece.append(place);
                 }
+                pieces.push_back(pieceOf<GisShapePolyline>(m_line, {std::exchange(piece, {place})}));
+            }
+            goOnTo(static_cast<int>(part.size()));
+            if (piece.size() > 1) {
+                pieces.push_back(pieceOf<GisShapePolyline>(m_line, {piece}));
             }
         }
-        finishPiece();
+        return pieces;
     }
-    return pieces;
-}
 
-ShapeList cutAt(const GisShapePolyline& line, const QList<GisCrossing>& crossings, bool atBothPassages) {
-    std::vector<Cut> cuts;
+private:
+    struct Cut {
+        GisBoundaryPosition at;
+        std::size_t place;
+    };
+    struct Place {
+        GisShapePoint point;
+        std::size_t same; ///< leads to the one that stands for this one
+        bool isVertex;
+    };
+
+    const QList<GisShapePoint>& partOf(const Cut& cut) const { return m_line.parts()[cut.at.part]; }
+
+    std::size_t standingFor(std::size_t place) {
+        while (m_places[place].same != place) {
+            place = std::exchange(m_places[place].same, m_places[m_places[place].same].same);
+        }
+        return place;
+    }
+
+    GisShapePoint pointOf(const Cut& cut) {
+        const GisShapePoint& point =
+            cut.at.fraction == 0.0 ? partOf(cut)[cut.at.segment] : m_places[standingFor(cut.place)].point;
+        return {point.x(), point.y()};
+    }
+
+    /// Other passages of the two places end in one, too.
+    void unite(std::size_t a, std::size_t b) {
+        a = standingFor(a);
+        b = standingFor(b);
+        if (m_places[b].isVertex && !m_places[a].isVertex) {
+            std::swap(a, b);
+        }
+        m_places[b].same = a;
+    }
+
+    /// Whether the line goes away from the place of the cut on its vertices from `from` to `to`.
+    bool goesAway(const Cut& cut, int from, int to) {
+        const QList<GisShapePoint>& part = partOf(cut);
+        const GisShapePoint place = pointOf(cut);
+        for (int i = from; i < to; ++i) {
+            m_work.add(1);
+            if (!GisTopology::SamePoint(part[i], place, m_tolerance)) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+    void takeOutIdle() {
+        std::vector<Cut> kept;
+        for (const Cut& cut : m_cuts) {
+            const int behind = cut.at.segment + 1;
+            const bool isFirst = kept.empty() || kept.back().at.part != cut.at.part;
+            const int from = isFirst ? 0 : kept.back().at.segment + 1;
+            const bool leavesLast =
+                !isFirst && !GisTopology::SamePoint(pointOf(kept.back()), pointOf(cut), m_tolerance);
+            if (!leavesLast && !goesAway(cut, from, behind)) {
+                if (!isFirst) {
+                    unite(kept.back().place, cut.place);
+                }
+            } else if (goesAway(cut, behind, static_cast<int>(partOf(cut).size()))) {
+                kept.push_back(cut);
+            }
+        }
+        m_cuts = std::move(kept);
+    }
+
+    const GisShapePolyline& m_line;
+    double m_tolerance;
+    Internal::Work m_work;
+    std::vector<Place> m_places;
+    std::vector<Cut> m_cuts;
+};
+
+ShapeList cutAt(const GisShapePolyline& line, const QList<GisCrossing>& crossings, bool atBothPassages,
+                const GisTopology& topology) {
+    LineCuts cuts(line, topology);
     for (const GisCrossing& crossing : crossings) {
-        cuts.push_back({crossing.position, crossing.point});
+        const std::size_t place = cuts.addPlace(crossing.point);
+        cuts.add(crossing.position, place);
         if (atBothPassages) {
-            cuts.push_back({crossing.other, crossing.point});
+            cuts.add(crossing.other, place);
         }
     }
-    return cutAt(line, std::move(cuts));
+    return cuts.pieces();
 }
 
-/// Where the points lie on the line: for each point, of neighbouring segments within the tolerance the
-/// nearest.
-std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>& points,
-                        const GisTopology& topology) {
+/// Cut where the points lie on the line: of the segments of one passage within the tolerance at the nearest.
+ShapeList cutAt(const GisShapePolyline& line, const QList<GisShapePoint>& points,
+                const GisTopology& topology) {
+    const SegmentList segments(line);
     const double tolerance = topology.Tolerance();
     GisShapePolyline places;
     for (const GisShapePoint& p : points) {
@@ -136,14 +216,23 @@ std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>&
     std::sort(hits.begin(), hits.end(), [](const Hit& a, const Hit& b) {
         return std::tie(a.point, a.segment) < std::tie(b.point, b.segment);
     });
-    std::vector<Cut> cuts;
+    // In a corner the line may be a little more than the tolerance away between two segments that are not.
+    const auto isOnePassage = [&](const Hit& a, const Hit& b) {
+        const Segment& before = segments.segments()[a.segment];
+        const Segment& behind = segments.segments()[b.segment];
+        bool stays = a.point == b.point && before.part == behind.part;
+        for (int i = before.index + 1; stays && i <= behind.index; ++i) {
+            work.add(1);
+            const GisShapePoint& vertex = segments.parts()[static_cast<std::size_t>(before.part)].vertices[i];
+            stays = GisTopology::SamePoint(vertex, *targets.segments()[a.point].start, 2 * tolerance);
+        }
+        return stays;
+    };
+    LineCuts cuts(line, topology);
     for (std::size_t i = 0; i < hits.size(); ++i) {
         std::size_t nearest = i;
-        while (i + 1 < hits.size() && hits[i + 1].point == hits[i].point &&
-               hits[i + 1].segment == hits[i].segment + 1 &&
-               segments.segments()[hits[i + 1].segment].part == segments.segments()[hits[i].segment].part) {
-            ++i;
-            nearest = hits[i].distance < hits[nearest].distance ? i : nearest;
+        for (; i + 1 < hits.size() && isOnePassage(hits[i], hits[i + 1]); ++i) {
+            nearest = hits[i + 1].distance < hits[nearest].distance ? i + 1 : nearest;
         }
         const Segment& s = segments.segments()[hits[nearest].segment];
         const GisShapePoint& p = *targets.segments()[hits[nearest].point].start;
@@ -151,14 +240,11 @@ std::vector<Cut> cutsAt(const SegmentList& segments, const QList<GisShapePoint>&
         if (GisTopology::SamePoint(p, *s.start, tolerance)) {
             at.fraction = 0.0;
         } else if (GisTopology::SamePoint(p, *s.end, tolerance)) {
-            at = {s.part, s.index + 1, 0.0};
+            at.fraction = 1.0;
         }
-        cuts.push_back({at, {}});
+        cuts.add(at, cuts.addPlace(segments.pointAt(at)));
     }
-    for (Cut& cut : cuts) {
-        cut.point = cut.at.fraction > 0.0 ? segments.pointAt(cut.at) : GisShapePoint();
-    }
-    return cuts;
+    return cuts.pieces();
 }
 
 /// Lines with boxes around those that follow each other along a curve.
@@ -306,8 +392,7 @@ ShapeList GisTopology::SplitAtPoints(const GisShape& line, const QList<GisShapeP
     if (polyline == nullptr) {
         return oneCopy(line);
     }
-    return Internal::unlessStopped(
-        [&] { return cutAt(*polyline, cutsAt(SegmentList(line), points, *this)); });
+    return Internal::unlessStopped([&] { return cutAt(*polyline, points, *this); });
 }
 
 ShapeList GisTopology::SplitAtSelfCrossings(const GisShape& line) const {
@@ -317,7 +402,7 @@ ShapeList GisTopology::SplitAtSelfCrossings(const GisShape& line) const {
     }
     return Internal::unlessStopped([&] {
         const SegmentList segments(line);
-        return cutAt(*polyline, Internal::CrossingSearch(segments, segments, *this).all(), true);
+        return cutAt(*polyline, Internal::CrossingSearch(segments, segments, *this).all(), true, *this);
     });
 }
 
@@ -326,7 +411,7 @@ ShapeList GisTopology::SplitByLine(const GisShape& shape, const GisShape& line) 
         return Internal::unlessStopped([&] {
             const SegmentList first(shape);
             const SegmentList second(line);
-            return cutAt(*polyline, Internal::CrossingSearch(first, second, *this).all(), false);
+            return cutAt(*polyline, Internal::CrossingSearch(first, second, *this).all(), false, *this);
         });
     }
     if (dynamic_cast<const GisShapePolygon*>(&shape) == nullptr) {
