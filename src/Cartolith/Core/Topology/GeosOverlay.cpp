@@ -229,9 +229,12 @@ GeometryPtr geosUnion(std::vector<GeometryPtr> polygons, const GeosInterrupt& in
     }
     auto valid = std::make_unique<OGRMultiPolygon>();
     for (const OGRPolygon* polygon : *all) {
-        if (GeometryPtr one = madeValid(*polygon, ValidMethod::Lines)) {
-            addPolygons(*valid, std::move(one));
+        GeometryPtr one = madeValid(*polygon, ValidMethod::Lines);
+        interrupt.check();
+        if (one == nullptr) {
+            fail(errors);
         }
+        addPolygons(*valid, std::move(one));
     }
     result = unionOf(*valid);
     interrupt.check();
