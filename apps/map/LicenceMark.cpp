@@ -29,11 +29,11 @@ QFont fontFor(const QSize& picture, const QString& text) {
     return font;
 }
 
-const QString text = QStringLiteral("Cartolith, no licence");
+const QString markText = QStringLiteral("Cartolith, no licence");
 
 QSize sizeIn(const QFont& font) {
     const QFontMetricsF metrics(font);
-    return {static_cast<int>(std::ceil(metrics.horizontalAdvance(text) + font.pixelSize() / 2.0)),
+    return {static_cast<int>(std::ceil(metrics.horizontalAdvance(markText) + font.pixelSize() / 2.0)),
             static_cast<int>(std::ceil(metrics.height()))};
 }
 
@@ -49,7 +49,7 @@ void drawIn(QPainter& painter, const QFont& font, const QRect& box, std::optiona
     painter.setFont(font);
     painter.setPen(
         QColor(qGray(paper->rgb()) < middle ? QStringLiteral("#C8C8C8") : QStringLiteral("#505050")));
-    painter.drawText(box, Qt::AlignCenter, text);
+    painter.drawText(box, Qt::AlignCenter, markText);
 }
 
 std::optional<QColor> onlyColour(const QImage& image, const QRect& box) {
@@ -72,7 +72,7 @@ bool LicenceMark::isNeeded() {
 }
 
 void LicenceMark::draw(QImage& image) {
-    const QFont font = fontFor(image.size(), text);
+    const QFont font = fontFor(image.size(), markText);
     const QSize size = sizeIn(font);
     constexpr int mostOfHeight = 6;
     if (size.width() > image.width() || size.height() * mostOfHeight > image.height()) {
@@ -94,7 +94,7 @@ void LicenceMark::draw(QImage& image) {
 }
 
 void LicenceMark::draw(QPainter& painter, const QSize& sheet) {
-    const QFont font = fontFor(sheet, text);
+    const QFont font = fontFor(sheet, markText);
     const QSize size = sizeIn(font);
     drawIn(painter, font, QRect({0, sheet.height() - size.height()}, size), std::nullopt);
 }
