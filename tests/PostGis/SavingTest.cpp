@@ -27,6 +27,7 @@ protected:
 };
 
 TEST_F(PostGisSaving, WhatAColumnWouldCutOrRoundIsAnError) {
+    sql("ALTER TABLE t ADD twice int GENERATED ALWAYS AS (n * 2) STORED");
     const struct {
         const char* field;
         QVariant value;
@@ -48,6 +49,7 @@ TEST_F(PostGisSaving, WhatAColumnWouldCutOrRoundIsAnError) {
         {"ts", "2031-05-06T07:08:09.6543219Z", "6 decimals", ""},
         {"f", 0.2, "", "|0.2|"},
         {"f", 1.0 / 3.0, "more digits", ""},
+        {"twice", 13, "would hold '14' instead of '13'", ""},
         {"n", 3000000000LL, "none for the field 'n'", ""},
         {"n", QVariant(), "", "|0.2|POINT"},
     };
@@ -63,13 +65,64 @@ TEST_F(PostGisSaving, WhatAColumnWouldCutOrRoundIsAnError) {
               "2");
 }
 
+TEST_F(PostGisSaving, GeometriesAreSavedAsTheyAreOrNotAtAll) {
+    const char* const line = "LINESTRING (10 10, 11 11, 12 12, 13 13, 14 14, 15 15, 16 16, 17 17, 18 18, 19 19, 20 20, "
+                             "21 21, 22 22, 23 23, 24 24, 25 25)";
+    const struct {
+        const char* name;
+        const char* type;
+        const char* before;
+        const char* wkt;
+        const char* trigger; ///< what it makes of "NEW.g"
+        const char* reason;  ///< "" where it is saved
+        const char* saved;
+    } rows[] = {
+        {"snapped", "geometry", "POINT(1 1)", "POINT (12.3 10.2)", "ST_SnapToGrid(NEW.g, 1)",
+         "the geometry would be POINT (12 10) instead of POINT (12.3 10.2)", "POINT(1 1)"},
+        {"taken away", "geometry", "POINT(1 1)", "POINT (2 2)", "NULL", "would be none instead of", "POINT(1 1)"},
+        {"long", "geometry", "LINESTRING(0 0,1 1)", line, "ST_SetPoint(NEW.g, 14, ST_Point(7, 7))",
+         "0 20,21 21,22 22,23 23,7 7,25 25) instead of ...", "LINESTRING(0 0,1 1)"},
+        {"beyond the globe", "geography(Point,4326)", "POINT(1 1)", "POINT (190 95)", "NEW.g",
+         "would be POINT (-170 85) instead of POINT (190 95)", "POINT(1 1)"},
+        {"by the last digit", "geography(Point,4326)", "POINT(1 1)", "POINT (180.00000000000003 5)", "NEW.g", "",
+         "POINT(180 5)"},
+        {"zero", "geometry", "POINT(1 1)", "POINT (-0 5)", "ST_Translate(NEW.g, 0, 0)", "", "POINT(0 5)"},
+        {"several", "geometry(MultiLineStringZM,4326)", "", "LINESTRING (0 0, 1 1)", "NEW.g", "",
+         "MULTILINESTRING ZM ((0 0 0 0,1 1 0 0))"},
+    };
+    for (const auto& row : rows) {
+        for (const bool isNew : {true, false}) {
+            SCOPED_TRACE(testing::Message() << row.name << (isNew ? ", new" : ", moved"));
+            sql(std::string("DROP TABLE IF EXISTS m; CREATE TABLE m (id serial PRIMARY KEY, g ") + row.type +
+                "); INSERT INTO m (g) SELECT w FROM (VALUES (NULLIF('" + row.before +
+                "', '')::geometry)) AS v(w) WHERE w IS NOT NULL; CREATE OR REPLACE FUNCTION upg() RETURNS trigger "
+                "LANGUAGE plpgsql AS 'BEGIN NEW.g = " +
+                row.trigger +
+                "; RETURN NEW; END'; CREATE TRIGGER upg BEFORE "
+                "INSERT OR UPDATE ON m FOR EACH ROW EXECUTE FUNCTION upg()");
+            GisLayerOgrVector layer(m_path, "m");
+            ASSERT_TRUE(layer.open() && layer.beginEdit());
+            if (!isNew && row.before[0] == '\0') {
+                continue; // the layer does not hold Z and M
+            }
+            ASSERT_TRUE(isNew ? layer.addShapeEdit(shapeOf(row.wkt)) : layer.setShapeGeometryEdit(1, shapeOf(row.wkt)));
+            EXPECT_EQ(layer.commitEdit(), row.reason[0] == '\0');
+            EXPECT_THAT(layer.lastError().toStdString(), HasSubstr(row.reason));
+            EXPECT_EQ(sql("WITH r AS (SELECT ST_AsText(g) AS x FROM m ORDER BY id DESC LIMIT 1) SELECT x FROM r"),
+                      row.saved);
+        }
+    }
+}
+
 TEST_F(PostGisSaving, NewShapesGetDefaultsAndIdsAndMayBeMany) {
-    sql("ALTER TABLE t ADD made timestamptz DEFAULT '2031-05-06 07:08:09.123456Z'");
+    sql("ALTER TABLE t ADD made timestamptz DEFAULT '2031-05-06 07:08:09.123456Z', ADD twice int GENERATED ALWAYS AS "
+        "(n * 2) STORED");
     GisLayerOgrVector layer(m_path, "t");
     ASSERT_TRUE(layer.open() && layer.beginEdit());
     for (int i = 0; i < 300; ++i) {
         ASSERT_TRUE(layer.addShapeEdit(
-            shapeOf(QString("POINT (%1 5)").arg(i), i % 2 == 0 ? test::Attributes{} : test::Attributes{{"n", i}})));
+            shapeOf(QString("POINT (%1 5)").arg(i),
+                    i % 2 == 0 ? test::Attributes{} : test::Attributes{{"n", i}, {"twice", 2 * i}})));
     }
     ASSERT_TRUE(layer.deleteShapeEdit(1) && layer.commitEdit()) << layer.lastError().toStdString();
     EXPECT_EQ(layer.sourceFeatureIds()[2], 4);

@@ -10,9 +10,10 @@ namespace Cartolith::Core::Layers::Internal {
 
 /// A column of a server's table: what GDAL reads of its values, and how values are written.
 struct PostgresColumn {
-    QByteArray name = {}; ///< quoted
-    QByteArray type = {}; ///< without what is in brackets behind it; of a domain, that below all domains
-    int modifier = -1;    ///< what is in brackets, as the server packs it
+    QByteArray name = {};     ///< quoted
+    QByteArray type = {};     ///< without what is in brackets behind it; of a domain, that below all domains
+    int modifier = -1;        ///< what is in brackets, as the server packs it
+    bool isGenerated = false; ///< of other columns: the server takes no value
 
     /// The type of field that holds most of a column of this type, where GDAL has another: intervals are no
     /// whole numbers. OFTMaxType where GDAL is right.

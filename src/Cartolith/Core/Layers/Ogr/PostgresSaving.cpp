@@ -2,6 +2,7 @@
 // changed.
 
 #include <Cartolith/Core/Common/BytesInternal.h>
+#include <Cartolith/Core/Layers/Ogr/GeometryKeptInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrDigestInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
@@ -21,6 +22,7 @@ namespace Cartolith::Core::Layers::Internal {
 namespace {
 
 using Common::Internal::FeaturePtr;
+using Common::Internal::GeometryPtr;
 using Shapes::GisShape;
 
 Common::Internal::DatasetPtr openedFor(const QString& path, unsigned access) {
@@ -281,8 +283,7 @@ private:
         Rows rows = lockAndRead(ids);
         const ExactTexts texts = exactTexts(ids, m_target.read.texts);
         std::vector<Statement> statements;
-        Ids ours;                         // of which the source is then as the layer has it
-        std::map<qint64, quint64> before; // of those that are moved
+        Ids ours; // of which the source is then as the layer has it
         for (const qint64 id : ids) {
             const QList<const GisShape*>& shapes = m_edits.updated.at(id);
             const auto row = rows.find(id);
@@ -299,16 +300,13 @@ private:
                     continue;
                 }
                 OGRFeature& feature = *row->second;
-                const quint64 digest = m_digest.of(feature);
                 const OgrMerge merged = mergedOf(feature, shapes, texts);
                 for (const GisEditConflict& conflict : merged.conflicts) {
                     found(conflict);
                 }
-                if (merged.change.isMoved) {
-                    before[id] = digest;
-                }
-                if (merged.change.isAny()) {
-                    statements.push_back({id, updating(id, feature, *shapes.front(), merged.change)});
+                if (const QByteArray sql = updating(id, feature, *shapes.front(), merged.change);
+                    !sql.isEmpty()) {
+                    statements.push_back({id, sql});
                 }
                 if (merged.isOursAlone) {
                     ours.push_back(id);
@@ -325,14 +323,13 @@ private:
         requireAsked();
         const Rows after = read(ids);
         for (const Statement& statement : statements) {
-            const auto row = after.find(statement.id);
-            const auto old = before.find(statement.id);
-            if (row == after.end() || (old != before.end() && m_digest.of(*row->second) == old->second)) {
+            if (after.find(statement.id) == after.end()) {
                 failToWrite(
                     m_target.path,
                     QStringLiteral("feature %1: the source does not take the change").arg(statement.id));
             }
         }
+        requirePlaces(after);
         for (const qint64 id : ours) {
             if (const auto row = after.find(id); row != after.end()) {
                 m_saved.digests[id] = m_digest.of(*row->second);
@@ -426,6 +423,20 @@ private:
         }
     }
 
+    /// The same of geometries, with the rows as they are since.
+    void requirePlaces(const Rows& after) {
+        for (const auto& [id, asked] : m_places) {
+            const auto row = after.find(id);
+            const OGRGeometry* const held = row != after.end() ? row->second->GetGeometryRef() : nullptr;
+            if (const auto change = geometryChange(held, asked.get())) {
+                failToWrite(m_target.path,
+                            QStringLiteral("feature %1: the geometry would be %2 instead of %3")
+                                .arg(QString::number(id), change->held, change->asked));
+            }
+        }
+        m_places.clear();
+    }
+
     OgrMerge mergedOf(OGRFeature& feature, const QList<const GisShape*>& shapes, const ExactTexts& texts) {
         const qint64 id = feature.GetFID();
         const QList<const GisShape*>& asRead = m_edits.asRead.at(id);
@@ -450,24 +461,39 @@ private:
         return m_table->column(column).literal(feature, column, shape.attributeValue(name));
     }
 
+    /// Empty for nothing to send. Columns that are generated are not named, but what they come to is compared
+    /// with what the layer has.
     QByteArray updating(qint64 id, OGRFeature& feature, const GisShape& shape, const OgrChange& change) {
         QByteArray assignments;
+        const auto assign = [&assignments](const QByteArray& name, const QByteArray& value) {
+            assignments += (assignments.isEmpty() ? "" : ",") + name + '=' + value;
+        };
         for (const int column : change.columns) {
             const QByteArray value = valueOf(feature, column, shape);
-            assignments += (assignments.isEmpty() ? "" : ",") + m_table->column(column).name + '=' + value;
+            if (!m_table->column(column).isGenerated) {
+                assign(m_table->column(column).name, value);
+            }
             m_asked[column].push_back({id, value});
         }
         if (change.isMoved) {
-            assignments += (assignments.isEmpty() ? "" : ",") + m_table->geometryName() + '=' +
-                           m_table->literal(feature.GetGeometryRef());
+            if (!m_table->isGeometryGenerated()) {
+                assign(m_table->geometryName(), m_table->literal(feature.GetGeometryRef()));
+            }
+            m_places[id] = GeometryPtr(feature.StealGeometry());
+        }
+        if (assignments.isEmpty()) {
+            return {};
         }
         return "UPDATE " + m_table->name() + " SET " + assignments + " WHERE " + m_table->key() + '=' +
                QByteArray::number(id);
     }
 
-    /// What is in the columns of a new row. What is left out gets the source's default.
+    /// What is in the columns of a new row. What is left out gets the source's default; of a row that comes
+    /// back under its id nothing is, but what is generated.
     struct Row {
-        std::map<int, QByteArray> values = {};
+        std::map<int, QByteArray> values = {}; ///< that it is to have
+        bool isPlaced = false;                 ///< whether it is to have the geometry
+        GeometryPtr geometry = {};
         QByteArray columns = {};
         QByteArray sql = {};
     };
@@ -479,41 +505,65 @@ private:
             row.values[column] = valueOf(feature, column, shape);
         }
         for (int column = 0; id && column < feature.GetFieldCount(); ++column) {
-            if (const auto text = textAsRead(*id, column, shape)) {
+            const bool isKept = isAsRead(*id, column, shape);
+            const auto text = isKept ? m_target.read.texts.find({*id, column}) : std::nullopt;
+            if (isKept && m_table->column(column).isGenerated) {
+                row.values.erase(column); // others may have been edited
+            } else if (text) {
                 row.values[column] = quotedText(*text);
+            } else {
+                row.values.emplace(column, "NULL");
             }
         }
+        const auto name = [&row](const QByteArray& column, const QByteArray& value) {
+            row.columns += (row.columns.isEmpty() ? "" : ",") + column;
+            row.sql += (row.sql.isEmpty() ? "" : ",") + value;
+        };
         if (!m_table->geometryName().isEmpty()) {
             if (OGRGeometry* const geometry = feature.GetGeometryRef()) { // 0 where the column wants more
                 geometry->set3D(OGR_GT_HasZ(m_layer->GetGeomType()));
                 geometry->setMeasured(OGR_GT_HasM(m_layer->GetGeomType()));
             }
-            row.columns = m_table->geometryName();
-            row.sql = m_table->literal(feature.GetGeometryRef());
+            row.isPlaced = id ? !m_table->isGeometryGenerated() || !isWhereRead(*id, shape)
+                              : feature.GetGeometryRef() != nullptr;
+            if (!m_table->isGeometryGenerated()) {
+                name(m_table->geometryName(), m_table->literal(feature.GetGeometryRef()));
+            }
+            row.geometry.reset(feature.StealGeometry());
         }
         for (const auto& [column, value] : row.values) {
-            row.columns += (row.columns.isEmpty() ? "" : ",") + m_table->column(column).name;
-            row.sql += (row.sql.isEmpty() ? "" : ",") + value;
+            if (!m_table->column(column).isGenerated) {
+                name(m_table->column(column).name, value);
+            }
         }
         return row;
     }
 
-    /// All that the source had of a value, where the shape still has what was read of it.
-    std::optional<QByteArrayView> textAsRead(qint64 id, int column, const GisShape& shape) const {
-        const auto text = m_target.read.texts.find({id, column});
-        const GisShape* const before = text ? m_edits.asRead.at(id).front() : nullptr;
+    /// Whether a shape still has what was read of a field.
+    bool isAsRead(qint64 id, int column, const GisShape& shape) const {
+        const GisShape* const before = m_edits.asRead.at(id).front();
         const QString name = QString::fromUtf8(m_layer->GetLayerDefn()->GetFieldDefn(column)->GetNameRef());
-        const bool isKept =
-            before != nullptr && areSame(before->attributeValue(name), shape.attributeValue(name));
-        return isKept ? text : std::nullopt;
+        return before != nullptr && areSame(before->attributeValue(name), shape.attributeValue(name));
+    }
+    bool isWhereRead(qint64 id, const GisShape& shape) const {
+        const GisShape* const before = m_edits.asRead.at(id).front();
+        return before != nullptr && haveSameGeometry(*before, shape);
+    }
+
+    /// What the source is to hold then, which is compared.
+    void ask(qint64 id, Row& row) {
+        for (const auto& [column, value] : row.values) {
+            m_asked[column].push_back({id, value});
+        }
+        if (row.isPlaced) {
+            m_places[id] = std::move(row.geometry);
+        }
     }
 
     /// Under the id that it had.
     QByteArray insertion(qint64 id, const GisShape& shape) {
-        const Row row = rowOf(shape, id);
-        for (const auto& [column, value] : row.values) {
-            m_asked[column].push_back({id, value});
-        }
+        Row row = rowOf(shape, id);
+        ask(id, row);
         return "INSERT INTO " + m_table->name() + " (" + m_table->key() + (row.columns.isEmpty() ? "" : ",") +
                row.columns + ") OVERRIDING SYSTEM VALUE VALUES (" + QByteArray::number(id) +
                (row.sql.isEmpty() ? "" : ",") + row.sql + ')';
@@ -550,9 +600,7 @@ private:
             insert(columns, rows, shapes[first]->id(), i - first, ids);
         }
         for (std::size_t i = 0; i < ids.size(); ++i) {
-            for (const auto& [column, value] : made.at(i).values) {
-                m_asked[column].push_back({ids[i], value});
-            }
+            ask(ids[i], made.at(i));
         }
         requireAsked();
         const Rows after = read(ids);
@@ -566,6 +614,7 @@ private:
             m_saved.digests[id] = m_digest.of(*row->second);
             m_saved.added.append(id);
         }
+        requirePlaces(after);
         keepTexts(ids);
         step(static_cast<std::size_t>(shapes.size()));
     }
@@ -653,6 +702,7 @@ private:
     OgrSavedIds m_saved;
     QList<GisEditConflict> m_conflicts;
     std::map<int, std::vector<Asked>> m_asked; // by column, of this batch
+    std::map<qint64, GeometryPtr> m_places;    // likewise, of geometries
     ExactTexts m_otherwise;                    // places where the layer has the value in another type
     std::size_t m_done = 0;
     bool m_isOpen = false;

@@ -95,19 +95,23 @@ PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(so
     m_key = key.isEmpty() ? QByteArray() : quotedName(key);
 
     const SqlRows columns = execute(
-        source, "WITH RECURSIVE c AS (SELECT a.attname, a.atttypid AS type, a.atttypmod AS modifier FROM "
-                "pg_catalog.pg_attribute a WHERE a.attnum > 0 AND NOT a.attisdropped AND a.attrelid = " +
-                    found[0][0] +
-                    " UNION ALL SELECT c.attname, d.typbasetype, CASE WHEN c.modifier >= 0 THEN c.modifier "
-                    "ELSE d.typtypmod "
-                    "END FROM c JOIN pg_catalog.pg_type d ON d.oid = c.type WHERE d.typtype = 'd') SELECT "
-                    "c.attname::text AS "
-                    "n, format_type(c.type, -1) AS t, c.modifier::text AS m FROM c JOIN pg_catalog.pg_type d "
-                    "ON d.oid = c.type "
-                    "WHERE d.typtype <> 'd'");
+        source,
+        "WITH RECURSIVE c AS (SELECT a.attname, a.atttypid AS type, a.atttypmod AS modifier FROM "
+        "pg_catalog.pg_attribute a WHERE a.attnum > 0 AND NOT a.attisdropped AND a.attrelid = " +
+            found[0][0] +
+            " UNION ALL SELECT c.attname, d.typbasetype, CASE WHEN c.modifier >= 0 THEN c.modifier "
+            "ELSE d.typtypmod "
+            "END FROM c JOIN pg_catalog.pg_type d ON d.oid = c.type WHERE d.typtype = 'd') SELECT "
+            "c.attname::text AS "
+            "n, format_type(c.type, -1) AS t, c.modifier::text AS m, coalesce(i.is_generated = 'ALWAYS', "
+            "false)::int::text AS g FROM c JOIN pg_catalog.pg_type d ON d.oid = c.type LEFT JOIN "
+            // The catalogue's own column for this is not in servers before 12.
+            "information_schema.columns i ON i.column_name = c.attname AND i.table_schema =" +
+            quotedText(found[0][1]) + " AND i.table_name =" + quotedText(found[0][2]) +
+            " WHERE d.typtype <> 'd'");
     std::map<QByteArray, PostgresColumn> known;
     for (const QList<QByteArray>& row : columns) {
-        known[row[0]] = {quotedName(row[0]), row[1], row[2].toInt()};
+        known[row[0]] = {quotedName(row[0]), row[1], row[2].toInt(), row[3] == "1"};
     }
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
         const auto column = known.find(schema.GetFieldDefn(i)->GetNameRef());
@@ -125,6 +129,7 @@ PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(so
         const PostgresColumn& column = known.at(geometry);
         m_geometry = column.name;
         m_geometryType = column.type;
+        m_isGeometryGenerated = column.isGenerated;
         const bool isGeography = m_geometryType.endsWith("geography");
         if (column.modifier >= 0) {
             m_system = (column.modifier & 0x0FFFFF00) >> 8; // as PostGIS packs it

@@ -45,6 +45,7 @@ public:
     /// A column of the layer, quoted.
     const PostgresColumn& column(int index) const { return m_columns.at(static_cast<std::size_t>(index)); }
     const QByteArray& geometryName() const { return m_geometry; }
+    bool isGeometryGenerated() const { return m_isGeometryGenerated; }
 
     /// Whether a field of the layer is not, or not as it was, in the table.
     bool hasLostColumns() const { return m_hasLostColumns; }
@@ -74,6 +75,7 @@ private:
     QByteArray m_key;
     QByteArray m_geometry;
     QByteArray m_geometryType;
+    bool m_isGeometryGenerated = false;
     int m_system = 0; ///< that the column's type wants; 0 for any
     int m_usedSystem = -1;
     std::vector<PostgresColumn> m_columns;
