@@ -2,6 +2,7 @@
 
 #include "Arguments.h"
 #include "ClassificationOptions.h"
+#include "SymbolOptions.h"
 
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
 #include <Cartolith/Core/Symbology/GisColorRampRegistry.h>
@@ -96,14 +97,19 @@ QString RasterOptions::help() {
     return QString::fromUtf8(rasterHelp);
 }
 
+QStringList RasterOptions::names() {
+    return rasterOnly;
+}
+
 void RasterOptions::refuse(const QCommandLineParser& parser) {
     Arguments::refuse(parser, rasterOnly, QStringLiteral("goes with a raster"));
 }
 
 RasterOptions::RasterOptions(const QCommandLineParser& parser) {
     Arguments::refuse(parser,
-                      {"fill", "line", "point", "width", "field", "categories", "rules", "style",
-                       "save-style", "ramp-mode", "layer"},
+                      QStringList{"fill", "line", "point", "width", "field", "categories", "rules", "style",
+                                  "save-style", "ramp-mode", "layer"} +
+                          SymbolOptions::names(),
                       QStringLiteral("does not go with a raster"));
     const bool hasClasses = parser.isSet("classes") || parser.isSet("breaks") || parser.isSet("method") ||
                             parser.isSet("interval");

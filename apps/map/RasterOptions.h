@@ -19,6 +19,7 @@ public:
     static void addTo(QCommandLineParser& parser);
     /// The part of a help text about these options, a line each.
     static QString help();
+    static QStringList names();
     /// \throws UsageError when an option is there that makes sense for rasters only
     static void refuse(const QCommandLineParser& parser);
 

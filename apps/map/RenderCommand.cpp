@@ -87,7 +87,9 @@ MapSheet sheetOf(MapScene& scene, const MapLayers& layers, RenderOptions& option
         description.map.extent = scene.view().visibleExtent();
         description.map.air = 0.0; // the view has some
     }
-    MapSheet sheet(description, allOf(scene), system);
+    // A map of layers without features has the extent that is asked for.
+    const GisExtent all = description.map.extent.isEmpty() ? allOf(scene) : scene.extent();
+    MapSheet sheet(description, all.isEmpty() ? description.map.extent : all, system);
     const auto isCounted = [](const Furniture::SheetItem& item) { return item.hasCounts; };
     const bool hasCounts = std::any_of(description.items.cbegin(), description.items.cend(), isCounted);
     sheet.setLegends(Furniture::legendsOf(

@@ -13,6 +13,7 @@
 #include <QCommandLineParser>
 
 #include <algorithm>
+#include <cmath>
 #include <limits>
 
 using namespace Cartolith::Core;
@@ -158,6 +159,7 @@ LayerOptions layerOptions(const FileArguments& arguments) {
                      Arguments::coordinateSystem(parser, QStringLiteral("assume-crs"))};
     options.isRaster = isRasterFile(arguments.file);
     if (options.isRaster) {
+        Arguments::refuse(parser, {"labels", "label-priority"}, QStringLiteral("does not go with a raster"));
         options.raster = RasterOptions(parser);
     } else {
         RasterOptions::refuse(parser);
@@ -205,11 +207,13 @@ void RenderOptions::readLayers(const QString& command, const QStringList& argume
                                        : QStringLiteral("--map takes the place of FILE"));
     }
     if (!map.isEmpty()) {
-        Arguments::refuse(parser, {"layer",      "legend",   "legend-title", "labels", "label-priority",
-                                   "identify",   "save-map", "fill",         "line",   "point",
-                                   "width",      "field",    "categories",   "rules",  "style",
-                                   "save-style", "ramp",     "grey",         "rgb",    "hillshade",
-                                   "assume-crs"},
+        Arguments::refuse(parser,
+                          QStringList{"layer",      "legend",   "legend-title", "labels",    "label-priority",
+                                      "identify",   "save-map", "fill",         "line",      "point",
+                                      "width",      "field",    "categories",   "rules",     "style",
+                                      "save-style", "ramp",     "ramp-mode",    "reversed",  "method",
+                                      "classes",    "interval", "breaks",       "assume-crs"} +
+                              SymbolOptions::names() + RasterOptions::names(),
                           QStringLiteral("does not go with --map"));
     }
     const QStringList styleFiles = parser.values("save-style");
@@ -274,6 +278,13 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     if (parser.isSet("dpi")) {
         options.sheet.dotsPerInch = Arguments::number("dpi", parser.value("dpi"), 10.0, 2400.0);
     }
+    const double dotsPerInch = options.described ? options.described->dotsPerInch : options.sheet.dotsPerInch;
+    constexpr double finer = 8.0; // the steps of a PDF, in a dot
+    if (options.output.endsWith(QLatin1String(".pdf"), Qt::CaseInsensitive) &&
+        std::abs(dotsPerInch * finer - std::round(dotsPerInch * finer)) > 1e-6) {
+        throw UsageError(
+            QStringLiteral("a PDF has whole or eighth dots to the inch, not %1").arg(dotsPerInch));
+    }
     if (options.page) {
         options.page->dotsPerInch = options.sheet.dotsPerInch;
         options.sheet.size = Arguments::sizeOf(*options.page);
@@ -313,7 +324,8 @@ RenderOptions RenderOptions::ofTiles(const QStringList& arguments) {
     }
     Arguments::refuse(parser,
                       {"size", "page", "crs", "scale", "legend", "legend-title", "title", "note", "identify",
-                       "no-graticule", "save-map", "at-most"},
+                       "no-graticule", "graticule-above", "degrees", "scale-bar", "units", "north", "sheet",
+                       "save-map", "at-most"},
                       QStringLiteral("does not go with tiles"));
     RenderOptions options;
     options.output = parser.value("output");

@@ -24,13 +24,15 @@ namespace {
 QString markOf(const QStringList& arguments) {
     QCryptographicHash hash(QCryptographicHash::Sha256);
     for (const QString& argument : arguments) {
-        const QFileInfo file(argument);
+        const qsizetype value =
+            argument.startsWith(QLatin1String("--")) ? argument.indexOf(QLatin1Char('=')) : -1;
+        const QFileInfo file(argument.mid(value + 1)); // also that of --option=FILE
         const QString content = file.isFile() ? QStringLiteral("%1 %2 %3")
                                                     .arg(file.absoluteFilePath())
                                                     .arg(file.size())
                                                     .arg(file.lastModified().toMSecsSinceEpoch())
                                               : argument;
-        hash.addData(content.toUtf8());
+        hash.addData(argument.left(value + 1).toUtf8() + content.toUtf8());
         hash.addData(QByteArrayView("", 1)); // ends it
     }
     return QString::fromLatin1(hash.result().toHex());

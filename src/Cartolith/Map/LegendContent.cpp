@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
 #include <Cartolith/Map/LegendBounds.h>
 #include <Cartolith/Map/LegendContent.h>
+#include <Cartolith/Map/LegendSizesInternal.h>
 #include <Cartolith/Map/NumberText.h>
 #include <Cartolith/Map/RendererFields.h>
 
@@ -97,9 +98,10 @@ QList<double> roundValues(double least, double greatest, double fewestSteps) {
     return values;
 }
 
-/// The sizes of a style by value; none when it has no field for them.
-QList<LegendContent::Row> sizeRows(const Layers::GisLayerStyle& style, const QString& title,
-                                   Shapes::GisShapeType kind) {
+} // namespace
+
+QList<LegendContent::Row> Internal::sizeRows(const Layers::GisLayerStyle& style, const QString& title,
+                                             Shapes::GisShapeType kind) {
     if (style.sizeField().isEmpty() || kind == Shapes::GisShapeType::Polygon) {
         return {};
     }
@@ -118,8 +120,6 @@ QList<LegendContent::Row> sizeRows(const Layers::GisLayerStyle& style, const QSt
     }
     return rows;
 }
-
-} // namespace
 
 LegendContent LegendContent::of(const LegendBounds& bounds, const QList<QString>& colours,
                                 const QString& title) {
@@ -166,7 +166,7 @@ LegendContent LegendContent::of(const GisLayerVector& layer, const QString& titl
     const Layers::GisLayerStyle first = items.isEmpty() ? Layers::GisLayerStyle() : items.constFirst().style;
     const bool areSizesNamed = !isOneStyle && first.sizeField() != content.title;
     const QList<Row> sizes =
-        sizeRows(first, areSizesNamed ? first.sizeField() : QString(), layer.shapeType());
+        Internal::sizeRows(first, areSizesNamed ? first.sizeField() : QString(), layer.shapeType());
     if (isOneStyle && !sizes.isEmpty()) {
         content.title = title.isEmpty() ? first.sizeField() : title;
         content.rows = sizes;

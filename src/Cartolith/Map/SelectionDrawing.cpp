@@ -1,5 +1,3 @@
-#include <Cartolith/Map/Raster/MarkerStamp.h>
-#include <Cartolith/Map/Raster/Stroke.h>
 #include <Cartolith/Map/SaneSizeInternal.h>
 #include <Cartolith/Map/SelectionDrawingInternal.h>
 
@@ -9,6 +7,18 @@ using namespace Cartolith::Core;
 using Layers::GisLayerStyle;
 
 namespace Cartolith::Map::Internal {
+
+Symbol selectedSymbol(const GisLayerStyle& style, double pixels) {
+    Symbol symbol{GisLayerStyle()};
+    symbol.fill.color = Qt::transparent;
+    symbol.line = {.color = QColor(style.selectedLineColor()),
+                   .width = saneSize(style.selectedLineWidth()) * pixels};
+    symbol.marker.size =
+        (saneSize(style.pointSize()) + saneSize(style.lineWidth())) * pixels + symbol.line.width;
+    symbol.marker.color = Qt::transparent;
+    symbol.marker.outline = symbol.line;
+    return symbol;
+}
 
 SelectionDrawing::SelectionDrawing(const LayerSnapshot& snapshot, const MapView& view,
                                    const QSet<qint64>& ids)
@@ -24,22 +34,25 @@ void SelectionDrawing::drawNext(Raster::Canvas& canvas) {
         return;
     }
     const qsizetype i = m_position++;
-    const GisLayerStyle& style = m_snapshot.style(i);
-    const double pixels = m_view.devicePixelRatio();
-    Raster::Stroke line;
-    line.color = QColor(style.selectedLineColor());
-    line.width = saneSize(style.selectedLineWidth()) * pixels;
-    if (m_snapshot.kind(i) == LayerSnapshot::Kind::Point) {
-        const double diameter = (saneSize(style.pointSize()) + saneSize(style.lineWidth())) * pixels;
-        canvas.markers(m_snapshot.coordinates(i),
-                       Raster::MarkerStamp(diameter + line.width, Qt::transparent, line.width, line.color));
+    if (m_style != m_snapshot.styleNumber(i)) {
+        m_style = m_snapshot.styleNumber(i);
+        m_symbol = selectedSymbol(m_snapshot.style(i), m_view.devicePixelRatio());
+        m_stamp.reset();
+    }
+    const double margin = (m_symbol->reach() + 2.0) * m_view.unitsPerPixel();
+    if (!m_snapshot.meets(i, m_view.pictureExtent().inflate(margin, margin))) {
         return;
     }
-    const double margin = (line.width + 2.0) * m_view.unitsPerPixel();
-    if (m_snapshot.meets(i, m_view.pictureExtent().inflate(margin, margin))) {
-        canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), line,
+    if (m_snapshot.kind(i) != LayerSnapshot::Kind::Point) {
+        canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), m_symbol->line,
                       m_snapshot.kind(i) == LayerSnapshot::Kind::Area);
+        return;
     }
+    if (!m_stamp) {
+        const Symbol::Marker& marker = m_symbol->marker;
+        m_stamp.emplace(marker.size, marker.color, marker.outline.width, marker.outline.color);
+    }
+    canvas.markers(m_snapshot.coordinates(i), *m_stamp);
 }
 
 } // namespace Cartolith::Map::Internal

@@ -2,13 +2,20 @@
 
 #include <Cartolith/Map/LayerSnapshot.h>
 #include <Cartolith/Map/Raster/Canvas.h>
+#include <Cartolith/Map/Raster/MarkerStamp.h>
+#include <Cartolith/Map/Symbol.h>
 
 #include <QSet>
 
+#include <optional>
+
 namespace Cartolith::Map::Internal {
 
-/// Draws the shapes of a snapshot that are selected over the others, with their styles' selected lines: along
-/// lines and outlines, around points.
+/// What is drawn over a selected shape, whatever its kind: the style's selected line along lines and
+/// outlines, and around points. `pixels` of the device make one of the style's.
+Symbol selectedSymbol(const Core::Layers::GisLayerStyle& style, double pixels);
+
+/// Draws the shapes of a snapshot that are selected over the others, with their styles' selected lines.
 class SelectionDrawing {
 public:
     /// All of these live as long as this object.
@@ -33,6 +40,9 @@ private:
     const MapView& m_view;
     const QSet<qint64>& m_ids;
     qsizetype m_position = 0;
+    qsizetype m_style = -1; // of these
+    std::optional<Symbol> m_symbol;
+    std::optional<Raster::MarkerStamp> m_stamp;
 };
 
 } // namespace Cartolith::Map::Internal

@@ -4,6 +4,7 @@
 #include <QPainter>
 
 #include <algorithm>
+#include <cmath>
 
 using namespace Cartolith::Core;
 using Layers::GisLayerStyle;
@@ -20,17 +21,19 @@ Shapes::GisExtent visibleWith(const MapView& view, double reach) {
     return view.pictureExtent().inflate(margin, margin);
 }
 
-Raster::MarkerStamp stampOf(const Symbol::Marker& marker) {
-    if (marker.isPlain()) {
+Raster::MarkerStamp stampOf(const Symbol::Marker& marker, std::optional<QPoint> only = std::nullopt) {
+    if (marker.isPlain() && marker.size > 0.0) { // its outline alone would be a dot
         return {marker.size, marker.color, marker.outline.width, marker.outline.color};
     }
     const QPainterPath path = marker.path();
     const QPainterPath around = marker.haloPath();
-    return {marker.size > 0.0 ? marker.reach() : 0.0, [&](QImage& picture, QPointF place) {
+    return {marker.size > 0.0 ? marker.reach() : 0.0,
+            [&](QImage& picture, QPointF place) {
                 QPainter painter(&picture);
                 painter.setRenderHint(QPainter::Antialiasing);
                 marker.paint(painter, place, path, around);
-            }};
+            },
+            only};
 }
 
 } // namespace
@@ -85,6 +88,42 @@ const Raster::MarkerStamp& SnapshotDrawing::markerOf(qsizetype style) {
     return *look.marker;
 }
 
+bool SnapshotDrawing::isRare(qsizetype style) {
+    constexpr std::size_t few = 64; // looks, which may have their stamps
+    constexpr quint32 seldom = Raster::MarkerStamp::steps * Raster::MarkerStamp::steps;
+    if (m_looks.size() <= few || m_looks[static_cast<std::size_t>(style)].symbol.marker.isPlain()) {
+        return false;
+    }
+    if (m_uses.empty()) {
+        m_uses.resize(m_looks.size());
+        for (qsizetype i = 0; i < m_snapshot.count(); ++i) {
+            m_uses[static_cast<std::size_t>(m_snapshot.styleNumber(i))] +=
+                m_snapshot.kind(i) == LayerSnapshot::Kind::Point ? 1U : 0U;
+        }
+    }
+    return m_uses[static_cast<std::size_t>(style)] < seldom;
+}
+
+void SnapshotDrawing::drawMarkers(Raster::Canvas& canvas, qsizetype from, qsizetype to, qsizetype style) {
+    if (!isRare(style)) {
+        canvas.markers(m_snapshot.coordinates(from, to), markerOf(style));
+        return;
+    }
+    const Symbol::Marker& marker = m_looks[static_cast<std::size_t>(style)].symbol.marker;
+    const QPointF corner = m_view.pictureFrame().topLeft();
+    for (qsizetype i = from; i < to; ++i) {
+        if (!m_snapshot.meets(i, m_visible)) { // nor what is not finite
+            continue;
+        }
+        const auto at = m_snapshot.coordinates(i);
+        const QPointF p = m_view.toPixel(at[0], at[1]) - corner;
+        constexpr int steps = Raster::MarkerStamp::steps;
+        const QPoint step(static_cast<int>((p.x() - std::floor(p.x())) * steps),
+                          static_cast<int>((p.y() - std::floor(p.y())) * steps));
+        canvas.markers(at, stampOf(marker, step));
+    }
+}
+
 /// Of many shapes below a pixel, one is seen: a dot of the outline's colour. It is drawn once, unless
 /// something larger or of another look came in between. Translucent ones add up, so these are all drawn.
 bool SnapshotDrawing::isSeenAlready(qsizetype i, const Look& look) {
@@ -132,7 +171,7 @@ void SnapshotDrawing::drawNext(Raster::Canvas& canvas) {
             ++m_position;
         }
         if (round == Round::Symbols) {
-            canvas.markers(m_snapshot.coordinates(i, m_position), markerOf(style));
+            drawMarkers(canvas, i, m_position, style);
         }
         return;
     }

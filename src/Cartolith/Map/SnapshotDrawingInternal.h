@@ -52,6 +52,10 @@ private:
     bool isSeenAlready(qsizetype i, const Look& look);
     bool nextRound();
     const Raster::MarkerStamp& markerOf(qsizetype style);
+    void drawMarkers(Raster::Canvas& canvas, qsizetype from, qsizetype to, qsizetype style);
+    /// Where sizes and rotations are by value, most markers are drawn once, and a stamp for all places
+    /// between the pixels is not worth its pictures.
+    bool isRare(qsizetype style);
 
     /// What was last drawn in a pixel as a mere dot, and since how many larger shapes.
     struct Dot {
@@ -65,6 +69,7 @@ private:
     std::vector<Look> m_looks;
     std::vector<Dot> m_dots;          // of each pixel, when the first is asked for
     quint32 m_larger = 0;             // shapes drawn
+    std::vector<quint32> m_uses;      // of each style by points; when the first is asked for
     std::vector<qsizetype> m_stamped; // the looks that have a marker
     qsizetype m_stampBytes = 0;
     QList<Round> m_rounds; ///< halos and casings of lines lie below all of them

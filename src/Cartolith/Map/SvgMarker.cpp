@@ -58,9 +58,13 @@ void checkAttribute(QStringView name, const QString& value) {
         refuse(QStringLiteral("it links to something"));
     }
     const QString text = value.toLower();
+    if (name == QLatin1String("style") && text.contains(QLatin1Char('\\'))) {
+        refuse(QStringLiteral("its style has escapes"));
+    }
+    QString dense = text.simplified().remove(QLatin1Char(' '));
     if (name == QLatin1String("stroke-dasharray")
             ? text != QLatin1String("none")
-            : text.contains(QLatin1String("dasharray:")) && !text.contains(QLatin1String("dasharray:none"))) {
+            : dense.remove(QLatin1String("dasharray:none")).contains(QLatin1String("dasharray"))) {
         refuse(QStringLiteral("it has dashes"));
     }
     static const QRegularExpression link(QStringLiteral(R"(url\s*\(\s*['"]?\s*[^#'"\s]|@import)"));
@@ -135,7 +139,8 @@ bool SvgMarker::isSupported() {
 SvgMarker::SvgMarker(const QString& text, QColor color) : d(std::make_unique<Private>()) {
     check(text);
     QString coloured = text;
-    coloured.replace(QLatin1String("currentColor"), color.name());
+    coloured.replace(QLatin1String("currentColor"),
+                     color.name(color.alpha() < 255 ? QColor::HexArgb : QColor::HexRgb));
     const QRectF box = d->renderer.load(coloured.toUtf8()) ? d->renderer.viewBoxF() : QRectF();
     if (!(box.width() > 0.0 && box.height() > 0.0) || !std::isfinite(box.width() + box.height())) {
         refuse(QStringLiteral("it is no SVG with a size"));

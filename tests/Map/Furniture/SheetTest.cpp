@@ -212,6 +212,14 @@ TEST(Legends, AreOfAllLayersThatAreShown) {
     scene.append(classes);
     scene.append(plain);
     scene.append(hidden);
+    std::shared_ptr<Layers::GisLayerVector> sized = test::layerOf({"POINT (5 5)"});
+    sized->setName("sized");
+    sized->style().setPointSize(0); // of what has no value
+    sized->style().setSizeField("v");
+    sized->style().setSizeToValue(30);
+    sized->style().setSizeFrom(4);
+    sized->style().setSizeTo(12);
+    scene.append(sized);
     const MapView view({0, 0, 30, 10}, QRectF(0, 0, 300, 100));
     const auto textOf = [&](LegendCounts counts) {
         QStringList texts;
@@ -224,10 +232,11 @@ TEST(Legends, AreOfAllLayersThatAreShown) {
         }
         return texts.join(" | ");
     };
-    EXPECT_EQ(textOf(LegendCounts::Left),
-              "plain/: plain | classes/classes: one, two | heights/heights: 80, 60, 40, 20, 0");
-    EXPECT_EQ(textOf(LegendCounts::Shown),
-              "plain/: plain (1) | classes/classes: one (1), two (2) | heights/heights: 80, 60, 40, 20, 0");
+    EXPECT_EQ(
+        textOf(LegendCounts::Left),
+        "sized/sized: 30, 20, 10, 0 | plain/: plain | classes/classes: one, two | heights/heights: 80, 60, 40, 20, 0");
+    EXPECT_EQ(textOf(LegendCounts::Shown), "sized/sized: 30, 20, 10, 0 | plain/: plain (1) | classes/classes: one (1), "
+                                           "two (2) | heights/heights: 80, 60, 40, 20, 0");
     EXPECT_GT(legendsOf(scene, view, LegendCounts::Left).constLast().content.gradient.size(), 2);
 }
 

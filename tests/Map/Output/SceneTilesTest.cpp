@@ -75,6 +75,11 @@ TEST(SceneTiles, AreCutsOfOneLargePicture) {
 
     MapScene other;
     EXPECT_THROW(SceneTiles::write(other, folder.filePath("other"), job), std::invalid_argument);
+    for (int TileJob::*setting : {&TileJob::tileSize, &TileJob::metatile}) {
+        TileJob none = job;
+        none.*setting = 0;
+        EXPECT_THROW(SceneTiles::write(scene, folder.filePath("other"), none), std::invalid_argument);
+    }
 }
 
 } // namespace

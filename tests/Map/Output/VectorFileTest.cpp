@@ -7,6 +7,7 @@
 #include <Cartolith/Map/GroundScale.h>
 #include <Cartolith/Map/MapScene.h>
 #include <Cartolith/Map/Output/VectorFile.h>
+#include <Cartolith/Map/Picking/SelectionSet.h>
 
 #include <QFile>
 #include <QPainter>
@@ -84,15 +85,22 @@ TEST(VectorFile, APdfLooksLikeThePicture) {
     const QString path = folder.filePath("map.pdf");
     for (const auto& row : rows) {
         MapScene scene = squares(row.opacity, row.blend);
+        scene.insert(1, {test::layerOf({"POINT (20 8)", "POINT (80 4)"})});
+        const auto selection = std::make_shared<Picking::SelectionSet>();
+        selection->set(scene.entry(0).layer, {1});
+        selection->set(scene.entry(1).layer, {2});
+        scene.setSelection(selection);
         const QImage expected = scene.draw(view);
         const VectorReport report = VectorFile::save(scene, view, path);
         EXPECT_TRUE(report.isComplete && report.pictures.isEmpty() && report.problems.isEmpty()) << row.name;
         EXPECT_FALSE(contentOf(path).contains("/Subtype /Image")) << row.name << ": all is vectors";
         const QImage found = rasterOf(path);
         ASSERT_GE(found.width(), 100) << row.name;
-        // In fills, on outlines and where the two squares lie on each other; not where edges are smoothed.
-        for (const QPoint at : {QPoint(5, 50), QPoint(95, 95), QPoint(25, 75), QPoint(55, 70), QPoint(47, 53),
-                                QPoint(75, 20), QPoint(10, 75), QPoint(60, 80), QPoint(56, 57)}) {
+        // In fills, on outlines, on what is selected and where the two squares lie on each other; not where edges are
+        // smoothed.
+        for (const QPoint at :
+             {QPoint(5, 50), QPoint(95, 95), QPoint(25, 75), QPoint(55, 70), QPoint(47, 53), QPoint(75, 20),
+              QPoint(10, 75), QPoint(60, 80), QPoint(56, 57), QPoint(50, 2), QPoint(86, 95)}) {
             const QColor a = found.pixelColor(at);
             const QColor b = expected.pixelColor(at);
             EXPECT_LE(std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) + std::abs(a.blue() - b.blue()), 6)

@@ -111,6 +111,8 @@ TEST(Picker, MeasuresByTheStyleOfEachFeature) {
         layer->style().setSizeFrom(10);
         layer->style().setSizeTo(60);
     }
+    layer->style().setPointSize(0); // of the one without a value
+    EXPECT_EQ(textOf(Picker().hitTest({layer}, nullptr, view, {20, 50}, 5)), "") << "left out";
 }
 
 TEST(Picker, LooksIntoLayersOfEveryKindAndSystem) {

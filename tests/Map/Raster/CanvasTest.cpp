@@ -275,6 +275,12 @@ TEST(Canvas, CapsJoinsAndDashes) {
          false,
          {{21, 29}, {26, 30}},
          {{29, 29}, {31, 30}}},
+        {"a dash ends in a corner", // and the next gap with the line
+         {{20, 50}, {28, 50}, {28, 30}},
+         dashed,
+         false,
+         {{21, 49}, {26, 50}, {27, 44}, {28, 39}},
+         {{28, 48}, {26, 47}, {27, 35}, {28, 28}}},
         {"dashes go around corners", square, dashed, true, {{20, 20}, {59, 22}, {59, 30}}, {{59, 25}, {30, 19}}},
     };
     for (const auto& row : rows) {

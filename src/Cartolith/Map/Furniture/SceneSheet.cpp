@@ -3,10 +3,12 @@
 #include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
 #include <Cartolith/Map/Furniture/SceneSheet.h>
 #include <Cartolith/Map/LegendBounds.h>
+#include <Cartolith/Map/LegendSizesInternal.h>
 #include <Cartolith/Map/MapPreparation.h>
 #include <Cartolith/Map/MapScene.h>
 #include <Cartolith/Map/MapSheet.h>
 
+#include <algorithm>
 #include <chrono>
 #include <new>
 #include <optional>
@@ -22,9 +24,17 @@ namespace {
 
 /// As places too small for the map are hidden.
 bool drawsNothing(const Layers::GisLayerStyle& style, Shapes::GisShapeType kind) {
-    return kind == Shapes::GisShapeType::Point      ? style.pointSize() <= 0.0F
-           : kind == Shapes::GisShapeType::Polyline ? style.lineWidth() <= 0.0F
-                                                    : style.lineWidth() <= 0.0F && style.fillOpacity() <= 0;
+    if (kind != Shapes::GisShapeType::Polygon && !style.sizeField().isEmpty() &&
+        std::max(style.sizeFrom(), style.sizeTo()) > 0.0F) {
+        return false;
+    }
+    if (kind == Shapes::GisShapeType::Point) {
+        return style.pointSize() <= 0.0F;
+    }
+    const bool hasLine = style.lineWidth() > 0.0F || style.casingWidth() > 0.0F;
+    return kind == Shapes::GisShapeType::Polyline
+               ? !hasLine && style.haloWidth() <= 0.0F
+               : !hasLine && style.fillOpacity() <= 0 && style.fillPattern() == Layers::FillPattern::None;
 }
 
 LegendContent contentOf(const Layers::GisLayerVector& layer, LegendCounts counts) {
@@ -46,8 +56,12 @@ LegendContent contentOf(const Layers::GisLayerVector& layer, LegendCounts counts
             }
         }
         if (isOneStyle && !content.rows.isEmpty()) {
+            const auto sizes = Internal::sizeRows(content.rows.first().style, QString(), content.kind);
             content.rows.first().isDefault = false;
-            if (isInMemory) {
+            if (!sizes.isEmpty()) {
+                content.title = layer.name();
+                content.rows = sizes;
+            } else if (isInMemory) {
                 content.rows.first().count = layer.rawShapes().size();
             }
         }

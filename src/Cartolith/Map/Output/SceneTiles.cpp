@@ -172,9 +172,12 @@ TileWriter::Result SceneTiles::write(MapScene& scene, const QString& path, TileJ
     if (job.extent.isEmpty()) {
         job.extent = scene.extent();
     }
-    SceneTileDrawing drawing(scene, job, options.devicePixelRatio);
+    std::optional<SceneTileDrawing> drawing; // of a job that was found to be usable
     const auto draw = [&](const GisExtent& extent, QSize size) {
-        QImage image = drawing.draw(extent, size);
+        if (!drawing) {
+            drawing.emplace(scene, job, options.devicePixelRatio);
+        }
+        QImage image = drawing->draw(extent, size);
         if (options.finish) {
             const QRect inside = image.rect().adjusted(job.buffer, job.buffer, -job.buffer, -job.buffer);
             QImage picture = image.copy(inside);

@@ -118,28 +118,34 @@ private:
         return parts;
     }
 
-    /// One path of all its parts, which go by even and odd.
+    /// One path of all its parts.
     void write(const QPainterPath& path, const QBrush& brush) {
-        const bool isUnion = path.fillRule() == Qt::WindingFill;
-        const auto [coordinates, ends, areClosed] = partsOf(isUnion ? path.simplified() : path, m_transform);
+        const auto [coordinates, ends, areClosed] = partsOf(path, m_transform);
         Raster::Stroke stroke{.width = 0.0};
         if (m_pen.style() != Qt::NoPen) {
             const double scale = m_pen.isCosmetic() ? 1.0 : std::sqrt(std::abs(m_transform.determinant()));
             stroke.color = seen(m_pen.color());
             stroke.width = std::max(m_pen.widthF(), m_pen.isCosmetic() ? 1.0 : 0.0) * scale;
-            stroke.cap = m_pen.capStyle() == Qt::RoundCap ? Raster::LineCap::Round : Raster::LineCap::Butt;
-            stroke.join =
-                m_pen.joinStyle() == Qt::RoundJoin ? Raster::LineJoin::Round : Raster::LineJoin::Mitre;
+            stroke.cap = m_pen.capStyle() == Qt::RoundCap    ? Raster::LineCap::Round
+                         : m_pen.capStyle() == Qt::SquareCap ? Raster::LineCap::Square
+                                                             : Raster::LineCap::Butt;
+            stroke.join = m_pen.joinStyle() == Qt::RoundJoin   ? Raster::LineJoin::Round
+                          : m_pen.joinStyle() == Qt::BevelJoin ? Raster::LineJoin::Bevel
+                                                               : Raster::LineJoin::Mitre;
+            if (m_pen.joinStyle() == Qt::SvgMiterJoin) {
+                stroke.mitreLimit = m_pen.miterLimit();
+            }
+            stroke.dashOffset = m_pen.dashOffset() * stroke.width;
             const QList<qreal> dashes = m_pen.style() == Qt::SolidLine ? QList<qreal>() : m_pen.dashPattern();
             for (const qreal dash : dashes) {
                 stroke.dashes.append(dash * stroke.width);
             }
         }
         if (brush.style() != Qt::NoBrush && !areClosed) {
-            m_svg.fill(coordinates, ends, seen(brush.color()));
+            m_svg.area(coordinates, ends, seen(brush.color()), {.width = 0.0}, path.fillRule());
             m_svg.stroke(coordinates, ends, stroke);
         } else if (brush.style() != Qt::NoBrush) {
-            m_svg.area(coordinates, ends, seen(brush.color()), stroke);
+            m_svg.area(coordinates, ends, seen(brush.color()), stroke, path.fillRule());
         } else {
             m_svg.stroke(coordinates, ends, stroke, areClosed);
         }

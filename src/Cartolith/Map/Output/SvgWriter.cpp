@@ -89,7 +89,7 @@ public:
     /// Nothing and false when no part is left.
     bool path(std::span<const double> parts, std::span<const qsizetype> ends, bool areClosed);
     void outlined(std::span<const double> parts, std::span<const qsizetype> ends, bool areClosed,
-                  const QColor& fill, const Stroke& style);
+                  const QColor& fill, const Stroke& style, Qt::FillRule rule = Qt::OddEvenFill);
     void frame(const QRectF& frame) {
         attribute("x", frame.x());
         attribute("y", frame.y());
@@ -217,12 +217,13 @@ bool SvgWriter::Private::path(std::span<const double> parts, std::span<const qsi
 }
 
 void SvgWriter::Private::outlined(std::span<const double> parts, std::span<const qsizetype> ends,
-                                  bool areClosed, const QColor& fill, const Stroke& style) {
+                                  bool areClosed, const QColor& fill, const Stroke& style,
+                                  Qt::FillRule rule) {
     const bool isFilled = fill.isValid() && fill.alpha() > 0;
     // What is below the line lies over the fill, so it cannot be one path with it.
     if (isDrawn(style) && style.casing > 0) {
         if (isFilled) {
-            outlined(parts, ends, areClosed, fill, {.width = 0});
+            outlined(parts, ends, areClosed, fill, {.width = 0}, rule);
         }
         if (path(parts, ends, areClosed)) {
             text.append(" fill=\"none\"");
@@ -239,7 +240,7 @@ void SvgWriter::Private::outlined(std::span<const double> parts, std::span<const
     }
     SvgSyntax::appendColor(text, "fill", fill);
     if (isFilled) {
-        text.append(" fill-rule=\"evenodd\"");
+        text.append(rule == Qt::OddEvenFill ? " fill-rule=\"evenodd\"" : " fill-rule=\"nonzero\"");
     }
     if (isDrawn(style)) {
         stroke(style, style.width, style.color);
@@ -350,8 +351,8 @@ void SvgWriter::stroke(std::span<const double> parts, std::span<const qsizetype>
 }
 
 void SvgWriter::area(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color,
-                     const Stroke& outline) {
-    d->outlined(rings, ringEnds, true, color, outline);
+                     const Stroke& outline, Qt::FillRule rule) {
+    d->outlined(rings, ringEnds, true, color, outline, rule);
 }
 
 int SvgWriter::addSymbol(const QPainterPath& path, QColor color, const Stroke& outline) {

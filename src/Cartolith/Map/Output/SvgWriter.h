@@ -78,9 +78,10 @@ public:
     /// Lines, or the outlines of rings when they are closed.
     void stroke(std::span<const double> parts, std::span<const qsizetype> partEnds,
                 const Raster::Stroke& stroke, bool areClosed = false);
-    /// The fill and its outline as one path.
+    /// The fill and its outline as one path. By Qt::WindingFill, rings of one direction are filled as one
+    /// area however they overlap.
     void area(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color,
-              const Raster::Stroke& outline);
+              const Raster::Stroke& outline, Qt::FillRule rule = Qt::OddEvenFill);
 
     /// A symbol to be used many times, around (0, 0); its number. Paths of several areas go by even and odd,
     /// curves stay curves.

@@ -1,9 +1,14 @@
 #include <Cartolith/Map/Labels/LabelTexts.h>
 #include <Cartolith/Map/Output/VectorDrawingInternal.h>
 #include <Cartolith/Map/PictureBlendInternal.h>
+#include <Cartolith/Map/SelectionDrawingInternal.h>
 #include <Cartolith/Map/SnapshotLabelsInternal.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
+#include <numeric>
+#include <optional>
 
 namespace Cartolith::Map::Output::Internal {
 
@@ -49,6 +54,10 @@ bool VectorDrawing::drawLayer(const MapRenderJob::Layer& layer) {
     for (const Core::Layers::GisLayerStyle& style : snapshot.styles()) {
         const Symbol& symbol = m_symbols.emplace_back(style, view.devicePixelRatio(), layer.casing);
         reach = std::max(reach, symbol.reach() + 2.0);
+        if (!layer.selected.isEmpty()) {
+            reach =
+                std::max(reach, Map::Internal::selectedSymbol(style, view.devicePixelRatio()).reach() + 2.0);
+        }
         hasHalos = hasHalos || symbol.halo;
         hasCasings = hasCasings || symbol.casing;
     }
@@ -76,6 +85,42 @@ bool VectorDrawing::drawLayer(const MapRenderJob::Layer& layer) {
             }
         }
     }
+    return drawSelection(layer, path);
+}
+
+bool VectorDrawing::drawSelection(const MapRenderJob::Layer& layer, VectorPath& path) {
+    const LayerSnapshot& snapshot = layer.snapshot;
+    const MapView& view = m_drawing.view;
+    std::optional<Symbol> symbol;
+    qsizetype style = -1; // of the symbol
+    for (qsizetype i = 0; i < snapshot.count() && !layer.selected.isEmpty(); ++i) {
+        if (!goesOn(1.0)) {
+            return false;
+        }
+        if (!layer.selected.contains(snapshot.id(i))) {
+            continue;
+        }
+        if (style != snapshot.styleNumber(i)) {
+            style = snapshot.styleNumber(i);
+            symbol = Map::Internal::selectedSymbol(snapshot.style(i), view.devicePixelRatio());
+        }
+        const double margin = (symbol->reach() + 2.0) * view.unitsPerPixel();
+        if (!snapshot.meets(i, view.pictureExtent().inflate(margin, margin))) {
+            continue;
+        }
+        const auto shape = snapshot.coordinates(i);
+        const bool isArea = snapshot.kind(i) == LayerSnapshot::Kind::Area;
+        if (snapshot.kind(i) == LayerSnapshot::Kind::Point) {
+            const qsizetype own = -1 - style; // no number of the layer's symbols
+            m_target.marker(own, symbol->marker, view.toPixel(shape[0], shape[1]));
+        } else if (!path.read(shape, snapshot.partEnds(i), isArea)) {
+            continue;
+        } else if (isArea) {
+            m_target.area(path.coordinates(), path.ends(), *symbol, {});
+        } else {
+            m_target.line(path.coordinates(), path.ends(), symbol->line);
+        }
+    }
     return true;
 }
 
@@ -89,11 +134,11 @@ void VectorDrawing::drawFeature(const LayerSnapshot& snapshot, qsizetype i, Vect
         return;
     }
     if (kind != LayerSnapshot::Kind::Point &&
-        !path.read(snapshot.coordinates(i), snapshot.partEnds(i), isArea, symbol.line.dashes.isEmpty())) {
+        !path.read(snapshot.coordinates(i), snapshot.partEnds(i), isArea)) {
         return;
     }
     if (round != Round::Symbols) {
-        m_target.line(path.coordinates(), path.ends(), *below);
+        drawLine(path, *below);
         return;
     }
     m_target.beginFeature(snapshot.id(i));
@@ -103,9 +148,29 @@ void VectorDrawing::drawFeature(const LayerSnapshot& snapshot, qsizetype i, Vect
     } else if (isArea) {
         m_target.area(path.coordinates(), path.ends(), symbol, m_drawing.view.toPixel(0.0, 0.0));
     } else {
-        m_target.line(path.coordinates(), path.ends(), symbol.line);
+        drawLine(path, symbol.line);
     }
     m_target.endFeature();
+}
+
+/// Where a line was cut, its dashes go on.
+void VectorDrawing::drawLine(const VectorPath& path, const Raster::Stroke& stroke) {
+    const auto begins = path.begins();
+    const auto isBeginning = [](double begin) { return begin == 0.0; };
+    const double period = 2.0 * std::accumulate(stroke.dashes.cbegin(), stroke.dashes.cend(), 0.0);
+    if (!(period > 0.0) || std::all_of(begins.begin(), begins.end(), isBeginning)) {
+        m_target.line(path.coordinates(), path.ends(), stroke);
+        return;
+    }
+    Raster::Stroke piece = stroke;
+    std::size_t from = 0;
+    for (std::size_t i = 0; i < begins.size(); ++i) {
+        const auto to = static_cast<std::size_t>(path.ends()[i]);
+        const std::array<qsizetype, 1> end{static_cast<qsizetype>(to - from)};
+        piece.dashOffset = stroke.dashOffset + std::fmod(begins[i], period);
+        m_target.line(path.coordinates().subspan(from * 2, (to - from) * 2), end, piece);
+        from = to;
+    }
 }
 
 void VectorDrawing::drawPicture(const LayerSnapshot& snapshot) {
@@ -117,7 +182,8 @@ void VectorDrawing::drawPicture(const LayerSnapshot& snapshot) {
 
 bool VectorDrawing::drawLabels() {
     const auto hasLabels = [](const MapRenderJob::Layer& layer) { return layer.snapshot.hasLabels(); };
-    if (std::none_of(m_drawing.layers.cbegin(), m_drawing.layers.cend(), hasLabels)) {
+    if (!m_drawing.options.hasLabels ||
+        std::none_of(m_drawing.layers.cbegin(), m_drawing.layers.cend(), hasLabels)) {
         return true;
     }
     Labels::LabelTexts texts;

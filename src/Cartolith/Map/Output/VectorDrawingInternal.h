@@ -31,6 +31,9 @@ private:
     /// Halos and casings of lines lie below all lines of a layer.
     enum class Round { Halos, Casings, Symbols };
     void drawFeature(const LayerSnapshot& snapshot, qsizetype i, VectorPath& path, Round round);
+    /// Over the shapes of the layer.
+    bool drawSelection(const MapRenderJob::Layer& layer, VectorPath& path);
+    void drawLine(const VectorPath& path, const Raster::Stroke& stroke);
     void drawPicture(const LayerSnapshot& snapshot);
     bool drawLabels();
     bool goesOn(double inLayer);

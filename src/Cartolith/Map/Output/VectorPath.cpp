@@ -25,22 +25,22 @@ std::array<Border, 4> bordersOf(const QRectF& box) {
 
 } // namespace
 
-bool VectorPath::read(std::span<const double> coordinates, std::span<const qsizetype> ends, bool areClosed,
-                      bool isCut) {
+bool VectorPath::read(std::span<const double> coordinates, std::span<const qsizetype> ends, bool areClosed) {
     m_coordinates.clear();
     m_ends.clear();
+    m_begins.clear();
     std::size_t from = 0;
     for (const qsizetype end : ends) {
         const auto to = static_cast<std::size_t>(end) * 2;
         if (readPart(coordinates.subspan(from, to - from), areClosed)) {
             const bool isInside =
                 std::all_of(m_part.cbegin(), m_part.cend(), [this](QPointF p) { return m_keep.contains(p); });
-            if (isInside || (!isCut && !areClosed)) {
+            if (isInside) {
                 add(m_part, areClosed);
             } else if (areClosed) {
                 cutRing();
             } else {
-                cutLine(areClosed);
+                cutLine();
             }
         }
         from = to;
@@ -85,12 +85,16 @@ void VectorPath::cutRing() {
     add(m_part, true);
 }
 
-void VectorPath::cutLine(bool isClosed) {
+void VectorPath::cutLine() {
     const auto borders = bordersOf(m_keep);
     m_cut.clear();
+    double along = 0.0; // to the next vertex
+    double first = 0.0; // of what is cut out
     for (std::size_t i = 0; i + 1 < m_part.size(); ++i) {
         const QPointF a = m_part[i];
         const QPointF b = m_part[i + 1];
+        const double length = std::hypot(b.x() - a.x(), b.y() - a.y());
+        along += length;
         double begin = 0.0;
         double end = 1.0;
         for (const Border& border : borders) {
@@ -108,19 +112,20 @@ void VectorPath::cutLine(bool isClosed) {
             continue;
         }
         if (begin > 0.0 || m_cut.empty()) {
-            add(m_cut, isClosed);
+            add(m_cut, false, first);
             m_cut.assign(1, a + (b - a) * begin);
+            first = along - length * (1.0 - begin);
         }
         m_cut.push_back(a + (b - a) * end);
         if (end < 1.0) {
-            add(m_cut, isClosed);
+            add(m_cut, false, first);
             m_cut.clear();
         }
     }
-    add(m_cut, isClosed);
+    add(m_cut, false, first);
 }
 
-void VectorPath::add(std::span<const QPointF> part, bool isClosed) {
+void VectorPath::add(std::span<const QPointF> part, bool isClosed, double begin) {
     const std::size_t first = m_coordinates.size();
     const auto count = [&] { return (m_coordinates.size() - first) / 2; };
     const auto last = [&](std::size_t back) {
@@ -153,6 +158,7 @@ void VectorPath::add(std::span<const QPointF> part, bool isClosed) {
         m_coordinates[i] *= m_step;
     }
     m_ends.push_back(static_cast<qsizetype>(m_coordinates.size() / 2));
+    m_begins.push_back(begin);
 }
 
 } // namespace Cartolith::Map::Output::Internal

@@ -20,18 +20,19 @@ public:
         : m_view(view), m_keep(keep), m_step(step) {}
 
     /// Map units. False when nothing is left. Parts with a coordinate that is not finite are left out.
-    /// Uncut lines keep their beginning, from which dashes count.
-    bool read(std::span<const double> coordinates, std::span<const qsizetype> ends, bool areClosed,
-              bool isCut = true);
+    bool read(std::span<const double> coordinates, std::span<const qsizetype> ends, bool areClosed);
 
     std::span<const double> coordinates() const { return m_coordinates; }
     std::span<const qsizetype> ends() const { return m_ends; }
+    /// How far from the beginning of its line each part begins, in pixels: from there, dashes count. 0 of
+    /// rings.
+    std::span<const double> begins() const { return m_begins; }
 
 private:
     bool readPart(std::span<const double> part, bool isClosed);
     void cutRing();
-    void cutLine(bool isClosed);
-    void add(std::span<const QPointF> part, bool isClosed);
+    void cutLine();
+    void add(std::span<const QPointF> part, bool isClosed, double begin = 0.0);
 
     const MapView m_view;
     const QRectF m_keep;
@@ -40,6 +41,7 @@ private:
     std::vector<QPointF> m_cut;
     std::vector<double> m_coordinates;
     std::vector<qsizetype> m_ends;
+    std::vector<double> m_begins;
 };
 
 } // namespace Cartolith::Map::Output::Internal

@@ -39,7 +39,7 @@ public:
                       QPointF origin) = 0;
     virtual void line(std::span<const double> parts, std::span<const qsizetype> ends,
                       const Raster::Stroke& stroke) = 0;
-    /// `style` is the number of the symbol in its layer.
+    /// `style` is the number of the symbol in its layer; below 0 of what lies over selected points.
     virtual void marker(qsizetype style, const Symbol::Marker& marker, QPointF place) = 0;
     virtual void picture(const QRectF& frame, const QImage& image) = 0;
     virtual void labels(std::span<const Labels::PlacedLabel> labels) = 0;

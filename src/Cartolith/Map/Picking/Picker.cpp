@@ -215,6 +215,9 @@ public:
         const GisLayerStyle style = Symbology::GisFeatureSymbol::resolved(
             renderer == nullptr ? layer.style() : renderer->styleForFeature(context), context,
             shape.shapeType());
+        if (*kind == LayerSnapshot::Kind::Point && !(style.pointSize() > 0.0F)) {
+            return std::nullopt; // left out of the picture
+        }
         const double reach = reachOf(style, *kind);
         const double distance = std::max(0.0, toMiddle - reach * asked.view.devicePixelRatio());
         return distance <= asked.pixels ? std::optional(distance) : std::nullopt;

@@ -51,10 +51,9 @@ public:
     /// Several shapes of one feature are one hit, the nearest.
     ///
     /// Layers are left out where the view does not show them (MapScene::isDrawn()). A point is the circle of
-    /// its size, whatever its shape, a line its width without casing and halo, an area everything between its
-    /// outer and inner rings, and its outline. Sizes are the feature's own where the style has them by value.
-    /// Of a raster, the cell under
-    /// the pixel counts, if it has a value.
+    /// its size, whatever its shape, and nothing without a size; a line its width without casing and halo, an
+    /// area everything between its outer and inner rings, and its outline. Sizes are the feature's own where
+    /// the style has them by value. Of a raster, the cell under the pixel counts, if it has a value.
     ///
     /// Shapes in memory are found by the layer's own index, which the first question may have to build; what
     /// reads as asked is asked for a box of that size, in its cache while edits are not saved, for 100,000

@@ -21,23 +21,32 @@ void MarkerStamp::setReach(double reach) {
     constexpr int large = 128; // pixels
     constexpr int larger = 360;
     m_drawn = m_side <= large ? steps : m_side <= larger ? steps / 2 : 1;
-    m_pixels.reserve(static_cast<qsizetype>(m_drawn) * m_drawn * m_side * m_side);
 }
 
-MarkerStamp::MarkerStamp(double reach, const std::function<void(QImage& picture, QPointF place)>& draw) {
+MarkerStamp::MarkerStamp(double reach, const std::function<void(QImage& picture, QPointF place)>& draw,
+                         std::optional<QPoint> only) {
     if (!(reach > 0.0)) {
         return;
     }
     setReach(std::min(reach, largestMarker));
-    for (int place = 0; place < m_drawn * m_drawn; ++place) {
+    const int drawn = m_drawn;
+    int place = 0;
+    int end = drawn * drawn;
+    if (only) {
+        place = (only->y() * drawn / steps) * drawn + only->x() * drawn / steps;
+        end = place + 1;
+        m_drawn = 1;
+    }
+    m_pixels.reserve(static_cast<qsizetype>(end - place) * m_side * m_side);
+    for (; place < end; ++place) {
         QImage picture(m_side, m_side, QImage::Format_ARGB32_Premultiplied);
         if (picture.isNull()) {
             throw std::bad_alloc();
         }
         picture.fill(Qt::transparent);
-        const int stepX = place % m_drawn;
-        const int stepY = place / m_drawn;
-        draw(picture, {m_reach + (stepX + 0.5) / m_drawn, m_reach + (stepY + 0.5) / m_drawn});
+        const int stepX = place % drawn;
+        const int stepY = place / drawn;
+        draw(picture, {m_reach + (stepX + 0.5) / drawn, m_reach + (stepY + 0.5) / drawn});
         for (int row = 0; row < m_side; ++row) {
             const auto* const line = reinterpret_cast<const QRgb*>(picture.constScanLine(row));
             std::copy_n(line, m_side, std::back_inserter(m_pixels));
@@ -52,6 +61,7 @@ MarkerStamp::MarkerStamp(double diameter, QColor color, double outlineWidth, QCo
         return;
     }
     setReach(radius + half);
+    m_pixels.reserve(static_cast<qsizetype>(m_drawn) * m_drawn * m_side * m_side);
     const auto share = [](double value) {
         return static_cast<std::uint32_t>(Internal::levelOf(std::clamp(value, 0.0, 1.0)));
     };

@@ -8,6 +8,7 @@
 #include <QPointF>
 
 #include <functional>
+#include <optional>
 
 namespace Cartolith::Map::Raster {
 
@@ -23,7 +24,10 @@ public:
 
     /// Any other marker, which reaches so many pixels from its place (up to 1,000). `draw` is called for each
     /// place between the pixels, with a transparent premultiplied picture and the place on it.
-    MarkerStamp(double reach, const std::function<void(QImage& picture, QPointF place)>& draw);
+    /// `only`, in steps right of and below a pixel's corner, has one of these pictures drawn, which is then
+    /// taken for all places: for a marker that is used a few times.
+    MarkerStamp(double reach, const std::function<void(QImage& picture, QPointF place)>& draw,
+                std::optional<QPoint> only = std::nullopt);
 
     static constexpr int steps = 4; ///< places between two pixels, to each side
 

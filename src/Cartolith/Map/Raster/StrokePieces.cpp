@@ -209,9 +209,9 @@ void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed,
             append(entry);
         }
         const double end = std::min(length, done + std::hypot(exit.x() - entry.x(), exit.y() - entry.y()));
-        while (end - done > dash.left()) {
+        while (end - done >= dash.left()) { // also where it ends in the vertex
             done += dash.left();
-            const QPointF cut = a + (b - a) * (done / length);
+            const QPointF cut = done < length ? a + (b - a) * (done / length) : b;
             if (dash.isDrawn()) {
                 append(cut);
                 finish();
@@ -221,7 +221,7 @@ void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed,
                 append(cut);
             }
         }
-        dash.advance(end - done);
+        dash.advance(std::max(end - done, 0.0));
         if (dash.isDrawn()) {
             append(exit);
         }
@@ -230,7 +230,9 @@ void addDashes(StrokeMask& mask, std::span<const QPointF> points, bool isClosed,
             dash.advance(length - end);
         }
     }
-    finish();
+    if (stretch.size() > 1) { // one that would begin at the very end is no dot
+        finish();
+    }
 }
 
 } // namespace
