@@ -179,6 +179,8 @@ TYPED_TEST(PostGisConflictsOf, ARowComesBackAsTheLayerHasItOrNotAtAll) {
     } rows[] = {
         {"null beside a default", "x text DEFAULT 'new', geom geometry", "NULL, 'POINT(1 1)'", "m",
          "8 null POINT(1 1)"},
+        {"not a number", "x float8, geom geometry", "'NaN', 'POINT(1 1)'", "m", "8 NaN POINT(1 1)"},
+        {"infinite", "x numeric, geom geometry", "'-Infinity', 'POINT(1 1)'", "m", "8 -Infinity POINT(1 1)"},
         {"generated value", "geom geometry DEFAULT 'POINT(1 1)', x int GENERATED ALWAYS AS (n * 2) STORED", "", "m",
          "8 16 POINT(1 1)"},
         {"generated place", "x int, geom geometry GENERATED ALWAYS AS (ST_Point(n, 1)) STORED", "5", "m",

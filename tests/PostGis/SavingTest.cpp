@@ -242,20 +242,23 @@ TEST_F(PostGisSaving, ALayerBecomesATableOrNothingDoes) {
         const char* text;  ///< of the second row
         const char* error; ///< "" where it is saved
         const char* count; ///< of tables of that name
+        const char* system = "";
     } rows[] = {
         {"cancelled", "", false, "", "cancelled", "0"},
         {"too long", "", false, "longer", "more than the 4 characters", "0"},
-        {"new", "", false, "", "", "1"},
+        {"new, in no system", "", false, "", "", "1"},
         {"again", "", false, "", "there is such a table", "1"},
-        {"replaced", "", true, "b", "", "1"},
-        {"in a system without words", "", true, "c", "no place for its coordinate system", "1"},
+        {"in a system of a code", "", true, "", "", "1", "EPSG:4326"},
+        {"in a system of its own", "", true, "b", "", "1",
+         "+proj=laea +lat_0=52.5 +lon_0=10.25 +ellps=bessel +units=m"},
+        {"in a system without words", "", true, "c", "no place for its coordinate system", "1", "ESRI:54035"},
         {"with a view", "CREATE VIEW made_view AS SELECT * FROM made", true, "c", "depend on it", "1"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(row.name);
         sql(row.before);
         made->getShape(2)->attributes() = {{"na'me", row.text}};
-        made->setCoordinateSystem(row.error[0] == 'n' ? CoordinateSystemFactory::fromUserInput("ESRI:54035") : nullptr);
+        made->setCoordinateSystem(row.system[0] != 0 ? CoordinateSystemFactory::fromUserInput(row.system) : nullptr);
         GisVectorSaveOptions options;
         options.existing = row.isReplacing ? GisVectorSaveOptions::Existing::Replace : options.existing;
         std::string error;

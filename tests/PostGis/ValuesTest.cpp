@@ -106,6 +106,8 @@ TEST_F(PostGisValues, AreSavedAsTheyAreOrNotAtAll) {
         {"numeric(5,1)[]", QVariantList{1.5, 1.25}, "would hold '{1.5,1.3}' instead of '{1.5,1.25}'", ""},
         {"real[]", QVariantList{1.0 / 3.0}, "more digits", ""},
         {"varchar(3)[]", QStringList{"a,b", "c\"d"}, "", "{\"a,b\",\"c\\\"d\"}"},
+        {"name", QString(80, 'a'), "would hold 'aaa", ""},
+        {"\"char\"", "abc", "would hold 'a' instead of 'abc'", ""},
         {"text", "a", "feature 1: the field 'x' would hold 'A' instead of 'a'", ""},
     };
     for (const auto& row : rows) {

@@ -26,6 +26,7 @@ QString textOf(const OGRGeometry* geometry) {
     options.round = false; // which is to so many decimals
     QString text = QString::fromStdString(geometry->exportToWkt(options));
     for (const char behind : {' ', ',', ')'}) {
+        text.replace(QStringLiteral(".0") + QLatin1Char(behind), QString(QLatin1Char(behind)));
         text.replace(QStringLiteral("-0") + QLatin1Char(behind), QStringLiteral("0") + QLatin1Char(behind));
     }
     return text;

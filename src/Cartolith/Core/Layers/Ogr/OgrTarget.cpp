@@ -113,14 +113,20 @@ void OgrTarget::requireSystem(const OGRSpatialReference& system, const Shapes::G
     onServer([&] {
         m_layer->GetFeatureCount(); // now the table is made
         const int number = PostgresTable(*m_dataset, *m_layer).system();
-        const QByteArray sql =
-            "SELECT ST_SetSRID('POINT(0 0)'::geometry," + QByteArray::number(number) + ") AS g";
+        // As GDAL reads a table's; it has none for what a statement selects.
+        const SqlRows found =
+            execute(*m_dataset, "SELECT srtext::text, auth_name::text, auth_srid::text FROM spatial_ref_sys "
+                                "WHERE srid = " +
+                                    QByteArray::number(number));
+        const QList<QByteArray> row = found.value(0);
         const Common::Internal::EpsgCodesAsGiven codes;
-        OGRLayer* const point = m_dataset->ExecuteSQL(sql.constData(), nullptr, nullptr);
-        const auto read =
-            CoordinateSystems::Internal::systemFound(point != nullptr ? point->GetSpatialRef() : nullptr);
-        m_dataset->ReleaseResultSet(point);
-        requireSameSystem(system, read.get(), extent);
+        OGRSpatialReference read;
+        read.SetAxisMappingStrategy(OAMS_TRADITIONAL_GIS_ORDER);
+        const bool isRead =
+            (row.value(1).toUpper() == "EPSG" && read.importFromEPSG(row.value(2).toInt()) == OGRERR_NONE) ||
+            (!row.value(0).isEmpty() && read.importFromWkt(row.value(0).constData()) == OGRERR_NONE);
+        const auto kept = CoordinateSystems::Internal::systemFound(isRead ? &read : nullptr);
+        requireSameSystem(system, kept.get(), extent);
     });
 }
 

@@ -11,7 +11,9 @@
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 
 #include <algorithm>
+#include <cmath>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <set>
 #include <stdexcept>
@@ -292,9 +294,10 @@ private:
                     GisEditConflict conflict{GisEditConflict::Kind::DeletedThere, id, shapes.front()->id()};
                     conflict.ourShape = shapes.front()->clone();
                     found(conflict);
-                    if (m_conflicts.constLast().choice == GisEditConflict::Choice::Ours) {
-                        requireWhole(id, shapes);
+                    if (m_conflicts.constLast().choice != GisEditConflict::Choice::Ours) {
+                        continue;
                     }
+                    requireWhole(id, shapes);
                     statements.push_back({id, insertion(id, *shapes.front())});
                     ours.push_back(id);
                     continue;
@@ -399,10 +402,13 @@ private:
     void requireAsked() {
         for (const auto& [column, asked] : m_asked) {
             const PostgresColumn& target = m_table->column(column);
+            // These cut what is made one of them.
+            const bool isCutting = target.type == "name" || target.type == "\"char\"";
+            const QByteArray type = isCutting ? QByteArray("text") : target.type;
             QByteArray rows;
             for (const Asked& one : asked) {
                 rows += (rows.isEmpty() ? "(" : ",(") + QByteArray::number(one.id) + ',' + one.value +
-                        "::" + target.type + ')';
+                        "::" + type + ')';
             }
             const SqlRows other =
                 run("SELECT v.id::text AS a, t." + target.name + "::text AS b, v.value::text AS c FROM " +
@@ -457,8 +463,7 @@ private:
     }
 
     QByteArray valueOf(OGRFeature& feature, int column, const GisShape& shape) const {
-        const QString name = Common::Internal::wholeName(feature.GetFieldDefnRef(column)->GetNameRef());
-        return m_table->column(column).literal(feature, column, shape.attributeValue(name));
+        return m_table->column(column).literal(feature, column, shape.attributeValue(nameOf(column)));
     }
 
     /// Empty for nothing to send. Columns that are generated are not named, but what they come to is compared
@@ -499,8 +504,19 @@ private:
     };
     Row rowOf(const GisShape& shape, std::optional<qint64> id = std::nullopt) {
         OGRFeature feature(m_layer->GetLayerDefn());
-        const OgrChange change = fill(feature, m_layer->GetGeomType(), shape, m_manner);
         Row row;
+        std::unique_ptr<GisShape> finite; // without numbers that may be there and that no edit may set
+        for (int column = 0; id && column < feature.GetFieldCount(); ++column) {
+            const QVariant value = shape.attributeValue(nameOf(column));
+            const double number = value.typeId() == QMetaType::Double ? value.toDouble() : 0;
+            if (!std::isfinite(number) && isAsRead(*id, column, shape)) {
+                row.values[column] = std::isnan(number) ? "'NaN'" : number > 0 ? "'Infinity'" : "'-Infinity'";
+                finite = finite != nullptr ? std::move(finite) : shape.clone();
+                finite->attributes().remove(nameOf(column));
+            }
+        }
+        const OgrChange change =
+            fill(feature, m_layer->GetGeomType(), finite != nullptr ? *finite : shape, m_manner);
         for (const int column : change.columns) {
             row.values[column] = valueOf(feature, column, shape);
         }
@@ -539,10 +555,14 @@ private:
         return row;
     }
 
+    QString nameOf(int column) const {
+        return Common::Internal::wholeName(m_layer->GetLayerDefn()->GetFieldDefn(column)->GetNameRef());
+    }
+
     /// Whether a shape still has what was read of a field.
     bool isAsRead(qint64 id, int column, const GisShape& shape) const {
         const GisShape* const before = m_edits.asRead.at(id).front();
-        const QString name = QString::fromUtf8(m_layer->GetLayerDefn()->GetFieldDefn(column)->GetNameRef());
+        const QString name = nameOf(column);
         return before != nullptr && areSame(before->attributeValue(name), shape.attributeValue(name));
     }
     bool isWhereRead(qint64 id, const GisShape& shape) const {
