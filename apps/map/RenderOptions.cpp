@@ -60,7 +60,8 @@ Sheet
   --units UNITS             of the bar: metric, imperial, or degrees for a map in degrees; metric when not given
   --north                   an arrow to true north at the middle of the map; where north is nowhere, that is said
   --sheet SHEET             a sheet from a description (JSON): page or size, map, texts, legends, scale bars, north
-                            arrow, inset maps; it takes the place of these options, --size, --dpi, --scale and --legend
+                            arrow, inset maps; it takes the place of these options, --page, --size, --dpi, --scale, --theme,
+                            --legend and --at-most
   --identify LON,LAT        say what lies at this place (degrees, or map units on a map without a coordinate system):
                             of the topmost layer with something there, the nearest feature within two pixels or
                             the values of a raster's cell; may be given several times
@@ -92,7 +93,8 @@ const char* const tilesText = R"(cartolith-map tiles: draw layers as tiles for t
 
 Draws the square of Web Mercator (EPSG:3857) in 4, 16, 64, ... tiles: into an MBTiles file, which is replaced, or a new
 folder with z/x/y.png. Labels go on across tiles. Interrupted (Ctrl-C), it leaves NAME.part; the same command goes on from
-there, as long as the files that it names are as they were. Options about looks are those of render.
+there, as long as the files that it names are as they were; files that only MAP names are not looked at. Options about
+looks are those of render.
 
   -o, --output NAME         the file or folder to write
   --zoom N-M                from this zoom to that, each from 0 to 24
@@ -207,14 +209,15 @@ void RenderOptions::readLayers(const QString& command, const QStringList& argume
                                        : QStringLiteral("--map takes the place of FILE"));
     }
     if (!map.isEmpty()) {
-        Arguments::refuse(parser,
-                          QStringList{"layer",      "legend",   "legend-title", "labels",    "label-priority",
-                                      "identify",   "save-map", "fill",         "line",      "point",
-                                      "width",      "field",    "categories",   "rules",     "style",
-                                      "save-style", "ramp",     "ramp-mode",    "reversed",  "method",
-                                      "classes",    "interval", "breaks",       "assume-crs"} +
-                              SymbolOptions::names() + RasterOptions::names(),
-                          QStringLiteral("does not go with --map"));
+        Arguments::refuse(
+            parser,
+            QStringList{"layer",      "legend",   "legend-title", "labels",     "label-priority",
+                        "identify",   "save-map", "fill",         "line",       "point",
+                        "width",      "field",    "categories",   "rules",      "style",
+                        "save-style", "ramp",     "ramp-mode",    "reversed",   "method",
+                        "classes",    "interval", "breaks",       "assume-crs", "at-most"} +
+                SymbolOptions::names() + RasterOptions::names(),
+            QStringLiteral("does not go with --map"));
     }
     const QStringList styleFiles = parser.values("save-style");
     for (const QString& file : styleFiles) {
@@ -257,7 +260,8 @@ RenderOptions RenderOptions::of(const QStringList& arguments) {
     if (parser.isSet("sheet")) {
         Arguments::refuse(parser,
                           {"size", "dpi", "scale", "legend", "legend-title", "title", "note", "no-graticule",
-                           "graticule-above", "degrees", "scale-bar", "units", "north", "theme", "page"},
+                           "graticule-above", "degrees", "scale-bar", "units", "north", "theme", "page",
+                           "at-most"},
                           QStringLiteral("does not go with --sheet"));
         options.described = Furniture::SheetDescription::load(parser.value("sheet"));
     }

@@ -14,6 +14,7 @@
 #include <Cartolith/Map/ShapeProjectorInternal.h>
 #include <Cartolith/Map/StyleTableInternal.h>
 #include <Cartolith/Map/SvgMarker.h>
+#include <Cartolith/Map/SymbolReachInternal.h>
 
 #include <algorithm>
 #include <atomic>
@@ -201,7 +202,9 @@ public:
         Layers::GisFeatureRequest request;
         request.fields = fieldsToRead(layer);
         if (view.isUsable()) {
-            constexpr double beyond = 64.0; // pixels: symbols that reach into the view
+            constexpr double least = 64.0; // pixels: symbols that reach into the view
+            constexpr double most = 2048.0;
+            const double beyond = std::clamp(Internal::farthestReach(layer), least, most);
             const double margin = beyond * view.devicePixelRatio() * view.unitsPerPixel();
             request.extent = view.visibleExtent().inflate(margin, margin);
             if (isElsewhere) { // cut here, so asked for in the layer's own

@@ -130,6 +130,7 @@ void check(const QString& text) {
 class SvgMarker::Private {
 public:
     QSvgRenderer renderer;
+    double opacity = 1.0;
 };
 
 bool SvgMarker::isSupported() {
@@ -139,8 +140,10 @@ bool SvgMarker::isSupported() {
 SvgMarker::SvgMarker(const QString& text, QColor color) : d(std::make_unique<Private>()) {
     check(text);
     QString coloured = text;
-    coloured.replace(QLatin1String("currentColor"),
-                     color.name(color.alpha() < 255 ? QColor::HexArgb : QColor::HexRgb));
+    if (coloured.contains(QLatin1String("currentColor"))) {
+        coloured.replace(QLatin1String("currentColor"), color.name());
+        d->opacity = color.alphaF(); // Qt Svg reads no colour with it
+    }
     const QRectF box = d->renderer.load(coloured.toUtf8()) ? d->renderer.viewBoxF() : QRectF();
     if (!(box.width() > 0.0 && box.height() > 0.0) || !std::isfinite(box.width() + box.height())) {
         refuse(QStringLiteral("it is no SVG with a size"));
@@ -149,7 +152,10 @@ SvgMarker::SvgMarker(const QString& text, QColor color) : d(std::make_unique<Pri
 }
 
 void SvgMarker::draw(QPainter& painter, const QRectF& box) const {
+    const double before = painter.opacity();
+    painter.setOpacity(before * d->opacity);
     d->renderer.render(&painter, box);
+    painter.setOpacity(before);
 }
 
 #else

@@ -21,7 +21,7 @@ public:
     /// False where the library was built without Qt Svg.
     static bool isSupported();
 
-    /// `currentColor` in the document is that colour.
+    /// `currentColor` in the document is that colour; with it, its opacity is that of the whole picture.
     /// \throws std::runtime_error saying what is wrong, also when isSupported() is not: for what is no SVG
     /// with a size; more than 65,536 characters, 2,000 elements or 16 levels; a document type, links and
     /// texts; dashes; numbers beyond 10,000

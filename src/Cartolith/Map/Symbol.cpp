@@ -128,8 +128,22 @@ std::shared_ptr<const SvgMarker> svgOf(const GisLayerStyle& style) {
     if (style.markerShape() != MarkerShape::Svg) {
         return nullptr;
     }
+    // Read once for the thousands of styles that sizes and rotations by value make of one. Not for two
+    // threads together, which could not draw it at the same time.
+    struct Last {
+        QString text;
+        QString color;
+        std::weak_ptr<const SvgMarker> marker;
+    };
+    thread_local Last last;
+    auto marker = last.marker.lock();
+    if (marker != nullptr && last.text == style.markerSvg() && last.color == style.pointColor()) {
+        return marker;
+    }
     try {
-        return std::make_shared<SvgMarker>(style.markerSvg(), QColor(style.pointColor()));
+        marker = std::make_shared<SvgMarker>(style.markerSvg(), QColor(style.pointColor()));
+        last = {style.markerSvg(), style.pointColor(), marker};
+        return marker;
     } catch (const std::runtime_error&) {
         return nullptr;
     }

@@ -115,6 +115,7 @@ TEST(VectorFile, NamesTheGroupsOfAnSvgByLayerAndFeature) {
     const auto layer = test::squaresOf({"one <1>", "two"});
     std::shared_ptr<Layers::GisLayerVector> shared = test::layerOf({"POINT (5 5)", "LINESTRING (-1000 5, 1000 5)"});
     shared->setName("things");
+    shared->style().setLineDashes({8, 4}); // which go on where the line is cut
     shared->items().at(0)->attributes().insert("v", "one <1>");
     shared->style().setShowLabels(true);
     shared->style().setLabelField("v");

@@ -21,10 +21,11 @@ double finiteNumber(const QVariant& value) {
 double roundedSize(const GisLayerStyle& style, double size) {
     constexpr double finest = 0.125; // pixels
     constexpr double most = 256.0;   // steps
-    const double range =
-        std::abs(static_cast<double>(style.sizeTo()) - static_cast<double>(style.sizeFrom()));
-    const double step = std::max(finest, range / most);
-    return std::round(size / step) * step;
+    // From the lesser of the two, or it would be nothing where the greater is that much larger.
+    const double least = std::min(style.sizeFrom(), style.sizeTo());
+    const double greatest = std::max(style.sizeFrom(), style.sizeTo());
+    const double step = std::max(finest, (greatest - least) / most);
+    return least + std::round((size - least) / step) * step;
 }
 
 } // namespace

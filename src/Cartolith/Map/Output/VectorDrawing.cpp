@@ -194,7 +194,18 @@ bool VectorDrawing::drawLabels() {
             return false;
         }
     }
-    labels.labels().place();
+    struct Cancelled {};
+    labels.labels().setWatch([this] {
+        m_untilAsked = 0; // that was milliseconds ago
+        if (!goesOn(0.0)) {
+            throw Cancelled();
+        }
+    });
+    try {
+        labels.labels().place();
+    } catch (const Cancelled&) {
+        return false;
+    }
     m_untilAsked = 0;
     if (!goesOn(0.5)) {
         return false;

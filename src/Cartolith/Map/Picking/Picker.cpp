@@ -11,6 +11,7 @@
 #include <Cartolith/Map/Picking/ShapesOnMapInternal.h>
 #include <Cartolith/Map/RendererFields.h>
 #include <Cartolith/Map/SaneSizeInternal.h>
+#include <Cartolith/Map/SymbolReachInternal.h>
 
 #include <QSet>
 
@@ -35,26 +36,6 @@ namespace {
 double reachOf(const GisLayerStyle& style, LayerSnapshot::Kind kind) {
     const double line = saneSize(style.lineWidth());
     return (kind == LayerSnapshot::Kind::Point ? saneSize(style.pointSize()) + line : line) / 2.0;
-}
-
-/// Of any feature with the style.
-double farthestReach(const GisLayerStyle& style) {
-    const double reach = reachOf(style, LayerSnapshot::Kind::Point);
-    return Symbology::GisFeatureSymbol::fieldsOf(style).isEmpty()
-               ? reach
-               : reach + saneSize(std::max(style.sizeFrom(), style.sizeTo()));
-}
-
-double farthestReach(const Layers::GisLayer& layer) {
-    double reach = farthestReach(layer.style());
-    if (const Symbology::GisSymbolRenderer* const renderer = layer.symbolRenderer()) {
-        constexpr double unknown = 64.0; // of styles that the legend does not tell of
-        reach = std::max(reach, unknown);
-        for (const Symbology::GisSymbolLegendItem& item : renderer->legendItems()) {
-            reach = std::max(reach, farthestReach(item.style));
-        }
-    }
-    return reach;
 }
 
 using System = std::shared_ptr<CoordinateSystem>;
@@ -136,8 +117,9 @@ public:
     void lookAtShapes(const std::shared_ptr<Layers::GisLayerVector>& layer, qsizetype position,
                       const Asked& asked, QList<Hit>& hits) {
         Internal::ShapesOnMap& shapes = shapesOf(layer, asked);
-        const double margin = (asked.pixels + farthestReach(*layer) * asked.view.devicePixelRatio() + 1.0) *
-                              asked.view.unitsPerPixel();
+        const double margin =
+            (asked.pixels + Map::Internal::farthestReach(*layer) * asked.view.devicePixelRatio() + 1.0) *
+            asked.view.unitsPerPixel();
         const QPointF place = asked.view.toMap(asked.pixel);
         const auto box =
             shapes.onLayer(GisExtent(place.x(), place.y(), place.x(), place.y()).inflate(margin, margin));
