@@ -129,10 +129,11 @@ QString patternOf(const QString& members) {
 }
 
 QList<Row> rows() {
-    const QList<QPolygonF> level{QPolygonF({{30, 40}, {90, 40}})};
+    const QList<QPolygonF> level{QPolygonF(QList<QPointF>{{30, 40}, {90, 40}})};
     const QList<QPolygonF> corner{QPolygonF({{20, 60}, {60, 20}, {100, 60}})};
     const QList<QPolygonF> sharp{QPolygonF({{40, 70}, {60, 20}, {80, 70}})};
-    const QList<QPolygonF> crossing{QPolygonF({{10, 40}, {110, 40}}), QPolygonF({{60, 5}, {60, 75}})};
+    const QList<QPolygonF> crossing{QPolygonF(QList<QPointF>{{10, 40}, {110, 40}}),
+                                    QPolygonF(QList<QPointF>{{60, 5}, {60, 75}})};
     const QList<QPolygonF> area{QPolygonF({{10, 10}, {110, 10}, {110, 70}, {10, 70}, {10, 10}})};
     const QList<QPolygonF> middle{QPolygonF({{60, 40}})};
     const QList<QPolygonF> two{QPolygonF({{30, 40}}), QPolygonF({{90, 40}})};
