@@ -95,20 +95,20 @@ PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(so
     m_key = key.isEmpty() ? QByteArray() : quotedName(key);
 
     const SqlRows columns = execute(
-        source,
-        "WITH RECURSIVE c AS (SELECT a.attname, a.atttypid AS type, a.atttypmod AS modifier FROM "
-        "pg_catalog.pg_attribute a WHERE a.attnum > 0 AND NOT a.attisdropped AND a.attrelid = " +
-            found[0][0] +
-            " UNION ALL SELECT c.attname, d.typbasetype, CASE WHEN c.modifier >= 0 THEN c.modifier "
-            "ELSE d.typtypmod "
-            "END FROM c JOIN pg_catalog.pg_type d ON d.oid = c.type WHERE d.typtype = 'd') SELECT "
-            "c.attname::text AS "
-            "n, format_type(c.type, -1) AS t, c.modifier::text AS m, coalesce(i.is_generated = 'ALWAYS', "
-            "false)::int::text AS g FROM c JOIN pg_catalog.pg_type d ON d.oid = c.type LEFT JOIN "
-            // The catalogue's own column for this is not in servers before 12.
-            "information_schema.columns i ON i.column_name = c.attname AND i.table_schema =" +
-            quotedText(found[0][1]) + " AND i.table_name =" + quotedText(found[0][2]) +
-            " WHERE d.typtype <> 'd'");
+        source, "WITH RECURSIVE c AS (SELECT a.attname, a.atttypid AS type, a.atttypmod AS modifier FROM "
+                "pg_catalog.pg_attribute a WHERE a.attnum > 0 AND NOT a.attisdropped AND a.attrelid = " +
+                    found[0][0] +
+                    " UNION ALL SELECT c.attname, d.typbasetype, CASE WHEN c.modifier >= 0 THEN c.modifier "
+                    "ELSE d.typtypmod "
+                    "END FROM c JOIN pg_catalog.pg_type d ON d.oid = c.type WHERE d.typtype = 'd') SELECT "
+                    "c.attname::text AS "
+                    "n, format_type(c.type, -1) AS t, c.modifier::text AS m, (SELECT attgenerated <> '' FROM "
+                    // Servers before 12 have no such column; there, the name is that of g.
+                    "pg_catalog.pg_attribute a WHERE a.attname = c.attname AND a.attrelid = " +
+                    found[0][0] +
+                    ")::int::text AS x FROM c JOIN pg_catalog.pg_type d ON d.oid = c.type CROSS JOIN (SELECT "
+                    "''::text AS "
+                    "attgenerated) AS g WHERE d.typtype <> 'd'");
     std::map<QByteArray, PostgresColumn> known;
     for (const QList<QByteArray>& row : columns) {
         known[row[0]] = {quotedName(row[0]), row[1], row[2].toInt(), row[3] == "1"};
