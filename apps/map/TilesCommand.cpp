@@ -32,7 +32,7 @@ QStringList sourcesOf(const QString& map) {
     if (!map.isEmpty() && file.open(QIODevice::ReadOnly)) {
         const QDir folder = QFileInfo(map).dir();
         const QJsonArray layers = QJsonDocument::fromJson(file.readAll())[u"layers"].toArray();
-        for (const QJsonValue& layer : layers) {
+        for (const QJsonValue layer : layers) {
             sources.append(folder.filePath(layer[u"source"].toString()));
         }
     }
