@@ -93,8 +93,7 @@ const char* const tilesText = R"(cartolith-map tiles: draw layers as tiles for t
 
 Draws the square of Web Mercator (EPSG:3857) in 4, 16, 64, ... tiles: into an MBTiles file, which is replaced, or a new
 folder with z/x/y.png. Labels go on across tiles. Interrupted (Ctrl-C), it leaves NAME.part; the same command goes on from
-there, as long as the files that it names are as they were; files that only MAP names are not looked at. Options about
-looks are those of render.
+there, as long as the files that it names, and MAP names, are as they were. Options about looks are those of render.
 
   -o, --output NAME         the file or folder to write
   --zoom N-M                from this zoom to that, each from 0 to 24
@@ -331,6 +330,9 @@ RenderOptions RenderOptions::ofTiles(const QStringList& arguments) {
                        "no-graticule", "graticule-above", "degrees", "scale-bar", "units", "north", "sheet",
                        "save-map", "at-most"},
                       QStringLiteral("does not go with tiles"));
+    if (parser.isSet("map")) { // there is no sheet whose theme it could be
+        Arguments::refuse(parser, {"theme"}, QStringLiteral("does not go with --map"));
+    }
     RenderOptions options;
     options.output = parser.value("output");
     if (options.output.isEmpty()) {

@@ -11,14 +11,33 @@
 
 #include <QCryptographicHash>
 #include <QDateTime>
+#include <QDir>
+#include <QFile>
 #include <QFileInfo>
 #include <QImage>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 #include <stdexcept>
 
 using namespace Cartolith::Map;
 
 namespace {
+
+/// The files that the layers of a saved map are read from, and whatever else they name as their source.
+QStringList sourcesOf(const QString& map) {
+    QStringList sources;
+    QFile file(map);
+    if (!map.isEmpty() && file.open(QIODevice::ReadOnly)) {
+        const QDir folder = QFileInfo(map).dir();
+        const QJsonArray layers = QJsonDocument::fromJson(file.readAll())[u"layers"].toArray();
+        for (const QJsonValue layer : layers) {
+            sources.append(folder.filePath(layer[u"source"].toString()));
+        }
+    }
+    return sources;
+}
 
 /// Of all that is said, and of the files that it names as they are.
 QString markOf(const QStringList& arguments) {
@@ -47,8 +66,6 @@ QString Commands::tilesHelp() {
 int Commands::tiles(const QStringList& arguments) {
     RenderOptions options = RenderOptions::ofTiles(arguments);
     StepLog log(options.quiet);
-    options.tiles.mark = markOf(arguments);
-
     MapScene scene;
     MapInput::MapLayers layers;
     if (options.map.isEmpty()) {
@@ -56,6 +73,7 @@ int Commands::tiles(const QStringList& arguments) {
     } else {
         scene = MapInput::load(options, log);
     }
+    options.tiles.mark = markOf(arguments + sourcesOf(options.map));
     if (options.background.isValid()) {
         scene.setBackground(options.background);
     }

@@ -11,6 +11,7 @@
 
 #include <QFile>
 #include <QPainter>
+#include <QRegularExpression>
 #include <QTemporaryDir>
 #include <QXmlStreamReader>
 #include <gdal_priv.h>
@@ -65,6 +66,15 @@ MapScene squares(double opacity, LayerBlend blend) {
     return scene;
 }
 
+/// Most are of no shape.
+Picking::SelectionSet::Ids everySecond(qint64 first) {
+    Picking::SelectionSet::Ids ids;
+    for (qint64 id = first; id < 1000; id += 2) {
+        ids.insert(id);
+    }
+    return ids;
+}
+
 TEST(VectorFile, APdfLooksLikeThePicture) {
     GDALAllRegister();
     if (GDALGetDriverByName("PDF") == nullptr) {
@@ -87,8 +97,8 @@ TEST(VectorFile, APdfLooksLikeThePicture) {
         MapScene scene = squares(row.opacity, row.blend);
         scene.insert(1, {test::layerOf({"POINT (20 8)", "POINT (80 4)"})});
         const auto selection = std::make_shared<Picking::SelectionSet>();
-        selection->set(scene.entry(0).layer, {1});
-        selection->set(scene.entry(1).layer, {2});
+        selection->set(scene.entry(0).layer, everySecond(1));
+        selection->set(scene.entry(1).layer, everySecond(2));
         scene.setSelection(selection);
         const QImage expected = scene.draw(view);
         const VectorReport report = VectorFile::save(scene, view, path);
@@ -112,7 +122,6 @@ TEST(VectorFile, APdfLooksLikeThePicture) {
 
 TEST(VectorFile, NamesTheGroupsOfAnSvgByLayerAndFeature) {
     MapScene scene;
-    const auto layer = test::squaresOf({"one <1>", "two"});
     std::shared_ptr<Layers::GisLayerVector> shared = test::layerOf({"POINT (5 5)", "LINESTRING (-1000 5, 1000 5)"});
     shared->setName("things");
     shared->style().setLineDashes({8, 4}); // which go on where the line is cut
@@ -135,13 +144,18 @@ TEST(VectorFile, NamesTheGroupsOfAnSvgByLayerAndFeature) {
         painter.setPen(Qt::red);
         painter.drawText(QPointF(3, 15), "Title");
         painter.fillRect(QRectF(1, 2, 3, 4), Qt::blue);
+        QPen pen(Qt::green, 2.0, Qt::DashLine, Qt::SquareCap, Qt::BevelJoin);
+        pen.setDashOffset(1.5);
+        painter.setPen(pen);
+        painter.drawLine(QPointF(0, 18), QPointF(60, 18));
     };
     const VectorReport report = VectorFile::save(scene, view, path, options);
     EXPECT_EQ(report.pictures, QStringList{dem.layer->name()});
     const QByteArray svg = contentOf(path);
     for (const char* part :
          {"<title>A &#38; B</title>", "<g id=\"things.", "mix-blend-mode:multiply", ">one &#60;1&#62;</text>",
-          "fill=\"#ff0000\"", ">Title</text>", "<rect x=\"0\" y=\"0\" width=\"60\" height=\"20\"/>", "<image"}) {
+          "fill=\"#ff0000\"", ">Title</text>", "\"square\" stroke-linejoin=\"bevel\"", "stroke-dashoffset=\"3\"",
+          "<rect x=\"0\" y=\"0\" width=\"60\" height=\"20\"/>", "<image"}) {
         EXPECT_THAT(svg.toStdString(), HasSubstr(part));
     }
     EXPECT_FALSE(svg.contains("10000")) << "lines are cut a little outside of the frame";
@@ -150,6 +164,46 @@ TEST(VectorFile, NamesTheGroupsOfAnSvgByLayerAndFeature) {
         reader.readNext();
     }
     EXPECT_EQ(reader.errorString(), QString());
+}
+
+TEST(VectorFile, DashesGoOnWhereALineIsCut) {
+    MapScene scene;
+    std::shared_ptr<Layers::GisLayerVector> layer =
+        test::layerOf({"LINESTRING (-1e8 2, -1e8 5, 1e9 5)", "LINESTRING (1 8, 9 8)"});
+    layer->style().setLineDashes({7, 3, 1});
+    layer->style().setLineDashOffset(2);
+    scene.append(layer);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("map.svg");
+    VectorFile::save(scene, MapView(GisExtent(0, 0, 10, 10), QRectF(0, 0, 100, 100)), path);
+    const QRegularExpression shape("M(-?[.\\d]+) 50l([.\\d]+) 0\"[^>]* stroke-dashoffset=\"([.\\d]+)\"");
+    const QRegularExpressionMatch match = shape.match(contentOf(path));
+    ASSERT_TRUE(match.hasMatch()) << contentOf(path).constData();
+    EXPECT_LT(match.captured(2).toDouble(), 200.0);
+    const double along = 30.0 + 1e9 + match.captured(1).toDouble();
+    EXPECT_NEAR(std::fmod(2.0 + std::fmod(along, 22.0), 22.0), std::fmod(match.captured(3).toDouble(), 22.0), 1e-2);
+    EXPECT_THAT(contentOf(path).toStdString(), HasSubstr("M10 20l80 0\""));
+}
+
+TEST(VectorFile, PatternsInAnSvgAreOneShapeOfManyParts) {
+    for (const auto pattern : {Layers::FillPattern::CrossedLines, Layers::FillPattern::Points}) {
+        MapScene scene;
+        std::shared_ptr<Layers::GisLayerVector> layer = test::layerOf({"POLYGON ((0 0, 10 0, 10 10, 0 10, 0 0))"});
+        layer->style().setFillPattern(pattern);
+        layer->style().setPatternColor("#80010203");
+        layer->style().setPatternSpacing(5);
+        scene.append(layer);
+        const QTemporaryDir folder;
+        const QString path = folder.filePath("map.svg");
+        VectorFile::save(scene, MapView(GisExtent(0, 0, 10, 10), QRectF(0, 0, 100, 100)), path);
+        const QRegularExpression shape("d=\"([^\"]*)\" fill=\"#010203\"([^>]*)>");
+        QRegularExpressionMatchIterator found = shape.globalMatch(contentOf(path));
+        ASSERT_TRUE(found.hasNext()) << contentOf(path).constData();
+        const QRegularExpressionMatch match = found.next();
+        EXPECT_FALSE(found.hasNext()) << "what crosses would add up";
+        EXPECT_GT(match.captured(1).count('z'), 40) << "lines and dots as they are, without their crossings";
+        EXPECT_FALSE(match.captured(2).contains("evenodd")) << "crossings would be holes";
+    }
 }
 
 TEST(VectorFile, APageHasItsScaleAndItsPlaceOnEarth) {

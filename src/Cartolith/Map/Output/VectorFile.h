@@ -56,7 +56,7 @@ public:
     static bool isFormat(const QString& path);
 
     /// \throws std::invalid_argument for a view that cannot be used, an ending that is neither, and a page
-    /// whose resolution is no whole number; std::runtime_error "'...' could not be written: ..."
+    /// of a PDF whose resolution is no multiple of 1/8; std::runtime_error "'...' could not be written: ..."
     static VectorReport save(const MapDrawing& drawing, const QString& path,
                              const VectorOptions& options = {});
 
