@@ -146,7 +146,7 @@ GisShapePoint Arguments::place(const QString& option, const QString& text) {
 }
 
 GisShapePoint Arguments::lonLat(const QString& option, const QString& text) {
-    const GisShapePoint degrees = place(option, text);
+    GisShapePoint degrees = place(option, text);
     if (std::abs(degrees.x()) > 180.0 || std::abs(degrees.y()) > 90.0) {
         wantDegrees(option, text);
     }

@@ -48,7 +48,7 @@ QString svgFrom(const QString& path) {
     if (!file.open(QIODevice::ReadOnly)) {
         throw std::runtime_error(QStringLiteral("'%1': %2").arg(path, file.errorString()).toStdString());
     }
-    const QString text = QString::fromUtf8(file.read(most));
+    QString text = QString::fromUtf8(file.read(most));
     try {
         const Cartolith::Map::SvgMarker marker(text); // or throws
     } catch (const std::runtime_error& error) {

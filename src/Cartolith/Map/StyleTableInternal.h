@@ -16,11 +16,6 @@ public:
         }
         const std::size_t key = qHashMulti(0, style.fillColor(), style.lineColor(), style.pointColor(),
                                            style.lineWidth(), style.pointSize(), style.markerRotation());
-        if (!(style == style)) { // NaN in it: no look-up would find it again
-            m_last = static_cast<qint32>(m_styles.size());
-            m_styles.append(style);
-            return m_last;
-        }
         for (auto it = m_numbers.constFind(key); it != m_numbers.cend() && it.key() == key; ++it) {
             if (m_styles.at(it.value()) == style) {
                 return m_last = it.value();
@@ -28,7 +23,9 @@ public:
         }
         m_last = static_cast<qint32>(m_styles.size());
         m_styles.append(style);
-        m_numbers.insert(key, m_last);
+        if (m_styles.constLast() == style) { // else NaN is in it, and no look-up would find it again
+            m_numbers.insert(key, m_last);
+        }
         return m_last;
     }
 

@@ -91,7 +91,7 @@ QByteArray takeGroup(QByteArray& operators, int group, const QByteArray& name) {
     if (first < 0 || last < first) {
         refuse();
     }
-    const QByteArray form = operators.mid(first + level, last - first) + '\n';
+    QByteArray form = operators.mid(first + level, last - first) + '\n';
     operators.replace(first + level, last - first, "\nq\n/Layer" + name + " gs\n/Layer" + name + " Do\nQ");
     for (const int number : {2 * group + 1, 2 * group + 2}) {
         operators.replace(mark(number), "");

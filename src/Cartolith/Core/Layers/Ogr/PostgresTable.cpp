@@ -43,10 +43,10 @@ void requireNamesApart(OGRLayer& layer) {
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
     std::vector<QByteArray> names{layer.GetFIDColumn()};
     for (int i = 0; i < schema.GetGeomFieldCount(); ++i) {
-        names.push_back(schema.GetGeomFieldDefn(i)->GetNameRef());
+        names.emplace_back(schema.GetGeomFieldDefn(i)->GetNameRef());
     }
     for (int i = 0; i < schema.GetFieldCount(); ++i) {
-        names.push_back(schema.GetFieldDefn(i)->GetNameRef());
+        names.emplace_back(schema.GetFieldDefn(i)->GetNameRef());
     }
     std::map<QByteArray, QByteArray> known;
     for (const QByteArray& name : names) {
