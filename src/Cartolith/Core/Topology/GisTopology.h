@@ -343,8 +343,8 @@ public:
     /// Empty when either shape is empty, when nothing meets, and when the busy callback stops it. Takes n log
     /// n time where neighbours in the shape lie near each other, and a step for each pair of segments that
     /// do: quadratic where thousands come together in one place, for the turns of a spiral or rings in one
-    /// another of a few vertices each, and for small parts in random order (256,000 vertices of rings of
-    /// eight take seconds, a million minutes). Memory stays below 2 KB for each segment, 10 MB and three times the result,
+    /// another of few vertices, and for small parts in random order (256,000 vertices of rings of eight:
+    /// seconds; a million: minutes). Memory stays below 2 KB a segment, 10 MB and three times the result,
     /// however many pairs meet; where these are many more than the segments, they are looked for twice.
     QList<GisCrossing> GetCrossings(const Shapes::GisShape& a, const Shapes::GisShape& b) const;
 

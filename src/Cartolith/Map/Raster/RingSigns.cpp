@@ -172,6 +172,7 @@ std::vector<float> ringSigns(const std::vector<PixelRing>& rings, std::size_t co
         return a.place.y() < b.place.y();
     });
     std::vector<double> heights;
+    heights.reserve(seats.size());
     for (const Seat& seat : seats) {
         heights.push_back(seat.place.y());
     }
