@@ -1,9 +1,9 @@
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Symbology/GisSimpleSymbolRenderer.h>
+#include <Cartolith/Map/Furniture/LegendSizesInternal.h>
 #include <Cartolith/Map/Furniture/SceneSheet.h>
 #include <Cartolith/Map/LegendBounds.h>
-#include <Cartolith/Map/LegendSizesInternal.h>
 #include <Cartolith/Map/MapPreparation.h>
 #include <Cartolith/Map/MapScene.h>
 #include <Cartolith/Map/MapSheet.h>

@@ -1,7 +1,7 @@
 #include <Cartolith/Core/Symbology/GisSymbologyJson.h>
 #include <Cartolith/Map/Furniture/SheetDescription.h>
-#include <Cartolith/Map/JsonMembersInternal.h>
 #include <Cartolith/Map/Output/PageSetup.h>
+#include <Cartolith/Map/Scene/JsonMembersInternal.h>
 
 #include <QFile>
 

@@ -1,7 +1,7 @@
 #pragma once
 
+#include <Cartolith/Map/Drawing/WatchInternal.h>
 #include <Cartolith/Map/Labels/LabelSettings.h>
-#include <Cartolith/Map/WatchInternal.h>
 
 #include <QPointF>
 #include <QRectF>

@@ -1,7 +1,7 @@
+#include <Cartolith/Map/Drawing/PictureMemoryInternal.h>
 #include <Cartolith/Map/Labels/GlyphPicturesInternal.h>
 #include <Cartolith/Map/Labels/LabelGeometryInternal.h>
 #include <Cartolith/Map/Labels/LabelPainter.h>
-#include <Cartolith/Map/PictureMemoryInternal.h>
 #include <Cartolith/Map/Raster/BlendInternal.h>
 
 #include <QImage>

@@ -1,5 +1,5 @@
+#include <Cartolith/Map/Drawing/WatchInternal.h>
 #include <Cartolith/Map/Labels/LineMerge.h>
-#include <Cartolith/Map/WatchInternal.h>
 
 #include <QPointF>
 

@@ -1,4 +1,5 @@
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
+#include <Cartolith/Map/Drawing/WatchInternal.h>
 #include <Cartolith/Map/Labels/AreaScanInternal.h>
 #include <Cartolith/Map/Labels/LabelPlacer.h>
 #include <Cartolith/Map/Labels/LabelStyle.h>
@@ -6,7 +7,6 @@
 #include <Cartolith/Map/Labels/LineBoxesInternal.h>
 #include <Cartolith/Map/Labels/LineMerge.h>
 #include <Cartolith/Map/Labels/StyledLabels.h>
-#include <Cartolith/Map/WatchInternal.h>
 
 #include <QHash>
 

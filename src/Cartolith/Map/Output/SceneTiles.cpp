@@ -6,7 +6,7 @@
 #include <Cartolith/Map/MapScene.h>
 #include <Cartolith/Map/Output/SceneTiles.h>
 #include <Cartolith/Map/Output/TileContainerInternal.h>
-#include <Cartolith/Map/SnapshotLabelsInternal.h>
+#include <Cartolith/Map/Snapshot/SnapshotLabelsInternal.h>
 
 #include <QImage>
 #include <QPainter>

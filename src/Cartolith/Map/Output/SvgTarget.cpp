@@ -1,7 +1,7 @@
+#include <Cartolith/Map/Drawing/PictureBlendInternal.h>
 #include <Cartolith/Map/Labels/LabelVectors.h>
 #include <Cartolith/Map/Output/SvgPaintingInternal.h>
 #include <Cartolith/Map/Output/SvgTargetInternal.h>
-#include <Cartolith/Map/PictureBlendInternal.h>
 
 #include <QPainterPath>
 

@@ -1,8 +1,8 @@
+#include <Cartolith/Map/Drawing/PictureBlendInternal.h>
+#include <Cartolith/Map/Drawing/SelectionDrawingInternal.h>
 #include <Cartolith/Map/Labels/LabelTexts.h>
 #include <Cartolith/Map/Output/VectorDrawingInternal.h>
-#include <Cartolith/Map/PictureBlendInternal.h>
-#include <Cartolith/Map/SelectionDrawingInternal.h>
-#include <Cartolith/Map/SnapshotLabelsInternal.h>
+#include <Cartolith/Map/Snapshot/SnapshotLabelsInternal.h>
 
 #include <algorithm>
 #include <array>

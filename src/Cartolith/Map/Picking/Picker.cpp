@@ -3,15 +3,15 @@
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
-#include <Cartolith/Map/FlatShapeInternal.h>
 #include <Cartolith/Map/GroundScale.h>
 #include <Cartolith/Map/MapScene.h>
 #include <Cartolith/Map/Picking/Picker.h>
 #include <Cartolith/Map/Picking/PixelDistanceInternal.h>
 #include <Cartolith/Map/Picking/ShapesOnMapInternal.h>
 #include <Cartolith/Map/RendererFields.h>
-#include <Cartolith/Map/SaneSizeInternal.h>
-#include <Cartolith/Map/SymbolReachInternal.h>
+#include <Cartolith/Map/Snapshot/FlatShapeInternal.h>
+#include <Cartolith/Map/Symbols/SaneSizeInternal.h>
+#include <Cartolith/Map/Symbols/SymbolReachInternal.h>
 
 #include <QSet>
 

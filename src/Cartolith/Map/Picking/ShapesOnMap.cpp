@@ -1,9 +1,9 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateTransformer.h>
 #include <Cartolith/Core/Layers/GisLayer.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
-#include <Cartolith/Map/FlatShapeInternal.h>
 #include <Cartolith/Map/Picking/ShapesOnMapInternal.h>
 #include <Cartolith/Map/Projection.h>
+#include <Cartolith/Map/Snapshot/FlatShapeInternal.h>
 
 #include <stdexcept>
 

@@ -1,9 +1,9 @@
 #include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
-#include <Cartolith/Map/FlatShapeInternal.h>
 #include <Cartolith/Map/Picking/SnapLayerInternal.h>
 #include <Cartolith/Map/Raster/RingSignsInternal.h>
+#include <Cartolith/Map/Snapshot/FlatShapeInternal.h>
 
 #include <algorithm>
 #include <cmath>

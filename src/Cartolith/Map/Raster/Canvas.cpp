@@ -1,4 +1,5 @@
-#include <Cartolith/Map/PictureMemoryInternal.h>
+#include <Cartolith/Map/Drawing/PictureMemoryInternal.h>
+#include <Cartolith/Map/Drawing/WatchInternal.h>
 #include <Cartolith/Map/Raster/BlendInternal.h>
 #include <Cartolith/Map/Raster/Canvas.h>
 #include <Cartolith/Map/Raster/CoverageInternal.h>
@@ -8,7 +9,6 @@
 #include <Cartolith/Map/Raster/RingSignsInternal.h>
 #include <Cartolith/Map/Raster/StrokePiecesInternal.h>
 #include <Cartolith/Map/Raster/WholeInternal.h>
-#include <Cartolith/Map/WatchInternal.h>
 
 #include <algorithm>
 #include <cmath>

@@ -1,6 +1,6 @@
 #pragma once
 
-#include <Cartolith/Map/WatchInternal.h>
+#include <Cartolith/Map/Drawing/WatchInternal.h>
 
 #include <QPointF>
 #include <QRect>

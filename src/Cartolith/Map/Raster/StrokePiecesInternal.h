@@ -1,8 +1,8 @@
 #pragma once
 
+#include <Cartolith/Map/Drawing/WatchInternal.h>
 #include <Cartolith/Map/Raster/Stroke.h>
 #include <Cartolith/Map/Raster/StrokeMaskInternal.h>
-#include <Cartolith/Map/WatchInternal.h>
 
 namespace Cartolith::Map::Raster::Internal {
 

@@ -2,9 +2,9 @@
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 #include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisGraduatedSymbolRenderer.h>
+#include <Cartolith/Map/Furniture/LegendSizesInternal.h>
 #include <Cartolith/Map/LegendBounds.h>
 #include <Cartolith/Map/LegendContent.h>
-#include <Cartolith/Map/LegendSizesInternal.h>
 #include <Cartolith/Map/NumberText.h>
 #include <Cartolith/Map/RendererFields.h>
 

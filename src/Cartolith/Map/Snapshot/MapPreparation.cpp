@@ -1,8 +1,8 @@
 #include <Cartolith/Core/Layers/GisLayer.h>
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
 #include <Cartolith/Map/MapPreparation.h>
-#include <Cartolith/Map/MapSceneInternal.h>
 #include <Cartolith/Map/Picking/SelectionSet.h>
+#include <Cartolith/Map/Scene/MapSceneInternal.h>
 
 #include <algorithm>
 #include <atomic>

@@ -4,7 +4,7 @@
 #include <Cartolith/Core/Layers/GisAttributeDefinition.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Map/Projection.h>
-#include <Cartolith/Map/ShapeProjectorInternal.h>
+#include <Cartolith/Map/Snapshot/ShapeProjectorInternal.h>
 
 #include <stdexcept>
 #include <utility>

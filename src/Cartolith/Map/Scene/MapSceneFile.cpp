@@ -6,9 +6,9 @@
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
 #include <Cartolith/Core/Symbology/GisSymbologyJson.h>
-#include <Cartolith/Map/JsonMembersInternal.h>
-#include <Cartolith/Map/MapSceneInternal.h>
 #include <Cartolith/Map/Output/OutputFile.h>
+#include <Cartolith/Map/Scene/JsonMembersInternal.h>
+#include <Cartolith/Map/Scene/MapSceneInternal.h>
 
 #include <QDir>
 #include <QFile>

@@ -1,6 +1,6 @@
-#include <Cartolith/Map/SaneSizeInternal.h>
 #include <Cartolith/Map/SvgMarker.h>
 #include <Cartolith/Map/Symbol.h>
+#include <Cartolith/Map/Symbols/SaneSizeInternal.h>
 
 #include <QPainter>
 #include <QTransform>

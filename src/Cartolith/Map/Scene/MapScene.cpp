@@ -3,8 +3,8 @@
 #include <Cartolith/Core/Layers/GisLayerRaster.h>
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
 #include <Cartolith/Map/MapPreparation.h>
-#include <Cartolith/Map/MapSceneInternal.h>
 #include <Cartolith/Map/Projection.h>
+#include <Cartolith/Map/Scene/MapSceneInternal.h>
 
 #include <algorithm>
 #include <stdexcept>

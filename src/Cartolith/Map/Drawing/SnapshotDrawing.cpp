@@ -1,4 +1,4 @@
-#include <Cartolith/Map/SnapshotDrawingInternal.h>
+#include <Cartolith/Map/Drawing/SnapshotDrawingInternal.h>
 
 #include <QImage>
 #include <QPainter>

@@ -3,7 +3,7 @@
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
 #include <Cartolith/Core/Shapes/GisShapePolyline.h>
-#include <Cartolith/Map/FlatShapeInternal.h>
+#include <Cartolith/Map/Snapshot/FlatShapeInternal.h>
 
 using namespace Cartolith::Core;
 using Shapes::GisShapePoint;

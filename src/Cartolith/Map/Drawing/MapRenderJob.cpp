@@ -1,11 +1,11 @@
+#include <Cartolith/Map/Drawing/PictureBlendInternal.h>
+#include <Cartolith/Map/Drawing/PictureMemoryInternal.h>
+#include <Cartolith/Map/Drawing/SelectionDrawingInternal.h>
+#include <Cartolith/Map/Drawing/SnapshotDrawingInternal.h>
 #include <Cartolith/Map/LabelMemory.h>
 #include <Cartolith/Map/Labels/LabelStyle.h>
 #include <Cartolith/Map/MapRenderJob.h>
-#include <Cartolith/Map/PictureBlendInternal.h>
-#include <Cartolith/Map/PictureMemoryInternal.h>
-#include <Cartolith/Map/SelectionDrawingInternal.h>
-#include <Cartolith/Map/SnapshotDrawingInternal.h>
-#include <Cartolith/Map/SnapshotLabelsInternal.h>
+#include <Cartolith/Map/Snapshot/SnapshotLabelsInternal.h>
 
 #include <algorithm>
 #include <atomic>

@@ -1,9 +1,9 @@
 #include <Cartolith/Core/Layers/GisLayer.h>
 #include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
-#include <Cartolith/Map/SaneSizeInternal.h>
 #include <Cartolith/Map/Symbol.h>
-#include <Cartolith/Map/SymbolReachInternal.h>
+#include <Cartolith/Map/Symbols/SaneSizeInternal.h>
+#include <Cartolith/Map/Symbols/SymbolReachInternal.h>
 
 #include <algorithm>
 

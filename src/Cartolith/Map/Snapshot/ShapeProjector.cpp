@@ -1,5 +1,5 @@
 #include <Cartolith/Core/Shapes/GisShape.h>
-#include <Cartolith/Map/ShapeProjectorInternal.h>
+#include <Cartolith/Map/Snapshot/ShapeProjectorInternal.h>
 
 #include <stdexcept>
 

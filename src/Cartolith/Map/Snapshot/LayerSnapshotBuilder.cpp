@@ -6,15 +6,15 @@
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Symbology/GisFeatureSymbol.h>
 #include <Cartolith/Core/Symbology/GisSymbolRenderer.h>
-#include <Cartolith/Map/FlatShapeInternal.h>
 #include <Cartolith/Map/Labels/LabelStyle.h>
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
 #include <Cartolith/Map/Projection.h>
 #include <Cartolith/Map/RendererFields.h>
-#include <Cartolith/Map/ShapeProjectorInternal.h>
-#include <Cartolith/Map/StyleTableInternal.h>
+#include <Cartolith/Map/Snapshot/FlatShapeInternal.h>
+#include <Cartolith/Map/Snapshot/ShapeProjectorInternal.h>
+#include <Cartolith/Map/Snapshot/StyleTableInternal.h>
 #include <Cartolith/Map/SvgMarker.h>
-#include <Cartolith/Map/SymbolReachInternal.h>
+#include <Cartolith/Map/Symbols/SymbolReachInternal.h>
 
 #include <algorithm>
 #include <atomic>

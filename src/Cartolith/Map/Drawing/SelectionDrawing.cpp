@@ -1,5 +1,5 @@
-#include <Cartolith/Map/SaneSizeInternal.h>
-#include <Cartolith/Map/SelectionDrawingInternal.h>
+#include <Cartolith/Map/Drawing/SelectionDrawingInternal.h>
+#include <Cartolith/Map/Symbols/SaneSizeInternal.h>
 
 #include <algorithm>
 

@@ -1,5 +1,5 @@
-#include <Cartolith/Map/PictureBlendInternal.h>
-#include <Cartolith/Map/PictureMemoryInternal.h>
+#include <Cartolith/Map/Drawing/PictureBlendInternal.h>
+#include <Cartolith/Map/Drawing/PictureMemoryInternal.h>
 #include <Cartolith/Map/Raster/BlendInternal.h>
 #include <Cartolith/Map/Raster/WholeInternal.h>
 
