@@ -63,8 +63,10 @@ public:
     explicit GisLayerOgrOnDemand(const QString& path, const QString& layerName = QString());
     ~GisLayerOgrOnDemand() override;
 
-    /// Takes milliseconds for the formats named above. The source stays open. \throws std::runtime_error with
-    /// the path and the reason; the layer is then as before
+    /// Takes milliseconds for the formats named above. A server goes through the whole table where neither
+    /// the type of the geometry column nor a constraint says the coordinate system: geometries in several are
+    /// refused, here, by beginEdit() and by whatever reads such a row later. The source stays open. \throws
+    /// std::runtime_error with the path and the reason; the layer is then as before
     bool open() override;
     void close() override;
     /// True for an open source whose driver has transactions (GeoPackage, SQLite, PostGIS and others). Files

@@ -47,10 +47,7 @@ TableBegun beginTable(const Internal::OgrSource& source, OGRLayer& layer) {
         source.dataset().StartTransaction();
         Internal::execute(source.dataset(), "SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY");
         Internal::PostgresTable table(source.dataset(), layer);
-        if (layer.GetLayerDefn()->GetGeomFieldCount() != 0 && table.hasSeveralSystems()) {
-            throw std::runtime_error("the geometries of '" + std::string(layer.GetName()) +
-                                     "' are in several coordinate systems");
-        }
+        table.requireOneSystem();
         return {table.exactTexts(), table.otherGeometries()};
     } catch (const std::runtime_error& error) {
         source.fail(QString::fromUtf8(error.what()));

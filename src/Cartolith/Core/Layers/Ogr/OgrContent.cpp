@@ -84,7 +84,7 @@ OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
     return isWhole ? Outcome::Whole : Outcome::Unfit;
 }
 
-OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn, const ServerSelection* selection) {
+OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn, ServerSelection* selection) {
     OGRLayer& rows = selection != nullptr ? *selection->rows() : m_layer;
     rows.ResetReading();
     std::optional<Common::Internal::GdalErrorCapture> errors;
@@ -122,7 +122,7 @@ void OgrContent::readParts(Skip skip) {
     m_isNumbered = false;
 }
 
-bool OgrContent::readFeature(qint64 id, const ServerSelection* selection) {
+bool OgrContent::readFeature(qint64 id, ServerSelection* selection) {
     QString complaint;
     Common::Internal::FeaturePtr feature;
     {
@@ -198,8 +198,11 @@ bool OgrContent::take(const ArrowFeatures& feature) {
     return true;
 }
 
-void OgrContent::take(OGRFeature& feature, const QString& complaint, const ServerSelection* selection) {
+void OgrContent::take(OGRFeature& feature, const QString& complaint, ServerSelection* selection) {
     const OGRGeometry* const geometry = feature.GetGeometryRef();
+    if (selection != nullptr) {
+        selection->requireSystemOf(feature);
+    }
     if (m_skip && m_skip(feature.GetFID(), geometry)) {
         ++state.featureCount;
         return;

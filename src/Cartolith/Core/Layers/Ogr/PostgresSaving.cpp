@@ -84,6 +84,7 @@ public:
             m_table.emplace(*m_dataset, *m_layer);
             run("SELECT 1 AS here FROM " + m_table->name() + " LIMIT 0"); // keeps the table as it is
             m_table.emplace(*m_dataset, *m_layer);
+            m_table->keepSystem();
         } catch (const std::runtime_error& error) {
             failToWrite(target.path, QString::fromUtf8(error.what()));
         }
@@ -202,7 +203,21 @@ private:
             failToWrite(m_target.path, QStringLiteral("its rows cannot be locked to be changed: %1")
                                            .arg(QString::fromUtf8(error.what())));
         }
+        requireSystemOf(ids);
         return read(ids);
+    }
+
+    /// What GDAL reads of a geometry does not say in which system it is by now.
+    void requireSystemOf(const Ids& ids) {
+        const QByteArray isOther = m_table->isOfOtherSystem();
+        const SqlRows others = isOther.isEmpty()
+                                   ? SqlRows()
+                                   : run("SELECT " + m_table->key() + "::text AS k FROM " + m_table->name() +
+                                         " WHERE " + whereIn(ids) + " AND " + isOther + " LIMIT 1");
+        if (!others.isEmpty()) {
+            failToWrite(m_target.path, QStringLiteral("feature %1: %2")
+                                           .arg(QString::fromUtf8(others[0][0]), m_table->severalSystems()));
+        }
     }
 
     bool isUntouched(OGRFeature& feature, const ExactTexts& now) {

@@ -11,19 +11,19 @@ namespace Cartolith::Core::Layers::Internal {
 
 ServerSelection::ServerSelection(OgrSource& source, OGRLayer& table) : m_source(source), m_table(table) {
     OGRFeatureDefn& schema = *table.GetLayerDefn();
-    if (QByteArrayView(table.GetFIDColumn()).isEmpty() || schema.GetGeomFieldCount() == 0) {
+    if (schema.GetGeomFieldCount() == 0) {
         return;
     }
     try {
         m_facts.emplace(source.dataset(), table);
+        m_system = m_facts->usedSystem();
     } catch (const std::runtime_error&) { // what reads next says why
-        return;
-    }
-    if (m_facts->hasLostColumns()) {
         m_facts.reset();
         return;
     }
-    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+    m_canSelect = !m_facts->key().isEmpty() && !m_facts->hasLostColumns();
+    m_asksSystems = m_facts->system() == 0;
+    for (int i = 0; m_canSelect && i < schema.GetFieldCount(); ++i) {
         const QByteArray isCut = m_facts->column(i).isCut(schema.GetFieldDefn(i)->GetType());
         if (!isCut.isEmpty()) {
             m_cuts.emplace_back(i, isCut);
@@ -31,15 +31,26 @@ ServerSelection::ServerSelection(OgrSource& source, OGRLayer& table) : m_source(
     }
 }
 
-bool ServerSelection::mayHaveTexts(OGRLayer& table) {
-    OGRFeatureDefn& schema = *table.GetLayerDefn();
-    for (int i = 0; i < schema.GetFieldCount(); ++i) {
-        const OGRFieldType type = schema.GetFieldDefn(i)->GetType();
-        if (type != OFTInteger && type != OFTString && type != OFTBinary) {
-            return true;
+void ServerSelection::requireOneSystem() {
+    try {
+        if (m_facts) {
+            m_facts->requireOneSystem();
         }
+    } catch (const std::runtime_error& error) {
+        m_source.fail(QString::fromUtf8(error.what()));
     }
-    return false;
+}
+
+void ServerSelection::requireSystemOf(OGRFeature& row) {
+    const int column = row.GetFieldCount() - 1;
+    if (!m_asksSystems || !row.IsFieldSetAndNotNull(column)) {
+        return;
+    }
+    const int system = row.GetFieldAsInteger(column);
+    m_system = m_system.value_or(system);
+    if (*m_system != system) {
+        m_source.fail(m_facts->severalSystems());
+    }
 }
 
 QByteArray ServerSelection::boxesMeeting(OGRLayer& table, const OGREnvelope& box) {
@@ -57,7 +68,7 @@ OGRLayer* ServerSelection::select(const QByteArray& condition, const std::option
                                   bool inKeyOrder) {
     release();
     m_selected.clear();
-    if (!m_facts) {
+    if (!m_canSelect) {
         return nullptr;
     }
     // OGR knows the key of what a server selects by this name, and other columns by theirs, in any case.
@@ -78,6 +89,9 @@ OGRLayer* ServerSelection::select(const QByteArray& condition, const std::option
             m_selected.push_back(field);
         }
     }
+    if (m_asksSystems) {
+        texts += ",ST_SRID(" + m_facts->geometryName() + "::geometry) AS s";
+    }
     m_rows = m_source.select(QString::fromUtf8(
         "SELECT " + columns + texts + " FROM " + m_facts->name() +
         (condition.isEmpty() ? "" : " WHERE " + condition) +
@@ -86,7 +100,7 @@ OGRLayer* ServerSelection::select(const QByteArray& condition, const std::option
     const int count = schema.GetFieldCount();
     if (selected == nullptr || QByteArrayView(m_rows->GetFIDColumn()).isEmpty() ||
         selected->GetGeomFieldCount() != 1 ||
-        selected->GetFieldCount() != count + static_cast<int>(m_selected.size())) {
+        selected->GetFieldCount() != count + static_cast<int>(m_selected.size()) + (m_asksSystems ? 1 : 0)) {
         release();
         return nullptr;
     }

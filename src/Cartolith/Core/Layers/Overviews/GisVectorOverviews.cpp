@@ -89,8 +89,13 @@ bool GisVectorOverviews::build(const QString& source, const QString& layerName,
                 QStringLiteral("overviews are kept for tables of which the server counts the changes"));
         }
         opened.dataset().StartTransaction();
-        execute(opened.dataset(), "SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY");
-        execute(opened.dataset(), "SET LOCAL synchronize_seqscans = off");
+        try {
+            execute(opened.dataset(), "SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY");
+            execute(opened.dataset(), "SET LOCAL synchronize_seqscans = off");
+            PostgresTable(opened.dataset(), layer).requireOneSystem();
+        } catch (const std::runtime_error& error) {
+            opened.fail(QString::fromUtf8(error.what()));
+        }
     }
     OverviewPlan plan;
     Walk first(layer, progress, 0.0);
