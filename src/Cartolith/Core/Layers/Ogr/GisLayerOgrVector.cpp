@@ -209,6 +209,7 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
     lost.defaults = m_read->defaults;
     lost.subtypes = m_read->subtypes;
     lost.geometries = m_read->otherGeometries;
+    lost.withoutGeometry = m_read->rowsWithoutGeometry;
     std::set<qint64> counted; // each once, whatever it is made of
     for (const auto& entry : m_trace->entries()) {
         const Internal::ReadFeature* const found = m_read->features.find(entry.feature);
@@ -222,6 +223,7 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
         lost.collections += feature.isCollection ? 1 : 0;
         lost.incomplete += feature.isPartlyRead ? 1 : 0;
         lost.otherTexts += feature.hasOtherText ? 1 : 0;
+        lost.fractions += feature.hasFraction ? 1 : 0;
     }
     return lost;
 }

@@ -179,6 +179,7 @@ bool OgrContent::take(const ArrowFeatures& feature) {
         state.digest += read.digest;
         const AttributeRow row = m_rows.of(feature);
         read.hasOtherText = m_rows.hadOtherText();
+        read.hasFraction = m_rows.hadFraction();
         state.features.append(read);
         keep(std::move(shape), read.id, row);
         return true;
@@ -243,11 +244,12 @@ void OgrContent::takeGeometry(ReadFeature feature, qint64 id, GeometryPtr geomet
         ++(hasGeometry ? state.unreadable : state.rowsWithoutGeometry);
         return;
     }
-    constexpr quint32 most = (1U << 25U) - 1;
+    constexpr quint32 most = (1U << 24U) - 1;
     feature.shapes = static_cast<quint32>(std::min<std::size_t>(read.shapes.size(), most)) & most;
     feature.isPartlyRead = !read.problem.isEmpty();
     const AttributeRow row = attributes();
     feature.hasOtherText = m_rows.hadOtherText();
+    feature.hasFraction = m_rows.hadFraction();
     state.features.append(feature);
     for (auto& shape : read.shapes) {
         keep(std::move(shape), feature.id, row);

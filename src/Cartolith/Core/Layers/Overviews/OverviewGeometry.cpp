@@ -58,7 +58,8 @@ Points cornersOf(const OGREnvelope& box) {
 void addRing(OGRPolygon& polygon, const OGRLinearRing& ring, double tolerance) {
     constexpr qsizetype fewest = 4; // of a closed ring around anything
     if (!isOfPlaces(ring)) {
-        polygon.addRing(&ring);
+        OGRLinearRing asItIs(ring);
+        polygon.addRing(&asItIs);
         return;
     }
     auto rings = Shapes::Internal::simplifiedRings({pointsOf(ring)}, tolerance);
