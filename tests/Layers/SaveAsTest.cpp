@@ -245,7 +245,7 @@ TEST_F(SaveAs, LinesKeepLongitudesBeyondTheDateLine) {
         auto layer = GisLayerVector::createInMemory("far", Shapes::GisShapeType::Polyline, {});
         layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromUserInput(system));
         ASSERT_NE(layer->coordinateSystem(), nullptr);
-        layer->addShape(shapeOf("LINESTRING (170 0, 190 0)"));
+        layer->addShape(test::shapeOf("LINESTRING (170 0, 190 0)"));
         ASSERT_TRUE(layer->saveAs(at("far.geojsonl"), replace));
         GisLayerOgrVector read(at("far.geojsonl"));
         ASSERT_TRUE(read.open());

@@ -3,7 +3,6 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
-#include <cmath>
 #include <limits>
 #include <set>
 #include <utility>
@@ -277,35 +276,6 @@ TEST(Splits, OfASliverFarOut) {
 }
 
 /// Pieces as thin as rounding are pieces, not holes of their neighbours.
-/// Areas as computed do not tell which of two lines lies within the other.
-TEST(Splits, ByLinesThatLieInEachOtherOneRoundingApart) {
-    const auto squareOf = [](double low, double high) {
-        return QList<GisShapePoint>{{low, low}, {high, low}, {high, high}, {low, high}, {low, low}};
-    };
-    const double low = 0.1;
-    const double high = 0.9;
-    for (const bool isInnerFirst : {false, true}) {
-        SCOPED_TRACE(isInnerFirst);
-        QList<QList<GisShapePoint>> lines{
-            squareOf(low, high), squareOf(std::nextafter(low, 1.0), std::nextafter(high, 0.0)), squareOf(0.4, 0.6)};
-        if (isInnerFirst) {
-            std::swap(lines[0], lines[1]);
-        }
-        const auto pieces = GisTopology().SplitByLine(*shapeOf("POLYGON((0 0,1 0,1 1,0 1,0 0))"),
-                                                      *shapeOfParts<GisShapePolyline>(lines));
-        ASSERT_EQ(pieces.size(), 4U);
-        std::multiset<qsizetype> rings;
-        for (const auto& piece : pieces) {
-            const auto& parts = static_cast<const GisShapePolygon&>(*piece).parts();
-            rings.insert(parts.size());
-            for (qsizetype i = 1; i < parts.size(); ++i) {
-                EXPECT_GT(parts[i][0].x(), parts[0][0].x()) << "a hole outside of its shell";
-            }
-        }
-        EXPECT_EQ(rings, (std::multiset<qsizetype>{1, 2, 2, 2}));
-    }
-}
-
 TEST(Splits, ByALineThatFollowsTheBoundary) {
     Random random;
     for (int round = 0; round < 60; ++round) {

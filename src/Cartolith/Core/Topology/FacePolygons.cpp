@@ -1,4 +1,3 @@
-#include <Cartolith/Core/Shapes/ExactSumInternal.h>
 #include <Cartolith/Core/Topology/ExactVisitorInternal.h>
 #include <Cartolith/Core/Topology/FacePolygonsInternal.h>
 #include <Cartolith/Core/Topology/OrientationInternal.h>
@@ -6,11 +5,8 @@
 
 #include <algorithm>
 #include <cmath>
-#include <numeric>
 #include <set>
 #include <unordered_map>
-#include <utility>
-#include <vector>
 
 namespace Cartolith::Core::Topology::Internal {
 
@@ -36,57 +32,6 @@ bool isCounterclockwise(const Ring& ring) {
                        ring[corner + 1].y()) > 0;
 }
 
-/// Rings by the area that they go round, to the last bit: of two that lie in each other the inner one comes
-/// first, however little they differ.
-class AreaOrder {
-public:
-    AreaOrder(const QList<AreaRing>& rings, const std::vector<bool>& areCounterclockwise) : m_rings(rings) {
-        for (qsizetype i = 0; i < rings.size(); ++i) {
-            const Ring& ring = rings[i].ring;
-            const auto [left, right] = std::minmax_element(ring.begin(), ring.end(), isLeft);
-            const auto [low, high] = std::minmax_element(ring.begin(), ring.end(), isBelow);
-            // Each product is off by three roundings of its factors and itself, at most.
-            constexpr double rounding = 0x1p-50;
-            const double error = rounding * static_cast<double>(ring.size()) * (right->x() - left->x()) *
-                                 (high->y() - low->y());
-            const double sign = areCounterclockwise[static_cast<std::size_t>(i)] ? 1.0 : -1.0;
-            m_areas.push_back({sign * signedArea(ring), error, sign});
-        }
-    }
-
-    bool isLess(qsizetype a, qsizetype b) const {
-        const Area& one = m_areas[static_cast<std::size_t>(a)];
-        const Area& other = m_areas[static_cast<std::size_t>(b)];
-        if (std::fabs(one.size - other.size) > one.error + other.error) {
-            return one.size < other.size;
-        }
-        Shapes::Internal::ExactSum difference;
-        addTwice(difference, m_rings[a].ring, one.sign);
-        addTwice(difference, m_rings[b].ring, -other.sign);
-        return difference.sign() < 0;
-    }
-
-private:
-    struct Area {
-        double size;
-        double error;
-        double sign;
-    };
-
-    static bool isLeft(const GisShapePoint& a, const GisShapePoint& b) { return a.x() < b.x(); }
-    static bool isBelow(const GisShapePoint& a, const GisShapePoint& b) { return a.y() < b.y(); }
-
-    static void addTwice(Shapes::Internal::ExactSum& sum, const Ring& ring, double sign) {
-        for (qsizetype i = 1; i < ring.size(); ++i) {
-            sum.addProduct(sign * ring[i - 1].x(), ring[i].y());
-            sum.addProduct(-sign * ring[i - 1].y(), ring[i].x());
-        }
-    }
-
-    const QList<AreaRing>& m_rings;
-    std::vector<Area> m_areas;
-};
-
 /// Finds the face that a piece of the map lies in by itself, left of the piece's leftmost vertex.
 class FacesAround : private ExactVisitor {
 public:
@@ -95,18 +40,10 @@ public:
         for (qsizetype i = 0; i < rings.size(); ++i) {
             m_places.addRing(rings[i].ring, static_cast<int>(i));
             m_isShell.push_back(isCounterclockwise(rings[i].ring));
+            m_sizes.push_back(std::fabs(signedArea(rings[i].ring)));
             if (m_isShell.back()) {
                 m_shellOf.emplace(rings[i].area, i);
             }
-        }
-        const AreaOrder order(rings, m_isShell);
-        std::vector<qsizetype> smallestFirst(static_cast<std::size_t>(rings.size()));
-        std::iota(smallestFirst.begin(), smallestFirst.end(), 0);
-        std::sort(smallestFirst.begin(), smallestFirst.end(),
-                  [&order](qsizetype a, qsizetype b) { return order.isLess(a, b); });
-        m_ranks.resize(smallestFirst.size());
-        for (std::size_t i = 0; i < smallestFirst.size(); ++i) {
-            m_ranks[static_cast<std::size_t>(smallestFirst[i])] = i;
         }
     }
 
@@ -142,15 +79,15 @@ private:
             return;
         }
         if (isShell(ring)) {
-            const std::pair<std::size_t, int> shell(m_ranks[static_cast<std::size_t>(ring)], ring);
-            wasAround ? m_shells.erase(shell) : m_shells.insert(shell).second;
+            wasAround ? m_shells.erase({m_sizes[static_cast<std::size_t>(ring)], ring})
+                      : m_shells.insert({m_sizes[static_cast<std::size_t>(ring)], ring}).second;
         } else {
             m_holes[m_rings[ring].area] += wasAround ? -1 : 1;
         }
     }
     /// Of the faces around the place, which lie in each other, the innermost.
     void arrive(int place) override {
-        for (const auto& [rank, shell] : m_shells) {
+        for (const auto& [size, shell] : m_shells) {
             const auto holes = m_holes.find(m_rings[shell].area);
             if (holes == m_holes.end() || holes->second == 0) {
                 m_around.emplace(m_faces[static_cast<std::size_t>(place)], shell);
@@ -161,14 +98,14 @@ private:
 
     const QList<AreaRing>& m_rings;
     std::vector<bool> m_isShell;
-    std::vector<std::size_t> m_ranks;             ///< by their areas, the smallest first
+    std::vector<double> m_sizes;
     std::unordered_map<int, qsizetype> m_shellOf; ///< by the face
     std::unordered_map<int, qsizetype> m_around;  ///< by the face that a piece has around itself
     std::vector<int> m_faces;                     ///< around the pieces
     PlaceWindings m_places;
     std::vector<int> m_windings;
-    std::set<std::pair<std::size_t, int>> m_shells; ///< around the place, the smallest first
-    std::unordered_map<int, int> m_holes;           ///< around the place, by the face
+    std::set<std::pair<double, int>> m_shells; ///< around the place, the smallest first
+    std::unordered_map<int, int> m_holes;      ///< around the place, by the face
 };
 
 } // namespace
