@@ -87,7 +87,7 @@ void correctTypes(GDALDataset& source, OGRLayer& layer) {
 
 namespace {
 
-constexpr int wgs84 = 4326; // of a geography that does not say
+constexpr int systemOfGlobes = 4326; // of a geography that does not say
 
 /// What a constraint that holds for every row says; 0 where there is none.
 int constrainedSystem(GDALDataset& source, const QByteArray& table, const QByteArray& column) {
@@ -197,7 +197,7 @@ void PostgresTable::requireOneSystem() {
 
 void PostgresTable::keepSystem() {
     if (!m_systemOfNew) {
-        m_systemOfNew = usedSystem().value_or(m_geometryType.endsWith("geography") ? wgs84 : 0);
+        m_systemOfNew = usedSystem().value_or(m_geometryType.endsWith("geography") ? systemOfGlobes : 0);
     }
 }
 
