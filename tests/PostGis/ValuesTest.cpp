@@ -124,6 +124,8 @@ TEST_F(PostGisValues, AreSavedAsTheyAreOrNotAtAll) {
 }
 
 TEST_F(PostGisValues, AreReadToTheLastDigit) {
+    sql("DROP TYPE IF EXISTS date_kind CASCADE; CREATE TYPE date_kind AS ENUM ('x'); DROP DOMAIN IF EXISTS "
+        "int4positive CASCADE; CREATE DOMAIN int4positive AS text");
     const struct {
         const char* type;
         const char* value;
@@ -137,6 +139,17 @@ TEST_F(PostGisValues, AreReadToTheLastDigit) {
         {"numeric", "1e-400", 0.0, "0.00"},
         {"numeric[]", "'{1,0.12345678901234567}'", QVariantList{1.0, 0.12345678901234567}, "{1,0.12345678901234567}"},
         {"int[]", "'{1,NULL}'", QVariantList{1, 0}, "{1,NULL}"},
+        {"int[]", "'{}'", QVariantList(), ""},
+        {"text[]", R"('{"a,b","q\"x",""}')", QStringList{"a,b", "q\"x", ""}, R"({"a,b","q\"x",""})"},
+        {"text[]", R"('{"c:\\d","null",e}')", QStringList{"c:\\d", "null", "e"}, R"({"c:\\d","null",e})"},
+        {"text[]", "'{}'", QStringList(), "{}"},
+        {"numeric(5,0)", "'NaN'", QVariant(), "NaN"},
+        {"numeric(12,0)", "'NaN'", QVariant(), "NaN"},
+        {"int4range", "'[1,5)'", "[1,5)", ""},
+        {"daterange", "'[2031-01-01,2031-02-01)'", "[2031-01-01,2031-02-01)", ""},
+        {"int2vector", "'1 2'", "1 2", ""},
+        {"date_kind", "'x'", "x", ""},
+        {"int4positive", "'0012'", "0012", ""},
         {"timestamp", "'2031-05-06 07:08:09'", clockTime, ""},
         {"timestamptz", "'2031-05-06 07:08:09.000001Z'", moment, "2031-05-06 07:08:09.000001+00"},
         {"timestamp", "'infinity'", QVariant(), "infinity"},

@@ -54,11 +54,11 @@ TableBegun beginTable(const Internal::OgrSource& source, OGRLayer& layer) {
     }
 }
 
-void correctYears(Internal::OgrContent& content) {
+void correctValues(Internal::OgrContent& content) {
     content.state.texts.forEach([&content](Internal::ExactTexts::Place place, QByteArrayView text) {
         auto at = std::lower_bound(content.features.cbegin(), content.features.cend(), place.first);
         for (; at != content.features.cend() && *at == place.first; ++at) {
-            Internal::correctYear(
+            Internal::correctValue(
                 content.shapes[static_cast<std::size_t>(at - content.features.cbegin())]->attributeSlot(),
                 content.definitions.at(place.second), text);
         }
@@ -124,7 +124,7 @@ bool GisLayerOgrVector::open() {
         content->sort();
         content->state.texts = std::move(table.texts);
         content->state.otherGeometries = table.otherGeometries;
-        correctYears(*content);
+        correctValues(*content);
         source.dataset().RollbackTransaction();
     }
     const bool areUnique = content->state.features.sort();

@@ -222,7 +222,7 @@ void OgrContent::take(OGRFeature& feature, const QString& complaint, ServerSelec
     for (const auto& [field, text] : selection->textsOf(feature)) {
         state.texts.add({read.id, field}, text);
         for (std::size_t i = first; i < shapes.size(); ++i) {
-            correctYear(shapes[i]->attributeSlot(), definitions.at(field), text);
+            correctValue(shapes[i]->attributeSlot(), definitions.at(field), text);
         }
     }
 }

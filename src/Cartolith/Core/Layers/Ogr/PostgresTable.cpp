@@ -12,16 +12,22 @@ namespace Cartolith::Core::Layers::Internal {
 
 QByteArray tableOf(OGRLayer& layer) {
     const QByteArray geometry = layer.GetGeometryColumn();
-    QByteArray listed = layer.GetName();
-    if (!geometry.isEmpty() && listed.endsWith('(' + geometry + ')')) { // one of several in the table
-        listed.chop(geometry.size() + 2);
+    const QByteArray listed = layer.GetName();
+    QByteArray table = listed;
+    if (!geometry.isEmpty() &&
+        listed.endsWith('(' + geometry + ')')) { // one of several, or a table's own name
+        table.chop(geometry.size() + 2);
     }
-    const QByteArray text = quotedText(listed);
+    const auto isNamed = [](const QByteArray& name) {
+        const QByteArray text = quotedText(name);
+        return "((c.relname =" + text +
+               " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text + ')';
+    };
     return "SELECT c.oid::text, n.nspname::text, c.relname::text FROM pg_catalog.pg_class c JOIN "
            "pg_catalog.pg_namespace n ON n.oid = c.relnamespace WHERE c.relkind IN "
-           "('r','p','v','m','f') AND ((c.relname =" +
-           text + " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text +
-           ") ORDER BY n.nspname = current_schema() DESC LIMIT 1";
+           "('r','p','v','m','f') AND (" +
+           isNamed(listed) + " OR " + isNamed(table) + ") ORDER BY " + isNamed(listed) +
+           " DESC, n.nspname = current_schema() DESC LIMIT 1";
 }
 
 qint64 estimatedCount(GDALDataset& source, OGRLayer& layer) {
@@ -72,15 +78,21 @@ void correctTypes(GDALDataset& source, OGRLayer& layer) {
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
     const SqlRows columns = execute(
         source,
-        "SELECT a.attname::text, format_type(a.atttypid, a.atttypmod) FROM pg_catalog.pg_attribute a WHERE "
-        "a.attnum > 0 AND a.atttypid IN ('interval'::regtype, 'timetz'::regtype, 'numeric'::regtype) AND "
-        "a.attrelid = (SELECT t.oid::oid FROM (" +
+        "SELECT a.attname::text, format_type(a.atttypid, -1) AS t, format_type(a.atttypid, a.atttypmod) AS b "
+        "FROM "
+        "pg_catalog.pg_attribute a WHERE a.attnum > 0 AND NOT a.attisdropped AND a.attrelid = (SELECT "
+        "t.oid::oid FROM (" +
             tableOf(layer) + ") AS t)");
     for (const QList<QByteArray>& column : columns) {
         const int index = schema.GetFieldIndexCaseSensitive(column[0].constData());
-        const OGRFieldType type = PostgresColumn::betterType(column[1]);
-        if (index >= 0 && type != OFTMaxType) {
-            schema.GetFieldDefn(index)->SetType(type);
+        if (index < 0) {
+            continue;
+        }
+        OGRFieldDefn& field = *schema.GetFieldDefn(index);
+        const OGRFieldType type = PostgresColumn::betterType(field.GetType(), column[1], column[2]);
+        if (type != field.GetType()) {
+            field.SetSubType(OFSTNone);
+            field.SetType(type);
         }
     }
 }

@@ -3,8 +3,10 @@
 #include <Cartolith/Core/Shapes/AttributeSlot.h>
 
 #include <QDateTime>
+#include <QStringList>
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -124,14 +126,53 @@ FieldTexts ServerSelection::textsOf(OGRFeature& row) const {
     return texts;
 }
 
-void correctYear(Shapes::AttributeSlot& attributes, const Defs::GisAttributeDefinition& field,
-                 QByteArrayView text) {
+namespace {
+
+/// The texts of an array as the server writes it; unset where one is null or an array itself.
+std::optional<QStringList> textsFrom(QByteArrayView text) {
+    if (!text.startsWith('{') || !text.endsWith('}')) { // places that do not begin at 1 stand before it
+        return std::nullopt;
+    }
+    QStringList list;
+    const QByteArrayView inside = text.sliced(1, text.size() - 2);
+    for (qsizetype i = 0; i < inside.size(); ++i) { // at the comma between two
+        QByteArray item;
+        const bool isQuoted = inside[i] == '"';
+        const char end = isQuoted ? '"' : ',';
+        for (i += isQuoted ? 1 : 0; i < inside.size() && inside[i] != end; ++i) {
+            i += inside[i] == '\\' && i + 1 < inside.size() ? 1 : 0;
+            item += inside[i];
+        }
+        i += isQuoted ? 1 : 0;
+        if (!isQuoted && (item == "NULL" || item.startsWith('{'))) {
+            return std::nullopt;
+        }
+        list.append(QString::fromUtf8(item));
+    }
+    return list;
+}
+
+} // namespace
+
+void correctValue(Shapes::AttributeSlot& attributes, const Defs::GisAttributeDefinition& field,
+                  QByteArrayView text) {
+    const int type = field.type();
+    if (type == QMetaType::QStringList) {
+        if (const auto list = textsFrom(text)) {
+            attributes.table()[field.name()] = *list;
+        }
+        return;
+    }
+    if (text == "NaN" && (type == QMetaType::Int || type == QMetaType::LongLong)) {
+        attributes.table().remove(field.name());
+        return;
+    }
     if (!text.endsWith(" BC")) {
         return;
     }
     const QByteArrayList parts = text.toByteArray().split(' ').constFirst().split('-');
     const QDate date(-parts.value(0).toInt(), parts.value(1).toInt(), parts.value(2).toInt());
-    const bool isDate = field.type() == QMetaType::QDate;
+    const bool isDate = type == QMetaType::QDate;
     QDateTime moment = attributes.value(field.name()).toDateTime();
     moment.setDate(date);
     if (isDate || moment.isValid()) {

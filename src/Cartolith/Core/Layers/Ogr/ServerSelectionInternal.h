@@ -58,8 +58,8 @@ private:
     OgrSource::Selection m_rows;
 };
 
-/// GDAL takes years before Christ for those after.
-void correctYear(Shapes::AttributeSlot& attributes, const Defs::GisAttributeDefinition& field,
-                 QByteArrayView text);
+/// What GDAL reads wrongly, by the exact text: years before Christ, lists of texts, NaN among whole numbers.
+void correctValue(Shapes::AttributeSlot& attributes, const Defs::GisAttributeDefinition& field,
+                  QByteArrayView text);
 
 } // namespace Cartolith::Core::Layers::Internal

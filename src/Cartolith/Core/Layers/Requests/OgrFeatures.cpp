@@ -322,7 +322,7 @@ void OgrFeatures::take(OGRFeature& feature) {
     }
     m_texts = m_server ? m_server->textsOf(feature) : FieldTexts();
     for (const auto& [field, text] : m_texts) {
-        correctYear(attributes, m_definitions.at(field), text);
+        correctValue(attributes, m_definitions.at(field), text);
     }
     if (!test.wants(attributes)) {
         return;
