@@ -225,11 +225,12 @@ TEST_F(VectorOverviews, AreKnownToBeOfAnotherState) {
     for (const QString& name : {other, GisVectorOverviews::pathFor(other, "things")}) {
         QFile::remove(name);
     }
-    for (const Row& row : {Row{"another source's", anothers}, Row{"cut short", good.left(good.size() / 2)},
-                           Row{"a header", good.left(100)}, Row{"nothing", {}}, Row{"another's columns", damaged},
-                           Row{"the source itself", bytesOf(path)},
-                           Row{"a virtual source",
-                               "<OGRVRTDataSource><OGRVRTLayer name=\"cartolith_overviews\"/></OGRVRTDataSource>"}}) {
+    for (const Row& row :
+         {Row{"another source's", anothers}, Row{"cut short", good.left(good.size() / 2)},
+          Row{"its end lost", good.left(good.size() - 1)}, Row{"a header", good.left(100)}, Row{"nothing", {}},
+          Row{"another's columns", damaged}, Row{"the source itself", bytesOf(path)},
+          Row{"a virtual source",
+              "<OGRVRTDataSource><OGRVRTLayer name=\"cartolith_overviews\"/></OGRVRTDataSource>"}}) {
         write(own, row.bytes);
         EXPECT_FALSE(GisVectorOverviews::find(path, "things")) << row.name;
     }

@@ -322,10 +322,12 @@ TEST_F(PostGisSaving, NoMessageTellsAPassword) {
 TEST_F(PostGisSaving, NamesThatAServerCannotHaveAreRefusedInWords) {
     using namespace Cartolith::Core::Layers;
     const QString letters(64, 't');
+    sql("DROP ROLE IF EXISTS guest; CREATE ROLE guest");
     const struct {
         QString layer;
         QString field;
         const char* error;
+        const char* options = "";
     } rows[] = {
         {"named", "CTID", "no field 'CTID': the format keeps that name for itself"},
         {"named", "", "the name is empty"},
@@ -333,6 +335,7 @@ TEST_F(PostGisSaving, NamesThatAServerCannotHaveAreRefusedInWords) {
         {letters, "n", "the name has more than 63 bytes"},
         {"nowhere.named", "n", "there is no schema 'nowhere'"},
         {"public.na.med", "n", ""},
+        {"named", "n", "permission denied for schema public", " options='-c role=guest'"},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(qPrintable(row.layer + ' ' + row.field));
@@ -343,7 +346,7 @@ TEST_F(PostGisSaving, NamesThatAServerCannotHaveAreRefusedInWords) {
         options.layerName = row.layer;
         std::string error;
         try {
-            made->saveAs(m_path, options);
+            made->saveAs(m_path + row.options, options);
         } catch (const std::runtime_error& thrown) {
             error = thrown.what();
         }

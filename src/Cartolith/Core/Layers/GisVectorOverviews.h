@@ -59,7 +59,8 @@ public:
                       const ProgressCallback& progress = {});
 
     /// Those of the source as it is now. Unset where there are none, where they were made of another state of
-    /// it or of another layer, and where their file is damaged. The source's file is looked at, not opened.
+    /// it or of another layer, and where their file is cut short or its description damaged; other damage is
+    /// an error of whatever reads them. The source's file is looked at, not opened.
     static std::optional<GisVectorOverviews> find(const QString& source, const QString& layerName = {});
 
     /// The GeoPackage, or the server's source, in which the tables are.

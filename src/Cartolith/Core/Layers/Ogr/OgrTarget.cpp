@@ -72,6 +72,7 @@ void OgrTarget::openServer(std::chrono::milliseconds wait) {
     onServer([&] {
         const auto most = std::max<qint64>(1, qint64{wait.count()});
         execute(*m_dataset, "SET LOCAL lock_timeout = " + QByteArray::number(most));
+        askAllDigits(*m_dataset);
     });
 }
 
@@ -150,7 +151,11 @@ void OgrTarget::requireSystem(const OGRSpatialReference& system, const Shapes::G
 void OgrTarget::addRow(OGRFeature& feature, const QString& what) {
     try {
         if (!m_rows) {
-            m_layer->GetFeatureCount(); // now the table is made
+            m_errors.reset();
+            m_layer->GetFeatureCount();          // now the table is made
+            if (!m_errors.message().isEmpty()) { // or not, of which all that follows would hide the reason
+                throw std::runtime_error(m_errors.message().toStdString());
+            }
             for (const QByteArray& column : std::as_const(m_clockTimes)) {
                 execute(*m_dataset, "ALTER TABLE " + PostgresTable(*m_dataset, *m_layer).name() + " ALTER " +
                                         quotedName(column) + " TYPE timestamp");

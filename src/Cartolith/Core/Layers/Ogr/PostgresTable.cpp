@@ -75,6 +75,7 @@ QByteArray listOf(const std::vector<qint64>& ids) {
 }
 
 void correctTypes(GDALDataset& source, OGRLayer& layer) {
+    askAllDigits(source);
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
     const SqlRows columns = execute(
         source,
