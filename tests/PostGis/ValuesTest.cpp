@@ -149,6 +149,7 @@ TEST_F(PostGisValues, AreReadToTheLastDigit) {
         {"int4range", "'[1,5)'", "[1,5)", ""},
         {"daterange", "'[2031-01-01,2031-02-01)'", "[2031-01-01,2031-02-01)", ""},
         {"int2vector", "'1 2'", "1 2", ""},
+        {"oid", "7", 7, ""},
         {"date_kind", "'x'", "x", ""},
         {"int4positive", "'0012'", "0012", ""},
         {"timestamp", "'2031-05-06 07:08:09'", clockTime, ""},

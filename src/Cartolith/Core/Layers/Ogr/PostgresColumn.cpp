@@ -161,8 +161,8 @@ QByteArray hasManyDigits(const QByteArray& number) {
 OGRFieldType PostgresColumn::betterType(OGRFieldType given, const QByteArray& type,
                                         const QByteArray& typeWithBrackets) {
     static const std::map<OGRFieldType, std::set<QByteArray>> known = {
-        {OFTInteger, {"boolean", "smallint", "integer", "numeric"}},
-        {OFTInteger64, {"bigint", "numeric"}},
+        {OFTInteger, {"boolean", "smallint", "integer", "oid", "numeric"}},
+        {OFTInteger64, {"bigint", "oid", "numeric"}},
         {OFTReal, {"real", "double precision", "numeric"}},
         {OFTDate, {"date"}},
         {OFTTime, {"time without time zone"}},
