@@ -179,6 +179,47 @@ TEST_F(OgrLayer, TextsOfGeoJsonAreDatesWhereTheyAreWrittenAsSuch) {
     EXPECT_NE(cases.coordinateSystem(), nullptr) << "lines are in one system, whatever a feature says";
 }
 
+/// GDAL takes the property "id" of a feature by itself for its own, and loses it where that is below -1.
+TEST_F(OgrLayer, OneFeatureIsReadWhateverItsIdSays) {
+    const QByteArray feature = R"({"type":"Feature",@"properties":{"id":-5,"d":"12/5/19"},"geometry":)"
+                               R"({"type":"Point","coordinates":[1,2]}})";
+    const auto with = [&feature](const char* id, const char* more) {
+        return QByteArray(feature).replace("-5", id).replace("@", more);
+    };
+    const struct {
+        const char* name;
+        const char* file;
+        QByteArray text;
+        qint64 id;
+        int epsg;
+    } rows[] = {
+        {"-1", "x.geojson", with("-1", ""), -1, 4326},
+        {"below", "x.geojson", with("-2", ""), -2, 4326},
+        {"beyond 32 bits", "x.geojson", with("-2147483649", ""), -2147483649, 4326},
+        {"in a line", "x.geojsonl", with("-5", "") + '\n', -5, 4326},
+        {"under another name", "x.txt", with("-5", ""), -5, 4326},
+        {"behind a mark of byte order", "x.geojson", "\xEF\xBB\xBF" + with("-5", ""), -5, 4326},
+        {"in a system", "x.geojson", with("-5", R"("crs":{"type":"EPSG","properties":{"code":3857}},)"), -5, 3857},
+        {"in none", "x.geojson", with("-5", R"("crs":null,)"), -5, 0},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        GisLayerOgrVector layer(write(row.file, row.text));
+        ASSERT_TRUE(layer.open());
+        ASSERT_EQ(layer.count(), 1);
+        EXPECT_EQ(layer.attributeValueForRow(0, "id").toLongLong(), row.id);
+        EXPECT_EQ(layer.attributeValueForRow(0, "d"), "12/5/19");
+        EXPECT_EQ(layer.name(), "x");
+        EXPECT_EQ(layer.coordinateSystem() != nullptr ? layer.coordinateSystem()->epsgCode() : 0, row.epsg);
+        if (!layer.canEdit() || row.epsg != 4326) {
+            continue;
+        }
+        ASSERT_TRUE(layer.beginEdit() && layer.setShapeAttributesEdit(1, {{"id", row.id}, {"d", "changed"}}));
+        EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+        EXPECT_TRUE(layer.open() && layer.attributeValueForRow(0, "d") == "changed");
+    }
+}
+
 TEST_F(OgrLayer, ASystemThatGeoJsonDoesNotNameIsNone) {
     const struct {
         const char* crs;

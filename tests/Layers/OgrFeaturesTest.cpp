@@ -256,7 +256,8 @@ TEST_F(OgrFeatures, RowsWithoutGeometryAreCopiedAndWhatIsNotKeptIsCounted) {
         shortInteger.SetSubType(OFSTInt16);
         OGRFieldDefn flag("f", OFTInteger);
         flag.SetSubType(OFSTBoolean);
-        for (OGRFieldDefn* field : {&withDefault, &shortInteger, &flag}) {
+        OGRFieldDefn time("t", OFTDateTime);
+        for (OGRFieldDefn* field : {&withDefault, &shortInteger, &flag, &time}) {
             EXPECT_EQ(layer.CreateField(field), OGRERR_NONE);
         }
     };
@@ -266,15 +267,18 @@ TEST_F(OgrFeatures, RowsWithoutGeometryAreCopiedAndWhatIsNotKeptIsCounted) {
                "LINESTRING (1 1)", "", "GEOMETRYCOLLECTION Z (POINT Z (1 2 3), LINESTRING Z (0 0 0, 1 1 1))",
                "GEOMETRYCOLLECTION (POINT (8 8), LINESTRING (3 3))"}},
              fields);
+    for (const char* const time : {"07:08:09.123Z' WHERE fid = 2", "07:08:59.123456Z' WHERE fid = 3"}) {
+        execute(*openToWrite(path), (std::string("UPDATE layer0 SET t = '2024-05-06T") + time).c_str());
+    }
     GisLayerOgrVector layer(path);
     ASSERT_TRUE(layer.open());
     ASSERT_EQ(layer.count(), 6);
     const auto counts = [&layer] {
         const auto lost = layer.notKept();
-        return std::vector<qint64>{lost.withZ,      lost.withM,    lost.withCurves, lost.collections,
-                                   lost.incomplete, lost.defaults, lost.subtypes};
+        return std::vector<qint64>{lost.withZ,    lost.withM,    lost.withCurves, lost.collections,    lost.incomplete,
+                                   lost.defaults, lost.subtypes, lost.fractions,  lost.withoutGeometry};
     };
-    EXPECT_EQ(counts(), (std::vector<qint64>{2, 1, 1, 2, 2, 1, 1}));
+    EXPECT_EQ(counts(), (std::vector<qint64>{2, 1, 1, 2, 2, 1, 1, 1, 3}));
     ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(1)); // the point with Z
     EXPECT_EQ(counts().front(), 1);
     for (const char* const suffix : {"gpkg", "geojson", "fgb"}) {
@@ -292,6 +296,38 @@ TEST_F(OgrFeatures, RowsWithoutGeometryAreCopiedAndWhatIsNotKeptIsCounted) {
     layer.close();
     EXPECT_FALSE(layer.notKept().isAny());
     EXPECT_TRUE(layer.saveAs(at("empty.gpkg")));
+}
+
+/// They are read again from the source as it is when the layer is saved.
+TEST_F(OgrFeatures, RowsWithoutGeometryThatOthersChangedAreNotLostInSilence) {
+    const struct {
+        const char* name;
+        const char* statement;
+        bool isSaved;
+    } rows[] = {
+        {"nothing", "", true},
+        {"another attribute", "UPDATE layer0 SET n = 7 WHERE fid = 2", true},
+        {"a geometry", "UPDATE layer0 SET geom = (SELECT geom FROM layer0 WHERE fid = 3) WHERE fid = 2", false},
+        {"gone", "DELETE FROM layer0 WHERE fid = 2", false},
+        {"one more", "INSERT INTO layer0 (n) VALUES (9)", false},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        const QString path = make("GPKG", "rows.gpkg", {{"POINT (1 1)", "", "POINT (2 2)"}});
+        GisLayerOgrVector layer(path);
+        ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1) && layer.commitEdit());
+        if (row.statement[0] != '\0') {
+            execute(*openToWrite(path), row.statement);
+        }
+        std::string error;
+        try {
+            EXPECT_TRUE(layer.saveAs(at("copy.gpkg"), replace));
+        } catch (const std::runtime_error& thrown) {
+            error = thrown.what();
+        }
+        EXPECT_EQ(error.empty(), row.isSaved) << error;
+        EXPECT_THAT(error, HasSubstr(row.isSaved ? "" : "changed by someone else since it was opened"));
+    }
 }
 
 TEST_F(OgrFeatures, TheExtentOfTheFileHoldsUntilGeometryDiffers) {

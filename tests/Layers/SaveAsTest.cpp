@@ -239,6 +239,21 @@ TEST_F(SaveAs, PutsPositionsWhereTheyWereOrRefusesTheSystem) {
     }
 }
 
+TEST_F(SaveAs, LinesKeepLongitudesBeyondTheDateLine) {
+    for (const char* const system : {"EPSG:4326", "EPSG:4979", "OGC:CRS84", "+proj=longlat +datum=WGS84"}) {
+        SCOPED_TRACE(system);
+        auto layer = GisLayerVector::createInMemory("far", Shapes::GisShapeType::Polyline, {});
+        layer->setCoordinateSystem(CoordinateSystems::CoordinateSystemFactory::fromUserInput(system));
+        ASSERT_NE(layer->coordinateSystem(), nullptr);
+        layer->addShape(test::shapeOf("LINESTRING (170 0, 190 0)"));
+        ASSERT_TRUE(layer->saveAs(at("far.geojsonl"), replace));
+        GisLayerOgrVector read(at("far.geojsonl"));
+        ASSERT_TRUE(read.open());
+        ASSERT_EQ(read.count(), 1);
+        EXPECT_EQ(read.getShape(1)->toWkt(), "LINESTRING (170 0, 190 0)");
+    }
+}
+
 TEST_F(SaveAs, AnUndefinedSystemIsNone) {
     ASSERT_TRUE(layerOf({{"POINT (1 2)", {}}})->saveAs(at("p.shp")));
     const struct {

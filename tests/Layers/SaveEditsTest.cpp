@@ -384,6 +384,30 @@ TEST_F(SaveEdits, GeoJsonKeepsItsTextButForWhatWasEdited) {
     }
 }
 
+/// One line alone is read by another driver, which says a system with heights where there are some.
+TEST_F(SaveEdits, LinesKeepLongitudesBeyondTheDateLine) {
+    for (const QByteArray z : {"", ",5"}) {
+        for (const int lines : {1, 2}) {
+            SCOPED_TRACE(testing::Message() << lines << " lines" << z.constData());
+            QFile file(at("far.geojsonl"));
+            ASSERT_TRUE(file.open(QIODevice::WriteOnly));
+            for (int i = 0; i <= lines; ++i) {
+                file.write(R"({"type":"Feature","properties":{"n":1},"geometry":{"type":"Point","coordinates":[1,2)" +
+                           z + "]}}\n");
+            }
+            file.close();
+            GisLayerOgrVector layer(file.fileName());
+            ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1) && layer.commitEdit());
+            ASSERT_TRUE(layer.beginEdit() && layer.addShapeEdit(shapeOf("LINESTRING (170.5 10, 190.5 10)")));
+            EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+            GisLayerOgrVector again(file.fileName());
+            ASSERT_TRUE(again.open());
+            ASSERT_EQ(again.count(), lines + 1);
+            EXPECT_EQ(again.getShape(lines + 1)->toWkt(), "LINESTRING (170.5 10, 190.5 10)");
+        }
+    }
+}
+
 TEST_F(SaveEdits, AValueThatIsAlmostTheSameIsAnotherOne) {
     const QDateTime noon(QDate(2024, 1, 2), QTime(12, 0), Qt::OffsetFromUTC, 3600);
     const struct {

@@ -256,6 +256,22 @@ TEST_F(SavingFaults, OldFilesArePutBackOnlyFromWhatThisLibraryLeft) {
                 }));
 }
 
+TEST_F(SavingFaults, ARecoveryThatFailsOrIsKilledIsTakenUpAgain) {
+    const QString path = at("x.shp");
+    for (const auto fault : {test::Fault::FailOnce, test::Fault::FailOn, test::Fault::Kill}) {
+        SCOPED_TRACE(static_cast<int>(fault));
+        const bool traced = test::withFaults(
+            fault, 100, [this] { killInTheMiddle(); }, [&path] { return reasonNotToOpen(path) == "opened" ? 1 : 0; },
+            [&](int /*told*/) {
+                EXPECT_EQ(stateOf(path), 1);
+                EXPECT_EQ(files().filter("sav").join(" ").toStdString(), "") << "litter";
+            });
+        if (!traced) {
+            GTEST_SKIP() << "processes cannot be traced here";
+        }
+    }
+}
+
 TEST_F(SavingFaults, AnotherUsersFilesAreNeitherAppliedNorTouched) {
     if (::geteuid() != 0) {
         GTEST_SKIP() << "files of two users are made by root only";
@@ -596,7 +612,10 @@ INSTANTIATE_TEST_SUITE_P(Operations, EveryFault,
                                          Operation{"newGeoPackage", "gpkg", true, false, some},
                                          Operation{"geoPackage", "gpkg", false, false, some},
                                          Operation{"editOfGeoPackage", "gpkg", false, true, some},
-                                         Operation{"geoJson", "geojson"},
+                                         Operation{"newSqlite", "sqlite", true, false, some},
+                                         Operation{"editOfSqlite", "sqlite", false, true, some},
+                                         Operation{"newGeoJson", "geojson", true}, Operation{"geoJson", "geojson"},
+                                         Operation{"lines", "geojsonl"},
                                          Operation{"editOfGeoJson", "geojson", false, true, 100, true},
                                          Operation{"flatGeobuf", "fgb"},
                                          Operation{"editOfFlatGeobuf", "fgb", false, true}),

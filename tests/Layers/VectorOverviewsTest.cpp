@@ -5,6 +5,7 @@
 #include <Cartolith/Core/Layers/GisVectorOverviews.h>
 
 #include <cmath>
+#include <initializer_list>
 #include <map>
 #include <random>
 
@@ -74,6 +75,50 @@ protected:
         return path;
     }
 };
+
+/// Of a line whose end is no place, nothing but its ends would be left.
+TEST_F(VectorOverviews, WhatCannotBeMeasuredStaysAsItIs) {
+    GDALAllRegister();
+    OGRLineString line;
+    for (int i = 0; i < 40; ++i) {
+        line.addPoint(500.0 + 10.0 * i, i % 2 == 0 ? 0.0 : 900.0);
+    }
+    line.addPoint(std::nan(""), std::nan(""));
+    OGRMultiLineString several;
+    several.addGeometry(&line);
+    OGRLinearRing ring;
+    ring.addSubLineString(&line);
+    ring.addPoint(500.0, 0.0);
+    OGRPolygon polygon;
+    polygon.addRing(&ring);
+    for (OGRGeometry* const geometry : std::initializer_list<OGRGeometry*>{&line, &several, &polygon}) {
+        SCOPED_TRACE(geometry->getGeometryName());
+        const QString path = at(QString("%1.gpkg").arg(geometry->getGeometryName()));
+        {
+            const GDALDatasetUniquePtr made(GetGDALDriverManager()->GetDriverByName("GPKG")->Create(
+                path.toUtf8().constData(), 0, 0, 0, GDT_Unknown, nullptr));
+            OGRLayer& layer = *made->CreateLayer("things", nullptr, wkbUnknown, nullptr);
+            made->StartTransaction();
+            for (int i = 0; i < count; ++i) {
+                OGRFeature feature(layer.GetLayerDefn());
+                OGRPoint point(i % 60 * 20.0, i / 60 * 20.0);
+                feature.SetGeometry(i == 0 ? geometry : &point);
+                EXPECT_EQ(layer.CreateFeature(&feature), OGRERR_NONE);
+            }
+            made->CommitTransaction();
+        }
+        ASSERT_TRUE(GisVectorOverviews::build(path));
+        const auto overviews = GisVectorOverviews::find(path, "things");
+        ASSERT_TRUE(overviews);
+        const auto file = openToRead(overviews->path());
+        for (const GisVectorOverviews::Level& level : overviews->levels()) {
+            OGRLayer& rows = *file->GetLayerByName(level.tableName.toUtf8().constData());
+            const OGRFeatureUniquePtr shown(rows.GetFeature(1));
+            ASSERT_NE(shown, nullptr);
+            EXPECT_EQ(shown->GetGeometryRef()->exportToWkt(), geometry->exportToWkt());
+        }
+    }
+}
 
 TEST_F(VectorOverviews, KeepWhatCanBeSeen) {
     for (const auto& [driver, name] : {std::pair("GPKG", "s.gpkg"), std::pair("FlatGeobuf", "s.fgb")}) {
@@ -180,11 +225,12 @@ TEST_F(VectorOverviews, AreKnownToBeOfAnotherState) {
     for (const QString& name : {other, GisVectorOverviews::pathFor(other, "things")}) {
         QFile::remove(name);
     }
-    for (const Row& row : {Row{"another source's", anothers}, Row{"cut short", good.left(good.size() / 2)},
-                           Row{"a header", good.left(100)}, Row{"nothing", {}}, Row{"another's columns", damaged},
-                           Row{"the source itself", bytesOf(path)},
-                           Row{"a virtual source",
-                               "<OGRVRTDataSource><OGRVRTLayer name=\"cartolith_overviews\"/></OGRVRTDataSource>"}}) {
+    for (const Row& row :
+         {Row{"another source's", anothers}, Row{"cut short", good.left(good.size() / 2)},
+          Row{"its end lost", good.left(good.size() - 1)}, Row{"a header", good.left(100)}, Row{"nothing", {}},
+          Row{"another's columns", damaged}, Row{"the source itself", bytesOf(path)},
+          Row{"a virtual source",
+              "<OGRVRTDataSource><OGRVRTLayer name=\"cartolith_overviews\"/></OGRVRTDataSource>"}}) {
         write(own, row.bytes);
         EXPECT_FALSE(GisVectorOverviews::find(path, "things")) << row.name;
     }

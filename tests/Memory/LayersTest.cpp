@@ -3,6 +3,7 @@
 #include "Memory/FailingAllocations.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisVectorSaveOptions.h>
 #include <Cartolith/Core/Serialization/GisWktReader.h>
@@ -386,6 +387,55 @@ private:
     std::function<bool(GisLayerVector&)> m_edit;
     std::unique_ptr<GisLayerOgrVector> m_layer;
 };
+
+/// Of a layer on demand, after the steps before it.
+class Browse : public Operation {
+public:
+    enum Step { Opening, Querying, Editing };
+    Browse(const QString& path, Step step) : m_path(path), m_step(step) {}
+    void prepare() override {
+        m_layer = std::make_unique<Layers::GisLayerOgrOnDemand>(m_path);
+        if (m_step > Opening) {
+            m_layer->open();
+        }
+        if (m_step > Querying) {
+            m_layer->query(m_all);
+        }
+    }
+    bool run() override {
+        switch (m_step) {
+        case Opening: return m_layer->open();
+        case Querying: return m_layer->query(m_all).size() == 5;
+        default: return m_layer->beginEdit() && m_layer->setShapeAttributesEdit(1, {{"n", 77}});
+        }
+    }
+    QString state() const override {
+        QString text = m_layer->isOpen() ? QStringLiteral("open ") : QStringLiteral("closed ");
+        for (const Shapes::GisShape* const shape : m_layer->query(m_all)) {
+            text += shape->toWkt() + shape->attributeValue("n").toString();
+        }
+        return text;
+    }
+
+private:
+    const Shapes::GisExtent m_all{-9, -9, 9, 9};
+    QString m_path;
+    Step m_step;
+    std::unique_ptr<Layers::GisLayerOgrOnDemand> m_layer;
+};
+
+TEST_F(Memory, ALayerOnDemandIsReadAndEditedOrNot) {
+    for (const QString suffix : {"gpkg", "fgb"}) {
+        const QString path = at("demand." + suffix);
+        ASSERT_TRUE(made()->saveAs(path));
+        for (const auto step : {Browse::Opening, Browse::Querying, Browse::Editing}) {
+            if (step != Browse::Editing || suffix == "gpkg") {
+                Browse browse(path, step);
+                runOutOfMemory(qPrintable(QString("on demand, %1 of %2").arg(step).arg(suffix)), browse);
+            }
+        }
+    }
+}
 
 TEST_F(Memory, EditsHappenOrNot) {
     ASSERT_TRUE(made()->saveAs(at("lines.gpkg")));

@@ -130,6 +130,15 @@ TEST_F(PostGisRequests, OverviewsAreTablesBesideTheSource) {
     sql("DROP TABLE many_overviews_0; CREATE VIEW many_overviews_0 AS SELECT 1");
     EXPECT_THROW(GisVectorOverviews::build(m_path, "many"), std::runtime_error);
     sql("DROP VIEW many_overviews_0");
+
+    // Of ids that a table may have and others do not.
+    sql("DROP TABLE IF EXISTS far, far_overviews, far_overviews_0, far_overviews_1; CREATE TABLE far (id bigint "
+        "PRIMARY "
+        "KEY, geom geometry(Point,3857)); INSERT INTO far SELECT 5000000000 + i, ST_SetSRID(ST_Point(i, i), 3857) FROM "
+        "generate_series(1, 3000) i");
+    EXPECT_TRUE(GisVectorOverviews::build(m_path, "far"));
+    sql("INSERT INTO far VALUES (-1, 'SRID=3857;POINT(1e6 1e6)')");
+    EXPECT_THROW(GisVectorOverviews::build(m_path, "far"), std::runtime_error);
 }
 
 TEST_F(PostGisRequests, OfASilentServerEnd) {

@@ -259,7 +259,7 @@ TEST_F(PostGisSaving, ALayerBecomesATableOrNothingDoes) {
         sql(row.before);
         made->getShape(2)->attributes() = {{"na'me", row.text}};
         made->setCoordinateSystem(row.system[0] != 0 ? CoordinateSystemFactory::fromUserInput(row.system) : nullptr);
-        GisVectorSaveOptions options;
+        Cartolith::Core::Layers::GisVectorSaveOptions options;
         options.existing = row.isReplacing ? GisVectorSaveOptions::Existing::Replace : options.existing;
         std::string error;
         if (row.error == std::string("cancelled")) {
@@ -317,6 +317,59 @@ TEST_F(PostGisSaving, NoMessageTellsAPassword) {
     sql("DROP TABLE t");
     EXPECT_FALSE(layer.commitEdit());
     EXPECT_THAT(layer.lastError().toStdString(), testing::AllOf(HasSubstr("***"), testing::Not(HasSubstr("geheim"))));
+}
+
+TEST_F(PostGisSaving, NamesThatAServerCannotHaveAreRefusedInWords) {
+    using namespace Cartolith::Core::Layers;
+    const QString letters(64, 't');
+    sql("DROP ROLE IF EXISTS guest; CREATE ROLE guest");
+    const struct {
+        QString layer;
+        QString field;
+        const char* error;
+        const char* options = "";
+    } rows[] = {
+        {"named", "CTID", "no field 'CTID': the format keeps that name for itself"},
+        {"named", "", "the name is empty"},
+        {"named", QString(32, QChar(0xF6)), "the name has more than 63 bytes"},
+        {letters, "n", "the name has more than 63 bytes"},
+        {"nowhere.named", "n", "there is no schema 'nowhere'"},
+        {"public.na.med", "n", ""},
+        {"named", "n", "permission denied for schema public", " options='-c role=guest'"},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(qPrintable(row.layer + ' ' + row.field));
+        auto made = GisLayerVector::createInMemory("made", Cartolith::Core::Shapes::GisShapeType::Point, {});
+        made->addAttributeDefinition(Defs::GisAttributeDefinition(row.field, QMetaType::Int));
+        made->addShape(shapeOf("POINT (1 2)", {{row.field, 7}}));
+        GisVectorSaveOptions options;
+        options.layerName = row.layer;
+        std::string error;
+        try {
+            made->saveAs(m_path + row.options, options);
+        } catch (const std::runtime_error& thrown) {
+            error = thrown.what();
+        }
+        EXPECT_THAT(error, HasSubstr(row.error));
+        EXPECT_EQ(error.empty(), row.error[0] == '\0') << error;
+    }
+    EXPECT_EQ(sql("WITH c AS (SELECT n AS x FROM \"na.med\") SELECT x FROM c"), "7");
+}
+
+/// Of several columns of geometry, GDAL names one so, but a table may be called that, too.
+TEST_F(PostGisSaving, ATableCalledLikeAColumnOfAnotherIsItself) {
+    sql("CREATE TABLE par (fid int PRIMARY KEY, n int, geom geometry(Point,4326)); CREATE TABLE \"par(geom)\" (LIKE "
+        "par "
+        "INCLUDING ALL); INSERT INTO par VALUES (1, 1, 'SRID=4326;POINT(1 1)'); INSERT INTO \"par(geom)\" VALUES (1, "
+        "2, "
+        "'SRID=4326;POINT(1 1)')");
+    GisLayerOgrVector layer(m_path, "par(geom)");
+    ASSERT_TRUE(layer.open() && layer.beginEdit());
+    ASSERT_TRUE(layer.setShapeAttributesEdit(1, {{"n", 77}}) && layer.commitEdit()) << layer.lastError().toStdString();
+    EXPECT_EQ(
+        sql("WITH c AS (SELECT (SELECT n FROM par) || ' ' || (SELECT n FROM \"par(geom)\") AS x) SELECT x FROM c"),
+        "1 77");
+    sql("DROP TABLE par, \"par(geom)\"");
 }
 
 } // namespace

@@ -54,8 +54,8 @@ public:
     static Styles stylesFor(const Core::Layers::GisLayerVector& layer,
                             const QList<Core::Shapes::GisShape*>& shapes);
 
-    /// Later shapes lie on top. Casings lie below all shapes. Rings are filled
-    /// by the even-odd rule, so holes stay open however they are wound.
+    /// Later shapes lie on top. Casings lie below all shapes. Rings are filled by the even-odd rule, so that
+    /// holes stay open whichever way they are wound.
     void draw(const QList<Core::Shapes::GisShape*>& shapes, const Styles& styles,
               const LineCasing& casing = {});
 

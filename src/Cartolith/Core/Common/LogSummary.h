@@ -36,8 +36,8 @@ public:
     /// The smallest number of the sample that is at least as large as this share of all its numbers; for a
     /// half the mean of the two in the middle. The share is from 0 to 1. Linear in the sample.
     double quantile(double share) const;
-    /// The median of the numbers of each process, ascending, as far as they are in the sample: of so many of
-    /// them all that few processes have, of the others a part.
+    /// The median of the numbers of each process, ascending. Beyond sampleSize numbers, those of a random
+    /// sample of so many: a process that wrote few of them may then be missing.
     std::vector<double> processMedians() const;
 
 private:
@@ -72,10 +72,10 @@ public:
     /// event is bad, a field with a longer key is passed over.
     static constexpr std::size_t longestName = 256;
 
-    /// Reads to the end of the device, which is open, line by line; of a device that fails or has to be
-    /// waited for, as far as it has something to give. Whether it failed, ask the device. Memory does not
-    /// grow with the length of the log, nor with that of a line: some megabytes, and 350 MB for a log made to
-    /// fill every series there can be.
+    /// Reads to the end of the device, which is open, line by line. A device that fails, or that has to be
+    /// waited for, is read as far as it gives bytes; that it failed shows in its own errorString(). Memory
+    /// does not grow with the length of the log, nor with that of a line: some megabytes, and 350 MB for a
+    /// log made to fill every series there can be.
     static LogSummary read(QIODevice& device);
 
     /// Sorted by channel, then event.

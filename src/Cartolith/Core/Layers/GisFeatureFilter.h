@@ -46,9 +46,9 @@ public:
 
     /// The field on the left, a value on the right. With an invalid value, nothing is wanted.
     static GisFeatureFilter compare(const QString& field, Comparison comparison, const QVariant& value);
-    /// Equal to one of the values, as OR of comparisons: one of them that is nothing, or that the field's
-    /// cannot be compared with, makes "not in" nothing. Among many numbers, or many texts, a value of their
-    /// kind is looked up in logarithmic time.
+    /// Equal to one of the values, as OR of comparisons. When one of them is invalid, or of a type that the
+    /// field's value cannot be compared with, "not in" wants no feature. Among many numbers, or many texts, a
+    /// value of their kind is looked up in logarithmic time.
     static GisFeatureFilter in(const QString& field, const QList<QVariant>& values);
     /// From the first to the second, both included.
     static GisFeatureFilter between(const QString& field, const QVariant& least, const QVariant& greatest);
@@ -58,7 +58,7 @@ public:
     static GisFeatureFilter like(const QString& field, const QString& pattern,
                                  Qt::CaseSensitivity sensitivity = Qt::CaseSensitive);
     static GisFeatureFilter isNull(const QString& field);
-    /// Of none: all features, and no feature. \throws std::invalid_argument beyond 100 levels
+    /// Of an empty list, all() wants all, any() no feature. \throws std::invalid_argument beyond 100 levels
     static GisFeatureFilter all(const QList<GisFeatureFilter>& filters);
     static GisFeatureFilter any(const QList<GisFeatureFilter>& filters);
     static GisFeatureFilter negation(const GisFeatureFilter& filter);

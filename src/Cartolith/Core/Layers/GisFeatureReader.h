@@ -62,8 +62,9 @@ public:
     GisFeatureReader& operator=(const GisFeatureReader&) = delete;
 
     /// Goes to the next feature; false when there is none, and when it was cancelled. \throws
-    /// std::runtime_error with the reason when the source breaks off, and where the layer was changed since
-    /// the reader was made; later calls are false then
+    /// std::runtime_error with the reason when the source breaks off, when a feature on a server is in
+    /// another coordinate system than the layer, and where the layer was changed since the reader was made;
+    /// later calls are false then
     bool next();
 
     /// \name The feature

@@ -45,10 +45,10 @@ struct CARTOLITH_CORE_EXPORT GisFeatureRequest {
     std::optional<Shapes::GisExtent> extent;
     /// Features of these ids; none where the list is empty. In whatever order, and however often each.
     std::optional<QList<qint64>> featureIds;
-    /// And those only that it wants.
+    /// Of the features that the extent and the ids leave, those that the filter wants.
     GisFeatureFilter filter;
 
-    /// The fields that the answer has: all, or these; those that there are not are passed over.
+    /// The fields that the answer has: all of the layer's, or these. Names of no field are passed over.
     std::optional<QStringList> fields;
     /// Without it, features are the same ones, and GisFeatureReader::shape() is null.
     Geometry geometry = Geometry::Wanted;
@@ -65,12 +65,12 @@ struct CARTOLITH_CORE_EXPORT GisFeatureRequest {
 
     /// By the first field, what is equal by the next..., at last by the order in the layer. Numbers come
     /// before dates, these before times and texts (by code point); what has no value comes last, in either
-    /// direction. The answer is kept in memory until it is ordered, so much of it as the limit says.
+    /// direction. The answer is in memory until it is ordered; with a limit, no more features than that.
     QList<Order> order;
     /// At most so many features. \see order
     std::optional<qint64> limit;
 
-    /// Then features may be left out where more are to be expected in the extent than the picture wants, and
+    /// When set, features may be left out where more are to be expected in the extent than it wants, and
     /// GisFeatureReader::detail() says how. With overviews of the source as it is now (GisVectorOverviews),
     /// the answer is what they have at that scale, coarsened; a filter sees it as it is there. Without, it is
     /// a sample, evenly spread over the source: where features are found by their ids at once (GeoPackage,

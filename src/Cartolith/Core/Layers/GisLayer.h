@@ -128,8 +128,8 @@ public:
     };
     /// @}
 
-    /// Editing reports every failure by false and throws nothing of its own; GisLayerOgrVector::lastError()
-    /// has the reason of a failed commit.
+    /// Editing reports every failure by false and throws nothing of its own; lastError() of GisLayerOgrVector
+    /// and of GisLayerOgrOnDemand has the reason of a failed commit.
     ///
     /// Starts an edit session. False when one is open, when canEdit() is false or when the layer refuses.
     bool beginEdit();

@@ -28,7 +28,7 @@ struct ReadWindow;
 /// A vector layer that reads of its source what is asked for, for data that are larger than memory or than
 /// anybody wants to wait for: FlatGeobuf and GeoPackage with an index, tables of PostGIS. Where a layer fits
 /// into memory, GisLayerOgrVector is the simpler one: it reads everything once, draws stand-ins that are
-/// kept, writes more formats, and its ids stay.
+/// kept, and writes more formats.
 ///
 /// open() reads the schema only. A query reads the features that the extent meets, and keeps them in a cache:
 /// an extent within one that was read is answered from there. The cache has a budget in bytes; beyond it,
@@ -41,9 +41,8 @@ struct ReadWindow;
 /// vanished, another program changed its columns, a file is cut short); the layer is then as before.
 ///
 /// What the members of GisLayerVector say here:
-/// - `id()` is a handle, given out when a shape is read. It is good as long as the
-///   shape is in the layer; then
-///   getShape() has null for it, and outside of an edit session another shape may be given it.
+/// - `id()` is a handle, given out when a shape is read. It is good as long as the shape is in the layer.
+///   Afterwards getShape() gives null for it, and outside of an edit session another shape may be given it.
 /// - `count()`, `items()`: the places for which handles were given out. A place is null where its shape has
 ///   left. `rawShapes()`: the shapes that are in the layer now. featureCount() is the source's own.
 /// - `attributesForRow()` and its like: rows are places; an empty table for one whose shape has left.
@@ -63,8 +62,10 @@ public:
     explicit GisLayerOgrOnDemand(const QString& path, const QString& layerName = QString());
     ~GisLayerOgrOnDemand() override;
 
-    /// Takes milliseconds for the formats named above. The source stays open. \throws std::runtime_error with
-    /// the path and the reason; the layer is then as before
+    /// Takes milliseconds for the formats named above. A server goes through the whole table where neither
+    /// the type of the geometry column nor a constraint says the coordinate system: geometries in several are
+    /// refused, here, by beginEdit() and by whatever reads such a row later. The source stays open. \throws
+    /// std::runtime_error with the path and the reason; the layer is then as before
     bool open() override;
     void close() override;
     /// True for an open source whose driver has transactions (GeoPackage, SQLite, PostGIS and others). Files

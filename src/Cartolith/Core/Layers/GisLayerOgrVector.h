@@ -55,10 +55,10 @@ public:
     /// source cannot be read, does not have the layer, or breaks off; the layer is then as it was before, and
     /// so it is after std::bad_alloc. Where GDAL itself finds no memory, it may end the process.
     ///
-    /// Where a process of this user was killed while it saved the source, what it left is removed, and files
-    /// that it was replacing are put back, of a folder those of each source in it; but only what this library
-    /// left in that very folder, and not where the file itself is a symbolic link. An error says so when that
-    /// cannot be done, or when another user has to do it.
+    /// Where a process of this user was killed while it saved the source, open() puts the files back that the
+    /// process was replacing, and removes what else it left; of a folder, for each source in it. It acts only
+    /// on what this library left in that very folder, and not where the file itself is a symbolic link. An
+    /// error says so when that cannot be done, or when another user has to do it.
     bool open() override;
     /// Gives up everything read.
     void close() override;
@@ -108,10 +108,15 @@ public:
         int defaults = 0;   ///< fields with a default value
         int subtypes = 0;   ///< fields of a subtype other than boolean: short integers, JSON...
         int geometries = 0; ///< columns of geometry beside the one that is read
+        /// Features with a time of which digits beyond milliseconds are dropped, as far as GDAL reads them.
+        qint64 fractions = 0;
+        /// Rows of the source that have no geometry and are no shapes. saveAs() copies them, but FlatGeobuf
+        /// has no place for them.
+        qint64 withoutGeometry = 0;
 
         bool isAny() const noexcept {
             return withZ + withM + withCurves + collections + incomplete + otherTexts + defaults + subtypes +
-                       geometries >
+                       geometries + fractions + withoutGeometry >
                    0;
         }
     };
@@ -175,14 +180,12 @@ public:
     /// - an edit of a feature that shapes do not hold whole: one that gave several shapes (it can be deleted,
     ///   with all of them, and get other attributes, the same on all of them), one whose parts were skipped,
     ///   another geometry for one with Z, M or curves. Left alone, such features stay as they are;
-    /// - a text in a Shapefile that the encoding of its table does not have,
-    ///   or any but ASCII where that is
-    ///   not known;
-    /// - FlatGeobuf with columns of types, or dates with times of more digits, than GDAL writes;
-    /// - GeoJSON with records that are no features, or that is not UTF-8, a change of a database row with the
-    /// id -1,
-    ///   and a table with
-    ///   a row of the id -9223372036854775808;
+    /// - a text in a Shapefile that the encoding of its table does not have, or any but ASCII where that
+    ///   encoding is not known;
+    /// - FlatGeobuf with columns of types that GDAL does not write, or dates with times of more digits;
+    /// - GeoJSON with records that are no features, or that is not UTF-8;
+    /// - a change of a database row with the id -1, and any in a table with a row of the id
+    ///   -9223372036854775808;
     /// - several files that symbolic links do not show as they are stored, or whose suffixes differ in case;
     /// - a command that is running, a full disk, no memory, or a progress callback that cancels.
     /// Neither the fields nor the coordinate system of a source are changed; but GeoJSON, which has no

@@ -50,10 +50,10 @@ struct GisFeatureRequest;
 /// them, and brought up to date or made anew after a change; who edits a shape's geometry through its pointer
 /// calls markDirty() afterwards.
 ///
-/// Queries throw nothing but std::bad_alloc. Every operation ends with that when memory runs out, and one
-/// that changes the layer leaves it as it was then. (GDAL, and QHash where it grows, end the process instead;
-/// this library lets none grow where it reads or writes.) Used by one thread at a time, queries included:
-/// they fill caches. Only the attribute value cache has a lock of its own.
+/// Queries throw nothing but std::bad_alloc; a subclass that reads when asked says what else. Every operation
+/// ends so when memory runs out, and one that changes the layer leaves it as it was. (GDAL, and QHash where
+/// it grows, end the process instead; this library lets none grow where it reads or writes.) Used by one
+/// thread at a time, queries included: they fill caches. The attribute value cache alone has its own lock.
 class CARTOLITH_CORE_EXPORT GisLayerVector : public GisLayer {
 public:
     using Attributes = QHash<QString, QVariant>;

@@ -17,8 +17,10 @@ namespace Cartolith::Core::Layers {
 /// They are made once, for scales a factor of 2 apart, and kept in a GeoPackage beside the source, or in
 /// tables of the server that has it (TABLE_overviews, which describes them, and TABLE_overviews_0...), with a
 /// table for each level that any reader opens. A feature in it has the id, the attributes and the simplified
-/// geometry of one of the source; so a picture of the table, at the level's scale or a smaller one, is one of
-/// the source less what would not be seen:
+/// geometry of one of the source; but times of day are texts in a GeoPackage, and in a server's tables
+/// moments without a zone are in UTC and numeric(p,0) of more than 18 places has 15 digits. A picture of that
+/// table, at the level's scale or a smaller one, shows what a picture of the source would show, less what
+/// nobody could see:
 ///  - of features whose boxes have their centres in one cell of 4 by 4 pixels, the one with the longest box
 ///    is kept, and up to fifteen more that are at least 32 pixels long;
 ///  - no vertex that was left out is farther than half a pixel from the line that is left, and what is not
@@ -50,13 +52,15 @@ public:
     ///
     /// Reads the source twice; takes n log n time and some 50 bytes of memory for each feature. \throws
     /// std::runtime_error when the source cannot be read, is not a single file (a database with a log beside
-    /// it is not) nor a table of PostGIS (a view is not), has several features of one id, or has changed
-    /// meanwhile, and when the overviews cannot be written: all or nothing of them
+    /// it is not) nor a table of PostGIS (a view is not), has several features of one id or one of the id -1
+    /// that would be kept, or has changed meanwhile, and when the overviews cannot be written: all or nothing
+    /// of them
     static bool build(const QString& source, const QString& layerName = {},
                       const ProgressCallback& progress = {});
 
-    /// Those of the source as it is now; none where there are none, where they are of another state of it or
-    /// of another layer, and where the file is damaged. A file is not opened, only looked at.
+    /// Those of the source as it is now. Unset where there are none, where they were made of another state of
+    /// it or of another layer, and where their file is cut short or its description damaged; other damage is
+    /// an error of whatever reads them. The source's file is looked at, not opened.
     static std::optional<GisVectorOverviews> find(const QString& source, const QString& layerName = {});
 
     /// The GeoPackage, or the server's source, in which the tables are.

@@ -10,9 +10,9 @@ namespace Cartolith::Core::Layers {
 /// What GisLayerVector::saveAs() does beside writing.
 struct GisVectorSaveOptions {
     enum class Existing {
-        /// An error when there is a file of that name, or for a Shapefile one beside it that would be one
-        /// of its files, whatever the case of its letters;
-        /// in a database, a table.
+        /// An error when there is a file of that name, in a database a table of that name, or for a
+        /// Shapefile a file beside it that would be one of its files, whatever the case of its letters.
+        /// (Nothing is written then.)
         Refuse,
         Replace, ///< the file goes, with all layers in it
     };

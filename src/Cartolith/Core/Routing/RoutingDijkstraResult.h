@@ -19,8 +19,8 @@ struct ReachedNodes;
 ///
 /// Each of the three tables is made when it is first asked for, which takes about as long as the search;
 /// costTo(), hasPathTo() and previousOf() need none. A result is used by one thread at a time; copies are
-/// independent. The edges lie in the graph: these pointers are valid
-/// while it is unchanged.
+/// independent. The edges belong to the graph: pointers to them are valid as long as nobody changes the
+/// graph.
 class CARTOLITH_CORE_EXPORT RoutingDijkstraResult {
 public:
     /// Nothing reached.

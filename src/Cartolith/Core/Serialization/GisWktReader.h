@@ -19,9 +19,9 @@ namespace Cartolith::Core::Serialization::Wkt {
 /// skipped, unbalanced parentheses lose the group they spoil, and no minimum number of vertices is asked for.
 ///
 /// Numbers are those of the C locale, in whatever spelling QLocale::toDouble() accepts, "nan" and "inf"
-/// included. A coordinate is separated by ASCII white space; ordinates after the second are passed over
-/// unread. The polygons of a
-/// multipolygon are flattened into one list of rings.
+/// included. ASCII white space separates the numbers of a coordinate; those after the second are not
+/// read. The rings of all polygons of a multipolygon come into one list, so that nobody can tell any more
+/// which polygon a ring was of.
 ///
 /// Input is not trusted: time and memory are linear in the length of the text and the stack is constant.
 /// Errors are std::runtime_error, unless said otherwise, and quote the text they concern, of more than 500

@@ -48,8 +48,8 @@ public:
     /// A copy with fewer vertices, simplified part by part: within a part, no dropped vertex is farther than
     /// the tolerance (in coordinate units) from what remains. Parts that cannot be drawn are dropped whole,
     /// at any tolerance. 0 and less drop nothing else, NaN keeps but the ends of each part. Null where the
-    /// class has no simplification. Coordinates have to be finite: all between one that is not, at an end of
-    /// a part or infinite, and the next vertex that stays may go. GisTopology::FixShape() takes it out first.
+    /// class has no simplification. Coordinates have to be finite: beside an infinite vertex, and beside an
+    /// end of a part that is NaN, all vertices up to the next that stays may go; so call FixShape() first.
     virtual std::unique_ptr<GisShape> simplify(double tolerance) const;
 
     /// The geometry as two-dimensional WKT, in the C locale.

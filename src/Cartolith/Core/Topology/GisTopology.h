@@ -85,9 +85,9 @@ public:
     ///
     /// - If |r x s| > tolerance, they meet when both parameters of the crossing of their lines are in
     ///   [-tolerance, 1 + tolerance]. `out` becomes that crossing, which may lie off both segments.
-    /// - Otherwise they count as parallel, and meet when an end of one is on the other (PointOnSegment).
-    /// `out`
-    ///   becomes the first of p1, p2, q1, q2 that is on the other segment.
+    /// - Otherwise they count as parallel. They meet when an end of one lies on the other, as
+    ///   PointOnSegment() says with the same tolerance, and `out` becomes the first of p1, p2, q1, q2 that
+    ///   lies on the other segment.
     ///
     /// The one tolerance is compared with an area, with parameters and with distances, on purpose: two
     /// segments both shorter than the tolerance's root are parallel to each other, and long ones are extended
@@ -402,9 +402,9 @@ public:
     /// Vertices that are not finite, repeated vertices and spikes go, open rings are closed, parts with too
     /// few vertices left are dropped (the result may be empty), holes are wound opposite to their shell.
     /// Rings that still cross are taken apart: each ring covers what it goes round, shells are joined, holes
-    /// taken out. A ring that overlaps another lies in it when about half of it or more does, of what both go
-    /// round: also a bow tie has holes, and is one. A shape without a problem comes back unchanged, bit for
-    /// bit. The shape is null when the busy callback stops it.
+    /// taken out. Of two rings that overlap, the smaller one counts as lying in the other when about half of
+    /// the area that it goes round does, bow ties included. A shape without a problem comes back unchanged,
+    /// bit for bit. The shape is null when the busy callback stops it.
     ///
     /// Vertices keep their bits. Where edges cross there is a new one, rounded to the nearest doubles, and an
     /// edge that passes a vertex by a few roundings goes through it: of rings that cross, what is no wider
@@ -463,9 +463,9 @@ public:
     std::vector<std::unique_ptr<Shapes::GisShape>> SplitByLine(const Shapes::GisShape& shape,
                                                                const Shapes::GisShape& line) const;
 
-    /// A polyline cut wherever GetCrossings() finds it to meet itself. Where several of these places are one
-    /// to a passage, the pieces of the others end in that one, too. Points and polygons come back as one
-    /// copy.
+    /// A polyline cut wherever GetCrossings() finds it to meet itself. Where the line passes places so close
+    /// to each other that it is cut in one of them only, the pieces of its other passages end there, too.
+    /// Points and polygons come back as one copy.
     std::vector<std::unique_ptr<Shapes::GisShape>> SplitAtSelfCrossings(const Shapes::GisShape& line) const;
 
     /// @}
@@ -544,7 +544,7 @@ public:
     /// relative to each ring, so that small shapes far from the origin keep their digits. NaN with a vertex
     /// that is not finite, infinity where the area is more than a double can hold. Rings that cross give no
     /// meaningful area: each counts by its signed area, as shell or hole by what it goes round, and a sum
-    /// below 0 is 0. Fix the shape first.
+    /// below 0 is 0; each is compared with all that it crosses, which takes time. Fix the shape first.
     static double Area(const Shapes::GisShape& shape);
 
     /// Length in metres on the ellipsoid of the system. A projected system's coordinates are first taken to

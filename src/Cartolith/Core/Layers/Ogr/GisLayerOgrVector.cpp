@@ -47,21 +47,18 @@ TableBegun beginTable(const Internal::OgrSource& source, OGRLayer& layer) {
         source.dataset().StartTransaction();
         Internal::execute(source.dataset(), "SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY");
         Internal::PostgresTable table(source.dataset(), layer);
-        if (layer.GetLayerDefn()->GetGeomFieldCount() != 0 && table.hasSeveralSystems()) {
-            throw std::runtime_error("the geometries of '" + std::string(layer.GetName()) +
-                                     "' are in several coordinate systems");
-        }
+        table.requireOneSystem();
         return {table.exactTexts(), table.otherGeometries()};
     } catch (const std::runtime_error& error) {
         source.fail(QString::fromUtf8(error.what()));
     }
 }
 
-void correctYears(Internal::OgrContent& content) {
+void correctValues(Internal::OgrContent& content) {
     content.state.texts.forEach([&content](Internal::ExactTexts::Place place, QByteArrayView text) {
         auto at = std::lower_bound(content.features.cbegin(), content.features.cend(), place.first);
         for (; at != content.features.cend() && *at == place.first; ++at) {
-            Internal::correctYear(
+            Internal::correctValue(
                 content.shapes[static_cast<std::size_t>(at - content.features.cbegin())]->attributeSlot(),
                 content.definitions.at(place.second), text);
         }
@@ -127,7 +124,7 @@ bool GisLayerOgrVector::open() {
         content->sort();
         content->state.texts = std::move(table.texts);
         content->state.otherGeometries = table.otherGeometries;
-        correctYears(*content);
+        correctValues(*content);
         source.dataset().RollbackTransaction();
     }
     const bool areUnique = content->state.features.sort();
@@ -212,6 +209,7 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
     lost.defaults = m_read->defaults;
     lost.subtypes = m_read->subtypes;
     lost.geometries = m_read->otherGeometries;
+    lost.withoutGeometry = m_read->rowsWithoutGeometry;
     std::set<qint64> counted; // each once, whatever it is made of
     for (const auto& entry : m_trace->entries()) {
         const Internal::ReadFeature* const found = m_read->features.find(entry.feature);
@@ -225,6 +223,7 @@ GisLayerOgrVector::NotKept GisLayerOgrVector::notKept() const {
         lost.collections += feature.isCollection ? 1 : 0;
         lost.incomplete += feature.isPartlyRead ? 1 : 0;
         lost.otherTexts += feature.hasOtherText ? 1 : 0;
+        lost.fractions += feature.hasFraction ? 1 : 0;
     }
     return lost;
 }

@@ -300,22 +300,30 @@ void GisLayerOgrVector::forRowsWithoutGeometry(const std::function<void(const At
     Internal::OgrSnapshot snapshot(m_sourcePath, m_sourceName, m_saveWait);
     Internal::OgrSource& source = snapshot.source();
     // Rows go by their numbers in a file, which another file gives to other rows.
-    if (!m_read->numberedIds.isEmpty() && !(snapshot.state() == *m_sourceState)) {
+    const auto failAsChanged = [&source] {
         source.fail(QStringLiteral("it was changed by someone else since it was opened, so its rows without "
                                    "geometry cannot be copied"));
+    };
+    if (!m_read->numberedIds.isEmpty() && !(snapshot.state() == *m_sourceState)) {
+        failAsChanged();
     }
     OGRLayer& layer = snapshot.layer();
     Internal::FeatureRows rows(*layer.GetLayerDefn());
     const bool isNumbered = !m_read->numberedIds.isEmpty();
     layer.ResetReading();
     qint64 number = 0;
+    qint64 copied = 0;
     while (const auto feature = source.next(layer)) {
         const qint64 key = isNumbered ? number++ : static_cast<qint64>(feature->GetFID());
         const OGRGeometry* const geometry = feature->GetGeometryRef();
         // What is a shape here is saved as one, or was deleted.
         if ((geometry == nullptr || geometry->IsEmpty()) && m_read->features.find(key) == nullptr) {
             function(rows.of(*feature).table());
+            ++copied;
         }
+    }
+    if (copied != m_read->rowsWithoutGeometry) { // one has a geometry by now, has gone or come
+        failAsChanged();
     }
 }
 

@@ -222,14 +222,16 @@ public:
                 m_target.fail(QString::fromUtf8(error.what()));
             }
         }
+        // Without one, GDAL leaves longitudes beyond 180 degrees as they are.
+        const bool hasSystem = m_layer.coordinateSystem() != nullptr &&
+                               !(m_format.isLongLat && Internal::isLongLatOfWgs84(system));
         const QString fileName = Internal::nameOfSource(m_path);
         const QString own = m_layer.name().isEmpty() ? fileName : m_layer.name();
         const bool isNamedByFile = !m_format.family.isEmpty();
         m_type = geometryType(kind);
         OGRLayer& target =
             m_target.createLayer(isNamedByFile ? fileName : (wantedName.isEmpty() ? own : wantedName),
-                                 m_layer.coordinateSystem() != nullptr ? &system : nullptr, m_type,
-                                 columnOptions(m_format, m_fields));
+                                 hasSystem ? &system : nullptr, m_type, columnOptions(m_format, m_fields));
         std::set<QByteArray> names;
         for (const GisAttributeDefinition& field : std::as_const(m_fields)) {
             const auto definition = definitionOf(field);

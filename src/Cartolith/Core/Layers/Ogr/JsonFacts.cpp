@@ -101,6 +101,7 @@ public:
     JsonFacts facts() const {
         JsonFacts facts = m_facts;
         facts.isSystemUnknown = m_system && !isSystemNamed(*m_system);
+        facts.system = m_system.value_or(QByteArray());
         return facts;
     }
 
@@ -168,6 +169,9 @@ private:
     void endString() {
         if (!std::exchange(m_isMember, false)) {
             return;
+        }
+        if (m_depth == 1 && m_name == "type") {
+            m_facts.isOneFeature = said() == "Feature";
         }
         const auto date = m_dates.find(m_name);
         if (date != m_dates.end() && isoTypeOf(said()) != date->second) {

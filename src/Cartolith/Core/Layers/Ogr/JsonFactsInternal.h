@@ -16,6 +16,8 @@ struct JsonFacts {
     std::set<QByteArray> otherTexts;
     /// The file has a "crs" beside its features that is null or names no system: GDAL goes on with WGS 84.
     bool isSystemUnknown = false;
+    QByteArray system;         ///< the value of that "crs", empty where there is none
+    bool isOneFeature = false; ///< not a collection, nor a geometry
 };
 
 /// Reads the text of a file, or of several lines, once, some of it at a time. Only attributes count: members

@@ -84,7 +84,7 @@ OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
     return isWhole ? Outcome::Whole : Outcome::Unfit;
 }
 
-OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn, const ServerSelection* selection) {
+OgrContent::Outcome OgrContent::readFeatures(const GoOn& goOn, ServerSelection* selection) {
     OGRLayer& rows = selection != nullptr ? *selection->rows() : m_layer;
     rows.ResetReading();
     std::optional<Common::Internal::GdalErrorCapture> errors;
@@ -122,7 +122,7 @@ void OgrContent::readParts(Skip skip) {
     m_isNumbered = false;
 }
 
-bool OgrContent::readFeature(qint64 id, const ServerSelection* selection) {
+bool OgrContent::readFeature(qint64 id, ServerSelection* selection) {
     QString complaint;
     Common::Internal::FeaturePtr feature;
     {
@@ -179,6 +179,7 @@ bool OgrContent::take(const ArrowFeatures& feature) {
         state.digest += read.digest;
         const AttributeRow row = m_rows.of(feature);
         read.hasOtherText = m_rows.hadOtherText();
+        read.hasFraction = m_rows.hadFraction();
         state.features.append(read);
         keep(std::move(shape), read.id, row);
         return true;
@@ -198,8 +199,11 @@ bool OgrContent::take(const ArrowFeatures& feature) {
     return true;
 }
 
-void OgrContent::take(OGRFeature& feature, const QString& complaint, const ServerSelection* selection) {
+void OgrContent::take(OGRFeature& feature, const QString& complaint, ServerSelection* selection) {
     const OGRGeometry* const geometry = feature.GetGeometryRef();
+    if (selection != nullptr) {
+        selection->requireSystemOf(feature);
+    }
     if (m_skip && m_skip(feature.GetFID(), geometry)) {
         ++state.featureCount;
         return;
@@ -218,7 +222,7 @@ void OgrContent::take(OGRFeature& feature, const QString& complaint, const Serve
     for (const auto& [field, text] : selection->textsOf(feature)) {
         state.texts.add({read.id, field}, text);
         for (std::size_t i = first; i < shapes.size(); ++i) {
-            correctYear(shapes[i]->attributeSlot(), definitions.at(field), text);
+            correctValue(shapes[i]->attributeSlot(), definitions.at(field), text);
         }
     }
 }
@@ -240,11 +244,12 @@ void OgrContent::takeGeometry(ReadFeature feature, qint64 id, GeometryPtr geomet
         ++(hasGeometry ? state.unreadable : state.rowsWithoutGeometry);
         return;
     }
-    constexpr quint32 most = (1U << 25U) - 1;
+    constexpr quint32 most = (1U << 24U) - 1;
     feature.shapes = static_cast<quint32>(std::min<std::size_t>(read.shapes.size(), most)) & most;
     feature.isPartlyRead = !read.problem.isEmpty();
     const AttributeRow row = attributes();
     feature.hasOtherText = m_rows.hadOtherText();
+    feature.hasFraction = m_rows.hadFraction();
     state.features.append(feature);
     for (auto& shape : read.shapes) {
         keep(std::move(shape), feature.id, row);

@@ -41,7 +41,7 @@ public:
     void setComparing(bool comparing) { m_isCompared = comparing; }
     /// The feature of that id as the source has it now, or the one that was selected; false where there is
     /// none.
-    bool readFeature(qint64 id, const ServerSelection* selection = nullptr);
+    bool readFeature(qint64 id, ServerSelection* selection = nullptr);
     /// Forgets the shapes and features that were read.
     void forget();
 
@@ -49,7 +49,7 @@ public:
     /// anything is found that has to be told: rows without geometry, errors, a count that is not right.
     Outcome readColumns(const GoOn& goOn);
     /// Reads feature by feature; of a selection, with state.texts. Never unfit.
-    Outcome readFeatures(const GoOn& goOn, const ServerSelection* selection = nullptr);
+    Outcome readFeatures(const GoOn& goOn, ServerSelection* selection = nullptr);
 
     /// Puts the shapes into the order of their features' ids.
     void sort();
@@ -63,7 +63,7 @@ public:
 
 private:
     bool take(const ArrowFeatures& feature);
-    void take(OGRFeature& feature, const QString& complaint, const ServerSelection* selection);
+    void take(OGRFeature& feature, const QString& complaint, ServerSelection* selection);
     qint64 count(qint64 id);
     void takeGeometry(ReadFeature feature, qint64 id, Common::Internal::GeometryPtr geometry,
                       const QString& complaint,

@@ -13,6 +13,7 @@
 
 #include <algorithm>
 #include <map>
+#include <optional>
 #include <stdexcept>
 #include <utility>
 #include <vector>
@@ -230,6 +231,28 @@ bool areSameMoment(const QVariant& a, const QVariant& b) {
     return one.timeSpec() != Qt::LocalTime && other.timeSpec() != Qt::LocalTime && one == other;
 }
 
+/// Of a text with all three, in UTC, and the digits behind its seconds; unset for any other.
+std::optional<std::pair<QDateTime, QByteArray>> momentIn(const QByteArray& text) {
+    static const QRegularExpression expression(QStringLiteral(
+        R"(^(\d{4}-\d\d-\d\d)[ T](\d\d:\d\d:\d\d)(?:\.(\d*?)0*)?(?:Z|([+-]\d\d)(?::?(\d\d))?)$)"));
+    const auto match = expression.match(QString::fromUtf8(text));
+    if (!match.hasMatch()) {
+        return std::nullopt;
+    }
+    const QString zone = match.captured(4).isEmpty()
+                             ? QStringLiteral("Z")
+                             : match.captured(4) + QLatin1Char(':') +
+                                   (match.captured(5).isEmpty() ? QStringLiteral("00") : match.captured(5));
+    const QDateTime moment =
+        QDateTime::fromString(match.captured(1) + QLatin1Char('T') + match.captured(2) + zone, Qt::ISODate);
+    return std::pair(moment.toUTC(), match.captured(3).toUtf8());
+}
+
+bool isSameMomentText(const QByteArray& a, const QByteArray& b) {
+    const auto one = momentIn(a);
+    return one && one->first.isValid() && one == momentIn(b);
+}
+
 /// Whether a value, perhaps of another type, is what the source holds, of which `read` is read and `text`
 /// more.
 bool isHeld(const OGRFeature& feature, int index, const QVariant& value, const QVariant& read,
@@ -245,7 +268,7 @@ bool isHeld(const OGRFeature& feature, int index, const QVariant& value, const Q
                                  ? QByteArray::number(value.toDouble(), 'g', QLocale::FloatingPointShortest)
                                  : value.toString().toUtf8();
     if (text) {
-        return given == *text || areSameDecimals(given, *text);
+        return given == *text || areSameDecimals(given, *text) || isSameMomentText(given, *text);
     }
     const bool isText = value.typeId() == QMetaType::QString;
     if (isText && read.typeId() == QMetaType::Double) { // which may have more digits

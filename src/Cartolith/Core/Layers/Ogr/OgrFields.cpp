@@ -286,6 +286,16 @@ struct FeatureValues {
     double real(int field) const { return feature.GetRawFieldRef(field)->Real; }
     QByteArrayView text(int field) const { return {feature.GetRawFieldRef(field)->String}; }
     QVariant any(int field) const { return valueOf(feature, field); }
+    /// Seconds are single numbers for GDAL.
+    bool hasFraction(int field) const {
+        const OGRFieldType type = feature.GetFieldDefnRef(field)->GetType();
+        if (type != OFTTime && type != OFTDateTime) {
+            return false;
+        }
+        constexpr double rounding = 0.01;
+        const double milliseconds = static_cast<double>(feature.GetRawFieldRef(field)->Date.Second) * 1000.0;
+        return std::fabs(milliseconds - std::round(milliseconds)) > rounding;
+    }
 };
 
 struct ColumnValues {
@@ -297,6 +307,7 @@ struct ColumnValues {
     double real(int field) const { return feature.real(field); }
     QByteArrayView text(int field) const { return feature.bytes(field); }
     QVariant any(int field) const { return bytesOf(feature.bytes(field)); }
+    static bool hasFraction(int /*field*/) { return false; } // no times
 };
 
 } // namespace
@@ -306,6 +317,7 @@ AttributeRow FeatureRows::rowOf(Source& source) {
     constexpr std::size_t most = std::numeric_limits<qint32>::max(); // of texts in a row
     m_texts.clear();
     m_hadOtherText = false;
+    m_hadFraction = false;
     std::size_t size = 0;
     for (const Column& column : m_columns) {
         if (column.type == OFTString && source.hasValue(column.field)) {
@@ -343,6 +355,7 @@ AttributeRow FeatureRows::rowOf(Source& source) {
             row.setReal(column.column, source.real(column.field));
         } else if (isFirst) {
             row.set(column.column, source.any(column.field));
+            m_hadFraction = m_hadFraction || source.hasFraction(column.field);
         }
     }
     return row;

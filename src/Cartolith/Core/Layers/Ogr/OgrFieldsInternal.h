@@ -37,6 +37,8 @@ public:
     Shapes::Internal::AttributeRow of(const ArrowFeatures& feature);
     /// Whether the last row had a text that is not UTF-8, so that U+FFFD stands for some of its bytes.
     bool hadOtherText() const { return m_hadOtherText; }
+    /// Whether the last row had a time with digits beyond milliseconds.
+    bool hadFraction() const { return m_hadFraction; }
 
 private:
     struct Column {
@@ -65,6 +67,7 @@ private:
     std::vector<Recent> m_recent;
     std::vector<Text> m_texts; // in the order of the columns
     bool m_hadOtherText = false;
+    bool m_hadFraction = false;
 };
 
 /// Whether two attribute values are the same, so that neither needs to be written over the other: numbers of

@@ -33,6 +33,7 @@ const std::vector<OgrFormat>& formats() {
          .isTyped = true},
         {.driver = "PostgreSQL",
          .options = words({"LAUNDER=NO"}),
+         .hiddenFields = words({"ctid", "xmin", "xmax", "cmin", "cmax", "tableoid"}),
          .isServer = true,
          .isDatabase = true,
          .isTyped = true},

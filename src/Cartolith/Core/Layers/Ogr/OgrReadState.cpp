@@ -10,7 +10,7 @@ bool ReadFeatures::sort() {
         std::stable_sort(m_features.begin(), m_features.end(), precedes);
     }
     const auto hasSameId = [](const ReadFeature& a, const ReadFeature& b) { return a.id == b.id; };
-    constexpr quint32 most = (1U << 25U) - 1;
+    constexpr quint32 most = (1U << 24U) - 1;
     for (std::size_t i = 1; i < m_features.size(); ++i) {
         if (hasSameId(m_features[i - 1], m_features[i])) {
             m_features[i].shapes =

@@ -15,13 +15,14 @@ namespace Cartolith::Core::Layers::Internal {
 struct ReadFeature {
     qint64 id = 0;
     quint64 digest = 0;           ///< of everything that the source had of it
-    quint32 shapes : 25 = 0;      ///< no more are read of one
+    quint32 shapes : 24 = 0;      ///< no more are read of one
     quint32 isPartlyRead : 1 = 0; ///< the shapes do not hold it whole
     quint32 isMultiPoint : 1 = 0;
     quint32 hasZ : 1 = 0;
     quint32 hasM : 1 = 0;
     quint32 hasCurves : 1 = 0;
     quint32 hasOtherText : 1 = 0; ///< a text that is not UTF-8
+    quint32 hasFraction : 1 = 0;  ///< a time with digits beyond milliseconds
     quint32 isCollection : 1 = 0; ///< or another kind that has no shape of its own: a triangle, a surface
 };
 

@@ -72,8 +72,10 @@ bool rewrite(const OgrEditTarget& target, const OgrEdits& edits) {
         }
         options << QStringLiteral("ENCODING=") + QString::fromUtf8(encoding);
     }
-    OGRLayer& to = written.createLayer(
-        target.layerName, texts->needsSystem() ? from.GetSpatialRef() : nullptr, from.GetGeomType(), options);
+    // Lines are in WGS 84 as they are. With a system, such as that with heights, GDAL would wrap longitudes.
+    const bool hasSystem = texts->needsSystem() && !OgrFormat::forDriver(target.driverName)->isLongLat;
+    OGRLayer& to = written.createLayer(target.layerName, hasSystem ? from.GetSpatialRef() : nullptr,
+                                       from.GetGeomType(), options);
     addRewrittenFields(target, *from.GetLayerDefn(), written);
 
     // What GDAL finds in a file without a schema is no limit to what it may hold.

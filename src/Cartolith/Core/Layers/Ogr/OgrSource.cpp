@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DatabaseLockInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonFactsInternal.h>
+#include <Cartolith/Core/Layers/Ogr/JsonFeatureInternal.h>
 #include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
@@ -101,6 +102,15 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
         } else if (!facts.otherTexts.empty()) {
             openWith("@DATE_AS_STRING=YES");
         }
+        if (facts.isOneFeature && m_dataset != nullptr && m_dataset->GetLayer(0)->GetFeatureCount() == 0) {
+            m_dataset.reset();
+            m_feature = std::make_unique<JsonFeature>(path, facts.system);
+            name = m_feature->gdalName();
+            openWith(facts.otherTexts.empty() ? "@ADJUST_GEOM_TYPE=ALL_SHAPES" : "@DATE_AS_STRING=YES");
+            if (m_dataset != nullptr && m_dataset->GetLayer(0)->GetFeatureCount() == 0) {
+                fail(QStringLiteral("its one feature cannot be read"));
+            }
+        }
     }
     m_isSystemElsewhere = noRequests && noRequests->wasAsked();
     if (m_dataset == nullptr && drivers != nullptr) {
@@ -117,6 +127,8 @@ OgrSource::OgrSource(const QString& path) : m_path(path) {
         m_isSystemUnknown || (noRequests && m_errors->message().startsWith(QLatin1String("PROJ:")));
     m_errors->reset();
 }
+
+OgrSource::~OgrSource() = default;
 
 void OgrSource::recover(const QString& path) {
     if (QFileInfo(besideDatabase(path, DatabaseLog::journal)).size() > 0 &&

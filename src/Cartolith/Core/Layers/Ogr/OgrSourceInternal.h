@@ -16,11 +16,16 @@ class CoordinateSystem;
 
 namespace Cartolith::Core::Layers::Internal {
 
+class JsonFeature;
+
 /// A vector data source, open for reading. Every failure is a std::runtime_error that names the source and
 /// carries GDAL's own reason.
 class OgrSource {
 public:
     explicit OgrSource(const QString& path);
+    ~OgrSource();
+    OgrSource(const OgrSource&) = delete;
+    OgrSource& operator=(const OgrSource&) = delete;
 
     /// Rolls back what a killed process left of a transaction, which changes the file. The constructor does
     /// so too; whoever looks at the file before calls this first.
@@ -64,6 +69,7 @@ private:
     QString m_path;
     QString m_complaint;
     std::optional<Common::Internal::GdalErrorCapture> m_errors{std::in_place};
+    std::unique_ptr<JsonFeature> m_feature; ///< what is open instead of the file itself; mostly null
     Common::Internal::DatasetPtr m_dataset;
     bool m_isSystemElsewhere = false;
     bool m_isSystemUnknown = false; // null, or a name or code that says nothing

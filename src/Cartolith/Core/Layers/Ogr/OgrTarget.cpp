@@ -72,6 +72,7 @@ void OgrTarget::openServer(std::chrono::milliseconds wait) {
     onServer([&] {
         const auto most = std::max<qint64>(1, qint64{wait.count()});
         execute(*m_dataset, "SET LOCAL lock_timeout = " + QByteArray::number(most));
+        askAllDigits(*m_dataset);
     });
 }
 
@@ -83,6 +84,18 @@ void OgrTarget::onServer(const std::function<void()>& work) const {
     }
 }
 
+namespace {
+
+/// A server cuts longer ones without an error. \throws std::runtime_error
+void requireServerName(const QByteArray& name) {
+    constexpr qsizetype most = 63;
+    if (name.isEmpty() || name.size() > most) {
+        throw std::runtime_error(name.isEmpty() ? "the name is empty" : "the name has more than 63 bytes");
+    }
+}
+
+} // namespace
+
 /// A table of that name is an error or goes, but not with views that need it.
 void OgrTarget::makeRoom(const QByteArray& name) {
     onServer([&] {
@@ -90,6 +103,11 @@ void OgrTarget::makeRoom(const QByteArray& name) {
             execute(*m_dataset, "SELECT nspname::text FROM pg_catalog.pg_namespace WHERE nspname =" +
                                     quotedText(name.left(name.indexOf('.'))));
         const bool hasSchema = name.contains('.') && !schema.isEmpty();
+        if (name.contains('.') && !hasSchema) { // GDAL takes it for one
+            throw std::runtime_error("there is no schema '" + name.left(name.indexOf('.')).toStdString() +
+                                     '\'');
+        }
+        requireServerName(hasSchema ? name.mid(name.indexOf('.') + 1) : name);
         const QByteArray table =
             hasSchema ? quotedName(schema[0][0]) + '.' + quotedName(name.mid(name.indexOf('.') + 1))
                       : quotedName(name);
@@ -133,7 +151,11 @@ void OgrTarget::requireSystem(const OGRSpatialReference& system, const Shapes::G
 void OgrTarget::addRow(OGRFeature& feature, const QString& what) {
     try {
         if (!m_rows) {
-            m_layer->GetFeatureCount(); // now the table is made
+            m_errors.reset();
+            m_layer->GetFeatureCount();          // now the table is made
+            if (!m_errors.message().isEmpty()) { // or not, of which all that follows would hide the reason
+                throw std::runtime_error(m_errors.message().toStdString());
+            }
             for (const QByteArray& column : std::as_const(m_clockTimes)) {
                 execute(*m_dataset, "ALTER TABLE " + PostgresTable(*m_dataset, *m_layer).name() + " ALTER " +
                                         quotedName(column) + " TYPE timestamp");
@@ -205,6 +227,13 @@ void OgrTarget::addField(OGRFieldDefn& field) {
     };
     if (m_format.hiddenFields.contains(name, Qt::CaseInsensitive)) {
         refuse(QStringLiteral("the format keeps that name for itself"));
+    }
+    if (m_format.isServer) {
+        try {
+            requireServerName(name.toUtf8());
+        } catch (const std::runtime_error& error) {
+            refuse(QString::fromUtf8(error.what()));
+        }
     }
     if (m_layer->CreateField(&field) != OGRERR_NONE || made.GetFieldCount() != before + 1) {
         refuse(reasonOr(QStringLiteral("the format has a field of that name already")));

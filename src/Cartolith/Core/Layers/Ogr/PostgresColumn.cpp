@@ -9,7 +9,9 @@
 #include <charconv>
 #include <cmath>
 #include <iterator>
+#include <map>
 #include <optional>
+#include <set>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -156,30 +158,50 @@ QByteArray hasManyDigits(const QByteArray& number) {
 
 } // namespace
 
-OGRFieldType PostgresColumn::betterType(const QByteArray& typeWithBrackets) {
-    constexpr int most = 18; // digits of 64 bits
-    if (typeWithBrackets.startsWith("interval") || typeWithBrackets.endsWith("with time zone")) {
-        return typeWithBrackets.startsWith("timestamp") || typeWithBrackets.endsWith("[]") ? OFTMaxType
-                                                                                           : OFTString;
+OGRFieldType PostgresColumn::betterType(OGRFieldType given, const QByteArray& type,
+                                        const QByteArray& typeWithBrackets) {
+    static const std::map<OGRFieldType, std::set<QByteArray>> known = {
+        {OFTInteger, {"boolean", "smallint", "integer", "oid", "numeric"}},
+        {OFTInteger64, {"bigint", "oid", "numeric"}},
+        {OFTReal, {"real", "double precision", "numeric"}},
+        {OFTDate, {"date"}},
+        {OFTTime, {"time without time zone"}},
+        {OFTDateTime, {"timestamp without time zone", "timestamp with time zone"}},
+        {OFTBinary, {"bytea"}},
+        {OFTIntegerList, {"boolean[]", "smallint[]", "integer[]"}},
+        {OFTInteger64List, {"bigint[]"}},
+        {OFTRealList, {"real[]", "double precision[]", "numeric[]"}},
+        {OFTStringList, {"text[]", "character varying[]", "character[]", "bpchar[]"}}};
+    const auto types = known.find(given);
+    if (types == known.cend() || types->second.count(type) == 0) {
+        return OFTString;
     }
+    constexpr int most = 18; // digits of 64 bits
     const bool isLong = typeWithBrackets.startsWith("numeric(") && typeWithBrackets.endsWith(",0)") &&
                         typeWithBrackets.mid(8, typeWithBrackets.indexOf(',') - 8).toInt() > most;
-    return isLong ? OFTReal : OFTMaxType;
+    return isLong ? OFTReal : given;
 }
 
 QByteArray PostgresColumn::isCut(OGRFieldType field) const {
     const QByteArray beyond =
         " OR NOT isfinite(" + name + ") OR " + name + " < '0001-01-01' OR " + name + " >= '10000-01-01')";
-    if (isList(field)) {
-        return "(array_ndims(" + name + ") > 1 OR array_lower(" + name +
-               ", 1) <> 1 OR EXISTS (SELECT 1 FROM unnest(" + name + ") AS e(e) WHERE e.e IS NULL" +
-               (type == "numeric[]" ? " OR " + hasManyDigits("e.e") : QByteArray()) + "))";
+    if (isList(field)) { // of texts, GDAL loses empty ones and backslashes, and takes 'NULL' for null
+        const bool isOfTexts = field == OFTStringList;
+        return '(' + (isOfTexts ? "cardinality(" + name + ") = 0 OR " : QByteArray()) + "array_ndims(" +
+               name + ") > 1 OR array_lower(" + name + ", 1) <> 1 OR EXISTS (SELECT 1 FROM unnest(" + name +
+               ") AS e(e) WHERE e.e IS NULL" +
+               (type == "numeric[]" ? " OR " + hasManyDigits("e.e") : QByteArray()) +
+               (isOfTexts
+                    ? " OR e.e::text = '' OR upper(e.e::text) = 'NULL' OR position(chr(92) IN e.e::text) > 0"
+                    : "") +
+               "))";
     }
     constexpr int certain = 15; // digits of a double
-    if (type == "numeric" && (field == OFTReal || field == OFTInteger64)) {
+    if (type == "numeric" && (field == OFTReal || field == OFTInteger64 || field == OFTInteger)) {
         const auto size = numericSize(*this);
+        const QByteArray isNone = field == OFTReal ? QByteArray() : '(' + name + " = 'NaN')";
         return size && size->precision <= certain + (field == OFTReal ? 0 : 3) && size->scale >= 0
-                   ? QByteArray()
+                   ? isNone
                    : '(' + name + " IS NOT NULL AND " + hasManyDigits(name) + ')';
     }
     if (field == OFTDateTime) { // GDAL knows zones of quarters of an hour

@@ -15,9 +15,10 @@ struct PostgresColumn {
     int modifier = -1;        ///< what is in brackets, as the server packs it
     bool isGenerated = false; ///< of other columns: the server takes no value
 
-    /// The type of field that holds most of a column of this type, where GDAL has another: intervals are no
-    /// whole numbers. OFTMaxType where GDAL is right.
-    static OGRFieldType betterType(const QByteArray& typeWithBrackets);
+    /// The type of field that holds most of a column of this type. GDAL goes by how the type's name begins,
+    /// and takes int4range for a number.
+    static OGRFieldType betterType(OGRFieldType given, const QByteArray& type,
+                                   const QByteArray& typeWithBrackets);
 
     /// In SQL, whether GDAL reads less of a value than there is; empty where it never does.
     QByteArray isCut(OGRFieldType field) const;

@@ -1,5 +1,7 @@
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 
+#include <QRegularExpression>
+
 #include <algorithm>
 #include <map>
 #include <optional>
@@ -10,16 +12,22 @@ namespace Cartolith::Core::Layers::Internal {
 
 QByteArray tableOf(OGRLayer& layer) {
     const QByteArray geometry = layer.GetGeometryColumn();
-    QByteArray listed = layer.GetName();
-    if (!geometry.isEmpty() && listed.endsWith('(' + geometry + ')')) { // one of several in the table
-        listed.chop(geometry.size() + 2);
+    const QByteArray listed = layer.GetName();
+    QByteArray table = listed;
+    if (!geometry.isEmpty() &&
+        listed.endsWith('(' + geometry + ')')) { // one of several, or a table's own name
+        table.chop(geometry.size() + 2);
     }
-    const QByteArray text = quotedText(listed);
+    const auto isNamed = [](const QByteArray& name) {
+        const QByteArray text = quotedText(name);
+        return "((c.relname =" + text +
+               " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text + ')';
+    };
     return "SELECT c.oid::text, n.nspname::text, c.relname::text FROM pg_catalog.pg_class c JOIN "
            "pg_catalog.pg_namespace n ON n.oid = c.relnamespace WHERE c.relkind IN "
-           "('r','p','v','m','f') AND ((c.relname =" +
-           text + " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text +
-           ") ORDER BY n.nspname = current_schema() DESC LIMIT 1";
+           "('r','p','v','m','f') AND (" +
+           isNamed(listed) + " OR " + isNamed(table) + ") ORDER BY " + isNamed(listed) +
+           " DESC, n.nspname = current_schema() DESC LIMIT 1";
 }
 
 qint64 estimatedCount(GDALDataset& source, OGRLayer& layer) {
@@ -67,23 +75,56 @@ QByteArray listOf(const std::vector<qint64>& ids) {
 }
 
 void correctTypes(GDALDataset& source, OGRLayer& layer) {
+    askAllDigits(source);
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
     const SqlRows columns = execute(
         source,
-        "SELECT a.attname::text, format_type(a.atttypid, a.atttypmod) FROM pg_catalog.pg_attribute a WHERE "
-        "a.attnum > 0 AND a.atttypid IN ('interval'::regtype, 'timetz'::regtype, 'numeric'::regtype) AND "
-        "a.attrelid = (SELECT t.oid::oid FROM (" +
+        "SELECT a.attname::text, format_type(a.atttypid, -1) AS t, format_type(a.atttypid, a.atttypmod) AS b "
+        "FROM "
+        "pg_catalog.pg_attribute a WHERE a.attnum > 0 AND NOT a.attisdropped AND a.attrelid = (SELECT "
+        "t.oid::oid FROM (" +
             tableOf(layer) + ") AS t)");
     for (const QList<QByteArray>& column : columns) {
         const int index = schema.GetFieldIndexCaseSensitive(column[0].constData());
-        const OGRFieldType type = PostgresColumn::betterType(column[1]);
-        if (index >= 0 && type != OFTMaxType) {
-            schema.GetFieldDefn(index)->SetType(type);
+        if (index < 0) {
+            continue;
+        }
+        OGRFieldDefn& field = *schema.GetFieldDefn(index);
+        const OGRFieldType type = PostgresColumn::betterType(field.GetType(), column[1], column[2]);
+        if (type != field.GetType()) {
+            field.SetSubType(OFSTNone);
+            field.SetType(type);
         }
     }
 }
 
-PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(source) {
+namespace {
+
+constexpr int systemOfGlobes = 4326; // of a geography that does not say
+
+/// What a constraint that holds for every row says; 0 where there is none.
+int constrainedSystem(GDALDataset& source, const QByteArray& table, const QByteArray& column) {
+    static const QRegularExpression expression(
+        QStringLiteral(R"(^CHECK \(\((?:[^ ()]+\.)?st_srid\((.+)\) = \(?(\d+)\)?\)\)$)"));
+    const SqlRows found =
+        execute(source, "SELECT pg_get_constraintdef(c.oid), quote_ident(" + quotedText(column) +
+                            ") FROM pg_catalog.pg_constraint c JOIN pg_catalog.pg_class t ON t.oid = "
+                            "c.conrelid WHERE c.contype = 'c' AND c.convalidated AND NOT c.connoinherit AND "
+                            "t.relkind <> 'f' AND c.conrelid = " +
+                            table);
+    for (const QList<QByteArray>& row : found) {
+        const auto match = expression.match(QString::fromUtf8(row[0]));
+        if (match.hasMatch() && match.captured(1) == QString::fromUtf8(row[1])) {
+            return match.captured(2).toInt();
+        }
+    }
+    return 0;
+}
+
+} // namespace
+
+PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer)
+    : m_source(source), m_listed(layer.GetName()) {
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
     const QByteArray geometry = layer.GetGeometryColumn();
     const SqlRows found = execute(source, tableOf(layer));
@@ -130,30 +171,47 @@ PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(so
         m_geometry = column.name;
         m_geometryType = column.type;
         m_isGeometryGenerated = column.isGenerated;
-        const bool isGeography = m_geometryType.endsWith("geography");
         if (column.modifier >= 0) {
             m_system = (column.modifier & 0x0FFFFF00) >> 8; // as PostGIS packs it
         }
-        m_system = isGeography && m_system == 0 ? 4326 : m_system;
+        m_system = m_system == 0 ? constrainedSystem(source, found[0][0], geometry) : m_system;
     }
 }
 
-bool PostgresTable::hasSeveralSystems() {
-    if (m_system != 0 || !m_geometryType.endsWith("geometry")) {
-        return false;
+std::optional<int> PostgresTable::usedSystem() {
+    if (m_system != 0 || m_geometry.isEmpty()) {
+        return m_system != 0 ? std::optional(m_system) : std::nullopt;
     }
-    return execute(m_source, "SELECT DISTINCT ST_SRID(" + m_geometry + ") FROM " + m_name + " WHERE " +
-                                 m_geometry + " IS NOT NULL LIMIT 2")
-               .size() > 1;
+    if (!m_usedSystem) {
+        const SqlRows found = execute(m_source, "SELECT ST_SRID(" + m_geometry + "::geometry)::text FROM " +
+                                                    m_name + " WHERE " + m_geometry + " IS NOT NULL LIMIT 1");
+        m_usedSystem = found.isEmpty() ? std::nullopt : std::optional(found[0][0].toInt());
+    }
+    return m_usedSystem;
 }
 
-int PostgresTable::firstSystem() {
-    if (m_usedSystem < 0 && m_system == 0) {
-        const SqlRows found = execute(m_source, "SELECT ST_SRID(" + m_geometry + ") FROM " + m_name +
-                                                    " WHERE " + m_geometry + " IS NOT NULL LIMIT 1");
-        m_usedSystem = found.isEmpty() ? 0 : found[0][0].toInt();
+QByteArray PostgresTable::isOfOtherSystem() {
+    const auto used = m_system == 0 ? usedSystem() : std::nullopt;
+    return used ? "ST_SRID(" + m_geometry + "::geometry) <> " + QByteArray::number(*used) : QByteArray();
+}
+
+QString PostgresTable::severalSystems() const {
+    return QStringLiteral("the geometries of '%1' are in several coordinate systems")
+        .arg(QString::fromUtf8(m_listed));
+}
+
+void PostgresTable::requireOneSystem() {
+    const QByteArray isOther = isOfOtherSystem();
+    if (!isOther.isEmpty() &&
+        !execute(m_source, "SELECT 1 AS x FROM " + m_name + " WHERE " + isOther + " LIMIT 1").isEmpty()) {
+        throw std::runtime_error(severalSystems().toStdString());
     }
-    return m_system != 0 ? m_system : m_usedSystem;
+}
+
+void PostgresTable::keepSystem() {
+    if (!m_systemOfNew) {
+        m_systemOfNew = usedSystem().value_or(m_geometryType.endsWith("geography") ? systemOfGlobes : 0);
+    }
 }
 
 QByteArray PostgresTable::literal(const OGRGeometry* geometry) {
@@ -163,8 +221,9 @@ QByteArray PostgresTable::literal(const OGRGeometry* geometry) {
     std::vector<unsigned char> wkb(geometry->WkbSize());
     geometry->exportToWkb(wkbNDR, wkb.data(), wkbVariantIso);
     const QByteArrayView bytes(wkb.data(), static_cast<qsizetype>(wkb.size()));
-    return "ST_SetSRID('" + bytes.toByteArray().toHex() + "'::geometry," + QByteArray::number(firstSystem()) +
-           ')';
+    keepSystem();
+    return "ST_SetSRID('" + bytes.toByteArray().toHex() + "'::geometry," +
+           QByteArray::number(m_systemOfNew.value_or(0)) + ')';
 }
 
 ExactTexts PostgresTable::exactTexts() const {

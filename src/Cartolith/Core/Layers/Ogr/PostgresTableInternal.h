@@ -9,6 +9,7 @@
 #include <QList>
 #include <QString>
 
+#include <optional>
 #include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -51,11 +52,21 @@ public:
     bool hasLostColumns() const { return m_hasLostColumns; }
     /// Columns of geometry that are not the layer's.
     int otherGeometries() const { return m_otherGeometries; }
-    /// What a coordinate system has for its number in the column's type; 0 where that takes any.
+    /// The number that the server has for the coordinate system of all geometries: what the column's type or
+    /// a constraint on it says. 0 where neither does.
     int system() const { return m_system; }
-    /// A column of any geometry, or of one type in several coordinate systems. Reads the column where its
-    /// type does not say.
-    bool hasSeveralSystems();
+    /// That of the geometries that are there, as GDAL takes it: the first one's. Unset for none.
+    std::optional<int> usedSystem();
+    /// In SQL, whether a row's geometry is in another system than the first one's; empty where that cannot
+    /// be, or nothing is there.
+    QByteArray isOfOtherSystem();
+    /// \throws std::runtime_error when geometries are in several coordinate systems. Where neither type nor
+    /// constraint says, the server goes through the table, up to the first row of another system.
+    void requireOneSystem();
+    /// What an error says of such a table.
+    QString severalSystems() const;
+    /// New geometries are in the system that the table's are in now, also when those have gone since.
+    void keepSystem();
 
     /// What a geometry is in SQL; null is one.
     QByteArray literal(const OGRGeometry* geometry);
@@ -68,16 +79,17 @@ public:
 private:
     ExactTexts exactTexts(const QByteArray& where, const std::vector<qint64>& ids,
                           const ExactTexts& known) const;
-    int firstSystem();
 
     GDALDataset& m_source;
+    QByteArray m_listed; ///< what GDAL calls it
     QByteArray m_name;
     QByteArray m_key;
     QByteArray m_geometry;
     QByteArray m_geometryType;
     bool m_isGeometryGenerated = false;
-    int m_system = 0; ///< that the column's type wants; 0 for any
-    int m_usedSystem = -1;
+    int m_system = 0;
+    std::optional<int> m_usedSystem;
+    std::optional<int> m_systemOfNew;
     std::vector<PostgresColumn> m_columns;
     std::vector<OGRFieldType> m_fields;
     bool m_hasLostColumns = false;

@@ -127,4 +127,8 @@ SqlRows execute(GDALDataset& source, const QByteArray& sql) {
     return rows;
 }
 
+void askAllDigits(GDALDataset& source) {
+    execute(source, "SET extra_float_digits = 3");
+}
+
 } // namespace Cartolith::Core::Layers::Internal

@@ -33,4 +33,7 @@ void forRows(GDALDataset& source, const QByteArray& sql, const std::function<voi
 using SqlRows = QList<QList<QByteArray>>;
 SqlRows execute(GDALDataset& source, const QByteArray& sql);
 
+/// So that the server writes doubles to the last bit, whatever it, a role or a database is set to.
+void askAllDigits(GDALDataset& source);
+
 } // namespace Cartolith::Core::Layers::Internal

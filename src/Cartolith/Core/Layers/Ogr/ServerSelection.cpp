@@ -3,27 +3,29 @@
 #include <Cartolith/Core/Shapes/AttributeSlot.h>
 
 #include <QDateTime>
+#include <QStringList>
 
 #include <algorithm>
+#include <optional>
 #include <stdexcept>
 
 namespace Cartolith::Core::Layers::Internal {
 
 ServerSelection::ServerSelection(OgrSource& source, OGRLayer& table) : m_source(source), m_table(table) {
     OGRFeatureDefn& schema = *table.GetLayerDefn();
-    if (QByteArrayView(table.GetFIDColumn()).isEmpty() || schema.GetGeomFieldCount() == 0) {
+    if (schema.GetGeomFieldCount() == 0) {
         return;
     }
     try {
         m_facts.emplace(source.dataset(), table);
+        m_system = m_facts->usedSystem();
     } catch (const std::runtime_error&) { // what reads next says why
-        return;
-    }
-    if (m_facts->hasLostColumns()) {
         m_facts.reset();
         return;
     }
-    for (int i = 0; i < schema.GetFieldCount(); ++i) {
+    m_canSelect = !m_facts->key().isEmpty() && !m_facts->hasLostColumns();
+    m_asksSystems = m_facts->system() == 0;
+    for (int i = 0; m_canSelect && i < schema.GetFieldCount(); ++i) {
         const QByteArray isCut = m_facts->column(i).isCut(schema.GetFieldDefn(i)->GetType());
         if (!isCut.isEmpty()) {
             m_cuts.emplace_back(i, isCut);
@@ -31,15 +33,26 @@ ServerSelection::ServerSelection(OgrSource& source, OGRLayer& table) : m_source(
     }
 }
 
-bool ServerSelection::mayHaveTexts(OGRLayer& table) {
-    OGRFeatureDefn& schema = *table.GetLayerDefn();
-    for (int i = 0; i < schema.GetFieldCount(); ++i) {
-        const OGRFieldType type = schema.GetFieldDefn(i)->GetType();
-        if (type != OFTInteger && type != OFTString && type != OFTBinary) {
-            return true;
+void ServerSelection::requireOneSystem() {
+    try {
+        if (m_facts) {
+            m_facts->requireOneSystem();
         }
+    } catch (const std::runtime_error& error) {
+        m_source.fail(QString::fromUtf8(error.what()));
     }
-    return false;
+}
+
+void ServerSelection::requireSystemOf(OGRFeature& row) {
+    const int column = row.GetFieldCount() - 1;
+    if (!m_asksSystems || !row.IsFieldSetAndNotNull(column)) {
+        return;
+    }
+    const int system = row.GetFieldAsInteger(column);
+    m_system = m_system.value_or(system);
+    if (*m_system != system) {
+        m_source.fail(m_facts->severalSystems());
+    }
 }
 
 QByteArray ServerSelection::boxesMeeting(OGRLayer& table, const OGREnvelope& box) {
@@ -57,7 +70,7 @@ OGRLayer* ServerSelection::select(const QByteArray& condition, const std::option
                                   bool inKeyOrder) {
     release();
     m_selected.clear();
-    if (!m_facts) {
+    if (!m_canSelect) {
         return nullptr;
     }
     // OGR knows the key of what a server selects by this name, and other columns by theirs, in any case.
@@ -78,6 +91,9 @@ OGRLayer* ServerSelection::select(const QByteArray& condition, const std::option
             m_selected.push_back(field);
         }
     }
+    if (m_asksSystems) {
+        texts += ",ST_SRID(" + m_facts->geometryName() + "::geometry) AS s";
+    }
     m_rows = m_source.select(QString::fromUtf8(
         "SELECT " + columns + texts + " FROM " + m_facts->name() +
         (condition.isEmpty() ? "" : " WHERE " + condition) +
@@ -86,7 +102,7 @@ OGRLayer* ServerSelection::select(const QByteArray& condition, const std::option
     const int count = schema.GetFieldCount();
     if (selected == nullptr || QByteArrayView(m_rows->GetFIDColumn()).isEmpty() ||
         selected->GetGeomFieldCount() != 1 ||
-        selected->GetFieldCount() != count + static_cast<int>(m_selected.size())) {
+        selected->GetFieldCount() != count + static_cast<int>(m_selected.size()) + (m_asksSystems ? 1 : 0)) {
         release();
         return nullptr;
     }
@@ -110,14 +126,53 @@ FieldTexts ServerSelection::textsOf(OGRFeature& row) const {
     return texts;
 }
 
-void correctYear(Shapes::AttributeSlot& attributes, const Defs::GisAttributeDefinition& field,
-                 QByteArrayView text) {
+namespace {
+
+/// The texts of an array as the server writes it; unset where one is null or an array itself.
+std::optional<QStringList> textsFrom(QByteArrayView text) {
+    if (!text.startsWith('{') || !text.endsWith('}')) { // places that do not begin at 1 stand before it
+        return std::nullopt;
+    }
+    QStringList list;
+    const QByteArrayView inside = text.sliced(1, text.size() - 2);
+    for (qsizetype i = 0; i < inside.size(); ++i) { // at the comma between two
+        QByteArray item;
+        const bool isQuoted = inside[i] == '"';
+        const char end = isQuoted ? '"' : ',';
+        for (i += isQuoted ? 1 : 0; i < inside.size() && inside[i] != end; ++i) {
+            i += inside[i] == '\\' && i + 1 < inside.size() ? 1 : 0;
+            item += inside[i];
+        }
+        i += isQuoted ? 1 : 0;
+        if (!isQuoted && (item == "NULL" || item.startsWith('{'))) {
+            return std::nullopt;
+        }
+        list.append(QString::fromUtf8(item));
+    }
+    return list;
+}
+
+} // namespace
+
+void correctValue(Shapes::AttributeSlot& attributes, const Defs::GisAttributeDefinition& field,
+                  QByteArrayView text) {
+    const int type = field.type();
+    if (type == QMetaType::QStringList) {
+        if (const auto list = textsFrom(text)) {
+            attributes.table()[field.name()] = *list;
+        }
+        return;
+    }
+    if (text == "NaN" && (type == QMetaType::Int || type == QMetaType::LongLong)) {
+        attributes.table().remove(field.name());
+        return;
+    }
     if (!text.endsWith(" BC")) {
         return;
     }
     const QByteArrayList parts = text.toByteArray().split(' ').constFirst().split('-');
     const QDate date(-parts.value(0).toInt(), parts.value(1).toInt(), parts.value(2).toInt());
-    const bool isDate = field.type() == QMetaType::QDate;
+    const bool isDate = type == QMetaType::QDate;
     QDateTime moment = attributes.value(field.name()).toDateTime();
     moment.setDate(date);
     if (isDate || moment.isValid()) {

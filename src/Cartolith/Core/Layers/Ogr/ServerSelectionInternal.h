@@ -18,16 +18,17 @@ class AttributeSlot;
 
 namespace Cartolith::Core::Layers::Internal {
 
-/// Rows of a server's table, each with the texts of what its fields are less than. They come in the same
-/// statement, so that they are those of the row that was read.
+/// Rows of a server's table, each with what OGR does not say of it: the texts of what its fields are less
+/// than, and the coordinate system of its geometry. They come in the same statement, so that they are those
+/// of the row that was read.
 class ServerSelection {
 public:
     /// Looks at the table as it is now. Selects nothing where it has no key, or not the layer's columns.
     ServerSelection(OgrSource& source, OGRLayer& table);
-    /// Whether a column can hold more than its field, as far as OGR knows them.
-    static bool mayHaveTexts(OGRLayer& table);
-    /// The same of this table, as it is.
-    bool hasTexts() const { return !m_cuts.empty(); }
+    /// Whether rows can have more than OGR says.
+    bool saysMore() const { return m_canSelect && (!m_cuts.empty() || m_asksSystems); }
+    /// As PostgresTable has it; what fails names the source.
+    void requireOneSystem();
 
     /// Selects the rows that a condition wants (all where it is empty), with the fields of the table in their
     /// order, under names of their own, of which those that are not wanted are null. Null where that cannot
@@ -38,6 +39,8 @@ public:
     void release() { m_rows.reset(); }
     /// Of a row that was selected.
     FieldTexts textsOf(OGRFeature& row) const;
+    /// \throws std::runtime_error when its geometry is in another system than that of the table
+    void requireSystemOf(OGRFeature& row);
 
     /// Whether the box of a geometry meets another, whatever their systems, or globes.
     static QByteArray boxesMeeting(OGRLayer& table, const OGREnvelope& box);
@@ -49,11 +52,14 @@ private:
     std::optional<PostgresTable> m_facts;
     std::vector<std::pair<int, QByteArray>> m_cuts; ///< fields, and when they are less, in SQL
     std::vector<int> m_selected;                    ///< the fields of the texts, which come last
+    bool m_canSelect = false;
+    bool m_asksSystems = false;  ///< neither the column's type nor a constraint says them
+    std::optional<int> m_system; ///< the table's, then; unset as long as it has no geometry
     OgrSource::Selection m_rows;
 };
 
-/// GDAL takes years before Christ for those after.
-void correctYear(Shapes::AttributeSlot& attributes, const Defs::GisAttributeDefinition& field,
-                 QByteArrayView text);
+/// What GDAL reads wrongly, by the exact text: years before Christ, lists of texts, NaN among whole numbers.
+void correctValue(Shapes::AttributeSlot& attributes, const Defs::GisAttributeDefinition& field,
+                  QByteArrayView text);
 
 } // namespace Cartolith::Core::Layers::Internal

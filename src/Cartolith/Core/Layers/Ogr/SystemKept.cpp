@@ -204,6 +204,16 @@ bool arePositionsSame(const CoordinateSystem& a, const CoordinateSystem& b, cons
 
 } // namespace
 
+bool isLongLatOfWgs84(const OGRSpatialReference& system) {
+    const Common::Internal::GdalErrorCapture errors;
+    const char* const options[] = {"IGNORE_DATA_AXIS_TO_SRS_AXIS_MAPPING=YES",
+                                   "CRITERION=EQUIVALENT_EXCEPT_AXIS_ORDER_GEOGCRS", nullptr};
+    OGRSpatialReference flat(system);
+    OGRSpatialReference wgs84;
+    return wgs84.importFromEPSG(4326) == OGRERR_NONE && flat.DemoteTo2D(nullptr) == OGRERR_NONE &&
+           flat.IsGeographic() != 0 && flat.IsSame(&wgs84, static_cast<const char* const*>(options)) != 0;
+}
+
 void requireSystemKept(const OgrFormat& format, const OGRSpatialReference& system,
                        const Shapes::GisExtent& extent) {
     const auto given = CoordinateSystems::Internal::systemFound(&system);

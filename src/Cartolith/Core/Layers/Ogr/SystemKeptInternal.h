@@ -25,4 +25,7 @@ void requireSystemKept(const OgrFormat& format, const OGRSpatialReference& syste
 void requireSameSystem(const OGRSpatialReference& system, const CoordinateSystems::CoordinateSystem* kept,
                        const Shapes::GisExtent& extent);
 
+/// Whether it is longitude and latitude on WGS 84, under whatever name, with or without heights.
+bool isLongLatOfWgs84(const OGRSpatialReference& system);
+
 } // namespace Cartolith::Core::Layers::Internal

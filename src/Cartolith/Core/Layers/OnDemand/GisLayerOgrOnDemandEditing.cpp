@@ -98,6 +98,7 @@ bool GisLayerOgrOnDemand::beginEditCore() {
     if (m_fields || m_source->content().isOfDatabase()) {
         m_cache->keepFront([this](const CachedFeature& feature) { leave(feature); });
         try {
+            m_source->requireOneSystem();
             readForEditing(true);
             // What was read in a session before, or saved, is known whole.
             const Internal::ReadWindow* const front = m_cache->front();

@@ -86,8 +86,18 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
         !m_content.readFeature(m_featureCount - 1)) {
         source.fail(QStringLiteral("it ends before its last feature"));
     }
+    if (isServer) {
+        m_selection.emplace(source, layer());
+        m_selection->requireOneSystem();
+    }
     m_content.forget();
     source.stopListening();
+}
+
+void WindowSource::requireOneSystem() {
+    if (m_selection) {
+        m_selection->requireOneSystem();
+    }
 }
 
 void WindowSource::setFields(const std::optional<QStringList>& fields) {
@@ -144,13 +154,7 @@ bool WindowSource::isServer() const {
 }
 
 ServerSelection* WindowSource::selection() {
-    if (!isServer() || !ServerSelection::mayHaveTexts(layer())) {
-        return nullptr;
-    }
-    if (!m_selection) {
-        m_selection.emplace(m_snapshot.source(), layer());
-    }
-    return m_selection->hasTexts() ? &*m_selection : nullptr;
+    return m_selection && m_selection->saysMore() ? &*m_selection : nullptr;
 }
 
 /// Columns take longer to begin, and less for each feature.
@@ -258,9 +262,6 @@ bool WindowSource::readFeature(qint64 id) {
 }
 
 void WindowSource::readFeatures(const std::vector<qint64>& ids) {
-    if (isServer() && !m_selection) {
-        m_selection.emplace(m_snapshot.source(), layer());
-    }
     if (!isServer() ||
         m_selection->select(ServerSelection::isOf(layer(), ids), std::nullopt, false) == nullptr) {
         for (const qint64 id : ids) {

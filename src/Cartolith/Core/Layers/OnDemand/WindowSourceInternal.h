@@ -44,6 +44,9 @@ public:
     /// Whether its driver saves edits in transactions.
     bool hasTransactions() const { return m_hasTransactions; }
     bool isServer() const;
+    /// \throws std::runtime_error when a server's geometries are in several coordinate systems by now; as it
+    /// is opened, too. At once where their column says; else the server goes through the table.
+    void requireOneSystem();
     bool hasStableIds() const { return m_content.state.hasStableIds; }
 
     /// Where what is read is collected, from the last forget() on.
@@ -67,7 +70,7 @@ private:
         Filter,  ///< by OGR's spatial filter
         Table,   ///< by the table that is the index of a GeoPackage
     };
-    /// Of a server's table in which fields are less than columns; else null.
+    /// Of a server's table whose rows have more than OGR says; else null.
     ServerSelection* selection();
     bool isForColumns(const Shapes::GisExtent& extent) const;
     void filter(const Shapes::GisExtent& extent);
@@ -85,7 +88,7 @@ private:
     bool m_hasTransactions = false;
     bool m_areColumnsFit = true;
     std::optional<QStringList> m_fields;
-    std::optional<ServerSelection> m_selection; ///< made by the first reading of a server
+    std::optional<ServerSelection> m_selection; ///< of a server
 };
 
 } // namespace Cartolith::Core::Layers::Internal

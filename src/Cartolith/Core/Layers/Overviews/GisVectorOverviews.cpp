@@ -9,6 +9,7 @@
 #include <QFile>
 #include <QFileInfo>
 #include <QUrl>
+#include <QtEndian>
 
 #include <algorithm>
 #include <cmath>
@@ -52,11 +53,25 @@ OGREnvelope boxOf(OGRFeature& feature) {
     return box;
 }
 
-/// Whatever else the name is given to could send GDAL elsewhere.
-bool isDatabase(const QString& path) {
+/// Whatever else has the name could send GDAL elsewhere; and of one that was cut short, what is missing would
+/// be found in the middle of a picture.
+bool isWholeDatabase(const QString& path) {
     constexpr QByteArrayView mark("SQLite format 3");
+    constexpr qint64 headerSize = 100;
     QFile file(path);
-    return QFileInfo(path).isFile() && file.open(QIODevice::ReadOnly) && file.read(mark.size()) == mark;
+    if (!QFileInfo(path).isFile() || !file.open(QIODevice::ReadOnly)) {
+        return false;
+    }
+    const QByteArray header = file.read(headerSize);
+    if (header.size() < headerSize || !header.startsWith(mark)) {
+        return false;
+    }
+    const qint64 written = qFromBigEndian<quint16>(header.constData() + 16);
+    constexpr qint64 largestPage = 65'536; // which is written as 1
+    const qint64 pageSize = written == 1 ? largestPage : written;
+    const qint64 pages = qFromBigEndian<quint32>(header.constData() + 28);
+    const bool isCounted = header.sliced(24, 4) == header.sliced(92, 4); // by who wrote last
+    return !isCounted || file.size() >= pageSize * pages;
 }
 
 bool areSame(const IndexFile::Stamp& a, const IndexFile::Stamp& b) {
@@ -89,8 +104,13 @@ bool GisVectorOverviews::build(const QString& source, const QString& layerName,
                 QStringLiteral("overviews are kept for tables of which the server counts the changes"));
         }
         opened.dataset().StartTransaction();
-        execute(opened.dataset(), "SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY");
-        execute(opened.dataset(), "SET LOCAL synchronize_seqscans = off");
+        try {
+            execute(opened.dataset(), "SET TRANSACTION ISOLATION LEVEL REPEATABLE READ READ ONLY");
+            execute(opened.dataset(), "SET LOCAL synchronize_seqscans = off");
+            PostgresTable(opened.dataset(), layer).requireOneSystem();
+        } catch (const std::runtime_error& error) {
+            opened.fail(QString::fromUtf8(error.what()));
+        }
     }
     OverviewPlan plan;
     Walk first(layer, progress, 0.0);
@@ -143,7 +163,7 @@ public:
     static std::optional<GisVectorOverviews> file(const QString& source, const QString& layerName,
                                                   const QString& path) {
         const auto stamp = IndexFile::stampOf(source);
-        if (!stamp || !isDatabase(path)) {
+        if (!stamp || !isWholeDatabase(path)) {
             return std::nullopt;
         }
         try {

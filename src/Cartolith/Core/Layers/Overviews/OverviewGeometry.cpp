@@ -2,6 +2,7 @@
 #include <Cartolith/Core/Shapes/SimplificationInternal.h>
 
 #include <algorithm>
+#include <cmath>
 
 namespace Cartolith::Core::Layers::Internal {
 
@@ -35,6 +36,16 @@ void setPoints(OGRSimpleCurve& line, const Points& points) {
     }
 }
 
+/// What has a vertex that is not a place can neither be measured nor simplified: it stays as it is.
+bool isOfPlaces(const OGRSimpleCurve& line) {
+    for (int i = 0; i < line.getNumPoints(); ++i) {
+        if (!std::isfinite(line.getX(i)) || !std::isfinite(line.getY(i))) {
+            return false;
+        }
+    }
+    return true;
+}
+
 Points cornersOf(const OGREnvelope& box) {
     return {{box.MinX, box.MinY},
             {box.MaxX, box.MinY},
@@ -46,6 +57,11 @@ Points cornersOf(const OGREnvelope& box) {
 /// A ring of which nothing is left but a line becomes its box.
 void addRing(OGRPolygon& polygon, const OGRLinearRing& ring, double tolerance) {
     constexpr qsizetype fewest = 4; // of a closed ring around anything
+    if (!isOfPlaces(ring)) {
+        OGRLinearRing asItIs(ring);
+        polygon.addRing(&asItIs);
+        return;
+    }
     auto rings = Shapes::Internal::simplifiedRings({pointsOf(ring)}, tolerance);
     OGREnvelope box;
     ring.getEnvelope(&box);
@@ -58,7 +74,7 @@ void addRing(OGRPolygon& polygon, const OGRLinearRing& ring, double tolerance) {
 OGRPolygon coarsenedPolygon(const OGRPolygon& polygon, double pixel) {
     OGRPolygon coarse;
     const OGRLinearRing& shell = *polygon.getExteriorRing();
-    if (lengthOf(shell) <= pixel) {
+    if (lengthOf(shell) <= pixel && isOfPlaces(shell)) {
         OGREnvelope box;
         shell.getEnvelope(&box);
         OGRLinearRing ring;
@@ -68,7 +84,7 @@ OGRPolygon coarsenedPolygon(const OGRPolygon& polygon, double pixel) {
     }
     addRing(coarse, shell, pixel / 2.0);
     for (int i = 0; i < polygon.getNumInteriorRings(); ++i) {
-        if (lengthOf(*polygon.getInteriorRing(i)) > pixel / 2.0) {
+        if (!(lengthOf(*polygon.getInteriorRing(i)) <= pixel / 2.0)) {
             addRing(coarse, *polygon.getInteriorRing(i), pixel / 2.0);
         }
     }
@@ -76,6 +92,9 @@ OGRPolygon coarsenedPolygon(const OGRPolygon& polygon, double pixel) {
 }
 
 OGRLineString coarsenedLine(const OGRLineString& line, double pixel) {
+    if (!isOfPlaces(line)) {
+        return line;
+    }
     Points points = pointsOf(line);
     OGREnvelope box;
     line.getEnvelope(&box);
@@ -92,10 +111,10 @@ void addMembers(OGRGeometryCollection& to, const OGRGeometryCollection& from, do
     const OGRGeometry* longest = nullptr;
     for (const OGRGeometry* const member : from) {
         const bool isLonger = longest == nullptr || lengthOf(*member) > lengthOf(*longest);
-        longest = !member->IsEmpty() && isLonger ? member : longest;
+        longest = std::isfinite(lengthOf(*member)) && !member->IsEmpty() && isLonger ? member : longest;
     }
     for (const OGRGeometry* const member : from) {
-        if (member == longest || (!member->IsEmpty() && lengthOf(*member) > pixel / 2.0)) {
+        if (member == longest || (!member->IsEmpty() && !(lengthOf(*member) <= pixel / 2.0))) {
             const Member coarse = coarsen(static_cast<const Member&>(*member), pixel);
             to.addGeometry(&coarse);
         }

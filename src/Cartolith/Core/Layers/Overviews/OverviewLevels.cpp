@@ -62,6 +62,9 @@ void OverviewLevels::createLevel(const QString& name, OGRLayer& source, const QS
 }
 
 void OverviewLevels::add(const OGRFeature& feature, int levels) {
+    if (feature.GetFID() == OGRNullFID) { // GDAL would give it another one
+        fail(QStringLiteral("a feature has the id -1, which no table keeps"));
+    }
     for (int level = 0; level < levels; ++level) {
         OGRLayer& to = *m_levels[static_cast<std::size_t>(level)];
         OGRFeature made(to.GetLayerDefn());

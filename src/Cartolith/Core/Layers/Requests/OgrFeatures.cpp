@@ -166,17 +166,15 @@ bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {
     return at == selected.GetFieldCount() && selected.GetGeomFieldCount() == 1;
 }
 
-/// Also where nothing is asked: the texts come with the rows.
+/// Also where nothing is asked: what OGR does not say comes with the rows.
 bool OgrFeatures::selectRowsOfServer() {
     const QString wanted = conditions(true);
-    if (wanted.isEmpty() && !ServerSelection::mayHaveTexts(m_table)) {
-        return false;
-    }
     m_server.emplace(m_snapshot.source(), m_table);
-    m_layer = wanted.isEmpty() && !m_server->hasTexts()
+    m_layer = wanted.isEmpty() && !m_server->saysMore()
                   ? nullptr
                   : m_server->select(wanted.toUtf8(), m_plan->fields, true);
     if (m_layer == nullptr) {
+        m_server->requireOneSystem(); // what OGR reads does not say its system
         m_server.reset();
         m_layer = &m_table;
     }
@@ -319,9 +317,12 @@ void OgrFeatures::take(OGRFeature& feature) {
         return;
     }
     attributes.setRow(m_rows->of(feature));
+    if (m_server) {
+        m_server->requireSystemOf(feature);
+    }
     m_texts = m_server ? m_server->textsOf(feature) : FieldTexts();
     for (const auto& [field, text] : m_texts) {
-        correctYear(attributes, m_definitions.at(field), text);
+        correctValue(attributes, m_definitions.at(field), text);
     }
     if (!test.wants(attributes)) {
         return;
