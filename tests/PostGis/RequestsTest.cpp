@@ -98,6 +98,25 @@ TEST_F(PostGisRequests, AreAnsweredByTheIndex) {
     }
 }
 
+TEST_F(PostGisRequests, OverviewsHaveTheIdsOfTheSourceOrAreNotMade) {
+    for (const bool isBeyond : {true, false}) {
+        sql("DROP TABLE IF EXISTS m, m_overviews, m_overviews_0, m_overviews_1, m_overviews_2; CREATE TABLE m (id "
+            "bigint "
+            "PRIMARY KEY, g geometry(Point,4326)); INSERT INTO m SELECT i" +
+            std::string(isBeyond ? " + 5000000000" : " - 3") +
+            ", ST_SetSRID(ST_Point(i % 60, i / 60), 4326) FROM generate_series(1, 3000) i");
+        std::string error;
+        try {
+            EXPECT_TRUE(GisVectorOverviews::build(m_path, "m"));
+        } catch (const std::runtime_error& thrown) {
+            error = thrown.what();
+        }
+        EXPECT_EQ(error.empty(), isBeyond) << error;
+        EXPECT_THAT(error, HasSubstr(isBeyond ? "" : "the id -1"));
+    }
+    sql("DROP TABLE IF EXISTS m, m_overviews, m_overviews_0, m_overviews_1, m_overviews_2");
+}
+
 /// Written when asked, and good for the table as it was.
 TEST_F(PostGisRequests, OverviewsAreTablesBesideTheSource) {
     const auto tables = [this] {

@@ -207,6 +207,23 @@ TEST_F(PostGisSaving, TablesThatAreNotAsTheyWereOrCannotBeKnown) {
               "9SRID=3857;POINT(7 7)");
 }
 
+/// As GDAL calls the columns of a table that has several.
+TEST_F(PostGisSaving, ATableWithTheNameOfAColumnOfAnotherIsItself) {
+    sql("DROP TABLE IF EXISTS \"m(geom)\"; CREATE TABLE m (fid serial PRIMARY KEY, n int, geom geometry(Point,4326)); "
+        "CREATE TABLE \"m(geom)\" (fid int PRIMARY KEY, n int, geom geometry(Point,4326)); INSERT INTO m VALUES (1, 1, "
+        "'SRID=4326;POINT(1 1)'); INSERT "
+        "INTO \"m(geom)\" VALUES (1, 2, 'SRID=4326;POINT(2 2)')");
+    m_session = test::openToWrite(m_path);
+    GisLayerOgrVector layer(m_path, "m(geom)");
+    ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.setShapeAttributesEdit(1, {{"n", 77}}));
+    EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+    EXPECT_EQ(sql("WITH r AS (SELECT m.n || ' ' || o.n AS x FROM m, \"m(geom)\" o) SELECT x FROM r"), "1 77");
+    sql("DROP TABLE m");
+    ASSERT_TRUE(layer.open() && layer.beginEdit() && layer.deleteShapeEdit(1));
+    EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
+    sql("DROP TABLE \"m(geom)\"");
+}
+
 TEST_F(PostGisSaving, RowsComeInTheOrderOfTheKey) {
     sql("UPDATE t SET n = 1 WHERE id = 1"); // which the server puts behind the others
     GisLayerOgrVector layer(m_path, "t");

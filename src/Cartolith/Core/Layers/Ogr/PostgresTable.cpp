@@ -3,6 +3,7 @@
 #include <QRegularExpression>
 
 #include <algorithm>
+#include <initializer_list>
 #include <map>
 #include <optional>
 #include <stdexcept>
@@ -11,17 +12,23 @@
 namespace Cartolith::Core::Layers::Internal {
 
 QByteArray tableOf(OGRLayer& layer) {
+    const auto isCalled = [](const QByteArray& name) {
+        const QByteArray text = quotedText(name);
+        return "((c.relname =" + text +
+               " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text + ')';
+    };
     const QByteArray geometry = layer.GetGeometryColumn();
-    QByteArray listed = layer.GetName();
-    if (!geometry.isEmpty() && listed.endsWith('(' + geometry + ')')) { // one of several in the table
-        listed.chop(geometry.size() + 2);
+    const QByteArray listed = layer.GetName();
+    const QByteArray isWhole = isCalled(listed);
+    QByteArray isOneOfSeveral; // columns of geometry in a table, unless a table has the whole name
+    if (!geometry.isEmpty() && listed.endsWith('(' + geometry + ')')) {
+        isOneOfSeveral = " OR " + isCalled(listed.chopped(geometry.size() + 2));
     }
-    const QByteArray text = quotedText(listed);
     return "SELECT c.oid::text, n.nspname::text, c.relname::text FROM pg_catalog.pg_class c JOIN "
            "pg_catalog.pg_namespace n ON n.oid = c.relnamespace WHERE c.relkind IN "
-           "('r','p','v','m','f') AND ((c.relname =" +
-           text + " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text +
-           ") ORDER BY n.nspname = current_schema() DESC LIMIT 1";
+           "('r','p','v','m','f') AND (" +
+           isWhole + isOneOfSeveral + ") ORDER BY " + isWhole +
+           " DESC, n.nspname = current_schema() DESC LIMIT 1";
 }
 
 qint64 estimatedCount(GDALDataset& source, OGRLayer& layer) {
@@ -68,19 +75,54 @@ QByteArray listOf(const std::vector<qint64>& ids) {
     return list;
 }
 
+namespace {
+
+/// Whether a type is one of those that a field of this kind stands for. GDAL goes by the beginnings of their
+/// names, as those of a range or of somebody's own type may begin, too.
+bool isFor(OGRFieldType field, const QByteArray& type) {
+    const auto isOneOf = [&type](std::initializer_list<const char*> types) {
+        return std::any_of(types.begin(), types.end(), [&type](const char* one) { return type == one; });
+    };
+    switch (field) {
+    case OFTInteger:
+    case OFTInteger64:
+        return isOneOf({"int2", "int4", "int8", "bool", "numeric", "oid"});
+    case OFTReal:
+        return isOneOf({"float4", "float8", "numeric"});
+    case OFTDate:
+        return isOneOf({"date"});
+    case OFTTime:
+        return isOneOf({"time", "timetz"});
+    case OFTDateTime:
+        return isOneOf({"timestamp", "timestamptz"});
+    default:
+        return true;
+    }
+}
+
+} // namespace
+
 void correctTypes(GDALDataset& source, OGRLayer& layer) {
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
     const SqlRows columns = execute(
         source,
-        "SELECT a.attname::text, format_type(a.atttypid, a.atttypmod) FROM pg_catalog.pg_attribute a WHERE "
-        "a.attnum > 0 AND a.atttypid IN ('interval'::regtype, 'timetz'::regtype, 'numeric'::regtype) AND "
-        "a.attrelid = (SELECT t.oid::oid FROM (" +
+        "SELECT a.attname::text, format_type(a.atttypid, a.atttypmod), CASE WHEN t.typnamespace = "
+        "'pg_catalog'::regnamespace THEN t.typname::text ELSE '' END AS type FROM "
+        "pg_catalog.pg_attribute a JOIN pg_catalog.pg_type t ON t.oid = a.atttypid WHERE a.attnum > 0 "
+        "AND NOT a.attisdropped AND a.attrelid = (SELECT t.oid::oid FROM (" +
             tableOf(layer) + ") AS t)");
     for (const QList<QByteArray>& column : columns) {
         const int index = schema.GetFieldIndexCaseSensitive(column[0].constData());
+        if (index < 0) {
+            continue;
+        }
+        OGRFieldDefn& field = *schema.GetFieldDefn(index);
         const OGRFieldType type = PostgresColumn::betterType(column[1]);
-        if (index >= 0 && type != OFTMaxType) {
-            schema.GetFieldDefn(index)->SetType(type);
+        if (type != OFTMaxType) {
+            field.SetType(type);
+        } else if (!isFor(field.GetType(), column[2])) {
+            field.SetSubType(OFSTNone);
+            field.SetType(OFTString);
         }
     }
 }

@@ -62,6 +62,9 @@ void OverviewLevels::createLevel(const QString& name, OGRLayer& source, const QS
 }
 
 void OverviewLevels::add(const OGRFeature& feature, int levels) {
+    if (levels > 0 && feature.GetFID() == OGRNullFID) { // it would get the id of another
+        fail(QStringLiteral("no table of overviews can have the id -1, which a feature has"));
+    }
     for (int level = 0; level < levels; ++level) {
         OGRLayer& to = *m_levels[static_cast<std::size_t>(level)];
         OGRFeature made(to.GetLayerDefn());

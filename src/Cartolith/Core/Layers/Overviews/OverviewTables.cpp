@@ -54,7 +54,8 @@ OverviewTables::OverviewTables(const QString& source, const OverviewPlan& plan, 
 /// Makes room, but only where there are overviews now.
 void OverviewTables::begin(const QByteArray& schema, const QByteArray& table) {
     m_table = tableFor(QString::fromUtf8(table));
-    m_options << QStringLiteral("LAUNDER=NO") << QStringLiteral("SCHEMA=") + QString::fromUtf8(schema);
+    m_options << QStringLiteral("LAUNDER=NO") << QStringLiteral("FID64=YES")
+              << QStringLiteral("SCHEMA=") + QString::fromUtf8(schema);
     if (m_table.toUtf8().size() + 3 > longestName) {
         throw std::runtime_error("the name of the table is too long for those of overviews");
     }
