@@ -174,6 +174,8 @@ TEST_F(PostGisValues, AreReadToTheLastDigit) {
         {"numeric", "1e-400", 0.0, "0.00"},
         {"numeric[]", "'{1,0.12345678901234567}'", QVariantList{1.0, 0.12345678901234567}, "{1,0.12345678901234567}"},
         {"int[]", "'{1,NULL}'", QVariantList{1, 0}, "{1,NULL}"},
+        {"text[]", R"('{"a\\b","",c}')", QStringList{"ab", "c"}, R"({"a\\b","",c})"},
+        {"text[]", "'{}'", QVariant(), "{}"},
         {"timestamp", "'2031-05-06 07:08:09'", clockTime, ""},
         {"timestamptz", "'2031-05-06 07:08:09.000001Z'", moment, "2031-05-06 07:08:09.000001+00"},
         {"timestamp", "'infinity'", QVariant(), "infinity"},

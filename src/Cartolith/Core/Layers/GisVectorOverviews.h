@@ -50,8 +50,8 @@ public:
     ///
     /// Reads the source twice; takes n log n time and some 50 bytes of memory for each feature. \throws
     /// std::runtime_error when the source cannot be read, is not a single file (a database with a log beside
-    /// it is not) nor a table of PostGIS (a view is not), has several features of one id, or has changed
-    /// meanwhile, and when the overviews cannot be written: all or nothing of them
+    /// it is not) nor a table of PostGIS (a view is not), has several features of one id or one of the id -1,
+    /// or has changed meanwhile, and when the overviews cannot be written: all or nothing of them
     static bool build(const QString& source, const QString& layerName = {},
                       const ProgressCallback& progress = {});
 

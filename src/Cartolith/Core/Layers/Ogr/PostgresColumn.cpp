@@ -171,9 +171,14 @@ QByteArray PostgresColumn::isCut(OGRFieldType field) const {
     const QByteArray beyond =
         " OR NOT isfinite(" + name + ") OR " + name + " < '0001-01-01' OR " + name + " >= '10000-01-01')";
     if (isList(field)) {
-        return "(array_ndims(" + name + ") > 1 OR array_lower(" + name +
+        // GDAL takes a list of texts apart without regard to quotes.
+        const QByteArray text = "e.e::text";
+        const QByteArray isCutText =
+            " OR " + text + " = '' OR position(E'\\\\' IN " + text + ") > 0 OR upper(" + text + ") = 'NULL'";
+        return "(cardinality(" + name + ") = 0 OR array_ndims(" + name + ") > 1 OR array_lower(" + name +
                ", 1) <> 1 OR EXISTS (SELECT 1 FROM unnest(" + name + ") AS e(e) WHERE e.e IS NULL" +
-               (type == "numeric[]" ? " OR " + hasManyDigits("e.e") : QByteArray()) + "))";
+               (type == "numeric[]" ? " OR " + hasManyDigits("e.e") : QByteArray()) +
+               (field == OFTStringList ? isCutText : QByteArray()) + "))";
     }
     constexpr int certain = 15; // digits of a double
     if (type == "numeric" && (field == OFTReal || field == OFTInteger64)) {
