@@ -25,7 +25,8 @@ QByteArray KeyFiles::readText(const QString& path) {
 
 void KeyFiles::write(const QString& path, const QByteArray& text) {
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.flush() ||
+        ::fsync(file.handle()) != 0 || !file.commit()) { // which does not tell of a disk that fails
         throw std::runtime_error(
             QStringLiteral("Cannot write '%1': %2").arg(path, file.errorString()).toStdString());
     }

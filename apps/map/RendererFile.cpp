@@ -3,11 +3,11 @@
 #include "Arguments.h"
 
 #include <Cartolith/Core/Symbology/GisSymbologyJson.h>
+#include <Cartolith/Map/Output/OutputFile.h>
 
 #include <QFile>
 #include <QJsonArray>
 #include <QJsonObject>
-#include <QSaveFile>
 
 #include <stdexcept>
 
@@ -75,8 +75,5 @@ std::unique_ptr<GisSymbolRenderer> RendererFile::read(const QString& path) {
 
 void RendererFile::save(const GisSymbolRenderer& renderer, const QString& path) {
     const QByteArray text = GisSymbologyJson::toText(GisSymbologyJson::toJson(renderer));
-    QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(text) != text.size() || !file.commit()) {
-        fail(path, QStringLiteral("could not be written: ") + file.errorString());
-    }
+    Cartolith::Map::Output::OutputFile::write(path, [&text](QIODevice& file) { file.write(text); });
 }

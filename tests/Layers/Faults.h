@@ -39,6 +39,7 @@ enum class Fault {
     FailOnce,  ///< it fails
     FailTwice, ///< it fails, and so does the next
     FailOn,    ///< it fails, and so do all after it
+    NoSync,    ///< from it on, all that would reach the disk for certain
 };
 
 namespace detail {
@@ -96,7 +97,8 @@ inline Run runWith(Fault fault, int nth, const std::function<int()>& action) {
                              : fault == Fault::FailTwice ? nth + 1
                              : fault == Fault::FailOnce  ? nth
                                                          : -1;
-            fails = number >= nth && number <= last;
+            const bool isSync = call.orig_rax == SYS_fsync || call.orig_rax == SYS_fdatasync;
+            fails = number >= nth && (fault == Fault::NoSync ? isSync : number <= last);
             if (fails) {
                 call.orig_rax = ~0ULL; // no call at all
                 ::ptrace(PTRACE_SETREGS, child, nullptr, &call);

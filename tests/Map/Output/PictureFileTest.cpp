@@ -1,3 +1,4 @@
+#include "Layers/Faults.h"
 #include "Map/Output/LimitedDevice.h"
 
 #include <Cartolith/Map/Output/OutputFile.h>
@@ -110,6 +111,24 @@ TEST(PictureFile, AFailureIsToldAndTheOldFileStays) {
     EXPECT_EQ(QDir(folder.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"map.png"});
     EXPECT_THAT([&] { PictureFile::save(image, folder.filePath("no/map.png")); },
                 testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr("no/map.png' could not be written")));
+    // Also when the disk fails as it is asked to keep what it has.
+    const auto isWritten = [&path] {
+        try {
+            OutputFile::write(path, [](QIODevice& file) { file.write("new"); });
+        } catch (const std::runtime_error&) {
+            return 0;
+        }
+        return 1;
+    };
+    int expected = 1; // without a fault
+    const auto prepare = [&] { PictureFile::save(image, path); };
+    if (!test::withFaults(test::Fault::NoSync, 1, prepare, isWritten, [&](int code) {
+            EXPECT_EQ(code, expected);
+            EXPECT_EQ(QImage(path) == image, expected == 0);
+            expected = 0;
+        })) {
+        std::puts("processes cannot be traced here");
+    }
     const QString pipe = folder.filePath("pipe");
     ASSERT_EQ(::mkfifo(QFile::encodeName(pipe).constData(), 0600), 0);
     for (const auto& write : {std::function<void()>([&] { OutputFile::requireWritable(pipe); }),

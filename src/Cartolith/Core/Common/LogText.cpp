@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace Cartolith::Core::Common::Internal {
 
@@ -140,7 +141,8 @@ void writeTable(const QList<QStringList>& rows, const QString& path) {
 
 void writeWhole(const QString& path, const QByteArray& bytes) {
     QSaveFile file(path);
-    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.commit()) {
+    if (!file.open(QIODevice::WriteOnly) || file.write(bytes) != bytes.size() || !file.flush() ||
+        ::fsync(file.handle()) != 0 || !file.commit()) { // which does not tell of a disk that fails
         throw std::runtime_error(
             QStringLiteral("Cannot write '%1': %2").arg(path, file.errorString()).toStdString());
     }

@@ -4,7 +4,9 @@
 #include <QSaveFile>
 #include <QTemporaryFile>
 
+#include <cerrno>
 #include <stdexcept>
+#include <unistd.h>
 
 namespace Cartolith::Map::Output {
 
@@ -58,7 +60,13 @@ void OutputFile::write(const QString& path, const std::function<void(QIODevice&)
         throw;
     }
     // A writer that does not look, as QPdfWriter does not, leaves its mark on the file.
-    if (file.error() != QFileDevice::NoError || !file.commit()) {
+    if (file.error() != QFileDevice::NoError || !file.flush()) {
+        refuse(path, file.errorString());
+    }
+    if (::fsync(file.handle()) != 0) { // of which commit() does not tell
+        refuse(path, qt_error_string(errno));
+    }
+    if (!file.commit()) {
         refuse(path, file.errorString());
     }
 }
