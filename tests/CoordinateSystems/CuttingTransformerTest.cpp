@@ -197,6 +197,53 @@ TEST(CuttingTransformer, EdgesStayOnTheImagesOfLines) {
     }
 }
 
+TEST(CuttingTransformer, AnEdgeMayLeaveTheMapAndComeBackOnOneSide) {
+    const auto degrees = systemOf("EPSG:4258");
+    const auto source = systemOf("EPSG:3035");
+    const auto target = systemOf("+proj=cea +lon_0=-150 +datum=WGS84"); // both have equal areas; it ends at 30 east
+    const CoordinateTransformer toSource(*degrees, *source);
+    const CoordinateTransformer toTarget(*source, *target);
+    constexpr double tolerance = 20.0;
+    CuttingTransformer cut(*source, *target, tolerance);
+    struct Row {
+        const char* name;
+        double longitude; // of both ends; the edge is bent to the west
+        double south;
+        double north;
+        std::size_t parts;
+    };
+    for (const Row& row : {Row{"beside the end", 29.7, 40, 70, 1}, Row{"across and back", 30.3, 40, 70, 3},
+                           Row{"between two degrees", 30.0001, 60, 60.5, 3},
+                           Row{"a metre across", 30.00036, 60, 60.9, 3}, Row{"not across", 30.003, 60, 61.5, 1}}) {
+        SCOPED_TRACE(row.name);
+        const GisShapePoint a = toSource.transform({row.longitude, row.south});
+        const GisShapePoint b = toSource.transform({row.longitude, row.north});
+        CutParts parts;
+        cut.lines(std::vector<double>{a.x(), a.y(), b.x(), b.y()}, std::vector<qsizetype>{2}, parts);
+        EXPECT_EQ(parts.ends.size(), row.parts);
+        GisShapePolyline line;
+        std::size_t at = 0;
+        for (const qsizetype end : parts.ends) {
+            line.parts().emplaceBack();
+            for (; at < static_cast<std::size_t>(end); ++at) {
+                line.parts().last().emplaceBack(parts.coordinates[2 * at], parts.coordinates[2 * at + 1]);
+                const auto& part = line.parts().last();
+                EXPECT_LT(std::abs(part.last().x() - part.first().x()), 1e6) << "across the map";
+            }
+        }
+        for (double share = 0.0; share <= 1.0; share += 0.01) {
+            const GisShapePoint place(a.x() + (b.x() - a.x()) * share, a.y() + (b.y() - a.y()) * share);
+            EXPECT_TRUE(line.contains(toTarget.transform(place), tolerance)) << share;
+        }
+        const GisShapePoint west((a.x() + b.x()) / 2 - 1e5, (a.y() + b.y()) / 2);
+        GisShapePolygon triangle;
+        triangle.parts().append({a, b, west, a});
+        const double outline = 2.0 * std::hypot(b.x() - a.x(), b.y() - a.y()) + 2e5;
+        EXPECT_NEAR(Topology::GisTopology::Area(*cut.transformShape(triangle)), Topology::GisTopology::Area(triangle),
+                    tolerance * outline);
+    }
+}
+
 TEST(CuttingTransformer, WhatNeedsNoCutIsTransformedPlainly) {
     const auto counties = layerOf("us-counties.gpkg");
     const auto& degrees = *counties->coordinateSystem();
