@@ -244,6 +244,40 @@ TEST(CuttingTransformer, AnEdgeMayLeaveTheMapAndComeBackOnOneSide) {
     }
 }
 
+TEST(CuttingTransformer, AnEdgeMayPassTheOppositePlaceOrAPole) {
+    const char* const america = "laea +lat_0=45 +lon_0=-100"; // its opposite place is at 80 east, 45 south
+    struct Row {
+        const char* name;
+        const char* source;
+        const char* target;
+        const char* wkt;
+    };
+    for (const Row& row :
+         {Row{"through the opposite place", "longlat", america, "POLYGON ((71.3 -45, 91.3 -45, 80 -60, 71.3 -45))"},
+          Row{"just below it", "longlat", america, "POLYGON ((71.3 -45.02, 91.3 -45.02, 80 -60, 71.3 -45.02))"},
+          Row{"a few km below it", "longlat", america, "POLYGON ((71.3 -45.05, 91.3 -45.05, 80 -60, 71.3 -45.05))"},
+          Row{"above it", "longlat", america, "POLYGON ((71.3 -44.92, 91.3 -44.92, 80 -60, 71.3 -44.92))"},
+          Row{"from a polar map to the other", "laea +lat_0=-90 +lon_0=-80", "laea +lat_0=90 +lon_0=12.08",
+              "POLYGON ((523910.9 -1799572.5, -497293.4 1748991, -1672533.3 -116547.2, 523910.9 -1799572.5))"},
+          Row{"over the pole, but for rounding", "laea +lat_0=90 +lon_0=-70", "cea +lon_0=4.06998882517",
+              "POLYGON ((-42386.94907541365 220646.03479245183, 34370.731785404772 -178917.46980589782, "
+              "-144767.3708411814 -14157.045102652226, -42386.94907541365 220646.03479245183))"},
+          Row{"along the end to the pole", "laea +lat_0=90 +lon_0=-150", "sinu +lon_0=120",
+              "POLYGON ((2981022.4282882479 0, -2846356.628067086 0, 0 -1165521.3563219497, 2981022.4282882479 0))"}}) {
+        SCOPED_TRACE(row.name);
+        const auto source = systemOf(QStringLiteral("+datum=WGS84 +proj=") + row.source);
+        const auto target = systemOf(QStringLiteral("+datum=WGS84 +proj=") + row.target);
+        const auto strip = systemOf("+datum=WGS84 +proj=cea +lon_0=80");
+        GisShapePolygon polygon;
+        polygon.fromWkt(row.wkt);
+        const auto areaIn = [&](const CoordinateSystem& system) {
+            return Topology::GisTopology::Area(*CuttingTransformer(*source, system, 100.0).transformShape(polygon));
+        };
+        const double area = source->isGeographic() ? areaIn(*strip) : Topology::GisTopology::Area(polygon);
+        EXPECT_NEAR(areaIn(*target) / area, 1.0, 0.02);
+    }
+}
+
 TEST(CuttingTransformer, WhatNeedsNoCutIsTransformedPlainly) {
     const auto counties = layerOf("us-counties.gpkg");
     const auto& degrees = *counties->coordinateSystem();

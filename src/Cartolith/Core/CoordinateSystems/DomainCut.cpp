@@ -88,10 +88,10 @@ void DomainCut::refine(Event& event, const Vertex& a, const Vertex& b, double be
 /// Where an edge that is bent in the chart, with both ends on one side of a line, is beyond it; none where it
 /// is not.
 std::optional<double> DomainCut::beyond(const Vertex& a, const Vertex& b, const MapDomain::Place& from,
-                                        bool isU, double line) const {
+                                        const MapDomain::Place& to, bool isU, double line) const {
     const double side = (isU ? from.u : from.v) < line ? -1.0 : 1.0;
     const auto distance = [&](double at) {
-        const MapDomain::Place place = placeOf(between(a, b, at), from);
+        const MapDomain::Place place = placeOf(between(a, b, at), between(from, to, at));
         return side * ((isU ? place.u : place.v) - line);
     };
     // Golden section; a short edge is bent one way.
@@ -146,7 +146,7 @@ std::vector<DomainCut::Event> DomainCut::events(const Vertex& a, const Vertex& b
         if ((start < 0.0) != (end < 0.0)) {
             add(std::clamp(start / (start - end), 0.0, 1.0), 0.0, 1.0);
         } else if (!m_isLinear && std::min(std::abs(start), std::abs(end)) <= reach) {
-            if (const std::optional<double> middle = beyond(a, b, from, isU, line)) {
+            if (const std::optional<double> middle = beyond(a, b, from, to, isU, line)) {
                 add(*middle, 0.0, *middle);
                 add(*middle, *middle, 1.0);
             }
@@ -335,9 +335,11 @@ void DomainCut::add(std::span<const Vertex> vertices, bool isRing) {
             stops.push_back({1.0, to});
             Event last{0.0, from};
             for (const Event& stop : stops) {
-                const MapDomain::Place middle =
-                    m_isLinear ? between(last.place, stop.place, 0.5)
-                               : placeOf(between(before, after, (last.at + stop.at) / 2), last.place);
+                const double at = (last.at + stop.at) / 2;
+                MapDomain::Place middle = between(last.place, stop.place, 0.5);
+                if (!m_isLinear) { // where a pole is passed, u leaps by half a turn
+                    middle = placeOf(between(before, after, at), between(from, to, at));
+                }
                 const int copy = copyOf(middle, walk.copy());
                 if (copy != walk.copy()) {
                     walk.cross(copy, between(before, after, last.at), last.place);
