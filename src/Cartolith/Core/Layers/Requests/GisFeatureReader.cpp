@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Layers/Requests/FeatureAnswersInternal.h>
 #include <Cartolith/Core/Layers/Requests/PictureFeaturesInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/SimplificationInternal.h>
 
 #include <atomic>
 #include <stdexcept>
@@ -177,6 +178,11 @@ public:
                 state = isCancelled ? State::Cancelled : State::AtEnd;
                 return false;
             }
+            simplify();
+        } catch (const Cancelled&) {
+            current = {};
+            state = State::Cancelled;
+            return false;
         } catch (const std::exception& error) {
             current = {};
             if (isCancelled) { // what was broken off complains
@@ -188,13 +194,19 @@ public:
             throw;
         }
         ++given;
-        simplify();
         return true;
     }
 
+    struct Cancelled {};
+
     void simplify() {
         if (request.tolerance > 0.0 && request.geometry == GisFeatureRequest::Geometry::Wanted) {
-            auto simplified = current.shape->simplify(request.tolerance);
+            const auto count = [this](qint64 /*looks*/) {
+                if (isCancelled) {
+                    throw Cancelled();
+                }
+            };
+            auto simplified = Shapes::Internal::simplifiedShape(*current.shape, request.tolerance, count);
             if (simplified != nullptr && !simplified->isEmpty()) {
                 current.own = std::move(simplified);
                 current.shape = current.own.get();
