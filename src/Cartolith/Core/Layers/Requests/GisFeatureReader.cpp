@@ -21,6 +21,8 @@ using Shapes::GisShape;
 
 namespace {
 
+struct SimplificationCancelled {};
+
 /// What of a layer is asked for an extent in another system; unset for everything.
 std::optional<GisExtent> extentIn(const GisExtent& extent, const CoordinateSystem& from,
                                   const CoordinateSystem& to) {
@@ -179,7 +181,7 @@ public:
                 return false;
             }
             simplify();
-        } catch (const Cancelled&) {
+        } catch (const SimplificationCancelled&) {
             current = {};
             state = State::Cancelled;
             return false;
@@ -197,13 +199,11 @@ public:
         return true;
     }
 
-    struct Cancelled {};
-
     void simplify() {
         if (request.tolerance > 0.0 && request.geometry == GisFeatureRequest::Geometry::Wanted) {
             const auto count = [this](qint64 /*looks*/) {
                 if (isCancelled) {
-                    throw Cancelled();
+                    throw SimplificationCancelled();
                 }
             };
             auto simplified = Shapes::Internal::simplifiedShape(*current.shape, request.tolerance, count);
