@@ -3,6 +3,8 @@
 #include "Topology/EditingTestShapes.h"
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 
@@ -41,6 +43,30 @@ public:
     }
     std::unique_ptr<test::GisShapePolyline> line() {
         return test::shapeOfParts<test::GisShapePolyline>(parts(3));
+    }
+
+    /// Moves shapes somewhere else: to a scale that is no power of two, far from 0, and with a byte for each
+    /// vertex that takes it a few roundings off, so that what met nearly meets. Rings stay closed.
+    void distort(std::initializer_list<test::GisShapePolygon*> shapes) {
+        const double scale = std::array{1.0, 1.0 / 3, 1e-3 / 7, 1e5 / 7}[next() % 4];
+        const double offset = std::array{0.0, 1e2 / 3, 431234.7, 5.1e6}[next() % 4];
+        const bool isRough = next() % 2 != 0;
+        const auto moved = [&](double place) {
+            const double result = place * scale + offset;
+            const int roundings = isRough ? static_cast<int>(next() % 5) - 2 : 0;
+            return result + roundings * (std::nextafter(std::fabs(result), HUGE_VAL) - std::fabs(result));
+        };
+        for (test::GisShapePolygon* shape : shapes) {
+            for (test::Part& ring : shape->parts()) {
+                for (qsizetype i = 0; i + 1 < ring.size(); ++i) {
+                    const double x = moved(ring[i].x());
+                    ring[i] = test::GisShapePoint(x, moved(ring[i].y()));
+                }
+                if (!ring.isEmpty()) {
+                    ring.last() = test::GisShapePoint(ring.constFirst());
+                }
+            }
+        }
     }
 
 private:

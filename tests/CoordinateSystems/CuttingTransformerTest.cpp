@@ -197,6 +197,87 @@ TEST(CuttingTransformer, EdgesStayOnTheImagesOfLines) {
     }
 }
 
+TEST(CuttingTransformer, AnEdgeMayLeaveTheMapAndComeBackOnOneSide) {
+    const auto degrees = systemOf("EPSG:4258");
+    const auto source = systemOf("EPSG:3035");
+    const auto target = systemOf("+proj=cea +lon_0=-150 +datum=WGS84"); // both have equal areas; it ends at 30 east
+    const CoordinateTransformer toSource(*degrees, *source);
+    const CoordinateTransformer toTarget(*source, *target);
+    constexpr double tolerance = 20.0;
+    CuttingTransformer cut(*source, *target, tolerance);
+    struct Row {
+        const char* name;
+        double longitude; // of both ends; the edge is bent to the west
+        double south;
+        double north;
+        std::size_t parts;
+    };
+    for (const Row& row : {Row{"beside the end", 29.7, 40, 70, 1}, Row{"across and back", 30.3, 40, 70, 3},
+                           Row{"between two degrees", 30.0001, 60, 60.5, 3},
+                           Row{"a metre across", 30.00036, 60, 60.9, 3}, Row{"not across", 30.003, 60, 61.5, 1}}) {
+        SCOPED_TRACE(row.name);
+        const GisShapePoint a = toSource.transform({row.longitude, row.south});
+        const GisShapePoint b = toSource.transform({row.longitude, row.north});
+        CutParts parts;
+        cut.lines(std::vector<double>{a.x(), a.y(), b.x(), b.y()}, std::vector<qsizetype>{2}, parts);
+        EXPECT_EQ(parts.ends.size(), row.parts);
+        GisShapePolyline line;
+        std::size_t at = 0;
+        for (const qsizetype end : parts.ends) {
+            line.parts().emplaceBack();
+            for (; at < static_cast<std::size_t>(end); ++at) {
+                line.parts().last().emplaceBack(parts.coordinates[2 * at], parts.coordinates[2 * at + 1]);
+                const auto& part = line.parts().last();
+                EXPECT_LT(std::abs(part.last().x() - part.first().x()), 1e6) << "across the map";
+            }
+        }
+        for (double share = 0.0; share <= 1.0; share += 0.01) {
+            const GisShapePoint place(a.x() + (b.x() - a.x()) * share, a.y() + (b.y() - a.y()) * share);
+            EXPECT_TRUE(line.contains(toTarget.transform(place), tolerance)) << share;
+        }
+        const GisShapePoint west((a.x() + b.x()) / 2 - 1e5, (a.y() + b.y()) / 2);
+        GisShapePolygon triangle;
+        triangle.parts().append({a, b, west, a});
+        const double outline = 2.0 * std::hypot(b.x() - a.x(), b.y() - a.y()) + 2e5;
+        EXPECT_NEAR(Topology::GisTopology::Area(*cut.transformShape(triangle)), Topology::GisTopology::Area(triangle),
+                    tolerance * outline);
+    }
+}
+
+TEST(CuttingTransformer, AnEdgeMayPassTheOppositePlaceOrAPole) {
+    const char* const america = "laea +lat_0=45 +lon_0=-100"; // its opposite place is at 80 east, 45 south
+    struct Row {
+        const char* name;
+        const char* source;
+        const char* target;
+        const char* wkt;
+    };
+    for (const Row& row :
+         {Row{"through the opposite place", "longlat", america, "POLYGON ((71.3 -45, 91.3 -45, 80 -60, 71.3 -45))"},
+          Row{"just below it", "longlat", america, "POLYGON ((71.3 -45.02, 91.3 -45.02, 80 -60, 71.3 -45.02))"},
+          Row{"a few km below it", "longlat", america, "POLYGON ((71.3 -45.05, 91.3 -45.05, 80 -60, 71.3 -45.05))"},
+          Row{"above it", "longlat", america, "POLYGON ((71.3 -44.92, 91.3 -44.92, 80 -60, 71.3 -44.92))"},
+          Row{"from a polar map to the other", "laea +lat_0=-90 +lon_0=-80", "laea +lat_0=90 +lon_0=12.08",
+              "POLYGON ((523910.9 -1799572.5, -497293.4 1748991, -1672533.3 -116547.2, 523910.9 -1799572.5))"},
+          Row{"over the pole, but for rounding", "laea +lat_0=90 +lon_0=-70", "cea +lon_0=4.06998882517",
+              "POLYGON ((-42386.94907541365 220646.03479245183, 34370.731785404772 -178917.46980589782, "
+              "-144767.3708411814 -14157.045102652226, -42386.94907541365 220646.03479245183))"},
+          Row{"along the end to the pole", "laea +lat_0=90 +lon_0=-150", "sinu +lon_0=120",
+              "POLYGON ((2981022.4282882479 0, -2846356.628067086 0, 0 -1165521.3563219497, 2981022.4282882479 0))"}}) {
+        SCOPED_TRACE(row.name);
+        const auto source = systemOf(QStringLiteral("+datum=WGS84 +proj=") + row.source);
+        const auto target = systemOf(QStringLiteral("+datum=WGS84 +proj=") + row.target);
+        const auto strip = systemOf("+datum=WGS84 +proj=cea +lon_0=80");
+        GisShapePolygon polygon;
+        polygon.fromWkt(row.wkt);
+        const auto areaIn = [&](const CoordinateSystem& system) {
+            return Topology::GisTopology::Area(*CuttingTransformer(*source, system, 100.0).transformShape(polygon));
+        };
+        const double area = source->isGeographic() ? areaIn(*strip) : Topology::GisTopology::Area(polygon);
+        EXPECT_NEAR(areaIn(*target) / area, 1.0, 0.02);
+    }
+}
+
 TEST(CuttingTransformer, WhatNeedsNoCutIsTransformedPlainly) {
     const auto counties = layerOf("us-counties.gpkg");
     const auto& degrees = *counties->coordinateSystem();

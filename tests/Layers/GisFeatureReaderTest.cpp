@@ -9,6 +9,7 @@
 #include <Cartolith/Core/Serialization/GisWkbReader.h>
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
 #include <random>
 #include <thread>
@@ -449,6 +450,26 @@ TEST_F(GisFeatureReaderTest, EndsWhenItIsCancelled) {
         other.join();
         EXPECT_EQ(reader->state(), State::Cancelled);
     }
+}
+
+TEST_F(GisFeatureReaderTest, EndsWhenItIsCancelledWithinASimplification) {
+    auto stairs = std::make_unique<Shapes::GisShapePolyline>(); // simplified in seconds
+    stairs->parts().emplaceBack();
+    for (int i = 0; i < 120'000; ++i) {
+        stairs->parts()[0].emplaceBack(1.5 * ((i + 1) / 2), 1.5 * (i / 2));
+    }
+    auto layer = Layers::GisLayerVector::createInMemory("t", Shapes::GisShapeType::Polyline, {});
+    ASSERT_TRUE(layer->addShape(std::move(stairs)));
+    GisFeatureRequest request;
+    request.tolerance = 0.8;
+    const auto reader = layer->read(request);
+    std::thread other([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        reader->cancel();
+    });
+    EXPECT_FALSE(reader->next());
+    other.join();
+    EXPECT_EQ(reader->state(), State::Cancelled);
 }
 
 TEST_F(GisFeatureReaderTest, SaysWhatIsWrong) {

@@ -339,6 +339,33 @@ TEST(ShapeCheck, FixStopsAtAnyTime) {
     }
 }
 
+TEST(ShapeCheck, CrossingsAreFixedUpToANumber) {
+    GisShapePolygon star; // five
+    star.fromWkt("POLYGON ((0 10, 6 -8, -10 3, 10 3, -6 -8, 0 10))");
+    GisShapePolygon box;
+    box.fromWkt("POLYGON ((0 0, 9 0, 9 9, 0 9, 0 0))");
+    GisShapePolyline comb; // crosses the boundary of the box ten times
+    comb.fromWkt("LINESTRING (1 -1, 1 10, 2 10, 2 -1, 3 -1, 3 10, 4 10, 4 -1, 5 -1, 5 10)");
+    GisTopology topology;
+    topology.SetForceShapeFixing(true);
+    const struct {
+        const char* name;
+        int crossings;
+        std::function<void()> operation;
+    } rows[] = {
+        {"fixed", 5, [&] { topology.FixShape(star); }},
+        {"buffer at 0", 5, [&] { topology.Buffer(star, 0); }},
+        {"fixed before an overlay", 5, [&] { topology.Union(star, box); }},
+        {"split", 10, [&] { topology.SplitByLine(box, comb); }},
+    };
+    for (const auto& row : rows) {
+        topology.SetMostCrossings(row.crossings);
+        EXPECT_NO_THROW(row.operation()) << row.name;
+        topology.SetMostCrossings(row.crossings - 1);
+        EXPECT_THROW(row.operation(), std::runtime_error) << row.name;
+    }
+}
+
 TEST(ShapeCheck, OfAnySize) {
     for (const double size : {1e200, 1e307, 1e100, 1.0, 1e-160, 1e-310}) {
         SCOPED_TRACE(size);

@@ -64,6 +64,12 @@ TEST(ManyMeetings, NeedLittleMemory) {
         {"problems of equal rings", [&] { return topology.CheckShape(equalRings).isEmpty() ? 0 : 1; }, 1},
         {"equal rings fixed",
          [&] { return static_cast<GisShapePolygon&>(*topology.FixShape(equalRings).shape).parts().size(); }, 1},
+        {"more crossings of a star than are wanted",
+         [&] {
+             EXPECT_THROW(topology.FixShape(star), std::runtime_error);
+             return 0;
+         },
+         0},
         {"loops of a star", [&] { return topology.FindLoops(star).size(); }, 899},
     };
     for (const auto& row : rows) {

@@ -146,7 +146,17 @@ TEST_P(TileContainers, RefuseWhatIsNotTheirs) {
     bad = m_job;
     bad.metatile = 0;
     EXPECT_THROW(TileWriter::write(path(), bad, drawn), std::invalid_argument);
+    const QString nowhere = m_folder.filePath(QStringLiteral("no/") + GetParam());
+    for (const auto& attempt : {std::function<void()>([&] { TileWriter::requireWritable(nowhere); }),
+                                std::function<void()>([&] { TileWriter::write(nowhere, m_job, drawn); })}) {
+        EXPECT_THAT(attempt,
+                    testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr("folder cannot be written")));
+    }
+    const QStringList before = files();
+    TileWriter::requireWritable(path());
+    EXPECT_EQ(files(), before) << "nothing left behind";
     ASSERT_TRUE(QDir().mkdir(path()));
+    EXPECT_THROW(TileWriter::requireWritable(path()), std::runtime_error);
     EXPECT_THAT([&] { TileWriter::write(path(), m_job, drawn); },
                 testing::ThrowsMessage<std::runtime_error>(testing::HasSubstr("there already")));
 }

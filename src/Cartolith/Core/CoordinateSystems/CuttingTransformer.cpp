@@ -431,10 +431,14 @@ Node CuttingTransformer::Private::between(const Node& a, const Node& b) const {
     }
     middle.source = {(a.source.x + b.source.x) / 2, (a.source.y + b.source.y) / 2};
     middle.place = {(a.place.u + b.place.u) / 2, (a.place.v + b.place.v) / 2};
-    if (m_pair.isTargetInDegrees() && !isLinear()) {
+    const bool isAtBoundary = std::isfinite(a.boundary) || std::isfinite(b.boundary);
+    if ((m_pair.isTargetInDegrees() || isAtBoundary) && !isLinear()) {
         const double u = middle.place.u;
         middle.place = placeOf(middle.source).value_or(middle.place);
         middle.place.u = u + std::remainder(middle.place.u - u, 360.0);
+        if (m_domain.isOnBoundary(middle.place)) { // an edge that passes a pole may lie there for a part
+            middle.boundary = m_domain.boundaryAt(middle.place);
+        }
     }
     return middle;
 }

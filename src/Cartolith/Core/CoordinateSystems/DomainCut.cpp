@@ -85,32 +85,80 @@ void DomainCut::refine(Event& event, const Vertex& a, const Vertex& b, double be
     }
 }
 
+/// Where an edge that is bent in the chart, with both ends on one side of a line, is beyond it; none where it
+/// is not.
+std::optional<double> DomainCut::beyond(const Vertex& a, const Vertex& b, const MapDomain::Place& from,
+                                        const MapDomain::Place& to, bool isU, double line) const {
+    const double side = (isU ? from.u : from.v) < line ? -1.0 : 1.0;
+    const auto distance = [&](double at) {
+        const MapDomain::Place place = placeOf(between(a, b, at), between(from, to, at));
+        return side * ((isU ? place.u : place.v) - line);
+    };
+    // Golden section; a short edge is bent one way.
+    constexpr double share = 0.6180339887498949;
+    double least = 0.0;
+    double most = 1.0;
+    double lower = 1.0 - share;
+    double upper = share;
+    double atLower = distance(lower);
+    double atUpper = distance(upper);
+    for (int i = 0; i < 26; ++i) {
+        if (std::min(atLower, atUpper) < 0.0) {
+            return atLower < atUpper ? lower : upper;
+        }
+        if (atLower < atUpper) {
+            most = std::exchange(upper, lower);
+            atUpper = atLower;
+            lower = most - share * (most - least);
+            atLower = distance(lower);
+        } else {
+            least = std::exchange(lower, upper);
+            atLower = atUpper;
+            upper = least + share * (most - least);
+            atUpper = distance(upper);
+        }
+    }
+    return std::nullopt;
+}
+
 /// Where a short edge meets the lines of the boundary, in order.
 std::vector<DomainCut::Event> DomainCut::events(const Vertex& a, const Vertex& b,
                                                 const MapDomain::Place& from,
                                                 const MapDomain::Place& to) const {
     std::vector<Event> found;
+    // A bent edge may also meet lines beside it, up to about its length away.
+    const double reach = m_isLinear ? 0.0 : std::abs(to.u - from.u) + std::abs(to.v - from.v);
     const auto meet = [&](bool isU, double line) {
         const double start = (isU ? from.u : from.v) - line;
         const double end = (isU ? to.u : to.v) - line;
-        if (start == end || (start < 0.0) == (end < 0.0)) {
+        if (start == end && (m_isLinear || start == 0.0)) {
             return;
         }
-        Event event;
-        event.at = std::clamp(start / (start - end), 0.0, 1.0);
-        event.place = between(from, to, event.at);
-        if (!m_isLinear) {
-            refine(event, a, b, 0.0, 1.0, isU, line);
+        const auto add = [&](double at, double before, double after) {
+            Event event;
+            event.at = at;
+            event.place = between(from, to, at);
+            if (!m_isLinear) {
+                refine(event, a, b, before, after, isU, line);
+            }
+            found.push_back(event);
+        };
+        if ((start < 0.0) != (end < 0.0)) {
+            add(std::clamp(start / (start - end), 0.0, 1.0), 0.0, 1.0);
+        } else if (!m_isLinear && std::min(std::abs(start), std::abs(end)) <= reach) {
+            if (const std::optional<double> middle = beyond(a, b, from, to, isU, line)) {
+                add(*middle, 0.0, *middle);
+                add(*middle, *middle, 1.0);
+            }
         }
-        found.push_back(event);
     };
     meet(false, m_domain.vMin());
     if (!m_domain.isCap()) {
         meet(false, m_domain.vMax());
         const auto [least, most] = std::minmax(from.u, to.u);
         for (const double bound : {m_domain.uMin(), m_domain.uMax()}) {
-            const double first = bound + 360.0 * std::ceil((least - bound) / 360.0);
-            for (double line = first; line <= most; line += 360.0) {
+            const double first = bound + 360.0 * std::ceil((least - reach - bound) / 360.0);
+            for (double line = first; line <= most + reach; line += 360.0) {
                 meet(true, line);
             }
         }
@@ -160,7 +208,7 @@ public:
         if (isCrossing || domain.isOnBoundary(node.place)) {
             node.boundary = domain.boundaryAt(node.place);
         }
-        node.alongBoundary = !m_chain.empty() && domain.areOnOneSide(m_chain.back().place, node.place);
+        node.alongBoundary = !m_chain.empty() && isAlongBoundary(m_chain.back(), node);
         m_chain.push_back(node);
     }
 
@@ -195,6 +243,18 @@ public:
     void holdHead() { m_holdsHead = true; }
 
 private:
+    /// An edge that is bent in the chart may leave a side and come back to it.
+    bool isAlongBoundary(const Node& a, const Node& b) const {
+        const MapDomain& domain = m_cut.m_domain;
+        if (!domain.areOnOneSide(a.place, b.place)) {
+            return false;
+        }
+        if (m_cut.m_isLinear) {
+            return true;
+        }
+        const MapDomain::Place middle = m_cut.placeOf(between(a.source, b.source, 0.5), b.place);
+        return domain.areOnOneSide(a.place, middle) && domain.areOnOneSide(middle, b.place);
+    }
     void finish() {
         if (m_holdsHead && m_isWholeSoFar) {
             m_head = std::exchange(m_chain, {});
@@ -275,9 +335,11 @@ void DomainCut::add(std::span<const Vertex> vertices, bool isRing) {
             stops.push_back({1.0, to});
             Event last{0.0, from};
             for (const Event& stop : stops) {
-                const MapDomain::Place middle =
-                    m_isLinear ? between(last.place, stop.place, 0.5)
-                               : placeOf(between(before, after, (last.at + stop.at) / 2), last.place);
+                const double at = (last.at + stop.at) / 2;
+                MapDomain::Place middle = between(last.place, stop.place, 0.5);
+                if (!m_isLinear) { // where a pole is passed, u leaps by half a turn
+                    middle = placeOf(between(before, after, at), between(from, to, at));
+                }
                 const int copy = copyOf(middle, walk.copy());
                 if (copy != walk.copy()) {
                     walk.cross(copy, between(before, after, last.at), last.place);

@@ -62,6 +62,8 @@ private:
 
     MapDomain::Place placeOf(const Vertex& vertex, const MapDomain::Place& before) const;
     int copyOf(const MapDomain::Place& place, int preferred) const;
+    std::optional<double> beyond(const Vertex& a, const Vertex& b, const MapDomain::Place& from,
+                                 const MapDomain::Place& to, bool isU, double line) const;
     std::vector<Event> events(const Vertex& a, const Vertex& b, const MapDomain::Place& from,
                               const MapDomain::Place& to) const;
     void refine(Event& event, const Vertex& a, const Vertex& b, double before, double after, bool isU,

@@ -105,7 +105,8 @@ public:
     qint64 untransformedCount() const;
 
     /// Ends the reading as soon as it can, from any thread: a statement of GeoPackage, SQLite or PostgreSQL
-    /// is broken off, other sources give their current feature first. next() is false then.
+    /// is broken off, also the simplification of a long line; other sources give their current feature first.
+    /// next() is false then.
     void cancel() noexcept;
     State state() const noexcept;
     /// Of the one that failed, what next() threw; else empty.

@@ -80,6 +80,12 @@ public:
     /// Level 0 and below: query(). Level 1: shapes simplified with a tolerance of 0.8 layer units. Level 2
     /// and above: queryOverviewPoints(). What is returned belongs to the layer and carries the ids of the
     /// originals.
+    ///
+    /// The first call after a change of geometry simplifies every shape, which cannot be stopped, in the time
+    /// that GisShapePolyline::simplifyDouglasPeucker() states: mostly n log n, but quadratic where rounding
+    /// decides, as for the outline of a raster along a diagonal (2 s for 62,000 vertices of one line, 27 s
+    /// for 248,000). Whoever has such lines and cannot wait asks read() for features of a tolerance, which
+    /// GisFeatureReader::cancel() stops.
     virtual QList<Shapes::GisShape*> queryLod(const Shapes::GisExtent& extent, int level);
     /// One point for each shape, with its id and, as they were when the points were made, its attributes: a
     /// change of attributes alone does not make them anew.
@@ -250,7 +256,7 @@ public:
     /// Tells the layer that geometry has changed, of whichever shapes: index, extent and stand-ins are made
     /// anew when needed.
     void markDirty();
-    /// Makes the stand-ins for small scales; queries do it by themselves.
+    /// Makes the stand-ins for small scales; queries do it by themselves. For the time see queryLod().
     void ensureLodCache();
     void buildLodCache();
     void clearLodCache();

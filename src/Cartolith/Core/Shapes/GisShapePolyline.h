@@ -39,9 +39,9 @@ public:
     /// About n log n time; linear for a stretch in which the triangle of any three neighbours is higher than
     /// twice the tolerance, because all its vertices stay. Quadratic at worst: for coordinates other than 0
     /// and 1e-100 to 1e100 in size, and where rounding alone decides again and again which of many vertices
-    /// is farthest, as along a slanted zigzag a few times as high as the tolerance (62,000 vertices take a
-    /// second or two). GisTopology::Simplify() can be stopped. 34 bytes for each vertex; stack use is
-    /// constant.
+    /// is farthest, as along a slanted zigzag or stairs, a few times as high as the tolerance (62,000
+    /// vertices take two seconds, 248,000 half a minute). GisTopology::Simplify() and readers can be stopped.
+    /// 34 bytes for each vertex; stack use is constant.
     static void simplifyDouglasPeucker(const QList<GisShapePoint>& points, int first, int last,
                                        double tolerance, QList<bool>& keep);
 

@@ -1,8 +1,11 @@
 #include <Cartolith/Core/Shapes/FarthestVertexInternal.h>
+#include <Cartolith/Core/Shapes/GisShapePolygon.h>
+#include <Cartolith/Core/Shapes/GisShapePolyline.h>
 #include <Cartolith/Core/Shapes/SimplificationInternal.h>
 
 #include <algorithm>
 #include <cmath>
+#include <typeinfo>
 #include <utility>
 #include <vector>
 
@@ -161,6 +164,29 @@ QList<QList<GisShapePoint>> simplifiedRings(const QList<QList<GisShapePoint>>& r
         }
         return simplified;
     });
+}
+
+namespace {
+
+template <typename Shape, typename SimplifiedParts>
+std::unique_ptr<GisShape> simplifiedAs(const GisShape& shape, SimplifiedParts simplifiedParts,
+                                       double tolerance, const CountLooks& count) {
+    auto result = std::make_unique<Shape>();
+    result->parts() = simplifiedParts(static_cast<const Shape&>(shape).parts(), tolerance, count);
+    shape.copyAttributesTo(*result);
+    return result;
+}
+
+} // namespace
+
+std::unique_ptr<GisShape> simplifiedShape(const GisShape& shape, double tolerance, const CountLooks& count) {
+    if (typeid(shape) == typeid(GisShapePolyline)) {
+        return simplifiedAs<GisShapePolyline>(shape, simplifiedLines, tolerance, count);
+    }
+    if (typeid(shape) == typeid(GisShapePolygon)) {
+        return simplifiedAs<GisShapePolygon>(shape, simplifiedRings, tolerance, count);
+    }
+    return shape.simplify(tolerance);
 }
 
 } // namespace Cartolith::Core::Shapes::Internal

@@ -5,6 +5,7 @@
 #include <QList>
 
 #include <functional>
+#include <memory>
 
 /// The simplification of GisShapePolyline and GisShapePolygon, for callers who want to stop it.
 namespace Cartolith::Core::Shapes::Internal {
@@ -28,5 +29,9 @@ QList<QList<GisShapePoint>> simplifiedLines(const QList<QList<GisShapePoint>>& p
 /// The rings of GisShapePolygon::simplify().
 QList<QList<GisShapePoint>> simplifiedRings(const QList<QList<GisShapePoint>>& rings, double tolerance,
                                             const CountLooks& count = {});
+
+/// shape.simplify(tolerance). Shapes of classes other than the library's own are asked by their simplify(),
+/// which cannot be stopped.
+std::unique_ptr<GisShape> simplifiedShape(const GisShape& shape, double tolerance, const CountLooks& count);
 
 } // namespace Cartolith::Core::Shapes::Internal

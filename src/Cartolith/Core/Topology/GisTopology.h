@@ -49,6 +49,14 @@ public:
     bool ForceShapeFixing() const noexcept { return m_forceShapeFixing; }
     void SetForceShapeFixing(bool force) noexcept { m_forceShapeFixing = force; }
 
+    /// Into how many crossings rings may cut each other, and a line them, before FixShape(), SplitByLine()
+    /// and what fixes first (ForceShapeFixing(), Buffer() at distance 0) throw std::runtime_error: 1 million
+    /// at first, for which fixing takes half a gigabyte. The crossings of n edges may be n^2 / 2, so that a
+    /// small file could have any memory without this.
+    int MostCrossings() const noexcept { return m_mostCrossings; }
+    /// A negative number becomes 0.
+    void SetMostCrossings(int most) noexcept { m_mostCrossings = most > 0 ? most : 0; }
+
     /// Called with (done, total) by operations that may take long; an answer of false asks them to stop. Each
     /// operation says what it returns then. One of several stages, such as fixing before an overlay, counts
     /// each anew, so that `done` may go back.
@@ -85,9 +93,8 @@ public:
     ///
     /// - If |r x s| > tolerance, they meet when both parameters of the crossing of their lines are in
     ///   [-tolerance, 1 + tolerance]. `out` becomes that crossing, which may lie off both segments.
-    /// - Otherwise they count as parallel. They meet when an end of one lies on the other, as
-    ///   PointOnSegment() says with the same tolerance, and `out` becomes the first of p1, p2, q1, q2 that
-    ///   lies on the other segment.
+    /// - Otherwise they count as parallel, and meet when an end of one is on the other (PointOnSegment). Then
+    ///   `out` becomes the first of p1, p2, q1, q2 that is on the other segment.
     ///
     /// The one tolerance is compared with an area, with parameters and with distances, on purpose: two
     /// segments both shorter than the tolerance's root are parallel to each other, and long ones are extended
@@ -402,9 +409,10 @@ public:
     /// Vertices that are not finite, repeated vertices and spikes go, open rings are closed, parts with too
     /// few vertices left are dropped (the result may be empty), holes are wound opposite to their shell.
     /// Rings that still cross are taken apart: each ring covers what it goes round, shells are joined, holes
-    /// taken out. Of two rings that overlap, the smaller one counts as lying in the other when about half of
-    /// the area that it goes round does, bow ties included. A shape without a problem comes back unchanged,
-    /// bit for bit. The shape is null when the busy callback stops it.
+    /// taken out. Of two rings that overlap, one counts as a hole of the other when about half of the area
+    /// that it goes round, or more, lies in that. A ring that crosses itself, as a bow tie does, can have
+    /// holes and can be one. A shape without a problem comes back unchanged, bit for bit. The shape is null
+    /// when the busy callback stops it.
     ///
     /// Vertices keep their bits. Where edges cross there is a new one, rounded to the nearest doubles, and an
     /// edge that passes a vertex by a few roundings goes through it: of rings that cross, what is no wider
@@ -413,9 +421,10 @@ public:
     /// nearly collinear rings about one in a thousand does.
     ///
     /// n log n time and linear memory, n being the edges and the pieces that they cut each other into: a
-    /// crossing takes half a kilobyte. To that comes a step for each pair of pieces that meet: about a second
-    /// for a nearly collinear ring of 1200 vertices. (Equal rings and equal pieces count once.) Rings in one
-    /// another take time quadratic in them, as in CheckShape().
+    /// crossing takes half a kilobyte, and MostCrossings() says how many there may be. To that comes a step
+    /// for each pair of pieces that meet: about a second for a nearly collinear ring of 1200 vertices. (Equal
+    /// rings and equal pieces count once.) Rings in one another take time quadratic in them, as in
+    /// CheckShape().
     ///
     /// Coordinates of any finite size: where the largest is beyond 1e100 or below 1e-100, all are multiplied
     /// by a power of two for the time of the work, since products of them would overflow or underflow. That
@@ -423,9 +432,10 @@ public:
     /// largest may become 0. New vertices below 1e-307 are rounded once more, and the result is sound all the
     /// same. Rings of a size below 1e-100 beside ordinary ones may get lost.
     ///
-    /// \throws std::runtime_error "GisTopology::FixShape failed: there are more than 10 million crossings.";
-    /// "... failed: rings still cross on a grid of 2^-18 of their coordinates.", which some rings bring about
-    /// whose sizes differ by a factor of 1e180: on a coarser one the result would be another shape
+    /// \throws std::runtime_error "GisTopology::FixShape failed: there are more than 1000000 crossings.", or
+    /// what MostCrossings() is; "... failed: rings still cross on a grid of 2^-18 of their coordinates.",
+    /// which some rings bring about whose sizes differ by a factor of 1e180: on a coarser one the result
+    /// would be another shape
     GisShapeFix FixShape(const Shapes::GisShape& shape) const;
 
     /// @}
@@ -457,15 +467,15 @@ public:
     /// FixShape(). Coordinates may be of any finite size, those of the line of about the size of the
     /// polygon's; what is of a size below 1e-100 beside ordinary ones may get lost. Points come back as one
     /// copy. Each shell takes n log n time for itself, those segments of the line that meet its extent, and
-    /// their crossings. Crossings are rounded as by FixShape(). \throws std::runtime_error
-    /// "GisTopology::SplitByLine failed: ..." with what FixShape() says, or that there are more than 10
-    /// million crossings
+    /// their crossings, of which there may be MostCrossings(). Crossings are rounded as by FixShape().
+    /// \throws std::runtime_error "GisTopology::SplitByLine failed: ..." with what FixShape() says, or that
+    /// there are more crossings than that
     std::vector<std::unique_ptr<Shapes::GisShape>> SplitByLine(const Shapes::GisShape& shape,
                                                                const Shapes::GisShape& line) const;
 
-    /// A polyline cut wherever GetCrossings() finds it to meet itself. Where the line passes places so close
-    /// to each other that it is cut in one of them only, the pieces of its other passages end there, too.
-    /// Points and polygons come back as one copy.
+    /// A polyline cut wherever GetCrossings() finds it to meet itself. Where several of these places lie so
+    /// near each other that one passage of the line is cut once for all of them, the pieces of the other
+    /// passages end in that one place, too. Points and polygons come back as one copy.
     std::vector<std::unique_ptr<Shapes::GisShape>> SplitAtSelfCrossings(const Shapes::GisShape& line) const;
 
     /// @}
@@ -496,7 +506,8 @@ public:
     ///
     /// \throws std::invalid_argument "GisTopology::Buffer distance must be finite.", "GisTopology::Buffer
     /// quadrantSegments must be 1 to 1000.", "GisTopology::Buffer mitreLimit must be at least 1."
-    /// \throws std::runtime_error "GisTopology::Buffer failed: ..." with what GEOS says
+    /// \throws std::runtime_error "GisTopology::Buffer failed: ..." with what GEOS says, at distance 0
+    /// with what FixShape() says
     std::unique_ptr<Shapes::GisShape> Buffer(const Shapes::GisShape& shape, double distance,
                                              const GisBufferStyle& style = {}) const;
 
@@ -582,6 +593,7 @@ public:
 private:
     double m_tolerance = 1e-9;
     bool m_forceShapeFixing = false;
+    int m_mostCrossings = 1'000'000;
     bool m_overlayFallback = false;
     GisOverlayEngine m_overlayEngine = GisOverlayEngine::PainterPath;
     std::function<bool(int, int)> m_busyCallback;

@@ -163,7 +163,8 @@ void addVertex(Path& line, Position place, NodedAs as) {
 class Noder {
 public:
     Noder(const QList<Path>& lines, NodedAs as, const NodingGrid& grid, Work& work)
-        : m_original(lines), m_lines(lines), m_as(as), m_work(work), m_grid(grid),
+        : m_original(lines), m_lines(lines), m_as(as), m_work(work),
+          m_mostNodes(2 * static_cast<std::size_t>(work.mostCrossings())), m_grid(grid),
           m_isCoarse(static_cast<std::size_t>(lines.size()), grid.smallest > 0.0 || grid.level > 0) {
         for (const Path& line : lines) {
             for (const GisShapePoint& p : line) {
@@ -202,8 +203,8 @@ private:
     void add(const LineSegments& segments, std::size_t i, Position place) {
         const GisShapePoint vertex = pointOf(place);
         if (!isSamePlace(*segments[i].start, vertex) && !isSamePlace(*segments[i].end, vertex)) {
-            if (m_nodes.size() == mostNodes) {
-                throw NotNoded{tooManyCrossings};
+            if (m_nodes.size() >= m_mostNodes) {
+                refuse();
             }
             m_nodes.push_back({i, place});
         }
@@ -331,8 +332,8 @@ private:
                     addVertex(line, positionOf(*use->end), m_as);
                 }
                 vertices += static_cast<std::size_t>(line.size());
-                if (vertices > mostNodes + 2 * uses.size()) {
-                    throw NotNoded{tooManyCrossings};
+                if (vertices > m_mostNodes + 2 * uses.size()) {
+                    refuse();
                 }
                 cutLines.emplace_back(number, std::move(line));
             }
@@ -356,12 +357,15 @@ private:
         m_work.add(16 * static_cast<qint64>(count + 1));
     }
 
-    static constexpr std::size_t mostNodes = 20'000'000; // two for a crossing
+    [[noreturn]] void refuse() const {
+        throw NotNoded{"there are more than " + std::to_string(m_mostNodes / 2) + " crossings."};
+    }
 
     const QList<Path> m_original;
     QList<Path> m_lines;
     NodedAs m_as;
     Work& m_work;
+    std::size_t m_mostNodes; ///< two for a crossing
     NodingGrid m_grid;
     std::vector<bool> m_isCoarse; ///< the lines on the grid
     double m_largest = 0.0;

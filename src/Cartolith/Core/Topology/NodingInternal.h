@@ -5,14 +5,14 @@
 
 #include <QList>
 
+#include <string>
+
 namespace Cartolith::Core::Topology::Internal {
 
 /// Never leaves the library.
 struct NotNoded {
-    const char* reason; ///< as it is told
+    std::string reason; ///< as it is told
 };
-
-inline constexpr const char* tooManyCrossings = "there are more than 10 million crossings.";
 
 /// The grid on which noding begins.
 struct NodingGrid {
@@ -42,7 +42,7 @@ enum class NodedAs { Lines, Rings };
 /// have two or more vertices, finite and none equal to the one before.
 ///
 /// Segments that are equal are looked at as one, and lines may be in any order. \throws Stopped; NotNoded
-/// when there are more than 10 million crossings, or lines that cross again on the last grid
+/// when there are more crossings than the work allows, or lines that cross again on the last grid
 QList<QList<Shapes::GisShapePoint>> nodedLines(const QList<QList<Shapes::GisShapePoint>>& lines, NodedAs as,
                                                const NodingGrid& grid, Work& work);
 

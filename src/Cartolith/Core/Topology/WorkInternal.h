@@ -24,6 +24,10 @@ public:
         }
     }
 
+    int mostCrossings() const {
+        return m_topology != nullptr ? m_topology->MostCrossings() : GisTopology().MostCrossings();
+    }
+
 private:
     static constexpr qint64 interval = qint64(1) << 20;
 

@@ -9,6 +9,7 @@
 #include <QJsonObject>
 #include <QList>
 #include <QLockFile>
+#include <QTemporaryFile>
 
 #include <cerrno>
 #include <cmath>
@@ -182,6 +183,18 @@ void requireNoLog(const QString& path) {
     }
 }
 
+bool isMbTiles(const QString& path) {
+    return path.endsWith(QStringLiteral(".mbtiles"), Qt::CaseInsensitive);
+}
+
+void requireFree(const QString& path) {
+    const QFileInfo there(path);
+    if (there.isDir() || (!isMbTiles(path) && (there.exists() || there.isSymLink()))) {
+        Internal::refuseTiles(path, QStringLiteral("it is there already"));
+    }
+    requireNoLog(path);
+}
+
 /// The parts of a range that begin at multiples of a number of tiles, row by row.
 template <typename Function>
 bool forEachPart(const TileRange& range, int side, Function function) {
@@ -222,16 +235,22 @@ bool writeAll(const TileJob& job, const TileWriter::Draw& draw, const TileWriter
 
 } // namespace
 
+void TileWriter::requireWritable(const QString& path) {
+    requireFree(path);
+    QTemporaryFile probe(QFileInfo(QDir::cleanPath(path)).absolutePath() +
+                         QStringLiteral("/.cartolith-XXXXXX"));
+    if (!probe.open()) {
+        Internal::refuseTiles(path, QStringLiteral("its folder cannot be written"));
+    }
+}
+
 TileWriter::Result TileWriter::write(const QString& path, const TileJob& wanted, const Draw& draw,
                                      const Progress& progress) {
     TileJob job = wanted;
     job.format = job.format.toLower();
     requireUsable(job);
-    const bool isFile = path.endsWith(QStringLiteral(".mbtiles"), Qt::CaseInsensitive);
-    if (QFileInfo(path).isDir() || (!isFile && (QFileInfo::exists(path) || QFileInfo(path).isSymLink()))) {
-        Internal::refuseTiles(path, QStringLiteral("it is there already"));
-    }
-    requireNoLog(path);
+    const bool isFile = isMbTiles(path);
+    requireFree(path);
     const QString part = QDir::cleanPath(path) + QStringLiteral(".part");
     QLockFile lock(part + QStringLiteral(".lock"));
     lock.setStaleLockTime(0); // that of a process that is no more

@@ -54,6 +54,11 @@ public:
     /// Told the share that is done, from 0 to 1, after each metatile; false cancels.
     using Progress = std::function<bool(double fraction)>;
 
+    /// Finds out whether tiles can be written there, before what they show is read. Leaves nothing behind.
+    /// What is in NAME.part is looked at by write() alone. \throws std::runtime_error "'...' could not be
+    /// written: ..."
+    static void requireWritable(const QString& path);
+
     /// An MBTiles file of that name is replaced, a folder is not. What `draw` throws is passed on, and
     /// leaves what a cancelled run leaves.
     /// \throws std::invalid_argument for settings out of their range, and an extent that is not in the world

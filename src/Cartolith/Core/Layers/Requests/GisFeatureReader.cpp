@@ -4,6 +4,7 @@
 #include <Cartolith/Core/Layers/Requests/FeatureAnswersInternal.h>
 #include <Cartolith/Core/Layers/Requests/PictureFeaturesInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
+#include <Cartolith/Core/Shapes/SimplificationInternal.h>
 
 #include <atomic>
 #include <stdexcept>
@@ -19,6 +20,8 @@ using Shapes::GisExtent;
 using Shapes::GisShape;
 
 namespace {
+
+struct SimplificationCancelled {};
 
 /// What of a layer is asked for an extent in another system; unset for everything.
 std::optional<GisExtent> extentIn(const GisExtent& extent, const CoordinateSystem& from,
@@ -177,6 +180,11 @@ public:
                 state = isCancelled ? State::Cancelled : State::AtEnd;
                 return false;
             }
+            simplify();
+        } catch (const SimplificationCancelled&) {
+            current = {};
+            state = State::Cancelled;
+            return false;
         } catch (const std::exception& error) {
             current = {};
             if (isCancelled) { // what was broken off complains
@@ -188,13 +196,17 @@ public:
             throw;
         }
         ++given;
-        simplify();
         return true;
     }
 
     void simplify() {
         if (request.tolerance > 0.0 && request.geometry == GisFeatureRequest::Geometry::Wanted) {
-            auto simplified = current.shape->simplify(request.tolerance);
+            const auto count = [this](qint64 /*looks*/) {
+                if (isCancelled) {
+                    throw SimplificationCancelled();
+                }
+            };
+            auto simplified = Shapes::Internal::simplifiedShape(*current.shape, request.tolerance, count);
             if (simplified != nullptr && !simplified->isEmpty()) {
                 current.own = std::move(simplified);
                 current.shape = current.own.get();
