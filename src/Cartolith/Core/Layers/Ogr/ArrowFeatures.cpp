@@ -80,7 +80,7 @@ bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gd
         m_fields.push_back({i + 1, format});
     }
     ArrowSchema schema = {};
-    if (!openStream(layer, schema)) {
+    if (!openStream(layer, schema, hasHits)) {
         return false;
     }
     const int geometry = definition.GetFieldCount() + 1;
@@ -97,7 +97,7 @@ bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gd
     return isKnown;
 }
 
-bool ArrowFeatures::openStream(OGRLayer& layer, ArrowSchema& schema) {
+bool ArrowFeatures::openStream(OGRLayer& layer, ArrowSchema& schema, bool hasHits) {
     const OneThread oneThread;
     const Common::Internal::GdalErrorCapture errors;
     CPLStringList options;
@@ -105,7 +105,9 @@ bool ArrowFeatures::openStream(OGRLayer& layer, ArrowSchema& schema) {
     // Rows of any size lie in memory beside the shapes: few at a time, and fewer of a part, whose shapes a
     // budget holds down.
     options.SetNameValue("MAX_FEATURES_IN_BATCH", layer.GetSpatialFilter() == nullptr ? "4096" : "256");
-    layer.ResetReading();
+    if (!hasHits) {
+        layer.ResetReading();
+    }
     const bool isOpen =
         layer.GetArrowStream(&m_stream, options.List()) && m_stream.get_schema(&m_stream, &schema) == 0;
     if (isOpen && !errors.message().isEmpty()) {

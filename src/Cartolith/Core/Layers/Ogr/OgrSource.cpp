@@ -6,6 +6,7 @@
 #include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ServerGuardInternal.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -151,7 +152,7 @@ void OgrSource::failToRead(const QString& path, const QString& reason) {
 }
 
 void OgrSource::fail(const QString& reason) const {
-    failToRead(m_path, reason);
+    failToRead(m_path, ServerGuard::plainReason(reason));
 }
 
 QString OgrSource::driverName() const {

@@ -30,15 +30,6 @@ qint64 estimatedCount(GDALDataset& source, OGRLayer& layer) {
     return found.isEmpty() ? -1 : found[0][0].toLongLong();
 }
 
-bool isGeography(GDALDataset& source, OGRLayer& layer) {
-    return !execute(source,
-                    "SELECT 1 AS x FROM pg_catalog.pg_attribute a JOIN pg_catalog.pg_type d ON d.oid = "
-                    "a.atttypid WHERE d.typname = 'geography' AND a.attname =" +
-                        quotedText(layer.GetGeometryColumn()) +
-                        " AND a.attrelid = (SELECT t.oid::oid FROM (" + tableOf(layer) + ") AS t)")
-                .isEmpty();
-}
-
 void requireNamesApart(OGRLayer& layer) {
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
     std::vector<QByteArray> names{layer.GetFIDColumn()};
@@ -131,9 +122,7 @@ PostgresTable::PostgresTable(GDALDataset& source, OGRLayer& layer) : m_source(so
         m_geometryType = column.type;
         m_isGeometryGenerated = column.isGenerated;
         const bool isGeography = m_geometryType.endsWith("geography");
-        if (column.modifier >= 0) {
-            m_system = (column.modifier & 0x0FFFFF00) >> 8; // as PostGIS packs it
-        }
+        m_system = systemOf(column.modifier);
         m_system = isGeography && m_system == 0 ? 4326 : m_system;
     }
 }
@@ -147,11 +136,19 @@ bool PostgresTable::hasSeveralSystems() {
                .size() > 1;
 }
 
+int PostgresTable::systemOf(int modifier) {
+    return modifier >= 0 ? (modifier & 0x0FFFFF00) >> 8 : 0; // as PostGIS packs it
+}
+
+std::optional<int> PostgresTable::systemOfAny() const {
+    const SqlRows found = execute(m_source, "SELECT ST_SRID(" + m_geometry + ") FROM " + m_name + " WHERE " +
+                                                m_geometry + " IS NOT NULL LIMIT 1");
+    return found.isEmpty() ? std::nullopt : std::optional(found[0][0].toInt());
+}
+
 int PostgresTable::firstSystem() {
     if (m_usedSystem < 0 && m_system == 0) {
-        const SqlRows found = execute(m_source, "SELECT ST_SRID(" + m_geometry + ") FROM " + m_name +
-                                                    " WHERE " + m_geometry + " IS NOT NULL LIMIT 1");
-        m_usedSystem = found.isEmpty() ? 0 : found[0][0].toInt();
+        m_usedSystem = systemOfAny().value_or(0);
     }
     return m_system != 0 ? m_system : m_usedSystem;
 }

@@ -9,6 +9,7 @@
 #include <QList>
 #include <QString>
 
+#include <optional>
 #include <vector>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -25,9 +26,6 @@ QByteArray tableOf(OGRLayer& layer);
 
 /// How many rows the server takes a layer's table to have; -1 where it has not looked yet.
 qint64 estimatedCount(GDALDataset& source, OGRLayer& layer);
-
-/// Whether a layer's extents would be compared on the globe, where edges and boxes are others.
-bool isGeography(GDALDataset& source, OGRLayer& layer);
 
 /// Ids as a list in SQL.
 QByteArray listOf(const std::vector<qint64>& ids);
@@ -53,6 +51,10 @@ public:
     int otherGeometries() const { return m_otherGeometries; }
     /// What a coordinate system has for its number in the column's type; 0 where that takes any.
     int system() const { return m_system; }
+    /// The same of a column whose type has this modifier.
+    static int systemOf(int modifier);
+    /// What the geometry that the server finds first has; nothing where there is none.
+    std::optional<int> systemOfAny() const;
     /// A column of any geometry, or of one type in several coordinate systems. Reads the column where its
     /// type does not say.
     bool hasSeveralSystems();
