@@ -80,7 +80,7 @@ bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gd
         m_fields.push_back({i + 1, format});
     }
     ArrowSchema schema = {};
-    if (!openStream(layer, schema, hasHits)) {
+    if (!openStream(layer, schema)) {
         return false;
     }
     const int geometry = definition.GetFieldCount() + 1;
@@ -97,7 +97,7 @@ bool ArrowFeatures::begin(OGRLayer& layer, bool isDatabase, const QByteArray& gd
     return isKnown;
 }
 
-bool ArrowFeatures::openStream(OGRLayer& layer, ArrowSchema& schema, bool hasHits) {
+bool ArrowFeatures::openStream(OGRLayer& layer, ArrowSchema& schema) {
     const OneThread oneThread;
     const Common::Internal::GdalErrorCapture errors;
     CPLStringList options;
@@ -105,9 +105,7 @@ bool ArrowFeatures::openStream(OGRLayer& layer, ArrowSchema& schema, bool hasHit
     // Rows of any size lie in memory beside the shapes: few at a time, and fewer of a part, whose shapes a
     // budget holds down.
     options.SetNameValue("MAX_FEATURES_IN_BATCH", layer.GetSpatialFilter() == nullptr ? "4096" : "256");
-    if (!hasHits) {
-        layer.ResetReading();
-    }
+    layer.ResetReading();
     const bool isOpen =
         layer.GetArrowStream(&m_stream, options.List()) && m_stream.get_schema(&m_stream, &schema) == 0;
     if (isOpen && !errors.message().isEmpty()) {

@@ -25,7 +25,7 @@ public:
     /// feature.
     ///
     /// A layer of a FlatGeobuf file with a spatial filter says that it has no quick way, but has one as long
-    /// as there is at least one hit: whoever says so has read it, and reading goes on behind it.
+    /// as there is at least one hit: that is for the caller to see to.
     static std::unique_ptr<ArrowFeatures> of(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName,
                                              bool hasHits = false);
     ~ArrowFeatures();
@@ -56,7 +56,7 @@ private:
 
     ArrowFeatures() = default;
     bool begin(OGRLayer& layer, bool isDatabase, const QByteArray& gdalName, bool hasHits);
-    bool openStream(OGRLayer& layer, ArrowSchema& schema, bool hasHits);
+    bool openStream(OGRLayer& layer, ArrowSchema& schema);
     bool nextBatch();
     void dropBatch();
     bool isPresent(const Column& column) const;

@@ -66,13 +66,10 @@ bool OgrContent::isInterrupted(const GoOn& goOn, qint64 interval) const {
     return state.featureCount % interval == 0 && !goOn(static_cast<double>(state.featureCount));
 }
 
-OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn, OGRFeature* first) {
+OgrContent::Outcome OgrContent::readColumns(const GoOn& goOn) {
     const auto columns = ArrowFeatures::of(
         m_layer, m_isDatabase, m_areColumnsKnown ? QByteArray() : m_source.gdalName(), m_isInParts);
     m_areColumnsKnown = columns != nullptr;
-    if (columns != nullptr && first != nullptr) {
-        take(*first, {}, nullptr);
-    }
     while (columns != nullptr && columns->next()) {
         if (!take(*columns)) {
             return Outcome::Unfit;

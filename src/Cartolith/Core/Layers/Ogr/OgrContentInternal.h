@@ -47,8 +47,7 @@ public:
 
     /// Reads by columns, which takes half the time. Unfit where the driver or the layer is, and as soon as
     /// anything is found that has to be told: rows without geometry, errors, a count that is not right.
-    /// Of parts, from the layer's next feature on, behind `first`.
-    Outcome readColumns(const GoOn& goOn, OGRFeature* first = nullptr);
+    Outcome readColumns(const GoOn& goOn);
     /// Reads feature by feature; of a selection, with state.texts. Never unfit.
     Outcome readFeatures(const GoOn& goOn, const ServerSelection* selection = nullptr);
 

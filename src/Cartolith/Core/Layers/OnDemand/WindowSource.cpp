@@ -215,15 +215,12 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
             transaction.beginAnew();
         }
     }
-    // Reading by columns what no box meets, FlatGeobuf's driver reads behind its list of hits. Feature by
-    // feature it does not; columns go on behind the first, with the hits of the same search.
-    Common::Internal::FeaturePtr first;
     const bool isByColumns = isForColumns(extent);
     if (isByColumns) {
         filter(extent);
         layer().ResetReading();
-        first = m_snapshot.source().next(layer());
-        if (first == nullptr) {
+        // By columns, FlatGeobuf's driver would read behind its list of hits where there are none.
+        if (m_snapshot.source().next(layer()) == nullptr) {
             return true;
         }
     }
@@ -247,7 +244,7 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
     });
     auto outcome = OgrContent::Outcome::Unfit;
     if (isByColumns) { // a GeoPackage would be read by a thread of GDAL's
-        outcome = m_content.readColumns(goOn, first.get());
+        outcome = m_content.readColumns(goOn);
         m_areColumnsFit = outcome != OgrContent::Outcome::Unfit;
     }
     if (outcome == OgrContent::Outcome::Unfit) {
