@@ -7,13 +7,13 @@ namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
-constexpr const char* changed = "its columns were changed since it was opened";
-constexpr const char* severalSystems = "its geometries are in several coordinate systems";
+constexpr const char* columnsDiffer = "its columns were changed since it was opened";
+constexpr const char* systemsDiffer = "its geometries are in several coordinate systems";
 
 /// The columns of a table, which is called a.
-constexpr const char* columns = "string_agg(concat_ws(' ', a.attrelid, a.attnum, a.attname, a.atttypid, "
-                                "a.atttypmod), ',' ORDER BY a.attnum)";
-constexpr const char* ofTable =
+constexpr const char* columnList = "string_agg(concat_ws(' ', a.attrelid, a.attnum, a.attname, a.atttypid, "
+                                   "a.atttypmod), ',' ORDER BY a.attnum)";
+constexpr const char* fromTable =
     " FROM pg_catalog.pg_attribute a WHERE a.attnum > 0 AND NOT a.attisdropped AND a.attrelid = ";
 
 /// True, or an error in these words: the server has no other way to say one in a condition.
@@ -33,16 +33,17 @@ ServerGuard::ServerGuard(GDALDataset& source, OGRLayer& layer) {
     // By its name, which another may have later.
     const QByteArray table =
         quotedText(quotedName(tables[0][1]) + '.' + quotedName(tables[0][2])) + "::regclass";
-    const SqlRows found =
-        execute(source, "SELECT max(a.attnum)::text AS n, " + QByteArray(columns) + " AS c, max(CASE WHEN " +
-                            isGeometry + " THEN format_type(a.atttypid, -1) END) AS t, max(CASE WHEN " +
-                            isGeometry + " THEN a.atttypmod END)::text AS m" + ofTable + table);
+    const SqlRows found = execute(
+        source, "SELECT max(a.attnum)::text AS n, " + QByteArray(columnList) + " AS c, max(CASE WHEN " +
+                    isGeometry + " THEN format_type(a.atttypid, -1) END) AS t, max(CASE WHEN " + isGeometry +
+                    " THEN a.atttypmod END)::text AS m" + fromTable + table);
     const QByteArray& type = found[0][2];
     m_isGeography = type.endsWith("geography");
     // Columns that come after the last are nobody's concern.
-    m_condition = "((SELECT " +
-                  orError(QByteArray(columns) + " IS DISTINCT FROM" + quotedText(found[0][1]), changed) +
-                  ofTable + table + " AND a.attnum <= " + found[0][0] + ")::boolean)";
+    m_condition =
+        "((SELECT " +
+        orError(QByteArray(columnList) + " IS DISTINCT FROM" + quotedText(found[0][1]), columnsDiffer) +
+        fromTable + table + " AND a.attnum <= " + found[0][0] + ")::boolean)";
     if (!type.endsWith("geometry") || PostgresTable::systemOf(found[0][3].toInt()) != 0) {
         return;
     }
@@ -50,13 +51,13 @@ ServerGuard::ServerGuard(GDALDataset& source, OGRLayer& layer) {
     if (const auto system = facts.systemOfAny()) {
         m_condition += " AND (" +
                        orError("ST_SRID(" + quotedName(geometry) + ") <> " + QByteArray::number(*system),
-                               severalSystems) +
+                               systemsDiffer) +
                        ")::boolean";
     }
 }
 
 QString ServerGuard::plainReason(const QString& reason) {
-    for (const char* const words : {changed, severalSystems}) {
+    for (const char* const words : {columnsDiffer, systemsDiffer}) {
         if (reason.contains(QLatin1String(words))) {
             return QLatin1String(words);
         }
