@@ -1,6 +1,9 @@
 #include "PostGis/Server.h"
 
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerOgrOnDemand.h>
+
+#include <functional>
 
 using namespace Cartolith::Core::Layers;
 using Cartolith::Core::Shapes::GisExtent;
@@ -138,6 +141,64 @@ TEST_F(PostGisOnDemand, AnEditAfterASaveBeforeAnyQueryIsNoConflictWithOneself) {
     ASSERT_TRUE(layer.beginEdit() && layer.deleteShapeEdit(id));
     EXPECT_TRUE(layer.commitEdit()) << layer.lastError().toStdString();
     EXPECT_EQ(sql("WITH c AS (SELECT count(*) FROM m) SELECT * FROM c"), "399");
+}
+
+/// GDAL would read on, by the columns and the system that it found first.
+TEST_F(PostGisOnDemand, ATableThatIsNotAsItWasIsNotReadOn) {
+    const char* const changed = "its columns were changed since it was opened";
+    const struct {
+        const char* name;
+        const char* before;
+        const char* meanwhile;
+        const char* reason; ///< "" where it is read on
+    } rows[] = {
+        {"dropped", "", "DROP TABLE m", "does not exist"},
+        {"another of its name", "", "ALTER TABLE m RENAME TO made; CREATE TABLE m AS SELECT * FROM made", changed},
+        {"a number is a text", "", "ALTER TABLE m ALTER n DROP DEFAULT, ALTER n TYPE text USING 'x' || n", changed},
+        {"a number is longer", "", "ALTER TABLE m ALTER n TYPE bigint USING n + 6000000000", changed},
+        {"another system", "", "ALTER TABLE m ALTER geom TYPE geometry(Point,3857) USING ST_Transform(geom, 3857)",
+         changed},
+        {"on the globe", "", "ALTER TABLE m ALTER geom TYPE geography USING geom::geography", changed},
+        {"one column more", "", "ALTER TABLE m ADD more int", ""},
+        {"another system in a row", "ALTER TABLE m ALTER geom TYPE geometry",
+         "UPDATE m SET geom = ST_SetSRID(geom, 3857) WHERE id = 3", "several coordinate systems"},
+        {"any system, and none", "ALTER TABLE m ALTER geom TYPE geometry", "UPDATE m SET geom = NULL WHERE id = 4", ""},
+    };
+    for (const auto& row : rows) {
+        for (const bool hasTexts : {false, true}) {
+            SCOPED_TRACE(testing::Message() << row.name << hasTexts);
+            SetUp();
+            sql(hasTexts ? "" : "ALTER TABLE m DROP big");
+            sql(row.before);
+            GisLayerOgrOnDemand layer(m_path, "m");
+            ASSERT_TRUE(layer.open());
+            ASSERT_EQ(layer.query(there).size(), 64);
+            const auto reader = GisFeatureReader::fromSource(m_path, "m", {});
+            sql(row.meanwhile);
+            const std::function<bool()> ways[] = {[&] { return layer.query(here).size() >= 48; },
+                                                  [&] {
+                                                      return layer.query({50, 50, 51, 51}).isEmpty();
+                                                  },
+                                                  [&] { return layer.shapeForFeatureId(3) != nullptr; },
+                                                  [&] {
+                                                      while (reader->next()) {
+                                                      }
+                                                      return true;
+                                                  }};
+            for (std::size_t way = 0; way < std::size(ways); ++way) {
+                const bool isOfOneRow = row.reason == std::string("several coordinate systems");
+                std::string error;
+                try {
+                    EXPECT_TRUE(ways[way]());
+                } catch (const std::runtime_error& thrown) {
+                    error = thrown.what();
+                }
+                const char* const reason = isOfOneRow && way == 1 ? "" : row.reason;
+                EXPECT_THAT(error, testing::HasSubstr(reason)) << "by way " << way;
+                EXPECT_EQ(error.empty(), reason[0] == '\0') << error;
+            }
+        }
+    }
 }
 
 } // namespace

@@ -2,8 +2,10 @@
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystemFactory.h>
+#include <Cartolith/Core/Layers/GisFeatureReader.h>
 #include <Cartolith/Core/Layers/GisLayerProvider.h>
 
+using Cartolith::Core::Layers::GisFeatureReader;
 using Cartolith::Core::Layers::GisLayerOgrVector;
 using test::shapeOf;
 using testing::HasSubstr;
@@ -213,6 +215,12 @@ TEST_F(PostGisSaving, RowsComeInTheOrderOfTheKey) {
     ASSERT_TRUE(layer.open());
     EXPECT_EQ(layer.sourceFeatureIds(), (QList<qint64>{1, 2, 3}));
     EXPECT_EQ(layer.getShape(1)->attributes().value("name"), "a1");
+    sql("ALTER TABLE t DROP big, DROP price, DROP ts, DROP f"); // nothing has to be asked as text
+    QList<qint64> ids;
+    for (const auto reader = GisFeatureReader::fromSource(m_path, "t", {}); reader->next();) {
+        ids.append(reader->featureId());
+    }
+    EXPECT_EQ(ids, (QList<qint64>{1, 2, 3}));
 }
 
 TEST_F(PostGisSaving, ALayerBecomesATableOrNothingDoes) {

@@ -7,6 +7,7 @@
 #include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ServerGuardInternal.h>
 
 #include <QFile>
 #include <QFileInfo>
@@ -163,7 +164,7 @@ void OgrSource::failToRead(const QString& path, const QString& reason) {
 }
 
 void OgrSource::fail(const QString& reason) const {
-    failToRead(m_path, reason);
+    failToRead(m_path, ServerGuard::plainReason(reason));
 }
 
 QString OgrSource::driverName() const {

@@ -38,15 +38,6 @@ qint64 estimatedCount(GDALDataset& source, OGRLayer& layer) {
     return found.isEmpty() ? -1 : found[0][0].toLongLong();
 }
 
-bool isGeography(GDALDataset& source, OGRLayer& layer) {
-    return !execute(source,
-                    "SELECT 1 AS x FROM pg_catalog.pg_attribute a JOIN pg_catalog.pg_type d ON d.oid = "
-                    "a.atttypid WHERE d.typname = 'geography' AND a.attname =" +
-                        quotedText(layer.GetGeometryColumn()) +
-                        " AND a.attrelid = (SELECT t.oid::oid FROM (" + tableOf(layer) + ") AS t)")
-                .isEmpty();
-}
-
 void requireNamesApart(OGRLayer& layer) {
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
     std::vector<QByteArray> names{layer.GetFIDColumn()};

@@ -27,9 +27,6 @@ QByteArray tableOf(OGRLayer& layer);
 /// How many rows the server takes a layer's table to have; -1 where it has not looked yet.
 qint64 estimatedCount(GDALDataset& source, OGRLayer& layer);
 
-/// Whether a layer's extents would be compared on the globe, where edges and boxes are others.
-bool isGeography(GDALDataset& source, OGRLayer& layer);
-
 /// Ids as a list in SQL.
 QByteArray listOf(const std::vector<qint64>& ids);
 

@@ -11,7 +11,8 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
-ServerSelection::ServerSelection(OgrSource& source, OGRLayer& table) : m_source(source), m_table(table) {
+ServerSelection::ServerSelection(OgrSource& source, OGRLayer& table, const QByteArray& guard)
+    : m_source(source), m_table(table), m_guard(guard) {
     OGRFeatureDefn& schema = *table.GetLayerDefn();
     if (schema.GetGeomFieldCount() == 0) {
         return;
@@ -95,8 +96,8 @@ OGRLayer* ServerSelection::select(const QByteArray& condition, const std::option
         texts += ",ST_SRID(" + m_facts->geometryName() + "::geometry) AS s";
     }
     m_rows = m_source.select(QString::fromUtf8(
-        "SELECT " + columns + texts + " FROM " + m_facts->name() +
-        (condition.isEmpty() ? "" : " WHERE " + condition) +
+        "SELECT " + columns + texts + " FROM " + m_facts->name() + " WHERE " + m_guard +
+        (condition.isEmpty() ? "" : " AND (" + condition + ')') +
         (inKeyOrder ? " ORDER BY " + m_facts->name() + '.' + m_facts->key() : QByteArray())));
     OGRFeatureDefn* const selected = m_rows != nullptr ? m_rows->GetLayerDefn() : nullptr;
     const int count = schema.GetFieldCount();

@@ -23,8 +23,9 @@ namespace Cartolith::Core::Layers::Internal {
 /// of the row that was read.
 class ServerSelection {
 public:
-    /// Looks at the table as it is now. Selects nothing where it has no key, or not the layer's columns.
-    ServerSelection(OgrSource& source, OGRLayer& table);
+    /// Looks at the table as it is now. Selects nothing where it has no key, or not the layer's columns. The
+    /// condition of a guard goes with every statement.
+    ServerSelection(OgrSource& source, OGRLayer& table, const QByteArray& guard);
     /// Whether rows can have more than OGR says.
     bool saysMore() const { return m_canSelect && (!m_cuts.empty() || m_asksSystems); }
     /// As PostgresTable has it; what fails names the source.
@@ -49,6 +50,7 @@ public:
 private:
     OgrSource& m_source;
     OGRLayer& m_table;
+    QByteArray m_guard;
     std::optional<PostgresTable> m_facts;
     std::vector<std::pair<int, QByteArray>> m_cuts; ///< fields, and when they are less, in SQL
     std::vector<int> m_selected;                    ///< the fields of the texts, which come last

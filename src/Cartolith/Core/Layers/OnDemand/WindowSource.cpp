@@ -41,6 +41,44 @@ private:
     std::unordered_set<qint64> m_others;
 };
 
+void tell(GDALDataset& server, const char* sql) {
+    const Common::Internal::GdalErrorCapture errors; // without a server reading fails, too
+    server.ReleaseResultSet(server.ExecuteSQL(sql, nullptr, nullptr));
+}
+
+/// What is asked of a server meanwhile is one transaction.
+class OneTransaction {
+public:
+    OneTransaction(GDALDataset& dataset, bool isServer) : m_server(isServer ? &dataset : nullptr) {
+        say("BEGIN");
+    }
+    ~OneTransaction() { say("ROLLBACK"); }
+    /// After a failure, behind which nothing is answered.
+    void beginAnew() {
+        say("ROLLBACK");
+        say("BEGIN");
+    }
+    OneTransaction(const OneTransaction&) = delete;
+    OneTransaction& operator=(const OneTransaction&) = delete;
+
+    /// GDAL 3.6 counts transactions, and after a failure one too many: nothing else could then be asked.
+    /// Taking itself to be in one, it leaves them to whoever asks.
+    static void takeOver(GDALDataset& server) {
+        const Common::Internal::GdalErrorCapture errors;
+        server.StartTransaction();
+        tell(server, "ROLLBACK");
+    }
+
+private:
+    void say(const char* sql) {
+        if (m_server != nullptr) {
+            tell(*m_server, sql);
+        }
+    }
+
+    GDALDataset* m_server;
+};
+
 } // namespace
 
 WindowSource::WindowSource(const QString& path, const QString& layerName, std::chrono::milliseconds wait)
@@ -61,6 +99,11 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
     // As a server estimates; GDAL would have it count all rows.
     m_featureCount = isServer ? onServer([&] { return estimatedCount(source.dataset(), layer()); })
                               : layer().GetFeatureCount(FALSE);
+    if (isServer) {
+        m_guard = onServer([&] { return ServerGuard(source.dataset(), layer()); });
+        layer().SetAttributeFilter(m_guard->condition().constData());
+        OneTransaction::takeOver(source.dataset());
+    }
     m_extent = storedExtent(layer(), m_featureCount != 0);
     const bool isTree = layer().TestCapability(OLCFastSpatialFilter) != 0;
     if (isServer && QByteArrayView(layer().GetFIDColumn()).isEmpty()) { // ids are places in each answer
@@ -75,7 +118,7 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
         m_boxes = Boxes::Table;
     } else if (isTree && m_driverName == QLatin1String("FlatGeobuf")) {
         m_boxes = Boxes::Columns;
-    } else if (isTree && isServer && !onServer([&] { return isGeography(source.dataset(), layer()); })) {
+    } else if (isTree && isServer && !m_guard->isGeography()) {
         m_boxes = Boxes::Filter;
     }
     const OgrFormat* const format = OgrFormat::forDriver(m_driverName);
@@ -87,7 +130,7 @@ WindowSource::WindowSource(const QString& path, const QString& layerName, std::c
         source.fail(QStringLiteral("it ends before its last feature"));
     }
     if (isServer) {
-        m_selection.emplace(source, layer());
+        m_selection.emplace(source, layer(), m_guard->condition());
         m_selection->requireOneSystem();
     }
     m_content.forget();
@@ -119,42 +162,12 @@ void WindowSource::ignoreFields(const std::optional<QStringList>& fields) {
     layer().SetIgnoredFields(const_cast<const char**>(ignored.List()));
 }
 
-/// Reading by columns what no box meets, FlatGeobuf's driver reads behind its list of hits. Feature by
-/// feature it does not, and finds none where there is none; so the extent is grown until it finds one. What
-/// lies between is little: in half the extent there was nothing.
-bool WindowSource::filterByColumns(const GisExtent& extent) {
-    if (!m_extent.isEmpty() && !extent.intersects(m_extent)) {
-        return false;
-    }
-    GisExtent grown = extent;
-    for (;;) {
-        layer().SetSpatialFilterRect(grown.xMin(), grown.yMin(), grown.xMax(), grown.yMax());
-        layer().ResetReading();
-        if (m_snapshot.source().next(layer()) != nullptr) {
-            return true;
-        }
-        constexpr double most = 1e299; // of a file that does not say its extent
-        const bool isAll = m_extent.isEmpty()
-                               ? !(std::max(grown.width(), grown.height()) < most)
-                               : (grown.xMin() <= m_extent.xMin() && grown.yMin() <= m_extent.yMin() &&
-                                  grown.xMax() >= m_extent.xMax() && grown.yMax() >= m_extent.yMax());
-        if (isAll) {
-            return false;
-        }
-        constexpr double least = 1e-4; // of the whole
-        const double start = m_extent.isEmpty() ? 1.0 : 0.0;
-        const double by = std::max({grown.width() / 2, grown.height() / 2, m_extent.width() * least,
-                                    m_extent.height() * least, start});
-        grown = grown.inflate(by, by);
-    }
-}
-
 bool WindowSource::isServer() const {
     return OgrFormat::isServerOf(m_driverName);
 }
 
 ServerSelection* WindowSource::selection() {
-    return m_selection && m_selection->saysMore() ? &*m_selection : nullptr;
+    return m_selection ? &*m_selection : nullptr;
 }
 
 /// Columns take longer to begin, and less for each feature.
@@ -167,7 +180,7 @@ bool WindowSource::isForColumns(const GisExtent& extent) const {
 
 void WindowSource::filter(const GisExtent& extent) {
     const Common::Internal::GdalErrorCapture errors;
-    if (m_boxes == Boxes::Columns) {
+    if (m_boxes == Boxes::Columns) { // OGR's own rectangle would ask whether the geometry meets it
         BoxFilter box(extent);
         layer().SetSpatialFilter(&box);
     } else if (m_boxes == Boxes::Filter) {
@@ -183,8 +196,9 @@ void WindowSource::filter(const GisExtent& extent) {
 }
 
 bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, const OgrContent::GoOn& goOn) {
+    OneTransaction transaction(m_snapshot.source().dataset(), isServer());
     // A statement that is left open keeps others from writing.
-    ServerSelection* selected = selection();
+    ServerSelection* selected = m_selection && m_selection->saysMore() ? &*m_selection : nullptr;
     const auto end = qScopeGuard([this, &selected] {
         const Common::Internal::GdalErrorCapture errors;
         if (selected != nullptr) {
@@ -202,11 +216,17 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
                 return false;
             }
             selected = nullptr;
+            transaction.beginAnew();
         }
     }
     const bool isByColumns = isForColumns(extent);
-    if (isByColumns && !filterByColumns(extent)) {
-        return true;
+    if (isByColumns) {
+        filter(extent);
+        layer().ResetReading();
+        // By columns, FlatGeobuf's driver would read behind its list of hits where there are none.
+        if (m_snapshot.source().next(layer()) == nullptr) {
+            return true;
+        }
     }
     SeenIds seen;
     m_content.readParts([&skip, &extent, &seen, this](qint64 id, const OGRGeometry* geometry) {
@@ -232,7 +252,7 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
         m_areColumnsFit = outcome != OgrContent::Outcome::Unfit;
     }
     if (outcome == OgrContent::Outcome::Unfit) {
-        if (selected == nullptr) {
+        if (selected == nullptr && !isByColumns) {
             filter(extent);
         }
         outcome = m_content.readFeatures(goOn, selected);
@@ -241,12 +261,14 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
 }
 
 bool WindowSource::readFeature(qint64 id) {
+    OneTransaction transaction(m_snapshot.source().dataset(), isServer());
     ServerSelection* const selected = selection();
     if (selected != nullptr &&
         selected->select(ServerSelection::isOf(layer(), {id}), std::nullopt, false) != nullptr) {
         const auto end = qScopeGuard([selected] { selected->release(); });
         return m_content.readFeature(id, selected);
     }
+    transaction.beginAnew();
     const auto end = qScopeGuard([this] {
         if (m_fields) {
             ignoreFields(m_fields);
@@ -262,19 +284,22 @@ bool WindowSource::readFeature(qint64 id) {
 }
 
 void WindowSource::readFeatures(const std::vector<qint64>& ids) {
-    if (!isServer() ||
-        m_selection->select(ServerSelection::isOf(layer(), ids), std::nullopt, false) == nullptr) {
-        for (const qint64 id : ids) {
-            readFeature(id);
+    if (isServer()) {
+        const OneTransaction transaction(m_snapshot.source().dataset(), true);
+        ServerSelection& selected = *selection();
+        if (selected.select(ServerSelection::isOf(layer(), ids), std::nullopt, false) != nullptr) {
+            const auto end = qScopeGuard([&selected] {
+                const Common::Internal::GdalErrorCapture errors;
+                selected.release();
+            });
+            m_content.readParts({});
+            m_content.readFeatures([](double /*done*/) { return true; }, &selected);
+            return;
         }
-        return;
     }
-    const auto end = qScopeGuard([this] {
-        const Common::Internal::GdalErrorCapture errors;
-        m_selection->release();
-    });
-    m_content.readParts({});
-    m_content.readFeatures([](double /*done*/) { return true; }, &*m_selection);
+    for (const qint64 id : ids) {
+        readFeature(id);
+    }
 }
 
 } // namespace Cartolith::Core::Layers::Internal

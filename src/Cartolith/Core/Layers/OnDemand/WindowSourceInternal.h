@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ServerGuardInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ServerSelectionInternal.h>
 #include <Cartolith/Core/Shapes/GisExtent.h>
 
@@ -65,16 +66,14 @@ public:
 private:
     enum class Boxes {
         None,    ///< not by an index
-        Columns, ///< by OGR's spatial filter, of a rectangle in reading by columns; feature by feature that
-                 ///< would ask for more, so that it is one that says yes to every box
+        Columns, ///< by OGR's spatial filter, one that says yes to every box; the driver has columns
         Filter,  ///< by OGR's spatial filter
         Table,   ///< by the table that is the index of a GeoPackage
     };
-    /// Of a server's table whose rows have more than OGR says; else null.
+    /// Of a server's table; else null.
     ServerSelection* selection();
     bool isForColumns(const Shapes::GisExtent& extent) const;
     void filter(const Shapes::GisExtent& extent);
-    bool filterByColumns(const Shapes::GisExtent& extent);
     void ignoreFields(const std::optional<QStringList>& fields);
 
     OgrSnapshot m_snapshot;
@@ -88,7 +87,8 @@ private:
     bool m_hasTransactions = false;
     bool m_areColumnsFit = true;
     std::optional<QStringList> m_fields;
-    std::optional<ServerSelection> m_selection; ///< of a server
+    std::optional<ServerGuard> m_guard;         ///< of a server's table
+    std::optional<ServerSelection> m_selection; ///< of that
 };
 
 } // namespace Cartolith::Core::Layers::Internal

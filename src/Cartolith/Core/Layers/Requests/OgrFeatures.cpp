@@ -2,6 +2,7 @@
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
+#include <Cartolith/Core/Layers/Ogr/ServerGuardInternal.h>
 #include <Cartolith/Core/Layers/Requests/BoxFilterInternal.h>
 #include <Cartolith/Core/Layers/Requests/OgrFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Requests/ServerLimitsInternal.h>
@@ -10,6 +11,7 @@
 
 #include <algorithm>
 #include <initializer_list>
+#include <stdexcept>
 #include <utility>
 
 namespace Cartolith::Core::Layers::Internal {
@@ -35,6 +37,14 @@ OgrFeatures::OgrFeatures(const QString& path, const QString& layerName,
       m_driver(m_snapshot.source().driverName()),
       m_definitions(attributeDefinitions(*m_table.GetLayerDefn())),
       m_system(m_snapshot.source().systemOf(m_table)), m_isView(isView(m_snapshot.source(), m_table)) {
+    if (OgrFormat::isServerOf(m_driver)) {
+        try {
+            m_guard = ServerGuard(m_snapshot.source().dataset(), m_table).condition();
+        } catch (const std::runtime_error& error) {
+            m_snapshot.source().fail(QString::fromUtf8(error.what()));
+        }
+        m_table.SetAttributeFilter(m_guard.constData());
+    }
     m_snapshot.source().stopListening();
 }
 
@@ -166,13 +176,10 @@ bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {
     return at == selected.GetFieldCount() && selected.GetGeomFieldCount() == 1;
 }
 
-/// Also where nothing is asked: what OGR does not say comes with the rows.
+/// Also where nothing is asked: what OGR does not say comes with the rows, and these in the order of the key.
 bool OgrFeatures::selectRowsOfServer() {
-    const QString wanted = conditions(true);
-    m_server.emplace(m_snapshot.source(), m_table);
-    m_layer = wanted.isEmpty() && !m_server->saysMore()
-                  ? nullptr
-                  : m_server->select(wanted.toUtf8(), m_plan->fields, true);
+    m_server.emplace(m_snapshot.source(), m_table, m_guard);
+    m_layer = m_server->select(conditions(true).toUtf8(), m_plan->fields, true);
     if (m_layer == nullptr) {
         m_server->requireOneSystem(); // what OGR reads does not say its system
         m_server.reset();

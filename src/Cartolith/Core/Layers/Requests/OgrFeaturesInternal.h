@@ -60,6 +60,7 @@ private:
     const Plan* m_plan = nullptr;
 
     OgrSource::Selection m_selection;
+    QByteArray m_guard; ///< of a server's table
     std::optional<ServerSelection> m_server;
     OGRLayer* m_layer = nullptr; ///< the table, or what was selected from it
     std::optional<FeatureRows> m_rows;
