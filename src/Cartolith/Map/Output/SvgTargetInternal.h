@@ -28,6 +28,8 @@ public:
     void labels(std::span<const Labels::PlacedLabel> labels) override;
 
 private:
+    void label(const Labels::PlacedLabel& label);
+
     SvgWriter& m_svg;
     const QRectF m_frame;
     double m_step;
