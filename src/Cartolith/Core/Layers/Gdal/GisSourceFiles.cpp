@@ -21,7 +21,7 @@ Listed listedBy(const QByteArray& name) {
     const GdalErrorCapture errors;
     const NoRequests requests;
     GDALDriverH driver = GDALIdentifyDriverEx(name.constData(), anySource, nullptr, nullptr);
-    const QByteArray driverName = driver == nullptr ? QByteArray() : GDALGetDriverShortName(driver);
+    const QByteArray driverName = driver == nullptr ? "" : GDALGetDriverShortName(driver);
     // These are read as a whole to be opened, and lie in one file.
     const bool isText = driverName.contains("JSON") || driverName.contains("KML") || driverName == "GPX";
     const DatasetPtr source(isText ? nullptr
