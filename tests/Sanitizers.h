@@ -13,8 +13,8 @@
 
 namespace test {
 
-/// How often the longest tests repeat themselves: under the sanitizers, which take some twenty times as long and find
-/// their faults at the first repetition, a tenth as often.
+/// How often the longest tests repeat themselves: under the sanitizers, which slow them down, a tenth as often. There
+/// it is the kind of access that counts, not the number of random cases.
 constexpr int repetitions(int count) {
     return CARTOLITH_TEST_ADDRESS_SANITIZER ? count / 10 : count;
 }

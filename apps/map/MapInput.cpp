@@ -33,27 +33,26 @@ void requireAllOrNone(const MapInput::MapLayers& layers, const RenderOptions& op
     }
 }
 
-} // namespace
-
-MapInput::MapLayers MapInput::open(const RenderOptions& options, MapScene& scene, StepLog& log) {
-    MapLayers layers;
+MapInput::Input open(const RenderOptions& options, StepLog& log) {
+    MapInput::Input input;
     std::shared_ptr<CoordinateSystem> system = options.system;
     for (const LayerOptions& layer : options.layers) {
-        layers.push_back(openLayer(layer, log));
+        input.layers.push_back(openLayer(layer, log));
+        input.sources.append(layer.layer.file);
         if (layer.isFirst && system == nullptr) {
-            system = layers.back()->system();
+            system = input.layers.back()->system();
         }
     }
-    requireAllOrNone(layers, options);
-    scene.setCoordinateSystem(system);
-    for (const auto& layer : layers) {
+    requireAllOrNone(input.layers, options);
+    input.scene.setCoordinateSystem(system);
+    for (const auto& layer : input.layers) {
         layer->setMapSystem(system);
-        scene.insert(scene.count(), layer->entry());
+        input.scene.insert(input.scene.count(), layer->entry());
     }
-    return layers;
+    return input;
 }
 
-MapScene MapInput::load(const RenderOptions& options, StepLog& log) {
+MapInput::Input load(const RenderOptions& options, StepLog& log) {
     // Whoever names the map file wants what it names.
     MapScene::Loaded loaded = MapScene::load(options.map, MapScene::Sources::Everything);
     log.done("read", QStringLiteral("%1: %2 layers").arg(options.map).arg(loaded.scene.count()));
@@ -68,7 +67,13 @@ MapScene MapInput::load(const RenderOptions& options, StepLog& log) {
         loaded.scene.setCoordinateSystem(options.system);
         loaded.scene.setView({}); // its numbers are of another system
     }
-    return std::move(loaded.scene);
+    return {std::move(loaded.scene), {}, loaded.sources};
+}
+
+} // namespace
+
+MapInput::Input MapInput::read(const RenderOptions& options, StepLog& log) {
+    return options.map.isEmpty() ? open(options, log) : load(options, log);
 }
 
 MapInput::Reading::Reading(const MapLayers& layers) : m_layers(layers) {

@@ -2,6 +2,10 @@
 
 #include "MapLayer.h"
 
+#include <Cartolith/Map/MapScene.h>
+
+#include <QStringList>
+
 #include <memory>
 #include <vector>
 
@@ -13,11 +17,15 @@ namespace MapInput {
 
 using MapLayers = std::vector<std::unique_ptr<MapLayer>>;
 
-/// Files to layers, in the map's coordinate system. \throws std::exception when one cannot be drawn in it
-MapLayers open(const RenderOptions& options, Cartolith::Map::MapScene& scene, StepLog& log);
+struct Input {
+    Cartolith::Map::MapScene scene;
+    MapLayers layers;    ///< of the files on the command line; none of a saved map
+    QStringList sources; ///< what the layers are read from
+};
 
-/// A saved map; says which of its layers are missing.
-Cartolith::Map::MapScene load(const RenderOptions& options, StepLog& log);
+/// Files to layers, in the map's coordinate system, or a saved map; says which of its layers are missing.
+/// \throws std::exception when a file's layer cannot be drawn in the map's system
+Input read(const RenderOptions& options, StepLog& log);
 
 /// Between the two, whoever draws the layers may read them.
 class Reading {

@@ -9,7 +9,6 @@
 #include <Cartolith/Core/Layers/GisLayer.h>
 #include <Cartolith/Map/Furniture/SceneSheet.h>
 #include <Cartolith/Map/MapPreparation.h>
-#include <Cartolith/Map/MapScene.h>
 #include <Cartolith/Map/MapSheet.h>
 #include <Cartolith/Map/Output/VectorFile.h>
 #include <Cartolith/Map/Projection.h>
@@ -170,13 +169,9 @@ int Commands::render(const QStringList& arguments) {
     RenderOptions options = RenderOptions::of(arguments);
     StepLog log(options.quiet);
 
-    MapScene scene;
-    MapLayers layers;
-    if (options.map.isEmpty()) {
-        layers = MapInput::open(options, scene, log);
-    } else {
-        scene = MapInput::load(options, log);
-    }
+    MapInput::Input input = MapInput::read(options, log);
+    MapScene& scene = input.scene;
+    const MapLayers& layers = input.layers;
     const std::shared_ptr<CoordinateSystem> system = scene.coordinateSystem();
     QList<GisShapePoint> places;
     for (const QString& place : std::as_const(options.identify)) {

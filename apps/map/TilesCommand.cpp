@@ -11,33 +11,14 @@
 
 #include <QCryptographicHash>
 #include <QDateTime>
-#include <QDir>
-#include <QFile>
 #include <QFileInfo>
 #include <QImage>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 #include <stdexcept>
 
 using namespace Cartolith::Map;
 
 namespace {
-
-/// The files that the layers of a saved map are read from, and whatever else they name as their source.
-QStringList sourcesOf(const QString& map) {
-    QStringList sources;
-    QFile file(map);
-    if (!map.isEmpty() && file.open(QIODevice::ReadOnly)) {
-        const QDir folder = QFileInfo(map).dir();
-        const QJsonArray layers = QJsonDocument::fromJson(file.readAll())[u"layers"].toArray();
-        for (const QJsonValue layer : layers) {
-            sources.append(folder.filePath(layer[u"source"].toString()));
-        }
-    }
-    return sources;
-}
 
 /// Of all that is said, and of the files that it names as they are.
 QString markOf(const QStringList& arguments) {
@@ -66,16 +47,10 @@ QString Commands::tilesHelp() {
 int Commands::tiles(const QStringList& arguments) {
     RenderOptions options = RenderOptions::ofTiles(arguments);
     StepLog log(options.quiet);
-    MapScene scene;
-    MapInput::MapLayers layers;
-    if (options.map.isEmpty()) {
-        layers = MapInput::open(options, scene, log);
-    } else {
-        scene = MapInput::load(options, log);
-    }
-    options.tiles.mark = markOf(arguments + sourcesOf(options.map));
+    MapInput::Input input = MapInput::read(options, log);
+    options.tiles.mark = markOf(arguments + input.sources);
     if (options.background.isValid()) {
-        scene.setBackground(options.background);
+        input.scene.setBackground(options.background);
     }
     constexpr double pixelsPerInch = 96.0;
     Output::SceneTilesOptions drawing;
@@ -85,13 +60,13 @@ int Commands::tiles(const QStringList& arguments) {
     }
     Interruption::watch();
     {
-        const MapInput::Reading reading(layers);
+        const MapInput::Reading reading(input.layers);
         ProgressBar bar(QStringLiteral("Tiles"));
         drawing.progress = [&bar](double fraction) {
             bar.show(fraction);
             return !Interruption::isWanted();
         };
-        if (Output::SceneTiles::write(scene, options.output, options.tiles, drawing) !=
+        if (Output::SceneTiles::write(input.scene, options.output, options.tiles, drawing) !=
             Output::TileWriter::Result::Complete) {
             throw std::runtime_error("interrupted; the same command goes on from there");
         }

@@ -163,6 +163,8 @@ TEST_F(MapSceneFile, ReadsBackAsItWas) {
 
     MapScene::Loaded loaded = MapScene::load(moved);
     EXPECT_EQ(loaded.problems, QStringList());
+    ASSERT_EQ(loaded.sources.size(), 3);
+    EXPECT_TRUE(QFile::exists(loaded.sources[0])) << loaded.sources[0].toStdString();
     ASSERT_EQ(loaded.scene.count(), 3);
     const MapScene::Entry& entry = loaded.scene.entry(0);
     EXPECT_EQ(entry.layer->name(), "Länder");
@@ -182,6 +184,7 @@ TEST_F(MapSceneFile, ReadsBackAsItWas) {
     ASSERT_TRUE(QFile::remove(other.filePath("moved/data/olinda-dem-utm25s.tif")));
     MapScene::Loaded without = MapScene::load(moved);
     ASSERT_EQ(without.problems.size(), 1);
+    EXPECT_EQ(without.sources.size(), 3);
     EXPECT_THAT(without.problems[0].toStdString(), HasSubstr("olinda-dem-utm25s.tif: there is no such file"));
     EXPECT_FALSE(without.scene.draw(view).isNull());
     without.scene.save(moved);

@@ -134,6 +134,8 @@ struct MapScene::Loaded {
     MapScene scene;
     /// Of each layer that could not be opened, which and why.
     QStringList problems;
+    /// Of each layer, what it is read from: a file or folder by its absolute path, or as the map file says.
+    QStringList sources;
 };
 
 } // namespace Cartolith::Map

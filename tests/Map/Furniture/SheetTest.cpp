@@ -55,7 +55,7 @@ TEST(SheetDescription, RefusesWhatMakesNoSense) {
         {"a text for a number", R"(, "dpi": "150")", "sheet.dpi: a number"},
         {"one number of two", R"(, "pixels": [100])", "2 numbers"},
         {"no number", R"(, "pixels": [100, "x"])", "a number from 64"},
-        {"a colour", R"(, "colors": {"ink": "blackish"})", "sheet.colors.ink: a colour"},
+        {"a colour", R"(, "colors": {"ink": "blackish"})", "sheet.colors.ink: \"blackish\" is no colour"},
         {"a map beside the page", R"(, "map": {"place": [200, 10, 200, 100]})", "no room for the map"},
         {"an extent backwards", R"(, "map": {"extent": [1, 1, 0, 0]})", "come first"},
         {"items", R"(, "items": {})", "an array"},

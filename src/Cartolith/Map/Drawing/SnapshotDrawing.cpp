@@ -7,19 +7,12 @@
 #include <cmath>
 
 using namespace Cartolith::Core;
-using Layers::GisLayerStyle;
 
 namespace Cartolith::Map::Internal {
 
 namespace {
 
 constexpr qsizetype together = 1024; // markers, from one question whether to go on to the next
-
-/// The view, and as much around it as the widest symbol reaches in (pixels of the device).
-Shapes::GisExtent visibleWith(const MapView& view, double reach) {
-    const double margin = (reach + 2.0) * view.unitsPerPixel();
-    return view.pictureExtent().inflate(margin, margin);
-}
 
 Raster::MarkerStamp stampOf(const Symbol::Marker& marker, std::optional<QPoint> only = std::nullopt) {
     if (marker.isPlain() && marker.size > 0.0) { // its outline alone would be a dot
@@ -39,30 +32,11 @@ Raster::MarkerStamp stampOf(const Symbol::Marker& marker, std::optional<QPoint> 
 } // namespace
 
 SnapshotDrawing::SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& view, const LineCasing& casing)
-    : m_snapshot(snapshot), m_view(view) {
-    double reach = 0.0;
-    bool hasHalos = false;
-    bool hasCasings = false;
-    m_looks.reserve(static_cast<std::size_t>(snapshot.styles().size()));
-    for (const GisLayerStyle& style : snapshot.styles()) {
-        const Symbol& symbol =
-            m_looks.emplace_back(Look{Symbol(style, view.devicePixelRatio(), casing), {}}).symbol;
-        reach = std::max(reach, symbol.reach());
-        hasHalos = hasHalos || symbol.halo;
-        hasCasings = hasCasings || symbol.casing;
-    }
-    m_visible = visibleWith(view, reach);
-    if (hasHalos) {
-        m_rounds.append(Round::Halos);
-    }
-    if (hasCasings) {
-        m_rounds.append(Round::Casings);
-    }
-    m_rounds.append(Round::Symbols);
-}
+    : m_snapshot(snapshot), m_view(view), m_symbols(snapshot, view.devicePixelRatio(), casing),
+      m_visible(around(view, m_symbols.reach())), m_stamps(static_cast<std::size_t>(m_symbols.count())) {}
 
 bool SnapshotDrawing::nextRound() {
-    if (m_round + 1 >= m_rounds.size() || m_snapshot.count() == 0) {
+    if (m_round + 1 >= m_symbols.rounds().size() || m_snapshot.count() == 0) {
         return false;
     }
     ++m_round;
@@ -71,31 +45,31 @@ bool SnapshotDrawing::nextRound() {
 }
 
 const Raster::MarkerStamp& SnapshotDrawing::markerOf(qsizetype style) {
-    Look& look = m_looks[static_cast<std::size_t>(style)];
-    if (!look.marker) {
+    std::optional<Raster::MarkerStamp>& stamp = m_stamps[static_cast<std::size_t>(style)];
+    if (!stamp) {
         constexpr qsizetype most = qsizetype{64} << 20; // bytes, where sizes and rotations are many
         if (m_stampBytes > most) {
             for (const qsizetype stamped : m_stamped) {
-                m_looks[static_cast<std::size_t>(stamped)].marker.reset();
+                m_stamps[static_cast<std::size_t>(stamped)].reset();
             }
             m_stamped.clear();
             m_stampBytes = 0;
         }
-        look.marker.emplace(stampOf(look.symbol.marker));
+        stamp.emplace(stampOf(m_symbols[style].marker));
         m_stamped.push_back(style);
-        m_stampBytes += look.marker->bytes();
+        m_stampBytes += stamp->bytes();
     }
-    return *look.marker;
+    return *stamp;
 }
 
 bool SnapshotDrawing::isRare(qsizetype style) {
-    constexpr std::size_t few = 64; // looks, which may have their stamps
+    constexpr qsizetype few = 64; // styles, which may have their stamps
     constexpr quint32 seldom = Raster::MarkerStamp::steps * Raster::MarkerStamp::steps;
-    if (m_looks.size() <= few || m_looks[static_cast<std::size_t>(style)].symbol.marker.isPlain()) {
+    if (m_symbols.count() <= few || m_symbols[style].marker.isPlain()) {
         return false;
     }
     if (m_uses.empty()) {
-        m_uses.resize(m_looks.size());
+        m_uses.resize(m_stamps.size());
         for (qsizetype i = 0; i < m_snapshot.count(); ++i) {
             m_uses[static_cast<std::size_t>(m_snapshot.styleNumber(i))] +=
                 m_snapshot.kind(i) == LayerSnapshot::Kind::Point ? 1U : 0U;
@@ -109,7 +83,7 @@ void SnapshotDrawing::drawMarkers(Raster::Canvas& canvas, qsizetype from, qsizet
         canvas.markers(m_snapshot.coordinates(from, to), markerOf(style));
         return;
     }
-    const Symbol::Marker& marker = m_looks[static_cast<std::size_t>(style)].symbol.marker;
+    const Symbol::Marker& marker = m_symbols[style].marker;
     const QPointF corner = m_view.pictureFrame().topLeft();
     for (qsizetype i = from; i < to; ++i) {
         if (!m_snapshot.meets(i, m_visible)) { // nor what is not finite
@@ -126,13 +100,13 @@ void SnapshotDrawing::drawMarkers(Raster::Canvas& canvas, qsizetype from, qsizet
 
 /// Of many shapes below a pixel, one is seen: a dot of the outline's colour. It is drawn once, unless
 /// something larger or of another look came in between. Translucent ones add up, so these are all drawn.
-bool SnapshotDrawing::isSeenAlready(qsizetype i, const Look& look) {
+bool SnapshotDrawing::isSeenAlready(qsizetype i, const Symbol& symbol) {
     constexpr qsizetype fewest = 50'000; // before it is worth the memory
     constexpr double thinnest = 0.75;    // pixels: nearly opaque
     const LayerSnapshot::Box box = m_snapshot.box(i);
     const double pixel = m_view.unitsPerPixel();
     const bool isDot = box.right - box.left < pixel && box.top - box.bottom < pixel &&
-                       look.symbol.line.width >= thinnest && look.symbol.line.color.alpha() == 255;
+                       symbol.line.width >= thinnest && symbol.line.color.alpha() == 255;
     if (!isDot) {
         ++m_larger;
         return false;
@@ -163,14 +137,14 @@ void SnapshotDrawing::drawNext(Raster::Canvas& canvas) {
     const qsizetype i = m_position++;
     const LayerSnapshot::Kind kind = m_snapshot.kind(i);
     const qsizetype style = m_snapshot.styleNumber(i);
-    const Round round = m_rounds.at(m_round);
+    const LayerSymbols::Round round = m_symbols.rounds().at(m_round);
     if (kind == LayerSnapshot::Kind::Point) {
         const qsizetype most = std::min(m_snapshot.count(), i + together);
         while (m_position < most && m_snapshot.kind(m_position) == kind &&
                m_snapshot.styleNumber(m_position) == style) {
             ++m_position;
         }
-        if (round == Round::Symbols) {
+        if (round == LayerSymbols::Round::Symbols) {
             drawMarkers(canvas, i, m_position, style);
         }
         return;
@@ -178,18 +152,18 @@ void SnapshotDrawing::drawNext(Raster::Canvas& canvas) {
     if (!m_snapshot.meets(i, m_visible)) {
         return;
     }
-    const Look& look = m_looks[static_cast<std::size_t>(style)];
-    if (round != Round::Symbols) {
-        const auto& below = round == Round::Halos ? look.symbol.halo : look.symbol.casing;
+    const Symbol& symbol = m_symbols[style];
+    if (round != LayerSymbols::Round::Symbols) {
+        const auto& below = round == LayerSymbols::Round::Halos ? symbol.halo : symbol.casing;
         if (kind == LayerSnapshot::Kind::Line && below) {
             canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), *below);
         }
-    } else if (isSeenAlready(i, look)) {
+    } else if (isSeenAlready(i, symbol)) {
         return;
     } else if (kind == LayerSnapshot::Kind::Line) {
-        canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), look.symbol.line);
+        canvas.stroke(m_snapshot.coordinates(i), m_snapshot.partEnds(i), symbol.line);
     } else {
-        drawArea(canvas, i, look.symbol);
+        drawArea(canvas, i, symbol);
     }
 }
 

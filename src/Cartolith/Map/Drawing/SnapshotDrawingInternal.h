@@ -3,9 +3,7 @@
 #include <Cartolith/Map/LayerSnapshot.h>
 #include <Cartolith/Map/Raster/Canvas.h>
 #include <Cartolith/Map/Raster/MarkerStamp.h>
-#include <Cartolith/Map/Symbol.h>
-
-#include <QList>
+#include <Cartolith/Map/Symbols/LayerSymbolsInternal.h>
 
 #include <optional>
 #include <vector>
@@ -32,7 +30,8 @@ public:
 
     /// From 0 to 1.
     double progress() const {
-        const double all = static_cast<double>(m_snapshot.count()) * static_cast<double>(m_rounds.size());
+        const double all =
+            static_cast<double>(m_snapshot.count()) * static_cast<double>(m_symbols.rounds().size());
         return all > 0.0 ? (static_cast<double>(m_snapshot.count()) * static_cast<double>(m_round) +
                             static_cast<double>(m_position)) /
                                all
@@ -40,16 +39,9 @@ public:
     }
 
 private:
-    struct Look {
-        Symbol symbol;
-        std::optional<Raster::MarkerStamp> marker; // made when the first point asks for it
-    };
-
-    enum class Round { Halos, Casings, Symbols };
-
     void drawNext(Raster::Canvas& canvas);
     void drawArea(Raster::Canvas& canvas, qsizetype i, const Symbol& symbol) const;
-    bool isSeenAlready(qsizetype i, const Look& look);
+    bool isSeenAlready(qsizetype i, const Symbol& symbol);
     bool nextRound();
     const Raster::MarkerStamp& markerOf(qsizetype style);
     void drawMarkers(Raster::Canvas& canvas, qsizetype from, qsizetype to, qsizetype style);
@@ -65,14 +57,14 @@ private:
 
     const LayerSnapshot& m_snapshot;
     const MapView m_view;
-    Core::Shapes::GisExtent m_visible; ///< with what reaches in from outside
-    std::vector<Look> m_looks;
-    std::vector<Dot> m_dots;          // of each pixel, when the first is asked for
-    quint32 m_larger = 0;             // shapes drawn
+    const LayerSymbols m_symbols;
+    const Core::Shapes::GisExtent m_visible;                  ///< with what reaches in from outside
+    std::vector<std::optional<Raster::MarkerStamp>> m_stamps; // of styles, made when the first point asks
+    std::vector<Dot> m_dots;                                  // of each pixel, when the first is asked for
+    quint32 m_larger = 0;                                     // shapes drawn
     std::vector<quint32> m_uses;      // of each style by points; when the first is asked for
-    std::vector<qsizetype> m_stamped; // the looks that have a marker
+    std::vector<qsizetype> m_stamped; // the styles that have one
     qsizetype m_stampBytes = 0;
-    QList<Round> m_rounds; ///< halos and casings of lines lie below all of them
     qsizetype m_round = 0;
     qsizetype m_position = 0;
 };

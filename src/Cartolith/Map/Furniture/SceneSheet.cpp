@@ -130,18 +130,16 @@ QList<QImage> insetPictures(MapScene& scene, const MapSheet& sheet) {
         MapPreparation preparation(scene, view);
         while (!preparation.step(std::chrono::hours(1))) {
         }
-        QList<MapRenderJob::Layer> layers;
-        for (qsizetype i = 0; i < scene.count(); ++i) {
-            const MapScene::Entry& entry = scene.entry(i);
-            const bool isWanted = item.layers.isEmpty() ||
-                                  (entry.layer != nullptr && item.layers.contains(entry.layer->name()));
-            if (isWanted && scene.isDrawn(entry, view)) {
-                layers.append({scene.snapshot(i), entry.opacity, entry.blend, entry.casing});
-            }
+        MapDrawing drawing = preparation.drawing();
+        drawing.layers.removeIf([&item](const MapRenderJob::Layer& layer) {
+            return !item.layers.isEmpty() && !item.layers.contains(layer.snapshot.layerName());
+        });
+        for (MapRenderJob::Layer& layer : drawing.layers) {
+            layer.selected.clear(); // it shows where, not what
         }
-        MapRenderJob::Options options;
-        options.hasLabels = false;
-        MapRenderJob job(view, layers, options);
+        drawing.options = {}; // without labels and background
+        drawing.options.hasLabels = false;
+        MapRenderJob job(view, drawing.layers, drawing.options);
         if (job.run() != MapRenderJob::State::Done) {
             throw std::bad_alloc();
         }

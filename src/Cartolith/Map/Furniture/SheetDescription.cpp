@@ -122,24 +122,14 @@ void readPage(Members& members, SheetDescription& sheet) {
     }
 }
 
-void readColour(Members& members, const char* name, QColor& colour) {
-    if (members.has(name)) {
-        const QString where = members.where(name);
-        colour = QColor(members.string(name));
-        if (!colour.isValid()) {
-            fail(where, text("a colour is expected."));
-        }
-    }
-}
-
 void readColours(Members& members, SheetColours& colours) {
     if (members.has("colors")) {
         Members from(members.object("colors"), members.where("colors"));
-        readColour(from, "paper", colours.paper);
-        readColour(from, "sea", colours.sea);
-        readColour(from, "seaLine", colours.seaLine);
-        readColour(from, "ink", colours.ink);
-        readColour(from, "faintInk", colours.faintInk);
+        colours.paper = from.colour("paper", colours.paper);
+        colours.sea = from.colour("sea", colours.sea);
+        colours.seaLine = from.colour("seaLine", colours.seaLine);
+        colours.ink = from.colour("ink", colours.ink);
+        colours.faintInk = from.colour("faintInk", colours.faintInk);
         from.refuseOthers();
     }
 }

@@ -47,66 +47,52 @@ bool VectorDrawing::drawLayer(const MapRenderJob::Layer& layer) {
         drawPicture(snapshot);
         return goesOn(1.0);
     }
-    m_symbols.clear();
-    double reach = 2.0; // pixels
-    bool hasHalos = false;
-    bool hasCasings = false;
-    for (const Core::Layers::GisLayerStyle& style : snapshot.styles()) {
-        const Symbol& symbol = m_symbols.emplace_back(style, view.devicePixelRatio(), layer.casing);
-        reach = std::max(reach, symbol.reach() + 2.0);
-        if (!layer.selected.isEmpty()) {
+    const LayerSymbols symbols(snapshot, view.devicePixelRatio(), layer.casing);
+    double reach = symbols.reach();
+    if (!layer.selected.isEmpty()) {
+        constexpr double air = 2.0; // pixels
+        for (const Core::Layers::GisLayerStyle& style : snapshot.styles()) {
             reach =
-                std::max(reach, Map::Internal::selectedSymbol(style, view.devicePixelRatio()).reach() + 2.0);
+                std::max(reach, Map::Internal::selectedSymbol(style, view.devicePixelRatio()).reach() + air);
         }
-        hasHalos = hasHalos || symbol.halo;
-        hasCasings = hasCasings || symbol.casing;
     }
-    QList<Round> rounds;
-    if (hasHalos) {
-        rounds.append(Round::Halos);
-    }
-    if (hasCasings) {
-        rounds.append(Round::Casings);
-    }
-    rounds.append(Round::Symbols);
-    const double margin = reach * view.unitsPerPixel();
-    const Core::Shapes::GisExtent visible = view.pictureExtent().inflate(margin, margin);
+    const Core::Shapes::GisExtent visible = Map::Internal::around(view, reach);
     VectorPath path(view, QRectF(view.pictureFrame()).adjusted(-reach, -reach, reach, reach),
                     m_target.step());
-    const double all = static_cast<double>(snapshot.count()) * static_cast<double>(rounds.size());
+    const double all = static_cast<double>(snapshot.count()) * static_cast<double>(symbols.rounds().size());
     double done = 0.0;
-    for (const Round round : std::as_const(rounds)) {
+    for (const LayerSymbols::Round round : symbols.rounds()) {
         for (qsizetype i = 0; i < snapshot.count(); ++i, ++done) {
             if (snapshot.meets(i, visible)) {
-                drawFeature(snapshot, i, path, round);
+                drawFeature(snapshot, i, path, symbols, round);
             }
             if (!goesOn(done / all)) {
                 return false;
             }
         }
     }
-    return drawSelection(layer, path);
+    return drawSelection(layer, visible, path);
 }
 
-bool VectorDrawing::drawSelection(const MapRenderJob::Layer& layer, VectorPath& path) {
+bool VectorDrawing::drawSelection(const MapRenderJob::Layer& layer, const Core::Shapes::GisExtent& visible,
+                                  VectorPath& path) {
+    if (layer.selected.isEmpty()) {
+        return true;
+    }
     const LayerSnapshot& snapshot = layer.snapshot;
     const MapView& view = m_drawing.view;
     std::optional<Symbol> symbol;
     qsizetype style = -1; // of the symbol
-    for (qsizetype i = 0; i < snapshot.count() && !layer.selected.isEmpty(); ++i) {
+    for (qsizetype i = 0; i < snapshot.count(); ++i) {
         if (!goesOn(1.0)) {
             return false;
         }
-        if (!layer.selected.contains(snapshot.id(i))) {
+        if (!layer.selected.contains(snapshot.id(i)) || !snapshot.meets(i, visible)) {
             continue;
         }
         if (style != snapshot.styleNumber(i)) {
             style = snapshot.styleNumber(i);
             symbol = Map::Internal::selectedSymbol(snapshot.style(i), view.devicePixelRatio());
-        }
-        const double margin = (symbol->reach() + 2.0) * view.unitsPerPixel();
-        if (!snapshot.meets(i, view.pictureExtent().inflate(margin, margin))) {
-            continue;
         }
         const auto shape = snapshot.coordinates(i);
         const bool isArea = snapshot.kind(i) == LayerSnapshot::Kind::Area;
@@ -124,20 +110,21 @@ bool VectorDrawing::drawSelection(const MapRenderJob::Layer& layer, VectorPath& 
     return true;
 }
 
-void VectorDrawing::drawFeature(const LayerSnapshot& snapshot, qsizetype i, VectorPath& path, Round round) {
+void VectorDrawing::drawFeature(const LayerSnapshot& snapshot, qsizetype i, VectorPath& path,
+                                const LayerSymbols& symbols, LayerSymbols::Round round) {
     const qsizetype style = snapshot.styleNumber(i);
-    const Symbol& symbol = m_symbols[static_cast<std::size_t>(style)];
+    const Symbol& symbol = symbols[style];
     const LayerSnapshot::Kind kind = snapshot.kind(i);
     const bool isArea = kind == LayerSnapshot::Kind::Area;
-    const auto& below = round == Round::Halos ? symbol.halo : symbol.casing;
-    if (round != Round::Symbols && (kind != LayerSnapshot::Kind::Line || !below)) {
+    const auto& below = round == LayerSymbols::Round::Halos ? symbol.halo : symbol.casing;
+    if (round != LayerSymbols::Round::Symbols && (kind != LayerSnapshot::Kind::Line || !below)) {
         return;
     }
     if (kind != LayerSnapshot::Kind::Point &&
         !path.read(snapshot.coordinates(i), snapshot.partEnds(i), isArea)) {
         return;
     }
-    if (round != Round::Symbols) {
+    if (round != LayerSymbols::Round::Symbols) {
         drawLine(path, *below);
         return;
     }

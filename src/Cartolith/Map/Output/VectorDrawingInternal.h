@@ -3,6 +3,7 @@
 #include <Cartolith/Map/MapDrawing.h>
 #include <Cartolith/Map/Output/VectorPathInternal.h>
 #include <Cartolith/Map/Output/VectorTargetInternal.h>
+#include <Cartolith/Map/Symbols/LayerSymbolsInternal.h>
 
 #include <QStringList>
 
@@ -28,11 +29,12 @@ public:
 
 private:
     bool drawLayer(const MapRenderJob::Layer& layer);
-    /// Halos and casings of lines lie below all lines of a layer.
-    enum class Round { Halos, Casings, Symbols };
-    void drawFeature(const LayerSnapshot& snapshot, qsizetype i, VectorPath& path, Round round);
+    using LayerSymbols = Map::Internal::LayerSymbols;
+    void drawFeature(const LayerSnapshot& snapshot, qsizetype i, VectorPath& path,
+                     const LayerSymbols& symbols, LayerSymbols::Round round);
     /// Over the shapes of the layer.
-    bool drawSelection(const MapRenderJob::Layer& layer, VectorPath& path);
+    bool drawSelection(const MapRenderJob::Layer& layer, const Core::Shapes::GisExtent& visible,
+                       VectorPath& path);
     void drawLine(const VectorPath& path, const Raster::Stroke& stroke);
     void drawPicture(const LayerSnapshot& snapshot);
     bool drawLabels();
@@ -41,8 +43,7 @@ private:
     const MapDrawing& m_drawing;
     VectorTarget& m_target;
     const Progress& m_progress;
-    std::vector<Symbol> m_symbols; // of the layer's styles
-    qsizetype m_done = 0;          // layers
+    qsizetype m_done = 0; // layers
     int m_untilAsked = 0;
     QStringList m_pictures;
 };

@@ -146,15 +146,16 @@ public:
     EntryReader(const QDir& folder, MapScene::Sources sources) : m_folder(folder), m_sources(sources) {}
 
     /// What went wrong with the source comes to the problems; anything else is thrown.
-    MapScene::Entry read(const QJsonValue& value, const QString& where, QStringList& problems) const {
+    void read(const QJsonValue& value, const QString& where, MapScene::Loaded& loaded) const {
         Members members(value, where);
         MapScene::Entry entry;
         const QString name = members.string("name");
         const QString source = members.string("source");
         const QString path = m_folder.filePath(source); // an absolute one stays what it is
         const QString kind = members.string("kind");
+        loaded.sources.append(isFile(path) ? path : source);
         entry.layer =
-            layerOf(kind, isFile(path) ? path : source, members.string("layer"), members.where("kind"));
+            layerOf(kind, loaded.sources.constLast(), members.string("layer"), members.where("kind"));
         Layers::GisLayer& layer = *entry.layer;
         const QString definition = members.string("crs");
         const auto system = definition.isEmpty() ? nullptr : systemFrom(definition, members.where("crs"));
@@ -180,7 +181,7 @@ public:
                 layer.setName(name);
             }
         } catch (const std::runtime_error& error) {
-            problems.append(QStringLiteral("%1: %2").arg(name, QString::fromUtf8(error.what())));
+            loaded.problems.append(QStringLiteral("%1: %2").arg(name, QString::fromUtf8(error.what())));
             entry.layer.reset();
             entry.missing = value.toObject();
             if (!source.isEmpty() && QDir::isRelativePath(source) &&
@@ -188,7 +189,7 @@ public:
                 entry.missing.insert(text("source"), path);
             }
         }
-        return entry;
+        loaded.scene.insert(loaded.scene.count(), std::move(entry));
     }
 
 private:
@@ -354,9 +355,7 @@ MapScene::Loaded MapScene::load(const QString& path, Sources sources) {
         }
         const EntryReader reader(QFileInfo(path).absoluteDir(), sources);
         for (qsizetype i = 0; i < layers.size(); ++i) {
-            loaded.scene.insert(
-                loaded.scene.count(),
-                reader.read(layers.at(i), QStringLiteral("map.layers[%1]").arg(i), loaded.problems));
+            reader.read(layers.at(i), QStringLiteral("map.layers[%1]").arg(i), loaded);
         }
         return loaded;
     } catch (const std::runtime_error& error) {
