@@ -137,7 +137,7 @@ void writeVectors(const MapDrawing& drawing, const MapSheet& sheet, const QList<
         vectors.page->dotsPerInch = sheet.description().dotsPerInch;
         vectors.page->size = QSizeF(pixels) * (inch / vectors.page->dotsPerInch);
     }
-    vectors.title = options.sheet.title;
+    vectors.title = sheet.description().title();
     vectors.below = [&sheet](QPainter& painter) { sheet.drawBelow(painter); };
     vectors.above = [&sheet, &insets](QPainter& painter) { sheet.drawAbove(painter, insets); };
     const Output::VectorReport report = MarkedPicture::save(drawing, options.output, vectors, pixels);

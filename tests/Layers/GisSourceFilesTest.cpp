@@ -9,6 +9,8 @@
 #include <gdal_priv.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+
 using Cartolith::Core::Layers::GisSourceFiles;
 
 namespace {
@@ -54,8 +56,7 @@ TEST(GisSourceFiles, AreAllThatASourceIsReadFrom) {
     const QByteArray source = "<SourceFilename relativeToVRT=\"1\">dem.tif</SourceFilename>";
     write(dir.filePath("dem.vrt"), R"(<VRTDataset rasterXSize="9" rasterYSize="9"><VRTRasterBand dataType="Int16" band="1">
         <SimpleSource>)" + source + "<SourceBand>1</SourceBand></SimpleSource></VRTRasterBand></VRTDataset>");
-    write(dir.filePath("roads.vrt"), R"(<OGRVRTDataSource><OGRVRTLayer name="roads"><SrcDataSource relativeToVRT="1">roads.shp
-        </SrcDataSource></OGRVRTLayer></OGRVRTDataSource>)");
+    write(dir.filePath("roads.vrt"), R"(<OGRVRTDataSource><OGRVRTLayer name="roads"><SrcDataSource relativeToVRT="1">roads.shp</SrcDataSource></OGRVRTLayer></OGRVRTDataSource>)");
     write(dir.filePath("place.geojson"), R"({"type": "Point", "coordinates": [1, 2]})");
     write(dir.filePath("roads.gpkg-wal"), "");
 
@@ -66,6 +67,7 @@ TEST(GisSourceFiles, AreAllThatASourceIsReadFrom) {
         {"roads.shp", {"roads.dbf", "roads.prj", "roads.shx"}},
         {"roads.gpkg", {}},
         {"dem.tif", {"dem.tif.aux.xml", "dem.tif.ovr"}},
+        {"roads.vrt", {"roads.dbf", "roads.prj", "roads.shp", "roads.shx"}},
         {"dem.vrt", {"dem.tif", "dem.tif.aux.xml", "dem.tif.ovr"}},
         {"place.geojson", {}},
         {"missing.gpkg", {}},

@@ -229,6 +229,28 @@ TEST(VectorFile, NamesTheGroupsOfAnSvgByLayerAndFeature) {
     EXPECT_EQ(reader.errorString(), QString());
 }
 
+TEST(VectorFile, ANameOnACurveStandsInAnSvgOnce) {
+    MapScene scene;
+    std::shared_ptr<Layers::GisLayerVector> layer =
+        test::layerOf({"LINESTRING (5 40, 20 52, 40 60, 60 60, 80 52, 95 40)", "LINESTRING (10 20, 90 20)"});
+    layer->items().at(0)->attributes().insert("n", "Ringvägen");
+    layer->items().at(1)->attributes().insert("n", "Allén");
+    layer->style().setShowLabels(true);
+    layer->style().setLabelField("n");
+    layer->style().setLabelHaloEnabled(true);
+    scene.append(layer);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("map.svg");
+    VectorFile::save(scene, MapView(GisExtent(0, 0, 100, 100), QRectF(0, 0, 200, 200)), path);
+    const QString svg = QString::fromUtf8(contentOf(path));
+    EXPECT_EQ(svg.count("Ringvägen"), 1);
+    EXPECT_EQ(svg.count("Allén"), 1);
+    EXPECT_EQ(svg.count(">v</text>"), 1) << "letters, each in its place, not copied";
+    EXPECT_LT(svg.indexOf("user-select:none"), svg.indexOf(">R</text>"));
+    EXPECT_EQ(svg.count("<use "), 1) << "one halo for all, below all letters";
+    EXPECT_LT(svg.indexOf("<use "), svg.indexOf("<text"));
+}
+
 TEST(VectorFile, DashesGoOnWhereALineIsCut) {
     MapScene scene;
     std::shared_ptr<Layers::GisLayerVector> layer =
