@@ -89,16 +89,15 @@ void insertAfter(QByteArray& text, const char* place, const QByteArray& what) {
     text.insert(at + static_cast<qsizetype>(qstrlen(place)), what);
 }
 
-/// With as many decimals as a page needs.
 QByteArray number(double value) {
-    return QByteArray::number(value, 'f', 6);
+    return QByteArray::number(value, 'g', 12);
 }
 
 QByteArray matrixOf(const QTransform& transform) {
     QByteArray text;
     for (const double value : {transform.m11(), transform.m12(), transform.m21(), transform.m22(),
                                transform.dx(), transform.dy()}) {
-        text += QByteArray::number(value, 'g', 12) + ' ';
+        text += number(value) + ' ';
     }
     return text;
 }
@@ -138,7 +137,7 @@ void forEachPlace(const QByteArray& operators, Other other, Function function) {
         const qsizetype first = at + start.size();
         const qsizetype second = operators.indexOf(middle, first);
         const qsizetype last = second < 0 ? -1 : operators.indexOf(end, second);
-        if (last < 0) {
+        if (last < 0 || operators.indexOf(' ', second + middle.size()) > last) {
             refuse();
         }
         other(QByteArrayView(operators).sliced(from, at - from));
@@ -285,7 +284,10 @@ QByteArray PdfForms::applied(const QByteArray& pdf) const {
     };
     const auto place = [&](std::size_t marker, const QByteArray& at) {
         const qsizetype form = formOf[marker];
-        return "q\n1 0 0 1 " + at + " cm\n" +
+        const QPointF middle = m_forms.at(form).bounds.center();
+        const qsizetype space = at.indexOf(' ');
+        return "q\n1 0 0 1 " + number(at.first(space).toDouble() - middle.x()) + ' ' +
+               number(at.mid(space + 1).toDouble() - middle.y()) + " cm\n" +
                (isInline(form) ? content.forms.at(form) : "/Form" + QByteArray::number(form + 1) + " Do\n") +
                "Q\n";
     };

@@ -26,7 +26,8 @@ public:
     /// The number of a marker that is to be drawn after all groups.
     int addMarker() { return m_markers++; }
     void drawPlace(QPainter& painter, int marker, QPointF place);
-    /// What is drawn around (0, 0) until its end is the marker. It reaches no further than the bounds.
+    /// What is drawn within the bounds until its end is the marker, which has its places at their middle.
+    /// They lie on the page: Qt draws gradients as pictures, which end with it.
     void beginMarker(QPainter& painter, int marker, const QRectF& bounds);
     void endMarker(QPainter& painter);
 

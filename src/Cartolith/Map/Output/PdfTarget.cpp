@@ -119,8 +119,9 @@ void PdfTarget::drawMarkers() {
     m_painter.resetTransform();
     for (qsizetype i = 0; i < m_markers.size(); ++i) {
         const Symbol::Marker& marker = m_markers.at(i);
-        const double reach = (marker.reach() + 1.0) * steps;
-        m_forms.beginMarker(m_painter, static_cast<int>(i), QRectF(-reach, -reach, 2.0 * reach, 2.0 * reach));
+        const double middle = std::ceil(marker.reach() + 1.0) * steps;
+        m_forms.beginMarker(m_painter, static_cast<int>(i), QRectF(0.0, 0.0, 2.0 * middle, 2.0 * middle));
+        m_painter.translate(middle, middle);
         m_painter.scale(steps, steps);
         marker.paint(m_painter, {});
         m_forms.endMarker(m_painter);

@@ -64,19 +64,30 @@ void SvgTarget::line(std::span<const double> parts, std::span<const qsizetype> e
     m_svg.stroke(parts, ends, stroke);
 }
 
+int SvgTarget::addSymbol(const Symbol::Marker& marker) {
+    if (marker.svg == nullptr && !(marker.haloWidth > 0.0)) {
+        return m_svg.addSymbol(marker.path(), marker.color, marker.outline);
+    }
+    // Gradients become pictures: of a device that holds all of the marker, and finer than it is seen.
+    constexpr double larger = 8.0;
+    const double middle = std::ceil(marker.reach() + 1.0) * larger;
+    const int symbol = m_svg.beginSymbol({middle, middle}, larger);
+    paintSvg(m_svg, QSizeF(middle, middle) * 2.0, [&](QPainter& painter) {
+        painter.translate(middle, middle);
+        painter.scale(larger, larger);
+        marker.paint(painter, {});
+    });
+    m_svg.end();
+    return symbol;
+}
+
 void SvgTarget::marker(qsizetype style, const Symbol::Marker& marker, QPointF place) {
     if (!(marker.size > 0.0)) {
         return;
     }
     auto symbol = m_symbols.constFind(style);
     if (symbol == m_symbols.cend()) {
-        const bool isPath = marker.svg == nullptr && !(marker.haloWidth > 0.0);
-        symbol = m_symbols.insert(style, isPath ? m_svg.addSymbol(marker.path(), marker.color, marker.outline)
-                                                : m_svg.beginSymbol());
-        if (!isPath) {
-            paintSvg(m_svg, m_frame.size(), [&](QPainter& painter) { marker.paint(painter, {}); });
-            m_svg.end();
-        }
+        symbol = m_symbols.insert(style, addSymbol(marker));
     }
     m_svg.marker(*symbol, place);
 }

@@ -28,6 +28,7 @@ public:
     void labels(std::span<const Labels::PlacedLabel> labels) override;
 
 private:
+    int addSymbol(const Symbol::Marker& marker);
     void label(const Labels::PlacedLabel& label);
 
     SvgWriter& m_svg;

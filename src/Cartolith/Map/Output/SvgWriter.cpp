@@ -424,8 +424,18 @@ int SvgWriter::addSymbol(const QPainterPath& path, QColor color, const Stroke& o
     return d->symbols;
 }
 
-int SvgWriter::beginSymbol() {
-    d->text.append("<defs><g id=\"_symbol").append(QByteArray::number(++d->symbols)).append("\">");
+int SvgWriter::beginSymbol(QPointF middle, double larger) {
+    d->text.append("<defs><g id=\"_symbol").append(QByteArray::number(++d->symbols)).append('"');
+    if (!middle.isNull() || larger != 1) {
+        d->text.append(" transform=\"scale(");
+        SvgSyntax::appendNumber(d->text, 1.0 / larger);
+        d->text.append(")translate(");
+        SvgSyntax::appendNumber(d->text, -middle.x());
+        d->text.append(' ');
+        SvgSyntax::appendNumber(d->text, -middle.y());
+        d->text.append(")\"");
+    }
+    d->text.append('>');
     d->begin(QString(), "</g></defs>\n");
     return d->symbols;
 }

@@ -94,8 +94,8 @@ public:
     /// A symbol to be used many times, around (0, 0); its number. Paths of several areas go by even and odd,
     /// curves stay curves.
     int addSymbol(const QPainterPath& path, QColor color, const Raster::Stroke& outline);
-    /// Likewise, of all that is drawn around (0, 0) until its end().
-    int beginSymbol();
+    /// Likewise, of all that is drawn around the middle until its end(), so many times as large.
+    int beginSymbol(QPointF middle = {}, double larger = 1.0);
     /// \throws std::out_of_range for a symbol that was not added
     void marker(int symbol, QPointF place, double rotation = 0.0, double scale = 1.0);
 
