@@ -11,6 +11,7 @@
 #include <Cartolith/Map/Output/VectorFile.h>
 
 #include <QCommandLineParser>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <cmath>
@@ -221,6 +222,16 @@ void RenderOptions::readLayers(const QString& command, const QStringList& argume
     const QStringList styleFiles = parser.values("save-style");
     for (const QString& file : styleFiles) {
         Output::OutputFile::requireWritable(file);
+    }
+    QStringList inputs{map};
+    for (const FileArguments& file : std::as_const(files)) {
+        inputs.append(file.file);
+    }
+    for (const QString& file : QStringList{output, saveMap} + styleFiles) {
+        Arguments::requireUnread(file, inputs);
+    }
+    if (!saveMap.isEmpty() && QFileInfo(saveMap) == QFileInfo(output)) {
+        throw UsageError(QStringLiteral("-o and --save-map name the same file"));
     }
     if (parser.isSet("theme")) {
         files = withTheme(std::move(files), parser.value("theme"));

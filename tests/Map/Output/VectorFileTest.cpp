@@ -124,8 +124,8 @@ TEST(VectorFile, APdfLooksLikeThePicture) {
 MapScene markers(int rows, double opacity) {
     MapScene scene;
     const char* const gradient =
-        R"(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 9 9"><linearGradient id="g"><stop offset="0" stop-color="red"/>
-           <stop offset="1" stop-color="blue"/></linearGradient><rect width="9" height="9" fill="url(#g)"/></svg>)";
+        R"svg(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 9 9"><linearGradient id="g"><stop offset="0" stop-color="red"/>
+           <stop offset="1" stop-color="blue"/></linearGradient><rect width="9" height="9" fill="url(#g)"/></svg>)svg";
     for (int column = 0; column < 3; ++column) {
         QStringList points;
         for (int i = 0; i < rows; ++i) {
