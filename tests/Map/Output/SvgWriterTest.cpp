@@ -81,7 +81,7 @@ TEST(SvgWriter, WritesShortWellFormedElements) {
              svg.beginClip({1, 2, 30, 40});
              svg.beginFeature(17);
          },
-         R"svg(<clipPath id="_clip1"><rect x="1" y="2" width="30" height="40"/></clipPath>
+         R"svg(<defs><clipPath id="_clip1"><rect x="1" y="2" width="30" height="40"/></clipPath></defs>
 <g clip-path="url(#_clip1)">
 <g id="roads.17">)svg"},
         {"text",

@@ -354,20 +354,21 @@ void SvgWriter::beginFeature(qint64 id) {
     d->begin();
 }
 
+// Readers without clips, such as Qt's, would draw what is in no <defs>.
 void SvgWriter::beginClip(const QRectF& frame) {
     const QByteArray id = "_clip" + QByteArray::number(++d->clips);
-    d->text.append("<clipPath id=\"").append(id).append("\"><rect");
+    d->text.append("<defs><clipPath id=\"").append(id).append("\"><rect");
     d->frame(frame);
-    d->text.append("/></clipPath>\n<g clip-path=\"url(#").append(id).append(")\"");
+    d->text.append("/></clipPath></defs>\n<g clip-path=\"url(#").append(id).append(")\"");
     d->endElement(">\n");
     d->begin();
 }
 
 void SvgWriter::beginClip(std::span<const double> rings, std::span<const qsizetype> ringEnds) {
     const QByteArray id = "_clip" + QByteArray::number(++d->clips);
-    d->text.append("<clipPath id=\"").append(id).append("\">");
+    d->text.append("<defs><clipPath id=\"").append(id).append("\">");
     d->text.append(d->path(rings, ringEnds, true) ? " clip-rule=\"evenodd\"/>" : ""); // nothing is left of it
-    d->text.append("</clipPath>\n<g clip-path=\"url(#").append(id).append(")\"");
+    d->text.append("</clipPath></defs>\n<g clip-path=\"url(#").append(id).append(")\"");
     d->endElement(">\n");
     d->begin();
 }
