@@ -11,6 +11,7 @@
 #include <Cartolith/Map/Output/VectorFile.h>
 
 #include <QCommandLineParser>
+#include <QDir>
 #include <QFileInfo>
 
 #include <algorithm>
@@ -230,7 +231,10 @@ void RenderOptions::readLayers(const QString& command, const QStringList& argume
     for (const QString& file : QStringList{output, saveMap} + styleFiles) {
         Arguments::requireUnread(file, inputs);
     }
-    if (!saveMap.isEmpty() && QFileInfo(saveMap) == QFileInfo(output)) {
+    const auto placeOf = [](const QString& file) {
+        return QDir::cleanPath(QFileInfo(file).absoluteFilePath());
+    };
+    if (!saveMap.isEmpty() && placeOf(saveMap) == placeOf(output)) {
         throw UsageError(QStringLiteral("-o and --save-map name the same file"));
     }
     if (parser.isSet("theme")) {
