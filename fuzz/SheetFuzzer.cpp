@@ -39,6 +39,11 @@ Map::LegendContent legend() {
 
 } // namespace
 
+/// Fontconfig keeps what it has read of the fonts.
+extern "C" const char* __lsan_default_suppressions() {
+    return "leak:libfontconfig";
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t size) {
     static const bool isBegun = (beginApplication(), true);
     static const auto system = Core::CoordinateSystems::CoordinateSystemFactory::fromEpsg(32632);

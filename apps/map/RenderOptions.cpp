@@ -95,7 +95,8 @@ const char* const tilesText = R"(cartolith-map tiles: draw layers as tiles for t
 
 Draws the square of Web Mercator (EPSG:3857) in 4, 16, 64, ... tiles: into an MBTiles file, which is replaced, or a new
 folder with z/x/y.png. Labels go on across tiles. Interrupted (Ctrl-C), it leaves NAME.part; the same command goes on from
-there, as long as the files that it names, and MAP names, are as they were. Options about looks are those of render.
+there, as long as the files that it names, those that MAP names, and what belongs to them (such as .dbf) are as they were.
+Options about looks are those of render.
 
   -o, --output NAME         the file or folder to write
   --zoom N-M                from this zoom to that, each from 0 to 24
