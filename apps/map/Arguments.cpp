@@ -227,6 +227,15 @@ void Arguments::unknown(const QString& what, const QString& name, const QStringL
                          .arg(what, name, known.join(QStringLiteral(", "))));
 }
 
+void Arguments::requireUnread(const QString& output, const QStringList& inputs) {
+    const QString target = QFileInfo(output).canonicalFilePath(); // empty for a new file
+    for (const QString& input : inputs) {
+        if (!target.isEmpty() && target == QFileInfo(input).canonicalFilePath()) {
+            throw UsageError(QStringLiteral("'%1' is read, so it cannot be written").arg(output));
+        }
+    }
+}
+
 void Arguments::refuse(const QCommandLineParser& parser, const QStringList& options, const QString& why) {
     for (const QString& option : options) {
         if (parser.isSet(option)) {

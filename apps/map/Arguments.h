@@ -63,6 +63,8 @@ coordinateSystem(const QCommandLineParser& parser, const QString& option);
 QList<double> numbers(const QString& option, const QString& text, qsizetype count, const QString& what);
 /// There is no such name: say which there are.
 [[noreturn]] void unknown(const QString& what, const QString& name, const QStringList& known);
+/// \throws UsageError when the file to be written is one of those that are read
+void requireUnread(const QString& output, const QStringList& inputs);
 /// The options of the list make no sense: say why when one of them is there.
 void refuse(const QCommandLineParser& parser, const QStringList& options, const QString& why);
 

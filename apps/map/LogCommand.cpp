@@ -5,7 +5,6 @@
 #include <Cartolith/Map/Output/OutputFile.h>
 
 #include <QCommandLineParser>
-#include <QFileInfo>
 
 #include <algorithm>
 #include <cstdio>
@@ -54,12 +53,7 @@ LogSummary summaryOf(const QString& file) {
 
 /// The log is what was measured: it is not to be replaced by what is said about it.
 void checkOutput(const QString& output, const QStringList& files) {
-    const QString target = QFileInfo(output).canonicalFilePath(); // empty for a new file
-    for (const QString& file : files) {
-        if (!target.isEmpty() && target == QFileInfo(file).canonicalFilePath()) {
-            throw UsageError(QStringLiteral("'%1' is read, so it cannot be written").arg(output));
-        }
-    }
+    Arguments::requireUnread(output, files);
     if (!output.isEmpty()) {
         Cartolith::Map::Output::OutputFile::requireWritable(output);
     }

@@ -1,5 +1,6 @@
 #include "MapInput.h"
 
+#include "Arguments.h"
 #include "OpenLayer.h"
 #include "RasterMapLayer.h"
 #include "RenderOptions.h"
@@ -55,6 +56,7 @@ MapInput::Input open(const RenderOptions& options, StepLog& log) {
 MapInput::Input load(const RenderOptions& options, StepLog& log) {
     // Whoever names the map file wants what it names.
     MapScene::Loaded loaded = MapScene::load(options.map, MapScene::Sources::Everything);
+    Arguments::requireUnread(options.output, loaded.sources);
     log.done("read", QStringLiteral("%1: %2 layers").arg(options.map).arg(loaded.scene.count()));
     for (const QString& problem : std::as_const(loaded.problems)) {
         log.answer("missing", problem);

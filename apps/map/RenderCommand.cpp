@@ -1,5 +1,6 @@
 #include "Arguments.h"
 #include "Commands.h"
+#include "Interruption.h"
 #include "MapInput.h"
 #include "MarkedPicture.h"
 #include "RenderOptions.h"
@@ -18,6 +19,7 @@
 #include <algorithm>
 #include <memory>
 #include <new>
+#include <stdexcept>
 #include <vector>
 
 using namespace Cartolith::Core;
@@ -137,10 +139,14 @@ void writeVectors(const MapDrawing& drawing, const MapSheet& sheet, const QList<
         vectors.page->dotsPerInch = sheet.description().dotsPerInch;
         vectors.page->size = QSizeF(pixels) * (inch / vectors.page->dotsPerInch);
     }
-    vectors.title = options.sheet.title;
+    vectors.title = sheet.description().title();
     vectors.below = [&sheet](QPainter& painter) { sheet.drawBelow(painter); };
     vectors.above = [&sheet, &insets](QPainter& painter) { sheet.drawAbove(painter, insets); };
+    vectors.progress = [](double) { return !Interruption::isWanted(); };
     const Output::VectorReport report = MarkedPicture::save(drawing, options.output, vectors, pixels);
+    if (!report.isComplete) {
+        throw std::runtime_error("interrupted; nothing was written");
+    }
     log.done("draw", QStringLiteral("%1 x %2 mm")
                          .arg(QString::number(vectors.page->size.width(), 'f', 1),
                               QString::number(vectors.page->size.height(), 'f', 1)));
@@ -192,6 +198,7 @@ int Commands::render(const QStringList& arguments) {
     }
     const QList<QImage> insets = Furniture::insetPictures(scene, sheet);
     const MapDrawing drawing = prepare(scene, layers, sheet.view());
+    Interruption::watch(); // nothing half-written is to be left
     if (Output::VectorFile::isFormat(options.output)) {
         writeVectors(drawing, sheet, insets, options, log);
     } else {

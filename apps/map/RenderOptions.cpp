@@ -11,6 +11,8 @@
 #include <Cartolith/Map/Output/VectorFile.h>
 
 #include <QCommandLineParser>
+#include <QDir>
+#include <QFileInfo>
 
 #include <algorithm>
 #include <cmath>
@@ -93,7 +95,8 @@ const char* const tilesText = R"(cartolith-map tiles: draw layers as tiles for t
 
 Draws the square of Web Mercator (EPSG:3857) in 4, 16, 64, ... tiles: into an MBTiles file, which is replaced, or a new
 folder with z/x/y.png. Labels go on across tiles. Interrupted (Ctrl-C), it leaves NAME.part; the same command goes on from
-there, as long as the files that it names, and MAP names, are as they were. Options about looks are those of render.
+there, as long as the files that it names, those that MAP names, and what belongs to them (such as .dbf) are as they were.
+Options about looks are those of render.
 
   -o, --output NAME         the file or folder to write
   --zoom N-M                from this zoom to that, each from 0 to 24
@@ -221,6 +224,19 @@ void RenderOptions::readLayers(const QString& command, const QStringList& argume
     const QStringList styleFiles = parser.values("save-style");
     for (const QString& file : styleFiles) {
         Output::OutputFile::requireWritable(file);
+    }
+    QStringList inputs{map};
+    for (const FileArguments& file : std::as_const(files)) {
+        inputs.append(file.file);
+    }
+    for (const QString& file : QStringList{output, saveMap} + styleFiles) {
+        Arguments::requireUnread(file, inputs);
+    }
+    const auto placeOf = [](const QString& file) {
+        return QDir::cleanPath(QFileInfo(file).absoluteFilePath());
+    };
+    if (!saveMap.isEmpty() && placeOf(saveMap) == placeOf(output)) {
+        throw UsageError(QStringLiteral("-o and --save-map name the same file"));
     }
     if (parser.isSet("theme")) {
         files = withTheme(std::move(files), parser.value("theme"));

@@ -77,12 +77,7 @@ ResultOutput::ResultOutput(const QString& command, const QCommandLineParser& par
     if (!m_isPicture && (!GisLayerVector::canSaveAs(m_path) || isConnection(m_path))) {
         throw UsageError(QStringLiteral("no format is known for '%1'").arg(shown(m_path)));
     }
-    const QString target = QFileInfo(m_path).canonicalFilePath();
-    for (const QString& input : parser.positionalArguments()) {
-        if (!target.isEmpty() && target == QFileInfo(input).canonicalFilePath()) {
-            throw UsageError(QStringLiteral("'%1' is read, so it cannot be written").arg(m_path));
-        }
-    }
+    Arguments::requireUnread(m_path, parser.positionalArguments());
     if (parser.isSet("size")) {
         m_sheet.size = Arguments::size(parser.value("size"));
     }

@@ -7,6 +7,7 @@
 #include "StepLog.h"
 
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
+#include <Cartolith/Core/Layers/GisSourceFiles.h>
 #include <Cartolith/Map/Output/SceneTiles.h>
 
 #include <QCryptographicHash>
@@ -38,6 +39,15 @@ QString markOf(const QStringList& arguments) {
     return QString::fromLatin1(hash.result().toHex());
 }
 
+/// Of all sources.
+QStringList filesOf(const QStringList& sources) {
+    QStringList files;
+    for (const QString& source : sources) {
+        files.append(Cartolith::Core::Layers::GisSourceFiles::of(source));
+    }
+    return files;
+}
+
 } // namespace
 
 QString Commands::tilesHelp() {
@@ -48,7 +58,7 @@ int Commands::tiles(const QStringList& arguments) {
     RenderOptions options = RenderOptions::ofTiles(arguments);
     StepLog log(options.quiet);
     MapInput::Input input = MapInput::read(options, log);
-    options.tiles.mark = markOf(arguments + input.sources);
+    options.tiles.mark = markOf(arguments + filesOf(input.sources));
     if (options.background.isValid()) {
         input.scene.setBackground(options.background);
     }

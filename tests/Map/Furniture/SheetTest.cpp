@@ -85,6 +85,21 @@ TEST(SheetDescription, RefusesWhatMakesNoSense) {
     EXPECT_THROW(SheetDescription::load("no/such.json"), std::runtime_error);
 }
 
+TEST(SheetDescription, IsCalledByItsFirstBoldText) {
+    const struct {
+        QByteArray items;
+        const char* title;
+    } rows[] = {
+        {R"({"kind": "text", "text": "Source"}, {"kind": "text", "text": "The\n  sea", "bold": true},
+            {"kind": "text", "text": "Other", "bold": true})",
+         "The sea"},
+        {R"({"kind": "text", "text": "Source"}, {"kind": "legend", "title": "Depths"})", ""},
+    };
+    for (const auto& row : rows) {
+        EXPECT_EQ(sheetWith(", \"items\": [" + row.items + "]").title(), row.title) << row.title;
+    }
+}
+
 TEST(MapSheet, HangsItemsUpAtTheirAnchors) {
     // 254 mm at 100 to the inch: a millimetre is 3.937 pixels.
     const auto system = CoordinateSystemFactory::fromEpsg(32633);

@@ -81,7 +81,7 @@ TEST(SvgWriter, WritesShortWellFormedElements) {
              svg.beginClip({1, 2, 30, 40});
              svg.beginFeature(17);
          },
-         R"svg(<clipPath id="_clip1"><rect x="1" y="2" width="30" height="40"/></clipPath>
+         R"svg(<defs><clipPath id="_clip1"><rect x="1" y="2" width="30" height="40"/></clipPath></defs>
 <g clip-path="url(#_clip1)">
 <g id="roads.17">)svg"},
         {"text",
@@ -93,6 +93,38 @@ TEST(SvgWriter, WritesShortWellFormedElements) {
                        .haloWidth = 1});
          },
          R"svg( transform="translate(3 4)rotate(-30)" font-family="'A; x'" font-size="12" fill="#000000" stroke="#ffffff" stroke-width="2" stroke-linejoin="round" paint-order="stroke"> a&#60;b )svg"},
+        {"halo of texts, the text once",
+         [](SvgWriter& svg) {
+             svg.beginTexts(svg.addHalo(Qt::white, 1.5));
+             svg.text({.text = "a", .baseline = {3, 4}, .family = {}});
+             svg.end();
+         },
+         R"svg(<use xlink:href="#_texts1" stroke="#ffffff" stroke-width="3" stroke-linejoin="round" aria-hidden="true"/>
+<g id="_texts1">
+<text xml:space="preserve" x="3" y="4" font-size="12" fill="#000000">a</text>
+</g>)svg"},
+        {"text on a curve, whole for who searches",
+         [](SvgWriter& svg) {
+             svg.text({.text = "ab", .baseline = {3, 4}, .rotation = 20, .family = "F", .length = 9},
+                      std::vector<SvgTextPiece>{{"a", {3, 4}, 10, 5}, {"b", {8, 5}, 30}});
+         },
+         R"svg(<g font-family="'F'" font-size="12">
+<g aria-hidden="true" style="-webkit-user-select:none;user-select:none" fill="#000000">
+<text xml:space="preserve" transform="translate(3 4)rotate(10)" textLength="5" lengthAdjust="spacingAndGlyphs">a</text>
+<text xml:space="preserve" transform="translate(8 5)rotate(30)">b</text>
+</g>
+<text xml:space="preserve" transform="translate(3 4)rotate(20)" textLength="9" lengthAdjust="spacingAndGlyphs" fill="none" stroke="none">ab</text>
+</g>)svg"},
+        {"a symbol of several elements",
+         [](SvgWriter& svg) {
+             const int symbol = svg.beginSymbol();
+             svg.text({.text = "a", .baseline = {}, .family = {}});
+             svg.end();
+             svg.marker(symbol, {1, 2});
+         },
+         R"svg(fill="#000000">a</text>
+</g></defs>
+<use xlink:href="#_symbol1" x="1" y="2"/>)svg"},
         {"symbol",
          [](SvgWriter& svg) {
              QPainterPath path;
@@ -135,6 +167,7 @@ TEST(SvgWriter, WritesShortWellFormedElements) {
     }
     EXPECT_THROW(svgOf([](SvgWriter& svg) { svg.end(); }), std::logic_error);
     EXPECT_THROW(svgOf([](SvgWriter& svg) { svg.marker(1, {}); }), std::out_of_range);
+    EXPECT_THROW(svgOf([](SvgWriter& svg) { svg.beginTexts(1); }), std::out_of_range);
     EXPECT_THROW(svgOf([&](SvgWriter& svg) { svg.fill(squares, std::vector<qsizetype>{10}, Qt::red); }),
                  std::invalid_argument);
 }

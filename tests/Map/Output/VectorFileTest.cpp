@@ -120,6 +120,69 @@ TEST(VectorFile, APdfLooksLikeThePicture) {
     }
 }
 
+/// Points in three columns: a star with a halo, a picture with a gradient, a plain circle.
+MapScene markers(int rows, double opacity) {
+    MapScene scene;
+    const char* const gradient =
+        R"svg(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 9 9"><linearGradient id="g"><stop offset="0" stop-color="red"/>
+           <stop offset="1" stop-color="blue"/></linearGradient><rect width="9" height="9" fill="url(#g)"/></svg>)svg";
+    for (int column = 0; column < 3; ++column) {
+        QStringList points;
+        for (int i = 0; i < rows; ++i) {
+            points.append(QString("POINT (%1 %2)").arg(20 + 30 * column).arg(15 + 70.0 * i / rows));
+        }
+        MapScene::Entry entry;
+        entry.layer = test::layerOf(points);
+        Layers::GisLayerStyle& style = entry.layer->style();
+        style.setPointSize(20);
+        style.setPointColor("#FFD700");
+        style.setMarkerShape(column == 0   ? Layers::MarkerShape::Star
+                             : column == 1 ? Layers::MarkerShape::Svg
+                                           : Layers::MarkerShape::Circle);
+        style.setMarkerSvg(gradient);
+        style.setHaloWidth(column == 0 ? 4 : 0);
+        style.setHaloColor("#00FF00");
+        entry.opacity = opacity;
+        scene.insert(column, entry);
+    }
+    return scene;
+}
+
+TEST(VectorFile, ManyPointsHaveOneMarker) {
+    GDALAllRegister();
+    const MapView view(GisExtent(0, 0, 100, 100), QRectF(0, 0, 100, 100));
+    const QTemporaryDir folder;
+    const QString pdf = folder.filePath("map.pdf");
+    const QString svg = folder.filePath("map.svg");
+    for (const double opacity : {1.0, 0.5}) {
+        for (const int rows : {1, 3, 1000}) { // few places, some, many
+            MapScene scene = markers(rows, opacity);
+            scene.setBackground("#FFFFFF");
+            VectorFile::save(scene, view, svg);
+            const QByteArray text = contentOf(svg);
+            EXPECT_EQ(text.count("<use "), 3 * rows);
+            EXPECT_LT(text.count("<path") + text.count("<image"), 8) << "once, each with its parts";
+            VectorFile::save(scene, view, pdf);
+            EXPECT_LT(contentOf(pdf).size(), 20'000 + 3 * rows * 12);
+            const QImage found = rasterOf(pdf);
+            if (found.isNull()) {
+                continue; // this GDAL reads no PDF
+            }
+            const QImage expected = scene.draw(view);
+            // In the halo, the star, both ends of the gradient, the circle, and beside them.
+            for (const QPoint at : {QPoint(11, 85), QPoint(20, 85), QPoint(43, 85), QPoint(57, 85), QPoint(80, 83),
+                                    QPoint(35, 85), QPoint(65, 85)}) {
+                const QColor a = found.pixelColor(at);
+                const QColor b = expected.pixelColor(at);
+                EXPECT_LE(std::abs(a.red() - b.red()) + std::abs(a.green() - b.green()) + std::abs(a.blue() - b.blue()),
+                          24)
+                    << opacity << ' ' << rows << ' ' << at.x() << ' ' << qPrintable(a.name()) << ' '
+                    << qPrintable(b.name());
+            }
+        }
+    }
+}
+
 TEST(VectorFile, NamesTheGroupsOfAnSvgByLayerAndFeature) {
     MapScene scene;
     std::shared_ptr<Layers::GisLayerVector> shared = test::layerOf({"POINT (5 5)", "LINESTRING (-1000 5, 1000 5)"});
@@ -164,6 +227,28 @@ TEST(VectorFile, NamesTheGroupsOfAnSvgByLayerAndFeature) {
         reader.readNext();
     }
     EXPECT_EQ(reader.errorString(), QString());
+}
+
+TEST(VectorFile, ANameOnACurveStandsInAnSvgOnce) {
+    MapScene scene;
+    std::shared_ptr<Layers::GisLayerVector> layer =
+        test::layerOf({"LINESTRING (5 40, 20 52, 40 60, 60 60, 80 52, 95 40)", "LINESTRING (10 20, 90 20)"});
+    layer->items().at(0)->attributes().insert("n", "Ringvägen");
+    layer->items().at(1)->attributes().insert("n", "Allén");
+    layer->style().setShowLabels(true);
+    layer->style().setLabelField("n");
+    layer->style().setLabelHaloEnabled(true);
+    scene.append(layer);
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("map.svg");
+    VectorFile::save(scene, MapView(GisExtent(0, 0, 100, 100), QRectF(0, 0, 200, 200)), path);
+    const QString svg = QString::fromUtf8(contentOf(path));
+    EXPECT_EQ(svg.count("Ringvägen"), 1);
+    EXPECT_EQ(svg.count("Allén"), 1);
+    EXPECT_EQ(svg.count(">v</text>"), 1) << "letters, each in its place, not copied";
+    EXPECT_LT(svg.indexOf("user-select:none"), svg.indexOf(">R</text>"));
+    EXPECT_EQ(svg.count("<use "), 1) << "one halo for all, below all letters";
+    EXPECT_LT(svg.indexOf("<use "), svg.indexOf("<text"));
 }
 
 TEST(VectorFile, DashesGoOnWhereALineIsCut) {

@@ -97,6 +97,10 @@ void MapSheet::drawBelow(QPainter& painter) const {
                 painter.drawPolyline(line.pixels);
             }
         }
+        // Names beside it may reach over it, so not above them.
+        painter.setBrush(Qt::NoBrush);
+        painter.setPen(QPen(colours.faintInk, 1.2 * m_view.devicePixelRatio()));
+        painter.drawPolygon(m_graticule->worldOutline());
     }
     painter.restore();
 }
@@ -108,20 +112,16 @@ void MapSheet::drawAbove(QPainter& painter, const QList<QImage>& insets) const {
     const double ratio = m_view.devicePixelRatio();
     const QRectF frame = m_view.frame();
     painter.setBrush(Qt::NoBrush);
-    if (m_graticule && m_description.map.graticule != GraticuleLines::None) {
+    if (m_graticule && m_description.map.graticule == GraticuleLines::Above) {
         painter.save();
         painter.setClipRect(frame);
-        if (m_description.map.graticule == GraticuleLines::Above) {
-            QColor faint = colours.faintInk;
-            constexpr float opacity = 0.5F; // what lies below shows through
-            faint.setAlphaF(opacity);
-            painter.setPen(QPen(faint, 0.7 * ratio));
-            for (const Graticule::Line& line : m_graticule->degreeLines()) {
-                painter.drawPolyline(line.pixels);
-            }
+        QColor faint = colours.faintInk;
+        constexpr float opacity = 0.5F; // what lies below shows through
+        faint.setAlphaF(opacity);
+        painter.setPen(QPen(faint, 0.7 * ratio));
+        for (const Graticule::Line& line : m_graticule->degreeLines()) {
+            painter.drawPolyline(line.pixels);
         }
-        painter.setPen(QPen(colours.faintInk, 1.2 * ratio));
-        painter.drawPolygon(m_graticule->worldOutline());
         painter.restore();
     }
     if (m_description.map.hasFrame) {

@@ -5,6 +5,7 @@
 
 #include <QFile>
 
+#include <algorithm>
 #include <cmath>
 #include <span>
 
@@ -260,6 +261,13 @@ SheetItem itemFrom(const QJsonValue& value, const QString& where) {
 QSize SheetDescription::pixels() const {
     const QSizeF exact = size * (dotsPerInch / millimetersPerInch);
     return {qRound(exact.width()), qRound(exact.height())};
+}
+
+QString SheetDescription::title() const {
+    const auto title = std::find_if(items.cbegin(), items.cend(), [](const SheetItem& item) {
+        return item.kind == SheetItem::Kind::Text && item.isBold;
+    });
+    return title == items.cend() ? QString() : title->text.simplified();
 }
 
 SheetDescription SheetDescription::fromJson(const QByteArray& json) {

@@ -71,6 +71,8 @@ struct CARTOLITH_MAP_EXPORT SheetDescription {
 
     /// In pixels, whole.
     QSize pixels() const;
+    /// What the sheet is called: its first bold text, in one line; empty where there is none.
+    QString title() const;
 
     /// \name JSON
     /// docs/formats.md has the members. Bounded: 1 MB, 200 items, 16 of them inset maps, texts of 10,000

@@ -50,14 +50,15 @@ QPen penOf(Raster::Stroke stroke) {
 
 } // namespace
 
-PdfTarget::PdfTarget(QPainter& painter, const QRectF& frame, PdfGroups& groups)
-    : m_painter(painter), m_frame(frame), m_groups(groups) {}
+PdfTarget::PdfTarget(QPainter& painter, const QRectF& frame, PdfForms& forms)
+    : m_painter(painter), m_frame(frame), m_forms(forms) {}
 
 void PdfTarget::beginLayer(const MapRenderJob::Layer& layer) {
     m_isGroup = layer.opacity < 1.0 || layer.blend != LayerBlend::Normal;
     if (m_isGroup) {
-        m_groups.begin(m_painter, layer.opacity, layer.blend);
+        m_forms.beginGroup(m_painter, layer.opacity, layer.blend);
     }
+    m_numbers.clear();
     m_painter.save();
     m_painter.setClipRect(m_frame);
     m_painter.scale(step(), step());
@@ -66,7 +67,7 @@ void PdfTarget::beginLayer(const MapRenderJob::Layer& layer) {
 void PdfTarget::endLayer() {
     m_painter.restore();
     if (m_isGroup) {
-        m_groups.end(m_painter);
+        m_forms.endGroup(m_painter);
     }
 }
 
@@ -100,21 +101,31 @@ void PdfTarget::line(std::span<const double> parts, std::span<const qsizetype> e
     draw(pathOf(parts, ends, false, steps), QColor(), stroke);
 }
 
-void PdfTarget::marker(qsizetype /*style*/, const Symbol::Marker& marker, QPointF place) {
+void PdfTarget::marker(qsizetype style, const Symbol::Marker& marker, QPointF place) {
     const double reach = marker.reach();
     if (!(marker.size > 0.0) || !m_frame.adjusted(-reach, -reach, reach, reach).contains(place)) {
         return;
     }
-    if (marker.isPlain()) {
-        const double radius = marker.size * steps / 2.0;
-        QPainterPath circle;
-        circle.addEllipse(place * steps, radius, radius);
-        draw(circle, marker.color, marker.outline);
-        return;
+    auto number = m_numbers.constFind(style);
+    if (number == m_numbers.cend()) {
+        number = m_numbers.insert(style, m_forms.addMarker());
+        m_markers.append(marker);
     }
+    m_forms.drawPlace(m_painter, *number, {std::round(place.x() * steps), std::round(place.y() * steps)});
+}
+
+void PdfTarget::drawMarkers() {
     m_painter.save();
-    m_painter.scale(steps, steps);
-    marker.paint(m_painter, place);
+    m_painter.resetTransform();
+    for (qsizetype i = 0; i < m_markers.size(); ++i) {
+        const Symbol::Marker& marker = m_markers.at(i);
+        const double middle = std::ceil(marker.reach() + 1.0) * steps;
+        m_forms.beginMarker(m_painter, static_cast<int>(i), QRectF(0.0, 0.0, 2.0 * middle, 2.0 * middle));
+        m_painter.translate(middle, middle);
+        m_painter.scale(steps, steps);
+        marker.paint(m_painter, {});
+        m_forms.endMarker(m_painter);
+    }
     m_painter.restore();
 }
 

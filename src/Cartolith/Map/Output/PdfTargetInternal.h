@@ -1,7 +1,10 @@
 #pragma once
 
-#include <Cartolith/Map/Output/PdfGroupsInternal.h>
+#include <Cartolith/Map/Output/PdfFormsInternal.h>
 #include <Cartolith/Map/Output/VectorTargetInternal.h>
+
+#include <QHash>
+#include <QList>
 
 class QPainter;
 class QPainterPath;
@@ -15,7 +18,7 @@ public:
     static constexpr int steps = 8;
 
     /// What is drawn is cut at the frame.
-    PdfTarget(QPainter& painter, const QRectF& frame, PdfGroups& groups);
+    PdfTarget(QPainter& painter, const QRectF& frame, PdfForms& forms);
 
     double step() const override { return 1.0 / steps; }
     void beginLayer(const MapRenderJob::Layer& layer) override;
@@ -28,13 +31,18 @@ public:
     void picture(const QRectF& frame, const QImage& image) override;
     void labels(std::span<const Labels::PlacedLabel> labels) override;
 
+    /// Once, after all else that is on the page.
+    void drawMarkers();
+
 private:
     void draw(const QPainterPath& path, const QColor& fill, const Raster::Stroke& stroke);
 
     QPainter& m_painter;
     const QRectF m_frame;
-    PdfGroups& m_groups;
-    bool m_isGroup = false; // the layer that is open
+    PdfForms& m_forms;
+    bool m_isGroup = false;          // the layer that is open
+    QHash<qsizetype, int> m_numbers; // of markers, by the layer's styles
+    QList<Symbol::Marker> m_markers; // of all layers
 };
 
 } // namespace Cartolith::Map::Output::Internal

@@ -28,6 +28,9 @@ public:
     void labels(std::span<const Labels::PlacedLabel> labels) override;
 
 private:
+    int addSymbol(const Symbol::Marker& marker);
+    void label(const Labels::PlacedLabel& label);
+
     SvgWriter& m_svg;
     const QRectF m_frame;
     double m_step;

@@ -97,14 +97,53 @@ public:
         attribute("height", frame.height());
     }
 
+    void place(QPointF at, double rotation) {
+        if (rotation == 0) {
+            attribute("x", at.x());
+            attribute("y", at.y());
+            return;
+        }
+        text.append(" transform=\"translate(");
+        SvgSyntax::appendNumber(text, at.x());
+        text.append(' ');
+        SvgSyntax::appendNumber(text, at.y());
+        text.append(")rotate(");
+        SvgSyntax::appendNumber(text, rotation);
+        text.append(")\"");
+    }
+    void font(const SvgText& style) {
+        QString family = style.family;
+        family.remove(u'\'').remove(u'\\'); // would end the quoted name
+        if (!family.isEmpty()) {
+            attribute("font-family", QStringLiteral("'%1'").arg(family));
+        }
+        attribute("font-size", style.size);
+        text.append(style.isBold ? " font-weight=\"bold\"" : "");
+        text.append(style.isItalic ? " font-style=\"italic\"" : "");
+    }
+    void length(double ofText) {
+        if (ofText > 0) {
+            attribute("textLength", ofText);
+            text.append(" lengthAdjust=\"spacingAndGlyphs\"");
+        }
+    }
+
     static constexpr qsizetype bufferSize = qsizetype{1} << 16U;
 
     QIODevice& device;
     QByteArray text;
-    QStringList open; ///< ids of what was begun; empty for what is no layer
+    void begin(const QString& layer, const char* closing = "</g>\n") { open.append({layer, closing}); }
+    void begin() { begin(QString()); }
+
+    struct Open {
+        QString layer; ///< its id; empty for what is no layer
+        const char* closing;
+    };
+    QList<Open> open;
     QSet<QString> ids;
     int symbols = 0;
     int clips = 0;
+    int halos = 0;
     bool isFinished = false;
 
 private:
@@ -301,44 +340,44 @@ void SvgWriter::beginLayer(const QString& name, double opacity, QPainter::Compos
         d->text.append(" style=\"mix-blend-mode:").append(blend->name).append('"');
     }
     d->endElement(">\n");
-    d->open.append(id);
+    d->begin(id);
 }
 
 void SvgWriter::beginFeature(qint64 id) {
     QString layer = QStringLiteral("feature");
-    for (const QString& group : std::as_const(d->open)) {
-        layer = group.isEmpty() ? layer : group;
+    for (const Private::Open& group : std::as_const(d->open)) {
+        layer = group.layer.isEmpty() ? layer : group.layer;
     }
     d->text.append("<g");
     d->attribute("id", QStringLiteral("%1.%2").arg(layer).arg(id));
     d->endElement(">\n");
-    d->open.append(QString());
+    d->begin();
 }
 
+// Readers without clips, such as Qt's, would draw what is in no <defs>.
 void SvgWriter::beginClip(const QRectF& frame) {
     const QByteArray id = "_clip" + QByteArray::number(++d->clips);
-    d->text.append("<clipPath id=\"").append(id).append("\"><rect");
+    d->text.append("<defs><clipPath id=\"").append(id).append("\"><rect");
     d->frame(frame);
-    d->text.append("/></clipPath>\n<g clip-path=\"url(#").append(id).append(")\"");
+    d->text.append("/></clipPath></defs>\n<g clip-path=\"url(#").append(id).append(")\"");
     d->endElement(">\n");
-    d->open.append(QString());
+    d->begin();
 }
 
 void SvgWriter::beginClip(std::span<const double> rings, std::span<const qsizetype> ringEnds) {
     const QByteArray id = "_clip" + QByteArray::number(++d->clips);
-    d->text.append("<clipPath id=\"").append(id).append("\">");
+    d->text.append("<defs><clipPath id=\"").append(id).append("\">");
     d->text.append(d->path(rings, ringEnds, true) ? " clip-rule=\"evenodd\"/>" : ""); // nothing is left of it
-    d->text.append("</clipPath>\n<g clip-path=\"url(#").append(id).append(")\"");
+    d->text.append("</clipPath></defs>\n<g clip-path=\"url(#").append(id).append(")\"");
     d->endElement(">\n");
-    d->open.append(QString());
+    d->begin();
 }
 
 void SvgWriter::end() {
     if (d->open.isEmpty()) {
         throw std::logic_error("nothing is open that could be ended");
     }
-    d->open.removeLast();
-    d->endElement("</g>\n");
+    d->endElement(d->open.takeLast().closing);
 }
 
 void SvgWriter::fill(std::span<const double> rings, std::span<const qsizetype> ringEnds, QColor color) {
@@ -386,6 +425,22 @@ int SvgWriter::addSymbol(const QPainterPath& path, QColor color, const Stroke& o
     return d->symbols;
 }
 
+int SvgWriter::beginSymbol(QPointF middle, double larger) {
+    d->text.append("<defs><g id=\"_symbol").append(QByteArray::number(++d->symbols)).append('"');
+    if (!middle.isNull() || larger != 1) {
+        d->text.append(" transform=\"scale(");
+        SvgSyntax::appendNumber(d->text, 1.0 / larger);
+        d->text.append(")translate(");
+        SvgSyntax::appendNumber(d->text, -middle.x());
+        d->text.append(' ');
+        SvgSyntax::appendNumber(d->text, -middle.y());
+        d->text.append(")\"");
+    }
+    d->text.append('>');
+    d->begin(QString(), "</g></defs>\n");
+    return d->symbols;
+}
+
 void SvgWriter::marker(int symbol, QPointF place, double rotation, double scale) {
     if (symbol < 1 || symbol > d->symbols) {
         throw std::out_of_range("there is no such symbol");
@@ -411,35 +466,31 @@ void SvgWriter::marker(int symbol, QPointF place, double rotation, double scale)
     d->endElement("/>\n");
 }
 
+int SvgWriter::addHalo(QColor color, double width) {
+    d->text.append("<use xlink:href=\"#_texts").append(QByteArray::number(++d->halos)).append('"');
+    SvgSyntax::appendColor(d->text, "stroke", color);
+    d->attribute("stroke-width", width * 2);
+    d->endElement(" stroke-linejoin=\"round\" aria-hidden=\"true\"/>\n");
+    return d->halos;
+}
+
+void SvgWriter::beginTexts(int halo) {
+    if (halo < 1 || halo > d->halos) {
+        throw std::out_of_range("there is no such halo");
+    }
+    d->text.append("<g id=\"_texts").append(QByteArray::number(halo)).append('"');
+    d->endElement(">\n");
+    d->begin();
+}
+
 void SvgWriter::text(const SvgText& text) {
     if (text.text.isEmpty() || !isPlace(text.baseline)) {
         return;
     }
     d->text.append("<text xml:space=\"preserve\"");
-    if (text.rotation == 0) {
-        d->attribute("x", text.baseline.x());
-        d->attribute("y", text.baseline.y());
-    } else {
-        d->text.append(" transform=\"translate(");
-        SvgSyntax::appendNumber(d->text, text.baseline.x());
-        d->text.append(' ');
-        SvgSyntax::appendNumber(d->text, text.baseline.y());
-        d->text.append(")rotate(");
-        SvgSyntax::appendNumber(d->text, text.rotation);
-        d->text.append(")\"");
-    }
-    QString family = text.family;
-    family.remove(u'\'').remove(u'\\'); // would end the quoted name
-    if (!family.isEmpty()) {
-        d->attribute("font-family", QStringLiteral("'%1'").arg(family));
-    }
-    d->attribute("font-size", text.size);
-    d->text.append(text.isBold ? " font-weight=\"bold\"" : "");
-    d->text.append(text.isItalic ? " font-style=\"italic\"" : "");
-    if (text.length > 0) {
-        d->attribute("textLength", text.length);
-        d->text.append(" lengthAdjust=\"spacingAndGlyphs\"");
-    }
+    d->place(text.baseline, text.rotation);
+    d->font(text);
+    d->length(text.length);
     SvgSyntax::appendColor(d->text, "fill", text.color);
     if (text.haloWidth > 0) {
         SvgSyntax::appendColor(d->text, "stroke", text.haloColor);
@@ -449,6 +500,34 @@ void SvgWriter::text(const SvgText& text) {
     d->text.append('>');
     SvgSyntax::appendEscaped(d->text, text.text);
     d->endElement("</text>\n");
+}
+
+void SvgWriter::text(const SvgText& text, std::span<const SvgTextPiece> pieces) {
+    d->text.append("<g");
+    d->font(text);
+    d->text.append(">\n<g aria-hidden=\"true\" style=\"-webkit-user-select:none;user-select:none\"");
+    SvgSyntax::appendColor(d->text, "fill", text.color);
+    d->endElement(">\n");
+    for (const SvgTextPiece& piece : pieces) {
+        if (!piece.text.isEmpty() && isPlace(piece.baseline)) {
+            d->text.append("<text xml:space=\"preserve\"");
+            d->place(piece.baseline, piece.rotation);
+            d->length(piece.length);
+            d->text.append('>');
+            SvgSyntax::appendEscaped(d->text, piece.text);
+            d->endElement("</text>\n");
+        }
+    }
+    d->endElement("</g>\n");
+    if (!text.text.isEmpty() && isPlace(text.baseline)) {
+        d->text.append("<text xml:space=\"preserve\"");
+        d->place(text.baseline, text.rotation);
+        d->length(text.length);
+        d->text.append(R"( fill="none" stroke="none">)");
+        SvgSyntax::appendEscaped(d->text, text.text);
+        d->endElement("</text>\n");
+    }
+    d->endElement("</g>\n");
 }
 
 void SvgWriter::image(const QRectF& frame, const QImage& image) {

@@ -34,9 +34,17 @@ struct SvgText {
     bool isBold = false;
     bool isItalic = false;
     QColor color = Qt::black;
-    double haloWidth = 0.0; ///< to each side, in pixels; drawn below the letters
+    double haloWidth = 0.0; ///< to each side, in pixels; drawn below the letters by readers of `paint-order`
     QColor haloColor = Qt::white;
     double length = 0.0; ///< pixels that it has to fill whatever font the reader has; 0 leaves it its own
+};
+
+/// A part of a text that does not stand on one straight line.
+struct SvgTextPiece {
+    QString text;
+    QPointF baseline;
+    double rotation = 0.0;
+    double length = 0.0;
 };
 
 /// SVG 1.1, written as it is drawn: groups for layers and features, paths, symbols, texts as text, pictures
@@ -86,10 +94,20 @@ public:
     /// A symbol to be used many times, around (0, 0); its number. Paths of several areas go by even and odd,
     /// curves stay curves.
     int addSymbol(const QPainterPath& path, QColor color, const Raster::Stroke& outline);
+    /// Likewise, of all that is drawn around the middle until its end(), so many times as large.
+    int beginSymbol(QPointF middle = {}, double larger = 1.0);
     /// \throws std::out_of_range for a symbol that was not added
     void marker(int symbol, QPointF place, double rotation = 0.0, double scale = 1.0);
 
+    /// Halos below all texts of a group that is still to come; its number for beginTexts(). Every reader that
+    /// draws outlines of letters draws them; each text stands in the file once.
+    int addHalo(QColor color, double width);
+    /// The group, once for each halo. \throws std::out_of_range for a halo that was not added
+    void beginTexts(int halo);
     void text(const SvgText& text);
+    /// The same in pieces, on a curve, without the halo of its own. The whole text stands behind them, not
+    /// drawn, where it begins: that one is found and copied, the pieces are not.
+    void text(const SvgText& text, std::span<const SvgTextPiece> pieces);
     void image(const QRectF& frame, const QImage& image);
 
     /// Ends all that is open, and the file; what comes after this is not written.

@@ -75,7 +75,7 @@ QByteArray pdfOf(const MapDrawing& drawing, const VectorOptions& options, Vector
     QBuffer buffer;
     buffer.open(QIODevice::WriteOnly);
     const QRectF frame = drawing.view.frame();
-    Internal::PdfGroups groups(QRectF(frame.topLeft() * steps, frame.size() * steps));
+    Internal::PdfForms forms(QRectF(frame.topLeft() * steps, frame.size() * steps));
     {
         QPdfWriter writer(&buffer);
         page.apply(writer);
@@ -89,13 +89,14 @@ QByteArray pdfOf(const MapDrawing& drawing, const VectorOptions& options, Vector
             painter.restore();
         }
         painter.fillRect(frame, drawing.options.background);
-        Internal::PdfTarget target(painter, frame, groups);
+        Internal::PdfTarget target(painter, frame, forms);
         drawMap(drawing, target, options, report);
         if (options.above) {
             options.above(painter);
         }
+        target.drawMarkers();
     }
-    QByteArray pdf = groups.isEmpty() ? buffer.data() : groups.applied(buffer.data());
+    QByteArray pdf = forms.isEmpty() ? buffer.data() : forms.applied(buffer.data());
     if (options.isGeoreferenced && drawing.system != nullptr) {
         try {
             pdf += PdfGeoreference::update(pdf, drawing.view, *drawing.system);
