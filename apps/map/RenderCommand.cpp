@@ -191,7 +191,8 @@ int Commands::render(const QStringList& arguments) {
         log.answer("sheet", problem);
     }
     const QList<QImage> insets = Furniture::insetPictures(scene, sheet);
-    const MapDrawing drawing = prepare(scene, layers, sheet.view());
+    MapDrawing drawing = prepare(scene, layers, sheet.view());
+    drawing.options.closedBoxes = sheet.boxesOnMap();
     if (Output::VectorFile::isFormat(options.output)) {
         writeVectors(drawing, sheet, insets, options, log);
     } else {

@@ -144,12 +144,17 @@ TEST(LayerSnapshot, IsOfALayerUntilThatChanges) {
 
 TEST(LayerSnapshot, IsInTheMapsSystem) {
     const auto layer = test::layerOf({"POINT (9 0)", "POINT (0 90)", "POINT (10 10)"});
+    const auto bent = test::layerOf({"LINESTRING (-60 0, 60 80)"});
     EXPECT_THROW(snapshotOf(*layer, view, CoordinateSystemFactory::fromEpsg(3857)), std::runtime_error);
     layer->setCoordinateSystem(CoordinateSystemFactory::fromEpsg(4326));
     const auto mercator = CoordinateSystemFactory::fromEpsg(3857);
     const LayerSnapshot snapshot = snapshotOf(*layer, view, mercator);
-    EXPECT_TRUE(snapshot.isOf(*layer, view.zoomed(3, {0, 0}), mercator));
-    EXPECT_FALSE(snapshot.isOf(*layer, view.zoomed(5, {0, 0}), mercator)) << "bends would show";
+    EXPECT_TRUE(snapshot.isOf(*layer, view.zoomed(1000, {0, 0}), mercator)) << "no edges";
+    bent->setCoordinateSystem(layer->coordinateSystem());
+    const MapView world(GisExtent(-2e7, -2e7, 2e7, 2e7), QRectF(0, 0, 400, 400));
+    const LayerSnapshot bends = snapshotOf(*bent, world, mercator);
+    EXPECT_TRUE(bends.isOf(*bent, world.zoomed(3, {200, 200}), mercator));
+    EXPECT_FALSE(bends.isOf(*bent, world.zoomed(50, {200, 200}), mercator)) << "bends would show";
     ASSERT_EQ(snapshot.count(), 2);
     EXPECT_EQ(snapshot.leftOutCount(), 1);
     EXPECT_EQ(snapshot.id(1), 3);

@@ -10,6 +10,7 @@
 #include <QColor>
 #include <QImage>
 #include <QList>
+#include <QRectF>
 #include <QSet>
 
 #include <memory>
@@ -53,6 +54,8 @@ public:
         std::shared_ptr<LabelMemory> labelMemory = nullptr;
         /// Without, labels are neither placed nor drawn.
         bool hasLabels = true;
+        /// In pixels of the view: what will lie on the map, say a legend. No label comes there.
+        QList<QRectF> closedBoxes = {};
     };
 
     /// What became of a label.
