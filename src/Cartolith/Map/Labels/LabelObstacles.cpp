@@ -16,6 +16,7 @@ void LabelObstacles::add(const Obstacle& piece, int area) {
     }
     const auto number = static_cast<int>(m_pieces.size());
     m_pieces.push_back(piece);
+    m_met.resize(std::max(m_met.size(), static_cast<std::size_t>(piece.whole) + 1), m_question);
     m_heaviest = std::max(m_heaviest, piece.weight);
     if (piece.from == piece.to) {
         m_grid.forEachCell(piece.from.x(), piece.from.y(), width, height, [&](auto& cell) {
@@ -80,6 +81,7 @@ void LabelObstacles::addArea(const Rings& rings, double width, double weight, qs
         return;
     }
     const auto number = static_cast<int>(m_areas.size());
+    m_met.resize(std::max(m_met.size(), static_cast<std::size_t>(whole) + 1), m_question);
     for (std::size_t ring = 0; ring + 1 < rings.starts.size(); ++ring) {
         for (std::size_t i = rings.starts[ring]; i < rings.starts[ring + 1]; ++i) {
             watch.every(std::size_t{4096}, i);
@@ -142,13 +144,13 @@ bool LabelObstacles::isInside(const Area& area, QPointF place) {
 
 double LabelObstacles::crossedBy(std::span<const Box> boxes, qsizetype label, double strength, bool avoids) {
     double crossed = 0.0;
-    m_met.clear();
+    ++m_question;
     const auto isOpen = [&](double weight, qsizetype owner, int whole) {
         return owner != label && (avoids || std::isinf(weight)) &&
-               std::find(m_met.cbegin(), m_met.cend(), whole) == m_met.cend();
+               m_met[static_cast<std::size_t>(whole)] != m_question;
     };
     const auto meet = [&](double weight, int whole) {
-        m_met.push_back(whole);
+        m_met[static_cast<std::size_t>(whole)] = m_question;
         crossed += weight > strength ? std::numeric_limits<double>::infinity() : weight;
     };
     for (const Box& box : boxes) {

@@ -61,7 +61,8 @@ private:
     std::vector<Obstacle> m_pieces;
     std::vector<Area> m_areas;
     double m_heaviest = 0.0;
-    std::vector<int> m_met; // of one question
+    std::vector<quint32> m_met; // of each whole, the question that met it last
+    quint32 m_question = 0;
 };
 
 } // namespace Cartolith::Map::Labels::Internal

@@ -21,6 +21,7 @@ LabelSearch::LabelSearch(const std::vector<Item>& items, const Candidates& candi
 double LabelSearch::crossed(int self, int candidate) {
     double& known = m_list[static_cast<std::size_t>(candidate)].crossed;
     if (std::isnan(known)) {
+        m_candidates.watch.every(qint64{64}, m_asked++);
         const Item& asking = item(self);
         known = m_obstacles.crossedBy(m_candidates.boxesOf(at(candidate)), asking.label, asking.strength,
                                       asking.avoidsObstacles);
