@@ -89,9 +89,10 @@ bool StrokeMask::addSmall(std::span<const QPointF> points, bool isClosed, double
         const double x = b.x() - a.x();
         const double y = b.y() - a.y();
         const double length = std::sqrt(x * x + y * y);
-        const double per = length > 0.0 ? 1.0 / length : 0.0;
+        const QPointF along = length > 0.0 ? QPointF(x, y) / length : QPointF(1.0, 0.0);
         m_pieces[i] = {static_cast<float>(a.x() - left), static_cast<float>(a.y() - top),
-                       static_cast<float>(x * per), static_cast<float>(y * per), static_cast<float>(length)};
+                       static_cast<float>(along.x()), static_cast<float>(along.y()),
+                       static_cast<float>(length)};
     }
     const __m128 zero = _mm_setzero_ps();
     const __m128 one = _mm_set1_ps(1.0F);
