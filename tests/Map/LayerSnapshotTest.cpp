@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 #include <set>
 
@@ -159,6 +160,22 @@ TEST(LayerSnapshot, IsInTheMapsSystem) {
     EXPECT_EQ(snapshot.leftOutCount(), 1);
     EXPECT_EQ(snapshot.id(1), 3);
     EXPECT_NEAR(snapshot.coordinates(0)[0], 1001875.417, 0.001);
+}
+
+// Or each shape would have a look of its own, and stamps of it.
+TEST(LayerSnapshot, NoNumberInAStyleIsLikeAnother) {
+    const auto layer = test::squaresOf({1, 2, 1, 2, QVariant(), 1});
+    layer->style().setLineWidth(std::nanf(""));
+    layer->style().setLabelOffsetX(std::nanf(""));
+    layer->style().setSizeField("v");
+    EXPECT_EQ(snapshotOf(*layer).styles().size(), 1);
+    const auto points = test::layerOf({"POINT (0 0)", "POINT (1 1)", "POINT (2 2)"});
+    points->items()[1]->attributes().insert("v", 1);
+    points->style() = layer->style();
+    EXPECT_EQ(snapshotOf(*points).styles().size(), 2);
+    Layers::GisLayerStyle other = layer->style();
+    other.setLabelOffsetX(3);
+    EXPECT_FALSE(other == layer->style());
 }
 
 // The rest as for a picture of everything; a pan beyond the surroundings has a snapshot of its own.

@@ -81,7 +81,8 @@ public:
     /// Draws everything; returns the state that it ended in. Without memory for it, Failed. A second call
     /// does nothing.
     State run();
-    /// Returns at once; run() ends some 20 ms later, also in the midst of a large shape or of placing labels.
+    /// Returns at once; run() looks up every few milliseconds, also in the midst of a large shape or of
+    /// labels, and ends when its memory is given back: some 20 ms later, more where there is very much of it.
     void cancel() noexcept;
 
     State state() const noexcept;
