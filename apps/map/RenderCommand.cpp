@@ -197,7 +197,8 @@ int Commands::render(const QStringList& arguments) {
         log.answer("sheet", problem);
     }
     const QList<QImage> insets = Furniture::insetPictures(scene, sheet);
-    const MapDrawing drawing = prepare(scene, layers, sheet.view());
+    MapDrawing drawing = prepare(scene, layers, sheet.view());
+    drawing.options.closedBoxes = sheet.boxesOnMap();
     Interruption::watch(); // nothing half-written is to be left
     if (Output::VectorFile::isFormat(options.output)) {
         writeVectors(drawing, sheet, insets, options, log);

@@ -12,6 +12,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cmath>
 #include <functional>
 #include <set>
 
@@ -144,16 +145,37 @@ TEST(LayerSnapshot, IsOfALayerUntilThatChanges) {
 
 TEST(LayerSnapshot, IsInTheMapsSystem) {
     const auto layer = test::layerOf({"POINT (9 0)", "POINT (0 90)", "POINT (10 10)"});
+    const auto bent = test::layerOf({"LINESTRING (-60 0, 60 80)"});
     EXPECT_THROW(snapshotOf(*layer, view, CoordinateSystemFactory::fromEpsg(3857)), std::runtime_error);
     layer->setCoordinateSystem(CoordinateSystemFactory::fromEpsg(4326));
     const auto mercator = CoordinateSystemFactory::fromEpsg(3857);
     const LayerSnapshot snapshot = snapshotOf(*layer, view, mercator);
-    EXPECT_TRUE(snapshot.isOf(*layer, view.zoomed(3, {0, 0}), mercator));
-    EXPECT_FALSE(snapshot.isOf(*layer, view.zoomed(5, {0, 0}), mercator)) << "bends would show";
+    EXPECT_TRUE(snapshot.isOf(*layer, view.zoomed(1000, {0, 0}), mercator)) << "no edges";
+    bent->setCoordinateSystem(layer->coordinateSystem());
+    const MapView world(GisExtent(-2e7, -2e7, 2e7, 2e7), QRectF(0, 0, 400, 400));
+    const LayerSnapshot bends = snapshotOf(*bent, world, mercator);
+    EXPECT_TRUE(bends.isOf(*bent, world.zoomed(3, {200, 200}), mercator));
+    EXPECT_FALSE(bends.isOf(*bent, world.zoomed(50, {200, 200}), mercator)) << "bends would show";
     ASSERT_EQ(snapshot.count(), 2);
     EXPECT_EQ(snapshot.leftOutCount(), 1);
     EXPECT_EQ(snapshot.id(1), 3);
     EXPECT_NEAR(snapshot.coordinates(0)[0], 1001875.417, 0.001);
+}
+
+// Or each shape would have a look of its own, and stamps of it.
+TEST(LayerSnapshot, NoNumberInAStyleIsLikeAnother) {
+    const auto layer = test::squaresOf({1, 2, 1, 2, QVariant(), 1});
+    layer->style().setLineWidth(std::nanf(""));
+    layer->style().setLabelOffsetX(std::nanf(""));
+    layer->style().setSizeField("v");
+    EXPECT_EQ(snapshotOf(*layer).styles().size(), 1);
+    const auto points = test::layerOf({"POINT (0 0)", "POINT (1 1)", "POINT (2 2)"});
+    points->items()[1]->attributes().insert("v", 1);
+    points->style() = layer->style();
+    EXPECT_EQ(snapshotOf(*points).styles().size(), 2);
+    Layers::GisLayerStyle other = layer->style();
+    other.setLabelOffsetX(3);
+    EXPECT_FALSE(other == layer->style());
 }
 
 // The rest as for a picture of everything; a pan beyond the surroundings has a snapshot of its own.

@@ -352,4 +352,17 @@ TEST(Legend, StaysInItsRoomAndCountsWhatItDoesNotShow) {
     }
 }
 
+// Nor is it measured, of tens of thousands.
+TEST(Legend, WhatHasNoRoomTakesNone) {
+    LegendContent content;
+    for (int i = 0; i < 5000; ++i) {
+        content.rows.append({QString::number(i), {}, 1});
+    }
+    const QSizeF size = Legend(content, {}, {300, 200}, 10).size();
+    content.rows.last().label = QString(200, u'W');
+    EXPECT_EQ(Legend(content, {}, {300, 200}, 10).size(), size);
+    content.rows.first().label = QString(200, u'W');
+    EXPECT_NE(Legend(content, {}, {300, 200}, 10).size(), size);
+}
+
 } // namespace

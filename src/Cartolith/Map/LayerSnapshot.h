@@ -133,7 +133,7 @@ private:
         std::shared_ptr<Core::CoordinateSystems::CoordinateSystem> mapSystem;
         bool isOfView = false;
         MapView view;
-        double tolerance = 0.0; // of bent edges, in map units
+        double tolerance = 0.0; // of bent edges, in map units: how far the worst is off
         // Where it is finer.
         Core::Shapes::GisExtent surroundings;
         double toleranceThere = 0.0;

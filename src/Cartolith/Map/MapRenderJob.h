@@ -10,6 +10,7 @@
 #include <QColor>
 #include <QImage>
 #include <QList>
+#include <QRectF>
 #include <QSet>
 
 #include <memory>
@@ -53,6 +54,8 @@ public:
         std::shared_ptr<LabelMemory> labelMemory = nullptr;
         /// Without, labels are neither placed nor drawn.
         bool hasLabels = true;
+        /// In pixels of the view: what will lie on the map, say a legend. No label comes there.
+        QList<QRectF> closedBoxes = {};
     };
 
     /// What became of a label.
@@ -78,7 +81,8 @@ public:
     /// Draws everything; returns the state that it ended in. Without memory for it, Failed. A second call
     /// does nothing.
     State run();
-    /// Returns at once; run() ends some 20 ms later, also in the midst of a large shape or of placing labels.
+    /// Returns at once; run() looks up every few milliseconds, also in the midst of a large shape or of
+    /// labels, and ends when its memory is given back: some 20 ms later, more where there is very much of it.
     void cancel() noexcept;
 
     State state() const noexcept;

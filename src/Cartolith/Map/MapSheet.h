@@ -74,6 +74,10 @@ public:
     /// Which items cannot be drawn, and why: a north arrow where north is nowhere, a scale bar without scale.
     QStringList problems() const;
 
+    /// Where items lie on the map, and a millimetre around them, in pixels of the view:
+    /// MapRenderJob::Options::closedBoxes keeps labels off them. Needs the legends.
+    QList<QRectF> boxesOnMap() const;
+
     /// Draws everything, later layers on top; the image has the size of the sheet. Insets are pictures over
     /// insetViews(); those that are missing stay empty.
     QImage draw(const QList<Content>& layers, const QList<QImage>& insets = {}) const;

@@ -121,6 +121,8 @@ TEST(MapSheet, HangsItemsUpAtTheirAnchors) {
         {"a legend", R"("kind": "legend", "at": "right", "size": [30, 50])", {200, 100, 37, 55}},
     };
     for (const auto& row : rows) {
+        QList<QRectF> boxes;
+        QRectF frame;
         const auto sheet = [&](double dotsPerInch) {
             const QByteArray json = R"(, "page": [254, 254], "dpi": )" + QByteArray::number(dotsPerInch) +
                                     R"(, "colors": {"ink": "#FF0000", "faintInk": "#0000FF", "paper": "#FFFFFF"},
@@ -133,6 +135,8 @@ TEST(MapSheet, HangsItemsUpAtTheirAnchors) {
             content.rows.append({"class", {}, 3});
             made.setLegends({{"layer", content}});
             EXPECT_EQ(made.problems().join(' '), "") << row.what;
+            boxes = made.boxesOnMap();
+            frame = made.view().frame();
             return made.draw({});
         };
         const auto inked = [&](const QImage& image, double perMillimeter, bool inside) {
@@ -152,6 +156,14 @@ TEST(MapSheet, HangsItemsUpAtTheirAnchors) {
         // The same on paper: as much ink in twice the pixels.
         const QImage fine = sheet(300);
         EXPECT_EQ(inked(fine, 3000.0 / 254, false), 0) << row.what;
+        // What keeps labels off is around what is drawn on the map, and hardly more.
+        QImage beside = fine;
+        for (const QRectF& box : std::as_const(boxes)) {
+            QPainter(&beside).fillRect(box.adjusted(-2, -2, 2, 2), Qt::white);
+            const QRectF room(row.room.topLeft() * 3000 / 254, row.room.size() * 3000 / 254);
+            EXPECT_TRUE(room.adjusted(-12, -12, 12, 12).contains(box)) << row.what; // a millimetre of air
+        }
+        EXPECT_EQ(count(beside, frame, QColor("#FF0000")) + count(beside, frame, QColor("#0000FF")), 0) << row.what;
         EXPECT_NEAR(inked(fine, 3000.0 / 254, true) / inked(image, 1000.0 / 254, true), 8.0, 2.5) << row.what;
     }
 }

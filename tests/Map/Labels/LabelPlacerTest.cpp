@@ -3,9 +3,11 @@
 
 #include <Cartolith/Map/Labels/LabelPlacer.h>
 
+#include <QPainterPath>
 #include <QPolygonF>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cmath>
 #include <map>
 #include <random>
@@ -94,7 +96,7 @@ TEST(LabelPlacer, NothingOverlapsNothingIsOutsideNothingCrossesWhatIsStronger) {
         double viewRotation;
         std::size_t least; // placed
     } rows[] = {
-        {"few", 60, 0, false, 0, 50},
+        {"few", 60, 0, false, 0, 40},
         {"many", 1500, 0, false, 0, 300},
         {"turned", 600, 25, false, 0, 150},
         {"some may overlap", 600, 0, true, 0, 250},
@@ -111,6 +113,7 @@ TEST(LabelPlacer, NothingOverlapsNothingIsOutsideNothingCrossesWhatIsStronger) {
             points[i].settings.rotation = row.rotation;
             points[i].settings.allowOverlap = row.someOverlap && i % 5 == 0;
             points[i].settings.weight = static_cast<double>(i % 3);
+            points[i].settings.avoidObstacles = i % 7 != 0;
             mayOverlap.push_back(points[i].settings.allowOverlap);
             placer.addPoint(points[i].settings, points[i].size, points[i].place, 3.0);
         }
@@ -121,14 +124,47 @@ TEST(LabelPlacer, NothingOverlapsNothingIsOutsideNothingCrossesWhatIsStronger) {
             const QPointF pixel = view.toPixel(place);
             obstacles.emplace_back(test::cornersOf(QRectF(pixel.x() - 7, pixel.y() - 4.5, 14, 9)), weight);
         }
+        const auto addStrip = [&](QPointF a, QPointF b, double width, double weight) {
+            const QPointF along = b - a;
+            const QPointF aside = QPointF(-along.y(), along.x()) * (width / 2.01 / std::hypot(along.x(), along.y()));
+            obstacles.push_back({{a + aside, b + aside, b - aside, a - aside}, weight});
+        };
         const double line[] = {100, 400, 800, 30};
         placer.addLineObstacle(line, 4.0, 1.5);
-        const QPointF a = view.toPixel(100, 400);
-        const QPointF along = view.toPixel(800, 30) - a;
-        const QPointF aside = QPointF(-along.y(), along.x()) * (1.99 / std::hypot(along.x(), along.y()));
-        obstacles.push_back({{a + aside, a + along + aside, a + along - aside, a - aside}, 1.5});
+        addStrip(view.toPixel(100, 400), view.toPixel(800, 30), 4.0, 1.5);
+        // Stars with a hole in the middle, partly out of view; a place is inside by their outlines alone.
+        std::vector<std::pair<QPainterPath, double>> areas;
+        for (int i = 0; i < 8; ++i) {
+            const QPointF middle(140.0 * i, 70.0 * (i * 5 % 9));
+            const double weight = 0.5 + i % 3;
+            std::vector<double> rings;
+            const qsizetype ends[] = {40, 60};
+            QPainterPath path;
+            for (int ring = 0; ring < 2; ++ring) {
+                const int corners = ring == 0 ? 40 : 20;
+                QPolygonF polygon;
+                for (int k = 0; k < corners; ++k) {
+                    const double angle = 2.0 * M_PI * k / corners;
+                    const double radius = (ring == 0 ? 60.0 : 30.0) + 45.0 * (k % 2) * (1 - ring);
+                    const QPointF corner = middle + radius * QPointF(std::cos(angle), std::sin(angle));
+                    rings.insert(rings.end(), {corner.x(), corner.y()});
+                    polygon.append(view.toPixel(corner));
+                }
+                for (int k = 0; k < corners; ++k) {
+                    addStrip(polygon[k], polygon[(k + 1) % corners], 2.0, weight);
+                }
+                path.addPolygon(polygon);
+                path.closeSubpath();
+            }
+            placer.addAreaObstacle(rings, ends, 2.0, weight);
+            areas.emplace_back(path, weight);
+        }
+        const QRectF legend(700, 300, 200, 150); // pixels
+        placer.addClosedBox(legend);
+        obstacles.emplace_back(test::cornersOf(legend), HUGE_VAL);
 
         const LabelPlaces result = placer.place();
+        int insideLighter = 0;
         check(result, window, mayOverlap);
         EXPECT_GE(static_cast<std::size_t>(result.placed()), row.least);
         ASSERT_EQ(result.places.size(), row.count);
@@ -137,13 +173,24 @@ TEST(LabelPlacer, NothingOverlapsNothingIsOutsideNothingCrossesWhatIsStronger) {
             if (place.outcome == LabelOutcome::Placed) {
                 const auto corners = test::cornersOf(result.boxes.at(place.firstBox));
                 for (const auto& [obstacle, weight] : obstacles) {
-                    ASSERT_TRUE(weight <= points[i].settings.weight || test::depth(corners, obstacle) < 1e-6) << i;
+                    const bool matters =
+                        weight > points[i].settings.weight && (points[i].settings.avoidObstacles || std::isinf(weight));
+                    ASSERT_TRUE(!matters || test::depth(corners, obstacle) < 1e-6) << i;
                 }
+                for (const auto& [area, weight] : areas) {
+                    ASSERT_TRUE(weight <= points[i].settings.weight || !points[i].settings.avoidObstacles ||
+                                !area.contains(result.boxes.at(place.firstBox).center))
+                        << i;
+                }
+                insideLighter += std::any_of(areas.begin(), areas.end(), [&](const auto& area) {
+                    return area.first.contains(result.boxes.at(place.firstBox).center);
+                });
             } else if (place.outcome == LabelOutcome::NoRoom) {
                 ASSERT_GE(place.blockedBy, 0);
                 ASSERT_EQ(result.places.at(place.blockedBy).outcome, LabelOutcome::Placed);
             }
         }
+        EXPECT_GT(insideLighter, 0);
         const LabelPlaces again = placer.place();
         ASSERT_TRUE(std::equal(again.places.begin(), again.places.end(), result.places.begin(), result.places.end(),
                                [](const auto& p, const auto& q) { return p.candidate == q.candidate; }));

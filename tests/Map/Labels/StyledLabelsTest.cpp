@@ -174,6 +174,52 @@ TEST(StyledLabels, ModesPlaceBesideAlongAndInside) {
     EXPECT_FALSE(labelSettings(inside, 1.0).mayReachOut);
 }
 
+// A lake of greater weight beside a town, whose name would lie on it.
+TEST(StyledLabels, AreasAreObstacles) {
+    const std::vector<double> lake{205, 100, 395, 100, 395, 280, 205, 280};
+    const std::vector<double> hole{210, 140, 390, 140, 390, 180, 210, 180};
+    const struct {
+        const char* name;
+        double weight;
+        int opacity;
+        bool hasHole, hasName;
+        QRectF closed;
+        bool isLeft; ///< the town's name
+    } rows[] = {
+        {"heavier", 2, 255, false, false, {}, true},
+        {"its own name is in it", 2, 255, false, true, {}, true},
+        {"as heavy as the name: where less is crossed", 1, 255, false, false, {}, true},
+        {"without weight", 0, 255, false, false, {}, false},
+        {"around the name", 2, 255, true, false, {}, false},
+        {"an outline alone is not crossed", 2, 0, false, false, {}, true},
+        {"one around the name is no obstacle", 2, 0, true, false, {}, false},
+        {"a legend lies there", 0, 255, false, false, {205, 100, 190, 100}, true},
+    };
+    for (const auto& row : rows) {
+        SCOPED_TRACE(row.name);
+        LabelTexts texts;
+        StyledLabels labels(onePixelUnits, qQNaN(), texts);
+        GisLayerStyle water = namesStyle();
+        water.setLabelObstacleWeight(row.weight);
+        water.setFillOpacity(row.opacity);
+        GisLayerStyle town = namesStyle();
+        town.setLabelMaxCandidatesPerFeature(4); // right above, right below, left above, left below
+        const int number = labels.addStyle(water);
+        std::vector<double> rings = lake;
+        std::vector<qsizetype> ends{4};
+        if (row.hasHole) {
+            rings.insert(rings.end(), hole.begin(), hole.end());
+            ends.push_back(8);
+        }
+        labels.addArea(number, row.hasName ? "Lake" : "", qQNaN(), rings, ends);
+        labels.addPoint(labels.addStyle(town), "Town", qQNaN(), {row.hasHole ? 215.0 : 195.0, 160});
+        labels.addClosedBox(row.closed);
+        labels.place();
+        ASSERT_EQ(labels.places().placed(), row.hasName ? 2 : 1);
+        EXPECT_EQ(labels.places().boxes.last().center.x() < 200, row.isLeft);
+    }
+}
+
 TEST(StyledLabels, OneNameForOneStreet) {
     const struct {
         const char* name;

@@ -14,6 +14,8 @@
 #include <gtest/gtest.h>
 
 #include <limits>
+#include <random>
+#include <set>
 
 using namespace Cartolith::Core;
 using namespace Cartolith::Map;
@@ -147,6 +149,41 @@ TEST(Picker, LooksIntoLayersOfEveryKindAndSystem) {
     const QPointF chukotka(-10.45e6, 7.55e6);
     EXPECT_FALSE(picker.hitTest({whole}, equalEarth, world, world.toPixel(chukotka), 3).isEmpty());
     EXPECT_EQ(textOf(picker.hitTest({whole, asked}, equalEarth, world, {1, 1}, 3)), "");
+}
+
+// Edges are bent finely near the pixel only; the answers are those of shapes that are so wholly.
+TEST(Picker, AnswersAsIfEveryEdgeWereBentFinely) {
+    const std::shared_ptr<Layers::GisLayerVector> layer = test::longEdges();
+    layer->style().setLineWidth(2);
+    const std::shared_ptr<CoordinateSystems::CoordinateSystem> laea = CoordinateSystemFactory::fromEpsg(3035);
+    const CoordinateSystems::CoordinateTransformer transformer(*layer->coordinateSystem(), *laea);
+    Picker picker;
+    std::mt19937 random(7);
+    const struct {
+        Shapes::GisShapePoint place; // degrees
+        double unitsPerPixel;
+        int least; // different answers
+    } rows[] = {
+        {{20.0, 50.0}, 1.0, 40},    {{0.0, 50.0}, 0.1, 20},       {{20.0, 57.9995}, 1.0, 40},
+        {{20.5, 55.0}, 1000.0, 20}, {{20.0, 50.0}, 20'000.0, 20},
+    };
+    for (const auto& row : rows) {
+        const std::shared_ptr<Layers::GisLayerVector> fine = test::bentAll(*layer, laea, 0.5 * row.unitsPerPixel);
+        const Shapes::GisShapePoint middle = transformer.transform(row.place);
+        const double half = 100.0 * row.unitsPerPixel;
+        const MapView view(GisExtent(middle.x() - half, middle.y() - half, middle.x() + half, middle.y() + half),
+                           QRectF(0, 0, 200, 200));
+        std::uniform_real_distribution<double> pixel(0.0, 200.0);
+        std::set<std::string> answers;
+        for (int i = 0; i < 200; ++i) {
+            const QPointF mouse(pixel(random), pixel(random));
+            const std::string expected = textOf(picker.hitTest({fine}, laea, view, mouse, 20));
+            ASSERT_EQ(textOf(picker.hitTest({layer}, laea, view, mouse, 20)), expected)
+                << row.unitsPerPixel << " at " << mouse.x() << ' ' << mouse.y();
+            answers.insert(expected);
+        }
+        EXPECT_GE(static_cast<int>(answers.size()), row.least) << row.unitsPerPixel;
+    }
 }
 
 } // namespace

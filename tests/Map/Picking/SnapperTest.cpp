@@ -215,4 +215,42 @@ TEST(Snapper, KnowsBentEdgesFromVertices) {
     EXPECT_EQ(snapper.state(), Snapper::State::Working) << "half a pixel is less there";
 }
 
+// They are bent finely around the view only, and that is begun anew where it matters.
+TEST(Snapper, AnswersAsIfEveryEdgeWereBentFinely) {
+    const std::shared_ptr<Layers::GisLayerVector> layer = test::longEdges();
+    const std::shared_ptr<CoordinateSystems::CoordinateSystem> laea = CoordinateSystemFactory::fromEpsg(3035);
+    const std::shared_ptr<Layers::GisLayerVector> fine = test::bentAll(*layer, laea, 0.5);
+    const GisShapePoint middle =
+        CoordinateSystems::CoordinateTransformer(*layer->coordinateSystem(), *laea).transform(GisShapePoint(20, 50));
+    const MapView map(GisExtent(middle.x() - 200, middle.y() - 200, middle.x() + 200, middle.y() + 200),
+                      QRectF(0, 0, 400, 400)); // a metre a pixel
+    Snapper snapper({layer}, laea, map);
+    Snapper plain({fine}, laea, map);
+    finish(snapper);
+    finish(plain);
+    std::mt19937 random(7);
+    std::uniform_real_distribution<double> pixel(0.0, 400.0);
+    int found = 0;
+    for (int i = 0; i < 300; ++i) {
+        const QPointF mouse(pixel(random), pixel(random));
+        for (const SnapKinds kinds : {SnapKinds(SnapKind::Segment), SnapKinds(SnapKind::Crossing)}) {
+            const auto expected = textOf(plain.snap(map, mouse, 10, kinds));
+            ASSERT_EQ(textOf(snapper.snap(map, mouse, 10, kinds)), expected) << mouse.x() << ' ' << mouse.y();
+            found += expected.empty() ? 0 : 1;
+        }
+    }
+    EXPECT_GT(found, 30);
+    snapper.setView(map.panned({300, 0}));
+    EXPECT_EQ(snapper.state(), Snapper::State::Ready) << "as much around the view";
+    snapper.setView(map.panned({500, 0}));
+    EXPECT_EQ(snapper.state(), Snapper::State::Working);
+
+    const std::shared_ptr<Layers::GisLayerVector> street = test::layerOf({"LINESTRING (20 50, 20.001 50.001)"});
+    street->setCoordinateSystem(layer->coordinateSystem());
+    Snapper shortEdge({street}, laea, map);
+    finish(shortEdge);
+    shortEdge.setView(map.panned({5000, 0}));
+    EXPECT_EQ(shortEdge.state(), Snapper::State::Ready) << "too short to bend";
+}
+
 } // namespace

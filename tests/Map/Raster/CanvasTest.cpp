@@ -199,6 +199,14 @@ TEST(Canvas, LinesAreDistances) {
         {"from far away", {{-3e5, -2e5}, {48, 32}, {4e5, 1e5}}, 4},
         {"past everything", {{-1e6, 40}, {1e6, 40.2}}, 3},
         {"a scribble", scribble, 2},
+        {"in a few pixels", {{20.2, 20.3}, {22.1, 21.7}, {20.9, 23.4}, {19.5, 22.2}, {21.4, 20.1}}, 1},
+        {"a roundabout far below a pixel",
+         {{20.3, 20.5}, {20.29, 20.51}, {20.3, 20.52}, {20.31, 20.51}, {20.3, 20.5}},
+         1},
+        {"in a corner of the picture", {{-1.5, -0.5}, {1.5, 0.7}, {0.3, 2.2}}, 3},
+        {"in the last pixels",
+         {{width - 1.8, height - 3.1}, {width + 0.4, height - 0.7}, {width - 3.2, height + 1.0}},
+         2},
     };
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.name << ", seed " << test::seed());
@@ -207,6 +215,26 @@ TEST(Canvas, LinesAreDistances) {
         EXPECT_LE(differences(image, share).first, allowed * width * height);
         EXPECT_LT(differences(image, share).second, 12.0);
         EXPECT_GT(differences(stroked({shifted(row.line, {0.25, 0.25})}, wide(row.pixels)), share).first, 3);
+    }
+}
+
+// What reaches out of the picture is cut off there.
+TEST(Canvas, MarkersAreTheCutOfALargerPicture) {
+    const MapView larger = view.inFrame({-20, -20, width + 40, height + 40});
+    const MarkerStamp star(9.0, [](QImage& picture, QPointF place) {
+        QPainter painter(&picture);
+        painter.fillRect(QRectF(place - QPointF(8, 3), QSizeF(9, 5)), QColor(200, 30, 30));
+        painter.fillRect(QRectF(place + QPointF(2, -6), QSizeF(3, 12)), QColor(30, 30, 200, 90));
+    });
+    for (const MarkerStamp& stamp : {MarkerStamp(8, QColor(20, 90, 20), 1.3, Qt::black), star}) {
+        Canvas all(larger);
+        Canvas part(view);
+        for (int i = 0; i < 200; ++i) {
+            const std::array place{(i * 37 % (width + 30)) - 15.3 + 0.01 * i, (i * 53 % (height + 30)) - 14.9};
+            all.markers(place, stamp);
+            part.markers(place, stamp);
+        }
+        EXPECT_EQ(part.image(), all.image().copy(20, 20, width, height));
     }
 }
 

@@ -104,7 +104,8 @@ private:
     Node between(const Node& a, const Node& b) const;
     double lengthOf(const Node& from, const Node& to) const;
     double toleranceOf(const Vertex& a, const Vertex& b) const;
-    bool isStraight(const Node& from, const Node& to, const Vertex& a, const Vertex& b) const;
+    std::optional<double> deviationOf(const Node& from, const Node& to, const Vertex& a,
+                                      const Vertex& b) const;
     bool isNear(const Node& from, const Node& to, const Vertex& a, const Vertex& b, int halvings,
                 double most) const;
     void refine(const Node& from, const Node& to, const Vertex& a, const Vertex& b, int depth,
@@ -464,11 +465,12 @@ double CuttingTransformer::Private::toleranceOf(const Vertex& a, const Vertex& b
     return isBeside ? tolerance : finerTolerance;
 }
 
-/// Whether the image of an edge is nowhere farther from the straight line than the tolerance.
-bool CuttingTransformer::Private::isStraight(const Node& from, const Node& to, const Vertex& a,
-                                             const Vertex& b) const {
+/// How far the image of an edge is from the straight line at the most; none when that is farther than the
+/// tolerance.
+std::optional<double> CuttingTransformer::Private::deviationOf(const Node& from, const Node& to,
+                                                               const Vertex& a, const Vertex& b) const {
     if (m_pair.isTargetInDegrees() && (isLinear() || to.alongBoundary)) {
-        return true;
+        return 0.0;
     }
     // The sagitta of a short one is of the order of its length on the map by that on the ground, over eight
     // radii of the earth.
@@ -477,12 +479,13 @@ bool CuttingTransformer::Private::isStraight(const Node& from, const Node& to, c
     const double length = std::hypot(b.x - a.x, b.y - a.y);
     const double ground = lengthOf(from, to);
     const bool isShort = m_isFar && ground < 500'000.0;
-    if ((isShort && length <= most) || (m_isFar && length * ground <= most * quarterOfRadius)) {
-        return true;
+    const double sagitta = m_isFar ? length * ground / quarterOfRadius : HUGE_VAL;
+    if ((isShort && length <= most) || sagitta <= most) {
+        return isShort ? std::min(length, sagitta) : sagitta;
     }
     const double wanted = std::log2(ground / 500'000.0); // -infinity of two vertices in one place
     const int halvings = wanted > 0.0 ? static_cast<int>(std::ceil(std::min(wanted, 6.0))) : 0;
-    return std::isinf(most) || isNear(from, to, a, b, halvings, most);
+    return std::isinf(most) || isNear(from, to, a, b, halvings, most) ? std::optional(most) : std::nullopt;
 }
 
 /// Whether the middle of the edge is near the line, and the middles of its halves, ...
@@ -501,7 +504,9 @@ bool CuttingTransformer::Private::isNear(const Node& from, const Node& to, const
 /// Puts in what is between the two ends, which are written by the caller.
 void CuttingTransformer::Private::refine(const Node& from, const Node& to, const Vertex& a, const Vertex& b,
                                          int depth, CutParts& result) {
-    if (depth == mostHalvings || isStraight(from, to, a, b)) {
+    const std::optional<double> deviation = deviationOf(from, to, a, b);
+    if (deviation || depth == mostHalvings) {
+        result.deviation = std::max(result.deviation, deviation.value_or(std::hypot(b.x - a.x, b.y - a.y)));
         return;
     }
     const Node middle = between(from, to);

@@ -23,12 +23,16 @@ struct CutParts {
     std::vector<qsizetype> ends;     ///< the numbers of vertices up to the end of each part
     qsizetype dropped = 0;           ///< vertices given that have no image anywhere near them
     bool isCut = false;              ///< something was cut off or apart
+    /// At most so far, in units of the target, is an edge from the image that it stands for: often much less
+    /// than the tolerance. Infinite where nobody asked.
+    double deviation = 0.0;
 
     void clear() noexcept {
         coordinates.clear();
         ends.clear();
         dropped = 0;
         isCut = false;
+        deviation = 0.0;
     }
 };
 

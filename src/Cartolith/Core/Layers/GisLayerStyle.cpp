@@ -3,6 +3,7 @@
 #include <Cartolith/Core/Layers/ScaleBoundInternal.h>
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 
 namespace Cartolith::Core::Layers {
@@ -21,6 +22,31 @@ float boundedAngle(float value) {
     return positive < 360.0F ? positive : 0.0F; // a little less than nothing rounds to all
 }
 
+/// NaN is as good as NaN here, or a style that holds it would be equal to no other: also not to one that was
+/// made in the same way.
+template <typename Fields>
+bool areEqual(const Fields& a, const Fields& b) {
+    if (a == b) {
+        return true;
+    }
+    constexpr std::array<float Fields::*, 8> unbounded{
+        &Fields::lineWidth,     &Fields::pointSize,           &Fields::selectedLineWidth,
+        &Fields::labelFontSize, &Fields::labelHaloWidth,      &Fields::labelOffsetX,
+        &Fields::labelOffsetY,  &Fields::labelRotationDegrees};
+    const auto isNone = [&](float Fields::*size) { return std::isnan(a.*size) && std::isnan(b.*size); };
+    if (std::none_of(unbounded.begin(), unbounded.end(), isNone)) {
+        return false;
+    }
+    Fields first = a;
+    Fields second = b;
+    for (float Fields::*const size : unbounded) {
+        if (isNone(size)) {
+            first.*size = second.*size = 0.0F;
+        }
+    }
+    return first == second;
+}
+
 } // namespace
 
 // Every new style starts as a copy of one, so that making a default style allocates nothing.
@@ -30,7 +56,7 @@ GisLayerStyle::GisLayerStyle() {
 }
 
 bool GisLayerStyle::operator==(const GisLayerStyle& other) const {
-    return m_data == other.m_data || m_data->fields == other.m_data->fields;
+    return m_data == other.m_data || areEqual(m_data->fields, other.m_data->fields);
 }
 
 void GisLayerStyle::tellOwner() noexcept {
@@ -38,7 +64,7 @@ void GisLayerStyle::tellOwner() noexcept {
 }
 
 void GisLayerStyle::tellOwnerSince(const Shared& before) noexcept {
-    if (m_data != before && !(m_data->fields == before->fields)) {
+    if (m_data != before && !areEqual(m_data->fields, before->fields)) {
         tellOwner();
     }
 }

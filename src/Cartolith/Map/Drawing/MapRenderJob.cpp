@@ -83,8 +83,9 @@ public:
             return;
         }
         Raster::Canvas canvas(view);
-        canvas.setWatch([this] { leaveWhereCancelled(); });
-        Internal::SnapshotDrawing drawing(snapshot, view, layer.casing);
+        const auto watch = [this] { leaveWhereCancelled(); };
+        canvas.setWatch(watch);
+        Internal::SnapshotDrawing drawing(snapshot, view, layer.casing, Internal::Watch(watch));
         while (drawing.draw(canvas, [this] { return attention.load(std::memory_order_relaxed) == 0; })) {
             leaveWhereCancelled();
             layerProgress.store(drawing.progress(), std::memory_order_relaxed);
@@ -135,7 +136,7 @@ public:
         while (!turn.try_lock_for(std::chrono::milliseconds(5))) {
             leaveWhereCancelled();
         }
-        Internal::SnapshotLabels labels(view, options.scaleDenominator, memory->m_texts);
+        Internal::SnapshotLabels labels(view, options.scaleDenominator, memory->m_texts, options.closedBoxes);
         labels.labels().setWatch([this] { leaveWhereCancelled(); });
         QList<LayerSnapshot> labelled;
         QList<bool> shownStyles;
@@ -162,14 +163,16 @@ public:
         labels.labels().place();
         begin({});
         QImage image = Internal::emptyPicture(size, Qt::transparent);
-        memory->m_painter.draw(image, labels.labels().placedLabels(), view.pictureFrame().topLeft());
+        memory->m_painter.draw(image, labels.labels().placedLabels(), view.pictureFrame().topLeft(),
+                               [this] { leaveWhereCancelled(); });
         show(image);
 
         memory->m_places = labels.labels().places();
         memory->m_snapshots = labelled;
         memory->m_shown = shownStyles;
         memory->m_view = view;
-        for (const Labels::LabelPlace& place : memory->m_places.places) {
+        for (const Labels::LabelPlace& place : std::as_const(memory->m_places.places)) {
+            leaveWhereCancelled();
             const auto [layer, feature] = labels.featureOf(place.label);
             Label label{layer, layers.at(layer).snapshot.id(feature), place, {}};
             label.boxes = memory->m_places.boxes.mid(place.firstBox, place.boxCount);

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <utility>
 
 using namespace Cartolith::Core;
 
@@ -14,7 +15,8 @@ namespace {
 
 constexpr qsizetype together = 1024; // markers, from one question whether to go on to the next
 
-Raster::MarkerStamp stampOf(const Symbol::Marker& marker, std::optional<QPoint> only = std::nullopt) {
+Raster::MarkerStamp stampOf(const Symbol::Marker& marker, const Watch& watch,
+                            std::optional<QPoint> only = std::nullopt) {
     if (marker.isPlain() && marker.size > 0.0) { // its outline alone would be a dot
         return {marker.size, marker.color, marker.outline.width, marker.outline.color};
     }
@@ -22,6 +24,7 @@ Raster::MarkerStamp stampOf(const Symbol::Marker& marker, std::optional<QPoint> 
     const QPainterPath around = marker.haloPath();
     return {marker.size > 0.0 ? marker.reach() : 0.0,
             [&](QImage& picture, QPointF place) {
+                watch();
                 QPainter painter(&picture);
                 painter.setRenderHint(QPainter::Antialiasing);
                 marker.paint(painter, place, path, around);
@@ -31,8 +34,10 @@ Raster::MarkerStamp stampOf(const Symbol::Marker& marker, std::optional<QPoint> 
 
 } // namespace
 
-SnapshotDrawing::SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& view, const LineCasing& casing)
-    : m_snapshot(snapshot), m_view(view), m_symbols(snapshot, view.devicePixelRatio(), casing),
+SnapshotDrawing::SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& view, const LineCasing& casing,
+                                 Watch watch)
+    : m_snapshot(snapshot), m_view(view), m_watch(std::move(watch)),
+      m_symbols(snapshot, view.devicePixelRatio(), casing, m_watch),
       m_visible(around(view, m_symbols.reach())), m_stamps(static_cast<std::size_t>(m_symbols.count())) {}
 
 bool SnapshotDrawing::nextRound() {
@@ -55,7 +60,7 @@ const Raster::MarkerStamp& SnapshotDrawing::markerOf(qsizetype style) {
             m_stamped.clear();
             m_stampBytes = 0;
         }
-        stamp.emplace(stampOf(m_symbols[style].marker));
+        stamp.emplace(stampOf(m_symbols[style].marker, m_watch));
         m_stamped.push_back(style);
         m_stampBytes += stamp->bytes();
     }
@@ -94,7 +99,7 @@ void SnapshotDrawing::drawMarkers(Raster::Canvas& canvas, qsizetype from, qsizet
         constexpr int steps = Raster::MarkerStamp::steps;
         const QPoint step(static_cast<int>((p.x() - std::floor(p.x())) * steps),
                           static_cast<int>((p.y() - std::floor(p.y())) * steps));
-        canvas.markers(at, stampOf(marker, step));
+        canvas.markers(at, stampOf(marker, m_watch, step));
     }
 }
 

@@ -13,8 +13,10 @@ namespace Cartolith::Map::Internal {
 /// Draws the shapes of a snapshot on a canvas, in order, as far as somebody lets it.
 class SnapshotDrawing {
 public:
-    /// All of these live as long as this object.
-    SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& view, const LineCasing& casing);
+    /// All of these live as long as this object. The watch is asked where a shape does not ask: between
+    /// styles, and from one picture of a marker to the next.
+    SnapshotDrawing(const LayerSnapshot& snapshot, const MapView& view, const LineCasing& casing,
+                    Watch watch = {});
 
     /// Goes on until `isWanted()`, asked after every shape, says no; false when all is drawn.
     template <typename IsWanted>
@@ -57,6 +59,7 @@ private:
 
     const LayerSnapshot& m_snapshot;
     const MapView m_view;
+    const Watch m_watch;
     const LayerSymbols m_symbols;
     const Core::Shapes::GisExtent m_visible;                  ///< with what reaches in from outside
     std::vector<std::optional<Raster::MarkerStamp>> m_stamps; // of styles, made when the first point asks

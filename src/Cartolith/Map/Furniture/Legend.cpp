@@ -22,8 +22,8 @@ constexpr int leastLetters = 8;      // pixels
 constexpr double longestLabel = 20;  // in letter heights
 constexpr double defaultApart = 0.5; // rows between the classes and the default
 
-double widthOf(const QFont& font, const QString& text) {
-    return std::ceil(QFontMetricsF(font).horizontalAdvance(text));
+double widthOf(const QFontMetricsF& metrics, const QString& text) {
+    return std::ceil(metrics.horizontalAdvance(text));
 }
 
 /// Nothing where nothing was counted.
@@ -81,12 +81,20 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     const double gap = letterPixels * 0.6;
     m_labelWidth = 0.0;
     m_countWidth = 0.0;
+    const double apart = 2.0 * letterPixels;
+    // Not of rows for which there is no room in the narrowest columns.
+    const double atMost = (std::max(room.height(), 0.0) / m_row + 1.0) *
+                          (std::max(room.width(), 0.0) / (m_sample + 2 * gap + apart) + 1.0);
+    const QFontMetricsF metrics(m_font);
+    qsizetype measured = 0;
     for (const LegendContent::Row& row : m_content.rows) {
-        m_labelWidth = std::max(m_labelWidth, widthOf(m_font, row.label));
-        m_countWidth = std::max(m_countWidth, widthOf(m_font, countText(row)));
+        if (static_cast<double>(measured++) > atMost && !row.isDefault) {
+            continue;
+        }
+        m_labelWidth = std::max(m_labelWidth, widthOf(metrics, row.label));
+        m_countWidth = std::max(m_countWidth, widthOf(metrics, countText(row)));
     }
     const double others = m_sample + 2 * gap + m_countWidth;
-    const double apart = 2.0 * letterPixels;
     m_labelWidth = std::clamp(m_labelWidth, 0.0,
                               std::max(0.0, std::min(longestLabel * letterPixels, room.width() - others)));
     m_column = others + m_labelWidth;
@@ -114,8 +122,8 @@ void Legend::layOut(QSizeF room, int letterPixels) {
     }
 
     double width = static_cast<double>(isGradient ? 1 : columns) * m_columnStep - apart;
-    width = std::max(width, widthOf(m_titleFont, m_content.title));
-    width = std::max(width, widthOf(m_smallFont, m_content.smallPrint));
+    width = std::max(width, widthOf(QFontMetricsF(m_titleFont), m_content.title));
+    width = std::max(width, widthOf(QFontMetricsF(m_smallFont), m_content.smallPrint));
     m_size = {std::min(width, room.width()), std::min(head + m_rows + foot, room.height())};
 }
 

@@ -77,6 +77,12 @@ QStringList MapSheet::problems() const {
     return SheetItems(m_description, m_view, m_system, m_legends, m_insetViews).problems();
 }
 
+QList<QRectF> MapSheet::boxesOnMap() const {
+    QList<QRectF> boxes = SheetItems(m_description, m_view, m_system, m_legends, m_insetViews).boxes();
+    boxes.removeIf([this](const QRectF& box) { return !box.intersects(m_view.frame()); });
+    return boxes;
+}
+
 void MapSheet::drawBelow(QPainter& painter) const {
     painter.save();
     painter.setRenderHint(QPainter::Antialiasing);

@@ -171,7 +171,7 @@ void SheetItems::drawBox(QPainter& painter, const SheetItem& item, const QRectF&
     }
 }
 
-void SheetItems::drawText(QPainter& painter, const SheetItem& item) const {
+SheetItems::Lines SheetItems::linesOf(const SheetItem& item) const {
     const QSizeF page = m_sheet.size * SheetUnits::perMillimeter;
     const double room = item.of == SheetItem::Of::Map ? frameOf(m_sheet).width() : page.width();
     const double beside = std::abs(item.inset.x()) * SheetUnits::perMillimeter;
@@ -186,15 +186,21 @@ void SheetItems::drawText(QPainter& painter, const SheetItem& item) const {
     for (const QString& text : lines) {
         width = std::max(width, std::ceil(metrics.horizontalAdvance(text)));
     }
-    const QRectF place = placeOf(m_sheet, item, {width, line * static_cast<double>(lines.size())});
-    drawBox(painter, item, place);
-    painter.setFont(font);
+    return {font, lines, placeOf(m_sheet, item, {width, line * static_cast<double>(lines.size())})};
+}
+
+void SheetItems::drawText(QPainter& painter, const SheetItem& item) const {
+    const Lines lines = linesOf(item);
+    const double line = lines.font.pixelSize() * lineHeight;
+    drawBox(painter, item, lines.place);
+    painter.setFont(lines.font);
     painter.setPen(item.isFaint ? m_sheet.colours.faintInk : m_sheet.colours.ink);
-    for (qsizetype i = 0; i < lines.size(); ++i) {
-        painter.drawText(QRectF(place.left(), place.top() + line * static_cast<double>(i), width, line),
+    for (qsizetype i = 0; i < lines.texts.size(); ++i) {
+        painter.drawText(QRectF(lines.place.left(), lines.place.top() + line * static_cast<double>(i),
+                                lines.place.width(), line),
                          static_cast<int>((item.align | Qt::AlignVCenter).toInt()) | Qt::TextSingleLine |
                              Qt::TextDontClip,
-                         lines.at(i));
+                         lines.texts.at(i));
     }
 }
 
@@ -207,16 +213,20 @@ void SheetItems::drawScaleBar(QPainter& painter, const SheetItem& item) const {
     }
 }
 
-void SheetItems::drawNorth(QPainter& painter, const SheetItem& item) const {
+QRectF SheetItems::northPlace(const SheetItem& item) const {
     constexpr double usual = 12.0 * SheetUnits::perMillimeter;
-    const QRectF place = placeOf(m_sheet, item, roomOf(item, {usual, usual}));
+    return placeOf(m_sheet, item, roomOf(item, {usual, usual}));
+}
+
+void SheetItems::drawNorth(QPainter& painter, const SheetItem& item) const {
+    const QRectF place = northPlace(item);
     if (north().angle()) {
         drawBox(painter, item, place);
         north().draw(painter, place, m_sheet.colours);
     }
 }
 
-void SheetItems::drawLegend(QPainter& painter, const SheetItem& item) const {
+std::optional<SheetItems::Stack> SheetItems::stackOf(const SheetItem& item) const {
     QList<LegendContent> contents;
     for (const SheetLegend& legend : m_legends) {
         if (item.layers.isEmpty() || item.layers.contains(legend.layer)) {
@@ -229,7 +239,7 @@ void SheetItems::drawLegend(QPainter& painter, const SheetItem& item) const {
         }
     }
     if (contents.isEmpty()) {
-        return;
+        return std::nullopt;
     }
     if (!item.text.isEmpty()) {
         if (contents.size() > 1) {
@@ -243,9 +253,47 @@ void SheetItems::drawLegend(QPainter& painter, const SheetItem& item) const {
     const LegendStack stack(contents, m_sheet.colours,
                             roomOf(item, {map.width() * widest, std::max(1.0, map.height() - 2.0 * inset)}),
                             SheetUnits::letters(item.letters));
-    const QRectF place = placeOf(m_sheet, item, stack.size());
-    drawBox(painter, item, place);
-    stack.draw(painter, place.topLeft());
+    return Stack{stack, placeOf(m_sheet, item, stack.size())};
+}
+
+void SheetItems::drawLegend(QPainter& painter, const SheetItem& item) const {
+    if (const auto stack = stackOf(item)) {
+        drawBox(painter, item, stack->place);
+        stack->legends.draw(painter, stack->place.topLeft());
+    }
+}
+
+std::optional<QRectF> SheetItems::placeOf(const SheetItem& item) const {
+    switch (item.kind) {
+    case SheetItem::Kind::Text:
+        return linesOf(item).place;
+    case SheetItem::Kind::ScaleBar: {
+        const ScaleBar bar = scaleBarOf(item);
+        return bar.ticks().isEmpty() ? std::nullopt : std::optional(placeOf(m_sheet, item, bar.size()));
+    }
+    case SheetItem::Kind::NorthArrow:
+        return north().angle() ? std::optional(northPlace(item)) : std::nullopt;
+    case SheetItem::Kind::Legend: {
+        const auto stack = stackOf(item);
+        return stack ? std::optional(stack->place) : std::nullopt;
+    }
+    case SheetItem::Kind::Inset:
+        return insetFrame(m_sheet, item);
+    }
+    return std::nullopt;
+}
+
+QList<QRectF> SheetItems::boxes() const {
+    const double ratio = m_view.devicePixelRatio();
+    QList<QRectF> boxes;
+    for (const SheetItem& item : m_sheet.items) {
+        if (const auto place = placeOf(item)) {
+            const double by = padding(item) + SheetUnits::perMillimeter; // air
+            const QRectF box = place->adjusted(-by, -by, by, by);
+            boxes.append({box.topLeft() * ratio, box.size() * ratio});
+        }
+    }
+    return boxes;
 }
 
 void SheetItems::drawInset(QPainter& painter, const MapView& inset, const QImage& picture) const {

@@ -46,6 +46,8 @@ public:
         : m_sheet(sheet), m_view(view), m_system(system), m_legends(legends), m_insetViews(insetViews) {}
 
     QStringList problems() const;
+    /// A millimetre around what each item draws, in pixels of the sheet; items that draw nothing have none.
+    QList<QRectF> boxes() const;
     /// The painter's units are SheetUnits; pictures lie on views in pixels of the sheet.
     void draw(QPainter& painter, const QList<QImage>& insets) const;
 
@@ -56,6 +58,22 @@ public:
 private:
     static QRectF placeOf(const SheetDescription& sheet, const SheetItem& item, QSizeF size);
     static double padding(const SheetItem& item);
+
+    /// Text in lines, where it lies.
+    struct Lines {
+        QFont font;
+        QStringList texts;
+        QRectF place;
+    };
+    Lines linesOf(const SheetItem& item) const;
+    struct Stack {
+        LegendStack legends;
+        QRectF place;
+    };
+    std::optional<Stack> stackOf(const SheetItem& item) const;
+    QRectF northPlace(const SheetItem& item) const;
+    /// In SheetUnits, without its box; none where nothing is drawn.
+    std::optional<QRectF> placeOf(const SheetItem& item) const;
 
     void drawText(QPainter& painter, const SheetItem& item) const;
     void drawScaleBar(QPainter& painter, const SheetItem& item) const;

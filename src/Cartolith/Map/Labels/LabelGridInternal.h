@@ -28,8 +28,7 @@ public:
         const int bottom = index(y + reachY - m_top, m_rows);
         for (int row = top; row <= bottom; ++row) {
             for (int column = left; column <= right; ++column) {
-                if (!function(m_cells[static_cast<std::size_t>(row) * static_cast<std::size_t>(m_columns) +
-                                      static_cast<std::size_t>(column)])) {
+                if (!function(at(row, column))) {
                     return false;
                 }
             }
@@ -39,6 +38,15 @@ public:
     template <typename Function>
     bool forEachCell(const Box& box, Function function) {
         return forEachCell(box.x, box.y, box.reachX(), box.reachY(), function);
+    }
+
+    int rowOf(double y) const { return index(y - m_top, m_rows); }
+    int columnOf(double x) const { return index(x - m_left, m_columns); }
+    int lastRow() const { return m_rows - 1; }
+    int lastColumn() const { return m_columns - 1; }
+    Cell& at(int row, int column) {
+        return m_cells[static_cast<std::size_t>(row) * static_cast<std::size_t>(m_columns) +
+                       static_cast<std::size_t>(column)];
     }
 
 private:

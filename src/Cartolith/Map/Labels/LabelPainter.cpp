@@ -167,7 +167,8 @@ public:
 LabelPainter::LabelPainter(qsizetype budget) : d(std::make_unique<Private>(budget)) {}
 LabelPainter::~LabelPainter() = default;
 
-void LabelPainter::draw(QImage& picture, std::span<const PlacedLabel> labels, QPoint corner) {
+void LabelPainter::draw(QImage& picture, std::span<const PlacedLabel> labels, QPoint corner,
+                        const std::function<void()>& watch) {
     if (picture.format() != QImage::Format_ARGB32_Premultiplied) {
         throw std::invalid_argument("labels are drawn on premultiplied pictures only");
     }
@@ -176,6 +177,9 @@ void LabelPainter::draw(QImage& picture, std::span<const PlacedLabel> labels, QP
     }
     for (const Layer layer : {Layer::Halo, Layer::Letters}) {
         for (const PlacedLabel& label : labels) {
+            if (watch) {
+                watch();
+            }
             d->draw(label, layer, picture, corner);
         }
     }

@@ -7,6 +7,7 @@
 #include <QColor>
 #include <QPoint>
 
+#include <functional>
 #include <memory>
 #include <span>
 
@@ -46,9 +47,11 @@ public:
     LabelPainter(const LabelPainter&) = delete;
     LabelPainter& operator=(const LabelPainter&) = delete;
 
-    /// Over what the picture holds. `corner` is the pixel of the view that its first one is.
-    /// \throws std::invalid_argument unless the picture is ARGB32_Premultiplied; std::bad_alloc
-    void draw(QImage& picture, std::span<const PlacedLabel> labels, QPoint corner = {});
+    /// Over what the picture holds. `corner` is the pixel of the view that its first one is. The function is
+    /// called before each label, and may throw to end it. \throws std::invalid_argument unless the picture is
+    /// ARGB32_Premultiplied; std::bad_alloc
+    void draw(QImage& picture, std::span<const PlacedLabel> labels, QPoint corner = {},
+              const std::function<void()>& watch = {});
 
     /// Of the pictures that it keeps.
     qsizetype bytes() const;

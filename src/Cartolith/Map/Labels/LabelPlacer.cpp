@@ -7,6 +7,7 @@
 #include <limits>
 #include <numbers>
 #include <numeric>
+#include <optional>
 #include <utility>
 
 namespace Cartolith::Map::Labels {
@@ -52,6 +53,29 @@ public:
         return true;
     }
 
+    /// Several of them are still finite: what nothing may cross is heavier.
+    static constexpr double heaviest = 1e100;
+
+    /// None when a coordinate is not finite.
+    std::optional<Internal::Rings> ringsOf(std::span<const double> coordinates,
+                                           std::span<const qsizetype> ends) const {
+        Internal::Rings rings;
+        rings.starts.push_back(0);
+        std::size_t from = 0;
+        for (const qsizetype end : ends) {
+            const std::size_t to = std::clamp(static_cast<std::size_t>(std::max<qsizetype>(end, 0)) * 2, from,
+                                              coordinates.size());
+            if (!append(coordinates.subspan(from, to - from), rings.points)) {
+                return std::nullopt;
+            }
+            if (rings.points.size() > rings.starts.back()) { // a ring without vertices is none
+                rings.starts.push_back(rings.points.size());
+            }
+            from = to;
+        }
+        return rings;
+    }
+
     static bool isUsable(const LabelSettings& settings, double width, double height) {
         constexpr double least = 0.1; // pixels: smaller ones would have places without end
         return std::isfinite(width) && std::isfinite(height) && width >= least && height >= least &&
@@ -60,7 +84,7 @@ public:
 
     static LabelSettings sane(LabelSettings settings) {
         settings.maxCandidates = std::clamp(settings.maxCandidates, 1, 16);
-        settings.weight = settings.weight > 0.0 ? settings.weight : 0.0;
+        settings.weight = settings.weight > 0.0 ? std::min(settings.weight, heaviest) : 0.0;
         settings.repeatDistance = settings.repeatDistance > 0.0 ? settings.repeatDistance : 0.0;
         const auto margin = [](double m) { return m > 0.0 && std::isfinite(m) ? m : 0.0; };
         settings.margin = {margin(settings.margin.width()), margin(settings.margin.height())};
@@ -152,21 +176,10 @@ qsizetype LabelPlacer::addLine(const LabelSettings& settings, double height, std
 qsizetype LabelPlacer::addArea(const LabelSettings& settings, double height, std::span<const double> advances,
                                std::span<const double> rings, std::span<const qsizetype> ringEnds) {
     const double width = std::accumulate(advances.begin(), advances.end(), 0.0);
-    Internal::Rings area;
-    bool isUsable = Private::isUsable(settings, width, height) &&
-                    std::all_of(advances.begin(), advances.end(), [](double a) { return a >= 0.0; });
-    std::size_t from = 0;
-    area.starts.push_back(0);
-    for (const qsizetype end : ringEnds) {
-        const std::size_t to =
-            std::clamp(static_cast<std::size_t>(std::max<qsizetype>(end, 0)) * 2, from, rings.size());
-        isUsable = isUsable && d->append(rings.subspan(from, to - from), area.points);
-        if (area.points.size() > area.starts.back()) { // a ring without vertices is none
-            area.starts.push_back(area.points.size());
-        }
-        from = to;
-    }
-    if (!isUsable || area.points.empty()) {
+    const bool isUsable = Private::isUsable(settings, width, height) &&
+                          std::all_of(advances.begin(), advances.end(), [](double a) { return a >= 0.0; });
+    const auto area = isUsable ? d->ringsOf(rings, ringEnds) : std::nullopt;
+    if (!area || area->points.empty()) {
         d->openNothing();
         return d->labelCount++;
     }
@@ -174,14 +187,15 @@ qsizetype LabelPlacer::addArea(const LabelSettings& settings, double height, std
     d->candidates.margin = sane.margin;
     const std::size_t first = d->candidates.list.size();
     d->open(sane, 0, first,
-            addAreaCandidates(d->candidates, sane, {advances, width, height}, area, d->frame));
+            addAreaCandidates(d->candidates, sane, {advances, width, height}, *area, d->frame));
     return d->labelCount++;
 }
 
 void LabelPlacer::addObstacle(QPointF place, QSizeF size, double weight, qsizetype ownLabel) {
     const QPointF point = d->fromOrigin(place);
     if (Private::isFinite(point) && size.width() > 0.0 && size.height() > 0.0 && weight > 0.0) {
-        d->obstacles.add({point, point, size * 0.5, weight, ownLabel, d->obstacleCount++});
+        d->obstacles.add(
+            {point, point, size * 0.5, std::min(weight, Private::heaviest), ownLabel, d->obstacleCount++});
     }
 }
 
@@ -193,11 +207,32 @@ void LabelPlacer::addLineObstacle(std::span<const double> line, double width, do
     }
     for (std::size_t i = 0; i + 1 < points.size(); ++i) {
         if (points[i] != points[i + 1]) {
-            d->obstacles.add(
-                {points[i], points[i + 1], {width * 0.5, width * 0.5}, weight, ownLabel, d->obstacleCount});
+            d->obstacles.add({points[i],
+                              points[i + 1],
+                              {width * 0.5, width * 0.5},
+                              std::min(weight, Private::heaviest),
+                              ownLabel,
+                              d->obstacleCount});
         }
     }
     ++d->obstacleCount;
+}
+
+void LabelPlacer::addAreaObstacle(std::span<const double> rings, std::span<const qsizetype> ringEnds,
+                                  double width, double weight, qsizetype ownLabel) {
+    const auto area = d->ringsOf(rings, ringEnds);
+    if (area && !area->points.empty() && width >= 0.0 && std::isfinite(width) && weight > 0.0) {
+        d->obstacles.addArea(*area, width, std::min(weight, Private::heaviest), ownLabel, d->obstacleCount++,
+                             d->candidates.watch);
+    }
+}
+
+void LabelPlacer::addClosedBox(const QRectF& pixels) {
+    const QPointF middle = pixels.center() - d->origin;
+    if (Private::isFinite(middle) && pixels.width() > 0.0 && pixels.height() > 0.0) {
+        d->obstacles.add({middle, middle, pixels.size() * 0.5, std::numeric_limits<double>::infinity(), -1,
+                          d->obstacleCount++});
+    }
 }
 
 void LabelPlacer::setPrevious(const LabelPlaces& previous) {

@@ -5,6 +5,7 @@
 #include <Cartolith/Map/Labels/LabelSettings.h>
 #include <Cartolith/Map/MapView.h>
 
+#include <QRectF>
 #include <QSizeF>
 
 #include <functional>
@@ -57,6 +58,13 @@ public:
     void addObstacle(QPointF place, QSizeF size, double weight, qsizetype ownLabel = -1);
     /// A line that is so many pixels wide.
     void addLineObstacle(std::span<const double> line, double width, double weight, qsizetype ownLabel = -1);
+
+    /// An area and its outline, which is so many pixels wide; a ring in an odd number of others is a hole.
+    void addAreaObstacle(std::span<const double> rings, std::span<const qsizetype> ringEnds, double width,
+                         double weight, qsizetype ownLabel = -1);
+    /// A part of the frame that something lies on which is no part of the map, say its legend: no label comes
+    /// there, whatever its settings. In pixels of the view.
+    void addClosedBox(const QRectF& pixels);
 
     /// Labels that have a place in this keep it if they can. Labels are the same when their numbers are; what
     /// the numbers mean is the host's.

@@ -21,10 +21,10 @@ LabelSearch::LabelSearch(const std::vector<Item>& items, const Candidates& candi
 double LabelSearch::crossed(int self, int candidate) {
     double& known = m_list[static_cast<std::size_t>(candidate)].crossed;
     if (std::isnan(known)) {
+        m_candidates.watch.every(qint64{64}, m_asked++);
         const Item& asking = item(self);
-        known = asking.avoidsObstacles ? m_obstacles.crossedBy(m_candidates.boxesOf(at(candidate)),
-                                                               asking.label, asking.strength)
-                                       : 0.0;
+        known = m_obstacles.crossedBy(m_candidates.boxesOf(at(candidate)), asking.label, asking.strength,
+                                      asking.avoidsObstacles);
     }
     return known;
 }
@@ -270,8 +270,11 @@ void LabelSearch::placeOverlapping() {
     for (const int self : m_order) {
         if (chosen(self) < 0 && item(self).allowOverlap && item(self).candidateCount > 0) {
             sortByCrossed(self);
-            if (mayBeAt(self, item(self).firstCandidate)) {
-                put(self, item(self).firstCandidate);
+            const int end = item(self).firstCandidate + item(self).candidateCount;
+            for (int c = item(self).firstCandidate; c < end && chosen(self) < 0; ++c) {
+                if (mayBeAt(self, c)) {
+                    put(self, c);
+                }
             }
         }
     }

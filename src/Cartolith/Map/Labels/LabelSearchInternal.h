@@ -95,6 +95,7 @@ private:
     std::vector<int> m_order;    // of priority
     std::vector<int> m_blockers; // of the last question
     qint64 m_looks = 0;
+    qint64 m_asked = 0; // what is crossed
     int m_time = 1;
 };
 

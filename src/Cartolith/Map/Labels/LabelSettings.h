@@ -16,7 +16,7 @@ struct LabelSettings {
     /// Whether obstacles matter to it.
     bool avoidObstacles = true;
     /// An obstacle that weighs more is never crossed; of the places that cross others, those are taken that
-    /// cross the least weight.
+    /// cross the least weight. Weights beyond 1e100 count as that.
     double weight = 1.0;
     /// Places that are tried, 1 to 16; what is beyond counts as the nearest of these. Of a line, for each
     /// repeat.

@@ -139,6 +139,7 @@ public:
         LabelPlacementMode mode;
         double pointSize;
         double lineWidth;
+        bool isFilled;
     };
     struct Label {
         qsizetype feature;
@@ -262,6 +263,32 @@ public:
         labels.push_back({feature, number, std::move(shapedText)});
     }
 
+    /// The area of the label that was added last.
+    void addAreaObstacle(int number, const QString& text, std::span<const double> rings,
+                         std::span<const qsizetype> ends) {
+        const Look& look = lookOf(number);
+        const auto own = static_cast<qsizetype>(labels.size()) - 1;
+        if (!isNear(rings, look, text)) {
+            return;
+        }
+        if (look.isFilled) {
+            placer.addAreaObstacle(rings, ends, look.lineWidth, look.settings.weight, own);
+            return;
+        }
+        std::size_t from = 0;
+        for (const qsizetype end : ends) {
+            const std::size_t to =
+                std::clamp(static_cast<std::size_t>(std::max<qsizetype>(end, 0)) * 2, from, rings.size());
+            if (look.lineWidth > 0.0 && to > from + 1) {
+                std::vector<double> outline(rings.begin() + static_cast<std::ptrdiff_t>(from),
+                                            rings.begin() + static_cast<std::ptrdiff_t>(to));
+                outline.insert(outline.end(), {rings[from], rings[from + 1]});
+                placer.addLineObstacle(outline, look.lineWidth, look.settings.weight, own);
+            }
+            from = to;
+        }
+    }
+
     /// So that its number counts; it is out of view wherever it has its vertices, or has nothing to place.
     void placeNowhere(qsizetype feature, int number, std::span<const double> coordinates) {
         const QPointF place =
@@ -373,8 +400,10 @@ int StyledLabels::addStyle(const Core::Layers::GisLayerStyle& style) {
     const auto pixels = [&](float size) {
         return size > 0.0F && std::isfinite(size) ? static_cast<double>(size) * ratio : 0.0;
     };
+    const bool isFilled = style.fillOpacity() > 0 || style.fillPattern() != Core::Layers::FillPattern::None;
     d->looks.push_back({labelFont(style, ratio), labelLook(style, ratio), labelSettings(style, ratio),
-                        style.labelPlacementMode(), pixels(style.pointSize()), pixels(style.lineWidth())});
+                        style.labelPlacementMode(), pixels(style.pointSize()), pixels(style.lineWidth()),
+                        isFilled});
     return static_cast<int>(d->looks.size()) - 1;
 }
 
@@ -417,9 +446,15 @@ void StyledLabels::addArea(int style, const QString& text, double priority,
     } else if (mode == LabelPlacementMode::Point) {
         const auto inside = insideOf(coordinates, ringEnds);
         d->placePoint(feature, style, text, priority, inside.value_or(QPointF(NAN, NAN)), false);
+        d->addAreaObstacle(style, text, coordinates, ringEnds);
     } else {
         d->placeArea(feature, style, text, priority, coordinates, ringEnds);
+        d->addAreaObstacle(style, text, coordinates, ringEnds);
     }
+}
+
+void StyledLabels::addClosedBox(const QRectF& pixels) {
+    d->placer.addClosedBox(pixels);
 }
 
 void StyledLabels::setPrevious(const LabelPlaces& previous) {

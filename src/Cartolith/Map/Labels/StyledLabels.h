@@ -22,8 +22,9 @@ class LabelTexts;
 ///
 /// Features are given with geometry in map units, x and y in turn, and are numbered from 0 in the order in
 /// which they come. They are obstacles, too, to the labels of others: points as their symbols, lines with
-/// their widths. Lines of one style and text that meet end to end are labelled as one; the label has the
-/// greatest of their priorities. Multi-part areas have one label.
+/// their widths, areas with their outlines, and with what is inside where they are filled. Lines of one style
+/// and text that meet end to end are labelled as one; the label has the greatest of their priorities.
+/// Multi-part areas have one label.
 ///
 /// Give all features of a layer, also those out of view: only then labels stay where they are when the map is
 /// panned. Those cost little: their texts are not looked at. Features without a text are obstacles only; so
@@ -55,6 +56,7 @@ public:
     void setPrevious(const LabelPlaces& previous);
     /// As LabelPlacer's.
     /// @{
+    void addClosedBox(const QRectF& pixels);
     void setBudget(qint64 steps);
     void setWatch(std::function<void()> watch);
     /// @}

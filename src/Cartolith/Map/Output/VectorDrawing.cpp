@@ -174,7 +174,8 @@ bool VectorDrawing::drawLabels() {
         return true;
     }
     Labels::LabelTexts texts;
-    Map::Internal::SnapshotLabels labels(m_drawing.view, m_drawing.options.scaleDenominator, texts);
+    Map::Internal::SnapshotLabels labels(m_drawing.view, m_drawing.options.scaleDenominator, texts,
+                                         m_drawing.options.closedBoxes);
     for (qsizetype i = 0; i < m_drawing.layers.size(); ++i) {
         const LayerSnapshot& snapshot = m_drawing.layers.at(i).snapshot;
         if (snapshot.hasLabels() && !labels.add(i, snapshot, [this] { return goesOn(0.0); })) {

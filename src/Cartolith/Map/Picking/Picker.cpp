@@ -57,11 +57,10 @@ public:
         System layerSystem;
         System mapSystem;
         std::unique_ptr<Internal::ShapesOnMap> shapes;
+        double coarse = 0.0; // how closely edges are followed that are not near the pixel
     };
 
-    Internal::ShapesOnMap& shapesOf(const std::shared_ptr<Layers::GisLayer>& layer, const Asked& asked) {
-        constexpr double half = 0.5; // a pixel
-        const double tolerance = half * asked.view.unitsPerPixel();
+    Way& wayOf(const std::shared_ptr<Layers::GisLayer>& layer, const Asked& asked) {
         std::erase_if(ways, [&](const Way& way) {
             const auto of = way.layer.lock();
             return of == nullptr || (of == layer && (way.layerSystem != layer->coordinateSystem() ||
@@ -71,11 +70,13 @@ public:
             std::find_if(ways.begin(), ways.end(), [&](const Way& way) { return way.layer.lock() == layer; });
         if (found == ways.end()) {
             ways.push_back({layer, layer->coordinateSystem(), asked.system,
-                            std::make_unique<Internal::ShapesOnMap>(*layer, asked.system, tolerance)});
+                            std::make_unique<Internal::ShapesOnMap>(*layer, asked.system)});
             found = std::prev(ways.end());
+            if (found->shapes->isElsewhere()) {
+                found->coarse = Map::Internal::Bending::ofAll(*layer, *asked.system);
+            }
         }
-        found->shapes->setTolerance(tolerance);
-        return *found->shapes;
+        return *found;
     }
 
     void look(const std::shared_ptr<Layers::GisLayer>& layer, qsizetype position, const Asked& asked,
@@ -116,13 +117,17 @@ public:
     /// In the order in which they are drawn.
     void lookAtShapes(const std::shared_ptr<Layers::GisLayerVector>& layer, qsizetype position,
                       const Asked& asked, QList<Hit>& hits) {
-        Internal::ShapesOnMap& shapes = shapesOf(layer, asked);
+        Way& way = wayOf(layer, asked);
+        Internal::ShapesOnMap& shapes = *way.shapes;
         const double margin =
             (asked.pixels + Map::Internal::farthestReach(*layer) * asked.view.devicePixelRatio() + 1.0) *
             asked.view.unitsPerPixel();
         const QPointF place = asked.view.toMap(asked.pixel);
-        const auto box =
-            shapes.onLayer(GisExtent(place.x(), place.y(), place.x(), place.y()).inflate(margin, margin));
+        const GisExtent around =
+            GisExtent(place.x(), place.y(), place.x(), place.y()).inflate(margin, margin);
+        // What is farther away is not asked for, but for on which side of it the pixel is.
+        shapes.bend(Map::Internal::Bending::within(around, asked.view.unitsPerPixel(), way.coarse));
+        const auto box = shapes.onLayer(around);
         if (!box) {
             return;
         }

@@ -57,9 +57,10 @@ public:
     ///
     /// Shapes in memory are found by the layer's own index, which the first question may have to build; what
     /// reads as asked is asked for a box of that size, in its cache while edits are not saved, for 100,000
-    /// features at the most. Of layers in another system, near shapes are taken into the map's wholly, to
-    /// half a pixel of the view: of large ones seen from near, this takes seconds. Empty for NaN, for a
-    /// tolerance below 0 and a view that cannot be used.
+    /// features at the most. Of layers in another system, near shapes are taken into the map's with all their
+    /// vertices; their edges are bent to half a pixel of the view near the pixel, and elsewhere to what the
+    /// whole layer would show were it 20,000 pixels wide. Empty for NaN, for a tolerance below 0 and a view
+    /// that cannot be used.
     QList<Hit> hitTest(const MapScene& scene, const MapView& view, QPointF pixel, double pixels);
     /// The same of layers from the bottom to the top; null ones are passed over, the map's system may be null
     /// for one in the layers' own units. \throws std::runtime_error for a system without a way to degrees

@@ -5,13 +5,14 @@
 #include <Cartolith/Map/Projection.h>
 #include <Cartolith/Map/Snapshot/FlatShapeInternal.h>
 
+#include <limits>
 #include <stdexcept>
 
 using namespace Cartolith::Core;
 
 namespace Cartolith::Map::Picking::Internal {
 
-ShapesOnMap::ShapesOnMap(const Layers::GisLayer& layer, const Systems& mapSystem, double tolerance) {
+ShapesOnMap::ShapesOnMap(const Layers::GisLayer& layer, const Systems& mapSystem) {
     if (mapSystem == nullptr || Projection::isIn(layer, *mapSystem)) {
         return;
     }
@@ -19,15 +20,16 @@ ShapesOnMap::ShapesOnMap(const Layers::GisLayer& layer, const Systems& mapSystem
     if (own == nullptr) {
         throw std::runtime_error("the layer does not say its coordinate system");
     }
-    m_cutting = std::make_unique<CoordinateSystems::CuttingTransformer>(*own, *mapSystem, tolerance);
+    m_cutting = std::make_unique<CoordinateSystems::CuttingTransformer>(
+        *own, *mapSystem, std::numeric_limits<double>::infinity());
     m_back = std::make_unique<CoordinateSystems::CoordinateTransformer>(*mapSystem, *own);
 }
 
 ShapesOnMap::~ShapesOnMap() = default;
 
-void ShapesOnMap::setTolerance(double tolerance) {
-    if (m_cutting != nullptr && m_cutting->tolerance() != tolerance) {
-        m_cutting->setTolerance(tolerance);
+void ShapesOnMap::bend(const Map::Internal::Bending& bending) {
+    if (m_cutting != nullptr) {
+        bending.applyTo(*m_cutting);
     }
 }
 

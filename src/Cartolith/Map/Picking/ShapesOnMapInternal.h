@@ -3,6 +3,7 @@
 #include <Cartolith/Core/CoordinateSystems/CuttingTransformer.h>
 #include <Cartolith/Core/Shapes/GisExtent.h>
 #include <Cartolith/Map/LayerSnapshot.h>
+#include <Cartolith/Map/Snapshot/BendingInternal.h>
 
 #include <memory>
 #include <optional>
@@ -28,13 +29,13 @@ class ShapesOnMap {
 public:
     using Systems = std::shared_ptr<Core::CoordinateSystems::CoordinateSystem>;
 
-    /// `mapSystem` is null for a map in the layer's own units; the tolerance is for bent edges, in map units.
+    /// `mapSystem` is null for a map in the layer's own units. Edges are not bent before bend() is called.
     /// \throws std::runtime_error when the layer's system is not known, or nothing leads to the map's
-    ShapesOnMap(const Core::Layers::GisLayer& layer, const Systems& mapSystem, double tolerance);
+    ShapesOnMap(const Core::Layers::GisLayer& layer, const Systems& mapSystem);
     ~ShapesOnMap();
 
     bool isElsewhere() const { return m_cutting != nullptr; }
-    void setTolerance(double tolerance);
+    void bend(const Map::Internal::Bending& bending);
 
     /// Takes a shape, which parts() is then of; none when nothing of it is on the map.
     std::optional<LayerSnapshot::Kind> take(const Core::Shapes::GisShape& shape);

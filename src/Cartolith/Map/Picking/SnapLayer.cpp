@@ -102,14 +102,13 @@ SnapLayer::SnapLayer(std::shared_ptr<Layers::GisLayerVector> layer, ShapesOnMap:
 SnapLayer::~SnapLayer() = default;
 
 bool SnapLayer::isReady(const MapView& view) const {
-    constexpr double coarsest = 2.0; // pixels
     const auto isIn = [&](const Shapes::GisExtent& part) {
         return part.xMin() >= m_read.xMin() && part.xMax() <= m_read.xMax() && part.yMin() >= m_read.yMin() &&
                part.yMax() <= m_read.yMax();
     };
     return !*m_isChanged && m_tree.isComplete() &&
-           !(view.isUsable() && ((m_isReadByView && !isIn(view.visibleExtent())) ||
-                                 m_tolerance > coarsest * view.unitsPerPixel()));
+           !(view.isUsable() &&
+             ((m_isReadByView && !isIn(view.visibleExtent())) || !m_bending.isFineEnough(view)));
 }
 
 double SnapLayer::progress() const {
@@ -130,10 +129,13 @@ void SnapLayer::begin(const MapView& view) {
     m_position = 0;
     m_isCollected = false;
     m_read = view.visibleExtent();
-    m_tolerance = 0.0;
-    constexpr double half = 0.5; // a pixel
-    m_shapes = std::make_unique<ShapesOnMap>(*m_layer, m_mapSystem, half * view.unitsPerPixel());
-    m_tolerance = m_shapes->isElsewhere() ? half * view.unitsPerPixel() : 0.0;
+    m_bending = {0.0, {}, 0.0}; // fine enough for any view, where nothing bends
+    m_shapes = std::make_unique<ShapesOnMap>(*m_layer, m_mapSystem);
+    if (m_shapes->isElsewhere()) {
+        m_bending = Map::Internal::Bending::of(*m_layer, view, *m_mapSystem);
+        m_shapes->bend(m_bending);
+        m_bending.tolerance = 0.0; // that of the worst edge so far
+    }
     if (m_isReadByView) {
         openReader(view);
     }
@@ -205,6 +207,7 @@ void SnapLayer::take(const Shapes::GisShape& shape, qint64 id) {
     if (!kind) {
         return;
     }
+    m_bending.tolerance = std::max(m_bending.tolerance, m_shapes->parts().deviation);
     const auto feature = static_cast<quint32>(m_featureIds.size());
     m_featureIds.push_back(id);
     addEdges(*kind, feature);

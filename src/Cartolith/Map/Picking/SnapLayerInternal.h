@@ -57,8 +57,8 @@ private:
     std::unique_ptr<Core::Layers::GisFeatureReader> m_reader;
     std::size_t m_position = 0; // in the layer's list
     bool m_isCollected = false;
-    Core::Shapes::GisExtent m_read;  // of a layer that reads as asked
-    double m_tolerance = 0.0;        // of bent edges; 0 where there are none
+    Core::Shapes::GisExtent m_read; // of a layer that reads as asked
+    Map::Internal::Bending m_bending;
     std::vector<QPointF> m_vertices; // of one shape, sorted
 
     SnapTree m_tree;

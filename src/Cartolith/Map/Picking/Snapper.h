@@ -32,7 +32,8 @@ enum class SnapKind {
     /// Of two edges, each within the other; where one ends on the other there is a vertex.
     Crossing = 0x02,
     /// Of an area its centroid, of a line the place half way along all its parts. The middle of a single edge
-    /// is none.
+    /// is none. Where a shape of another system is partly out of view, its bends there are followed less
+    /// closely, and its centre is off by as much.
     Centre = 0x04,
     Segment = 0x08, ///< the nearest place of an edge
 };
@@ -71,7 +72,8 @@ public:
         SnapKinds(SnapKind::Vertex) | SnapKind::Crossing | SnapKind::Centre | SnapKind::Segment;
 
     /// Layers that are null or have no shapes are passed over. `mapSystem` is null for a map in the layers'
-    /// own units.
+    /// own units. \throws std::runtime_error where PROJ finds no way from the map's system to degrees, which
+    /// the view's scale takes; a layer without a way to the map's is one of problems()
     Snapper(const QList<std::shared_ptr<Core::Layers::GisLayer>>& layers,
             const std::shared_ptr<Core::CoordinateSystems::CoordinateSystem>& mapSystem, const MapView& view);
     ~Snapper();
@@ -79,8 +81,9 @@ public:
     Snapper& operator=(const Snapper&) = delete;
 
     /// The view that is looked at now. Layers are begun anew where what was read does not hold it, and where
-    /// it shows bends that were passed over: edges in other systems are followed to half a pixel of the view
-    /// that they were begun with. One that cannot be used stops the work.
+    /// it shows bends that were passed over: edges in other systems are followed to half a pixel in the view
+    /// that they were begun with and as much around it, elsewhere to what the whole layer would show were it
+    /// 20,000 pixels wide. One that cannot be used stops the work.
     void setView(const MapView& view);
 
     /// Works for about that long, looking at the clock after each shape and each 2,000 edges to be sorted.

@@ -328,10 +328,20 @@ void Canvas::markers(std::span<const double> places, const MarkerStamp& stamp) {
             std::uint32_t* const line = d->pixels(top + y) + left;
             std::uint8_t* const taken = d->takenIn(top + y) + left;
             const QRgb* const source = pixels + static_cast<std::ptrdiff_t>(y) * side;
-            for (int x = from; x < to; ++x) {
-                blendOver(line[x], source[x]);
-                taken[x] = std::max(taken[x], static_cast<std::uint8_t>(source[x] >> 24));
-            }
+            const auto blend = [&](int begin, int end) {
+                for (int x = begin; x < end; ++x) {
+                    blendOver(line[x], source[x]);
+                    taken[x] = std::max(taken[x], static_cast<std::uint8_t>(source[x] >> 24));
+                }
+            };
+            const MarkerStamp::Run& run = stamp.run(pixels, y);
+            const int last = std::min<int>(to, run.to);
+            const int opaqueFrom = std::clamp<int>(run.opaqueFrom, from, std::max(from, last));
+            const int opaqueTo = std::clamp<int>(run.opaqueTo, opaqueFrom, std::max(opaqueFrom, last));
+            blend(std::max<int>(from, run.from), std::min(opaqueFrom, last));
+            std::copy(source + opaqueFrom, source + opaqueTo, line + opaqueFrom);
+            std::fill(taken + opaqueFrom, taken + opaqueTo, std::uint8_t{255});
+            blend(std::max<int>(opaqueTo, std::max<int>(from, run.from)), last);
         }
     }
 }

@@ -23,6 +23,27 @@ void MarkerStamp::setReach(double reach) {
     m_drawn = m_side <= large ? steps : m_side <= larger ? steps / 2 : 1;
 }
 
+void MarkerStamp::findRuns() {
+    m_runs.reserve(m_pixels.size() / m_side);
+    for (qsizetype first = 0; first < m_pixels.size(); first += m_side) {
+        const QRgb* const row = m_pixels.constData() + first;
+        const auto none = static_cast<quint16>(m_side);
+        Run run{none, 0, none, none};
+        for (quint16 i = 0; i < none; ++i) {
+            if (qAlpha(row[i]) != 0) {
+                run.from = std::min(run.from, i);
+                run.to = static_cast<quint16>(i + 1);
+            }
+            if (qAlpha(row[i]) == 255 &&
+                (run.opaqueFrom == none || run.opaqueTo == i)) { // the first such run
+                run.opaqueFrom = std::min(run.opaqueFrom, i);
+                run.opaqueTo = static_cast<quint16>(i + 1);
+            }
+        }
+        m_runs.append(run);
+    }
+}
+
 MarkerStamp::MarkerStamp(double reach, const std::function<void(QImage& picture, QPointF place)>& draw,
                          std::optional<QPoint> only) {
     if (!(reach > 0.0)) {
@@ -52,6 +73,7 @@ MarkerStamp::MarkerStamp(double reach, const std::function<void(QImage& picture,
             std::copy_n(line, m_side, std::back_inserter(m_pixels));
         }
     }
+    findRuns();
 }
 
 MarkerStamp::MarkerStamp(double diameter, QColor color, double outlineWidth, QColor outlineColor) {
@@ -90,6 +112,7 @@ MarkerStamp::MarkerStamp(double diameter, QColor color, double outlineWidth, QCo
             }
         }
     }
+    findRuns();
 }
 
 } // namespace Cartolith::Map::Raster

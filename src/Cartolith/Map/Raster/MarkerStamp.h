@@ -40,15 +40,26 @@ public:
         const int number = (stepY * m_drawn / steps) * m_drawn + stepX * m_drawn / steps;
         return m_pixels.constData() + static_cast<qsizetype>(number) * m_side * m_side;
     }
+    /// Of a row of such pixels those that are not transparent, and among them those that are opaque.
+    struct Run {
+        quint16 from, to;
+        quint16 opaqueFrom, opaqueTo;
+    };
+    /// The row's in the same picture as the pixels.
+    const Run& run(const QRgb* pixels, int row) const {
+        return m_runs[(pixels - m_pixels.constData()) / m_side + row];
+    }
     qsizetype bytes() const { return m_pixels.size() * qsizetype{sizeof(QRgb)}; }
 
 private:
     void setReach(double reach);
+    void findRuns();
 
     int m_side = 0;
     int m_reach = 0;
     int m_drawn = steps; // of the places between two pixels
     QList<QRgb> m_pixels;
+    QList<Run> m_runs; // of all rows
 };
 
 } // namespace Cartolith::Map::Raster

@@ -4,6 +4,8 @@
 #include <bit>
 #include <cmath>
 #include <limits>
+#include <memory_resource>
+#include <numeric>
 
 namespace Cartolith::Map::Raster::Internal {
 
@@ -82,7 +84,7 @@ public:
     /// Heights in ascending order.
     explicit EdgeTree(const std::vector<double>& heights)
         : m_heights(heights), m_leaves(std::bit_ceil(std::max<std::size_t>(heights.size(), 1))),
-          m_nodes(2 * m_leaves) {}
+          m_nodes(2 * m_leaves, &m_memory) {}
 
     void add(const Edge& edge) {
         const auto indexOf = [this](double y) {
@@ -118,7 +120,7 @@ public:
     bool isOddToTheRight(std::size_t number, double x) const {
         bool isOdd = false;
         for (std::size_t node = number + m_leaves; node > 0; node /= 2) {
-            const std::vector<Entry>& entries = m_nodes[node];
+            const std::pmr::vector<Entry>& entries = m_nodes[node];
             auto right =
                 std::upper_bound(entries.cbegin(), entries.cend(), x,
                                  [](double place, const Entry& entry) { return place < entry.left; });
@@ -151,16 +153,87 @@ private:
 
     const std::vector<double>& m_heights;
     std::size_t m_leaves;
-    std::vector<std::vector<Entry>> m_nodes;
+    std::pmr::monotonic_buffer_resource m_memory; // given back at once: nobody looks up meanwhile
+    std::pmr::vector<std::pmr::vector<Entry>> m_nodes;
+};
+
+/// A place in each ring.
+struct Seat {
+    QPointF place;
+    std::size_t ring;
+};
+
+/// Which rings may have others in them: in real maps hardly any.
+class SeatGrid {
+public:
+    explicit SeatGrid(const std::vector<Seat>& seats) : m_seats(seats) {
+        constexpr double all = std::numeric_limits<double>::infinity();
+        double right = -all;
+        double bottom = -all;
+        m_left = m_top = all;
+        for (const Seat& seat : seats) {
+            m_left = std::min(m_left, seat.place.x());
+            right = std::max(right, seat.place.x());
+            m_top = std::min(m_top, seat.place.y());
+            bottom = std::max(bottom, seat.place.y());
+        }
+        m_side = static_cast<std::size_t>(std::sqrt(static_cast<double>(seats.size()))) + 1;
+        m_perX = static_cast<double>(m_side) / (right - m_left);
+        m_perY = static_cast<double>(m_side) / (bottom - m_top);
+        m_ends.assign(m_side * m_side + 1, 0);
+        for (const Seat& seat : seats) {
+            ++m_ends[cellOf(seat.place) + 1];
+        }
+        std::partial_sum(m_ends.begin(), m_ends.end(), m_ends.begin());
+        m_numbers.assign(seats.size(), 0);
+        std::vector<std::size_t> next(m_ends.begin(), m_ends.end() - 1);
+        for (std::size_t i = 0; i < seats.size(); ++i) {
+            m_numbers[next[cellOf(seats[i].place)]++] = i;
+        }
+    }
+
+    /// By the box around the ring; also yes where finding out takes long.
+    bool mayHoldOthers(const PixelRing& ring, std::size_t i) const {
+        constexpr std::size_t most = 64; // looks
+        const std::size_t left = indexOf((ring.left - m_left) * m_perX);
+        const std::size_t right = indexOf((ring.right - m_left) * m_perX);
+        const std::size_t bottom = indexOf((ring.bottom - m_top) * m_perY);
+        std::size_t looks = 0;
+        for (std::size_t row = indexOf((ring.top - m_top) * m_perY); row <= bottom; ++row) {
+            looks += right - left + 1;
+            for (std::size_t k = m_ends[row * m_side + left]; k < m_ends[row * m_side + right + 1]; ++k) {
+                const Seat& seat = m_seats[m_numbers[k]];
+                if (++looks > most ||
+                    (seat.ring != i && seat.place.x() >= ring.left && seat.place.x() <= ring.right &&
+                     seat.place.y() >= ring.top && seat.place.y() <= ring.bottom)) {
+                    return true;
+                }
+            }
+            if (looks > most) {
+                return true;
+            }
+        }
+        return false;
+    }
+
+private:
+    std::size_t indexOf(double place) const { // NaN, where all are in one place, is the first
+        return place > 0.0 ? static_cast<std::size_t>(std::min(place, static_cast<double>(m_side - 1))) : 0;
+    }
+    std::size_t cellOf(QPointF place) const {
+        return indexOf((place.y() - m_top) * m_perY) * m_side + indexOf((place.x() - m_left) * m_perX);
+    }
+
+    const std::vector<Seat>& m_seats;
+    double m_left, m_top, m_perX, m_perY;
+    std::size_t m_side;
+    std::vector<std::size_t> m_ends;    // of the cells, among the numbers
+    std::vector<std::size_t> m_numbers; // of seats, cell by cell
 };
 
 } // namespace
 
 std::vector<float> ringSigns(const std::vector<PixelRing>& rings, std::size_t count, const Watch& watch) {
-    struct Seat {
-        QPointF place;
-        std::size_t ring;
-    };
     std::vector<Seat> seats;
     for (std::size_t i = 0; i < count; ++i) {
         watch.every(std::size_t{64}, i);
@@ -177,24 +250,12 @@ std::vector<float> ringSigns(const std::vector<PixelRing>& rings, std::size_t co
         heights.push_back(seat.place.y());
     }
     // Most rings have no other one in them, so that nobody needs their edges.
-    constexpr int mostLookedAt = 32;
-    const auto mayHoldOthers = [&](std::size_t i) {
-        const PixelRing& ring = rings[i];
-        auto seat = seats.cbegin() +
-                    (std::lower_bound(heights.cbegin(), heights.cend(), ring.top) - heights.cbegin());
-        for (int looks = 0; seat != seats.cend() && seat->place.y() <= ring.bottom; ++seat) {
-            if (++looks > mostLookedAt ||
-                (seat->ring != i && seat->place.x() >= ring.left && seat->place.x() <= ring.right)) {
-                return true;
-            }
-        }
-        return false;
-    };
+    const SeatGrid grid(seats);
     EdgeTree tree(heights);
     std::vector<bool> isInTree(count);
     for (std::size_t i = 0; i < count; ++i) {
         watch.every(std::size_t{64}, i);
-        isInTree[i] = mayHoldOthers(i);
+        isInTree[i] = grid.mayHoldOthers(rings[i], i);
         if (isInTree[i]) {
             std::size_t edges = 0;
             forEachEdge(rings[i].points, [&](const Edge& edge) {

@@ -13,6 +13,18 @@ namespace {
 constexpr std::size_t mostPlanes = 4;
 constexpr int lanes = 4;
 
+/// Shares from 0 to 1, where the mask has less.
+void addShares(std::uint8_t* mask, __m128 shares) {
+    const __m128i levels =
+        _mm_cvttps_epi32(_mm_add_ps(_mm_mul_ps(shares, _mm_set1_ps(255.0F)), _mm_set1_ps(0.5F)));
+    const __m128i words = _mm_packs_epi32(levels, levels);
+    const __m128i bytes = _mm_packus_epi16(words, words);
+    std::int32_t before = 0;
+    std::memcpy(&before, mask, lanes);
+    const std::int32_t after = _mm_cvtsi128_si32(_mm_max_epu8(bytes, _mm_cvtsi32_si128(before)));
+    std::memcpy(mask, &after, lanes);
+}
+
 } // namespace
 
 /// A segment with a distance, in floats from its own corner.
@@ -39,6 +51,81 @@ void StrokeMask::addCapsule(QPointF a, QPointF b, double radius, std::span<const
 void StrokeMask::addStrip(QPointF a, QPointF b, double radius, double reach,
                           std::span<const EndPlane> planes) {
     add<false, true>({a, b, radius, reach, planes});
+}
+
+bool StrokeMask::addSmall(std::span<const QPointF> points, bool isClosed, double radius) {
+    constexpr double soft = 0.5;
+    constexpr int most = 32; // groups of pixels in the box
+    const double reach = radius + soft;
+    double minX = points[0].x();
+    double maxX = minX;
+    double minY = points[0].y();
+    double maxY = minY;
+    for (const QPointF p : points) {
+        minX = std::min(minX, p.x());
+        maxX = std::max(maxX, p.x());
+        minY = std::min(minY, p.y());
+        maxY = std::max(maxY, p.y());
+    }
+    if (!((maxX - minX + 2.0 * reach) * (maxY - minY + 2.0 * reach) < lanes * most)) {
+        return false;
+    }
+    // Pixels whose middles are nearer than that.
+    const int left = floorOf(std::clamp(minX - reach + 0.5, 0.0, static_cast<double>(m_width)));
+    const int right = ceilOf(std::clamp(maxX + reach - 0.5, 0.0, static_cast<double>(m_width)));
+    const int top = floorOf(std::clamp(minY - reach + 0.5, 0.0, static_cast<double>(m_height)));
+    const int bottom = ceilOf(std::clamp(maxY + reach - 0.5, 0.0, static_cast<double>(m_height)));
+    if (left >= right || top >= bottom) {
+        return true;
+    }
+    if ((bottom - top) * ((right - left + lanes - 1) / lanes) > most) {
+        return false;
+    }
+    const std::size_t segments = isClosed && points.size() > 2 ? points.size() : points.size() - 1;
+    m_pieces.resize(segments);
+    for (std::size_t i = 0; i < segments; ++i) {
+        const QPointF a = points[i];
+        const QPointF b = points[i + 1 < points.size() ? i + 1 : 0];
+        const double x = b.x() - a.x();
+        const double y = b.y() - a.y();
+        const double length = std::sqrt(x * x + y * y);
+        const QPointF along = length > 0.0 ? QPointF(x, y) / length : QPointF(1.0, 0.0);
+        m_pieces[i] = {static_cast<float>(a.x() - left), static_cast<float>(a.y() - top),
+                       static_cast<float>(along.x()), static_cast<float>(along.y()),
+                       static_cast<float>(length)};
+    }
+    const __m128 zero = _mm_setzero_ps();
+    const __m128 one = _mm_set1_ps(1.0F);
+    const __m128 outer = _mm_set1_ps(static_cast<float>(reach));
+    m_top = std::min(m_top, top);
+    m_bottom = std::max(m_bottom, bottom);
+    for (int row = top; row < bottom; ++row) {
+        const float middle = static_cast<float>(row - top) + 0.5F;
+        std::uint8_t* const shares = rowAt(row);
+        __m128 column = _mm_setr_ps(0.5F, 1.5F, 2.5F, 3.5F);
+        for (int x = left; x < right; x += lanes) {
+            __m128 nearest = _mm_set1_ps(HUGE_VALF); // squared
+            for (const Piece& piece : m_pieces) {
+                const float down = middle - piece.y;
+                const __m128 aside = _mm_sub_ps(column, _mm_set1_ps(piece.x));
+                const __m128 across = _mm_sub_ps(_mm_set1_ps(down * piece.alongX),
+                                                 _mm_mul_ps(aside, _mm_set1_ps(piece.alongY)));
+                const __m128 t = _mm_add_ps(_mm_mul_ps(aside, _mm_set1_ps(piece.alongX)),
+                                            _mm_set1_ps(down * piece.alongY));
+                const __m128 beyond =
+                    _mm_sub_ps(t, _mm_min_ps(_mm_max_ps(t, zero), _mm_set1_ps(piece.length)));
+                nearest =
+                    _mm_min_ps(nearest, _mm_add_ps(_mm_mul_ps(across, across), _mm_mul_ps(beyond, beyond)));
+            }
+            const __m128 share = _mm_max_ps(_mm_min_ps(_mm_sub_ps(outer, _mm_sqrt_ps(nearest)), one), zero);
+            addShares(shares + x, share);
+            column = _mm_add_ps(column, _mm_set1_ps(static_cast<float>(lanes)));
+        }
+        Range& range = m_ranges[static_cast<std::size_t>(row)];
+        range.from = std::min(range.from, left);
+        range.to = std::max(range.to, std::min(left + (right - left + lanes - 1) / lanes * lanes, m_width));
+    }
+    return true;
 }
 
 bool StrokeMask::cut(QPointF& a, QPointF& b, double margin) const {
@@ -106,8 +193,6 @@ void StrokeMask::add(const Shape& shape) {
 
     const __m128 zero = _mm_setzero_ps();
     const __m128 one = _mm_set1_ps(1.0F);
-    const __m128 full = _mm_set1_ps(255.0F);
-    const __m128 half = _mm_set1_ps(0.5F);
     const __m128 step = _mm_set1_ps(static_cast<float>(lanes));
     const __m128 outer = _mm_set1_ps(static_cast<float>(radius));
     const __m128 alongX = _mm_set1_ps(static_cast<float>(along.x()));
@@ -170,14 +255,7 @@ void StrokeMask::add(const Shape& shape) {
             for (std::size_t i = 0; i < planes; ++i) {
                 share = _mm_min_ps(share, _mm_sub_ps(planeRow[i], _mm_mul_ps(x, planeX[i])));
             }
-            share = _mm_max_ps(share, zero);
-            const __m128i levels = _mm_cvttps_epi32(_mm_add_ps(_mm_mul_ps(share, full), half));
-            const __m128i words = _mm_packs_epi32(levels, levels);
-            const __m128i bytes = _mm_packus_epi16(words, words);
-            std::int32_t before = 0;
-            std::memcpy(&before, shares + column, lanes);
-            const std::int32_t after = _mm_cvtsi128_si32(_mm_max_epu8(bytes, _mm_cvtsi32_si128(before)));
-            std::memcpy(shares + column, &after, lanes);
+            addShares(shares + column, _mm_max_ps(share, zero));
         }
         // Whole steps may have gone beyond; what they wrote has to be seen and cleared.
         Range& range = m_ranges[static_cast<std::size_t>(row)];

@@ -22,6 +22,9 @@ public:
 
     /// All within a radius of the segment, which may be a point; cut by the planes.
     void addCapsule(QPointF a, QPointF b, double radius, std::span<const EndPlane> planes = {});
+    /// The capsules around all segments of a line, or ring, of at least two vertices, at once: quicker where
+    /// they are many in few pixels. False, and nothing is added, where they are not.
+    bool addSmall(std::span<const QPointF> points, bool isClosed, double radius);
     /// All beside the line through the two, as far to each side; from end to end only the planes bound it,
     /// which have to be near these (`reach` is how far beyond them they let it).
     void addStrip(QPointF a, QPointF b, double radius, double reach, std::span<const EndPlane> planes);
@@ -50,6 +53,12 @@ private:
         int from, to;
     };
     struct Shape;
+    /// Of addSmall(), in floats from the corner of its pixels.
+    struct Piece {
+        float x, y;           // where it begins
+        float alongX, alongY; // its direction
+        float length;
+    };
 
     std::uint8_t* rowAt(int row) { return m_shares.data() + static_cast<std::size_t>(row) * m_stride; }
     template <bool isCapsule, bool hasPlanes>
@@ -59,6 +68,7 @@ private:
     std::size_t m_stride;
     std::vector<std::uint8_t> m_shares;
     std::vector<Range> m_ranges; // of each row
+    std::vector<Piece> m_pieces;
     int m_top;
     int m_bottom = 0;
 };

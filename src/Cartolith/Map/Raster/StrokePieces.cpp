@@ -76,6 +76,9 @@ void addStretch(StrokeMask& mask, std::span<const QPointF> points, bool isClosed
     const bool hasEnds = segments < count;
     const bool isCut = stroke.cap == LineCap::Butt || stroke.cap == LineCap::Square;
     const double beyond = stroke.cap == LineCap::Square ? radius : 0.0;
+    if (!isPointed && !(isCut && hasEnds) && mask.addSmall(points, isClosed, radius)) {
+        return;
+    }
     for (std::size_t i = 0; i < segments; ++i) {
         watch.every(std::size_t{8}, i);
         QPointF a = points[i];

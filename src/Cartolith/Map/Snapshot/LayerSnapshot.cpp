@@ -1,5 +1,6 @@
 #include <Cartolith/Core/Layers/GisLayer.h>
 #include <Cartolith/Map/LayerSnapshot.h>
+#include <Cartolith/Map/Snapshot/BendingInternal.h>
 
 #include <limits>
 #include <utility>
@@ -8,15 +9,6 @@ using namespace Cartolith::Core;
 
 namespace Cartolith::Map {
 
-namespace {
-
-bool holds(const Shapes::GisExtent& outer, const Shapes::GisExtent& inner) {
-    return inner.xMin() >= outer.xMin() && inner.xMax() <= outer.xMax() && inner.yMin() >= outer.yMin() &&
-           inner.yMax() <= outer.yMax();
-}
-
-} // namespace
-
 LayerSnapshot::LayerSnapshot() {
     static const auto nothing = std::make_shared<const Data>();
     m_data = nothing;
@@ -24,14 +16,11 @@ LayerSnapshot::LayerSnapshot() {
 
 bool LayerSnapshot::isOf(const Layers::GisLayer& layer, const MapView& view,
                          const std::shared_ptr<CoordinateSystems::CoordinateSystem>& mapSystem) const {
-    constexpr double coarsest = 2.0; // pixels
-    const double most = coarsest * view.unitsPerPixel();
-    const bool isFineEnough =
-        !(m_data->tolerance > most) || (m_data->toleranceThere > 0.0 && m_data->toleranceThere <= most &&
-                                        holds(m_data->surroundings, view.visibleExtent()));
+    const Internal::Bending bending{m_data->tolerance, m_data->surroundings, m_data->toleranceThere};
     return m_data->layer == layer.number() && m_data->revision == layer.contentRevision() &&
            m_data->look == layer.lookRevision() && m_data->layerSystem == layer.coordinateSystem() &&
-           m_data->mapSystem == mapSystem && (!m_data->isOfView || m_data->view == view) && isFineEnough;
+           m_data->mapSystem == mapSystem && (!m_data->isOfView || m_data->view == view) &&
+           bending.isFineEnough(view);
 }
 
 qint64 LayerSnapshot::bytes() const {

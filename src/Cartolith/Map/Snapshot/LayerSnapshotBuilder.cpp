@@ -10,6 +10,7 @@
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
 #include <Cartolith/Map/Projection.h>
 #include <Cartolith/Map/RendererFields.h>
+#include <Cartolith/Map/Snapshot/BendingInternal.h>
 #include <Cartolith/Map/Snapshot/FlatShapeInternal.h>
 #include <Cartolith/Map/Snapshot/ShapeProjectorInternal.h>
 #include <Cartolith/Map/Snapshot/StyleTableInternal.h>
@@ -87,40 +88,9 @@ public:
         }
         isElsewhere = mapSystem != nullptr && !Projection::isIn(layer, *mapSystem);
         if (isElsewhere && raster == nullptr) {
-            chooseTolerance();
-            projector =
-                std::make_unique<Internal::ShapeProjector>(*layer.coordinateSystem(), *mapSystem, tolerance);
-            if (!surroundings.isEmpty()) {
-                projector->cutting().setFinerWithin(surroundings, toleranceThere);
-            }
-        }
-    }
-
-    /// For bent edges: half a pixel of the view; without one, as if a large picture showed everything. In a
-    /// view that shows but a small part of the layer, only there and around it: the rest is as for a picture
-    /// of everything that is larger than any.
-    void chooseTolerance() {
-        constexpr double half = 0.5; // a pixel
-        constexpr double large = 2000.0;
-        constexpr double larger = 20'000.0;
-        surroundings = {};
-        if (view.isUsable() && isReadByView) { // all of it is near
-            tolerance = half * view.unitsPerPixel();
-            return;
-        }
-        const Shapes::GisExtent onMap =
-            Projection::meshIn(layer.extent(), *layer.coordinateSystem(), *mapSystem).extent;
-        const double side = std::max(onMap.width(), onMap.height());
-        const auto ofAll = [side](double pixels) {
-            return side > 0.0 ? half * side / pixels : std::numeric_limits<double>::infinity();
-        };
-        tolerance = view.isUsable() ? half * view.unitsPerPixel() : ofAll(large);
-        if (view.isUsable() && tolerance < ofAll(larger)) {
-            const Shapes::GisExtent seen = view.visibleExtent();
-            const double around = std::max(seen.width(), seen.height());
-            surroundings = seen.inflate(around, around);
-            toleranceThere = tolerance;
-            tolerance = ofAll(larger);
+            bending = Internal::Bending::of(layer, view, *mapSystem);
+            projector = std::make_unique<Internal::ShapeProjector>(*layer.coordinateSystem(), *mapSystem);
+            bending.applyTo(projector->cutting());
         }
     }
 
@@ -140,9 +110,10 @@ public:
         data->mapSystem = mapSystem;
         data->isOfView = isReadByView || raster != nullptr;
         data->view = view;
-        data->tolerance = projector != nullptr && !isReadByView ? tolerance : 0.0;
-        data->surroundings = surroundings;
-        data->toleranceThere = surroundings.isEmpty() ? 0.0 : toleranceThere;
+        if (projector != nullptr) {
+            data->surroundings = bending.part;
+            data->toleranceThere = bending.toleranceThere;
+        }
         isOneStyle = renderer == nullptr || !renderer->usesFeatureAttributes();
         if (vector != nullptr && !isReadByView) {
             data->features.reserve(vector->items().size() + 1);
@@ -288,6 +259,7 @@ public:
     /// What was read, in the map's system; false when nothing of it is left there.
     bool takeProjected(LayerSnapshot::Kind kind) {
         Internal::cutFlat(projector->cutting(), kind, read, cut);
+        data->tolerance = std::max(data->tolerance, cut.deviation);
         data->coordinates.insert(data->coordinates.end(), cut.coordinates.cbegin(), cut.coordinates.cend());
         if (!cut.coordinates.empty()) {
             data->partEnds.insert(data->partEnds.end(), cut.ends.cbegin(), cut.ends.cend());
@@ -386,9 +358,7 @@ public:
     const Symbology::GisSymbolRenderer* renderer = nullptr; // as long as the look stays
     bool isForAll = true;                                   // the one style, which leaves nothing to them
     std::unique_ptr<Internal::ShapeProjector> projector;
-    double tolerance = 0.0;
-    Shapes::GisExtent surroundings; // of the view, where toleranceThere holds; none if everywhere
-    double toleranceThere = 0.0;
+    Internal::Bending bending;
     CoordinateSystems::CutParts read; // one shape of a layer that is projected
     CoordinateSystems::CutParts cut;
     std::unique_ptr<Layers::GisFeatureReader> reader;

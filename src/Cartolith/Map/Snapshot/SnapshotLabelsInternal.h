@@ -3,6 +3,9 @@
 #include <Cartolith/Map/Labels/StyledLabels.h>
 #include <Cartolith/Map/LayerSnapshot.h>
 
+#include <QList>
+#include <QRectF>
+
 #include <utility>
 #include <vector>
 
@@ -11,9 +14,14 @@ namespace Cartolith::Map::Internal {
 /// The labels that the styles of snapshots ask for.
 class SnapshotLabels {
 public:
-    /// The texts outlive this object.
-    SnapshotLabels(const MapView& view, double scaleDenominator, Labels::LabelTexts& texts)
-        : m_labels(view, scaleDenominator, texts) {}
+    /// The texts outlive this object. No label comes into the boxes, in pixels of the view.
+    SnapshotLabels(const MapView& view, double scaleDenominator, Labels::LabelTexts& texts,
+                   const QList<QRectF>& closedBoxes = {})
+        : m_labels(view, scaleDenominator, texts) {
+        for (const QRectF& box : closedBoxes) {
+            m_labels.addClosedBox(box);
+        }
+    }
 
     /// Adds the shapes of a layer, one after the other, while `isWanted()` says so; false where it did not.
     template <typename IsWanted>

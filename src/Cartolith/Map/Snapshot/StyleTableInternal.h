@@ -23,9 +23,7 @@ public:
         }
         m_last = static_cast<qint32>(m_styles.size());
         m_styles.append(style);
-        if (m_styles.constLast() == style) { // else NaN is in it, and no look-up would find it again
-            m_numbers.insert(key, m_last);
-        }
+        m_numbers.insert(key, m_last);
         return m_last;
     }
 

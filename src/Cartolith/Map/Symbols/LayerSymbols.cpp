@@ -4,11 +4,13 @@
 
 namespace Cartolith::Map::Internal {
 
-LayerSymbols::LayerSymbols(const LayerSnapshot& snapshot, double devicePixelRatio, const LineCasing& casing) {
+LayerSymbols::LayerSymbols(const LayerSnapshot& snapshot, double devicePixelRatio, const LineCasing& casing,
+                           const Watch& watch) {
     bool hasHalos = false;
     bool hasCasings = false;
     m_symbols.reserve(static_cast<std::size_t>(snapshot.styles().size()));
     for (const Core::Layers::GisLayerStyle& style : snapshot.styles()) {
+        watch();
         const Symbol& symbol = m_symbols.emplace_back(style, devicePixelRatio, casing);
         m_reach = std::max(m_reach, symbol.reach());
         hasHalos = hasHalos || symbol.halo;

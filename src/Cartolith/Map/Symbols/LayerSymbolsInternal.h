@@ -1,5 +1,6 @@
 #pragma once
 
+#include <Cartolith/Map/Drawing/WatchInternal.h>
 #include <Cartolith/Map/LayerSnapshot.h>
 #include <Cartolith/Map/MapView.h>
 #include <Cartolith/Map/Symbol.h>
@@ -16,7 +17,9 @@ public:
     /// Halos and casings of lines lie below all lines of a layer.
     enum class Round { Halos, Casings, Symbols };
 
-    LayerSymbols(const LayerSnapshot& snapshot, double devicePixelRatio, const LineCasing& casing);
+    /// The watch is asked before each style.
+    LayerSymbols(const LayerSnapshot& snapshot, double devicePixelRatio, const LineCasing& casing,
+                 const Watch& watch = {});
 
     qsizetype count() const { return static_cast<qsizetype>(m_symbols.size()); }
     const Symbol& operator[](qsizetype style) const { return m_symbols[static_cast<std::size_t>(style)]; }
