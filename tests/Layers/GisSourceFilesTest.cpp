@@ -54,9 +54,13 @@ TEST(GisSourceFiles, AreAllThatASourceIsReadFrom) {
     ASSERT_EQ(raster->BuildOverviews("NEAREST", 1, &factor, 0, nullptr, nullptr, nullptr), CE_None);
     GDALClose(raster);
     const QByteArray source = "<SourceFilename relativeToVRT=\"1\">dem.tif</SourceFilename>";
-    write(dir.filePath("dem.vrt"), R"(<VRTDataset rasterXSize="9" rasterYSize="9"><VRTRasterBand dataType="Int16" band="1">
-        <SimpleSource>)" + source + "<SourceBand>1</SourceBand></SimpleSource></VRTRasterBand></VRTDataset>");
-    write(dir.filePath("roads.vrt"), R"(<OGRVRTDataSource><OGRVRTLayer name="roads"><SrcDataSource relativeToVRT="1">roads.shp</SrcDataSource></OGRVRTLayer></OGRVRTDataSource>)");
+    write(dir.filePath("dem.vrt"),
+          R"(<VRTDataset rasterXSize="9" rasterYSize="9"><VRTRasterBand dataType="Int16" band="1">
+        <SimpleSource>)" +
+              source + "<SourceBand>1</SourceBand></SimpleSource></VRTRasterBand></VRTDataset>");
+    write(
+        dir.filePath("roads.vrt"),
+        R"(<OGRVRTDataSource><OGRVRTLayer name="roads"><SrcDataSource relativeToVRT="1">roads.shp</SrcDataSource></OGRVRTLayer></OGRVRTDataSource>)");
     write(dir.filePath("place.geojson"), R"({"type": "Point", "coordinates": [1, 2]})");
     write(dir.filePath("roads.gpkg-wal"), "");
 
