@@ -1,7 +1,7 @@
 #include <Cartolith/Core/Layers/Editing/EditHistoryInternal.h>
 #include <Cartolith/Core/Layers/GisLayerVector.h>
 #include <Cartolith/Core/Layers/LodLevelInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTextInternal.h>
 #include <Cartolith/Core/Layers/SameExtentInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>

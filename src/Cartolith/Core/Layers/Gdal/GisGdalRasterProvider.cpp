@@ -1,6 +1,6 @@
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/GisGdalRasterProvider.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTextInternal.h>
 
 namespace Cartolith::Core::Layers::Providers {
 

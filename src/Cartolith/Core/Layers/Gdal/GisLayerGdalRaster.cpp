@@ -6,7 +6,7 @@
 #include <Cartolith/Core/Layers/Gdal/RasterPictureInternal.h>
 #include <Cartolith/Core/Layers/GisGdalRasterProvider.h>
 #include <Cartolith/Core/Layers/GisLayerGdalRaster.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTextInternal.h>
 #include <Cartolith/Core/Symbology/GisClassificationEngine.h>
 
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/Gdal/RasterLicenceInternal.h>
 #include <Cartolith/Core/Layers/Gdal/RasterSourceInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTextInternal.h>
 
 #include <algorithm>
 #include <array>

@@ -1,5 +1,5 @@
+#include <Cartolith/Core/Layers/Formats/FlatGeobufHeaderInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ArrowFeaturesInternal.h>
-#include <Cartolith/Core/Layers/Ogr/FlatGeobufHeaderInternal.h>
 
 #include <cpl_string.h>
 

@@ -13,8 +13,8 @@
 #include <Cartolith/Core/Layers/Ogr/OgrReadStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
-#include <Cartolith/Core/Layers/Ogr/ServerSelectionInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTableInternal.h>
+#include <Cartolith/Core/Layers/Postgres/ServerSelectionInternal.h>
 #include <Cartolith/Core/Spatial/RTreeSpatialIndex.h>
 
 #include <QFileInfo>

@@ -15,7 +15,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PendingEditsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTextInternal.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 
 #include <QFile>

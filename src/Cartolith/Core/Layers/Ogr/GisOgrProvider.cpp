@@ -1,6 +1,6 @@
 #include <Cartolith/Core/Layers/GisOgrProvider.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTextInternal.h>
 
 namespace Cartolith::Core::Layers::Providers {
 

@@ -3,7 +3,7 @@
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
-#include <Cartolith/Core/Layers/Ogr/ServerSelectionInternal.h>
+#include <Cartolith/Core/Layers/Postgres/ServerSelectionInternal.h>
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Serialization/PlainWkbInternal.h>
 

@@ -3,7 +3,7 @@
 #include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTextInternal.h>
 
 #include <QFileInfo>
 

@@ -1,5 +1,5 @@
+#include <Cartolith/Core/Layers/Json/JsonTextInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ExactTextsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/JsonTextInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldWritingInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/ValueTextInternal.h>

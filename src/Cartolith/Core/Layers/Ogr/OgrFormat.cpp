@@ -1,5 +1,5 @@
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTextInternal.h>
 
 #include <QFileInfo>
 

@@ -1,14 +1,14 @@
 #include <Cartolith/Core/Layers/Files/SourceMembersInternal.h>
-#include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
-#include <Cartolith/Core/Layers/Ogr/FlatGeobufRowsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/GeoJsonTextsInternal.h>
+#include <Cartolith/Core/Layers/Formats/DbfTableInternal.h>
+#include <Cartolith/Core/Layers/Formats/FlatGeobufRowsInternal.h>
+#include <Cartolith/Core/Layers/Formats/ShpRecordsInternal.h>
+#include <Cartolith/Core/Layers/Json/GeoJsonTextsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrRewrittenFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
-#include <Cartolith/Core/Layers/Ogr/ShpRecordsInternal.h>
 
 #include <QFileInfo>
 

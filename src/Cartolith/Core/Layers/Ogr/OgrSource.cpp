@@ -1,13 +1,13 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/Files/SourcePathInternal.h>
+#include <Cartolith/Core/Layers/Json/JsonFactsInternal.h>
+#include <Cartolith/Core/Layers/Json/JsonFeatureInternal.h>
+#include <Cartolith/Core/Layers/Json/JsonSequenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/DatabaseLockInternal.h>
-#include <Cartolith/Core/Layers/Ogr/JsonFactsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/JsonFeatureInternal.h>
-#include <Cartolith/Core/Layers/Ogr/JsonSequenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
-#include <Cartolith/Core/Layers/Ogr/ServerGuardInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTableInternal.h>
+#include <Cartolith/Core/Layers/Postgres/ServerGuardInternal.h>
 
 #include <QFile>
 #include <QFileInfo>

@@ -1,7 +1,7 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/Common/VsiFileInternal.h>
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
-#include <Cartolith/Core/Layers/Ogr/DbfTableInternal.h>
+#include <Cartolith/Core/Layers/Formats/DbfTableInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrTargetInternal.h>
 #include <Cartolith/Core/Layers/Ogr/SystemKeptInternal.h>

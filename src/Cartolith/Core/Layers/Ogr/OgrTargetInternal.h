@@ -2,10 +2,10 @@
 
 #include <Cartolith/Core/Common/GdalInternal.h>
 #include <Cartolith/Core/Layers/Files/StagedFilesInternal.h>
-#include <Cartolith/Core/Layers/Ogr/JsonMarksInternal.h>
-#include <Cartolith/Core/Layers/Ogr/JsonNumbersInternal.h>
+#include <Cartolith/Core/Layers/Json/JsonMarksInternal.h>
+#include <Cartolith/Core/Layers/Json/JsonNumbersInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresRowsInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresRowsInternal.h>
 
 #include <QString>
 #include <QStringList>

@@ -1,7 +1,7 @@
 #include <Cartolith/Core/Common/LogStepInternal.h>
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PendingEditsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTextInternal.h>
 
 #include <exception>
 #include <new>

@@ -7,10 +7,10 @@
 #include <Cartolith/Core/Layers/Ogr/FeatureTraceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/PendingEditsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTextInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/FeatureCacheInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/OnDemandSyncInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTextInternal.h>
 
 #include <QFileInfo>
 #include <QScopeGuard>

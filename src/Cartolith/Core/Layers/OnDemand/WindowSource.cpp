@@ -2,8 +2,8 @@
 #include <Cartolith/Core/Layers/GisVectorOverviews.h>
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/OnDemand/WindowSourceInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/Requests/BoxFilterInternal.h>
 #include <Cartolith/Core/Layers/Requests/SqlFilterInternal.h>
 

@@ -3,8 +3,8 @@
 #include <Cartolith/Core/Layers/Files/SourceStateInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrContentInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
-#include <Cartolith/Core/Layers/Ogr/ServerGuardInternal.h>
-#include <Cartolith/Core/Layers/Ogr/ServerSelectionInternal.h>
+#include <Cartolith/Core/Layers/Postgres/ServerGuardInternal.h>
+#include <Cartolith/Core/Layers/Postgres/ServerSelectionInternal.h>
 #include <Cartolith/Core/Shapes/GisExtent.h>
 
 #include <QByteArray>

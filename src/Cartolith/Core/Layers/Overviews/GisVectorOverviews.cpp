@@ -1,9 +1,9 @@
 #include <Cartolith/Core/Layers/GisVectorOverviews.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSourceInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/Overviews/OverviewFileInternal.h>
 #include <Cartolith/Core/Layers/Overviews/OverviewTablesInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTableInternal.h>
 
 #include <QDir>
 #include <QFile>

@@ -1,7 +1,7 @@
 #include <Cartolith/Core/CoordinateSystems/SpatialReferenceInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrEditsInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
 #include <Cartolith/Core/Layers/Overviews/OverviewTablesInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTableInternal.h>
 
 #include <cpl_string.h>
 

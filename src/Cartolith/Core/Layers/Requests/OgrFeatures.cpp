@@ -1,8 +1,8 @@
 #include <Cartolith/Core/Common/BytesInternal.h>
 #include <Cartolith/Core/CoordinateSystems/CoordinateSystem.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFormatInternal.h>
-#include <Cartolith/Core/Layers/Ogr/PostgresTableInternal.h>
-#include <Cartolith/Core/Layers/Ogr/ServerGuardInternal.h>
+#include <Cartolith/Core/Layers/Postgres/PostgresTableInternal.h>
+#include <Cartolith/Core/Layers/Postgres/ServerGuardInternal.h>
 #include <Cartolith/Core/Layers/Requests/BoxFilterInternal.h>
 #include <Cartolith/Core/Layers/Requests/OgrFeaturesInternal.h>
 #include <Cartolith/Core/Layers/Requests/ServerLimitsInternal.h>

@@ -3,7 +3,7 @@
 #include <Cartolith/Core/Layers/Ogr/LayerFactsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrFieldsInternal.h>
 #include <Cartolith/Core/Layers/Ogr/OgrSnapshotInternal.h>
-#include <Cartolith/Core/Layers/Ogr/ServerSelectionInternal.h>
+#include <Cartolith/Core/Layers/Postgres/ServerSelectionInternal.h>
 #include <Cartolith/Core/Layers/Requests/FeatureSourceInternal.h>
 #include <Cartolith/Core/Shapes/GisShape.h>
 
