@@ -379,8 +379,8 @@ RenderOptions RenderOptions::ofTiles(const QStringList& arguments) {
     }
     options.tiles.name = parser.value("name");
     options.tiles.attribution = parser.value("attribution");
-    Output::TileWriter::requireWritable(options.output);
     options.readLayers(QStringLiteral("tiles"), arguments, parser);
+    Output::TileWriter::requireWritable(options.output);
     return options;
 }
 

@@ -278,6 +278,31 @@ TEST(CuttingTransformer, AnEdgeMayPassTheOppositePlaceOrAPole) {
     }
 }
 
+/// So near that there are no degrees for some of the edge.
+TEST(CuttingTransformer, AnEdgeThatPassesAPoleByAMillimetreMeetsTheSeamThere) {
+    const auto degrees = systemOf("EPSG:4326");
+    CuttingTransformer transformer(*systemOf("EPSG:3035"), *degrees, 1e-4);
+    for (const char* const wkt :
+         {"LINESTRING (4391710.6774115479 7440426.9342917418, 4200791.8464911804 7249508.1033713743)",
+          "LINESTRING (4224407.4173710933 7395598.1599762328, 4485207.3904691413 7325717.0177985523)",
+          "LINESTRING (4407602.5403779438 7419716.2554668467, 4173775.6813561451 7284716.2554668467)"}) {
+        SCOPED_TRACE(wkt);
+        GisShapePolyline line;
+        line.fromWkt(wkt);
+        const auto result = transformer.transformShape(line);
+        int atSeam = 0;
+        for (const auto& part : static_cast<const GisShapePolyline&>(*result).parts()) {
+            for (const GisShapePoint& vertex : part) {
+                if (std::abs(vertex.x()) == 180.0) {
+                    ++atSeam;
+                    EXPECT_GT(vertex.y(), 89.999);
+                }
+            }
+        }
+        EXPECT_GT(atSeam, 0);
+    }
+}
+
 TEST(CuttingTransformer, WhatNeedsNoCutIsTransformedPlainly) {
     const auto counties = layerOf("us-counties.gpkg");
     const auto& degrees = *counties->coordinateSystem();

@@ -163,13 +163,19 @@ TEST_F(PostGisValues, AreReadToTheLastDigit) {
     for (const auto& row : rows) {
         SCOPED_TRACE(testing::Message() << row.type << " " << row.value);
         // As servers before 12 are by themselves.
-        GisLayerOgrVector layer(tableOf(row.type, row.value) + " options='-c extra_float_digits=0'", "vals");
+        GisLayerOgrVector layer(tableOf(row.type, row.value) +
+                                    " options='-c extra_float_digits=0 -c DateStyle=German -c "
+                                    "IntervalStyle=iso_8601'",
+                                "vals");
         ASSERT_TRUE(layer.open());
         EXPECT_EQ(layer.getShape(1)->attributeValue("x"), row.attribute);
         const QString text = layer.exactText(*layer.getShape(1), "x");
         EXPECT_THAT(text.toStdString(), testing::StartsWith(row.text));
         EXPECT_EQ(text.isEmpty(), row.text[0] == '\0');
         expectTheSameInParts(layer);
+        GisFeatureRequest nulls;
+        nulls.filter = GisFeatureFilter::fromText("x IS NULL");
+        EXPECT_NE(GisFeatureReader::fromSource(m_path, "vals", nulls)->next(), row.attribute.isValid());
 
         // What nobody edited is no conflict, comes back as it was, and is not written.
         const std::string before = x();

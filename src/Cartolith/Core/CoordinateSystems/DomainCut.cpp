@@ -69,9 +69,12 @@ void DomainCut::refine(Event& event, const Vertex& a, const Vertex& b, double be
     for (int i = 0; i < 60; ++i) {
         double at = (before * atRight - after * atLeft) / (atRight - atLeft);
         at = at > before && at < after ? at : (before + after) / 2;
+        // Within rounding of a pole there may be no place: then the ends come nearer to it in turn.
+        const bool isPlace = m_toChart(between(a, b, at)).has_value();
+        at = isPlace ? at : (at + (i % 2 == 0 ? before : after)) / 2;
         const double here = distance(at);
         if (std::abs(here) < 1e-11 || after - before < 1e-15) {
-            return;
+            break;
         }
         if ((here < 0.0) == (atLeft < 0.0)) {
             before = at;
@@ -83,6 +86,7 @@ void DomainCut::refine(Event& event, const Vertex& a, const Vertex& b, double be
             atLeft /= 2;
         }
     }
+    (isU ? event.place.u : event.place.v) = line;
 }
 
 /// Where an edge that is bent in the chart, with both ends on one side of a line, is beyond it; none where it

@@ -72,7 +72,7 @@ void OgrTarget::openServer(std::chrono::milliseconds wait) {
     onServer([&] {
         const auto most = std::max<qint64>(1, qint64{wait.count()});
         execute(*m_dataset, "SET LOCAL lock_timeout = " + QByteArray::number(most));
-        askAllDigits(*m_dataset);
+        askPlainTexts(*m_dataset);
     });
 }
 

@@ -10,6 +10,31 @@
 
 namespace Cartolith::Core::Layers::Internal {
 
+namespace {
+
+/// Whether a table, called c, of a schema, n, is what GDAL lists by this name.
+QByteArray isNamed(const QByteArray& name) {
+    const QByteArray text = quotedText(name);
+    return "((c.relname =" + text +
+           " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text + ')';
+}
+
+constexpr const char* fromTables = " FROM pg_catalog.pg_class c JOIN pg_catalog.pg_namespace n ON n.oid = "
+                                   "c.relnamespace WHERE c.relkind IN ('r','p','v','m','f') AND ";
+
+/// A table of a schema may be listed as one of the current schema is called: one would be read, and the other
+/// written. \throws std::runtime_error for such a name
+void requireOneTable(GDALDataset& source, OGRLayer& layer) {
+    const QByteArray listed = layer.GetName();
+    if (listed.contains('.') &&
+        execute(source, "SELECT c.oid::text" + QByteArray(fromTables) + isNamed(listed)).size() > 1) {
+        throw std::runtime_error("there are two tables called '" + listed.toStdString() +
+                                 "', one of that schema and one with a point in its name");
+    }
+}
+
+} // namespace
+
 QByteArray tableOf(OGRLayer& layer) {
     const QByteArray geometry = layer.GetGeometryColumn();
     const QByteArray listed = layer.GetName();
@@ -18,14 +43,7 @@ QByteArray tableOf(OGRLayer& layer) {
         listed.endsWith('(' + geometry + ')')) { // one of several, or a table's own name
         table.chop(geometry.size() + 2);
     }
-    const auto isNamed = [](const QByteArray& name) {
-        const QByteArray text = quotedText(name);
-        return "((c.relname =" + text +
-               " AND n.nspname = current_schema()) OR n.nspname || '.' || c.relname =" + text + ')';
-    };
-    return "SELECT c.oid::text, n.nspname::text, c.relname::text FROM pg_catalog.pg_class c JOIN "
-           "pg_catalog.pg_namespace n ON n.oid = c.relnamespace WHERE c.relkind IN "
-           "('r','p','v','m','f') AND (" +
+    return "SELECT c.oid::text, n.nspname::text, c.relname::text" + QByteArray(fromTables) + '(' +
            isNamed(listed) + " OR " + isNamed(table) + ") ORDER BY " + isNamed(listed) +
            " DESC, n.nspname = current_schema() DESC LIMIT 1";
 }
@@ -66,7 +84,8 @@ QByteArray listOf(const std::vector<qint64>& ids) {
 }
 
 void correctTypes(GDALDataset& source, OGRLayer& layer) {
-    askAllDigits(source);
+    askPlainTexts(source);
+    requireOneTable(source, layer);
     OGRFeatureDefn& schema = *layer.GetLayerDefn();
     const SqlRows columns = execute(
         source,

@@ -127,8 +127,10 @@ SqlRows execute(GDALDataset& source, const QByteArray& sql) {
     return rows;
 }
 
-void askAllDigits(GDALDataset& source) {
-    execute(source, "SET extra_float_digits = 3");
+void askPlainTexts(GDALDataset& source) {
+    execute(source,
+            "SELECT set_config('extra_float_digits', '3', false) AS a, set_config('DateStyle', 'ISO', "
+            "false) AS b, set_config('IntervalStyle', 'postgres', false) AS c");
 }
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -33,7 +33,8 @@ void forRows(GDALDataset& source, const QByteArray& sql, const std::function<voi
 using SqlRows = QList<QList<QByteArray>>;
 SqlRows execute(GDALDataset& source, const QByteArray& sql);
 
-/// So that the server writes doubles to the last bit, whatever it, a role or a database is set to.
-void askAllDigits(GDALDataset& source);
+/// So that the server writes doubles to the last bit and dates as GDAL reads them, whatever it, a role or a
+/// database is set to.
+void askPlainTexts(GDALDataset& source);
 
 } // namespace Cartolith::Core::Layers::Internal

@@ -143,8 +143,11 @@ QString boxesMeeting(OGRLayer& table, const OGREnvelope& box) {
 
 QString SqlFilter::oddRows(const QString& field) const {
     const QString name = sqlName(field);
-    if (!isSqlite()) { // which keeps to its types
-        return QStringLiteral("FALSE");
+    if (!isSqlite()) { // which keeps to its types, but a numeric column may have what is no number
+        const int index = m_schema.GetFieldIndexCaseSensitive(field.toUtf8().constData());
+        const OGRFieldDefn* const column = index >= 0 ? m_schema.GetFieldDefn(index) : nullptr;
+        const bool isNumeric = column != nullptr && column->GetType() != OFTString && column->GetWidth() > 0;
+        return isNumeric ? name + QStringLiteral(" = 'NaN'::numeric") : QStringLiteral("FALSE");
     }
     const QString types = QStringLiteral("typeof(%1) NOT IN ('%2', 'null')");
     switch (columnOf(field)) {
