@@ -278,6 +278,49 @@ TEST(CuttingTransformer, AnEdgeMayPassTheOppositePlaceOrAPole) {
     }
 }
 
+/// There a short edge may be long on the map, and bent both ways, so that its middle tells nothing.
+TEST(CuttingTransformer, ShortEdgesNearAPoleOrTheEndAreBentAsFarAsTheToleranceAsks) {
+    struct Row {
+        const char* source;
+        const char* target;
+        double tolerance;
+        std::vector<double> edge;
+        double gapFrom = 2.0; // where the edge is beyond the end of the map
+        double gapTo = 2.0;
+    };
+    for (const Row& row : {Row{"laea +lat_0=14.9869367 +lon_0=-164.095261",
+                               "eqearth +lon_0=-30",
+                               28.3,
+                               {28748.433546256765, -10093163.604175422, -15067.717420637588, -10093163.604175422}},
+                           Row{"longlat",
+                               "laea +lon_0=98.1857821 +lat_0=81.1804254",
+                               325.0,
+                               {-81.458630481949584, -80.724170129974937, -82.27444720142887, -81.778957954360607},
+                               0.366,
+                               0.482},
+                           Row{"laea +lat_0=-11.0523945 +lon_0=-25.4435273",
+                               "moll +lon_0=-159.798477",
+                               29.8,
+                               {729121.91476654471, 10071385.111550102, -1026469.8913478495, 9468441.9643433839}}}) {
+        SCOPED_TRACE(row.target);
+        const auto source = systemOf(QStringLiteral("+datum=WGS84 +proj=") + row.source);
+        const auto target = systemOf(QStringLiteral("+datum=WGS84 +proj=") + row.target);
+        GisShapePolyline line;
+        line.parts() = {{{row.edge[0], row.edge[1]}, {row.edge[2], row.edge[3]}}};
+        const auto result = CuttingTransformer(*source, *target, row.tolerance).transformShape(line);
+        const CoordinateTransformer plain(*source, *target);
+        for (int i = 0; i <= 2000; ++i) {
+            const double at = i / 2000.0;
+            if (at > row.gapFrom && at < row.gapTo) {
+                continue;
+            }
+            const GisShapePoint image = plain.transform(GisShapePoint(row.edge[0] + (row.edge[2] - row.edge[0]) * at,
+                                                                      row.edge[1] + (row.edge[3] - row.edge[1]) * at));
+            ASSERT_TRUE(result->contains(image, 1.1 * row.tolerance)) << at;
+        }
+    }
+}
+
 /// So near that there are no degrees for some of the edge.
 TEST(CuttingTransformer, AnEdgeThatPassesAPoleByAMillimetreMeetsTheSeamThere) {
     const auto degrees = systemOf("EPSG:4326");

@@ -362,12 +362,18 @@ TEST_F(OgrLayer, ErrorsNameTheFileAndChangeNothing) {
     const QString countries = dataDir + "world-countries.gpkg";
     QFile whole(countries);
     ASSERT_TRUE(whole.open(QIODevice::ReadOnly));
+    QByteArray fields; // each feature has one of its own, for which every row would have room
+    for (int i = 0; i < 6000; ++i) {
+        fields += R"({"type":"Feature","properties":{"p)" + QByteArray::number(i) +
+                  R"(":1},"geometry":{"type":"Point","coordinates":[1,2]}})" + '\n';
+    }
     struct Row {
         QString path;
         const char* layerName;
         const char* reason;
     };
     const Row rows[] = {
+        {write("fields.geojsonl", fields), "", "more room for 6000 fields"},
         {"", "", "the path is empty"},
         {"/nowhere/file.gpkg", "", "No such file"},
         {m_dir.path(), "", "not recognized"},

@@ -125,6 +125,23 @@ TEST_F(PostGisOnDemand, WhatWasShownIsWhatWasRead) {
                            "3 POINT (2 0) their 8 123456789012345680.500000000000"}));
 }
 
+/// A statement of the server selects 1,664 columns at the most.
+TEST_F(PostGisOnDemand, ManyColumnsHaveTheirExactTexts) {
+    std::string columns;
+    for (int i = 0; i < 900; ++i) {
+        columns += ", v" + std::to_string(i) + " numeric";
+    }
+    sql("DROP TABLE IF EXISTS made; CREATE TABLE made (id int PRIMARY KEY, geom geometry(Point,4326)" + columns +
+        "); INSERT INTO made (id, geom, v899) VALUES (1, 'SRID=4326;POINT(1 1)', 12345678901234567890.5)");
+    GisLayerOgrOnDemand layer(m_path, "made");
+    ASSERT_TRUE(layer.open());
+    ASSERT_EQ(layer.query(here).size(), 1);
+    EXPECT_EQ(layer.exactText(*layer.query(here).first(), "v899"), "12345678901234567890.5");
+    const auto reader = GisFeatureReader::fromSource(m_path, "made", {});
+    ASSERT_TRUE(reader->next());
+    EXPECT_EQ(reader->exactText("v899"), "12345678901234567890.5");
+}
+
 TEST_F(PostGisOnDemand, AnEditAfterASaveBeforeAnyQueryIsNoConflictWithOneself) {
     GisLayerOgrOnDemand layer(m_path, "m");
     ASSERT_TRUE(layer.open());

@@ -484,7 +484,10 @@ std::optional<double> CuttingTransformer::Private::deviationOf(const Node& from,
         return isShort ? std::min(length, sagitta) : sagitta;
     }
     const double wanted = std::log2(ground / 500'000.0); // -infinity of two vertices in one place
-    const int halvings = wanted > 0.0 ? static_cast<int>(std::ceil(std::min(wanted, 6.0))) : 0;
+    // Near a pole and the map's end, the image of a short one may be long, and bent both ways.
+    const int least = m_isFar ? 0 : 2;
+    const int halvings =
+        std::max(least, wanted > 0.0 ? static_cast<int>(std::ceil(std::min(wanted, 6.0))) : 0);
     return std::isinf(most) || isNear(from, to, a, b, halvings, most) ? std::optional(most) : std::nullopt;
 }
 

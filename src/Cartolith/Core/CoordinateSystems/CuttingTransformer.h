@@ -44,9 +44,10 @@ struct CutParts {
 /// the vertices, in the same order, whatever becomes of the edges between them. This class is for maps and
 /// for operations over the whole earth:
 ///
-/// - Edges are straight in the source. Where their image is bent, vertices are put in until the result is
-///   nowhere farther from it than the tolerance (4096 pieces to an edge at the most). An edge of the result
-///   is never longer than the image that it stands for.
+/// - Edges are straight in the source. Where their image is bent, vertices are put in until the result is not
+///   farther from it than the tolerance (4096 pieces to an edge at the most): in the middle of each piece,
+///   and of long ones and those near the map's end in the middles of its parts too. An edge of the result is
+///   never longer than the image that it stands for.
 /// - An area that is cut is closed along the end of the map; one in which the map's end lies wholly gets it
 ///   as a ring. Rings are closed, at least three places, by the even-odd rule; the orientation and order of
 ///   rings that were cut is not said. They need no orientation in the source. Rings that cross themselves

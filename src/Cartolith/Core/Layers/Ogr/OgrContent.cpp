@@ -7,6 +7,8 @@
 #include <Cartolith/Core/Serialization/OgrGeometryInternal.h>
 #include <Cartolith/Core/Serialization/PlainWkbInternal.h>
 
+#include <cpl_vsi.h>
+
 #include <algorithm>
 #include <limits>
 #include <optional>
@@ -57,9 +59,28 @@ OgrContent::OgrContent(OgrSource& source, OGRLayer& layer)
         }
         state.defaults += field.GetDefault() != nullptr ? 1 : 0;
     }
+    m_mostShapes = mostShapes();
+}
+
+/// A text that names a field for each feature would take the square of its size: a row has room for all
+/// fields. What others write has a value in most of them.
+qint64 OgrContent::mostShapes() const {
+    constexpr qsizetype manyFields = 256;
+    constexpr qint64 least = qint64{256} << 20; // bytes of rows
+    constexpr qint64 timesSource = 64;
+    VSIStatBufL file;
+    if (m_isDatabase || definitions.size() <= manyFields || VSIStatL(m_source.gdalName(), &file) != 0) {
+        return std::numeric_limits<int>::max();
+    }
+    const qint64 rowSize = definitions.size() * static_cast<qint64>(sizeof(quint64));
+    return std::max(least, timesSource * static_cast<qint64>(file.st_size)) / rowSize;
 }
 
 bool OgrContent::isInterrupted(const GoOn& goOn, qint64 interval) const {
+    if (static_cast<qint64>(shapes.size()) > m_mostShapes && !m_isInParts) {
+        m_source.fail(QStringLiteral("its rows would have more room for %1 fields than it has values")
+                          .arg(definitions.size()));
+    }
     if (shapes.size() > static_cast<std::size_t>(std::numeric_limits<int>::max())) {
         m_source.fail(QStringLiteral("it has more shapes than a layer can number"));
     }

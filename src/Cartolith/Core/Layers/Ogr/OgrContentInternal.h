@@ -69,6 +69,7 @@ private:
                       const QString& complaint,
                       const std::function<Shapes::Internal::AttributeRow()>& attributes);
     void keep(std::unique_ptr<Shapes::GisShape> shape, qint64 key, const Shapes::Internal::AttributeRow& row);
+    qint64 mostShapes() const;
     bool isInterrupted(const GoOn& goOn, qint64 interval) const;
 
     OgrSource& m_source;
@@ -76,6 +77,7 @@ private:
     FeatureRows m_rows;
     OgrDigest m_digest;
     Skip m_skip;
+    qint64 m_mostShapes = 0; ///< of a whole layer
     bool m_isDatabase = false;
     bool m_isNumbered = false;
     bool m_isInParts = false;

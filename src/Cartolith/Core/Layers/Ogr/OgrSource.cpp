@@ -208,12 +208,15 @@ std::shared_ptr<CoordinateSystems::CoordinateSystem> OgrSource::systemOf(OGRLaye
         m_isSystemElsewhere || m_isSystemUnknown ? nullptr : layer.GetSpatialRef());
 }
 
-OgrSource::Selection OgrSource::select(const QString& sql) {
+OgrSource::Selection OgrSource::select(const QString& sql, QString* reason) {
     const Common::Internal::GdalErrorCapture errors;
     const Common::Internal::EpsgCodesAsGiven codes;
     GDALDataset* const dataset = m_dataset.get();
     Selection selection(dataset->ExecuteSQL(sql.toUtf8().constData(), nullptr, nullptr),
                         [dataset](OGRLayer* layer) { dataset->ReleaseResultSet(layer); });
+    if (reason != nullptr) {
+        *reason = errors.message();
+    }
     return errors.message().isEmpty() ? std::move(selection) : nullptr;
 }
 

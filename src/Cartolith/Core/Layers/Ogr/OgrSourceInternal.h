@@ -53,7 +53,7 @@ public:
     /// What the source's own SQL selects; null, without an error, when it does not understand. Goes before
     /// the source does.
     using Selection = std::unique_ptr<OGRLayer, std::function<void(OGRLayer*)>>;
-    Selection select(const QString& sql);
+    Selection select(const QString& sql, QString* reason = nullptr);
     /// Breaks off what the source is doing, where its driver can; from any thread.
     void interrupt() noexcept { m_dataset->AbortSQL(); }
     /// GDAL's errors of this thread go where they went before: for a source that lives longer than a call.

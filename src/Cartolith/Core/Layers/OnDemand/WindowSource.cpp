@@ -211,8 +211,16 @@ bool WindowSource::read(const GisExtent& extent, const OgrContent::Skip& skip, c
         BoxFilter(extent).getEnvelope(&box);
         const bool isByBox = m_boxes == Boxes::Filter;
         const QByteArray condition = isByBox ? ServerSelection::boxesMeeting(layer(), box) : QByteArray();
-        if (selected->select(condition, m_fields, false) == nullptr) {
-            if (!goOn(0.0)) { // broken off
+        bool isSelected = false;
+        try {
+            isSelected = selected->select(condition, m_fields, false) != nullptr;
+        } catch (const std::runtime_error&) {
+            if (goOn(0.0)) { // else it was broken off
+                throw;
+            }
+        }
+        if (!isSelected) {
+            if (!goOn(0.0)) {
                 return false;
             }
             selected = nullptr;

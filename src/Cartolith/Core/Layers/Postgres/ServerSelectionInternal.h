@@ -33,7 +33,7 @@ public:
 
     /// Selects the rows that a condition wants (all where it is empty), with the fields of the table in their
     /// order, under names of their own, of which those that are not wanted are null. Null where that cannot
-    /// be said. The rows before go.
+    /// be said. The rows before go. \throws std::runtime_error when the server refuses
     OGRLayer* select(const QByteArray& condition, const std::optional<QStringList>& fields, bool inKeyOrder);
     /// What was selected.
     OGRLayer* rows() const { return m_rows.get(); }

@@ -179,7 +179,14 @@ bool OgrFeatures::isLike(OGRFeatureDefn& selected) const {
 /// Also where nothing is asked: what OGR does not say comes with the rows, and these in the order of the key.
 bool OgrFeatures::selectRowsOfServer() {
     m_server.emplace(m_snapshot.source(), m_table, m_guard);
-    m_layer = m_server->select(conditions(true).toUtf8(), m_plan->fields, true);
+    try {
+        m_layer = m_server->select(conditions(true).toUtf8(), m_plan->fields, true);
+    } catch (const std::runtime_error&) {
+        if (!m_plan->isCancelled) {
+            throw;
+        }
+        m_layer = nullptr;
+    }
     if (m_layer == nullptr) {
         m_server->requireOneSystem(); // what OGR reads does not say its system
         m_server.reset();
