@@ -3,6 +3,7 @@
 
 #include <QPainter>
 #include <QPainterPath>
+#include <QStringEncoder>
 #include <QTransform>
 
 #include <algorithm>
@@ -19,6 +20,7 @@ namespace {
 /// Places far outside of any page.
 constexpr int markX = -7'654'321;
 constexpr int placeX = -7'654'331;
+constexpr int textX = -7'654'341;
 constexpr qsizetype lengthBefore = 4; // what qCompress() writes
 
 void drawMark(QPainter& painter, int number) {
@@ -29,6 +31,25 @@ void drawMark(QPainter& painter, int number) {
     path.moveTo(markX, -number);
     path.lineTo(markX - 1, -number);
     painter.fillPath(path, Qt::black);
+    painter.restore();
+}
+
+/// A path that leaves a number and a place.
+void drawNumber(QPainter& painter, int x, int number, QPointF place) {
+    static const QBrush black(Qt::black); // one and the same needs no change of state
+    QPainterPath path;
+    path.moveTo(x, -number - 1);
+    path.lineTo(place);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(black);
+    painter.drawPath(path);
+}
+
+/// In units of the device, whatever the painter's are.
+void drawTextMark(QPainter& painter, qsizetype number) {
+    painter.save();
+    painter.resetTransform();
+    drawNumber(painter, textX, static_cast<int>(number), {textX, 0.0});
     painter.restore();
 }
 
@@ -125,11 +146,11 @@ Beginning beginningOf(const QByteArray& operators) {
     return {operators.first(to + end.size()), toPage};
 }
 
-/// Calls function(marker, place) with each place of a marker, and before it other(bytes) with what is
+/// Calls function(number, place) with each number that was left at x, and before it other(bytes) with what is
 /// between it and the last one; at the end, too.
 template <typename Other, typename Function>
-void forEachPlace(const QByteArray& operators, Other other, Function function) {
-    const QByteArray start = QByteArray::number(placeX) + " -";
+void forEachNumber(const QByteArray& operators, int x, Other other, Function function) {
+    const QByteArray start = QByteArray::number(x) + " -";
     const QByteArray middle = " m\n";
     const QByteArray end = " l\nf*\n";
     qsizetype from = 0;
@@ -170,13 +191,7 @@ void PdfForms::endGroup(QPainter& painter) {
 }
 
 void PdfForms::drawPlace(QPainter& painter, int marker, QPointF place) {
-    static const QBrush black(Qt::black); // one and the same needs no change of state
-    QPainterPath path;
-    path.moveTo(placeX, -marker - 1);
-    path.lineTo(place);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(black);
-    painter.drawPath(path);
+    drawNumber(painter, placeX, marker, place);
 }
 
 void PdfForms::beginMarker(QPainter& painter, int marker, const QRectF& bounds) {
@@ -191,6 +206,35 @@ void PdfForms::beginMarker(QPainter& painter, int marker, const QRectF& bounds) 
 void PdfForms::endMarker(QPainter& painter) {
     painter.restore();
     drawMark(painter, static_cast<int>(2 * m_forms.size()));
+}
+
+void PdfForms::beginText(QPainter& painter, const QString& text) {
+    m_texts.append(text);
+    drawTextMark(painter, 2 * (m_texts.size() - 1));
+}
+
+void PdfForms::endText(QPainter& painter) {
+    drawTextMark(painter, 2 * m_texts.size() - 1);
+}
+
+/// With even numbers where texts begin, and odd ones where they end.
+QByteArray PdfForms::withTexts(const QByteArray& operators) const {
+    QByteArray result;
+    forEachNumber(
+        operators, textX, [&](QByteArrayView other) { result += other; },
+        [&](int number, const QByteArray& /*place*/) {
+            if (number < 0 || number / 2 >= m_texts.size()) {
+                refuse();
+            }
+            if (number % 2 != 0) {
+                result += "EMC\n";
+                return;
+            }
+            QStringEncoder utf16(QStringConverter::Utf16BE);
+            const QByteArray bytes = utf16(m_texts.at(number / 2));
+            result += "/Span << /ActualText <FEFF" + bytes.toHex() + "> >> BDC\n";
+        });
+    return result;
 }
 
 /// Takes what is between the marks of each form out of the page, whole levels of its graphics state, and has
@@ -258,8 +302,8 @@ QByteArray PdfForms::applied(const QByteArray& pdf) const {
     }
     const auto withMarkers = [&](const QByteArray& operators, const auto& textOfMarker) {
         QByteArray result;
-        forEachPlace(
-            operators, [&](QByteArrayView other) { result += other; },
+        forEachNumber(
+            operators, placeX, [&](QByteArrayView other) { result += other; },
             [&](int marker, const QByteArray& place) {
                 const auto at = static_cast<std::size_t>(marker);
                 if (marker < 0 || at >= formOf.size() || formOf[at] < 0) {
@@ -291,7 +335,7 @@ QByteArray PdfForms::applied(const QByteArray& pdf) const {
                (isInline(form) ? content.forms.at(form) : "/Form" + QByteArray::number(form + 1) + " Do\n") +
                "Q\n";
     };
-    const QByteArray operators = withMarkers(content.page, place);
+    const QByteArray operators = withTexts(withMarkers(content.page, place));
 
     QByteArray known = textOf(resources);
     QList<QByteArray> forms;
