@@ -267,10 +267,11 @@ TEST(VectorFile, ANameOnACurveStandsInAPdfAsAWhole) {
     MapScene scene = markers(5, 0.5); // which become forms
     std::shared_ptr<Layers::GisLayerVector> layer =
         test::layerOf({"LINESTRING (5 40, 20 52, 40 60, 60 60, 80 52, 95 40)", "LINESTRING (10 20, 90 20)",
-                       "LINESTRING (10 80, 90 80)"});
+                       "LINESTRING (10 80, 90 80)", "LINESTRING (5 25, 95 35)"});
     layer->items().at(0)->attributes().insert("n", "Ringvägen");
     layer->items().at(1)->attributes().insert("n", "Allén");
     layer->items().at(2)->attributes().insert("n", "मुख्य");
+    layer->items().at(3)->attributes().insert("n", "Up");
     layer->style().setShowLabels(true);
     layer->style().setLabelField("n");
     layer->style().setLabelHaloEnabled(true);
@@ -279,17 +280,17 @@ TEST(VectorFile, ANameOnACurveStandsInAPdfAsAWhole) {
     const QString path = folder.filePath("map.pdf");
     VectorFile::save(scene, MapView(GisExtent(0, 0, 100, 100), QRectF(0, 0, 200, 200)), path);
     const QByteArray content = streamsOf(contentOf(path));
-    const QRegularExpression marked("/ActualText <(\\w+)> >> BDC\n(.*?)EMC\n",
+    const QRegularExpression marked("BT\n/Span << /ActualText <(\\w+)> >> BDC\n(.*?)EMC\nET\n",
                                     QRegularExpression::DotMatchesEverythingOption);
     QStringList found;
     for (const QRegularExpressionMatch& match : marked.globalMatch(QString::fromLatin1(content))) {
-        const QString texts = match.captured(2);
-        found.append(match.captured(1) + QString(" of %1").arg(texts.count("BT\n")));
+        found.append(match.captured(1) + QString(" of %1").arg(match.captured(2).count(" Tm\n")));
     }
     found.sort();
-    EXPECT_EQ(found, QStringList({"FEFF00520069006e0067007600e400670065006e of 9", "FEFF092e09410916094d092f of 1"}))
-        << "not the straight one, whose letters say it";
-    EXPECT_EQ(content.count("BT\n"), 11);
+    EXPECT_EQ(found, QStringList({"FEFF00520069006e0067007600e400670065006e of 9", "FEFF00550070 of 1",
+                                  "FEFF092e09410916094d092f of 1"}))
+        << "not the level one, whose letters say it";
+    EXPECT_EQ(content.count("BT\n"), 4);
     EXPECT_FALSE(content.contains("-7654")) << "a mark is left";
 }
 

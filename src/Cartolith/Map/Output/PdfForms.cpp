@@ -123,6 +123,11 @@ QByteArray matrixOf(const QTransform& transform) {
     return text;
 }
 
+QTransform matrixFrom(const QList<QByteArray>& words, qsizetype from) {
+    const auto at = [&](qsizetype i) { return words.at(from + i).toDouble(); };
+    return {at(0), at(1), at(2), at(3), at(4), at(5)};
+}
+
 /// What the writer begins a page with: plain colours, and the way from its device to the page.
 struct Beginning {
     QByteArray operators;
@@ -138,8 +143,7 @@ Beginning beginningOf(const QByteArray& operators) {
     if (to < 0 || numbers.size() != ofMatrix) {
         refuse();
     }
-    const auto at = [&numbers](qsizetype i) { return numbers.at(i).toDouble(); };
-    const QTransform toPage(at(0), at(1), at(2), at(3), at(4), at(5));
+    const QTransform toPage = matrixFrom(numbers, 0);
     if (!toPage.isInvertible()) {
         refuse();
     }
@@ -167,6 +171,45 @@ void forEachNumber(const QByteArray& operators, int x, Other other, Function fun
         from = last + end.size();
     }
     other(QByteArrayView(operators).sliced(from));
+}
+
+/// What the writer draws as texts, each in a coordinate system of its own, as a single one that is marked:
+/// readers look for a marked text from its first letter to the last, in one coordinate system. Where there is
+/// more than text, it stays as it is and is marked from outside.
+QByteArray asOneText(const QByteArray& operators, const QString& text) {
+    QStringEncoder utf16(QStringConverter::Utf16BE);
+    const QByteArray bytes = utf16(text);
+    const QByteArray begin = "/Span << /ActualText <FEFF" + bytes.toHex() + "> >> BDC\n";
+    const QByteArray asItIs = begin + operators + "EMC\n";
+    QByteArray look; // of the first letters; the others have the same
+    QByteArray letters;
+    QList<QTransform> levels;
+    QTransform toDevice;
+    bool isText = false;
+    for (const QByteArray& line : operators.split('\n')) {
+        const QList<QByteArray> words = line.split(' ');
+        const QByteArray& last = words.constLast();
+        constexpr qsizetype ofMatrix = 6;
+        if (line == "q") {
+            levels.append(toDevice);
+        } else if (line == "Q") {
+            toDevice = levels.isEmpty() ? QTransform() : levels.takeLast();
+        } else if (line == "BT" || line == "ET") {
+            isText = line == "BT";
+        } else if (last == "cm" && words.size() == ofMatrix + 1) {
+            toDevice = matrixFrom(words, 0) * toDevice;
+        } else if (isText && last == "Tm" && words.size() == ofMatrix + 4) {
+            letters +=
+                words.at(0) + ' ' + words.at(1) + " Tf " + matrixOf(matrixFrom(words, 3) * toDevice) + "Tm\n";
+        } else if (isText && last == "Tj") {
+            letters += line + '\n';
+        } else if (!isText && (last == "scn" || last == "gs")) {
+            look += letters.isEmpty() ? line + '\n' : QByteArray();
+        } else if (isText || (last != "SCN" && last != "d" && !line.isEmpty())) {
+            return asItIs;
+        }
+    }
+    return letters.isEmpty() ? asItIs : "q\n" + look + "BT\n" + begin + letters + "EMC\nET\nQ\n";
 }
 
 } // namespace
@@ -220,21 +263,22 @@ void PdfForms::endText(QPainter& painter) {
 /// With even numbers where texts begin, and odd ones where they end.
 QByteArray PdfForms::withTexts(const QByteArray& operators) const {
     QByteArray result;
+    QByteArray last;
     forEachNumber(
-        operators, textX, [&](QByteArrayView other) { result += other; },
+        operators, textX,
+        [&](QByteArrayView other) {
+            result += last;
+            last = other.toByteArray();
+        },
         [&](int number, const QByteArray& /*place*/) {
             if (number < 0 || number / 2 >= m_texts.size()) {
                 refuse();
             }
             if (number % 2 != 0) {
-                result += "EMC\n";
-                return;
+                last = asOneText(last, m_texts.at(number / 2));
             }
-            QStringEncoder utf16(QStringConverter::Utf16BE);
-            const QByteArray bytes = utf16(m_texts.at(number / 2));
-            result += "/Span << /ActualText <FEFF" + bytes.toHex() + "> >> BDC\n";
         });
-    return result;
+    return result + last;
 }
 
 /// Takes what is between the marks of each form out of the page, whole levels of its graphics state, and has

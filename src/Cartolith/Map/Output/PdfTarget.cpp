@@ -49,15 +49,15 @@ QPen penOf(Raster::Stroke stroke) {
     return Symbol::penOf(stroke);
 }
 
-/// Readers put glyphs that stand in a row together as words: not those on a curve, nor of scripts with marks
-/// and ligatures that are no characters. These begin after Arabic, whose glyphs all say their letters;
-/// readers that turn its glyphs around would do so with a marked text, too.
+/// Readers put glyphs together as words that stand in a level row: not those of a name along a line, nor of
+/// scripts with marks and ligatures that are no characters. These begin after Arabic, whose glyphs all say
+/// their letters; readers that turn its glyphs around would do so with a marked text, too.
 bool saysItself(const Labels::PlacedLabel& label) {
     constexpr char16_t afterArabic = 0x0780;
     const QString text = label.text->text();
-    return label.boxes.size() < 2 && std::all_of(text.cbegin(), text.cend(), [](QChar c) {
-               return c.unicode() < afterArabic || !c.isLetterOrNumber();
-           });
+    return label.boxes.size() == 1 && label.boxes[0].rotation == 0.0 &&
+           std::all_of(text.cbegin(), text.cend(),
+                       [](QChar c) { return c.unicode() < afterArabic || !c.isLetterOrNumber(); });
 }
 
 } // namespace
