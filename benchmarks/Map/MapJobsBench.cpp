@@ -127,8 +127,8 @@ void mapnik(benchmark::State& state) {
     const char* const symbolizers[] = {
         "<PolygonSymbolizer fill='#90B0D0'/><LineSymbolizer stroke='#404040' stroke-width='1'/>",
         "<LineSymbolizer stroke='#404040' stroke-width='3' stroke-linecap='round' stroke-linejoin='round'/>",
-        "<MarkersSymbolizer width='8' height='8' fill='#C04040' stroke='#404040' stroke-width='1' "
-        "allow-overlap='true' ignore-placement='true'/>",
+        ("<MarkersSymbolizer width='8' height='8' fill='#C04040' stroke='#404040' stroke-width='1' "
+         "allow-overlap='true' ignore-placement='true'/>"),
         "<LineSymbolizer stroke='#404040' stroke-width='1'/>"};
     const auto layer = layerOf(static_cast<Kind>(state.range(0)), static_cast<int>(state.range(1)));
     Bench::MapnikMap map(*layer, symbolizers[state.range(0)]);
