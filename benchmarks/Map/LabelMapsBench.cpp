@@ -1,5 +1,8 @@
 // Whole maps of labels: texts shaped, placed and drawn with their halos; features ready as arrays. The first
-// picture has everything to shape, each further one finds texts and letters as they were.
+// picture has everything to shape, each further one finds texts and letters as they were. Mapnik (3.1, where
+// Debian has it) reads the places from a file each time, the large ones first, as it knows no priorities.
+#include "Map/MapnikMap.h"
+
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Layers/GisLayerStyle.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
@@ -12,6 +15,7 @@
 #include <QImage>
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <optional>
 #include <random>
 #include <vector>
@@ -163,6 +167,34 @@ void map(benchmark::State& state, const Data& (*data)(), Shapes::GisExtent exten
     state.counters["placed"] = static_cast<double>(placed);
     state.counters["kB"] = static_cast<double>(caches->texts.bytes() + caches->painter.bytes()) / 1024.0;
 }
+
+#ifdef HAVE_MAPNIK
+void mapnikMap(benchmark::State& state, Shapes::GisExtent extent) {
+    Layers::GisLayerOgrVector file(QStringLiteral(CARTOLITH_DATA_DIR "/world-cities.gpkg"));
+    file.open();
+    std::vector<const Shapes::GisShape*> cities;
+    for (const auto& item : file.items()) {
+        cities.push_back(item.get());
+    }
+    std::stable_sort(cities.begin(), cities.end(), [](const auto* a, const auto* b) {
+        return a->attributeValue("population").toDouble() > b->attributeValue("population").toDouble();
+    });
+    const auto layer = Layers::GisLayerVector::createInMemory("cities", Shapes::GisShapeType::Null, {});
+    for (const Shapes::GisShape* city : cities) {
+        layer->addShape(city->clone());
+    }
+    Bench::MapnikMap map(*layer, "<TextSymbolizer face-name='DejaVu Sans Book' size='12' halo-radius='3.78' "
+                                 "halo-fill='white' fill='black' placement-type='simple' dx='4' dy='4' "
+                                 "placements='NE,E,SE,N,S,NW,W,SW'>[name]</TextSymbolizer>");
+    for (auto _ : state) {
+        state.counters["drawn"] = map.draw(extent);
+    }
+}
+BENCHMARK_CAPTURE(mapnikMap, cities_world, Shapes::GisExtent(-180, -85, 180, 85))
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK_CAPTURE(mapnikMap, cities_europe, Shapes::GisExtent(-12, 36, 42, 62))
+    ->Unit(benchmark::kMillisecond);
+#endif
 
 #define LABEL_MAP(name, data, isInside, ...)                                                                 \
     BENCHMARK_CAPTURE(map, name, data, Shapes::GisExtent(__VA_ARGS__), isInside)                             \

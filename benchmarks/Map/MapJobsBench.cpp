@@ -1,5 +1,8 @@
 // Whole layers from their snapshots: what a map draws when nothing but the view has changed, and what the
-// snapshot costs at first. QPainter draws the same layer through MapPainter.
+// snapshot costs at first. QPainter draws the same layer through MapPainter; Mapnik (3.1, where Debian has
+// it) draws the same shapes, which it reads from a file each time.
+#include "Map/MapnikMap.h"
+
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
 #include <Cartolith/Core/Shapes/GisShapePoint.h>
 #include <Cartolith/Core/Shapes/GisShapePolygon.h>
@@ -24,7 +27,7 @@ constexpr int width = 1920;
 constexpr int height = 1080;
 const MapView view({0, 0, width, height}, QRectF(0, 0, width, height));
 
-enum Kind { Areas, Lines, Points };
+enum Kind { Areas, Lines, Points, Hairlines };
 
 std::unique_ptr<Shapes::GisShape> shapeOf(Kind kind, double x, double y, double cell, std::mt19937& random) {
     std::uniform_real_distribution<double> unit(0.0, 1.0);
@@ -32,7 +35,7 @@ std::unique_ptr<Shapes::GisShape> shapeOf(Kind kind, double x, double y, double 
     if (kind == Points) {
         return std::make_unique<Shapes::GisShapePoint>(x, y);
     }
-    if (kind == Lines) {
+    if (kind == Lines || kind == Hairlines) {
         for (int k = 0; k < 6; ++k) {
             x += (unit(random) - 0.3) * cell * 0.8;
             y += (unit(random) - 0.4) * cell * 0.8;
@@ -119,10 +122,31 @@ void counties(benchmark::State& state) {
     drawJob(state, snapshotOf(layer), state.range(0) == 0 ? all : all.zoomed(20.0, {960, 540}));
 }
 
+#ifdef HAVE_MAPNIK
+void mapnik(benchmark::State& state) {
+    const char* const symbolizers[] = {
+        "<PolygonSymbolizer fill='#90B0D0'/><LineSymbolizer stroke='#404040' stroke-width='1'/>",
+        "<LineSymbolizer stroke='#404040' stroke-width='3' stroke-linecap='round' stroke-linejoin='round'/>",
+        ("<MarkersSymbolizer width='8' height='8' fill='#C04040' stroke='#404040' stroke-width='1' "
+         "allow-overlap='true' ignore-placement='true'/>"),
+        "<LineSymbolizer stroke='#404040' stroke-width='1'/>"};
+    const auto layer = layerOf(static_cast<Kind>(state.range(0)), static_cast<int>(state.range(1)));
+    Bench::MapnikMap map(*layer, symbolizers[state.range(0)]);
+    for (auto _ : state) {
+        state.counters["drawn"] = map.draw({0, 0, width, height});
+    }
+}
+#endif
+
 constexpr int few = 100000;
 constexpr int many = 1000000;
-BENCHMARK(jobs)->ArgsProduct({{Areas, Lines, Points}, {few, many}})->Unit(benchmark::kMillisecond);
+BENCHMARK(jobs)->ArgsProduct({{Areas, Lines, Points, Hairlines}, {few, many}})->Unit(benchmark::kMillisecond);
 BENCHMARK(snapshots)->ArgsProduct({{Areas, Lines, Points}, {few, many}})->Unit(benchmark::kMillisecond);
+#ifdef HAVE_MAPNIK
+BENCHMARK(mapnik)
+    ->ArgsProduct({{Areas, Lines, Points, Hairlines}, {few, many}})
+    ->Unit(benchmark::kMillisecond);
+#endif
 BENCHMARK(painters)->ArgsProduct({{Areas, Points}, {few}})->Unit(benchmark::kMillisecond);
 BENCHMARK(jobsFromFar)->Arg(Areas)->Arg(Lines)->Unit(benchmark::kMillisecond);
 BENCHMARK(counties)->Arg(0)->Arg(1)->Unit(benchmark::kMillisecond);

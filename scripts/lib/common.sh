@@ -16,7 +16,7 @@ usage() { awk 'NR > 1 { if (!/^#/) exit; sub(/^# ?/, ""); print }' "$0"; }
 
 build_packages=(g++ cmake ninja-build qt6-base-dev qt6-svg-dev libgdal-dev libgeos-dev libproj-dev libssl-dev libsqlite3-dev zlib1g-dev fonts-dejavu-core)
 test_packages=(libgtest-dev libgmock-dev locales fonts-lohit-deva postgresql-15 postgresql-15-postgis-3 python3-gdal)
-bench_packages=(libbenchmark-dev libgeos++-dev libboost-dev libnanoflann-dev libagg-dev pkg-config)
+bench_packages=(libbenchmark-dev libgeos++-dev libboost-dev libnanoflann-dev libagg-dev libmapnik-dev pkg-config)
 check_packages=(clang-format clang-tidy)
 fuzz_packages=(clang libclang-rt-14-dev)
 

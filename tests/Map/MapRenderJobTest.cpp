@@ -1,6 +1,8 @@
+#include "Map/Raster/PlainRaster.h"
 #include "Map/TestLayers.h"
 
 #include <Cartolith/Core/Layers/GisLayerOgrVector.h>
+#include <Cartolith/Core/Symbology/GisCategorizedSymbolRenderer.h>
 #include <Cartolith/Map/LabelMemory.h>
 #include <Cartolith/Map/LayerSnapshotBuilder.h>
 #include <Cartolith/Map/MapPainter.h>
@@ -177,6 +179,150 @@ TEST(MapRenderJob, ShowsAPartAndStopsWhenItIsTold) {
     EXPECT_EQ(job.state(), MapRenderJob::State::Cancelled);
     EXPECT_LT(job.progress(), 1.0);
     EXPECT_EQ(job.run(), MapRenderJob::State::Cancelled) << "once";
+}
+
+/// Areas, lines with casings, stars with halos, pictures with gradients, and names of all.
+QList<MapRenderJob::Layer> eachKind(const MapView& view) {
+    QStringList texts[4];
+    for (int i = 0; i < 6; ++i) {
+        const int x = 10 * i;
+        texts[0].append(QString("POLYGON ((%1 5, %2 15, %1 40, %1 5))").arg(x).arg(x + 25));
+        texts[1].append(QString("LINESTRING (%1 35, %2 50, 95 %2)").arg(x).arg(x + 30));
+        texts[2].append(QString("POINT (%1 60)").arg(x + 5));
+        texts[3].append(QString("POINT (%1 80)").arg(2 * x));
+    }
+    QList<MapRenderJob::Layer> layers;
+    for (const QStringList& part : texts) {
+        const auto layer = test::layerOf(part);
+        for (const auto& item : layer->items()) {
+            item->attributes().insert("n", QString("Name %1").arg(item->id()));
+        }
+        Layers::GisLayerStyle& style = layer->style();
+        style.setShowLabels(true);
+        style.setLabelField("n");
+        style.setLabelHaloEnabled(true);
+        style.setPointSize(12);
+        style.setHaloWidth(2);
+        style.setMarkerShape(layers.size() == 3 ? Layers::MarkerShape::Svg : Layers::MarkerShape::Star);
+        style.setMarkerSvg(
+            R"svg(<svg xmlns="http://www.w3.org/2000/svg" viewBox="0 0 9 9"><linearGradient id="g"><stop offset="0"
+               stop-color="red"/><stop offset="1"/></linearGradient><rect width="9" height="9" fill="url(#g)"/></svg>)svg");
+        style.setCasingWidth(2);
+        layers.append({snapshotOf(*layer, view)});
+    }
+    layers[1].selected = {2};
+    layers[2].opacity = 0.5;
+    return layers;
+}
+
+TEST(MapRenderJob, CancelledAtAnyLookShowsWholeLayersOnly) {
+    const MapView view(GisExtent(0, 0, 100, 100), QRectF(0, 0, 120, 120));
+    const QList<MapRenderJob::Layer> layers = eachKind(view);
+    for (const qint64 budget : {1 << 30, 0}) {
+        MapRenderJob::Options options{Qt::white, budget};
+        QList<QImage> whole; // of the first layers, of all, and with names
+        for (qsizetype i = 0; i <= layers.size() + 1; ++i) {
+            options.hasLabels = i > layers.size();
+            MapRenderJob job(view, layers.first(std::min(i, layers.size())), options);
+            job.run();
+            whole.append(job.compose());
+            ASSERT_TRUE(i == 0 || whole.at(i) != whole.at(i - 1)) << i;
+        }
+        options.labelMemory = std::make_shared<LabelMemory>();
+        qsizetype shown = 0;
+        int looks = 0;
+        for (int last = 0;; ++last) {
+            looks = 0;
+            options.goesOn = [&] { return looks++ < last; };
+            MapRenderJob job(view, layers, options);
+            if (job.run() == MapRenderJob::State::Done) {
+                break;
+            }
+            ASSERT_EQ(job.state(), MapRenderJob::State::Cancelled) << last;
+            ASSERT_TRUE(job.labels().isEmpty() && job.progress() <= 1.0) << last;
+            const qsizetype found = whole.indexOf(job.compose());
+            ASSERT_GE(found, shown) << "look " << last << ": no whole layers, or fewer than before";
+            shown = found;
+        }
+        EXPECT_GT(looks, 100) << "in shapes, markers, names";
+        EXPECT_GE(shown, layers.size());
+        options.goesOn = nullptr;
+        MapRenderJob later(view, layers, options);
+        later.run();
+        EXPECT_EQ(later.compose(), whole.last()) << "what cancelled jobs left in the memory of labels";
+    }
+}
+
+TEST(MapRenderJob, DrawsAnAreaOfVeryManyVertices) {
+    constexpr int vertices = 100'000;
+    constexpr int size = 60;
+    const MapView view(GisExtent(0, 0, size, size), QRectF(0, 0, size, size));
+    const struct {
+        const char* name;
+        double depth; // of the teeth, pixels
+        double levels;
+    } rows[] = {{"smooth, vertices within half a pixel of the last are passed over", 0.0004, 4.0},
+                {"a thicket", 3.0, 1.0}};
+    for (const auto& row : rows) {
+        test::Ring ring;
+        QString text = "POLYGON ((";
+        for (int i = 0; i <= vertices; ++i) {
+            const double angle = 6.283185307179586 * (i % vertices) / vertices;
+            const double radius = 22.0 + (i % 2) * row.depth + 3.0 * std::sin(7.0 * angle);
+            ring.emplace_back(30.0 + radius * std::cos(angle), 30.0 - radius * std::sin(angle));
+            text += QString("%1 %2,").arg(ring.back().x(), 0, 'f', 9).arg(size - ring.back().y(), 0, 'f', 9);
+        }
+        text.back() = ')';
+        const auto layer = test::layerOf({text + ')'});
+        layer->style().setFillColor("#000000");
+        layer->style().setFillOpacity(255);
+        layer->style().setLineWidth(0);
+        const QImage image = drawn(view, {{snapshotOf(*layer, view)}});
+        double worst = 0.0;
+        for (int y = 0; y < size; ++y) {
+            const test::Ring inRow = test::cutAt(test::cutAt(ring, 2, 0, y), 3, 0, y);
+            for (int x = 0; x < size; ++x) {
+                const double expected = 255.0 * (1.0 - test::fillShare({inRow}, 1, x, y));
+                worst = std::max(worst, std::abs(qGray(image.pixel(x, y)) - expected));
+            }
+        }
+        EXPECT_LE(worst, row.levels) << row.name;
+    }
+}
+
+TEST(MapRenderJob, DrawsVeryManyCategories) {
+    constexpr int side = 100;
+    auto renderer = std::make_unique<Symbology::GisCategorizedSymbolRenderer>("v");
+    QStringList squares;
+    const auto colourOf = [](int value) { return 0xFF000000U | static_cast<QRgb>(value * 1613 + 7); };
+    for (int i = 0; i < side * side; ++i) {
+        const int x = i % side;
+        const int y = i / side;
+        squares.append(QString("POLYGON ((%1 %2, %3 %2, %3 %4, %1 %4, %1 %2))").arg(x).arg(y).arg(x + 1).arg(y + 1));
+        Symbology::GisCategorizedSymbolClass category{QString("class %1").arg(i), {}, {}, true};
+        category.style.setFillColor(QColor::fromRgb(colourOf(i)).name());
+        category.style.setFillOpacity(255);
+        category.style.setLineWidth(0);
+        renderer->addClass(category);
+    }
+    const auto layer = test::layerOf(squares);
+    for (int i = 0; i < side * side; ++i) { // each has another's
+        layer->items()
+            .at(static_cast<std::size_t>(i))
+            ->attributes()
+            .insert("v", QString("class %1").arg(i * 37 % (side * side)));
+    }
+    layer->setSymbolRenderer(std::move(renderer));
+    const MapView view(GisExtent(0, 0, side, side), QRectF(0, 0, 2 * side, 2 * side));
+    const QImage image = drawn(view, {{snapshotOf(*layer, view)}});
+    int wrong = 0;
+    for (int y = 0; y < image.height(); ++y) {
+        for (int x = 0; x < image.width(); ++x) {
+            const int square = (side - 1 - y / 2) * side + x / 2;
+            wrong += image.pixel(x, y) == colourOf(square * 37 % (side * side)) ? 0 : 1;
+        }
+    }
+    EXPECT_EQ(wrong, 0);
 }
 
 // Many are drawn as one; what is in between stays in between.

@@ -13,6 +13,7 @@
 #include <QRectF>
 #include <QSet>
 
+#include <functional>
 #include <memory>
 
 namespace Cartolith::Map {
@@ -56,6 +57,10 @@ public:
         bool hasLabels = true;
         /// In pixels of the view: what will lie on the map, say a legend. No label comes there.
         QList<QRectF> closedBoxes = {};
+        /// Called by run() on its thread at each of its looks, many a millisecond where shapes are small;
+        /// false cancels. For a host with one thread, which handles its events meanwhile. It throws nothing;
+        /// compose() would wait for itself there.
+        std::function<bool()> goesOn = nullptr;
     };
 
     /// What became of a label.

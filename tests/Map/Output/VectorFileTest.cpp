@@ -251,6 +251,49 @@ TEST(VectorFile, ANameOnACurveStandsInAnSvgOnce) {
     EXPECT_LT(svg.indexOf("<use "), svg.indexOf("<text"));
 }
 
+/// What a PDF's streams say, unpacked.
+QByteArray streamsOf(const QByteArray& pdf) {
+    const QByteArray start = "/FlateDecode\n>>\nstream\n";
+    const QByteArray largest("\0\x10\0\0", 4); // what qUncompress() reads first
+    QByteArray all;
+    for (qsizetype at = pdf.indexOf(start); at >= 0; at = pdf.indexOf(start, at + 1)) {
+        all += qUncompress(largest + pdf.sliced(at + start.size()));
+    }
+    return all;
+}
+
+// For who searches or copies.
+TEST(VectorFile, ANameOnACurveStandsInAPdfAsAWhole) {
+    MapScene scene = markers(5, 0.5); // which become forms
+    std::shared_ptr<Layers::GisLayerVector> layer =
+        test::layerOf({"LINESTRING (5 40, 20 52, 40 60, 60 60, 80 52, 95 40)", "LINESTRING (10 20, 90 20)",
+                       "LINESTRING (10 80, 90 80)", "LINESTRING (5 25, 95 35)"});
+    layer->items().at(0)->attributes().insert("n", "Ringvägen");
+    layer->items().at(1)->attributes().insert("n", "Allén");
+    layer->items().at(2)->attributes().insert("n", "मुख्य");
+    layer->items().at(3)->attributes().insert("n", "Up");
+    layer->style().setShowLabels(true);
+    layer->style().setLabelField("n");
+    layer->style().setLabelHaloEnabled(true);
+    scene.insert(1, {layer});
+    const QTemporaryDir folder;
+    const QString path = folder.filePath("map.pdf");
+    VectorFile::save(scene, MapView(GisExtent(0, 0, 100, 100), QRectF(0, 0, 200, 200)), path);
+    const QByteArray content = streamsOf(contentOf(path));
+    const QRegularExpression marked("BT\n/Span << /ActualText <(\\w+)> >> BDC\n(.*?)EMC\nET\n",
+                                    QRegularExpression::DotMatchesEverythingOption);
+    QStringList found;
+    for (const QRegularExpressionMatch& match : marked.globalMatch(QString::fromLatin1(content))) {
+        found.append(match.captured(1) + QString(" of %1").arg(match.captured(2).count(" Tm\n")));
+    }
+    found.sort();
+    EXPECT_EQ(found, QStringList({"FEFF00520069006e0067007600e400670065006e of 9", "FEFF00550070 of 1",
+                                  "FEFF092e09410916094d092f of 1"}))
+        << "not the level one, whose letters say it";
+    EXPECT_EQ(content.count("BT\n"), 4);
+    EXPECT_FALSE(content.contains("-7654")) << "a mark is left";
+}
+
 TEST(VectorFile, DashesGoOnWhereALineIsCut) {
     MapScene scene;
     std::shared_ptr<Layers::GisLayerVector> layer =

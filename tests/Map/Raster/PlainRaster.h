@@ -11,27 +11,29 @@ namespace test {
 
 using Ring = std::vector<QPointF>;
 
-/// The signed area of what of the ring lies in the unit square at a pixel: the ring is cut at each side in turn.
+/// What of the ring lies on one side of a pixel's left, right, upper or lower edge, which the pixel is on.
+inline Ring cutAt(const Ring& ring, int side, int column, int row) {
+    const auto inside = [&](QPointF p) {
+        return side == 0 ? p.x() - column : side == 1 ? column + 1 - p.x() : side == 2 ? p.y() - row : row + 1 - p.y();
+    };
+    Ring cut;
+    for (std::size_t i = 0; i < ring.size(); ++i) {
+        const QPointF a = ring[i];
+        const QPointF b = ring[(i + 1) % ring.size()];
+        if (inside(a) >= 0) {
+            cut.push_back(a);
+        }
+        if ((inside(a) >= 0) != (inside(b) >= 0)) {
+            cut.push_back(a + (b - a) * (inside(a) / (inside(a) - inside(b))));
+        }
+    }
+    return cut;
+}
+
+/// The signed area of what of the ring lies in the unit square at a pixel.
 inline double areaInPixel(Ring ring, int column, int row) {
     for (int side = 0; side < 4; ++side) {
-        const auto inside = [&](QPointF p) {
-            return side == 0   ? p.x() - column
-                   : side == 1 ? column + 1 - p.x()
-                   : side == 2 ? p.y() - row
-                               : row + 1 - p.y();
-        };
-        Ring cut;
-        for (std::size_t i = 0; i < ring.size(); ++i) {
-            const QPointF a = ring[i];
-            const QPointF b = ring[(i + 1) % ring.size()];
-            if (inside(a) >= 0) {
-                cut.push_back(a);
-            }
-            if ((inside(a) >= 0) != (inside(b) >= 0)) {
-                cut.push_back(a + (b - a) * (inside(a) / (inside(a) - inside(b))));
-            }
-        }
-        ring = cut;
+        ring = cutAt(ring, side, column, row);
     }
     double area = 0.0;
     for (std::size_t i = 0; i < ring.size(); ++i) {

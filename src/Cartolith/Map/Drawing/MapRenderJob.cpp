@@ -61,8 +61,16 @@ public:
         return result.isNull() ? Internal::emptyPicture(size, options.background) : result;
     }
 
-    void leaveWhereCancelled() const {
-        if ((attention.load(std::memory_order_relaxed) & CancelWanted) != 0) {
+    /// A look: whether nobody wants anything.
+    bool isUndisturbed() {
+        if (options.goesOn && !options.goesOn()) {
+            attention.fetch_or(CancelWanted, std::memory_order_relaxed);
+        }
+        return attention.load(std::memory_order_relaxed) == 0;
+    }
+
+    void leaveWhereCancelled() {
+        if (!isUndisturbed() && (attention.load(std::memory_order_relaxed) & CancelWanted) != 0) {
             throw Cancelled();
         }
     }
@@ -86,13 +94,13 @@ public:
         const auto watch = [this] { leaveWhereCancelled(); };
         canvas.setWatch(watch);
         Internal::SnapshotDrawing drawing(snapshot, view, layer.casing, Internal::Watch(watch));
-        while (drawing.draw(canvas, [this] { return attention.load(std::memory_order_relaxed) == 0; })) {
+        while (drawing.draw(canvas, [this] { return isUndisturbed(); })) {
             leaveWhereCancelled();
             layerProgress.store(drawing.progress(), std::memory_order_relaxed);
             show(canvas.image());
         }
         Internal::SelectionDrawing selection(snapshot, view, layer.selected);
-        while (selection.draw(canvas, [this] { return attention.load(std::memory_order_relaxed) == 0; })) {
+        while (selection.draw(canvas, [this] { return isUndisturbed(); })) {
             leaveWhereCancelled();
             show(canvas.image());
         }

@@ -3,6 +3,7 @@
 
 #include <QPainter>
 #include <QPainterPath>
+#include <QStringEncoder>
 #include <QTransform>
 
 #include <algorithm>
@@ -19,6 +20,7 @@ namespace {
 /// Places far outside of any page.
 constexpr int markX = -7'654'321;
 constexpr int placeX = -7'654'331;
+constexpr int textX = -7'654'341;
 constexpr qsizetype lengthBefore = 4; // what qCompress() writes
 
 void drawMark(QPainter& painter, int number) {
@@ -29,6 +31,25 @@ void drawMark(QPainter& painter, int number) {
     path.moveTo(markX, -number);
     path.lineTo(markX - 1, -number);
     painter.fillPath(path, Qt::black);
+    painter.restore();
+}
+
+/// A path that leaves a number and a place.
+void drawNumber(QPainter& painter, int x, int number, QPointF place) {
+    static const QBrush black(Qt::black); // one and the same needs no change of state
+    QPainterPath path;
+    path.moveTo(x, -number - 1);
+    path.lineTo(place);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(black);
+    painter.drawPath(path);
+}
+
+/// In units of the device, whatever the painter's are.
+void drawTextMark(QPainter& painter, qsizetype number) {
+    painter.save();
+    painter.resetTransform();
+    drawNumber(painter, textX, static_cast<int>(number), {textX, 0.0});
     painter.restore();
 }
 
@@ -102,6 +123,11 @@ QByteArray matrixOf(const QTransform& transform) {
     return text;
 }
 
+QTransform matrixFrom(const QList<QByteArray>& words, qsizetype from) {
+    const auto at = [&](qsizetype i) { return words.at(from + i).toDouble(); };
+    return {at(0), at(1), at(2), at(3), at(4), at(5)};
+}
+
 /// What the writer begins a page with: plain colours, and the way from its device to the page.
 struct Beginning {
     QByteArray operators;
@@ -117,19 +143,18 @@ Beginning beginningOf(const QByteArray& operators) {
     if (to < 0 || numbers.size() != ofMatrix) {
         refuse();
     }
-    const auto at = [&numbers](qsizetype i) { return numbers.at(i).toDouble(); };
-    const QTransform toPage(at(0), at(1), at(2), at(3), at(4), at(5));
+    const QTransform toPage = matrixFrom(numbers, 0);
     if (!toPage.isInvertible()) {
         refuse();
     }
     return {operators.first(to + end.size()), toPage};
 }
 
-/// Calls function(marker, place) with each place of a marker, and before it other(bytes) with what is
+/// Calls function(number, place) with each number that was left at x, and before it other(bytes) with what is
 /// between it and the last one; at the end, too.
 template <typename Other, typename Function>
-void forEachPlace(const QByteArray& operators, Other other, Function function) {
-    const QByteArray start = QByteArray::number(placeX) + " -";
+void forEachNumber(const QByteArray& operators, int x, Other other, Function function) {
+    const QByteArray start = QByteArray::number(x) + " -";
     const QByteArray middle = " m\n";
     const QByteArray end = " l\nf*\n";
     qsizetype from = 0;
@@ -146,6 +171,45 @@ void forEachPlace(const QByteArray& operators, Other other, Function function) {
         from = last + end.size();
     }
     other(QByteArrayView(operators).sliced(from));
+}
+
+/// What the writer draws as texts, each in a coordinate system of its own, as a single one that is marked:
+/// readers look for a marked text from its first letter to the last, in one coordinate system. Where there is
+/// more than text, it stays as it is and is marked from outside.
+QByteArray asOneText(const QByteArray& operators, const QString& text) {
+    QStringEncoder utf16(QStringConverter::Utf16BE);
+    const QByteArray bytes = utf16(text);
+    const QByteArray begin = "/Span << /ActualText <FEFF" + bytes.toHex() + "> >> BDC\n";
+    const QByteArray asItIs = begin + operators + "EMC\n";
+    QByteArray look; // of the first letters; the others have the same
+    QByteArray letters;
+    QList<QTransform> levels;
+    QTransform toDevice;
+    bool isText = false;
+    for (const QByteArray& line : operators.split('\n')) {
+        const QList<QByteArray> words = line.split(' ');
+        const QByteArray& last = words.constLast();
+        constexpr qsizetype ofMatrix = 6;
+        if (line == "q") {
+            levels.append(toDevice);
+        } else if (line == "Q") {
+            toDevice = levels.isEmpty() ? QTransform() : levels.takeLast();
+        } else if (line == "BT" || line == "ET") {
+            isText = line == "BT";
+        } else if (last == "cm" && words.size() == ofMatrix + 1) {
+            toDevice = matrixFrom(words, 0) * toDevice;
+        } else if (isText && last == "Tm" && words.size() == ofMatrix + 4) {
+            letters +=
+                words.at(0) + ' ' + words.at(1) + " Tf " + matrixOf(matrixFrom(words, 3) * toDevice) + "Tm\n";
+        } else if (isText && last == "Tj") {
+            letters += line + '\n';
+        } else if (!isText && (last == "scn" || last == "gs")) {
+            look += letters.isEmpty() ? line + '\n' : QByteArray();
+        } else if (isText || (last != "SCN" && last != "d" && !line.isEmpty())) {
+            return asItIs;
+        }
+    }
+    return letters.isEmpty() ? asItIs : "q\n" + look + "BT\n" + begin + letters + "EMC\nET\nQ\n";
 }
 
 } // namespace
@@ -170,13 +234,7 @@ void PdfForms::endGroup(QPainter& painter) {
 }
 
 void PdfForms::drawPlace(QPainter& painter, int marker, QPointF place) {
-    static const QBrush black(Qt::black); // one and the same needs no change of state
-    QPainterPath path;
-    path.moveTo(placeX, -marker - 1);
-    path.lineTo(place);
-    painter.setPen(Qt::NoPen);
-    painter.setBrush(black);
-    painter.drawPath(path);
+    drawNumber(painter, placeX, marker, place);
 }
 
 void PdfForms::beginMarker(QPainter& painter, int marker, const QRectF& bounds) {
@@ -191,6 +249,36 @@ void PdfForms::beginMarker(QPainter& painter, int marker, const QRectF& bounds) 
 void PdfForms::endMarker(QPainter& painter) {
     painter.restore();
     drawMark(painter, static_cast<int>(2 * m_forms.size()));
+}
+
+void PdfForms::beginText(QPainter& painter, const QString& text) {
+    m_texts.append(text);
+    drawTextMark(painter, 2 * (m_texts.size() - 1));
+}
+
+void PdfForms::endText(QPainter& painter) {
+    drawTextMark(painter, 2 * m_texts.size() - 1);
+}
+
+/// With even numbers where texts begin, and odd ones where they end.
+QByteArray PdfForms::withTexts(const QByteArray& operators) const {
+    QByteArray result;
+    QByteArray last;
+    forEachNumber(
+        operators, textX,
+        [&](QByteArrayView other) {
+            result += last;
+            last = other.toByteArray();
+        },
+        [&](int number, const QByteArray& /*place*/) {
+            if (number < 0 || number / 2 >= m_texts.size()) {
+                refuse();
+            }
+            if (number % 2 != 0) {
+                last = asOneText(last, m_texts.at(number / 2));
+            }
+        });
+    return result + last;
 }
 
 /// Takes what is between the marks of each form out of the page, whole levels of its graphics state, and has
@@ -258,8 +346,8 @@ QByteArray PdfForms::applied(const QByteArray& pdf) const {
     }
     const auto withMarkers = [&](const QByteArray& operators, const auto& textOfMarker) {
         QByteArray result;
-        forEachPlace(
-            operators, [&](QByteArrayView other) { result += other; },
+        forEachNumber(
+            operators, placeX, [&](QByteArrayView other) { result += other; },
             [&](int marker, const QByteArray& place) {
                 const auto at = static_cast<std::size_t>(marker);
                 if (marker < 0 || at >= formOf.size() || formOf[at] < 0) {
@@ -291,7 +379,7 @@ QByteArray PdfForms::applied(const QByteArray& pdf) const {
                (isInline(form) ? content.forms.at(form) : "/Form" + QByteArray::number(form + 1) + " Do\n") +
                "Q\n";
     };
-    const QByteArray operators = withMarkers(content.page, place);
+    const QByteArray operators = withTexts(withMarkers(content.page, place));
 
     QByteArray known = textOf(resources);
     QList<QByteArray> forms;

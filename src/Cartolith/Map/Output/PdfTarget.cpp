@@ -4,6 +4,7 @@
 #include <QPainter>
 #include <QPainterPath>
 
+#include <algorithm>
 #include <cmath>
 #include <vector>
 
@@ -46,6 +47,17 @@ QPen penOf(Raster::Stroke stroke) {
         dash *= PdfTarget::steps;
     }
     return Symbol::penOf(stroke);
+}
+
+/// Readers put glyphs together as words that stand in a level row: not those of a name along a line, nor of
+/// scripts with marks and ligatures that are no characters. These begin after Arabic, whose glyphs all say
+/// their letters; readers that turn its glyphs around would do so with a marked text, too.
+bool saysItself(const Labels::PlacedLabel& label) {
+    constexpr char16_t afterArabic = 0x0780;
+    const QString text = label.text->text();
+    return label.boxes.size() == 1 && label.boxes[0].rotation == 0.0 &&
+           std::all_of(text.cbegin(), text.cend(),
+                       [](QChar c) { return c.unicode() < afterArabic || !c.isLetterOrNumber(); });
 }
 
 } // namespace
@@ -153,7 +165,16 @@ void PdfTarget::labels(std::span<const Labels::PlacedLabel> labels) {
         }
     }
     m_painter.scale(steps, steps);
-    Labels::drawLabels(m_painter, letters);
+    for (const Labels::PlacedLabel& label : letters) {
+        const bool isMarked = !saysItself(label);
+        if (isMarked) {
+            m_forms.beginText(m_painter, label.text->text());
+        }
+        Labels::drawLabels(m_painter, {&label, 1});
+        if (isMarked) {
+            m_forms.endText(m_painter);
+        }
+    }
     m_painter.restore();
 }
 
