@@ -56,7 +56,7 @@ LegendContent contentOf(const Layers::GisLayerVector& layer, LegendCounts counts
             }
         }
         if (isOneStyle && !content.rows.isEmpty()) {
-            const auto sizes = Internal::sizeRows(content.rows.first().style, QString(), content.kind);
+            const auto sizes = Map::Internal::sizeRows(content.rows.first().style, QString(), content.kind);
             content.rows.first().isDefault = false;
             if (!sizes.isEmpty()) {
                 content.title = layer.name();

@@ -11,7 +11,7 @@ namespace Cartolith::Core::Layers::Internal {
 namespace {
 
 constexpr double pixelsPerCell = 4.0;
-constexpr int most = 26;    // halvings of the extent: cells of a metre for the whole earth
+constexpr int finest = 26;  // halvings of the extent: cells of a metre for the whole earth
 constexpr int coarsest = 6; // 64 cells of 4 pixels
 constexpr std::ptrdiff_t mostInCell = 16;
 constexpr double longInCells = 8.0;
@@ -26,13 +26,13 @@ quint64 spread(quint64 number) {
 }
 
 quint64 cellIn(double offset, double side) {
-    constexpr double cells = 1U << static_cast<unsigned>(most);
+    constexpr double cells = 1U << static_cast<unsigned>(finest);
     return side > 0.0 ? static_cast<quint64>(std::clamp(offset / side * cells, 0.0, cells - 1.0)) : 0;
 }
 
 /// The cell after so many halvings that this one of the finest grid lies in.
 quint64 cellAt(quint64 cell, int halvings) {
-    return cell >> 2U * static_cast<unsigned>(most - halvings);
+    return cell >> 2U * static_cast<unsigned>(finest - halvings);
 }
 
 } // namespace
@@ -72,7 +72,7 @@ OverviewPlan::Items OverviewPlan::sortedItems() {
 void OverviewPlan::chooseLevels(const Items& items) {
     m_finest = coarsest;
     std::size_t mostCells = 0;
-    for (int halvings = coarsest + 1; halvings <= most; ++halvings) {
+    for (int halvings = coarsest + 1; halvings <= finest; ++halvings) {
         std::size_t cells = 1;
         for (std::size_t i = 1; i < items.size(); ++i) {
             cells += cellAt(items[i].cell, halvings) != cellAt(items[i - 1].cell, halvings) ? 1U : 0U;
