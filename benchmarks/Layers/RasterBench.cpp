@@ -155,7 +155,8 @@ GisExtent windowOf() {
 }
 
 void ours(benchmark::State& state, const QByteArray& (*file)(), bool whole, const char* system,
-          GisRasterStyle::Resampling resampling) {
+          GisRasterStyle::Resampling resampling,
+          GisRasterStyle::Rendering rendering = GisRasterStyle::Rendering::Automatic) {
     const QString path = QString::fromUtf8(file());
     const auto target = CoordinateSystems::CoordinateSystemFactory::fromUserInput(QString::fromUtf8(system));
     firstLook(state, [&] {
@@ -164,12 +165,37 @@ void ours(benchmark::State& state, const QByteArray& (*file)(), bool whole, cons
         GisRasterStyle style;
         style.setStretch(Symbology::GisRasterStretch::given(0, 2000));
         style.setResampling(resampling);
+        style.setRendering(rendering);
         layer.setRasterStyle(style);
         const GisExtent extent = target ? layer.extentIn(*target) : whole ? wholeOf(layer) : windowOf();
         if (layer.readImage(extent, {width, height}, target.get()).isNull()) {
             std::abort();
         }
     });
+}
+
+/// From open files, with what GDAL keeps of them.
+void oursAgain(benchmark::State& state) {
+    GisLayerGdalRaster layer(QString::fromUtf8(Rasters::withOverviews()));
+    layer.open();
+    GisRasterStyle style;
+    style.setStretch(Symbology::GisRasterStretch::given(0, 2000));
+    style.setRendering(GisRasterStyle::Rendering::Ramp);
+    layer.setRasterStyle(style);
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(layer.readImage(wholeOf(layer), {width, height}).constBits());
+    }
+}
+
+void rasterIoAgain(benchmark::State& state) {
+    const std::unique_ptr<GDALDataset> source(GDALDataset::Open(Rasters::withOverviews()));
+    std::vector<qint16> values(std::size_t{height} * height);
+    for (auto _ : state) {
+        if (source->GetRasterBand(1)->RasterIO(GF_Read, 0, 0, side, side, values.data(), height, height,
+                                               GDT_Int16, 0, 0, nullptr) != CE_None) {
+            std::abort();
+        }
+    }
 }
 
 /// RasterIO into 16 bits, without colours.
@@ -246,7 +272,10 @@ RASTER(rasterIo, rasterWhole, Rasters::plain, true, GRIORA_NearestNeighbour);
 RASTER(ours, rasterWholeAverage, Rasters::plain, true, "", average);
 RASTER(rasterIo, rasterWholeAverage, Rasters::plain, true, GRIORA_Average);
 RASTER(ours, rasterWholeOverviews, Rasters::withOverviews, true, "", nearest);
+RASTER(ours, rasterWholeRamp, Rasters::withOverviews, true, "", nearest, GisRasterStyle::Rendering::Ramp);
 RASTER(rasterIo, rasterWholeOverviews, Rasters::withOverviews, true, GRIORA_NearestNeighbour);
+BENCHMARK(oursAgain)->Name("ours/rasterWholeRampAgain")->Unit(benchmark::kMillisecond);
+BENCHMARK(rasterIoAgain)->Name("rasterIo/rasterWholeOverviewsAgain")->Unit(benchmark::kMillisecond);
 RASTER(ours, rasterWindow, Rasters::plain, false, "", nearest);
 RASTER(rasterIo, rasterWindow, Rasters::plain, false, GRIORA_NearestNeighbour);
 RASTER(ours, rasterTurned, Rasters::turned, true, "", nearest);

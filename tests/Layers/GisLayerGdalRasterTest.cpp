@@ -13,7 +13,9 @@
 #include <gtest/gtest.h>
 
 #include <TestSeed.h>
+#include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <limits>
 #include <random>
 
@@ -405,6 +407,47 @@ TEST_F(RasterLayer, DrawsAsTheStyleSays) {
         EXPECT_THROW(GisRasterStretch::given(lower, upper), std::invalid_argument);
         EXPECT_THROW(GisRasterStretch::percentiles(lower, upper * 200), std::invalid_argument);
         EXPECT_THROW(GisRasterStyle().setHillshade({{0, 45, lower - 1}}), std::invalid_argument);
+    }
+}
+
+TEST_F(RasterLayer, ColoursRowsAsItColoursEachPixel) {
+    // Beside a mask that hides nothing, each pixel is looked up on its own.
+    std::mt19937_64 random(test::seed());
+    std::uniform_real_distribution<double> real(0.0, 1.0);
+    Raster raster{61, 47, {{}, {}, {}}, GDT_Float32};
+    raster.transform = {0, 2, 0, 94, 0, -2};
+    for (auto& band : raster.bands) {
+        std::generate_n(std::back_inserter(band), 61 * 47, [&] { return std::floor(real(random) * 3000 - 500) / 10; });
+        band[static_cast<std::size_t>(real(random) * 2000)] = nan;
+        band[static_cast<std::size_t>(real(random) * 2000)] = infinity;
+    }
+    GisLayerGdalRaster plain(write(raster, "plain.tif"));
+    const QString masked = write(raster, "masked.tif");
+    {
+        const std::unique_ptr<GDALDataset> file(GDALDataset::Open(masked.toUtf8().constData(), GDAL_OF_UPDATE));
+        ASSERT_EQ(file->CreateMaskBand(GMF_PER_DATASET), CE_None);
+        ASSERT_EQ(file->GetRasterBand(1)->GetMaskBand()->Fill(255), CE_None);
+    }
+    GisLayerGdalRaster each(masked);
+    plain.open();
+    each.open();
+    ASSERT_TRUE(each.bands()[0].hasMask && !plain.bands()[0].hasMask);
+    for (int i = 0; i < 200; ++i) {
+        const Rendering renderings[] = {Rendering::Grey, Rendering::Ramp, Rendering::Ramp, Rendering::Rgb};
+        GisRasterStyle style;
+        style.setRendering(renderings[i % 4]);
+        if (i % 4 == 2) {
+            style.setClasses(Symbology::GisClassificationEngine::manualBreaks({0, 50, 120}));
+        }
+        style.setStretch(GisRasterStretch::given(real(random) * 100, 100 + real(random) * 200));
+        style.setResampling(i % 3 == 0 ? GisRasterStyle::Resampling::Average : GisRasterStyle::Resampling::Nearest);
+        plain.setRasterStyle(style);
+        each.setRasterStyle(style);
+        const double x = real(random) * 150 - 40;
+        const double y = real(random) * 120 - 40;
+        const GisExtent extent(x, y, x + 1 + real(random) * 90, y + 1 + real(random) * 90);
+        const QSize size(1 + static_cast<int>(real(random) * 150), 1 + static_cast<int>(real(random) * 150));
+        EXPECT_EQ(plain.readImage(extent, size), each.readImage(extent, size)) << i;
     }
 }
 

@@ -22,22 +22,34 @@ public:
     /// is beyond.
     template <typename Function>
     bool forEachCell(double x, double y, double reachX, double reachY, Function function) {
-        const int left = index(x - reachX - m_left, m_columns);
-        const int right = index(x + reachX - m_left, m_columns);
-        const int top = index(y - reachY - m_top, m_rows);
-        const int bottom = index(y + reachY - m_top, m_rows);
-        for (int row = top; row <= bottom; ++row) {
-            for (int column = left; column <= right; ++column) {
+        return forEachCell(rangeOf(x, y, reachX, reachY), function);
+    }
+    template <typename Function>
+    bool forEachCell(const Box& box, Function function) {
+        return forEachCell(rangeOf(box), function);
+    }
+
+    /// Which cells those of a box are, for who asks often.
+    struct Range {
+        qint16 left, right, top, bottom;
+    };
+    Range rangeOf(double x, double y, double reachX, double reachY) const {
+        return {static_cast<qint16>(index(x - reachX - m_left, m_columns)),
+                static_cast<qint16>(index(x + reachX - m_left, m_columns)),
+                static_cast<qint16>(index(y - reachY - m_top, m_rows)),
+                static_cast<qint16>(index(y + reachY - m_top, m_rows))};
+    }
+    Range rangeOf(const Box& box) const { return rangeOf(box.x, box.y, box.reachX(), box.reachY()); }
+    template <typename Function>
+    bool forEachCell(const Range& range, Function function) {
+        for (int row = range.top; row <= range.bottom; ++row) {
+            for (int column = range.left; column <= range.right; ++column) {
                 if (!function(at(row, column))) {
                     return false;
                 }
             }
         }
         return true;
-    }
-    template <typename Function>
-    bool forEachCell(const Box& box, Function function) {
-        return forEachCell(box.x, box.y, box.reachX(), box.reachY(), function);
     }
 
     int rowOf(double y) const { return index(y - m_top, m_rows); }

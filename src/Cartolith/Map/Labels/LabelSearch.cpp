@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 #include <numeric>
 
 namespace Cartolith::Map::Labels::Internal {
@@ -10,6 +11,23 @@ LabelSearch::LabelSearch(const std::vector<Item>& items, const Candidates& candi
                          std::vector<Candidate>& list, LabelObstacles& obstacles, const QRectF& frame)
     : m_items(items), m_candidates(candidates), m_list(list), m_obstacles(obstacles), m_grid(frame, 32.0),
       m_chosen(items.size(), -1), m_order(items.size()) {
+    m_ranges.reserve(candidates.boxes.size());
+    for (const Box& box : candidates.boxes) {
+        m_ranges.push_back(m_grid.rangeOf(box));
+    }
+    m_reaches.reserve(items.size());
+    for (const Item& item : items) {
+        LabelGrid<Cell>::Range reach{std::numeric_limits<qint16>::max(), -1,
+                                     std::numeric_limits<qint16>::max(), -1};
+        for (int c = item.firstCandidate; c < item.firstCandidate + item.candidateCount; ++c) {
+            for (int i = at(c).firstBox; i < at(c).firstBox + at(c).boxCount; ++i) {
+                const auto& range = rangeOf(i);
+                reach = {std::min(reach.left, range.left), std::max(reach.right, range.right),
+                         std::min(reach.top, range.top), std::max(reach.bottom, range.bottom)};
+            }
+        }
+        m_reaches.push_back(reach);
+    }
     std::iota(m_order.begin(), m_order.end(), 0);
     std::size_t compared = 0;
     std::stable_sort(m_order.begin(), m_order.end(), [&](int a, int b) {
@@ -45,7 +63,9 @@ void LabelSearch::sortByCrossed(int self) {
 template <typename Function>
 bool LabelSearch::forEachBlocker(int self, int candidate, Function function) {
     m_candidates.watch.every(qint64{1024}, m_looks++);
-    for (const Box& box : m_candidates.boxesOf(at(candidate))) {
+    const Candidate& place = at(candidate);
+    for (int number = place.firstBox; number < place.firstBox + place.boxCount; ++number) {
+        const Box& box = this->box(number);
         const bool isStraight = box.sine == 0.0;
         const double reachX = isStraight ? box.halfWidth : box.reachX();
         const double reachY = isStraight ? box.halfHeight : box.reachY();
@@ -53,7 +73,7 @@ bool LabelSearch::forEachBlocker(int self, int candidate, Function function) {
         const double right = box.x + reachX;
         const double top = box.y - reachY;
         const double bottom = box.y + reachY;
-        const bool isDone = m_grid.forEachCell(box.x, box.y, reachX, reachY, [&](const Cell& cell) {
+        const bool isDone = m_grid.forEachCell(rangeOf(number), [&](const Cell& cell) {
             return std::all_of(cell.entries.cbegin(), cell.entries.cend(), [&](const Entry& entry) {
                 const bool isClear = entry.left >= right || entry.right <= left || entry.top >= bottom ||
                                      entry.bottom <= top || entry.item == self ||
@@ -98,11 +118,11 @@ void LabelSearch::put(int self, int candidate) {
     m_chosen[static_cast<std::size_t>(self)] = candidate;
     const Candidate& place = at(candidate);
     for (int i = place.firstBox; i < place.firstBox + place.boxCount; ++i) {
-        const Box& box = m_candidates.boxes[static_cast<std::size_t>(i)];
+        const Box& box = this->box(i);
         const Entry entry{
             box.x - box.reachX(), box.y - box.reachY(), box.x + box.reachX(), box.y + box.reachY(), i, self,
             box.sine == 0.0};
-        m_grid.forEachCell(box, [&](Cell& cell) {
+        m_grid.forEachCell(rangeOf(i), [&](Cell& cell) {
             cell.entries.push_back(entry);
             return true;
         });
@@ -113,7 +133,7 @@ void LabelSearch::take(int self) {
     const Candidate& place = at(m_chosen[static_cast<std::size_t>(self)]);
     ++m_time;
     for (int box = place.firstBox; box < place.firstBox + place.boxCount; ++box) {
-        m_grid.forEachCell(m_candidates.boxes[static_cast<std::size_t>(box)], [&](Cell& cell) {
+        m_grid.forEachCell(rangeOf(box), [&](Cell& cell) {
             cell.entries.erase(std::remove_if(cell.entries.begin(), cell.entries.end(),
                                               [&](const Entry& e) { return e.item == self; }),
                                cell.entries.end());
@@ -156,10 +176,13 @@ void LabelSearch::placeGreedily() {
 
 bool LabelSearch::driveOut(int self, int since) {
     const auto isWorthALook = [&](int candidate) {
-        const auto boxes = m_candidates.boxesOf(at(candidate));
-        return since == 0 || std::any_of(boxes.begin(), boxes.end(), [&](const Box& box) {
-                   return !m_grid.forEachCell(box, [&](const Cell& cell) { return cell.freed <= since; });
-               });
+        const Candidate& place = at(candidate);
+        bool isWorth = since == 0;
+        for (int box = place.firstBox; box < place.firstBox + place.boxCount && !isWorth; ++box) {
+            isWorth =
+                !m_grid.forEachCell(rangeOf(box), [&](const Cell& cell) { return cell.freed <= since; });
+        }
+        return isWorth;
     };
     // Where the fewest have to go.
     std::vector<int> fewest;
@@ -202,6 +225,13 @@ int LabelSearch::otherPlace(int other, int coming) {
         }
     }
     return -1;
+}
+
+bool LabelSearch::mayHaveRoom(int self, int since) {
+    const auto& reach = m_reaches[static_cast<std::size_t>(self)];
+    constexpr int most = 64; // cells, from which on candidates are looked at one by one
+    return (reach.right - reach.left + 1) * (reach.bottom - reach.top + 1) > most ||
+           !m_grid.forEachCell(reach, [&](const Cell& cell) { return cell.freed <= since; });
 }
 
 bool LabelSearch::moveOthers(int self) {
@@ -258,7 +288,7 @@ void LabelSearch::exchange(qint64 budget) {
         for (int before = start, now = m_time; before < now; before = now, now = m_time) {
             m_candidates.watch();
             for (const int self : m_order) {
-                if (chosen(self) < 0 && item(self).candidateCount > 0) {
+                if (chosen(self) < 0 && item(self).candidateCount > 0 && mayHaveRoom(self, before)) {
                     driveOut(self, before);
                 }
             }

@@ -54,8 +54,22 @@ public:
     int firstBlocker(int self, int candidate);
 
 private:
+    /// A box with what is around it, which decides most questions.
+    struct Entry {
+        double left, top, right, bottom;
+        int box;
+        int item;
+        bool isStraight;
+    };
+    struct Cell {
+        std::vector<Entry> entries;
+        int freed = 0; // when something was taken out of it
+    };
+
     double crossed(int self, int candidate);
     void sortByCrossed(int self);
+    const Box& box(int number) const { return m_candidates.boxes[static_cast<std::size_t>(number)]; }
+    const LabelGrid<Cell>::Range& rangeOf(int box) const { return m_ranges[static_cast<std::size_t>(box)]; }
     const Candidate& at(int candidate) const { return m_list[static_cast<std::size_t>(candidate)]; }
     const Item& item(int i) const { return m_items[static_cast<std::size_t>(i)]; }
     /// Calls the function with each item in the way of a candidate, some more than once, until it returns
@@ -71,6 +85,8 @@ private:
     void take(int self);
     /// Only to where something was taken out since then.
     bool driveOut(int self, int since);
+    /// Whether anything may have been taken out since then where the item's candidates are.
+    bool mayHaveRoom(int self, int since);
     bool moveOthers(int self);
     /// Somewhere else than now, clear of the candidate that is to come.
     int otherPlace(int other, int coming);
@@ -79,18 +95,9 @@ private:
     const Candidates& m_candidates;
     std::vector<Candidate>& m_list;
     LabelObstacles& m_obstacles;
-    /// A box with what is around it, which decides most questions.
-    struct Entry {
-        double left, top, right, bottom;
-        int box;
-        int item;
-        bool isStraight;
-    };
-    struct Cell {
-        std::vector<Entry> entries;
-        int freed = 0; // when something was taken out of it
-    };
     LabelGrid<Cell> m_grid;
+    std::vector<LabelGrid<Cell>::Range> m_ranges;  // of Candidates::boxes, each asked for many times
+    std::vector<LabelGrid<Cell>::Range> m_reaches; // of all candidates of an item
     std::vector<int> m_chosen;
     std::vector<int> m_order;    // of priority
     std::vector<int> m_blockers; // of the last question

@@ -143,8 +143,9 @@ public:
             QList<Shapes::GisShape*> near = layer->query(*box);
             std::sort(near.begin(), near.end(),
                       [](const auto* a, const auto* b) { return a->id() < b->id(); });
+            const Map::Internal::FeatureIds ids(*layer);
             for (const Shapes::GisShape* shape : std::as_const(near)) {
-                lookAt(*shape, Map::Internal::featureIdOf(*layer, *shape));
+                lookAt(*shape, ids.of(*shape));
             }
         }
         std::reverse(found.begin(), found.end());

@@ -197,7 +197,7 @@ bool SnapLayer::collect() {
         return false;
     }
     if (const Shapes::GisShape* const shape = items[m_position++].get()) {
-        take(*shape, Map::Internal::featureIdOf(*m_layer, *shape));
+        take(*shape, Map::Internal::FeatureIds(*m_layer).of(*shape));
     }
     return true;
 }

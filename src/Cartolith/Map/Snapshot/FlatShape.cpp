@@ -12,21 +12,33 @@ namespace Cartolith::Map::Internal {
 
 std::optional<LayerSnapshot::Kind> appendFlat(const Shapes::GisShape& shape, std::vector<double>& coordinates,
                                               std::vector<qsizetype>& ends) {
-    const std::size_t before = coordinates.size();
-    const auto append = [&](const GisShapePoint& vertex) {
-        coordinates.push_back(vertex.x());
-        coordinates.push_back(vertex.y());
-    };
     const auto appendParts = [&](const QList<QList<GisShapePoint>>& parts) {
+        const std::size_t before = coordinates.size();
         for (const QList<GisShapePoint>& part : parts) {
+            const std::size_t first = coordinates.size();
+            coordinates.resize(first + 2 * static_cast<std::size_t>(part.size()));
+            double* to = coordinates.data() + first;
             for (const GisShapePoint& vertex : part) {
-                append(vertex);
+                *to++ = vertex.x();
+                *to++ = vertex.y();
             }
             ends.push_back(static_cast<qsizetype>((coordinates.size() - before) / 2));
         }
     };
+    const auto appendArea = [&] {
+        const auto* const area = dynamic_cast<const Shapes::GisShapePolygon*>(&shape);
+        if (area != nullptr) {
+            appendParts(area->parts());
+        }
+        return area != nullptr;
+    };
+    // What a shape says of itself mostly is its class, and a wrong cast takes longer than a right one.
+    const bool saysArea = shape.shapeType() == Shapes::GisShapeType::Polygon;
+    if (saysArea && appendArea()) {
+        return LayerSnapshot::Kind::Area;
+    }
     if (const auto* const point = dynamic_cast<const GisShapePoint*>(&shape)) {
-        append(*point);
+        coordinates.insert(coordinates.end(), {point->x(), point->y()});
         ends.push_back(1);
         return LayerSnapshot::Kind::Point;
     }
@@ -34,8 +46,7 @@ std::optional<LayerSnapshot::Kind> appendFlat(const Shapes::GisShape& shape, std
         appendParts(line->parts());
         return LayerSnapshot::Kind::Line;
     }
-    if (const auto* const area = dynamic_cast<const Shapes::GisShapePolygon*>(&shape)) {
-        appendParts(area->parts());
+    if (!saysArea && appendArea()) {
         return LayerSnapshot::Kind::Area;
     }
     return std::nullopt;
@@ -52,13 +63,15 @@ void cutFlat(CoordinateSystems::CuttingTransformer& cutting, LayerSnapshot::Kind
     }
 }
 
-qint64 featureIdOf(const Layers::GisLayerVector& layer, const Shapes::GisShape& shape) {
-    if (const auto id = layer.featureId(shape)) {
+FeatureIds::FeatureIds(const Layers::GisLayerVector& layer)
+    : m_layer(layer), m_hasSource(dynamic_cast<const Layers::GisLayerOgrVector*>(&layer) != nullptr ||
+                                  dynamic_cast<const Layers::GisLayerOgrOnDemand*>(&layer) != nullptr) {}
+
+qint64 FeatureIds::of(const Shapes::GisShape& shape) const {
+    if (const auto id = m_layer.featureId(shape)) {
         return *id;
     }
-    const bool hasSource = dynamic_cast<const Layers::GisLayerOgrVector*>(&layer) != nullptr ||
-                           dynamic_cast<const Layers::GisLayerOgrOnDemand*>(&layer) != nullptr;
-    return hasSource ? -static_cast<qint64>(shape.id()) : shape.id();
+    return m_hasSource ? -static_cast<qint64>(shape.id()) : shape.id();
 }
 
 } // namespace Cartolith::Map::Internal

@@ -26,8 +26,16 @@ std::optional<LayerSnapshot::Kind> appendFlat(const Core::Shapes::GisShape& shap
 void cutFlat(Core::CoordinateSystems::CuttingTransformer& cutting, LayerSnapshot::Kind kind,
              const Core::CoordinateSystems::CutParts& whole, Core::CoordinateSystems::CutParts& cut);
 
-/// What a picture and its selection know a shape by: the id of its feature; else that of the shape, which is
-/// negative where others of the layer may have ids of a source.
-qint64 featureIdOf(const Core::Layers::GisLayerVector& layer, const Core::Shapes::GisShape& shape);
+/// What a picture and its selection know a shape of a layer by: the id of its feature; else that of the
+/// shape, which is negative where others of the layer may have ids of a source.
+class FeatureIds {
+public:
+    explicit FeatureIds(const Core::Layers::GisLayerVector& layer);
+    qint64 of(const Core::Shapes::GisShape& shape) const;
+
+private:
+    const Core::Layers::GisLayerVector& m_layer;
+    bool m_hasSource;
+};
 
 } // namespace Cartolith::Map::Internal

@@ -117,6 +117,7 @@ public:
         isOneStyle = renderer == nullptr || !renderer->usesFeatureAttributes();
         if (vector != nullptr && !isReadByView) {
             data->features.reserve(vector->items().size() + 1);
+            ids.emplace(*vector);
         }
     }
 
@@ -216,9 +217,37 @@ public:
             return false;
         }
         if (const GisShape* const shape = items[position++].get()) {
-            take(*shape, Internal::featureIdOf(*vector, *shape));
+            take(*shape, ids->of(*shape));
+        }
+        constexpr std::size_t some = 256;
+        if (position % some == 0) {
+            makeRoom(data->coordinates);
+            makeRoom(data->partEnds);
+            makeRoom(data->boxes);
         }
         return true;
+    }
+
+    /// For as much as all items will need if the others are like those up to here: a list that doubles again
+    /// and again touches three times its own memory, which takes longer than filling it.
+    template <typename Value>
+    void makeRoom(std::vector<Value>& list) const {
+        constexpr std::size_t most = std::size_t{1}
+                                     << 28; // bytes, where the first items are unlike the others
+        constexpr double slack = 1.02;
+        const double needed = slack * static_cast<double>(list.size()) *
+                              static_cast<double>(vector->items().size()) / static_cast<double>(position);
+        const std::size_t limit = std::max(most / sizeof(Value), 4 * list.size());
+        if (2 * list.size() > list.capacity() && needed > static_cast<double>(list.capacity())) {
+            list.reserve(static_cast<std::size_t>(std::min(needed, static_cast<double>(limit))));
+        }
+    }
+
+    template <typename Value>
+    static void giveBackRoom(std::vector<Value>& list) {
+        if (list.capacity() / 2 > list.size()) {
+            list.shrink_to_fit();
+        }
     }
 
     void takePicture() {
@@ -341,6 +370,9 @@ public:
             data->extent = {whole.left, whole.bottom, whole.right, whole.top};
         }
         data->styles = styles.styles();
+        giveBackRoom(data->coordinates);
+        giveBackRoom(data->partEnds);
+        giveBackRoom(data->boxes);
         checkMarkers();
         made = LayerSnapshot(std::move(data));
         reader.reset();
@@ -370,6 +402,7 @@ public:
     static constexpr LayerSnapshot::Box nowhere{all, all, -all, -all};
     LayerSnapshot::Box whole = nowhere;
     std::size_t position = 0;
+    std::optional<Internal::FeatureIds> ids; // where items are taken
     State state = State::Working;
     LayerSnapshot made;
     std::atomic<bool> isCancelled = false;

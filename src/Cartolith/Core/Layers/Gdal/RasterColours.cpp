@@ -1,12 +1,15 @@
 #include <Cartolith/Core/Layers/Gdal/RasterColoursInternal.h>
 
 #include <algorithm>
+#include <array>
+#include <cmath>
 
 namespace Cartolith::Core::Layers::Internal {
 
 namespace {
 
 constexpr int rampSamples = 1024; // finer than the 256 steps of a channel over a few stops
+constexpr int greys = 256;
 
 int channel(double share) {
     return qRound(std::clamp(share, 0.0, 1.0) * 255.0);
@@ -17,6 +20,12 @@ int channel(double share) {
 RasterColours::RasterColours(const Style& style, Style::Rendering rendering, const QList<Bounds>& bounds,
                              const std::vector<QRgb>& palette)
     : m_rendering(rendering), m_bounds(bounds), m_colours(palette), m_hasClasses(!style.classes().isEmpty()) {
+    if (rendering == Style::Rendering::Grey) {
+        m_colours.clear();
+        for (int i = 0; i < greys; ++i) {
+            m_colours.push_back(qRgb(i, i, i));
+        }
+    }
     if (rendering != Style::Rendering::Ramp) {
         return;
     }
@@ -68,6 +77,34 @@ QRgb RasterColours::colour(const double* values) const {
     }
     const int grey = channel(share(values[0], m_bounds[0]));
     return qRgb(grey, grey, grey);
+}
+
+void RasterColours::colours(const double* values, std::size_t count, QRgb* pixels) const {
+    constexpr QRgb none = 0;
+    const bool isRamp = m_rendering == Style::Rendering::Ramp && !m_hasClasses;
+    if ((isRamp || m_rendering == Style::Rendering::Grey) && m_bounds[0].lower < m_bounds[0].upper) {
+        // share() and channel() with what is the same for all done once.
+        const double from = m_bounds[0].lower * 0.5;
+        const double way = m_bounds[0].upper * 0.5 - from;
+        const double last = isRamp ? rampSamples - 1 : greys - 1;
+        for (std::size_t i = 0; i < count; ++i) {
+            const double share = (values[i] * 0.5 - from) / way;
+            const double place = std::isnan(share) ? 0.5 : std::clamp(share, 0.0, 1.0);
+            const QRgb colour = m_colours[static_cast<std::size_t>(qRound(place * last))];
+            pixels[i] = std::isfinite(values[i]) ? colour : none;
+        }
+        return;
+    }
+    std::array<double, 3> pixel{};
+    const std::size_t bands = m_rendering == Style::Rendering::Rgb ? 3 : 1;
+    for (std::size_t i = 0; i < count; ++i) {
+        bool hasAll = true;
+        for (std::size_t band = 0; band < bands; ++band) {
+            pixel[band] = values[band * count + i];
+            hasAll = hasAll && std::isfinite(pixel[band]);
+        }
+        pixels[i] = hasAll ? qPremultiply(colour(pixel.data())) : none;
+    }
 }
 
 QRgb RasterColours::shaded(QRgb colour, double light, double level) {

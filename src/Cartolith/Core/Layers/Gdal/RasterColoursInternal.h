@@ -29,6 +29,10 @@ public:
     /// Of values that are finite, one for each band. Transparent when the style has no colour for them.
     QRgb colour(const double* values) const;
 
+    /// As colour() of many pixels, the values of one band after those of the other; premultiplied, and
+    /// transparent where a value is not finite.
+    void colours(const double* values, std::size_t count, QRgb* pixels) const;
+
     /// The colour in a light of so much brightness, from 0 to 1, where level ground has that of `level`.
     static QRgb shaded(QRgb colour, double light, double level);
 
@@ -37,7 +41,7 @@ private:
 
     Style::Rendering m_rendering;
     QList<Bounds> m_bounds;
-    std::vector<QRgb> m_colours; ///< samples of the ramp, of classes, or the colour table
+    std::vector<QRgb> m_colours; ///< samples of the ramp, of classes, greys, or the colour table
     bool m_hasClasses = false;
     Symbology::Internal::RangeSearch m_classes;
 };

@@ -55,6 +55,14 @@ struct RasterPicture::Grid {
                static_cast<std::size_t>(column);
     }
 
+    /// From the corner, in cells.
+    double x(double column) const { return (column - window.left) * columnsPerPixel; }
+    double y(double row) const { return (row - window.top) * rowsPerPixel; }
+    int columnAt(double column) const {
+        return std::clamp(static_cast<int>(x(column)), 0, window.columns - 1);
+    }
+    int rowAt(double row) const { return std::clamp(static_cast<int>(y(row)), 0, window.rows - 1); }
+
     /// Between the four cells around a place, given in cells from the corner; those without a value do not
     /// count.
     double between(const std::vector<double>& values, double x, double y) const {
@@ -79,10 +87,12 @@ struct RasterPicture::Grid {
     }
 };
 
-/// A part of the picture, and where its pixels lie.
+/// A part of the picture, and where its pixels lie. Aligned, one row of columns and one column of rows say it
+/// all; else each pixel has its own.
 struct RasterPicture::Block {
     QRect rect;
-    std::vector<double> columns, rows;
+    bool isAligned;
+    std::vector<double> columns, rows; ///< NaN outside of the raster; columns alone where not aligned
     double leftmost = std::numeric_limits<double>::infinity();
     double rightmost = -leftmost;
     double topmost = leftmost;
@@ -90,11 +100,67 @@ struct RasterPicture::Block {
     double columnStep = 1.0, rowStep = 1.0; ///< raster pixels between neighbours
 
     Block(const QRect& part, const RasterPlaces& places, const RasterSource& source)
-        : rect(part),
-          columns(static_cast<std::size_t>(part.width()) * static_cast<std::size_t>(part.height())),
-          rows(columns.size()) {
+        : rect(part), isAligned(places.isAligned()),
+          columns(static_cast<std::size_t>(part.width()) *
+                  static_cast<std::size_t>(isAligned ? 1 : part.height())),
+          rows(isAligned ? static_cast<std::size_t>(part.height()) : columns.size()) {
+        // The inside pixel nearest to the middle, of those before it; else the first one.
+        const std::optional<QPoint> middle =
+            isAligned ? findAligned(places, source) : findEach(places, source);
+        if (middle) {
+            measureSteps(places, rect.topLeft() + *middle);
+        }
+    }
+
+    bool isEmpty() const { return !(leftmost <= rightmost && topmost <= bottommost); }
+
+    void take(double column, double row) {
+        leftmost = std::min(leftmost, column);
+        rightmost = std::max(rightmost, column);
+        topmost = std::min(topmost, row);
+        bottommost = std::max(bottommost, row);
+    }
+
+    std::optional<QPoint> findAligned(const RasterPlaces& places, const RasterSource& source) {
+        const auto inside = [](double place, int size) {
+            return place >= 0.0 && place < size ? place : std::numeric_limits<double>::quiet_NaN();
+        };
+        const auto across = static_cast<std::size_t>(rect.width());
+        for (std::size_t x = 0; x < columns.size(); ++x) {
+            columns[x] = inside(places.columnOf(rect.left() + static_cast<int>(x)), source.width());
+        }
+        for (std::size_t y = 0; y < rows.size(); ++y) {
+            rows[y] = inside(places.rowOf(rect.top() + static_cast<int>(y)), source.height());
+        }
+        const auto lastInside = [](const std::vector<double>& line, std::ptrdiff_t end) {
+            const auto found =
+                std::find_if(line.rend() - end, line.rend(), [](double p) { return p >= 0.0; });
+            return static_cast<int>(line.rend() - found) - 1;
+        };
+        const auto firstInside = [](const std::vector<double>& line) {
+            const auto found = std::find_if(line.begin(), line.end(), [](double p) { return p >= 0.0; });
+            return static_cast<int>(found - line.begin());
+        };
+        const QPoint first(firstInside(columns), firstInside(rows));
+        const QPoint last(lastInside(columns, rect.width()), lastInside(rows, rect.height()));
+        if (last.x() < 0 || last.y() < 0) {
+            return std::nullopt;
+        }
+        take(columns[static_cast<std::size_t>(first.x())], rows[static_cast<std::size_t>(first.y())]);
+        take(columns[static_cast<std::size_t>(last.x())], rows[static_cast<std::size_t>(last.y())]);
+        const std::size_t half = across * rows.size() / 2;
+        const auto halfRow = static_cast<int>(half / across);
+        const int inHalfRow = lastInside(columns, static_cast<std::ptrdiff_t>(half % across) + 1);
+        if (inHalfRow >= 0 && rows[static_cast<std::size_t>(halfRow)] >= 0.0) {
+            return QPoint(inHalfRow, halfRow);
+        }
+        const int above = lastInside(rows, halfRow);
+        return above >= 0 ? QPoint(last.x(), above) : first;
+    }
+
+    std::optional<QPoint> findEach(const RasterPlaces& places, const RasterSource& source) {
         const auto width = static_cast<std::size_t>(rect.width());
-        std::size_t middle = columns.size(); // the inside pixel nearest to the middle
+        std::size_t middle = columns.size();
         for (std::size_t i = 0; i < columns.size(); ++i) {
             if (i % width == 0) {
                 places.find(rect.left(), rect.top() + static_cast<int>(i / width), rect.width(), &columns[i],
@@ -105,20 +171,13 @@ struct RasterPicture::Block {
                 columns[i] = std::numeric_limits<double>::quiet_NaN();
                 continue;
             }
-            leftmost = std::min(leftmost, columns[i]);
-            rightmost = std::max(rightmost, columns[i]);
-            topmost = std::min(topmost, rows[i]);
-            bottommost = std::max(bottommost, rows[i]);
+            take(columns[i], rows[i]);
             middle = middle == columns.size() || i <= columns.size() / 2 ? i : middle;
         }
-        if (!isEmpty()) {
-            const QPoint at(rect.left() + static_cast<int>(middle % width),
-                            rect.top() + static_cast<int>(middle / width));
-            measureSteps(places, at);
-        }
+        return isEmpty() ? std::nullopt
+                         : std::optional(
+                               QPoint(static_cast<int>(middle % width), static_cast<int>(middle / width)));
     }
-
-    bool isEmpty() const { return !(leftmost <= rightmost); }
 
     void measureSteps(const RasterPlaces& places, const QPoint& at) {
         std::array<QPointF, 3> around;
@@ -231,10 +290,9 @@ void RasterPicture::shade(Grid& grid) const {
 
 QRgb RasterPicture::pixel(const Grid& grid, double column, double row) const {
     constexpr QRgb none = 0;
-    const double x = (column - grid.window.left) * grid.columnsPerPixel;
-    const double y = (row - grid.window.top) * grid.rowsPerPixel;
-    const std::size_t nearest = grid.index(std::clamp(static_cast<int>(x), 0, grid.window.columns - 1),
-                                           std::clamp(static_cast<int>(y), 0, grid.window.rows - 1));
+    const double x = grid.x(column);
+    const double y = grid.y(row);
+    const std::size_t nearest = grid.index(grid.columnAt(column), grid.rowAt(row));
     const int opacity = grid.mask.empty() ? 255 : grid.mask[nearest];
     if (opacity == 0) {
         return none;
@@ -260,6 +318,48 @@ QRgb RasterPicture::pixel(const Grid& grid, double column, double row) const {
     }
     const int alpha = qAlpha(colour) * opacity / 255;
     return qPremultiply(qRgba(qRed(colour), qGreen(colour), qBlue(colour), alpha));
+}
+
+void RasterPicture::drawEach(const Block& block, const Grid& grid, QImage& image) const {
+    const QRect& rect = block.rect;
+    for (int y = 0; y < rect.height(); ++y) {
+        auto* const line = reinterpret_cast<QRgb*>(image.scanLine(rect.top() + y)) + rect.left();
+        for (int x = 0; x < rect.width(); ++x) {
+            const auto row = static_cast<std::size_t>(y);
+            const std::size_t i = row * static_cast<std::size_t>(rect.width()) + static_cast<std::size_t>(x);
+            const double column = block.columns[block.isAligned ? static_cast<std::size_t>(x) : i];
+            const double place = block.rows[block.isAligned ? row : i];
+            if (std::isfinite(column) && std::isfinite(place)) {
+                line[x] = pixel(grid, column, place);
+            }
+        }
+    }
+}
+
+void RasterPicture::drawRows(const Block& block, const Grid& grid, QImage& image) const {
+    const auto isInside = [](double place) { return std::isfinite(place); };
+    // Inside, the places go from one end to the other without a gap.
+    const auto first = std::find_if(block.columns.cbegin(), block.columns.cend(), isInside);
+    const auto end = std::find_if_not(first, block.columns.cend(), isInside);
+    std::vector<int> cells(static_cast<std::size_t>(end - first));
+    std::transform(first, end, cells.begin(), [&](double column) { return grid.columnAt(column); });
+    std::vector<double> values(cells.size() * grid.bands.size());
+    const auto left = static_cast<int>(first - block.columns.cbegin());
+    for (int y = 0; y < block.rect.height(); ++y) {
+        const double row = block.rows[static_cast<std::size_t>(y)];
+        if (!isInside(row)) {
+            continue;
+        }
+        const std::size_t from = grid.index(0, grid.rowAt(row));
+        double* value = values.data();
+        for (const std::vector<double>& band : grid.bands) {
+            value = std::transform(cells.cbegin(), cells.cend(), value,
+                                   [cell = band.data() + from](int c) { return cell[c]; });
+        }
+        m_recipe.colours.colours(values.data(), cells.size(),
+                                 reinterpret_cast<QRgb*>(image.scanLine(block.rect.top() + y)) +
+                                     block.rect.left() + left);
+    }
 }
 
 bool RasterPicture::drawBlock(const QRect& rect, QImage& image) {
@@ -292,16 +392,9 @@ bool RasterPicture::drawBlock(const QRect& rect, QImage& image) {
     if (!grid) {
         return false;
     }
-    for (int y = 0; y < rect.height(); ++y) {
-        auto* const line = reinterpret_cast<QRgb*>(image.scanLine(rect.top() + y)) + rect.left();
-        for (int x = 0; x < rect.width(); ++x) {
-            const std::size_t i = static_cast<std::size_t>(y) * static_cast<std::size_t>(rect.width()) +
-                                  static_cast<std::size_t>(x);
-            if (std::isfinite(block.columns[i])) {
-                line[x] = pixel(*grid, block.columns[i], block.rows[i]);
-            }
-        }
-    }
+    const bool isPlain = block.isAligned && m_recipe.resampling != Resampling::Bilinear &&
+                         grid->mask.empty() && grid->shades.empty();
+    isPlain ? drawRows(block, *grid, image) : drawEach(block, *grid, image);
     return true;
 }
 

@@ -46,6 +46,9 @@ private:
     RasterWindow windowOf(const Block& block) const;
     std::optional<Grid> readGrid(const RasterWindow& window) const;
     void shade(Grid& grid) const;
+    void drawEach(const Block& block, const Grid& grid, QImage& image) const;
+    /// The same, of an aligned block whose pixels show their nearest cell's colour and nothing else.
+    void drawRows(const Block& block, const Grid& grid, QImage& image) const;
     QRgb pixel(const Grid& grid, double column, double row) const;
     bool goOn(double fractionOfBlock) const;
 

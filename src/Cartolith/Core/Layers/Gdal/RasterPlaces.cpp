@@ -78,10 +78,9 @@ int RasterPlaces::transform(void* self, int /*backwards*/, int count, double* x,
 }
 
 void RasterPlaces::find(int x, int y, int count, double* columns, double* rows) const {
-    const double mapY = m_extent.yMax() - (y + 0.5) * m_step.height();
     for (int i = 0; i < count; ++i) {
-        columns[i] = m_extent.xMin() + (x + i + 0.5) * m_step.width();
-        rows[i] = mapY;
+        columns[i] = mapX(x + i);
+        rows[i] = mapY(y);
     }
     if (m_approximation != nullptr) {
         const auto size = static_cast<std::size_t>(count);

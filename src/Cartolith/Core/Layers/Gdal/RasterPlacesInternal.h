@@ -30,9 +30,16 @@ public:
 
     /// The places of so many pixels of a row of the picture; NaN where there is none.
     void find(int x, int y, int count, double* columns, double* rows) const;
+    /// Those that find() gives, where isAligned(): all of a column of pixels lie in one column, and of a row
+    /// in one row, unless a place is beyond all numbers, which is NaN there.
+    double columnOf(int x) const { return m_inverse.toMap(mapX(x), 0.0).x() + 0.5; }
+    double rowOf(int y) const { return m_inverse.toMap(0.0, mapY(y)).y() + 0.5; }
 
 private:
     static int transform(void* self, int backwards, int count, double* x, double* y, double* z, int* success);
+
+    double mapX(int x) const { return m_extent.xMin() + (x + 0.5) * m_step.width(); }
+    double mapY(int y) const { return m_extent.yMax() - (y + 0.5) * m_step.height(); }
 
     struct ApproximationDestroy {
         void operator()(void* approximation) const;
