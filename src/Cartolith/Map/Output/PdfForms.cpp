@@ -180,7 +180,7 @@ QByteArray asOneText(const QByteArray& operators, const QString& text) {
     QStringEncoder utf16(QStringConverter::Utf16BE);
     const QByteArray bytes = utf16(text);
     const QByteArray begin = "/Span << /ActualText <FEFF" + bytes.toHex() + "> >> BDC\n";
-    const QByteArray asItIs = begin + operators + "EMC\n";
+    QByteArray asItIs = begin + operators + "EMC\n";
     QByteArray look; // of the first letters; the others have the same
     QByteArray letters;
     QList<QTransform> levels;

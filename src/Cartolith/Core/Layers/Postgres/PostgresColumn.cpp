@@ -173,7 +173,7 @@ OGRFieldType PostgresColumn::betterType(OGRFieldType given, const QByteArray& ty
         {OFTRealList, {"real[]", "double precision[]", "numeric[]"}},
         {OFTStringList, {"text[]", "character varying[]", "character[]", "bpchar[]"}}};
     const auto types = known.find(given);
-    if (types == known.cend() || types->second.count(type) == 0) {
+    if (types == known.cend() || !types->second.contains(type)) {
         return OFTString;
     }
     constexpr int most = 18; // digits of 64 bits
