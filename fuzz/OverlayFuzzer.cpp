@@ -40,7 +40,8 @@ extern "C" int LLVMFuzzerTestOneInput(const unsigned char* data, std::size_t siz
     const auto areaA = static_cast<double>(edgesA.area);
     const auto areaB = static_cast<double>(edgesB.area);
     const auto common = static_cast<double>(plain::commonArea(edgesA, edgesB));
-    const double reach = std::max({1e-300, edgesA.reach(), edgesB.reach()});
+    const auto reachOf = [](const plain::Edges& edges) { return edges.length > 0.0L ? edges.reach() : 0.0; };
+    const double reach = std::max({1e-300, reachOf(edgesA), reachOf(edgesB)}); // without edges it is infinite
     const double rounding = 0x1p-46 * reach * static_cast<double>(edgesA.length + edgesB.length);
     topology.SetOverlayFallback(true);
     const std::pair<Type, double> expected[] = {{Type::Union, areaA + areaB - common},
